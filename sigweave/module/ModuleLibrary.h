@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <type_traits>
+
+#include "sigweave/module/TCBaseModule.h"
+#include "sigweave/platform/Export.h"
+
+// What a module library exports. Kinds are numbered from 0; ids are the stable names that graph files use. A
+// module is deleted by the library that created it, as the class that it is.
+extern "C" {
+TC_API int TCModuleLibrary_GetCount();
+TC_API const char* TCModuleLibrary_GetId(int kind);
+TC_API TCBaseModule* TCModuleLibrary_Create(int kind, int instance);
+TC_API void TCModuleLibrary_Delete(int kind, TCBaseModule* module);
+// The interface versions of the headers that the library was built with.
+TC_API int TCGetInterfaceVersionProvidedByModule();
+TC_API int TCGetInterfaceVersionRequiredByModule();
+}
+
+inline constexpr int TC_INTERFACE_VERSION_PROVIDED = 800;
+inline constexpr int TC_INTERFACE_VERSION_REQUIRED = 700;
+
+namespace tc {
+
+struct ModuleKind {
+    const char* id;
+    TCBaseModule* (*create)(int instance);
+    void (*destroy)(TCBaseModule* module);
+};
+
+template <class Module>
+constexpr ModuleKind MakeModuleKind() {
+    static_assert(std::is_final_v<Module>,
+                  "declare the module class final: it is deleted as exactly that class");
+    return {Module::ID, [](int instance) -> TCBaseModule* { return new Module(instance); },
+            [](TCBaseModule* module) { delete static_cast<Module*>(module); }};
+}
+
+template <class... Modules>
+inline constexpr ModuleKind MODULE_KINDS[] = {MakeModuleKind<Modules>()...};
+
+template <class... Modules>
+constexpr const ModuleKind* FindModuleKind(int kind) {
+    const bool valid = kind >= 0 && static_cast<std::size_t>(kind) < sizeof...(Modules);
+    return valid ? &MODULE_KINDS<Modules...>[kind] : nullptr;
+}
+
+}  // namespace tc
+
+// Written once in a module library, with the classes that it offers: TC_MODULE_LIBRARY(Gain, Offset)
+// Each class is final, has a constructor that takes the instance number, and a constant `ID`.
+#define TC_MODULE_LIBRARY(...)                                               \
+    int TCModuleLibrary_GetCount() {                                         \
+        return static_cast<int>(std::size(tc::MODULE_KINDS<__VA_ARGS__>));   \
+    }                                                                        \
+    const char* TCModuleLibrary_GetId(int kind) {                            \
+        const tc::ModuleKind* found = tc::FindModuleKind<__VA_ARGS__>(kind); \
+        return found != nullptr ? found->id : nullptr;                       \
+    }                                                                        \
+    TCBaseModule* TCModuleLibrary_Create(int kind, int instance) {           \
+        const tc::ModuleKind* found = tc::FindModuleKind<__VA_ARGS__>(kind); \
+        return found != nullptr ? found->create(instance) : nullptr;         \
+    }                                                                        \
+    void TCModuleLibrary_Delete(int kind, TCBaseModule* module) {            \
+        const tc::ModuleKind* found = tc::FindModuleKind<__VA_ARGS__>(kind); \
+        if (found != nullptr && module != nullptr) found->destroy(module);   \
+    }                                                                        \
+    int TCGetInterfaceVersionProvidedByModule() {                            \
+        return TC_INTERFACE_VERSION_PROVIDED;                                \
+    }                                                                        \
+    int TCGetInterfaceVersionRequiredByModule() {                            \
+        return TC_INTERFACE_VERSION_REQUIRED;                                \
+    }                                                                        \
+    static_assert(true, "ask for a semicolon")

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "sigweave/platform/Export.h"
+
+// Events of graded severity, from modules to the host. The host installs one sink for the whole library (it
+// travels through message 27 of TCBaseModule::GetMessageA); without one, messages go to the debugger output
+// when no main window is up, and are dropped otherwise. Any thread may send; the sink must accept that.
+class TC_API TCModuleMessage {
+ public:
+    // Bits (never change, only append).
+    enum class Types : int {
+        Emergency = 1,
+        Alert = 2,
+        Critical = 4,
+        Warning = 8,
+        Notice = 16,
+        Info = 32,
+        Debug = 64
+    };
+
+    using Sink = void (*)(const char* module, Types type, const char* message);
+
+    // The address of a Sink, as a number. The first sink that is not null stays for good.
+    static void Init(long sink);
+    // Never fails; null texts are passed to the sink as they are.
+    static void Send(const char* module, Types type, const char* message);
+
+    // Printf-style; see TCString::Format.
+    static void Emergency(const char* module, const char* format, ...);
+    static void Alert(const char* module, const char* format, ...);
+    static void Critical(const char* module, const char* format, ...);
+    static void Warning(const char* module, const char* format, ...);
+    static void Notice(const char* module, const char* format, ...);
+    static void Info(const char* module, const char* format, ...);
+    static void Debug(const char* module, const char* format, ...);
+
+    // Null until a sink is installed.
+    static Sink s_PFN;
+};

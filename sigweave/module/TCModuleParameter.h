@@ -1,0 +1,18 @@
+#pragma once
+
+#include "sigweave/platform/Export.h"
+
+// One declared parameter of a module. A module keeps a constant table of these; the texts must live as long
+// as the program.
+struct TCModuleParameter {
+    enum Kind { INTEGER, NUMBER, TEXT, CHOICE, SWITCH, FILE };
+
+    const char* name;
+    Kind kind;
+    const char* defaultValue;                  // as text; null: the parameter must be given
+    const char* unit = "";                     // SI text, for example "Hz"; empty: none
+    const char* help = "";                     // one line
+    double minimum = -1.7976931348623157e308;  // of INTEGER and NUMBER, both ends allowed
+    double maximum = 1.7976931348623157e308;
+    const char* choices = "";  // of CHOICE: the allowed words, separated by '|'; a SWITCH takes yes and no
+};

@@ -1,0 +1,424 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "sigweave/foundation/TCArray.h"
+#include "sigweave/foundation/TCString.h"
+#include "sigweave/platform/Export.h"
+#include "sigweave/platform/Framework.h"
+#include "sigweave/platform/ModuleHandle.h"
+#include "sigweave/signal/TCIOStream.h"
+#include "sigweave/signal/TCTypeInfo.h"
+
+class TCBaseModule;
+
+// Every operation that takes a PORTTYPE treats INPUT as the inputs and every other value as the outputs.
+enum PORTTYPE : int { INPUT = 1, OUTPUT = 2 };
+
+// What asks a module for its validation data.
+enum CALLED_FROM : int { CALLED_FROM_EDIT = 0, CALLED_FROM_RUN = 1 };
+
+// What went wrong last on a port; see TCPortHelper::GetErrorRecord.
+struct TCPortError {
+    int code = 0;                     // a negative result code
+    const void* ownStream = nullptr;  // the port's stream; identifies the line, never to be dereferenced
+    const void* otherStream = nullptr;
+    TCString text1;
+    TCString text2;
+    int portIndex = -1;
+    int otherIndex = -1;  // the other port, or the receiver on an output
+};
+
+// Through its helper a module declares its ports, learns which are wired, tests what waits on its inputs, and
+// reads and writes values with their metadata. A module owns exactly one helper and forwards the host's calls
+// to it.
+//
+// Ports are addressed by PORTTYPE and index. The helper owns the ports, their types and their streams; it
+// does not own its module. Nothing here takes a lock: declaring and wiring belong to the thread that edits
+// the graph, Init, Fetch and all values to the one that runs it.
+//
+// Queries with an index out of range answer 0, false, null or the empty text. Value operations answer 0 when
+// there is nothing to do (no such port, not that element kind, nothing wired), and negative codes for
+// failures, which also stand in the error record: -2 another type, -3 wiring, -4 a state conflict at a
+// receiver and -18 each further one, -14 a block or segment that could not be made, -5 -6 -12 -13 -15 inputs
+// that do not belong together.
+class TC_API TCPortHelper {
+ public:
+    // The numeric data-type code of a port: one kind in the low 24 bits, flags in the high byte. The values
+    // stand in files and bus segment names (never change).
+    using TYPE = std::uint32_t;
+    static constexpr TYPE TYPE_SWORD = 0x00000001;
+    static constexpr TYPE TYPE_SWORD1 = 0x00000002;
+    static constexpr TYPE TYPE_SWORDARRAY = 0x00000004;
+    static constexpr TYPE TYPE_SWORDMATRIX = 0x00000008;
+    static constexpr TYPE TYPE_DOUBLE = 0x00000010;
+    static constexpr TYPE TYPE_DOUBLE1 = 0x00000020;
+    static constexpr TYPE TYPE_DOUBLEARRAY = 0x00000040;
+    static constexpr TYPE TYPE_DOUBLEMATRIX = 0x00000080;
+    static constexpr TYPE TYPE_TEXT = 0x00000100;
+    static constexpr TYPE TYPE_TEXTARRAY = 0x00000200;
+    static constexpr TYPE TYPE_MULTI = 0x01000000;
+    static constexpr TYPE TYPE_ADOPT = 0x02000000;
+    static constexpr TYPE TYPE_TYPEINFO = 0x04000000;
+    static constexpr TYPE TYPE_POINTER = 0x10000000;
+    static constexpr TYPE TYPE_POINTERARRAY = 0x20000000;
+    static constexpr TYPE TYPE_UNKNOWN = 0x40000000;
+
+    enum CHECK_DT : int { CHECK_ANY = 0, CHECK_ALL = 1, CHECK_EXACT = 2 };
+    enum CHECK_PT : int { CHECK_AT_LEAST_ONE = 0, CHECK_EVERY = 1 };
+    // Lines drawn by the user; connections of the stream; whichever of the two counts now.
+    enum LINETYPE : int { LINES_DRAWN = 0, STREAM_CONNECTED = 1, LINES_OR_STREAM = 2 };
+    // How a source is driven. UNTIL_READY_CLEARED: it has work while its ready flag is set. REPORT_END: the
+    // same, and Fetch answers 2 once when the flag is cleared. Others never have work without waiting blocks.
+    enum SourceBehaviour : int { SOURCE_NONE = 0, SOURCE_UNTIL_READY_CLEARED = 1, SOURCE_REPORT_END = 2 };
+
+    using PortNameFunction = TCString (*)(PORTTYPE kind, unsigned index);
+    using DynPortCallback = int (*)(long user, int count);
+
+    class TCPortHelperImpl;
+
+    explicit TCPortHelper(TCBaseModule* module);
+    virtual ~TCPortHelper();
+    TCPortHelper(const TCPortHelper&) = delete;
+    TCPortHelper& operator=(const TCPortHelper&) = delete;
+
+    // --- Declaring ports (from the module's constructor)
+    // ----------------------------------------------------------
+
+    // One port of the type token{declarator}; a null or empty declarator means the token's usual one. Answers
+    // the index of the new type entry. A port that exists keeps its first type.
+    unsigned SetPort(PORTTYPE kind, unsigned index, const char* name, const char* token,
+                     const char* declarator, bool withTypeInfo);
+    unsigned SetPort(PORTTYPE kind, unsigned index, const char* name, TYPE code);
+    // A run of ports that share one type entry.
+    unsigned SetPortRange(PORTTYPE kind, unsigned first, unsigned count, PortNameFunction name,
+                          const char* token, const char* declarator, bool withTypeInfo);
+    unsigned SetPortRange(PORTTYPE kind, unsigned first, unsigned count, PortNameFunction name, TYPE code);
+    void AttachPort(PORTTYPE kind, unsigned index, const char* name, unsigned typeIndex);
+    void AttachPortRange(PORTTYPE kind, unsigned first, unsigned count, PortNameFunction name,
+                         unsigned typeIndex);
+    int GetPortCnt(PORTTYPE kind) const;
+    const TCString& GetPortName(PORTTYPE kind, unsigned index) const;
+    // Inputs that must be wired before a run.
+    void SetObligatoryInput(unsigned index);
+    void SetObligatoryInputs(const unsigned* indexes, unsigned count);
+    // Inputs that must all hold a block (as far as they are wired) before the module has work. Each call adds
+    // a group.
+    void SetTriggerInputs(const unsigned* indexes, unsigned count);
+    void SetTriggerInputs(unsigned a, unsigned b);
+    void ClearTriggerInputs();
+    void BehaviourAsSource(SourceBehaviour behaviour);
+    // For modules whose number of ports depends on the graph. The host asks for `count` inputs through
+    // MESSAGE_DYN_PORTS; the callback gets `user` and that count, declares the ports and answers how many
+    // inputs there are now.
+    void UseDynPorts(DynPortCallback callback, long user);
+
+    // --- Port types
+    // -------------------------------------------------------------------------------------------------
+
+    TYPE DataType(PORTTYPE kind, unsigned index, unsigned* typeIndex = nullptr) const;
+    static TYPE Datatype(int count, const char* typeString);
+    bool DoesDataTypeMatch(PORTTYPE kind, unsigned index, TYPE mask, CHECK_DT mode = CHECK_ANY) const;
+    // Compares tokens only; mismatches are reported to the host under `name`, or not at all when it is null.
+    static bool DoesDataTypeMatch(const char* declared, int declaredCount, const char* actual,
+                                  int actualCount, const char* name);
+    // Null while the port has no type of its own. Valid until the port's type changes.
+    const char* GetPortType(PORTTYPE kind, unsigned index, int* count) const;
+    // Checks, or for a port without own type adopts, the type that arrives on a line; differences go to the
+    // host.
+    bool ValidatePortType(PORTTYPE kind, unsigned index, const char* typeString, int count);
+    void ChangeType(PORTTYPE kind, unsigned index, const char* token, const char* declarator,
+                    bool withTypeInfo);
+    void AddMultitype(unsigned typeIndex, const char* token, const char* declarator);
+    // Bytes per element.
+    int ElemSize(PORTTYPE kind, unsigned index) const;
+    // The index is not checked.
+    bool IsScalarDataType(PORTTYPE kind, unsigned index) const;
+    // Keeps the types that ports have now, for `ComputeValidationData` to compare with.
+    void StoreValidation(PORTTYPE kind, unsigned index);
+    // Checks the stored types of all wired ports again; `store` keeps them afterwards. 0 when nothing
+    // changed, else the number of ports whose type is not the stored one. Sets the validated flag.
+    int ComputeValidationData(CALLED_FROM from, bool store);
+
+    // --- Wiring
+    // -------------------------------------------------------------------------------------------------------
+
+    void AddLine(PORTTYPE kind, unsigned index);
+    void DelLine(PORTTYPE kind, unsigned index);
+    bool IsWired(PORTTYPE kind, unsigned index, LINETYPE lineType = LINES_OR_STREAM) const;
+    // Kind 3 means inputs and outputs.
+    bool AnyPortWired(int kind) const;
+    int CheckWired(unsigned inputA, unsigned inputB);
+    int CheckWired(unsigned inputA, const unsigned* inputs, unsigned count, CHECK_PT mode);
+    int CheckAllOrNoneWired(unsigned inputA, unsigned inputB);
+    // 0 when port names of that kind are not empty and differ, else -3 with the two ports in the error
+    // record.
+    int CheckPortNames(PORTTYPE kind);
+    // `name`, or with " 2", " 3" ... behind it when another port of that kind has that name already.
+    TCString MakePortNameUnique(PORTTYPE kind, unsigned index, const char* name) const;
+
+    // --- External-parameter ports: inputs whose values stand in for settings
+    // ---------------------------------------
+
+    // The inputs that carry external parameters: `first` for the values, `second` for the commands.
+    void SetExtPorts(unsigned first, unsigned second);
+    // The selector: 0 off, 1 the first port is in use, 2 the second. Answers the selector before.
+    int UseExtPar(int selector);
+    // False (and -3 in the error record) when the selected port is not connected.
+    bool IsExtWiredOK();
+    bool AreObligatoryInputsWired();
+
+    // --- Run
+    // -------------------------------------------------------------------------------------------------------------
+
+    // 0, or -3 when an obligatory input is not connected.
+    int Init();
+    // 0 there is work, 1 there is none, 2 (once) a source has ended.
+    int Fetch();
+    int Done();
+    bool FirstInCycle(bool clear);
+    bool ReadyToExecute() const;
+    void SetReadyFlag(bool ready);
+    bool IsRunning() const;
+    bool IsValidated() const;
+    // Milliseconds since 1970; taken at the first call and kept for the run.
+    double SyncTime();
+    HINSTANCE GetInstanceHandle() const;
+    const char* GetModuleName() const;
+    // Messages from the host, forwarded by TCBaseModule::GetMessageA; others answer 0.
+    enum MESSAGE : unsigned {
+        MESSAGE_RUNNING = 4,    // param 1: a run begins (the synchronisation time is taken anew); 0: it ended
+        MESSAGE_VALIDATED = 7,  // param: the validated flag
+        MESSAGE_FIRST_IN_CYCLE = 16,    // a cycle begins: sets the first-in-cycle flag
+        MESSAGE_INSTANCE_HANDLE = 18,   // param: the handle of the module's library
+        MESSAGE_CHECK_OBLIGATORY = 19,  // param 0: obligatory inputs are not checked; 1: they are
+        MESSAGE_DYN_PORTS = 44,  // param: the number of inputs wanted; answers the number there is, -1 fixed
+    };
+    long GetMessageA(unsigned id, long param);
+
+    // --- Streams
+    // ------------------------------------------------------------------------------------------------------
+
+    // The port's own stream, made an input; for the host to feed.
+    TCIOStream* SetInputStream(unsigned index, int unused, int precision);
+    void AddOutputStream(unsigned index, TCIOStream* receiver);
+    void DeleteStreams();
+    void ClearBuffer(PORTTYPE kind, unsigned index);
+    // Removes all ports, types and trigger groups. `release` first empties their streams.
+    void ClearPorts(bool release);
+
+    // --- Waiting blocks
+    // ------------------------------------------------------------------------------------------------
+
+    bool DataAvail(unsigned input, TCBLOCKSTATUS& state, int& blocks, int& values, int& elementSize) const;
+    bool AnyDataAvail() const;
+    int BlocksOnStream(PORTTYPE kind, unsigned index) const;
+    // Bytes of the values of all waiting blocks.
+    std::int64_t GetBufferSize(unsigned input) const;
+    // Of the last block read, and of the first one waiting.
+    TCBLOCKSTATUS GetTypeInfo(unsigned input, TCTypeInfo* ti) const;
+    TCBLOCKSTATUS PeekTypeInfo(unsigned input, TCTypeInfo* ti) const;
+    // The same metadata without a copy, null when there is none. Valid until the next read of that input.
+    const TCTypeInfo* LastTypeInfo(unsigned input) const;
+    TCBLOCKSTATUS PeekStatus(unsigned input, bool combine, int* blocks) const;
+    bool TriggerDataAvail() const;
+    // How many blocks can be read from all of the inputs, or a negative code. Bits: 1 states, 2 block counts,
+    // 4 value counts, 8 samplerates, 16 units.
+    int SynchronousDataAvail(const unsigned* inputs, unsigned count, unsigned checks);
+    int SynchronousDataAvail(unsigned a, unsigned b, unsigned checks);
+    // The index is not checked.
+    bool IsPacketStart(unsigned input, bool peek) const;
+    bool IsPacketStop(unsigned input) const;
+    // The state of a piece when a block is cut into `parts` pieces and the piece covers `count` of them from
+    // `index`.
+    static TCBLOCKSTATUS ConvBlockState(TCBLOCKSTATUS state, unsigned parts, unsigned index, unsigned count);
+    // Drops the next waiting block, or all.
+    int RemoveContents(unsigned input, bool all);
+
+    // --- Output metadata
+    // ------------------------------------------------------------------------------------------------
+
+    // Fields that the library makes itself: the time of the run's start, the states of one signal, the port's
+    // name.
+    void UseAutoTypeInfo(unsigned output, bool timestamp, bool state, bool name, bool range, bool unit,
+                         bool samplerate);
+    // All other fields are copied from the last block read on the linked input.
+    void UseTypeInfoFromInput(unsigned output, unsigned input);
+    // Of the list, the first input that is connected when the block is written is the linked one.
+    void UseTypeInfoFromInputs(unsigned output, const unsigned* inputs, unsigned count);
+    void SetTI_Timestamp(unsigned output, double milliseconds);
+    void SetTI_SignalName(unsigned output, const char* name);
+    void SetTI_Samplerate(unsigned output, double perSecond);
+    void SetTI_Range(unsigned output, double minimum, double maximum);
+    void SetTI_Unit(unsigned output, const TCSI_Unit& unit);
+    void SetTI_Unit(unsigned output, const char* symbols, double factor);
+    void SetTypeInfo(unsigned output, const TCTypeInfo& ti);
+    // `range` points at minimum and maximum; null pointers are skipped.
+    void SetTypeInfo(unsigned output, const double* timestamp, const TCBLOCKSTATUS* state, const char* name,
+                     const double* range, const double* samplerate, const TCSI_Unit* unit);
+    int WriteTypeInfo(unsigned output);
+
+    // --- Values: writers answer 0, readers 1 when values were read
+    // -----------------------------------------------------
+
+    int WriteIntData(unsigned output, unsigned long count, const int* values);
+    int WriteIntVal(unsigned output, int value);
+    int WriteIntArray(unsigned output, const TCArray<int, int>& values);
+    int WriteDblData(unsigned output, unsigned long count, const double* values);
+    int WriteDblVal(unsigned output, double value);
+    int WriteDblArray(unsigned output, const TCArray<double, double>& values);
+    int WriteStringData(unsigned output, unsigned long count, const TCString* values);
+    int WriteStringVal(unsigned output, const TCString& value);
+    int WriteStringArray(unsigned output, const TCArray<TCString, const TCString&>& values);
+    int WriteCStringData(unsigned output, unsigned long count, const CString* values);
+    int WriteCStringVal(unsigned output, const CString& value);
+    int WriteCStringArray(unsigned output, const CStringArray& values);
+    // Zero-copy: the memory must stay valid and unchanged until every reader is done with the block.
+    int WriteIntMatrix(unsigned output, int rows, int cols, const int* values);
+    int WriteDblMatrix(unsigned output, int rows, int cols, const double* values);
+    int WritePtr(unsigned output, const void* data, int count);
+
+    // `count` is the capacity of the buffer, then the number read.
+    int ReadIntData(unsigned input, unsigned long& count, int* buffer);
+    int ReadIntLastVal(unsigned input, int& value, bool all);
+    int ReadIntArray(unsigned input, TCArray<int, int>& values);
+    int ReadDblData(unsigned input, unsigned long& count, double* buffer);
+    int ReadDblLastVal(unsigned input, double& value, bool all);
+    int ReadDblArray(unsigned input, TCArray<double, double>& values);
+    int ReadStringData(unsigned input, unsigned long& count, TCString* buffer);
+    int ReadStringLastVal(unsigned input, TCString& value, bool all);
+    int ReadStringArray(unsigned input, TCArray<TCString, const TCString&>& values);
+    int ReadCStringData(unsigned input, unsigned long& count, CString* buffer);
+    int ReadCStringLastVal(unsigned input, CString& value, bool all);
+    int ReadCStringArray(unsigned input, CStringArray& values);
+    int ReadIntMatrix(unsigned input, const int** values, int& rows, int& cols);
+    int ReadDblMatrix(unsigned input, const double** values, int& rows, int& cols);
+    int ReadPtr(unsigned input, void** data, int* count);
+
+    // Takes the next block without copying its values; `Access...Data` then hands them out.
+    int TakeBlock(unsigned input);
+    // The values of the block read last; null when there is none of that kind. Valid until the next read.
+    const int* AccessIntData(unsigned input, int& count) const;
+    const double* AccessDblData(unsigned input, int& count) const;
+    const TCString* AccessStringData(unsigned input, int& count) const;
+
+    // A buffer owned by the port, reused while the shape stays; `WriteInternalData` writes it.
+    int* AllocIntData(unsigned output, unsigned long count);
+    double* AllocDblData(unsigned output, unsigned long count);
+    TCString* AllocStringData(unsigned output, unsigned long count);
+    int* AllocIntMatrix(unsigned output, int rows, int cols);
+    double* AllocDblMatrix(unsigned output, int rows, int cols);
+    int WriteInternalData(unsigned output);
+    // Reads the next block into the input's own buffer. Compare: whether that buffer equals an output's
+    // buffer.
+    int ReadInternalData(unsigned input);
+    bool CompareWithInternalData(unsigned input, unsigned output) const;
+
+    // By the port's own kind: ints, doubles or TCStrings. `columns` (may be null) gets the columns of a
+    // matrix.
+    int WritePolymorphicData(unsigned output, unsigned long count, const void* values, int columns);
+    int ReadPolymorphicData(unsigned input, unsigned long& count, void* buffer, int* columns);
+
+    // --- Multitype: several named parts in one block
+    // ---------------------------------------------------------------------
+
+    int WriteMultitypeInt(unsigned output, const char* name, int value);
+    int WriteMultitypeDbl(unsigned output, const char* name, double value);
+    int WriteMultitypeString(unsigned output, const char* name, const TCString& value);
+    int WriteMultitypeBlocks(unsigned output, const char* name, const TCArray<TCIOStream::Block*>& blocks);
+    // Dispatches a multitype or bus block.
+    int EndWriteMultitype(unsigned output);
+    // Takes the next block of a multitype or bus input.
+    int StartReadMultitype(unsigned input);
+    int ReadMultitypeInt(unsigned input, int segment, int& value);
+    int ReadMultitypeInt(unsigned input, const char* name, int& value);
+    int ReadMultitypeDbl(unsigned input, int segment, double& value);
+    int ReadMultitypeDbl(unsigned input, const char* name, double& value);
+    int ReadMultitypeString(unsigned input, int segment, TCString& value);
+    int ReadMultitypeString(unsigned input, const char* name, TCString& value);
+    int ReadMultitypeBlocks(unsigned input, int segment, TCArray<TCIOStream::Block*>& blocks);
+    int ReadMultitypeBlocks(unsigned input, const char* name, TCArray<TCIOStream::Block*>& blocks);
+
+    // --- Bus blocks: several channels, each with its own metadata
+    // ---------------------------------------------------------
+
+    int WriteIntBusBlock(unsigned output, int value, int channel, const char* name, const TCTypeInfo* ti);
+    int WriteDblBusBlock(unsigned output, double value, int channel, const char* name, const TCTypeInfo* ti);
+    int WriteStringBusBlock(unsigned output, const TCString& value, int channel, const char* name,
+                            const TCTypeInfo* ti);
+    int WriteIntDataBusBlock(unsigned output, int count, const int* values, int channel, const char* name,
+                             const TCTypeInfo* ti);
+    int WriteDblDataBusBlock(unsigned output, int count, const double* values, int channel, const char* name,
+                             const TCTypeInfo* ti);
+    int WriteStringDataBusBlock(unsigned output, int count, const TCString* values, int channel,
+                                const char* name, const TCTypeInfo* ti);
+    int WriteIntMatrixBusBlock(unsigned output, int rows, int cols, const int* values, bool copy, int channel,
+                               const char* name, const TCTypeInfo* ti);
+    int WriteDblMatrixBusBlock(unsigned output, int rows, int cols, const double* values, bool copy,
+                               int channel, const char* name, const TCTypeInfo* ti);
+    int WritePtrBusBlock(unsigned output, const void* data, int count, int channel, const char* name,
+                         const TCTypeInfo* ti);
+    // By channel name, and by channel index.
+    int ReadIntBusBlock(unsigned input, const char* name, int& value, TCTypeInfo* ti);
+    int ReadIntBusBlock(unsigned input, int channel, int& value, TCTypeInfo* ti);
+    int ReadDblBusBlock(unsigned input, const char* name, double& value, TCTypeInfo* ti);
+    int ReadDblBusBlock(unsigned input, int channel, double& value, TCTypeInfo* ti);
+    int ReadStringBusBlock(unsigned input, const char* name, TCString& value, TCTypeInfo* ti);
+    int ReadStringBusBlock(unsigned input, int channel, TCString& value, TCTypeInfo* ti);
+    int ReadIntArrayBusBlock(unsigned input, const char* name, TCArray<int, int>& values, TCTypeInfo* ti);
+    int ReadIntArrayBusBlock(unsigned input, int channel, TCArray<int, int>& values, TCTypeInfo* ti);
+    int ReadDblArrayBusBlock(unsigned input, const char* name, TCArray<double, double>& values,
+                             TCTypeInfo* ti);
+    int ReadDblArrayBusBlock(unsigned input, int channel, TCArray<double, double>& values, TCTypeInfo* ti);
+    int ReadStringArrayBusBlock(unsigned input, const char* name, TCArray<TCString, const TCString&>& values,
+                                TCTypeInfo* ti);
+    int ReadStringArrayBusBlock(unsigned input, int channel, TCArray<TCString, const TCString&>& values,
+                                TCTypeInfo* ti);
+    int ReadIntMatrixBusBlock(unsigned input, const char* name, const int** values, int& rows, int& cols,
+                              TCTypeInfo* ti);
+    int ReadIntMatrixBusBlock(unsigned input, int channel, const int** values, int& rows, int& cols,
+                              TCTypeInfo* ti);
+    int ReadDblMatrixBusBlock(unsigned input, const char* name, const double** values, int& rows, int& cols,
+                              TCTypeInfo* ti);
+    int ReadDblMatrixBusBlock(unsigned input, int channel, const double** values, int& rows, int& cols,
+                              TCTypeInfo* ti);
+    int ReadPtrBusBlock(unsigned input, const char* name, void** data, int* count, TCTypeInfo* ti);
+    int ReadPtrBusBlock(unsigned input, int channel, void** data, int* count, TCTypeInfo* ti);
+    // Blocks in a channel, and elements of the block that is read next.
+    int GetBusBlockCnt(unsigned input, const char* name) const;
+    int GetBusBlockCnt(unsigned input, int channel) const;
+    int GetBusBlockElementCnt(unsigned input, const char* name) const;
+    int GetBusBlockElementCnt(unsigned input, int channel) const;
+    // With it, all blocks of a channel are read one after the other; without, the newest.
+    void EnableMultipleBlocksInBusChannel(unsigned input, bool enable);
+
+    // --- Whole blocks
+    // ---------------------------------------------------------------------------------------------------------
+
+    // Hands the input's next block to every receiver of the output: the same block, not a copy. 1 when done.
+    int ForwardBlock(unsigned output, unsigned input);
+    // Copies a block to the output; -2 when its data is not of the output's type.
+    int WriteCopy(unsigned output, const TCIOStream::Block* block);
+    // See TCIOStream::ExchangeBinary.
+    int ExchangeBinary(unsigned input, TCIOStream::Block** held, bool take);
+    // Copies every waiting block of the input to the output; the input keeps them. Answers how many.
+    int CopyStreamContent(unsigned input, unsigned output);
+    // The packed frame of the input's next block; a null buffer answers its size and takes nothing.
+    int SerializeBlock(unsigned input, char* buffer);
+    int DeSerializeBlock(unsigned output, const TCString& frame);
+
+    // --- Errors
+    // ---------------------------------------------------------------------------------------------------------------
+
+    const TCPortError& GetErrorRecord() const;
+    void ClearErrorRecord();
+    int SetErrMsg(int code, PORTTYPE kind, unsigned index, int otherIndex, const char* text1,
+                  const char* text2);
+    int SetErrMsg(int code, PORTTYPE kind, unsigned index, int otherIndex);
+    // The record in words, with the port names; empty when there was no error.
+    TCString GetErrorText() const;
+
+ private:
+    std::unique_ptr<TCPortHelperImpl> impl;
+};

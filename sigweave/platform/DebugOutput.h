@@ -1,0 +1,12 @@
+#pragma once
+
+#include "sigweave/platform/Export.h"
+
+using TCDebugSink = void (*)(const char* text);
+
+// The diagnostic channel of last resort: standard error unless a host or a test sets another sink. Any
+// thread.
+TC_API void OutputDebugStringA(const char* text);
+
+// Null restores standard error. Answers the sink that was set before (null for standard error).
+TC_API TCDebugSink TCSetDebugOutput(TCDebugSink sink);

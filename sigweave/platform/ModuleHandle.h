@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include "sigweave/platform/Export.h"
+
+// A loaded module library. Null stands for "no library".
+using HINSTANCE = void*;
+
+// Loads the library with every symbol resolved at once and none of them visible to other libraries. Null on
+// failure; `error` then says why, in the words of the system's loader.
+TC_API HINSTANCE TCLoadModuleLibrary(const std::string& path, std::string& error);
+
+// Nothing that came from the library may be used afterwards. Null is ignored.
+TC_API void TCFreeModuleLibrary(HINSTANCE library);
+
+// The address of an exported function or table; null for a null library or an unknown name.
+TC_API void* GetProcAddress(HINSTANCE library, const char* name);

@@ -1,0 +1,309 @@
+#pragma once
+
+#include <cstdint>
+
+#include "sigweave/foundation/TCArray.h"
+#include "sigweave/foundation/TCList.h"
+#include "sigweave/foundation/TCString.h"
+#include "sigweave/platform/Export.h"
+#include "sigweave/platform/Framework.h"
+#include "sigweave/signal/TCTypeInfo.h"
+
+// The pipe through which modules hand data to each other. A stream plays one of two roles:
+//
+//   writer   fills one block at a time and dispatches it, by pointer, to the queue of every stream in its
+//   fan;
+//            it owns every block that it ever allocated, and reuses those that no queue holds any more
+//   input    owns one queue of waiting blocks (`SetInputStream`), takes them off one at a time and reads them
+//
+// A block is a `TCTypeInfo` and an ordered set of named, typed segments. A reader's block stays readable
+// until that reader's next take. A writer must outlive the reading of its blocks.
+//
+// A steady flow of equally shaped blocks allocates nothing after the first few. Streams, blocks and their
+// reference counts take no lock: all of them belong to the one thread that runs the graph.
+//
+// Results: 1 or a positive count is done; 0 nothing to do or nothing there; -2 another type; -4 the block's
+// state conflicts with a block that waits at a receiver (see `GetErrFan`); -14 the block or segment could not
+// be created or written. Nothing throws. A write that fails leaves the block reserved and usable for the next
+// correct write.
+class TC_API TCIOStream {
+ public:
+    // The values are stored (never change, only append).
+    enum DATATYPE : unsigned { UNDEF = 0, INT = 1, DOUBLE = 2, STRING = 3, POINTER = 4, BLOCK = 5 };
+
+    class Block;
+    class DataSegment;
+    class Fan;
+
+    TCIOStream() = default;
+    ~TCIOStream();
+    TCIOStream(const TCIOStream&) = delete;
+    TCIOStream& operator=(const TCIOStream&) = delete;
+
+    // --- Wiring
+    // -------------------------------------------------------------------------------------------------
+
+    // Makes the stream an input and stores the number of digits that its text forms use. Answers the stream
+    // itself.
+    TCIOStream* SetInputStream(int precision);
+    // Adds a receiver, which must be an input (others are ignored). Not owned. Answers the fan count. A
+    // receiver that is added twice gets every block twice.
+    int AddOutputStream(TCIOStream* receiver);
+    // 1 for an input, else the number of receivers.
+    int GetFanCnt() const;
+    TCIOStream* GetFan(int index);
+    // The receiver that refused the last block, or -1; reading it resets it.
+    int GetErrFan() const;
+    int precision() const { return digits; }
+    // Whether every receiver would take a block of that type and number of dimensions.
+    bool VerifyType(DATATYPE type, int dims);
+    // Drops receivers, queue, blocks and everything that they own. The stream is then a fresh writer.
+    void DeleteStreams();
+
+    // --- Writing: 0 and no effect while there is no receiver
+    // -----------------------------------------------------
+
+    // Sets the metadata of the block being written. With `fix`, invalid values are repaired and states are
+    // joined to the signal that waits at the receivers; without, a conflict is -4 and the block stays
+    // reserved.
+    int SetTI(const TCTypeInfo* ti, bool fix);
+    // 1 when a block is reserved for writing.
+    int StartWriteSegments();
+    // One segment of one element; 0 when written. Each name once a block. A block must be reserved.
+    int WriteSegment(const char* name, int value);
+    int WriteSegment(const char* name, const double& value);
+    int WriteSegment(const char* name, const TCString& value);
+    int WriteSegment(const char* name, const CString& value);
+    int WriteSegment(const char* name, const char* value);
+    // A segment of nested blocks, copied deeply.
+    int WriteSegment(const char* name, const TCArray<Block*>& blocks);
+    // Dispatches the block; false when none is reserved.
+    bool EndWriteSegments();
+
+    // Whole blocks of one unnamed segment, dispatched at once; 0 when written.
+    int WriteIntVec(const int* data, int count);
+    int WriteDblVec(const double* data, int count);
+    int WriteStrVec(const TCString* data, int count);
+    int WriteStrVec(const CString* data, int count);
+    // Zero-copy: the caller's memory must stay valid and unchanged until every reader is done with the block.
+    int WriteIntMat(const int* data, int rows, int cols);
+    int WriteDblMat(const double* data, int rows, int cols);
+    int WritePtr(const void* data, int count);
+    // A whole block, copied and dispatched; 1 when written.
+    int WriteCopy(const Block* src);
+
+    // --- Reading
+    // ------------------------------------------------------------------------------------------------
+
+    // Takes the next waiting block; 1 when there was one. `firstElements` sets every bus cursor to the first
+    // block of its channel, else to the last one.
+    int StartReadSegments(bool firstElements);
+    int StartReadSegments() { return StartReadSegments(false); }
+    // Segments of the block taken, counted over those that were written.
+    int SegmentCnt() const;
+    const TCString& SegmentName(int index) const;
+    DATATYPE SegmentType(int index) const;
+    int AvailableSegments(TCArray<TCString>* names) const;
+    // Null when there is no such segment. Valid until the next take.
+    const DataSegment* Segment(int index) const;
+    // One value: the segment's last element, so that a segment that gathered several yields the newest. 1
+    // when read.
+    int ReadSegment(int index, int& value) const;
+    int ReadSegment(int index, double& value) const;
+    int ReadSegment(int index, TCString& value) const;
+    int ReadSegment(int index, CString& value) const;
+    int ReadSegment(const char* name, int& value) const;
+    int ReadSegment(const char* name, double& value) const;
+    int ReadSegment(const char* name, TCString& value) const;
+    int ReadSegment(const char* name, CString& value) const;
+    // The nested blocks, still owned by the segment. Answers their number.
+    int ReadSegment(int index, TCArray<Block*>& blocks) const;
+    int ReadSegment(const char* name, TCArray<Block*>& blocks) const;
+
+    // Take the next block and read its first segment. `*count` is the capacity, then the number copied, which
+    // is also the result; when the segment is longer its last elements are copied. A null `count` copies all.
+    int ReadIntVec(int* buffer, int* count);
+    int ReadDblVec(double* buffer, int* count);
+    int ReadStrVec(TCString* buffer, int* count);
+    int ReadStrVec(CString* buffer, int* count);
+    int ReadStr(TCString& value);
+    int ReadStr(CString& value);
+    // Hand out the segment's own data (valid until the next take) and its shape; the result is the element
+    // count.
+    int ReadIntMat(int** data, int& rows, int& cols);
+    int ReadDblMat(double** data, int& rows, int& cols);
+    int ReadPtr(void** data, int* count);
+
+    // Metadata of the block being written or read; null when it has none.
+    const TCTypeInfo* GetTI() const;
+
+    // --- Waiting blocks
+    // -------------------------------------------------------------------------------------------
+
+    // For an input its queue's length; for a writer the longest queue among its receivers (and which).
+    int GetBlockCnt(int* fanIndex) const;
+    // Elements of one segment of a waiting block; 0 when there is none.
+    int GetBlockLen(int block, int segment) const;
+    // First segment of a waiting block, without taking it; the result is the element count, -1 when it is not
+    // there or of another type.
+    int PeekIntData(int block, const int*& data, int* rows, int* cols) const;
+    int PeekDblData(int block, const double*& data, int* rows, int* cols) const;
+    int PeekStrData(int block, const TCString*& data) const;
+    // Metadata of the first waiting block, or null.
+    const TCTypeInfo* PeekTI() const;
+    // State of the first waiting block, or with `combine` of all waiting blocks together.
+    TCBLOCKSTATUS PeekStatus(bool combine) const;
+
+    // --- Moving blocks
+    // --------------------------------------------------------------------------------------------
+
+    // Takes one block (one, despite the name) from the source and writes a copy of it with the given state.
+    int MoveBlocks(TCIOStream& source, TCBLOCKSTATUS state);
+    // Writes a copy of a waiting block, which stays where it is; with `ti` the copy gets that metadata.
+    int MoveBlock(TCIOStream& source, int index, const TCTypeInfo* ti, bool fix);
+    // Takes the source's next block and hands the same block, not a copy, to every receiver. Nothing of it
+    // can be changed on the way. 1 when done; 0 when nothing waits or there is no receiver; -4 on a state
+    // conflict (the block then stays with the source).
+    int ForwardBlock(TCIOStream& source);
+    // Adds every waiting block of the source to this input's queue; the blocks are shared. Answers the new
+    // length.
+    int CopyBlockRefs(const TCIOStream& source);
+    // With `take`, takes the next block for the caller to hold beyond the next read; the block held before is
+    // given back. 1 when a block was taken.
+    int ExchangeBinary(Block** held, bool take);
+    // Drops the next waiting block, or all of them; answers how many.
+    int RemoveContents(bool all);
+
+    // --- Bus segments: several channels in one block
+    // ---------------------------------------------------------------
+
+    // A channel is one segment of nested blocks; its name is a bus segment name (see TCBusSerializeHelper).
+    // Each write adds one block, with its own metadata (null: none), to the channel of that name. A block
+    // must be reserved. `extents` has `dims` entries; without `copy` the data must stay valid until every
+    // reader is done. 0 when written.
+    int WriteBusSegment(const char* name, DATATYPE type, int dims, const int* extents, const void* data,
+                        bool copy, const TCTypeInfo* ti);
+    // The segment of the block being read whose bus name has the signal name `name`, or with a null name the
+    // port index `channel`; -1 when there is none.
+    int FindBusSegment(const char* name, int channel) const;
+    // The blocks that the channel holds; 0 when the segment is no channel.
+    int BusSegmentCnt(int index) const;
+    // Elements of the channel's block at the cursor; 0 when there is none.
+    int BusSegmentElementCnt(int index) const;
+    // The data of the channel's block at the cursor, and its metadata when `ti` is given (reset when the
+    // block has none); the cursor moves on. Null when the channel is used up. Valid until the next take.
+    const DataSegment* ReadBusSegment(int index, TCTypeInfo* ti);
+
+    // --- Packed and text forms
+    // -------------------------------------------------------------------------------------
+
+    // The packed frame of the first waiting block: a version, lengths and a checksum around it. A null buffer
+    // answers the size and takes nothing; with a buffer of that size the block is taken. 0 when nothing
+    // waits.
+    int SerializeBlock(char* buffer);
+    // Reads one frame and dispatches the block; 1 when done. A frame that is short, long, of another version
+    // or damaged is -14 and changes nothing.
+    int DeSerializeBlock(const char* frame, int size);
+    // The older line-based form of the block at `index` of the queue, as tokens of TCSerializeOldStream: the
+    // word BUS, the number of segments, then each segment's name, shape and values.
+    TCString SerializeForOldStream(int index) const;
+    // Reads that form and dispatches the block; 1 when done, -14 and no change when the text is not well
+    // formed.
+    int DeSerializeForOldStream(const char*& text);
+
+    static const char* DataTypeToString(DATATYPE type);
+    // Without regard to case; -1 when the text names no type.
+    static int StringToDataType(const char* text);
+
+ private:
+    int ReserveBlock(bool clearTypeInfo);
+    bool RemoveBlock(bool countDown);
+    void AddBlockToFreeList(Block* block);
+    bool DispatchBlock();
+    int PeekBlock(int index);
+    Fan* GetFanIn() const { return queue; }
+    Block* GetActBlock() const { return actualBlock; }
+    Block* GetActBlock(bool detach);
+    int CheckBlockState(TCTypeInfo* ti, bool fix);
+    static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
+    const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
+    int AddSegment(const char* name, int type, int dims, const int* extents, const void* data, bool copy,
+                   bool append);
+    void SetErrFan(int index) const { errorFan = index; }
+
+    TCArray<Block*> allBlocks;
+    TCList<Block*> freeList;
+    Fan* queue = nullptr;
+    TCArray<TCIOStream*> fan;
+    Block* actualBlock = nullptr;
+    std::int32_t digits = 3;
+    mutable std::int32_t errorFan = -1;
+};
+
+// One named array of elements of a block. Owned by its block.
+class TC_API TCIOStream::DataSegment {
+ public:
+    ~DataSegment();
+    DataSegment() = default;
+    DataSegment(const DataSegment&) = delete;
+    DataSegment& operator=(const DataSegment&) = delete;
+
+    const TCString& GetName() const { return name; }
+    DATATYPE GetType() const { return type; }
+    int GetDimensionCount() const { return dimensionCount; }
+    int GetExtent(int dimension) const { return dimensions[dimension]; }
+    int GetElementCount() const;
+    // One dimension is a row; two are rows and columns; more are 0 and 0.
+    void GetShape(int& rows, int& cols) const;
+    // Null unless the segment has that element type.
+    const int* GetInts() const { return type == INT ? static_cast<const int*>(data) : nullptr; }
+    const double* GetDoubles() const { return type == DOUBLE ? static_cast<const double*>(data) : nullptr; }
+    const TCString* GetStrings() const {
+        return type == STRING ? static_cast<const TCString*>(data) : nullptr;
+    }
+    Block* const* GetBlocks() const { return type == BLOCK ? static_cast<Block* const*>(data) : nullptr; }
+    const void* GetData() const { return data; }
+
+ private:
+    friend class TCIOStream;
+    friend class TCIOStream::Block;
+
+    TCString name;
+    DATATYPE type = UNDEF;
+    std::int32_t dimensionCount = 0;
+    TCArray<int> dimensions;  // one entry more than dimensions when a bus cursor is kept behind them
+    void* data = nullptr;
+    bool written = false;
+    bool ownsData = false;
+};
+
+// A TCTypeInfo and an ordered set of segments. Owned by the writer that allocated it, or by the segment it is
+// nested in. Readers see only what was written in the block's current use.
+class TC_API TCIOStream::Block {
+ public:
+    Block() = default;
+    ~Block();
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
+
+    // Null when the block has no valid metadata.
+    const TCTypeInfo* GetTI() const { return typeInfoValid ? typeInfo : nullptr; }
+    // Null marks the metadata as invalid. False when there is no memory.
+    bool SetTI(const TCTypeInfo* ti);
+    int SegmentCnt() const;
+    const DataSegment* Segment(int index) const;
+    // Adds one segment; the data is copied. False for a name that is already written, no elements, or no
+    // memory.
+    bool AddSegment(const char* name, DATATYPE type, int dims, const int* extents, const void* data);
+
+ private:
+    friend class TCIOStream;
+    friend class TCIOStream::DataSegment;
+
+    TCTypeInfo* typeInfo = nullptr;
+    TCArray<DataSegment*> segments;
+    std::int32_t currentSegment = -1;
+    std::int32_t referenceCount = 0;
+    bool typeInfoValid = false;
+    TCIOStream* home = nullptr;  // the writer that allocated the block and takes it back
+};

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+
+#include "sigweave/foundation/TCString.h"
+#include "sigweave/platform/Export.h"
+
+// A physical unit: a decimal factor and the exponents of the seven SI base units. A value class;
+// `TCSI_Convert` reads unit texts into it.
+class TC_API TCSI_Unit {
+ public:
+    // The order of the exponents, here and in every stored record (never change).
+    enum BaseUnit { METRE, KILOGRAM, SECOND, AMPERE, KELVIN, MOLE, CANDELA, BASE_UNIT_COUNT };
+
+    // Dimensionless, factor 1.
+    TCSI_Unit() = default;
+    void clear();
+
+    double GetFactor() const { return factor; }
+    void SetFactor(double newFactor) { factor = newFactor; }
+    std::int8_t GetExponent(int baseUnit) const { return exponents[baseUnit]; }
+    void SetExponent(int baseUnit, int exponent) { exponents[baseUnit] = static_cast<std::int8_t>(exponent); }
+
+    // Same exponents and exactly the same factor.
+    bool operator==(const TCSI_Unit& other) const;
+    bool operator!=(const TCSI_Unit& other) const;
+
+    // Exponents wrap as signed 8-bit values.
+    void multiply(const TCSI_Unit& unit);
+    void divide(const TCSI_Unit& unit);
+
+    // The unit's symbols without the factor, as "V" or "m s^-2"; empty for a dimensionless unit.
+    const char* GetString(TCString& out) const;
+    const char* GetString(CString& out) const;
+    // As `GetString`, followed by the factor when that is not 1, as "m * 1e-003".
+    const char* ToString(TCString& out) const;
+    // Reads what `ToString` writes; false for a text that is no unit. Units beyond the reader's grammar, as
+    // "1 * 1e+003", are refused although `ToString` writes them (a deliberate asymmetry of the text form).
+    bool FromString(const char* text);
+
+ private:
+    double factor = 1.0;
+    std::int8_t exponents[BASE_UNIT_COUNT] = {};
+};

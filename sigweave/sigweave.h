@@ -1,0 +1,7 @@
+#pragma once
+
+// Everything that a module or a host needs.
+#include "sigweave/foundation/TCString.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/module/TCModuleMessage.h"
