@@ -5,7 +5,9 @@
 // One declared parameter of a module. A module keeps a constant table of these; the texts must live as long
 // as the program.
 struct TCModuleParameter {
-    enum Kind { INTEGER, NUMBER, TEXT, CHOICE, SWITCH, FILE };
+    // FILE and OUTPUT_FILE are texts that name a file. A host takes a relative FILE from a graph file as
+    // relative to that file's folder; a relative OUTPUT_FILE is always relative to the current directory.
+    enum Kind { INTEGER, NUMBER, TEXT, CHOICE, SWITCH, FILE, OUTPUT_FILE };
 
     const char* name;
     Kind kind;

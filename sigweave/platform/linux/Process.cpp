@@ -1,0 +1,16 @@
+#include "sigweave/platform/Process.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <system_error>
+
+bool TCIsTerminal(StandardStream stream) {
+    return isatty(static_cast<int>(stream)) == 1;
+}
+
+std::string TCGetProgramFolder() {
+    std::error_code failed;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failed);
+    return failed ? std::string() : program.parent_path().string();
+}
