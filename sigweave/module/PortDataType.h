@@ -59,9 +59,7 @@ class TC_API TCPortHelper::TCPortHelperImpl::DATATYPE {
 
     // Lines that are drawn to ports of this type.
     void AddLine(int n) { lines += n; }
-    void DelLine() {
-        if (lines != 0) --lines;
-    }
+    void DelLine();
 
     // Stores or loads the code and the declared items. False, and nothing changed, when the archive does not
     // hold them or they do not fit together.
@@ -74,4 +72,5 @@ class TC_API TCPortHelper::TCPortHelperImpl::DATATYPE {
     std::uint32_t code = 0;
     std::int32_t lines = 0;
     std::unique_ptr<TCValidateActualPortType> validation;
+    bool adopted = false;  // the items are the line's; ends with the last line
 };
