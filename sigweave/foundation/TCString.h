@@ -179,8 +179,10 @@ class TC_API TCString {
     TCString MidOf(const TCString& a, int na, const TCString& b, int nb, DataFormat format = ASCII) const;
 
     // --- Formatting
-    // --------------------------------------------------------------------------------------------- By the
-    // rules of printf. An invalid format leaves the format text itself, so that a message is never lost.
+    // ---------------------------------------------------------------------------------------------
+
+    // By the rules of printf. A format that the C library refuses leaves the format text itself, so that a
+    // message is never lost. The arguments may be texts of this string.
 
     void Format(const char* format, ...);
     void FormatV(const char* format, va_list arguments);
@@ -208,6 +210,12 @@ class TC_API TCString {
     void Init();
 
  private:
+    // Grows the storage to at least `size` bytes, the content kept. More than a 32-bit length can tell throws
+    // std::bad_alloc, as any allocation that fails.
+    void Reserve(std::int64_t size);
+    // Prints behind the first `offset` bytes.
+    void PrintAt(int offset, const char* format, va_list arguments);
+
     char* data = nullptr;
     std::int32_t length = 0;
     std::int32_t alloc = 0;
