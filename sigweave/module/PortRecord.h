@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <variant>
+#include <vector>
+
+#include "sigweave/module/PortDataType.h"
+#include "sigweave/module/TCPortHelperImpl.h"
+
+namespace tc {
+
+// The fields of the metadata that can be made automatically or given explicitly, one flag each.
+enum TypeInfoField { TIMESTAMP, STATE, NAME, RANGE, SAMPLERATE, UNIT, TYPE_INFO_FIELDS };
+using TypeInfoFlags = std::array<bool, TYPE_INFO_FIELDS>;
+
+// How an output makes the metadata of its blocks; the fields themselves are the port's `typeInfo`.
+struct OutputMetadata {
+    TypeInfoFlags automatic{};
+    TypeInfoFlags given{};               // explicitly, for the next block
+    bool handedOverBefore = false;       // tells the first state conflict from those after it
+    int errorReceiver = -1;              // the receiver that refused the metadata last
+    std::vector<unsigned> linkedInputs;  // the first that is connected is copied from
+};
+
+// Values that a port owns for its module. `rows` is 0 for a vector.
+struct InternalData {
+    std::variant<std::monostate, std::vector<int>, std::vector<double>, std::vector<TCString>> values;
+    int rows = 0;
+    int cols = 0;
+};
+
+}  // namespace tc
+
+// One port: what was declared, its stream, and where reading or writing stands.
+struct TCPortHelper::TCPortHelperImpl::PORT {
+    // Input: the state before the last one read. Output: the state of the last block written.
+    TCBLOCKSTATUS previousState = INVALID;
+    // Input: of the last block read. Output: for the next block to write.
+    TCTypeInfo typeInfo;
+    tc::OutputMetadata metadata;
+    PORTTYPE kind = INPUT;
+    TCString name;
+    unsigned typeIndex = 0;
+    unsigned lines = 0;  // drawn by the user
+    std::unique_ptr<TCIOStream> stream = std::make_unique<TCIOStream>();
+    const TCArray<DATATYPE>* types = nullptr;  // null until the port is attached
+    bool obligatory = false;
+    bool multipleBlocksInChannel = false;
+    bool partsWritten = false;  // a multitype or bus block is begun
+    tc::InternalData internalData;
+
+    bool IsConnected() const { return stream->GetFanCnt() != 0; }
+    bool HoldsBlock() const { return stream->GetBlockCnt(nullptr) != 0; }
+    // 0 for a port that is not attached.
+    TYPE Code() const {
+        return types != nullptr ? static_cast<TYPE>((*types)[static_cast<int>(typeIndex)]) : 0;
+    }
+    bool CarriesTypeInfo() const { return (Code() & TYPE_TYPEINFO) != 0; }
+    bool IsSingleValue() const { return (Code() & SINGLE_VALUES) != 0; }
+    // Sets the metadata of the last block read; null: the block has none.
+    void KeepTypeInfo(const TCTypeInfo* ti);
+};
