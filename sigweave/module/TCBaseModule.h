@@ -29,6 +29,15 @@ struct RET_PORT {
 // classes).
 class TC_API TCBaseModule {
  public:
+    // Messages that the base answers itself, with 0 unless said otherwise (never change, only append).
+    enum MESSAGE : unsigned {
+        MESSAGE_TRANSLATION_FIRST = 22,  // both go to TCTranslated
+        MESSAGE_TRANSLATION_SECOND = 23,
+        MESSAGE_SINK = 27,           // param: see TCModuleMessage::Init
+        MESSAGE_LANGUAGE = 41,       // param: the language of string resources; answers the one before
+        MESSAGE_REGISTRY_PATH = 43,  // param: the address of the settings profile's new path
+    };
+
     // `instance` tells several modules of one kind in a graph apart; 0 means there is only one.
     explicit TCBaseModule(int instance);
     TCBaseModule(const TCBaseModule&) = delete;
@@ -47,7 +56,8 @@ class TC_API TCBaseModule {
     virtual void DelLine(PORTTYPE kind, int port);
     // 6: the user double-clicked the module. [control]
     virtual PORTTYPE OnLeftDblClk(unsigned flags, int position, RET_PORT& port);
-    // 7: a message of the host; handlers pass what they do not know on to the base. [any]
+    // 7: a message of the host; handlers pass what they do not know on to the base. Those of
+    // TCPortHelper::MESSAGE go to the helper; unknown ones answer 0. [any]
     virtual long GetMessageA(unsigned id, long param);
     // 8, 9, 10: unused by the library. [control]
     virtual long GetBaseAdr(PORTTYPE kind, int port);

@@ -1,10 +1,15 @@
 #pragma once
 
+#include <optional>
 #include <span>
+#include <vector>
 
+#include "sigweave/foundation/TCArray.h"
+#include "sigweave/foundation/TCString.h"
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCModuleParameter.h"
-#include "sigweave/persistence/TCProcessParameters.h"
+#include "sigweave/platform/Export.h"
+#include "sigweave/signal/TCSI_Unit.h"
 
 // One figure that a module found, for the host's table and report.
 struct TCModuleResult {
@@ -15,11 +20,12 @@ struct TCModuleResult {
 };
 
 // A module with declared parameters: each has a name, a kind, a default, limits, a unit and a line of help,
-// so that a host can show, check and store its settings without knowing the module. Settings are parameter
-// text. The module reads its values with `ParamInt` and the others; they always hold a value that the
-// declaration allows.
+// so that a host can show, check and store its settings without knowing the module. The module reads its
+// values with `ParamInt` and the others; they hold what the declaration allows, always.
 //
-// It also gives the module a place for its results and a way to tell its progress.
+// It also gives the module a place for its results, a way to tell its progress and its errors, and as many
+// inputs as the user wires. Same threads as TCBaseModule. The order of the virtual operations is part of the
+// binary interface.
 class TC_API TCBaseModuleEx : public TCBaseModule {
  public:
     // The table must outlive the module. The helper is created here.
@@ -27,6 +33,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
 
     // 1 when the module declared that it is a source (see DeclareSource).
     int GetTypeOfModule() override;
+    // When a run begins (TCPortHelper::MESSAGE_RUNNING with 1), results, error text and interruption of the
+    // last run are forgotten; then the base handles the message.
     long GetMessageA(unsigned id, long param) override;
 
     // 28: the share of the work that is done, 0 to 1, or -1 when it is not known. [run]
@@ -37,29 +45,39 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // `error` when the values do not fit together (a file that is not there, say). [control]
     virtual bool OnSettingsChanged(TCString& error);
     // 31: why the last operation that answered a negative code failed; empty when the port helper's error
-    // record says it. [any]
+    // record says it. Valid until the next failure. [any]
     virtual const char* GetLastErrorText();
+    // 32: so many inputs were declared (see UseAnyNumberOfInputs), and there are no outputs: a module that
+    // has some declares them. [control]
+    virtual void OnInputsDeclared(int count);
 
     std::span<const TCModuleParameter> GetParameters() const { return parameters; }
     // Null when there is no such parameter.
     const TCModuleParameter* FindParameter(const char* name) const;
-    // The value as text; for a parameter that was not set, its default.
+    // The value as text; for a parameter that was not set, its default; empty for an unknown one.
     TCString GetParameter(const char* name) const;
     // False for an unknown name or a value that is not allowed; `error` then names the parameter, the value
-    // and what is allowed, and nothing has changed. Does not call OnSettingsChanged.
+    // and what is allowed, and nothing has changed. The module learns of the new values by ApplySettings.
     bool SetParameter(const char* name, const char* value, TCString& error);
-    // All settings as parameter text (name=value lines), and back. Parameters that the text does not name get
-    // their defaults. Calls OnSettingsChanged at the end.
+    // Makes the values effective: false when one that must be given is missing, or what OnSettingsChanged
+    // answers.
+    bool ApplySettings(TCString& error);
+
+    // All settings as parameter text: name=value lines, texts in quotation marks with escapes. Parameters
+    // that must be given and were not are left out.
     TCString GetSettings() const;
+    // The settings become those of the text, with defaults for what it does not name, and effective. False
+    // when the text is wrong or the values do not fit together; the settings are then as before.
     bool SetSettings(const char* text, TCString& error);
 
     // What the module found so far, in the order in which it was added.
     const TCArray<TCModuleResult>& GetResults() const { return results; }
 
  protected:
-    ~TCBaseModuleEx() = default;
+    ~TCBaseModuleEx();
 
-    // The values; the name must be declared.
+    // The values. A name that is not declared, and a value that must be given and was not, read as 0 or
+    // empty.
     int ParamInt(const char* name) const;
     double ParamDbl(const char* name) const;
     TCString ParamStr(const char* name) const;
@@ -70,8 +88,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // The module makes blocks without being asked, until it clears its ready flag.
     void DeclareSource();
     bool IsInterrupted() const { return interrupted; }
-    // For modules with as many inputs as the user wires: `declare` is called with the number wanted and
-    // declares them. One input is called "Signal", several "Signal 1", "Signal 2" and so on.
+    // For modules with as many inputs as the user wires; called in the constructor, after which there is one.
+    // The host asks for another number through TCPortHelper::MESSAGE_DYN_PORTS before it draws lines; all
+    // ports are then declared anew. One input is called "Signal", several "Signal 1", "Signal 2" and so on.
+    // Each has a type of its own, token{declarator} with metadata.
     void UseAnyNumberOfInputs(const char* token, const char* declarator);
     void AddResult(const char* signal, const char* quantity, double value, const TCSI_Unit& unit);
     void ClearResults() { results.RemoveAll(); }
@@ -79,10 +99,20 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     int Fail(int code, const TCString& text);
 
  private:
+    // One entry a parameter, empty for one that was not set.
+    using Values = std::vector<std::optional<TCString>>;
+
+    int FindIndex(const char* name) const;
+    const char* ValueText(int index) const;
+    bool ReadSettings(const char* text, TCString& error);
+    int DeclareInputs(int count);
+
     std::span<const TCModuleParameter> parameters;
-    TCProcessParameters settings;
+    Values values;
     TCArray<TCModuleResult> results;
     TCString lastError;
+    TCString inputToken;
+    TCString inputDeclarator;
     bool source = false;
     bool interrupted = false;
 };

@@ -1,13 +1,14 @@
 #pragma once
 
+#include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/Export.h"
 
 // One declared parameter of a module. A module keeps a constant table of these; the texts must live as long
-// as the program.
-struct TCModuleParameter {
-    // FILE and OUTPUT_FILE are texts that name a file. A host takes a relative FILE from a graph file as
-    // relative to that file's folder; a relative OUTPUT_FILE is always relative to the current directory.
-    enum Kind { INTEGER, NUMBER, TEXT, CHOICE, SWITCH, FILE, OUTPUT_FILE };
+// as the module.
+struct TC_API TCModuleParameter {
+    // INTEGER: 32 bits. NUMBER: finite, with a point whatever the locale. CHOICE: one of the words of
+    // `choices`. SWITCH: yes or no. FILE: a path.
+    enum Kind { INTEGER, NUMBER, TEXT, CHOICE, SWITCH, FILE };
 
     const char* name;
     Kind kind;
@@ -16,5 +17,15 @@ struct TCModuleParameter {
     const char* help = "";                     // one line
     double minimum = -1.7976931348623157e308;  // of INTEGER and NUMBER, both ends allowed
     double maximum = 1.7976931348623157e308;
-    const char* choices = "";  // of CHOICE: the allowed words, separated by '|'; a SWITCH takes yes and no
+    const char* choices = "";  // of CHOICE: the allowed words, separated by '|'
+
+    bool Allows(const char* value) const;
+    // For messages: "an integer from 1 to 1048576", "one of hann, hamming", "yes or no".
+    TCString DescribeAllowed() const;
+    // False, with `number` unchanged, for a text that is no number of the kind within the limits. Blanks
+    // around the number are ignored.
+    bool ReadInteger(const char* value, int& number) const;
+    bool ReadNumber(const char* value, double& number) const;
+    // The position among the choices (no is 0, yes is 1 for a SWITCH), or -1.
+    int FindChoice(const char* value) const;
 };
