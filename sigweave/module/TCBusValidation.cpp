@@ -1,0 +1,87 @@
+#include "sigweave/module/TCBusValidation.h"
+
+#include <charconv>
+#include <string_view>
+
+#include "sigweave/module/PortDataType.h"
+
+namespace {
+
+using DATATYPE = TCPortHelper::TCPortHelperImpl::DATATYPE;
+using TYPE = TCPortHelper::TYPE;
+
+constexpr std::string_view CODE_PREFIX = "DT_";
+constexpr std::size_t CODE_DIGITS = 8;
+constexpr TYPE KIND_MASK = 0x00FFFFFF;
+
+// Scalars and arrays of one element type stand in for each other.
+constexpr TYPE EXCHANGEABLE[] = {TCPortHelper::TYPE_SWORD1 | TCPortHelper::TYPE_SWORDARRAY,
+                                 TCPortHelper::TYPE_DOUBLE1 | TCPortHelper::TYPE_DOUBLEARRAY};
+
+template <typename Number>
+bool ReadNumber(std::string_view text, int base, Number& number, std::string_view& rest) {
+    const char* end = text.data() + text.size();
+    const auto [stop, failure] = std::from_chars(text.data(), end, number, base);
+    rest = {stop, end};
+    return failure == std::errc();
+}
+
+bool ReadCode(std::string_view validation, TYPE& code) {
+    if (!validation.starts_with(CODE_PREFIX)) return false;
+    std::string_view digits = validation.substr(CODE_PREFIX.size());
+    std::string_view rest;
+    return digits.size() == CODE_DIGITS && ReadNumber(digits, 16, code, rest) && rest.empty();
+}
+
+// Answers the type string; empty for a text of another form.
+std::string_view ReadItems(std::string_view validation, int& count) {
+    std::string_view rest;
+    if (!ReadNumber(validation, 10, count, rest) || !rest.starts_with(' ')) return {};
+    return rest.substr(1);
+}
+
+bool AreKindsExchangeable(TYPE a, TYPE b) {
+    for (TYPE family : EXCHANGEABLE)
+        if ((a & family) != 0 && (b & family) != 0) return true;
+    return false;
+}
+
+}  // namespace
+
+TCString TCBusValidation::SerializeValidation(TYPE code, const char* typeString, int count) {
+    if ((code & KIND_MASK) != 0) return TCString::FormatS("DT_%08x", code);
+    return TCString::FormatS("%d %s", count, typeString != nullptr ? typeString : "");
+}
+
+bool TCBusValidation::DeSerializeValidation(const char* validation, TYPE& code, TCString& typeString,
+                                            int& count) {
+    const std::string_view text(validation != nullptr ? validation : "");
+    TYPE readCode = 0;
+    if (ReadCode(text, readCode)) {
+        code = readCode;
+        typeString = DATATYPE::GetTypeStr(readCode, nullptr, &count);
+        return true;
+    }
+    int readCount = 0;
+    const std::string_view items = ReadItems(text, readCount);
+    if (items.empty()) return false;
+    typeString = TCString(items.data(), static_cast<int>(items.size()));
+    count = readCount;
+    code = DATATYPE::FindType(typeString, count);
+    return true;
+}
+
+TYPE TCBusValidation::GetDataType(const char* validation) {
+    TYPE code = 0;
+    if (validation == nullptr || ReadCode(validation, code)) return code;
+    TCString typeString;
+    int count = 0;
+    return DeSerializeValidation(validation, code, typeString, count) ? code : 0;
+}
+
+bool TCBusValidation::SameDataType(const char* validation, TYPE code) {
+    const TYPE signal = GetDataType(validation) & ~TCPortHelper::TYPE_TYPEINFO;
+    const TYPE wanted = code & ~TCPortHelper::TYPE_TYPEINFO;
+    if (((signal | wanted) & KIND_MASK) == 0) return signal == wanted && signal != 0;
+    return (signal & KIND_MASK) == (wanted & KIND_MASK) || AreKindsExchangeable(signal, wanted);
+}
