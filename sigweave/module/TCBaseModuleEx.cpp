@@ -20,7 +20,8 @@ TCString Quoted(const char* value) {
 }
 
 bool IsQuotedKind(TCModuleParameter::Kind kind) {
-    return kind == TCModuleParameter::TEXT || kind == TCModuleParameter::FILE;
+    return kind == TCModuleParameter::TEXT || kind == TCModuleParameter::FILE ||
+           kind == TCModuleParameter::OUTPUT_FILE;
 }
 
 TCString DescribeUnknown(const char* name, std::span<const TCModuleParameter> parameters) {

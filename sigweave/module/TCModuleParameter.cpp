@@ -92,6 +92,7 @@ bool TCModuleParameter::Allows(const char* value) const {
         case SWITCH:
             return FindChoice(value) >= 0;
         case FILE:
+        case OUTPUT_FILE:
             return defaultValue != nullptr || !Trimmed(value).empty();
         case TEXT:
             break;
@@ -113,6 +114,7 @@ TCString TCModuleParameter::DescribeAllowed() const {
         case SWITCH:
             return "yes or no";
         case FILE:
+        case OUTPUT_FILE:
             return "a file name";
         case TEXT:
             break;
