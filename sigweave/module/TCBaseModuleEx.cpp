@@ -38,7 +38,7 @@ TCProcessParameters MakeSettingsParser() {
 }  // namespace
 
 TCBaseModuleEx::TCBaseModuleEx(int instance, std::span<const TCModuleParameter> declared)
-    : TCBaseModule(instance), parameters(declared), values(declared.size()) {
+    : TCBaseModule(instance), parameters(declared), parameterValues(declared.size()) {
     portHelper = std::make_unique<TCPortHelper>(this);
 }
 
@@ -90,7 +90,8 @@ const TCModuleParameter* TCBaseModuleEx::FindParameter(const char* name) const {
 // Null for an index out of range, and for a parameter that has no value.
 const char* TCBaseModuleEx::ValueText(int index) const {
     if (index < 0) return nullptr;
-    return values[index] ? static_cast<const char*>(*values[index]) : parameters[index].defaultValue;
+    return parameterValues[index] ? static_cast<const char*>(*parameterValues[index])
+                                  : parameters[index].defaultValue;
 }
 
 TCString TCBaseModuleEx::GetParameter(const char* name) const {
@@ -110,7 +111,7 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
                      static_cast<const char*>(parameters[index].DescribeAllowed()));
         return false;
     }
-    values[index] = newValue;
+    parameterValues[index] = newValue;
     return true;
 }
 
@@ -136,9 +137,9 @@ TCString TCBaseModuleEx::GetSettings() const {
 }
 
 bool TCBaseModuleEx::SetSettings(const char* text, TCString& error) {
-    Values before = std::exchange(values, Values(parameters.size()));
+    Values before = std::exchange(parameterValues, Values(parameters.size()));
     if (ReadSettings(text, error) && ApplySettings(error)) return true;
-    values = std::move(before);
+    parameterValues = std::move(before);
     return false;
 }
 

@@ -108,7 +108,7 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     int DeclareInputs(int count);
 
     std::span<const TCModuleParameter> parameters;
-    Values values;
+    Values parameterValues;
     TCArray<TCModuleResult> results;
     TCString lastError;
     TCString inputToken;

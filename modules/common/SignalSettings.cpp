@@ -1,0 +1,131 @@
+#include "modules/common/SignalSettings.h"
+
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+
+namespace tc {
+
+namespace {
+
+// Reads digits from `text` at `at`; -1 when there are not exactly `count`.
+int TakeDigits(const std::string& text, std::size_t& at, std::size_t count) {
+    int value = 0;
+    for (std::size_t i = 0; i < count; ++i, ++at) {
+        if (at >= text.size() || text[at] < '0' || text[at] > '9') return -1;
+        value = value * 10 + (text[at] - '0');
+    }
+    return value;
+}
+
+bool TakeCharacter(const std::string& text, std::size_t& at, const char* allowed) {
+    const bool found = at < text.size() && std::string(allowed).find(text[at]) != std::string::npos;
+    if (found) ++at;
+    return found;
+}
+
+bool TakeDate(const std::string& text, std::size_t& at, double& days) {
+    const int year = TakeDigits(text, at, 4);
+    if (year < 0 || !TakeCharacter(text, at, "-")) return false;
+    const int month = TakeDigits(text, at, 2);
+    if (month < 0 || !TakeCharacter(text, at, "-")) return false;
+    const int day = TakeDigits(text, at, 2);
+    const std::chrono::year_month_day date{std::chrono::year{year},
+                                           std::chrono::month{static_cast<unsigned>(month)},
+                                           std::chrono::day{static_cast<unsigned>(day)}};
+    if (day < 0 || !date.ok()) return false;
+    days = static_cast<double>(std::chrono::sys_days{date}.time_since_epoch().count());
+    return true;
+}
+
+bool TakeFraction(const std::string& text, std::size_t& at, double& seconds) {
+    double digit = 0.1;
+    const std::size_t start = at;
+    for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at, digit /= 10) {
+        seconds += digit * (text[at] - '0');
+    }
+    return at > start;
+}
+
+bool TakeTime(const std::string& text, std::size_t& at, double& seconds) {
+    const int hours = TakeDigits(text, at, 2);
+    if (hours < 0 || hours > 23 || !TakeCharacter(text, at, ":")) return false;
+    const int minutes = TakeDigits(text, at, 2);
+    if (minutes < 0 || minutes > 59) return false;
+    seconds = hours * 3600.0 + minutes * 60.0;
+    if (!TakeCharacter(text, at, ":")) return true;
+    const int wholeSeconds = TakeDigits(text, at, 2);
+    if (wholeSeconds < 0 || wholeSeconds > 59) return false;
+    seconds += wholeSeconds;
+    return !TakeCharacter(text, at, ".") || TakeFraction(text, at, seconds);
+}
+
+}  // namespace
+
+bool ParseStart(const std::string& text, double& milliseconds, std::string& error) {
+    milliseconds = 0.0;
+    if (text.empty()) return true;
+    std::size_t at = 0;
+    double days = 0.0;
+    double seconds = 0.0;
+    bool valid = TakeDate(text, at, days);
+    if (valid && TakeCharacter(text, at, "T ")) valid = TakeTime(text, at, seconds);
+    TakeCharacter(text, at, "Z");
+    milliseconds = std::round((days * 86400.0 + seconds) * 1e6) / 1e3;
+    if (valid && at == text.size() && milliseconds > 0.0) return true;
+    error = "start: \"" + text +
+            "\" is no time; allowed is a UTC date and time after 1970-01-01, as 2026-03-01T12:00:00Z, or "
+            "nothing for the time of the run";
+    return false;
+}
+
+bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error) {
+    unit.clear();
+    if (text.empty() || unit.FromString(text.c_str())) return true;
+    error = "unit: \"" + text +
+            "\" is no unit; allowed are SI symbols with exponents and a decimal factor, as V, m s^-2 or V * "
+            "1e-003";
+    return false;
+}
+
+TCBLOCKSTATUS BlockState(bool first, bool last) {
+    if (first) return last ? COMPLETE : START;
+    return last ? STOP : BUSY;
+}
+
+bool BeginsSignal(TCBLOCKSTATUS state) {
+    return state == START || state == COMPLETE;
+}
+
+bool EndsSignal(TCBLOCKSTATUS state) {
+    return state == STOP || state == COMPLETE;
+}
+
+std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti) {
+    const std::string& name = ti.GetSignalnameString();
+    return name.empty() ? std::string(ports.GetPortName(INPUT, input)) : name;
+}
+
+bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error) {
+    constexpr TCPortHelper::TYPE DOUBLES =
+        TCPortHelper::TYPE_DOUBLE | TCPortHelper::TYPE_DOUBLE1 | TCPortHelper::TYPE_DOUBLEARRAY;
+    for (int i = 0; i < ports.GetPortCnt(INPUT); ++i) {
+        const auto input = static_cast<unsigned>(i);
+        int count = 0;
+        const char* type = ports.GetPortType(INPUT, input, &count);
+        if (type == nullptr || ports.DoesDataTypeMatch(INPUT, input, DOUBLES)) continue;
+        error = "the input \"" + std::string(ports.GetPortName(INPUT, input)) +
+                "\" takes double values (DOUBLE[]), but is wired to " + type;
+        return false;
+    }
+    return true;
+}
+
+std::string NumberText(double value) {
+    char text[32];
+    if (std::isnan(value)) return "nan";
+    return {text, std::to_chars(text, text + sizeof(text), value).ptr};
+}
+
+}  // namespace tc

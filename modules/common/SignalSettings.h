@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+#include "sigweave/module/TCPortHelper.h"
+
+// What the module libraries of this tree share: the meaning of settings that occur in several of them, and
+// the small questions that every module asks about its signals.
+namespace tc {
+
+// The code of a failure that a module explains in words (see TCBaseModuleEx::Fail).
+inline constexpr int MODULE_FAILED = -1;
+
+// The parameter "start": a date, or a date and a time, in UTC, as 2026-03-01 or 2026-03-01T12:00:00.5Z.
+// Milliseconds since 1970-01-01; 0 for an empty text, which stands for the time of the run. False, with a
+// text that says what is allowed, for anything else; times up to 1970 are refused, since no block can carry
+// them.
+bool ParseStart(const std::string& text, double& milliseconds, std::string& error);
+
+// The parameter "unit": SI text with an optional decimal factor, as "V" or "V * 1e-003"; empty: none.
+bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error);
+
+// The state of a block of a signal.
+TCBLOCKSTATUS BlockState(bool first, bool last);
+bool BeginsSignal(TCBLOCKSTATUS state);
+bool EndsSignal(TCBLOCKSTATUS state);
+
+// The name that a signal goes by: that of its metadata, or the port's when it has none.
+std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti);
+
+// For modules whose inputs adopt their type: false, with the port and its type in the error, when an input is
+// wired to anything but double values.
+bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error);
+
+// As few digits as read back to the same double, with a point in every locale.
+std::string NumberText(double value);
+
+}  // namespace tc

@@ -1,0 +1,49 @@
+#include "modules/csv-writer/CsvFile.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+bool CsvFile::Open(const std::string& name, int number, bool overwrite) {
+    path = part = name;
+    mayReplace = overwrite;
+    std::error_code ignored;
+    const fs::file_status status = fs::status(path, ignored);
+    if (fs::is_directory(status)) return FailWithReason(EISDIR);
+    if (!fs::exists(status) || fs::is_regular_file(status)) {
+        part += ".part" + (number > 0 ? std::to_string(number) : std::string());
+        if (RefuseExisting()) return false;
+    }
+    errno = 0;
+    file.reset(std::fopen(part.c_str(), "wb"));
+    return file != nullptr || FailWithReason(errno);
+}
+
+bool CsvFile::Write(const std::string& text) {
+    errno = 0;
+    return std::fwrite(text.data(), 1, text.size(), file.get()) == text.size() || FailWithReason(errno);
+}
+
+bool CsvFile::Finish() {
+    errno = 0;
+    if (std::fclose(file.release()) != 0) return FailWithReason(errno);
+    if (part == path) return true;
+    if (RefuseExisting()) return false;
+    std::error_code failed;
+    fs::rename(part, path, failed);
+    return !failed || FailWithReason(failed.value());
+}
+
+bool CsvFile::RefuseExisting() {
+    std::error_code ignored;
+    if (mayReplace || !fs::exists(path, ignored)) return false;
+    error = path + " is there already; it is replaced only with overwrite=yes";
+    return true;
+}
+
+bool CsvFile::FailWithReason(int number) {
+    error = path + " cannot be written: " + std::generic_category().message(number);
+    return false;
+}

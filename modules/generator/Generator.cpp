@@ -1,0 +1,174 @@
+#include "modules/generator/Generator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCModuleMessage.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "form",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "sine",
+     .help = "what to make",
+     .choices = "sine|square|sweep|noise|dc"},
+    {.name = "amplitude",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "1",
+     .help = "peak value; the level of dc"},
+    {.name = "offset",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0",
+     .help = "added to every sample"},
+    {.name = "frequency",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "1000",
+     .unit = "Hz",
+     .help = "of sine and square; where a sweep begins",
+     .minimum = 0.0},
+    {.name = "end_frequency",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "10000",
+     .unit = "Hz",
+     .help = "where a sweep ends; the frequency changes linearly with time",
+     .minimum = 0.0},
+    {.name = "phase",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0",
+     .help = "of the first sample, in degrees"},
+    {.name = "rate",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "48000",
+     .unit = "Hz",
+     .help = "samples per second",
+     .minimum = 1e-6},
+    {.name = "duration",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "1",
+     .unit = "s",
+     .help = "length of the signal; rounded to whole samples",
+     .minimum = 0.0},
+    {.name = "unit", .kind = TCModuleParameter::TEXT, .defaultValue = "", .help = "SI text, as V or m s^-2"},
+    {.name = "name",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = "",
+     .help = "the signal's name; empty: the form"},
+    {.name = "start",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = "",
+     .help = "UTC time of the first sample, as 2026-03-01T12:00:00Z; empty: the time of the run"},
+    {.name = "seed",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "1",
+     .help = "noise with the same seed is the same",
+     .minimum = 0.0},
+    {.name = "block",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "1024",
+     .help = "samples per block",
+     .minimum = 1.0,
+     .maximum = 1048576.0},
+};
+
+// Beyond this many samples a sample number is no exact double any more.
+constexpr double MOST_SAMPLES = 9007199254740992.0;
+
+}  // namespace
+
+Generator::Generator(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclareSource();
+    portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+}
+
+bool Generator::OnSettingsChanged(TCString& error) {
+    std::string reason;
+    const double samples = std::round(ParamDbl("duration") * ParamDbl("rate"));
+    if (!tc::ParseStart(std::string(ParamStr("start")), start, reason) ||
+        !tc::ParseUnit(std::string(ParamStr("unit")), metadata.GetUnit(), reason)) {
+        error = reason.c_str();
+        return false;
+    }
+    if (samples < 1.0 || samples > MOST_SAMPLES) {
+        error =
+            TCString::FormatS("duration: %g s at %g samples per second are %g samples; allowed are 1 to %.0f",
+                              ParamDbl("duration"), ParamDbl("rate"), samples, MOST_SAMPLES);
+        return false;
+    }
+    total = static_cast<std::int64_t>(samples);
+    return true;
+}
+
+int Generator::Init() {
+    TCString error;
+    if (!OnSettingsChanged(error)) return Fail(tc::MODULE_FAILED, error);
+    form = static_cast<Form>(ParamChoice("form"));
+    amplitude = ParamDbl("amplitude");
+    offset = ParamDbl("offset");
+    frequency = ParamDbl("frequency");
+    endFrequency = ParamDbl("end_frequency");
+    phase = ParamDbl("phase") / 360.0;
+    rate = ParamDbl("rate");
+    position = 0;
+    random.seed(static_cast<std::uint64_t>(ParamInt("seed")));
+    block.resize(static_cast<std::size_t>(ParamInt("block")));
+    const TCString name = ParamStr("name");
+    metadata.SetSignalname(name.IsEmpty() ? ParamStr("form") : name);
+    metadata.SetSamplerate(rate);
+    metadata.SetRangeMin(offset - std::fabs(amplitude));
+    metadata.SetRangeMax(offset + std::fabs(amplitude));
+    const double highest = form == SWEEP ? std::max(frequency, endFrequency) : frequency;
+    if (form < NOISE && highest > rate / 2) {
+        TCModuleMessage::Warning(GetModuleName(),
+                                 "%g Hz is more than half the rate and shows as a lower frequency", highest);
+    }
+    return TCBaseModuleEx::Init();
+}
+
+int Generator::Execute() {
+    if (position == 0) begin = start > 0.0 ? start : portHelper->SyncTime();
+    const std::int64_t count = std::min(static_cast<std::int64_t>(block.size()), total - position);
+    for (std::int64_t i = 0; i < count; ++i)
+        block[static_cast<std::size_t>(i)] = offset + Sample(position + i);
+    const bool last = position + count == total || IsInterrupted();
+    metadata.SetTimestamp(begin + 1000.0 * static_cast<double>(position) / rate);
+    metadata.SetState(tc::BlockState(position == 0, last));
+    position += count;
+    if (last) portHelper->SetReadyFlag(false);
+    portHelper->SetTypeInfo(0, metadata);
+    return portHelper->WriteDblData(0, static_cast<unsigned long>(count), block.data());
+}
+
+double Generator::GetProgress() {
+    return static_cast<double>(position) / static_cast<double>(total);
+}
+
+double Generator::Sample(std::int64_t index) {
+    switch (form) {
+        case SINE:
+        case SWEEP:
+            return amplitude * std::sin(2.0 * std::numbers::pi * Cycles(index));
+        case SQUARE:
+            return Cycles(index) < 0.5 ? amplitude : -amplitude;
+        case NOISE:
+            return amplitude * (static_cast<double>(random() >> 11) * 0x1p-52 - 1.0);
+        case DC:
+            break;
+    }
+    return amplitude;
+}
+
+// The phase as a part of a cycle, 0 to below 1. Reckoned in extended precision, since hours of a fast signal
+// are many cycles.
+double Generator::Cycles(std::int64_t index) const {
+    const long double seconds = static_cast<long double>(index) / rate;
+    const long double length = static_cast<long double>(total) / rate;
+    const long double slope = form == SWEEP ? (endFrequency - frequency) / (2.0L * length) : 0.0L;
+    const long double cycles = (frequency + slope * seconds) * seconds + phase;
+    return static_cast<double>(cycles - std::floor(cycles));
+}
+
+TC_MODULE_LIBRARY(Generator);

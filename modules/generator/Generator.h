@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "sigweave/module/TCBaseModuleEx.h"
+
+// Makes a test signal: every sample follows from its number alone, so that no error gathers however long the
+// signal is. Noise is white and uniform between -amplitude and +amplitude, and the same for the same seed on
+// every machine.
+class Generator final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "Generator";
+
+    explicit Generator(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Makes a sine, square, sweep, noise or DC signal"; }
+    const char* GetBaseName() const override { return ID; }
+    bool OnSettingsChanged(TCString& error) override;
+    int Init() override;
+    int Execute() override;
+    double GetProgress() override;
+
+ private:
+    enum Form { SINE, SQUARE, SWEEP, NOISE, DC };
+
+    double Sample(std::int64_t index);
+    double Cycles(std::int64_t index) const;
+
+    Form form = SINE;
+    double amplitude = 1.0;
+    double offset = 0.0;
+    double frequency = 0.0;
+    double endFrequency = 0.0;
+    double phase = 0.0;  // in cycles
+    double rate = 1.0;
+    double start = 0.0;  // 0: the time of the run
+    double begin = 0.0;  // of this run
+    std::int64_t total = 0;
+    std::int64_t position = 0;
+    std::mt19937_64 random;
+    std::vector<double> block;
+    TCTypeInfo metadata;
+};

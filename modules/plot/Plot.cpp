@@ -1,0 +1,157 @@
+#include "modules/plot/Plot.h"
+
+#include <cstring>
+
+#include "modules/common/SignalSettings.h"
+#include "modules/plot/Gnuplot.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCModuleMessage.h"
+
+namespace {
+
+// More stretches than a picture has columns show nothing more.
+constexpr std::size_t MOST_STRETCHES = 4096;
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "file",
+     .kind = TCModuleParameter::OUTPUT_FILE,
+     .defaultValue = nullptr,
+     .help = "the picture, *.svg or *.png; an older one is replaced"},
+    {.name = "title",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = "",
+     .help = "headline; empty: the start time of the first signal"},
+    {.name = "layout",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "stacked",
+     .help = "a panel for each signal, or one for all waveforms and one for all spectra",
+     .choices = "stacked|overlay"},
+    {.name = "width",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "1000",
+     .help = "in pixels",
+     .minimum = 200.0,
+     .maximum = 20000.0},
+    {.name = "height",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "0",
+     .help = "in pixels; 0: by the number of panels",
+     .minimum = 0.0,
+     .maximum = 20000.0},
+    {.name = "decibels",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "120",
+     .help = "from the top to the bottom of a spectrum",
+     .minimum = 10.0,
+     .maximum = 400.0},
+    {.name = "log_frequency",
+     .kind = TCModuleParameter::SWITCH,
+     .defaultValue = "no",
+     .help = "logarithmic frequency axis"},
+};
+
+bool EndsWith(const std::string& text, const char* end) {
+    const std::size_t length = std::strlen(end);
+    return text.size() > length && text.compare(text.size() - length, length, end) == 0;
+}
+
+}  // namespace
+
+Plot::Plot(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    UseAnyNumberOfInputs("", "");
+}
+
+bool Plot::OnSettingsChanged(TCString& error) {
+    const std::string file(ParamStr("file"));
+    const bool known = EndsWith(file, ".svg") || EndsWith(file, ".png");
+    if (!known)
+        error = ("file: \"" + file + "\" is no picture; allowed are names that end in .svg or .png").c_str();
+    return known;
+}
+
+int Plot::Init() {
+    std::string error;
+    ready = false;
+    if (!tc::CheckDoubleInputs(*portHelper, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!tc::HasGnuplot()) {
+        return Fail(tc::MODULE_FAILED,
+                    "the program gnuplot is not in the PATH; it comes with the package gnuplot-nox");
+    }
+    if (!tc::CanWriteBeside(std::string(ParamStr("file")), error))
+        return Fail(tc::MODULE_FAILED, error.c_str());
+    curves.assign(static_cast<std::size_t>(GetNoInput()), Curve{Envelope(MOST_STRETCHES), {}, false, false});
+    for (unsigned input = 0; input < curves.size(); ++input) {
+        const char* type = portHelper->GetPortType(INPUT, input, nullptr);
+        curves[input].spectrum = type != nullptr && std::strstr(type, "{FREQ_DOMAIN}") != nullptr;
+    }
+    const int code = TCBaseModuleEx::Init();
+    ready = code >= 0;
+    return code;
+}
+
+int Plot::Execute() {
+    for (unsigned input = 0; input < curves.size(); ++input) {
+        const int taken = portHelper->TakeBlock(input);
+        if (taken < 0) return taken;
+        if (taken > 0) Take(input);
+    }
+    return 0;
+}
+
+void Plot::Take(unsigned input) {
+    Curve& curve = curves[input];
+    const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
+    const bool anew = curve.spectrum && metadata != nullptr && tc::BeginsSignal(metadata->GetState());
+    if (anew) curve.envelope.Clear();
+    if ((anew || !curve.begun) && metadata != nullptr) curve.metadata = *metadata;
+    curve.begun = true;
+    int count = 0;
+    const double* values = portHelper->AccessDblData(input, count);
+    curve.envelope.Add(values, static_cast<std::size_t>(count));
+}
+
+int Plot::Done() {
+    const int drawn = ready ? Draw() : 0;
+    ready = false;
+    const int code = TCBaseModuleEx::Done();
+    return drawn < 0 ? drawn : code;
+}
+
+std::vector<tc::PictureSignal> Plot::Signals() const {
+    std::vector<tc::PictureSignal> signals;
+    for (unsigned input = 0; input < curves.size(); ++input) {
+        const Curve& curve = curves[input];
+        if (curve.envelope.Samples() == 0) continue;
+        signals.push_back({tc::SignalName(*portHelper, input, curve.metadata), curve.metadata,
+                           &curve.envelope, curve.spectrum});
+    }
+    return signals;
+}
+
+int Plot::Draw() {
+    const std::vector<tc::PictureSignal> signals = Signals();
+    if (signals.empty()) {
+        TCModuleMessage::Warning(GetModuleName(), "no samples arrived, so no picture was drawn");
+        return 0;
+    }
+    for (const tc::PictureSignal& signal : signals) {
+        if (signal.envelope->NotFinite() == 0) continue;
+        TCModuleMessage::Warning(GetModuleName(), "%s: %lld values that are not finite are not drawn",
+                                 signal.name.c_str(), static_cast<long long>(signal.envelope->NotFinite()));
+    }
+    const std::string file(ParamStr("file"));
+    tc::PictureOptions options;
+    options.png = EndsWith(file, ".png");
+    options.overlay = ParamChoice("layout") == 1;
+    options.logarithmic = ParamBool("log_frequency");
+    options.width = ParamInt("width");
+    options.height = ParamInt("height");
+    options.decibels = ParamDbl("decibels");
+    options.title = std::string(ParamStr("title"));
+    std::string error;
+    return tc::RunGnuplot(tc::PictureScript(signals, options), file, error)
+               ? 0
+               : Fail(tc::MODULE_FAILED, error.c_str());
+}
+
+TC_MODULE_LIBRARY(Plot);

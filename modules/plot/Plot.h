@@ -1,0 +1,41 @@
+#pragma once
+
+#include <vector>
+
+#include "modules/plot/Envelope.h"
+#include "modules/plot/Picture.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+
+// Draws the signals that are wired to it into an SVG or PNG picture, made by the program gnuplot at the end
+// of the run. Its inputs adopt the type of their line: of a frequency-domain signal the last spectrum is
+// drawn, in decibels of its unit, of every other the whole run as a waveform. Names, units, rates and the
+// start time come from the blocks. Memory does not grow with the signals (see Envelope).
+class Plot final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "Plot";
+
+    explicit Plot(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Draws waveforms and spectra into a picture"; }
+    const char* GetBaseName() const override { return ID; }
+    bool OnSettingsChanged(TCString& error) override;
+    int Init() override;
+    int Execute() override;
+    int Done() override;
+
+ private:
+    struct Curve {
+        Envelope envelope;
+        TCTypeInfo metadata;
+        bool begun = false;
+        bool spectrum = false;
+    };
+
+    void Take(unsigned input);
+    std::vector<tc::PictureSignal> Signals() const;
+    int Draw();
+
+    std::vector<Curve> curves;
+    bool ready = false;  // between a successful Init and Done
+};

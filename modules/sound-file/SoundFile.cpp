@@ -1,0 +1,175 @@
+#include "modules/sound-file/SoundFile.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "file", .kind = TCModuleParameter::FILE, .defaultValue = nullptr, .help = "the file to read"},
+    {.name = "block",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "1024",
+     .help = "samples per block",
+     .minimum = 1.0,
+     .maximum = 1048576.0},
+    {.name = "factor",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "1",
+     .help = "multiplies the file's values"},
+    {.name = "offset",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0",
+     .help = "is added after the multiplication"},
+    {.name = "unit",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = "",
+     .help = "of the values that result: SI text, as V * 1e-003"},
+    {.name = "start",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = "",
+     .help = "UTC time of the first sample, as 2026-03-01T12:00:00Z; empty: the time of the run"},
+};
+
+// Of all channels together, so that a block of a file with many channels stays within some 100 MB.
+constexpr std::int64_t MOST_BLOCK_VALUES = 1 << 24;
+
+}  // namespace
+
+// Before a file is known the ports are those of one with a single channel.
+SoundFile::SoundFile(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclareSource();
+    DeclarePorts(1);
+}
+
+bool SoundFile::OnSettingsChanged(TCString& error) {
+    std::string reason;
+    SoundReader probe;
+    TCSI_Unit unit;
+    if (!Open(probe, reason) || !tc::ParseStart(std::string(ParamStr("start")), start, reason) ||
+        !tc::ParseUnit(std::string(ParamStr("unit")), unit, reason)) {
+        error = reason.c_str();
+        return false;
+    }
+    factor = ParamDbl("factor");
+    offset = ParamDbl("offset");
+    blockSize = ParamInt("block");
+    if (blockSize * probe.Channels() > MOST_BLOCK_VALUES) {
+        error = TCString::FormatS(
+            "block: %lld samples of %d channels are too many at once; allowed are %lld samples",
+            static_cast<long long>(blockSize), probe.Channels(),
+            static_cast<long long>(MOST_BLOCK_VALUES / probe.Channels()));
+        return false;
+    }
+    const auto [low, high] =
+        std::minmax(factor * probe.RangeMinimum() + offset, factor * probe.RangeMaximum() + offset);
+    DeclarePorts(probe.Channels());
+    for (int i = 0; i < channels; ++i) {
+        TCTypeInfo& ti = metadata[static_cast<std::size_t>(i)];
+        ti.SetSignalname(names[static_cast<std::size_t>(i)]);
+        ti.SetSamplerate(probe.Samplerate());
+        ti.SetRangeMin(low);
+        ti.SetRangeMax(high);
+        ti.SetUnit(unit);
+    }
+    return true;
+}
+
+bool SoundFile::Open(SoundReader& opened, std::string& error) const {
+    return opened.Open(std::string(ParamStr("file")), error);
+}
+
+void SoundFile::DeclarePorts(int count) {
+    channels = count;
+    metadata.assign(static_cast<std::size_t>(count), TCTypeInfo());
+    names.resize(static_cast<std::size_t>(count));
+    portHelper->ClearPorts(true);
+    for (int i = 0; i < count; ++i) {
+        names[static_cast<std::size_t>(i)] = TCString::FormatS("Channel %d", i + 1);
+        portHelper->SetPort(OUTPUT, static_cast<unsigned>(i), names[static_cast<std::size_t>(i)], "DOUBLE[]",
+                            "TIME_DOMAIN", true);
+    }
+    // The bus block itself has no metadata; each of its channels has its own.
+    portHelper->SetPort(OUTPUT, static_cast<unsigned>(count), "Channels", "STRUCT_BUS", "BUS", false);
+}
+
+int SoundFile::Init() {
+    std::string error;
+    if (!Open(reader, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (reader.Channels() != channels) {
+        return Fail(tc::MODULE_FAILED, "the file has changed: it no longer has as many channels");
+    }
+    position = 0;
+    ended = false;
+    ReadPiece(next);
+    if (next.count == 0)
+        return Fail(tc::MODULE_FAILED, (std::string(ParamStr("file")) + " holds no samples").c_str());
+    return TCBaseModuleEx::Init();
+}
+
+int SoundFile::Execute() {
+    if (ended) return Finish();
+    std::swap(current, next);
+    ReadPiece(next);
+    ended = next.count == 0 || IsInterrupted();
+    const int code = WritePiece(ended);
+    position += current.count;
+    return code;
+}
+
+// A step of its own after the last block: by then that has reached its receivers.
+int SoundFile::Finish() {
+    portHelper->SetReadyFlag(false);
+    const std::string shortage = next.count == 0 ? reader.Shortage() : std::string();
+    return shortage.empty() ? 0 : Fail(tc::MODULE_FAILED, shortage.c_str());
+}
+
+int SoundFile::Done() {
+    reader = SoundReader();
+    return TCBaseModuleEx::Done();
+}
+
+double SoundFile::GetProgress() {
+    const double total = static_cast<double>(reader.IsOpen() ? reader.Frames() : -1);
+    return total > 0.0 ? std::min(1.0, static_cast<double>(position) / total) : -1.0;
+}
+
+void SoundFile::ReadPiece(Piece& piece) {
+    const auto width = static_cast<std::size_t>(channels);
+    interleaved.resize(static_cast<std::size_t>(blockSize) * width);
+    piece.values.resize(interleaved.size());
+    piece.count = reader.Read(interleaved.data(), blockSize);
+    const auto count = static_cast<std::size_t>(piece.count);
+    for (std::size_t channel = 0; channel < width; ++channel) {
+        for (std::size_t i = 0; i < count; ++i) {
+            piece.values[channel * count + i] = interleaved[i * width + channel] * factor + offset;
+        }
+    }
+}
+
+int SoundFile::WritePiece(bool last) {
+    if (position == 0) begin = start > 0.0 ? start : portHelper->SyncTime();
+    const auto bus = static_cast<unsigned>(channels);
+    const bool busWired = portHelper->IsWired(OUTPUT, bus, TCPortHelper::STREAM_CONNECTED);
+    int code = 0;
+    for (int i = 0; i < channels && code >= 0; ++i) {
+        const auto output = static_cast<unsigned>(i);
+        TCTypeInfo& ti = metadata[output];
+        ti.SetTimestamp(begin + 1000.0 * static_cast<double>(position) / ti.GetSamplerate());
+        ti.SetState(tc::BlockState(position == 0, last));
+        const double* values = current.values.data() + i * current.count;
+        const auto count = static_cast<int>(current.count);
+        portHelper->SetTypeInfo(output, ti);
+        code = portHelper->WriteDblData(output, static_cast<unsigned long>(count), values);
+        if (busWired && code >= 0) {
+            code = portHelper->WriteDblDataBusBlock(bus, count, values, i, names[output], &ti);
+        }
+    }
+    if (busWired && code >= 0) code = portHelper->EndWriteMultitype(bus);
+    return std::min(code, 0);
+}
+
+TC_MODULE_LIBRARY(SoundFile);

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <vector>
+
+#include "modules/sound-file/SoundReader.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+
+// Plays a sound or measurement file into the graph: one output for each channel, and all of them as one bus,
+// whose channels have the same names and metadata. Values are the file's own (see SoundReader), times
+// `factor`, plus `offset`.
+//
+// The ports follow from the file, so they are declared when the settings are known. A file that breaks off is
+// delivered as far as it goes, its signals are ended, and then the run fails.
+class SoundFile final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "SoundFile";
+
+    explicit SoundFile(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Reads a WAV, FLAC, Ogg, AIFF or other sound file"; }
+    const char* GetBaseName() const override { return ID; }
+    bool OnSettingsChanged(TCString& error) override;
+    int Init() override;
+    int Execute() override;
+    int Done() override;
+    double GetProgress() override;
+
+ private:
+    // Samples of every channel, one channel after the other.
+    struct Piece {
+        std::vector<double> values;
+        std::int64_t count = 0;
+    };
+
+    bool Open(SoundReader& opened, std::string& error) const;
+    void DeclarePorts(int count);
+    void ReadPiece(Piece& piece);
+    int WritePiece(bool last);
+    int Finish();
+
+    SoundReader reader;
+    int channels = 0;
+    double factor = 1.0;
+    double offset = 0.0;
+    double start = 0.0;  // 0: the time of the run
+    double begin = 0.0;  // of this run
+    std::int64_t blockSize = 0;
+    std::int64_t position = 0;
+    bool ended = false;
+    Piece current;
+    Piece next;  // read ahead: only a piece that nothing follows ends the signals
+    std::vector<double> interleaved;
+    std::vector<TCTypeInfo> metadata;
+    std::vector<TCString> names;
+};

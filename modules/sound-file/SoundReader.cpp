@@ -1,0 +1,204 @@
+#include "modules/sound-file/SoundReader.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <sstream>
+
+namespace {
+
+// How the integers of a subtype are stored: they are read left-justified in 32 bits. A subtype that is not
+// listed holds floating-point values.
+struct IntegerFormat {
+    int subtype;
+    int bits;
+    int bias;         // what the file adds to signed values
+    int storedBytes;  // per sample; 0 for compressed data
+};
+
+constexpr IntegerFormat INTEGER_FORMATS[] = {
+    {SF_FORMAT_PCM_S8, 8, 0, 1},        {SF_FORMAT_PCM_U8, 8, 128, 1},
+    {SF_FORMAT_PCM_16, 16, 0, 2},       {SF_FORMAT_PCM_24, 24, 0, 3},
+    {SF_FORMAT_PCM_32, 32, 0, 4},       {SF_FORMAT_ULAW, 16, 0, 1},
+    {SF_FORMAT_ALAW, 16, 0, 1},         {SF_FORMAT_IMA_ADPCM, 16, 0, 0},
+    {SF_FORMAT_MS_ADPCM, 16, 0, 0},     {SF_FORMAT_GSM610, 16, 0, 0},
+    {SF_FORMAT_VOX_ADPCM, 16, 0, 0},    {SF_FORMAT_G721_32, 16, 0, 0},
+    {SF_FORMAT_G723_24, 16, 0, 0},      {SF_FORMAT_G723_40, 16, 0, 0},
+    {SF_FORMAT_NMS_ADPCM_16, 16, 0, 0}, {SF_FORMAT_NMS_ADPCM_24, 16, 0, 0},
+    {SF_FORMAT_NMS_ADPCM_32, 16, 0, 0}, {SF_FORMAT_DWVW_12, 12, 0, 0},
+    {SF_FORMAT_DWVW_16, 16, 0, 0},      {SF_FORMAT_DWVW_24, 24, 0, 0},
+    {SF_FORMAT_DPCM_8, 8, 0, 0},        {SF_FORMAT_DPCM_16, 16, 0, 0},
+    {SF_FORMAT_ALAC_16, 16, 0, 0},      {SF_FORMAT_ALAC_20, 20, 0, 0},
+    {SF_FORMAT_ALAC_24, 24, 0, 0},      {SF_FORMAT_ALAC_32, 32, 0, 0},
+};
+
+const IntegerFormat* FindIntegerFormat(int format) {
+    const auto* found =
+        std::find_if(std::begin(INTEGER_FORMATS), std::end(INTEGER_FORMATS),
+                     [&](const auto& row) { return row.subtype == (format & SF_FORMAT_SUBMASK); });
+    return found != std::end(INTEGER_FORMATS) ? found : nullptr;
+}
+
+std::int64_t StoredBytes(int format) {
+    const int subtype = format & SF_FORMAT_SUBMASK;
+    if (subtype == SF_FORMAT_FLOAT) return 4;
+    if (subtype == SF_FORMAT_DOUBLE) return 8;
+    const IntegerFormat* integers = FindIntegerFormat(format);
+    return integers != nullptr ? integers->storedBytes : 0;
+}
+
+// A header that was written before its length was known says one of these instead.
+bool MeansUnknown(std::int64_t bytes) {
+    return bytes == 0xFFFFFFFF || bytes == 0x7FFFFFFF;
+}
+
+// The samples that the header promises, which the library only tells in its log: a line such as
+// "data : 40000 (should be 19978)" for the part of the file that holds them.
+std::int64_t PromisedFrames(const std::string& log, const SF_INFO& info) {
+    constexpr const char* SOUND_PARTS[] = {"data", "SSND", "BODY", "Data Size", "riff"};
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t colon = line.find(':');
+        const std::size_t held = line.find("(should be ");
+        if (colon == std::string::npos || held == std::string::npos || held < colon) continue;
+        const std::size_t first = line.find_first_not_of(" *");
+        std::string part = line.substr(first, colon - first);
+        part.erase(part.find_last_not_of(' ') + 1);
+        if (std::find(std::begin(SOUND_PARTS), std::end(SOUND_PARTS), part) == std::end(SOUND_PARTS))
+            continue;
+        const std::int64_t promisedBytes = std::strtoll(line.c_str() + colon + 1, nullptr, 0);
+        const std::int64_t heldBytes = std::strtoll(line.c_str() + held + 11, nullptr, 0);
+        if (MeansUnknown(promisedBytes) || promisedBytes <= heldBytes || heldBytes <= 0) return info.frames;
+        const std::int64_t perFrame = StoredBytes(info.format) * info.channels;
+        if (perFrame > 0) return info.frames + (promisedBytes - heldBytes + perFrame - 1) / perFrame;
+        return static_cast<std::int64_t>(static_cast<double>(info.frames) *
+                                         static_cast<double>(promisedBytes) / static_cast<double>(heldBytes));
+    }
+    const std::size_t ds64 = log.find("value from 'ds64' chunk of ");
+    return ds64 == std::string::npos ? info.frames : std::strtoll(log.c_str() + ds64 + 27, nullptr, 10);
+}
+
+std::string Log(SNDFILE* file) {
+    std::string log(16384, '\0');
+    const int length = sf_command(file, SFC_GET_LOG_INFO, log.data(), static_cast<int>(log.size()));
+    log.resize(static_cast<std::size_t>(std::max(length, 0)));
+    return log;
+}
+
+std::string WhyNotReadable(const std::string& path) {
+    std::error_code ignored;
+    const std::filesystem::file_status status = std::filesystem::status(path, ignored);
+    if (!std::filesystem::exists(status)) return "does not exist";
+    if (std::filesystem::is_directory(status)) return "is a folder, not a sound file";
+    if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, ignored) == 0) {
+        return "is empty";
+    }
+    return {};
+}
+
+}  // namespace
+
+struct SoundReader::State {
+    struct Closer {
+        void operator()(SNDFILE* opened) const { sf_close(opened); }
+    };
+
+    std::string path;
+    std::unique_ptr<SNDFILE, Closer> file;
+    SF_INFO info{};
+    const IntegerFormat* integers = nullptr;  // null: floating point
+    double peak = 1.0;
+    std::int64_t promised = 0;
+    std::int64_t done = 0;
+    std::vector<int> buffer;
+
+    std::int64_t ReadIntegers(double* values, std::int64_t count);
+};
+
+SoundReader::SoundReader() = default;
+SoundReader::~SoundReader() = default;
+SoundReader::SoundReader(SoundReader&&) noexcept = default;
+SoundReader& SoundReader::operator=(SoundReader&&) noexcept = default;
+
+bool SoundReader::Open(const std::string& path, std::string& error) {
+    auto opened = std::make_unique<State>();
+    opened->path = path;
+    std::string reason = WhyNotReadable(path);
+    if (reason.empty()) {
+        opened->file.reset(sf_open(path.c_str(), SFM_READ, &opened->info));
+        if (opened->file == nullptr) reason = std::string("is no sound file: ") + sf_strerror(nullptr);
+    }
+    if (reason.empty() && (opened->info.frames <= 0 || opened->info.samplerate <= 0))
+        reason = "holds no samples";
+    if (!reason.empty()) {
+        error = path + " " + reason;
+        return false;
+    }
+    opened->integers = FindIntegerFormat(opened->info.format);
+    opened->promised = PromisedFrames(Log(opened->file.get()), opened->info);
+    double peak = 1.0;
+    if (sf_command(opened->file.get(), SFC_GET_SIGNAL_MAX, &peak, sizeof(peak)) == SF_TRUE &&
+        std::isfinite(peak)) {
+        opened->peak = std::max(1.0, peak);
+    }
+    state = std::move(opened);
+    return true;
+}
+
+int SoundReader::Channels() const {
+    return state->info.channels;
+}
+
+double SoundReader::Samplerate() const {
+    return state->info.samplerate;
+}
+
+std::int64_t SoundReader::Frames() const {
+    return state->info.frames == SF_COUNT_MAX ? -1 : static_cast<std::int64_t>(state->info.frames);
+}
+
+double SoundReader::RangeMinimum() const {
+    const IntegerFormat* integers = state->integers;
+    return integers == nullptr ? -state->peak : integers->bias - std::ldexp(1.0, integers->bits - 1);
+}
+
+double SoundReader::RangeMaximum() const {
+    const IntegerFormat* integers = state->integers;
+    return integers == nullptr ? state->peak : integers->bias + std::ldexp(1.0, integers->bits - 1) - 1.0;
+}
+
+std::int64_t SoundReader::Read(double* values, std::int64_t count) {
+    const std::int64_t read = state->integers != nullptr ? state->ReadIntegers(values, count)
+                                                         : sf_readf_double(state->file.get(), values, count);
+    state->done += std::max<std::int64_t>(read, 0);
+    return std::max<std::int64_t>(read, 0);
+}
+
+std::int64_t SoundReader::State::ReadIntegers(double* values, std::int64_t count) {
+    buffer.resize(static_cast<std::size_t>(count * info.channels));
+    const std::int64_t read = sf_readf_int(file.get(), buffer.data(), count);
+    const int shift = 32 - integers->bits;
+    const int bias = integers->bias;
+    for (std::int64_t i = 0; i < read * info.channels; ++i) {
+        values[i] = (buffer[static_cast<std::size_t>(i)] >> shift) + bias;
+    }
+    return read;
+}
+
+std::string SoundReader::Shortage() const {
+    const std::string decoder =
+        sf_error(state->file.get()) != SF_ERR_NO_ERROR ? sf_strerror(state->file.get()) : "";
+    const std::string reason = decoder.empty() ? "" : ": " + decoder;
+    const std::string held = std::to_string(state->done);
+    if (Frames() < 0 && (state->info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG) {
+        return state->path + " breaks off: it has no end mark and holds " + held + " samples" + reason;
+    }
+    if (Frames() >= 0 && state->done < state->promised) {
+        return state->path + " promises " + std::to_string(state->promised) + " samples, holds " + held +
+               reason;
+    }
+    return decoder.empty() ? "" : state->path + " cannot be read beyond sample " + held + reason;
+}

@@ -1,0 +1,40 @@
+#include "modules/spectrum/FourierTransform.h"
+
+#include <fftw3.h>
+
+#include <cmath>
+#include <new>
+
+struct FourierTransform::Plan {
+    explicit Plan(int length)
+        : values(fftw_alloc_real(static_cast<std::size_t>(length))),
+          bins(fftw_alloc_complex(static_cast<std::size_t>(length / 2 + 1))) {
+        if (values == nullptr || bins == nullptr) throw std::bad_alloc();
+        plan = fftw_plan_dft_r2c_1d(length, values, bins, FFTW_ESTIMATE | FFTW_PRESERVE_INPUT);
+    }
+    ~Plan() {
+        fftw_destroy_plan(plan);
+        fftw_free(bins);
+        fftw_free(values);
+    }
+    Plan(const Plan&) = delete;
+    Plan& operator=(const Plan&) = delete;
+
+    double* values;
+    fftw_complex* bins;
+    fftw_plan plan = nullptr;
+};
+
+FourierTransform::FourierTransform(int transformLength)
+    : length(transformLength), plan(std::make_unique<Plan>(transformLength)) {}
+
+FourierTransform::~FourierTransform() = default;
+
+double* FourierTransform::Input() {
+    return plan->values;
+}
+
+void FourierTransform::Run(double* magnitudes) {
+    fftw_execute(plan->plan);
+    for (int k = 0; k < Bins(); ++k) magnitudes[k] = std::hypot(plan->bins[k][0], plan->bins[k][1]);
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+
+// The discrete Fourier transform of real values, planned once for one length and run many times. The plan is
+// the same on every machine, so results are too as far as the processor's arithmetic allows.
+class FourierTransform {
+ public:
+    explicit FourierTransform(int length);
+    ~FourierTransform();
+
+    int Length() const { return length; }
+    int Bins() const { return length / 2 + 1; }
+    // `Length()` values for the caller to fill.
+    double* Input();
+    // Transforms the input and writes the unscaled magnitude |X[k]| of each of the `Bins()` bins.
+    void Run(double* magnitudes);
+
+ private:
+    struct Plan;
+    int length;
+    std::unique_ptr<Plan> plan;
+};

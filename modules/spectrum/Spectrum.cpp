@@ -1,0 +1,223 @@
+#include "modules/spectrum/Spectrum.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <numeric>
+
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCModuleMessage.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "length",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "8192",
+     .help = "samples per segment",
+     .minimum = 2.0,
+     .maximum = 16777216.0},
+    {.name = "window",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "hann",
+     .help = "weights of a segment, each in its periodic form",
+     .choices = "hann|rectangular|hamming|blackman"},
+    {.name = "overlap",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0",
+     .help = "share of a segment that the next one repeats",
+     .minimum = 0.0,
+     .maximum = 0.99},
+    {.name = "average",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "first",
+     .help = "the first segment only, or the root of the mean power of all",
+     .choices = "first|power"},
+    {.name = "scale",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "none",
+     .help = "of the output: |X[k]| as it is, or as the amplitude of a sine",
+     .choices = "none|amplitude"},
+};
+
+// a0 - a1 cos(x) + a2 cos(2x), in the order of the choices.
+constexpr double WINDOW_COEFFICIENTS[][3] = {
+    {0.5, 0.5, 0.0}, {1.0, 0.0, 0.0}, {0.54, 0.46, 0.0}, {0.42, 0.5, 0.08}};
+
+std::vector<double> MakeWindow(int choice, int length) {
+    const double* a = WINDOW_COEFFICIENTS[choice];
+    std::vector<double> window(static_cast<std::size_t>(length));
+    for (std::size_t i = 0; i < window.size(); ++i) {
+        const double x = 2.0 * std::numbers::pi * static_cast<double>(i) / length;
+        window[i] = a[0] - a[1] * std::cos(x) + a[2] * std::cos(2.0 * x);
+    }
+    return window;
+}
+
+TCSI_Unit Hertz() {
+    TCSI_Unit unit;
+    unit.SetExponent(TCSI_Unit::SECOND, -1);
+    return unit;
+}
+
+}  // namespace
+
+Spectrum::Spectrum(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
+}
+
+void Spectrum::OnInputsDeclared(int count) {
+    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) {
+        portHelper->SetPort(OUTPUT, i, portHelper->GetPortName(INPUT, i), "DOUBLE[]", "FREQ_DOMAIN", true);
+    }
+}
+
+int Spectrum::Init() {
+    ClearResults();
+    const int length = ParamInt("length");
+    firstOnly = ParamChoice("average") == 0;
+    scaled = ParamChoice("scale") == 1;
+    hop =
+        std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(length * (1.0 - ParamDbl("overlap")))));
+    if (transform == nullptr || transform->Length() != length)
+        transform = std::make_unique<FourierTransform>(length);
+    window = MakeWindow(ParamChoice("window"), length);
+    windowSum = std::accumulate(window.begin(), window.end(), 0.0);
+    scratch.resize(static_cast<std::size_t>(transform->Bins()));
+    signals.assign(static_cast<std::size_t>(GetNoInput()), Signal{});
+    return TCBaseModuleEx::Init();
+}
+
+int Spectrum::Execute() {
+    for (unsigned input = 0; input < signals.size(); ++input) {
+        int code = portHelper->TakeBlock(input);
+        if (code < 0) return code;
+        if (code == 0) continue;
+        const TCTypeInfo* found = portHelper->LastTypeInfo(input);
+        const TCTypeInfo metadata = found != nullptr ? *found : TCTypeInfo();
+        Signal& signal = signals[input];
+        if (!signal.open || tc::BeginsSignal(metadata.GetState())) Begin(signal, metadata);
+        int count = 0;
+        const double* values = portHelper->AccessDblData(input, count);
+        code = Consume(input, values, count);
+        if (code >= 0 && tc::EndsSignal(metadata.GetState())) code = EndSignal(input);
+        if (code < 0) return code;
+    }
+    return 0;
+}
+
+int Spectrum::Done() {
+    ClearResults();
+    for (unsigned input = 0; input < signals.size(); ++input) {
+        if (!signals[input].magnitudes.empty()) Report(input, signals[input]);
+    }
+    return TCBaseModuleEx::Done();
+}
+
+void Spectrum::Begin(Signal& signal, const TCTypeInfo& ti) const {
+    signal.metadata = ti;
+    signal.open = true;
+    signal.segment.clear();
+    signal.segment.reserve(window.size());
+    signal.position = signal.used = signal.skipped = 0;
+    signal.first = -1;
+    signal.power.assign(scratch.size(), 0.0);
+}
+
+int Spectrum::Consume(unsigned input, const double* values, int count) {
+    Signal& signal = signals[input];
+    const double* end = values + count;
+    while (values != end && TakesMore(signal)) {
+        const std::size_t room = window.size() - signal.segment.size();
+        const double* part =
+            values + std::min<std::ptrdiff_t>(end - values, static_cast<std::ptrdiff_t>(room));
+        signal.segment.insert(signal.segment.end(), values, part);
+        values = part;
+        if (signal.segment.size() < window.size()) break;
+        UseSegment(signal);
+        signal.segment.erase(signal.segment.begin(),
+                             signal.segment.begin() + static_cast<std::ptrdiff_t>(hop));
+        signal.position += static_cast<std::int64_t>(hop);
+        if (firstOnly && signal.used > 0) return Write(input);
+    }
+    return 0;
+}
+
+int Spectrum::EndSignal(unsigned input) {
+    Signal& signal = signals[input];
+    const std::string name = tc::SignalName(*portHelper, input, signal.metadata);
+    signal.open = false;
+    if (signal.skipped > 0) {
+        TCModuleMessage::Warning(GetModuleName(),
+                                 "%s: left out %lld segments with values that are not finite", name.c_str(),
+                                 static_cast<long long>(signal.skipped));
+    } else if (signal.used == 0) {
+        TCModuleMessage::Warning(GetModuleName(),
+                                 "%s: no spectrum of %zu samples; one segment is %zu samples long",
+                                 name.c_str(), signal.segment.size(), window.size());
+    }
+    return !firstOnly && signal.used > 0 ? Write(input) : 0;
+}
+
+void Spectrum::UseSegment(Signal& signal) {
+    if (!FillTransform(signal.segment)) {
+        ++signal.skipped;
+        return;
+    }
+    transform->Run(scratch.data());
+    for (std::size_t k = 0; k < scratch.size(); ++k) signal.power[k] += scratch[k] * scratch[k];
+    if (signal.first < 0) signal.first = signal.position;
+    ++signal.used;
+}
+
+bool Spectrum::FillTransform(const std::vector<double>& segment) {
+    const long double sum = std::accumulate(segment.begin(), segment.end(), 0.0L);
+    const auto mean = static_cast<double>(sum / static_cast<long double>(segment.size()));
+    if (!std::isfinite(mean)) return false;
+    double* values = transform->Input();
+    for (std::size_t i = 0; i < segment.size(); ++i) values[i] = (segment[i] - mean) * window[i];
+    return true;
+}
+
+int Spectrum::Write(unsigned output) {
+    Signal& signal = signals[output];
+    const auto used = static_cast<double>(signal.used);
+    signal.magnitudes.resize(scratch.size());
+    for (std::size_t k = 0; k < scratch.size(); ++k) signal.magnitudes[k] = std::sqrt(signal.power[k] / used);
+    signal.measured = signal.metadata;
+    const double rate = signal.metadata.GetSamplerate();
+    TCTypeInfo ti = signal.metadata;
+    ti.SetSignalname(tc::SignalName(*portHelper, output, ti).c_str());
+    ti.SetTimestamp(ti.GetTimestamp() + 1000.0 * static_cast<double>(signal.first) / rate);
+    ti.SetSamplerate(static_cast<double>(window.size()) / rate);
+    ti.SetState(COMPLETE);
+    for (std::size_t k = 0; k < scratch.size(); ++k) {
+        scratch[k] = signal.magnitudes[k] * (scaled ? AmplitudeFactor(k) : 1.0);
+    }
+    ti.SetRangeMin(0.0);
+    ti.SetRangeMax(*std::max_element(scratch.begin(), scratch.end()));
+    portHelper->SetTypeInfo(output, ti);
+    return portHelper->WriteDblData(output, scratch.size(), scratch.data());
+}
+
+void Spectrum::Report(unsigned input, const Signal& signal) {
+    const std::string name = tc::SignalName(*portHelper, input, signal.measured);
+    const auto peak = std::max_element(signal.magnitudes.begin(), signal.magnitudes.end());
+    const auto bin = static_cast<std::size_t>(peak - signal.magnitudes.begin());
+    const double frequency =
+        static_cast<double>(bin) * signal.measured.GetSamplerate() / static_cast<double>(window.size());
+    const TCSI_Unit& unit = signal.measured.GetUnit();
+    AddResult(name.c_str(), "peak_bin", static_cast<double>(bin), TCSI_Unit());
+    AddResult(name.c_str(), "peak_frequency", frequency, Hertz());
+    AddResult(name.c_str(), "peak_magnitude", *peak, unit);
+    AddResult(name.c_str(), "peak_amplitude", *peak * AmplitudeFactor(bin), unit);
+}
+
+// A sine's power is split between a bin and its mirror image; 0 Hz and half the rate have none.
+double Spectrum::AmplitudeFactor(std::size_t bin) const {
+    const bool mirrored = bin > 0 && 2 * bin < window.size();
+    return (mirrored ? 2.0 : 1.0) / windowSum;
+}
+
+TC_MODULE_LIBRARY(Spectrum);

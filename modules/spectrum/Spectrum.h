@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "modules/spectrum/FourierTransform.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+
+// The magnitude spectrum of every signal that is wired to it, one output for each input.
+//
+// A signal is cut into segments of `length` samples, which overlap by the given share. From each segment its
+// mean is removed, then it is weighted with the window and transformed. Either the first segment counts, or
+// the root of the mean square of all of them ("power"). A segment with a value that is no finite number is
+// left out, with a warning. A signal that is shorter than one segment has no spectrum, also with a warning:
+// stretching it with zeros would change its figures.
+//
+// The output is one COMPLETE block of length / 2 + 1 values for each signal: |X[k]| without any scaling, or
+// with `scale` set to "amplitude" the amplitude of a sine at the middle of that bin. Bin k stands for k *
+// rate / length; the block's samplerate is length / rate, the number of bins per Hz, so that an axis can be
+// drawn; its timestamp is that of the first sample used.
+//
+// Results, for the last signal of each input: peak_bin, peak_frequency, peak_magnitude (|X[k]|) and
+// peak_amplitude.
+class Spectrum final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "Spectrum";
+
+    explicit Spectrum(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Finds the magnitude spectrum of signals"; }
+    const char* GetBaseName() const override { return ID; }
+    void OnInputsDeclared(int count) override;
+    int Init() override;
+    int Execute() override;
+    int Done() override;
+
+ private:
+    struct Signal {
+        TCTypeInfo metadata;  // of the signal's first block
+        bool open = false;    // its end has not come yet
+        std::vector<double> segment;
+        std::int64_t position = 0;  // of the segment's first sample
+        std::int64_t first = -1;    // of the first segment used; -1: none yet
+        std::int64_t used = 0;
+        std::int64_t skipped = 0;
+        std::vector<double> power;       // sums of squared magnitudes
+        std::vector<double> magnitudes;  // of the last signal that had a spectrum
+        TCTypeInfo measured;             // its metadata
+    };
+
+    bool TakesMore(const Signal& signal) const { return !firstOnly || signal.used == 0; }
+    void Begin(Signal& signal, const TCTypeInfo& ti) const;
+    int Consume(unsigned input, const double* values, int count);
+    int EndSignal(unsigned input);
+    void UseSegment(Signal& signal);
+    bool FillTransform(const std::vector<double>& segment);
+    int Write(unsigned output);
+    void Report(unsigned input, const Signal& signal);
+    double AmplitudeFactor(std::size_t bin) const;
+
+    bool firstOnly = true;
+    bool scaled = false;
+    std::size_t hop = 1;
+    std::unique_ptr<FourierTransform> transform;
+    std::vector<double> window;
+    double windowSum = 0.0;
+    std::vector<double> scratch;
+    std::vector<Signal> signals;
+};
