@@ -34,6 +34,10 @@ class TC_API CDC {
 
 using HDC = CDC*;
 
+// An icon that the host's window knows by its number.
+using HICON = const struct TCIcon*;
+inline const HICON IDI_INFORMATION = reinterpret_cast<HICON>(32516L);
+
 // What the library asks of a window. A host implements it once, for its main window; modules pass windows of
 // their dialogs. All calls come synchronously on the thread that calls the library.
 class TC_API CWnd {
@@ -62,3 +66,7 @@ enum class HostCommand : unsigned long {
 // start-up, before modules run; a test may set it back to null.
 TC_API void TCSetMainWindow(CWnd* window);
 TC_API CWnd* TCGetMainWindow();
+
+// The context by which sizes on the screen are reckoned: the main window's, or a stand-in of 96 pixels per
+// inch while there is none. Never null. The stand-in keeps one mapping mode for the process.
+TC_API CDC* TCGetScreenDC();

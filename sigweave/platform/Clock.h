@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+#include "sigweave/platform/Export.h"
+
+// The two clocks of the machine. Any thread.
+namespace tc {
+
+// Ticks of the performance counter: monotonic, never set, of no particular origin.
+TC_API std::int64_t PerformanceCounter();
+// Ticks per second. Constant while the process lives.
+TC_API std::int64_t PerformanceFrequency();
+
+// The wall clock in whole milliseconds since 1970-01-01 00:00 UTC. It may be set at any time.
+TC_API double WallClockMilliseconds();
+
+// While it lives, the thread that made it runs at time-critical priority, as far as the system permits that;
+// then the previous priority is back.
+class TC_API TimeCriticalThread {
+ public:
+    TimeCriticalThread();
+    ~TimeCriticalThread();
+    TimeCriticalThread(const TimeCriticalThread&) = delete;
+    TimeCriticalThread& operator=(const TimeCriticalThread&) = delete;
+
+ private:
+    int policy = 0;
+    int priority = 0;
+    bool raised = false;
+};
+
+}  // namespace tc

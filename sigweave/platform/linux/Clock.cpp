@@ -1,0 +1,46 @@
+#include "sigweave/platform/Clock.h"
+
+#include <pthread.h>
+#include <sched.h>
+#include <time.h>
+
+namespace tc {
+
+namespace {
+constexpr std::int64_t NANOSECONDS_PER_SECOND = 1'000'000'000;
+
+timespec Now(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return now;
+}
+}  // namespace
+
+std::int64_t PerformanceCounter() {
+    const timespec now = Now(CLOCK_MONOTONIC);
+    return now.tv_sec * NANOSECONDS_PER_SECOND + now.tv_nsec;
+}
+
+std::int64_t PerformanceFrequency() {
+    return NANOSECONDS_PER_SECOND;
+}
+
+double WallClockMilliseconds() {
+    const timespec now = Now(CLOCK_REALTIME);
+    return static_cast<double>(now.tv_sec * 1000 + now.tv_nsec / 1'000'000);
+}
+
+TimeCriticalThread::TimeCriticalThread() {
+    sched_param before{};
+    if (pthread_getschedparam(pthread_self(), &policy, &before) != 0) return;
+    priority = before.sched_priority;
+    const sched_param highest{sched_get_priority_max(SCHED_FIFO)};
+    raised = pthread_setschedparam(pthread_self(), SCHED_FIFO, &highest) == 0;
+}
+
+TimeCriticalThread::~TimeCriticalThread() {
+    const sched_param before{priority};
+    if (raised) pthread_setschedparam(pthread_self(), policy, &before);
+}
+
+}  // namespace tc
