@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sigweave/foundation/TCString.h"
+#include "sigweave/foundation/TextFinder.h"
 #include "sigweave/platform/CodePage.h"
 
 namespace {
@@ -82,29 +83,6 @@ int TrailingRun(Text text, Test test) {
     return run != nullptr ? static_cast<int>(run - text.data()) : -1;
 }
 
-// Finds texts from left to right and only where a character begins.
-class Finder {
- public:
-    explicit Finder(Text text) : wanted(text), direct(text.empty() || tc::BeginsCharacter(text[0])) {}
-
-    // The first occurrence at or after `from`, where a character must begin; `end` when there is none.
-    const char* Find(const char* from, const char* end) const {
-        const char* boundary = from;
-        for (const char* hit = from;; ++hit) {
-            hit = static_cast<const char*>(
-                memmem(hit, static_cast<std::size_t>(end - hit), wanted.data(), wanted.size()));
-            if (hit == nullptr) return end;
-            if (direct) return hit;
-            while (boundary < hit) boundary += tc::CharacterAt(boundary, end).bytes;
-            if (boundary == hit) return hit;
-        }
-    }
-
- private:
-    Text wanted;
-    bool direct;
-};
-
 int IndexOrNone(Text text, const char* hit) {
     return hit != text.data() + text.size() ? static_cast<int>(hit - text.data()) : -1;
 }
@@ -154,7 +132,7 @@ int TCString::Find(const char* text, int start) const {
     if (text == nullptr || start < 0 || start >= length) return -1;
     const Text wanted(text), rest(data + start);
     if (wanted.empty()) return start;
-    const int index = IndexOrNone(rest, Finder(wanted).Find(rest.data(), rest.data() + rest.size()));
+    const int index = IndexOrNone(rest, tc::TextFinder(wanted).Find(rest.data(), rest.data() + rest.size()));
     return index >= 0 ? start + index : -1;
 }
 
@@ -268,7 +246,7 @@ int TCString::Replace(char oldCharacter, char newCharacter) {
 int TCString::Replace(const char* oldText, const char* newText) {
     const Text wanted = ZeroTerminated(oldText), substitute = ZeroTerminated(newText);
     if (wanted.empty() || length == 0) return 0;
-    const Finder finder(wanted);
+    const tc::TextFinder finder(wanted);
     const char* const end = data + length;
     std::vector<const char*> hits;
     for (const char* p = data; (p = finder.Find(p, end)) != end; p += wanted.size()) hits.push_back(p);

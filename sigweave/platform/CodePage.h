@@ -28,12 +28,17 @@ inline Character CharacterAt(const char* p, const char* end) {
     return byte < 0x80 ? Character{1, byte} : MultibyteCharacterAt(p, end);
 }
 
+// The same for text that ends with a zero byte, which `p` must not be at.
+Character CharacterAt(const char* p);
+
+// Past the white space at `p`, a text that ends with a zero byte.
+const char* SkipSpace(const char* p);
+
 // Whether a byte of this value is always the first of a character, so that a search may skip the stepping.
 bool BeginsCharacter(char byte);
 
 // False for malformed bytes.
 bool IsSpace(char32_t code);
-bool IsAlphaNumeric(char32_t code);
 
 // The code itself when there is no other case.
 char32_t ToUpper(char32_t code);

@@ -176,6 +176,19 @@ Character MultibyteCharacterAt(const char* p, const char* end) {
     return {static_cast<int>(bytes), static_cast<char32_t>(wide)};
 }
 
+Character CharacterAt(const char* p) {
+    return CharacterAt(p, p + strnlen(p, MB_LEN_MAX));
+}
+
+const char* SkipSpace(const char* p) {
+    while (*p != '\0') {
+        const Character character = CharacterAt(p);
+        if (!IsSpace(character.code)) break;
+        p += character.bytes;
+    }
+    return p;
+}
+
 bool BeginsCharacter(char byte) {
     return IsUtf8Locale() ? !IsContinuation(byte) : MB_CUR_MAX == 1;
 }
@@ -183,10 +196,6 @@ bool BeginsCharacter(char byte) {
 bool IsSpace(char32_t code) {
     if (code < 0x80) return code == ' ' || (code >= '\t' && code <= '\r');
     return code < MALFORMED && Classify(code, iswspace, iswspace_l) != 0;
-}
-
-bool IsAlphaNumeric(char32_t code) {
-    return code < MALFORMED && Classify(code, iswalnum, iswalnum_l) != 0;
 }
 
 char32_t ToUpper(char32_t code) {

@@ -1,0 +1,113 @@
+#include "sigweave/foundation/HexDouble.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+
+#include "sigweave/foundation/StringConversion.h"
+#include "sigweave/platform/CodePage.h"
+#include "sigweave/platform/NumberText.h"
+
+namespace {
+
+constexpr int LONGEST_TEXT = 25;
+constexpr int BIAS = 1023;
+constexpr int EXPONENT_MASK = 0x7FF;
+constexpr int MANTISSA_BITS = 52;
+constexpr std::uint64_t MANTISSA_MASK = (std::uint64_t{1} << MANTISSA_BITS) - 1;
+constexpr std::uint64_t SIGN = std::uint64_t{1} << 63;
+constexpr double NOT_A_NUMBER = std::bit_cast<double>(std::uint64_t{0xFFF8000000000000});
+
+// The value of a hex digit, or what else a character means among the digits.
+enum : signed char { NO_DIGIT = -1, END_OF_DIGITS = -2 };
+constexpr std::array<signed char, 256> HEX_VALUES = [] {
+    std::array<signed char, 256> values{};
+    values.fill(NO_DIGIT);
+    for (unsigned i = 0; i < 10; ++i) values['0' + i] = static_cast<signed char>(i);
+    for (unsigned i = 0; i < 6; ++i) values['a' + i] = values['A' + i] = static_cast<signed char>(10 + i);
+    values['p'] = values['P'] = values['\0'] = END_OF_DIGITS;
+    return values;
+}();
+
+const char* SkipSign(const char* text) {
+    return *text == '-' || *text == '+' ? text + 1 : text;
+}
+
+bool IsHexPrefix(const char* text) {
+    return text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+}
+
+// The exponent mark ends the digits early; any other character that is no digit counts as zero.
+const char* ReadMantissa(const char* text, std::uint64_t& mantissa) {
+    for (int shift = MANTISSA_BITS - 4; shift >= 0; shift -= 4, ++text) {
+        const int digit = HEX_VALUES[static_cast<unsigned char>(*text)];
+        if (digit == END_OF_DIGITS) break;
+        mantissa |= static_cast<std::uint64_t>(std::max(digit, 0)) << shift;
+    }
+    return text;
+}
+
+// Exponents of the usual length take a short way to what `GetNumber` answers.
+int ReadExponent(const char* text, char** end) {
+    constexpr int USUAL_DIGITS = 8;
+    const char* const digits = SkipSign(text);
+    const char* p = digits;
+    int value = 0;
+    while (*p >= '0' && *p <= '9' && p - digits <= USUAL_DIGITS) value = 10 * value + (*p++ - '0');
+    if (*text == '-') value = -value;
+    if (p == digits || p - digits > USUAL_DIGITS) value = GetNumber(p = text, 10);
+    if (end != nullptr) *end = const_cast<char*>(p);
+    return value;
+}
+
+}  // namespace
+
+char* DoubleToHexString(char* dst, int size, const double& value) {
+    dst[0] = '\0';
+    if (size < LONGEST_TEXT) return dst;
+    const auto bits = std::bit_cast<std::uint64_t>(value);
+    const int biased = static_cast<int>(bits >> MANTISSA_BITS) & EXPONENT_MASK;
+    const std::uint64_t mantissa = bits & MANTISSA_MASK;
+    if (biased == EXPONENT_MASK) return std::strcpy(dst, "-1.#IND");
+
+    char* p = dst;
+    if ((bits & SIGN) != 0) *p++ = '-';
+    std::memcpy(p, biased != 0 ? "0x1." : "0x0.", 4);
+    p += 4;
+    for (int shift = MANTISSA_BITS - 4; shift >= 0; shift -= 4)
+        *p++ = "0123456789abcdef"[mantissa >> shift & 15];
+    const int exponent = biased != 0 ? biased - BIAS : mantissa != 0 ? 1 - BIAS : 0;
+    *p++ = 'p';
+    if (exponent >= 0) *p++ = '+';
+    *std::to_chars(p, dst + LONGEST_TEXT, exponent).ptr = '\0';
+    return dst;
+}
+
+double HexString2Double(const char* text, char** end) {
+    if (text == nullptr) return NOT_A_NUMBER;
+    std::uint64_t bits = *text == '-' ? SIGN : 0;
+    text = SkipSign(text);
+    if (!IsHexPrefix(text) || (text[2] != '0' && text[2] != '1') || text[3] != '.') return NOT_A_NUMBER;
+    const bool leadingOne = text[2] == '1';
+    text = ReadMantissa(text + 4, bits);
+    if (*text != 'p' && *text != 'P') return NOT_A_NUMBER;
+    const int exponent = ReadExponent(text + 1, end);
+    if ((exponent == 0 && !leadingOne) || exponent == -BIAS) return std::bit_cast<double>(bits);
+    const auto biased = static_cast<std::uint32_t>(exponent) + (leadingOne ? BIAS : BIAS - 1);
+    return std::bit_cast<double>(bits | std::uint64_t{biased & EXPONENT_MASK} << MANTISSA_BITS);
+}
+
+double StringToDouble(const char* text, char** end) {
+    if (text == nullptr) return NOT_A_NUMBER;
+    const char* const start = tc::SkipSpace(text);
+    if (IsHexPrefix(SkipSign(start))) return HexString2Double(start, end);
+    return tc::ReadDouble(start, end);
+}
+
+char* itoh(char* dst, unsigned int value) {
+    *std::to_chars(dst, dst + 8, value, 16).ptr = '\0';
+    return dst;
+}

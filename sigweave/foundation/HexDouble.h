@@ -1,0 +1,26 @@
+#pragma once
+
+#include "sigweave/platform/Export.h"
+
+// Numbers as hexadecimal text. The form of the doubles is exact: what is written reads back to the same bits,
+// for every finite value, negative zero and subnormal values included. Settings are stored in it.
+//
+//   [-]0x1.hhhhhhhhhhhhhp+e    13 hex digits after the point, the exponent of two in decimal
+//   [-]0x0.hhhhhhhhhhhhhp+0    zero; with p-1022 a subnormal value
+//   -1.#IND                    infinity and not-a-number (reads back as not-a-number)
+
+// Writes the value with a terminating zero byte into the `size` bytes at `dst` and answers `dst`. Below the
+// 25 bytes that the longest text needs, the text is empty (one byte is always written).
+TC_API char* DoubleToHexString(char* dst, int size, const double& value);
+
+// Reads that form. `end` (may be null) receives where the text goes on. A null or empty text or a syntax
+// error answers not-a-number and leaves `end` alone. Exponents are not checked against the range of a double.
+TC_API double HexString2Double(const char* text, char** end);
+
+// Reads a hexadecimal double by its prefix 0x, else a decimal one (with a point in every locale); leading
+// white space is skipped. `end` as in `HexString2Double` and in strtod; a null text answers not-a-number.
+TC_API double StringToDouble(const char* text, char** end);
+
+// Writes lowercase hex digits without leading zeros and a terminating zero byte into `dst`, which needs room
+// for 9 bytes; answers `dst`.
+TC_API char* itoh(char* dst, unsigned int value);

@@ -1,0 +1,13 @@
+#include "sigweave/platform/NumberText.h"
+
+#include <locale.h>
+#include <stdlib.h>
+
+namespace tc {
+
+double ReadDouble(const char* text, char** end) {
+    static const locale_t point = newlocale(LC_ALL_MASK, "C", nullptr);
+    return strtod_l(text, end, point);
+}
+
+}  // namespace tc
