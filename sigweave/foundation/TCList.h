@@ -49,6 +49,17 @@ class TCList {
         return node->value;
     }
 
+    // The list must not be empty.
+    TYPE RemoveTail() {
+        Node* node = tail;
+        tail = node->previous;
+        (tail != nullptr ? tail->next : head) = nullptr;
+        --count;
+        node->next = spare;
+        spare = node;
+        return node->value;
+    }
+
     // Removes every value and gives the node blocks back.
     void RemoveAll() {
         nodeBlocks.clear();

@@ -106,6 +106,7 @@ class TC_API TCIOStream {
     int AvailableSegments(TCArray<TCString>* names) const;
     // Null when there is no such segment. Valid until the next take.
     const DataSegment* Segment(int index) const;
+    const DataSegment* Segment(const char* name) const;
     // One value: the segment's last element, so that a segment that gathered several yields the newest. 1
     // when read.
     int ReadSegment(int index, int& value) const;
@@ -216,19 +217,29 @@ class TC_API TCIOStream {
     static int StringToDataType(const char* text);
 
  private:
+    bool CanWrite() const { return queue == nullptr && !fan.IsEmpty(); }
     int ReserveBlock(bool clearTypeInfo);
-    bool RemoveBlock(bool countDown);
+    Block* TakeFreeBlock();
     void AddBlockToFreeList(Block* block);
-    bool DispatchBlock();
+    static void Release(Block* block);
+    int WriteSingle(const char* name, DATATYPE type, const void* value);
+    int WriteWhole(DATATYPE type, int dims, const int* extents, const void* data, bool copy);
+    template <typename Text>
+    bool WriteTexts(const char* name, const Text* texts, int count);
+    int FinishWhole(bool written);
+    int CopyAndDispatch(const Block& source, const TCTypeInfo* ti, const TCBLOCKSTATUS* state, bool fix);
+
+    bool RemoveBlock(bool countDown);
     int PeekBlock(int index);
-    Fan* GetFanIn() const { return queue; }
-    Block* GetActBlock() const { return actualBlock; }
-    Block* GetActBlock(bool detach);
-    int CheckBlockState(TCTypeInfo* ti, bool fix);
-    static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
+    Block* QueuedBlock(int index) const;
+    const DataSegment* TakeFirst();
     const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
-    int AddSegment(const char* name, int type, int dims, const int* extents, const void* data, bool copy,
-                   bool append);
+
+    bool DispatchBlock();
+    bool Dispatch(Block* block);
+    int CheckBlockState(TCTypeInfo* ti, bool fix);
+    bool JoinsQueue(const Fan& receiver, TCTypeInfo* ti, bool fix);
+    static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
     void SetErrFan(int index) const { errorFan = index; }
 
     TCArray<Block*> allBlocks;
@@ -251,9 +262,12 @@ class TC_API TCIOStream::DataSegment {
     const TCString& GetName() const { return name; }
     DATATYPE GetType() const { return type; }
     int GetDimensionCount() const { return dimensionCount; }
-    int GetExtent(int dimension) const { return dimensions[dimension]; }
+    // 0 for a dimension that the segment does not have.
+    int GetExtent(int dimension) const {
+        return dimension >= 0 && dimension < dimensionCount ? dimensions[dimension] : 0;
+    }
     int GetElementCount() const;
-    // One dimension is a row; two are rows and columns; more are 0 and 0.
+    // One dimension is a row; two are rows and columns; others are 0 and 0.
     void GetShape(int& rows, int& cols) const;
     // Null unless the segment has that element type.
     const int* GetInts() const { return type == INT ? static_cast<const int*>(data) : nullptr; }
@@ -268,13 +282,30 @@ class TC_API TCIOStream::DataSegment {
     friend class TCIOStream;
     friend class TCIOStream::Block;
 
+    // Stores the elements, copied or by address; with `copy` a null `source` gives empty ones. Keeps the
+    // storage when it is large enough. False when the type or the shape is none; throws std::bad_alloc.
+    bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
+    void SetShape(DATATYPE newType, int dims, const int* extents);
+    void* Storage(DATATYPE newType, int count);
+    bool Fill(int count, const void* source);
+    bool OwnsBlocks() const { return ownsData && type == BLOCK; }
+    // An owned nested block, created when it is not there yet.
+    Block* OwnBlock(int index);
+    void Free();
+
+    int& Cursor() { return dimensions[dimensionCount]; }
+    int Cursor() const { return dimensions[dimensionCount]; }
+    // The nested block at the cursor; null when the channel is used up or the segment holds no blocks.
+    Block* BlockAtCursor() const;
+
     TCString name;
     DATATYPE type = UNDEF;
     std::int32_t dimensionCount = 0;
-    TCArray<int> dimensions;  // one entry more than dimensions when a bus cursor is kept behind them
+    TCArray<int> dimensions;  // the bus cursor is kept behind the dimensions
     void* data = nullptr;
     bool written = false;
     bool ownsData = false;
+    std::int32_t capacity = 0;  // elements of the owned storage
 };
 
 // A TCTypeInfo and an ordered set of segments. Owned by the writer that allocated it, or by the segment it is
@@ -300,10 +331,27 @@ class TC_API TCIOStream::Block {
     friend class TCIOStream;
     friend class TCIOStream::DataSegment;
 
+    DataSegment* At(int index) const;
+    // Searches round the segments from behind the last one found, so that segments in the order of their
+    // creation are found in one step. A null name is the empty one.
+    DataSegment* Find(const char* name, bool writtenOnly);
+    // The segment to write under that name, created when it is new; null when it is already written, unless
+    // `append` asks for it.
+    DataSegment* Open(const char* name, bool append);
+    void Close(DataSegment& segment);
+    bool Write(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy);
+    bool Append(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy,
+                const TCTypeInfo* ti);
+    // Adds the metadata and written segments of `source`; owned data is copied deeply.
+    bool CopyFrom(const Block& source);
+    // Ready for reuse: nothing is written; all segments and their storage are kept.
+    void Reset(bool clearTypeInfo);
+
     TCTypeInfo* typeInfo = nullptr;
     TCArray<DataSegment*> segments;
     std::int32_t currentSegment = -1;
     std::int32_t referenceCount = 0;
     bool typeInfoValid = false;
     TCIOStream* home = nullptr;  // the writer that allocated the block and takes it back
+    std::int32_t writtenCount = 0;
 };

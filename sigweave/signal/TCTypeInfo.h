@@ -57,6 +57,9 @@ class TC_API TCTypeInfo {
     void DeSerializeWithStatus(const TCString& record);
 
  private:
+    void Store(CArchive& archive) const;
+    void Load(CArchive& archive);
+
     CString signalname;
     double timestamp = 0.0;
     double samplerate = 1.0;

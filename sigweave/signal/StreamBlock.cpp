@@ -1,0 +1,126 @@
+#include <cstring>
+#include <memory>
+
+#include "sigweave/signal/StreamFan.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
+
+using DataSegment = TCIOStream::DataSegment;
+
+TCIOStream::Block::~Block() {
+    for (DataSegment* segment : segments) delete segment;
+    delete typeInfo;
+}
+
+bool TCIOStream::Block::SetTI(const TCTypeInfo* ti) {
+    typeInfoValid = false;
+    if (ti == nullptr) return true;
+    typeInfoValid = tc::Guarded(
+        [&] {
+            if (typeInfo == nullptr) typeInfo = new TCTypeInfo;
+            *typeInfo = *ti;
+            return true;
+        },
+        false);
+    return typeInfoValid;
+}
+
+int TCIOStream::Block::SegmentCnt() const {
+    return writtenCount;
+}
+
+const DataSegment* TCIOStream::Block::Segment(int index) const {
+    return At(index);
+}
+
+bool TCIOStream::Block::AddSegment(const char* name, DATATYPE type, int dims, const int* extents,
+                                   const void* data) {
+    return data != nullptr && Write(name, type, dims, extents, data, true);
+}
+
+DataSegment* TCIOStream::Block::At(int index) const {
+    if (index < 0 || index >= writtenCount) return nullptr;
+    if (writtenCount == segments.GetSize()) return segments[index];
+    for (DataSegment* segment : segments)
+        if (segment->written && index-- == 0) return segment;
+    return nullptr;
+}
+
+DataSegment* TCIOStream::Block::Find(const char* name, bool writtenOnly) {
+    const char* wanted = name != nullptr ? name : "";
+    const bool plain = std::strchr(wanted, '\r') == nullptr;
+    for (int steps = segments.GetSize(); steps > 0; --steps) {
+        if (++currentSegment >= segments.GetSize()) currentSegment = 0;
+        DataSegment* segment = segments[currentSegment];
+        if (writtenOnly && !segment->written) continue;
+        if (std::strcmp(segment->name, wanted) == 0) return segment;
+        if (!plain && TCBusSerializeHelper::CompareSegmentNames(segment->name, wanted) == 0) return segment;
+    }
+    return nullptr;
+}
+
+DataSegment* TCIOStream::Block::Open(const char* name, bool append) {
+    DataSegment* found = Find(name, false);
+    if (found == nullptr) {
+        auto segment = std::make_unique<DataSegment>();
+        segment->name = name;
+        currentSegment = segments.Add(segment.get());
+        return segment.release();
+    }
+    if (found->written) return append ? found : nullptr;
+    // A bus channel is found by its number and signal name; its other texts may have changed.
+    if (name != nullptr && std::strcmp(found->name, name) != 0) found->name = name;
+    return found;
+}
+
+void TCIOStream::Block::Close(DataSegment& segment) {
+    if (!segment.written) ++writtenCount;
+    segment.written = true;
+}
+
+bool TCIOStream::Block::Write(const char* name, DATATYPE type, int dims, const int* extents, const void* data,
+                              bool copy) {
+    return tc::Guarded(
+        [&] {
+            DataSegment* segment = Open(name, false);
+            if (segment == nullptr || !segment->SetData(type, dims, extents, data, copy)) return false;
+            Close(*segment);
+            return true;
+        },
+        false);
+}
+
+bool TCIOStream::Block::Append(const char* name, DATATYPE type, int dims, const int* extents,
+                               const void* data, bool copy, const TCTypeInfo* ti) {
+    return tc::Guarded(
+        [&] {
+            DataSegment* channel = Open(name, true);
+            if (channel == nullptr || (channel->written && !channel->OwnsBlocks())) return false;
+            int count = channel->written ? channel->GetElementCount() : 0;
+            Block* block = channel->OwnBlock(count++);
+            block->Reset(true);
+            if (!block->SetTI(ti) || !block->Write("", type, dims, extents, data, copy)) return false;
+            channel->SetShape(BLOCK, 1, &count);
+            Close(*channel);
+            return true;
+        },
+        false);
+}
+
+bool TCIOStream::Block::CopyFrom(const Block& source) {
+    if (!SetTI(source.GetTI())) return false;
+    for (const DataSegment* segment : source.segments) {
+        if (!segment->written) continue;
+        if (!Write(segment->name, segment->type, segment->dimensionCount, segment->dimensions.GetData(),
+                   segment->data, segment->ownsData))
+            return false;
+    }
+    return true;
+}
+
+// Nested blocks are reset when they are written again; until then nobody sees them.
+void TCIOStream::Block::Reset(bool clearTypeInfo) {
+    if (clearTypeInfo) typeInfoValid = false;
+    if (writtenCount == 0) return;
+    for (DataSegment* segment : segments) segment->written = false;
+    writtenCount = 0;
+}

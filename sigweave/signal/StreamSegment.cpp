@@ -1,0 +1,142 @@
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+
+#include "sigweave/signal/TCIOStream.h"
+
+namespace {
+
+// The product of the extents, 1 without any; -1 for a negative extent or more elements than an int counts.
+int CountElements(int dims, const int* extents) {
+    std::int64_t count = 1;
+    for (int i = 0; i < dims; ++i) {
+        if (extents[i] < 0) return -1;
+        count *= extents[i];
+        if (count > INT32_MAX) return -1;
+    }
+    return static_cast<int>(count);
+}
+
+void Clear(TCString& text) {
+    text.Empty(false);
+}
+
+template <typename Number>
+void Clear(Number& number) {
+    number = 0;
+}
+
+template <typename Element>
+void FillWith(void* storage, const void* source, int count) {
+    auto* elements = static_cast<Element*>(storage);
+    if (source != nullptr)
+        std::copy_n(static_cast<const Element*>(source), count, elements);
+    else
+        for (int i = 0; i < count; ++i) Clear(elements[i]);
+}
+
+}  // namespace
+
+TCIOStream::DataSegment::~DataSegment() {
+    Free();
+}
+
+int TCIOStream::DataSegment::GetElementCount() const {
+    return dimensionCount == 0 ? 0 : CountElements(dimensionCount, dimensions.GetData());
+}
+
+void TCIOStream::DataSegment::GetShape(int& rows, int& cols) const {
+    rows = cols = 0;
+    if (dimensionCount == 1) rows = 1;
+    if (dimensionCount == 2) rows = dimensions[0];
+    if (dimensionCount == 1 || dimensionCount == 2) cols = dimensions[dimensionCount - 1];
+}
+
+bool TCIOStream::DataSegment::SetData(DATATYPE newType, int dims, const int* extents, const void* source,
+                                      bool copy) {
+    const int count = CountElements(dims, extents);
+    const bool owned = copy && newType != POINTER;
+    if (newType == UNDEF || newType > BLOCK || count < 0 || (owned && count == 0)) return false;
+    if (!owned) {
+        if (source == nullptr && newType != POINTER && count > 0) return false;
+        Free();
+        SetShape(newType, dims, extents);
+        data = const_cast<void*>(source);
+        return true;
+    }
+    Storage(newType, count);
+    SetShape(newType, dims, extents);
+    return Fill(count, source);
+}
+
+void TCIOStream::DataSegment::SetShape(DATATYPE newType, int dims, const int* extents) {
+    const int count = std::max(dims, 0);
+    dimensions.SetSize(count + 1);
+    std::copy_n(extents, count, dimensions.GetData());
+    dimensions[count] = 0;
+    dimensionCount = count;
+    type = newType;
+}
+
+// Makes sure that the segment owns storage for `count` elements of the type.
+void* TCIOStream::DataSegment::Storage(DATATYPE newType, int count) {
+    if (ownsData && type == newType && capacity >= count) return data;
+    if (!ownsData || type != newType || newType != BLOCK) Free();
+    const auto size = static_cast<std::size_t>(count);
+    if (newType == INT) data = new int[size];
+    if (newType == DOUBLE) data = new double[size];
+    if (newType == STRING) data = new TCString[size];
+    if (newType == BLOCK) {
+        auto* blocks = new Block* [size] {};
+        if (ownsData) std::copy_n(static_cast<Block**>(data), capacity, blocks);
+        if (ownsData) delete[] static_cast<Block**>(data);
+        data = blocks;
+    }
+    type = newType;
+    ownsData = true;
+    capacity = count;
+    return data;
+}
+
+bool TCIOStream::DataSegment::Fill(int count, const void* source) {
+    if (type == INT) FillWith<int>(data, source, count);
+    if (type == DOUBLE) FillWith<double>(data, source, count);
+    if (type == STRING) FillWith<TCString>(data, source, count);
+    if (type != BLOCK) return true;
+    auto* const* from = static_cast<Block* const*>(source);
+    for (int i = 0; i < count; ++i) {
+        Block* block = OwnBlock(i);
+        block->Reset(true);
+        if (from != nullptr && (from[i] == nullptr || !block->CopyFrom(*from[i]))) return false;
+    }
+    return true;
+}
+
+TCIOStream::Block* TCIOStream::DataSegment::OwnBlock(int index) {
+    const int room = OwnsBlocks() ? capacity : 0;
+    if (index >= room) Storage(BLOCK, std::max(index + 1, 2 * room));
+    Block*& block = static_cast<Block**>(data)[index];
+    if (block == nullptr) block = new Block;
+    return block;
+}
+
+TCIOStream::Block* TCIOStream::DataSegment::BlockAtCursor() const {
+    const bool there = type == BLOCK && dimensionCount == 1 && Cursor() >= 0 && Cursor() < dimensions[0];
+    return there ? GetBlocks()[Cursor()] : nullptr;
+}
+
+void TCIOStream::DataSegment::Free() {
+    if (ownsData && type == INT) delete[] static_cast<int*>(data);
+    if (ownsData && type == DOUBLE) delete[] static_cast<double*>(data);
+    if (ownsData && type == STRING) delete[] static_cast<TCString*>(data);
+    if (ownsData && type == BLOCK) {
+        auto** blocks = static_cast<Block**>(data);
+        for (int i = 0; i < capacity; ++i) delete blocks[i];
+        delete[] blocks;
+    }
+    data = nullptr;
+    type = UNDEF;
+    ownsData = false;
+    capacity = 0;
+    dimensionCount = 0;
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "sigweave/foundation/TCString.h"
+#include "sigweave/platform/Export.h"
+
+// The name of a bus segment: it tells which of a bus's channels the segment holds, and what its data are.
+// Four texts joined by carriage return and line feed (stored; never change):
+//
+//   port index     decimal
+//   segment name   the signal's name
+//   comp check     a text that tells the blocks of one module apart from those of another
+//   validation     the data type: "DT_" and eight hexadecimal digits of its code, or, without a code, the
+//                  item count, a blank and the port type string
+//
+// Plain names and bus names may stand side by side in one block. A value class.
+class TC_API TCBusSerializeHelper {
+ public:
+    // A name taken apart without copying it: the texts point into the name.
+    struct Parts {
+        int portIdx = 0;
+        std::string_view segmentName;
+        std::string_view compCheck;
+        std::string_view validation;
+    };
+
+    TCBusSerializeHelper() = default;
+
+    // The validation text is made from `dataType` when any of its low 24 bits is set, else from the type
+    // string and the count. Null texts count as empty.
+    static TCString GenSegmentName(unsigned long dataType, const char* typeString, int itemCount, int portIdx,
+                                   const char* segmentName, const char* compCheck);
+
+    // False, and nothing changes, when the name is no bus name: fewer than four texts, or an empty last one.
+    // What follows the fourth text is ignored.
+    bool ParseSegmentName(const char* name);
+    static bool SplitSegmentName(const char* name, Parts& parts);
+
+    // Negative, 0 or positive. Two bus names go by port index, then by segment name: a channel stays the same
+    // segment when its data type changes. Otherwise the bytes of both names decide. Null counts as empty.
+    static int CompareSegmentNames(const char* a, const char* b);
+
+    int& PortIdx() { return portIdx; }
+    const TCString& GetSegmentName() const { return segmentName; }
+    const TCString& CompCheck() const { return compCheck; }
+    const TCString& GetValidation() const { return validation; }
+
+ private:
+    std::int32_t portIdx = 0;
+    TCString segmentName;
+    TCString validation;
+    TCString compCheck;
+};

@@ -1,0 +1,110 @@
+#include "sigweave/signal/TCIOStream.h"
+
+#include <memory>
+#include <utility>
+
+#include "sigweave/signal/StreamFan.h"
+
+namespace {
+
+constexpr const char* TYPE_NAMES[] = {"UNDEF", "INT", "DOUBLE", "STRING", "POINTER", "BLOCK"};
+constexpr unsigned TYPE_COUNT = sizeof TYPE_NAMES / sizeof TYPE_NAMES[0];
+
+}  // namespace
+
+TCIOStream::~TCIOStream() {
+    DeleteStreams();
+}
+
+TCIOStream* TCIOStream::SetInputStream(int precision) {
+    if (queue == nullptr) queue = new (std::nothrow) Fan;
+    digits = precision;
+    return this;
+}
+
+int TCIOStream::AddOutputStream(TCIOStream* receiver) {
+    if (receiver == nullptr || receiver->queue == nullptr) return GetFanCnt();
+    if (tc::Guarded([&] { return fan.Add(receiver) >= 0; }, false)) receiver->queue->owner = this;
+    return GetFanCnt();
+}
+
+int TCIOStream::GetFanCnt() const {
+    return queue != nullptr ? 1 : fan.GetSize();
+}
+
+TCIOStream* TCIOStream::GetFan(int index) {
+    if (queue != nullptr && index == 0) return this;
+    return index >= 0 && index < fan.GetSize() ? fan[index] : nullptr;
+}
+
+int TCIOStream::GetErrFan() const {
+    return std::exchange(errorFan, -1);
+}
+
+bool TCIOStream::VerifyType(DATATYPE type, int dims) {
+    for (int i = 0; i < fan.GetSize(); ++i) {
+        const Fan* receiver = fan[i]->queue;
+        if (receiver == nullptr || receiver->blocks.IsEmpty()) continue;
+        const DataSegment* last = receiver->blocks.GetTail()->value->At(0);
+        if (last == nullptr || (last->type == type && last->dimensionCount == dims)) continue;
+        SetErrFan(i);
+        return false;
+    }
+    return true;
+}
+
+// Blocks that wait in other queues go as well, and those queues are not told: they may be gone already.
+void TCIOStream::DeleteStreams() {
+    fan.RemoveAll(true);
+    delete std::exchange(queue, nullptr);
+    for (Block* block : allBlocks) delete block;
+    allBlocks.RemoveAll(true);
+    freeList.RemoveAll();
+    actualBlock = nullptr;
+}
+
+int TCIOStream::ReserveBlock(bool clearTypeInfo) {
+    if (!CanWrite()) return 0;
+    if (actualBlock != nullptr) return 1;
+    actualBlock = TakeFreeBlock();
+    if (actualBlock == nullptr) return tc::NOT_WRITTEN;
+    actualBlock->Reset(clearTypeInfo);
+    return 1;
+}
+
+TCIOStream::Block* TCIOStream::TakeFreeBlock() {
+    if (!freeList.IsEmpty()) return freeList.RemoveHead();
+    return tc::Guarded(
+        [this] {
+            auto block = std::make_unique<Block>();
+            block->home = this;
+            allBlocks.Add(block.get());
+            return block.release();
+        },
+        static_cast<Block*>(nullptr));
+}
+
+// Without memory for the list the block stays out of use until the stream is deleted.
+void TCIOStream::AddBlockToFreeList(Block* block) {
+    tc::Guarded(
+        [&] {
+            freeList.AddTail(block);
+            return true;
+        },
+        false);
+}
+
+void TCIOStream::Release(Block* block) {
+    if (--block->referenceCount == 0) block->home->AddBlockToFreeList(block);
+}
+
+const char* TCIOStream::DataTypeToString(DATATYPE type) {
+    return type < TYPE_COUNT ? TYPE_NAMES[type] : "UNKNOWN";
+}
+
+int TCIOStream::StringToDataType(const char* text) {
+    const TCString name(text);
+    for (unsigned i = 0; i < TYPE_COUNT; ++i)
+        if (name.CompareNoCase(TYPE_NAMES[i]) == 0) return static_cast<int>(i);
+    return -1;
+}

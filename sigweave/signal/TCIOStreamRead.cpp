@@ -1,0 +1,309 @@
+#include <algorithm>
+
+#include "sigweave/signal/StreamFan.h"
+#include "sigweave/signal/TCIOStream.h"
+
+namespace {
+
+const TCString NO_NAME;
+
+using Segment = TCIOStream::DataSegment;
+
+const int* Elements(const Segment& segment, const int*) {
+    return segment.GetInts();
+}
+
+const double* Elements(const Segment& segment, const double*) {
+    return segment.GetDoubles();
+}
+
+const TCString* Elements(const Segment& segment, const TCString*) {
+    return segment.GetStrings();
+}
+
+const TCString* Elements(const Segment& segment, const CString*) {
+    return segment.GetStrings();
+}
+
+template <typename Value>
+void CopyElements(const Value* elements, int count, Value* values) {
+    std::copy_n(elements, count, values);
+}
+
+void CopyElements(const TCString* elements, int count, CString* values) {
+    for (int i = 0; i < count; ++i)
+        values[i].assign(elements[i], static_cast<std::size_t>(elements[i].GetLength()));
+}
+
+// The last `count` elements of the segment; a negative `count` means all of them.
+template <typename Value>
+int CopyLast(const Segment& segment, Value* values, int count) {
+    const auto* elements = Elements(segment, values);
+    if (elements == nullptr) return 0;
+    const int size = segment.GetElementCount();
+    const int copied = count < 0 ? size : std::min(count, size);
+    CopyElements(elements + size - copied, copied, values);
+    return copied;
+}
+
+template <typename Value>
+int CopyVector(const Segment* segment, Value* buffer, int* count) {
+    if (count != nullptr && *count < 0) return tc::NOT_WRITTEN;
+    const int wanted = count != nullptr ? *count : -1;
+    const bool there = segment != nullptr && buffer != nullptr;
+    const int copied =
+        there ? tc::Guarded([&] { return CopyLast(*segment, buffer, wanted); }, tc::NOT_WRITTEN) : 0;
+    if (count != nullptr) *count = std::max(copied, 0);
+    return copied;
+}
+
+template <typename Value>
+int ReadLast(const Segment* segment, Value& value) {
+    if (segment == nullptr || segment->GetElementCount() == 0) return 0;
+    const auto* elements = Elements(*segment, &value);
+    if (elements == nullptr) return tc::OTHER_TYPE;
+    return tc::Guarded(
+        [&] {
+            CopyElements(elements + segment->GetElementCount() - 1, 1, &value);
+            return 1;
+        },
+        tc::NOT_WRITTEN);
+}
+
+int ReadBlocks(const Segment* segment, TCArray<TCIOStream::Block*>& blocks) {
+    if (segment == nullptr) return 0;
+    const int count = segment->GetElementCount();
+    return tc::Guarded(
+        [&] {
+            blocks.SetSize(count);
+            if (segment->GetType() != TCIOStream::BLOCK) return tc::OTHER_TYPE;
+            std::copy_n(segment->GetBlocks(), count, blocks.GetData());
+            return count;
+        },
+        tc::NOT_WRITTEN);
+}
+
+// Hands out the address and the shape of the elements; the result is their number, or `otherwise`.
+template <typename Value, typename Address>
+int HandOut(const Segment* segment, Address& data, int* rows, int* cols, int otherwise) {
+    const Value* elements =
+        segment != nullptr ? Elements(*segment, static_cast<const Value*>(nullptr)) : nullptr;
+    if (elements == nullptr) return otherwise;
+    data = const_cast<Address>(elements);
+    int shape[2];
+    segment->GetShape(shape[0], shape[1]);
+    if (rows != nullptr) *rows = shape[0];
+    if (cols != nullptr) *cols = shape[1];
+    return segment->GetElementCount();
+}
+
+}  // namespace
+
+int TCIOStream::StartReadSegments(bool firstElements) {
+    if (!RemoveBlock(true)) return 0;
+    for (DataSegment* segment : actualBlock->segments) {
+        if (!segment->written) continue;
+        const bool last = !firstElements && segment->type == BLOCK;
+        segment->Cursor() = last ? segment->GetElementCount() - 1 : 0;
+    }
+    return 1;
+}
+
+bool TCIOStream::RemoveBlock(bool countDown) {
+    if (queue == nullptr) return false;
+    actualBlock = queue->blocks.IsEmpty() ? nullptr : queue->blocks.RemoveHead();
+    if (countDown && actualBlock != nullptr) Release(actualBlock);
+    return actualBlock != nullptr;
+}
+
+int TCIOStream::SegmentCnt() const {
+    return actualBlock != nullptr ? actualBlock->writtenCount : 0;
+}
+
+const TCString& TCIOStream::SegmentName(int index) const {
+    const DataSegment* segment = Segment(index);
+    return segment != nullptr ? segment->name : NO_NAME;
+}
+
+TCIOStream::DATATYPE TCIOStream::SegmentType(int index) const {
+    const DataSegment* segment = Segment(index);
+    return segment != nullptr ? segment->type : UNDEF;
+}
+
+int TCIOStream::AvailableSegments(TCArray<TCString>* names) const {
+    const int count = SegmentCnt();
+    if (names == nullptr) return count;
+    return tc::Guarded(
+        [&] {
+            names->SetSize(count);
+            for (int i = 0; i < count; ++i) (*names)[i] = SegmentName(i);
+            return count;
+        },
+        tc::NOT_WRITTEN);
+}
+
+const TCIOStream::DataSegment* TCIOStream::Segment(int index) const {
+    return actualBlock != nullptr ? actualBlock->At(index) : nullptr;
+}
+
+const TCIOStream::DataSegment* TCIOStream::Segment(const char* name) const {
+    return actualBlock != nullptr ? actualBlock->Find(name, true) : nullptr;
+}
+
+int TCIOStream::ReadSegment(int index, int& value) const {
+    return ReadLast(Segment(index), value);
+}
+
+int TCIOStream::ReadSegment(int index, double& value) const {
+    return ReadLast(Segment(index), value);
+}
+
+int TCIOStream::ReadSegment(int index, TCString& value) const {
+    return ReadLast(Segment(index), value);
+}
+
+int TCIOStream::ReadSegment(int index, CString& value) const {
+    return ReadLast(Segment(index), value);
+}
+
+int TCIOStream::ReadSegment(const char* name, int& value) const {
+    return ReadLast(Segment(name), value);
+}
+
+int TCIOStream::ReadSegment(const char* name, double& value) const {
+    return ReadLast(Segment(name), value);
+}
+
+int TCIOStream::ReadSegment(const char* name, TCString& value) const {
+    return ReadLast(Segment(name), value);
+}
+
+int TCIOStream::ReadSegment(const char* name, CString& value) const {
+    return ReadLast(Segment(name), value);
+}
+
+int TCIOStream::ReadSegment(int index, TCArray<Block*>& blocks) const {
+    return ReadBlocks(Segment(index), blocks);
+}
+
+int TCIOStream::ReadSegment(const char* name, TCArray<Block*>& blocks) const {
+    return ReadBlocks(Segment(name), blocks);
+}
+
+int TCIOStream::ReadIntVec(int* buffer, int* count) {
+    return CopyVector(TakeFirst(), buffer, count);
+}
+
+int TCIOStream::ReadDblVec(double* buffer, int* count) {
+    return CopyVector(TakeFirst(), buffer, count);
+}
+
+int TCIOStream::ReadStrVec(TCString* buffer, int* count) {
+    return CopyVector(TakeFirst(), buffer, count);
+}
+
+int TCIOStream::ReadStrVec(CString* buffer, int* count) {
+    return CopyVector(TakeFirst(), buffer, count);
+}
+
+int TCIOStream::ReadStr(TCString& value) {
+    return std::max(ReadLast(TakeFirst(), value), 0);
+}
+
+int TCIOStream::ReadStr(CString& value) {
+    return std::max(ReadLast(TakeFirst(), value), 0);
+}
+
+int TCIOStream::ReadIntMat(int** data, int& rows, int& cols) {
+    const DataSegment* segment = TakeFirst();
+    return data != nullptr ? HandOut<int>(segment, *data, &rows, &cols, 0) : 0;
+}
+
+int TCIOStream::ReadDblMat(double** data, int& rows, int& cols) {
+    const DataSegment* segment = TakeFirst();
+    return data != nullptr ? HandOut<double>(segment, *data, &rows, &cols, 0) : 0;
+}
+
+int TCIOStream::ReadPtr(void** data, int* count) {
+    const DataSegment* segment = TakeFirst();
+    if (segment == nullptr || segment->type != POINTER || data == nullptr) return 0;
+    *data = segment->data;
+    if (count != nullptr) *count = segment->GetElementCount();
+    return 1;
+}
+
+// The first segment of the next block, which is taken.
+const TCIOStream::DataSegment* TCIOStream::TakeFirst() {
+    return RemoveBlock(true) ? actualBlock->At(0) : nullptr;
+}
+
+const TCTypeInfo* TCIOStream::GetTI() const {
+    return actualBlock != nullptr ? actualBlock->GetTI() : nullptr;
+}
+
+int TCIOStream::PeekIntData(int block, const int*& data, int* rows, int* cols) const {
+    return HandOut<int>(PeekSegment(block, 0, UNDEF), data, rows, cols, -1);
+}
+
+int TCIOStream::PeekDblData(int block, const double*& data, int* rows, int* cols) const {
+    return HandOut<double>(PeekSegment(block, 0, UNDEF), data, rows, cols, -1);
+}
+
+int TCIOStream::PeekStrData(int block, const TCString*& data) const {
+    return HandOut<TCString>(PeekSegment(block, 0, UNDEF), data, nullptr, nullptr, -1);
+}
+
+const TCTypeInfo* TCIOStream::PeekTI() const {
+    const Block* first = QueuedBlock(0);
+    return first != nullptr ? first->GetTI() : nullptr;
+}
+
+TCBLOCKSTATUS TCIOStream::PeekStatus(bool combine) const {
+    const TCTypeInfo* first = PeekTI();
+    if (first == nullptr) return INVALID;
+    if (!combine) return first->GetState();
+    TCBLOCKSTATUS folded = INVALID;
+    for (const auto* node = queue->blocks.GetHead(); node != nullptr; node = node->next) {
+        const TCTypeInfo* ti = node->value->GetTI();
+        const TCBLOCKSTATUS state = ti != nullptr ? ti->GetState() : INVALID;
+        if (state == INVALID || state == folded) continue;
+        if (folded == INVALID || folded == BUSY)
+            folded = state;
+        else if (state != BUSY)
+            folded = COMPLETE;
+    }
+    return folded;
+}
+
+int TCIOStream::GetBlockCnt(int* fanIndex) const {
+    int longest = queue != nullptr ? queue->blocks.GetCount() : 0;
+    int index = 0;
+    for (int i = 0; queue == nullptr && i < fan.GetSize(); ++i) {
+        const int count = fan[i]->queue != nullptr ? fan[i]->queue->blocks.GetCount() : 0;
+        if (count <= longest) continue;
+        longest = count;
+        index = i;
+    }
+    if (fanIndex != nullptr) *fanIndex = index;
+    return longest;
+}
+
+int TCIOStream::GetBlockLen(int block, int segment) const {
+    const DataSegment* found = PeekSegment(block, segment, UNDEF);
+    return found != nullptr ? found->GetElementCount() : 0;
+}
+
+TCIOStream::Block* TCIOStream::QueuedBlock(int index) const {
+    const int count = queue != nullptr ? queue->blocks.GetCount() : 0;
+    if (index < 0 || index >= count) return nullptr;
+    if (index == count - 1) return queue->blocks.GetTail()->value;
+    const auto* node = queue->blocks.GetHead();
+    while (index-- > 0) node = node->next;
+    return node->value;
+}
+
+const TCIOStream::DataSegment* TCIOStream::PeekSegment(int block, int segment, DATATYPE type) const {
+    const Block* waiting = QueuedBlock(block);
+    const DataSegment* found = waiting != nullptr ? waiting->At(segment) : nullptr;
+    return found != nullptr && (type == UNDEF || found->type == type) ? found : nullptr;
+}

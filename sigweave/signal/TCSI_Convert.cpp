@@ -1,0 +1,111 @@
+#include "sigweave/signal/TCSI_Convert.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "sigweave/signal/SiSymbols.h"
+
+namespace {
+
+constexpr int LONGEST_SYMBOL = 3;
+constexpr int POWER_LIMIT = 10;
+
+// A symbol as one number, so that looking it up compares numbers; 0 is the empty symbol.
+constexpr std::uint32_t Pack(std::uint32_t packed, char character) {
+    return packed << 8 | static_cast<unsigned char>(character);
+}
+
+constexpr auto PACKED_SYMBOLS = [] {
+    std::array<std::uint32_t, tc::SI_SYMBOL_COUNT> packed{};
+    for (int i = 0; i < tc::SI_SYMBOL_COUNT; ++i)
+        for (const char character : tc::SI_SYMBOLS[i].text)
+            packed[static_cast<unsigned>(i)] = Pack(packed[static_cast<unsigned>(i)], character);
+    return packed;
+}();
+
+bool IsLetter(char character) {
+    return (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z');
+}
+
+bool IsSpace(char character) {
+    return character == ' ' || (character >= '\t' && character <= '\r');
+}
+
+bool IsDigit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+const char* SkipSpace(const char* text) {
+    while (IsSpace(*text)) ++text;
+    return text;
+}
+
+// The symbol at `text`, which moves behind it; a text that is too long for any symbol gives a number of none.
+std::uint32_t ReadSymbol(const char*& text) {
+    std::uint32_t symbol = 0;
+    int length = 0;
+    for (; IsLetter(*text); ++text, ++length) symbol = Pack(symbol, *text);
+    return length <= LONGEST_SYMBOL ? symbol : UINT32_MAX;
+}
+
+// The exponent behind the symbol, 1 without one; false when it is no number or beyond the limit.
+bool ReadPower(const char*& text, int& power) {
+    power = 1;
+    if (*text != '^') return true;
+    text = SkipSpace(text + 1);
+    const bool negative = *text == '-';
+    if (negative) ++text;
+    if (!IsDigit(*text)) return false;
+    int number = 0;
+    for (; IsDigit(*text); ++text) number = std::min(number * 10 + (*text - '0'), POWER_LIMIT + 1);
+    power = negative ? -number : number;
+    return number <= POWER_LIMIT;
+}
+
+}  // namespace
+
+bool TCSI_Convert::scan(const char* text, TCSI_Unit& unit) {
+    clear();
+    unit.clear();
+    if (text == nullptr || *text == '\0') return false;
+    bool read = true;
+    for (text = SkipSpace(text); read && *text != '\0'; text = SkipSpace(text)) {
+        const std::uint32_t symbol = ReadSymbol(text);
+        int power;
+        read = symbol != 0 && SetToken(symbol) && ReadPower(text, power) &&
+               (*text == '\0' || IsSpace(*text)) && Token2SI(static_cast<char>(power));
+    }
+    GetSI(unit);
+    return read;
+}
+
+bool TCSI_Convert::GetSI(TCSI_Unit& unit) const {
+    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i) unit.SetExponent(i, exponents[i]);
+    return true;
+}
+
+void TCSI_Convert::clear() {
+    std::fill(std::begin(exponents), std::end(exponents), std::int8_t{0});
+}
+
+bool TCSI_Convert::String2Token(const char* text) {
+    if (text == nullptr) return false;
+    const std::uint32_t symbol = ReadSymbol(text);
+    return *text == '\0' && SetToken(symbol);
+}
+
+bool TCSI_Convert::SetToken(std::uint32_t symbol) {
+    const auto found = std::find(PACKED_SYMBOLS.begin(), PACKED_SYMBOLS.end(), symbol);
+    if (found == PACKED_SYMBOLS.end()) return false;
+    token = static_cast<std::int32_t>(found - PACKED_SYMBOLS.begin());
+    return true;
+}
+
+bool TCSI_Convert::Token2SI(char power) {
+    const int times = static_cast<signed char>(power);
+    if (times < -POWER_LIMIT || times > POWER_LIMIT) return false;
+    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i)
+        exponents[i] = static_cast<std::int8_t>(exponents[i] + tc::SI_SYMBOLS[token].exponents[i] * times);
+    return true;
+}

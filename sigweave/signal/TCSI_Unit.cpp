@@ -1,0 +1,106 @@
+#include "sigweave/signal/TCSI_Unit.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <string>
+
+#include "sigweave/signal/SiSymbols.h"
+#include "sigweave/signal/TCSI_Convert.h"
+
+namespace {
+
+using Exponents = std::int8_t[TCSI_Unit::BASE_UNIT_COUNT];
+
+// "m^2 kg " and so on, or the one symbol that has all of these exponents.
+std::string Symbols(const Exponents& exponents) {
+    for (int i = tc::SI_CANDELA; i < tc::SI_SYMBOL_COUNT; ++i) {
+        const auto& row = i == tc::SI_GRAY ? tc::SI_GRAY_WRITTEN : tc::SI_SYMBOLS[i].exponents;
+        if (std::equal(std::begin(exponents), std::end(exponents), row))
+            return std::string(tc::SI_SYMBOLS[i].text);
+    }
+    std::string text;
+    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i) {
+        if (exponents[i] == 0) continue;
+        if (!text.empty()) text += ' ';
+        text += tc::SI_SYMBOLS[i + 1].text;
+        if (exponents[i] != 1) text += '^' + std::to_string(exponents[i]);
+    }
+    return text;
+}
+
+// 10 to the power, correctly rounded.
+double PowerOfTen(long power) {
+    char text[32] = "1e";
+    const auto end = std::to_chars(text + 2, text + sizeof text, power).ptr;
+    double value = 1.0;
+    if (std::from_chars(text, end, value).ec == std::errc()) return value;
+    return power < 0 ? 0.0 : HUGE_VAL;
+}
+
+// The base-10 logarithm, truncated; 0 where there is none.
+int DecimalPower(double factor) {
+    if (!(factor > 0.0) || std::isinf(factor)) return 0;
+    const double logarithm = std::log10(factor);
+    const long nearest = std::lround(logarithm);
+    return static_cast<int>(PowerOfTen(nearest) == factor ? static_cast<double>(nearest) : logarithm);
+}
+
+}  // namespace
+
+void TCSI_Unit::clear() {
+    *this = TCSI_Unit();
+}
+
+bool TCSI_Unit::operator==(const TCSI_Unit& other) const {
+    return factor == other.factor && std::equal(std::begin(exponents), std::end(exponents), other.exponents);
+}
+
+bool TCSI_Unit::operator!=(const TCSI_Unit& other) const {
+    return !(*this == other);
+}
+
+void TCSI_Unit::multiply(const TCSI_Unit& unit) {
+    for (int i = 0; i < BASE_UNIT_COUNT; ++i) SetExponent(i, exponents[i] + unit.exponents[i]);
+    factor *= unit.factor;
+}
+
+void TCSI_Unit::divide(const TCSI_Unit& unit) {
+    for (int i = 0; i < BASE_UNIT_COUNT; ++i) SetExponent(i, exponents[i] - unit.exponents[i]);
+    factor /= unit.factor;
+}
+
+const char* TCSI_Unit::GetString(TCString& out) const {
+    return out = Symbols(exponents).c_str();
+}
+
+const char* TCSI_Unit::GetString(CString& out) const {
+    out = Symbols(exponents);
+    return out.c_str();
+}
+
+const char* TCSI_Unit::ToString(TCString& out) const {
+    GetString(out);
+    if (factor == 1.0) return out;
+    if (out.IsEmpty()) out = "1";
+    out.FormatAppend(" * 1e%+04d", DecimalPower(factor));
+    return out;
+}
+
+bool TCSI_Unit::FromString(const char* text) {
+    const char* all = text != nullptr ? text : "";
+    const char* star = std::strchr(all, '*');
+    clear();
+    if (star != all && *all != '\0') {
+        const TCString symbols(all, static_cast<int>(star != nullptr ? star - all : std::strlen(all)));
+        if (!TCSI_Convert().scan(symbols, *this)) return false;
+    }
+    if (star == nullptr) return true;
+    const char* power = std::strstr(star, "1e");
+    if (power == nullptr) return false;
+    factor = PowerOfTen(std::strtol(power + 2, nullptr, 10));
+    return true;
+}
