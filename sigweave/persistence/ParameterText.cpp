@@ -1,0 +1,213 @@
+#include "sigweave/persistence/ParameterText.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <tuple>
+#include <utility>
+
+namespace tc {
+namespace {
+
+constexpr double TEXT_GROWTH = 0.125;
+
+std::string_view ViewOf(const TCString& text) {
+    return {text, static_cast<std::size_t>(text.GetLength())};
+}
+
+template <typename Record>
+void ReplaceRange(std::vector<Record>& records, int from, int to, std::vector<Record>&& fresh) {
+    const auto kept = std::min<std::ptrdiff_t>(to - from, std::ssize(fresh));
+    const auto end = std::move(fresh.begin(), fresh.begin() + kept, records.begin() + from);
+    if (kept < std::ssize(fresh))
+        records.insert(end, std::make_move_iterator(fresh.begin() + kept),
+                       std::make_move_iterator(fresh.end()));
+    else
+        records.erase(end, records.begin() + to);
+}
+
+// The first parameter that starts at `place` or behind it.
+int FirstFrom(const std::vector<ParameterRecord>& parameters, std::int64_t place) {
+    const auto at =
+        std::partition_point(parameters.begin(), parameters.end(),
+                             [&](const ParameterRecord& parameter) { return parameter.start < place; });
+    return static_cast<int>(at - parameters.begin());
+}
+
+bool SameContent(const ParameterRecord& a, const ParameterRecord& b) {
+    return a.type == b.type && ViewOf(a.name) == ViewOf(b.name) && ViewOf(a.value) == ViewOf(b.value);
+}
+
+bool SameRecord(const ParameterRecord& a, const ParameterRecord& b) {
+    const auto places = [](const ParameterRecord& r) {
+        return std::tie(r.section, r.first, r.start, r.nameEnd, r.valueStart, r.valueEnd);
+    };
+    return places(a) == places(b) && SameContent(a, b);
+}
+
+bool SameRecord(const SectionRecord& a, const SectionRecord& b) {
+    return a.first == b.first && a.last == b.last && ViewOf(a.name) == ViewOf(b.name);
+}
+
+bool IsTheAdded(const ParameterRecord& parameter, const TableChange::Parameter& added) {
+    return parameter.section == added.section && ViewOf(parameter.name) == added.name &&
+           parameter.HasValue() == added.value.has_value() &&
+           ViewOf(parameter.value) == added.value.value_or("");
+}
+
+void Shift(ParameterRecord& parameter, int shift) {
+    parameter.first += shift;
+    parameter.start += shift;
+    parameter.nameEnd += shift;
+    if (!parameter.HasValue()) return;
+    parameter.valueStart += shift;
+    parameter.valueEnd += shift;
+}
+
+}  // namespace
+
+void ParameterText::Clear() {
+    text.Empty();
+    error.Empty();
+    table.parameters.clear();
+    table.sections.assign(1, SectionRecord());
+}
+
+int ParameterText::Parse(const char* newText) {
+    TCString copy(newText);  // the argument may lie in the text
+    Clear();
+    text = std::move(copy);
+    ParameterParser parser(syntax, View(), table);
+    parser.ReadAll();
+    error = parser.Error();
+    return error.IsEmpty() ? ParameterCount() : -1;
+}
+
+bool ParameterText::Edit(int at, int removed, std::string_view inserted, const TableChange& change) {
+    const std::int64_t newLength = text.GetLength() - removed + std::ssize(inserted);
+    if (!error.IsEmpty() || newLength >= INT_MAX) return false;
+    const std::string cut(View().substr(static_cast<std::size_t>(at), static_cast<std::size_t>(removed)));
+    const int added = static_cast<int>(inserted.size());
+    Splice(at, removed, inserted);
+    ParameterTable fresh;
+    const std::optional<Window> window = ReadAround(at, removed, added, change, fresh);
+    if (!window || !IsAsMeant(fresh, *window, change)) {
+        Splice(at, added, cut);
+        return false;
+    }
+    Store(std::move(fresh), *window, added - removed);
+    return true;
+}
+
+bool ParameterText::IsConsistent() const {
+    ParameterTable fresh;
+    fresh.sections.emplace_back();
+    ParameterParser parser(syntax, View(), fresh);
+    parser.ReadAll();
+    const auto same = [](const auto& a, const auto& b) { return SameRecord(a, b); };
+    return ViewOf(parser.Error()) == ViewOf(error) &&
+           std::ranges::equal(fresh.sections, table.sections, same) &&
+           std::ranges::equal(fresh.parameters, table.parameters, same);
+}
+
+int ParameterText::EndOf(const ParameterRecord& parameter) const {
+    if (parameter.HasValue()) return parameter.valueEnd + 1;
+    const char* begin = text;
+    const char* place = begin + parameter.nameEnd + 1;
+    return static_cast<int>(place - begin + syntax.splitStrs.MatchAt(place, begin + text.GetLength()));
+}
+
+int ParameterText::BehindDelimiter(int place) const {
+    const char* begin = text;
+    return static_cast<int>(place + syntax.delimiters.MatchAt(begin + place, begin + text.GetLength()));
+}
+
+void ParameterText::Splice(int at, int removed, std::string_view inserted) {
+    const int added = static_cast<int>(inserted.size());
+    if (removed == 0 && added == 0) return;
+    const int oldLength = text.GetLength();
+    if (added > removed) text.AllocAddBuffer(added - removed, TEXT_GROWTH);
+    char* place = text.LockBuffer() + at;
+    std::memmove(place + added, place + removed, static_cast<std::size_t>(oldLength - at - removed));
+    std::copy(inserted.begin(), inserted.end(), place);
+    text.SetLength(oldLength + added - removed);
+}
+
+// Reads from the last parameter that no character behind `at` can have influenced to the first known one
+// behind the edit, from which on nothing changes.
+std::optional<ParameterText::Window> ParameterText::ReadAround(int at, int removed, int inserted,
+                                                               const TableChange& change,
+                                                               ParameterTable& fresh) const {
+    const std::vector<ParameterRecord>& known = table.parameters;
+    const std::int64_t lookAhead = 2 * static_cast<std::int64_t>(syntax.LongestToken());
+    Window window;
+    ParameterParser parser(syntax, View(), fresh);
+    const int untouched = FirstFrom(known, at - lookAhead + 1);
+    if (untouched > 0) {
+        window.firstParameter = untouched - 1;
+        window.firstSection = known[static_cast<std::size_t>(untouched - 1)].section + 1;
+        parser.GoTo(known[static_cast<std::size_t>(untouched - 1)]);
+    }
+    auto next = known.begin() + std::max(FirstFrom(known, std::int64_t{at} + removed),
+                                         change.parameter + change.removedParameters);
+    const int shift = inserted - removed;
+    bool more = untouched > 0 || parser.FindNext();
+    while (more && (next == known.end() || next->start + shift != parser.Start())) {
+        if (!parser.Read()) return std::nullopt;
+        more = parser.FindNext();
+        while (more && next != known.end() && next->start + shift < parser.Start()) ++next;
+    }
+    if (!parser.Error().IsEmpty()) return std::nullopt;
+    if (!more) next = known.end();
+    window.endParameter = static_cast<int>(next - known.begin());
+    window.endSection = next == known.end() ? SectionCount() : next->section + 1;
+    return window;
+}
+
+bool ParameterText::IsAsMeant(const ParameterTable& fresh, const Window& window,
+                              const TableChange& change) const {
+    const int added = change.addedParameter ? 1 : 0;
+    if (std::ssize(fresh.parameters) !=
+        window.endParameter - window.firstParameter - change.removedParameters + added)
+        return false;
+    int index = window.firstParameter;
+    for (const ParameterRecord& parameter : fresh.parameters) {
+        const bool isNew = added != 0 && index == change.parameter;
+        const int before = index < change.parameter ? index : index - added + change.removedParameters;
+        ++index;
+        if (isNew) {
+            if (!IsTheAdded(parameter, *change.addedParameter)) return false;
+            continue;
+        }
+        const ParameterRecord& old = table.parameters[static_cast<std::size_t>(before)];
+        const bool movedUp = change.removedSection && old.section > *change.removedSection;
+        if (!SameContent(parameter, old) || parameter.section != old.section - (movedUp ? 1 : 0))
+            return false;
+    }
+    std::vector<std::string_view> meant;
+    for (int section = window.firstSection; section < window.endSection; ++section)
+        if (section != change.removedSection)
+            meant.push_back(ViewOf(table.sections[static_cast<std::size_t>(section)].name));
+    if (change.addedSection) meant.push_back(*change.addedSection);
+    return std::ranges::equal(fresh.sections, meant, {},
+                              [](const SectionRecord& s) { return ViewOf(s.name); });
+}
+
+void ParameterText::Store(ParameterTable&& fresh, const Window& window, int shift) {
+    const int sectionShift =
+        static_cast<int>(std::ssize(fresh.sections)) - (window.endSection - window.firstSection);
+    for (auto p = table.parameters.begin() + window.endParameter; p != table.parameters.end(); ++p) {
+        Shift(*p, shift);
+        p->section += sectionShift;
+    }
+    for (auto s = table.sections.begin() + window.endSection; s != table.sections.end(); ++s) {
+        s->first += shift;
+        s->last += shift;
+    }
+    ReplaceRange(table.parameters, window.firstParameter, window.endParameter, std::move(fresh.parameters));
+    ReplaceRange(table.sections, window.firstSection, window.endSection, std::move(fresh.sections));
+}
+
+}  // namespace tc

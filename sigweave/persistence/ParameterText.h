@@ -1,0 +1,77 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "sigweave/foundation/TCString.h"
+#include "sigweave/persistence/ParameterParser.h"
+#include "sigweave/persistence/ParameterSyntax.h"
+
+namespace tc {
+
+// What an edit of the text is meant to do to the table.
+struct TableChange {
+    struct Parameter {
+        std::string_view name;
+        std::optional<std::string_view> value;
+        int section = 0;
+    };
+
+    int parameter = 0;  // index of the first one removed, and of the one added
+    int removedParameters = 0;
+    std::optional<Parameter> addedParameter;
+    std::optional<int> removedSection;
+    std::optional<std::string_view> addedSection;  // behind all others
+};
+
+// A parameter text and the table that was read from it. Edits replace characters and read only the
+// surroundings anew. An edit that would not do exactly what it is meant to do (because the syntax reads the
+// new text in another way) is undone, so that the table always is what reading the whole text gives.
+class ParameterText {
+ public:
+    ParameterText() { Clear(); }
+
+    ParameterSyntax syntax;
+
+    void Clear();
+    // The number of parameters, or -1.
+    int Parse(const char* newText);
+    const TCString& Text() const { return text; }
+    std::string_view View() const { return {text, static_cast<std::size_t>(text.GetLength())}; }
+    const TCString& Error() const { return error; }
+    const ParameterTable& Table() const { return table; }
+    int ParameterCount() const { return static_cast<int>(table.parameters.size()); }
+    int SectionCount() const { return static_cast<int>(table.sections.size()); }
+
+    // Replaces `removed` characters at `at`. False when nothing was changed: the change would not be as
+    // meant, or the text could not be read from the start.
+    bool Edit(int at, int removed, std::string_view inserted, const TableChange& change);
+    bool IsConsistent() const;
+
+    // Behind the parameter, its split string included.
+    int EndOf(const ParameterRecord& parameter) const;
+    // Behind the delimiter at `place`; `place` when there is none.
+    int BehindDelimiter(int place) const;
+
+ private:
+    // The part of the table that an edit concerns.
+    struct Window {
+        int firstParameter = 0;
+        int endParameter = 0;
+        int firstSection = 1;
+        int endSection = 0;
+    };
+
+    void Splice(int at, int removed, std::string_view inserted);
+    std::optional<Window> ReadAround(int at, int removed, int inserted, const TableChange& change,
+                                     ParameterTable& fresh) const;
+    bool IsAsMeant(const ParameterTable& fresh, const Window& window, const TableChange& change) const;
+    void Store(ParameterTable&& fresh, const Window& window, int shift);
+
+    TCString text;
+    TCString error;
+    ParameterTable table;
+};
+
+}  // namespace tc

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sigweave/persistence/ParameterSyntax.h"
+#include "sigweave/persistence/TCProcessParameters.h"
+
+namespace tc {
+
+// What a value's text says when it is read as a number. Independent of the locale.
+struct ValueNumbers {
+    TCProcessParameters::ParamValType type = TCProcessParameters::STRING;
+    int integer = 0;    // of the integer that the text begins with, limited to the range of int
+    double real = 0.0;  // of the number that the text begins with
+};
+ValueNumbers ReadNumbers(std::string_view text, bool decimalComma);
+
+// The ways to write a value, the best first: as it is, unless it contains a delimiter; in quotation marks, if
+// it can be. Not every one need survive in a given text, so the caller reads back what it wrote.
+std::vector<std::string> WaysToWrite(std::string_view value, const ParameterSyntax& syntax);
+
+inline bool IsQuotationMark(char c) {
+    return c == '"' || c == '\'';
+}
+
+}  // namespace tc

@@ -1,0 +1,372 @@
+#include "sigweave/persistence/TCProcessParameters.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "sigweave/persistence/ParameterText.h"
+#include "sigweave/persistence/ParameterValue.h"
+
+namespace {
+
+using tc::ParameterRecord;
+using tc::ParameterText;
+using tc::SectionRecord;
+using tc::TableChange;
+
+constexpr int LONGEST_NUMBER = 1024;
+// With it the longest double still fits: a sign, 309 digits, the decimal sign.
+constexpr int MOST_DECIMALS = 700;
+
+std::string_view ViewOf(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+std::string_view ViewOf(const TCString& text) {
+    return {text, static_cast<std::size_t>(text.GetLength())};
+}
+
+// A default record for an index out of range.
+template <typename Record>
+const Record& RecordAt(const std::vector<Record>& records, int index) {
+    static const Record none{};
+    return index >= 0 && index < std::ssize(records) ? records[static_cast<std::size_t>(index)] : none;
+}
+
+bool IsParameter(const ParameterText& text, int index) {
+    return index >= 0 && index < text.ParameterCount();
+}
+
+// The first section of that name, or -1.
+int FindSection(const ParameterText& text, std::string_view name) {
+    const auto& sections = text.Table().sections;
+    const auto at = std::ranges::find(sections, name, [](const SectionRecord& s) { return ViewOf(s.name); });
+    return at == sections.end() ? -1 : static_cast<int>(at - sections.begin());
+}
+
+// The section's parameters, which stand together: the index of the first and that behind the last.
+std::pair<int, int> ParametersOf(const ParameterText& text, int section) {
+    const auto& parameters = text.Table().parameters;
+    const auto run = std::ranges::equal_range(parameters, section, {}, &ParameterRecord::section);
+    return {static_cast<int>(run.begin() - parameters.begin()),
+            static_cast<int>(run.end() - parameters.begin())};
+}
+
+// The first parameter that fits; the section is looked at once for all of its parameters.
+template <typename FitsName, typename FitsSection>
+int Find(const ParameterText& text, FitsName fitsName, FitsSection fitsSection) {
+    const tc::ParameterTable& table = text.Table();
+    int known = -1;
+    bool inSection = false;
+    for (int i = 0; i < text.ParameterCount(); ++i) {
+        const ParameterRecord& parameter = table.parameters[static_cast<std::size_t>(i)];
+        if (parameter.section != known) {
+            known = parameter.section;
+            inSection = fitsSection(RecordAt(table.sections, known).name);
+        }
+        if (inSection && fitsName(parameter.name)) return i;
+    }
+    return -1;
+}
+
+// Behind the header's line: a comment and one delimiter.
+int BehindHeader(const ParameterText& text, const SectionRecord& section) {
+    const std::string_view view = text.View();
+    const auto behind = static_cast<std::size_t>(section.last + 2);
+    if (text.syntax.commentStarts.MatchAt(view.data() + behind, view.data() + view.size()) == 0)
+        return text.BehindDelimiter(section.last + 2);
+    const std::size_t lineEnd = std::min(view.find_first_of("\r\n", behind), view.size());
+    return text.BehindDelimiter(static_cast<int>(lineEnd));
+}
+
+// Where a new parameter of the section may stand, the best place first.
+std::vector<int> PlacesIn(const ParameterText& text, int section) {
+    const int end = text.Text().GetLength();
+    const auto& sections = text.Table().sections;
+    const auto [first, last] = ParametersOf(text, section);
+    const bool isLast = section + 1 == text.SectionCount();
+    if (first != last) {
+        const ParameterRecord& parameter = RecordAt(text.Table().parameters, last - 1);
+        const int behind = text.BehindDelimiter(text.EndOf(parameter));
+        return isLast ? std::vector{end, behind} : std::vector{behind};
+    }
+    if (section > 0) return {BehindHeader(text, RecordAt(sections, section))};
+    return {isLast ? end : RecordAt(sections, 1).first - 1, 0};
+}
+
+std::string ParameterLine(const ParameterText& text, const char* name) {
+    return std::string(text.syntax.prefixes.First()).append(name).append(text.syntax.delimiters.First());
+}
+
+bool InsertAt(ParameterText& text, int place, const char* name, int index, int section) {
+    const bool onOwnLine = place == 0 || text.syntax.delimiters.IsAtEndOf(
+                                             text.View().substr(0, static_cast<std::size_t>(place)));
+    const std::string lineEnd(onOwnLine ? "" : text.syntax.delimiters.First());
+    TableChange change;
+    change.parameter = index;
+    change.addedParameter = {name, std::nullopt, section};
+    return text.Edit(place, 0, lineEnd + ParameterLine(text, name), change);
+}
+
+// One edit, so that a name which the syntax cannot carry leaves no section behind.
+bool AppendWithSection(ParameterText& text, const char* name, std::string_view section) {
+    const std::string delimiter(text.syntax.delimiters.First());
+    std::string added = text.Text().IsEmpty() ? "" : delimiter;
+    added.append("[").append(section).append("]").append(delimiter).append(ParameterLine(text, name));
+    TableChange change;
+    change.parameter = text.ParameterCount();
+    change.addedParameter = {name, std::nullopt, text.SectionCount()};
+    change.addedSection = section;
+    return text.Edit(text.Text().GetLength(), 0, added, change);
+}
+
+// `written` is the value as it stands in the text, `meant` what it says; no value without it.
+bool ReplaceValue(ParameterText& text, int index, std::string_view written,
+                  std::optional<std::string_view> meant) {
+    const ParameterRecord& parameter = RecordAt(text.Table().parameters, index);
+    const int at = parameter.nameEnd + 1;
+    const int end = text.EndOf(parameter);
+    std::string inserted;
+    if (meant) inserted.append(text.syntax.splitStrs.First()).append(written);
+    const bool quoted = meant && !written.empty() && tc::IsQuotationMark(written.front());
+    if (quoted && text.BehindDelimiter(end) == end) inserted.append(text.syntax.delimiters.First());
+    TableChange change;
+    change.parameter = index;
+    change.removedParameters = 1;
+    change.addedParameter = {ViewOf(parameter.name), meant, parameter.section};
+    return text.Edit(at, end - at, inserted, change);
+}
+
+bool SetNumber(ParameterText& text, int index, std::string_view number) {
+    return IsParameter(text, index) && ReplaceValue(text, index, number, number);
+}
+
+// One argument and the delimiter behind it. The shell has taken the quotation marks away.
+void AppendArgument(std::string& text, std::string_view argument, const tc::ParameterSyntax& syntax) {
+    const char* end = argument.data() + argument.size();
+    const char* p = argument.data();
+    while (p != end && syntax.splitStrs.MatchAt(p, end) == 0) ++p;
+    const char* value = p + syntax.splitStrs.MatchAt(p, end);
+    const std::string_view bare(value, static_cast<std::size_t>(end - value));
+    text.append(argument.data(), value);
+    const std::vector<std::string> ways = tc::WaysToWrite(bare, syntax);
+    const bool asItIs = bare.empty() || tc::IsQuotationMark(bare.front()) || ways.empty();
+    text.append(asItIs ? bare : ways.front());
+    text.append(syntax.delimiters.First());
+}
+
+}  // namespace
+
+TCProcessParameters::TCProcessParameters() : impl(std::make_unique<ParameterText>()) {
+    AddParamDelimiter("\r\n");
+    AddParamSplitStr("=");
+    impl->syntax.commentStarts.AddEachCharacter("#;");
+}
+
+TCProcessParameters::TCProcessParameters(bool unquote, bool decimalComma, const char* prefixes,
+                                         const char* delimiters, const char* splitStrs,
+                                         const char* commentStarts)
+    : impl(std::make_unique<ParameterText>()) {
+    Init(unquote, decimalComma, prefixes, delimiters, splitStrs, commentStarts);
+}
+
+TCProcessParameters::TCProcessParameters(const TCProcessParameters& other)
+    : impl(std::make_unique<ParameterText>(*other.impl)) {}
+
+TCProcessParameters& TCProcessParameters::operator=(const TCProcessParameters& other) {
+    *impl = *other.impl;
+    return *this;
+}
+
+TCProcessParameters::~TCProcessParameters() = default;
+
+void TCProcessParameters::Init(bool unquote, bool decimalComma, const char* prefixes, const char* delimiters,
+                               const char* splitStrs, const char* commentStarts) {
+    impl->syntax = tc::ParameterSyntax{unquote, decimalComma, {}, {}, {}, {}};
+    impl->syntax.prefixes.AddEachCharacter(prefixes);
+    impl->syntax.delimiters.AddEachCharacter(delimiters);
+    impl->syntax.splitStrs.AddEachCharacter(splitStrs);
+    impl->syntax.commentStarts.AddEachCharacter(commentStarts);
+}
+
+void TCProcessParameters::AddParamPrefix(const char* prefix) {
+    impl->syntax.prefixes.Add(prefix);
+}
+
+void TCProcessParameters::AddParamDelimiter(const char* delimiter) {
+    impl->syntax.delimiters.Add(delimiter);
+}
+
+void TCProcessParameters::AddParamSplitStr(const char* splitStr) {
+    impl->syntax.splitStrs.Add(splitStr);
+}
+
+void TCProcessParameters::AddCommentStart(const char* commentStart) {
+    impl->syntax.commentStarts.Add(commentStart);
+}
+
+void TCProcessParameters::UnQuote(bool unquote) {
+    impl->syntax.unquote = unquote;
+}
+
+void TCProcessParameters::DecimalComma(bool decimalComma) {
+    impl->syntax.decimalComma = decimalComma;
+}
+
+int TCProcessParameters::ParseParamString(const char* text) {
+    return impl->Parse(text);
+}
+
+int TCProcessParameters::ParseParamString(int argc, const char** argv) {
+    std::string text;
+    for (int i = 1; i < argc && argv[i] != nullptr; ++i) AppendArgument(text, argv[i], impl->syntax);
+    return impl->Parse(text.c_str());
+}
+
+void TCProcessParameters::Reset() {
+    impl->Clear();
+}
+
+const TCString& TCProcessParameters::BuildParamString() const {
+    return impl->Text();
+}
+
+const TCString& TCProcessParameters::GetErrorText() const {
+    return impl->Error();
+}
+
+int TCProcessParameters::GetParamCount() const {
+    return impl->ParameterCount();
+}
+
+const TCString& TCProcessParameters::GetParamName(int index) const {
+    return RecordAt(impl->Table().parameters, index).name;
+}
+
+const TCString& TCProcessParameters::GetParamSection(int index) const {
+    return GetSectionName(RecordAt(impl->Table().parameters, index).section);
+}
+
+TCProcessParameters::ParamValType TCProcessParameters::GetParamValType(int index) const {
+    return RecordAt(impl->Table().parameters, index).type;
+}
+
+int TCProcessParameters::GetParamValInt(int index) const {
+    return RecordAt(impl->Table().parameters, index).integer;
+}
+
+double TCProcessParameters::GetParamValDbl(int index) const {
+    return RecordAt(impl->Table().parameters, index).real;
+}
+
+const TCString& TCProcessParameters::GetParamValStr(int index) const {
+    return RecordAt(impl->Table().parameters, index).value;
+}
+
+int TCProcessParameters::GetParamPosition(int index) const {
+    return IsParameter(*impl, index) ? RecordAt(impl->Table().parameters, index).start : -1;
+}
+
+int TCProcessParameters::GetSectionCount() const {
+    return impl->SectionCount();
+}
+
+const TCString& TCProcessParameters::GetSectionName(int section) const {
+    return RecordAt(impl->Table().sections, section).name;
+}
+
+int TCProcessParameters::GetSectionPosition(int section) const {
+    const int name = RecordAt(impl->Table().sections, section).first;
+    return name < 0 ? -1 : name - 1;
+}
+
+int TCProcessParameters::FindParameter(const char* name, const char* section) const {
+    if (name == nullptr) return -1;
+    const std::string_view wanted = name;
+    const std::string_view within = ViewOf(section);
+    return Find(
+        *impl, [&](const TCString& text) { return ViewOf(text) == wanted; },
+        [&](const TCString& text) { return section == nullptr || ViewOf(text) == within; });
+}
+
+int TCProcessParameters::FindParameterNoCase(const char* name, const char* section) const {
+    if (name == nullptr) return -1;
+    return Find(
+        *impl, [&](const TCString& text) { return text.CompareNoCase(name) == 0; },
+        [&](const TCString& text) { return section == nullptr || text.CompareNoCase(section) == 0; });
+}
+
+bool TCProcessParameters::SetParamValInt(int index, int value) {
+    return SetNumber(*impl, index, std::to_string(value));
+}
+
+bool TCProcessParameters::SetParamValDbl(int index, double value, StringFormat format, int precision) {
+    char buffer[LONGEST_NUMBER];
+    const int digits = std::clamp(precision, 0, MOST_DECIMALS);
+    const int length = ftoa(value, buffer, format, impl->syntax.decimalComma, nullptr, 0, digits);
+    return SetNumber(*impl, index, {buffer, static_cast<std::size_t>(length)});
+}
+
+bool TCProcessParameters::SetParamValStr(int index, const char* value) {
+    if (!IsParameter(*impl, index)) return false;
+    const std::string_view meant = ViewOf(value);
+    const std::vector<std::string> ways = tc::WaysToWrite(meant, impl->syntax);
+    return std::ranges::any_of(
+        ways, [&](const std::string& written) { return ReplaceValue(*impl, index, written, meant); });
+}
+
+bool TCProcessParameters::ClearParamVal(int index) {
+    return IsParameter(*impl, index) && ReplaceValue(*impl, index, {}, std::nullopt);
+}
+
+int TCProcessParameters::InsertParameter(const char* name, const char* section, bool allowDuplicate) {
+    if (name == nullptr) return -1;
+    const char* wanted = section != nullptr ? section : "";
+    const int existing = allowDuplicate ? -1 : FindParameter(name, wanted);
+    if (existing >= 0) return existing;
+    const int found = FindSection(*impl, wanted);
+    if (found < 0) return AppendWithSection(*impl, name, wanted) ? GetParamCount() - 1 : -1;
+    const int index = ParametersOf(*impl, found).second;
+    for (const int place : PlacesIn(*impl, found))
+        if (InsertAt(*impl, place, name, index, found)) return index;
+    return -1;
+}
+
+bool TCProcessParameters::DeleteParameter(int index) {
+    if (!IsParameter(*impl, index)) return false;
+    const ParameterRecord& parameter = RecordAt(impl->Table().parameters, index);
+    TableChange change;
+    change.parameter = index;
+    change.removedParameters = 1;
+    const int end = impl->BehindDelimiter(impl->EndOf(parameter));
+    return impl->Edit(parameter.first, end - parameter.first, {}, change);
+}
+
+bool TCProcessParameters::DeleteSection(const char* section) {
+    const int found = FindSection(*impl, ViewOf(section));
+    if (found < 0) return false;
+    const auto [first, last] = ParametersOf(*impl, found);
+    const SectionRecord& header = RecordAt(impl->Table().sections, found);
+    const int begin = found > 0 ? header.first - 1 : 0;
+    int place = found > 0 ? impl->BehindDelimiter(header.last + 2) : 0;
+    std::string kept;
+    for (int i = first; i < last; ++i) {
+        const ParameterRecord& parameter = RecordAt(impl->Table().parameters, i);
+        kept.append(impl->View().substr(static_cast<std::size_t>(place),
+                                        static_cast<std::size_t>(parameter.first - place)));
+        place = impl->BehindDelimiter(impl->EndOf(parameter));
+    }
+    TableChange change;
+    change.parameter = first;
+    change.removedParameters = last - first;
+    if (found > 0) change.removedSection = found;
+    return impl->Edit(begin, place - begin, kept, change);
+}
+
+bool TCProcessParameters::CheckConsistency() const {
+    return impl->IsConsistent();
+}
