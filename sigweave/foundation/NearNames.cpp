@@ -34,15 +34,15 @@ std::size_t EditDistance(const CString& a, const CString& b) {
 }
 
 // The rank of a candidate, 0 being the best; -1 when it is not near.
-int Rank(const CString& name, const CString& candidate) {
-    const auto [shorter, longer] = std::minmax(name.size(), candidate.size());
+int Rank(const CString& typed, const CString& candidate) {
+    const auto [shorter, longer] = std::minmax(typed.size(), candidate.size());
     if (shorter == 0 || longer > LONGEST_NAME) return -1;
+    const CString name = Lowered(typed);
+    const CString wanted = Lowered(candidate);
     const std::size_t limit = std::max<std::size_t>(1, longer / 3);
-    if (longer - shorter <= limit) {
-        const std::size_t distance = EditDistance(name, candidate);
-        if (distance <= limit && distance < longer) return static_cast<int>(distance);
-    }
-    return name.size() > 1 && candidate.starts_with(name) ? static_cast<int>(limit) : -1;
+    const std::size_t distance = EditDistance(name, wanted);
+    if (distance <= limit && distance < longer) return static_cast<int>(distance);
+    return name.size() > 1 && wanted.starts_with(name) ? static_cast<int>(limit) : -1;
 }
 
 CString Joined(const CStringArray& names, const char* quote, const char* lastSeparator) {
@@ -59,7 +59,7 @@ CString Joined(const CStringArray& names, const char* quote, const char* lastSep
 CStringArray tc::NearestNames(const CString& name, const CStringArray& candidates) {
     CArray<std::pair<int, CString>> near;
     for (const CString& candidate : candidates) {
-        const int rank = Rank(Lowered(name), Lowered(candidate));
+        const int rank = Rank(name, candidate);
         if (rank >= 0) near.emplace_back(rank, candidate);
     }
     std::stable_sort(near.begin(), near.end(),

@@ -4,9 +4,8 @@
 #include <utility>
 
 #include "sigweave/foundation/NearNames.h"
+#include "sigweave/foundation/StringConversion.h"
 #include "sigweave/persistence/TCProcessParameters.h"
-
-TC_API TCString& QuoteControlChar(TCString& dst, const TCString& src);
 
 namespace {
 

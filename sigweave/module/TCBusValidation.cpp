@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "sigweave/module/PortDataType.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
 
 namespace {
 
@@ -49,8 +50,9 @@ bool AreKindsExchangeable(TYPE a, TYPE b) {
 }  // namespace
 
 TCString TCBusValidation::SerializeValidation(TYPE code, const char* typeString, int count) {
-    if ((code & KIND_MASK) != 0) return TCString::FormatS("DT_%08x", code);
-    return TCString::FormatS("%d %s", count, typeString != nullptr ? typeString : "");
+    TCBusSerializeHelper name;
+    name.ParseSegmentName(TCBusSerializeHelper::GenSegmentName(code, typeString, count, 0, "", ""));
+    return name.GetValidation();
 }
 
 bool TCBusValidation::DeSerializeValidation(const char* validation, TYPE& code, TCString& typeString,
@@ -84,4 +86,18 @@ bool TCBusValidation::SameDataType(const char* validation, TYPE code) {
     const TYPE wanted = code & ~TCPortHelper::TYPE_TYPEINFO;
     if (((signal | wanted) & KIND_MASK) == 0) return signal == wanted && signal != 0;
     return (signal & KIND_MASK) == (wanted & KIND_MASK) || AreKindsExchangeable(signal, wanted);
+}
+
+int TCBusValidation::FindOutputPort(const TCPortHelper& helper, const char* busSegmentName) {
+    TCBusSerializeHelper segment;
+    if (!segment.ParseSegmentName(busSegmentName)) return -1;
+    const auto fits = [&](int port) {
+        return helper.GetPortName(OUTPUT, port) == segment.GetSegmentName() &&
+               SameDataType(segment.GetValidation(), helper.DataType(OUTPUT, port));
+    };
+    if (fits(segment.PortIdx())) return segment.PortIdx();
+    const int ports = helper.GetPortCnt(OUTPUT);
+    for (int port = 0; port < ports; ++port)
+        if (fits(port)) return port;
+    return -1;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "sigweave/foundation/TCArray.h"
@@ -18,6 +19,7 @@ struct VALIDATION_STRUCT {
     int code;
     int answer;  // written by the host: not 0 accepts a declarator that differs
 };
+static_assert(offsetof(VALIDATION_STRUCT, code) == 24 && sizeof(VALIDATION_STRUCT) == 32);
 
 // Compares the type that a port declares with the type that a line brings. A type string is a list of items
 // token{declarator}, separated by blanks; the number of items always travels beside the string. Tokens name
