@@ -58,6 +58,11 @@ struct TCPortHelper::TCPortHelperImpl::PORT {
     }
     bool CarriesTypeInfo() const { return (Code() & TYPE_TYPEINFO) != 0; }
     bool IsSingleValue() const { return (Code() & SINGLE_VALUES) != 0; }
+    // Of the next block.
+    int ValuesWaiting() const {
+        const int values = stream->GetBlockLen(0, 0);
+        return IsSingleValue() && values > 1 ? 1 : values;
+    }
     // Sets the metadata of the last block read; null: the block has none.
     void KeepTypeInfo(const TCTypeInfo* ti);
 };

@@ -21,13 +21,14 @@ enum CALLED_FROM : int { CALLED_FROM_EDIT = 0, CALLED_FROM_RUN = 1 };
 
 // What went wrong last on a port; see TCPortHelper::GetErrorRecord.
 struct TCPortError {
-    int code = 0;                     // a negative result code
+    int code = 0;                     // a negative result code; 0 while nothing went wrong
     const void* ownStream = nullptr;  // the port's stream; identifies the line, never to be dereferenced
     const void* otherStream = nullptr;
     TCString text1;
     TCString text2;
     int portIndex = -1;
-    int otherIndex = -1;  // the other port, or the receiver on an output
+    int otherIndex = -1;  // the other port of that kind, or on an output the receiver
+    PORTTYPE kind = INPUT;
 };
 
 // Through its helper a module declares its ports, learns which are wired, tests what waits on its inputs, and
@@ -72,6 +73,28 @@ class TC_API TCPortHelper {
     // How a source is driven. UNTIL_READY_CLEARED: it has work while its ready flag is set. REPORT_END: the
     // same, and Fetch answers 2 once when the flag is cleared. Others never have work without waiting blocks.
     enum SourceBehaviour : int { SOURCE_NONE = 0, SOURCE_UNTIL_READY_CLEARED = 1, SOURCE_REPORT_END = 2 };
+
+    // Negative results, everywhere the same (never change, only append).
+    enum RESULT : int {
+        ANOTHER_TYPE = -2,
+        NOT_WIRED = -3,
+        STATE_CONFLICT = -4,
+        VALUE_COUNTS_DIFFER = -5,
+        UNITS_DIFFER = -6,
+        BLOCK_COUNTS_DIFFER = -12,
+        STATES_DIFFER = -13,
+        NOT_CREATED = -14,
+        SAMPLERATES_DIFFER = -15,
+        STATE_CONFLICT_AGAIN = -18
+    };
+    // What SynchronousDataAvail compares, as bits.
+    enum CHECK_SYNC : unsigned {
+        CHECK_STATES = 1,
+        CHECK_BLOCK_COUNTS = 2,
+        CHECK_VALUE_COUNTS = 4,
+        CHECK_SAMPLERATES = 8,
+        CHECK_UNITS = 16
+    };
 
     using PortNameFunction = TCString (*)(PORTTYPE kind, unsigned index);
     using DynPortCallback = int (*)(long user, int count);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <vector>
 
 #include "sigweave/module/TCPortHelper.h"
@@ -38,6 +39,44 @@ class TCPortHelper::TCPortHelperImpl {
     DATATYPE* Type(PORTTYPE kind, unsigned index);
     const DATATYPE* Type(PORTTYPE kind, unsigned index) const;
 
+    // Records a wiring error at a port and answers it.
+    int NotWired(PORTTYPE kind, unsigned index);
+    // Records a failed value operation and answers its code: with the text, and with the receiver that
+    // refused the block, where it is known.
+    int Fail(const PORT& port, int code, const TCString& text = TCString());
+
+    // An output of one of the kinds (0: of any kind) with a receiver. Else null.
+    PORT* WritablePort(unsigned output, TYPE kinds);
+    // An input of one of the kinds (0: of any kind). Else null.
+    PORT* ReadablePort(unsigned input, TYPE kinds);
+
+    // The input that the output's metadata is copied from; null for none.
+    const PORT* LinkedInput(const PORT& output) const;
+    // Sets the metadata of the port's next block from the linked input and by the automatic rules. Changes
+    // nothing when it is called again before a block is written.
+    void PrepareTypeInfo(PORT& port);
+    // Repairs the metadata and gives it to the block being written; 0, or a negative code that is recorded.
+    int HandOverTypeInfo(PORT& port);
+    // Both, for a port that carries metadata.
+    int WriteTypeInfo(PORT& port);
+    // The result of handing metadata to the receivers: tells the first state conflict from later ones.
+    int RecordConflict(PORT& port, int result);
+    // Ends what was given for the block just written. 0, or the negative result, recorded.
+    int FinishBlock(PORT& port, int result);
+
+    // Takes the input's next block; false when none waits.
+    bool Take(PORT& port, bool firstElements);
+    // After a block of `waiting` values was taken: keeps its metadata and answers the result. An empty block
+    // is nothing to read, but values that could not be read are of another type.
+    int FinishRead(PORT& port, int waiting, int result);
+    int WrongData(const PORT& port);
+
+    double SyncTime();
+    // A text that tells the bus blocks of this module from those of others, made at the first use.
+    const TCString& SymbolName();
+    // The external-parameter input in use, if any.
+    std::optional<unsigned> SelectedExtPort() const;
+
     std::vector<PORT> inputs;
     std::vector<PORT> outputs;
     TCArray<DATATYPE> typeTable;
@@ -60,4 +99,5 @@ class TCPortHelper::TCPortHelperImpl {
     bool hasExtPorts = false;
     std::array<unsigned, 2> extPorts{};
     int extSelector = 0;
+    TCString symbolName;
 };

@@ -79,6 +79,8 @@ class TC_API TCIOStream {
     int WriteSegment(const char* name, const TCArray<Block*>& blocks);
     // Dispatches the block; false when none is reserved.
     bool EndWriteSegments();
+    // Forgets what was written in the block since it was reserved.
+    void CancelWriteSegments();
 
     // Whole blocks of one unnamed segment, dispatched at once; 0 when written.
     int WriteIntVec(const int* data, int count);
@@ -86,8 +88,9 @@ class TC_API TCIOStream {
     int WriteStrVec(const TCString* data, int count);
     int WriteStrVec(const CString* data, int count);
     // Zero-copy: the caller's memory must stay valid and unchanged until every reader is done with the block.
-    int WriteIntMat(const int* data, int rows, int cols);
-    int WriteDblMat(const double* data, int rows, int cols);
+    // With `copy` the elements are copied instead.
+    int WriteIntMat(const int* data, int rows, int cols, bool copy = false);
+    int WriteDblMat(const double* data, int rows, int cols, bool copy = false);
     int WritePtr(const void* data, int count);
     // A whole block, copied and dispatched; 1 when written.
     int WriteCopy(const Block* src);

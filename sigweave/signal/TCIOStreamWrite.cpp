@@ -70,6 +70,10 @@ bool TCIOStream::EndWriteSegments() {
     return CanWrite() && DispatchBlock();
 }
 
+void TCIOStream::CancelWriteSegments() {
+    if (CanWrite() && actualBlock != nullptr) actualBlock->Reset(true);
+}
+
 int TCIOStream::WriteIntVec(const int* data, int count) {
     return WriteWhole(INT, 1, &count, data, true);
 }
@@ -88,14 +92,14 @@ int TCIOStream::WriteStrVec(const CString* data, int count) {
     return FinishWhole(data != nullptr && WriteTexts("", data, count));
 }
 
-int TCIOStream::WriteIntMat(const int* data, int rows, int cols) {
+int TCIOStream::WriteIntMat(const int* data, int rows, int cols, bool copy) {
     const int extents[] = {rows, cols};
-    return WriteWhole(INT, 2, extents, data, false);
+    return WriteWhole(INT, 2, extents, data, copy);
 }
 
-int TCIOStream::WriteDblMat(const double* data, int rows, int cols) {
+int TCIOStream::WriteDblMat(const double* data, int rows, int cols, bool copy) {
     const int extents[] = {rows, cols};
-    return WriteWhole(DOUBLE, 2, extents, data, false);
+    return WriteWhole(DOUBLE, 2, extents, data, copy);
 }
 
 int TCIOStream::WritePtr(const void* data, int count) {

@@ -1,0 +1,232 @@
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "sigweave/module/PortRecord.h"
+#include "sigweave/services/SystemTime.h"
+
+using Impl = TCPortHelper::TCPortHelperImpl;
+using PORT = Impl::PORT;
+
+namespace {
+
+// Most blocks of a signal have the name of the one before: the text is copied only when it changes.
+void CopyName(TCTypeInfo& to, const TCTypeInfo& from) {
+    if (to.GetSignalnameString() != from.GetSignalnameString())
+        to.SetSignalnameString(from.GetSignalnameString());
+}
+
+void CopyRange(TCTypeInfo& to, const TCTypeInfo& from) {
+    to.SetRangeMin(from.GetRangeMin());
+    to.SetRangeMax(from.GetRangeMax());
+}
+
+void CopyAll(TCTypeInfo& to, const TCTypeInfo& from) {
+    CopyName(to, from);
+    CopyRange(to, from);
+    to.SetTimestamp(from.GetTimestamp());
+    to.SetState(from.GetState());
+    to.SetSamplerate(from.GetSamplerate());
+    to.SetUnit(from.GetUnit());
+}
+
+void CopyFromInput(PORT& output, const PORT& input) {
+    const TCTypeInfo& from = input.typeInfo;
+    TCTypeInfo& to = output.typeInfo;
+    const auto copied = [&meta = output.metadata](tc::TypeInfoField field) {
+        return !meta.automatic[field] && !meta.given[field];
+    };
+    if (copied(tc::TIMESTAMP)) to.SetTimestamp(from.GetTimestamp());
+    if (copied(tc::STATE)) to.SetState(from.GetState());
+    if (copied(tc::NAME)) CopyName(to, from);
+    if (copied(tc::RANGE)) CopyRange(to, from);
+    if (copied(tc::SAMPLERATE)) to.SetSamplerate(from.GetSamplerate());
+    if (copied(tc::UNIT)) to.SetUnit(from.GetUnit());
+}
+
+TCBLOCKSTATUS StateAfter(TCBLOCKSTATUS state) {
+    switch (state) {
+        case INVALID:
+            return COMPLETE;
+        case START:
+            return BUSY;
+        case STOP:
+            return START;
+        default:
+            return state;
+    }
+}
+
+bool IsPositive(double value) {
+    return std::isfinite(value) && value > 0.0;
+}
+
+void RepairRange(TCTypeInfo& ti) {
+    constexpr double LIMIT = std::numeric_limits<double>::max();
+    double minimum = std::isfinite(ti.GetRangeMin()) ? ti.GetRangeMin() : -LIMIT;
+    double maximum = std::isfinite(ti.GetRangeMax()) ? ti.GetRangeMax() : LIMIT;
+    if (minimum > maximum) std::swap(minimum, maximum);
+    ti.SetRangeMin(minimum);
+    ti.SetRangeMax(maximum);
+}
+
+void Repair(TCTypeInfo& ti) {
+    if (ti.GetState() < START || ti.GetState() > COMPLETE) ti.SetState(COMPLETE);
+    if (!IsPositive(ti.GetTimestamp())) ti.SetTimestamp(TCSystemTime());
+    if (!IsPositive(ti.GetSamplerate())) ti.SetSamplerate(1.0);
+    RepairRange(ti);
+    if (!IsPositive(ti.GetUnit().GetFactor())) ti.GetUnit().SetFactor(1.0);
+}
+
+// The metadata of an output that may be given now: metadata without a receiver would be for nobody.
+PORT* Settable(Impl& impl, unsigned output) {
+    PORT* port = impl.Port(OUTPUT, output);
+    return port != nullptr && port->CarriesTypeInfo() && port->IsConnected() ? port : nullptr;
+}
+
+}  // namespace
+
+void PORT::KeepTypeInfo(const TCTypeInfo* ti) {
+    previousState = typeInfo.GetState();
+    if (ti != nullptr)
+        CopyAll(typeInfo, *ti);
+    else
+        typeInfo.Init();
+}
+
+const PORT* Impl::LinkedInput(const PORT& output) const {
+    const std::vector<unsigned>& linked = output.metadata.linkedInputs;
+    for (const unsigned index : linked) {
+        const PORT* input = Port(INPUT, index);
+        if (input != nullptr && (linked.size() == 1 || input->IsConnected())) return input;
+    }
+    return nullptr;
+}
+
+void Impl::PrepareTypeInfo(PORT& port) {
+    tc::OutputMetadata& meta = port.metadata;
+    if (const PORT* input = LinkedInput(port)) {
+        if (!input->CarriesTypeInfo()) return;
+        CopyFromInput(port, *input);
+    }
+    const auto made = [&meta](tc::TypeInfoField field) {
+        return meta.automatic[field] && !meta.given[field];
+    };
+    if (made(tc::TIMESTAMP)) port.typeInfo.SetTimestamp(SyncTime());
+    if (made(tc::STATE)) port.typeInfo.SetState(StateAfter(port.previousState));
+    if (made(tc::NAME)) port.typeInfo.SetSignalname(port.name);
+}
+
+int Impl::HandOverTypeInfo(PORT& port) {
+    Repair(port.typeInfo);
+    return RecordConflict(port, port.stream->SetTI(&port.typeInfo, false));
+}
+
+int Impl::RecordConflict(PORT& port, int result) {
+    tc::OutputMetadata& meta = port.metadata;
+    const bool first = !std::exchange(meta.handedOverBefore, true);
+    if (result >= 0) return result;
+    const int code = Fail(port, result == STATE_CONFLICT && !first ? STATE_CONFLICT_AGAIN : result);
+    meta.errorReceiver = error.otherIndex;
+    return code;
+}
+
+int Impl::WriteTypeInfo(PORT& port) {
+    if (!port.CarriesTypeInfo()) return 0;
+    PrepareTypeInfo(port);
+    return HandOverTypeInfo(port);
+}
+
+int Impl::FinishBlock(PORT& port, int result) {
+    if (result < 0) return Fail(port, result);
+    tc::OutputMetadata& meta = port.metadata;
+    port.previousState = port.typeInfo.GetState();
+    const bool name = meta.given[tc::NAME];  // a name stays until it is given again
+    meta.given.fill(false);
+    meta.given[tc::NAME] = name;
+    return 0;
+}
+
+void TCPortHelper::UseAutoTypeInfo(unsigned output, bool timestamp, bool state, bool name, bool range,
+                                   bool unit, bool samplerate) {
+    if (PORT* port = impl->Port(OUTPUT, output))
+        port->metadata.automatic = {timestamp, state, name, range, samplerate, unit};
+}
+
+void TCPortHelper::UseTypeInfoFromInput(unsigned output, unsigned input) {
+    UseTypeInfoFromInputs(output, &input, 1);
+}
+
+void TCPortHelper::UseTypeInfoFromInputs(unsigned output, const unsigned* inputs, unsigned count) {
+    PORT* port = impl->Port(OUTPUT, output);
+    if (port == nullptr) return;
+    port->metadata.linkedInputs.clear();
+    if (inputs != nullptr) port->metadata.linkedInputs.assign(inputs, inputs + count);
+}
+
+void TCPortHelper::SetTI_Timestamp(unsigned output, double milliseconds) {
+    if (Settable(*impl, output) != nullptr)
+        SetTypeInfo(output, &milliseconds, nullptr, nullptr, nullptr, nullptr, nullptr);
+}
+
+void TCPortHelper::SetTI_SignalName(unsigned output, const char* name) {
+    if (Settable(*impl, output) != nullptr)
+        SetTypeInfo(output, nullptr, nullptr, name, nullptr, nullptr, nullptr);
+}
+
+void TCPortHelper::SetTI_Samplerate(unsigned output, double perSecond) {
+    if (Settable(*impl, output) != nullptr)
+        SetTypeInfo(output, nullptr, nullptr, nullptr, nullptr, &perSecond, nullptr);
+}
+
+void TCPortHelper::SetTI_Range(unsigned output, double minimum, double maximum) {
+    const double range[] = {minimum, maximum};
+    if (Settable(*impl, output) != nullptr)
+        SetTypeInfo(output, nullptr, nullptr, nullptr, range, nullptr, nullptr);
+}
+
+void TCPortHelper::SetTI_Unit(unsigned output, const TCSI_Unit& unit) {
+    if (Settable(*impl, output) != nullptr)
+        SetTypeInfo(output, nullptr, nullptr, nullptr, nullptr, nullptr, &unit);
+}
+
+void TCPortHelper::SetTI_Unit(unsigned output, const char* symbols, double factor) {
+    TCSI_Unit unit;
+    if (symbols == nullptr || !unit.FromString(symbols)) return;
+    unit.SetFactor(factor);
+    SetTI_Unit(output, unit);
+}
+
+void TCPortHelper::SetTypeInfo(unsigned output, const TCTypeInfo& ti) {
+    const double timestamp = ti.GetTimestamp();
+    const double samplerate = ti.GetSamplerate();
+    const double range[] = {ti.GetRangeMin(), ti.GetRangeMax()};
+    const TCBLOCKSTATUS state = ti.GetState();
+    SetTypeInfo(output, &timestamp, &state, ti.GetSignalname(), range, &samplerate, &ti.GetUnit());
+}
+
+void TCPortHelper::SetTypeInfo(unsigned output, const double* timestamp, const TCBLOCKSTATUS* state,
+                               const char* name, const double* range, const double* samplerate,
+                               const TCSI_Unit* unit) {
+    PORT* port = impl->Port(OUTPUT, output);
+    if (port == nullptr) return;
+    TCTypeInfo& ti = port->typeInfo;
+    if (timestamp != nullptr) ti.SetTimestamp(*timestamp);
+    if (state != nullptr) ti.SetState(*state);
+    if (name != nullptr) ti.SetSignalname(name);
+    if (range != nullptr) ti.SetRangeMin(range[0]), ti.SetRangeMax(range[1]);
+    if (samplerate != nullptr) ti.SetSamplerate(*samplerate);
+    if (unit != nullptr) ti.SetUnit(*unit);
+    tc::TypeInfoFlags& given = port->metadata.given;
+    given[tc::TIMESTAMP] |= timestamp != nullptr;
+    given[tc::STATE] |= state != nullptr && *state != INVALID;
+    given[tc::NAME] |= name != nullptr;
+    given[tc::RANGE] |= range != nullptr;
+    given[tc::SAMPLERATE] |= samplerate != nullptr;
+    given[tc::UNIT] |= unit != nullptr;
+}
+
+int TCPortHelper::WriteTypeInfo(unsigned output) {
+    PORT* port = impl->Port(OUTPUT, output);
+    return port != nullptr && port->IsConnected() ? impl->WriteTypeInfo(*port) : 0;
+}
