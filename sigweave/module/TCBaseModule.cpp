@@ -7,9 +7,9 @@
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/module/TCTranslated.h"
+#include "sigweave/services/StringResources.h"
 
 TC_API TCString ChangeRegistryPath(const char* path);
-TC_API int TCSetLoadStrResLanguage(int language);
 
 namespace {
 
@@ -91,11 +91,13 @@ int TCBaseModule::GetNoOutput() {
 }
 
 const char* TCBaseModule::GetInputName(int port) {
-    return portHelper ? portHelper->GetPortName(INPUT, port) : TCString::s_Empty;
+    if (!portHelper) return TCString::s_Empty;
+    return portHelper->GetPortName(INPUT, port);
 }
 
 const char* TCBaseModule::GetOutputName(int port) {
-    return portHelper ? portHelper->GetPortName(OUTPUT, port) : TCString::s_Empty;
+    if (!portHelper) return TCString::s_Empty;
+    return portHelper->GetPortName(OUTPUT, port);
 }
 
 void TCBaseModule::GetPortType(PORTTYPE kind, int port, const char*& typeString, int& count) {

@@ -14,6 +14,9 @@ constexpr int MOST_INPUTS = 65536;
 TCString Quoted(const char* value) {
     TCString escaped;
     QuoteControlChar(escaped, value);
+    // Readers take a backslash before a quotation mark for an escaped mark, even after another backslash.
+    const int last = escaped.GetLength() - 1;
+    if (escaped[last] == '\\') escaped = escaped.Left(last - 1) + "\\x5c";
     escaped.Replace("\"", "\\\"");
     return "\"" + escaped + "\"";
 }
