@@ -13,5 +13,6 @@
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/platform/SystemError.h"
+#include "sigweave/services/Profile.h"
 #include "sigweave/services/StringResources.h"
 #include "sigweave/services/SystemTime.h"

@@ -1,0 +1,187 @@
+#include "sigweave/services/Profile.h"
+
+#include <cstdlib>
+#include <string>
+
+#include "sigweave/platform/Fork.h"
+#include "sigweave/services/ProfileStore.h"
+
+namespace {
+
+using tc::ProfileStore;
+
+// --- Where the hives are
+// ---------------------------------------------------------------------------------------
+
+std::string Variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+std::string ConfigurationFolder() {
+    std::string folder = Variable("XDG_CONFIG_HOME");
+    if (folder.starts_with('/')) return folder;
+    const std::string home = Variable("HOME");
+    return home.empty() ? "" : home + "/.config";
+}
+
+std::string UserHivePath() {
+    std::string path = Variable("SIGWEAVE_USER_HIVE");
+    if (!path.empty()) return path;
+    const std::string folder = ConfigurationFolder();
+    return folder.empty() ? "" : folder + "/sigweave/profile.db";
+}
+
+std::string MachineHivePath() {
+    const std::string path = Variable("SIGWEAVE_MACHINE_HIVE");
+    return !path.empty() ? path : "/var/lib/sigweave/profile.db";
+}
+
+// --- The hives of the process
+// ----------------------------------------------------------------------------------
+
+struct Hives {
+    // Most users may not write in the machine hive's folder.
+    ProfileStore machine{MachineHivePath, ProfileStore::Journal::Rollback};
+    ProfileStore user{UserHivePath, ProfileStore::Journal::WriteAhead};
+};
+
+Hives& TheHives();
+
+void PrepareFork() {
+    TheHives().machine.BeforeFork();
+    TheHives().user.BeforeFork();
+}
+
+void FinishFork() {
+    TheHives().user.AfterFork();
+    TheHives().machine.AfterFork();
+}
+
+void CloseHives() {
+    TheHives().machine.Close();
+    TheHives().user.Close();
+}
+
+// Never destroyed: a module may save settings while the process goes down.
+union HivesStorage {
+    Hives hives;
+    HivesStorage() : hives() {
+        tc::AtFork(PrepareFork, FinishFork, FinishFork);
+        std::atexit(CloseHives);
+    }
+    ~HivesStorage() {}
+};
+
+Hives& TheHives() {
+    static HivesStorage storage;
+    return storage.hives;
+}
+
+// --- The operations
+// --------------------------------------------------------------------------------------------
+
+TCString registryPath = "Software\\Varnholt\\SIGWEAVE\\";
+
+const char* OrEmpty(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+TCString Key(const char* section) {
+    return registryPath + OrEmpty(section);
+}
+
+bool Exists(ProfileStore& hive, const char* section, const char* entry) {
+    constexpr std::size_t LONGEST = 255;
+    const auto value = hive.Read(Key(section), OrEmpty(entry));
+    if (!value) return false;
+    const auto* text = std::get_if<std::string>(&*value);
+    return text == nullptr || text->size() + 1 <= LONGEST;
+}
+
+template <typename T>
+T Load(ProfileStore& hive, const char* section, const char* entry, T defaultValue) {
+    auto value = hive.Read(Key(section), OrEmpty(entry));
+    T* found = value ? std::get_if<T>(&*value) : nullptr;
+    return found != nullptr ? std::move(*found) : defaultValue;
+}
+
+TCString LoadText(ProfileStore& hive, const char* section, const char* entry) {
+    return Load(hive, section, entry, std::string()).c_str();
+}
+
+void Save(ProfileStore& hive, const char* section, const char* entry, const ProfileStore::Value& value) {
+    hive.Write(Key(section), OrEmpty(entry), value);
+}
+
+void Delete(ProfileStore& hive, const char* section, const char* entry) {
+    hive.Delete(Key(section), OrEmpty(entry));
+}
+
+}  // namespace
+
+TCString ChangeRegistryPath(const char* path) {
+    TCString before = registryPath;
+    registryPath = OrEmpty(path);
+    return before;
+}
+
+const char* GetRegistryPath() {
+    return registryPath;
+}
+
+bool ExistsMachineProfileKey(const char* section, const char* entry) {
+    return Exists(TheHives().machine, section, entry);
+}
+
+bool ExistsUserProfileKey(const char* section, const char* entry) {
+    return Exists(TheHives().user, section, entry);
+}
+
+int LoadMachineProfileInt(const char* section, const char* entry, int defaultValue) {
+    return Load(TheHives().machine, section, entry, defaultValue);
+}
+
+int LoadUserProfileInt(const char* section, const char* entry, int defaultValue) {
+    return Load(TheHives().user, section, entry, defaultValue);
+}
+
+void SaveMachineProfileInt(const char* section, const char* entry, int value) {
+    Save(TheHives().machine, section, entry, value);
+}
+
+void SaveUserProfileInt(const char* section, const char* entry, int value) {
+    Save(TheHives().user, section, entry, value);
+}
+
+void DeleteMachineProfileInt(const char* section, const char* entry) {
+    Delete(TheHives().machine, section, entry);
+}
+
+void DeleteUserProfileInt(const char* section, const char* entry) {
+    Delete(TheHives().user, section, entry);
+}
+
+TCString LoadMachineProfileString(const char* section, const char* entry) {
+    return LoadText(TheHives().machine, section, entry);
+}
+
+TCString LoadUserProfileString(const char* section, const char* entry) {
+    return LoadText(TheHives().user, section, entry);
+}
+
+void SaveMachineProfileString(const char* section, const char* entry, const char* value) {
+    Save(TheHives().machine, section, entry, OrEmpty(value));
+}
+
+void SaveUserProfileString(const char* section, const char* entry, const char* value) {
+    Save(TheHives().user, section, entry, OrEmpty(value));
+}
+
+void DeleteMachineProfileString(const char* section, const char* entry) {
+    Delete(TheHives().machine, section, entry);
+}
+
+void DeleteUserProfileString(const char* section, const char* entry) {
+    Delete(TheHives().user, section, entry);
+}

@@ -1,0 +1,245 @@
+#include "sigweave/services/ProfileStore.h"
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <initializer_list>
+#include <utility>
+
+#include "sigweave/platform/FileIdentity.h"
+#include "sigweave/platform/Fork.h"
+
+namespace tc {
+
+namespace {
+
+constexpr int BUSY_MILLISECONDS = 10'000;
+
+// The types of stored values, as registries number them (never change, only append).
+constexpr int TYPE_TEXT = 1;
+constexpr int TYPE_INTEGER = 4;
+
+// An empty key is a row of `keys` alone.
+constexpr const char* TABLES =
+    "CREATE TABLE IF NOT EXISTS keys (name TEXT PRIMARY KEY COLLATE NOCASE) WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS entries (key TEXT NOT NULL COLLATE NOCASE, name TEXT NOT NULL COLLATE NOCASE,"
+    " type INTEGER NOT NULL, data NOT NULL, PRIMARY KEY (key, name)) WITHOUT ROWID";
+constexpr const char* READ_ENTRY = "SELECT type, data FROM entries WHERE key = ?1 AND name = ?2";
+constexpr const char* MAKE_KEY = "INSERT OR IGNORE INTO keys VALUES (?1)";
+constexpr const char* WRITE_ENTRY =
+    "INSERT INTO entries VALUES (?1, ?2, ?3, ?4)"
+    " ON CONFLICT (key, name) DO UPDATE SET type = excluded.type, data = excluded.data";
+constexpr const char* DELETE_ENTRY = "DELETE FROM entries WHERE key = ?1 AND name = ?2";
+
+using Database = std::unique_ptr<sqlite3, decltype([](sqlite3* database) { sqlite3_close_v2(database); })>;
+
+bool Execute(sqlite3* database, const char* sql) {
+    return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+// A prepared statement, used by one `Run` at a time.
+class Statement {
+ public:
+    bool Prepare(sqlite3* database, const char* sql) {
+        if (statement != nullptr) return true;
+        sqlite3_stmt* made = nullptr;
+        sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &made, nullptr);
+        statement.reset(made);
+        return made != nullptr;
+    }
+    sqlite3_stmt* get() const { return statement.get(); }
+
+ private:
+    std::unique_ptr<sqlite3_stmt, decltype([](sqlite3_stmt* made) { sqlite3_finalize(made); })> statement;
+};
+
+// One execution of a statement; the texts bound to it must outlive it.
+class Run {
+ public:
+    Run(const Statement& prepared, std::initializer_list<const char*> texts) : statement(prepared.get()) {
+        int index = 0;
+        for (const char* text : texts) sqlite3_bind_text(statement, ++index, text, -1, SQLITE_STATIC);
+    }
+    ~Run() {
+        sqlite3_reset(statement);
+        sqlite3_clear_bindings(statement);
+    }
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    bool HasRow() { return sqlite3_step(statement) == SQLITE_ROW; }
+    bool IsDone() { return sqlite3_step(statement) == SQLITE_DONE; }
+
+    sqlite3_stmt* const statement;
+};
+
+void BindValue(sqlite3_stmt* statement, const ProfileStore::Value& value) {
+    constexpr int TYPE = 3;
+    constexpr int DATA = 4;
+    if (const auto* number = std::get_if<std::int32_t>(&value)) {
+        sqlite3_bind_int(statement, TYPE, TYPE_INTEGER);
+        sqlite3_bind_int(statement, DATA, *number);
+        return;
+    }
+    const std::string& text = std::get<std::string>(value);
+    sqlite3_bind_int(statement, TYPE, TYPE_TEXT);
+    sqlite3_bind_text(statement, DATA, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+}
+
+std::optional<ProfileStore::Value> RowValue(sqlite3_stmt* row) {
+    switch (sqlite3_column_int(row, 0)) {
+        case TYPE_INTEGER:
+            return sqlite3_column_int(row, 1);
+        case TYPE_TEXT: {
+            const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, 1));
+            if (text == nullptr) return std::nullopt;
+            return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(row, 1)));
+        }
+        default:
+            return std::nullopt;
+    }
+}
+
+Database OpenDatabase(const std::string& path, int flags) {
+    sqlite3* opened = nullptr;
+    // The store's mutex is all the locking that a connection needs.
+    const int result = sqlite3_open_v2(path.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    Database database(opened);
+    if (result != SQLITE_OK) return nullptr;
+    sqlite3_busy_timeout(opened, BUSY_MILLISECONDS);
+    Execute(opened, "PRAGMA synchronous = FULL");
+    return database;
+}
+
+}  // namespace
+
+class ProfileStore::Connection {
+ public:
+    Connection(std::string filePath, Database opened)
+        : path(std::move(filePath)), identity(IdentifyFile(path.c_str())), database(std::move(opened)) {}
+
+    // When the file is gone, the journal at its path belongs to another one: closing must not remove that.
+    ~Connection() {
+        if (!IsAt(path)) sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    bool IsOurs() const { return process == ProcessId(); }
+    bool IsAt(const std::string& place) const {
+        return place == path && IdentifyFile(path.c_str()) == identity;
+    }
+
+    std::optional<Value> Read(const char* key, const char* name) {
+        if (!readEntry.Prepare(database.get(), READ_ENTRY)) return std::nullopt;
+        Run run(readEntry, {key, name});
+        return run.HasRow() ? RowValue(run.statement) : std::nullopt;
+    }
+
+    void Write(const char* key, const char* name, const Value& value) {
+        ChangeKey(key, [&] {
+            Run run(writeEntry, {key, name});
+            BindValue(run.statement, value);
+            return run.IsDone();
+        });
+    }
+
+    void Delete(const char* key, const char* name) {
+        ChangeKey(key, [&] { return Run(deleteEntry, {key, name}).IsDone(); });
+    }
+
+    void PrepareWriting(Journal journal) {
+        if (writable) return;
+        // Refused while others are at it; then the mode stays as it is, and either is safe.
+        if (journal == Journal::WriteAhead) Execute(database.get(), "PRAGMA journal_mode = WAL");
+        writable = InTransaction([this] { return Execute(database.get(), TABLES); }) &&
+                   makeKey.Prepare(database.get(), MAKE_KEY) &&
+                   writeEntry.Prepare(database.get(), WRITE_ENTRY) &&
+                   deleteEntry.Prepare(database.get(), DELETE_ENTRY);
+    }
+
+ private:
+    template <typename Change>
+    void ChangeKey(const char* key, Change change) {
+        if (!writable) return;
+        InTransaction([&] { return Run(makeKey, {key}).IsDone() && change(); });
+    }
+
+    // Takes the write lock at once, so that two writers never wait for each other.
+    template <typename Change>
+    bool InTransaction(Change change) {
+        if (!Execute(database.get(), "BEGIN IMMEDIATE")) return false;
+        if (change() && Execute(database.get(), "COMMIT")) return true;
+        Execute(database.get(), "ROLLBACK");
+        return false;
+    }
+
+    const int process = ProcessId();
+    const std::string path;
+    const FileIdentity identity;
+    bool writable = false;
+    Database database;
+    // Behind the database, so that they go first.
+    Statement readEntry;
+    Statement makeKey;
+    Statement writeEntry;
+    Statement deleteEntry;
+};
+
+ProfileStore::ProfileStore(PathFinder hivePath, Journal hiveJournal)
+    : findPath(hivePath), journal(hiveJournal) {}
+
+ProfileStore::~ProfileStore() = default;
+
+std::optional<ProfileStore::Value> ProfileStore::Read(const char* key, const char* name) {
+    const std::lock_guard lock(mutex);
+    Connection* open = Connect(Access::Read);
+    return open != nullptr ? open->Read(key, name) : std::nullopt;
+}
+
+void ProfileStore::Write(const char* key, const char* name, const Value& value) {
+    const std::lock_guard lock(mutex);
+    if (Connection* open = Connect(Access::Write)) open->Write(key, name, value);
+}
+
+void ProfileStore::Delete(const char* key, const char* name) {
+    const std::lock_guard lock(mutex);
+    if (Connection* open = Connect(Access::Write)) open->Delete(key, name);
+}
+
+void ProfileStore::Close() {
+    const std::lock_guard lock(mutex);
+    Drop();
+}
+
+void ProfileStore::BeforeFork() {
+    mutex.lock();
+    Drop();
+}
+
+ProfileStore::Connection* ProfileStore::Connect(Access access) {
+    const std::string path = findPath();
+    if (connection != nullptr && !(connection->IsOurs() && connection->IsAt(path))) Drop();
+    if (connection == nullptr && !path.empty()) {
+        int flags = SQLITE_OPEN_READWRITE;
+        if (access == Access::Write) {
+            std::error_code ignored;
+            std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+            flags |= SQLITE_OPEN_CREATE;
+        }
+        if (Database database = OpenDatabase(path, flags)) {
+            connection = std::make_unique<Connection>(path, std::move(database));
+        }
+    }
+    if (connection != nullptr && access == Access::Write) connection->PrepareWriting(journal);
+    return connection.get();
+}
+
+// A connection of another process (of a parent that forked without notice) must be neither used nor closed
+// here.
+void ProfileStore::Drop() {
+    if (connection != nullptr && !connection->IsOurs()) static_cast<void>(connection.release());
+    connection.reset();
+}
+
+}  // namespace tc

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <variant>
+
+// Internal.
+namespace tc {
+
+// One hive of the settings profile: keys that hold named values, in one SQLite database. Keys and names
+// compare without case (ASCII). Every write is a transaction of its own, on the disk when it returns; several
+// processes and threads may use a hive at once, and a crash loses no more than the write in progress.
+//
+// The connection is kept between calls, but never across a fork: call `BeforeFork` and `AfterFork` around it.
+// It is made anew when the path of the hive changes, and when the file is removed or replaced. Reading makes
+// no file.
+//
+// Failures are silent: nothing is read, nothing is written.
+class ProfileStore {
+ public:
+    using Value = std::variant<std::int32_t, std::string>;
+    // How writes become durable. WriteAhead is faster; Rollback lets those read who may not write in the
+    // folder.
+    enum class Journal { WriteAhead, Rollback };
+    // The hive's file; empty when there is none.
+    using PathFinder = std::string (*)();
+
+    ProfileStore(PathFinder hivePath, Journal hiveJournal);
+    ~ProfileStore();
+
+    std::optional<Value> Read(const char* key, const char* name);
+    // Makes the key when there is none.
+    void Write(const char* key, const char* name, const Value& value);
+    // Leaves the key, and makes it when there is none.
+    void Delete(const char* key, const char* name);
+    void Close();
+
+    // In the parent before the fork, and after it on both sides. The store is locked in between.
+    void BeforeFork();
+    void AfterFork() { mutex.unlock(); }
+
+ private:
+    class Connection;
+    enum class Access { Read, Write };
+
+    Connection* Connect(Access access);
+    void Drop();
+
+    PathFinder findPath;
+    Journal journal;
+    std::mutex mutex;
+    std::unique_ptr<Connection> connection;
+};
+
+}  // namespace tc
