@@ -102,9 +102,9 @@ class TCArray {
     }
 
     void Assign(const TCArray& other) {
-        SetSize(-1);
+        SetSize(-1, other.growBy);
         if (other.size == 0) return;
-        SetSize(other.size, other.growBy);
+        SetSize(other.size);
         std::copy_n(other.data, other.size, data);
     }
 
@@ -136,3 +136,6 @@ void TCArray<TYPE, ARG_TYPE>::SetSize(int newSize, int newGrowBy) {
         std::destroy_n(data + kept, size - kept);
     size = kept;
 }
+
+// The table of virtual operations, the storage and three 32-bit numbers.
+static_assert(sizeof(TCArray<char>) == 32 && sizeof(TCArray<double, double>) == 32);

@@ -1,6 +1,7 @@
 #include "sigweave/foundation/TCString.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <new>
@@ -122,6 +123,8 @@ bool TCString::TestNULL(const char* a, const char* b, int& result) {
 // ---------------------------------------------------------------------------------------------
 
 void TCString::Init() {
+    static_assert(offsetof(TCString, data) == 0 && offsetof(TCString, length) == 8 &&
+                  offsetof(TCString, alloc) == 12);
     data = nullptr;
     length = 0;
     alloc = 0;
@@ -240,8 +243,8 @@ int OrderNoCase(const char* a, const char* b) {
     while (a < endA && b < endB) {
         const tc::Character left = tc::CharacterAt(a, endA);
         const tc::Character right = tc::CharacterAt(b, endB);
-        const char32_t lowLeft = tc::ToLower(left.code), lowRight = tc::ToLower(right.code);
-        if (lowLeft != lowRight) return lowLeft < lowRight ? -1 : 1;
+        if (!tc::EqualNoCase(left.code, right.code))
+            return tc::ToLower(left.code) < tc::ToLower(right.code) ? -1 : 1;
         a += left.bytes;
         b += right.bytes;
     }

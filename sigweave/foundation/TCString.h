@@ -190,7 +190,9 @@ class TC_API TCString {
     void FormatVAppend(const char* format, va_list arguments);
     static TCString FormatS(const char* format, ...);
     static TCString FormatVS(const char* format, va_list arguments);
-    // With numbered inserts %1, %2!d!, ...; a format that is wrong leaves the string unchanged.
+    // With numbered inserts, for texts that are translated: %1 is the first argument as text, %2!5.1f! the
+    // second by the rules of printf. %% is a percent sign, %n a line feed, %t a tab; %0 ends the message. A
+    // wrong format leaves the string unchanged.
     void FormatMessageA(const char* format, ...);
 
     // --- Code pages: 0 the locale's, 65001 UTF-8

@@ -123,9 +123,13 @@ int Opposite(int n) {
 int TCString::Find(char character, int start) const {
     start = std::max(start, 0);
     if (start >= length) return -1;
-    const Text text(data + start);
-    int run = LeadingRun(text, [&](Text here, char32_t) { return here != Text(&character, 1); });
-    return run < static_cast<int>(text.size()) ? start + run : -1;
+    const Text rest(data + start);
+    const char* const end = rest.data() + rest.size();
+    const tc::TextFinder finder(Text(&character, 1));
+    const char* hit = finder.Find(rest.data(), end);
+    while (hit != end && tc::CharacterAt(hit, end).bytes > 1)
+        hit = finder.Find(hit + tc::CharacterAt(hit, end).bytes, end);
+    return hit != end ? static_cast<int>(hit - data) : -1;
 }
 
 int TCString::Find(const char* text, int start) const {
@@ -362,7 +366,8 @@ TCString TCString::Left(int count) const {
 
 TCString TCString::Right(int count, DataFormat format) const {
     const int end = static_cast<int>(Content(*this, format).size());
-    return count >= end ? *this : TCString(data + end - std::max(count, 0), count);
+    count = std::max(count, 0);
+    return count >= end ? *this : TCString(data + end - count, count);
 }
 
 TCString TCString::SpanIncluding(const char* set) const {

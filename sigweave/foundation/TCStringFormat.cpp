@@ -2,10 +2,12 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <memory>
+#include <cwchar>
+#include <iterator>
 #include <string>
 #include <string_view>
 
+#include "sigweave/foundation/MessageFormat.h"
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/CodePage.h"
 
@@ -14,29 +16,34 @@ namespace {
 constexpr int FIRST_ROOM = 1024;
 constexpr int LAST_ROOM = INT32_MAX - 2;
 
-// The output of one print. It has a buffer of its own, so that the arguments may be texts of the string that
-// is to receive it.
+// The output of one print, or the format itself where the C library refuses it. It keeps the text apart, so
+// that format and arguments may be texts of the string that is to receive it.
 class Printed {
  public:
-    Printed(const char* format, va_list arguments) {
+    Printed(const char* format, va_list arguments, int most) {
         va_list again;
         va_copy(again, arguments);
-        length = std::vsnprintf(small, sizeof small, format, arguments);
-        if (length > FIRST_ROOM) {
-            large = std::make_unique_for_overwrite<char[]>(static_cast<std::size_t>(length) + 1);
-            length = std::vsnprintf(large.get(), static_cast<std::size_t>(length) + 1, format, again);
+        const int count = std::vsnprintf(small, sizeof small, format, arguments);
+        if (count < 0 || count > most) {
+            large = format;
+        } else if (count > FIRST_ROOM) {
+            large.resize(static_cast<std::size_t>(count) + 1);
+            std::vsnprintf(large.data(), large.size(), format, again);
+            large.pop_back();
+        } else {
+            smallLength = static_cast<std::size_t>(count);
         }
         va_end(again);
     }
 
-    // Negative when the C library refused the format or an argument.
-    int GetLength() const { return length; }
-    const char* GetText() const { return large != nullptr ? large.get() : small; }
+    std::string_view GetText() const {
+        return smallLength > 0 ? std::string_view(small, smallLength) : std::string_view(large);
+    }
 
  private:
-    int length;
     char small[FIRST_ROOM + 1];
-    std::unique_ptr<char[]> large;
+    std::size_t smallLength = 0;
+    std::string large;
 };
 
 std::u16string ToUtf16(const wchar_t* text, int len) {
@@ -96,16 +103,23 @@ void TCString::FormatVAppend(const char* format, va_list arguments) {
 // The room is doubled until the text fits, so that a string that is formatted again and again seldom grows.
 void TCString::PrintAt(int offset, const char* format, va_list arguments) {
     if (format == nullptr) format = s_Empty;
-    const Printed printed(format, arguments);
-    const bool refused = printed.GetLength() < 0;
-    const std::string fallback(refused ? format : "");
-    const int count = refused ? static_cast<int>(fallback.size()) : printed.GetLength();
+    const Printed printed(format, arguments, LAST_ROOM - offset);
+    const std::string_view text = printed.GetText();
     std::int64_t room = FIRST_ROOM;
-    while (room < count) room = std::min<std::int64_t>(2 * room, LAST_ROOM);
-    Reserve(offset + room + 2);
-    std::copy_n(refused ? fallback.c_str() : printed.GetText(), count, data + offset);
-    length = offset + count;
+    while (room < std::ssize(text)) room *= 2;
+    Reserve(offset + std::min<std::int64_t>(room, LAST_ROOM - offset) + 2);
+    std::copy(text.begin(), text.end(), data + offset);
+    length = offset + static_cast<int>(text.size());
     data[length] = '\0';
+}
+
+void TCString::FormatMessageA(const char* format, ...) {
+    std::string message;
+    va_list arguments;
+    va_start(arguments, format);
+    if (tc::FormatMessage(format, arguments, message))
+        AllocCopy(message.data(), static_cast<int>(message.size()));
+    va_end(arguments);
 }
 
 const char* TCString::ToMultibyte(const char16_t* text, int len, unsigned codePage) {

@@ -44,6 +44,11 @@ bool IsSpace(char32_t code);
 char32_t ToUpper(char32_t code);
 char32_t ToLower(char32_t code);
 
+// Whether two characters differ in nothing but their case.
+inline bool EqualNoCase(char32_t a, char32_t b) {
+    return a == b || ToLower(a) == ToLower(b);
+}
+
 // Appends the character in the locale's character set; false, with nothing appended, when it has no such
 // character.
 bool AppendCharacter(std::string& text, char32_t code);
