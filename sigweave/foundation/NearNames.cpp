@@ -35,8 +35,8 @@ std::size_t EditDistance(const CString& a, const CString& b) {
 
 // The rank of a candidate, 0 being the best; -1 when it is not near.
 int Rank(const CString& typed, const CString& candidate) {
-    const auto [shorter, longer] = std::minmax(typed.size(), candidate.size());
-    if (shorter == 0 || longer > LONGEST_NAME) return -1;
+    const std::size_t longer = std::max(typed.size(), candidate.size());
+    if (typed.empty() || candidate.empty() || longer > LONGEST_NAME) return -1;
     const CString name = Lowered(typed);
     const CString wanted = Lowered(candidate);
     const std::size_t limit = std::max<std::size_t>(1, longer / 3);

@@ -7,9 +7,8 @@
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/module/TCTranslated.h"
+#include "sigweave/services/Profile.h"
 #include "sigweave/services/StringResources.h"
-
-TC_API TCString ChangeRegistryPath(const char* path);
 
 namespace {
 
