@@ -1,13 +1,13 @@
 #include "sigweave/persistence/ParameterParser.h"
 
 #include <algorithm>
-#include <utility>
 
-#include "sigweave/foundation/StringConversion.h"
 #include "sigweave/persistence/ParameterValue.h"
 
 namespace tc {
 namespace {
+
+constexpr std::size_t FEW_PARAMETERS = 64;
 
 bool IsLineEnd(char c) {
     return c == '\r' || c == '\n';
@@ -20,15 +20,26 @@ TCString TextOf(const char* from, const char* to) {
 }  // namespace
 
 bool ParameterParser::ReadAll() {
-    while (FindNext())
+    while (FindNext()) {
+        ReserveAhead();
         if (!Read()) return false;
+    }
     return error.IsEmpty();
 }
 
+// Makes room for as many parameters as the rest of the text holds if it goes on like this, so that a long
+// text does not move its table again and again.
+void ParameterParser::ReserveAhead() {
+    std::vector<ParameterRecord>& all = table.parameters;
+    if (all.size() < FEW_PARAMETERS || all.size() < all.capacity()) return;
+    const double share = static_cast<double>(end - begin) / static_cast<double>(p - begin);
+    all.reserve(
+        static_cast<std::size_t>(static_cast<double>(all.size()) * std::clamp(share * 1.05, 2.0, 32.0)));
+}
+
 void ParameterParser::GoTo(const ParameterRecord& parameter) {
-    found = ParameterRecord();
-    found.first = parameter.first;
-    found.start = parameter.start;
+    first = parameter.first;
+    start = parameter.start;
     section = parameter.section;
     p = begin + parameter.start;
 }
@@ -48,16 +59,23 @@ bool ParameterParser::FindNext() {
 }
 
 bool ParameterParser::Read() {
-    found.section = section;
+    found = &table.parameters.emplace_back();
+    found->section = section;
+    found->first = first;
+    found->start = start;
     ReadName();
-    if (!ReadValue()) return false;
-    table.parameters.push_back(std::move(found));
-    return true;
+    if (ReadValue()) return true;
+    table.parameters.pop_back();
+    return false;
 }
 
 bool ParameterParser::Fail(const TCString& message) {
     error = message;
     return false;
+}
+
+bool ParameterParser::FailHere(const char* message) {
+    return Fail(message + (" at parameter " + FoundName()));
 }
 
 bool ParameterParser::ReadSection() {
@@ -73,38 +91,34 @@ bool ParameterParser::ReadSection() {
 bool ParameterParser::ReadPrefix() {
     const std::ptrdiff_t prefix = syntax.prefixes.MatchAt(p, end);
     if (prefix == 0 && !syntax.prefixes.IsEmpty()) return Fail("Parameter prefix character is missing!");
-    found = ParameterRecord();
-    found.first = IndexOf(p);
+    first = IndexOf(p);
     p += prefix;
-    found.start = IndexOf(p);
+    start = IndexOf(p);
     return true;
 }
 
 void ParameterParser::ReadName() {
-    const char* start = p;
     while (p != end && syntax.splitStrs.MatchAt(p, end) == 0 && syntax.delimiters.MatchAt(p, end) == 0) ++p;
-    found.nameEnd = IndexOf(p - 1);
-    found.name = TextOf(start, p);
+    found->nameEnd = IndexOf(p - 1);
 }
 
 bool ParameterParser::ReadValue() {
     const std::ptrdiff_t split = syntax.splitStrs.MatchAt(p, end);
     p += split;
     if (split == 0 || syntax.delimiters.MatchAt(p, end) != 0) return true;
-    const TCString where = " at parameter " + found.name;
-    if (p == end) return Fail("Value is missing" + where);
-    const char* start = p;
+    if (p == end) return FailHere("Value is missing");
+    const char* value = p;
     if (IsQuotationMark(*p)) {
         p = FindEndOfQuoted(p);
-        if (p == nullptr) return Fail("Ending quotation mark is missing" + where);
+        if (p == nullptr) return FailHere("Ending quotation mark is missing");
         if (syntax.delimiters.MatchAt(p, end) == 0)
-            return Fail("Parameter delimiter is missing after ending quotation mark" + where);
+            return FailHere("Parameter delimiter is missing after ending quotation mark");
     } else {
         p = FindEndOfPlain(p);
     }
-    found.valueStart = IndexOf(start);
-    found.valueEnd = IndexOf(p - 1);
-    return StoreValue({start, static_cast<std::size_t>(p - start)});
+    found->valueStart = IndexOf(value);
+    found->valueEnd = IndexOf(p - 1);
+    return StoreValue({value, static_cast<std::size_t>(p - value)});
 }
 
 // Behind the closing mark, or null.
@@ -124,29 +138,27 @@ const char* ParameterParser::FindEndOfQuoted(const char* value) const {
 // At the delimiter or the end. Where parameters have prefixes, a delimiter without one behind it belongs to
 // the value.
 const char* ParameterParser::FindEndOfPlain(const char* value) const {
-    for (const char* q = value; q != end; ++q) {
-        const std::ptrdiff_t delimiter = syntax.delimiters.MatchAt(q, end);
-        if (delimiter == 0) continue;
-        const char* next = q + delimiter;
-        if (syntax.prefixes.IsEmpty() || next == end || syntax.prefixes.MatchAt(next, end) != 0) return q;
+    for (const char* q = value;; ++q) {
+        q = syntax.delimiters.FindFrom(q, end);
+        if (q == end || syntax.prefixes.IsEmpty()) return q;
+        const char* next = q + syntax.delimiters.MatchAt(q, end);
+        if (next == end || syntax.prefixes.MatchAt(next, end) != 0) return q;
     }
-    return end;
 }
 
 bool ParameterParser::StoreValue(std::string_view written) {
     const ValueNumbers numbers = ReadNumbers(written, syntax.decimalComma);
-    found.type = numbers.type;
-    found.integer = numbers.integer;
-    found.real = numbers.real;
-    const bool quoted = IsQuotationMark(written.front());
-    const std::string_view inner = quoted ? written.substr(1, written.size() - 2) : written;
-    found.value = TCString(inner.data(), static_cast<int>(inner.size()));
-    if (!quoted || !syntax.unquote) return true;
-    TCString plain;
-    if (!UnQuoteEscapeChar(plain, found.value))
-        return Fail("Error at unquoting value of parameter " + found.name);
-    found.value = std::move(plain);
-    return true;
+    found->type = numbers.type;
+    found->integer = numbers.integer;
+    found->real = numbers.real;
+    found->escaped = syntax.unquote && IsQuotationMark(written.front()) && written.find('\\') != written.npos;
+    TCString value;
+    if (!found->escaped || ReadText(value, written, true)) return true;
+    return Fail("Error at unquoting value of parameter " + FoundName());
+}
+
+TCString ParameterParser::FoundName() const {
+    return TextOf(begin + found->start, begin + found->nameEnd + 1);
 }
 
 }  // namespace tc

@@ -16,6 +16,7 @@ struct SectionRecord {
     TCString name;
 };
 
+// The texts of names and values stay in the text.
 struct ParameterRecord {
     static constexpr int NO_VALUE = -2;
 
@@ -25,11 +26,10 @@ struct ParameterRecord {
     int nameEnd = -1;
     int valueStart = -1;  // with the quotation marks
     int valueEnd = NO_VALUE;
-    TCString name;
-    TCString value;
-    TCProcessParameters::ParamValType type = TCProcessParameters::NO_VALUE;
     int integer = 0;
     double real = 0.0;
+    TCProcessParameters::ParamValType type = TCProcessParameters::NO_VALUE;
+    bool escaped = false;  // the value is to be unescaped
 
     bool HasValue() const { return valueEnd != NO_VALUE; }
 };
@@ -58,7 +58,7 @@ class ParameterParser {
     // Moves to the next parameter, adding the sections on the way; false at the end or on an error.
     bool FindNext();
     // Where the parameter found starts.
-    int Start() const { return found.start; }
+    int Start() const { return start; }
     // Adds the parameter found; false on an error.
     bool Read();
 
@@ -68,6 +68,8 @@ class ParameterParser {
  private:
     int IndexOf(const char* place) const { return static_cast<int>(place - begin); }
     bool Fail(const TCString& message);
+    bool FailHere(const char* message);
+    void ReserveAhead();
     bool ReadSection();
     bool ReadPrefix();
     void ReadName();
@@ -75,14 +77,17 @@ class ParameterParser {
     const char* FindEndOfQuoted(const char* value) const;
     const char* FindEndOfPlain(const char* value) const;
     bool StoreValue(std::string_view written);
+    TCString FoundName() const;
 
     const ParameterSyntax& syntax;
     const char* begin;
     const char* end;
     const char* p;
     ParameterTable& table;
-    ParameterRecord found;
     int section = 0;
+    int first = 0;
+    int start = 0;
+    ParameterRecord* found = nullptr;  // the last one of the table while it is read
     TCString error;
 };
 

@@ -1,17 +1,19 @@
 #include "sigweave/persistence/ParameterSyntax.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace tc {
 
 void TokenList::Clear() {
-    tokens.clear();
-    starts.fill(false);
+    *this = TokenList();
 }
 
 void TokenList::Add(const char* token) {
     if (token == nullptr || *token == '\0') return;
     tokens.emplace_back(token);
+    longest = std::max(longest, tokens.back().size());
+    startCount += MayStartWith(*token) ? 0 : 1;
     starts[static_cast<unsigned char>(*token)] = true;
 }
 
@@ -20,18 +22,24 @@ void TokenList::AddEachCharacter(const char* characters) {
     for (; *characters != '\0'; ++characters) Add(std::string(1, *characters).c_str());
 }
 
-std::size_t TokenList::LongestLength() const {
-    std::size_t longest = 0;
-    for (const std::string& token : tokens) longest = std::max(longest, token.size());
-    return longest;
+const char* TokenList::FindFrom(const char* p, const char* end) const {
+    while (p != end) {
+        if (startCount == 1) {
+            const void* start = std::memchr(p, tokens.front().front(), static_cast<std::size_t>(end - p));
+            p = start != nullptr ? static_cast<const char*>(start) : end;
+        }
+        if (MatchAt(p, end) != 0) return p;
+        if (p != end) ++p;
+    }
+    return end;
 }
 
 std::ptrdiff_t TokenList::LongestMatch(const char* p, const char* end) const {
     const std::string_view rest(p, static_cast<std::size_t>(end - p));
-    std::size_t longest = 0;
+    std::size_t best = 0;
     for (const std::string& token : tokens)
-        if (token.size() > longest && rest.starts_with(token)) longest = token.size();
-    return static_cast<std::ptrdiff_t>(longest);
+        if (token.size() > best && rest.starts_with(token)) best = token.size();
+    return static_cast<std::ptrdiff_t>(best);
 }
 
 bool TokenList::IsIn(std::string_view text) const {

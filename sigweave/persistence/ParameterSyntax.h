@@ -20,12 +20,16 @@ class TokenList {
     bool IsEmpty() const { return tokens.empty(); }
     // The one that edits write; empty when there is none.
     std::string_view First() const { return tokens.empty() ? std::string_view() : tokens.front(); }
-    std::size_t LongestLength() const;
+    std::size_t LongestLength() const { return longest; }
 
     // The number of characters that a token takes at `p`; 0 when there is none.
     std::ptrdiff_t MatchAt(const char* p, const char* end) const {
-        return p != end && starts[static_cast<unsigned char>(*p)] ? LongestMatch(p, end) : 0;
+        if (p == end || !MayStartWith(*p)) return 0;
+        return longest == 1 ? 1 : LongestMatch(p, end);
     }
+    // The first token from `p` on, or `end`.
+    const char* FindFrom(const char* p, const char* end) const;
+    bool MayStartWith(char c) const { return starts[static_cast<unsigned char>(c)]; }
     bool IsIn(std::string_view text) const;
     bool IsAtEndOf(std::string_view text) const;
 
@@ -34,6 +38,8 @@ class TokenList {
 
     std::vector<std::string> tokens;
     std::array<bool, 256> starts{};  // whether a token starts with that byte
+    std::size_t longest = 0;
+    int startCount = 0;  // bytes with which a token starts
 };
 
 // How a parameter text is written.

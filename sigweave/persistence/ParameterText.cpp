@@ -7,6 +7,9 @@
 #include <iterator>
 #include <tuple>
 #include <utility>
+#include <vector>
+
+#include "sigweave/persistence/ParameterValue.h"
 
 namespace tc {
 namespace {
@@ -36,25 +39,16 @@ int FirstFrom(const std::vector<ParameterRecord>& parameters, std::int64_t place
     return static_cast<int>(at - parameters.begin());
 }
 
-bool SameContent(const ParameterRecord& a, const ParameterRecord& b) {
-    return a.type == b.type && ViewOf(a.name) == ViewOf(b.name) && ViewOf(a.value) == ViewOf(b.value);
-}
-
-bool SameRecord(const ParameterRecord& a, const ParameterRecord& b) {
+// Of two readings of one text.
+bool AreSameParameters(const ParameterRecord& a, const ParameterRecord& b) {
     const auto places = [](const ParameterRecord& r) {
-        return std::tie(r.section, r.first, r.start, r.nameEnd, r.valueStart, r.valueEnd);
+        return std::tie(r.section, r.first, r.start, r.nameEnd, r.valueStart, r.valueEnd, r.type, r.escaped);
     };
-    return places(a) == places(b) && SameContent(a, b);
+    return places(a) == places(b);
 }
 
-bool SameRecord(const SectionRecord& a, const SectionRecord& b) {
-    return a.first == b.first && a.last == b.last && ViewOf(a.name) == ViewOf(b.name);
-}
-
-bool IsTheAdded(const ParameterRecord& parameter, const TableChange::Parameter& added) {
-    return parameter.section == added.section && ViewOf(parameter.name) == added.name &&
-           parameter.HasValue() == added.value.has_value() &&
-           ViewOf(parameter.value) == added.value.value_or("");
+bool AreSameSections(const SectionRecord& a, const SectionRecord& b) {
+    return a.first == b.first && a.last == b.last;
 }
 
 void Shift(ParameterRecord& parameter, int shift) {
@@ -73,6 +67,8 @@ void ParameterText::Clear() {
     error.Empty();
     table.parameters.clear();
     table.sections.assign(1, SectionRecord());
+    names.clear();
+    values.clear();
 }
 
 int ParameterText::Parse(const char* newText) {
@@ -93,12 +89,50 @@ bool ParameterText::Edit(int at, int removed, std::string_view inserted, const T
     Splice(at, removed, inserted);
     ParameterTable fresh;
     const std::optional<Window> window = ReadAround(at, removed, added, change, fresh);
-    if (!window || !IsAsMeant(fresh, *window, change)) {
+    if (!window || !IsAsMeant(fresh, *window, change, at, added - removed)) {
         Splice(at, added, cut);
         return false;
     }
     Store(std::move(fresh), *window, added - removed);
+    ForgetCopies(change);
     return true;
+}
+
+std::string_view ParameterText::NameOf(const ParameterRecord& parameter) const {
+    return View().substr(static_cast<std::size_t>(parameter.start),
+                         static_cast<std::size_t>(parameter.nameEnd + 1 - parameter.start));
+}
+
+const TCString& ParameterText::Name(int index) const {
+    const auto [entry, isNew] = names.try_emplace(index);
+    if (isNew) {
+        const std::string_view name = NameOf(table.parameters[static_cast<std::size_t>(index)]);
+        entry->second.AllocCopy(name.data(), static_cast<int>(name.size()));
+    }
+    return entry->second;
+}
+
+const TCString& ParameterText::Value(int index) const {
+    const auto [entry, isNew] = values.try_emplace(index);
+    if (isNew) entry->second = ReadValue(table.parameters[static_cast<std::size_t>(index)]);
+    return entry->second;
+}
+
+TCString ParameterText::ReadValue(const ParameterRecord& parameter) const {
+    TCString value;
+    if (parameter.HasValue())
+        ReadText(value,
+                 View().substr(static_cast<std::size_t>(parameter.valueStart),
+                               static_cast<std::size_t>(parameter.valueEnd + 1 - parameter.valueStart)),
+                 parameter.escaped);
+    return value;
+}
+
+void ParameterText::ForgetCopies(const TableChange& change) {
+    values.erase(change.parameter);
+    if (change.addedParameter && change.removedParameters == 1) return;
+    names.clear();
+    values.clear();
 }
 
 bool ParameterText::IsConsistent() const {
@@ -106,10 +140,9 @@ bool ParameterText::IsConsistent() const {
     fresh.sections.emplace_back();
     ParameterParser parser(syntax, View(), fresh);
     parser.ReadAll();
-    const auto same = [](const auto& a, const auto& b) { return SameRecord(a, b); };
     return ViewOf(parser.Error()) == ViewOf(error) &&
-           std::ranges::equal(fresh.sections, table.sections, same) &&
-           std::ranges::equal(fresh.parameters, table.parameters, same);
+           std::ranges::equal(fresh.sections, table.sections, AreSameSections) &&
+           std::ranges::equal(fresh.parameters, table.parameters, AreSameParameters);
 }
 
 int ParameterText::EndOf(const ParameterRecord& parameter) const {
@@ -166,33 +199,47 @@ std::optional<ParameterText::Window> ParameterText::ReadAround(int at, int remov
     return window;
 }
 
-bool ParameterText::IsAsMeant(const ParameterTable& fresh, const Window& window,
-                              const TableChange& change) const {
-    const int added = change.addedParameter ? 1 : 0;
-    if (std::ssize(fresh.parameters) !=
-        window.endParameter - window.firstParameter - change.removedParameters + added)
-        return false;
-    int index = window.firstParameter;
-    for (const ParameterRecord& parameter : fresh.parameters) {
-        const bool isNew = added != 0 && index == change.parameter;
-        const int before = index < change.parameter ? index : index - added + change.removedParameters;
-        ++index;
-        if (isNew) {
-            if (!IsTheAdded(parameter, *change.addedParameter)) return false;
-            continue;
-        }
-        const ParameterRecord& old = table.parameters[static_cast<std::size_t>(before)];
-        const bool movedUp = change.removedSection && old.section > *change.removedSection;
-        if (!SameContent(parameter, old) || parameter.section != old.section - (movedUp ? 1 : 0))
-            return false;
+bool ParameterText::IsTheAdded(const ParameterRecord& parameter, const TableChange::Parameter& added) const {
+    return parameter.section == added.section && NameOf(parameter) == added.name &&
+           parameter.HasValue() == added.value.has_value() &&
+           ViewOf(ReadValue(parameter)) == added.value.value_or("");
+}
+
+// Everything but the parameter and the section that change must stand where it stood, apart from the shift.
+bool ParameterText::IsAsMeant(const ParameterTable& fresh, const Window& window, const TableChange& change,
+                              int at, int shift) const {
+    if (change.parameter < window.firstParameter) return false;
+    std::vector<ParameterRecord> meant;
+    for (int i = window.firstParameter; i < window.endParameter; ++i) {
+        if (i >= change.parameter && i < change.parameter + change.removedParameters) continue;
+        ParameterRecord& moved = meant.emplace_back(table.parameters[static_cast<std::size_t>(i)]);
+        if (change.removedSection && moved.section > *change.removedSection) --moved.section;
+        if (moved.start >= at) Shift(moved, shift);
     }
-    std::vector<std::string_view> meant;
-    for (int section = window.firstSection; section < window.endSection; ++section)
-        if (section != change.removedSection)
-            meant.push_back(ViewOf(table.sections[static_cast<std::size_t>(section)].name));
-    if (change.addedSection) meant.push_back(*change.addedSection);
-    return std::ranges::equal(fresh.sections, meant, {},
-                              [](const SectionRecord& s) { return ViewOf(s.name); });
+    if (change.addedParameter) {
+        const auto index = static_cast<std::size_t>(change.parameter - window.firstParameter);
+        if (index >= fresh.parameters.size()) return false;
+        const ParameterRecord& added = fresh.parameters[index];
+        if (!IsTheAdded(added, *change.addedParameter)) return false;
+        meant.insert(meant.begin() + static_cast<std::ptrdiff_t>(index), added);
+    }
+    return std::ranges::equal(fresh.parameters, meant, AreSameParameters) &&
+           std::ranges::equal(fresh.sections, SectionsMeant(fresh, window, change, at, shift),
+                              AreSameSections);
+}
+
+std::vector<SectionRecord> ParameterText::SectionsMeant(const ParameterTable& fresh, const Window& window,
+                                                        const TableChange& change, int at, int shift) const {
+    std::vector<SectionRecord> meant;
+    for (int i = window.firstSection; i < window.endSection; ++i) {
+        const SectionRecord& old = table.sections[static_cast<std::size_t>(i)];
+        const int moved = old.first <= at ? 0 : shift;
+        if (i != change.removedSection) meant.push_back({old.first + moved, old.last + moved, {}});
+    }
+    if (change.addedSection && !fresh.sections.empty() &&
+        ViewOf(fresh.sections.back().name) == *change.addedSection)
+        meant.push_back(fresh.sections.back());
+    return meant;
 }
 
 void ParameterText::Store(ParameterTable&& fresh, const Window& window, int shift) {

@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/persistence/ParameterParser.h"
@@ -13,8 +15,8 @@ namespace tc {
 // What an edit of the text is meant to do to the table.
 struct TableChange {
     struct Parameter {
-        std::string_view name;
-        std::optional<std::string_view> value;
+        std::string name;
+        std::optional<std::string> value;
         int section = 0;
     };
 
@@ -22,7 +24,7 @@ struct TableChange {
     int removedParameters = 0;
     std::optional<Parameter> addedParameter;
     std::optional<int> removedSection;
-    std::optional<std::string_view> addedSection;  // behind all others
+    std::optional<std::string> addedSection;  // behind all others
 };
 
 // A parameter text and the table that was read from it. Edits replace characters and read only the
@@ -41,6 +43,12 @@ class ParameterText {
     std::string_view View() const { return {text, static_cast<std::size_t>(text.GetLength())}; }
     const TCString& Error() const { return error; }
     const ParameterTable& Table() const { return table; }
+    // As it stands in the text.
+    std::string_view NameOf(const ParameterRecord& parameter) const;
+    // Copies that are made when they are asked for; the index must be one of the table. A name lives until a
+    // parameter comes or goes, a value until it is changed.
+    const TCString& Name(int index) const;
+    const TCString& Value(int index) const;
     int ParameterCount() const { return static_cast<int>(table.parameters.size()); }
     int SectionCount() const { return static_cast<int>(table.sections.size()); }
 
@@ -66,12 +74,20 @@ class ParameterText {
     void Splice(int at, int removed, std::string_view inserted);
     std::optional<Window> ReadAround(int at, int removed, int inserted, const TableChange& change,
                                      ParameterTable& fresh) const;
-    bool IsAsMeant(const ParameterTable& fresh, const Window& window, const TableChange& change) const;
+    bool IsAsMeant(const ParameterTable& fresh, const Window& window, const TableChange& change, int at,
+                   int shift) const;
+    std::vector<SectionRecord> SectionsMeant(const ParameterTable& fresh, const Window& window,
+                                             const TableChange& change, int at, int shift) const;
+    bool IsTheAdded(const ParameterRecord& parameter, const TableChange::Parameter& added) const;
+    TCString ReadValue(const ParameterRecord& parameter) const;
+    void ForgetCopies(const TableChange& change);
     void Store(ParameterTable&& fresh, const Window& window, int shift);
 
     TCString text;
     TCString error;
     ParameterTable table;
+    mutable std::unordered_map<int, TCString> names;
+    mutable std::unordered_map<int, TCString> values;
 };
 
 }  // namespace tc

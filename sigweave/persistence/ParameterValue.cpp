@@ -5,7 +5,9 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
-#include <cstdint>
+#include <utility>
+
+#include "sigweave/foundation/StringConversion.h"
 
 namespace tc {
 namespace {
@@ -83,6 +85,16 @@ ValueNumbers ReadNumbers(std::string_view text, bool decimalComma) {
         numbers.type = TCProcessParameters::FLOAT;
     if (ReadInteger(number, numbers.integer) == number.size()) numbers.type = TCProcessParameters::INTEGER;
     return numbers;
+}
+
+bool ReadText(TCString& value, std::string_view written, bool escaped) {
+    if (!written.empty() && IsQuotationMark(written.front())) written = written.substr(1, written.size() - 2);
+    value.AllocCopy(written.data(), static_cast<int>(written.size()));
+    if (!escaped) return true;
+    TCString plain;
+    const bool valid = UnQuoteEscapeChar(plain, value);
+    value = std::move(plain);
+    return valid;
 }
 
 std::vector<std::string> WaysToWrite(std::string_view value, const ParameterSyntax& syntax) {

@@ -17,6 +17,10 @@ struct ValueNumbers {
 };
 ValueNumbers ReadNumbers(std::string_view text, bool decimalComma);
 
+// What a value says, from the way it is written: without its quotation marks, and with `escaped` without its
+// escapes. False when an escape is wrong.
+bool ReadText(TCString& value, std::string_view written, bool escaped);
+
 // The ways to write a value, the best first: as it is, unless it contains a delimiter; in quotation marks, if
 // it can be. Not every one need survive in a given text, so the caller reads back what it wrote.
 std::vector<std::string> WaysToWrite(std::string_view value, const ParameterSyntax& syntax);

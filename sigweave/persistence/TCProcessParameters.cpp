@@ -37,6 +37,11 @@ const Record& RecordAt(const std::vector<Record>& records, int index) {
     return index >= 0 && index < std::ssize(records) ? records[static_cast<std::size_t>(index)] : none;
 }
 
+const TCString& NoText() {
+    static const TCString none;
+    return none;
+}
+
 bool IsParameter(const ParameterText& text, int index) {
     return index >= 0 && index < text.ParameterCount();
 }
@@ -68,7 +73,7 @@ int Find(const ParameterText& text, FitsName fitsName, FitsSection fitsSection) 
             known = parameter.section;
             inSection = fitsSection(RecordAt(table.sections, known).name);
         }
-        if (inSection && fitsName(parameter.name)) return i;
+        if (inSection && fitsName(i)) return i;
     }
     return -1;
 }
@@ -120,7 +125,7 @@ bool AppendWithSection(ParameterText& text, const char* name, std::string_view s
     TableChange change;
     change.parameter = text.ParameterCount();
     change.addedParameter = {name, std::nullopt, text.SectionCount()};
-    change.addedSection = section;
+    change.addedSection = std::string(section);
     return text.Edit(text.Text().GetLength(), 0, added, change);
 }
 
@@ -137,7 +142,8 @@ bool ReplaceValue(ParameterText& text, int index, std::string_view written,
     TableChange change;
     change.parameter = index;
     change.removedParameters = 1;
-    change.addedParameter = {ViewOf(parameter.name), meant, parameter.section};
+    change.addedParameter = {std::string(text.NameOf(parameter)), {}, parameter.section};
+    if (meant) change.addedParameter->value = *meant;
     return text.Edit(at, end - at, inserted, change);
 }
 
@@ -244,7 +250,7 @@ int TCProcessParameters::GetParamCount() const {
 }
 
 const TCString& TCProcessParameters::GetParamName(int index) const {
-    return RecordAt(impl->Table().parameters, index).name;
+    return IsParameter(*impl, index) ? impl->Name(index) : NoText();
 }
 
 const TCString& TCProcessParameters::GetParamSection(int index) const {
@@ -264,7 +270,7 @@ double TCProcessParameters::GetParamValDbl(int index) const {
 }
 
 const TCString& TCProcessParameters::GetParamValStr(int index) const {
-    return RecordAt(impl->Table().parameters, index).value;
+    return IsParameter(*impl, index) ? impl->Value(index) : NoText();
 }
 
 int TCProcessParameters::GetParamPosition(int index) const {
@@ -289,15 +295,19 @@ int TCProcessParameters::FindParameter(const char* name, const char* section) co
     const std::string_view wanted = name;
     const std::string_view within = ViewOf(section);
     return Find(
-        *impl, [&](const TCString& text) { return ViewOf(text) == wanted; },
+        *impl, [&](int i) { return impl->NameOf(RecordAt(impl->Table().parameters, i)) == wanted; },
         [&](const TCString& text) { return section == nullptr || ViewOf(text) == within; });
 }
 
 int TCProcessParameters::FindParameterNoCase(const char* name, const char* section) const {
     if (name == nullptr) return -1;
-    return Find(
-        *impl, [&](const TCString& text) { return text.CompareNoCase(name) == 0; },
-        [&](const TCString& text) { return section == nullptr || text.CompareNoCase(section) == 0; });
+    TCString candidate;
+    const auto fitsName = [&](int i) {
+        const std::string_view text = impl->NameOf(RecordAt(impl->Table().parameters, i));
+        return candidate.AllocCopy(text.data(), static_cast<int>(text.size())).CompareNoCase(name) == 0;
+    };
+    return Find(*impl, fitsName,
+                [&](const TCString& text) { return section == nullptr || text.CompareNoCase(section) == 0; });
 }
 
 bool TCProcessParameters::SetParamValInt(int index, int value) {
