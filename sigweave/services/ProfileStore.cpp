@@ -6,7 +6,6 @@
 #include <initializer_list>
 #include <utility>
 
-#include "sigweave/platform/FileIdentity.h"
 #include "sigweave/platform/Fork.h"
 
 namespace tc {
@@ -116,19 +115,17 @@ Database OpenDatabase(const std::string& path, int flags) {
 class ProfileStore::Connection {
  public:
     Connection(std::string filePath, Database opened)
-        : path(std::move(filePath)), identity(IdentifyFile(path.c_str())), database(std::move(opened)) {}
+        : path(std::move(filePath)), database(std::move(opened)) {}
 
     // When the file is gone, the journal at its path belongs to another one: closing must not remove that.
     ~Connection() {
-        if (!IsAt(path)) sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        if (HasMoved()) sqlite3_db_config(database.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     }
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
     bool IsOurs() const { return process == ProcessId(); }
-    bool IsAt(const std::string& place) const {
-        return place == path && IdentifyFile(path.c_str()) == identity;
-    }
+    bool IsAt(const std::string& place) const { return place == path && !HasMoved(); }
 
     std::optional<Value> Read(const char* key, const char* name) {
         if (!readEntry.Prepare(database.get(), READ_ENTRY)) return std::nullopt;
@@ -159,6 +156,12 @@ class ProfileStore::Connection {
     }
 
  private:
+    bool HasMoved() const {
+        int moved = 0;
+        sqlite3_file_control(database.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved);
+        return moved != 0;
+    }
+
     template <typename Change>
     void ChangeKey(const char* key, Change change) {
         if (!writable) return;
@@ -176,7 +179,6 @@ class ProfileStore::Connection {
 
     const int process = ProcessId();
     const std::string path;
-    const FileIdentity identity;
     bool writable = false;
     Database database;
     // Behind the database, so that they go first.
