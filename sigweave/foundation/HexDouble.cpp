@@ -1,6 +1,5 @@
 #include "sigweave/foundation/HexDouble.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <charconv>
@@ -17,23 +16,40 @@ constexpr int LONGEST_TEXT = 25;
 constexpr int BIAS = 1023;
 constexpr int EXPONENT_MASK = 0x7FF;
 constexpr int MANTISSA_BITS = 52;
+constexpr int MANTISSA_DIGITS = MANTISSA_BITS / 4;
 constexpr std::uint64_t MANTISSA_MASK = (std::uint64_t{1} << MANTISSA_BITS) - 1;
 constexpr std::uint64_t SIGN = std::uint64_t{1} << 63;
 constexpr double NOT_A_NUMBER = std::bit_cast<double>(std::uint64_t{0xFFF8000000000000});
 
-// The value of a hex digit, or what else a character means among the digits.
-enum : signed char { NO_DIGIT = -1, END_OF_DIGITS = -2 };
+// What a character means among the digits: the value of a hex digit, 0 for any other, or that they end.
+constexpr signed char END_OF_DIGITS = -1;
 constexpr std::array<signed char, 256> HEX_VALUES = [] {
     std::array<signed char, 256> values{};
-    values.fill(NO_DIGIT);
     for (unsigned i = 0; i < 10; ++i) values['0' + i] = static_cast<signed char>(i);
     for (unsigned i = 0; i < 6; ++i) values['a' + i] = values['A' + i] = static_cast<signed char>(10 + i);
     values['p'] = values['P'] = values['\0'] = END_OF_DIGITS;
     return values;
 }();
 
+constexpr char HEX_DIGITS[] = "0123456789abcdef";
+
+// Both digits of every byte.
+constexpr std::array<std::array<char, 2>, 256> HEX_PAIRS = [] {
+    std::array<std::array<char, 2>, 256> pairs{};
+    for (unsigned i = 0; i < 256; ++i) pairs[i] = {HEX_DIGITS[i / 16], HEX_DIGITS[i % 16]};
+    return pairs;
+}();
+
+char* WriteMantissa(char* p, std::uint64_t mantissa) {
+    *p++ = HEX_DIGITS[mantissa >> (MANTISSA_BITS - 4)];
+    for (int shift = MANTISSA_BITS - 12; shift >= 0; shift -= 8, p += 2)
+        std::memcpy(p, HEX_PAIRS[mantissa >> shift & 0xFF].data(), 2);
+    return p;
+}
+
+// Without a branch, since the signs of measured values are hard to foretell.
 const char* SkipSign(const char* text) {
-    return *text == '-' || *text == '+' ? text + 1 : text;
+    return text + (static_cast<int>(*text == '-') | static_cast<int>(*text == '+'));
 }
 
 bool IsHexPrefix(const char* text) {
@@ -42,11 +58,13 @@ bool IsHexPrefix(const char* text) {
 
 // The exponent mark ends the digits early; any other character that is no digit counts as zero.
 const char* ReadMantissa(const char* text, std::uint64_t& mantissa) {
-    for (int shift = MANTISSA_BITS - 4; shift >= 0; shift -= 4, ++text) {
+    int left = MANTISSA_DIGITS;
+    for (; left > 0; --left, ++text) {
         const int digit = HEX_VALUES[static_cast<unsigned char>(*text)];
         if (digit == END_OF_DIGITS) break;
-        mantissa |= static_cast<std::uint64_t>(std::max(digit, 0)) << shift;
+        mantissa = mantissa << 4 | static_cast<unsigned>(digit);
     }
+    mantissa <<= 4 * left;
     return text;
 }
 
@@ -77,8 +95,7 @@ char* DoubleToHexString(char* dst, int size, const double& value) {
     if ((bits & SIGN) != 0) *p++ = '-';
     std::memcpy(p, biased != 0 ? "0x1." : "0x0.", 4);
     p += 4;
-    for (int shift = MANTISSA_BITS - 4; shift >= 0; shift -= 4)
-        *p++ = "0123456789abcdef"[mantissa >> shift & 15];
+    p = WriteMantissa(p, mantissa);
     const int exponent = biased != 0 ? biased - BIAS : mantissa != 0 ? 1 - BIAS : 0;
     *p++ = 'p';
     if (exponent >= 0) *p++ = '+';
@@ -88,16 +105,17 @@ char* DoubleToHexString(char* dst, int size, const double& value) {
 
 double HexString2Double(const char* text, char** end) {
     if (text == nullptr) return NOT_A_NUMBER;
-    std::uint64_t bits = *text == '-' ? SIGN : 0;
+    const std::uint64_t sign = *text == '-' ? SIGN : 0;
     text = SkipSign(text);
     if (!IsHexPrefix(text) || (text[2] != '0' && text[2] != '1') || text[3] != '.') return NOT_A_NUMBER;
     const bool leadingOne = text[2] == '1';
-    text = ReadMantissa(text + 4, bits);
+    std::uint64_t mantissa = 0;
+    text = ReadMantissa(text + 4, mantissa);
     if (*text != 'p' && *text != 'P') return NOT_A_NUMBER;
     const int exponent = ReadExponent(text + 1, end);
-    if ((exponent == 0 && !leadingOne) || exponent == -BIAS) return std::bit_cast<double>(bits);
+    if ((exponent == 0 && !leadingOne) || exponent == -BIAS) return std::bit_cast<double>(sign | mantissa);
     const auto biased = static_cast<std::uint32_t>(exponent) + (leadingOne ? BIAS : BIAS - 1);
-    return std::bit_cast<double>(bits | std::uint64_t{biased & EXPONENT_MASK} << MANTISSA_BITS);
+    return std::bit_cast<double>(sign | mantissa | std::uint64_t{biased & EXPONENT_MASK} << MANTISSA_BITS);
 }
 
 double StringToDouble(const char* text, char** end) {

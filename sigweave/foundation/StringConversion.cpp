@@ -170,7 +170,8 @@ TCString ParamValue(const char* text, int maxLen) {
         return TCString(text, static_cast<int>(strnlen(text, static_cast<std::size_t>(std::max(maxLen, 0)))));
     const char* lineFeed = std::strchr(text, '\n');
     TCString value(text, lineFeed != nullptr ? static_cast<int>(lineFeed - text) : 0);
-    return value.TrimLeft().TrimRight();
+    value.TrimLeft().TrimRight();
+    return value;
 }
 
 // The two list families under the same names.
@@ -210,8 +211,9 @@ int Count(const std::vector<T>& list) {
 
 template <class List>
 int SplitTexts(const char* text, List& out, const char* separator, bool keepSeparator) {
+    const std::string source(text != nullptr ? text : "");  // the text may be an element of the list
+    std::string_view rest = source;
     Clear(out);
-    std::string_view rest(text != nullptr ? text : "");
     const std::string_view between(separator != nullptr ? separator : "");
     if (between.empty()) {
         AddText(out, rest);

@@ -9,7 +9,6 @@
 // state; any thread. Unless said otherwise `dst` may be the text that is read.
 
 // --- Integers
-// ---------------------------------------------------------------------------------------------
 
 // Read an integer of 32 bits at `p` and move `p` past it; beyond the range the nearest limit is answered.
 // With base 0 a prefix 0x means 16 and a sign or a digit 10; on anything else, and for a null `p`, the answer
@@ -18,7 +17,6 @@ TC_API int GetNumber(const char*& p, int base);
 TC_API unsigned long GetNumberU(const char*& p, int base);
 
 // --- Escaping
-// ---------------------------------------------------------------------------------------------
 
 // Resolves the backslash escapes of `src`: \" \' \? \\ \a \b \f \n \r \t \v, \x with one or two hex digits,
 // one to three octal digits, and \c for the byte 17 (deliberately, for the files written with it). False when
@@ -36,7 +34,6 @@ TC_API TCString& URLEncode(TCString& dst, const char* src);
 TC_API TCString& URLDecode(TCString& dst, const char* src);
 
 // --- Lines
-// ---------------------------------------------------------------------------------------------
 
 // A constant text of `n` spaces, at most 100.
 TC_API const char* TCIndentSpaces(int n);
@@ -56,7 +53,6 @@ TC_API bool ParseParam(const char* text, const char* name, int& value);
 TC_API bool ParseParam(const char* text, const char* name, double& value);
 
 // --- Lists: fill `out` anew and answer the number of elements
-// ---------------------------------------------------------------------------------------------
 
 // The texts between the separators; with `keepSeparator` each ends with its separator. A separator at the end
 // begins no further element. With an empty separator the whole text is one element.
@@ -77,7 +73,6 @@ TC_API int ConvertStringToDblArray(const char* text, TCArray<double, const doubl
 TC_API int ConvertStringToDblArray(const char* text, CArray<double>& out, bool decimalComma);
 
 // --- XML
-// ---------------------------------------------------------------------------------------------
 
 // The text (up to its first zero byte) as UTF-16 in `dst`, whose buffer is answered. A byte order mark
 // decides how the text is encoded, then an encoding="UTF-8" in its declaration, else it is code page 0.

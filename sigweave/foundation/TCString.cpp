@@ -25,7 +25,6 @@ int Sign(int value) {
 }  // namespace
 
 // --- Construction and assignment
-// ---------------------------------------------------------------------------------------------
 
 TCString::TCString(char character, int count) {
     if (count < 1) return;
@@ -90,7 +89,6 @@ TCString& TCString::operator=(char character) {
 }
 
 // --- Access
-// ---------------------------------------------------------------------------------------------
 
 TCString& TCString::SetAt(int index, char character) {
     if (index >= 0 && index < length) data[index] = character;
@@ -120,7 +118,6 @@ bool TCString::TestNULL(const char* a, const char* b, int& result) {
 }
 
 // --- Storage
-// ---------------------------------------------------------------------------------------------
 
 void TCString::Init() {
     static_assert(offsetof(TCString, data) == 0 && offsetof(TCString, length) == 8 &&
@@ -233,7 +230,6 @@ TCString& TCString::operator+=(const char* text) {
 }
 
 // --- Comparison
-// ---------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -338,9 +334,9 @@ bool operator>=(const char* a, const TCString& b) {
 namespace {
 
 TCString Joined(const char* a, int aLength, const char* b, int bLength) {
-    TCString result;
-    result.GetBuffer(aLength + bLength);
-    return result.Append(a, aLength).Append(b, bLength);
+    TCString result(a, aLength);
+    result.Append(b, bLength);
+    return result;
 }
 
 }  // namespace

@@ -51,7 +51,6 @@ class TC_API TCString {
     TCString& operator=(char character);
 
     // --- Access
-    // ---------------------------------------------------------------------------------------------
 
     int GetLength() const { return length; }
     bool IsEmpty() const { return length == 0; }
@@ -82,7 +81,6 @@ class TC_API TCString {
     void ResetDataFormat() {}
 
     // --- Buffer access, for code that fills the buffer itself
-    // ---------------------------------------------------
 
     // At least `minLen` + 1 bytes of storage, the content kept. Below 1 nothing is done.
     char* GetBuffer(int minLen);
@@ -111,7 +109,6 @@ class TC_API TCString {
     TCString& Append(const char* src, int n);
 
     // --- Comparison: negative, zero or positive; a null text is smaller than every string
-    // ------------------------
 
     int Compare(const char* text) const;
     int CompareNoCase(const char* text) const;
@@ -121,7 +118,6 @@ class TC_API TCString {
     int CompareBin(const TCString& other) const;
 
     // --- Searching: a byte index, or -1
-    // -----------------------------------------------------------------------
 
     int Find(char character, int start = 0) const;
     // `start` must not be negative.
@@ -135,7 +131,6 @@ class TC_API TCString {
     int FindStringIndex(const TCString& sub, int n, DataFormat format = ASCII) const;
 
     // --- Editing in place
-    // ---------------------------------------------------------------------------------------
 
     // Both answer the new length.
     int Insert(int index, char character);
@@ -162,7 +157,6 @@ class TC_API TCString {
     TCString& operator+=(const char* text);
 
     // --- Cutting: a new string each
-    // ----------------------------------------------------------------------------
 
     TCString Mid(int first, int count) const;
     TCString Mid(int first) const;
@@ -179,7 +173,6 @@ class TC_API TCString {
     TCString MidOf(const TCString& a, int na, const TCString& b, int nb, DataFormat format = ASCII) const;
 
     // --- Formatting
-    // ---------------------------------------------------------------------------------------------
 
     // By the rules of printf. A format that the C library refuses leaves the format text itself, so that a
     // message is never lost. The arguments may be texts of this string.
@@ -196,7 +189,6 @@ class TC_API TCString {
     void FormatMessageA(const char* format, ...);
 
     // --- Code pages: 0 the locale's, 65001 UTF-8
-    // ----------------------------------------------------------------
 
     // `len` counts UTF-16 units; -1 takes all up to the terminator.
     const char* ToMultibyte(const char16_t* text, int len = -1, unsigned codePage = 0);

@@ -118,7 +118,6 @@ int Opposite(int n) {
 }  // namespace
 
 // --- Searching
-// ---------------------------------------------------------------------------------------------
 
 int TCString::Find(char character, int start) const {
     start = std::max(start, 0);
@@ -209,7 +208,6 @@ int TCString::FindStringIndex(const TCString& sub, int n, DataFormat format) con
 }
 
 // --- Editing
-// ---------------------------------------------------------------------------------------------
 
 int TCString::Insert(int index, char character) {
     index = std::clamp(index, 0, static_cast<int>(length));
@@ -348,7 +346,6 @@ TCString& TCString::TrimRight(const TCString& set, DataFormat format) {
 }
 
 // --- Cutting
-// ---------------------------------------------------------------------------------------------
 
 TCString TCString::Mid(int first, int count) const {
     first = std::max(first, 0);
