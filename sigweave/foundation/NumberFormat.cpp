@@ -13,8 +13,7 @@
 
 namespace {
 
-// --- Scaling by powers of ten
-// ----------------------------------------------------------------------------------
+// --- Scaling by powers of ten --------------------------------------------------------------------
 
 // Takes 10^exponent to `value` by `apply` in steps that each are in the table.
 template <typename Apply>
@@ -35,8 +34,7 @@ std::uint64_t ScaledInteger(double value, int shift) {
     return static_cast<std::uint64_t>(Scale(value, shift, std::multiplies<>()) + 0.5);
 }
 
-// --- Decimal digits
-// --------------------------------------------------------------------------------------------
+// --- Decimal digits ------------------------------------------------------------------------------
 
 constexpr int MAX_DIGITS = 17;  // behind the first one
 constexpr int EXPONENT_WIDTH = 5;
@@ -145,8 +143,7 @@ Mantissa ExponentialMantissa(double magnitude, int& exponent, int digits) {
     return {scaled, decimals, digits - decimals};
 }
 
-// --- Styles
-// ----------------------------------------------------------------------------------------------------
+// --- Styles --------------------------------------------------------------------------------------
 
 struct Style {
     bool fixed;
@@ -157,7 +154,7 @@ struct Style {
 Style SignificantStyle(int exponent, int digits) {
     constexpr int MAX_DECIMALS = 16;
     const bool fixed = (digits == 0 && exponent == 0) || (exponent >= -4 && exponent < digits);
-    const int decimals = fixed ? std::max(digits, 1) - 1 - exponent : digits - 1;
+    const int decimals = std::max(digits, 1) - 1 - (fixed ? exponent : 0);
     return {fixed, true, std::clamp(decimals, 0, MAX_DECIMALS)};
 }
 

@@ -39,8 +39,7 @@ inline bool Verified(bool holds, const char* file, int line, const char* express
 // it holds.
 #define TCVERIFY(expression) ::tc::Verified(static_cast<bool>(expression), __FILE__, __LINE__, #expression)
 
-// Deliberately no more than a test for null: callers pass lengths and sizes of memory that is not readable
-// yet.
+// Deliberately no more than a test for null, for callers that pass any length and size.
 TC_API int TCIsValidString(const char* text, int length);
 TC_API int TCIsValidString(const char16_t* text, int length);
 TC_API int TCIsValidAddress(const void* address, unsigned size, int writable);

@@ -6,7 +6,7 @@
 
 namespace tc {
 
-// The language of a locale's name: "de" for "de_DE.UTF-8", "de" and "German_Germany". Any thread.
+// Whether a locale of that name is German, as "de", "de_AT.UTF-8" and "German_Germany" are. Any thread.
 TC_API bool IsGermanLocaleName(std::string_view name);
 // Whether the calling thread's locale, for messages, is German.
 TC_API bool IsThreadLocaleGerman();

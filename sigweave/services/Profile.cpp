@@ -10,8 +10,7 @@ namespace {
 
 using tc::ProfileStore;
 
-// --- Where the hives are
-// ---------------------------------------------------------------------------------------
+// --- Where the hives are -------------------------------------------------------------------------
 
 std::string Variable(const char* name) {
     const char* value = std::getenv(name);
@@ -37,8 +36,7 @@ std::string MachineHivePath() {
     return !path.empty() ? path : "/var/lib/sigweave/profile.db";
 }
 
-// --- The hives of the process
-// ----------------------------------------------------------------------------------
+// --- The hives of the process --------------------------------------------------------------------
 
 struct Hives {
     // Most users may not write in the machine hive's folder.
@@ -78,8 +76,7 @@ Hives& TheHives() {
     return storage.hives;
 }
 
-// --- The operations
-// --------------------------------------------------------------------------------------------
+// --- The operations ------------------------------------------------------------------------------
 
 TCString registryPath = "Software\\Varnholt\\SIGWEAVE\\";
 

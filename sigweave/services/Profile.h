@@ -21,7 +21,7 @@ TC_API TCString ChangeRegistryPath(const char* path);
 TC_API const char* GetRegistryPath();
 
 // Whether the entry exists and is no longer than 255 bytes. A text counts with its terminating zero; longer
-// ones are deliberately not seen, which callers use to tell small settings from stored documents.
+// ones are deliberately not seen, for the modules that rely on it.
 TC_API bool ExistsMachineProfileKey(const char* section, const char* entry);
 TC_API bool ExistsUserProfileKey(const char* section, const char* entry);
 

@@ -96,13 +96,6 @@ TEST(TCError, ReportsAFailedVerificationAndGoesOn) {
     EXPECT_EQ(messages.Lines().size(), 2);
 }
 
-TEST(TCError, TakesEveryPointerButNull) {
-    EXPECT_TRUE(TCIsValidString(reinterpret_cast<const char*>(1), 0));
-    EXPECT_FALSE(TCIsValidString(static_cast<const char16_t*>(nullptr), 5));
-    EXPECT_TRUE(TCIsValidAddress(reinterpret_cast<void*>(1), 1000, 1));
-    EXPECT_FALSE(TCIsValidAddress(nullptr, 0, 0));
-}
-
 TEST(TCFormatError, NamesErrorNumbers) {
     const struct {
         unsigned long number;
