@@ -75,7 +75,7 @@ bool ParseStart(const std::string& text, double& milliseconds, std::string& erro
     milliseconds = std::round((days * 86400.0 + seconds) * 1e6) / 1e3;
     if (valid && at == text.size() && milliseconds > 0.0) return true;
     error = "start: \"" + text +
-            "\" is no time; allowed is a UTC date and time after 1970-01-01, as 2026-03-01T12:00:00Z, or "
+            "\" is no time; allowed are UTC dates and times after 1970-01-01, as 2026-03-01T12:00:00Z, or "
             "nothing for the time of the run";
     return false;
 }
@@ -123,9 +123,12 @@ bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error) {
 }
 
 std::string NumberText(double value) {
-    char text[32];
+    char text[64];
+    const double size = std::fabs(value);
+    const bool plain = value == 0.0 || (size >= 1e-5 && size < 1e16);
     if (std::isnan(value)) return "nan";
-    return {text, std::to_chars(text, text + sizeof(text), value).ptr};
+    const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
+    return {text, std::to_chars(text, text + sizeof(text), value, format).ptr};
 }
 
 }  // namespace tc

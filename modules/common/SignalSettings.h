@@ -32,7 +32,8 @@ std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeIn
 // wired to anything but double values.
 bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error);
 
-// As few digits as read back to the same double, with a point in every locale.
+// As few digits as read back to the same double, with a point in every locale; "nan", "inf" or "-inf" for
+// what is no finite number.
 std::string NumberText(double value);
 
 }  // namespace tc

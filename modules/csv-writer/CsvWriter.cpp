@@ -28,8 +28,10 @@ constexpr TCModuleParameter PARAMETERS[] = {
 // In the order of the choices.
 constexpr char SEPARATORS[] = {',', ';', '\t'};
 
-// An input that is this many samples ahead is left to wait.
-constexpr std::size_t FAR_AHEAD = 1 << 18;
+constexpr const char* TEMPORARY_FILE_FAILED =
+    "the temporary file for signals that are ahead of others cannot be written and read";
+
+constexpr std::int64_t MOST_ROWS_AT_ONCE = 4096;
 
 std::string Cell(const std::string& text) {
     if (text.find_first_of(",;\t\"\r\n") == std::string::npos) return text;
@@ -50,7 +52,8 @@ int CsvWriter::Init() {
     file.Abandon();
     headerWritten = false;
     separator = SEPARATORS[ParamChoice("separator")];
-    columns.assign(static_cast<std::size_t>(GetNoInput()), Column{});
+    columns.clear();
+    columns.resize(static_cast<std::size_t>(GetNoInput()));
     for (unsigned input = 0; input < columns.size(); ++input) {
         columns[input].ended = !portHelper->IsWired(INPUT, input);
     }
@@ -58,39 +61,26 @@ int CsvWriter::Init() {
     const int code = TCBaseModuleEx::Init();
     if (code < 0) return code;
     const std::string path(ParamStr("file"));
-    return file.Open(path, GetInstance(), ParamBool("overwrite"))
-               ? 0
-               : Fail(tc::MODULE_FAILED, file.Error().c_str());
-}
-
-int CsvWriter::Fetch() {
-    for (unsigned input = 0; input < columns.size(); ++input) {
-        if (IsWaiting(input)) return 0;
-    }
-    return 1;
-}
-
-bool CsvWriter::IsWaiting(unsigned input) const {
-    return columns[input].Waiting() < FAR_AHEAD && portHelper->BlocksOnStream(INPUT, input) > 0;
+    const bool opened = file.Open(path, GetInstance(), ParamBool("overwrite"));
+    return opened ? 0 : Fail(tc::MODULE_FAILED, file.Error().c_str());
 }
 
 int CsvWriter::Execute() {
-    for (unsigned input = 0; input < columns.size(); ++input) {
-        const int code = IsWaiting(input) ? Take(input) : 0;
-        if (code < 0) return code;
-    }
-    EndIdleColumns();
-    return WriteRows();
+    int code = 0;
+    for (unsigned input = 0; input < columns.size() && code >= 0; ++input) code = Take(input);
+    if (code >= 0) code = WriteRows();
+    if (code < 0) file.Abandon();
+    return code;
 }
 
 int CsvWriter::Take(unsigned input) {
     Column& column = columns[input];
     const int code = portHelper->TakeBlock(input);
     if (code <= 0) return code;
-    if (column.ended) {
-        return Fail(tc::MODULE_FAILED,
-                    TCString::FormatS("the input \"%s\" goes on after its signal has ended",
-                                      portHelper->GetPortName(INPUT, input).operator const char*()));
+    if (column.hasEmptyCells) {
+        return Fail(tc::MODULE_FAILED, ("the input \"" + std::string(portHelper->GetPortName(INPUT, input)) +
+                                        "\" goes on after its signal has ended")
+                                           .c_str());
     }
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
     if (metadata != nullptr) column.metadata = *metadata;
@@ -98,36 +88,32 @@ int CsvWriter::Take(unsigned input) {
     column.ended = column.metadata.GetState() == STOP;
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
-    column.values.insert(column.values.end(), values, values + count);
-    return 0;
+    if (column.samples.Add(values, static_cast<std::size_t>(count))) return 0;
+    return Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED);
 }
 
-// A COMPLETE block may be the whole signal or one of many: when others have run far ahead, it was the last.
-void CsvWriter::EndIdleColumns() {
-    const bool farAhead = std::any_of(columns.begin(), columns.end(),
-                                      [](const Column& column) { return column.Waiting() >= FAR_AHEAD; });
-    if (!farAhead) return;
-    for (unsigned input = 0; input < columns.size(); ++input) {
-        Column& column = columns[input];
-        const bool idle = column.Waiting() == 0 && portHelper->BlocksOnStream(INPUT, input) == 0;
-        if (idle && column.metadata.GetState() == COMPLETE) column.ended = true;
-    }
-}
-
-// As many rows as every column has something to say about.
 int CsvWriter::WriteRows() {
-    std::size_t count = std::numeric_limits<std::size_t>::max();
-    std::size_t longest = 0;
-    for (const Column& column : columns) {
-        longest = std::max(longest, column.Waiting());
-        if (!column.ended) count = std::min(count, column.Waiting());
+    std::int64_t rows = RowsReady();
+    while (rows > 0) {
+        std::string text = headerWritten ? std::string() : Header();
+        headerWritten = true;
+        for (std::int64_t i = std::min(rows, MOST_ROWS_AT_ONCE); i > 0; --i, --rows) AppendRow(text);
+        if (!file.Write(text)) return Fail(tc::MODULE_FAILED, file.Error().c_str());
     }
-    count = std::min(count, longest);
-    if (count == 0) return 0;
-    std::string text = headerWritten ? std::string() : Header();
-    headerWritten = true;
-    text += Rows(count);
-    return file.Write(text) ? 0 : Fail(tc::MODULE_FAILED, file.Error().c_str());
+    const bool broken = std::any_of(columns.begin(), columns.end(),
+                                    [](const Column& column) { return column.samples.IsBroken(); });
+    return broken ? Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED) : 0;
+}
+
+// Rows about which every column has something to say.
+std::int64_t CsvWriter::RowsReady() const {
+    std::int64_t held = std::numeric_limits<std::int64_t>::max();
+    std::int64_t longest = 0;
+    for (const Column& column : columns) {
+        longest = std::max(longest, column.samples.Waiting());
+        if (!column.ended) held = std::min(held, column.samples.Waiting());
+    }
+    return std::min(held, longest);
 }
 
 std::string CsvWriter::Header() const {
@@ -146,22 +132,17 @@ std::string CsvWriter::Header() const {
     return names + "\n" + units + "\n" + rates + "\n";
 }
 
-std::string CsvWriter::Rows(std::size_t count) {
-    std::string text;
-    for (std::size_t row = 0; row < count; ++row) {
-        for (std::size_t i = 0; i < columns.size(); ++i) {
-            Column& column = columns[i];
-            if (i > 0) text += separator;
-            if (column.Waiting() > 0) text += tc::NumberText(column.values[column.next++]);
+void CsvWriter::AppendRow(std::string& text) {
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        Column& column = columns[i];
+        if (i > 0) text += separator;
+        if (column.samples.Waiting() > 0) {
+            text += tc::NumberText(column.samples.Take());
+        } else {
+            column.hasEmptyCells = true;
         }
-        text += '\n';
     }
-    for (Column& column : columns) {
-        column.values.erase(column.values.begin(),
-                            column.values.begin() + static_cast<std::ptrdiff_t>(column.next));
-        column.next = 0;
-    }
-    return text;
+    text += '\n';
 }
 
 int CsvWriter::Done() {
@@ -171,20 +152,19 @@ int CsvWriter::Done() {
 }
 
 bool CsvWriter::IsWhole() const {
-    for (unsigned input = 0; input < columns.size(); ++input) {
-        const TCBLOCKSTATUS state = columns[input].metadata.GetState();
-        if (state == START || state == BUSY || portHelper->BlocksOnStream(INPUT, input) > 0) return false;
-    }
-    return true;
+    return std::none_of(columns.begin(), columns.end(), [](const Column& column) {
+        return column.metadata.GetState() == START || column.metadata.GetState() == BUSY;
+    });
 }
 
 int CsvWriter::Close() {
     const bool whole = IsWhole();
     for (Column& column : columns) column.ended = true;
     const int code = WriteRows();
-    if (code >= 0 && whole && file.Finish()) return 0;
+    if (code >= 0 && whole && (headerWritten || file.Write(Header())) && file.Finish()) return 0;
     file.Abandon();
-    if (code < 0 || whole) return Fail(tc::MODULE_FAILED, file.Error().c_str());
+    if (code < 0) return code;
+    if (whole) return Fail(tc::MODULE_FAILED, file.Error().c_str());
     TCModuleMessage::Warning(GetModuleName(), "the signals did not end; what there is of them is in %s",
                              file.PartName().c_str());
     return 0;

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "modules/csv-writer/CsvFile.h"
+#include "modules/csv-writer/SampleQueue.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 
 // Writes the signals that are wired to it as text, one column each. Three header rows hold the names, the
@@ -10,9 +11,9 @@
 // many digits as read back to the same double ("nan", "inf" and "-inf" for what is no finite number); texts
 // that hold a separator, a quotation mark or a line end stand in quotation marks.
 //
-// A shorter signal's column ends in empty cells. Signals may arrive at different speeds: an input that is far
-// ahead of the others is left to wait, so memory stays flat. A signal that has ended with STOP takes no more
-// blocks; further COMPLETE blocks continue a column unless the others are far ahead by then.
+// A column ends with the STOP block of its signal; the rows of longer signals then have empty cells there,
+// and a block that comes later still fails the run. What is ahead of the other columns waits in memory, and
+// beyond some thousand samples in a temporary file, so that memory stays flat.
 //
 // The file has its name only when it is whole (see CsvFile). Its inputs adopt the type of their line, which
 // must be double values.
@@ -26,29 +27,23 @@ class CsvWriter final : public TCBaseModuleEx {
     const char* GetDescription() const override { return "Writes signals as columns of a CSV file"; }
     const char* GetBaseName() const override { return ID; }
     int Init() override;
-    int Fetch() override;
     int Execute() override;
     int Done() override;
 
  private:
     struct Column {
-        std::vector<double> values;
-        std::size_t next = 0;  // the first value that is not yet written
-        TCTypeInfo metadata;   // of the last block
+        SampleQueue samples;
+        TCTypeInfo metadata;  // of the last block
         bool begun = false;
         bool ended = false;
-
-        std::size_t Waiting() const { return values.size() - next; }
-        // Whether rows can be written without waiting for this column.
-        bool IsSettled() const { return ended || Waiting() > 0; }
+        bool hasEmptyCells = false;
     };
 
-    bool IsWaiting(unsigned input) const;
     int Take(unsigned input);
-    void EndIdleColumns();
     int WriteRows();
+    std::int64_t RowsReady() const;
     std::string Header() const;
-    std::string Rows(std::size_t count);
+    void AppendRow(std::string& text);
     bool IsWhole() const;
     int Close();
 

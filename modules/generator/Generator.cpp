@@ -143,7 +143,7 @@ int Generator::Execute() {
 }
 
 double Generator::GetProgress() {
-    return static_cast<double>(position) / static_cast<double>(total);
+    return total > 0 ? static_cast<double>(position) / static_cast<double>(total) : -1.0;
 }
 
 double Generator::Sample(std::int64_t index) {

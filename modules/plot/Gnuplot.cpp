@@ -50,12 +50,15 @@ std::string ShellWord(const std::string& text) {
     return word + "'";
 }
 
-std::string FirstLine(const std::string& path) {
+// What a program said last that is no warning.
+std::string LastComplaint(const std::string& path) {
     std::ifstream file(path);
-    std::string line;
-    while (line.empty() && std::getline(file, line)) {
+    std::string complaint;
+    for (std::string line; std::getline(file, line);) {
+        if (line.find_first_not_of(" ^") != std::string::npos && line.rfind("Warning", 0) != 0)
+            complaint = line;
     }
-    return line;
+    return complaint;
 }
 
 std::string PartName(const std::string& path) {
@@ -98,7 +101,7 @@ bool RunGnuplot(const std::string& script, const std::string& path, std::string&
     if (ran && fs::exists(picture, ignored) && fs::file_size(picture, ignored) > 0) {
         return MoveInto(picture, path, error);
     }
-    const std::string reason = FirstLine(messages);
+    const std::string reason = LastComplaint(messages);
     error = "gnuplot made no picture: " + (reason.empty() ? "it gave no reason" : reason);
     return false;
 }

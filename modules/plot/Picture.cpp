@@ -15,6 +15,33 @@ using Panel = std::vector<const PictureSignal*>;
 constexpr const char* COLOURS[] = {"#1f5fa8", "#c8501e", "#2e8b57", "#8a4fa3",
                                    "#b8860b", "#3c8c9c", "#a83250"};
 
+// Where things are in the picture, in pixels.
+struct Layout {
+    static constexpr int HEADLINE = 36;
+    static constexpr int ABOVE_PANEL = 38;  // its name
+
+    int width;
+    int panels;
+    int height;
+
+    Layout(const PictureOptions& options, std::size_t panelCount)
+        : width(options.width), panels(static_cast<int>(panelCount)), height(options.height) {
+        if (height == 0) height = HEADLINE + panels * (IsCompact() ? 160 : 330);
+    }
+    bool IsCompact() const { return panels > 3; }
+    int BelowPanel() const { return IsCompact() ? 36 : 66; }  // the numbers of its axis, and a label
+    // The edges of a panel's area, as gnuplot wants them: parts of the height, from the bottom.
+    std::string Edges(int panel) const {
+        const double cell = static_cast<double>(height - HEADLINE) / panels;
+        const double top = HEADLINE + cell * panel + ABOVE_PANEL;
+        const double bottom = HEADLINE + cell * (panel + 1) - BelowPanel();
+        const double names = top - ABOVE_PANEL / 2.0;
+        return "set tmargin at screen " + NumberText(1.0 - top / height) + "\nset bmargin at screen " +
+               NumberText(1.0 - bottom / height) + "\nset key center center at screen 0.55,screen " +
+               NumberText(1.0 - names / height) + "\n";
+    }
+};
+
 // A text for the script, in double quotes.
 std::string Quoted(const std::string& text) {
     std::string quoted = "\"";
@@ -108,33 +135,59 @@ double LastPosition(const Panel& panel) {
     return last;
 }
 
-std::string PanelTitle(const Panel& panel) {
-    std::string title = panel.front()->name;
-    for (std::size_t i = 1; i < panel.size() && i < 4; ++i) title += ", " + panel[i]->name;
-    return panel.size() > 4 ? title + " ..." : title;
+// A step of 1, 2 or 5 times a power of ten that divides the span into no more parts than `most`.
+double NiceStep(double span, int most) {
+    if (!(span > 0.0) || !std::isfinite(span)) return 0.0;
+    const double least = span / most;
+    const double decade = std::pow(10.0, std::floor(std::log10(least)));
+    for (const double step : {1.0, 2.0, 5.0}) {
+        if (step * decade >= least) return step * decade;
+    }
+    return 10.0 * decade;
 }
 
-std::string SpectrumAxes(const Panel& panel, const PictureOptions& options) {
+// Compact panels have their unit at the numbers of the axis instead of a label under it.
+std::string HorizontalAxis(const char* quantity, const char* unit, bool compact) {
+    if (compact) return "unset xlabel\nset format x " + Quoted(std::string("%g ") + unit) + "\n";
+    return "set xlabel " + Quoted(std::string(quantity) + " [" + unit + "]") + "\nset format x \"%g\"\n";
+}
+
+std::string Range(const char* axis, const std::string& from, const std::string& to) {
+    return std::string("set ") + axis + "range [" + from + ":" + to + "]\n";
+}
+
+std::string SpectrumAxes(const Panel& panel, const PictureOptions& options, bool compact) {
     const std::string unit = UnitText(panel.front()->metadata.GetUnit());
+    const std::string first = NumberText(1.0 / panel.front()->metadata.GetSamplerate());
     const double top = TopDecibels(panel);
-    const double first = 1.0 / panel.front()->metadata.GetSamplerate();
-    std::string text = "set xlabel \"Frequency [Hz]\"\nset ylabel " +
-                       Quoted(unit.empty() ? "Level [dB]" : "Level [dB re 1 " + unit + "]") + "\n";
-    text += "set yrange [" + NumberText(top - options.decibels) + ":" + NumberText(top) + "]\n";
-    text += options.logarithmic ? "set logscale x\n" : "unset logscale x\n";
-    return text + "set xrange [" + (options.logarithmic ? NumberText(first) : "0") + ":" +
-           NumberText(LastPosition(panel)) + "]\n";
+    return HorizontalAxis("Frequency", "Hz", compact) + "set ylabel " +
+           Quoted(unit.empty() ? "Level [dB]" : "Level [dB re 1 " + unit + "]") + "\n" +
+           Range("y", NumberText(top - options.decibels), NumberText(top)) + "unset offsets\nset ytics " +
+           NumberText(NiceStep(options.decibels, compact ? 4 : 7)) + "\n" +
+           (options.logarithmic ? "set logscale x\n" : "unset logscale x\n") +
+           Range("x", options.logarithmic ? first : "0", NumberText(LastPosition(panel)));
 }
 
-std::string WaveAxes(const Panel& panel) {
+std::string WaveAxes(const Panel& panel, bool compact) {
     const std::string unit = UnitText(panel.front()->metadata.GetUnit());
-    return "set xlabel \"Time [s]\"\nset ylabel " + Quoted(unit.empty() ? "Value" : "Value [" + unit + "]") +
-           "\nset yrange [*:*]\nunset logscale x\nset xrange [0:" + NumberText(LastPosition(panel)) + "]\n";
+    Envelope::Stretch all;
+    for (const PictureSignal* signal : panel) all.Add(signal->envelope->Extremes());
+    const double step = NiceStep(all.maximum - all.minimum, compact ? 4 : 7);
+    const double around = all.minimum != 0.0 ? std::fabs(all.minimum) / 2 : 1.0;  // of a constant signal
+    return HorizontalAxis("Time", "s", compact) + "set ylabel " +
+           Quoted(unit.empty() ? "Value" : "Value [" + unit + "]") + "\nunset logscale x\n" +
+           (step > 0.0 ? "set yrange [*:*] noextend\nset offsets 0,0,graph 0.06,graph 0.06\nset ytics " +
+                             NumberText(step) + "\n"
+                       : Range("y", NumberText(all.minimum - around), NumberText(all.minimum + around)) +
+                             "unset offsets\nset ytics autofreq\n") +
+           Range("x", "0", NumberText(LastPosition(panel)));
 }
 
-std::string PanelScript(const Panel& panel, const PictureOptions& options) {
+// The names stand over the panel: that of a single curve as its title, those of several as its key.
+std::string PanelScript(const Panel& panel, const PictureOptions& options, bool compact) {
     const bool spectrum = panel.front()->spectrum;
     const double floor = TopDecibels(panel) - options.decibels;
+    const bool single = panel.size() == 1;
     std::string script;
     std::string curves;
     for (std::size_t i = 0; i < panel.size(); ++i) {
@@ -143,10 +196,10 @@ std::string PanelScript(const Panel& panel, const PictureOptions& options) {
                   "EOD\n";
         curves += std::string(i == 0 ? "plot " : ", ") + data + " using 1:2 with lines lw 1 lc rgb " +
                   Quoted(COLOURS[i % std::size(COLOURS)]) +
-                  (panel.size() > 1 ? " title " + Quoted(panel[i]->name) : " notitle");
+                  (single ? " notitle" : " title " + Quoted(panel[i]->name));
     }
-    script += spectrum ? SpectrumAxes(panel, options) : WaveAxes(panel);
-    return script + "set title " + Quoted(PanelTitle(panel)) + "\n" + curves + "\n";
+    script += spectrum ? SpectrumAxes(panel, options, compact) : WaveAxes(panel, compact);
+    return script + "set title " + Quoted(single ? panel.front()->name : "") + "\n" + curves + "\n";
 }
 
 std::string PictureTitle(const std::vector<PictureSignal>& signals, const PictureOptions& options) {
@@ -155,20 +208,16 @@ std::string PictureTitle(const std::vector<PictureSignal>& signals, const Pictur
     return date.empty() ? "" : "Start " + date;
 }
 
-std::string Header(std::size_t panels, const std::string& title, const PictureOptions& options) {
-    const int perPanel = panels > 3 ? 220 : 320;
-    const int height = options.height > 0 ? options.height : 60 + perPanel * static_cast<int>(panels);
-    const std::string size = " size " + std::to_string(options.width) + "," + std::to_string(height);
-    return std::string("set encoding utf8\nset terminal ") + (options.png ? "pngcairo" : "svg") +
-           " noenhanced" + size +
+std::string Header(const Layout& layout, const std::string& title, bool png) {
+    const std::string size = std::to_string(layout.width) + "," + std::to_string(layout.height);
+    return std::string("set encoding utf8\nset terminal ") + (png ? "pngcairo" : "svg") +
+           " noenhanced size " + size +
            " font \"sans-serif,13\" background rgb \"white\"\nset output \"picture\"\n"
            "set border 3 lc rgb \"#606060\"\nset tics nomirror out scale 0.6 textcolor rgb \"#303030\"\n"
-           "set grid lc rgb \"#d8d8d8\" lt 1 lw 0.6\nset key top right samplen 2\n"
+           "set title offset 0,-0.7\nset grid lc rgb \"#d8d8d8\" lt 1 lw 0.6\nset key horizontal samplen 1\n"
            "set lmargin at screen " +
-           NumberText(std::min(0.3, 95.0 / options.width)) +
-           "\nset rmargin at screen 0.97\n"
-           "set multiplot layout " +
-           std::to_string(panels) + ",1 title " + Quoted(title) + "\n";
+           NumberText(std::min(0.3, 120.0 / layout.width)) +
+           "\nset rmargin at screen 0.97\nset multiplot title " + Quoted(title) + "\n";
 }
 
 }  // namespace
@@ -189,9 +238,16 @@ std::string UnitText(const TCSI_Unit& unit) {
 
 std::string PictureScript(const std::vector<PictureSignal>& signals, const PictureOptions& options) {
     const std::vector<Panel> panels = ArrangePanels(signals, options.overlay);
-    std::string script = Header(panels.size(), PictureTitle(signals, options), options);
-    for (const Panel& panel : panels) script += PanelScript(panel, options);
+    const Layout layout(options, panels.size());
+    std::string script = Header(layout, PictureTitle(signals, options), options.png);
+    for (std::size_t i = 0; i < panels.size(); ++i) {
+        script += layout.Edges(static_cast<int>(i)) + PanelScript(panels[i], options, layout.IsCompact());
+    }
     return script + "unset multiplot\nunset output\n";
+}
+
+int LeastHeight(int panels) {
+    return Layout::HEADLINE + panels * (Layout::ABOVE_PANEL + 60);
 }
 
 }  // namespace tc

@@ -29,6 +29,9 @@ struct PictureOptions {
 // The gnuplot script that draws the signals, one panel under the other, into a file called "picture".
 std::string PictureScript(const std::vector<PictureSignal>& signals, const PictureOptions& options);
 
+// In pixels: with less, so many panels have no room for their curves.
+int LeastHeight(int panels);
+
 // The unit as a reader expects it: "mV" rather than "V * 1e-003". Empty for a plain number.
 std::string UnitText(const TCSI_Unit& unit);
 

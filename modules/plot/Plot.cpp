@@ -1,5 +1,6 @@
 #include "modules/plot/Plot.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "modules/common/SignalSettings.h"
@@ -72,13 +73,14 @@ bool Plot::OnSettingsChanged(TCString& error) {
 int Plot::Init() {
     std::string error;
     ready = false;
-    if (!tc::CheckDoubleInputs(*portHelper, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!tc::CheckDoubleInputs(*portHelper, error) || !HasRoom(error) ||
+        !tc::CanWriteBeside(std::string(ParamStr("file")), error)) {
+        return Fail(tc::MODULE_FAILED, error.c_str());
+    }
     if (!tc::HasGnuplot()) {
         return Fail(tc::MODULE_FAILED,
                     "the program gnuplot is not in the PATH; it comes with the package gnuplot-nox");
     }
-    if (!tc::CanWriteBeside(std::string(ParamStr("file")), error))
-        return Fail(tc::MODULE_FAILED, error.c_str());
     curves.assign(static_cast<std::size_t>(GetNoInput()), Curve{Envelope(MOST_STRETCHES), {}, false, false});
     for (unsigned input = 0; input < curves.size(); ++input) {
         const char* type = portHelper->GetPortType(INPUT, input, nullptr);
@@ -87,6 +89,15 @@ int Plot::Init() {
     const int code = TCBaseModuleEx::Init();
     ready = code >= 0;
     return code;
+}
+
+bool Plot::HasRoom(std::string& error) {
+    const int least = tc::LeastHeight(ParamChoice("layout") == 0 ? GetNoInput() : std::min(GetNoInput(), 2));
+    const int height = ParamInt("height");
+    if (height == 0 || height >= least) return true;
+    error = "height: " + std::to_string(height) + " pixels are too few for " + std::to_string(GetNoInput()) +
+            " signals; allowed are 0 and at least " + std::to_string(least);
+    return false;
 }
 
 int Plot::Execute() {
@@ -121,23 +132,29 @@ std::vector<tc::PictureSignal> Plot::Signals() const {
     std::vector<tc::PictureSignal> signals;
     for (unsigned input = 0; input < curves.size(); ++input) {
         const Curve& curve = curves[input];
-        if (curve.envelope.Samples() == 0) continue;
+        if (curve.envelope.Extremes().IsEmpty()) continue;
         signals.push_back({tc::SignalName(*portHelper, input, curve.metadata), curve.metadata,
                            &curve.envelope, curve.spectrum});
     }
     return signals;
 }
 
+void Plot::WarnOfGaps() {
+    for (unsigned input = 0; input < curves.size(); ++input) {
+        const std::int64_t gaps = curves[input].envelope.NotFinite();
+        if (gaps == 0) continue;
+        TCModuleMessage::Warning(GetModuleName(), "%s: %lld values that are not finite are not drawn",
+                                 tc::SignalName(*portHelper, input, curves[input].metadata).c_str(),
+                                 static_cast<long long>(gaps));
+    }
+}
+
 int Plot::Draw() {
+    WarnOfGaps();
     const std::vector<tc::PictureSignal> signals = Signals();
     if (signals.empty()) {
-        TCModuleMessage::Warning(GetModuleName(), "no samples arrived, so no picture was drawn");
+        TCModuleMessage::Warning(GetModuleName(), "nothing to draw arrived, so there is no picture");
         return 0;
-    }
-    for (const tc::PictureSignal& signal : signals) {
-        if (signal.envelope->NotFinite() == 0) continue;
-        TCModuleMessage::Warning(GetModuleName(), "%s: %lld values that are not finite are not drawn",
-                                 signal.name.c_str(), static_cast<long long>(signal.envelope->NotFinite()));
     }
     const std::string file(ParamStr("file"));
     tc::PictureOptions options;

@@ -32,8 +32,11 @@ class Plot final : public TCBaseModuleEx {
         bool spectrum = false;
     };
 
+    bool HasRoom(std::string& error);
     void Take(unsigned input);
+    // Those that have anything to draw.
     std::vector<tc::PictureSignal> Signals() const;
+    void WarnOfGaps();
     int Draw();
 
     std::vector<Curve> curves;

@@ -64,8 +64,8 @@ bool SoundFile::OnSettingsChanged(TCString& error) {
             static_cast<long long>(MOST_BLOCK_VALUES / probe.Channels()));
         return false;
     }
-    const auto [low, high] =
-        std::minmax(factor * probe.RangeMinimum() + offset, factor * probe.RangeMaximum() + offset);
+    const double ends[] = {factor * probe.RangeMinimum() + offset, factor * probe.RangeMaximum() + offset};
+    const auto [low, high] = std::minmax(ends[0], ends[1]);
     DeclarePorts(probe.Channels());
     for (int i = 0; i < channels; ++i) {
         TCTypeInfo& ti = metadata[static_cast<std::size_t>(i)];

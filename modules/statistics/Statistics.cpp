@@ -48,8 +48,8 @@ void Statistics::Report(unsigned input, const Figures& figures) {
     if (figures.samples > 0) {
         AddResult(name.c_str(), "min", figures.minimum, unit);
         AddResult(name.c_str(), "max", figures.maximum, unit);
-        AddResult(name.c_str(), "mean", figures.sum.Value() / count, unit);
-        AddResult(name.c_str(), "rms", std::sqrt(figures.squares.Value() / count), unit);
+        AddResult(name.c_str(), "mean", figures.sum.Total().Value() / count, unit);
+        AddResult(name.c_str(), "rms", std::sqrt(figures.squares.Total().Value() / count), unit);
         AddResult(name.c_str(), "stddev", figures.StandardDeviation(), unit);
     }
     if (figures.nans > 0) AddResult(name.c_str(), "nan", static_cast<double>(figures.nans), TCSI_Unit());
@@ -80,13 +80,14 @@ void Statistics::Figures::Add(const double* values, int count) {
 // n * sum of squares - square of the sum, the difference taken in double precision twice over: with a large
 // offset nearly all digits cancel. Reckoned with values scaled to about 1, whose products cannot overflow.
 double Statistics::Figures::StandardDeviation() const {
-    if (!std::isfinite(squares.high)) return squares.high;
+    const tc::Wide squareTotal = squares.Total();
+    if (std::isinf(squareTotal.high)) return squareTotal.high;
     const double largest = std::max(std::fabs(minimum), std::fabs(maximum));
     const int exponent = largest > 0.0 ? std::ilogb(largest) : 0;
     const auto count = static_cast<double>(samples);
-    const tc::ExactSum scaledSum = sum.Scaled(-exponent);
-    const tc::ExactSum spread = tc::Difference(tc::Product(squares.Scaled(-2 * exponent), {count, 0.0}),
-                                               tc::Product(scaledSum, scaledSum));
+    const tc::Wide scaled = sum.Total().Scaled(-exponent);
+    const tc::Wide spread = tc::Difference(tc::Product(squareTotal.Scaled(-2 * exponent), {count, 0.0}),
+                                           tc::Product(scaled, scaled));
     return std::ldexp(std::sqrt(std::max(0.0, spread.Value())) / count, exponent);
 }
 

@@ -9,7 +9,8 @@
 
 // Measures every signal that is wired to it: number of samples, least and greatest value, mean, root mean
 // square and standard deviation (divided by the number of samples), over everything that arrives in a run.
-// The sums carry twice the digits of a double, so that neither a long signal nor a large offset costs any.
+// The sums carry more than twice the digits of a double, so that neither a long signal nor a large offset
+// costs any.
 //
 // Values that are no finite numbers are counted apart (results "nan" and "infinite", when there are any) and
 // are part of no other figure. Values beyond 1e154 have no finite square: their rms and stddev are infinite.

@@ -1,0 +1,38 @@
+// The smallest useful module: it multiplies a signal. Copy it to begin your own.
+#include "sigweave/sigweave.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {"factor", TCModuleParameter::NUMBER, "2", "", "multiplies every sample"}};
+
+class Gain final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "Gain";
+
+    explicit Gain(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+        portHelper->SetPort(INPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+        portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+        portHelper->SetObligatoryInput(0);
+        portHelper->UseTypeInfoFromInput(0, 0);  // name, time, rate, unit and state go with the samples
+    }
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Multiplies a signal"; }
+    const char* GetBaseName() const override { return ID; }
+    int Execute() override {
+        const int code = portHelper->ReadDblArray(0, samples);
+        if (code <= 0) return code;
+        const double factor = ParamDbl("factor");
+        const TCTypeInfo* ti = portHelper->LastTypeInfo(0);
+        portHelper->SetTI_Range(0, ti->GetRangeMin() * factor, ti->GetRangeMax() * factor);
+        for (double& sample : samples) sample *= factor;
+        return portHelper->WriteDblArray(0, samples);
+    }
+
+ private:
+    TCArray<double, double> samples;
+};
+
+}  // namespace
+
+TC_MODULE_LIBRARY(Gain);
