@@ -6,6 +6,9 @@
 
 namespace {
 
+// Blocks that lie a few bytes apart modulo 4096 would make copies between them three times slower.
+constexpr std::align_val_t CACHE_LINE{64};
+
 // The product of the extents, 1 without any; -1 for a negative extent or more elements than an int counts.
 int CountElements(int dims, const int* extents) {
     std::int64_t count = 1;
@@ -83,8 +86,8 @@ void* TCIOStream::DataSegment::Storage(DATATYPE newType, int count) {
     if (ownsData && type == newType && capacity >= count) return data;
     if (!ownsData || type != newType || newType != BLOCK) Free();
     const auto size = static_cast<std::size_t>(count);
-    if (newType == INT) data = new int[size];
-    if (newType == DOUBLE) data = new double[size];
+    if (newType == INT) data = new (CACHE_LINE) int[size];
+    if (newType == DOUBLE) data = new (CACHE_LINE) double[size];
     if (newType == STRING) data = new TCString[size];
     if (newType == BLOCK) {
         auto* blocks = new Block* [size] {};
@@ -126,8 +129,8 @@ TCIOStream::Block* TCIOStream::DataSegment::BlockAtCursor() const {
 }
 
 void TCIOStream::DataSegment::Free() {
-    if (ownsData && type == INT) delete[] static_cast<int*>(data);
-    if (ownsData && type == DOUBLE) delete[] static_cast<double*>(data);
+    if (ownsData && type == INT) ::operator delete[](data, CACHE_LINE);
+    if (ownsData && type == DOUBLE) ::operator delete[](data, CACHE_LINE);
     if (ownsData && type == STRING) delete[] static_cast<TCString*>(data);
     if (ownsData && type == BLOCK) {
         auto** blocks = static_cast<Block**>(data);
