@@ -75,7 +75,10 @@ class TCPortHelper::TCPortHelperImpl {
     // A text that tells the bus blocks of this module from those of others, made at the first use.
     const TCString& SymbolName();
     // The external-parameter input in use, if any.
-    std::optional<unsigned> SelectedExtPort() const;
+    std::optional<unsigned> SelectedExtPort() const {
+        if (!hasExtPorts || extSelector < 1 || extSelector > 2) return std::nullopt;
+        return extPorts[static_cast<std::size_t>(extSelector) - 1];
+    }
 
     std::vector<PORT> inputs;
     std::vector<PORT> outputs;

@@ -35,11 +35,6 @@ int Impl::NotWired(PORTTYPE kind, unsigned index) {
     return NOT_WIRED;
 }
 
-std::optional<unsigned> Impl::SelectedExtPort() const {
-    if (!hasExtPorts || extSelector < 1 || extSelector > 2) return std::nullopt;
-    return extPorts[static_cast<std::size_t>(extSelector) - 1];
-}
-
 void TCPortHelper::AddLine(PORTTYPE kind, unsigned index) {
     PORT* port = impl->Port(kind, index);
     if (port == nullptr) return;
