@@ -126,6 +126,7 @@ class TC_API TCPortHelper {
     // Inputs that must be wired before a run.
     void SetObligatoryInput(unsigned index);
     void SetObligatoryInputs(const unsigned* indexes, unsigned count);
+    bool IsObligatoryInput(unsigned index) const;
     // Inputs that must all hold a block (as far as they are wired) before the module has work. Each call adds
     // a group.
     void SetTriggerInputs(const unsigned* indexes, unsigned count);

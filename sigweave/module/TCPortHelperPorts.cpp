@@ -151,6 +151,11 @@ void TCPortHelper::SetObligatoryInputs(const unsigned* indexes, unsigned count) 
     std::for_each_n(indexes, count, [this](unsigned index) { SetObligatoryInput(index); });
 }
 
+bool TCPortHelper::IsObligatoryInput(unsigned index) const {
+    const Impl::PORT* port = impl->Port(INPUT, index);
+    return port != nullptr && port->obligatory;
+}
+
 void TCPortHelper::SetTriggerInputs(const unsigned* indexes, unsigned count) {
     if (indexes != nullptr && count != 0) impl->triggerGroups.emplace_back(indexes, indexes + count);
 }
