@@ -1,0 +1,131 @@
+#include "host/Commands.h"
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "host/Console.h"
+#include "host/Graph.h"
+#include "host/ModuleListing.h"
+#include "host/ProgressLine.h"
+#include "host/Report.h"
+#include "sigweave/platform/Process.h"
+
+namespace host {
+namespace {
+
+constexpr std::size_t MOST_MISTAKES_TOLD = 1000;
+
+std::atomic<bool> interruptWanted{false};
+
+// The first signal asks the run to drain; a second one ends the program at once.
+extern "C" void OnInterrupt(int) {
+    interruptWanted.store(true);
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+}
+
+ModuleCatalogue OpenCatalogue(const CommandOptions& options) {
+    std::string path;
+    for (const std::string& part : options.modulePath) path += (path.empty() ? "" : ":") + part;
+    const char* environment = std::getenv("SIGWEAVE_MODULE_PATH");
+    if (options.modulePath.empty() && environment != nullptr) path = environment;
+    return ModuleCatalogue(ModuleCatalogue::SplitPath(path));
+}
+
+void TellProblems(const ModuleCatalogue& catalogue, bool areErrors) {
+    for (const std::string& problem : catalogue.Problems())
+        areErrors ? console::Error(problem) : console::Warning(problem);
+}
+
+void TellMistakes(const Mistakes& mistakes, const std::string& graph) {
+    const std::vector<Mistake> all = mistakes.InOrder();
+    const std::size_t told = std::min(all.size(), MOST_MISTAKES_TOLD);
+    for (std::size_t index = 0; index < told; ++index)
+        console::Say(ToText(all[index].place) + ": " + all[index].text);
+    if (told < all.size()) console::Say("... and " + std::to_string(all.size() - told) + " more");
+    console::Say(std::to_string(all.size()) + (all.size() == 1 ? " mistake" : " mistakes") + "; nothing of " +
+                 graph + " was run");
+}
+
+// True when everything was written; a full disk or a closed pipe is an error like any other.
+bool Print(const std::string& text) {
+    const bool written =
+        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    if (!written) console::Error("standard output cannot be written; is the disk full, or the reader gone?");
+    return written;
+}
+
+// A graph read and checked, with all that it needs.
+struct OpenGraph {
+    explicit OpenGraph(const CommandOptions& options)
+        : file(GraphFile::Read(options.graph, mistakes)), catalogue(OpenCatalogue(options)) {
+        for (const std::string& setting : options.settings) file.Set(setting, mistakes);
+        graph = std::make_unique<Graph>(file, catalogue, window, mistakes);
+        TellProblems(catalogue, !mistakes.IsEmpty());
+        if (!mistakes.IsEmpty()) TellMistakes(mistakes, options.graph);
+    }
+
+    Mistakes mistakes;
+    GraphFile file;
+    HostWindow window;
+    ModuleCatalogue catalogue;
+    std::unique_ptr<Graph> graph;
+};
+
+RunReport RunWithSignals(const Graph& graph) {
+    RunOptions options;
+    options.interrupt = &interruptWanted;
+    if (TCIsTerminal(StandardStream::Error))
+        options.onProgress = [](const RunProgress& progress) {
+            console::ShowProgress(WriteProgress(progress));
+        };
+    std::signal(SIGINT, OnInterrupt);
+    std::signal(SIGTERM, OnInterrupt);
+    RunReport report = Runner(graph.Modules(), graph.Lines(), options).Run();
+    console::ShowProgress("");
+    return report;
+}
+
+int ExitCodeOf(Verdict verdict) {
+    if (verdict == Verdict::Complete) return EXIT_COMPLETE;
+    return verdict == Verdict::Interrupted ? EXIT_INTERRUPTED : EXIT_INCOMPLETE;
+}
+
+}  // namespace
+
+int RunGraph(const CommandOptions& options) {
+    const OpenGraph open(options);
+    if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
+    const RunReport report = RunWithSignals(*open.graph);
+    const std::string verdict = WriteVerdict(report, options.graph);
+    if (options.json) console::Say(verdict);
+    const bool written =
+        Print(options.json ? WriteJson(report, options.graph) : WriteTable(report) + verdict + "\n");
+    const int code = ExitCodeOf(report.verdict);
+    return written || code != EXIT_COMPLETE ? code : EXIT_INCOMPLETE;
+}
+
+int CheckGraph(const CommandOptions& options) {
+    const OpenGraph open(options);
+    if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
+    const std::string counts = std::to_string(open.graph->Modules().size()) + " modules, " +
+                               std::to_string(open.graph->Lines().size()) + " lines";
+    return Print(options.graph + ": no mistakes; " + counts + "\n") ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+}
+
+int ShowModules(const CommandOptions& options) {
+    const ModuleCatalogue catalogue = OpenCatalogue(options);
+    TellProblems(catalogue, true);
+    if (options.moduleId.empty())
+        return Print(ListModules(catalogue)) && catalogue.Problems().empty() ? EXIT_COMPLETE
+                                                                             : EXIT_INCOMPLETE;
+    const CatalogueEntry* entry = catalogue.Find(options.moduleId);
+    if (entry != nullptr) return Print(DescribeModule(catalogue, *entry)) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+    console::Error(catalogue.WhyUnusable(options.moduleId));
+    return EXIT_WRONG_INPUT;
+}
+
+}  // namespace host

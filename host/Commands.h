@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+// What the command line asks for, and the program's answers to it. Each answers the exit code.
+enum ExitCode : int { EXIT_COMPLETE = 0, EXIT_INCOMPLETE = 1, EXIT_WRONG_INPUT = 2, EXIT_INTERRUPTED = 130 };
+
+struct CommandOptions {
+    std::string graph;
+    std::string moduleId;
+    std::vector<std::string> settings;  // INSTANCE.PARAMETER=VALUE
+    std::vector<std::string>
+        modulePath;  // each folders separated by colons; empty: the environment's or the default
+    bool json = false;
+};
+
+int RunGraph(const CommandOptions& options);
+int CheckGraph(const CommandOptions& options);
+int ShowModules(const CommandOptions& options);
+
+}  // namespace host

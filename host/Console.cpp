@@ -1,0 +1,83 @@
+#include "host/Console.h"
+
+#include <cstdio>
+#include <iostream>
+#include <map>
+#include <mutex>
+
+#include "sigweave/platform/Process.h"
+
+namespace host::console {
+namespace {
+
+constexpr const char* CLEAR_LINE = "\r\033[K";
+
+std::mutex mutex;
+std::string progress;
+std::map<std::string, std::string> instances;
+std::function<std::string()> currentSpeaker;
+
+void Write(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
+}
+
+}  // namespace
+
+void Say(const std::string& line) {
+    const std::lock_guard lock(mutex);
+    Write(progress.empty() ? line + "\n" : CLEAR_LINE + line + "\n" + progress);
+}
+
+void Error(const std::string& text) {
+    Say("error: " + text);
+}
+
+void Warning(const std::string& text) {
+    Say("warning: " + text);
+}
+
+void NameInstance(const std::string& moduleName, const std::string& instance) {
+    const std::lock_guard lock(mutex);
+    instances[moduleName] = instance;
+}
+
+void SetSpeaker(std::function<std::string()> speaker) {
+    currentSpeaker = std::move(speaker);
+}
+
+std::string Speaker() {
+    return currentSpeaker ? currentSpeaker() : std::string();
+}
+
+std::string FullName(const std::string& moduleName) {
+    const std::lock_guard lock(mutex);
+    const auto found = instances.find(moduleName);
+    return found != instances.end() ? found->second + " (" + moduleName + ")" : moduleName;
+}
+
+void FromModule(const char* severity, const char* module, const char* text) {
+    Say(std::string(severity) + ": " + FullName(module != nullptr ? module : "a module") + ": " +
+        (text != nullptr ? text : "(no text)"));
+}
+
+bool CanAsk() {
+    return TCIsTerminal(StandardStream::Input) && TCIsTerminal(StandardStream::Error);
+}
+
+bool Ask(const std::string& question) {
+    if (!CanAsk()) return false;
+    Write(question + " [y/N] ");
+    std::string answer;
+    return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
+}
+
+void ShowProgress(const std::string& text) {
+    if (!TCIsTerminal(StandardStream::Error)) return;
+    const std::lock_guard lock(mutex);
+    if (text == progress) return;
+    progress = text;
+    Write(CLEAR_LINE + progress);
+}
+
+}  // namespace host::console

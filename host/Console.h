@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace host {
+
+// Everything that is told while the program works goes to standard error through here, so that standard
+// output holds the report alone. Whole lines only, from any thread; on a terminal one progress line stays
+// below them.
+namespace console {
+
+void Say(const std::string& line);
+void Error(const std::string& text);
+void Warning(const std::string& text);
+
+// Text of a module: told with the instance's name in the graph when the module's display name is known, else
+// with the display name. `severity` is a word such as "warning".
+void FromModule(const char* severity, const char* module, const char* text);
+void NameInstance(const std::string& moduleName, const std::string& instance);
+// Tells whose work the thread of the run is doing, for texts that come without a name; null: nobody's.
+void SetSpeaker(std::function<std::string()> speaker);
+std::string Speaker();
+// "levels (Statistics)", or the module's name alone.
+std::string FullName(const std::string& moduleName);
+
+// Whether a question can be asked: a person reads standard error and types on standard input.
+bool CanAsk();
+// False for every answer but y and yes, and when nobody can answer.
+bool Ask(const std::string& question);
+
+// Draws the line anew, or with an empty text takes it away. Nothing happens when standard error is no
+// terminal.
+void ShowProgress(const std::string& text);
+
+}  // namespace console
+}  // namespace host

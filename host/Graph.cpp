@@ -1,0 +1,338 @@
+#include "host/Graph.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include "host/Console.h"
+#include "host/Guard.h"
+#include "host/Topology.h"
+#include "sigweave/foundation/NearNames.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/module/TCModuleMessage.h"
+
+namespace host {
+namespace {
+
+enum Message : unsigned { MESSAGE_SINK = 27, MESSAGE_LANGUAGE = 41 };
+constexpr long ENGLISH = 0;
+
+constexpr const char* OnlyPort = "Signal";
+constexpr const char* FirstPort = "Signal 1";
+
+void Sink(const char* module, TCModuleMessage::Types type, const char* text) {
+    if (type <= TCModuleMessage::Types::Critical)
+        console::FromModule("error", module, text);
+    else if (type == TCModuleMessage::Types::Warning)
+        console::FromModule("warning", module, text);
+    else if (type != TCModuleMessage::Types::Debug)
+        console::FromModule("note", module, text);
+}
+
+const char* PortNameAt(TCBaseModule& module, PORTTYPE kind, int index) {
+    return kind == INPUT ? module.GetInputName(index) : module.GetOutputName(index);
+}
+
+CStringArray PortNames(TCBaseModule& module, PORTTYPE kind) {
+    CStringArray names;
+    const int count = kind == INPUT ? module.GetNoInput() : module.GetNoOutput();
+    for (int index = 0; index < count; ++index) names.emplace_back(PortNameAt(module, kind, index));
+    return names;
+}
+
+int IndexOf(const CStringArray& names, const std::string& name) {
+    for (std::size_t index = 0; index < names.size(); ++index)
+        if (names[index] == name) return static_cast<int>(index);
+    return -1;
+}
+
+// A module with as many ports as are wired calls the only one "Signal" and the first of several "Signal 1":
+// either name finds either.
+int FindPortByName(const CStringArray& names, const std::string& name) {
+    const int index = IndexOf(names, name);
+    if (index < 0 && name == OnlyPort) return IndexOf(names, FirstPort);
+    if (index < 0 && name == FirstPort) return IndexOf(names, OnlyPort);
+    return index;
+}
+
+std::string LineText(const LineEntry& entry) {
+    return entry.from.instance + "." + entry.from.port + "=" + entry.to.instance + "." + entry.to.port;
+}
+
+}  // namespace
+
+Graph::Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue, HostWindow& hostWindow,
+             Mistakes& allMistakes)
+    : file(graphFile), catalogue(moduleCatalogue), window(hostWindow), mistakes(allMistakes) {
+    window.AcceptDifferences(file.AcceptsDifferences());
+    CreateModules();
+    for (Instance& instance : instances)
+        if (instance.module != nullptr) ApplySettings(instance);
+    PrepareDynamicPorts();
+    ResolveLines();
+    ValidateTypes(Sort());
+    CheckInputs();
+}
+
+std::vector<RunModule> Graph::Modules() const {
+    std::vector<RunModule> modules;
+    for (const Instance& instance : instances)
+        modules.push_back({instance.entry->name, instance.module.get()});
+    return modules;
+}
+
+// --- Modules and settings
+
+void Graph::CreateModules() {
+    std::map<std::string, int> used;
+    for (const InstanceEntry& entry : file.GetInstances()) ++used[entry.module];
+    for (auto& [module, count] : used) count = count > 1 ? 1 : 0;  // now the number of the next instance
+    for (const InstanceEntry& entry : file.GetInstances()) {
+        indexes.emplace(entry.name, static_cast<int>(instances.size()));
+        instances.push_back({&entry, nullptr});
+        Create(instances.back(), used);
+    }
+}
+
+void Graph::Create(Instance& instance, std::map<std::string, int>& used) {
+    const InstanceEntry& entry = *instance.entry;
+    if (entry.module.empty())
+        return mistakes.Add(entry.place, "the instance '" + entry.name +
+                                             "' does not say which module it is; add a line module=ID, "
+                                             "where 'sigweave modules' lists the ids");
+    const CatalogueEntry* found = catalogue.Find(entry.module);
+    if (found == nullptr) return mistakes.Add(entry.modulePlace, catalogue.WhyUnusable(entry.module));
+    std::string error;
+    int& number = used[entry.module];
+    instance.module = catalogue.Create(*found, number, error);
+    if (number > 0) ++number;
+    if (instance.module == nullptr)
+        return mistakes.Add(entry.modulePlace, "the module '" + entry.module + "' cannot be used: " + error);
+    Greet(instance, *found);
+}
+
+void Graph::Greet(Instance& instance, const CatalogueEntry& entry) {
+    TCBaseModule& module = *instance.module;
+    console::NameInstance(module.GetModuleName(), instance.entry->name);
+    console::SetSpeaker([name = instance.entry->name] { return name; });
+    module.GetMessageA(MESSAGE_SINK, reinterpret_cast<long>(&Sink));
+    module.GetMessageA(MESSAGE_LANGUAGE, ENGLISH);
+    module.GetMessageA(TCPortHelper::MESSAGE_INSTANCE_HANDLE,
+                       reinterpret_cast<long>(ModuleCatalogue::HandleOf(entry)));
+    instance.extended = dynamic_cast<TCBaseModuleEx*>(&module);
+}
+
+// A value that is not allowed leaves the default, so that what else is wrong can be told too.
+void Graph::ApplySettings(Instance& instance) {
+    const InstanceEntry& entry = *instance.entry;
+    instance.usable = true;
+    std::map<std::string, bool> isSet;
+    for (const Setting& setting : entry.settings) isSet[setting.name] = ApplySetting(instance, setting);
+    if (instance.extended == nullptr) return;
+    for (const TCModuleParameter& parameter : instance.extended->GetParameters()) {
+        const auto found = isSet.find(parameter.name);
+        if (parameter.defaultValue != nullptr || (found != isSet.end() && found->second)) continue;
+        instance.usable = false;
+        if (found == isSet.end())
+            mistakes.Add(entry.place, "the instance '" + entry.name + "' needs the parameter '" +
+                                          parameter.name + "', " + std::string(parameter.DescribeAllowed()) +
+                                          "; add a line " + parameter.name + "=...");
+    }
+    if (instance.usable) instance.usable = MakeEffective(instance);
+}
+
+bool Graph::MakeEffective(Instance& instance) {
+    bool done = false;
+    TCString error;
+    const std::string thrown = WhatItThrows([&] { done = instance.extended->ApplySettings(error); });
+    if (done) return true;
+    mistakes.Add(instance.entry->place,
+                 instance.entry->name + ": " + (thrown.empty() ? std::string(error) : thrown));
+    return false;
+}
+
+bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
+    if (instance.extended == nullptr) {
+        mistakes.Add(setting.place, "the module '" + instance.entry->module +
+                                        "' takes no settings; remove '" + setting.name + "'");
+        return false;
+    }
+    const TCModuleParameter* parameter = instance.extended->FindParameter(setting.name.c_str());
+    const bool isInput = parameter != nullptr && parameter->kind == TCModuleParameter::FILE;
+    const std::string value = isInput ? ResolveFile(setting) : setting.value;
+    TCString error;
+    if (instance.extended->SetParameter(setting.name.c_str(), value.c_str(), error)) return true;
+    mistakes.Add(setting.place, instance.entry->name + ": " + std::string(error));
+    return false;
+}
+
+std::string Graph::ResolveFile(const Setting& setting) const {
+    if (setting.onCommandLine || setting.value.empty()) return setting.value;
+    return (std::filesystem::path(file.GetPath()).parent_path() / setting.value).lexically_normal().string();
+}
+
+// --- Ports and lines
+
+void Graph::PrepareDynamicPorts() {
+    std::vector<int> wired(instances.size());
+    for (const LineEntry& entry : file.GetLines()) {
+        const auto found = indexes.find(entry.to.instance);
+        if (found != indexes.end()) ++wired[static_cast<std::size_t>(found->second)];
+    }
+    for (std::size_t index = 0; index < instances.size(); ++index) {
+        const Instance& instance = instances[index];
+        if (instance.usable)
+            instance.module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, std::max(wired[index], 1));
+    }
+}
+
+void Graph::ResolveLines() {
+    if (instances.empty() && mistakes.IsEmpty())
+        mistakes.Add({file.GetPath()}, "names no modules; add a section [name] with module=ID for each");
+    if (file.GetLines().empty() && !file.GetInstances().empty())
+        mistakes.Add({file.GetPath()},
+                     "has no lines, so no data would flow; add a section [lines] with lines as "
+                     "instance.Output=instance.Input");
+    for (const LineEntry& entry : file.GetLines()) {
+        RunLine line{};
+        if (!ResolveLine(entry, line)) continue;
+        lines.push_back(line);
+        lineEntries.push_back(&entry);
+    }
+}
+
+bool Graph::ResolveLine(const LineEntry& entry, RunLine& line) {
+    line.from = FindInstance(entry.from, entry.place);
+    line.to = FindInstance(entry.to, entry.place);
+    if (line.from < 0 || line.to < 0) return false;
+    if (line.from == line.to) {
+        mistakes.Add(entry.place, "the line leads from '" + entry.from.instance +
+                                      "' to itself; data only flows forward, to "
+                                      "another instance");
+        return false;
+    }
+    line.output = FindPort(OUTPUT, entry.from, line.from, entry.place);
+    line.input = FindPort(INPUT, entry.to, line.to, entry.place);
+    return line.output >= 0 && line.input >= 0 && CheckInputFree(line, entry);
+}
+
+int Graph::FindInstance(const PortName& name, const Place& place) {
+    const auto found = indexes.find(name.instance);
+    if (found != indexes.end()) return found->second;
+    CStringArray names;
+    for (const Instance& instance : instances) names.push_back(instance.entry->name);
+    mistakes.Add(place,
+                 "there is no instance '" + name.instance + "'; " + tc::SuggestNames(name.instance, names));
+    return -1;
+}
+
+int Graph::FindPort(PORTTYPE kind, const PortName& name, int instance, const Place& place) {
+    if (!At(instance).usable) return -1;  // its own mistake is told already
+    const CStringArray names = PortNames(ModuleAt(instance), kind);
+    const int index = FindPortByName(names, name.port);
+    if (index < 0)
+        mistakes.Add(place, "'" + name.instance + "' has no " + (kind == INPUT ? "input" : "output") + " '" +
+                                name.port + "'; " + tc::SuggestNames(name.port, names));
+    return index;
+}
+
+bool Graph::CheckInputFree(const RunLine& line, const LineEntry& entry) {
+    const auto [known, isNew] = lineOfInput.emplace(std::pair(line.to, line.input), entry.place.line);
+    if (!isNew)
+        mistakes.Add(entry.place, "the input '" + entry.to.instance + "." + entry.to.port +
+                                      "' is wired already, in line " + std::to_string(known->second) +
+                                      "; an input takes one line");
+    return isNew;
+}
+
+std::vector<int> Graph::Sort() {
+    std::vector<std::pair<int, int>> edges;
+    for (const RunLine& line : lines) edges.emplace_back(line.from, line.to);
+    Topology topology = SortTopologically(static_cast<int>(instances.size()), edges);
+    for (const std::vector<int>& cycle : topology.cycles) {
+        std::string path;
+        for (const int index : cycle) path += At(index).entry->name + " -> ";
+        path += At(cycle.front()).entry->name;
+        const auto closes = [&](const RunLine& line) {
+            return line.from == cycle.back() && line.to == cycle.front();
+        };
+        const auto line = std::find_if(lines.begin(), lines.end(), closes) - lines.begin();
+        mistakes.Add(
+            lineEntries[static_cast<std::size_t>(line)]->place,
+            "the lines form a cycle: " + path + "; data must flow forward only, so remove one of them");
+    }
+    hasCycles = !topology.cycles.empty();
+    return std::move(topology.order);
+}
+
+// --- Types
+
+// From the sources on, so that a type which a module adopts at its input is known at its output.
+void Graph::ValidateTypes(const std::vector<int>& order) {
+    std::vector<std::vector<std::size_t>> linesFrom(instances.size());
+    for (std::size_t line = 0; line < lines.size(); ++line)
+        linesFrom[static_cast<std::size_t>(lines[line].from)].push_back(line);
+    for (const int instance : order)
+        for (const std::size_t line : linesFrom[static_cast<std::size_t>(instance)]) ValidateType(line);
+}
+
+void Graph::ValidateType(std::size_t index) {
+    const RunLine& line = lines[index];
+    const LineEntry& entry = *lineEntries[index];
+    TCBaseModule& from = ModuleAt(line.from);
+    TCBaseModule& to = ModuleAt(line.to);
+    from.AddLine(OUTPUT, line.output);
+    const char* type = nullptr;
+    int count = 0;
+    from.GetPortType(OUTPUT, line.output, type, count);
+    window.BeginLine(LineText(entry));
+    const bool fits = to.ValidatePortType(INPUT, line.input, type, count) != 0;
+    to.AddLine(INPUT, line.input);
+    std::vector<std::string> refusals = window.TakeRefusals();
+    if (fits) return;
+    if (refusals.empty() && type == nullptr && hasCycles) return;  // adopted types get lost in a cycle
+    if (refusals.empty())
+        refusals.push_back(type == nullptr
+                               ? "the output has no data type yet; wire the inputs of '" +
+                                     entry.from.instance + "' first"
+                               : "the input does not take the output's type " + std::string(type));
+    for (const std::string& refusal : refusals) mistakes.Add(entry.place, LineText(entry) + ": " + refusal);
+}
+
+// An input that a faulty line was meant for counts as wired: the mistake is told at that line.
+void Graph::CheckInputs() {
+    std::set<std::pair<std::string, std::string>> wired;
+    std::set<std::string> wiredInstances;
+    for (const LineEntry& entry : file.GetLines()) {
+        wired.emplace(entry.to.instance, entry.to.port);
+        wiredInstances.insert(entry.to.instance);
+    }
+    for (Instance& instance : instances)
+        if (instance.usable) CheckInputs(instance, wired, wiredInstances.contains(instance.entry->name));
+}
+
+void Graph::CheckInputs(Instance& instance, const std::set<std::pair<std::string, std::string>>& wired,
+                        bool anyWired) {
+    const std::string& name = instance.entry->name;
+    const CStringArray inputs = PortNames(*instance.module, INPUT);
+    const TCPortHelper* helper = instance.module->GetPortHelper();
+    bool missing = false;
+    for (unsigned index = 0; index < inputs.size() && helper != nullptr; ++index) {
+        const int asked = static_cast<int>(index);
+        const bool isWired =
+            lineOfInput.contains({indexes[name], asked}) || wired.contains({name, inputs[index]});
+        if (isWired || !helper->IsObligatoryInput(index)) continue;
+        mistakes.Add(instance.entry->place, "the input '" + name + "." + inputs[index] +
+                                                "' must be wired; add a line ...=" + name + "." +
+                                                inputs[index] + " to the section [lines]");
+        missing = true;
+    }
+    if (missing || anyWired || inputs.empty() || instance.module->GetTypeOfModule() == 1 ||
+        file.GetLines().empty())
+        return;
+    mistakes.Add(instance.entry->place, "nothing is wired to '" + name +
+                                            "', so it would never have work; add a line ...=" + name + "." +
+                                            inputs.front() + " to the section [lines], or remove it");
+}
+
+}  // namespace host

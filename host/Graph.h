@@ -1,0 +1,72 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/GraphFile.h"
+#include "host/HostWindow.h"
+#include "host/Mistakes.h"
+#include "host/ModuleCatalogue.h"
+#include "host/Runner.h"
+
+class TCBaseModuleEx;
+
+namespace host {
+
+// The modules of a graph file, created, set, wired and checked. Everything that is wrong goes to `mistakes`;
+// a graph with mistakes must not be run. Owns the modules; the catalogue and the window must outlive it.
+class Graph {
+ public:
+    Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue, HostWindow& hostWindow,
+          Mistakes& allMistakes);
+
+    // In the order of the file.
+    std::vector<RunModule> Modules() const;
+    const std::vector<RunLine>& Lines() const { return lines; }
+
+ private:
+    struct Instance {
+        const InstanceEntry* entry;
+        ModulePointer module;
+        TCBaseModuleEx* extended = nullptr;  // the same module, when it has declared parameters
+        bool usable = false;                 // its ports are those that it will have in the run
+    };
+
+    void CreateModules();
+    void Create(Instance& instance, std::map<std::string, int>& used);
+    void Greet(Instance& instance, const CatalogueEntry& entry);
+    void ApplySettings(Instance& instance);
+    bool ApplySetting(Instance& instance, const Setting& setting);
+    bool MakeEffective(Instance& instance);
+    std::string ResolveFile(const Setting& setting) const;
+    void PrepareDynamicPorts();
+    void ResolveLines();
+    bool ResolveLine(const LineEntry& entry, RunLine& line);
+    int FindInstance(const PortName& name, const Place& place);
+    int FindPort(PORTTYPE kind, const PortName& name, int instance, const Place& place);
+    bool CheckInputFree(const RunLine& line, const LineEntry& entry);
+    std::vector<int> Sort();
+    void ValidateTypes(const std::vector<int>& order);
+    void ValidateType(std::size_t line);
+    void CheckInputs();
+    void CheckInputs(Instance& instance, const std::set<std::pair<std::string, std::string>>& wired,
+                     bool anyWired);
+
+    Instance& At(int index) { return instances[static_cast<std::size_t>(index)]; }
+    TCBaseModule& ModuleAt(int index) { return *At(index).module; }
+
+    const GraphFile& file;
+    const ModuleCatalogue& catalogue;
+    HostWindow& window;
+    Mistakes& mistakes;
+    std::vector<Instance> instances;
+    std::map<std::string, int> indexes;  // of the instances, by name
+    std::vector<RunLine> lines;
+    std::vector<const LineEntry*> lineEntries;       // one for each of `lines`
+    std::map<std::pair<int, int>, int> lineOfInput;  // (instance, input) -> line of the file
+    bool hasCycles = false;
+};
+
+}  // namespace host

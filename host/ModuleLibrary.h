@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sigweave/module/TCBaseModule.h"
+
+namespace host {
+
+// One opened module library whose entry points are there and whose versions fit.
+class ModuleLibrary {
+ public:
+    // Null when the file cannot be used; `error` then tells the reason and the remedy. No module is created.
+    static std::unique_ptr<ModuleLibrary> Open(const std::string& file, std::string& error);
+    ~ModuleLibrary();
+    ModuleLibrary(const ModuleLibrary&) = delete;
+    ModuleLibrary& operator=(const ModuleLibrary&) = delete;
+
+    const std::string& GetFile() const { return file; }
+    HINSTANCE GetHandle() const { return handle; }
+    // The ids of its kinds, by their number.
+    const std::vector<std::string>& GetIds() const { return ids; }
+
+    using CreateFunction = TCBaseModule* (*)(int kind, int instance);
+    using DeleteFunction = void (*)(int kind, TCBaseModule* module);
+    CreateFunction create = nullptr;
+    DeleteFunction destroy = nullptr;
+
+ private:
+    ModuleLibrary(const std::string& libraryFile, HINSTANCE library) : file(libraryFile), handle(library) {}
+
+    bool FindEntryPoints(std::string& error);
+    bool CheckVersions(std::string& error) const;
+    bool ReadIds(std::string& error);
+
+    std::string file;
+    HINSTANCE handle;
+    int (*count)() = nullptr;
+    const char* (*id)(int kind) = nullptr;
+    std::vector<std::string> ids;
+};
+
+}  // namespace host

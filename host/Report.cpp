@@ -1,0 +1,62 @@
+#include "host/Report.h"
+
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "host/Table.h"
+
+namespace host {
+namespace {
+
+constexpr int VALUE_COLUMN = 3;
+constexpr int TABLE_DIGITS = 10;
+
+}  // namespace
+
+std::string WriteTable(const RunReport& report) {
+    std::vector<std::vector<std::string>> rows{{"instance", "signal", "quantity", "value", "unit"}};
+    for (const ModuleReport& module : report.modules)
+        for (const ResultReport& result : module.results)
+            rows.push_back({module.instance, result.signal, result.quantity,
+                            NumberText(result.value, TABLE_DIGITS), result.unit});
+    return rows.size() > 1 ? LayOut(rows, VALUE_COLUMN) : std::string();
+}
+
+std::string WriteVerdict(const RunReport& report, const std::string& graph) {
+    std::string text = std::string(ToText(report.verdict)) + ": " + graph + ", ";
+    if (report.signalSeconds >= 0.0) text += NumberText(report.signalSeconds, 6) + " s of signal in ";
+    text += NumberText(report.seconds, 3) + " s";
+    return report.explanation.empty() ? text : text + "; " + report.explanation;
+}
+
+std::string WriteJson(const RunReport& report, const std::string& graph) {
+    using Json = nlohmann::ordered_json;
+    Json modules = Json::array();
+    for (const ModuleReport& module : report.modules) {
+        Json results = Json::array();
+        for (const ResultReport& result : module.results)
+            results.push_back({{"signal", result.signal},
+                               {"quantity", result.quantity},
+                               {"value", result.value},
+                               {"unit", result.unit}});
+        modules.push_back({{"instance", module.instance},
+                           {"module", module.module},
+                           {"blocks_in", module.blocksIn},
+                           {"blocks_out", module.blocksOut},
+                           {"results", std::move(results)}});
+    }
+    Json lines = Json::array();
+    for (const LineReport& line : report.lines)
+        lines.push_back({{"from", line.from},
+                         {"to", line.to},
+                         {"blocks", line.blocks},
+                         {"deepest_queue", line.deepestQueue}});
+    const Json document = {{"graph", graph},
+                           {"verdict", ToText(report.verdict)},
+                           {"seconds", report.seconds},
+                           {"modules", std::move(modules)},
+                           {"lines", std::move(lines)}};
+    return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace host

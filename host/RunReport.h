@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace host {
+
+enum class Verdict { Complete, Interrupted, Stalled, Failed };
+
+// "complete", "interrupted", "stalled" or "failed".
+const char* ToText(Verdict verdict);
+
+struct ResultReport {
+    std::string signal;
+    std::string quantity;
+    double value = 0.0;
+    std::string unit;
+};
+
+struct ModuleReport {
+    std::string instance;
+    std::string module;          // the module's id
+    std::int64_t blocksIn = 0;   // taken off all inputs
+    std::int64_t blocksOut = 0;  // written to wired outputs; one that goes to several inputs counts once
+    std::vector<ResultReport> results;
+};
+
+struct LineReport {
+    std::string from;  // instance.Output
+    std::string to;
+    std::int64_t blocks = 0;
+    int deepestQueue = 0;
+};
+
+// What came of a run.
+struct RunReport {
+    Verdict verdict = Verdict::Complete;
+    std::string explanation;      // what went wrong, with the remedy; empty for a complete run
+    double seconds = 0.0;         // that the run took
+    double signalSeconds = -1.0;  // the longest signal of a source; -1 when no block told
+    std::vector<ModuleReport> modules;
+    std::vector<LineReport> lines;
+};
+
+// Where a run stands; -1 is "not known".
+struct RunProgress {
+    double signalSeconds = -1.0;
+    double share = -1.0;  // 0 to 1
+    double bytes = 0.0;   // that the sources wrote
+    double seconds = 0.0;
+};
+
+}  // namespace host

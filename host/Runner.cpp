@@ -1,0 +1,210 @@
+#include "host/Runner.h"
+
+#include <algorithm>
+#include <set>
+
+#include "host/Console.h"
+#include "host/Guard.h"
+#include "host/Topology.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+
+namespace host {
+namespace {
+
+constexpr int TEXT_DIGITS = 9;  // of the text forms of streams
+
+std::string ErrorText(TCBaseModule& module) {
+    if (auto* extended = dynamic_cast<TCBaseModuleEx*>(&module)) {
+        const char* text = extended->GetLastErrorText();
+        if (text != nullptr && *text != '\0') return text;
+    }
+    return module.GetPortHelper() != nullptr ? std::string(module.GetPortHelper()->GetErrorText())
+                                             : std::string();
+}
+
+std::string Blocks(std::int64_t count) {
+    return std::to_string(count) + (count == 1 ? " block" : " blocks");
+}
+
+}  // namespace
+
+const char* ToText(Verdict verdict) {
+    constexpr const char* WORDS[] = {"complete", "interrupted", "stalled", "failed"};
+    return WORDS[static_cast<int>(verdict)];
+}
+
+Runner::Runner(std::vector<RunModule> runModules, std::vector<RunLine> runLines, RunOptions runOptions)
+    : modules(std::move(runModules)), lines(std::move(runLines)), options(std::move(runOptions)) {
+    std::vector<std::pair<int, int>> edges;
+    for (const RunLine& line : lines) edges.emplace_back(line.from, line.to);
+    order = SortTopologically(static_cast<int>(modules.size()), edges).order;
+}
+
+RunReport Runner::Run() {
+    const auto begin = std::chrono::steady_clock::now();
+    Join();
+    if (Begin()) Step();
+    Finish();
+    ReportResults();
+    for (const RunModule& entry : modules) entry.module->DeleteStreams();
+    console::SetSpeaker(nullptr);
+    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return std::move(report);
+}
+
+void Runner::Join() {
+    for (const RunLine& line : lines) {
+        TCIOStream* receiver = Module(line.to).SetInputStream(line.input, 0, TEXT_DIGITS);
+        Module(line.from).AddOutputStream(line.output, receiver);
+        streams.push_back(receiver);
+        report.lines.push_back(
+            {PortText(line.from, OUTPUT, line.output), PortText(line.to, INPUT, line.input)});
+    }
+    for (const RunModule& entry : modules)
+        report.modules.push_back({entry.instance, entry.module->GetModuleId(), 0, 0, {}});
+}
+
+std::string Runner::PortText(int module, int kind, int port) const {
+    const char* name = kind == INPUT ? Module(module).GetInputName(port) : Module(module).GetOutputName(port);
+    return Name(module) + "." + name;
+}
+
+bool Runner::Begin() {
+    for (const int index : order) {
+        TCBaseModule& module = Module(index);
+        console::SetSpeaker([this, index] { return Name(index); });
+        ++initialised;
+        int code = 0;
+        const std::string thrown = WhatItThrows([&] {
+            module.ComputeValidationData(CALLED_FROM_RUN);
+            module.GetMessageA(TCPortHelper::MESSAGE_RUNNING, 1);
+            module.GetMessageA(TCPortHelper::MESSAGE_FIRST_IN_CYCLE, 1);
+            code = module.Init();
+        });
+        if (code >= 0 && thrown.empty()) continue;
+        Fail(index, code, thrown, "starting");
+        return false;
+    }
+    return true;
+}
+
+Scheduler Runner::MakeScheduler() const {
+    std::vector<int> positions(modules.size());
+    std::vector<Scheduler::Node> nodes;
+    for (const int index : order) {
+        positions[static_cast<std::size_t>(index)] = static_cast<int>(nodes.size());
+        Scheduler::Node& node = nodes.emplace_back();
+        node.module = &Module(index);
+        node.source = node.module->GetTypeOfModule() == 1;
+    }
+    std::vector<Scheduler::Line> wired;
+    std::set<std::pair<int, int>> outputs;
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        const RunLine& line = lines[index];
+        Scheduler::Line& made = wired.emplace_back();
+        made.from = positions[static_cast<std::size_t>(line.from)];
+        made.to = positions[static_cast<std::size_t>(line.to)];
+        made.receiver = streams[index];
+        made.first = outputs.emplace(line.from, line.output).second;
+        if (const TCPortHelper* helper = Module(line.from).GetPortHelper())
+            made.elementSize = helper->ElemSize(OUTPUT, static_cast<unsigned>(line.output));
+        nodes[static_cast<std::size_t>(made.from)].outputs.push_back(static_cast<int>(index));
+        nodes[static_cast<std::size_t>(made.to)].inputs.push_back(static_cast<int>(index));
+    }
+    return Scheduler(std::move(nodes), std::move(wired), options);
+}
+
+void Runner::Step() {
+    Scheduler scheduler = MakeScheduler();
+    console::SetSpeaker(
+        [&] { return Name(order[static_cast<std::size_t>(std::max(scheduler.Position(), 0))]); });
+    const Scheduler::End end = scheduler.Run();
+    if (scheduler.WasInterrupted()) report.verdict = Verdict::Interrupted;
+    if (end == Scheduler::End::Failed)
+        Fail(order[static_cast<std::size_t>(scheduler.Position())], scheduler.FailedCode(),
+             scheduler.Thrown(), "running");
+    else
+        JudgeStall(scheduler);
+    report.signalSeconds = scheduler.SignalSeconds();
+    ReportCounts(scheduler);
+    console::SetSpeaker(nullptr);
+}
+
+// Also after a failure: a module that holds a file must be able to close it.
+void Runner::Finish() {
+    for (int position = 0; position < initialised; ++position) {
+        const int index = order[static_cast<std::size_t>(position)];
+        console::SetSpeaker([this, index] { return Name(index); });
+        int code = 0;
+        const std::string thrown = WhatItThrows([&] {
+            code = Module(index).Done();
+            Module(index).GetMessageA(TCPortHelper::MESSAGE_RUNNING, 0);
+        });
+        if (code < 0 || !thrown.empty()) Fail(index, code, thrown, "finishing");
+    }
+}
+
+void Runner::Fail(int module, int code, const std::string& thrown, const char* doing) {
+    const std::string reason = thrown.empty() ? ErrorText(Module(module)) : thrown;
+    const std::string text = Name(module) + " (" + Module(module).GetModuleName() + ") failed while " +
+                             doing + (code < 0 ? " (code " + std::to_string(code) + ")" : "") +
+                             (reason.empty() ? "; the module gave no reason" : ": " + reason);
+    report.explanation += (report.verdict == Verdict::Failed ? "; then " : "") + text;
+    report.verdict = Verdict::Failed;
+}
+
+void Runner::JudgeStall(const Scheduler& scheduler) {
+    std::string text;
+    const auto add = [&](const std::string& part) { text += (text.empty() ? "" : "; ") + part; };
+    for (std::size_t position = 0; position < order.size(); ++position) {
+        if (scheduler.Nodes()[position].silent && !scheduler.Nodes()[position].ended)
+            add("the source " + Name(order[position]) + " says that it has work but makes no block");
+        const std::string leftovers = DescribeLeftovers(scheduler, static_cast<int>(position));
+        if (!leftovers.empty()) add(leftovers);
+    }
+    if (text.empty()) return;
+    report.explanation = text;
+    if (report.verdict == Verdict::Complete) report.verdict = Verdict::Stalled;
+}
+
+std::string Runner::DescribeLeftovers(const Scheduler& scheduler, int position) const {
+    std::string starved;
+    std::string left;
+    for (const int index : scheduler.Nodes()[static_cast<std::size_t>(position)].inputs) {
+        const Scheduler::Line& line = scheduler.Lines()[static_cast<std::size_t>(index)];
+        const LineReport& names = report.lines[static_cast<std::size_t>(index)];
+        if (line.depth == 0)
+            starved += (starved.empty() ? "" : ", ") + names.to + " (fed by " + names.from + " with " +
+                       Blocks(line.blocks) + ")";
+        else
+            left += (left.empty() ? "" : ", ") + Blocks(line.depth) + " at " + names.to;
+    }
+    if (left.empty()) return "";
+    if (starved.empty())
+        return Name(order[static_cast<std::size_t>(position)]) + " leaves what waits for it: " + left;
+    return "starved input: " + starved + ", while there wait " + left;
+}
+
+void Runner::ReportCounts(const Scheduler& scheduler) {
+    for (std::size_t position = 0; position < order.size(); ++position) {
+        ModuleReport& module = report.modules[static_cast<std::size_t>(order[position])];
+        module.blocksIn = scheduler.Nodes()[position].taken;
+        module.blocksOut = scheduler.Nodes()[position].made;
+    }
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        report.lines[index].blocks = scheduler.Lines()[index].blocks;
+        report.lines[index].deepestQueue = scheduler.Lines()[index].deepest;
+    }
+}
+
+void Runner::ReportResults() {
+    for (std::size_t index = 0; index < modules.size(); ++index) {
+        const auto* extended = dynamic_cast<const TCBaseModuleEx*>(modules[index].module);
+        if (extended == nullptr) continue;
+        for (const TCModuleResult& result : extended->GetResults())
+            report.modules[index].results.push_back({std::string(result.signal), std::string(result.quantity),
+                                                     result.value, std::string(result.unit)});
+    }
+}
+
+}  // namespace host

@@ -1,0 +1,81 @@
+#include <CLI/CLI.hpp>
+#include <clocale>
+#include <csignal>
+#include <iostream>
+
+#include "host/Commands.h"
+
+namespace {
+
+constexpr const char* EXAMPLE = R"(Example:
+  A graph file names modules, their settings and the lines between them:
+
+    [voice]
+    module=SoundFile
+    file=Front_Center.wav
+    [levels]
+    module=Statistics
+    [lines]
+    voice.Channel 1=levels.Signal
+
+  sigweave check voice.graph                     tells every mistake in it
+  sigweave run voice.graph --set voice.block=512 runs it and prints the results
+  sigweave modules SoundFile                     shows a module's ports and parameters
+
+Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 130 interrupted.)";
+
+void AddModulePath(CLI::App& command, host::CommandOptions& options) {
+    command
+        .add_option("--module-path", options.modulePath,
+                    "Folders with module libraries, separated by colons; an empty entry stands for the "
+                    "modules that came "
+                    "with the program. Default: SIGWEAVE_MODULE_PATH, else those modules")
+        ->type_name("FOLDERS")
+        ->allow_extra_args(false);
+}
+
+void AddGraph(CLI::App& command, host::CommandOptions& options) {
+    command.add_option("GRAPH", options.graph, "The graph file")->required()->type_name("");
+    command
+        .add_option("--set", options.settings,
+                    "Sets one parameter, in place of what the graph file says; may be repeated")
+        ->type_name("INSTANCE.PARAMETER=VALUE")
+        ->allow_extra_args(false);
+    AddModulePath(command, options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_CTYPE, "");   // texts are in the user's character set; numbers stay as they are
+    std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is an error to report, not an end
+    CLI::App app("Runs graphs of signal-processing modules.", "sigweave");
+    app.footer(EXAMPLE);
+    app.set_version_flag("--version", SIGWEAVE_VERSION_TEXT);
+    app.require_subcommand(1);
+    host::CommandOptions options;
+    std::string format = "text";
+    CLI::App* run = app.add_subcommand("run", "Checks a graph and runs it");
+    AddGraph(*run, options);
+    run->add_option("--report", format, "text: a table of the results; json: one document with all figures")
+        ->check(CLI::Validator(CLI::IsMember({"text", "json"})).description(""))
+        ->type_name("text|json");
+    CLI::App* check = app.add_subcommand("check", "Tells every mistake of a graph; runs nothing");
+    AddGraph(*check, options);
+    CLI::App* modules =
+        app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
+    modules->add_option("ID", options.moduleId, "The module to show")->type_name("");
+    AddModulePath(*modules, options);
+    if (argc < 2) {
+        std::cerr << app.help();
+        return host::EXIT_WRONG_INPUT;
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? host::EXIT_COMPLETE : host::EXIT_WRONG_INPUT;
+    }
+    options.json = format == "json";
+    if (*run) return host::RunGraph(options);
+    return *check ? host::CheckGraph(options) : host::ShowModules(options);
+}

@@ -1,0 +1,244 @@
+// The built program as a user meets it: real graphs, real module libraries, output and exit code.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+std::string ReadAll(const fs::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+struct Answer {
+    int code;
+    std::string out;
+    std::string err;
+};
+
+// Works in an empty folder of its own.
+class Program : public testing::Test {
+ protected:
+    void SetUp() override {
+        folder = fs::path(testing::TempDir()) /
+                 (std::string("sigweave-") + testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(folder);
+        fs::create_directories(folder);
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    void Write(const std::string& name, const std::string& text) {
+        std::ofstream(folder / name, std::ios::binary) << text;
+    }
+
+    Answer Run(const std::string& arguments, const std::string& modulePath = TEST_LIBRARIES "/good",
+               const std::string& output = "out") {
+        const std::string command = "cd '" + folder.string() + "' && SIGWEAVE_MODULE_PATH='" + modulePath +
+                                    "' '" SIGWEAVE_PROGRAM "' " + arguments + " </dev/null >" + output +
+                                    " 2>err; echo $? >code";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        return {std::stoi(ReadAll(folder / "code")), ReadAll(folder / "out"), ReadAll(folder / "err")};
+    }
+
+    Answer RunGraph(const std::string& text, const std::string& arguments = "") {
+        Write("test.graph", text);
+        return Run("run test.graph " + arguments);
+    }
+
+    fs::path folder;
+};
+
+constexpr const char* GOOD =
+    "[a]\nmodule=TestSource\n[p]\nmodule=TestPass\n[s]\nmodule=TestJoin\n"
+    "[lines]\na.Signal=p.Signal\np.Signal 1=s.Signal 1\n";
+
+TEST_F(Program, RunsAGraphAndPrintsATableAndAVerdict) {
+    const Answer answer = RunGraph(GOOD, "--set a.blocks=3 --set a.size=1000");
+    EXPECT_EQ(answer.code, 0);
+    EXPECT_THAT(answer.err, IsEmpty());
+    EXPECT_THAT(answer.out, testing::ContainsRegex("^instance  signal  quantity +value  unit\n"));
+    EXPECT_THAT(answer.out, testing::ContainsRegex("\ns +caf\xE9 +sum +3000\n"));
+    EXPECT_THAT(answer.out, HasSubstr("\ncomplete: test.graph, 3000 s of signal in "));
+}
+
+TEST_F(Program, JsonReportIsOneExactDocumentOnStandardOutput) {
+    const Answer answer = RunGraph(GOOD, "--report json");
+    EXPECT_EQ(answer.code, 0);
+    EXPECT_THAT(answer.err, HasSubstr("complete: test.graph"));
+    const auto document = nlohmann::ordered_json::parse(answer.out);
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : document.items()) keys.push_back(key);
+    EXPECT_THAT(keys, testing::ElementsAre("graph", "verdict", "seconds", "modules", "lines"));
+    EXPECT_EQ(document["verdict"], "complete");
+    EXPECT_EQ(document["lines"][1].dump(),
+              R"({"from":"p.Signal","to":"s.Signal","blocks":10,"deepest_queue":1})");
+    const auto& join = document["modules"][2];
+    EXPECT_EQ(join["module"], "TestJoin");
+    EXPECT_EQ(join["blocks_in"], 10);
+    EXPECT_EQ(join["blocks_out"], 0);
+    EXPECT_EQ(join["results"][0].dump(),
+              "{\"signal\":\"caf\xEF\xBF\xBD\",\"quantity\":\"sum\",\"value\":180.0,\"unit\":\"\"}");
+    EXPECT_TRUE(join["results"][2]["value"].is_null());
+    EXPECT_EQ(join["results"][3]["value"].get<double>(), 1.0 / 3.0);
+}
+
+TEST_F(Program, CtrlCDrainsAndASecondOneEndsAtOnce) {
+    const Answer drained = RunGraph(GOOD, "--set a.blocks=0 --set a.interrupt_at=1000 --report json");
+    EXPECT_EQ(drained.code, 130);
+    const auto document = nlohmann::json::parse(drained.out);
+    EXPECT_EQ(document["verdict"], "interrupted");
+    // Blocks 0 to 1000 were made before the interrupt was seen, and one more to end the signal.
+    EXPECT_EQ(document["modules"][0]["blocks_out"], 1002);
+    EXPECT_EQ(document["modules"][2]["blocks_in"], 1002);
+    EXPECT_EQ(document["modules"][2]["results"][1]["value"], 1.0);  // the signal was ended with STOP
+    const Answer killed = RunGraph(GOOD, "--set a.blocks=0 --set a.interrupt_at=1000 --set a.interrupts=2");
+    EXPECT_EQ(killed.code, 130);  // the shell's code for a program that SIGINT ended
+    EXPECT_THAT(killed.out, IsEmpty());
+}
+
+TEST_F(Program, FailedAndStalledRunsExitWithOne) {
+    const Answer failed = RunGraph(GOOD, "--set p.fail_at=2");
+    EXPECT_EQ(failed.code, 1);
+    EXPECT_THAT(failed.out, HasSubstr("failed: test.graph, "));
+    EXPECT_THAT(failed.out, HasSubstr("p (Test pass) failed while running (code -7): the wire is broken"));
+    const Answer stalled = RunGraph(GOOD, "--set p.hoard_from=2 --report json");
+    EXPECT_EQ(stalled.code, 1);
+    EXPECT_EQ(nlohmann::json::parse(stalled.out)["verdict"], "stalled");
+    const Answer full = Run("run test.graph", TEST_LIBRARIES "/good", "/dev/full");
+    EXPECT_EQ(full.code, 1);
+    EXPECT_THAT(full.err, HasSubstr("standard output cannot be written"));
+}
+
+TEST_F(Program, CheckTellsEveryMistakeAtItsPlace) {
+    Write("bad.graph",
+          "[a]\nmodule=TestSorce\n[b]\n[c]\nmodule=TestSource\nblocks=many\nblock=1\n"
+          "[d]\nmodule=TestSource\n[e]\nmodule=TestPass\n[f]\nmodule=TestJoin\n[g]\nmodule=TestPass\n[h]"
+          "\nmodule=TestPass\n"
+          "[i]\nmodule=TestJoin\n[j]\nmodule=TestSource\nkind=SWORD[]\n[k]\nmodule=TestSource\nmeaning=FREQ_"
+          "DOMAIN\n[d]\n"
+          "[lines]\nd.Signl=f.Signal 1\ng.Signal=h.Signal\nh.Signal=g.Signal\nd.Signal=f.Signal "
+          "1\nd.Signal=f.Signal 1\n"
+          "d.Signal=d.Signal\nx.Signal=f.Signal 1\nj.Signal=f.Signal 3\nk.Signal=f.Signal 4\n");
+    const Answer answer = Run("check bad.graph --set z.blocks=1 --set c.size=-1");
+    EXPECT_EQ(answer.code, 2);
+    EXPECT_THAT(answer.out, IsEmpty());
+    for (const char* told :
+         {"bad.graph:2: there is no module 'TestSorce'; did you mean 'TestSource'?",
+          "bad.graph:3: the instance 'b' does not say which module",
+          "bad.graph:6: c: parameter 'blocks': 'many' is not allowed; an integer from 0 to",
+          "bad.graph:7: c: unknown parameter 'block'; did you mean 'blocks'",
+          "bad.graph:10: the input 'e.Signal' must be wired", "bad.graph:18: nothing is wired to 'i'",
+          "bad.graph:26: the instance 'd' is there already, in line 8",
+          "bad.graph:28: 'd' has no output 'Signl'; did you mean 'Signal'?",
+          "the lines form a cycle: g -> h -> g",
+          "bad.graph:32: the input 'f.Signal 1' is wired already, in line 31",
+          "bad.graph:33: the line leads from 'd' to itself", "bad.graph:34: there is no instance 'x'",
+          "bad.graph:35: j.Signal=f.Signal 3: the input takes data of another type",
+          "bad.graph:36: k.Signal=f.Signal 4: the input expects data of another meaning",
+          "--set z.blocks=1: the graph has no instance 'z'",
+          "--set c.size=-1: c: parameter 'size': '-1' is not allowed"})
+        EXPECT_THAT(answer.err, HasSubstr(told));
+}
+
+TEST_F(Program, TypesAreCheckedAndADifferentMeaningIsAQuestion) {
+    const std::string graph =
+        "[a]\nmodule=TestSource\n[p]\nmodule=TestPass\n[s]\nmodule=TestJoin\n[lines]\na.Signal=p.Signal\np."
+        "Signal=s.Signal\n";
+    const Answer type = RunGraph(graph, "--set 'a.kind=SWORD[]'");
+    EXPECT_EQ(type.code, 2);
+    EXPECT_THAT(type.err, HasSubstr("test.graph:9: p.Signal=s.Signal: the input takes data of another type"));
+    const Answer meaning = RunGraph(graph, "--set a.meaning=FREQ_DOMAIN");
+    EXPECT_EQ(meaning.code, 2);
+    EXPECT_THAT(meaning.err,
+                AllOf(HasSubstr("test.graph:9:"), HasSubstr("'TIME_DOMAIN'"), HasSubstr("'FREQ_DOMAIN'"),
+                      HasSubstr("write accept=yes in the section [lines]")));
+    EXPECT_EQ(RunGraph(graph + "accept=yes\n", "--set a.meaning=FREQ_DOMAIN").code, 0);
+}
+
+TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
+    Write("empty.graph", "");
+    Write("binary.graph", std::string("\x7F"
+                                      "ELF\0\0",
+                                      6));
+    Write("huge.graph", std::string(50 << 20, 'x'));
+    Write("nolines.graph", "[a]\nmodule=TestSource\n");
+    Write("noinstances.graph", "[lines]\n");
+    const std::pair<const char*, const char*> rows[] = {
+        {"run missing.graph", "missing.graph: there is no such file"},
+        {"run .", "is a folder"},
+        {"run empty.graph", "is empty"},
+        {"check binary.graph", "is a binary file"},
+        {"run huge.graph", "larger than 16 MB"},
+        {"run nolines.graph", "has no lines"},
+        {"check noinstances.graph", "names no modules"},
+        {"run", "GRAPH is required"},
+        {"", "Usage: sigweave"},
+        {"run nolines.graph --report xml", "xml"},
+        {"modules TestSorce", "did you mean 'TestSource'?"}};
+    for (const auto& [arguments, told] : rows) {
+        const Answer answer = Run(arguments);
+        EXPECT_EQ(answer.code, 2) << arguments;
+        EXPECT_THAT(answer.err, HasSubstr(told));
+        EXPECT_THAT(answer.out, IsEmpty());
+    }
+}
+
+TEST_F(Program, ListsModulesAndShowsOne) {
+    EXPECT_THAT(Run("modules").out, AllOf(HasSubstr("TestPass    Hands blocks on  " TEST_LIBRARIES "/good/"),
+                                          HasSubstr("TestSource")));
+    const Answer source = Run("modules TestSource");
+    EXPECT_EQ(source.code, 0);
+    EXPECT_THAT(source.out, AllOf(HasSubstr("Signal  TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}"),
+                                  HasSubstr("blocks"), HasSubstr("an integer from 0 to 1000000000")));
+    EXPECT_THAT(Run("modules TestPass").out, HasSubstr("Signal  (the type of its line)"));
+    EXPECT_THAT(Run("modules TestJoin").out, HasSubstr("as many as are wired"));
+    EXPECT_THAT(Run("--version").out, HasSubstr("sigweave 0."));
+    EXPECT_THAT(Run("--help").out, AllOf(HasSubstr("[lines]"), HasSubstr("Exit codes")));
+}
+
+TEST_F(Program, BrokenLibrariesAreToldAndLeaveTheOthersAlone) {
+    Write("text.so", "not a library\n");
+    const std::string path = TEST_LIBRARIES "/good:" TEST_LIBRARIES "/broken:.:missing";
+    Write("test.graph", "[a]\nmodule=TestSource\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
+    const Answer good = Run("run test.graph", path);
+    EXPECT_EQ(good.code, 0) << "the graph needs none of the broken ones";
+    for (const char* told :
+         {"text.so: cannot be loaded (", "NoEntryPoints.so: does not export TCModuleLibrary_GetCount",
+          "NewerVersion.so: needs interface version 900, and this program provides 800",
+          "UnresolvedSymbol.so: cannot be loaded (undefined symbol: NowhereDefined)",
+          "missing: the module path names this folder"})
+        EXPECT_THAT(good.err, HasSubstr(told));
+    EXPECT_THAT(good.err,
+                testing::ContainsRegex(
+                    "the module id 'TestPass' is offered by .*/good/.* and by .*/broken/DuplicateId.so"));
+    const Answer needed =
+        Run("check test.graph --set a.blocks=1 --module-path " TEST_LIBRARIES "/broken", path);
+    EXPECT_EQ(needed.code, 2);
+    EXPECT_THAT(needed.err, HasSubstr("there is no module 'TestSource'"));
+    Write("test.graph", "[p]\nmodule=TestPass\n");
+    EXPECT_THAT(Run("check test.graph", path).err,
+                HasSubstr("test.graph:2: the module id 'TestPass' is offered by"));
+    EXPECT_EQ(Run("modules", path).code, 1);
+}
+
+TEST_F(Program, InputFilesAreRelativeToTheGraphUnlessGivenAsArgument) {
+    fs::create_directory(folder / "sub");
+    Write("sub/test.graph",
+          "[a]\nmodule=TestSource\nfile=x.wav\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
+    EXPECT_THAT(Run("run sub/test.graph").out, HasSubstr("a         sub/x.wav"));
+    EXPECT_THAT(Run("run sub/test.graph --set a.file=y.wav").out,
+                AllOf(HasSubstr("a         y.wav"), Not(HasSubstr("sub/y"))));
+}
+
+}  // namespace

@@ -1,0 +1,172 @@
+#include <gmock/gmock.h>
+
+#include "host/Runner.h"
+#include "host/Topology.h"
+#include "tests/host/TestModules.h"
+
+namespace {
+
+using host::RunReport;
+using host::Verdict;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+// Modules and lines under short names: Wire("a", "b") joins the next free ports.
+class Bench {
+ public:
+    template <class Module>
+    Module& Add(const std::string& name, const std::string& settings = "", int inputs = 1) {
+        auto module = std::make_shared<Module>(0);
+        TCString error;
+        EXPECT_TRUE(module->SetSettings(settings.c_str(), error)) << static_cast<const char*>(error);
+        module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, inputs);
+        modules.push_back({name, module.get()});
+        owners.push_back(module);
+        return *module;
+    }
+
+    void Wire(const std::string& from, const std::string& to, int input = 0) {
+        const host::RunLine line{Index(from), 0, Index(to), input};
+        TCBaseModule& source = *modules[static_cast<std::size_t>(line.from)].module;
+        TCBaseModule& target = *modules[static_cast<std::size_t>(line.to)].module;
+        source.AddLine(OUTPUT, 0);
+        const char* type = nullptr;
+        int count = 0;
+        source.GetPortType(OUTPUT, 0, type, count);
+        EXPECT_EQ(target.ValidatePortType(INPUT, input, type, count), 1);
+        target.AddLine(INPUT, input);
+        lines.push_back(line);
+    }
+
+    RunReport Run(host::RunOptions options = {}) { return host::Runner(modules, lines, options).Run(); }
+
+ private:
+    int Index(const std::string& name) const {
+        for (std::size_t index = 0; index < modules.size(); ++index)
+            if (modules[index].instance == name) return static_cast<int>(index);
+        return -1;
+    }
+
+    std::vector<std::shared_ptr<void>> owners;
+    std::vector<host::RunModule> modules;
+    std::vector<host::RunLine> lines;
+};
+
+double ResultOf(const RunReport& report, const std::string& quantity) {
+    for (const host::ModuleReport& module : report.modules)
+        for (const host::ResultReport& result : module.results)
+            if (result.quantity == quantity) return result.value;
+    return -1.0;
+}
+
+TEST(Runner, CountsBlocksOfEveryModuleAndLine) {
+    Bench bench;
+    bench.Add<TestJoin>("sum", "", 2);  // listed first: the order of the graph does not matter
+    bench.Add<TestPass>("pass");
+    bench.Add<TestSource>("source", "blocks=100\n");
+    bench.Wire("source", "pass");
+    bench.Wire("pass", "sum", 0);
+    bench.Wire("source", "sum", 1);
+    const RunReport report = bench.Run();
+    EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
+    EXPECT_EQ(ResultOf(report, "sum"), 2 * 4 * 4950.0);  // 0 + ... + 99, four of each, twice
+    EXPECT_EQ(report.modules[0].blocksIn, 200);
+    EXPECT_EQ(report.modules[2].blocksOut, 100);  // one output, two lines
+    for (const host::LineReport& line : report.lines) {
+        EXPECT_EQ(line.blocks, 100);
+        EXPECT_EQ(line.deepestQueue, 1);
+    }
+    EXPECT_EQ(report.lines[2].from, "source.Signal");
+    EXPECT_EQ(report.lines[2].to, "sum.Signal 2");
+}
+
+TEST(Runner, NamesTheStarvedInputAndKeepsQueuesShort) {
+    Bench bench;
+    bench.Add<TestSource>("long", "blocks=100000\n");
+    bench.Add<TestSource>("short", "blocks=7\n");
+    bench.Add<TestPass>("pass");
+    bench.Add<TestJoin>("sum", "", 2);
+    bench.Wire("long", "pass");
+    bench.Wire("pass", "sum", 0);
+    bench.Wire("short", "sum", 1);
+    host::RunOptions options;
+    options.queueLimit = 5;
+    const RunReport report = bench.Run(options);
+    EXPECT_EQ(report.verdict, Verdict::Stalled);
+    EXPECT_THAT(report.explanation,
+                HasSubstr("starved input: sum.Signal 2 (fed by short.Signal with 7 blocks)"));
+    EXPECT_EQ(report.lines[1].deepestQueue, 6);  // not behind the source itself, but one stage on
+    EXPECT_EQ(report.lines[1].blocks, 13);
+}
+
+TEST(Runner, DoesNotSpinOnAModuleThatTakesNothing) {
+    Bench bench;
+    bench.Add<TestSource>("source", "blocks=3\n");
+    bench.Add<TestPass>("pass", "hoard_from=1\n");
+    bench.Add<TestJoin>("sum");
+    bench.Wire("source", "pass");
+    bench.Wire("pass", "sum");
+    const RunReport report = bench.Run();
+    EXPECT_EQ(report.verdict, Verdict::Stalled);
+    EXPECT_THAT(report.explanation, HasSubstr("pass leaves what waits for it: 2 blocks at pass.Signal"));
+}
+
+TEST(Runner, TellsWhichModuleFailedAndWhy) {
+    Bench bench;
+    bench.Add<TestSource>("source");
+    bench.Add<TestPass>("pass", "fail_at=4\n");
+    bench.Wire("source", "pass");
+    const RunReport report = bench.Run();
+    EXPECT_EQ(report.verdict, Verdict::Failed);
+    EXPECT_EQ(report.explanation, "pass (Test pass) failed while running (code -7): the wire is broken");
+    EXPECT_EQ(report.modules[0].blocksOut, 5);
+    EXPECT_EQ(ResultOf(report, "made"), 5.0);  // Done was called nevertheless
+}
+
+TEST(Runner, AnInterruptedSourceEndsItsSignalAndEverythingIsProcessed) {
+    Bench bench;
+    bench.Add<TestSource>("source", "blocks=0\n");
+    bench.Add<TestJoin>("sum");
+    bench.Wire("source", "sum");
+    const std::atomic<bool> interrupt{true};
+    host::RunOptions options;
+    options.interrupt = &interrupt;
+    const RunReport report = bench.Run(options);
+    EXPECT_EQ(report.verdict, Verdict::Interrupted);
+    EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
+    EXPECT_EQ(report.modules[0].blocksOut, report.modules[1].blocksIn);
+}
+
+TEST(Runner, GivesUpOnASourceThatMakesNothing) {
+    Bench bench;
+    bench.Add<TestSource>("source", "blocks=0\n");  // wired to nothing, so its blocks go nowhere
+    host::RunOptions options;
+    options.patience = std::chrono::milliseconds(1);
+    const RunReport report = bench.Run(options);
+    EXPECT_EQ(report.verdict, Verdict::Stalled);
+    EXPECT_THAT(report.explanation, HasSubstr("source says that it has work but makes no block"));
+}
+
+TEST(Topology, SortsFindsCyclesAndTakesLongChains) {
+    EXPECT_THAT(host::SortTopologically(4, {{3, 1}, {1, 0}, {3, 2}, {2, 0}}).order, ElementsAre(3, 1, 2, 0));
+    EXPECT_THAT(host::SortTopologically(5, {{0, 1}, {1, 2}, {2, 1}, {3, 4}, {4, 3}}).cycles,
+                testing::UnorderedElementsAre(ElementsAre(1, 2), ElementsAre(3, 4)));
+    std::vector<std::pair<int, int>> chain;
+    for (int node = 0; node < 100000; ++node) chain.emplace_back(node + 1, node);
+    const host::Topology topology = host::SortTopologically(100001, chain);
+    EXPECT_EQ(topology.order.front(), 100000);
+    EXPECT_TRUE(topology.cycles.empty());
+}
+
+TEST(PositionSet, FindsTheLargest) {
+    host::PositionSet set(200);
+    EXPECT_EQ(set.Largest(), -1);
+    for (const int position : {0, 63, 64, 199}) set.Add(position);
+    for (const int position : {199, 64, 63, 0}) {
+        EXPECT_EQ(set.Largest(), position);
+        set.Remove(position);
+    }
+    EXPECT_EQ(set.Largest(), -1);
+}
+
+}  // namespace

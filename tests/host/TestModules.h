@@ -1,0 +1,144 @@
+#pragma once
+
+#include <csignal>
+#include <limits>
+
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+
+// Small modules for the tests of the host, in the test program itself and in a module library.
+
+// Blocks of numbers: block k holds `size` times the value k. 0 blocks: without end.
+class TestSource final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "TestSource";
+    static constexpr TCModuleParameter PARAMETERS[] = {
+        {"blocks", TCModuleParameter::INTEGER, "10", "", "How many", 0, 1e9},
+        {"size", TCModuleParameter::INTEGER, "4", "", "Values a block", 1, 1e6},
+        {"meaning", TCModuleParameter::TEXT, "TIME_DOMAIN"},
+        {"kind", TCModuleParameter::CHOICE, "DOUBLE[]", "", "", 0, 0, "DOUBLE[]|SWORD[]"},
+        {"interrupt_at", TCModuleParameter::INTEGER, "-1", "", "The block at which the user types Ctrl-C"},
+        {"interrupts", TCModuleParameter::INTEGER, "1", "", "How often"},
+        {"file", TCModuleParameter::FILE, "", "", "Told as a result"},
+    };
+
+    explicit TestSource(int instance) : TCBaseModuleEx(instance, PARAMETERS) { DeclareSource(); }
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Makes blocks"; }
+    const char* GetBaseName() const override { return "Test source"; }
+
+    bool OnSettingsChanged(TCString&) override {
+        portHelper->ClearPorts(true);
+        portHelper->SetPort(OUTPUT, 0, "Signal", ParamStr("kind"), ParamStr("meaning"), true);
+        return true;
+    }
+
+    int Init() override {
+        values.SetSize(ParamInt("size"));
+        made = 0;
+        return TCBaseModuleEx::Init();
+    }
+
+    int Execute() override {
+        if (made == ParamInt("interrupt_at"))
+            for (int count = ParamInt("interrupts"); count > 0; --count) std::raise(SIGINT);
+        const int blocks = ParamInt("blocks");
+        const bool last = IsInterrupted() || made + 1 == blocks;
+        TCTypeInfo info;
+        info.SetState(made == 0 ? (last ? COMPLETE : START) : last ? STOP : BUSY);
+        info.SetTimestamp(1.6e12 + 1000.0 * made * values.GetSize());
+        for (double& value : values) value = made;
+        portHelper->SetTypeInfo(0, info);
+        const int code = portHelper->WriteDblArray(0, values);
+        ++made;
+        if (last) portHelper->SetReadyFlag(false);
+        return code;
+    }
+
+    int Done() override {
+        AddResult(ParamStr("file"), "made", made, TCSI_Unit());
+        return TCBaseModuleEx::Done();
+    }
+
+ private:
+    TCArray<double, double> values;
+    int made = 0;
+};
+
+// Hands on what it gets; fails at block `fail_at`, keeps everything waiting from block `hoard_from` on.
+class TestPass final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "TestPass";
+    static constexpr TCModuleParameter PARAMETERS[] = {
+        {"fail_at", TCModuleParameter::INTEGER, "-1"},
+        {"hoard_from", TCModuleParameter::INTEGER, "1000000000"},
+    };
+
+    explicit TestPass(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+        const unsigned type = portHelper->SetPort(INPUT, 0, "Signal", "", "", true);
+        portHelper->AttachPort(OUTPUT, 0, "Signal", type);
+        portHelper->SetObligatoryInput(0);
+    }
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Hands blocks on"; }
+    const char* GetBaseName() const override { return "Test pass"; }
+
+    int Execute() override {
+        if (seen == ParamInt("fail_at")) return Fail(-7, "the wire is broken");
+        if (seen >= ParamInt("hoard_from")) return 0;
+        ++seen;
+        portHelper->ForwardBlock(0, 0);
+        return 0;
+    }
+
+ private:
+    int seen = 0;
+};
+
+// Takes one block from each of its inputs, when all have one.
+class TestJoin final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "TestJoin";
+
+    explicit TestJoin(int instance) : TCBaseModuleEx(instance, {}) {
+        UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
+    }
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Adds signals up"; }
+    const char* GetBaseName() const override { return "Test join"; }
+
+    int Init() override {
+        sum = 0.0;
+        stopped = 0;
+        return TCBaseModuleEx::Init();
+    }
+
+    int Fetch() override {
+        for (int port = 0; port < GetNoInput(); ++port)
+            if (portHelper->BlocksOnStream(INPUT, static_cast<unsigned>(port)) == 0) return 1;
+        return 0;
+    }
+
+    int Execute() override {
+        for (unsigned port = 0; port < static_cast<unsigned>(GetNoInput()); ++port) {
+            portHelper->TakeBlock(port);
+            int count = 0;
+            const double* values = portHelper->AccessDblData(port, count);
+            for (int index = 0; index < count; ++index) sum += values[index];
+            stopped += portHelper->IsPacketStop(port) ? 1 : 0;
+        }
+        return 0;
+    }
+
+    int Done() override {
+        AddResult("caf\xE9", "sum", sum, TCSI_Unit());
+        AddResult("", "stopped", stopped, TCSI_Unit());
+        AddResult("", "nothing", std::numeric_limits<double>::quiet_NaN(), TCSI_Unit());
+        AddResult("", "third", 1.0 / 3.0, TCSI_Unit());
+        return TCBaseModuleEx::Done();
+    }
+
+ private:
+    double sum = 0.0;
+    int stopped = 0;
+};

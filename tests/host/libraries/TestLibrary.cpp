@@ -1,0 +1,3 @@
+#include "tests/host/TestModules.h"
+
+TC_MODULE_LIBRARY(TestSource, TestPass, TestJoin);
