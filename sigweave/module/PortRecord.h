@@ -66,3 +66,15 @@ struct TCPortHelper::TCPortHelperImpl::PORT {
     // Sets the metadata of the last block read; null: the block has none.
     void KeepTypeInfo(const TCTypeInfo* ti);
 };
+
+inline TCPortHelper::TCPortHelperImpl::PORT* TCPortHelper::TCPortHelperImpl::Port(PORTTYPE kind,
+                                                                                  unsigned index) {
+    std::vector<PORT>& ports = Ports(kind);
+    return index < ports.size() ? &ports[index] : nullptr;
+}
+
+inline const TCPortHelper::TCPortHelperImpl::PORT* TCPortHelper::TCPortHelperImpl::Port(
+    PORTTYPE kind, unsigned index) const {
+    const std::vector<PORT>& ports = Ports(kind);
+    return index < ports.size() ? &ports[index] : nullptr;
+}

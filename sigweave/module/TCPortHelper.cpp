@@ -25,16 +25,6 @@ Impl::TCPortHelperImpl(TCBaseModule* owner) : module(owner) {}
 
 Impl::~TCPortHelperImpl() = default;
 
-Impl::PORT* Impl::Port(PORTTYPE kind, unsigned index) {
-    std::vector<PORT>& ports = Ports(kind);
-    return index < ports.size() ? &ports[index] : nullptr;
-}
-
-const Impl::PORT* Impl::Port(PORTTYPE kind, unsigned index) const {
-    const std::vector<PORT>& ports = Ports(kind);
-    return index < ports.size() ? &ports[index] : nullptr;
-}
-
 Impl::DATATYPE* Impl::Type(PORTTYPE kind, unsigned index) {
     const PORT* port = Port(kind, index);
     return port != nullptr && port->types != nullptr ? &typeTable[static_cast<int>(port->typeIndex)]

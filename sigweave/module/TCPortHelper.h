@@ -19,7 +19,9 @@ enum PORTTYPE : int { INPUT = 1, OUTPUT = 2 };
 // What asks a module for its validation data.
 enum CALLED_FROM : int { CALLED_FROM_EDIT = 0, CALLED_FROM_RUN = 1 };
 
-// What went wrong last on a port; see TCPortHelper::GetErrorRecord.
+// What went wrong last on a port; see TCPortHelper::GetErrorRecord. The texts are set where the code alone
+// does not say enough: by a value of another type, by EndWriteMultitype, by port names. Other failures clear
+// them.
 struct TCPortError {
     int code = 0;                     // a negative result code; 0 while nothing went wrong
     const void* ownStream = nullptr;  // the port's stream; identifies the line, never to be dereferenced
@@ -42,8 +44,9 @@ struct TCPortError {
 // Queries with an index out of range answer 0, false, null or the empty text. Value operations answer 0 when
 // there is nothing to do (no such port, not that element kind, nothing wired), and negative codes for
 // failures, which also stand in the error record: -2 another type, -3 wiring, -4 a state conflict at a
-// receiver and -18 each further one, -14 a block or segment that could not be made, -5 -6 -12 -13 -15 inputs
-// that do not belong together.
+// receiver when it meets the very first block of the output and -18 afterwards, -14 a block or segment that
+// could not be made, -5 -6 -12 -13 -15 inputs that do not belong together. Nothing throws and nothing is
+// shown: the host prints GetErrorText when it stops because of a negative code.
 class TC_API TCPortHelper {
  public:
     // The numeric data-type code of a port: one kind in the low 24 bits, flags in the high byte. The values
@@ -70,8 +73,9 @@ class TC_API TCPortHelper {
     enum CHECK_PT : int { CHECK_AT_LEAST_ONE = 0, CHECK_EVERY = 1 };
     // Lines drawn by the user; connections of the stream; whichever of the two counts now.
     enum LINETYPE : int { LINES_DRAWN = 0, STREAM_CONNECTED = 1, LINES_OR_STREAM = 2 };
-    // How a source is driven. UNTIL_READY_CLEARED: it has work while its ready flag is set. REPORT_END: the
-    // same, and Fetch answers 2 once when the flag is cleared. Others never have work without waiting blocks.
+    // How a source is driven; only Fetch asks. UNTIL_READY_CLEARED: it has work while its ready flag is set.
+    // REPORT_END: the same, and Fetch answers 2 once when the flag is cleared. Others never have work without
+    // waiting blocks.
     enum SourceBehaviour : int { SOURCE_NONE = 0, SOURCE_UNTIL_READY_CLEARED = 1, SOURCE_REPORT_END = 2 };
 
     // Negative results, everywhere the same (never change, only append).
@@ -110,11 +114,13 @@ class TC_API TCPortHelper {
     // ----------------------------------------------------------
 
     // One port of the type token{declarator}; a null or empty declarator means the token's usual one. Answers
-    // the index of the new type entry. A port that exists keeps its first type.
+    // the index of the new type entry. A port that exists keeps its first type (the entry is then unused).
+    // Ports below the index that are not declared exist without name and type, as gaps to be declared later.
+    // There are at most 65,536 ports of a kind; what lies beyond is ignored.
     unsigned SetPort(PORTTYPE kind, unsigned index, const char* name, const char* token,
                      const char* declarator, bool withTypeInfo);
     unsigned SetPort(PORTTYPE kind, unsigned index, const char* name, TYPE code);
-    // A run of ports that share one type entry.
+    // A run of ports that share one type entry; `name` is asked for the name of each.
     unsigned SetPortRange(PORTTYPE kind, unsigned first, unsigned count, PortNameFunction name,
                           const char* token, const char* declarator, bool withTypeInfo);
     unsigned SetPortRange(PORTTYPE kind, unsigned first, unsigned count, PortNameFunction name, TYPE code);
@@ -131,6 +137,10 @@ class TC_API TCPortHelper {
     // a group.
     void SetTriggerInputs(const unsigned* indexes, unsigned count);
     void SetTriggerInputs(unsigned a, unsigned b);
+    // So that the number 0 is an input and not a null list.
+    void SetTriggerInputs(int a, int b) {
+        SetTriggerInputs(static_cast<unsigned>(a), static_cast<unsigned>(b));
+    }
     void ClearTriggerInputs();
     void BehaviourAsSource(SourceBehaviour behaviour);
     // For modules whose number of ports depends on the graph. The host asks for `count` inputs through
@@ -159,10 +169,11 @@ class TC_API TCPortHelper {
     int ElemSize(PORTTYPE kind, unsigned index) const;
     // The index is not checked.
     bool IsScalarDataType(PORTTYPE kind, unsigned index) const;
-    // Keeps the types that ports have now, for `ComputeValidationData` to compare with.
+    // Keeps the type that the port has now, for `ComputeValidationData` to compare with.
     void StoreValidation(PORTTYPE kind, unsigned index);
-    // Checks the stored types of all wired ports again; `store` keeps them afterwards. 0 when nothing
-    // changed, else the number of ports whose type is not the stored one. Sets the validated flag.
+    // How many wired ports have another type than the one that was stored (a port whose type was never stored
+    // counts as unchanged); wired are those with lines, or from a run those with a connected stream. `store`
+    // keeps the types of today afterwards. The helper is validated when the answer is 0.
     int ComputeValidationData(CALLED_FROM from, bool store);
 
     // --- Wiring
@@ -176,8 +187,8 @@ class TC_API TCPortHelper {
     int CheckWired(unsigned inputA, unsigned inputB);
     int CheckWired(unsigned inputA, const unsigned* inputs, unsigned count, CHECK_PT mode);
     int CheckAllOrNoneWired(unsigned inputA, unsigned inputB);
-    // 0 when port names of that kind are not empty and differ, else -3 with the two ports in the error
-    // record.
+    // 0 when the names of all ports of that kind are there and differ, else -3 with the port, and the other
+    // one of that name, in the error record.
     int CheckPortNames(PORTTYPE kind);
     // `name`, or with " 2", " 3" ... behind it when another port of that kind has that name already.
     TCString MakePortNameUnique(PORTTYPE kind, unsigned index, const char* name) const;
@@ -185,21 +196,26 @@ class TC_API TCPortHelper {
     // --- External-parameter ports: inputs whose values stand in for settings
     // ---------------------------------------
 
-    // The inputs that carry external parameters: `first` for the values, `second` for the commands.
+    // Two inputs that may carry external parameters, of which at most one is in use. They are ordinary inputs
+    // beside that: a block on the one in use is work for the module whatever the trigger groups say, and a
+    // run needs that one to be connected.
     void SetExtPorts(unsigned first, unsigned second);
-    // The selector: 0 off, 1 the first port is in use, 2 the second. Answers the selector before.
+    // The selector: 1 the first port is in use, 2 the second, any other number none. Answers the selector
+    // before.
     int UseExtPar(int selector);
-    // False (and -3 in the error record) when the selected port is not connected.
+    // False (and -3 in the error record) when the port in use is not connected. Both tests are true while the
+    // host has switched off the check of obligatory inputs.
     bool IsExtWiredOK();
     bool AreObligatoryInputsWired();
 
     // --- Run
     // -------------------------------------------------------------------------------------------------------------
 
-    // 0, or -3 when an obligatory input is not connected.
+    // Clears all buffers. 0, or -3 when an obligatory input is not connected.
     int Init();
     // 0 there is work, 1 there is none, 2 (once) a source has ended.
     int Fetch();
+    // Clears all buffers and answers 0.
     int Done();
     bool FirstInCycle(bool clear);
     bool ReadyToExecute() const;
@@ -210,11 +226,12 @@ class TC_API TCPortHelper {
     double SyncTime();
     HINSTANCE GetInstanceHandle() const;
     const char* GetModuleName() const;
-    // Messages from the host, forwarded by TCBaseModule::GetMessageA; others answer 0.
+    // Messages from the host, forwarded by TCBaseModule::GetMessageA. The other numbers that are forwarded
+    // have no meaning here and answer 0, as do these unless they say otherwise.
     enum MESSAGE : unsigned {
         MESSAGE_RUNNING = 4,    // param 1: a run begins (the synchronisation time is taken anew); 0: it ended
         MESSAGE_VALIDATED = 7,  // param: the validated flag
-        MESSAGE_FIRST_IN_CYCLE = 16,    // a cycle begins: sets the first-in-cycle flag
+        MESSAGE_FIRST_IN_CYCLE = 16,    // a cycle begins: sets the first-in-cycle flag (param: 0)
         MESSAGE_INSTANCE_HANDLE = 18,   // param: the handle of the module's library
         MESSAGE_CHECK_OBLIGATORY = 19,  // param 0: obligatory inputs are not checked; 1: they are
         MESSAGE_DYN_PORTS = 44,  // param: the number of inputs wanted; answers the number there is, -1 fixed
@@ -228,64 +245,98 @@ class TC_API TCPortHelper {
     TCIOStream* SetInputStream(unsigned index, int unused, int precision);
     void AddOutputStream(unsigned index, TCIOStream* receiver);
     void DeleteStreams();
+    // An input drops its waiting blocks and forgets the metadata that it read. An output forgets a block that
+    // was begun and where it stood in its signal; what its receivers hold stays, and so do settings and
+    // metadata given for blocks to come.
     void ClearBuffer(PORTTYPE kind, unsigned index);
-    // Removes all ports, types and trigger groups. `release` first empties their streams.
+    // Removes all ports with their streams, all types, trigger groups and the dynamic-port callback.
+    // `release` first empties the queues of the inputs, and those that the outputs feed, for their blocks go
+    // with the ports. The host removes the lines before and wires the new ports anew.
     void ClearPorts(bool release);
 
     // --- Waiting blocks
     // ------------------------------------------------------------------------------------------------
 
+    // Of the first block that waits; -1 and zeros when none does. A port for single values has one value.
     bool DataAvail(unsigned input, TCBLOCKSTATUS& state, int& blocks, int& values, int& elementSize) const;
     bool AnyDataAvail() const;
     int BlocksOnStream(PORTTYPE kind, unsigned index) const;
-    // Bytes of the values of all waiting blocks.
+    // Bytes of the values of all waiting blocks, where a text counts as one byte; 0 for buses and pointers.
     std::int64_t GetBufferSize(unsigned input) const;
-    // Of the last block read, and of the first one waiting.
+    // The state, and into `ti` (may be null) all metadata, of the last block read and of the first one
+    // waiting. Peeking changes nothing at the port; a waiting block without metadata resets `ti`. -1 when
+    // there is none, also when the type carries none (deliberately only peeking goes by the adopt flag as
+    // well: the metadata of an adopted line can be looked at before its type is known).
     TCBLOCKSTATUS GetTypeInfo(unsigned input, TCTypeInfo* ti) const;
     TCBLOCKSTATUS PeekTypeInfo(unsigned input, TCTypeInfo* ti) const;
     // The same metadata without a copy, null when there is none. Valid until the next read of that input.
     const TCTypeInfo* LastTypeInfo(unsigned input) const;
+    // The state of the next block, or with `combine` of all that wait; `blocks` (may be null) gets their
+    // number.
     TCBLOCKSTATUS PeekStatus(unsigned input, bool combine, int* blocks) const;
     bool TriggerDataAvail() const;
-    // How many blocks can be read from all of the inputs, or a negative code. Bits: 1 states, 2 block counts,
-    // 4 value counts, 8 samplerates, 16 units.
+    // How many blocks can be read from all connected inputs of the list, or the code of the first check
+    // (CHECK_SYNC bits) that fails between the first of them and another. 0 as soon as one of them has no
+    // block or no metadata.
     int SynchronousDataAvail(const unsigned* inputs, unsigned count, unsigned checks);
     int SynchronousDataAvail(unsigned a, unsigned b, unsigned checks);
-    // The index is not checked.
+    int SynchronousDataAvail(int a, int b, unsigned checks) {
+        return SynchronousDataAvail(static_cast<unsigned>(a), static_cast<unsigned>(b), checks);
+    }
+    // Whether the last block read (with `peek`: the next one) begins a signal, by its own state or because
+    // the one before it ended one; and whether the last block read ends one.
     bool IsPacketStart(unsigned input, bool peek) const;
     bool IsPacketStop(unsigned input) const;
     // The state of a piece when a block is cut into `parts` pieces and the piece covers `count` of them from
     // `index`.
     static TCBLOCKSTATUS ConvBlockState(TCBLOCKSTATUS state, unsigned parts, unsigned index, unsigned count);
-    // Drops the next waiting block, or all.
+    // Drops the next waiting block, or all, unread; answers how many.
     int RemoveContents(unsigned input, bool all);
 
     // --- Output metadata
     // ------------------------------------------------------------------------------------------------
 
-    // Fields that the library makes itself: the time of the run's start, the states of one signal, the port's
-    // name.
+    // The metadata of a block come from four sources, field by field: given for this block (SetTI_... and
+    // SetTypeInfo), made automatically, copied from the linked input, or left as they were. What is given
+    // holds until a block with it was written - a write without values or one that fails keeps it - except a
+    // name, which holds until another is given. What is written is repaired first: an invalid state becomes
+    // COMPLETE, a timestamp that is none the time now, a samplerate or unit factor that is none 1, and the
+    // range is put in order and made finite.
+
+    // Fields that the library makes itself: the timestamp is the time of the run's start, the states make one
+    // signal (the first block of a port is COMPLETE; after START comes BUSY, after STOP a new START), the
+    // name is that of the port; range, samplerate and unit are only kept from being copied.
     void UseAutoTypeInfo(unsigned output, bool timestamp, bool state, bool name, bool range, bool unit,
                          bool samplerate);
-    // All other fields are copied from the last block read on the linked input.
+    // All other fields are copied from the last block read on the linked input. When that input's type
+    // carries no metadata, nothing is copied and nothing made (deliberately: the module then gives
+    // everything).
     void UseTypeInfoFromInput(unsigned output, unsigned input);
-    // Of the list, the first input that is connected when the block is written is the linked one.
+    // Of the list, the first input that is connected when the block is written is the linked one. An empty
+    // list links none.
     void UseTypeInfoFromInputs(unsigned output, const unsigned* inputs, unsigned count);
+    // Ignored while the output has no receiver, or its type carries no metadata.
     void SetTI_Timestamp(unsigned output, double milliseconds);
     void SetTI_SignalName(unsigned output, const char* name);
     void SetTI_Samplerate(unsigned output, double perSecond);
     void SetTI_Range(unsigned output, double minimum, double maximum);
     void SetTI_Unit(unsigned output, const TCSI_Unit& unit);
+    // Symbols as "m s^-2"; a text that is no unit is ignored.
     void SetTI_Unit(unsigned output, const char* symbols, double factor);
+    // Several fields at once, also before there is a receiver. The state INVALID is given by nobody: the
+    // rules above then make the state.
     void SetTypeInfo(unsigned output, const TCTypeInfo& ti);
     // `range` points at minimum and maximum; null pointers are skipped.
     void SetTypeInfo(unsigned output, const double* timestamp, const TCBLOCKSTATUS* state, const char* name,
                      const double* range, const double* samplerate, const TCSI_Unit* unit);
+    // Gives the metadata to the block being written, before its values; writing the values does so anyway.
     int WriteTypeInfo(unsigned output);
 
     // --- Values: writers answer 0, readers 1 when values were read
     // -----------------------------------------------------
 
+    // Each write makes one block of the values, and copies them. A port for single values takes the last one.
+    // No values, or no receiver: no block and 0.
     int WriteIntData(unsigned output, unsigned long count, const int* values);
     int WriteIntVal(unsigned output, int value);
     int WriteIntArray(unsigned output, const TCArray<int, int>& values);
@@ -298,12 +349,16 @@ class TC_API TCPortHelper {
     int WriteCStringData(unsigned output, unsigned long count, const CString* values);
     int WriteCStringVal(unsigned output, const CString& value);
     int WriteCStringArray(unsigned output, const CStringArray& values);
-    // Zero-copy: the memory must stay valid and unchanged until every reader is done with the block.
+    // Zero-copy: the caller owns the memory, which must stay valid and unchanged until every reader is done
+    // with the block.
     int WriteIntMatrix(unsigned output, int rows, int cols, const int* values);
     int WriteDblMatrix(unsigned output, int rows, int cols, const double* values);
     int WritePtr(unsigned output, const void* data, int count);
 
-    // `count` is the capacity of the buffer, then the number read.
+    // Each read takes one block and keeps its metadata. `count` is the capacity of the buffer, then the
+    // number read; when the block is longer its last values are read. A null buffer, or one without room,
+    // takes nothing. -2 when the block's values are of another type than the port; the block is then taken.
+    // `...LastVal`: the last value of the next block, or with `all` of the last block that waits.
     int ReadIntData(unsigned input, unsigned long& count, int* buffer);
     int ReadIntLastVal(unsigned input, int& value, bool all);
     int ReadIntArray(unsigned input, TCArray<int, int>& values);
@@ -316,6 +371,7 @@ class TC_API TCPortHelper {
     int ReadCStringData(unsigned input, unsigned long& count, CString* buffer);
     int ReadCStringLastVal(unsigned input, CString& value, bool all);
     int ReadCStringArray(unsigned input, CStringArray& values);
+    // Hand out the block's own data, as the writer left them. Valid until the next read of that input.
     int ReadIntMatrix(unsigned input, const int** values, int& rows, int& cols);
     int ReadDblMatrix(unsigned input, const double** values, int& rows, int& cols);
     int ReadPtr(unsigned input, void** data, int* count);
@@ -327,26 +383,33 @@ class TC_API TCPortHelper {
     const double* AccessDblData(unsigned input, int& count) const;
     const TCString* AccessStringData(unsigned input, int& count) const;
 
-    // A buffer owned by the port, reused while the shape stays; `WriteInternalData` writes it.
+    // A buffer owned by the port, valid until another shape is asked for; `WriteInternalData` writes a copy
+    // of it. Null when the port is not of that kind, for no elements or more than 2^31 - 1, and without
+    // memory.
     int* AllocIntData(unsigned output, unsigned long count);
     double* AllocDblData(unsigned output, unsigned long count);
     TCString* AllocStringData(unsigned output, unsigned long count);
     int* AllocIntMatrix(unsigned output, int rows, int cols);
     double* AllocDblMatrix(unsigned output, int rows, int cols);
     int WriteInternalData(unsigned output);
-    // Reads the next block into the input's own buffer. Compare: whether that buffer equals an output's
-    // buffer.
+    // Reads the next block into a buffer that the input owns, so that a module can tell whether anything
+    // changed: compares that buffer with an output's, shape and values, bit by bit. Two buffers that were
+    // never filled are not the same.
     int ReadInternalData(unsigned input);
     bool CompareWithInternalData(unsigned input, unsigned output) const;
 
-    // By the port's own kind: ints, doubles or TCStrings. `columns` (may be null) gets the columns of a
-    // matrix.
+    // By the port's own kind: ints, doubles or TCStrings. A matrix is written zero-copy, as rows of `columns`
+    // values (-14 when they do not come out even), and read whole (-14 when it does not fit, and it still
+    // waits); `columns` (may be null) gets its columns, 0 for other kinds.
     int WritePolymorphicData(unsigned output, unsigned long count, const void* values, int columns);
     int ReadPolymorphicData(unsigned input, unsigned long& count, void* buffer, int* columns);
 
     // --- Multitype: several named parts in one block
     // ---------------------------------------------------------------------
 
+    // The parts of one block, each name once (-14 else; the block can go on). Nothing is sent before
+    // EndWriteMultitype, which answers -14 when nothing was written, and on a state conflict keeps the block
+    // for another try.
     int WriteMultitypeInt(unsigned output, const char* name, int value);
     int WriteMultitypeDbl(unsigned output, const char* name, double value);
     int WriteMultitypeString(unsigned output, const char* name, const TCString& value);
@@ -355,6 +418,8 @@ class TC_API TCPortHelper {
     int EndWriteMultitype(unsigned output);
     // Takes the next block of a multitype or bus input.
     int StartReadMultitype(unsigned input);
+    // A part of the block taken, by its position or its name: 0 when there is none, -2 when it is of another
+    // type. Nested blocks belong to the block taken and are valid as long as it is.
     int ReadMultitypeInt(unsigned input, int segment, int& value);
     int ReadMultitypeInt(unsigned input, const char* name, int& value);
     int ReadMultitypeDbl(unsigned input, int segment, double& value);
@@ -367,6 +432,9 @@ class TC_API TCPortHelper {
     // --- Bus blocks: several channels, each with its own metadata
     // ---------------------------------------------------------
 
+    // Each write adds one block to the channel of that index and name, with that metadata (null: none). As
+    // with multitype blocks EndWriteMultitype sends them all, StartReadMultitype takes them. `copy` false,
+    // and a pointer, is zero-copy as above.
     int WriteIntBusBlock(unsigned output, int value, int channel, const char* name, const TCTypeInfo* ti);
     int WriteDblBusBlock(unsigned output, double value, int channel, const char* name, const TCTypeInfo* ti);
     int WriteStringBusBlock(unsigned output, const TCString& value, int channel, const char* name,
@@ -383,7 +451,10 @@ class TC_API TCPortHelper {
                                int channel, const char* name, const TCTypeInfo* ti);
     int WritePtrBusBlock(unsigned output, const void* data, int count, int channel, const char* name,
                          const TCTypeInfo* ti);
-    // By channel name, and by channel index.
+    // By channel name, and by channel index: 1; 0 when there is no such channel or it was read to its end; -2
+    // when it holds another type. A channel of single values can be read as an array, and the last value of
+    // an array as a single value. `ti` (may be null) gets the block's own metadata. What matrices and
+    // pointers hand out is valid until the next read.
     int ReadIntBusBlock(unsigned input, const char* name, int& value, TCTypeInfo* ti);
     int ReadIntBusBlock(unsigned input, int channel, int& value, TCTypeInfo* ti);
     int ReadDblBusBlock(unsigned input, const char* name, double& value, TCTypeInfo* ti);
@@ -409,27 +480,35 @@ class TC_API TCPortHelper {
                               TCTypeInfo* ti);
     int ReadPtrBusBlock(unsigned input, const char* name, void** data, int* count, TCTypeInfo* ti);
     int ReadPtrBusBlock(unsigned input, int channel, void** data, int* count, TCTypeInfo* ti);
-    // Blocks in a channel, and elements of the block that is read next.
+    // Blocks in a channel, read or not, and elements of the block that is read next.
     int GetBusBlockCnt(unsigned input, const char* name) const;
     int GetBusBlockCnt(unsigned input, int channel) const;
     int GetBusBlockElementCnt(unsigned input, const char* name) const;
     int GetBusBlockElementCnt(unsigned input, int channel) const;
-    // With it, all blocks of a channel are read one after the other; without, the newest.
+    // With it, all blocks of a channel are read one after the other; without, the newest. Counts from the
+    // next block taken on.
     void EnableMultipleBlocksInBusChannel(unsigned input, bool enable);
 
     // --- Whole blocks
     // ---------------------------------------------------------------------------------------------------------
 
-    // Hands the input's next block to every receiver of the output: the same block, not a copy. 1 when done.
+    // These carry a block's own metadata, past the rules above.
+
+    // Hands the input's next block to every receiver of the output: the same block, not a copy. Without a
+    // receiver the block is taken all the same. 1 when done, 0 when nothing waits. On a state conflict, or
+    // when the two ports are of different kinds (-2), it stays where it is.
     int ForwardBlock(unsigned output, unsigned input);
-    // Copies a block to the output; -2 when its data is not of the output's type.
+    // Copies a block to the output, 0 when written; -2 when its data is not of the output's type.
     int WriteCopy(unsigned output, const TCIOStream::Block* block);
-    // See TCIOStream::ExchangeBinary.
+    // Takes a block for the caller to hold beyond the next read and gives the one held before back; see
+    // TCIOStream::ExchangeBinary.
     int ExchangeBinary(unsigned input, TCIOStream::Block** held, bool take);
-    // Copies every waiting block of the input to the output; the input keeps them. Answers how many.
+    // Copies every waiting block of the input to the output; the input keeps them. Answers how many, or a
+    // negative code when one is refused (those before it are written). Counts as a read for `Access...Data`.
     int CopyStreamContent(unsigned input, unsigned output);
     // The packed frame of the input's next block; a null buffer answers its size and takes nothing.
     int SerializeBlock(unsigned input, char* buffer);
+    // Writes the block of a frame, 0 when written; -14 for a damaged frame.
     int DeSerializeBlock(unsigned output, const TCString& frame);
 
     // --- Errors
@@ -437,10 +516,13 @@ class TC_API TCPortHelper {
 
     const TCPortError& GetErrorRecord() const;
     void ClearErrorRecord();
+    // Fills the record and answers the code, for modules that report errors of their own. `otherIndex` -1: no
+    // other port or receiver.
     int SetErrMsg(int code, PORTTYPE kind, unsigned index, int otherIndex, const char* text1,
                   const char* text2);
     int SetErrMsg(int code, PORTTYPE kind, unsigned index, int otherIndex);
-    // The record in words, with the port names; empty when there was no error.
+    // The record as one line: the ports by name, what is wrong (the record's texts, or else what the code
+    // means) and the code, as 'Input "Signal 1": the port is not wired (-3)'. Empty when there was no error.
     TCString GetErrorText() const;
 
  private:

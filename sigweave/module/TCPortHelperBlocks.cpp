@@ -39,7 +39,7 @@ bool Takes(const PORT& output, const TCIOStream::Block& block) {
 
 // The result of a stream operation that wrote a block with metadata of its own.
 int FinishForeign(Impl& impl, PORT& port, TCBLOCKSTATUS state, int result) {
-    if (result < 0) return impl.RecordConflict(port, result);
+    if (impl.RecordConflict(port, result) < 0) return impl.error.code;
     port.previousState = state;
     port.partsWritten = false;
     return result;

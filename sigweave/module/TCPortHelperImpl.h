@@ -32,9 +32,9 @@ class TCPortHelper::TCPortHelperImpl {
 
     std::vector<PORT>& Ports(PORTTYPE kind) { return kind == INPUT ? inputs : outputs; }
     const std::vector<PORT>& Ports(PORTTYPE kind) const { return kind == INPUT ? inputs : outputs; }
-    // Null out of range.
-    PORT* Port(PORTTYPE kind, unsigned index);
-    const PORT* Port(PORTTYPE kind, unsigned index) const;
+    // Null out of range. In PortRecord.h.
+    inline PORT* Port(PORTTYPE kind, unsigned index);
+    inline const PORT* Port(PORTTYPE kind, unsigned index) const;
     // The port's entry in the type table; null out of range and for a port that is not attached.
     DATATYPE* Type(PORTTYPE kind, unsigned index);
     const DATATYPE* Type(PORTTYPE kind, unsigned index) const;
