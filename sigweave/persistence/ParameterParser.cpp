@@ -48,8 +48,8 @@ bool ParameterParser::FindNext() {
     while (p != end) {
         if (const std::ptrdiff_t delimiter = syntax.delimiters.MatchAt(p, end); delimiter != 0)
             p += delimiter;
-        else if (syntax.commentStarts.MatchAt(p, end) != 0)
-            p = std::find_if(p, end, IsLineEnd);
+        else if (const std::ptrdiff_t comment = syntax.commentStarts.MatchAt(p, end); comment != 0)
+            p = std::find_if(p + comment, end, IsLineEnd);
         else if (*p != '[')
             return ReadPrefix();
         else if (!ReadSection())

@@ -80,12 +80,12 @@ int Find(const ParameterText& text, FitsName fitsName, FitsSection fitsSection) 
 
 // Behind the header's line: a comment and one delimiter.
 int BehindHeader(const ParameterText& text, const SectionRecord& section) {
-    const std::string_view view = text.View();
-    const auto behind = static_cast<std::size_t>(section.last + 2);
-    if (text.syntax.commentStarts.MatchAt(view.data() + behind, view.data() + view.size()) == 0)
-        return text.BehindDelimiter(section.last + 2);
-    const std::size_t lineEnd = std::min(view.find_first_of("\r\n", behind), view.size());
-    return text.BehindDelimiter(static_cast<int>(lineEnd));
+    const char* begin = text.Text();
+    const char* end = begin + text.Text().GetLength();
+    const char* behind = begin + section.last + 2;
+    if (const std::ptrdiff_t comment = text.syntax.commentStarts.MatchAt(behind, end); comment != 0)
+        behind = std::find_if(behind + comment, end, [](char c) { return c == '\r' || c == '\n'; });
+    return text.BehindDelimiter(static_cast<int>(behind - begin));
 }
 
 // Where a new parameter of the section may stand, the best place first.
