@@ -1,93 +1,62 @@
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <vector>
+#include <utility>
 
-// A doubly linked list whose nodes come from node blocks of 10 and are reused: once it has been as long as it
-// ever gets, adding and removing allocates nothing. It owns its nodes and holds small values by copy. For one
-// thread at a time.
+// A queue of small values, held by copy in a ring that grows by doubling and is kept: once the list has been
+// as long as it ever gets, adding and removing allocates nothing. (A ring rather than linked nodes: handing a
+// block to a receiver is then two stores, taking it off is one.) For one thread at a time.
 template <class TYPE>
 class TCList {
  public:
-    struct Node {
-        Node* next = nullptr;
-        Node* previous = nullptr;
-        TYPE value{};
-    };
-
     TCList() = default;
     TCList(const TCList&) = delete;
     TCList& operator=(const TCList&) = delete;
 
-    int GetCount() const { return count; }
-    bool IsEmpty() const { return count == 0; }
+    int GetCount() const { return static_cast<int>(added - removed); }
+    bool IsEmpty() const { return added == removed; }
 
-    // For walking: null at either end. A node is valid until its value is removed.
-    Node* GetHead() const { return head; }
-    Node* GetTail() const { return tail; }
+    // 0 is the head. The index is not checked.
+    TYPE& operator[](int index) { return ring[(removed + static_cast<std::uint32_t>(index)) & mask]; }
+    const TYPE& operator[](int index) const {
+        return ring[(removed + static_cast<std::uint32_t>(index)) & mask];
+    }
 
-    // Throws std::bad_alloc when there is no memory for a new node block; the list is then unchanged.
+    // Throws std::bad_alloc when there is no memory for a longer ring; the list is then unchanged.
     void AddTail(TYPE value) {
-        Node* node = TakeNode();
-        node->value = value;
-        node->next = nullptr;
-        node->previous = tail;
-        (tail != nullptr ? tail->next : head) = node;
-        tail = node;
-        ++count;
+        if (added - removed == room) Grow();
+        ring[added++ & mask] = value;
     }
 
     // The list must not be empty.
-    TYPE RemoveHead() {
-        Node* node = head;
-        head = node->next;
-        (head != nullptr ? head->previous : tail) = nullptr;
-        --count;
-        node->next = spare;
-        spare = node;
-        return node->value;
-    }
+    TYPE RemoveHead() { return ring[removed++ & mask]; }
+    TYPE RemoveTail() { return ring[--added & mask]; }
 
-    // The list must not be empty.
-    TYPE RemoveTail() {
-        Node* node = tail;
-        tail = node->previous;
-        (tail != nullptr ? tail->next : head) = nullptr;
-        --count;
-        node->next = spare;
-        spare = node;
-        return node->value;
-    }
-
-    // Removes every value and gives the node blocks back.
+    // Removes every value and gives the ring back.
     void RemoveAll() {
-        nodeBlocks.clear();
-        head = tail = spare = nullptr;
-        count = 0;
+        ring.reset();
+        added = removed = room = mask = 0;
     }
 
  private:
-    static constexpr std::size_t NODES_PER_BLOCK = 10;
+    static constexpr std::uint32_t FIRST_ROOM = 16;
 
-    Node* TakeNode() {
-        if (spare == nullptr) AddNodeBlock();
-        Node* node = spare;
-        spare = node->next;
-        return node;
+    void Grow() {
+        const std::uint32_t newRoom = room == 0 ? FIRST_ROOM : 2 * room;
+        auto longer = std::make_unique<TYPE[]>(newRoom);
+        const int count = GetCount();
+        for (int i = 0; i < count; ++i) longer[static_cast<std::uint32_t>(i)] = (*this)[i];
+        ring = std::move(longer);
+        room = newRoom;
+        mask = newRoom - 1;
+        removed = 0;
+        added = static_cast<std::uint32_t>(count);
     }
 
-    void AddNodeBlock() {
-        nodeBlocks.push_back(std::make_unique<Node[]>(NODES_PER_BLOCK));
-        for (std::size_t i = NODES_PER_BLOCK; i-- > 0;) {
-            nodeBlocks.back()[i].next = spare;
-            spare = &nodeBlocks.back()[i];
-        }
-    }
-
-    Node* head = nullptr;
-    Node* tail = nullptr;
-    Node* spare = nullptr;
-    int count = 0;
-    std::vector<std::unique_ptr<Node[]>> nodeBlocks;
+    std::unique_ptr<TYPE[]> ring;
+    std::uint32_t added = 0;  // counts from the ring's start and wraps, as `removed` does
+    std::uint32_t removed = 0;
+    std::uint32_t room = 0;  // 0 or a power of two
+    std::uint32_t mask = 0;
 };

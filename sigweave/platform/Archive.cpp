@@ -3,26 +3,30 @@
 #include <climits>
 #include <istream>
 #include <ostream>
+#include <streambuf>
 #include <utility>
 
 namespace {
 
+using Traits = std::streambuf::traits_type;
+
+bool EatLineEnd(std::streambuf& characters) {
+    const bool carriageReturn = characters.sgetc() == '\r';
+    if (carriageReturn) characters.sbumpc();
+    if (characters.sgetc() == '\n') return characters.sbumpc() != Traits::eof();
+    if (carriageReturn) characters.sungetc();
+    return false;
+}
+
 // At most `maxLength` characters of the line; false when the text has ended before the first one.
 bool ReadLine(std::istream& in, std::string& line, std::size_t maxLength) {
-    using Traits = std::istream::traits_type;
+    std::streambuf& characters = *in.rdbuf();
     line.clear();
-    auto* characters = in.rdbuf();
-    bool any = false;
-    while (line.size() < maxLength) {
-        const Traits::int_type next = characters->sbumpc();
-        if (Traits::eq_int_type(next, Traits::eof())) break;
-        any = true;
-        if (next == '\n') break;
-        line += Traits::to_char_type(next);
+    while (!EatLineEnd(characters)) {
+        if (line.size() == maxLength || characters.sgetc() == Traits::eof()) return !line.empty();
+        line += Traits::to_char_type(characters.sbumpc());
     }
-    if (!any) in.setstate(std::ios::eofbit);
-    if (line.ends_with('\r') && line.size() < maxLength) line.pop_back();
-    return any;
+    return true;
 }
 
 }  // namespace

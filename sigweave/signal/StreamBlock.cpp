@@ -1,10 +1,23 @@
 #include <cstring>
 #include <memory>
 
-#include "sigweave/signal/StreamFan.h"
+#include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 
 using DataSegment = TCIOStream::DataSegment;
+
+namespace {
+
+bool SameText(const char* a, const char* b) {
+    return *a == *b && (*a == '\0' || std::strcmp(a, b) == 0);
+}
+
+// Only the texts of a bus name are separated.
+bool MaySeparate(const char* name) {
+    return std::strchr(name, '\r') != nullptr;
+}
+
+}  // namespace
 
 TCIOStream::Block::~Block() {
     for (DataSegment* segment : segments) delete segment;
@@ -37,23 +50,23 @@ bool TCIOStream::Block::AddSegment(const char* name, DATATYPE type, int dims, co
     return data != nullptr && Write(name, type, dims, extents, data, true);
 }
 
-DataSegment* TCIOStream::Block::At(int index) const {
-    if (index < 0 || index >= writtenCount) return nullptr;
-    if (writtenCount == segments.GetSize()) return segments[index];
-    for (DataSegment* segment : segments)
-        if (segment->written && index-- == 0) return segment;
-    return nullptr;
+bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents,
+                                        void*& elements) {
+    const bool any = DataSegment::CountElements(dims, extents) != 0;
+    if (type == POINTER || !Write(name, type, dims, extents, nullptr, any)) return false;
+    elements = segments[currentSegment]->data;
+    return true;
 }
 
 DataSegment* TCIOStream::Block::Find(const char* name, bool writtenOnly) {
     const char* wanted = name != nullptr ? name : "";
-    const bool plain = std::strchr(wanted, '\r') == nullptr;
     for (int steps = segments.GetSize(); steps > 0; --steps) {
         if (++currentSegment >= segments.GetSize()) currentSegment = 0;
         DataSegment* segment = segments[currentSegment];
         if (writtenOnly && !segment->written) continue;
-        if (std::strcmp(segment->name, wanted) == 0) return segment;
-        if (!plain && TCBusSerializeHelper::CompareSegmentNames(segment->name, wanted) == 0) return segment;
+        if (SameText(segment->name, wanted)) return segment;
+        if (MaySeparate(wanted) && TCBusSerializeHelper::CompareSegmentNames(segment->name, wanted) == 0)
+            return segment;
     }
     return nullptr;
 }
@@ -68,7 +81,7 @@ DataSegment* TCIOStream::Block::Open(const char* name, bool append) {
     }
     if (found->written) return append ? found : nullptr;
     // A bus channel is found by its number and signal name; its other texts may have changed.
-    if (name != nullptr && std::strcmp(found->name, name) != 0) found->name = name;
+    if (name != nullptr && !SameText(found->name, name)) found->name = name;
     return found;
 }
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <new>
 
 #include "sigweave/signal/TCIOStream.h"
 
@@ -8,17 +9,6 @@ namespace {
 
 // Blocks that lie a few bytes apart modulo 4096 would make copies between them three times slower.
 constexpr std::align_val_t CACHE_LINE{64};
-
-// The product of the extents, 1 without any; -1 for a negative extent or more elements than an int counts.
-int CountElements(int dims, const int* extents) {
-    std::int64_t count = 1;
-    for (int i = 0; i < dims; ++i) {
-        if (extents[i] < 0) return -1;
-        count *= extents[i];
-        if (count > INT32_MAX) return -1;
-    }
-    return static_cast<int>(count);
-}
 
 void Clear(TCString& text) {
     text.Empty(false);
@@ -44,15 +34,14 @@ TCIOStream::DataSegment::~DataSegment() {
     Free();
 }
 
-int TCIOStream::DataSegment::GetElementCount() const {
-    return dimensionCount == 0 ? 0 : CountElements(dimensionCount, dimensions.GetData());
-}
-
-void TCIOStream::DataSegment::GetShape(int& rows, int& cols) const {
-    rows = cols = 0;
-    if (dimensionCount == 1) rows = 1;
-    if (dimensionCount == 2) rows = dimensions[0];
-    if (dimensionCount == 1 || dimensionCount == 2) cols = dimensions[dimensionCount - 1];
+int TCIOStream::DataSegment::CountElements(int dims, const int* extents) {
+    std::int64_t count = 1;
+    for (int i = 0; i < dims; ++i) {
+        if (extents[i] < 0) return -1;
+        count *= extents[i];
+        if (count > INT32_MAX) return -1;
+    }
+    return static_cast<int>(count);
 }
 
 bool TCIOStream::DataSegment::SetData(DATATYPE newType, int dims, const int* extents, const void* source,
@@ -62,7 +51,7 @@ bool TCIOStream::DataSegment::SetData(DATATYPE newType, int dims, const int* ext
     if (newType == UNDEF || newType > BLOCK || count < 0 || (owned && count == 0)) return false;
     if (!owned) {
         if (source == nullptr && newType != POINTER && count > 0) return false;
-        Free();
+        if (ownsData) Free();
         SetShape(newType, dims, extents);
         data = const_cast<void*>(source);
         return true;
@@ -74,10 +63,11 @@ bool TCIOStream::DataSegment::SetData(DATATYPE newType, int dims, const int* ext
 
 void TCIOStream::DataSegment::SetShape(DATATYPE newType, int dims, const int* extents) {
     const int count = std::max(dims, 0);
-    dimensions.SetSize(count + 1);
-    std::copy_n(extents, count, dimensions.GetData());
+    if (dimensions.GetSize() != count + 1) dimensions.SetSize(count + 1);
+    for (int i = 0; i < count; ++i) dimensions[i] = extents[i];
     dimensions[count] = 0;
     dimensionCount = count;
+    elementCount = count == 0 ? 0 : CountElements(count, extents);
     type = newType;
 }
 
@@ -141,5 +131,5 @@ void TCIOStream::DataSegment::Free() {
     type = UNDEF;
     ownsData = false;
     capacity = 0;
-    dimensionCount = 0;
+    dimensionCount = elementCount = 0;
 }

@@ -3,7 +3,7 @@
 #include <memory>
 #include <utility>
 
-#include "sigweave/signal/StreamFan.h"
+#include "sigweave/signal/StreamInternal.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ bool TCIOStream::VerifyType(DATATYPE type, int dims) {
     for (int i = 0; i < fan.GetSize(); ++i) {
         const Fan* receiver = fan[i]->queue;
         if (receiver == nullptr || receiver->blocks.IsEmpty()) continue;
-        const DataSegment* last = receiver->blocks.GetTail()->value->At(0);
+        const DataSegment* last = receiver->blocks[receiver->blocks.GetCount() - 1]->At(0);
         if (last == nullptr || (last->type == type && last->dimensionCount == dims)) continue;
         SetErrFan(i);
         return false;
@@ -94,8 +94,16 @@ void TCIOStream::AddBlockToFreeList(Block* block) {
         false);
 }
 
-void TCIOStream::Release(Block* block) {
-    if (--block->referenceCount == 0) block->home->AddBlockToFreeList(block);
+bool TCIOStream::RemoveBlock() {
+    Block* block = TakeBlock();
+    if (block == nullptr) return false;
+    Release(block);
+    return true;
+}
+
+int TCIOStream::GiveBack(Block* block, int result) {
+    block->home->AddBlockToFreeList(block);
+    return result;
 }
 
 const char* TCIOStream::DataTypeToString(DATATYPE type) {

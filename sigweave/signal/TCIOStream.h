@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/foundation/TCArray.h"
 #include "sigweave/foundation/TCList.h"
 #include "sigweave/foundation/TCString.h"
@@ -201,19 +202,30 @@ class TC_API TCIOStream {
     // --- Packed and text forms
     // -------------------------------------------------------------------------------------
 
-    // The packed frame of the first waiting block: a version, lengths and a checksum around it. A null buffer
-    // answers the size and takes nothing; with a buffer of that size the block is taken. 0 when nothing
-    // waits.
+    // The packed frame of the first waiting block: a mark, a version, the total length and a checksum in
+    // front of the metadata and all written segments. A null buffer answers the size and takes nothing; with
+    // a buffer of that size the block is taken. 0 when nothing waits. -14, and the block stays, when it
+    // cannot be packed: an address has no meaning elsewhere, so POINTER segments are refused, and so are more
+    // than 32 levels of nested blocks and frames beyond 2 GB.
     int SerializeBlock(char* buffer);
-    // Reads one frame and dispatches the block; 1 when done. A frame that is short, long, of another version
-    // or damaged is -14 and changes nothing.
+    // Reads one frame of exactly `size` bytes and dispatches the block; 1 when done, -4 on a state conflict.
+    // A frame that is short, long, of another version or damaged is -14. In both cases nothing changes. The
+    // block that is being written, if any, is left alone.
     int DeSerializeBlock(const char* frame, int size);
-    // The older line-based form of the block at `index` of the queue, as tokens of TCSerializeOldStream: the
-    // word BUS, the number of segments, then each segment's name, shape and values.
+    // The older text form of a waiting block, in tokens of TCSerializeOldStream: the word BUS and a blank;
+    // the number of segments; 1 with the state and the metadata, or 0; then for each segment its name, type,
+    // number of dimensions, extents and values (nested blocks in the same form). Empty when there is no such
+    // block, or when it holds a POINTER segment or more than 32 levels.
     TCString SerializeForOldStream(int index) const;
-    // Reads that form and dispatches the block; 1 when done, -14 and no change when the text is not well
-    // formed.
-    int DeSerializeForOldStream(const char*& text);
+    // Reads that form from [text, end), moves `text` behind it and dispatches the block; results as for
+    // DeSerializeBlock. Text that is not well formed changes nothing, not even `text`.
+    int DeSerializeForOldStream(const char*& text, const char* end);
+    // The values of one segment of a waiting block, to be read by people: separated by a blank, each row of a
+    // matrix on a line of its own (line feed); strings as they are, a nested block's segments in braces, the
+    // address of a pointer. Doubles are written by `ftoa`; negative `decimals` mean `precision()`. Empty when
+    // there is no such segment.
+    TCString ConvertToString(int block, int segment, bool decimalComma, StringFormat format,
+                             int decimals) const;
 
     static const char* DataTypeToString(DATATYPE type);
     // Without regard to case; -1 when the text names no type.
@@ -225,6 +237,7 @@ class TC_API TCIOStream {
     Block* TakeFreeBlock();
     void AddBlockToFreeList(Block* block);
     static void Release(Block* block);
+    static int GiveBack(Block* block, int result);
     int WriteSingle(const char* name, DATATYPE type, const void* value);
     int WriteWhole(DATATYPE type, int dims, const int* extents, const void* data, bool copy);
     template <typename Text>
@@ -232,13 +245,16 @@ class TC_API TCIOStream {
     int FinishWhole(bool written);
     int CopyAndDispatch(const Block& source, const TCTypeInfo* ti, const TCBLOCKSTATUS* state, bool fix);
 
-    bool RemoveBlock(bool countDown);
+    Block* TakeBlock();
+    bool RemoveBlock();
     int PeekBlock(int index);
     Block* QueuedBlock(int index) const;
-    const DataSegment* TakeFirst();
+    template <typename Read>
+    int TakeWhole(Read read);
     const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
 
     bool DispatchBlock();
+    int DispatchFilled(Block* block, bool filled);
     bool Dispatch(Block* block);
     int CheckBlockState(TCTypeInfo* ti, bool fix);
     bool JoinsQueue(const Fan& receiver, TCTypeInfo* ti, bool fix);
@@ -269,9 +285,13 @@ class TC_API TCIOStream::DataSegment {
     int GetExtent(int dimension) const {
         return dimension >= 0 && dimension < dimensionCount ? dimensions[dimension] : 0;
     }
-    int GetElementCount() const;
+    int GetElementCount() const { return elementCount; }
     // One dimension is a row; two are rows and columns; others are 0 and 0.
-    void GetShape(int& rows, int& cols) const;
+    void GetShape(int& rows, int& cols) const {
+        const bool matrix = dimensionCount == 2;
+        rows = matrix ? dimensions[0] : dimensionCount == 1 ? 1 : 0;
+        cols = matrix ? dimensions[1] : dimensionCount == 1 ? dimensions[0] : 0;
+    }
     // Null unless the segment has that element type.
     const int* GetInts() const { return type == INT ? static_cast<const int*>(data) : nullptr; }
     const double* GetDoubles() const { return type == DOUBLE ? static_cast<const double*>(data) : nullptr; }
@@ -285,6 +305,8 @@ class TC_API TCIOStream::DataSegment {
     friend class TCIOStream;
     friend class TCIOStream::Block;
 
+    // The product of the extents, 1 without any; -1 for a negative extent or more elements than an int holds.
+    static int CountElements(int dims, const int* extents);
     // Stores the elements, copied or by address; with `copy` a null `source` gives empty ones. Keeps the
     // storage when it is large enough. False when the type or the shape is none; throws std::bad_alloc.
     bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
@@ -308,7 +330,8 @@ class TC_API TCIOStream::DataSegment {
     void* data = nullptr;
     bool written = false;
     bool ownsData = false;
-    std::int32_t capacity = 0;  // elements of the owned storage
+    std::int32_t capacity = 0;      // elements of the owned storage
+    std::int32_t elementCount = 0;  // the product of the dimensions
 };
 
 // A TCTypeInfo and an ordered set of segments. Owned by the writer that allocated it, or by the segment it is
@@ -329,6 +352,9 @@ class TC_API TCIOStream::Block {
     // Adds one segment; the data is copied. False for a name that is already written, no elements, or no
     // memory.
     bool AddSegment(const char* name, DATATYPE type, int dims, const int* extents, const void* data);
+    // The same with empty elements for the caller to fill: `elements` points at ints, doubles, TCStrings or
+    // pointers to nested blocks, and is null when the shape has none. Valid until the block is dispatched.
+    bool AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents, void*& elements);
 
  private:
     friend class TCIOStream;

@@ -1,6 +1,18 @@
-#include "sigweave/signal/StreamFan.h"
+#include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 #include "sigweave/signal/TCIOStream.h"
+
+namespace {
+
+bool CopyMetadata(const TCIOStream::Block& block, TCTypeInfo& ti) {
+    if (block.GetTI() != nullptr)
+        ti = *block.GetTI();
+    else
+        ti.Init();
+    return true;
+}
+
+}  // namespace
 
 int TCIOStream::WriteBusSegment(const char* name, DATATYPE type, int dims, const int* extents,
                                 const void* data, bool copy, const TCTypeInfo* ti) {
@@ -34,8 +46,7 @@ const TCIOStream::DataSegment* TCIOStream::ReadBusSegment(int index, TCTypeInfo*
     DataSegment* channel = actualBlock != nullptr ? actualBlock->At(index) : nullptr;
     const Block* block = channel != nullptr ? channel->BlockAtCursor() : nullptr;
     if (block == nullptr) return nullptr;
+    if (ti != nullptr && !tc::Guarded([&] { return CopyMetadata(*block, *ti); }, false)) return nullptr;
     ++channel->Cursor();
-    if (ti != nullptr && block->GetTI() != nullptr) *ti = *block->GetTI();
-    if (ti != nullptr && block->GetTI() == nullptr) ti->Init();
     return block->At(0);
 }

@@ -1,7 +1,7 @@
 #include <utility>
 
 #include "sigweave/services/SystemTime.h"
-#include "sigweave/signal/StreamFan.h"
+#include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCIOStream.h"
 
 namespace {
@@ -37,25 +37,36 @@ bool TCIOStream::DispatchBlock() {
     return true;
 }
 
+// Hands on a block that was filled aside; otherwise it goes back to the free list.
+int TCIOStream::DispatchFilled(Block* block, bool filled) {
+    int result =
+        filled ? CheckBlockState(block->typeInfoValid ? block->typeInfo : nullptr, false) : tc::NOT_WRITTEN;
+    if (result == 0) result = Dispatch(block) ? 1 : tc::NOT_WRITTEN;
+    if (result != 1) AddBlockToFreeList(block);
+    return result;
+}
+
 bool TCIOStream::Dispatch(Block* block) {
+    TCIOStream* const* const receivers = fan.GetData();
+    const int count = fan.GetSize();
+    int next = 0;
     int handed = 0;
     const bool done = tc::Guarded(
         [&] {
-            for (; handed < fan.GetSize(); ++handed)
-                if (Fan* receiver = fan[handed]->queue) {
+            for (; next < count; ++next)
+                if (Fan* receiver = receivers[next]->queue) {
                     receiver->blocks.AddTail(block);
-                    ++block->referenceCount;
+                    ++handed;
                 }
             return true;
         },
         false);
-    while (!done && handed-- > 0)
-        if (Fan* receiver = fan[handed]->queue) {
-            receiver->blocks.RemoveTail();
-            --block->referenceCount;
-        }
-    if (done && block->referenceCount == 0) block->home->AddBlockToFreeList(block);
-    return done;
+    while (!done && next-- > 0)
+        if (Fan* receiver = fan[next]->queue) receiver->blocks.RemoveTail();
+    if (!done) return false;
+    block->referenceCount += handed;
+    if (block->referenceCount == 0) block->home->AddBlockToFreeList(block);
+    return true;
 }
 
 // Keeps the sequence of waiting blocks at every receiver a row of whole signals.
@@ -71,22 +82,24 @@ int TCIOStream::CheckBlockState(TCTypeInfo* ti, bool fix) {
 }
 
 bool TCIOStream::JoinsQueue(const Fan& receiver, TCTypeInfo* ti, bool fix) {
-    const auto* last = receiver.blocks.GetTail();
-    while (last != nullptr && !last->value->typeInfoValid) last = last->previous;
-    if (last == nullptr) return true;
-    if (Ends(last->value->typeInfo->GetState())) {
+    int last = receiver.blocks.GetCount() - 1;
+    while (last >= 0 && !receiver.blocks[last]->typeInfoValid) --last;
+    if (last < 0) return true;
+    TCTypeInfo* end = receiver.blocks[last]->typeInfo;
+    if (Ends(end->GetState())) {
         if (!fix) return false;
-        ChangeFlags(last->value->typeInfo, -1, 0);
+        ChangeFlags(end, -1, 0);
         ChangeFlags(ti, 0, 1);
         return true;
     }
     if (!Begins(ti->GetState())) return true;
-    const auto* first = receiver.blocks.GetHead();
-    while (!first->value->typeInfoValid) first = first->next;
-    if (!IsOpen(first->value->typeInfo->GetState())) return true;
+    int first = 0;
+    while (!receiver.blocks[first]->typeInfoValid) ++first;
+    TCTypeInfo* start = receiver.blocks[first]->typeInfo;
+    if (!IsOpen(start->GetState())) return true;
     if (!fix) return false;
     ChangeFlags(ti, 0, -1);
-    ChangeFlags(first->value->typeInfo, 1, -1);
+    ChangeFlags(start, 1, -1);
     return true;
 }
 
@@ -104,8 +117,8 @@ int TCIOStream::PeekBlock(int index) {
 }
 
 int TCIOStream::MoveBlocks(TCIOStream& source, TCBLOCKSTATUS state) {
-    if (!source.RemoveBlock(false)) return 0;
-    Block* taken = source.actualBlock;
+    Block* taken = source.TakeBlock();
+    if (taken == nullptr) return 0;
     int result = ReserveBlock(true);
     if (result >= 1) result = CopyAndDispatch(*taken, taken->GetTI(), &state, false);
     Release(taken);
@@ -142,18 +155,19 @@ int TCIOStream::ForwardBlock(TCIOStream& source) {
         if (checked < 0) return checked;
     }
     if (!Dispatch(block)) return tc::NOT_WRITTEN;
-    source.RemoveBlock(true);
+    source.RemoveBlock();
     return 1;
 }
 
 int TCIOStream::CopyBlockRefs(const TCIOStream& source) {
     if (queue == nullptr || source.queue == nullptr) return 0;
-    int left = source.queue->blocks.GetCount();  // the source may be this stream
+    const int count = source.queue->blocks.GetCount();  // beforehand: the source may be this stream
     tc::Guarded(
         [&] {
-            for (auto* node = source.queue->blocks.GetHead(); left > 0; node = node->next, --left) {
-                queue->blocks.AddTail(node->value);
-                ++node->value->referenceCount;
+            for (int i = 0; i < count; ++i) {
+                Block* block = source.queue->blocks[i];
+                queue->blocks.AddTail(block);
+                ++block->referenceCount;
             }
             return true;
         },
@@ -174,11 +188,10 @@ int TCIOStream::ExchangeBinary(Block** held, bool take) {
 }
 
 int TCIOStream::RemoveContents(bool all) {
-    int removed = 0;
-    while (queue != nullptr && !queue->blocks.IsEmpty()) {
-        RemoveBlock(true);
-        ++removed;
-        if (!all) break;
-    }
-    return removed;
+    const int count = queue != nullptr ? queue->blocks.GetCount() : 0;
+    if (count == 0) return 0;
+    for (int i = 1; all && i < count; ++i) RemoveBlock();
+    Block* last = TakeBlock();
+    const int removed = all ? count : 1;
+    return --last->referenceCount == 0 ? GiveBack(last, removed) : removed;
 }

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "sigweave/signal/StreamFan.h"
+#include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCIOStream.h"
 
 namespace {
@@ -90,30 +90,23 @@ int HandOut(const Segment* segment, Address& data, int* rows, int* cols, int oth
         segment != nullptr ? Elements(*segment, static_cast<const Value*>(nullptr)) : nullptr;
     if (elements == nullptr) return otherwise;
     data = const_cast<Address>(elements);
-    int shape[2];
-    segment->GetShape(shape[0], shape[1]);
-    if (rows != nullptr) *rows = shape[0];
-    if (cols != nullptr) *cols = shape[1];
+    int shownRows, shownCols;
+    segment->GetShape(shownRows, shownCols);
+    if (rows != nullptr) *rows = shownRows;
+    if (cols != nullptr) *cols = shownCols;
     return segment->GetElementCount();
 }
 
 }  // namespace
 
 int TCIOStream::StartReadSegments(bool firstElements) {
-    if (!RemoveBlock(true)) return 0;
+    if (!RemoveBlock()) return 0;
     for (DataSegment* segment : actualBlock->segments) {
         if (!segment->written) continue;
         const bool last = !firstElements && segment->type == BLOCK;
         segment->Cursor() = last ? segment->GetElementCount() - 1 : 0;
     }
     return 1;
-}
-
-bool TCIOStream::RemoveBlock(bool countDown) {
-    if (queue == nullptr) return false;
-    actualBlock = queue->blocks.IsEmpty() ? nullptr : queue->blocks.RemoveHead();
-    if (countDown && actualBlock != nullptr) Release(actualBlock);
-    return actualBlock != nullptr;
 }
 
 int TCIOStream::SegmentCnt() const {
@@ -190,51 +183,58 @@ int TCIOStream::ReadSegment(const char* name, TCArray<Block*>& blocks) const {
     return ReadBlocks(Segment(name), blocks);
 }
 
+// Takes the next block and reads its first segment (null when there is none). The block is given back last,
+// so that nothing has to be kept across that call.
+template <typename Read>
+int TCIOStream::TakeWhole(Read read) {
+    Block* block = TakeBlock();
+    const int result = read(block != nullptr ? block->At(0) : nullptr);
+    return block != nullptr && --block->referenceCount == 0 ? GiveBack(block, result) : result;
+}
+
 int TCIOStream::ReadIntVec(int* buffer, int* count) {
-    return CopyVector(TakeFirst(), buffer, count);
+    return TakeWhole([&](const DataSegment* segment) { return CopyVector(segment, buffer, count); });
 }
 
 int TCIOStream::ReadDblVec(double* buffer, int* count) {
-    return CopyVector(TakeFirst(), buffer, count);
+    return TakeWhole([&](const DataSegment* segment) { return CopyVector(segment, buffer, count); });
 }
 
 int TCIOStream::ReadStrVec(TCString* buffer, int* count) {
-    return CopyVector(TakeFirst(), buffer, count);
+    return TakeWhole([&](const DataSegment* segment) { return CopyVector(segment, buffer, count); });
 }
 
 int TCIOStream::ReadStrVec(CString* buffer, int* count) {
-    return CopyVector(TakeFirst(), buffer, count);
+    return TakeWhole([&](const DataSegment* segment) { return CopyVector(segment, buffer, count); });
 }
 
 int TCIOStream::ReadStr(TCString& value) {
-    return std::max(ReadLast(TakeFirst(), value), 0);
+    return TakeWhole([&](const DataSegment* segment) { return std::max(ReadLast(segment, value), 0); });
 }
 
 int TCIOStream::ReadStr(CString& value) {
-    return std::max(ReadLast(TakeFirst(), value), 0);
+    return TakeWhole([&](const DataSegment* segment) { return std::max(ReadLast(segment, value), 0); });
 }
 
 int TCIOStream::ReadIntMat(int** data, int& rows, int& cols) {
-    const DataSegment* segment = TakeFirst();
-    return data != nullptr ? HandOut<int>(segment, *data, &rows, &cols, 0) : 0;
+    return TakeWhole([&](const DataSegment* segment) {
+        return data != nullptr ? HandOut<int>(segment, *data, &rows, &cols, 0) : 0;
+    });
 }
 
 int TCIOStream::ReadDblMat(double** data, int& rows, int& cols) {
-    const DataSegment* segment = TakeFirst();
-    return data != nullptr ? HandOut<double>(segment, *data, &rows, &cols, 0) : 0;
+    return TakeWhole([&](const DataSegment* segment) {
+        return data != nullptr ? HandOut<double>(segment, *data, &rows, &cols, 0) : 0;
+    });
 }
 
 int TCIOStream::ReadPtr(void** data, int* count) {
-    const DataSegment* segment = TakeFirst();
-    if (segment == nullptr || segment->type != POINTER || data == nullptr) return 0;
-    *data = segment->data;
-    if (count != nullptr) *count = segment->GetElementCount();
-    return 1;
-}
-
-// The first segment of the next block, which is taken.
-const TCIOStream::DataSegment* TCIOStream::TakeFirst() {
-    return RemoveBlock(true) ? actualBlock->At(0) : nullptr;
+    return TakeWhole([&](const DataSegment* segment) {
+        if (segment == nullptr || segment->type != POINTER || data == nullptr) return 0;
+        *data = segment->data;
+        if (count != nullptr) *count = segment->GetElementCount();
+        return 1;
+    });
 }
 
 const TCTypeInfo* TCIOStream::GetTI() const {
@@ -263,8 +263,8 @@ TCBLOCKSTATUS TCIOStream::PeekStatus(bool combine) const {
     if (first == nullptr) return INVALID;
     if (!combine) return first->GetState();
     TCBLOCKSTATUS folded = INVALID;
-    for (const auto* node = queue->blocks.GetHead(); node != nullptr; node = node->next) {
-        const TCTypeInfo* ti = node->value->GetTI();
+    for (int i = 0; i < queue->blocks.GetCount(); ++i) {
+        const TCTypeInfo* ti = queue->blocks[i]->GetTI();
         const TCBLOCKSTATUS state = ti != nullptr ? ti->GetState() : INVALID;
         if (state == INVALID || state == folded) continue;
         if (folded == INVALID || folded == BUSY)
@@ -294,12 +294,8 @@ int TCIOStream::GetBlockLen(int block, int segment) const {
 }
 
 TCIOStream::Block* TCIOStream::QueuedBlock(int index) const {
-    const int count = queue != nullptr ? queue->blocks.GetCount() : 0;
-    if (index < 0 || index >= count) return nullptr;
-    if (index == count - 1) return queue->blocks.GetTail()->value;
-    const auto* node = queue->blocks.GetHead();
-    while (index-- > 0) node = node->next;
-    return node->value;
+    const bool there = queue != nullptr && index >= 0 && index < queue->blocks.GetCount();
+    return there ? queue->blocks[index] : nullptr;
 }
 
 const TCIOStream::DataSegment* TCIOStream::PeekSegment(int block, int segment, DATATYPE type) const {

@@ -1,6 +1,6 @@
 #include <string_view>
 
-#include "sigweave/signal/StreamFan.h"
+#include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCIOStream.h"
 
 int TCIOStream::SetTI(const TCTypeInfo* ti, bool fix) {

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <new>
+
+#include "sigweave/foundation/TCList.h"
+#include "sigweave/signal/TCIOStream.h"
+
+// The queue of an input: the waiting blocks, not owned, and the writer that feeds them.
+class TCIOStream::Fan {
+ public:
+    TCList<Block*> blocks;
+    TCIOStream* owner = nullptr;
+};
+
+inline TCIOStream::DataSegment* TCIOStream::Block::At(int index) const {
+    if (index < 0 || index >= writtenCount) return nullptr;
+    if (writtenCount == segments.GetSize()) return segments[index];
+    for (DataSegment* segment : segments)
+        if (segment->written && index-- == 0) return segment;
+    return nullptr;
+}
+
+inline void TCIOStream::Release(Block* block) {
+    if (--block->referenceCount == 0) block->home->AddBlockToFreeList(block);
+}
+
+// Takes the next block without lowering its count; null when there is none.
+inline TCIOStream::Block* TCIOStream::TakeBlock() {
+    if (queue == nullptr) return nullptr;
+    return actualBlock = queue->blocks.IsEmpty() ? nullptr : queue->blocks.RemoveHead();
+}
+
+namespace tc {
+
+// The negative results of stream operations.
+inline constexpr int OTHER_TYPE = -2;
+inline constexpr int STATE_CONFLICT = -4;
+inline constexpr int NOT_WRITTEN = -14;
+
+// Levels of nested blocks that leave the process or come into it.
+inline constexpr int MOST_LEVELS = 32;
+
+// Whether elements of that type have values that mean something outside the process.
+inline bool HasValues(int type) {
+    return type >= int{TCIOStream::INT} && type <= int{TCIOStream::BLOCK} && type != int{TCIOStream::POINTER};
+}
+
+// The result of `work`, or `otherwise` when there is no memory.
+template <typename Work, typename Result>
+Result Guarded(Work&& work, Result otherwise) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return otherwise;
+    }
+}
+
+}  // namespace tc

@@ -1,0 +1,323 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <memory>
+#include <random>
+
+#include "sigweave/signal/TCBusSerializeHelper.h"
+#include "tests/signal/Allocations.h"
+#include "tests/signal/StreamLines.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+TEST(StreamFlow, BlocksComeBackWhenTheLastReceiverIsDone) {
+    StreamLines lines(2);
+    WriteInts(lines.writer, {1});
+    const int* first;
+    const int* second;
+    lines.inputs[0].PeekIntData(0, first, nullptr, nullptr);
+    int index = -1;
+    EXPECT_EQ(lines.writer.GetBlockCnt(&index), 1);
+    EXPECT_EQ(index, 0);
+    EXPECT_THAT(ReadInts(lines.inputs[0]), ElementsAre(1));
+    WriteInts(lines.writer, {2});
+    lines.inputs[0].PeekIntData(0, second, nullptr, nullptr);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(lines.writer.GetBlockCnt(&index), 2);
+    EXPECT_EQ(index, 1);
+    EXPECT_THAT(ReadInts(lines.inputs[1]), ElementsAre(1));
+    WriteInts(lines.writer, {3});
+    lines.inputs[0].PeekIntData(1, second, nullptr, nullptr);
+    EXPECT_EQ(first, second);
+    EXPECT_EQ(lines.inputs[0].GetFanCnt(), 1);
+    EXPECT_EQ(lines.inputs[0].GetFan(0), &lines.inputs[0]);
+    EXPECT_EQ(lines.writer.GetFan(1), &lines.inputs[1]);
+    EXPECT_EQ(lines.writer.GetFan(2), nullptr);
+}
+
+TEST(StreamFlow, MovesAndCopies) {
+    StreamLines source, target(2);
+    EXPECT_EQ(target.writer.MoveBlocks(source.Input(), START), 0);
+    for (int i = 1; i <= 4; ++i) {
+        const TCTypeInfo ti = State(BUSY, "from");
+        source.writer.SetTI(&ti, false);
+        WriteInts(source.writer, {i});
+    }
+    EXPECT_EQ(target.writer.MoveBlocks(source.Input(), START), 1);
+    EXPECT_EQ(target.writer.MoveBlock(source.Input(), 3, nullptr, false), 0);
+    EXPECT_EQ(target.writer.MoveBlock(source.Input(), 2, nullptr, false), 1);
+    const TCTypeInfo own = State(COMPLETE, "own");
+    EXPECT_EQ(target.writer.MoveBlock(source.Input(), 0, &own, false), -4);
+    EXPECT_EQ(target.writer.MoveBlock(source.Input(), 0, &own, true), 1);
+    EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 3);
+    EXPECT_EQ(target.writer.ForwardBlock(source.Input()), -4);
+    EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 3);
+    EXPECT_EQ(target.inputs[1].PeekTI()->GetState(), START);
+    EXPECT_THAT(ReadInts(target.inputs[1]), ElementsAre(1));
+    EXPECT_THAT(ReadInts(target.inputs[1]), ElementsAre(4));
+    EXPECT_STREQ(target.inputs[1].GetTI()->GetSignalname(), "from");
+    EXPECT_EQ(target.inputs[1].PeekTI()->GetState(), STOP);
+    EXPECT_STREQ(target.inputs[1].PeekTI()->GetSignalname(), "own");
+    for (TCIOStream& input : target.inputs) EXPECT_GE(input.RemoveContents(true), 1);
+    EXPECT_EQ(target.writer.ForwardBlock(source.Input()), 1);
+    EXPECT_THAT(ReadInts(target.inputs[0]), ElementsAre(2));
+}
+
+TEST(StreamFlow, HeldBlocksStay) {
+    StreamLines lines;
+    for (int i = 1; i <= 3; ++i) WriteInts(lines.writer, {i});
+    TCIOStream::Block* held = nullptr;
+    EXPECT_EQ(lines.Input().ExchangeBinary(nullptr, true), 0);
+    EXPECT_EQ(lines.Input().ExchangeBinary(&held, true), 1);
+    EXPECT_EQ(lines.Input().GetTI(), nullptr);
+    TCIOStream::Block* const first = held;
+    WriteInts(lines.writer, {4});
+    EXPECT_EQ(held->Segment(0)->GetInts()[0], 1);
+    EXPECT_EQ(lines.Input().ExchangeBinary(&held, true), 1);
+    EXPECT_EQ(held->Segment(0)->GetInts()[0], 2);
+    WriteInts(lines.writer, {5});
+    EXPECT_EQ(first->Segment(0)->GetInts()[0], 5);
+    EXPECT_EQ(lines.Input().RemoveContents(true), 3);
+    EXPECT_EQ(lines.Input().ExchangeBinary(&held, true), 0);
+    EXPECT_NE(held, nullptr);
+    EXPECT_EQ(lines.Input().ExchangeBinary(&held, false), 0);
+    EXPECT_EQ(held, nullptr);
+}
+
+TEST(StreamFlow, StreamsEndInAnyOrder) {
+    for (const bool writerFirst : {true, false}) {
+        auto writer = std::make_unique<TCIOStream>();
+        auto middle = std::make_unique<TCIOStream>();
+        TCIOStream input, last;
+        writer->AddOutputStream(input.SetInputStream(3));
+        middle->AddOutputStream(last.SetInputStream(3));
+        for (int i = 0; i < 3; ++i) WriteInts(*writer, {i});
+        input.StartReadSegments();
+        middle->ForwardBlock(input);
+        last.CopyBlockRefs(input);
+        (writerFirst ? writer : middle).reset();
+        input.DeleteStreams();
+        EXPECT_EQ(input.GetBlockCnt(nullptr), 0);
+        if (!writerFirst) WriteInts(*writer, {4});
+    }
+}
+
+TEST(StreamFlow, ReceiverThatGaveItsQueueUpIsPassedOver) {
+    StreamLines lines(2);
+    lines.inputs[0].DeleteStreams();
+    EXPECT_EQ(WriteInts(lines.writer, {1}), 0);
+    EXPECT_THAT(ReadInts(lines.inputs[1]), ElementsAre(1));
+    lines.inputs[1].DeleteStreams();
+    EXPECT_EQ(WriteInts(lines.writer, {1}), 0);
+    EXPECT_EQ(lines.writer.GetBlockCnt(nullptr), 0);
+}
+
+// Three queues, two writers; what waits in each queue is compared with a deque of plain values.
+class LifeCycleModel {
+ public:
+    LifeCycleModel() : queues(3) {
+        writers[0].AddOutputStream(inputs[0].SetInputStream(3));
+        writers[0].AddOutputStream(inputs[1].SetInputStream(3));
+        writers[1].AddOutputStream(inputs[2].SetInputStream(3));
+    }
+
+    void Run(int steps) {
+        std::mt19937 random(20);
+        for (int i = 0; i < steps; ++i) {
+            Step(random() % 8, random() % 3, random() % 3);
+            Compare();
+        }
+        for (std::size_t i = 0; i < 3; ++i) {
+            inputs[i].ExchangeBinary(&held[i], false);
+            EXPECT_EQ(inputs[i].RemoveContents(true), static_cast<int>(queues[i].size()));
+            queues[i].clear();
+        }
+    }
+
+ private:
+    void Step(unsigned action, std::size_t from, std::size_t to) {
+        if (queues[to].size() > 40) action = 4;
+        std::deque<int>& source = queues[from];
+        const int count = static_cast<int>(source.size());
+        const bool any = count > 0;
+        const int value = ++next;
+        if (action == 0) Sent(to % 2, WriteInts(writers[to % 2], {value}) == 0, value);
+        if (action == 1 && any)
+            Sent(0, writers[0].MoveBlock(inputs[from], count - 1, nullptr, false) == 1, source.back());
+        if (action == 2 && any && from == 2) Sent(0, writers[0].ForwardBlock(inputs[2]) == 1, Pop(source));
+        if (action == 3 && any) Sent(1, writers[1].MoveBlocks(inputs[from], START) == 1, Pop(source));
+        if (action == 4) {
+            EXPECT_EQ(inputs[to].RemoveContents(true), Empty(queues[to]));
+        }
+        if (action == 5 && any) {
+            EXPECT_THAT(ReadInts(inputs[from]), ElementsAre(Pop(source)));
+        }
+        if (action == 6 && source.size() + queues[to].size() < 60) Share(from, to);
+        if (action == 7 && any) {
+            EXPECT_EQ(inputs[from].ExchangeBinary(&held[from], true), 1);
+            EXPECT_EQ(held[from]->Segment(0)->GetInts()[0], Pop(source));
+        }
+    }
+
+    void Share(std::size_t from, std::size_t to) {
+        const std::deque<int> copy = queues[from];
+        queues[to].insert(queues[to].end(), copy.begin(), copy.end());
+        EXPECT_EQ(inputs[to].CopyBlockRefs(inputs[from]), static_cast<int>(queues[to].size()));
+    }
+
+    void Sent(std::size_t writer, bool done, int value) {
+        EXPECT_TRUE(done);
+        if (writer == 1) return queues[2].push_back(value);
+        queues[0].push_back(value);
+        queues[1].push_back(value);
+    }
+
+    static int Pop(std::deque<int>& queue) {
+        const int value = queue.front();
+        queue.pop_front();
+        return value;
+    }
+
+    static int Empty(std::deque<int>& queue) {
+        const std::size_t size = queue.size();
+        queue.clear();
+        return static_cast<int>(size);
+    }
+
+    void Compare() {
+        for (std::size_t i = 0; i < 3; ++i) {
+            const int count = static_cast<int>(queues[i].size());
+            ASSERT_EQ(inputs[i].GetBlockCnt(nullptr), count);
+            const int* data;
+            for (int k = 0; k < count; ++k) {
+                ASSERT_EQ(inputs[i].PeekIntData(k, data, nullptr, nullptr), 1);
+                ASSERT_EQ(*data, queues[i][static_cast<std::size_t>(k)]);
+            }
+        }
+    }
+
+    TCIOStream writers[2];
+    TCIOStream inputs[3];
+    TCIOStream::Block* held[3] = {};
+    std::vector<std::deque<int>> queues;
+    int next = 0;
+};
+
+TEST(StreamFlow, LifeCycleAgreesWithAPlainModel) {
+    LifeCycleModel().Run(20000);
+}
+
+// Every writer, then whether the stream works again, with each allocation failing in turn.
+TEST(StreamFlow, SurvivesWithoutMemory) {
+    const TCTypeInfo ti = State(BUSY, "a name that is too long for a short string buffer");
+    const TCString texts[] = {"one", "two"};
+    const int one = 1;
+    const TCString name = TCBusSerializeHelper::GenSegmentName(0x10, "", 1, 1, "channel", "");
+    for (int after = 0; after < 40; ++after) {
+        StreamLines lines(12);
+        allocations::FailAfter(after);
+        const int set = lines.writer.SetTI(&ti, false);
+        const int bus = lines.writer.WriteBusSegment(name, TCIOStream::INT, 1, &one, &one, true, &ti);
+        const int written = lines.writer.WriteStrVec(texts, 2);
+        allocations::FailAfter(-1);
+        EXPECT_TRUE(set == 0 || set == -14);
+        EXPECT_TRUE(bus == 0 || bus == -14);
+        EXPECT_EQ(lines.inputs[11].GetBlockCnt(nullptr), written == 0 ? 1 : 0);
+        EXPECT_EQ(lines.writer.SetTI(nullptr, false), 0);
+        EXPECT_EQ(WriteInts(lines.writer, {1}), 0);
+        for (TCIOStream& input : lines.inputs) EXPECT_EQ(input.RemoveContents(true), written == 0 ? 2 : 1);
+    }
+}
+
+TEST(StreamFlow, SteadyFlowAllocatesNothing) {
+    StreamLines lines(3);
+    StreamLines behind;
+    const TCTypeInfo ti = State(BUSY, "a name that is too long for a short string buffer");
+    const std::vector<double> values(1024, 0.5);
+    const CString text = "a text that is too long for a short string buffer";
+    const int extent = 16;
+    const TCString name = TCBusSerializeHelper::GenSegmentName(0x20, "", 1, 1, "channel", "");
+    double read[1024];
+    TCTypeInfo channelInfo;
+    int before = 0;
+    for (int i = 0; i < 1010; ++i) {
+        if (i == 10) before = allocations::Count();
+        lines.writer.SetTI(&ti, false);
+        lines.writer.WriteSegment("text", text);
+        for (int k = 0; k < 3; ++k)
+            lines.writer.WriteBusSegment(name, TCIOStream::DOUBLE, 1, &extent, values.data(), true, &ti);
+        lines.writer.WriteDblVec(values.data(), 1024);
+        behind.writer.ForwardBlock(lines.inputs[0]);
+        behind.writer.MoveBlocks(lines.inputs[1], BUSY);
+        EXPECT_EQ(behind.Input().RemoveContents(true), 2);
+        lines.inputs[2].StartReadSegments(true);
+        for (int k = 0; k < 3; ++k) EXPECT_NE(lines.inputs[2].ReadBusSegment(1, &channelInfo), nullptr);
+        lines.writer.WriteDblVec(values.data(), 1024);
+        for (TCIOStream& input : lines.inputs) EXPECT_EQ(input.ReadDblVec(read, nullptr), 1024);
+    }
+    EXPECT_EQ(allocations::Count() - before, 0);
+}
+
+TCString Channel(int index, const char* signal, unsigned long code) {
+    return TCBusSerializeHelper::GenSegmentName(code, "", 1, index, signal, "x");
+}
+
+TEST(StreamFlow, BusChannels) {
+    StreamLines lines;
+    TCIOStream& input = lines.Input();
+    const double values[] = {1, 2, 3};
+    const TCTypeInfo ti = State(BUSY, "second");
+    const auto write = [&](const char* name, int count, const TCTypeInfo* info) {
+        return lines.writer.WriteBusSegment(name, TCIOStream::DOUBLE, 1, &count, values, true, info);
+    };
+    EXPECT_EQ(write(Channel(0, "A", 0x20), 1, nullptr), -14);
+    lines.writer.StartWriteSegments();
+    EXPECT_EQ(write(Channel(7, "A", 0x20), 1, nullptr), 0);
+    EXPECT_EQ(lines.writer.WriteSegment("plain", 1), 0);
+    EXPECT_EQ(write("plain", 1, nullptr), -14);
+    EXPECT_EQ(write(Channel(8, "B", 0x20), 0, nullptr), -14);
+    EXPECT_EQ(write(Channel(8, "B", 0x20), 2, nullptr), 0);
+    EXPECT_EQ(write(Channel(7, "A", 0x40), 3, &ti), 0);
+    lines.writer.EndWriteSegments();
+    for (const bool all : {false, true}) {
+        WriteInts(lines.writer, {1});
+        lines.writer.MoveBlock(input, 0, nullptr, false);
+        ASSERT_EQ(input.StartReadSegments(all), 1);
+        EXPECT_EQ(input.FindBusSegment("B", -1), 2);
+        EXPECT_EQ(input.FindBusSegment(nullptr, 7), 0);
+        EXPECT_EQ(input.FindBusSegment("plain", 0), -1);
+        EXPECT_EQ(input.BusSegmentCnt(0), 2);
+        EXPECT_EQ(input.BusSegmentCnt(1), 0);
+        TCTypeInfo read = ti;
+        if (all) {
+            EXPECT_EQ(input.BusSegmentElementCnt(0), 1);
+            EXPECT_EQ(input.ReadBusSegment(0, &read)->GetDoubles()[0], 1);
+            EXPECT_STREQ(read.GetSignalname(), "");
+        }
+        EXPECT_EQ(input.BusSegmentElementCnt(0), 3);
+        EXPECT_EQ(input.ReadBusSegment(0, &read)->GetElementCount(), 3);
+        EXPECT_STREQ(read.GetSignalname(), "second");
+        EXPECT_EQ(input.ReadBusSegment(0, &read), nullptr);
+        EXPECT_EQ(input.ReadBusSegment(1, nullptr), nullptr);
+        input.RemoveContents(false);
+    }
+}
+
+// The name of a reused channel tells the type of what is in it now.
+TEST(StreamFlow, BusChannelsMayChangeTheirType) {
+    StreamLines lines;
+    for (const unsigned long code : {0x20ul, 0x40ul}) {
+        const int one = 1;
+        lines.writer.StartWriteSegments();
+        lines.writer.WriteBusSegment(Channel(7, "A", code), TCIOStream::INT, 1, &one, &one, true, nullptr);
+        lines.writer.EndWriteSegments();
+        ASSERT_EQ(lines.Input().StartReadSegments(), 1);
+        EXPECT_EQ(lines.Input().SegmentCnt(), 1);
+        EXPECT_EQ(lines.Input().SegmentName(0), Channel(7, "A", code));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,186 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "tests/signal/StreamLines.h"
+
+namespace {
+
+// A block with everything that can be packed, on the way through three forms.
+struct PackedBlock {
+    PackedBlock() {
+        TCTypeInfo ti = State(STOP, "voice");
+        ti.SetTimestamp(std::numeric_limits<double>::quiet_NaN());
+        ti.GetUnit().FromString("V * 1e-003");
+        from.writer.SetTI(&ti, false);
+        from.writer.WriteSegment("n", INT_MIN);
+        from.writer.WriteSegment("text", TCString("a\0 b", 4));
+        const double values[] = {0.1, -0.0};
+        const int extent = 2;
+        for (int i = 0; i < 2; ++i)
+            from.writer.WriteBusSegment("1\r\nA\r\n\r\nx", TCIOStream::DOUBLE, 1, &extent, values, true,
+                                        i > 0 ? &ti : nullptr);
+        from.writer.WriteDblMat(matrix, 2, 3);
+    }
+
+    std::string Frame() {
+        std::string frame(static_cast<std::size_t>(from.Input().SerializeBlock(nullptr)), '\0');
+        EXPECT_EQ(from.Input().SerializeBlock(frame.data()), static_cast<int>(frame.size()));
+        return frame;
+    }
+
+    StreamLines from;
+    const double matrix[6] = {1, 2, 3, 4, 5, 6};
+};
+
+int Unpack(StreamLines& to, const std::string& frame) {
+    return to.writer.DeSerializeBlock(frame.data(), static_cast<int>(frame.size()));
+}
+
+// Sets the checksum right, so that what lies behind it is tried.
+void Sign(std::string& frame) {
+    std::uint32_t sum = UINT32_MAX;
+    for (std::size_t i = 16; i < frame.size(); ++i) {
+        sum ^= static_cast<unsigned char>(frame[i]);
+        for (int bit = 0; bit < 8; ++bit) sum = (sum & 1) != 0 ? sum >> 1 ^ 0xEDB88320u : sum >> 1;
+    }
+    sum = ~sum;
+    std::memcpy(frame.data() + 12, &sum, 4);
+}
+
+void ExpectSame(TCIOStream& input) {
+    EXPECT_TRUE(std::isnan(input.PeekTI()->GetTimestamp()));
+    ASSERT_EQ(input.StartReadSegments(true), 1);
+    EXPECT_STREQ(input.GetTI()->GetSignalname(), "voice");
+    EXPECT_EQ(input.GetTI()->GetUnit().GetFactor(), 1e-3);
+    EXPECT_EQ(input.SegmentCnt(), 4);
+    int number = 0;
+    TCString text;
+    EXPECT_EQ(input.ReadSegment("n", number), 1);
+    EXPECT_EQ(number, INT_MIN);
+    input.ReadSegment("text", text);
+    EXPECT_EQ(text.CompareBin(TCString("a\0 b", 4)), 0);
+    TCTypeInfo ti;
+    EXPECT_EQ(input.BusSegmentCnt(2), 2);
+    input.ReadBusSegment(2, nullptr);
+    EXPECT_TRUE(std::signbit(input.ReadBusSegment(2, &ti)->GetDoubles()[1]));
+    EXPECT_EQ(ti.GetState(), STOP);
+    EXPECT_EQ(input.Segment(3)->GetExtent(1), 3);
+    EXPECT_EQ(input.Segment(3)->GetDoubles()[5], 6);
+}
+
+TEST(StreamForms, PackedFrameThereAndBack) {
+    PackedBlock block;
+    const std::string frame = block.Frame();
+    EXPECT_EQ(block.from.Input().GetBlockCnt(nullptr), 0);
+    EXPECT_EQ(block.from.Input().SerializeBlock(nullptr), 0);
+    StreamLines to;
+    EXPECT_EQ(Unpack(to, frame), 1);
+    ExpectSame(to.Input());
+    EXPECT_EQ(Unpack(to, frame), 1);
+    EXPECT_EQ(Unpack(to, frame), -4);
+    EXPECT_EQ(to.Input().GetBlockCnt(nullptr), 1);
+}
+
+TEST(StreamForms, DamagedFramesChangeNothing) {
+    const std::string frame = PackedBlock().Frame();
+    StreamLines to;
+    to.writer.StartWriteSegments();
+    to.writer.WriteSegment("begun", 1);
+    for (std::size_t size = 0; size < frame.size(); ++size) EXPECT_EQ(Unpack(to, frame.substr(0, size)), -14);
+    EXPECT_EQ(Unpack(to, frame + '\0'), -14);
+    for (std::size_t i = 0; i < frame.size(); ++i) {
+        std::string flipped = frame;
+        flipped[i] = static_cast<char>(flipped[i] ^ 0xFF);
+        EXPECT_EQ(Unpack(to, flipped), -14) << i;
+    }
+    EXPECT_EQ(to.writer.DeSerializeBlock(nullptr, 20), -14);
+    EXPECT_EQ(to.Input().GetBlockCnt(nullptr), 0);
+    to.writer.EndWriteSegments();
+    EXPECT_EQ(to.Input().StartReadSegments(), 1);
+    EXPECT_EQ(to.Input().SegmentCnt(), 1);
+}
+
+// Every word of a correctly signed frame becomes a length that lies; and every cut of one.
+TEST(StreamForms, LyingLengthsAreRefused) {
+    const std::string frame = PackedBlock().Frame();
+    StreamLines to;
+    for (const int lie : {INT_MAX, INT_MIN, -1, 0x10000, 0x7FFFFFF0})
+        for (std::size_t i = 16; i + 4 <= frame.size(); ++i) {
+            std::string lying = frame;
+            std::memcpy(lying.data() + i, &lie, 4);
+            Sign(lying);
+            const int result = Unpack(to, lying);
+            EXPECT_TRUE(result == -14 || (result == 1 && to.Input().RemoveContents(true) == 1)) << i;
+        }
+    for (std::size_t size = 16; size < frame.size(); ++size) {
+        std::string cut = frame.substr(0, size);
+        const int length = static_cast<int>(size);
+        std::memcpy(cut.data() + 8, &length, 4);
+        Sign(cut);
+        EXPECT_EQ(Unpack(to, cut), -14) << size;
+    }
+}
+
+TEST(StreamForms, AddressesAndEndlessNestingAreNotPacked) {
+    StreamLines lines;
+    lines.writer.WritePtr(&lines, 1);
+    EXPECT_EQ(lines.Input().SerializeBlock(nullptr), -14);
+    EXPECT_EQ(lines.Input().SerializeForOldStream(0), "");
+    EXPECT_EQ(lines.Input().GetBlockCnt(nullptr), 1);
+    lines.Input().RemoveContents(true);
+    WriteInts(lines.writer, {1});
+    for (int level = 2; level <= 40; ++level) {
+        TCArray<TCIOStream::Block*> inner;
+        TCIOStream::Block* held = nullptr;
+        lines.Input().ExchangeBinary(&held, true);
+        inner.Add(held);
+        lines.writer.StartWriteSegments();
+        lines.writer.WriteSegment("", inner);
+        lines.writer.EndWriteSegments();
+        lines.Input().ExchangeBinary(&held, false);
+        EXPECT_EQ(lines.Input().SerializeBlock(nullptr) > 0, level <= 32) << level;
+    }
+}
+
+TEST(StreamForms, OldFormThereAndBack) {
+    PackedBlock block;
+    TCString text = block.from.Input().SerializeForOldStream(0);
+    const std::string both = std::string(text, static_cast<std::size_t>(text.GetLength())) + "rest";
+    StreamLines to;
+    const char* at = both.data();
+    EXPECT_EQ(to.writer.DeSerializeForOldStream(at, both.data() + both.size()), 1);
+    EXPECT_STREQ(at, "rest");
+    ExpectSame(to.Input());
+    for (std::size_t size = 0; size < both.size() - 4; ++size) {
+        const std::string cut = both.substr(0, size);
+        at = cut.data();
+        EXPECT_EQ(to.writer.DeSerializeForOldStream(at, cut.data() + size), -14) << size;
+        EXPECT_EQ(at, cut.data());
+    }
+    WriteInts(to.writer, {1, -20});
+    EXPECT_EQ(to.Input().SerializeForOldStream(0),
+              TCString("BUS 1 0 \xFF\0\0\0\0 1 1 2 1 -20 ", 27).operator const char*());
+}
+
+TEST(StreamForms, ReadableText) {
+    PackedBlock block;
+    TCIOStream& input = block.from.Input();
+    const struct {
+        int segment;
+        bool comma;
+        const char* text;
+    } rows[] = {{0, false, "-2147483648"},
+                {2, true, "{0,10 0,00} {0,10 0,00}"},
+                {3, false, "1.00 2.00 3.00\n4.00 5.00 6.00"},
+                {4, false, ""}};
+    for (const auto& row : rows)
+        EXPECT_EQ(input.ConvertToString(0, row.segment, row.comma, FORMAT_FIXED, 2), row.text);
+    EXPECT_EQ(input.ConvertToString(0, 1, false, FORMAT_FIXED, 2).GetLength(), 4);
+    EXPECT_EQ(input.ConvertToString(0, 3, false, FORMAT_FIXED, -1).Left(5), "1.000");
+}
+
+}  // namespace
