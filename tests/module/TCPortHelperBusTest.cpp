@@ -1,0 +1,250 @@
+// Multitype and bus blocks, and whole blocks.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "tests/module/PortBench.h"
+
+using namespace bench;
+using Helper = TCPortHelper;
+
+namespace {
+
+constexpr Helper::TYPE BUS = Helper::TYPE_MULTI;
+
+struct BusLine : Line {
+    explicit BusLine(Helper::TYPE code = BUS) : Line(code) {}
+    void Dispatch() {
+        EXPECT_EQ(writer.EndWriteMultitype(0), 0);
+        EXPECT_EQ(reader.StartReadMultitype(0), 1);
+    }
+    TCString Message() const { return reader.GetErrorRecord().text1; }
+};
+
+// One channel of every kind, named after it, numbered from 0.
+struct FullBus : BusLine {
+    FullBus() {
+        const int numbers[] = {1, 2, 3, 4};
+        const double levels[] = {1.5, 2.5};
+        const TCString words[] = {"a", "b"};
+        TCTypeInfo own;
+        own.SetSignalname("Own");
+        EXPECT_EQ(writer.WriteIntBusBlock(0, 7, 0, "int", &own), 0);
+        EXPECT_EQ(writer.WriteDblBusBlock(0, 7.5, 1, "dbl", nullptr), 0);
+        EXPECT_EQ(writer.WriteStringBusBlock(0, "t", 2, "string", &own), 0);
+        EXPECT_EQ(writer.WriteIntDataBusBlock(0, 4, numbers, 3, "ints", &own), 0);
+        EXPECT_EQ(writer.WriteDblDataBusBlock(0, 2, levels, 4, "dbls", &own), 0);
+        EXPECT_EQ(writer.WriteStringDataBusBlock(0, 2, words, 5, "strings", &own), 0);
+        EXPECT_EQ(writer.WriteIntMatrixBusBlock(0, 2, 2, numbers, true, 6, "int matrix", &own), 0);
+        EXPECT_EQ(writer.WriteDblMatrixBusBlock(0, 1, 2, levels, true, 7, "dbl matrix", &own), 0);
+        EXPECT_EQ(writer.WritePtrBusBlock(0, this, 1, 8, "ptr", &own), 0);
+        Dispatch();
+    }
+    int intValue = 0;
+    double dblValue = 0;
+    TCString text;
+    TCArray<int, int> ints;
+    TCArray<double, double> dbls;
+    TCArray<TCString, const TCString&> texts;
+    const int* intMatrix = nullptr;
+    const double* dblMatrix = nullptr;
+    int rows = 0, cols = 0, count = 0;
+    void* pointer = nullptr;
+    TCTypeInfo ti;
+
+    // The results of reading each kind at the place that `where` gives for it.
+    template <class Where>
+    std::vector<int> ReadAll(Where where) {
+        return {reader.ReadIntBusBlock(0, where(0), intValue, &ti),
+                reader.ReadDblBusBlock(0, where(1), dblValue, nullptr),
+                reader.ReadStringBusBlock(0, where(2), text, &ti),
+                reader.ReadIntArrayBusBlock(0, where(3), ints, &ti),
+                reader.ReadDblArrayBusBlock(0, where(4), dbls, &ti),
+                reader.ReadStringArrayBusBlock(0, where(5), texts, &ti),
+                reader.ReadIntMatrixBusBlock(0, where(6), &intMatrix, rows, cols, &ti),
+                reader.ReadDblMatrixBusBlock(0, where(7), &dblMatrix, rows, cols, &ti),
+                reader.ReadPtrBusBlock(0, where(8), &pointer, &count, &ti)};
+    }
+};
+
+const char* const NAMES[] = {"int",     "dbl",        "string",     "ints", "dbls",
+                             "strings", "int matrix", "dbl matrix", "ptr"};
+const char* const KINDS[] = {"int value",    "double value", "string value",  "int array",    "double array",
+                             "string array", "int matrix",   "double matrix", "pointer value"};
+
+void ExpectAllRead(FullBus& bus, const std::vector<int>& results) {
+    EXPECT_EQ(results, std::vector<int>(9, 1));
+    EXPECT_EQ(bus.intValue, 7);
+    EXPECT_EQ(bus.dblValue, 7.5);
+    EXPECT_STREQ(bus.text, "t");
+    EXPECT_EQ(bus.ints.GetSize(), 4);
+    EXPECT_EQ(bus.dbls[1], 2.5);
+    EXPECT_STREQ(bus.texts[1], "b");
+    EXPECT_EQ(bus.intMatrix[3], 4);
+    EXPECT_EQ(bus.rows * 10 + bus.cols, 12);
+    EXPECT_EQ(bus.pointer, &bus);
+    EXPECT_STREQ(bus.ti.GetSignalname(), "Own");
+}
+
+}  // namespace
+
+TEST(TCPortHelperBus, EveryKindIsFoundByNameAndByIndex) {
+    FullBus byName;
+    ExpectAllRead(byName, byName.ReadAll([](int channel) { return NAMES[channel]; }));
+    FullBus byIndex;
+    ExpectAllRead(byIndex, byIndex.ReadAll([](int channel) { return channel; }));
+    EXPECT_EQ(byName.reader.ReadIntBusBlock(0, "nowhere", byName.intValue, nullptr), 0);
+    EXPECT_EQ(byName.reader.ReadIntBusBlock(0, static_cast<const char*>(nullptr), byName.intValue, nullptr),
+              0);
+    EXPECT_EQ(byName.reader.ReadIntBusBlock(0, 99, byName.intValue, nullptr), 0);
+}
+
+TEST(TCPortHelperBus, MismatchNamesKindAndChannel) {
+    // One kind is asked of a channel that holds something else, the others of none.
+    for (int kind = 0; kind < 9; ++kind) {
+        FullBus bus;
+        const int other = kind == 8 ? 2 : 8;
+        const auto expectMismatch = [&](const std::vector<int>& results, const TCString& place) {
+            EXPECT_EQ(std::ranges::count(results, 0), 8);
+            EXPECT_EQ(results[static_cast<std::size_t>(kind)], -2);
+            EXPECT_EQ(bus.Message(), "Datatype does not match while reading BUS " + TCString(KINDS[kind]) +
+                                         " at channel " + place);
+        };
+        expectMismatch(bus.ReadAll([&](int c) { return c == kind ? NAMES[other] : "nowhere"; }),
+                       TCString::FormatS("'%s'", NAMES[other]));
+        expectMismatch(bus.ReadAll([&](int c) { return c == kind ? other : 99; }),
+                       TCString::FormatS("%d", other));
+    }
+}
+
+TEST(TCPortHelperBus, ChannelsOfManyBlocksAreReadNewestOrInOrder) {
+    for (const bool multiple : {false, true}) {
+        BusLine bus;
+        bus.reader.EnableMultipleBlocksInBusChannel(0, multiple);
+        const double values[] = {1, 2, 3};
+        for (const int count : {1, 2, 3})
+            bus.writer.WriteDblDataBusBlock(0, count, values, 4, "Speed", nullptr);
+        bus.Dispatch();
+        EXPECT_EQ(bus.reader.GetBusBlockCnt(0, "Speed"), 3);
+        EXPECT_EQ(bus.reader.GetBusBlockCnt(0, 5), 0);
+        EXPECT_EQ(bus.reader.GetBusBlockElementCnt(0, 4), multiple ? 1 : 3);
+        double value = 0;
+        std::vector<double> read;
+        while (bus.reader.ReadDblBusBlock(0, "Speed", value, nullptr) == 1) read.push_back(value);
+        EXPECT_EQ(read, multiple ? (std::vector{1.0, 2.0, 3.0}) : std::vector{3.0});
+    }
+}
+
+TEST(TCPortHelperBus, NothingIsWrittenWithoutReceiverOrValues) {
+    TCPortHelper alone(nullptr);
+    alone.SetPort(OUTPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
+    EXPECT_EQ(alone.WriteDblBusBlock(0, 1.0, 0, "x", nullptr) + alone.EndWriteMultitype(0), 0);
+    BusLine bus;
+    EXPECT_EQ(bus.writer.WriteDblDataBusBlock(0, 0, nullptr, 0, "x", nullptr), 0);
+    EXPECT_EQ(bus.writer.EndWriteMultitype(0), -14);
+    EXPECT_STREQ(bus.writer.GetErrorRecord().text1,
+                 "EndWriteMultitype was called without former Write... call");
+}
+
+TEST(TCPortHelperMultitype, PartsAreReadByNameAndByIndex) {
+    BusLine line(BUS | Helper::TYPE_TYPEINFO);
+    TCIOStream::Block nested;
+    TCArray<TCIOStream::Block*> blocks;
+    blocks.Add(&nested);
+    EXPECT_EQ(line.writer.WriteMultitypeInt(0, "i", 1), 0);
+    EXPECT_EQ(line.writer.WriteMultitypeInt(0, "i", 2), -14) << "each name once a block";
+    EXPECT_EQ(line.writer.WriteMultitypeDbl(0, "d", 2.5), 0);
+    EXPECT_EQ(line.writer.WriteMultitypeString(0, "s", "text"), 0);
+    EXPECT_EQ(line.writer.WriteMultitypeBlocks(0, "b", blocks), 0);
+    line.Dispatch();
+    EXPECT_EQ(line.reader.LastTypeInfo(0)->GetState(), COMPLETE);
+    int i = 0;
+    double d = 0;
+    TCString s;
+    EXPECT_EQ(line.reader.ReadMultitypeInt(0, "i", i) + line.reader.ReadMultitypeDbl(0, 1, d), 2);
+    EXPECT_EQ(line.reader.ReadMultitypeString(0, "s", s) + line.reader.ReadMultitypeBlocks(0, 3, blocks), 2);
+    EXPECT_EQ(i + d, 3.5);
+    EXPECT_STREQ(s, "text");
+    EXPECT_EQ(line.reader.ReadMultitypeInt(0, "nowhere", i) + line.reader.ReadMultitypeInt(0, 4, i), 0);
+}
+
+TEST(TCPortHelperMultitype, MismatchNamesKindAndSegment) {
+    BusLine line;
+    line.writer.WriteMultitypeInt(0, "i", 1);
+    line.writer.WriteMultitypeDbl(0, "d", 2.5);
+    line.Dispatch();
+    int i = 0;
+    double d = 0;
+    TCString s;
+    TCArray<TCIOStream::Block*> b;
+    EXPECT_EQ(line.reader.ReadMultitypeInt(0, 1, i), -2);
+    EXPECT_STREQ(line.Message(), "Datatype does not match while reading integer value at segment 1");
+    EXPECT_EQ(line.reader.ReadMultitypeDbl(0, "i", d), -2);
+    EXPECT_STREQ(line.Message(), "Datatype does not match while reading double value at segment 'i'");
+    EXPECT_EQ(line.reader.ReadMultitypeString(0, 0, s), -2);
+    EXPECT_STREQ(line.Message(), "Datatype does not match while reading string value at segment 0");
+    EXPECT_EQ(line.reader.ReadMultitypeBlocks(0, "d", b), -2);
+    EXPECT_STREQ(line.Message(), "Datatype does not match while reading block values at segment 'd'");
+}
+
+namespace {
+
+// source -> stage (input 0, output 0) -> sink
+struct Stage {
+    explicit Stage(Helper::TYPE output = SIGNAL) : sink(output) {
+        helper.SetPort(INPUT, 0, "In", SIGNAL);
+        helper.SetPort(OUTPUT, 0, "Out", output);
+        Wire(source.writer, 0, helper, 0);
+        Wire(helper, 0, sink.reader, 0);
+    }
+    Line sink;
+    TCPortHelper helper{nullptr};
+    Line source;
+};
+
+}  // namespace
+
+TEST(TCPortHelperBlocks, ForwardedBlockIsTheSameOne) {
+    Stage stage;
+    stage.source.Send(0, START, 2);
+    stage.source.reader.TakeBlock(0);
+    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), 1);
+    EXPECT_EQ(stage.helper.LastTypeInfo(0)->GetState(), START);
+    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), 0);
+    EXPECT_EQ(stage.sink.Receive().GetState(), START);
+    int count = 0;
+    EXPECT_EQ(stage.sink.reader.AccessDblData(0, count), stage.source.reader.AccessDblData(0, count));
+    EXPECT_EQ(count, 2);
+    stage.helper.SetPort(OUTPUT, 1, "Unwired", SIGNAL);
+    stage.source.Send(0, BUSY);
+    EXPECT_EQ(stage.helper.ForwardBlock(1, 0), 1) << "to nobody, so that the flow goes on";
+    EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 0);
+}
+
+TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {
+    Stage stage(Helper::TYPE_SWORDARRAY);
+    TCIOStream::Block* held = nullptr;
+    stage.source.Send(0, {START, BUSY});
+    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), -2);
+    EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 2);
+    EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, true), 1);
+    EXPECT_EQ(stage.helper.WriteCopy(0, held), -2);
+    EXPECT_STREQ(stage.helper.GetErrorRecord().text1, "Block data does not match datatype of output port");
+    EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, false), 0);
+    EXPECT_EQ(held, nullptr);
+}
+
+TEST(TCPortHelperBlocks, HeldAndWaitingBlocksAreCopied) {
+    Stage stage;
+    TCIOStream::Block* held = nullptr;
+    stage.source.Send(0, {START, BUSY, STOP});
+    EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, true), 1);
+    EXPECT_EQ(stage.helper.GetTypeInfo(0, nullptr), START);
+    EXPECT_EQ(stage.helper.WriteCopy(0, held), 0);
+    EXPECT_EQ(stage.helper.WriteCopy(0, nullptr), 0);
+    stage.helper.ExchangeBinary(0, &held, false);
+    EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), 2);
+    EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 2);
+    for (const TCBLOCKSTATUS state : {START, BUSY, STOP}) EXPECT_EQ(stage.sink.Receive().GetState(), state);
+}
