@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <numbers>
+
+#include "tests/support/ModuleBench.h"
+
+namespace {
+
+constexpr const char* RECORDING = "/usr/share/sounds/alsa/Front_Center.wav";  // 68545 samples
+
+struct Outcome {
+    int exitCode = -1;
+    std::string verdict;
+    std::map<std::string, double> results;
+    std::string messages;
+};
+
+// Runs an example graph with the real program.
+Outcome RunExample(const std::string& graph, const std::string& arguments) {
+    const std::string command = std::string("LC_ALL=de_DE.UTF-8 ") + SIGWEAVE_HOST +
+                                " run " SIGWEAVE_EXAMPLES "/" + graph + " --report json " + arguments +
+                                " >report.json 2>messages.txt";
+    Outcome outcome;
+    outcome.exitCode = std::system(command.c_str()) >> 8;
+    outcome.messages = ReadText("messages.txt");
+    const nlohmann::json report = nlohmann::json::parse(ReadText("report.json"));
+    outcome.verdict = report["verdict"];
+    for (const auto& module : report["modules"]) {
+        for (const auto& result : module["results"]) outcome.results[result["quantity"]] = result["value"];
+    }
+    return outcome;
+}
+
+std::vector<double> ReadSamples(const char* path) {
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path, SFM_READ, &info);
+    if (file == nullptr) return {};
+    std::vector<short> samples(static_cast<std::size_t>(info.frames));
+    sf_read_short(file, samples.data(), info.frames);
+    sf_close(file);
+    return {samples.begin(), samples.end()};
+}
+
+// |X[k]| of the first samples, by the definition: mean removed, periodic Hann window.
+double Magnitude(const std::vector<double>& samples, int length, int bin) {
+    long double mean = 0, real = 0, imaginary = 0;
+    for (int i = 0; i < length; ++i)
+        mean += static_cast<long double>(samples[static_cast<std::size_t>(i)]) / length;
+    for (int i = 0; i < length; ++i) {
+        const long double turn = 2 * std::numbers::pi_v<long double> * i / length;
+        const long double value =
+            (samples[static_cast<std::size_t>(i)] - mean) * (0.5L - 0.5L * std::cos(turn));
+        real += value * std::cos(turn * bin);
+        imaginary -= value * std::sin(turn * bin);
+    }
+    return static_cast<double>(std::hypot(real, imaginary));
+}
+
+TEST(Run, MeasuresARecordingRight) {
+    const std::vector<double> samples = ReadSamples(RECORDING);
+    if (samples.empty()) GTEST_SKIP() << RECORDING << " is not there";
+    const std::string picture = FreshFile("voice.svg");
+    Outcome run = RunExample("voice.graph", "--set spectrum.average=first --set spectrum.length=4000");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.verdict, "complete");
+    long double sum = 0, squares = 0;
+    for (const double value : samples) sum += value, squares += static_cast<long double>(value) * value;
+    const auto count = static_cast<long double>(samples.size());
+    EXPECT_EQ(run.results["samples"], static_cast<double>(count));
+    EXPECT_EQ(run.results["min"], *std::min_element(samples.begin(), samples.end()));
+    EXPECT_EQ(run.results["max"], *std::max_element(samples.begin(), samples.end()));
+    EXPECT_DOUBLE_EQ(run.results["mean"], static_cast<double>(sum / count));
+    EXPECT_DOUBLE_EQ(run.results["rms"], static_cast<double>(std::sqrt(squares / count)));
+    EXPECT_DOUBLE_EQ(run.results["stddev"],
+                     static_cast<double>(std::sqrt(count * squares - sum * sum) / count));
+    const int bin = static_cast<int>(run.results["peak_bin"]);
+    const double peak = Magnitude(samples, 4000, bin);
+    EXPECT_NEAR(run.results["peak_magnitude"] / peak, 1.0, 1e-12);
+    EXPECT_NEAR(run.results["peak_amplitude"] / (peak / 1000.0), 1.0, 1e-12);
+    EXPECT_GT(peak, std::max(Magnitude(samples, 4000, bin - 1), Magnitude(samples, 4000, bin + 1)));
+    EXPECT_NE(ReadText(picture).find("</svg>"), std::string::npos);
+}
+
+TEST(Run, MeasuresWhatThereIsOfAFileThatBreaksOff) {
+    if (!std::filesystem::exists(RECORDING)) GTEST_SKIP() << RECORDING << " is not there";
+    const std::string path = FreshFile("cut.wav");
+    std::filesystem::copy_file(RECORDING, path);
+    std::filesystem::resize_file(path, std::filesystem::file_size(path) - 2 * 1000);
+    Outcome run = RunExample("voice.graph", "--set voice.file=" + path);
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.verdict, "failed");
+    EXPECT_EQ(run.results["samples"], 67545.0);
+    EXPECT_NE(run.messages.find("promises 68545 samples, holds 67545"), std::string::npos) << run.messages;
+}
+
+TEST(Run, LoadsTheExampleModule) {
+    Outcome run = RunExample("gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_DOUBLE_EQ(run.results["rms"], 5.0 / std::numbers::sqrt2);
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+#include "tests/support/ModuleBench.h"
+
+namespace {
+
+constexpr double PI = std::numbers::pi;
+
+std::vector<double> Cosines(int samples, int period, std::vector<std::pair<int, double>> parts,
+                            double offset) {
+    std::vector<double> values(static_cast<std::size_t>(samples), offset);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        for (const auto& [bin, amplitude] : parts) {
+            values[i] += amplitude * std::cos(2 * PI * bin * static_cast<double>(i) / period);
+        }
+    }
+    return values;
+}
+
+struct Spectrum : testing::Test {
+    void Measure(const std::string& settings, const std::vector<double>& samples,
+                 const TestSignal& signal = {}) {
+        EXPECT_TRUE(bench.Set(settings)) << bench.Error();
+        EXPECT_TRUE(bench.Run(samples, signal)) << bench.Error();
+    }
+    Spectrum() {
+        bench.WireInputs({ModuleBench::TIME_DOMAIN});
+        bench.WireOutput(0);
+    }
+    ModuleBench bench{"spectrum", "Spectrum"};
+};
+
+// A cosine in the middle of bin k reaches amplitude * sum of the window / 2 there, and the window's own
+// coefficients beside it.
+TEST_F(Spectrum, OfACosineIsTheWindowsOwnSpectrum) {
+    const struct {
+        const char* window;
+        double peak, beside, next;
+    } rows[] = {{"rectangular", 1.0, 0.0, 0.0},
+                {"hann", 0.5, 0.25, 0.0},
+                {"hamming", 0.54, 0.23, 0.0},
+                {"blackman", 0.42, 0.25, 0.04}};
+    for (const auto& row : rows) {
+        Measure(std::string("length=1000\nwindow=") + row.window, Cosines(1000, 1000, {{50, 2.0}}, 7.0));
+        const std::vector<double>& bins = bench.Samples(0);
+        ASSERT_EQ(bins.size(), 501U) << row.window;
+        EXPECT_NEAR(bins[50], 1000.0 * row.peak, 1e-9) << row.window;
+        EXPECT_NEAR(bins[51], 1000.0 * row.beside, 1e-9) << row.window;
+        EXPECT_NEAR(bins[48], 1000.0 * row.next, 1e-9) << row.window;
+        EXPECT_NEAR(bins[0], 0.0, 1e-9) << row.window;
+        EXPECT_EQ(bench.Result("peak_bin"), 50.0);
+        EXPECT_EQ(bench.Result("peak_frequency"), 50.0);
+        EXPECT_NEAR(bench.Result("peak_magnitude"), 1000.0 * row.peak, 1e-9);
+        EXPECT_NEAR(bench.Result("peak_amplitude"), 2.0, 1e-12);
+    }
+}
+
+TEST_F(Spectrum, OutputTellsItsAxisAndUnit) {
+    Measure("length=8192\nscale=amplitude", Cosines(20000, 8192, {{100, 3.0}}, 0.0),
+            {"voice", 48000.0, "V", 1e12});
+    ASSERT_EQ(bench.States(0), "COMPLETE");
+    const TCTypeInfo& ti = bench.Blocks(0)[0];
+    EXPECT_EQ(ti.GetSamplerate(), 8192.0 / 48000.0);
+    EXPECT_EQ(ti.GetTimestamp(), 1e12);
+    EXPECT_STREQ(ti.GetSignalname(), "voice");
+    EXPECT_NEAR(bench.Samples(0)[100], 3.0, 1e-12);
+    EXPECT_STREQ(bench.Module().GetResults()[1].unit, "Hz");
+    EXPECT_STREQ(bench.Module().GetResults()[2].unit, "V");
+}
+
+// Of nine segments of 256 with half overlap four are loud, four silent, and one is half of each; without
+// overlap two, two and one.
+TEST_F(Spectrum, PowerIsTheRootOfTheMeanSquareOfAllSegments) {
+    std::vector<double> samples = Cosines(1280, 256, {{16, 1.0}}, 0.0);
+    for (std::size_t i = 640; i < samples.size(); ++i) samples[i] = 0.0;
+    Measure("length=256\nwindow=rectangular\naverage=power\noverlap=0.5", samples);
+    EXPECT_NEAR(bench.Samples(0)[16], 128.0 * std::sqrt((4.0 + 0.25) / 9.0), 1e-9);
+    Measure("length=256\nwindow=rectangular\naverage=power", samples);
+    EXPECT_NEAR(bench.Samples(0)[16], 128.0 * std::sqrt((2.0 + 0.25) / 5.0), 1e-9);
+    Measure("length=256\nwindow=rectangular", samples);
+    EXPECT_NEAR(bench.Samples(0)[16], 128.0, 1e-9);
+}
+
+TEST_F(Spectrum, LeavesOutSegmentsThatAreNotFinite) {
+    std::vector<double> samples = Cosines(3000, 1000, {{50, 1.0}}, 0.0);
+    samples[10] = std::numeric_limits<double>::quiet_NaN();
+    samples[1500] = std::numeric_limits<double>::infinity();
+    Measure("length=1000", samples);
+    EXPECT_NEAR(bench.Result("peak_amplitude"), 1.0, 1e-12);
+    EXPECT_EQ(bench.Blocks(0)[0].GetTimestamp(), 1e12 + 2000.0);
+    EXPECT_THAT(ModuleBench::TakeWarnings(), testing::HasSubstr("2 segments"));
+}
+
+TEST_F(Spectrum, SaysThatAShortSignalHasNone) {
+    Measure("length=1000", std::vector<double>(999, 1.0));
+    EXPECT_TRUE(bench.Blocks(0).empty());
+    EXPECT_EQ(bench.Module().GetResults().GetSize(), 0);
+    EXPECT_THAT(ModuleBench::TakeWarnings(), testing::HasSubstr("999 samples"));
+}
+
+}  // namespace
