@@ -110,15 +110,20 @@ TEST(TCArray, TextsSurviveGrowthAndSelfReference) {
     EXPECT_EQ(copy[2], "fifty");
 }
 
-TEST(TCList, NodesAreReusedInOrder) {
+TEST(TCList, KeepsTheOrderWhileItGrowsAroundItsEnd) {
     TCList<int> list;
-    for (int round = 0; round < 3; ++round) {
-        for (int i = 0; i < 25; ++i) list.AddTail(i);
-        EXPECT_EQ(nullptr, list.GetTail()->next);
-        EXPECT_EQ(23, list.GetTail()->previous->value);
-        for (int i = 0; i < 25; ++i) EXPECT_EQ(i, list.RemoveHead());
-        EXPECT_TRUE(list.IsEmpty() && list.GetHead() == nullptr && list.GetTail() == nullptr);
+    int added = 0, removed = 0;
+    for (int round = 0; round < 50; ++round) {
+        for (int i = 0; i < 7; ++i) list.AddTail(added++);
+        for (int i = 0; i < 5; ++i) ASSERT_EQ(removed++, list.RemoveHead());
+        ASSERT_EQ(added - removed, list.GetCount());
+        for (int i = 0; i < list.GetCount(); ++i) ASSERT_EQ(removed + i, list[i]);
     }
+    EXPECT_EQ(--added, list.RemoveTail());
+    list.RemoveAll();
+    list.AddTail(1);
+    EXPECT_EQ(1, list.RemoveHead());
+    EXPECT_TRUE(list.IsEmpty());
 }
 
 }  // namespace
