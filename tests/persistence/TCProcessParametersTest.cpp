@@ -1,0 +1,210 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "sigweave/persistence/TCProcessParameters.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+std::string Str(const TCString& text) {
+    return {static_cast<const char*>(text), static_cast<std::size_t>(text.GetLength())};
+}
+
+TCProcessParameters Lines(bool unquote = false) {
+    return TCProcessParameters(unquote, false, nullptr, "\n", "=", "#;");
+}
+
+// The whole table, as "section.name:type:value" entries.
+std::string TableOf(const TCProcessParameters& text) {
+    std::string all;
+    for (int i = 0; i < text.GetParamCount(); ++i)
+        all += Str(text.GetParamSection(i)) + "." + Str(text.GetParamName(i)) + ":" +
+               std::to_string(text.GetParamValType(i)) + ":" + Str(text.GetParamValStr(i)) + "|";
+    return all;
+}
+
+TEST(TCProcessParameters, ReadsTheDefaultSyntax) {
+    TCProcessParameters text;
+    ASSERT_EQ(text.ParseParamString("a=1\r\n; note\r\n[s]\r\nb=\"x y\"\r\nalone\r\nnone=\r\n[]q=\"5\"\r\n"),
+              5);
+    EXPECT_EQ(TableOf(text), ".a:1:1|s.b:3:x y|s.alone:0:|s.none:0:|.q:3:5|");
+    EXPECT_EQ(text.GetParamValInt(4), 0);
+    EXPECT_EQ(text.GetParamPosition(1), 18);
+    EXPECT_EQ(text.GetSectionCount(), 3);
+    EXPECT_TRUE(text.GetSectionPosition(0) == -1 && text.GetSectionPosition(1) == 13);
+    EXPECT_TRUE(text.GetParamPosition(5) == -1 && text.GetParamName(-1).IsEmpty());
+    EXPECT_TRUE(text.FindParameter("b", "s") == 1 && text.FindParameter("b", "") == -1);
+    EXPECT_TRUE(text.FindParameter("B", nullptr) == -1 && text.FindParameterNoCase("B", "S") == 1);
+    const TCProcessParameters copy(text);
+    text.Reset();
+    EXPECT_TRUE(text.GetParamCount() == 0 && text.BuildParamString().IsEmpty() && copy.GetParamCount() == 5);
+}
+
+TEST(TCProcessParameters, EveryErrorHasItsMessage) {
+    struct {
+        const char* text;
+        const char* message;
+    } const rows[] = {
+        {"a=1\n[sec\nb=2\n", "Section end character is missing at section [sec..."},
+        {"[sec", "Section end character is missing at section [sec..."},
+        {"a b=", "Value is missing at parameter a b"},
+        {"a=\"x\n", "Ending quotation mark is missing at parameter a"},
+        {"a='x\"\n", "Ending quotation mark is missing at parameter a"},
+        {"b=\"x\"", "Parameter delimiter is missing after ending quotation mark at parameter b"},
+        {"b='x' \n", "Parameter delimiter is missing after ending quotation mark at parameter b"},
+        {"n=\"\\q\"\n", "Error at unquoting value of parameter n"},
+    };
+    for (const auto& row : rows) {
+        TCProcessParameters text = Lines(true);
+        EXPECT_EQ(text.ParseParamString(row.text), -1) << row.text;
+        EXPECT_STREQ(text.GetErrorText(), row.message);
+        EXPECT_TRUE(text.CheckConsistency());
+        EXPECT_EQ(text.InsertParameter("new", "", true), -1) << "edits wait for a text that can be read";
+        EXPECT_EQ(text.ParseParamString("a=1\n"), 1);
+        EXPECT_TRUE(text.GetErrorText().IsEmpty());
+    }
+    TCProcessParameters prefixed(false, false, "-", " ", "=", nullptr);
+    EXPECT_EQ(prefixed.ParseParamString("-a=1 -b= x"), -1);
+    EXPECT_STREQ(prefixed.GetErrorText(), "Parameter prefix character is missing!");
+}
+
+TEST(TCProcessParameters, ValuesAreTypedAsAWhole) {
+    using P = TCProcessParameters;
+    struct {
+        const char* value;
+        bool comma;
+        P::ParamValType type;
+        int integer;
+        double real;
+    } const rows[] = {
+        {"-12", false, P::INTEGER, -12, -12},    {" +7", false, P::INTEGER, 7, 7},
+        {"7 ", false, P::STRING, 7, 7},          {"12x", false, P::STRING, 12, 12},
+        {"1.5e3", false, P::FLOAT, 1, 1500},     {".5", false, P::FLOAT, 0, 0.5},
+        {"1,5", false, P::STRING, 1, 1},         {"1,5", true, P::FLOAT, 1, 1.5},
+        {"1.5", true, P::STRING, 1, 1},          {"99999999999", false, P::INTEGER, INT_MAX, 99999999999.0},
+        {"1e999", false, P::FLOAT, 1, HUGE_VAL}, {"-1e-999", false, P::FLOAT, -1, 0},
+        {"inf", false, P::FLOAT, 0, HUGE_VAL},   {"information", false, P::STRING, 0, 0},
+        {"0x10", false, P::STRING, 0, 0},        {"+-3", false, P::STRING, 0, 0},
+        {"-", false, P::STRING, 0, 0},           {"'3'", false, P::STRING, 0, 0},
+    };
+    for (const auto& row : rows) {
+        TCProcessParameters text = Lines();
+        text.DecimalComma(row.comma);
+        ASSERT_EQ(text.ParseParamString(("v="s + row.value + "\n").c_str()), 1) << row.value;
+        EXPECT_EQ(text.GetParamValType(0), row.type) << row.value;
+        EXPECT_EQ(text.GetParamValInt(0), row.integer) << row.value;
+        EXPECT_EQ(text.GetParamValDbl(0), row.real) << row.value;
+    }
+}
+
+TEST(TCProcessParameters, SyntaxIsConfigurable) {
+    TCProcessParameters line(false, false, "-/", " ", "=:", nullptr);
+    line.AddParamDelimiter(", ");
+    line.AddParamSplitStr(":=");
+    ASSERT_EQ(line.ParseParamString("-a=one two, /b:=3 -c /d:'x -y' "), 4);
+    EXPECT_EQ(TableOf(line), ".a:3:one two|.b:1:3|.c:0:|.d:3:x -y|");
+    TCProcessParameters escaped = Lines(true);
+    ASSERT_EQ(escaped.ParseParamString("a=\"a\\\"b\"\nb=c:\\n\nc=\"x\\x00y\"\n"), 3);
+    EXPECT_EQ(TableOf(escaped), ".a:3:a\"b|.b:3:c:\\n|.c:3:x\0y|"s);
+    TCProcessParameters firstLine(false, false, nullptr, ";", "=", "\n");
+    EXPECT_EQ(firstLine.ParseParamString("a=1;b;\nc=2;\nd=3;"), 2) << "a comment may start with a line end";
+    const char* arguments[] = {"program", "-gain=2.5", "-name=left channel", "-v"};
+    ASSERT_EQ(line.ParseParamString(4, arguments), 3);
+    EXPECT_STREQ(line.BuildParamString(), "-gain=2.5 -name=\"left channel\" -v ");
+}
+
+TEST(TCProcessParameters, NewParametersStandInTheSectionThatWasAskedFor) {
+    struct {
+        const char* text;
+        const char* section;
+        const char* after;
+    } const rows[] = {
+        {"", "", "n\r\n"},
+        {"", "s", "[s]\r\nn\r\n"},
+        {"a=1", "", "a=1\r\nn\r\n"},
+        {"a=1", "s", "a=1\r\n[s]\r\nn\r\n"},
+        {"[s]", "s", "[s]\r\nn\r\n"},
+        {"[s]", "", "n\r\n[s]"},
+        {"a=1\r\n[s]\r\n", "", "a=1\r\nn\r\n[s]\r\n"},
+        {"[s]# x\r\n[t]\r\nb=2\r\n", "s", "[s]# x\r\nn\r\n[t]\r\nb=2\r\n"},
+        {"[s][t]\r\nb=2\r\n", "s", "[s]\r\nn\r\n[t]\r\nb=2\r\n"},
+        {"[s]\r\na=\r\n\r\n# about t\r\n[t]\r\n", "s", "[s]\r\na=\r\nn\r\n\r\n# about t\r\n[t]\r\n"},
+        {"a=1\r\n# last words", "", "a=1\r\n# last words\r\nn\r\n"},
+    };
+    for (const auto& row : rows) {
+        TCProcessParameters text;
+        text.ParseParamString(row.text);
+        const int index = text.InsertParameter("n", row.section, false);
+        EXPECT_STREQ(text.BuildParamString(), row.after);
+        EXPECT_EQ(text.FindParameter("n", row.section), index);
+        EXPECT_EQ(text.InsertParameter("n", row.section, false), index);
+        EXPECT_TRUE(text.CheckConsistency());
+    }
+}
+
+TEST(TCProcessParameters, WhatTheSyntaxCannotExpressIsRefused) {
+    TCProcessParameters text;
+    ASSERT_EQ(text.ParseParamString("a=1\r\n"), 1);
+    for (const char* name : {"", "x=y", "x\r\ny", "#x", "[x", "\r\n"})
+        EXPECT_EQ(text.InsertParameter(name, "s", true), -1) << name;
+    for (const char* section : {"x]", "x\ny"}) EXPECT_EQ(text.InsertParameter("n", section, true), -1);
+    EXPECT_FALSE(text.SetParamValStr(0, "\"it's\""));
+    EXPECT_FALSE(text.SetParamValInt(1, 5) || text.ClearParamVal(-1) || text.DeleteParameter(1));
+    EXPECT_FALSE(text.DeleteSection("s"));
+    EXPECT_STREQ(text.BuildParamString(), "a=1\r\n");
+    TCProcessParameters prefixed(false, false, "-", "\n", "=", "#");
+    ASSERT_EQ(prefixed.ParseParamString("-a=1\n"), 1);
+    EXPECT_EQ(prefixed.InsertParameter("b", "s", true), -1) << "the header would become part of a";
+    EXPECT_EQ(prefixed.InsertParameter("b", "", true), 1);
+    EXPECT_STREQ(prefixed.BuildParamString(), "-a=1\n-b\n");
+}
+
+TEST(TCProcessParameters, ValuesAreReplacedInPlace) {
+    TCProcessParameters text;
+    ASSERT_EQ(text.ParseParamString("a=\r\n# note\r\nb=old\r\nc=3"), 3);
+    EXPECT_TRUE(text.SetParamValInt(0, INT_MIN));
+    EXPECT_TRUE(text.SetParamValStr(1, "two\r\nlines"));
+    EXPECT_TRUE(text.SetParamValStr(2, ""));
+    EXPECT_STREQ(text.BuildParamString(), "a=-2147483648\r\n# note\r\nb=\"two\r\nlines\"\r\nc=\"\"\r\n");
+    EXPECT_TRUE(text.SetParamValDbl(1, 2.5, FORMAT_FIXED, 2) && text.ClearParamVal(2) &&
+                text.ClearParamVal(0));
+    EXPECT_STREQ(text.BuildParamString(), "a\r\n# note\r\nb=2.50\r\nc\r\n");
+    EXPECT_EQ(text.GetParamValDbl(1), 2.5);
+    text.DecimalComma(true);
+    EXPECT_TRUE(text.SetParamValDbl(1, -0.25, FORMAT_FIXED, 2));
+    EXPECT_EQ(TableOf(text), ".a:0:|.b:2:-0,25|.c:0:|");
+    EXPECT_TRUE(text.SetParamValDbl(1, -1.7e308, FORMAT_FIXED, INT_MAX));
+    EXPECT_TRUE(text.CheckConsistency());
+}
+
+TEST(TCProcessParameters, SectionsGoWithTheirParametersAndLeaveTheRest) {
+    TCProcessParameters text;
+    text.ParseParamString("x=1\r\n[s]\r\n# kept\r\na=1\r\nb\r\n\r\n[t]\r\na=2\r\n[s]\r\na=3");
+    EXPECT_TRUE(text.DeleteSection("s"));
+    EXPECT_STREQ(text.BuildParamString(), "x=1\r\n# kept\r\n\r\n[t]\r\na=2\r\n[s]\r\na=3");
+    EXPECT_TRUE(text.DeleteSection(text.GetParamSection(2)) && text.DeleteSection(nullptr));
+    EXPECT_EQ(TableOf(text), "t.a:1:2|");
+    EXPECT_FALSE(text.DeleteSection("s"));
+}
+
+TEST(TCProcessParameters, LargeAndWildTextsAreReadInOnePass) {
+    std::string wild;
+    for (int i = 0; i < 400000; ++i) wild += "[s]=\"\\'\n#;\x80"[(i * 7 + i / 3) % 12];
+    for (const bool unquote : {false, true}) {
+        TCProcessParameters text = Lines(unquote);
+        text.ParseParamString(wild.c_str());
+        EXPECT_TRUE(text.CheckConsistency());
+    }
+    TCProcessParameters text = Lines();
+    EXPECT_EQ(text.ParseParamString(nullptr), 0);
+    std::string many;
+    for (int i = 0; i < 500000; ++i) many += "p=1\n";
+    EXPECT_EQ(text.ParseParamString(many.c_str()), 500000);
+}
+
+}  // namespace
