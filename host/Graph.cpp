@@ -17,8 +17,8 @@ namespace {
 enum Message : unsigned { MESSAGE_SINK = 27, MESSAGE_LANGUAGE = 41 };
 constexpr long ENGLISH = 0;
 
-constexpr const char* OnlyPort = "Signal";
-constexpr const char* FirstPort = "Signal 1";
+constexpr const char* ONLY_PORT = "Signal";
+constexpr const char* FIRST_PORT = "Signal 1";
 
 void Sink(const char* module, TCModuleMessage::Types type, const char* text) {
     if (type <= TCModuleMessage::Types::Critical)
@@ -27,32 +27,6 @@ void Sink(const char* module, TCModuleMessage::Types type, const char* text) {
         console::FromModule("warning", module, text);
     else if (type != TCModuleMessage::Types::Debug)
         console::FromModule("note", module, text);
-}
-
-const char* PortNameAt(TCBaseModule& module, PORTTYPE kind, int index) {
-    return kind == INPUT ? module.GetInputName(index) : module.GetOutputName(index);
-}
-
-CStringArray PortNames(TCBaseModule& module, PORTTYPE kind) {
-    CStringArray names;
-    const int count = kind == INPUT ? module.GetNoInput() : module.GetNoOutput();
-    for (int index = 0; index < count; ++index) names.emplace_back(PortNameAt(module, kind, index));
-    return names;
-}
-
-int IndexOf(const CStringArray& names, const std::string& name) {
-    for (std::size_t index = 0; index < names.size(); ++index)
-        if (names[index] == name) return static_cast<int>(index);
-    return -1;
-}
-
-// A module with as many ports as are wired calls the only one "Signal" and the first of several "Signal 1":
-// either name finds either.
-int FindPortByName(const CStringArray& names, const std::string& name) {
-    const int index = IndexOf(names, name);
-    if (index < 0 && name == OnlyPort) return IndexOf(names, FirstPort);
-    if (index < 0 && name == FirstPort) return IndexOf(names, OnlyPort);
-    return index;
 }
 
 std::string LineText(const LineEntry& entry) {
@@ -89,7 +63,7 @@ void Graph::CreateModules() {
     for (auto& [module, count] : used) count = count > 1 ? 1 : 0;  // now the number of the next instance
     for (const InstanceEntry& entry : file.GetInstances()) {
         indexes.emplace(entry.name, static_cast<int>(instances.size()));
-        instances.push_back({&entry, nullptr});
+        instances.emplace_back().entry = &entry;
         Create(instances.back(), used);
     }
 }
@@ -180,10 +154,31 @@ void Graph::PrepareDynamicPorts() {
         if (found != indexes.end()) ++wired[static_cast<std::size_t>(found->second)];
     }
     for (std::size_t index = 0; index < instances.size(); ++index) {
-        const Instance& instance = instances[index];
-        if (instance.usable)
-            instance.module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, std::max(wired[index], 1));
+        Instance& instance = instances[index];
+        if (!instance.usable) continue;
+        instance.module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, std::max(wired[index], 1));
+        instance.inputs = ReadPorts(*instance.module, INPUT);
+        instance.outputs = ReadPorts(*instance.module, OUTPUT);
     }
+}
+
+Graph::Ports Graph::ReadPorts(TCBaseModule& module, PORTTYPE kind) {
+    Ports ports;
+    const int count = kind == INPUT ? module.GetNoInput() : module.GetNoOutput();
+    for (int index = 0; index < count; ++index) {
+        ports.names.push_back(Text(kind == INPUT ? module.GetInputName(index) : module.GetOutputName(index)));
+        ports.indexes.emplace(ports.names.back(), index);
+    }
+    return ports;
+}
+
+// A module with as many ports as are wired calls the only one "Signal" and the first of several "Signal 1":
+// either name finds either.
+int Graph::FindPort(const Ports& ports, const std::string& name) {
+    auto found = ports.indexes.find(name);
+    if (found == ports.indexes.end() && name == ONLY_PORT) found = ports.indexes.find(FIRST_PORT);
+    if (found == ports.indexes.end() && name == FIRST_PORT) found = ports.indexes.find(ONLY_PORT);
+    return found != ports.indexes.end() ? found->second : -1;
 }
 
 void Graph::ResolveLines() {
@@ -228,11 +223,11 @@ int Graph::FindInstance(const PortName& name, const Place& place) {
 
 int Graph::FindPort(PORTTYPE kind, const PortName& name, int instance, const Place& place) {
     if (!At(instance).usable) return -1;  // its own mistake is told already
-    const CStringArray names = PortNames(ModuleAt(instance), kind);
-    const int index = FindPortByName(names, name.port);
+    const Ports& ports = kind == INPUT ? At(instance).inputs : At(instance).outputs;
+    const int index = FindPort(ports, name.port);
     if (index < 0)
         mistakes.Add(place, "'" + name.instance + "' has no " + (kind == INPUT ? "input" : "output") + " '" +
-                                name.port + "'; " + tc::SuggestNames(name.port, names));
+                                name.port + "'; " + tc::SuggestNames(name.port, ports.names));
     return index;
 }
 
@@ -314,7 +309,7 @@ void Graph::CheckInputs() {
 void Graph::CheckInputs(Instance& instance, const std::set<std::pair<std::string, std::string>>& wired,
                         bool anyWired) {
     const std::string& name = instance.entry->name;
-    const CStringArray inputs = PortNames(*instance.module, INPUT);
+    const CStringArray& inputs = instance.inputs.names;
     const TCPortHelper* helper = instance.module->GetPortHelper();
     bool missing = false;
     for (unsigned index = 0; index < inputs.size() && helper != nullptr; ++index) {

@@ -27,11 +27,18 @@ class Graph {
     const std::vector<RunLine>& Lines() const { return lines; }
 
  private:
+    struct Ports {
+        std::vector<std::string> names;
+        std::map<std::string, int> indexes;
+    };
+
     struct Instance {
-        const InstanceEntry* entry;
+        const InstanceEntry* entry = nullptr;
         ModulePointer module;
         TCBaseModuleEx* extended = nullptr;  // the same module, when it has declared parameters
         bool usable = false;                 // its ports are those that it will have in the run
+        Ports inputs;
+        Ports outputs;
     };
 
     void CreateModules();
@@ -42,6 +49,8 @@ class Graph {
     bool MakeEffective(Instance& instance);
     std::string ResolveFile(const Setting& setting) const;
     void PrepareDynamicPorts();
+    static Ports ReadPorts(TCBaseModule& module, PORTTYPE kind);
+    static int FindPort(const Ports& ports, const std::string& name);
     void ResolveLines();
     bool ResolveLine(const LineEntry& entry, RunLine& line);
     int FindInstance(const PortName& name, const Place& place);

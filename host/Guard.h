@@ -19,4 +19,9 @@ std::string WhatItThrows(Work&& work) {
     }
 }
 
+// A text of a module, which may be null.
+inline std::string Text(const char* text) {
+    return text != nullptr ? text : "";
+}
+
 }  // namespace host

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/Console.h"
+#include "host/Guard.h"
 #include "sigweave/foundation/HostRecords.h"
 #include "sigweave/module/TCValidateActualPortType.h"
 
@@ -10,7 +11,7 @@ namespace host {
 namespace {
 
 std::string Quoted(const char* text) {
-    return "'" + std::string(text != nullptr ? text : "") + "'";
+    return "'" + Text(text) + "'";
 }
 
 void ShowError(const TCErrorRecord& record) {
@@ -18,8 +19,8 @@ void ShowError(const TCErrorRecord& record) {
 }
 
 void ShowBalloon(const TCBalloonRecord& record) {
-    const std::string caption = record.caption != nullptr ? record.caption : "";
-    const std::string text = record.text != nullptr ? record.text : "";
+    const std::string caption = Text(record.caption);
+    const std::string text = Text(record.text);
     const std::string speaker = console::Speaker();
     console::Say("note: " + speaker + (speaker.empty() ? "" : ": ") + caption +
                  (caption.empty() || text.empty() ? "" : ": ") + text);

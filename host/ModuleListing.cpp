@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "host/Guard.h"
 #include "host/Table.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 
@@ -21,7 +22,7 @@ std::string Ports(TCBaseModule& module, PORTTYPE kind) {
     Rows rows;
     const int count = kind == INPUT ? module.GetNoInput() : module.GetNoOutput();
     for (int port = 0; port < count; ++port)
-        rows.push_back({kind == INPUT ? module.GetInputName(port) : module.GetOutputName(port),
+        rows.push_back({Text(kind == INPUT ? module.GetInputName(port) : module.GetOutputName(port)),
                         TypeText(module, kind, port)});
     return rows.empty() ? "  (none)\n" : LayOut(rows, -1, "  ");
 }
@@ -46,7 +47,7 @@ std::string ListModules(const ModuleCatalogue& catalogue) {
         std::string error;
         const ModulePointer module = catalogue.Create(entry, 0, error);
         rows.push_back(
-            {id, module != nullptr ? module->GetDescription() : error, ModuleCatalogue::FileOf(entry)});
+            {id, module != nullptr ? Text(module->GetDescription()) : error, ModuleCatalogue::FileOf(entry)});
     }
     if (rows.size() > 1) return LayOut(rows);
     std::string text = "no modules in";
@@ -61,8 +62,8 @@ std::string DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntr
     auto* extended = dynamic_cast<TCBaseModuleEx*>(module.get());
     TCString notYet;  // without a parameter that must be given there are no ports that depend on it
     if (extended != nullptr) extended->ApplySettings(notYet);
-    std::string text =
-        entry.id + ": " + module->GetDescription() + "\nlibrary: " + ModuleCatalogue::FileOf(entry) + "\n";
+    std::string text = entry.id + ": " + Text(module->GetDescription()) +
+                       "\nlibrary: " + ModuleCatalogue::FileOf(entry) + "\n";
     const long inputs = module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1);
     text += std::string("inputs") + (inputs >= 0 ? " (as many as are wired: Signal 1, Signal 2 ...)" : "") +
             ":\n" + Ports(*module, INPUT) + "outputs:\n" + Ports(*module, OUTPUT);

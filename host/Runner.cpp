@@ -15,8 +15,8 @@ constexpr int TEXT_DIGITS = 9;  // of the text forms of streams
 
 std::string ErrorText(TCBaseModule& module) {
     if (auto* extended = dynamic_cast<TCBaseModuleEx*>(&module)) {
-        const char* text = extended->GetLastErrorText();
-        if (text != nullptr && *text != '\0') return text;
+        const std::string text = Text(extended->GetLastErrorText());
+        if (!text.empty()) return text;
     }
     return module.GetPortHelper() != nullptr ? std::string(module.GetPortHelper()->GetErrorText())
                                              : std::string();
@@ -43,7 +43,7 @@ Runner::Runner(std::vector<RunModule> runModules, std::vector<RunLine> runLines,
 RunReport Runner::Run() {
     const auto begin = std::chrono::steady_clock::now();
     Join();
-    if (Begin()) Step();
+    if (report.verdict == Verdict::Complete && Begin()) Step();
     Finish();
     ReportResults();
     for (const RunModule& entry : modules) entry.module->DeleteStreams();
@@ -55,18 +55,21 @@ RunReport Runner::Run() {
 void Runner::Join() {
     for (const RunLine& line : lines) {
         TCIOStream* receiver = Module(line.to).SetInputStream(line.input, 0, TEXT_DIGITS);
-        Module(line.from).AddOutputStream(line.output, receiver);
+        if (receiver != nullptr)
+            Module(line.from).AddOutputStream(line.output, receiver);
+        else
+            Fail(line.to, 0, "it has no stream for an input that it declares", "being wired");
         streams.push_back(receiver);
         report.lines.push_back(
             {PortText(line.from, OUTPUT, line.output), PortText(line.to, INPUT, line.input)});
     }
     for (const RunModule& entry : modules)
-        report.modules.push_back({entry.instance, entry.module->GetModuleId(), 0, 0, {}});
+        report.modules.push_back({entry.instance, Text(entry.module->GetModuleId()), 0, 0, {}});
 }
 
 std::string Runner::PortText(int module, int kind, int port) const {
-    const char* name = kind == INPUT ? Module(module).GetInputName(port) : Module(module).GetOutputName(port);
-    return Name(module) + "." + name;
+    return Name(module) + "." +
+           Text(kind == INPUT ? Module(module).GetInputName(port) : Module(module).GetOutputName(port));
 }
 
 bool Runner::Begin() {

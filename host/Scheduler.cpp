@@ -155,16 +155,21 @@ void Scheduler::AfterSourceStep(Node& node, int made) {
     if (options.onProgress) TellProgress();
 }
 
-// The queue behind a source is short, so what waits there is what was just made.
+// The queue behind a source is short, so what waits there is what was just made. A line without metadata (a
+// bus) does not tell.
 void Scheduler::MeasureSignal(Node& node) {
-    const Line& line = LineAt(node.outputs.front());
-    const TCTypeInfo* info = line.receiver->PeekTI();
-    const int values = line.receiver->GetBlockLen(0, 0);
-    bytes += static_cast<double>(values) * line.elementSize;
-    if (info == nullptr || !(info->GetSamplerate() > 0.0)) return;
-    if (line.blocks == line.depth) node.firstTimestamp = info->GetTimestamp();
-    const double end = info->GetTimestamp() - node.firstTimestamp + 1000.0 * values / info->GetSamplerate();
-    signalSeconds = std::max(signalSeconds, end / 1000.0);
+    for (const int index : node.outputs) {
+        const Line& line = LineAt(index);
+        const TCTypeInfo* info = line.receiver->PeekTI();
+        if (info == nullptr || !(info->GetSamplerate() > 0.0)) continue;
+        const int values = line.receiver->GetBlockLen(0, 0);
+        bytes += static_cast<double>(values) * line.elementSize;
+        if (line.blocks == line.depth) node.firstTimestamp = info->GetTimestamp();
+        const double end =
+            info->GetTimestamp() - node.firstTimestamp + 1000.0 * values / info->GetSamplerate();
+        signalSeconds = std::max(signalSeconds, end / 1000.0);
+        return;
+    }
 }
 
 void Scheduler::Interrupt() {
