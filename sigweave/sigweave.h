@@ -2,6 +2,7 @@
 
 // Everything that a module or a host needs.
 #include "sigweave/foundation/HostRecords.h"
+#include "sigweave/foundation/NearNames.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/foundation/TCCompareDBL.h"
 #include "sigweave/foundation/TCError.h"
@@ -11,7 +12,11 @@
 #include "sigweave/foundation/TC_Metric.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/module/TCBusValidation.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/module/TCTranslated.h"
+#include "sigweave/module/TCValidateActualPortType.h"
+#include "sigweave/module/ValidationQuote.h"
 #include "sigweave/platform/SystemError.h"
 #include "sigweave/services/Profile.h"
 #include "sigweave/services/StringResources.h"

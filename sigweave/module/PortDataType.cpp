@@ -201,6 +201,7 @@ const char* DATATYPE::GetPortType(int* count) const {
     return typeString;
 }
 
+// A line may be counted before its type is checked or after.
 bool DATATYPE::IsToBeAdopted() const {
     if ((code & TYPE_ADOPT) != 0 && (lines == 0 || !adopted)) return true;
     return (code & TYPE_MULTI) != 0 && validation->GetNoOfInternalPortToken() == 0;

@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <type_traits>
+
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCBaseModule.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/module/TCTranslated.h"
+#include "sigweave/module/TCValidateActualPortType.h"
+#include "sigweave/services/Profile.h"
+
+namespace {
+
+class Bare final : public TCBaseModule {
+ public:
+    explicit Bare(int instance, const char* name = "Filter") : TCBaseModule(instance), baseName(name) {}
+    const char* GetModuleId() const override { return "Bare"; }
+    const char* GetDescription() const override { return "Declares nothing."; }
+    int Execute() override { return 0; }
+    const char* GetBaseName() const override { return baseName; }
+    const char* baseName;
+};
+
+// The position of a virtual operation in the table of its class: what the platform's binary interface keeps
+// in a pointer to it is one more than its offset in bytes.
+template <typename Class, typename Signature>
+int SlotOf(Signature Class::*operation) {
+    std::intptr_t word = 0;
+    std::memcpy(&word, &operation, sizeof word);
+    return static_cast<int>((word - 1) / static_cast<std::intptr_t>(sizeof(void*)));
+}
+
+template <typename... Operations>
+void ExpectSlotsInOrder(Operations... operations) {
+    int slot = 0;
+    for (int found : {SlotOf(operations)...}) EXPECT_EQ(found, slot++);
+}
+
+TEST(TCBaseModule, VirtualOperationsKeepTheirSlots) {
+    using M = TCBaseModule;
+    using Ex = TCBaseModuleEx;
+    using Checker = TCValidateActualPortType;
+    ExpectSlotsInOrder(&M::GetModuleId, &M::GetTypeOfModule, &M::GetDescription, &M::GetFrameColor,
+                       &M::AddLine, &M::DelLine, &M::OnLeftDblClk, &M::GetMessageA, &M::GetBaseAdr,
+                       &M::SetBaseAdr, &M::DelBaseAdr, &M::GetNoInput, &M::GetNoOutput, &M::GetInputName,
+                       &M::GetOutputName, &M::GetPortType, &M::ValidatePortType, &M::Init, &M::Fetch,
+                       &M::Execute, &M::Done, &M::SetInputStream, &M::AddOutputStream, &M::DeleteStreams,
+                       &M::ComputeValidationData, &M::BuildPropertyDialog, &M::OnEndShowDialog,
+                       &M::GetBaseName, &Ex::GetProgress, &Ex::Interrupt, &Ex::OnSettingsChanged,
+                       &Ex::GetLastErrorText, &Ex::OnInputsDeclared);
+    ExpectSlotsInOrder(&Checker::ValidateTokenSet, &Checker::ValidateDeclaratorSet, &Checker::ExtractToken,
+                       &Checker::ExtractDeclarator);
+    ExpectSlotsInOrder(&TCArray<int>::GetGrowBy);
+    static_assert(std::has_virtual_destructor_v<TCArray<int>>);
+    static_assert(!std::has_virtual_destructor_v<Checker>);
+}
+
+TEST(TCBaseModule, WithoutHelperAnswersTheDefaults) {
+    Bare module(0);
+    EXPECT_EQ(module.Priority(), 255);
+    EXPECT_EQ(module.GetNoInput() + module.GetNoOutput(), 0);
+    EXPECT_STREQ(module.GetInputName(0), "");
+    EXPECT_EQ(module.Init(), 0);
+    EXPECT_EQ(module.Fetch(), 1);
+    EXPECT_EQ(module.Done(), 0);
+    EXPECT_EQ(module.SetInputStream(0, 0, 3), nullptr);
+    const char* type = "untouched";
+    int count = 7;
+    module.GetPortType(INPUT, 0, type, count);
+    EXPECT_STREQ(type, "untouched");
+    EXPECT_EQ(count, 7);
+    RET_PORT port;
+    EXPECT_EQ(module.OnLeftDblClk(0, 0, port), 0);
+    EXPECT_EQ(port.action, 2);
+    for (int result : {0, 1, 2}) EXPECT_EQ(module.OnEndShowDialog(result), result == 1 ? 1 : 0);
+}
+
+TEST(TCBaseModule, NamesCarryTheInstance) {
+    EXPECT_STREQ(Bare(0).GetModuleName(), "Filter");
+    EXPECT_STREQ(Bare(3).GetModuleName(), "Filter3");
+    Bare fft(3, "FFT2");
+    EXPECT_STREQ(fft.GetModuleName(), "FFT2 3");
+    fft.baseName = "Other";
+    EXPECT_STREQ(fft.GetModuleName(), "FFT2 3") << "kept from the first call";
+}
+
+TEST(TCBaseModule, MessagesReachTheirServices) {
+    static unsigned translated = 0;
+    TCTranslated::SetHandler([](unsigned id, long param) {
+        translated = translated * 100 + id;
+        return param;
+    });
+    Bare module(0);
+    for (unsigned id : {0u, 3u, 22u, 23u, 48u, 4u, 5u, 47u}) EXPECT_EQ(module.GetMessageA(id, 9), 0) << id;
+    EXPECT_EQ(translated, 2223u);
+    TCTranslated::SetHandler(nullptr);
+
+    module.GetMessageA(41, 1);
+    EXPECT_EQ(module.GetMessageA(41, 0), 1) << "answers the language before";
+    const TCString path = GetRegistryPath();
+    EXPECT_EQ(module.GetMessageA(43, reinterpret_cast<long>("Software\\Other\\")), 0);
+    EXPECT_STREQ(ChangeRegistryPath(path), "Software\\Other\\");
+    const TCModuleMessage::Sink sink = [](const char*, TCModuleMessage::Types, const char*) {};
+    EXPECT_EQ(module.GetMessageA(27, reinterpret_cast<long>(sink)), 0);
+    EXPECT_EQ(TCModuleMessage::s_PFN, sink);
+    TCModuleMessage::s_PFN = nullptr;
+}
+
+class Library {
+ public:
+    explicit Library(const std::string& name)
+        : handle(TCLoadModuleLibrary(TEST_LIBRARIES + name + ".so", error)) {}
+    ~Library() { TCFreeModuleLibrary(handle); }
+    Library(const Library&) = delete;
+    Library& operator=(const Library&) = delete;
+
+    template <typename Entry>
+    Entry Find(const char* name) const {
+        return reinterpret_cast<Entry>(GetProcAddress(handle, name));
+    }
+
+    std::string error;
+    HINSTANCE handle;
+};
+
+TEST(ModuleLibrary, CreatesAndDeletesByKind) {
+    Library library("small-modules");
+    ASSERT_NE(library.handle, nullptr) << library.error;
+    EXPECT_EQ(library.Find<int (*)()>("TCModuleLibrary_GetCount")(), 2);
+    const auto getId = library.Find<decltype(&TCModuleLibrary_GetId)>("TCModuleLibrary_GetId");
+    const auto create = library.Find<decltype(&TCModuleLibrary_Create)>("TCModuleLibrary_Create");
+    const auto destroy = library.Find<decltype(&TCModuleLibrary_Delete)>("TCModuleLibrary_Delete");
+    const int* alive = library.Find<int*>("smallModulesAlive");
+
+    EXPECT_STREQ(getId(1), "FFT2");
+    EXPECT_EQ(getId(2), nullptr);
+    EXPECT_EQ(create(-1, 0), nullptr);
+    TCBaseModule* module = create(0, 3);
+    EXPECT_STREQ(module->GetModuleName(), "Filter3");
+    EXPECT_EQ(*alive, 1);
+    destroy(0, module);
+    EXPECT_EQ(*alive, 0) << "deleted as the class that it is";
+    destroy(0, nullptr);
+}
+
+TEST(ModuleLibrary, InterfaceVersionsHaveFloors) {
+    const struct {
+        const char* library;
+        int provided;
+        int required;
+    } rows[] = {{"small-modules", 800, 700},
+                {"old-version", 800, 700},
+                {"middle-version", 800, 750},
+                {"new-version", 900, 900}};
+    for (const auto& row : rows) {
+        Library library(row.library);
+        EXPECT_EQ(TCGetInterfaceVersionProvidedByBase(library.handle), row.provided) << row.library;
+        EXPECT_EQ(TCGetInterfaceVersionRequiredByBase(library.handle), row.required) << row.library;
+    }
+    EXPECT_EQ(TCGetInterfaceVersionProvidedByBase(nullptr), 800);
+    EXPECT_EQ(TCGetInterfaceVersionRequiredByBase(nullptr), 700);
+    std::string error;
+    HINSTANCE silent = TCLoadModuleLibrary("libm.so.6", error);
+    EXPECT_EQ(TCGetInterfaceVersionProvidedByBase(silent), 800);
+    TCFreeModuleLibrary(silent);
+}
+
+}  // namespace
