@@ -214,7 +214,10 @@ void TCPortHelper::SetTypeInfo(unsigned output, const double* timestamp, const T
     if (timestamp != nullptr) ti.SetTimestamp(*timestamp);
     if (state != nullptr) ti.SetState(*state);
     if (name != nullptr) ti.SetSignalname(name);
-    if (range != nullptr) ti.SetRangeMin(range[0]), ti.SetRangeMax(range[1]);
+    if (range != nullptr) {
+        ti.SetRangeMin(range[0]);
+        ti.SetRangeMax(range[1]);
+    }
     if (samplerate != nullptr) ti.SetSamplerate(*samplerate);
     if (unit != nullptr) ti.SetUnit(*unit);
     tc::TypeInfoFlags& given = port->metadata.given;
