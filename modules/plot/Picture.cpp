@@ -59,11 +59,11 @@ std::string DateText(double milliseconds) {
     const std::chrono::sys_days day{std::chrono::days{whole / 86400000}};
     const std::chrono::year_month_day date{day};
     const auto inDay = static_cast<int>(whole % 86400000);
-    return TCString::FormatS("%04d-%02u-%02u %02d:%02d:%02d.%03d UTC", static_cast<int>(date.year()),
-                             static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                             inDay / 3600000, inDay / 60000 % 60, inDay / 1000 % 60, inDay % 1000)
-        .
-        operator const char*();
+    const TCString text =
+        TCString::FormatS("%04d-%02u-%02u %02d:%02d:%02d.%03d UTC", static_cast<int>(date.year()),
+                          static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                          inDay / 3600000, inDay / 60000 % 60, inDay / 1000 % 60, inDay % 1000);
+    return std::string(text);
 }
 
 std::vector<Panel> ArrangePanels(const std::vector<PictureSignal>& signals, bool overlay) {

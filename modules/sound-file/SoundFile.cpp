@@ -99,8 +99,9 @@ void SoundFile::DeclarePorts(int count) {
 int SoundFile::Init() {
     std::string error;
     if (!Open(reader, error)) return Fail(tc::MODULE_FAILED, error.c_str());
-    if (reader.Channels() != channels) {
-        return Fail(tc::MODULE_FAILED, "the file has changed: it no longer has as many channels");
+    if (reader.Channels() != channels || reader.Samplerate() != metadata.front().GetSamplerate()) {
+        return Fail(tc::MODULE_FAILED,
+                    (std::string(ParamStr("file")) + " has changed since it was checked").c_str());
     }
     position = 0;
     ended = false;

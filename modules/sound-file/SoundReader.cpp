@@ -4,8 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <limits>
 #include <sstream>
 
 namespace {
@@ -55,30 +56,46 @@ bool MeansUnknown(std::int64_t bytes) {
     return bytes == 0xFFFFFFFF || bytes == 0x7FFFFFFF;
 }
 
-// The samples that the header promises, which the library only tells in its log: a line such as
-// "data : 40000 (should be 19978)" for the part of the file that holds them.
-std::int64_t PromisedFrames(const std::string& log, const SF_INFO& info) {
+struct PartSize {
+    std::int64_t promised = 0;
+    std::int64_t held = 0;
+};
+
+// What the library's log says about the part of the file that holds the samples when that is cut short, in a
+// line such as "data : 40000 (should be 19978)". Empty when nothing is missing.
+PartSize FindCutPart(const std::string& log) {
     constexpr const char* SOUND_PARTS[] = {"data", "SSND", "BODY", "Data Size", "riff"};
     std::istringstream lines(log);
     for (std::string line; std::getline(lines, line);) {
         const std::size_t colon = line.find(':');
-        const std::size_t held = line.find("(should be ");
-        if (colon == std::string::npos || held == std::string::npos || held < colon) continue;
+        const std::size_t remark = line.find("(should be ");
+        if (colon == std::string::npos || remark == std::string::npos || remark < colon) continue;
         const std::size_t first = line.find_first_not_of(" *");
-        std::string part = line.substr(first, colon - first);
-        part.erase(part.find_last_not_of(' ') + 1);
-        if (std::find(std::begin(SOUND_PARTS), std::end(SOUND_PARTS), part) == std::end(SOUND_PARTS))
+        std::string name = line.substr(first, colon - first);
+        name.erase(name.find_last_not_of(' ') + 1);
+        if (std::find(std::begin(SOUND_PARTS), std::end(SOUND_PARTS), name) == std::end(SOUND_PARTS))
             continue;
-        const std::int64_t promisedBytes = std::strtoll(line.c_str() + colon + 1, nullptr, 0);
-        const std::int64_t heldBytes = std::strtoll(line.c_str() + held + 11, nullptr, 0);
-        if (MeansUnknown(promisedBytes) || promisedBytes <= heldBytes || heldBytes <= 0) return info.frames;
-        const std::int64_t perFrame = StoredBytes(info.format) * info.channels;
-        if (perFrame > 0) return info.frames + (promisedBytes - heldBytes + perFrame - 1) / perFrame;
-        return static_cast<std::int64_t>(static_cast<double>(info.frames) *
-                                         static_cast<double>(promisedBytes) / static_cast<double>(heldBytes));
+        const PartSize part{std::strtoll(line.c_str() + colon + 1, nullptr, 0),
+                            std::strtoll(line.c_str() + remark + 11, nullptr, 0)};
+        const bool cut = part.held > 0 && part.held < part.promised && !MeansUnknown(part.promised);
+        return cut ? part : PartSize{};
     }
-    const std::size_t ds64 = log.find("value from 'ds64' chunk of ");
-    return ds64 == std::string::npos ? info.frames : std::strtoll(log.c_str() + ds64 + 27, nullptr, 10);
+    return {};
+}
+
+// The samples that the header promises: the library itself only answers those that are there.
+std::int64_t PromisedFrames(const std::string& log, const SF_INFO& info) {
+    constexpr const char* RF64_REMARK = "value from 'ds64' chunk of ";
+    const std::size_t remark = log.find(RF64_REMARK);
+    if (remark != std::string::npos) {
+        return std::strtoll(log.c_str() + remark + std::strlen(RF64_REMARK), nullptr, 10);
+    }
+    const PartSize part = FindCutPart(log);
+    if (part.promised == 0) return info.frames;
+    const std::int64_t perFrame = StoredBytes(info.format) * info.channels;
+    if (perFrame > 0) return info.frames + (part.promised - part.held + perFrame - 1) / perFrame;
+    return static_cast<std::int64_t>(static_cast<double>(info.frames) * static_cast<double>(part.promised) /
+                                     static_cast<double>(part.held));
 }
 
 std::string Log(SNDFILE* file) {
