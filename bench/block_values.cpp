@@ -2,21 +2,25 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
 #include "sigweave/signal/TCIOStream.h"
 
 namespace {
 
-// Arrays a page and a bit apart: where two of them begin at nearly the same place of a page, copying can be
-// many times slower, which would decide the comparison by luck.
+// Three arrays on cache lines, as the values in blocks are, that begin at different places of a page: luck in
+// either would decide the comparison.
 class Arrays {
  public:
-    explicit Arrays(std::size_t size) : step((size / 512 + 1) * 512 + 136), memory(3 * step, 1.0) {}
-    double* operator[](std::size_t index) { return memory.data() + index * step; }
+    explicit Arrays(std::size_t size) : step((size / 512 + 1) * 512 + 136), memory(3 * step + 8, 1.0) {
+        while (reinterpret_cast<std::uintptr_t>(memory.data() + offset) % 64 != 0) ++offset;
+    }
+    double* operator[](std::size_t index) { return memory.data() + offset + index * step; }
 
  private:
-    std::size_t step;
+    std::size_t step;  // a multiple of 8
+    std::size_t offset = 0;
     std::vector<double> memory;
 };
 

@@ -24,6 +24,11 @@ inline void TCIOStream::Release(Block* block) {
     if (--block->referenceCount == 0) block->home->AddBlockToFreeList(block);
 }
 
+inline TCIOStream::Block* TCIOStream::QueuedBlock(int index) const {
+    const bool there = queue != nullptr && index >= 0 && index < queue->blocks.GetCount();
+    return there ? queue->blocks[index] : nullptr;
+}
+
 // Takes the next block without lowering its count; null when there is none.
 inline TCIOStream::Block* TCIOStream::TakeBlock() {
     if (queue == nullptr) return nullptr;

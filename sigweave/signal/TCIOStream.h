@@ -13,12 +13,14 @@
 // The pipe through which modules hand data to each other. A stream plays one of two roles:
 //
 //   writer   fills one block at a time and dispatches it, by pointer, to the queue of every stream in its
-//   fan;
-//            it owns every block that it ever allocated, and reuses those that no queue holds any more
+//            fan; it owns every block that it ever allocated, and reuses those that no queue holds any more
 //   input    owns one queue of waiting blocks (`SetInputStream`), takes them off one at a time and reads them
 //
 // A block is a `TCTypeInfo` and an ordered set of named, typed segments. A reader's block stays readable
-// until that reader's next take. A writer must outlive the reading of its blocks.
+// until that reader's next take. A block goes back to the writer that allocated it, whichever queue holds it
+// last, so memory stays flat when blocks are shared (`CopyBlockRefs`, `ForwardBlock`). A writer must outlive
+// the reading of its blocks; streams may be deleted in any order, for a queue that is dropped does not touch
+// the blocks in it.
 //
 // A steady flow of equally shaped blocks allocates nothing after the first few. Streams, blocks and their
 // reference counts take no lock: all of them belong to the one thread that runs the graph.
@@ -42,7 +44,6 @@ class TC_API TCIOStream {
     TCIOStream& operator=(const TCIOStream&) = delete;
 
     // --- Wiring
-    // -------------------------------------------------------------------------------------------------
 
     // Makes the stream an input and stores the number of digits that its text forms use. Answers the stream
     // itself.
@@ -56,13 +57,14 @@ class TC_API TCIOStream {
     // The receiver that refused the last block, or -1; reading it resets it.
     int GetErrFan() const;
     int precision() const { return digits; }
-    // Whether every receiver would take a block of that type and number of dimensions.
+    // Whether a block whose first segment has that type and number of dimensions fits behind what waits at
+    // every receiver: the last waiting block is of the same kind, or there is none. A receiver that refuses
+    // becomes the error fan.
     bool VerifyType(DATATYPE type, int dims);
     // Drops receivers, queue, blocks and everything that they own. The stream is then a fresh writer.
     void DeleteStreams();
 
     // --- Writing: 0 and no effect while there is no receiver
-    // -----------------------------------------------------
 
     // Sets the metadata of the block being written. With `fix`, invalid values are repaired and states are
     // joined to the signal that waits at the receivers; without, a conflict is -4 and the block stays
@@ -70,7 +72,7 @@ class TC_API TCIOStream {
     int SetTI(const TCTypeInfo* ti, bool fix);
     // 1 when a block is reserved for writing.
     int StartWriteSegments();
-    // One segment of one element; 0 when written. Each name once a block. A block must be reserved.
+    // One segment of one element; 0 when written. Each name once a block. A block must be reserved, else -14.
     int WriteSegment(const char* name, int value);
     int WriteSegment(const char* name, const double& value);
     int WriteSegment(const char* name, const TCString& value);
@@ -97,7 +99,6 @@ class TC_API TCIOStream {
     int WriteCopy(const Block* src);
 
     // --- Reading
-    // ------------------------------------------------------------------------------------------------
 
     // Takes the next waiting block; 1 when there was one. `firstElements` sets every bus cursor to the first
     // block of its channel, else to the last one.
@@ -143,7 +144,6 @@ class TC_API TCIOStream {
     const TCTypeInfo* GetTI() const;
 
     // --- Waiting blocks
-    // -------------------------------------------------------------------------------------------
 
     // For an input its queue's length; for a writer the longest queue among its receivers (and which).
     int GetBlockCnt(int* fanIndex) const;
@@ -160,7 +160,6 @@ class TC_API TCIOStream {
     TCBLOCKSTATUS PeekStatus(bool combine) const;
 
     // --- Moving blocks
-    // --------------------------------------------------------------------------------------------
 
     // Takes one block (one, despite the name) from the source and writes a copy of it with the given state.
     int MoveBlocks(TCIOStream& source, TCBLOCKSTATUS state);
@@ -180,7 +179,6 @@ class TC_API TCIOStream {
     int RemoveContents(bool all);
 
     // --- Bus segments: several channels in one block
-    // ---------------------------------------------------------------
 
     // A channel is one segment of nested blocks; its name is a bus segment name (see TCBusSerializeHelper).
     // Each write adds one block, with its own metadata (null: none), to the channel of that name. A block
@@ -200,7 +198,6 @@ class TC_API TCIOStream {
     const DataSegment* ReadBusSegment(int index, TCTypeInfo* ti);
 
     // --- Packed and text forms
-    // -------------------------------------------------------------------------------------
 
     // The packed frame of the first waiting block: a mark, a version, the total length and a checksum in
     // front of the metadata and all written segments. A null buffer answers the size and takes nothing; with

@@ -155,8 +155,8 @@ int TCIOStream::ForwardBlock(TCIOStream& source) {
         if (checked < 0) return checked;
     }
     if (!Dispatch(block)) return tc::NOT_WRITTEN;
-    source.RemoveBlock();
-    return 1;
+    source.TakeBlock();
+    return --block->referenceCount == 0 ? GiveBack(block, 1) : 1;
 }
 
 int TCIOStream::CopyBlockRefs(const TCIOStream& source) {

@@ -293,11 +293,6 @@ int TCIOStream::GetBlockLen(int block, int segment) const {
     return found != nullptr ? found->GetElementCount() : 0;
 }
 
-TCIOStream::Block* TCIOStream::QueuedBlock(int index) const {
-    const bool there = queue != nullptr && index >= 0 && index < queue->blocks.GetCount();
-    return there ? queue->blocks[index] : nullptr;
-}
-
 const TCIOStream::DataSegment* TCIOStream::PeekSegment(int block, int segment, DATATYPE type) const {
     const Block* waiting = QueuedBlock(block);
     const DataSegment* found = waiting != nullptr ? waiting->At(segment) : nullptr;

@@ -36,45 +36,62 @@ bool IsDigit(char character) {
     return character >= '0' && character <= '9';
 }
 
-const char* SkipSpace(const char* text) {
-    while (IsSpace(*text)) ++text;
-    return text;
-}
+// Reads from the front of a text. Behind its end there are zero characters.
+class Scanner {
+ public:
+    explicit Scanner(std::string_view text) : at(text.data()), end(at + text.size()) {}
 
-// The symbol at `text`, which moves behind it; a text that is too long for any symbol gives a number of none.
-std::uint32_t ReadSymbol(const char*& text) {
-    std::uint32_t symbol = 0;
-    int length = 0;
-    for (; IsLetter(*text); ++text, ++length) symbol = Pack(symbol, *text);
-    return length <= LONGEST_SYMBOL ? symbol : UINT32_MAX;
-}
+    bool IsAtEnd() const { return at == end; }
+    char Next() const { return at != end ? *at : '\0'; }
 
-// The exponent behind the symbol, 1 without one; false when it is no number or beyond the limit.
-bool ReadPower(const char*& text, int& power) {
-    power = 1;
-    if (*text != '^') return true;
-    text = SkipSpace(text + 1);
-    const bool negative = *text == '-';
-    if (negative) ++text;
-    if (!IsDigit(*text)) return false;
-    int number = 0;
-    for (; IsDigit(*text); ++text) number = std::min(number * 10 + (*text - '0'), POWER_LIMIT + 1);
-    power = negative ? -number : number;
-    return number <= POWER_LIMIT;
-}
+    void SkipSpace() {
+        while (IsSpace(Next())) ++at;
+    }
+
+    // A symbol that is too long for any gives a number of none.
+    std::uint32_t ReadSymbol() {
+        std::uint32_t symbol = 0;
+        const char* start = at;
+        for (; IsLetter(Next()); ++at) symbol = Pack(symbol, *at);
+        return at - start <= LONGEST_SYMBOL ? symbol : UINT32_MAX;
+    }
+
+    // The exponent behind a symbol, 1 without one; false when it is no number or beyond the limit.
+    bool ReadPower(int& power) {
+        power = 1;
+        if (Next() != '^') return true;
+        ++at;
+        SkipSpace();
+        const bool negative = Next() == '-';
+        if (negative) ++at;
+        if (!IsDigit(Next())) return false;
+        int number = 0;
+        for (; IsDigit(Next()); ++at) number = std::min(number * 10 + (*at - '0'), POWER_LIMIT + 1);
+        power = negative ? -number : number;
+        return number <= POWER_LIMIT;
+    }
+
+ private:
+    const char* at;
+    const char* end;
+};
 
 }  // namespace
 
 bool TCSI_Convert::scan(const char* text, TCSI_Unit& unit) {
+    return scan(std::string_view(text != nullptr ? text : ""), unit);
+}
+
+bool TCSI_Convert::scan(std::string_view text, TCSI_Unit& unit) {
     clear();
     unit.clear();
-    if (text == nullptr || *text == '\0') return false;
-    bool read = true;
-    for (text = SkipSpace(text); read && *text != '\0'; text = SkipSpace(text)) {
-        const std::uint32_t symbol = ReadSymbol(text);
+    Scanner scanner(text);
+    bool read = !text.empty();
+    for (scanner.SkipSpace(); read && !scanner.IsAtEnd(); scanner.SkipSpace()) {
+        const std::uint32_t symbol = scanner.ReadSymbol();
         int power;
-        read = symbol != 0 && SetToken(symbol) && ReadPower(text, power) &&
-               (*text == '\0' || IsSpace(*text)) && Token2SI(static_cast<char>(power));
+        read = symbol != 0 && SetToken(symbol) && scanner.ReadPower(power) &&
+               (scanner.IsAtEnd() || IsSpace(scanner.Next())) && Token2SI(static_cast<char>(power));
     }
     GetSI(unit);
     return read;
@@ -91,8 +108,9 @@ void TCSI_Convert::clear() {
 
 bool TCSI_Convert::String2Token(const char* text) {
     if (text == nullptr) return false;
-    const std::uint32_t symbol = ReadSymbol(text);
-    return *text == '\0' && SetToken(symbol);
+    Scanner scanner(text);
+    const std::uint32_t symbol = scanner.ReadSymbol();
+    return scanner.IsAtEnd() && SetToken(symbol);
 }
 
 bool TCSI_Convert::SetToken(std::uint32_t symbol) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "sigweave/platform/Export.h"
 #include "sigweave/signal/TCSI_Unit.h"
@@ -19,6 +20,7 @@ class TC_API TCSI_Convert {
     // exponent that is no number or too large, or any other character. The unit then holds the terms in
     // front of the failing one; a term counts once white space or the end follows it.
     bool scan(const char* text, TCSI_Unit& unit);
+    bool scan(std::string_view text, TCSI_Unit& unit);
     // Copies the exponents read so far; the unit's factor stays. Always true.
     bool GetSI(TCSI_Unit& unit) const;
 

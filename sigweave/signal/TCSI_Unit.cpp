@@ -4,9 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 #include "sigweave/signal/SiSymbols.h"
 #include "sigweave/signal/TCSI_Convert.h"
@@ -91,16 +91,13 @@ const char* TCSI_Unit::ToString(TCString& out) const {
 }
 
 bool TCSI_Unit::FromString(const char* text) {
-    const char* all = text != nullptr ? text : "";
-    const char* star = std::strchr(all, '*');
+    const std::string_view all(text != nullptr ? text : "");
+    const std::string_view symbols = all.substr(0, all.find('*'));
     clear();
-    if (star != all && *all != '\0') {
-        const TCString symbols(all, static_cast<int>(star != nullptr ? star - all : std::strlen(all)));
-        if (!TCSI_Convert().scan(symbols, *this)) return false;
-    }
-    if (star == nullptr) return true;
-    const char* power = std::strstr(star, "1e");
-    if (power == nullptr) return false;
-    factor = PowerOfTen(std::strtol(power + 2, nullptr, 10));
+    if (!symbols.empty() && !TCSI_Convert().scan(symbols, *this)) return false;
+    if (symbols.size() == all.size()) return true;
+    const std::size_t power = all.find("1e", symbols.size());
+    if (power == std::string_view::npos) return false;
+    factor = PowerOfTen(std::strtol(text + power + 2, nullptr, 10));
     return true;
 }

@@ -32,10 +32,14 @@ class TC_API TCSI_Unit {
     // The unit's symbols without the factor, as "V" or "m s^-2"; empty for a dimensionless unit.
     const char* GetString(TCString& out) const;
     const char* GetString(CString& out) const;
-    // As `GetString`, followed by the factor when that is not 1, as "m * 1e-003".
+    // As `GetString`, followed by the factor as a power of ten when it is not 1, as "m * 1e-003". The power
+    // is the factor's logarithm, truncated: other factors lose their digits, and one without a logarithm (0,
+    // negative, infinite, not a number) is written as 1e+000.
     const char* ToString(TCString& out) const;
-    // Reads what `ToString` writes; false for a text that is no unit. Units beyond the reader's grammar, as
-    // "1 * 1e+003", are refused although `ToString` writes them (a deliberate asymmetry of the text form).
+    // Reads symbols (see TCSI_Convert), optionally followed by "*" and, anywhere behind it, "1e" and a power.
+    // False for a text that is no unit; the unit then holds the terms that were read, with factor 1. The text
+    // of a dimensionless unit with a factor, "1 * 1e+003", is refused although `ToString` writes it (a
+    // deliberate asymmetry of the text form); " * 1e3" and "* 1e3" are read.
     bool FromString(const char* text);
 
  private:
