@@ -9,19 +9,11 @@ int taken = 0;
 int left = -1;
 
 void* Take(std::size_t size, std::size_t alignment) {
-    if (left == 0) return nullptr;
+    if (left == 0) throw std::bad_alloc();
     if (left > 0) --left;
     ++taken;
     return std::aligned_alloc(alignment, (size + alignment) / alignment * alignment);
 }
-
-void* TakeOrThrow(std::size_t size, std::size_t alignment) {
-    void* memory = Take(size, alignment);
-    if (memory == nullptr) throw std::bad_alloc();
-    return memory;
-}
-
-constexpr std::size_t DEFAULT_ALIGNMENT = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 
 }  // namespace
 
@@ -33,28 +25,17 @@ void allocations::FailAfter(int after) {
     left = after;
 }
 
+// All other forms of new and delete come here.
 void* operator new(std::size_t size) {
-    return TakeOrThrow(size, DEFAULT_ALIGNMENT);
-}
-void* operator new[](std::size_t size) {
-    return TakeOrThrow(size, DEFAULT_ALIGNMENT);
+    return Take(size, __STDCPP_DEFAULT_NEW_ALIGNMENT__);
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
-    return TakeOrThrow(size, static_cast<std::size_t>(alignment));
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return Take(size, DEFAULT_ALIGNMENT);
+    return Take(size, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {

@@ -33,19 +33,17 @@ TEST(TCBusSerializeHelper, OrdersNames) {
         const char* a;
         const char* b;
         int sign;
-    } rows[] = {
-        {"1\r\nA\r\nx\r\nDT_00000010", "1\r\nA\r\ny\r\nDT_00000040", 0},
-        {"1\r\nA\r\nx\r\nDT_00000010", "2\r\nA\r\nx\r\nDT_00000010", -1},
-        {"10\r\nA\r\nx\r\nT", "9\r\nA\r\nx\r\nT", 1},
-        {" +3\r\nB\r\nx\r\nT", "3\r\nA\r\nx\r\nT", 1},
-        {"-1\r\nA\r\nx\r\nT", "1\r\nA\r\nx\r\nT", -1},
-        {"1\r\nA\r\nx\r\nT", "1\r\nAB\r\n\r\nT", -1},
-        {"1\r\nA\r\nx", "1\r\nA\r\ny", -1},
-        {"abc", "1\r\nA\r\nx\r\nT", 1},
-        {"B", "a", -1},
-        {"\xC3\xA4", "z", 1},
-        {nullptr, "", 0},
-    };
+    } rows[] = {{"1\r\nA\r\nx\r\nDT_00000010", "1\r\nA\r\ny\r\nDT_00000040", 0},
+                {"1\r\nA\r\nx\r\nDT_00000010", "2\r\nA\r\nx\r\nDT_00000010", -1},
+                {"10\r\nA\r\nx\r\nT", "9\r\nA\r\nx\r\nT", 1},
+                {" +3\r\nB\r\nx\r\nT", "3\r\nA\r\nx\r\nT", 1},
+                {"-1\r\nA\r\nx\r\nT", "1\r\nA\r\nx\r\nT", -1},
+                {"1\r\nA\r\nx\r\nT", "1\r\nAB\r\n\r\nT", -1},
+                {"1\r\nA\r\nx", "1\r\nA\r\ny", -1},
+                {"abc", "1\r\nA\r\nx\r\nT", 1},
+                {"B", "a", -1},
+                {"\xC3\xA4", "z", 1},
+                {nullptr, "", 0}};
     for (const auto& row : rows) {
         const int result = Helper::CompareSegmentNames(row.a, row.b);
         EXPECT_EQ((result > 0) - (result < 0), row.sign) << row.b;

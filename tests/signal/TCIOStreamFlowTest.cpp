@@ -68,21 +68,19 @@ TEST(StreamFlow, MovesAndCopies) {
 
 TEST(StreamFlow, HeldBlocksStay) {
     StreamLines lines;
-    for (int i = 1; i <= 3; ++i) WriteInts(lines.writer, {i});
+    for (int i = 1; i <= 2; ++i) WriteInts(lines.writer, {i});
     TCIOStream::Block* held = nullptr;
     EXPECT_EQ(lines.Input().ExchangeBinary(nullptr, true), 0);
     EXPECT_EQ(lines.Input().ExchangeBinary(&held, true), 1);
-    EXPECT_EQ(lines.Input().GetTI(), nullptr);
     TCIOStream::Block* const first = held;
     WriteInts(lines.writer, {4});
-    EXPECT_EQ(held->Segment(0)->GetInts()[0], 1);
+    EXPECT_EQ(first->Segment(0)->GetInts()[0], 1);
     EXPECT_EQ(lines.Input().ExchangeBinary(&held, true), 1);
-    EXPECT_EQ(held->Segment(0)->GetInts()[0], 2);
     WriteInts(lines.writer, {5});
     EXPECT_EQ(first->Segment(0)->GetInts()[0], 5);
-    EXPECT_EQ(lines.Input().RemoveContents(true), 3);
+    EXPECT_EQ(lines.Input().RemoveContents(true), 2);
     EXPECT_EQ(lines.Input().ExchangeBinary(&held, true), 0);
-    EXPECT_NE(held, nullptr);
+    EXPECT_EQ(held->Segment(0)->GetInts()[0], 2);
     EXPECT_EQ(lines.Input().ExchangeBinary(&held, false), 0);
     EXPECT_EQ(held, nullptr);
 }
@@ -101,18 +99,10 @@ TEST(StreamFlow, StreamsEndInAnyOrder) {
         (writerFirst ? writer : middle).reset();
         input.DeleteStreams();
         EXPECT_EQ(input.GetBlockCnt(nullptr), 0);
-        if (!writerFirst) WriteInts(*writer, {4});
+        if (!writerFirst) {
+            EXPECT_EQ(WriteInts(*writer, {4}), 0);  // the receiver without a queue is passed over
+        }
     }
-}
-
-TEST(StreamFlow, ReceiverThatGaveItsQueueUpIsPassedOver) {
-    StreamLines lines(2);
-    lines.inputs[0].DeleteStreams();
-    EXPECT_EQ(WriteInts(lines.writer, {1}), 0);
-    EXPECT_THAT(ReadInts(lines.inputs[1]), ElementsAre(1));
-    lines.inputs[1].DeleteStreams();
-    EXPECT_EQ(WriteInts(lines.writer, {1}), 0);
-    EXPECT_EQ(lines.writer.GetBlockCnt(nullptr), 0);
 }
 
 // Three queues, two writers; what waits in each queue is compared with a deque of plain values.
