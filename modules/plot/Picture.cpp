@@ -202,10 +202,9 @@ std::string PanelScript(const Panel& panel, const PictureOptions& options, bool 
     return script + "set title " + Quoted(single ? panel.front()->name : "") + "\n" + curves + "\n";
 }
 
-std::string PictureTitle(const std::vector<PictureSignal>& signals, const PictureOptions& options) {
-    if (!options.title.empty()) return options.title;
+std::string Headline(const std::vector<PictureSignal>& signals, const std::string& title) {
     const std::string date = DateText(signals.front().metadata.GetTimestamp());
-    return date.empty() ? "" : "Start " + date;
+    return title + (title.empty() || date.empty() ? "" : ", ") + (date.empty() ? "" : "start " + date);
 }
 
 std::string Header(const Layout& layout, const std::string& title, bool png) {
@@ -239,7 +238,7 @@ std::string UnitText(const TCSI_Unit& unit) {
 std::string PictureScript(const std::vector<PictureSignal>& signals, const PictureOptions& options) {
     const std::vector<Panel> panels = ArrangePanels(signals, options.overlay);
     const Layout layout(options, panels.size());
-    std::string script = Header(layout, PictureTitle(signals, options), options.png);
+    std::string script = Header(layout, Headline(signals, options.title), options.png);
     for (std::size_t i = 0; i < panels.size(); ++i) {
         script += layout.Edges(static_cast<int>(i)) + PanelScript(panels[i], options, layout.IsCompact());
     }

@@ -23,7 +23,7 @@ struct PictureOptions {
     int width = 1000;
     int height = 0;           // 0: by the number of panels
     double decibels = 120.0;  // from the top to the bottom of a spectrum
-    std::string title;        // empty: the first waveform's start time
+    std::string title;        // stands before the start time
 };
 
 // The gnuplot script that draws the signals, one panel under the other, into a file called "picture".

@@ -21,15 +21,16 @@ struct Outcome {
     std::string messages;
 };
 
-// Runs an example graph with the real program.
+// Runs an example graph with the real program. Tests run side by side, so each has files of its own.
 Outcome RunExample(const std::string& graph, const std::string& arguments) {
+    const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
     const std::string command = std::string("LC_ALL=de_DE.UTF-8 ") + SIGWEAVE_HOST +
-                                " run " SIGWEAVE_EXAMPLES "/" + graph + " --report json " + arguments +
-                                " >report.json 2>messages.txt";
+                                " run " SIGWEAVE_EXAMPLES "/" + graph + " --report json " + arguments + " >" +
+                                name + ".json 2>" + name + ".txt";
     Outcome outcome;
     outcome.exitCode = std::system(command.c_str()) >> 8;
-    outcome.messages = ReadText("messages.txt");
-    const nlohmann::json report = nlohmann::json::parse(ReadText("report.json"));
+    outcome.messages = ReadText(name + ".txt");
+    const nlohmann::json report = nlohmann::json::parse(ReadText(name + ".json"));
     outcome.verdict = report["verdict"];
     for (const auto& module : report["modules"]) {
         for (const auto& result : module["results"]) outcome.results[result["quantity"]] = result["value"];
@@ -89,10 +90,10 @@ TEST(Run, MeasuresARecordingRight) {
 
 TEST(Run, MeasuresWhatThereIsOfAFileThatBreaksOff) {
     if (!std::filesystem::exists(RECORDING)) GTEST_SKIP() << RECORDING << " is not there";
-    const std::string path = FreshFile("cut.wav");
+    const std::string path = FreshFile("cut-voice.wav");
     std::filesystem::copy_file(RECORDING, path);
     std::filesystem::resize_file(path, std::filesystem::file_size(path) - 2 * 1000);
-    Outcome run = RunExample("voice.graph", "--set voice.file=" + path);
+    Outcome run = RunExample("voice.graph", "--set picture.file=cut-voice.svg --set voice.file=" + path);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.verdict, "failed");
     EXPECT_EQ(run.results["samples"], 67545.0);
