@@ -130,10 +130,11 @@ void TCArray<TYPE, ARG_TYPE>::SetSize(int newSize, int newGrowBy) {
     }
     const int kept = std::max(newSize, 0);
     if (kept > maxSize) Grow(kept);
-    if (kept > size)
-        std::uninitialized_value_construct_n(data + size, kept - size);
+    const int used = std::max<int>(size, 0);  // tells the optimiser that it is not negative
+    if (kept > used)
+        std::uninitialized_value_construct(data + used, data + kept);
     else
-        std::destroy_n(data + kept, size - kept);
+        std::destroy(data + kept, data + used);
     size = kept;
 }
 
