@@ -76,6 +76,9 @@ Hives& TheHives() {
     return storage.hives;
 }
 
+// Made when the library is loaded: a fork during a first use would leave the child waiting for it for good.
+[[maybe_unused]] const Hives& madeAtLoad = TheHives();
+
 // --- The operations ------------------------------------------------------------------------------
 
 TCString registryPath = "Software\\Varnholt\\SIGWEAVE\\";
