@@ -12,10 +12,33 @@ bool SameText(const char* a, const char* b) {
     return *a == *b && (*a == '\0' || std::strcmp(a, b) == 0);
 }
 
-// Only the texts of a bus name are separated.
-bool MaySeparate(const char* name) {
-    return std::strchr(name, '\r') != nullptr;
+// The port index in front of a bus name, -1 when it does not begin with a digit.
+int LeadingIndex(const char* name) {
+    constexpr int MOST_DIGITS = 9;
+    int index = *name >= '0' && *name <= '9' ? 0 : -1;
+    for (int i = 0; i < MOST_DIGITS && *name >= '0' && *name <= '9'; ++i)
+        index = index * 10 + (*name++ - '0');
+    return index;
 }
+
+// Compares many names with one. Most other channels are told apart by their index alone.
+class WantedName {
+ public:
+    explicit WantedName(const char* wanted)
+        : name(wanted), isBus(std::strchr(wanted, '\r') != nullptr), index(LeadingIndex(wanted)) {}
+
+    bool IsSame(const char* other) const {
+        if (SameText(other, name)) return true;
+        const int otherIndex = isBus ? LeadingIndex(other) : -1;
+        if (!isBus || (index >= 0 && otherIndex >= 0 && index != otherIndex)) return false;
+        return TCBusSerializeHelper::CompareSegmentNames(other, name) == 0;
+    }
+
+ private:
+    const char* name;
+    bool isBus;
+    int index;
+};
 
 }  // namespace
 
@@ -58,15 +81,20 @@ bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dim
     return true;
 }
 
+DataSegment* TCIOStream::Block::Next() {
+    if (++currentSegment >= segments.GetSize()) currentSegment = 0;
+    return segments[currentSegment];
+}
+
 DataSegment* TCIOStream::Block::Find(const char* name, bool writtenOnly) {
     const char* wanted = name != nullptr ? name : "";
-    for (int steps = segments.GetSize(); steps > 0; --steps) {
-        if (++currentSegment >= segments.GetSize()) currentSegment = 0;
-        DataSegment* segment = segments[currentSegment];
-        if (writtenOnly && !segment->written) continue;
-        if (SameText(segment->name, wanted)) return segment;
-        if (MaySeparate(wanted) && TCBusSerializeHelper::CompareSegmentNames(segment->name, wanted) == 0)
-            return segment;
+    if (segments.IsEmpty()) return nullptr;
+    DataSegment* next = Next();
+    if (SameText(next->name, wanted) && (next->written || !writtenOnly)) return next;
+    const WantedName same(wanted);
+    for (int left = segments.GetSize(); left > 0; --left) {
+        if ((next->written || !writtenOnly) && same.IsSame(next->name)) return next;
+        if (left > 1) next = Next();
     }
     return nullptr;
 }

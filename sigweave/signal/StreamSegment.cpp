@@ -7,8 +7,23 @@
 
 namespace {
 
-// Blocks that lie a few bytes apart modulo 4096 would make copies between them three times slower.
-constexpr std::align_val_t CACHE_LINE{64};
+// Blocks that lie a few bytes apart modulo 4096 would make copies between them three times slower. Few
+// numbers are copied fast anyway, and so aligned they would share their places in the cache.
+constexpr std::size_t CACHE_LINE = 64;
+constexpr std::size_t FEW = 64;
+
+std::align_val_t AlignmentOf(std::size_t count) {
+    return std::align_val_t{count > FEW ? CACHE_LINE : __STDCPP_DEFAULT_NEW_ALIGNMENT__};
+}
+
+template <typename Number>
+Number* NewNumbers(std::size_t count) {
+    return new (AlignmentOf(count)) Number[count];
+}
+
+void DeleteNumbers(void* numbers, int count) {
+    ::operator delete[](numbers, AlignmentOf(static_cast<std::size_t>(count)));
+}
 
 void Clear(TCString& text) {
     text.Empty(false);
@@ -76,8 +91,8 @@ void* TCIOStream::DataSegment::Storage(DATATYPE newType, int count) {
     if (ownsData && type == newType && capacity >= count) return data;
     if (!ownsData || type != newType || newType != BLOCK) Free();
     const auto size = static_cast<std::size_t>(count);
-    if (newType == INT) data = new (CACHE_LINE) int[size];
-    if (newType == DOUBLE) data = new (CACHE_LINE) double[size];
+    if (newType == INT) data = NewNumbers<int>(size);
+    if (newType == DOUBLE) data = NewNumbers<double>(size);
     if (newType == STRING) data = new TCString[size];
     if (newType == BLOCK) {
         auto* blocks = new Block* [size] {};
@@ -119,8 +134,7 @@ TCIOStream::Block* TCIOStream::DataSegment::BlockAtCursor() const {
 }
 
 void TCIOStream::DataSegment::Free() {
-    if (ownsData && type == INT) ::operator delete[](data, CACHE_LINE);
-    if (ownsData && type == DOUBLE) ::operator delete[](data, CACHE_LINE);
+    if (ownsData && (type == INT || type == DOUBLE)) DeleteNumbers(data, capacity);
     if (ownsData && type == STRING) delete[] static_cast<TCString*>(data);
     if (ownsData && type == BLOCK) {
         auto** blocks = static_cast<Block**>(data);

@@ -361,6 +361,8 @@ class TC_API TCIOStream::Block {
     // Searches round the segments from behind the last one found, so that segments in the order of their
     // creation are found in one step. A null name is the empty one.
     DataSegment* Find(const char* name, bool writtenOnly);
+    // The segment behind the last one found, going round.
+    DataSegment* Next();
     // The segment to write under that name, created when it is new; null when it is already written, unless
     // `append` asks for it.
     DataSegment* Open(const char* name, bool append);

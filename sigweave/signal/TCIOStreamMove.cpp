@@ -188,10 +188,9 @@ int TCIOStream::ExchangeBinary(Block** held, bool take) {
 }
 
 int TCIOStream::RemoveContents(bool all) {
-    const int count = queue != nullptr ? queue->blocks.GetCount() : 0;
-    if (count == 0) return 0;
-    for (int i = 1; all && i < count; ++i) RemoveBlock();
-    Block* last = TakeBlock();
-    const int removed = all ? count : 1;
-    return --last->referenceCount == 0 ? GiveBack(last, removed) : removed;
+    if (queue == nullptr || queue->blocks.IsEmpty()) return 0;
+    const int removed = all ? queue->blocks.GetCount() : 1;
+    for (int i = 1; i < removed; ++i) RemoveBlock();
+    actualBlock = queue->blocks.RemoveHead();
+    return --actualBlock->referenceCount == 0 ? GiveBack(actualBlock, removed) : removed;
 }
