@@ -25,19 +25,19 @@ void allocations::FailAfter(int after) {
     left = after;
 }
 
-// All other forms of new and delete come here.
-void* operator new(std::size_t size) {
-    return Take(size, __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+// All forms that are used, since a sanitizer brings its own for those that are left out.
+// clang-format off
+void* operator new(std::size_t size) { return Take(size, __STDCPP_DEFAULT_NEW_ALIGNMENT__); }
+void* operator new[](std::size_t size) { return Take(size, __STDCPP_DEFAULT_NEW_ALIGNMENT__); }
+void* operator new(std::size_t size, std::align_val_t alignment) { return Take(size, std::size_t(alignment)); }
+void* operator new[](std::size_t size, std::align_val_t alignment) { return Take(size, std::size_t(alignment)); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return left == 0 ? nullptr : Take(size, __STDCPP_DEFAULT_NEW_ALIGNMENT__);
 }
-void* operator new(std::size_t size, std::align_val_t alignment) {
-    return Take(size, static_cast<std::size_t>(alignment));
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept {
-    std::free(memory);
-}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
+// clang-format on
