@@ -79,13 +79,7 @@ Scheduler::End Scheduler::Run() {
 }
 
 bool Scheduler::Step(Node& node) {
-    const int verdict = node.module->Fetch();
-    if (verdict != 0) {
-        code = std::min(verdict, 0);
-        ready.Remove(position);
-        node.ended = node.source;
-        return verdict > 0;
-    }
+    if (!HasWork(node)) return code == 0;
     code = node.module->Execute();
     if (code < 0) return false;
     const int taken = CountTaken(node);
@@ -94,7 +88,19 @@ bool Scheduler::Step(Node& node) {
         AfterSourceStep(node, made);
     else if (taken == 0 && made == 0)
         ready.Remove(position);  // until a block arrives: what waits here is not enough
+    else if (node.queued == 0)
+        return HasWork(node) || code == 0;  // asked now, while all of the module is in the cache
     return true;
+}
+
+// A module without work is asked again when a block arrives.
+bool Scheduler::HasWork(Node& node) {
+    const int verdict = node.module->Fetch();
+    code = std::min(verdict, 0);
+    if (verdict == 0) return true;
+    ready.Remove(position);
+    node.ended = node.source;
+    return false;
 }
 
 int Scheduler::CountTaken(Node& node) {
@@ -107,6 +113,7 @@ int Scheduler::CountTaken(Node& node) {
         if (line.full && depth <= options.queueLimit) MarkFull(line, false);
     }
     node.taken += sum;
+    node.queued -= sum;
     return sum;
 }
 
@@ -122,6 +129,7 @@ int Scheduler::CountMade(Node& node) {
         line.blocks += added;
         sum += added;
         if (line.first) node.made += added;
+        At(line.to).queued += added;
         ready.Add(line.to);
         if (!line.full && depth > options.queueLimit) MarkFull(line, true);
     }

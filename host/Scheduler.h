@@ -69,6 +69,7 @@ class Scheduler {
         std::vector<int> inputs;  // lines
         std::vector<int> outputs;
         std::vector<int> sources;  // positions of the sources upstream, or itself
+        std::int64_t queued = 0;   // blocks that wait at the inputs
         std::int64_t taken = 0;
         std::int64_t made = 0;
         int fullBehind = 0;   // full lines anywhere behind a source
@@ -106,6 +107,7 @@ class Scheduler {
 
     void FindSources();
     bool Step(Node& node);
+    bool HasWork(Node& node);
     int CountTaken(Node& node);
     int CountMade(Node& node);
     void MarkFull(Line& line, bool full);
