@@ -152,10 +152,10 @@ struct Style {
 };
 
 Style SignificantStyle(int exponent, int digits) {
-    constexpr int MAX_DECIMALS = 16;
+    constexpr long MAX_DECIMALS = 16;
     const bool fixed = (digits == 0 && exponent == 0) || (exponent >= -4 && exponent < digits);
-    const int decimals = std::max(digits, 1) - 1 - (fixed ? exponent : 0);
-    return {fixed, true, std::clamp(decimals, 0, MAX_DECIMALS)};
+    const long decimals = std::max(long{digits}, 1L) - 1 - (fixed ? exponent : 0);
+    return {fixed, true, static_cast<int>(std::clamp(decimals, 0L, MAX_DECIMALS))};
 }
 
 Style AutomaticStyle(int exponent) {
@@ -195,8 +195,8 @@ int ftoa(double value, char* buffer, StringFormat format, bool comma, const char
     mantissa.negative = value < 0;
     if (style.dropZeros) mantissa.DropZeros();
 
-    char* end =
-        PutMantissa(buffer, mantissa, comma ? ',' : '.', style.fixed ? width : width - EXPONENT_WIDTH);
+    width = std::max(width, 0) - (style.fixed ? 0 : EXPONENT_WIDTH);
+    char* end = PutMantissa(buffer, mantissa, comma ? ',' : '.', width);
     if (!style.fixed) end = PutExponent(end, exponent);
     if (suffix != nullptr) end = stpcpy(end, suffix);
     *end = '\0';

@@ -1,6 +1,7 @@
 #include "sigweave/foundation/TCError.h"
 
 #include <cstring>
+#include <string_view>
 
 #include "sigweave/foundation/HostRecords.h"
 #include "sigweave/foundation/TCString.h"
@@ -19,22 +20,25 @@ void SendToHost(CWnd& mainWindow, HostCommand command, void* record) {
     mainWindow.SendMessageA(TC_HOST_MESSAGE, static_cast<unsigned long>(command), record);
 }
 
-// Whether a text that is read as a format can do with the zeros that `SendAsFormat` passes.
+// Whether a text that is read as a format can do with the zeros that `SendAsFormat` passes. Characters are
+// not among its conversions: a zero would end the message.
 bool IsHarmlessFormat(const char* text) {
     constexpr int MAX_DIRECTIVES = 8;
     constexpr std::size_t MAX_MODIFIERS = 6;
+    constexpr std::string_view CONVERSIONS = "diouxXeEfFgGaAsp";
     int directives = 0;
     for (const char* p = text; (p = std::strchr(p, '%')) != nullptr; ++p) {
-        const std::size_t modifiers = std::strspn(++p, "-+ #0'123456789.*hlqjzt");
+        if (*++p == '%') continue;
+        const std::size_t modifiers = std::strspn(p, "-+ #0123456789.*hljzt");
         p += modifiers;
         if (++directives > MAX_DIRECTIVES || modifiers > MAX_MODIFIERS) return false;
-        if (std::strchr("nL$", *p) != nullptr) return false;
+        if (CONVERSIONS.find(*p) == std::string_view::npos) return false;
     }
     return true;
 }
 
 // Deliberate: the text is a format, for callers that double their percent signs. Its directives have no
-// arguments; they find zeros, and a text that would reach beyond them is sent as it is.
+// arguments; they find zeros, and a text that cannot do with them is sent as it is.
 void SendAsFormat(const char* module, const char* text) {
     if (text == nullptr || !IsHarmlessFormat(text)) {
         TCModuleMessage::Critical(module, "%s", text);

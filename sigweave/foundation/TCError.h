@@ -8,9 +8,10 @@
 // Any thread; the calls to the main window are synchronous.
 
 // Shows an error box. `module` is its caption; a kind other than 101 and 102 counts as 101; the parent window
-// may be null. Without a main window the text is a critical module message, read as a printf format without
-// arguments, and goes to the callback as it is. Always answers -2, so that a function can end with
-// `return TCError(...)`.
+// may be null. Without a main window the text goes to the callback as it is, and is a critical module
+// message, read as a printf format without arguments: directives for numbers and texts print zeros, and a
+// text with other directives is sent as it is. Always answers -2, so that a function can end with `return
+// TCError(...)`.
 TC_API int TCError(const char* module, const char* text, int kind, CWnd* parent);
 TC_API int TCError(const char* module, const char* text, int kind);
 TC_API int TCError(const char* module, const char* text);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <tuple>
 
 namespace {
@@ -14,10 +15,10 @@ int PixelsPerInch(HDC context) {
     return (context != nullptr ? context : TCGetScreenDC())->GetPixelsPerInchY();
 }
 
-// number * numerator / denominator, to the nearest; -1 for a denominator of 0.
-int MultiplyDivide(int number, int numerator, int denominator) {
-    if (denominator == 0) return -1;
-    return static_cast<int>(std::lround(static_cast<double>(number) * numerator / denominator));
+// number * numerator / denominator, to the nearest; -1 for a denominator of 0 and a result beyond int.
+int MultiplyDivide(double number, int numerator, int denominator) {
+    const double result = std::round(number * numerator / denominator);
+    return std::abs(result) <= std::numeric_limits<int>::max() ? static_cast<int>(result) : -1;
 }
 
 auto Numbers(const TCLogFont& font) {
@@ -43,7 +44,7 @@ int TCLogFont::PixelHeightToDeviceUnits(int points, HDC context) {
 }
 
 int TCLogFont::DeviceUnitsToPixelHeight(int height, HDC context) {
-    return MultiplyDivide(-height, POINTS_PER_INCH, PixelsPerInch(context));
+    return MultiplyDivide(-static_cast<double>(height), POINTS_PER_INCH, PixelsPerInch(context));
 }
 
 bool IsEqual(const TCLogFont& a, const TCLogFont& b) {

@@ -17,7 +17,8 @@ class TC_API TCLogFont : public LOGFONT {
     void SetFontHeight(int points);
 
     // Points to the (negative) height of a font description and back, by the vertical resolution of the
-    // context (null: the screen), to the nearest. A context without resolution gives 1 and -1.
+    // context (null: the screen), to the nearest. A context without resolution gives 0 and -1, a result
+    // beyond int 1 and -1.
     static int PixelHeightToDeviceUnits(int points, HDC context);
     static int DeviceUnitsToPixelHeight(int height, HDC context);
 

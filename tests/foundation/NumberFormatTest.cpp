@@ -43,6 +43,8 @@ const Row ROWS[] = {
     {"1.0e+001", 9.96, FORMAT_EXPONENTIAL, 1},
     {"-2.50e-005 A", -2.5e-5, FORMAT_EXPONENTIAL, 2, 0, " A"},
     {"  1.5e+123", 1.5e123, FORMAT_EXPONENTIAL, 1, 10},
+    {"1.5e+123", 1.5e123, FORMAT_EXPONENTIAL, 1, std::numeric_limits<int>::min()},
+    {"0.000125", 0.000125, FORMAT_SIGNIFICANT, std::numeric_limits<int>::max()},
     {"0.00e+000", 0.0, FORMAT_EXPONENTIAL, 2},
     {"4.9e-324", 5e-324, FORMAT_EXPONENTIAL, 1},
     {"1.7977e+308", std::numeric_limits<double>::max(), FORMAT_EXPONENTIAL, 4},

@@ -40,10 +40,12 @@ TEST(TCError, ReadsTheTextAsAFormatWithoutAWindow) {
     EXPECT_EQ(TCError("M", "50%% done, %d left"), -2);
     TCError("M", "%n would write, %1$s would reach beyond");
     TCError("M", "%s%s%s%s%s%s%s%s%s");
-    TCError("M", "ends in %");
+    TCError("M", "50%% of 50%checked");
+    for (const char* text : {"ends in %", "%+In", "%Zn", "%5-%n"}) TCError("M", text);
     EXPECT_EQ(messages.Lines(),
               (Lines{"4 M: 50% done, 0 left", "4 M: %n would write, %1$s would reach beyond",
-                     "4 M: %s%s%s%s%s%s%s%s%s", "4 M: ends in %"}));
+                     "4 M: %s%s%s%s%s%s%s%s%s", "4 M: 50%% of 50%checked", "4 M: ends in %", "4 M: %+In",
+                     "4 M: %Zn", "4 M: %5-%n"}));
 }
 
 TEST(TCError, KeepsTheFirstCallback) {
