@@ -162,10 +162,11 @@ class ProfileStore::Connection {
         return moved != 0;
     }
 
+    // After a failure the next write makes sure of the tables again: the file may have been emptied in place.
     template <typename Change>
     void ChangeKey(const char* key, Change change) {
         if (!writable) return;
-        InTransaction([&] { return Run(makeKey, {key}).IsDone() && change(); });
+        writable = InTransaction([&] { return Run(makeKey, {key}).IsDone() && change(); });
     }
 
     // Takes the write lock at once, so that two writers never wait for each other.

@@ -108,6 +108,11 @@ TEST_F(Profile, FollowsItsFile) {
     SaveUserProfileInt("S", "a", 2);
     EXPECT_EQ(LoadUserProfileInt("S", "a", 0), 2);
     EXPECT_TRUE(fs::exists(File("a/user.db")));
+    SaveMachineProfileInt("S", "a", 1);
+    fs::resize_file(File("a/machine.db"), 0);
+    SaveMachineProfileInt("S", "a", 2);
+    SaveMachineProfileInt("S", "a", 3);
+    EXPECT_EQ(LoadMachineProfileInt("S", "a", 0), 3);
     unsetenv("SIGWEAVE_USER_HIVE");
     setenv("XDG_CONFIG_HOME", File("config").c_str(), 1);
     SaveUserProfileInt("S", "a", 3);
