@@ -26,6 +26,7 @@ class Profile : public testing::Test {
         fs::remove_all(folder);
         UseHives("a");
     }
+    ~Profile() override { fs::remove_all(folder); }
     void UseHives(const std::string& subfolder) {
         setenv("SIGWEAVE_USER_HIVE", File(subfolder + "/user.db").c_str(), 1);
         setenv("SIGWEAVE_MACHINE_HIVE", File(subfolder + "/machine.db").c_str(), 1);
