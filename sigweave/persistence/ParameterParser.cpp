@@ -7,8 +7,6 @@
 namespace tc {
 namespace {
 
-constexpr std::size_t FEW_PARAMETERS = 64;
-
 bool IsLineEnd(char c) {
     return c == '\r' || c == '\n';
 }
@@ -20,21 +18,9 @@ TCString TextOf(const char* from, const char* to) {
 }  // namespace
 
 bool ParameterParser::ReadAll() {
-    while (FindNext()) {
-        ReserveAhead();
+    while (FindNext())
         if (!Read()) return false;
-    }
     return error.IsEmpty();
-}
-
-// Makes room for as many parameters as the rest of the text holds if it goes on like this, so that a long
-// text does not move its table again and again.
-void ParameterParser::ReserveAhead() {
-    std::vector<ParameterRecord>& all = table.parameters;
-    if (all.size() < FEW_PARAMETERS || all.size() < all.capacity()) return;
-    const double share = static_cast<double>(end - begin) / static_cast<double>(p - begin);
-    all.reserve(
-        static_cast<std::size_t>(static_cast<double>(all.size()) * std::clamp(share * 1.05, 2.0, 32.0)));
 }
 
 void ParameterParser::GoTo(const ParameterRecord& parameter) {

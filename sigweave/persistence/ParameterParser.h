@@ -69,7 +69,6 @@ class ParameterParser {
     int IndexOf(const char* place) const { return static_cast<int>(place - begin); }
     bool Fail(const TCString& message);
     bool FailHere(const char* message);
-    void ReserveAhead();
     bool ReadSection();
     bool ReadPrefix();
     void ReadName();

@@ -5,10 +5,6 @@
 
 namespace tc {
 
-void TokenList::Clear() {
-    *this = TokenList();
-}
-
 void TokenList::Add(const char* token) {
     if (token == nullptr || *token == '\0') return;
     tokens.emplace_back(token);

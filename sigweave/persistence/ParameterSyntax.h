@@ -12,7 +12,6 @@ namespace tc {
 // of the text the longest that fits counts.
 class TokenList {
  public:
-    void Clear();
     // Null and empty texts are ignored.
     void Add(const char* token);
     void AddEachCharacter(const char* characters);

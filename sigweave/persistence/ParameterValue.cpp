@@ -5,6 +5,7 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 #include "sigweave/foundation/StringConversion.h"
@@ -30,20 +31,23 @@ std::string CommaToPoint(std::string_view text) {
     return out;
 }
 
-// A number too large is infinite, one too small is zero.
-double OutOfRange(std::string_view number) {
-    const bool negative = number.front() == '-';
-    const std::size_t exponent = number.find_first_of("eE");
-    const bool small = exponent != number.npos ? number[exponent + 1] == '-'
-                                               : !IsDigit(number[negative]) || number[negative] == '0';
-    return std::copysign(small ? 0.0 : HUGE_VAL, negative ? -1.0 : 1.0);
-}
-
 // The number of characters read; 0 when the text does not begin with a number.
 std::size_t ReadInteger(std::string_view text, int& value) {
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error == std::errc::result_out_of_range) value = text.front() == '-' ? INT_MIN : INT_MAX;
     return static_cast<std::size_t>(stop - text.data());
+}
+
+// A number too large is infinite, one too small is zero.
+double OutOfRange(std::string_view number) {
+    const std::size_t mantissaEnd = std::min(number.find_first_of("eE"), number.size());
+    const std::size_t point = std::min(number.find('.'), mantissaEnd);
+    const std::size_t leadingDigit = std::min(number.find_first_of("123456789"), mantissaEnd);
+    int exponent = 0;
+    if (mantissaEnd != number.size())
+        ReadInteger(SkipBlanksAndPlus(number.substr(mantissaEnd + 1)), exponent);
+    const bool large = static_cast<std::int64_t>(point) + exponent > static_cast<std::int64_t>(leadingDigit);
+    return std::copysign(large ? HUGE_VAL : 0.0, number.front() == '-' ? -1.0 : 1.0);
 }
 
 std::size_t ReadReal(std::string_view text, double& value) {

@@ -91,23 +91,24 @@ int BehindHeader(const ParameterText& text, const SectionRecord& section) {
 // Where a new parameter of the section may stand, the best place first.
 std::vector<int> PlacesIn(const ParameterText& text, int section) {
     const int end = text.Text().GetLength();
-    const auto& sections = text.Table().sections;
+    const auto& [parameters, sections] = text.Table();
     const auto [first, last] = ParametersOf(text, section);
     const bool isLast = section + 1 == text.SectionCount();
-    if (first != last) {
-        const ParameterRecord& parameter = RecordAt(text.Table().parameters, last - 1);
-        const int behind = text.BehindDelimiter(text.EndOf(parameter));
-        return isLast ? std::vector{end, behind} : std::vector{behind};
-    }
-    if (section > 0) return {BehindHeader(text, RecordAt(sections, section))};
-    return {isLast ? end : RecordAt(sections, 1).first - 1, 0};
+    int inside = 0;
+    if (first != last)
+        inside = text.BehindDelimiter(text.EndOf(RecordAt(parameters, last - 1)));
+    else if (section > 0)
+        inside = BehindHeader(text, RecordAt(sections, section));
+    else if (!isLast)
+        inside = RecordAt(sections, 1).first - 1;
+    return isLast ? std::vector{end, inside} : std::vector{inside};
 }
 
-std::string ParameterLine(const ParameterText& text, const char* name) {
+std::string ParameterLine(const ParameterText& text, const std::string& name) {
     return std::string(text.syntax.prefixes.First()).append(name).append(text.syntax.delimiters.First());
 }
 
-bool InsertAt(ParameterText& text, int place, const char* name, int index, int section) {
+bool InsertAt(ParameterText& text, int place, const std::string& name, int index, int section) {
     const bool onOwnLine = place == 0 || text.syntax.delimiters.IsAtEndOf(
                                              text.View().substr(0, static_cast<std::size_t>(place)));
     const std::string lineEnd(onOwnLine ? "" : text.syntax.delimiters.First());
@@ -118,7 +119,7 @@ bool InsertAt(ParameterText& text, int place, const char* name, int index, int s
 }
 
 // One edit, so that a name which the syntax cannot carry leaves no section behind.
-bool AppendWithSection(ParameterText& text, const char* name, std::string_view section) {
+bool AppendWithSection(ParameterText& text, const std::string& name, std::string_view section) {
     const std::string delimiter(text.syntax.delimiters.First());
     std::string added = text.Text().IsEmpty() ? "" : delimiter;
     added.append("[").append(section).append("]").append(delimiter).append(ParameterLine(text, name));
@@ -323,7 +324,7 @@ bool TCProcessParameters::SetParamValDbl(int index, double value, StringFormat f
 
 bool TCProcessParameters::SetParamValStr(int index, const char* value) {
     if (!IsParameter(*impl, index)) return false;
-    const std::string_view meant = ViewOf(value);
+    const std::string meant(ViewOf(value));  // the argument may lie in the text
     const std::vector<std::string> ways = tc::WaysToWrite(meant, impl->syntax);
     return std::ranges::any_of(
         ways, [&](const std::string& written) { return ReplaceValue(*impl, index, written, meant); });
@@ -335,14 +336,15 @@ bool TCProcessParameters::ClearParamVal(int index) {
 
 int TCProcessParameters::InsertParameter(const char* name, const char* section, bool allowDuplicate) {
     if (name == nullptr) return -1;
-    const char* wanted = section != nullptr ? section : "";
-    const int existing = allowDuplicate ? -1 : FindParameter(name, wanted);
+    const char* within = section != nullptr ? section : "";
+    const int existing = allowDuplicate ? -1 : FindParameter(name, within);
     if (existing >= 0) return existing;
-    const int found = FindSection(*impl, wanted);
-    if (found < 0) return AppendWithSection(*impl, name, wanted) ? GetParamCount() - 1 : -1;
+    const std::string wanted(name);  // the argument may lie in the text
+    const int found = FindSection(*impl, within);
+    if (found < 0) return AppendWithSection(*impl, wanted, within) ? GetParamCount() - 1 : -1;
     const int index = ParametersOf(*impl, found).second;
     for (const int place : PlacesIn(*impl, found))
-        if (InsertAt(*impl, place, name, index, found)) return index;
+        if (InsertAt(*impl, place, wanted, index, found)) return index;
     return -1;
 }
 

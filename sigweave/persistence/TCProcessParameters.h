@@ -80,8 +80,7 @@ class TC_API TCProcessParameters {
     // Empty when the last parse succeeded.
     const TCString& GetErrorText() const;
 
-    // --- Reading: an index out of range answers empty texts, NO_VALUE, 0 and position -1
-    // -----------------------------
+    // --- Reading: an index out of range answers empty texts, NO_VALUE, 0 and position -1 ---
 
     int GetParamCount() const;
     const TCString& GetParamName(int index) const;
@@ -107,8 +106,7 @@ class TC_API TCProcessParameters {
     int FindParameter(const char* name, const char* section) const;
     int FindParameterNoCase(const char* name, const char* section) const;
 
-    // --- Editing: false (or -1) for an index out of range and for what the syntax cannot express
-    // ---------------------
+    // --- Editing: false (or -1) for an index out of range and for what the syntax cannot express ---
 
     // Replace the value in the text.
     bool SetParamValInt(int index, int value);
@@ -122,9 +120,10 @@ class TC_API TCProcessParameters {
     // Removes the value and its split string; the name stays.
     bool ClearParamVal(int index);
     // Adds a parameter without a value behind the last one of its section (for an empty section, behind the
-    // header), and the section at the end of the text when it is missing; answers its index. Null and empty
-    // name the unnamed section; of sections of one name, the first is meant. A prefix and a missing delimiter
-    // before it are written too. Without `allowDuplicate` a parameter of that name is answered instead.
+    // header; for the last section, at the end of the text), and the section at the end of the text when it
+    // is missing; answers its index. Null and empty name the unnamed section; of sections of one name, the
+    // first is meant. A prefix and a missing delimiter before it are written too. Without `allowDuplicate` a
+    // parameter of that name is answered instead.
     int InsertParameter(const char* name, const char* section, bool allowDuplicate);
     // Removes the parameter with its prefix and the delimiter behind it.
     bool DeleteParameter(int index);

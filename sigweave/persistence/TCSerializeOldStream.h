@@ -34,7 +34,7 @@ class TC_API TCSerializeOldStream {
     static TCString SerializeWithoutStatus(const TCTypeInfo& value);
     // The state as an int, then the metadata.
     static TCString Serialize(TCBLOCKSTATUS state, const TCTypeInfo& value);
-    // One token an element; the empty text for a count below 1, or when the text would not fit a string.
+    // One token an element; the empty text for a count below 1, and for more doubles than a string can hold.
     static TCString Serialize(const double* values, int count);
     static TCString Serialize(const int* values, int count);
 

@@ -75,27 +75,39 @@ TEST(TCProcessParameters, EveryErrorHasItsMessage) {
 
 TEST(TCProcessParameters, ValuesAreTypedAsAWhole) {
     using P = TCProcessParameters;
+    const std::string zeros(400, '0');
     struct {
-        const char* value;
+        std::string value;
         bool comma;
         P::ParamValType type;
         int integer;
         double real;
     } const rows[] = {
-        {"-12", false, P::INTEGER, -12, -12},    {" +7", false, P::INTEGER, 7, 7},
-        {"7 ", false, P::STRING, 7, 7},          {"12x", false, P::STRING, 12, 12},
-        {"1.5e3", false, P::FLOAT, 1, 1500},     {".5", false, P::FLOAT, 0, 0.5},
-        {"1,5", false, P::STRING, 1, 1},         {"1,5", true, P::FLOAT, 1, 1.5},
-        {"1.5", true, P::STRING, 1, 1},          {"99999999999", false, P::INTEGER, INT_MAX, 99999999999.0},
-        {"1e999", false, P::FLOAT, 1, HUGE_VAL}, {"-1e-999", false, P::FLOAT, -1, 0},
-        {"inf", false, P::FLOAT, 0, HUGE_VAL},   {"information", false, P::STRING, 0, 0},
-        {"0x10", false, P::STRING, 0, 0},        {"+-3", false, P::STRING, 0, 0},
-        {"-", false, P::STRING, 0, 0},           {"'3'", false, P::STRING, 0, 0},
+        {"-12", false, P::INTEGER, -12, -12},
+        {" +7", false, P::INTEGER, 7, 7},
+        {"7 ", false, P::STRING, 7, 7},
+        {"12x", false, P::STRING, 12, 12},
+        {"1.5e3", false, P::FLOAT, 1, 1500},
+        {".5", false, P::FLOAT, 0, 0.5},
+        {"1,5", false, P::STRING, 1, 1},
+        {"1,5", true, P::FLOAT, 1, 1.5},
+        {"1.5", true, P::STRING, 1, 1},
+        {"99999999999", false, P::INTEGER, INT_MAX, 99999999999.0},
+        {"1e999", false, P::FLOAT, 1, HUGE_VAL},
+        {"-1e-999", false, P::FLOAT, -1, 0},
+        {"1" + zeros + "e-5", false, P::FLOAT, INT_MAX, HUGE_VAL},
+        {"0." + zeros + "1e+5", false, P::FLOAT, 0, 0},
+        {"inf", false, P::FLOAT, 0, HUGE_VAL},
+        {"information", false, P::STRING, 0, 0},
+        {"0x10", false, P::STRING, 0, 0},
+        {"+-3", false, P::STRING, 0, 0},
+        {"-", false, P::STRING, 0, 0},
+        {"'3'", false, P::STRING, 0, 0},
     };
     for (const auto& row : rows) {
         TCProcessParameters text = Lines();
         text.DecimalComma(row.comma);
-        ASSERT_EQ(text.ParseParamString(("v="s + row.value + "\n").c_str()), 1) << row.value;
+        ASSERT_EQ(text.ParseParamString(("v=" + row.value + "\n").c_str()), 1) << row.value;
         EXPECT_EQ(text.GetParamValType(0), row.type) << row.value;
         EXPECT_EQ(text.GetParamValInt(0), row.integer) << row.value;
         EXPECT_EQ(text.GetParamValDbl(0), row.real) << row.value;
@@ -134,6 +146,7 @@ TEST(TCProcessParameters, NewParametersStandInTheSectionThatWasAskedFor) {
         {"[s]# x\r\n[t]\r\nb=2\r\n", "s", "[s]# x\r\nn\r\n[t]\r\nb=2\r\n"},
         {"[s][t]\r\nb=2\r\n", "s", "[s]\r\nn\r\n[t]\r\nb=2\r\n"},
         {"[s]\r\na=\r\n\r\n# about t\r\n[t]\r\n", "s", "[s]\r\na=\r\nn\r\n\r\n# about t\r\n[t]\r\n"},
+        {"[s]\r\n# last words", "s", "[s]\r\n# last words\r\nn\r\n"},
         {"a=1\r\n# last words", "", "a=1\r\n# last words\r\nn\r\n"},
     };
     for (const auto& row : rows) {
@@ -180,6 +193,14 @@ TEST(TCProcessParameters, ValuesAreReplacedInPlace) {
     EXPECT_EQ(TableOf(text), ".a:0:|.b:2:-0,25|.c:0:|");
     EXPECT_TRUE(text.SetParamValDbl(1, -1.7e308, FORMAT_FIXED, INT_MAX));
     EXPECT_TRUE(text.CheckConsistency());
+}
+
+TEST(TCProcessParameters, ArgumentsMayLieInTheText) {
+    TCProcessParameters text(false, false, nullptr, ";", "=", "#");
+    ASSERT_EQ(text.ParseParamString("a=1;# the name is in a comment"), 1);
+    const char* name = text.BuildParamString();
+    EXPECT_EQ(text.InsertParameter(name + 5, "", false), 1) << "behind the comment there is no place";
+    EXPECT_STREQ(text.BuildParamString(), "a=1; the name is in a comment;# the name is in a comment");
 }
 
 TEST(TCProcessParameters, SectionsGoWithTheirParametersAndLeaveTheRest) {
