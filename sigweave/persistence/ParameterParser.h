@@ -9,6 +9,10 @@
 
 namespace tc {
 
+inline std::string_view ViewOf(const TCString& text) {
+    return {text, static_cast<std::size_t>(text.GetLength())};
+}
+
 // Indexes are those of bytes of the text; ends are those of the last byte.
 struct SectionRecord {
     int first = -1;  // of the name between the brackets; -1 for the unnamed section

@@ -16,10 +16,6 @@ namespace {
 
 constexpr double TEXT_GROWTH = 0.125;
 
-std::string_view ViewOf(const TCString& text) {
-    return {text, static_cast<std::size_t>(text.GetLength())};
-}
-
 template <typename Record>
 void ReplaceRange(std::vector<Record>& records, int from, int to, std::vector<Record>&& fresh) {
     const auto kept = std::min<std::ptrdiff_t>(to - from, std::ssize(fresh));

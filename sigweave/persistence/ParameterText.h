@@ -40,7 +40,7 @@ class ParameterText {
     // The number of parameters, or -1.
     int Parse(const char* newText);
     const TCString& Text() const { return text; }
-    std::string_view View() const { return {text, static_cast<std::size_t>(text.GetLength())}; }
+    std::string_view View() const { return ViewOf(text); }
     const TCString& Error() const { return error; }
     const ParameterTable& Table() const { return table; }
     // As it stands in the text.

@@ -17,6 +17,7 @@ using tc::ParameterRecord;
 using tc::ParameterText;
 using tc::SectionRecord;
 using tc::TableChange;
+using tc::ViewOf;
 
 constexpr int LONGEST_NUMBER = 1024;
 // With it the longest double still fits: a sign, 309 digits, the decimal sign.
@@ -24,10 +25,6 @@ constexpr int MOST_DECIMALS = 700;
 
 std::string_view ViewOf(const char* text) {
     return text != nullptr ? text : "";
-}
-
-std::string_view ViewOf(const TCString& text) {
-    return {text, static_cast<std::size_t>(text.GetLength())};
 }
 
 // A default record for an index out of range.
