@@ -1,6 +1,7 @@
 #pragma once
 
-#include <array>
+#include <bitset>
+#include <map>
 #include <memory>
 #include <variant>
 #include <vector>
@@ -12,15 +13,22 @@ namespace tc {
 
 // The fields of the metadata that can be made automatically or given explicitly, one flag each.
 enum TypeInfoField { TIMESTAMP, STATE, NAME, RANGE, SAMPLERATE, UNIT, TYPE_INFO_FIELDS };
-using TypeInfoFlags = std::array<bool, TYPE_INFO_FIELDS>;
+using TypeInfoFlags = std::bitset<TYPE_INFO_FIELDS>;
 
 // How an output makes the metadata of its blocks; the fields themselves are the port's `typeInfo`.
 struct OutputMetadata {
-    TypeInfoFlags automatic{};
-    TypeInfoFlags given{};               // explicitly, for the next block
+    TypeInfoFlags automatic;
+    TypeInfoFlags given;                 // explicitly, for the next block
     bool handedOverBefore = false;       // tells the first state conflict from those after it
     int errorReceiver = -1;              // the receiver that refused the metadata last
     std::vector<unsigned> linkedInputs;  // the first that is connected is copied from
+};
+
+// The segment name of a bus channel that was written; made anew only when the channel changes.
+struct ChannelName {
+    TCPortHelper::TYPE code = 0;
+    TCString signal;
+    TCString segment;
 };
 
 // Values that a port owns for its module. `rows` is 0 for a vector.
@@ -47,7 +55,7 @@ struct TCPortHelper::TCPortHelperImpl::PORT {
     const TCArray<DATATYPE>* types = nullptr;  // null until the port is attached
     bool obligatory = false;
     bool multipleBlocksInChannel = false;
-    bool partsWritten = false;  // a multitype or bus block is begun
+    std::map<int, tc::ChannelName> channelNames;  // by channel index
     tc::InternalData internalData;
 
     bool IsConnected() const { return stream->GetFanCnt() != 0; }

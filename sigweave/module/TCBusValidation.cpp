@@ -41,6 +41,15 @@ std::string_view ReadItems(std::string_view validation, int& count) {
     return rest.substr(1);
 }
 
+TYPE CodeOf(std::string_view validation) {
+    TYPE code = 0;
+    int count = 0;
+    if (ReadCode(validation, code)) return code;
+    const std::string_view items = ReadItems(validation, count);
+    if (items.empty()) return 0;
+    return DATATYPE::FindType(TCString(items.data(), static_cast<int>(items.size())), count);
+}
+
 bool AreKindsExchangeable(TYPE a, TYPE b) {
     for (TYPE family : EXCHANGEABLE)
         if ((a & family) != 0 && (b & family) != 0) return true;
@@ -74,15 +83,15 @@ bool TCBusValidation::DeSerializeValidation(const char* validation, TYPE& code, 
 }
 
 TYPE TCBusValidation::GetDataType(const char* validation) {
-    TYPE code = 0;
-    if (validation == nullptr || ReadCode(validation, code)) return code;
-    TCString typeString;
-    int count = 0;
-    return DeSerializeValidation(validation, code, typeString, count) ? code : 0;
+    return validation != nullptr ? CodeOf(validation) : 0;
 }
 
 bool TCBusValidation::SameDataType(const char* validation, TYPE code) {
-    const TYPE signal = GetDataType(validation) & ~TCPortHelper::TYPE_TYPEINFO;
+    return SameDataType(std::string_view(validation != nullptr ? validation : ""), code);
+}
+
+bool TCBusValidation::SameDataType(std::string_view validation, TYPE code) {
+    const TYPE signal = CodeOf(validation) & ~TCPortHelper::TYPE_TYPEINFO;
     const TYPE wanted = code & ~TCPortHelper::TYPE_TYPEINFO;
     if (((signal | wanted) & KIND_MASK) == 0) return signal == wanted && signal != 0;
     return (signal & KIND_MASK) == (wanted & KIND_MASK) || AreKindsExchangeable(signal, wanted);

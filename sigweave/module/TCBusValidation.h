@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/module/TCPortHelper.h"
 #include "sigweave/platform/Export.h"
@@ -23,6 +25,7 @@ class TC_API TCBusValidation {
     // an array and the other way round, as between ports. A type without a kind of elements agrees with its
     // own flags only.
     static bool SameDataType(const char* validation, TCPortHelper::TYPE code);
+    static bool SameDataType(std::string_view validation, TCPortHelper::TYPE code);
     // The output port that a bus segment belongs to: it bears the segment's signal name and has a type as
     // which the signal can be read. The one at the segment's port index goes before others. -1 when there is
     // none, or when the name is no bus segment name.

@@ -14,7 +14,6 @@ void ClearPort(Impl::PORT& port) {
     port.stream->RemoveContents(true);
     port.stream->CancelWriteSegments();
     port.previousState = INVALID;
-    port.partsWritten = false;
     port.metadata.handedOverBefore = false;
     if (port.kind == INPUT) port.typeInfo.Init();
 }
@@ -45,7 +44,7 @@ TCPortHelper::TCPortHelper(TCBaseModule* module) : impl(std::make_unique<TCPortH
 TCPortHelper::~TCPortHelper() = default;
 
 int TCPortHelper::Init() {
-    Done();
+    ClearBuffers();
     if (!IsExtWiredOK() || !AreObligatoryInputsWired()) return NOT_WIRED;
     impl->ready = true;
     if (impl->module != nullptr) impl->moduleType = impl->module->GetTypeOfModule();
@@ -64,9 +63,13 @@ int TCPortHelper::Fetch() {
 }
 
 int TCPortHelper::Done() {
+    ClearBuffers();
+    return 0;
+}
+
+void TCPortHelper::ClearBuffers() {
     for (const PORTTYPE kind : {INPUT, OUTPUT})
         for (TCPortHelperImpl::PORT& port : impl->Ports(kind)) ClearPort(port);
-    return 0;
 }
 
 void TCPortHelper::ClearBuffer(PORTTYPE kind, unsigned index) {

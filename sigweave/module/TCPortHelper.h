@@ -249,6 +249,7 @@ class TC_API TCPortHelper {
     // was begun and where it stood in its signal; what its receivers hold stays, and so do settings and
     // metadata given for blocks to come.
     void ClearBuffer(PORTTYPE kind, unsigned index);
+    void ClearBuffers();
     // Removes all ports with their streams, all types, trigger groups and the dynamic-port callback.
     // `release` first empties the queues of the inputs, and those that the outputs feed, for their blocks go
     // with the ports. The host removes the lines before and wires the new ports anew.
@@ -432,7 +433,8 @@ class TC_API TCPortHelper {
     // --- Bus blocks: several channels, each with its own metadata
     // ---------------------------------------------------------
 
-    // Each write adds one block to the channel of that index and name, with that metadata (null: none). As
+    // Each write adds one block to the channel of that index and name, with that metadata (null: none). A
+    // name with a line break ("\r\n") is -14. As
     // with multitype blocks EndWriteMultitype sends them all, StartReadMultitype takes them. `copy` false,
     // and a pointer, is zero-copy as above.
     int WriteIntBusBlock(unsigned output, int value, int channel, const char* name, const TCTypeInfo* ti);
@@ -503,12 +505,13 @@ class TC_API TCPortHelper {
     // Takes a block for the caller to hold beyond the next read and gives the one held before back; see
     // TCIOStream::ExchangeBinary.
     int ExchangeBinary(unsigned input, TCIOStream::Block** held, bool take);
-    // Copies every waiting block of the input to the output; the input keeps them. Answers how many, or a
-    // negative code when one is refused (those before it are written). Counts as a read for `Access...Data`.
+    // Copies every waiting block of the input to the output, which must be of one kind (-2 else); the input
+    // keeps them. Answers how many, or a negative code when one is refused (those before it are written).
+    // Counts as a read for `Access...Data`.
     int CopyStreamContent(unsigned input, unsigned output);
     // The packed frame of the input's next block; a null buffer answers its size and takes nothing.
     int SerializeBlock(unsigned input, char* buffer);
-    // Writes the block of a frame, 0 when written; -14 for a damaged frame.
+    // Writes the block of a frame, 0 when written; -14 for a damaged frame, -2 for data of another type.
     int DeSerializeBlock(unsigned output, const TCString& frame);
 
     // --- Errors

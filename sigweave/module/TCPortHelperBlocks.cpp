@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "sigweave/module/PortRecord.h"
 
 using Impl = TCPortHelper::TCPortHelperImpl;
@@ -29,6 +31,10 @@ const Family* FamilyOf(TYPE code) {
     return nullptr;
 }
 
+bool AreAlike(const PORT& a, const PORT& b) {
+    return FamilyOf(a.Code()) == FamilyOf(b.Code());
+}
+
 bool Takes(const PORT& output, const TCIOStream::Block& block) {
     const Family* family = FamilyOf(output.Code());
     if (family == nullptr) return true;
@@ -41,7 +47,6 @@ bool Takes(const PORT& output, const TCIOStream::Block& block) {
 int FinishForeign(Impl& impl, PORT& port, TCBLOCKSTATUS state, int result) {
     if (impl.RecordConflict(port, result) < 0) return impl.error.code;
     port.previousState = state;
-    port.partsWritten = false;
     return result;
 }
 
@@ -60,7 +65,7 @@ int TCPortHelper::ForwardBlock(unsigned output, unsigned input) {
     PORT* to = impl->Port(OUTPUT, output);
     PORT* from = impl->Port(INPUT, input);
     if (to == nullptr || from == nullptr || !from->HoldsBlock()) return 0;
-    if (FamilyOf(to->Code()) != FamilyOf(from->Code())) return impl->Fail(*to, ANOTHER_TYPE, WRONG_OUTPUT);
+    if (!AreAlike(*to, *from)) return impl->Fail(*to, ANOTHER_TYPE, WRONG_OUTPUT);
     const TCTypeInfo* ti = from->stream->PeekTI();
     // To no receiver is done when the block is taken, or the flow would stop here.
     const int result =
@@ -73,8 +78,7 @@ int TCPortHelper::WriteCopy(unsigned output, const TCIOStream::Block* block) {
     PORT* port = impl->WritablePort(output, 0);
     if (port == nullptr || block == nullptr) return 0;
     if (!Takes(*port, *block)) return impl->Fail(*port, ANOTHER_TYPE, WRONG_OUTPUT);
-    const int result = FinishForeign(*impl, *port, StateOf(block->GetTI()), port->stream->WriteCopy(block));
-    return result < 0 ? result : 0;
+    return std::min(FinishForeign(*impl, *port, StateOf(block->GetTI()), port->stream->WriteCopy(block)), 0);
 }
 
 int TCPortHelper::ExchangeBinary(unsigned input, TCIOStream::Block** held, bool take) {
@@ -88,12 +92,13 @@ int TCPortHelper::ExchangeBinary(unsigned input, TCIOStream::Block** held, bool 
 int TCPortHelper::CopyStreamContent(unsigned input, unsigned output) {
     const PORT* from = impl->Port(INPUT, input);
     PORT* to = impl->WritablePort(output, 0);
-    if (from == nullptr || to == nullptr) return 0;
-    const int blocks = from->stream->GetBlockCnt(nullptr);
+    const int blocks = from != nullptr ? from->stream->GetBlockCnt(nullptr) : 0;
+    if (to == nullptr || blocks == 0) return 0;
+    if (!AreAlike(*to, *from)) return impl->Fail(*to, ANOTHER_TYPE, WRONG_OUTPUT);
     for (int i = 0; i < blocks; ++i) {
-        const int result = to->stream->MoveBlock(*from->stream, i, nullptr, false);
-        FinishForeign(*impl, *to, StateOf(from->stream->GetTI()), result);
-        if (result < 1) return result;
+        const int moved = to->stream->MoveBlock(*from->stream, i, nullptr, false);
+        const int result = FinishForeign(*impl, *to, StateOf(from->stream->GetTI()), moved);
+        if (result < 0) return result;
     }
     return blocks;
 }
@@ -103,6 +108,7 @@ int TCPortHelper::SerializeBlock(unsigned input, char* buffer) {
     if (port == nullptr) return 0;
     const TCTypeInfo* ti = port->stream->PeekTI();
     const int size = port->stream->SerializeBlock(buffer);
+    if (size < 0) return impl->Fail(*port, size);
     if (size > 0 && buffer != nullptr) FinishTake(*port, ti);
     return size;
 }
@@ -110,6 +116,15 @@ int TCPortHelper::SerializeBlock(unsigned input, char* buffer) {
 int TCPortHelper::DeSerializeBlock(unsigned output, const TCString& frame) {
     PORT* port = impl->WritablePort(output, 0);
     if (port == nullptr) return 0;
+    // First on streams of its own, so that a block of another type is refused here and not by its readers.
+    TCIOStream trial;
+    TCIOStream queue;
+    TCIOStream::Block* block = nullptr;
+    trial.AddOutputStream(queue.SetInputStream(0));
+    if (const int bad = trial.DeSerializeBlock(frame, frame.GetLength()); bad < 0)
+        return impl->Fail(*port, bad);
+    queue.ExchangeBinary(&block, true);
+    if (!Takes(*port, *block)) return impl->Fail(*port, ANOTHER_TYPE, WRONG_OUTPUT);
     const int result = port->stream->DeSerializeBlock(frame, frame.GetLength());
-    return result < 0 ? impl->RecordConflict(*port, result) : 0;
+    return std::min(FinishForeign(*impl, *port, StateOf(block->GetTI()), result), 0);
 }

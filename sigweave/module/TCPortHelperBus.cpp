@@ -1,5 +1,6 @@
 #include <climits>
 #include <cstdint>
+#include <cstring>
 #include <random>
 
 #include "sigweave/module/PortRecord.h"
@@ -53,22 +54,34 @@ struct Values {
     bool IsTooLong() const { return dimensions == 2 && std::int64_t{extents[0]} * extents[1] > INT_MAX; }
 };
 
+// Valid until the next write; null when no segment can have that name.
+const char* SegmentName(Impl& impl, PORT& port, const ChannelKind& kind, const Channel& channel) {
+    const char* signal = channel.name != nullptr ? channel.name : "";
+    tc::ChannelName& known = port.channelNames[channel.index];
+    if (known.code == kind.code && known.signal == signal) return known.segment;
+    if (std::strstr(signal, "\r\n") != nullptr) return nullptr;
+    int items = 0;
+    const TCString typeString = Impl::DATATYPE::GetTypeStr(kind.code, "", &items);
+    known.segment = TCBusSerializeHelper::GenSegmentName(kind.code, typeString, items, channel.index, signal,
+                                                         impl.SymbolName());
+    known.signal = signal;
+    known.code = kind.code;
+    return known.segment;
+}
+
 int WriteChannel(Impl& impl, unsigned output, const ChannelKind& kind, const Channel& channel,
                  const Values& values) {
     PORT* port = impl.WritablePort(output, TCPortHelper::TYPE_MULTI);
     if (port == nullptr || values.IsEmpty()) return 0;
     if (values.IsTooLong()) return impl.Fail(*port, TCPortHelper::NOT_CREATED);
+    const char* name = SegmentName(impl, *port, kind, channel);
+    if (name == nullptr)
+        return impl.Fail(*port, TCPortHelper::NOT_CREATED, "The name of a channel holds a line break");
     int result = port->stream->StartWriteSegments();
     if (result < 1) return result < 0 ? impl.Fail(*port, result) : 0;
-    int items = 0;
-    const TCString typeString = Impl::DATATYPE::GetTypeStr(kind.code, "", &items);
-    const TCString name = TCBusSerializeHelper::GenSegmentName(kind.code, typeString, items, channel.index,
-                                                               channel.name, impl.SymbolName());
     result = port->stream->WriteBusSegment(name, values.element, values.dimensions, values.extents,
                                            values.data, values.copy, channel.typeInfo);
-    if (result < 0) return impl.Fail(*port, result);
-    port->partsWritten = true;
-    return 0;
+    return result < 0 ? impl.Fail(*port, result) : 0;
 }
 
 template <class T>
@@ -105,9 +118,9 @@ TCString Place(int channel) {
 }
 
 bool IsOfKind(const TCIOStream& stream, int segment, const ChannelKind& kind) {
-    TCBusSerializeHelper name;
-    return name.ParseSegmentName(stream.SegmentName(segment)) &&
-           TCBusValidation::SameDataType(name.GetValidation(), kind.code);
+    TCBusSerializeHelper::Parts name;
+    return TCBusSerializeHelper::SplitSegmentName(stream.SegmentName(segment), name) &&
+           TCBusValidation::SameDataType(name.validation, kind.code);
 }
 
 // Hands the next block of a channel to `deliver`, which is false when it is of another element type.
@@ -186,7 +199,7 @@ int Count(const Impl& impl, unsigned input, Where where, CountChannel count) {
 }  // namespace
 
 const TCString& Impl::SymbolName() {
-    static std::minstd_rand random(static_cast<unsigned>(TCSystemTime()));
+    static std::minstd_rand random(static_cast<unsigned>(static_cast<std::uint64_t>(TCSystemTime())));
     if (symbolName.IsEmpty()) {
         const std::uint32_t product =
             static_cast<std::uint32_t>(random()) * static_cast<std::uint32_t>(random());

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "sigweave/module/PortRecord.h"
 
 using Impl = TCPortHelper::TCPortHelperImpl;
@@ -54,8 +56,7 @@ void TCPortHelper::ClearErrorRecord() {
 
 int TCPortHelper::SetErrMsg(int code, PORTTYPE kind, unsigned index, int otherIndex, const char* text1,
                             const char* text2) {
-    TCPortError& error = impl->error;
-    error = TCPortError();
+    TCPortError error;  // apart from the record, whose texts may be among the arguments
     error.code = code;
     error.kind = kind == INPUT ? INPUT : OUTPUT;
     error.portIndex = static_cast<int>(index);
@@ -67,6 +68,7 @@ int TCPortHelper::SetErrMsg(int code, PORTTYPE kind, unsigned index, int otherIn
     if (port != nullptr) error.ownStream = port->stream.get();
     if (kind == INPUT && other != nullptr) error.otherStream = other->stream.get();
     if (kind != INPUT && port != nullptr) error.otherStream = port->stream->GetFan(otherIndex);
+    impl->error = std::move(error);
     return code;
 }
 

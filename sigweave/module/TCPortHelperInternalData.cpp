@@ -65,7 +65,7 @@ int WithElements(TYPE code, Work work) {
 template <class T>
 int KeepBlock(Impl& impl, PORT& input) {
     const TCIOStream::DataSegment* segment = input.stream->Segment(0);
-    if (segment == nullptr) return 0;
+    if (segment == nullptr || segment->GetElementCount() == 0) return 0;
     const T* data = PortValueTraits<T>::Data(*segment);
     if (data == nullptr) return impl.WrongData(input);
     int rows = 0;
@@ -156,8 +156,10 @@ int TCPortHelper::WriteInternalData(unsigned output) {
 
 int TCPortHelper::ReadInternalData(unsigned input) {
     PORT* port = impl->Port(INPUT, input);
-    if (port == nullptr || !impl->Take(*port, false)) return 0;
-    return WithElements(port->Code(), [&]<class T>(const T*) { return KeepBlock<T>(*impl, *port); });
+    if (port == nullptr) return 0;
+    return WithElements(port->Code(), [&]<class T>(const T*) {
+        return impl->Take(*port, false) ? KeepBlock<T>(*impl, *port) : 0;
+    });
 }
 
 bool TCPortHelper::CompareWithInternalData(unsigned input, unsigned output) const {
@@ -176,7 +178,7 @@ bool TCPortHelper::CompareWithInternalData(unsigned input, unsigned output) cons
 int TCPortHelper::WritePolymorphicData(unsigned output, unsigned long count, const void* values,
                                        int columns) {
     PORT* port = impl->WritablePort(output, 0);
-    if (port == nullptr) return 0;
+    if (port == nullptr || values == nullptr || count == 0) return 0;
     return WithElements(port->Code(), [&]<class T>(const T*) {
         return WritePolymorphic(*impl, *port, output, count, static_cast<const T*>(values), columns);
     });

@@ -10,38 +10,22 @@ using PORT = Impl::PORT;
 
 namespace {
 
-// Most blocks of a signal have the name of the one before: the text is copied only when it changes.
-void CopyName(TCTypeInfo& to, const TCTypeInfo& from) {
-    if (to.GetSignalnameString() != from.GetSignalnameString())
-        to.SetSignalnameString(from.GetSignalnameString());
-}
-
 void CopyRange(TCTypeInfo& to, const TCTypeInfo& from) {
     to.SetRangeMin(from.GetRangeMin());
     to.SetRangeMax(from.GetRangeMax());
 }
 
-void CopyAll(TCTypeInfo& to, const TCTypeInfo& from) {
-    CopyName(to, from);
-    CopyRange(to, from);
-    to.SetTimestamp(from.GetTimestamp());
-    to.SetState(from.GetState());
-    to.SetSamplerate(from.GetSamplerate());
-    to.SetUnit(from.GetUnit());
-}
-
-void CopyFromInput(PORT& output, const PORT& input) {
-    const TCTypeInfo& from = input.typeInfo;
-    TCTypeInfo& to = output.typeInfo;
-    const auto copied = [&meta = output.metadata](tc::TypeInfoField field) {
-        return !meta.automatic[field] && !meta.given[field];
-    };
-    if (copied(tc::TIMESTAMP)) to.SetTimestamp(from.GetTimestamp());
-    if (copied(tc::STATE)) to.SetState(from.GetState());
-    if (copied(tc::NAME)) CopyName(to, from);
-    if (copied(tc::RANGE)) CopyRange(to, from);
-    if (copied(tc::SAMPLERATE)) to.SetSamplerate(from.GetSamplerate());
-    if (copied(tc::UNIT)) to.SetUnit(from.GetUnit());
+void CopyExcept(const tc::TypeInfoFlags& kept, TCTypeInfo& to, const TCTypeInfo& from) {
+    if (kept.none()) {  // the usual case, and much the faster one
+        to = from;
+        return;
+    }
+    if (!kept[tc::TIMESTAMP]) to.SetTimestamp(from.GetTimestamp());
+    if (!kept[tc::STATE]) to.SetState(from.GetState());
+    if (!kept[tc::NAME]) to.SetSignalnameString(from.GetSignalnameString());
+    if (!kept[tc::RANGE]) CopyRange(to, from);
+    if (!kept[tc::SAMPLERATE]) to.SetSamplerate(from.GetSamplerate());
+    if (!kept[tc::UNIT]) to.SetUnit(from.GetUnit());
 }
 
 TCBLOCKSTATUS StateAfter(TCBLOCKSTATUS state) {
@@ -89,7 +73,7 @@ PORT* Settable(Impl& impl, unsigned output) {
 void PORT::KeepTypeInfo(const TCTypeInfo* ti) {
     previousState = typeInfo.GetState();
     if (ti != nullptr)
-        CopyAll(typeInfo, *ti);
+        typeInfo = *ti;
     else
         typeInfo.Init();
 }
@@ -104,17 +88,15 @@ const PORT* Impl::LinkedInput(const PORT& output) const {
 }
 
 void Impl::PrepareTypeInfo(PORT& port) {
-    tc::OutputMetadata& meta = port.metadata;
+    const tc::OutputMetadata& meta = port.metadata;
     if (const PORT* input = LinkedInput(port)) {
         if (!input->CarriesTypeInfo()) return;
-        CopyFromInput(port, *input);
+        CopyExcept(meta.automatic | meta.given, port.typeInfo, input->typeInfo);
     }
-    const auto made = [&meta](tc::TypeInfoField field) {
-        return meta.automatic[field] && !meta.given[field];
-    };
-    if (made(tc::TIMESTAMP)) port.typeInfo.SetTimestamp(SyncTime());
-    if (made(tc::STATE)) port.typeInfo.SetState(StateAfter(port.previousState));
-    if (made(tc::NAME)) port.typeInfo.SetSignalname(port.name);
+    const tc::TypeInfoFlags made = meta.automatic & ~meta.given;
+    if (made[tc::TIMESTAMP]) port.typeInfo.SetTimestamp(SyncTime());
+    if (made[tc::STATE]) port.typeInfo.SetState(StateAfter(port.previousState));
+    if (made[tc::NAME]) port.typeInfo.SetSignalname(port.name);
 }
 
 int Impl::HandOverTypeInfo(PORT& port) {
@@ -141,16 +123,21 @@ int Impl::FinishBlock(PORT& port, int result) {
     if (result < 0) return Fail(port, result);
     tc::OutputMetadata& meta = port.metadata;
     port.previousState = port.typeInfo.GetState();
-    const bool name = meta.given[tc::NAME];  // a name stays until it is given again
-    meta.given.fill(false);
-    meta.given[tc::NAME] = name;
+    meta.given &= tc::TypeInfoFlags(1u << tc::NAME);  // a name stays until it is given again
     return 0;
 }
 
 void TCPortHelper::UseAutoTypeInfo(unsigned output, bool timestamp, bool state, bool name, bool range,
                                    bool unit, bool samplerate) {
-    if (PORT* port = impl->Port(OUTPUT, output))
-        port->metadata.automatic = {timestamp, state, name, range, samplerate, unit};
+    PORT* port = impl->Port(OUTPUT, output);
+    if (port == nullptr) return;
+    tc::TypeInfoFlags& automatic = port->metadata.automatic;
+    automatic[tc::TIMESTAMP] = timestamp;
+    automatic[tc::STATE] = state;
+    automatic[tc::NAME] = name;
+    automatic[tc::RANGE] = range;
+    automatic[tc::SAMPLERATE] = samplerate;
+    automatic[tc::UNIT] = unit;
 }
 
 void TCPortHelper::UseTypeInfoFromInput(unsigned output, unsigned input) {
@@ -221,12 +208,12 @@ void TCPortHelper::SetTypeInfo(unsigned output, const double* timestamp, const T
     if (samplerate != nullptr) ti.SetSamplerate(*samplerate);
     if (unit != nullptr) ti.SetUnit(*unit);
     tc::TypeInfoFlags& given = port->metadata.given;
-    given[tc::TIMESTAMP] |= timestamp != nullptr;
-    given[tc::STATE] |= state != nullptr && *state != INVALID;
-    given[tc::NAME] |= name != nullptr;
-    given[tc::RANGE] |= range != nullptr;
-    given[tc::SAMPLERATE] |= samplerate != nullptr;
-    given[tc::UNIT] |= unit != nullptr;
+    if (timestamp != nullptr) given.set(tc::TIMESTAMP);
+    if (state != nullptr && *state != INVALID) given.set(tc::STATE);
+    if (name != nullptr) given.set(tc::NAME);
+    if (range != nullptr) given.set(tc::RANGE);
+    if (samplerate != nullptr) given.set(tc::SAMPLERATE);
+    if (unit != nullptr) given.set(tc::UNIT);
 }
 
 int TCPortHelper::WriteTypeInfo(unsigned output) {

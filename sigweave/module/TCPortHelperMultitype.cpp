@@ -30,9 +30,7 @@ int WritePart(Impl& impl, unsigned output, const char* name, const T& value) {
     int result = port->stream->StartWriteSegments();
     if (result < 1) return result < 0 ? impl.Fail(*port, result) : 0;
     result = port->stream->WriteSegment(name != nullptr ? name : "", value);
-    if (result < 0) return impl.Fail(*port, result);
-    port->partsWritten = true;
-    return 0;
+    return result < 0 ? impl.Fail(*port, result) : 0;
 }
 
 // `where` is an index or a name.
@@ -71,10 +69,9 @@ int TCPortHelper::WriteMultitypeBlocks(unsigned output, const char* name,
 int TCPortHelper::EndWriteMultitype(unsigned output) {
     PORT* port = impl->WritablePort(output, TYPE_MULTI);
     if (port == nullptr) return 0;
-    if (!port->partsWritten)
+    if (port->stream->SegmentCnt() == 0)
         return impl->Fail(*port, NOT_CREATED, "EndWriteMultitype was called without former Write... call");
     if (const int result = impl->WriteTypeInfo(*port); result < 0) return result;
-    port->partsWritten = false;
     return impl->FinishBlock(*port, port->stream->EndWriteSegments() ? 0 : NOT_CREATED);
 }
 

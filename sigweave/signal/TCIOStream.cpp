@@ -28,10 +28,6 @@ int TCIOStream::AddOutputStream(TCIOStream* receiver) {
     return GetFanCnt();
 }
 
-int TCIOStream::GetFanCnt() const {
-    return queue != nullptr ? 1 : fan.GetSize();
-}
-
 TCIOStream* TCIOStream::GetFan(int index) {
     if (queue != nullptr && index == 0) return this;
     return index >= 0 && index < fan.GetSize() ? fan[index] : nullptr;

