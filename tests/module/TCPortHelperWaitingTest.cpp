@@ -111,8 +111,7 @@ TEST(TCPortHelperWaiting, SynchronousCountIsTheSmallestOfTheWiredInputs) {
     EXPECT_EQ(lines.reader.SynchronousDataAvail(0, 7, 0), 0);
     EXPECT_EQ(lines.reader.SynchronousDataAvail(nullptr, 3, 0), 0);
     Lines plain(2, Helper::TYPE_DOUBLEARRAY);
-    plain.Send(0, START);
-    plain.Send(1, START);
+    for (const unsigned port : {0u, 1u}) plain.Send(port, START);
     EXPECT_EQ(plain.reader.SynchronousDataAvail(0, 1, 0), 0) << "without metadata nothing belongs together";
 }
 
