@@ -60,10 +60,6 @@ bool IsEmptyText(const char* text) {
     return text == nullptr || *text == '\0';
 }
 
-const char* TextOf(const char* text) {
-    return text != nullptr ? text : "";
-}
-
 // The code of one item without metadata, and whether its token is an item of its own.
 std::pair<TYPE, bool> FindItem(const TCString& token, const TCString& declarator) {
     const TYPE pointer = token == "POINTER" ? TCPortHelper::TYPE_POINTER : 0;
@@ -147,16 +143,17 @@ TCString DATATYPE::GetTypeStr(unsigned long code, const char* declarator, int* c
 }
 
 void DATATYPE::ParseType(const char* token, const char* declarator, bool withTypeInfo) {
-    const TCString typeString = TCString::FormatS("%s%s{%s}", withTypeInfo ? "TYPEINFO{TypeInfo} " : "",
-                                                  TextOf(token), TextOf(declarator));
+    const TCString newToken(token), newDeclarator(declarator);  // they may be texts of this entry
+    const TCString typeString =
+        TCString::FormatS("%s%s{%s}", withTypeInfo ? "TYPEINFO{TypeInfo} " : "",
+                          static_cast<const char*>(newToken), static_cast<const char*>(newDeclarator));
     bool plain = false;
     code = FindType(typeString, withTypeInfo ? 2 : 1, &plain);
     adopted = false;
     validation->ClearAll();
     if ((code & TYPE_ADOPT) != 0) return;
     if (withTypeInfo) validation->InsertPortToken("TYPEINFO", "TypeInfo");
-    if (plain)
-        validation->InsertPortToken(token, IsEmptyText(declarator) ? DefaultDeclarator(token) : declarator);
+    if (plain) AddItem(newToken, newDeclarator);
 }
 
 bool DATATYPE::ParseType(const char* typeString, int count) {
@@ -176,9 +173,11 @@ void DATATYPE::GenType(TYPE newCode) {
 }
 
 void DATATYPE::AddMultitype(const char* token, const char* declarator) {
-    if ((code & TYPE_MULTI) == 0) return;
-    validation->InsertPortToken(TextOf(token),
-                                IsEmptyText(declarator) ? DefaultDeclarator(token) : declarator);
+    if ((code & TYPE_MULTI) != 0) AddItem(token, declarator);
+}
+
+void DATATYPE::AddItem(const char* token, const char* declarator) {
+    validation->InsertPortToken(token, IsEmptyText(declarator) ? DefaultDeclarator(token) : declarator);
 }
 
 const char* DATATYPE::DefaultDeclarator(const char* token) const {

@@ -39,8 +39,10 @@ class TC_API TCPortHelper::TCPortHelperImpl::DATATYPE {
     // Takes over a whole type string, and keeps the right to adopt another one later. False, and nothing
     // changed, for a null or empty string or no items.
     bool ParseType(const char* typeString, int count);
+    // Declares the type that GetTypeStr answers for the code.
     void GenType(TYPE newCode);
-    // Adds one item; only a TYPE_MULTI entry takes it.
+    // Adds one item; only a TYPE_MULTI entry takes it. A null or empty declarator means the token's usual
+    // one.
     void AddMultitype(const char* token, const char* declarator);
 
     // What the port tells the host: null and 0 while the type is still to be adopted. Valid until the type
@@ -66,6 +68,7 @@ class TC_API TCPortHelper::TCPortHelperImpl::DATATYPE {
     bool Serialize(ArchiveParser* archive);
 
  private:
+    void AddItem(const char* token, const char* declarator);
     const char* DefaultDeclarator(const char* token) const;
     bool IsToBeAdopted() const;
 

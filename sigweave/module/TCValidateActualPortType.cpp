@@ -129,10 +129,11 @@ void TCValidateActualPortType::ParsingPortType(const char* typeString, int count
 }
 
 void TCValidateActualPortType::InsertPortToken(const char* token, const char* declarator) {
+    const TCString newToken(token), newDeclarator(declarator);  // they may be texts of this object
     if (!declaredTypeString.IsEmpty()) declaredTypeString += ' ';
-    declaredTypeString += MakeItem(token, declarator);
-    declaredTokens.Add(token);
-    declaredDeclarators.Add(declarator);
+    declaredTypeString += MakeItem(newToken, newDeclarator);
+    declaredTokens.Add(newToken);
+    declaredDeclarators.Add(newDeclarator);
     ++declaredCount;
 }
 
