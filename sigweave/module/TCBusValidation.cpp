@@ -34,19 +34,18 @@ bool ReadCode(std::string_view validation, TYPE& code) {
     return digits.size() == CODE_DIGITS && ReadNumber(digits, 16, code, rest) && rest.empty();
 }
 
-// Answers the type string; empty for a text of another form.
-std::string_view ReadItems(std::string_view validation, int& count) {
-    std::string_view rest;
-    if (!ReadNumber(validation, 10, count, rest) || !rest.starts_with(' ')) return {};
-    return rest.substr(1);
+bool ReadItems(std::string_view validation, int& count, std::string_view& items) {
+    if (!ReadNumber(validation, 10, count, items) || !items.starts_with(' ')) return false;
+    items.remove_prefix(1);
+    return true;
 }
 
 TYPE CodeOf(std::string_view validation) {
     TYPE code = 0;
     int count = 0;
     if (ReadCode(validation, code)) return code;
-    const std::string_view items = ReadItems(validation, count);
-    if (items.empty()) return 0;
+    std::string_view items;
+    if (!ReadItems(validation, count, items)) return 0;
     return DATATYPE::FindType(TCString(items.data(), static_cast<int>(items.size())), count);
 }
 
@@ -74,8 +73,8 @@ bool TCBusValidation::DeSerializeValidation(const char* validation, TYPE& code, 
         return true;
     }
     int readCount = 0;
-    const std::string_view items = ReadItems(text, readCount);
-    if (items.empty()) return false;
+    std::string_view items;
+    if (!ReadItems(text, readCount, items)) return false;
     typeString = TCString(items.data(), static_cast<int>(items.size()));
     count = readCount;
     code = DATATYPE::FindType(typeString, count);
