@@ -14,8 +14,10 @@ namespace {
 
 constexpr unsigned HELPER_MESSAGES[] = {4, 7, 16, 18, 19, 26, 32, 35, 36, 38, 44, 45, 46, 47};
 
+// In some character sets the last byte of a longer character is that of a digit.
 bool EndsWithDigit(const CString& text) {
-    return !text.empty() && text.back() >= '0' && text.back() <= '9';
+    const char last = TCString(text.c_str()).MakeReverse()[0];
+    return last >= '0' && last <= '9';
 }
 
 int AskVersion(HINSTANCE module, const char* function, int atLeast) {
@@ -79,7 +81,7 @@ long TCBaseModule::GetBaseAdr(PORTTYPE, int) {
 
 void TCBaseModule::SetBaseAdr(PORTTYPE, int, long) {}
 
-void TCBaseModule::DelBaseAdr(PORTTYPE, int) {}
+void TCBaseModule::DelBaseAdr(PORTTYPE, int, long) {}
 
 int TCBaseModule::GetNoInput() {
     return portHelper ? portHelper->GetPortCnt(INPUT) : 0;
@@ -145,7 +147,7 @@ int TCBaseModule::OnEndShowDialog(int& result) {
 
 const char* TCBaseModule::GetModuleName() {
     if (!moduleName.empty()) return moduleName.c_str();
-    moduleName = GetBaseName();
+    moduleName = TCString(GetBaseName());
     if (instanceNumber != 0) {
         if (EndsWithDigit(moduleName)) moduleName += ' ';
         moduleName += std::to_string(instanceNumber);

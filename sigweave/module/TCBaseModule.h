@@ -8,21 +8,23 @@
 
 class TCPropertyDialog;
 
-// Filled by OnLeftDblClk: which port was hit, and what to do.
+// Filled by OnLeftDblClk: which port was hit, and what the host shall do. The meaning of the numbers is the
+// host's; the base sets the action 2.
 struct RET_PORT {
     int kind = 0;
     int index = 0;
     int action = 0;
 };
 
-// The base of every module. A module declares its ports on its helper, in its constructor, and does its work
-// in `Execute`; the host holds it only through this class.
+// The base of every module. A module makes its helper and declares its ports on it, in its constructor, and
+// does its work in `Execute`; the host holds it only through this class. What the module does not override is
+// answered from the helper. Without a helper there are no ports, no work and no streams.
 //
 //   constructed -> ports declared -> wired -> Init -> (Fetch, Execute)... -> Done -> DeleteStreams -> deleted
 //
-// The tag behind an operation says when the host calls it: [control] while the graph is built or edited,
-// [run] between Init and Done on the thread that runs the graph, [any] at any time between construction and
-// deletion.
+// The tag behind an operation says when the host calls it (docs/module-guide.md): [control] outside of runs,
+// on the thread that edits the graph; [run] from Init to Done, on the one thread that runs it; [any] at any
+// time between construction and deletion. A module is never called by two threads at once.
 //
 // The destructor is not virtual: the library that created a module deletes it, as the class that it is. The
 // order of the virtual operations is part of the binary interface (never change, only append in derived
@@ -51,7 +53,7 @@ class TC_API TCBaseModule {
     virtual const char* GetDescription() const = 0;
     // 3: 0 means the host's default. [any]
     virtual unsigned long GetFrameColor();
-    // 4, 5: a line was drawn or removed. [control]
+    // 4, 5: a line to the port was drawn or removed. [control]
     virtual void AddLine(PORTTYPE kind, int port);
     virtual void DelLine(PORTTYPE kind, int port);
     // 6: the user double-clicked the module. [control]
@@ -62,41 +64,44 @@ class TC_API TCBaseModule {
     // 8, 9, 10: unused by the library. [control]
     virtual long GetBaseAdr(PORTTYPE kind, int port);
     virtual void SetBaseAdr(PORTTYPE kind, int port, long address);
-    virtual void DelBaseAdr(PORTTYPE kind, int port);
-    // 11 to 15: the ports as they are declared now. [any]
+    virtual void DelBaseAdr(PORTTYPE kind, int port, long address);
+    // 11 to 15: the ports as they are declared now. Texts are valid until the ports change; a type is null,
+    // with 0 items, while it is still to be adopted. [any]
     virtual int GetNoInput();
     virtual int GetNoOutput();
     virtual const char* GetInputName(int port);
     virtual const char* GetOutputName(int port);
     virtual void GetPortType(PORTTYPE kind, int port, const char*& typeString, int& count);
-    // 16: 1 when the port takes that type. May ask the host. [control]
+    // 16: 1 when the port takes the type that a line brings, else 0. May ask the host. [control]
     virtual int ValidatePortType(PORTTYPE kind, int port, const char* typeString, int count);
-    // 17: begins a run; 0, or a negative code. [control]
+    // 17: begins a run; 0, or a negative code and there is no run. Overrides call the base's, as for Done.
+    // [run]
     virtual int Init();
-    // 18: 0 there is work, 1 there is none, 2 a source has ended. [run]
+    // 18: 0 there is work, 1 there is none, 2 (once) a source has ended. [run]
     virtual int Fetch();
     // 19: one step of work; 0, or a negative code that ends the run. [run]
     virtual int Execute() = 0;
     // 20: ends a run, also one that failed. [run]
     virtual int Done();
-    // 21, 22, 23: the streams of the wired ports. [control]
+    // 21, 22, 23: connect the wired ports, receivers to outputs, and take all connections away. [control]
     virtual TCIOStream* SetInputStream(int port, int unused, int precision);
     virtual void AddOutputStream(int port, TCIOStream* receiver);
     virtual void DeleteStreams();
     // 24: before a run; see TCPortHelper::ComputeValidationData. [control]
     virtual int ComputeValidationData(CALLED_FROM from);
-    // 25, 26: settings dialog. [control]
+    // 25, 26: settings dialog: 0 there is none; 1 when it ended with the result 1, else 0. [control]
     virtual int BuildPropertyDialog(TCPropertyDialog& dialog);
     virtual int OnEndShowDialog(int& result);
     // 27: the name that the user sees, without the instance number. [any]
     virtual const char* GetBaseName() const = 0;
 
-    // The base name with the instance number, built at the first call. Valid as long as the module.
+    // The base name with the instance number behind it ("Filter3", "FFT2 3"), built at the first call. Valid
+    // as long as the module.
     const char* GetModuleName();
     int GetInstance() const { return instanceNumber; }
     void Priority(int newPriority) { priority = newPriority; }
     int Priority() const { return priority; }
-    // Null until the module has created it.
+    // Null until the module has created it. Owned by the module.
     TCPortHelper* GetPortHelper() const { return portHelper.get(); }
 
  protected:

@@ -24,8 +24,8 @@ struct TCModuleResult {
 // values with `ParamInt` and the others; they hold what the declaration allows, always.
 //
 // It also gives the module a place for its results, a way to tell its progress and its errors, and as many
-// inputs as the user wires. Same threads as TCBaseModule. The order of the virtual operations is part of the
-// binary interface.
+// inputs as the user wires. Same threads and tags as TCBaseModule. The order of the virtual operations is
+// part of the binary interface.
 class TC_API TCBaseModuleEx : public TCBaseModule {
  public:
     // The table must outlive the module. The helper is created here.
@@ -39,16 +39,18 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
 
     // 28: the share of the work that is done, 0 to 1, or -1 when it is not known. [run]
     virtual double GetProgress();
-    // 29: the user wants the run to end: a source ends its signals with its next block. [run]
+    // 29: the user wants the run to end: a source ends its signals with its next block. Overrides call the
+    // base's. [run]
     virtual void Interrupt();
-    // 30: the settings have changed: a module whose ports depend on them declares them anew. False with
-    // `error` when the values do not fit together (a file that is not there, say). [control]
+    // 30: called by ApplySettings: a module whose ports depend on the settings declares them anew. False with
+    // `error` when the values do not fit together (a file that is not there, say); nothing else may have
+    // changed then, for the values may be taken back. [control]
     virtual bool OnSettingsChanged(TCString& error);
     // 31: why the last operation that answered a negative code failed; empty when the port helper's error
     // record says it. Valid until the next failure. [any]
     virtual const char* GetLastErrorText();
-    // 32: so many inputs were declared (see UseAnyNumberOfInputs), and there are no outputs: a module that
-    // has some declares them. [control]
+    // 32: all ports were taken away and so many inputs declared (see UseAnyNumberOfInputs): a module that has
+    // outputs declares them. Comes for the first time in the module's constructor. [control]
     virtual void OnInputsDeclared(int count);
 
     std::span<const TCModuleParameter> GetParameters() const { return parameters; }
@@ -59,8 +61,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // False for an unknown name or a value that is not allowed; `error` then names the parameter, the value
     // and what is allowed, and nothing has changed. The module learns of the new values by ApplySettings.
     bool SetParameter(const char* name, const char* value, TCString& error);
-    // Makes the values effective: false when one that must be given is missing, or what OnSettingsChanged
-    // answers.
+    // Makes the values effective, to be called after SetParameter: false with `error` when one that must be
+    // given is missing, or what OnSettingsChanged answers.
     bool ApplySettings(TCString& error);
 
     // All settings as parameter text: name=value lines, texts in quotation marks with escapes. Parameters

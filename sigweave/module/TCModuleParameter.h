@@ -14,12 +14,12 @@ struct TC_API TCModuleParameter {
 
     const char* name;
     Kind kind;
-    const char* defaultValue;                  // as text; null: the parameter must be given
+    const char* defaultValue;                  // as text, an allowed one; null: it must be given
     const char* unit = "";                     // SI text, for example "Hz"; empty: none
     const char* help = "";                     // one line
     double minimum = -1.7976931348623157e308;  // of INTEGER and NUMBER, both ends allowed
     double maximum = 1.7976931348623157e308;
-    const char* choices = "";  // of CHOICE: the allowed words, separated by '|'
+    const char* choices = "";  // of CHOICE: the allowed words, without quotes, between '|'
 
     bool Allows(const char* value) const;
     // For messages: "an integer from 1 to 1048576", "one of hann, hamming", "yes or no".
