@@ -49,21 +49,24 @@ bool SoundFile::OnSettingsChanged(TCString& error) {
     std::string reason;
     SoundReader probe;
     TCSI_Unit unit;
-    if (!Open(probe, reason) || !tc::ParseStart(std::string(ParamStr("start")), start, reason) ||
+    double newStart = 0.0;
+    if (!Open(probe, reason) || !tc::ParseStart(std::string(ParamStr("start")), newStart, reason) ||
         !tc::ParseUnit(std::string(ParamStr("unit")), unit, reason)) {
         error = reason.c_str();
         return false;
     }
-    factor = ParamDbl("factor");
-    offset = ParamDbl("offset");
-    blockSize = ParamInt("block");
-    if (blockSize * probe.Channels() > MOST_BLOCK_VALUES) {
+    const std::int64_t newBlockSize = ParamInt("block");
+    if (newBlockSize * probe.Channels() > MOST_BLOCK_VALUES) {
         error = TCString::FormatS(
             "block: %lld samples of %d channels are too many at once; allowed are %lld samples",
-            static_cast<long long>(blockSize), probe.Channels(),
+            static_cast<long long>(newBlockSize), probe.Channels(),
             static_cast<long long>(MOST_BLOCK_VALUES / probe.Channels()));
         return false;
     }
+    start = newStart;
+    factor = ParamDbl("factor");
+    offset = ParamDbl("offset");
+    blockSize = newBlockSize;
     const double ends[] = {factor * probe.RangeMinimum() + offset, factor * probe.RangeMaximum() + offset};
     const auto [low, high] = std::minmax(ends[0], ends[1]);
     DeclarePorts(probe.Channels());
