@@ -18,6 +18,11 @@ bool PointsInto(const char* p, const char* begin, int size) {
     return begin != nullptr && std::less_equal<>()(begin, p) && std::less<>()(p, begin + size);
 }
 
+// A size beyond the limit is cut to one that `Reserve` refuses.
+int Limited(std::size_t size) {
+    return static_cast<int>(std::min<std::size_t>(size, INT32_MAX));
+}
+
 int Sign(int value) {
     return (value > 0) - (value < 0);
 }
@@ -100,7 +105,7 @@ int TCString::SafeStrlen() const {
 }
 
 int TCString::SafeStrlen(const char* text) {
-    return text != nullptr ? static_cast<int>(std::strlen(text)) : 0;
+    return text != nullptr ? Limited(std::strlen(text)) : 0;
 }
 
 TCString::DataFormat TCString::CalcDataFormat() const {
@@ -204,6 +209,10 @@ TCString& TCString::AllocCopy(const char* src, int n) {
     length = n;
     std::fill(data + n, data + alloc, '\0');
     return *this;
+}
+
+TCString& TCString::AllocCopy(std::string_view bytes) {
+    return AllocCopy(bytes.data(), Limited(bytes.size()));
 }
 
 TCString& TCString::Append(const char* src, int n) {

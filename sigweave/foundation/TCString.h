@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdint>
+#include <string_view>
 #include <type_traits>
 
 #include "sigweave/platform/Export.h"
@@ -105,6 +106,7 @@ class TC_API TCString {
 
     // Makes the string exactly the `n` bytes at `src`, which may lie in this string.
     TCString& AllocCopy(const char* src, int n);
+    TCString& AllocCopy(std::string_view bytes);
     // A null `src` lengthens the string by `n` bytes without writing them.
     TCString& Append(const char* src, int n);
 

@@ -96,7 +96,7 @@ void MapCharacters(TCString& text, Map map) {
         if (other == code || !tc::AppendCharacter(mapped, other)) mapped += character;
         return true;
     });
-    text.AllocCopy(mapped.data(), static_cast<int>(mapped.size()));
+    text.AllocCopy(mapped);
 }
 
 void CutFront(TCString& text, int run) {

@@ -51,7 +51,8 @@ std::u16string ToUtf16(const wchar_t* text, int len) {
     if (text == nullptr) return result;
     const std::size_t count = len < 0 ? std::wcslen(text) : static_cast<std::size_t>(len);
     for (const wchar_t wide : std::wstring_view(text, count)) {
-        const auto code = static_cast<char32_t>(wide);
+        const auto code =
+            static_cast<std::uint32_t>(wide) <= 0x10FFFF ? static_cast<char32_t>(wide) : U'\uFFFD';
         if (code < 0x10000) {
             result += static_cast<char16_t>(code);
         } else {
@@ -117,8 +118,7 @@ void TCString::FormatMessageA(const char* format, ...) {
     std::string message;
     va_list arguments;
     va_start(arguments, format);
-    if (tc::FormatMessage(format, arguments, message))
-        AllocCopy(message.data(), static_cast<int>(message.size()));
+    if (tc::FormatMessage(format, arguments, message)) AllocCopy(message);
     va_end(arguments);
 }
 
@@ -129,7 +129,7 @@ const char* TCString::ToMultibyte(const char16_t* text, int len, unsigned codePa
             len < 0 ? std::char_traits<char16_t>::length(text) : static_cast<std::size_t>(len);
         tc::Utf16ToMultibyte({text, count}, codePage, converted);
     }
-    return AllocCopy(converted.data(), static_cast<int>(converted.size()));
+    return AllocCopy(converted);
 }
 
 const char16_t* TCString::ToUnicode(const char* text, int len, unsigned codePage) {
@@ -138,9 +138,10 @@ const char16_t* TCString::ToUnicode(const char* text, int len, unsigned codePage
         const std::size_t count = len < 0 ? std::strlen(text) : static_cast<std::size_t>(len);
         tc::MultibyteToUtf16({text, count}, codePage, converted);
     }
-    const int bytes = static_cast<int>(converted.size() * sizeof(char16_t));
-    Reserve(std::int64_t{bytes} + 2);
-    AllocCopy(reinterpret_cast<const char*>(converted.data()), bytes);
+    const std::string_view bytes(reinterpret_cast<const char*>(converted.data()),
+                                 converted.size() * sizeof(char16_t));
+    Reserve(std::ssize(bytes) + 2);
+    AllocCopy(bytes);
     return reinterpret_cast<const char16_t*>(data);
 }
 
@@ -156,5 +157,7 @@ CString TCString::TCString2BinCString(const TCString& text) {
 }
 
 TCString TCString::CString2BinTCString(const CString& text) {
-    return TCString(text.data(), static_cast<int>(text.size()));
+    TCString result;
+    result.AllocCopy(text);
+    return result;
 }

@@ -103,7 +103,7 @@ const TCString& ParameterText::Name(int index) const {
     const auto [entry, isNew] = names.try_emplace(index);
     if (isNew) {
         const std::string_view name = NameOf(table.parameters[static_cast<std::size_t>(index)]);
-        entry->second.AllocCopy(name.data(), static_cast<int>(name.size()));
+        entry->second.AllocCopy(name);
     }
     return entry->second;
 }

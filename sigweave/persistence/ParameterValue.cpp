@@ -93,7 +93,7 @@ ValueNumbers ReadNumbers(std::string_view text, bool decimalComma) {
 
 bool ReadText(TCString& value, std::string_view written, bool escaped) {
     if (!written.empty() && IsQuotationMark(written.front())) written = written.substr(1, written.size() - 2);
-    value.AllocCopy(written.data(), static_cast<int>(written.size()));
+    value.AllocCopy(written);
     if (!escaped) return true;
     TCString plain;
     const bool valid = UnQuoteEscapeChar(plain, value);

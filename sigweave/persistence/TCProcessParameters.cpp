@@ -302,7 +302,7 @@ int TCProcessParameters::FindParameterNoCase(const char* name, const char* secti
     TCString candidate;
     const auto fitsName = [&](int i) {
         const std::string_view text = impl->NameOf(RecordAt(impl->Table().parameters, i));
-        return candidate.AllocCopy(text.data(), static_cast<int>(text.size())).CompareNoCase(name) == 0;
+        return candidate.AllocCopy(text).CompareNoCase(name) == 0;
     };
     return Find(*impl, fitsName,
                 [&](const TCString& text) { return section == nullptr || text.CompareNoCase(section) == 0; });

@@ -58,8 +58,7 @@ bool TCIOStream::WriteTexts(const char* name, const Text* texts, int count) {
             DataSegment* segment = actualBlock != nullptr ? actualBlock->Open(name, false) : nullptr;
             if (segment == nullptr || !segment->SetData(STRING, 1, &count, nullptr, true)) return false;
             auto* copies = static_cast<TCString*>(segment->data);
-            for (int i = 0; i < count; ++i)
-                copies[i].AllocCopy(texts[i].data(), static_cast<int>(texts[i].size()));
+            for (int i = 0; i < count; ++i) copies[i].AllocCopy(texts[i]);
             actualBlock->Close(*segment);
             return true;
         },
