@@ -65,9 +65,10 @@ class TCArray {
         return index;
     }
 
-    // Removes `count` elements from `index` on, keeping the order of the others. The range must lie in the
-    // array.
+    // Removes `count` elements (none below 1) from `index` on, keeping the order of the others. The range
+    // must lie in the array.
     void RemoveAt(int index, int count = 1) {
+        if (count < 1) return;
         std::move(data + index + count, data + size, data + index);
         const int left = size - count;
         SetSize(left > 0 ? left : -1);
