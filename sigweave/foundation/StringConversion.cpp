@@ -82,15 +82,10 @@ int TakeDigits(std::string_view& text, int base, int most, int& value) {
     return count;
 }
 
-void Assign(TCString& dst, std::string_view text) {
-    dst.AllocCopy(text.data(), static_cast<int>(text.size()));
-}
-
 // With storage for `room` bytes, since such texts are often filled again.
 TCString& Assign(TCString& dst, std::string_view text, std::size_t room) {
     if (room < INT32_MAX) dst.GetBuffer(static_cast<int>(room));
-    Assign(dst, text);
-    return dst;
+    return dst.AllocCopy(text);
 }
 
 std::string_view AllBytes(const TCString& text) {
@@ -211,10 +206,10 @@ int Count(const std::vector<T>& list) {
 
 template <class List>
 int SplitTexts(const char* text, List& out, const char* separator, bool keepSeparator) {
-    const std::string source(text != nullptr ? text : "");  // the text may be an element of the list
+    // Both may be elements of the list.
+    const std::string source(text != nullptr ? text : ""), between(separator != nullptr ? separator : "");
     std::string_view rest = source;
     Clear(out);
-    const std::string_view between(separator != nullptr ? separator : "");
     if (between.empty()) {
         AddText(out, rest);
         return Count(out);
@@ -287,13 +282,13 @@ void CopyUtf16(TCString& dst, std::string_view bytes, bool swap) {
     if (swap)
         for (std::size_t i = 0; i + 1 < copy.size(); i += 2) std::swap(copy[i], copy[i + 1]);
     copy.append(2, '\0');
-    Assign(dst, copy);
+    dst.AllocCopy(copy);
 }
 
 unsigned DeclaredCodePage(const char* text) {
     const TCString declaration = TCString(text).RightOf("<?", -1).LeftOf("?>");
     TCString encoding = declaration.RightOf("encoding", -1).RightOf("\"", -1).LeftOf("\"");
-    for (const char white : {' ', '\t', '\r', '\n'}) encoding.Remove(white);
+    for (const char white : {' ', '\t', '\r', '\n', '\v', '\f'}) encoding.Remove(white);
     return encoding.CompareNoCase("UTF-8") == 0 ? UTF8 : 0;
 }
 
@@ -318,7 +313,7 @@ bool UnQuoteEscapeChar(TCString& dst, const TCString& src) {
         else
             valid &= TakeEscape(text, out);
     }
-    Assign(dst, out);
+    dst.AllocCopy(out);
     return valid;
 }
 
@@ -352,8 +347,7 @@ TCString& URLDecode(TCString& dst, const char* src) {
         out += encoded ? static_cast<char>(value) : text[0];
         text.remove_prefix(encoded ? 3 : 1);
     }
-    Assign(dst, out);
-    return dst;
+    return dst.AllocCopy(out);
 }
 
 const char* TCIndentSpaces(int n) {

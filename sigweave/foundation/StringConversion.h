@@ -55,7 +55,8 @@ TC_API bool ParseParam(const char* text, const char* name, double& value);
 // --- Lists: fill `out` anew and answer the number of elements
 
 // The texts between the separators; with `keepSeparator` each ends with its separator. A separator at the end
-// begins no further element. With an empty separator the whole text is one element.
+// begins no further element. With an empty separator the whole text is one element. Text and separator may be
+// elements of `out`.
 TC_API int ConvertStringToStrArray(const char* text, TCArray<TCString, const TCString&>& out,
                                    const char* separator, bool keepSeparator);
 TC_API int ConvertStringToStrArray(const char* text, CStringArray& out, const char* separator,

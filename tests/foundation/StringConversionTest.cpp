@@ -134,6 +134,10 @@ TEST(StringConversion, SplitsTexts) {
     TCArray<TCString, const TCString&> own;
     EXPECT_EQ(2, ConvertStringToStrArray("a;b", own, ";", false));
     EXPECT_EQ(own[1], "b");
+    own[0] = "c|d";
+    own[1] = "|";
+    EXPECT_EQ(2, ConvertStringToStrArray(own[0], own, own[1], false));
+    EXPECT_EQ(own[1], "d");
 }
 
 template <class List>
