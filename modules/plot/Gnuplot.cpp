@@ -1,6 +1,8 @@
 #include "modules/plot/Gnuplot.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -13,6 +15,8 @@ namespace fs = std::filesystem;
 namespace tc {
 
 namespace {
+
+constexpr const char* TEMPORARY_REMEDY = "; make room, or name another folder in TMPDIR";
 
 // A folder of its own for one run of gnuplot, removed at the end.
 class ScratchFolder {
@@ -65,13 +69,44 @@ std::string PartName(const std::string& path) {
     return path + ".part";
 }
 
-bool MoveInto(const std::string& from, const std::string& path, std::string& error) {
-    std::error_code failed;
+std::string WhyNotWritten(const std::string& path, int number) {
+    return path + " cannot be written: " + std::generic_category().message(number);
+}
+
+bool WriteFile(const std::string& path, const std::string& content, int& number) {
+    errno = 0;
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    bool written = file != nullptr && std::fwrite(content.data(), 1, content.size(), file) == content.size();
+    if (!written) number = errno;
+    if (file != nullptr && std::fclose(file) != 0 && written) {
+        number = errno;
+        written = false;
+    }
+    return written;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+// gnuplot does not say when the disk is full.
+bool IsWhole(const std::string& picture) {
+    const std::string end = picture.substr(picture.size() - std::min<std::size_t>(picture.size(), 12));
+    return end.find("</svg>") != std::string::npos || end.find("IEND") != std::string::npos;
+}
+
+bool PutInPlace(const std::string& picture, const std::string& path, std::string& error) {
     const std::string part = PartName(path);
-    fs::copy_file(from, part, fs::copy_options::overwrite_existing, failed);
-    if (!failed) fs::rename(part, path, failed);
-    if (!failed) return true;
-    error = path + " cannot be written: " + failed.message();
+    int number = 0;
+    std::error_code failed;
+    if (WriteFile(part, picture, number)) {
+        fs::rename(part, path, failed);
+        if (!failed) return true;
+        number = failed.value();
+    }
+    error = WhyNotWritten(path, number);
     fs::remove(part, failed);
     return false;
 }
@@ -86,20 +121,24 @@ bool RunGnuplot(const std::string& script, const std::string& path, std::string&
     const ScratchFolder scratch;
     const std::string scriptFile = scratch.File("script");
     const std::string messages = scratch.File("messages");
-    std::ofstream file(scriptFile, std::ios::binary);
-    file << script;
-    file.close();
-    if (!scratch.IsMade() || !file) {
-        error = "the folder for temporary files cannot be written";
+    if (!scratch.IsMade()) {
+        error = std::string("the folder for temporary files cannot be written") + TEMPORARY_REMEDY;
+        return false;
+    }
+    int number = 0;
+    if (!WriteFile(scriptFile, script, number)) {
+        error = WhyNotWritten("the temporary file " + scriptFile, number) + TEMPORARY_REMEDY;
         return false;
     }
     const std::string picture = scratch.File("picture");
     const std::string command = "cd " + ShellWord(fs::path(picture).parent_path().string()) +
-                                " && gnuplot script >/dev/null 2>messages </dev/null";
-    std::error_code ignored;
+                                " && gnuplot -d script >/dev/null 2>messages </dev/null";
     const bool ran = std::system(command.c_str()) == 0;
-    if (ran && fs::exists(picture, ignored) && fs::file_size(picture, ignored) > 0) {
-        return MoveInto(picture, path, error);
+    const std::string content = ReadFile(picture);
+    if (ran && IsWhole(content)) return PutInPlace(content, path, error);
+    if (ran && !content.empty()) {
+        error = WhyNotWritten("the temporary file " + picture, ENOSPC) + TEMPORARY_REMEDY;
+        return false;
     }
     const std::string reason = LastComplaint(messages);
     error = "gnuplot made no picture: " + (reason.empty() ? "it gave no reason" : reason);
@@ -107,11 +146,12 @@ bool RunGnuplot(const std::string& script, const std::string& path, std::string&
 }
 
 bool CanWriteBeside(const std::string& path, std::string& error) {
+    std::error_code ignored;
     const std::string part = PartName(path);
     errno = 0;
-    const bool writable = std::ofstream(part, std::ios::app).is_open();
-    if (!writable) error = path + " cannot be written: " + std::generic_category().message(errno);
-    std::error_code ignored;
+    const bool isFolder = fs::is_directory(path, ignored);
+    const bool writable = !isFolder && std::ofstream(part, std::ios::app).is_open();
+    if (!writable) error = WhyNotWritten(path, isFolder ? EISDIR : errno);
     if (writable) fs::remove(part, ignored);
     return writable;
 }

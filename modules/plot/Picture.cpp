@@ -15,42 +15,62 @@ using Panel = std::vector<const PictureSignal*>;
 constexpr const char* COLOURS[] = {"#1f5fa8", "#c8501e", "#2e8b57", "#8a4fa3",
                                    "#b8860b", "#3c8c9c", "#a83250"};
 
+constexpr std::int64_t FEW_SAMPLES = 50;
+
 // Where things are in the picture, in pixels.
 struct Layout {
     static constexpr int HEADLINE = 36;
-    static constexpr int ABOVE_PANEL = 38;  // its name
+    static constexpr int ABOVE_PANEL = 38;  // one row of names
+    static constexpr int KEY_ROW = 19;
 
     int width;
     int panels;
     int height;
+    int keyRows;
 
-    Layout(const PictureOptions& options, std::size_t panelCount)
-        : width(options.width), panels(static_cast<int>(panelCount)), height(options.height) {
-        if (height == 0) height = HEADLINE + panels * (IsCompact() ? 160 : 330);
+    Layout(const PictureOptions& options, const std::vector<Panel>& all)
+        : width(options.width),
+          panels(static_cast<int>(all.size())),
+          height(options.height),
+          keyRows(KeyRows(all, options.width)) {
+        if (height == 0)
+            height = HEADLINE + panels * ((IsCompact() ? 160 : 330) + AbovePanel() - ABOVE_PANEL);
     }
+    // Room for all names of the panel that has most.
+    static int KeyRows(const std::vector<Panel>& all, int width) {
+        int rows = 1;
+        for (const Panel& panel : all) {
+            std::size_t longest = 0;
+            for (const PictureSignal* signal : panel) longest = std::max(longest, signal->name.size());
+            const int columns = std::max(1, width * 8 / 10 / (70 + 8 * static_cast<int>(longest)));
+            rows = std::max(rows, (static_cast<int>(panel.size()) + columns - 1) / columns);
+        }
+        return rows;
+    }
+    int AbovePanel() const { return ABOVE_PANEL + KEY_ROW * (keyRows - 1); }
     bool IsCompact() const { return panels > 3; }
     int BelowPanel() const { return IsCompact() ? 36 : 66; }  // the numbers of its axis, and a label
     // The edges of a panel's area, as gnuplot wants them: parts of the height, from the bottom.
     std::string Edges(int panel) const {
         const double cell = static_cast<double>(height - HEADLINE) / panels;
-        const double top = HEADLINE + cell * panel + ABOVE_PANEL;
+        const double top = HEADLINE + cell * panel + AbovePanel();
         const double bottom = HEADLINE + cell * (panel + 1) - BelowPanel();
-        const double names = top - ABOVE_PANEL / 2.0;
+        const double names = top - AbovePanel() / 2.0;
         return "set tmargin at screen " + NumberText(1.0 - top / height) + "\nset bmargin at screen " +
                NumberText(1.0 - bottom / height) + "\nset key center center at screen 0.55,screen " +
-               NumberText(1.0 - names / height) + "\n";
+               NumberText(1.0 - names / height) + " maxrows " + std::to_string(keyRows) + "\n";
     }
 };
 
-// A text for the script, in double quotes.
+// A text for the script. In double quotes gnuplot would run what stands between backquotes as a command.
 std::string Quoted(const std::string& text) {
-    std::string quoted = "\"";
+    std::string quoted = "'";
     for (const char character : text) {
         const bool control = static_cast<unsigned char>(character) < ' ';
-        if (character == '"' || character == '\\') quoted += '\\';
+        if (character == '\'') quoted += '\'';
         quoted += control ? ' ' : character;
     }
-    return quoted + "\"";
+    return quoted + "'";
 }
 
 std::string DateText(double milliseconds) {
@@ -126,6 +146,31 @@ std::string SpectrumPoints(const PictureSignal& signal, double floor) {
     return text;
 }
 
+// Whether all curves of a panel have one unit, so that it can stand at the axis.
+bool HasOneUnit(const Panel& panel) {
+    const std::string first = UnitText(panel.front()->metadata.GetUnit());
+    return std::all_of(panel.begin(), panel.end(), [&](const PictureSignal* signal) {
+        return UnitText(signal->metadata.GetUnit()) == first;
+    });
+}
+
+std::string AxisUnit(const Panel& panel) {
+    return HasOneUnit(panel) ? UnitText(panel.front()->metadata.GetUnit()) : std::string();
+}
+
+std::string NameInKey(const Panel& panel, const PictureSignal& signal) {
+    const std::string unit = UnitText(signal.metadata.GetUnit());
+    return HasOneUnit(panel) || unit.empty() ? signal.name : signal.name + " [" + unit + "]";
+}
+
+// How a curve is drawn: those that share a colour differ in their dashes, and few samples are dots too.
+std::string Style(const PictureSignal& signal, std::size_t index) {
+    const bool few = !signal.spectrum && signal.envelope->Samples() <= FEW_SAMPLES;
+    return std::string(few ? "linespoints pt 7 ps 0.4" : "lines") + " lw 1 dt " +
+           std::to_string(1 + index / std::size(COLOURS)) + " lc rgb " +
+           Quoted(COLOURS[index % std::size(COLOURS)]);
+}
+
 double LastPosition(const Panel& panel) {
     double last = 0.0;
     for (const PictureSignal* signal : panel) {
@@ -157,7 +202,7 @@ std::string Range(const char* axis, const std::string& from, const std::string& 
 }
 
 std::string SpectrumAxes(const Panel& panel, const PictureOptions& options, bool compact) {
-    const std::string unit = UnitText(panel.front()->metadata.GetUnit());
+    const std::string unit = AxisUnit(panel);
     const std::string first = NumberText(1.0 / panel.front()->metadata.GetSamplerate());
     const double top = TopDecibels(panel);
     return HorizontalAxis("Frequency", "Hz", compact) + "set ylabel " +
@@ -169,7 +214,7 @@ std::string SpectrumAxes(const Panel& panel, const PictureOptions& options, bool
 }
 
 std::string WaveAxes(const Panel& panel, bool compact) {
-    const std::string unit = UnitText(panel.front()->metadata.GetUnit());
+    const std::string unit = AxisUnit(panel);
     Envelope::Stretch all;
     for (const PictureSignal* signal : panel) all.Add(signal->envelope->Extremes());
     const double step = NiceStep(all.maximum - all.minimum, compact ? 4 : 7);
@@ -194,9 +239,8 @@ std::string PanelScript(const Panel& panel, const PictureOptions& options, bool 
         const std::string data = "$d" + std::to_string(i);
         script += data + " << EOD\n" + (spectrum ? SpectrumPoints(*panel[i], floor) : WavePoints(*panel[i])) +
                   "EOD\n";
-        curves += std::string(i == 0 ? "plot " : ", ") + data + " using 1:2 with lines lw 1 lc rgb " +
-                  Quoted(COLOURS[i % std::size(COLOURS)]) +
-                  (single ? " notitle" : " title " + Quoted(panel[i]->name));
+        curves += std::string(i == 0 ? "plot " : ", ") + data + " using 1:2 with " + Style(*panel[i], i) +
+                  (single ? " notitle" : " title " + Quoted(NameInKey(panel, *panel[i])));
     }
     script += spectrum ? SpectrumAxes(panel, options, compact) : WaveAxes(panel, compact);
     return script + "set title " + Quoted(single ? panel.front()->name : "") + "\n" + curves + "\n";
@@ -237,7 +281,7 @@ std::string UnitText(const TCSI_Unit& unit) {
 
 std::string PictureScript(const std::vector<PictureSignal>& signals, const PictureOptions& options) {
     const std::vector<Panel> panels = ArrangePanels(signals, options.overlay);
-    const Layout layout(options, panels.size());
+    const Layout layout(options, panels);
     std::string script = Header(layout, Headline(signals, options.title), options.png);
     for (std::size_t i = 0; i < panels.size(); ++i) {
         script += layout.Edges(static_cast<int>(i)) + PanelScript(panels[i], options, layout.IsCompact());

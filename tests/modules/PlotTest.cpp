@@ -34,7 +34,7 @@ struct Plot : testing::Test {
     bool Draw(const std::string& file, const std::string& more = "") {
         const std::vector<double> wave = {0.0, 1.0, 0.5, -1.0, 0.25};
         return bench.Set("file=\"" + file + "\"\n" + more) && bench.Start() &&
-               bench.Feed(0, wave, {"Pressure \"a_b\" <1>", 10.0, "V * 1e-003", 1772366400250.0}) &&
+               bench.Feed(0, wave, {"It's `echo run` \"a_b\" <1>", 10.0, "V * 1e-003", 1772366400250.0}) &&
                bench.Feed(1, {0.1, 10.0, 1.0}, {"spectrum", 2.0, "V"}) && bench.Finish();
     }
     Plot() { bench.WireInputs({ModuleBench::TIME_DOMAIN, ModuleBench::FREQ_DOMAIN}); }
@@ -45,8 +45,8 @@ TEST_F(Plot, TellsNameUnitAndStartInThePicture) {
     const std::string file = FreshFile("it's a plot.svg");
     ASSERT_TRUE(Draw(file)) << bench.Error();
     const std::string picture = ReadText(file);
-    for (const char* text : {"Pressure \"a_b\" &lt;1>", "[mV]", "Time [s]", "2026-03-01 12:00:00.250 UTC",
-                             "Frequency [Hz]", "dB re 1 V"}) {
+    for (const char* text : {"It's `echo run` \"a_b\" &lt;1>", "[mV]", "Time [s]",
+                             "2026-03-01 12:00:00.250 UTC", "Frequency [Hz]", "dB re 1 V"}) {
         EXPECT_NE(picture.find(text), std::string::npos) << text;
     }
     const std::string png = FreshFile("plot.png");
