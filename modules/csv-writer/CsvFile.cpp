@@ -9,9 +9,14 @@ namespace fs = std::filesystem;
 bool CsvFile::Open(const std::string& name, int number, bool overwrite) {
     path = part = name;
     mayReplace = overwrite;
+    if (path == "/dev/stdout") {
+        file.reset(stdout);
+        return true;
+    }
     std::error_code ignored;
     const fs::file_status status = fs::status(path, ignored);
     if (fs::is_directory(status)) return FailWithReason(EISDIR);
+    if (fs::is_regular_file(status)) path = part = fs::canonical(path, ignored).string();  // behind links
     if (!fs::exists(status) || fs::is_regular_file(status)) {
         part += ".part" + (number > 0 ? std::to_string(number) : std::string());
         if (RefuseExisting()) return false;
@@ -28,7 +33,7 @@ bool CsvFile::Write(const std::string& text) {
 
 bool CsvFile::Finish() {
     errno = 0;
-    if (std::fclose(file.release()) != 0) return FailWithReason(errno);
+    if (Closer::Close(file.release()) != 0) return FailWithReason(errno);
     if (part == path) return true;
     if (RefuseExisting()) return false;
     std::error_code failed;

@@ -26,7 +26,11 @@ class CsvFile {
 
  private:
     struct Closer {
-        void operator()(std::FILE* opened) const { std::fclose(opened); }
+        // The standard output stays open for others.
+        static int Close(std::FILE* opened) {
+            return opened == stdout ? std::fflush(opened) : std::fclose(opened);
+        }
+        void operator()(std::FILE* opened) const { Close(opened); }
     };
 
     bool RefuseExisting();

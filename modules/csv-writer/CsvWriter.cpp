@@ -129,6 +129,7 @@ std::string CsvWriter::Header() const {
         units += between + Cell(std::string(unit));
         rates += between + (column.begun ? tc::NumberText(column.metadata.GetSamplerate()) : std::string());
     }
+    if (units.empty()) units = "\"\"";  // an empty line would be no row for many readers
     return names + "\n" + units + "\n" + rates + "\n";
 }
 

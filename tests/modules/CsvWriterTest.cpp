@@ -82,9 +82,12 @@ TEST_F(CsvWriter, ReplacesAFileOnlyWhenTold) {
     EXPECT_FALSE(Open(path));
     EXPECT_THAT(bench.Error(), AllOf(HasSubstr("precious.csv"), HasSubstr("overwrite=yes")));
     EXPECT_EQ(ReadText(path), "precious");
-    ASSERT_TRUE(bench.Set("file=\"" + path + "\"\noverwrite=yes") && bench.Run({1.0}, {"x", 1.0}))
+    const std::string link = FreshFile("link.csv");
+    std::filesystem::create_symlink(path, link);
+    ASSERT_TRUE(bench.Set("file=\"" + link + "\"\noverwrite=yes") && bench.Run({1.0}, {"x", 1.0}))
         << bench.Error();
-    EXPECT_EQ(ReadText(path), "x\n\n1\n1\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_EQ(ReadText(path), "x\n\"\"\n1\n1\n");
 }
 
 TEST_F(CsvWriter, LeavesNothingThatLooksComplete) {
@@ -92,7 +95,7 @@ TEST_F(CsvWriter, LeavesNothingThatLooksComplete) {
     ASSERT_TRUE(Open(path) && bench.Feed(0, {1.0, 2.0}, {"x", 1.0}, 1, true, false) && bench.Finish());
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_THAT(ModuleBench::TakeWarnings(), HasSubstr("broken.csv.part"));
-    EXPECT_EQ(ReadText(path + ".part"), "x\n\n1\n1\n2\n");
+    EXPECT_EQ(ReadText(path + ".part"), "x\n\"\"\n1\n1\n2\n");
 }
 
 TEST_F(CsvWriter, SaysWhyItCannotWrite) {
