@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
+#include <sstream>
 
 #include "host/Console.h"
 #include "host/Guard.h"
@@ -29,6 +30,14 @@ void Sink(const char* module, TCModuleMessage::Types type, const char* text) {
         console::FromModule("note", module, text);
 }
 
+// One name for a file however it is written; empty for what is no ordinary file, as a device.
+std::string OrdinaryFile(const std::string& path) {
+    std::error_code failed;
+    const auto status = std::filesystem::status(path, failed);
+    if (path.empty() || (exists(status) && !is_regular_file(status))) return {};
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(path, failed), failed).string();
+}
+
 std::string LineText(const LineEntry& entry) {
     return entry.from.instance + "." + entry.from.port + "=" + entry.to.instance + "." + entry.to.port;
 }
@@ -42,6 +51,7 @@ Graph::Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue,
     CreateModules();
     for (Instance& instance : instances)
         if (instance.module != nullptr) ApplySettings(instance);
+    CheckFiles();
     PrepareDynamicPorts();
     ResolveLines();
     ValidateTypes(Sort());
@@ -120,9 +130,18 @@ bool Graph::MakeEffective(Instance& instance) {
     TCString error;
     const std::string thrown = WhatItThrows([&] { done = instance.extended->ApplySettings(error); });
     if (done) return true;
-    mistakes.Add(instance.entry->place,
-                 instance.entry->name + ": " + (thrown.empty() ? std::string(error) : thrown));
+    std::istringstream reasons(thrown.empty() ? std::string(error) : thrown);
+    for (std::string reason; std::getline(reasons, reason);)
+        mistakes.Add(PlaceOf(*instance.entry, reason.substr(0, reason.find(':'))),
+                     instance.entry->name + ": " + reason);
     return false;
+}
+
+// Where a parameter was set; the instance's place when it was not.
+const Place& Graph::PlaceOf(const InstanceEntry& entry, const std::string& parameter) {
+    for (const Setting& setting : entry.settings)
+        if (setting.name == parameter) return setting.place;
+    return entry.place;
 }
 
 bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
@@ -143,6 +162,31 @@ bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
 std::string Graph::ResolveFile(const Setting& setting) const {
     if (setting.onCommandLine || setting.value.empty()) return setting.value;
     return (std::filesystem::path(file.GetPath()).parent_path() / setting.value).lexically_normal().string();
+}
+
+// What a module writes must not be what another one reads or writes: one of them would be lost.
+void Graph::CheckFiles() {
+    struct User {
+        std::string name;
+        bool writes;
+    };
+    std::map<std::string, User> users;  // by file
+    for (const Instance& instance : instances) {
+        if (instance.extended == nullptr) continue;
+        for (const TCModuleParameter& parameter : instance.extended->GetParameters()) {
+            const User user{instance.entry->name, parameter.kind == TCModuleParameter::OUTPUT_FILE};
+            if (!user.writes && parameter.kind != TCModuleParameter::FILE) continue;
+            const std::string value(instance.extended->GetParameter(parameter.name));
+            const std::string path = OrdinaryFile(value);
+            if (path.empty()) continue;
+            const auto [other, isNew] = users.emplace(path, user);
+            if (isNew || !(user.writes || other->second.writes)) continue;
+            mistakes.Add(PlaceOf(*instance.entry, parameter.name),
+                         user.name + (user.writes ? " writes '" : " reads '") + value + "', which " +
+                             other->second.name + (other->second.writes ? " writes" : " reads") +
+                             " too; give one of them another file");
+        }
+    }
 }
 
 // --- Ports and lines

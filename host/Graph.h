@@ -47,7 +47,9 @@ class Graph {
     void ApplySettings(Instance& instance);
     bool ApplySetting(Instance& instance, const Setting& setting);
     bool MakeEffective(Instance& instance);
+    static const Place& PlaceOf(const InstanceEntry& entry, const std::string& parameter);
     std::string ResolveFile(const Setting& setting) const;
+    void CheckFiles();
     void PrepareDynamicPorts();
     static Ports ReadPorts(TCBaseModule& module, PORTTYPE kind);
     static int FindPort(const Ports& ports, const std::string& name);

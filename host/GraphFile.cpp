@@ -47,12 +47,17 @@ bool ReadBytes(const std::string& path, std::string& text, std::string& error) {
     return false;
 }
 
+bool IsBinary(char byte) {
+    const auto code = static_cast<unsigned char>(byte);
+    return (code < ' ' && byte != '\t' && byte != '\n' && byte != '\r') || code == 0x7F;
+}
+
 // Why the text cannot be a graph at all; null when it may be one.
 const char* WhyNoGraph(const std::string& text) {
     if (text.size() > MAX_SIZE)
         return "is larger than 16 MB, the most that a graph file may have; is it the right file?";
-    if (text.find('\0') != std::string::npos)
-        return "is a binary file, not a graph; a graph is plain text in UTF-8 (see docs/graph-files.md)";
+    if (std::any_of(text.begin(), text.end(), IsBinary))
+        return "is a binary file, not a graph; a graph is plain text in UTF-8";
     return nullptr;
 }
 
@@ -86,8 +91,7 @@ class GraphFile::Parser {
             const bool pair = text.substr(end).starts_with("\r\n");
             text.remove_prefix(std::min(end + (pair ? 2 : 1), text.size()));
         }
-        if (!sawContent)
-            Add("has nothing in it but blanks and comments; see docs/graph-files.md for an example");
+        if (!sawContent) Add("has nothing in it but blanks and comments; 'sigweave --help' shows an example");
     }
 
  private:
@@ -211,7 +215,7 @@ GraphFile GraphFile::Read(const std::string& path, Mistakes& mistakes) {
     std::string text;
     std::string error;
     if (ReadBytes(path, text, error)) return Parse(path, text, mistakes);
-    mistakes.Add({path}, std::move(error));
+    mistakes.Add({path.empty() ? "''" : path}, std::move(error));
     GraphFile graph;
     graph.path = path;
     return graph;
@@ -223,7 +227,7 @@ GraphFile GraphFile::Parse(const std::string& path, const std::string& text, Mis
     if (const char* reason = WhyNoGraph(text))
         mistakes.Add({path}, reason);
     else if (text.empty())
-        mistakes.Add({path}, "is empty; see docs/graph-files.md for an example");
+        mistakes.Add({path}, "is empty; 'sigweave --help' shows an example");
     else
         Parser(graph, mistakes).Parse(text);
     return graph;

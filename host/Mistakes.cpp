@@ -3,12 +3,19 @@
 #include <algorithm>
 
 namespace host {
+namespace {
+
+constexpr std::size_t MOST_TOLD = 2000;
+
+}  // namespace
 
 std::string ToText(const Place& place) {
     return place.line > 0 ? place.source + ":" + std::to_string(place.line) : place.source;
 }
 
+// A text that quotes a line of megabytes keeps its begin and its end.
 void Mistakes::Add(const Place& place, std::string text) {
+    if (text.size() > MOST_TOLD) text.replace(MOST_TOLD / 2, text.size() - MOST_TOLD, " ... ");
     mistakes.push_back({place, std::move(text)});
 }
 

@@ -92,10 +92,18 @@ std::string ModuleCatalogue::WhyUnusable(const std::string& id) const {
     CStringArray ids;
     for (const auto& [known, entry] : entries) ids.push_back(known);
     std::string text = "there is no module '" + id + "'";
-    if (!ids.empty()) return text + "; " + tc::SuggestNames(id, ids);
-    for (std::size_t index = 0; index < folders.size(); ++index)
-        text += (index == 0 ? " in " : ", ") + folders[index];
-    return text + ", nor any other; name the folder of its library with --module-path";
+    if (ids.empty()) {
+        for (std::size_t index = 0; index < folders.size(); ++index)
+            text += (index == 0 ? " in " : ", ") + folders[index];
+        text += ", nor any other; name the folder of its library with --module-path";
+    } else {
+        text += "; " + std::string(tc::SuggestNames(id, ids));
+    }
+    const bool hasDefault = std::find(folders.begin(), folders.end(), DefaultFolder()) != folders.end();
+    return hasDefault ? text
+                      : text +
+                            " (the module path leaves out the modules that came with the program; a colon "
+                            "at its end adds them)";
 }
 
 const CatalogueEntry* ModuleCatalogue::Find(const std::string& id) const {

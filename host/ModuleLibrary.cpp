@@ -1,5 +1,7 @@
 #include "host/ModuleLibrary.h"
 
+#include <algorithm>
+
 #include "sigweave/platform/ModuleHandle.h"
 
 namespace host {
@@ -24,6 +26,7 @@ constexpr Remedy REMEDIES[] = {
 };
 
 const char* FindRemedy(const std::string& reason) {
+    if (reason.starts_with("cannot open")) return "check where the link leads, and the permissions";
     for (const Remedy& remedy : REMEDIES)
         if (reason.find(remedy.sign) != std::string::npos) return remedy.text;
     return "build it again on this machine";
@@ -90,6 +93,11 @@ bool ModuleLibrary::ReadIds(std::string& error) {
     for (int kind = 0; kind < kinds && kinds <= MAX_KINDS; ++kind) {
         const char* text = id(kind);
         if (text == nullptr || *text == '\0') break;
+        if (std::find(ids.begin(), ids.end(), text) != ids.end()) {
+            error = "offers the module id '" + std::string(text) +
+                    "' twice; give each class in TC_MODULE_LIBRARY(...) an ID of its own";
+            return false;
+        }
         ids.emplace_back(text);
     }
     if (kinds > 0 && static_cast<std::size_t>(kinds) == ids.size()) return true;

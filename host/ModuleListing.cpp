@@ -27,13 +27,16 @@ std::string Ports(TCBaseModule& module, PORTTYPE kind) {
     return rows.empty() ? "  (none)\n" : LayOut(rows, -1, "  ");
 }
 
+std::string DefaultText(const char* value) {
+    if (value == nullptr) return "(required)";
+    return *value != '\0' ? value : "(empty)";
+}
+
 std::string Parameters(const TCBaseModuleEx& module) {
     Rows rows;
     for (const TCModuleParameter& parameter : module.GetParameters())
-        rows.push_back(
-            {parameter.name,
-             parameter.defaultValue != nullptr ? "=" + std::string(parameter.defaultValue) : "(required)",
-             parameter.unit, std::string(parameter.DescribeAllowed()), parameter.help});
+        rows.push_back({parameter.name, DefaultText(parameter.defaultValue), parameter.unit,
+                        std::string(parameter.DescribeAllowed()), parameter.help});
     if (rows.empty()) return "  (none)\n";
     rows.insert(rows.begin(), {"name", "default", "unit", "allowed", ""});
     return LayOut(rows, -1, "  ");
@@ -60,13 +63,20 @@ std::string DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntr
     const ModulePointer module = catalogue.Create(entry, 0, error);
     if (module == nullptr) return entry.id + ": " + error + "\n";
     auto* extended = dynamic_cast<TCBaseModuleEx*>(module.get());
-    TCString notYet;  // without a parameter that must be given there are no ports that depend on it
-    if (extended != nullptr) extended->ApplySettings(notYet);
+    TCString missing;  // without a parameter that must be given there are no ports that depend on it
+    const bool hasSettings = extended == nullptr || extended->ApplySettings(missing);
     std::string text = entry.id + ": " + Text(module->GetDescription()) +
                        "\nlibrary: " + ModuleCatalogue::FileOf(entry) + "\n";
-    const long inputs = module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1);
-    text += std::string("inputs") + (inputs >= 0 ? " (as many as are wired: Signal 1, Signal 2 ...)" : "") +
-            ":\n" + Ports(*module, INPUT) + "outputs:\n" + Ports(*module, OUTPUT);
+    const bool pairs =
+        module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 2) >= 0 && module->GetNoOutput() == 2;
+    const bool anyNumber = module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1) >= 0;
+    const bool mayGrow = !hasSettings && module->GetNoOutput() > 0;
+    text += std::string("inputs") + (anyNumber ? " (as many as are wired: Signal 1, Signal 2 ...)" : "") +
+            ":\n" + Ports(*module, INPUT) + "outputs" +
+            (pairs     ? " (one for each input)"
+             : mayGrow ? " (there may be more when the required parameters are given)"
+                       : "") +
+            ":\n" + Ports(*module, OUTPUT);
     if (extended != nullptr) text += "parameters:\n" + Parameters(*extended);
     return text;
 }

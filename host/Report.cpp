@@ -1,5 +1,6 @@
 #include "host/Report.h"
 
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <vector>
 
@@ -9,7 +10,11 @@ namespace host {
 namespace {
 
 constexpr int VALUE_COLUMN = 3;
-constexpr int TABLE_DIGITS = 10;
+
+// Counts are told in full.
+int DigitsOf(double value) {
+    return value == std::floor(value) && std::fabs(value) < 1e15 ? 15 : 10;
+}
 
 }  // namespace
 
@@ -18,7 +23,7 @@ std::string WriteTable(const RunReport& report) {
     for (const ModuleReport& module : report.modules)
         for (const ResultReport& result : module.results)
             rows.push_back({module.instance, result.signal, result.quantity,
-                            NumberText(result.value, TABLE_DIGITS), result.unit});
+                            NumberText(result.value, DigitsOf(result.value)), result.unit});
     return rows.size() > 1 ? LayOut(rows, VALUE_COLUMN) : std::string();
 }
 

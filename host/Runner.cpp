@@ -149,9 +149,9 @@ void Runner::Finish() {
 
 void Runner::Fail(int module, int code, const std::string& thrown, const char* doing) {
     const std::string reason = thrown.empty() ? ErrorText(Module(module)) : thrown;
-    const std::string text = Name(module) + " (" + Module(module).GetModuleName() + ") failed while " +
-                             doing + (code < 0 ? " (code " + std::to_string(code) + ")" : "") +
-                             (reason.empty() ? "; the module gave no reason" : ": " + reason);
+    const std::string text =
+        Name(module) + " (" + Module(module).GetModuleName() + ") failed while " + doing +
+        (reason.empty() ? " (code " + std::to_string(code) + "); the module gave no reason" : ": " + reason);
     report.explanation += (report.verdict == Verdict::Failed ? "; then " : "") + text;
     report.verdict = Verdict::Failed;
 }

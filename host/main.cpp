@@ -1,9 +1,11 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <iostream>
 
 #include "host/Commands.h"
+#include "sigweave/foundation/NearNames.h"
 
 namespace {
 
@@ -28,8 +30,7 @@ void AddModulePath(CLI::App& command, host::CommandOptions& options) {
     command
         .add_option("--module-path", options.modulePath,
                     "Folders with module libraries, separated by colons; an empty entry stands for the "
-                    "modules that came "
-                    "with the program. Default: SIGWEAVE_MODULE_PATH, else those modules")
+                    "modules that came with the program. Default: SIGWEAVE_MODULE_PATH, else those modules")
         ->type_name("FOLDERS")
         ->allow_extra_args(false);
 }
@@ -68,6 +69,12 @@ int main(int argc, char** argv) {
     AddModulePath(*modules, options);
     if (argc < 2) {
         std::cerr << app.help();
+        return host::EXIT_WRONG_INPUT;
+    }
+    const CStringArray commands = {"run", "check", "modules"};
+    const std::string first = argv[1];
+    if (!first.starts_with('-') && std::find(commands.begin(), commands.end(), first) == commands.end()) {
+        std::cerr << "there is no command '" << first << "'; " << tc::SuggestNames(first, commands) << "\n";
         return host::EXIT_WRONG_INPUT;
     }
     try {

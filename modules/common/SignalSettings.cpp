@@ -63,6 +63,10 @@ bool TakeTime(const std::string& text, std::size_t& at, double& seconds) {
 
 }  // namespace
 
+void AddReason(std::string& error, const std::string& reason) {
+    error += (error.empty() ? "" : "\n") + reason;
+}
+
 bool ParseStart(const std::string& text, double& milliseconds, std::string& error) {
     milliseconds = 0.0;
     if (text.empty()) return true;
@@ -74,18 +78,18 @@ bool ParseStart(const std::string& text, double& milliseconds, std::string& erro
     TakeCharacter(text, at, "Z");
     milliseconds = std::round((days * 86400.0 + seconds) * 1e6) / 1e3;
     if (valid && at == text.size() && milliseconds > 0.0) return true;
-    error = "start: \"" + text +
-            "\" is no time; allowed are UTC dates and times after 1970-01-01, as 2026-03-01T12:00:00Z, or "
-            "nothing for the time of the run";
+    AddReason(error, "start: \"" + text +
+                         "\" is no time; allowed are UTC dates and times after 1970-01-01, as "
+                         "2026-03-01T12:00:00Z, or nothing for the time of the run");
     return false;
 }
 
 bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error) {
     unit.clear();
     if (text.empty() || unit.FromString(text.c_str())) return true;
-    error = "unit: \"" + text +
-            "\" is no unit; allowed are SI symbols with exponents and a decimal factor, as V, m s^-2 or V * "
-            "1e-003";
+    AddReason(error, "unit: \"" + text +
+                         "\" is no unit; allowed are SI symbols with exponents and a decimal factor, as V, m "
+                         "s^-2 or V * 1e-003");
     return false;
 }
 

@@ -11,13 +11,17 @@ namespace tc {
 // The code of a failure that a module explains in words (see TCBaseModuleEx::Fail).
 inline constexpr int MODULE_FAILED = -1;
 
+// Adds a line to what is wrong with the settings (see TCBaseModuleEx::OnSettingsChanged).
+void AddReason(std::string& error, const std::string& reason);
+
 // The parameter "start": a date, or a date and a time, in UTC, as 2026-03-01 or 2026-03-01T12:00:00.5Z.
 // Milliseconds since 1970-01-01; 0 for an empty text, which stands for the time of the run. False, with a
-// text that says what is allowed, for anything else; times up to 1970 are refused, since no block can carry
-// them.
+// further line in `error` that says what is allowed, for anything else; times up to 1970 are refused, since
+// no block can carry them.
 bool ParseStart(const std::string& text, double& milliseconds, std::string& error);
 
 // The parameter "unit": SI text with an optional decimal factor, as "V" or "V * 1e-003"; empty: none.
+// Answers like ParseStart.
 bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error);
 
 // The state of a block of a signal.

@@ -87,17 +87,16 @@ Generator::Generator(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
 bool Generator::OnSettingsChanged(TCString& error) {
     std::string reason;
     const double samples = std::round(ParamDbl("duration") * ParamDbl("rate"));
-    if (!tc::ParseStart(std::string(ParamStr("start")), start, reason) ||
-        !tc::ParseUnit(std::string(ParamStr("unit")), metadata.GetUnit(), reason)) {
-        error = reason.c_str();
-        return false;
-    }
+    tc::ParseStart(std::string(ParamStr("start")), start, reason);
+    tc::ParseUnit(std::string(ParamStr("unit")), metadata.GetUnit(), reason);
     if (samples < 1.0 || samples > MOST_SAMPLES) {
-        error =
+        const TCString text =
             TCString::FormatS("duration: %g s at %g samples per second are %g samples; allowed are 1 to %.0f",
                               ParamDbl("duration"), ParamDbl("rate"), samples, MOST_SAMPLES);
-        return false;
+        tc::AddReason(reason, std::string(text));
     }
+    error = reason.c_str();
+    if (!reason.empty()) return false;
     total = static_cast<std::int64_t>(samples);
     return true;
 }

@@ -50,11 +50,11 @@ bool SoundFile::OnSettingsChanged(TCString& error) {
     SoundReader probe;
     TCSI_Unit unit;
     double newStart = 0.0;
-    if (!Open(probe, reason) || !tc::ParseStart(std::string(ParamStr("start")), newStart, reason) ||
-        !tc::ParseUnit(std::string(ParamStr("unit")), unit, reason)) {
-        error = reason.c_str();
-        return false;
-    }
+    if (!Open(probe, reason)) reason = "file: " + reason;
+    tc::ParseStart(std::string(ParamStr("start")), newStart, reason);
+    tc::ParseUnit(std::string(ParamStr("unit")), unit, reason);
+    error = reason.c_str();
+    if (!reason.empty()) return false;
     const std::int64_t newBlockSize = ParamInt("block");
     if (newBlockSize * probe.Channels() > MOST_BLOCK_VALUES) {
         error = TCString::FormatS(

@@ -108,10 +108,10 @@ std::string Log(SNDFILE* file) {
 std::string WhyNotReadable(const std::string& path) {
     std::error_code ignored;
     const std::filesystem::file_status status = std::filesystem::status(path, ignored);
-    if (!std::filesystem::exists(status)) return "does not exist";
-    if (std::filesystem::is_directory(status)) return "is a folder, not a sound file";
+    if (!std::filesystem::exists(status)) return "does not exist; check the path";
+    if (std::filesystem::is_directory(status)) return "is a folder; name a file in it";
     if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, ignored) == 0) {
-        return "is empty";
+        return "is empty; copy or record it again";
     }
     return {};
 }
@@ -146,10 +146,12 @@ bool SoundReader::Open(const std::string& path, std::string& error) {
     std::string reason = WhyNotReadable(path);
     if (reason.empty()) {
         opened->file.reset(sf_open(path.c_str(), SFM_READ, &opened->info));
-        if (opened->file == nullptr) reason = std::string("is no sound file: ") + sf_strerror(nullptr);
+        if (opened->file == nullptr)
+            reason = std::string("is no sound file; WAV, FLAC, Ogg, AIFF and the like can be read (") +
+                     sf_strerror(nullptr) + ")";
     }
     if (reason.empty() && (opened->info.frames <= 0 || opened->info.samplerate <= 0))
-        reason = "holds no samples";
+        reason = "holds no samples; copy or record it again";
     if (!reason.empty()) {
         error = path + " " + reason;
         return false;
@@ -214,8 +216,8 @@ std::string SoundReader::Shortage() const {
         return state->path + " breaks off: it has no end mark and holds " + held + " samples" + reason;
     }
     if (Frames() >= 0 && state->done < state->promised) {
-        return state->path + " promises " + std::to_string(state->promised) + " samples, holds " + held +
-               reason;
+        return state->path + " breaks off: it promises " + std::to_string(state->promised) +
+               " samples and holds " + held + reason;
     }
     return decoder.empty() ? "" : state->path + " cannot be read beyond sample " + held + reason;
 }

@@ -108,7 +108,7 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
     }
     const TCString newValue(value);
     if (!parameters[index].Allows(newValue)) {
-        error.Format("parameter '%s': '%s' is not allowed; %s", parameters[index].name,
+        error.Format("parameter '%s': '%s' is not allowed; allowed is %s", parameters[index].name,
                      static_cast<const char*>(newValue),
                      static_cast<const char*>(parameters[index].DescribeAllowed()));
         return false;
@@ -120,7 +120,7 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
 bool TCBaseModuleEx::ApplySettings(TCString& error) {
     for (std::size_t i = 0; i < parameters.size(); ++i) {
         if (ValueText(static_cast<int>(i)) != nullptr) continue;
-        error.Format("parameter '%s' must be given; %s", parameters[i].name,
+        error.Format("parameter '%s' must be given; allowed is %s", parameters[i].name,
                      static_cast<const char*>(parameters[i].DescribeAllowed()));
         return false;
     }

@@ -42,9 +42,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // 29: the user wants the run to end: a source ends its signals with its next block. Overrides call the
     // base's. [run]
     virtual void Interrupt();
-    // 30: called by ApplySettings: a module whose ports depend on the settings declares them anew. False with
-    // `error` when the values do not fit together (a file that is not there, say); nothing else may have
-    // changed then, for the values may be taken back. [control]
+    // 30: called by ApplySettings: a module whose ports depend on the settings declares them anew. False when
+    // the values do not fit together (a file that is not there, say); nothing else may have changed then, for
+    // the values may be taken back. `error` then has a line for each mistake, which begins with the
+    // parameter's name and a colon when it is about one. [control]
     virtual bool OnSettingsChanged(TCString& error);
     // 31: why the last operation that answered a negative code failed; empty when the port helper's error
     // record says it. Valid until the next failure. [any]

@@ -111,7 +111,7 @@ TEST_F(Program, FailedAndStalledRunsExitWithOne) {
     const Answer failed = RunGraph(GOOD, "--set p.fail_at=2");
     EXPECT_EQ(failed.code, 1);
     EXPECT_THAT(failed.out, HasSubstr("failed: test.graph, "));
-    EXPECT_THAT(failed.out, HasSubstr("p (Test pass) failed while running (code -7): the wire is broken"));
+    EXPECT_THAT(failed.out, HasSubstr("p (Test pass) failed while running: the wire is broken"));
     const Answer stalled = RunGraph(GOOD, "--set p.hoard_from=2 --report json");
     EXPECT_EQ(stalled.code, 1);
     EXPECT_EQ(nlohmann::json::parse(stalled.out)["verdict"], "stalled");
@@ -136,7 +136,7 @@ TEST_F(Program, CheckTellsEveryMistakeAtItsPlace) {
     for (const char* told :
          {"bad.graph:2: there is no module 'TestSorce'; did you mean 'TestSource'?",
           "bad.graph:3: the instance 'b' does not say which module",
-          "bad.graph:6: c: parameter 'blocks': 'many' is not allowed; an integer from 0 to",
+          "bad.graph:6: c: parameter 'blocks': 'many' is not allowed; allowed is an integer from 0 to",
           "bad.graph:7: c: unknown parameter 'block'; did you mean 'blocks'",
           "bad.graph:10: the input 'e.Signal' must be wired", "bad.graph:18: nothing is wired to 'i'",
           "bad.graph:26: the instance 'd' is there already, in line 8",
@@ -185,6 +185,7 @@ TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
         {"run", "GRAPH is required"},
         {"", "Usage: sigweave"},
         {"run nolines.graph --report xml", "xml"},
+        {"modul", "there is no command 'modul'; did you mean 'modules'?"},
         {"modules TestSorce", "did you mean 'TestSource'?"}};
     for (const auto& [arguments, told] : rows) {
         const Answer answer = Run(arguments);
@@ -209,15 +210,17 @@ TEST_F(Program, ListsModulesAndShowsOne) {
 
 TEST_F(Program, BrokenLibrariesAreToldAndLeaveTheOthersAlone) {
     Write("text.so", "not a library\n");
+    for (const auto& library : fs::directory_iterator(TEST_LIBRARIES "/good"))
+        Write("cut.so", ReadAll(library.path()).substr(0, 5000));
     const std::string path = TEST_LIBRARIES "/good:" TEST_LIBRARIES "/broken:.:missing";
     Write("test.graph", "[a]\nmodule=TestSource\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
     const Answer good = Run("run test.graph", path);
     EXPECT_EQ(good.code, 0) << "the graph needs none of the broken ones";
-    for (const char* told :
-         {"text.so: cannot be loaded (", "NoEntryPoints.so: does not export TCModuleLibrary_GetCount",
-          "NewerVersion.so: needs interface version 900, and this program provides 800",
-          "UnresolvedSymbol.so: cannot be loaded (undefined symbol: NowhereDefined)",
-          "missing: the module path names this folder"})
+    for (const char* told : {"text.so: cannot be loaded (", "cut.so: cannot be loaded (file too short)",
+                             "NoEntryPoints.so: does not export TCModuleLibrary_GetCount",
+                             "NewerVersion.so: needs interface version 900, and this program provides 800",
+                             "UnresolvedSymbol.so: cannot be loaded (undefined symbol: NowhereDefined)",
+                             "missing: the module path names this folder"})
         EXPECT_THAT(good.err, HasSubstr(told));
     EXPECT_THAT(good.err,
                 testing::ContainsRegex(
@@ -239,6 +242,19 @@ TEST_F(Program, InputFilesAreRelativeToTheGraphUnlessGivenAsArgument) {
     EXPECT_THAT(Run("run sub/test.graph").out, HasSubstr("a         sub/x.wav"));
     EXPECT_THAT(Run("run sub/test.graph --set a.file=y.wav").out,
                 AllOf(HasSubstr("a         y.wav"), Not(HasSubstr("sub/y"))));
+    const Answer clash = Run("check sub/test.graph --set s.log=sub/../sub/x.wav");
+    EXPECT_EQ(clash.code, 2);
+    EXPECT_THAT(clash.err,
+                HasSubstr("--set s.log=sub/../sub/x.wav: s writes 'sub/../sub/x.wav', which a reads too"));
+}
+
+TEST_F(Program, WhatDoesNotFitTogetherIsToldWhereItWasSet) {
+    Write("test.graph",
+          "[a]\nmodule=TestSource\nblocks=3\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
+    EXPECT_THAT(Run("check test.graph --set a.size=999").err,
+                AllOf(HasSubstr("--set a.size=999: a: size: 999 is odd\n"),
+                      HasSubstr("test.graph:3: a: blocks: too many\n"),
+                      HasSubstr("test.graph:1: a: nobody likes it\n")));
 }
 
 }  // namespace

@@ -118,7 +118,7 @@ TEST(Runner, TellsWhichModuleFailedAndWhy) {
     bench.Wire("source", "pass");
     const RunReport report = bench.Run();
     EXPECT_EQ(report.verdict, Verdict::Failed);
-    EXPECT_EQ(report.explanation, "pass (Test pass) failed while running (code -7): the wire is broken");
+    EXPECT_EQ(report.explanation, "pass (Test pass) failed while running: the wire is broken");
     EXPECT_EQ(report.modules[0].blocksOut, 5);
     EXPECT_EQ(ResultOf(report, "made"), 5.0);  // Done was called nevertheless
 }

@@ -27,7 +27,9 @@ class TestSource final : public TCBaseModuleEx {
     const char* GetDescription() const override { return "Makes blocks"; }
     const char* GetBaseName() const override { return "Test source"; }
 
-    bool OnSettingsChanged(TCString&) override {
+    bool OnSettingsChanged(TCString& error) override {
+        if (ParamInt("size") == 999) error = "size: 999 is odd\nblocks: too many\nnobody likes it";
+        if (!error.IsEmpty()) return false;
         portHelper->ClearPorts(true);
         portHelper->SetPort(OUTPUT, 0, "Signal", ParamStr("kind"), ParamStr("meaning"), true);
         return true;
@@ -100,7 +102,9 @@ class TestJoin final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "TestJoin";
 
-    explicit TestJoin(int instance) : TCBaseModuleEx(instance, {}) {
+    static constexpr TCModuleParameter PARAMETERS[] = {{"log", TCModuleParameter::OUTPUT_FILE, ""}};
+
+    explicit TestJoin(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
         UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
     }
     const char* GetModuleId() const override { return ID; }

@@ -41,11 +41,11 @@ TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
         const char* value;
         const char* error;
     } rows[] = {
-        {"block", "0", "parameter 'block': '0' is not allowed; an integer from 1 to 1048576"},
-        {"rate", "nan", "parameter 'rate': 'nan' is not allowed; a number of at least 0 (in Hz)"},
-        {"window", "Hann", "parameter 'window': 'Hann' is not allowed; one of hann, hamming, flat"},
-        {"loop", "1", "parameter 'loop': '1' is not allowed; yes or no"},
-        {"file", "", "parameter 'file': '' is not allowed; a file name"},
+        {"block", "0", "parameter 'block': '0' is not allowed; allowed is an integer from 1 to 1048576"},
+        {"rate", "nan", "parameter 'rate': 'nan' is not allowed; allowed is a number of at least 0 (in Hz)"},
+        {"window", "Hann", "parameter 'window': 'Hann' is not allowed; allowed is one of hann, hamming, flat"},
+        {"loop", "1", "parameter 'loop': '1' is not allowed; allowed is yes or no"},
+        {"file", "", "parameter 'file': '' is not allowed; allowed is a file name"},
         {"blok", "1", "unknown parameter 'blok'; did you mean 'block'?"},
         {"zzz", "1", "unknown parameter 'zzz'; known are block, rate, title, window, loop, file"},
     };
@@ -77,7 +77,7 @@ TEST(TCBaseModuleEx, SettingsThatFailLeaveTheOldOnes) {
         const char* text;
         const char* error;
     } rows[] = {
-        {"block=8", "parameter 'file' must be given; a file name"},
+        {"block=8", "parameter 'file' must be given; allowed is a file name"},
         {"file=x\nblock=8\nblock=9", "parameter 'block' is given twice"},
         {"file=missing.wav", "there is no file 'missing.wav'"},
         {"file=\"x", "settings: Ending quotation mark is missing at parameter file"},

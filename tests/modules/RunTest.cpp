@@ -97,7 +97,7 @@ TEST(Run, MeasuresWhatThereIsOfAFileThatBreaksOff) {
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.verdict, "failed");
     EXPECT_EQ(run.results["samples"], 67545.0);
-    EXPECT_NE(run.messages.find("promises 68545 samples, holds 67545"), std::string::npos) << run.messages;
+    EXPECT_NE(run.messages.find("promises 68545 samples and holds 67545"), std::string::npos) << run.messages;
 }
 
 TEST(Run, LoadsTheExampleModule) {

@@ -167,7 +167,8 @@ TEST(SoundFile, DeliversAFileThatBreaksOffAndThenFails) {
             ASSERT_EQ(samples[i], values[i] / 65536) << name << i;
         EXPECT_EQ(player.Blocks(0).back().GetState(), STOP) << name;
         const std::string held = std::to_string(samples.size());
-        EXPECT_THAT(player.Error(), HasSubstr(path + " promises 20000 samples, holds " + held));
+        EXPECT_THAT(player.Error(),
+                    HasSubstr(path + " breaks off: it promises 20000 samples and holds " + held));
     }
 }
 
