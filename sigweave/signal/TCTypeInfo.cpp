@@ -7,6 +7,7 @@
 
 #include "sigweave/persistence/TCSerializeHelper.h"
 #include "sigweave/platform/Archive.h"
+#include "sigweave/platform/NumberText.h"
 #include "sigweave/signal/TCSI_Convert.h"
 
 namespace {
@@ -43,13 +44,10 @@ void ReadLine(CArchive& archive, char (&line)[LINE_LENGTH + 1]) {
 
 double ReadNumber(CArchive& archive) {
     char line[LINE_LENGTH + 1];
+    char* end;
     ReadLine(archive, line);
-    std::string_view text(line);
-    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
-    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
-    double value = 0.0;
-    if (std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc::invalid_argument)
-        throw CArchiveException(CArchiveException::endOfFile);
+    const double value = tc::ReadDouble(line, &end);
+    if (end == line) throw CArchiveException(CArchiveException::endOfFile);
     return value;
 }
 
