@@ -15,6 +15,7 @@ using Token = TCSerializeOldStream;
 
 constexpr char OPENING[] = "BUS ";
 constexpr int DOUBLE_SIZE = 10;
+constexpr int MOST_DECIMALS = 400;
 constexpr int TEXT_SIZE = 5;  // of an empty one, without its blank
 
 bool PutBlock(TCString& out, const Block& block, int level);
@@ -226,7 +227,8 @@ TCString TCIOStream::ConvertToString(int block, int segment, bool decimalComma, 
                                      int decimals) const {
     const DataSegment* found = PeekSegment(block, segment, UNDEF);
     if (found == nullptr) return TCString();
-    const NumberStyle style{decimalComma, format, decimals < 0 ? std::max(digits, 0) : decimals};
+    const NumberStyle style{decimalComma, format,
+                            std::clamp(decimals < 0 ? digits : decimals, 0, MOST_DECIMALS)};
     return tc::Guarded(
         [&] {
             const std::string text = SegmentText(*found, style);

@@ -75,7 +75,6 @@ void ExpectSame(TCIOStream& input) {
 TEST(StreamForms, PackedFrameThereAndBack) {
     PackedBlock block;
     const std::string frame = block.Frame();
-    EXPECT_EQ(block.from.Input().GetBlockCnt(nullptr), 0);
     EXPECT_EQ(block.from.Input().SerializeBlock(nullptr), 0);
     StreamLines to;
     EXPECT_EQ(Unpack(to, frame), 1);
@@ -181,6 +180,7 @@ TEST(StreamForms, ReadableText) {
         EXPECT_EQ(input.ConvertToString(0, row.segment, row.comma, FORMAT_FIXED, 2), row.text);
     EXPECT_EQ(input.ConvertToString(0, 1, false, FORMAT_FIXED, 2).GetLength(), 4);
     EXPECT_EQ(input.ConvertToString(0, 3, false, FORMAT_FIXED, -1).Left(5), "1.000");
+    EXPECT_EQ(input.ConvertToString(0, 3, false, FORMAT_FIXED, INT_MAX).Left(3), "1.0");
 }
 
 }  // namespace
