@@ -12,13 +12,13 @@ bool SameText(const char* a, const char* b) {
     return *a == *b && (*a == '\0' || std::strcmp(a, b) == 0);
 }
 
-// The port index in front of a bus name, -1 when it does not begin with a digit.
+// The port index in front of a bus name, -1 when it does not begin with a digit or has too many.
 int LeadingIndex(const char* name) {
     constexpr int MOST_DIGITS = 9;
     int index = *name >= '0' && *name <= '9' ? 0 : -1;
     for (int i = 0; i < MOST_DIGITS && *name >= '0' && *name <= '9'; ++i)
         index = index * 10 + (*name++ - '0');
-    return index;
+    return *name >= '0' && *name <= '9' ? -1 : index;
 }
 
 // Compares many names with one. Most other channels are told apart by their index alone.

@@ -5,13 +5,6 @@
 #include "sigweave/foundation/TCList.h"
 #include "sigweave/signal/TCIOStream.h"
 
-// The queue of an input: the waiting blocks, not owned, and the writer that feeds them.
-class TCIOStream::Fan {
- public:
-    TCList<Block*> blocks;
-    TCIOStream* owner = nullptr;
-};
-
 inline TCIOStream::DataSegment* TCIOStream::Block::At(int index) const {
     if (index < 0 || index >= writtenCount) return nullptr;
     if (writtenCount == segments.GetSize()) return segments[index];
@@ -25,14 +18,13 @@ inline void TCIOStream::Release(Block* block) {
 }
 
 inline TCIOStream::Block* TCIOStream::QueuedBlock(int index) const {
-    const bool there = queue != nullptr && index >= 0 && index < queue->blocks.GetCount();
-    return there ? queue->blocks[index] : nullptr;
+    return index >= 0 && index < queue.GetCount() ? queue[index] : nullptr;
 }
 
 // Takes the next block without lowering its count; null when there is none.
 inline TCIOStream::Block* TCIOStream::TakeBlock() {
-    if (queue == nullptr) return nullptr;
-    return actualBlock = queue->blocks.IsEmpty() ? nullptr : queue->blocks.RemoveHead();
+    if (!isInput) return nullptr;
+    return actualBlock = queue.IsEmpty() ? nullptr : queue.RemoveHead();
 }
 
 namespace tc {

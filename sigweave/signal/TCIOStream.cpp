@@ -17,19 +17,18 @@ TCIOStream::~TCIOStream() {
 }
 
 TCIOStream* TCIOStream::SetInputStream(int precision) {
-    if (queue == nullptr) queue = new (std::nothrow) Fan;
+    isInput = true;
     digits = precision;
     return this;
 }
 
 int TCIOStream::AddOutputStream(TCIOStream* receiver) {
-    if (receiver == nullptr || receiver->queue == nullptr) return GetFanCnt();
-    if (tc::Guarded([&] { return fan.Add(receiver) >= 0; }, false)) receiver->queue->owner = this;
+    if (receiver != nullptr && receiver->isInput) tc::Guarded([&] { return fan.Add(receiver) >= 0; }, false);
     return GetFanCnt();
 }
 
 TCIOStream* TCIOStream::GetFan(int index) {
-    if (queue != nullptr && index == 0) return this;
+    if (isInput && index == 0) return this;
     return index >= 0 && index < fan.GetSize() ? fan[index] : nullptr;
 }
 
@@ -39,9 +38,9 @@ int TCIOStream::GetErrFan() const {
 
 bool TCIOStream::VerifyType(DATATYPE type, int dims) {
     for (int i = 0; i < fan.GetSize(); ++i) {
-        const Fan* receiver = fan[i]->queue;
-        if (receiver == nullptr || receiver->blocks.IsEmpty()) continue;
-        const DataSegment* last = receiver->blocks[receiver->blocks.GetCount() - 1]->At(0);
+        const TCList<Block*>& waiting = fan[i]->queue;
+        if (waiting.IsEmpty()) continue;
+        const DataSegment* last = waiting[waiting.GetCount() - 1]->At(0);
         if (last == nullptr || (last->type == type && last->dimensionCount == dims)) continue;
         SetErrFan(i);
         return false;
@@ -52,7 +51,8 @@ bool TCIOStream::VerifyType(DATATYPE type, int dims) {
 // Blocks that wait in other queues go as well, and those queues are not told: they may be gone already.
 void TCIOStream::DeleteStreams() {
     fan.RemoveAll(true);
-    delete std::exchange(queue, nullptr);
+    queue.RemoveAll();
+    isInput = false;
     for (Block* block : allBlocks) delete block;
     allBlocks.RemoveAll(true);
     freeList.RemoveAll();

@@ -17,10 +17,10 @@
 //   input    owns one queue of waiting blocks (`SetInputStream`), takes them off one at a time and reads them
 //
 // A block is a `TCTypeInfo` and an ordered set of named, typed segments. A reader's block stays readable
-// until that reader's next take. A block goes back to the writer that allocated it, whichever queue holds it
-// last, so memory stays flat when blocks are shared (`CopyBlockRefs`, `ForwardBlock`). A writer must outlive
-// the reading of its blocks; streams may be deleted in any order, for a queue that is dropped does not touch
-// the blocks in it.
+// until that reader's next take. A block goes back to the writer that allocated it (the block knows it, the
+// queue does not), whichever queue holds it last, so memory stays flat when blocks are shared
+// (`CopyBlockRefs`, `ForwardBlock`). A writer must outlive the reading of its blocks; streams may be deleted
+// in any order, for a queue that is dropped does not touch the blocks in it.
 //
 // A steady flow of equally shaped blocks allocates nothing after the first few. Streams, blocks and their
 // reference counts take no lock: all of them belong to the one thread that runs the graph.
@@ -36,7 +36,6 @@ class TC_API TCIOStream {
 
     class Block;
     class DataSegment;
-    class Fan;
 
     TCIOStream() = default;
     ~TCIOStream();
@@ -52,7 +51,7 @@ class TC_API TCIOStream {
     // receiver that is added twice gets every block twice.
     int AddOutputStream(TCIOStream* receiver);
     // 1 for an input, else the number of receivers.
-    int GetFanCnt() const { return queue != nullptr ? 1 : fan.GetSize(); }
+    int GetFanCnt() const { return isInput ? 1 : fan.GetSize(); }
     TCIOStream* GetFan(int index);
     // The receiver that refused the last block, or -1; reading it resets it.
     int GetErrFan() const;
@@ -166,8 +165,9 @@ class TC_API TCIOStream {
     // Writes a copy of a waiting block, which stays where it is; with `ti` the copy gets that metadata.
     int MoveBlock(TCIOStream& source, int index, const TCTypeInfo* ti, bool fix);
     // Takes the source's next block and hands the same block, not a copy, to every receiver. Nothing of it
-    // can be changed on the way. 1 when done; 0 when nothing waits or there is no receiver; -4 on a state
-    // conflict (the block then stays with the source).
+    // can be changed on the way; where `SetTI` with `fix` has to change its state later, this writer's
+    // receivers get a copy of their own, and other queues keep what they have. 1 when done; 0 when nothing
+    // waits or there is no receiver; -4 on a state conflict (the block then stays with the source).
     int ForwardBlock(TCIOStream& source);
     // Adds every waiting block of the source to this input's queue; the blocks are shared. Answers the new
     // length.
@@ -219,8 +219,8 @@ class TC_API TCIOStream {
     int DeSerializeForOldStream(const char*& text, const char* end);
     // The values of one segment of a waiting block, to be read by people: separated by a blank, each row of a
     // matrix on a line of its own (line feed); strings as they are, a nested block's segments in braces, the
-    // address of a pointer. Doubles are written by `ftoa`; negative `decimals` mean `precision()`. Empty when
-    // there is no such segment.
+    // address of a pointer. Doubles are written by `ftoa`; negative `decimals` mean `precision()`, more than
+    // 400 are cut. Empty when there is no such segment.
     TCString ConvertToString(int block, int segment, bool decimalComma, StringFormat format,
                              int decimals) const;
 
@@ -229,7 +229,7 @@ class TC_API TCIOStream {
     static int StringToDataType(const char* text);
 
  private:
-    bool CanWrite() const { return queue == nullptr && !fan.IsEmpty(); }
+    bool CanWrite() const { return !isInput && !fan.IsEmpty(); }
     int ReserveBlock(bool clearTypeInfo);
     Block* TakeFreeBlock();
     void AddBlockToFreeList(Block* block);
@@ -254,15 +254,18 @@ class TC_API TCIOStream {
     int DispatchFilled(Block* block, bool filled);
     bool Dispatch(Block* block);
     int CheckBlockState(TCTypeInfo* ti, bool fix);
-    bool JoinsQueue(const Fan& receiver, TCTypeInfo* ti, bool fix);
+    bool JoinsQueue(TCList<Block*>& waiting, TCTypeInfo* ti, bool fix);
+    TCTypeInfo* OwnTypeInfo(TCList<Block*>& waiting, int index);
     static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
     void SetErrFan(int index) const { errorFan = index; }
 
-    TCArray<Block*> allBlocks;
-    TCList<Block*> freeList;
-    Fan* queue = nullptr;
-    TCArray<TCIOStream*> fan;
+    // What a hand-off touches lies together.
+    TCList<Block*> queue;  // of an input
     Block* actualBlock = nullptr;
+    bool isInput = false;
+    TCArray<TCIOStream*> fan;
+    TCList<Block*> freeList;
+    TCArray<Block*> allBlocks;
     std::int32_t digits = 3;
     mutable std::int32_t errorFan = -1;
 };

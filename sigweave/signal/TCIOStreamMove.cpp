@@ -54,15 +54,15 @@ bool TCIOStream::Dispatch(Block* block) {
     const bool done = tc::Guarded(
         [&] {
             for (; next < count; ++next)
-                if (Fan* receiver = receivers[next]->queue) {
-                    receiver->blocks.AddTail(block);
+                if (receivers[next]->isInput) {
+                    receivers[next]->queue.AddTail(block);
                     ++handed;
                 }
             return true;
         },
         false);
     while (!done && next-- > 0)
-        if (Fan* receiver = fan[next]->queue) receiver->blocks.RemoveTail();
+        if (fan[next]->isInput) fan[next]->queue.RemoveTail();
     if (!done) return false;
     block->referenceCount += handed;
     if (block->referenceCount == 0) block->home->AddBlockToFreeList(block);
@@ -74,33 +74,49 @@ int TCIOStream::CheckBlockState(TCTypeInfo* ti, bool fix) {
     if (ti == nullptr) return 0;
     if (fix) Repair(*ti);
     for (int i = 0; i < fan.GetSize(); ++i) {
-        if (fan[i]->queue == nullptr || JoinsQueue(*fan[i]->queue, ti, fix)) continue;
+        if (JoinsQueue(fan[i]->queue, ti, fix)) continue;
         SetErrFan(i);
         return tc::STATE_CONFLICT;
     }
     return 0;
 }
 
-bool TCIOStream::JoinsQueue(const Fan& receiver, TCTypeInfo* ti, bool fix) {
-    int last = receiver.blocks.GetCount() - 1;
-    while (last >= 0 && !receiver.blocks[last]->typeInfoValid) --last;
+bool TCIOStream::JoinsQueue(TCList<Block*>& waiting, TCTypeInfo* ti, bool fix) {
+    int last = waiting.GetCount() - 1;
+    while (last >= 0 && !waiting[last]->typeInfoValid) --last;
     if (last < 0) return true;
-    TCTypeInfo* end = receiver.blocks[last]->typeInfo;
-    if (Ends(end->GetState())) {
+    if (Ends(waiting[last]->typeInfo->GetState())) {
         if (!fix) return false;
-        ChangeFlags(end, -1, 0);
+        ChangeFlags(OwnTypeInfo(waiting, last), -1, 0);
         ChangeFlags(ti, 0, 1);
         return true;
     }
     if (!Begins(ti->GetState())) return true;
     int first = 0;
-    while (!receiver.blocks[first]->typeInfoValid) ++first;
-    TCTypeInfo* start = receiver.blocks[first]->typeInfo;
-    if (!IsOpen(start->GetState())) return true;
+    while (!waiting[first]->typeInfoValid) ++first;
+    const TCBLOCKSTATUS start = waiting[first]->typeInfo->GetState();
+    if (!IsOpen(start)) return true;
     if (!fix) return false;
     ChangeFlags(ti, 0, -1);
-    ChangeFlags(start, 1, -1);
+    if (start != START) ChangeFlags(OwnTypeInfo(waiting, first), 1, -1);
     return true;
+}
+
+// The metadata of a waiting block, to be changed. A block of another writer may wait in queues that are none
+// of this writer's, so a copy takes its place here; without memory for one the block itself is changed.
+TCTypeInfo* TCIOStream::OwnTypeInfo(TCList<Block*>& waiting, int index) {
+    Block*& block = waiting[index];
+    if (block->home == this || block->referenceCount == 1) return block->typeInfo;
+    Block* copy = TakeFreeBlock();
+    if (copy == nullptr) return block->typeInfo;
+    copy->Reset(true);
+    if (!copy->CopyFrom(*block)) {
+        AddBlockToFreeList(copy);
+        return block->typeInfo;
+    }
+    copy->referenceCount = 1;
+    Release(std::exchange(block, copy));
+    return copy->typeInfo;
 }
 
 void TCIOStream::ChangeFlags(TCTypeInfo* ti, int begins, int ends) {
@@ -111,7 +127,7 @@ void TCIOStream::ChangeFlags(TCTypeInfo* ti, int begins, int ends) {
 }
 
 int TCIOStream::PeekBlock(int index) {
-    if (queue == nullptr) return 0;
+    if (!isInput) return 0;
     actualBlock = QueuedBlock(index);
     return actualBlock != nullptr ? 1 : 0;
 }
@@ -160,27 +176,27 @@ int TCIOStream::ForwardBlock(TCIOStream& source) {
 }
 
 int TCIOStream::CopyBlockRefs(const TCIOStream& source) {
-    if (queue == nullptr || source.queue == nullptr) return 0;
-    const int count = source.queue->blocks.GetCount();  // beforehand: the source may be this stream
+    if (!isInput || !source.isInput) return 0;
+    const int count = source.queue.GetCount();  // beforehand: the source may be this stream
     tc::Guarded(
         [&] {
             for (int i = 0; i < count; ++i) {
-                Block* block = source.queue->blocks[i];
-                queue->blocks.AddTail(block);
+                Block* block = source.queue[i];
+                queue.AddTail(block);
                 ++block->referenceCount;
             }
             return true;
         },
         false);
-    return queue->blocks.GetCount();
+    return queue.GetCount();
 }
 
 int TCIOStream::ExchangeBinary(Block** held, bool take) {
     if (held == nullptr) return 0;
-    if (take && (queue == nullptr || queue->blocks.IsEmpty())) return 0;
+    if (take && queue.IsEmpty()) return 0;
     Block* taken = nullptr;
     if (take) {
-        taken = queue->blocks.RemoveHead();
+        taken = queue.RemoveHead();
         actualBlock = nullptr;
     }
     if (Block* before = std::exchange(*held, taken)) Release(before);
@@ -188,9 +204,9 @@ int TCIOStream::ExchangeBinary(Block** held, bool take) {
 }
 
 int TCIOStream::RemoveContents(bool all) {
-    if (queue == nullptr || queue->blocks.IsEmpty()) return 0;
-    const int removed = all ? queue->blocks.GetCount() : 1;
+    if (queue.IsEmpty()) return 0;
+    const int removed = all ? queue.GetCount() : 1;
     for (int i = 1; i < removed; ++i) RemoveBlock();
-    actualBlock = queue->blocks.RemoveHead();
+    actualBlock = queue.RemoveHead();
     return --actualBlock->referenceCount == 0 ? GiveBack(actualBlock, removed) : removed;
 }

@@ -83,13 +83,13 @@ int ReadBlocks(const Segment* segment, TCArray<TCIOStream::Block*>& blocks) {
         tc::NOT_WRITTEN);
 }
 
-// Hands out the address and the shape of the elements; the result is their number, or `otherwise`.
-template <typename Value, typename Address>
-int HandOut(const Segment* segment, Address& data, int* rows, int* cols, int otherwise) {
-    const Value* elements =
-        segment != nullptr ? Elements(*segment, static_cast<const Value*>(nullptr)) : nullptr;
-    if (elements == nullptr) return otherwise;
-    data = const_cast<Address>(elements);
+// Hands out the address and the shape of the elements; the result is their number, or `otherwise`. Without
+// elements the address may be null.
+template <typename Address>
+int HandOut(const Segment* segment, TCIOStream::DATATYPE type, Address& data, int* rows, int* cols,
+            int otherwise) {
+    if (segment == nullptr || segment->GetType() != type) return otherwise;
+    data = static_cast<Address>(const_cast<void*>(segment->GetData()));
     int shownRows, shownCols;
     segment->GetShape(shownRows, shownCols);
     if (rows != nullptr) *rows = shownRows;
@@ -218,13 +218,13 @@ int TCIOStream::ReadStr(CString& value) {
 
 int TCIOStream::ReadIntMat(int** data, int& rows, int& cols) {
     return TakeWhole([&](const DataSegment* segment) {
-        return data != nullptr ? HandOut<int>(segment, *data, &rows, &cols, 0) : 0;
+        return data != nullptr ? HandOut(segment, INT, *data, &rows, &cols, 0) : 0;
     });
 }
 
 int TCIOStream::ReadDblMat(double** data, int& rows, int& cols) {
     return TakeWhole([&](const DataSegment* segment) {
-        return data != nullptr ? HandOut<double>(segment, *data, &rows, &cols, 0) : 0;
+        return data != nullptr ? HandOut(segment, DOUBLE, *data, &rows, &cols, 0) : 0;
     });
 }
 
@@ -242,15 +242,15 @@ const TCTypeInfo* TCIOStream::GetTI() const {
 }
 
 int TCIOStream::PeekIntData(int block, const int*& data, int* rows, int* cols) const {
-    return HandOut<int>(PeekSegment(block, 0, UNDEF), data, rows, cols, -1);
+    return HandOut(PeekSegment(block, 0, INT), INT, data, rows, cols, -1);
 }
 
 int TCIOStream::PeekDblData(int block, const double*& data, int* rows, int* cols) const {
-    return HandOut<double>(PeekSegment(block, 0, UNDEF), data, rows, cols, -1);
+    return HandOut(PeekSegment(block, 0, DOUBLE), DOUBLE, data, rows, cols, -1);
 }
 
 int TCIOStream::PeekStrData(int block, const TCString*& data) const {
-    return HandOut<TCString>(PeekSegment(block, 0, UNDEF), data, nullptr, nullptr, -1);
+    return HandOut(PeekSegment(block, 0, STRING), STRING, data, nullptr, nullptr, -1);
 }
 
 const TCTypeInfo* TCIOStream::PeekTI() const {
@@ -263,8 +263,8 @@ TCBLOCKSTATUS TCIOStream::PeekStatus(bool combine) const {
     if (first == nullptr) return INVALID;
     if (!combine) return first->GetState();
     TCBLOCKSTATUS folded = INVALID;
-    for (int i = 0; i < queue->blocks.GetCount(); ++i) {
-        const TCTypeInfo* ti = queue->blocks[i]->GetTI();
+    for (int i = 0; i < queue.GetCount(); ++i) {
+        const TCTypeInfo* ti = queue[i]->GetTI();
         const TCBLOCKSTATUS state = ti != nullptr ? ti->GetState() : INVALID;
         if (state == INVALID || state == folded) continue;
         if (folded == INVALID || folded == BUSY)
@@ -276,10 +276,10 @@ TCBLOCKSTATUS TCIOStream::PeekStatus(bool combine) const {
 }
 
 int TCIOStream::GetBlockCnt(int* fanIndex) const {
-    int longest = queue != nullptr ? queue->blocks.GetCount() : 0;
+    int longest = queue.GetCount();
     int index = 0;
-    for (int i = 0; queue == nullptr && i < fan.GetSize(); ++i) {
-        const int count = fan[i]->queue != nullptr ? fan[i]->queue->blocks.GetCount() : 0;
+    for (int i = 0; !isInput && i < fan.GetSize(); ++i) {
+        const int count = fan[i]->queue.GetCount();
         if (count <= longest) continue;
         longest = count;
         index = i;

@@ -14,27 +14,6 @@ int WriteState(TCIOStream& writer, TCBLOCKSTATUS state, bool fix) {
     return result < 0 ? result : WriteInts(writer, {1});
 }
 
-TEST(TCIOStream, WritersWithoutReceiversDoNothing) {
-    TCIOStream writer;
-    TCIOStream noInput;
-    const TCTypeInfo ti;
-    const int one = 1;
-    const double two = 2;
-    EXPECT_EQ(writer.AddOutputStream(&noInput), 0);
-    EXPECT_EQ(writer.AddOutputStream(nullptr), 0);
-    EXPECT_EQ(writer.SetTI(&ti, true), 0);
-    EXPECT_EQ(writer.StartWriteSegments(), 0);
-    EXPECT_EQ(writer.WriteSegment("a", 1), 0);
-    EXPECT_EQ(writer.WriteSegment("a", "text"), 0);
-    EXPECT_EQ(writer.WriteIntVec(&one, 1), 0);
-    EXPECT_EQ(writer.WriteDblMat(&two, 1, 1), 0);
-    EXPECT_EQ(writer.WriteBusSegment("c", TCIOStream::INT, 1, &one, &one, true, nullptr), 0);
-    EXPECT_EQ(writer.DeSerializeBlock("frame", 5), 0);
-    EXPECT_FALSE(writer.EndWriteSegments());
-    EXPECT_EQ(writer.GetErrFan(), -1);
-    EXPECT_EQ(writer.precision(), 3);
-}
-
 TEST(TCIOStream, LastValuesWin) {
     StreamLines lines;
     for (int i = 0; i < 4; ++i) EXPECT_EQ(WriteInts(lines.writer, {1, 2, 3, 4, 5}), 0);
@@ -72,12 +51,6 @@ TEST(TCIOStream, SegmentsByNameAndPosition) {
     EXPECT_EQ(number, 7);
     EXPECT_EQ(input.ReadSegment(2, text), 1);
     EXPECT_EQ(text, std::string("a\0b", 3));
-    EXPECT_EQ(input.SegmentName(1), "n");
-    EXPECT_EQ(input.SegmentName(3), "");
-    EXPECT_EQ(input.SegmentType(-1), TCIOStream::UNDEF);
-    TCArray<TCString> names;
-    EXPECT_EQ(input.AvailableSegments(&names), 3);
-    EXPECT_EQ(names[0], "x");
 }
 
 // Names and storage stay with the block, but only what is written in its current use is there.
@@ -136,7 +109,9 @@ TEST(TCIOStream, MatricesAndPointersAreNotCopied) {
     EXPECT_EQ(lines.Input().ReadPtr(&pointer, &count), 1);
     EXPECT_EQ(pointer, &lines);
     EXPECT_EQ(count, 0);
-    EXPECT_EQ(lines.Input().ReadPtr(&pointer, &count), 0);
+    lines.writer.WriteIntMat(nullptr, 0, 5);
+    EXPECT_EQ(lines.Input().PeekIntData(0, ints, &rows, &cols), 0);
+    EXPECT_EQ(cols, 5);
 }
 
 TEST(TCIOStream, NestedBlocksAreCopiedDeeply) {
@@ -233,7 +208,7 @@ TEST(TCIOStream, StatusOfTheQueue) {
     EXPECT_EQ(lines.Input().PeekStatus(true), INVALID);
 }
 
-TEST(TCIOStream, TypesAndTheirNames) {
+TEST(TCIOStream, WaitingBlocksDecideTheType) {
     StreamLines lines(2);
     EXPECT_TRUE(lines.writer.VerifyType(TCIOStream::DOUBLE, 1));
     WriteInts(lines.writer, {1});
@@ -241,10 +216,6 @@ TEST(TCIOStream, TypesAndTheirNames) {
     EXPECT_TRUE(lines.writer.VerifyType(TCIOStream::INT, 1));
     EXPECT_FALSE(lines.writer.VerifyType(TCIOStream::INT, 2));
     EXPECT_EQ(lines.writer.GetErrFan(), 1);
-    EXPECT_STREQ(TCIOStream::DataTypeToString(TCIOStream::BLOCK), "BLOCK");
-    EXPECT_STREQ(TCIOStream::DataTypeToString(static_cast<TCIOStream::DATATYPE>(6)), "UNKNOWN");
-    EXPECT_EQ(TCIOStream::StringToDataType("double"), 2);
-    EXPECT_EQ(TCIOStream::StringToDataType("FLOAT"), -1);
 }
 
 }  // namespace
