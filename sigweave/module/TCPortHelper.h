@@ -110,8 +110,7 @@ class TC_API TCPortHelper {
     TCPortHelper(const TCPortHelper&) = delete;
     TCPortHelper& operator=(const TCPortHelper&) = delete;
 
-    // --- Declaring ports (from the module's constructor)
-    // ----------------------------------------------------------
+    // --- Declaring ports (from the module's constructor) --------------------------------------------------
 
     // One port of the type token{declarator}; a null or empty declarator means the token's usual one. Answers
     // the index of the new type entry. A port that exists keeps its first type (the entry is then unused).
@@ -148,8 +147,7 @@ class TC_API TCPortHelper {
     // inputs there are now.
     void UseDynPorts(DynPortCallback callback, long user);
 
-    // --- Port types
-    // -------------------------------------------------------------------------------------------------
+    // --- Port types ---------------------------------------------------------------------------------------
 
     TYPE DataType(PORTTYPE kind, unsigned index, unsigned* typeIndex = nullptr) const;
     static TYPE Datatype(int count, const char* typeString);
@@ -176,8 +174,7 @@ class TC_API TCPortHelper {
     // keeps the types of today afterwards. The helper is validated when the answer is 0.
     int ComputeValidationData(CALLED_FROM from, bool store);
 
-    // --- Wiring
-    // -------------------------------------------------------------------------------------------------------
+    // --- Wiring -------------------------------------------------------------------------------------------
 
     void AddLine(PORTTYPE kind, unsigned index);
     void DelLine(PORTTYPE kind, unsigned index);
@@ -193,8 +190,7 @@ class TC_API TCPortHelper {
     // `name`, or with " 2", " 3" ... behind it when another port of that kind has that name already.
     TCString MakePortNameUnique(PORTTYPE kind, unsigned index, const char* name) const;
 
-    // --- External-parameter ports: inputs whose values stand in for settings
-    // ---------------------------------------
+    // --- External-parameter ports: inputs whose values stand in for settings ------------------------------
 
     // Two inputs that may carry external parameters, of which at most one is in use. They are ordinary inputs
     // beside that: a block on the one in use is work for the module whatever the trigger groups say, and a
@@ -208,8 +204,7 @@ class TC_API TCPortHelper {
     bool IsExtWiredOK();
     bool AreObligatoryInputsWired();
 
-    // --- Run
-    // -------------------------------------------------------------------------------------------------------------
+    // --- Run ----------------------------------------------------------------------------------------------
 
     // Clears all buffers. 0, or -3 when an obligatory input is not connected.
     int Init();
@@ -238,8 +233,7 @@ class TC_API TCPortHelper {
     };
     long GetMessageA(unsigned id, long param);
 
-    // --- Streams
-    // ------------------------------------------------------------------------------------------------------
+    // --- Streams ------------------------------------------------------------------------------------------
 
     // The port's own stream, made an input; for the host to feed.
     TCIOStream* SetInputStream(unsigned index, int unused, int precision);
@@ -255,8 +249,7 @@ class TC_API TCPortHelper {
     // with the ports. The host removes the lines before and wires the new ports anew.
     void ClearPorts(bool release);
 
-    // --- Waiting blocks
-    // ------------------------------------------------------------------------------------------------
+    // --- Waiting blocks -----------------------------------------------------------------------------------
 
     // Of the first block that waits; -1 and zeros when none does. A port for single values has one value.
     bool DataAvail(unsigned input, TCBLOCKSTATUS& state, int& blocks, int& values, int& elementSize) const;
@@ -294,8 +287,7 @@ class TC_API TCPortHelper {
     // Drops the next waiting block, or all, unread; answers how many.
     int RemoveContents(unsigned input, bool all);
 
-    // --- Output metadata
-    // ------------------------------------------------------------------------------------------------
+    // --- Output metadata ----------------------------------------------------------------------------------
 
     // The metadata of a block come from four sources, field by field: given for this block (SetTI_... and
     // SetTypeInfo), made automatically, copied from the linked input, or left as they were. What is given
@@ -333,8 +325,7 @@ class TC_API TCPortHelper {
     // Gives the metadata to the block being written, before its values; writing the values does so anyway.
     int WriteTypeInfo(unsigned output);
 
-    // --- Values: writers answer 0, readers 1 when values were read
-    // -----------------------------------------------------
+    // --- Values: writers answer 0, readers 1 when values were read ----------------------------------------
 
     // Each write makes one block of the values, and copies them. A port for single values takes the last one.
     // No values, or no receiver: no block and 0.
@@ -405,8 +396,7 @@ class TC_API TCPortHelper {
     int WritePolymorphicData(unsigned output, unsigned long count, const void* values, int columns);
     int ReadPolymorphicData(unsigned input, unsigned long& count, void* buffer, int* columns);
 
-    // --- Multitype: several named parts in one block
-    // ---------------------------------------------------------------------
+    // --- Multitype: several named parts in one block ------------------------------------------------------
 
     // The parts of one block, each name once (-14 else; the block can go on). Nothing is sent before
     // EndWriteMultitype, which answers -14 when nothing was written, and on a state conflict keeps the block
@@ -430,8 +420,7 @@ class TC_API TCPortHelper {
     int ReadMultitypeBlocks(unsigned input, int segment, TCArray<TCIOStream::Block*>& blocks);
     int ReadMultitypeBlocks(unsigned input, const char* name, TCArray<TCIOStream::Block*>& blocks);
 
-    // --- Bus blocks: several channels, each with its own metadata
-    // ---------------------------------------------------------
+    // --- Bus blocks: several channels, each with its own metadata -----------------------------------------
 
     // Each write adds one block to the channel of that index and name, with that metadata (null: none). A
     // name with a line break ("\r\n") is -14. As
@@ -491,8 +480,7 @@ class TC_API TCPortHelper {
     // next block taken on.
     void EnableMultipleBlocksInBusChannel(unsigned input, bool enable);
 
-    // --- Whole blocks
-    // ---------------------------------------------------------------------------------------------------------
+    // --- Whole blocks -------------------------------------------------------------------------------------
 
     // These carry a block's own metadata, past the rules above.
 
@@ -514,8 +502,7 @@ class TC_API TCPortHelper {
     // Writes the block of a frame, 0 when written; -14 for a damaged frame, -2 for data of another type.
     int DeSerializeBlock(unsigned output, const TCString& frame);
 
-    // --- Errors
-    // ---------------------------------------------------------------------------------------------------------------
+    // --- Errors -------------------------------------------------------------------------------------------
 
     const TCPortError& GetErrorRecord() const;
     void ClearErrorRecord();

@@ -43,7 +43,8 @@ TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
     } rows[] = {
         {"block", "0", "parameter 'block': '0' is not allowed; allowed is an integer from 1 to 1048576"},
         {"rate", "nan", "parameter 'rate': 'nan' is not allowed; allowed is a number of at least 0 (in Hz)"},
-        {"window", "Hann", "parameter 'window': 'Hann' is not allowed; allowed is one of hann, hamming, flat"},
+        {"window", "Hann",
+         "parameter 'window': 'Hann' is not allowed; allowed is one of hann, hamming, flat"},
         {"loop", "1", "parameter 'loop': '1' is not allowed; allowed is yes or no"},
         {"file", "", "parameter 'file': '' is not allowed; allowed is a file name"},
         {"blok", "1", "unknown parameter 'blok'; did you mean 'block'?"},
