@@ -36,7 +36,7 @@ const char* SkipNumber(const char* p) {
     return p;
 }
 
-// What a printf specification without its percent sign prints; UNUSED when it is none.
+// What a printf conversion without its percent sign prints; UNUSED when it is none.
 Kind KindOf(const char* spec) {
     const char* p = SkipNumber(spec + std::strspn(spec, "-+ #0"));
     if (*p == '.') p = SkipNumber(p + 1);

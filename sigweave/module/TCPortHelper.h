@@ -162,10 +162,12 @@ class TC_API TCPortHelper {
     bool ValidatePortType(PORTTYPE kind, unsigned index, const char* typeString, int count);
     void ChangeType(PORTTYPE kind, unsigned index, const char* token, const char* declarator,
                     bool withTypeInfo);
+    // One more item of a multitype entry; other entries, and an index beyond the table, are left as they are.
     void AddMultitype(unsigned typeIndex, const char* token, const char* declarator);
     // Bytes per element.
     int ElemSize(PORTTYPE kind, unsigned index) const;
-    // The index is not checked.
+    // Whether the port's kind is a scalar held in one element ("[1]"); plain SWORD and DOUBLE deliberately
+    // are not.
     bool IsScalarDataType(PORTTYPE kind, unsigned index) const;
     // Keeps the type that the port has now, for `ComputeValidationData` to compare with.
     void StoreValidation(PORTTYPE kind, unsigned index);
