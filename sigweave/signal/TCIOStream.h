@@ -10,6 +10,8 @@
 #include "sigweave/platform/Framework.h"
 #include "sigweave/signal/TCTypeInfo.h"
 
+class TCXML;
+
 // The pipe through which modules hand data to each other. A stream plays one of two roles:
 //
 //   writer   fills one block at a time and dispatches it, by pointer, to the queue of every stream in its
@@ -223,6 +225,16 @@ class TC_API TCIOStream {
     // 400 are cut. Empty when there is no such segment.
     TCString ConvertToString(int block, int segment, bool decimalComma, StringFormat format,
                              int decimals) const;
+
+    // --- XML form
+
+    // Makes a new document in `xml` of the next waiting block, which is taken, or with `peek` of the one at
+    // `index`, which stays. Without a block the document is an empty `Stream`. False when writing failed; a
+    // block that was taken stays taken.
+    bool StreamToXML(TCXML& xml, bool peek, int index);
+    // Reads and dispatches every block of the document. Answers their number; -2, and the message in `xml`,
+    // at the first block that cannot be read; the blocks before it have been dispatched.
+    int XMLToStream(TCXML& xml);
 
     static const char* DataTypeToString(DATATYPE type);
     // Without regard to case; -1 when the text names no type.
