@@ -21,3 +21,4 @@
 #include "sigweave/services/Profile.h"
 #include "sigweave/services/StringResources.h"
 #include "sigweave/services/SystemTime.h"
+#include "sigweave/signal/TCBlockBuffer.h"
