@@ -100,6 +100,18 @@ TEST(Run, MeasuresWhatThereIsOfAFileThatBreaksOff) {
     EXPECT_NE(run.messages.find("promises 68545 samples and holds 67545"), std::string::npos) << run.messages;
 }
 
+// By SciPy: sosfilt(butter(6, [1000, 2000], "bandpass", fs=16000, output="sos"), sweep), and rfft with a Hann
+// window.
+TEST(Run, FiltersASweep) {
+    Outcome run = RunExample("filter.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_NEAR(run.results["rms"], 0.321077922202394, 1e-12);
+    EXPECT_NEAR(run.results["max"], 1.0055275638999097, 1e-12);
+    EXPECT_NEAR(run.results["min"], -1.0054696673891146, 1e-12);
+    EXPECT_EQ(run.results["peak_frequency"], 1863.0);
+    EXPECT_NEAR(run.results["peak_magnitude"], 129.28878032206717, 1e-9);
+}
+
 TEST(Run, LoadsTheExampleModule) {
     Outcome run = RunExample("gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
     ASSERT_EQ(run.exitCode, 0) << run.messages;

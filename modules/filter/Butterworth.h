@@ -1,0 +1,21 @@
+#pragma once
+
+#include <vector>
+
+#include "modules/filter/SectionCascade.h"
+
+namespace tc {
+
+enum class FilterBand { LOWPASS, HIGHPASS, BANDPASS, BANDSTOP };
+
+// The sections of a digital Butterworth filter: the analogue prototype of that order, moved to the band and
+// then to samples by the bilinear transform, with the corners corrected for its warping, so that the
+// magnitude at each corner is the root of one half. Low and high pass have order / 2 sections (rounded up),
+// the others `order`, for each of their sides has the full order. The sections come with the best damped
+// first.
+//
+// Corners are parts of the samplerate, above 0 and below 0.5; `upper`, which must be above `corner`, counts
+// only for BANDPASS and BANDSTOP.
+std::vector<Section> DesignButterworth(FilterBand band, int order, long double corner, long double upper);
+
+}  // namespace tc

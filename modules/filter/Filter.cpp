@@ -1,0 +1,157 @@
+#include "modules/filter/Filter.h"
+
+#include <cmath>
+#include <limits>
+
+#include "modules/common/SignalSettings.h"
+#include "modules/filter/Butterworth.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCModuleMessage.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "type",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "lowpass",
+     .help = "what it does",
+     .choices = "lowpass|highpass|bandpass|bandstop"},
+    {.name = "order",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "4",
+     .help = "of a low or high pass, and of each side of a band",
+     .minimum = 1.0,
+     .maximum = 12.0},
+    {.name = "corner",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = nullptr,
+     .unit = "Hz",
+     .help = "where a sine loses 3 dB; the lower corner of a band"},
+    {.name = "upper_corner",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0",
+     .unit = "Hz",
+     .help = "of a band; must be given for one"},
+};
+
+// A line about a corner that does not lie above `least` and below half of `rate`; 0: it is not known yet.
+void CheckCorner(const char* name, double corner, double least, double rate, std::string& reason) {
+    const bool known = rate != 0.0;
+    if (corner > least && (!known || corner < rate / 2)) return;
+    const std::string signal = known ? " at " + tc::NumberText(rate) + " samples per second" : "";
+    const std::string most = known ? tc::NumberText(rate / 2) + " Hz" : "half the samplerate";
+    tc::AddReason(reason, std::string(name) + ": " + tc::NumberText(corner) + " Hz is no corner frequency" +
+                              signal + "; allowed is more than " + tc::NumberText(least) +
+                              " Hz and less than " + most);
+}
+
+}  // namespace
+
+Filter::Filter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
+}
+
+void Filter::OnInputsDeclared(int count) {
+    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) {
+        portHelper->SetPort(OUTPUT, i, portHelper->GetPortName(INPUT, i), "DOUBLE[]", "TIME_DOMAIN", true);
+    }
+}
+
+bool Filter::OnSettingsChanged(TCString& error) {
+    std::string reason;
+    const double corner = ParamDbl("corner");
+    CheckCorner("corner", corner, 0.0, 0.0, reason);
+    if (HasUpperCorner()) CheckCorner("upper_corner", ParamDbl("upper_corner"), corner, 0.0, reason);
+    error = reason.c_str();
+    return reason.empty();
+}
+
+int Filter::Init() {
+    channels.assign(static_cast<std::size_t>(GetNoInput()), Channel{});
+    return TCBaseModuleEx::Init();
+}
+
+int Filter::Execute() {
+    for (unsigned input = 0; input < channels.size(); ++input) {
+        int code = portHelper->TakeBlock(input);
+        if (code < 0) return code;
+        if (code == 0) continue;
+        code = Prepare(input);
+        if (code >= 0) code = Pass(input);
+        if (code < 0) return code;
+    }
+    return 0;
+}
+
+bool Filter::HasUpperCorner() const {
+    return ParamChoice("type") >= static_cast<int>(tc::FilterBand::BANDPASS);
+}
+
+int Filter::Prepare(unsigned input) {
+    Channel& channel = channels[input];
+    const TCTypeInfo* found = portHelper->LastTypeInfo(input);
+    channel.metadata = found != nullptr ? *found : TCTypeInfo();
+    const double rate = channel.metadata.GetSamplerate();
+    if (!channel.open || tc::BeginsSignal(channel.metadata.GetState())) {
+        channel.open = true;
+        channel.told = false;
+        if (rate != channel.rate) return Design(input);
+        channel.cascade.Reset();
+    }
+    if (rate == channel.rate) return 0;
+    const std::string name = tc::SignalName(*portHelper, input, channel.metadata);
+    return Fail(tc::MODULE_FAILED,
+                (name + ": the samplerate changes from " + tc::NumberText(channel.rate) + " to " +
+                 tc::NumberText(rate) + " within the signal; a filter holds for one samplerate")
+                    .c_str());
+}
+
+int Filter::Design(unsigned input) {
+    Channel& channel = channels[input];
+    const double rate = channel.metadata.GetSamplerate();
+    const std::string name = tc::SignalName(*portHelper, input, channel.metadata);
+    const double corner = ParamDbl("corner");
+    const double upper = HasUpperCorner() ? ParamDbl("upper_corner") : 0.0;
+    std::string reason;
+    if (!(rate > 0.0) || std::isinf(rate)) {
+        reason = "the samplerate " + tc::NumberText(rate) + " is none; allowed is a number above 0";
+    } else {
+        CheckCorner("corner", corner, 0.0, rate, reason);
+        if (HasUpperCorner()) CheckCorner("upper_corner", upper, corner, rate, reason);
+    }
+    if (!reason.empty()) return Fail(tc::MODULE_FAILED, (name + ": " + reason).c_str());
+    const long double perSample = 1.0L / rate;
+    channel.cascade =
+        tc::SectionCascade(tc::DesignButterworth(static_cast<tc::FilterBand>(ParamChoice("type")),
+                                                 ParamInt("order"), corner * perSample, upper * perSample));
+    channel.rate = rate;
+    return 0;
+}
+
+int Filter::Pass(unsigned input) {
+    Channel& channel = channels[input];
+    int count = 0;
+    const double* values = portHelper->AccessDblData(input, count);
+    const auto size = static_cast<std::size_t>(count);
+    if (buffer.size() < size) buffer.resize(size);
+    channel.cascade.Run(values, buffer.data(), count);
+    Watch(input);
+    channel.open = !tc::EndsSignal(channel.metadata.GetState());
+    channel.metadata.SetRangeMin(std::numeric_limits<double>::lowest());
+    channel.metadata.SetRangeMax(std::numeric_limits<double>::max());
+    portHelper->SetTypeInfo(input, channel.metadata);
+    return portHelper->WriteDblData(input, size, buffer.data());
+}
+
+void Filter::Watch(unsigned input) {
+    Channel& channel = channels[input];
+    if (channel.told || channel.cascade.IsFinite()) return;
+    channel.told = true;
+    TCModuleMessage::Warning(
+        GetModuleName(),
+        "%s: a value that is no finite number, or too large a one, leaves the rest of the "
+        "signal without a result",
+        tc::SignalName(*portHelper, input, channel.metadata).c_str());
+}
+
+TC_MODULE_LIBRARY(Filter);

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "modules/filter/SectionCascade.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+
+// A Butterworth low, high or band pass, or band stop, of every signal that is wired to it, one output for
+// each input. Each signal begins with zero states, which go on over the borders of its blocks, so that the
+// result does not depend on how a signal is cut.
+//
+// Values are filtered as they are stored; name, timestamps, samplerate, unit and states go with them. The
+// range does not: a filter overshoots, so the output says nothing about it (the widest there is).
+//
+// The filter is designed when a signal begins, for its samplerate: a corner that this rate cannot have fails
+// the run, and so does a samplerate that changes within a signal. A value that is not finite spoils
+// everything behind it in its signal, and is told as a warning.
+class Filter final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "Filter";
+
+    explicit Filter(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Passes or stops a band of frequencies"; }
+    const char* GetBaseName() const override { return ID; }
+    void OnInputsDeclared(int count) override;
+    bool OnSettingsChanged(TCString& error) override;
+    int Init() override;
+    int Execute() override;
+
+ private:
+    struct Channel {
+        tc::SectionCascade cascade;
+        double rate = 0.0;  // that the cascade is made for; 0: none yet
+        bool open = false;  // the signal's end has not come yet
+        bool told = false;  // that it has values that are not finite
+        TCTypeInfo metadata;
+    };
+
+    bool HasUpperCorner() const;
+    int Prepare(unsigned input);
+    int Design(unsigned input);
+    int Pass(unsigned input);
+    void Watch(unsigned input);
+
+    std::vector<Channel> channels;
+    std::vector<double> buffer;
+};
