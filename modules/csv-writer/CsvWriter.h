@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "modules/csv-writer/CsvFile.h"
-#include "modules/csv-writer/SampleQueue.h"
+#include "modules/common/SampleQueue.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 
 // Writes the signals that are wired to it as text, one column each. Three header rows hold the names, the

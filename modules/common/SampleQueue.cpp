@@ -1,4 +1,4 @@
-#include "modules/csv-writer/SampleQueue.h"
+#include "modules/common/SampleQueue.h"
 
 #include <algorithm>
 #include <limits>
@@ -14,11 +14,12 @@ bool Seek(std::FILE* file, std::int64_t sample) {
 }  // namespace
 
 bool SampleQueue::Add(const double* values, std::size_t count) {
-    if (next == memory.size() && fileBegin == fileEnd) {
-        memory.clear();
+    const bool inMemory = fileBegin == fileEnd;
+    if (inMemory && (next == memory.size() || memory.size() + count > MOST_IN_MEMORY)) {
+        memory.erase(memory.begin(), memory.begin() + static_cast<std::ptrdiff_t>(next));
         next = 0;
     }
-    const bool fits = fileBegin == fileEnd && memory.size() + count <= MOST_IN_MEMORY;
+    const bool fits = inMemory && memory.size() + count <= MOST_IN_MEMORY;
     if (fits) memory.insert(memory.end(), values, values + count);
     if (!fits && !Spill(values, count)) return false;
     waiting += static_cast<std::int64_t>(count);
@@ -29,6 +30,17 @@ double SampleQueue::Take() {
     if (next == memory.size()) Fetch();
     --waiting;
     return memory[next++];
+}
+
+void SampleQueue::Take(double* values, std::size_t count) {
+    waiting -= static_cast<std::int64_t>(count);
+    while (count > 0) {
+        if (next == memory.size()) Fetch();
+        const std::size_t part = std::min(count, memory.size() - next);
+        values = std::copy_n(memory.data() + next, part, values);
+        next += part;
+        count -= part;
+    }
 }
 
 bool SampleQueue::Spill(const double* values, std::size_t count) {
