@@ -17,6 +17,7 @@
 #include "sigweave/module/TCTranslated.h"
 #include "sigweave/module/TCValidateActualPortType.h"
 #include "sigweave/module/ValidationQuote.h"
+#include "sigweave/persistence/TCXML.h"
 #include "sigweave/platform/SystemError.h"
 #include "sigweave/services/Profile.h"
 #include "sigweave/services/StringResources.h"

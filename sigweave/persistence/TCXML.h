@@ -8,8 +8,10 @@
 #include "sigweave/platform/Export.h"
 
 namespace tc {
+class XmlBuilder;
 class XmlDocument;
-}
+struct XmlAccess;
+}  // namespace tc
 
 // A node of an XML document: the document itself, an element, an attribute, a text, a comment and so on. A
 // handle is copied freely and shares the ownership of its document, so the node stays readable while any
@@ -23,7 +25,7 @@ class TC_API TCXMLNode {
 
  private:
     friend class TCXML;
-    friend class TCXMLNodeList;
+    friend struct tc::XmlAccess;
     TCXMLNode(std::shared_ptr<tc::XmlDocument> document, void* node);
 
     std::shared_ptr<tc::XmlDocument> document;
@@ -96,6 +98,12 @@ class TC_API TCXML {
     static TCString PrepareXPathSearchString(const TCString& text, bool quote, bool quoteBoundSpaces);
 
  private:
+    friend struct tc::XmlAccess;
+    // Keep the message and answer false.
+    bool Fail(int message, ...);
+    bool Take(tc::XmlBuilder& builder);
+
     std::shared_ptr<tc::XmlDocument> document;
+    bool keepBlanks = false;
     TCString error;
 };

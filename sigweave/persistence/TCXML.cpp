@@ -1,0 +1,429 @@
+#include "sigweave/persistence/TCXML.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+#include "sigweave/foundation/StringConversion.h"
+#include "sigweave/persistence/XmlBuilder.h"
+#include "sigweave/persistence/XmlBytes.h"
+#include "sigweave/persistence/XmlNodeText.h"
+#include "sigweave/persistence/XmlSelect.h"
+#include "sigweave/persistence/XmlTree.h"
+#include "sigweave/persistence/XmlWriter.h"
+#include "sigweave/platform/PathText.h"
+#include "sigweave/platform/SystemError.h"
+#include "sigweave/services/StringResources.h"
+
+namespace {
+
+using tc::ViewOf;
+using tc::XmlAccess;
+
+enum Message {
+    NOT_CREATED = 0,
+    NOT_OPENED = 5,
+    NOT_PARSED = 6,
+    NOT_LOADED = 7,
+    NO_SINGLE_NODE = 8,
+    NO_NODES = 9,
+    NO_NEXT_NODE = 10,
+    NO_TYPE = 11,
+    NO_NAME = 12,
+    NO_VALUE = 13,
+    NO_TEXT = 14,
+    NO_XML = 15,
+    NO_ELEMENT = 16,
+    NOT_APPENDED = 17,
+    TEXT_NOT_SET = 18,
+    NOT_SAVED = 19,
+    ATTRIBUTE_NOT_SET = 20
+};
+
+// Rows 1 to 4 tell of failures that this engine does not have.
+constexpr _TC_StrResource MESSAGES[] = {
+    {NOT_CREATED, "The XML document cannot be created", "Das XML Dokument kann nicht erzeugt werden"},
+    {1,
+     "Microsoft XML engine could not be initialized: '%s'.\nSuppose MSXML3 is not installed. Is is part of "
+     "Microsoft Internet Explorer 5, but resides on the SIGWEAVE installation CD too.",
+     "Microsoft XML engine konnte nicht initialisiert werden: '%s'.\nVermutlich ist MSXML3 nicht "
+     "installiert. "
+     "Es ist Bestandteil von Microsoft Internet Explorer 5, befindet sich aber auch auf der Installations-CD "
+     "von SIGWEAVE."},
+    {2, "Cannot set asynchronous loading to %d", "Asynchrones Laden kann nicht auf %d gesetzt werden"},
+    {3, "The XML document cannot be released: '%s'", "Das XML Dokument kann nicht freigegeben werden: '%s'"},
+    {4, "Cannot set preserving whitespace to %d", "Leerzeichen beibehalten kann nicht auf %d gesetzt werden"},
+    {NOT_OPENED, "Cannot open file %s for writing: %s",
+     "Die Datei '%s' kann nicht zum Schreiben geöffnet werden: %s"},
+    {NOT_PARSED, "The XML source could not be parsed: %d, '%s' at line %d/%d (file position %d, source '%s')",
+     "Die XML-Quelle konnte nicht interpretiert werden: %d, '%s' bei Zeile %d/%d (Datei Position %d, Quelle "
+     "'%s')"},
+    {NOT_LOADED, "The XML source could not be loaded: '%s'",
+     "Der XML-Quelle konnte nicht geladen werden: '%s'"},
+    {NO_SINGLE_NODE, "Cannot select single node '%s'", "Selektieren des Einzeleintrags '%s' fehlgeschlagen"},
+    {NO_NODES, "Cannot select nodes '%s'", "Selektieren der Mehrfacheinträge '%s' fehlgeschlagen"},
+    {NO_NEXT_NODE, "Cannot select next node: '%s'", "Selektieren des nächsten Eintrags fehlgeschlagen: '%s'"},
+    {NO_TYPE, "Cannot read node type", "Typ den Eintrags kann nicht gelesen werden"},
+    {NO_NAME, "Cannot read node name", "Name den Eintrags kann nicht gelesen werden"},
+    {NO_VALUE, "Cannot read node value", "Wert den Eintrags kann nicht gelesen werden"},
+    {NO_TEXT, "Cannot read node text", "Text den Eintrags kann nicht gelesen werden"},
+    {NO_XML, "Cannot read node XML", "XML den Eintrags kann nicht gelesen werden"},
+    {NO_ELEMENT, "Cannot create element '%s'", "Erzeugen des Elements '%s' fehlgeschlagen"},
+    {NOT_APPENDED, "Cannot append created node '%s' as child",
+     "Anfügen des Eintrags '%s' als Child fehlgeschlagen"},
+    {TEXT_NOT_SET, "Cannot set node text", "Text den Eintrags kann nicht gesetzt werden"},
+    {NOT_SAVED, "The XML document could not be saved", "Das XML Dokument konnte nicht gespeichert werden"},
+    {ATTRIBUTE_NOT_SET, "Cannot set attribute '%s' with value '%s'",
+     "Setzen des Attributs '%s' mit dem Wert '%s' fehlgeschlagen"},
+};
+
+struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, Close>;
+
+const char* Shown(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+std::string Reason() {
+    return tc::SystemErrorText(GetLastError());
+}
+
+struct TypeNames {
+    xmlElementType type;
+    const char* type_name;
+    const char* node_name;  // null where each node has its own
+};
+constexpr TypeNames TYPE_NAMES[] = {
+    {XML_ELEMENT_NODE, "element", nullptr},
+    {XML_ATTRIBUTE_NODE, "attribute", nullptr},
+    {XML_TEXT_NODE, "text", "#text"},
+    {XML_CDATA_SECTION_NODE, "cdatasection", "#cdata-section"},
+    {XML_PI_NODE, "processinginstruction", nullptr},
+    {XML_COMMENT_NODE, "comment", "#comment"},
+    {XML_DOCUMENT_NODE, "document", "#document"},
+    {XML_DTD_NODE, "documenttype", nullptr},
+};
+
+const TypeNames* NamesOf(const xmlNode* node) {
+    const auto names = std::ranges::find(TYPE_NAMES, node->type, &TypeNames::type);
+    return names != std::end(TYPE_NAMES) ? names : nullptr;
+}
+
+bool HasPrefix(const xmlNode* node) {
+    const bool mayHave = node->type == XML_ELEMENT_NODE || node->type == XML_ATTRIBUTE_NODE;
+    return mayHave && node->ns != nullptr && node->ns->prefix != nullptr;
+}
+
+bool Assign(TCString& to, std::string_view stored) {
+    if (stored.size() > INT_MAX) return false;
+    std::string bytes;
+    const bool plain = tc::IsPlainXmlText(stored);
+    if (!plain && !tc::FromXmlText(stored, bytes)) return false;
+    to.AllocCopy(plain ? stored : bytes);
+    return true;
+}
+
+// A name with the namespace that its prefix means at an element.
+struct QualifiedName {
+    std::string prefix, local;
+    xmlNs* ns = nullptr;
+};
+
+// False for what is no name, and for a prefix without a meaning there. Without a prefix the element's own
+// default namespace is taken when `useDefault` says so.
+bool ReadName(const char* text, xmlNode* at, bool useDefault, QualifiedName& name) {
+    std::string buffer(tc::ToXmlText(Shown(text), buffer));
+    if (xmlValidateQName(tc::XmlChars(buffer.c_str()), 0) != 0) return false;
+    const std::size_t colon = buffer.find(':');
+    if (colon != buffer.npos) name.prefix = buffer.substr(0, colon);
+    name.local = buffer.substr(colon + 1);
+    if (at == nullptr || at->type != XML_ELEMENT_NODE) return name.prefix.empty();
+    if (name.prefix.empty() && !useDefault) return name.local != "xmlns";
+    if (name.prefix == "xmlns") return !useDefault;
+    const char* const prefix = name.prefix.empty() ? nullptr : name.prefix.c_str();
+    name.ns = xmlSearchNs(at->doc, at, tc::XmlChars(prefix));
+    return name.ns != nullptr || name.prefix.empty();
+}
+
+bool MayHoldElement(const xmlNode* parent) {
+    if (parent == nullptr) return false;
+    if (parent->type == XML_DOCUMENT_NODE) return xmlDocGetRootElement(parent->doc) == nullptr;
+    return parent->type == XML_ELEMENT_NODE;
+}
+
+bool HasEncoding(std::string_view text) {
+    if (text.starts_with("\xEF\xBB\xBF")) return true;
+    return text.starts_with("<?xml") && text.substr(0, text.find("?>")).find("encoding") != text.npos;
+}
+
+}  // namespace
+
+namespace tc {
+
+void XmlAccess::Reset(TCXML& xml, std::shared_ptr<XmlDocument> document) {
+    xml.document = std::move(document);
+    xml.error.Empty();
+}
+
+}  // namespace tc
+
+TCXMLNode::TCXMLNode(std::shared_ptr<tc::XmlDocument> newDocument, void* newNode)
+    : document(std::move(newDocument)), node(newNode) {}
+
+struct TCXMLNodeList::Nodes {
+    std::shared_ptr<tc::XmlDocument> document;
+    std::vector<xmlNode*> nodes;
+    std::size_t next = 0;
+};
+
+int TCXMLNodeList::GetCount() const {
+    return nodes != nullptr ? static_cast<int>(nodes->nodes.size()) : 0;
+}
+
+TCXML::TCXML() = default;
+TCXML::~TCXML() = default;
+
+// --- The document
+
+bool TCXML::Create(bool) {
+    tc::PrepareXmlEngine();
+    XmlAccess::Reset(*this, nullptr);
+    xmlDoc* const tree = xmlNewDoc(tc::XmlChars("1.0"));
+    if (tree == nullptr) return Fail(NOT_CREATED);
+    document = std::make_shared<tc::XmlDocument>(tree);
+    return true;
+}
+
+bool TCXML::Release() {
+    document = nullptr;
+    return true;
+}
+
+bool TCXML::PreserveWhiteSpace(bool preserve) {
+    keepBlanks = preserve;
+    return true;
+}
+
+bool TCXML::Load(const char* path) {
+    XmlAccess::Reset(*this, nullptr);
+    const File file(std::fopen(tc::NativePath(path).c_str(), "rb"));
+    if (file == nullptr) return Fail(NOT_LOADED, Reason().c_str());
+    std::setbuf(file.get(), nullptr);
+    tc::XmlBuilder builder(keepBlanks);
+    std::vector<char> piece(1 << 16);
+    std::size_t size = 0;
+    do {
+        size = std::fread(piece.data(), 1, piece.size(), file.get());
+        if (std::ferror(file.get()) != 0) return Fail(NOT_LOADED, Reason().c_str());
+    } while (builder.Feed({piece.data(), size}) && size > 0);
+    return Take(builder);
+}
+
+bool TCXML::LoadXML(const char* text) {
+    XmlAccess::Reset(*this, nullptr);
+    std::string buffer;
+    const std::string_view bytes = Shown(text);
+    tc::XmlBuilder builder(keepBlanks);
+    builder.Feed(HasEncoding(bytes) ? bytes : tc::ToUtf8(bytes, buffer));
+    return Take(builder);
+}
+
+bool TCXML::Take(tc::XmlBuilder& builder) {
+    if (xmlDoc* const tree = builder.Finish()) {
+        document = std::make_shared<tc::XmlDocument>(tree);
+        return true;
+    }
+    const tc::XmlParseError& wrong = builder.GetError();
+    return Fail(NOT_PARSED, wrong.code, wrong.reason.c_str(), wrong.line, wrong.column,
+                static_cast<int>(std::min<long>(wrong.position, INT_MAX)), wrong.source.c_str());
+}
+
+bool TCXML::Save(const char* path) {
+    // First what would leave half a file.
+    if (document == nullptr || xmlDocGetRootElement(document->tree) == nullptr) return Fail(NOT_SAVED);
+    if (tc::IsTooDeep(xmlDocGetRootElement(document->tree), 1)) return Fail(NOT_SAVED);
+    File file(std::fopen(tc::NativePath(path).c_str(), "wb"));
+    if (file == nullptr) return Fail(NOT_OPENED, Shown(path), Reason().c_str());
+    std::setbuf(file.get(), nullptr);
+    tc::XmlWriter writer(file.get());
+    writer.Document(document->tree);
+    const bool written = writer.Flush();
+    const bool closed = std::fclose(file.release()) == 0;
+    return (written && closed) || Fail(NOT_SAVED);
+}
+
+TCXMLNode TCXML::GetDocument() {
+    return document != nullptr ? TCXMLNode(document, document->tree) : TCXMLNode();
+}
+
+// --- Finding nodes
+
+TCXMLNode TCXML::SelectSingleNode(const char* xpath, const TCXMLNode& node, bool required) {
+    const TCXMLNode from = node ? node : GetDocument();
+    std::string buffer;
+    const auto nodes =
+        from ? tc::SelectXmlNodes(XmlAccess::Node(from), tc::ToXmlText(Shown(xpath), buffer), true)
+             : std::nullopt;
+    if (!nodes || (required && nodes->empty())) Fail(NO_SINGLE_NODE, Shown(xpath));
+    return nodes && !nodes->empty() ? TCXMLNode(from.document, nodes->front()) : TCXMLNode();
+}
+
+TCXMLNodeList TCXML::SelectNodes(const char* xpath, const TCXMLNode& node) {
+    const TCXMLNode from = node ? node : GetDocument();
+    std::string buffer;
+    auto nodes = from ? tc::SelectXmlNodes(XmlAccess::Node(from), tc::ToXmlText(Shown(xpath), buffer), false)
+                      : std::nullopt;
+    TCXMLNodeList list;
+    if (nodes)
+        list.nodes = std::make_shared<TCXMLNodeList::Nodes>(from.document, std::move(*nodes));
+    else
+        Fail(NO_NODES, Shown(xpath));
+    return list;
+}
+
+TCXMLNode TCXML::NextNode(TCXMLNodeList& list) {
+    if (!list) {
+        Fail(NO_NEXT_NODE, "There is no list of nodes");
+        return {};
+    }
+    TCXMLNodeList::Nodes& nodes = *list.nodes;
+    return nodes.next < nodes.nodes.size() ? TCXMLNode(nodes.document, nodes.nodes[nodes.next++])
+                                           : TCXMLNode();
+}
+
+// --- Reading and changing nodes
+
+bool TCXML::GetNodeType(const TCXMLNode& node, TCString& type) {
+    const TypeNames* const names = node ? NamesOf(XmlAccess::Node(node)) : nullptr;
+    if (names == nullptr) return Fail(NO_TYPE);
+    type = names->type_name;
+    return true;
+}
+
+bool TCXML::GetNodeName(const TCXMLNode& node, TCString& name) {
+    const TypeNames* const names = node ? NamesOf(XmlAccess::Node(node)) : nullptr;
+    if (names == nullptr) return Fail(NO_NAME);
+    if (names->node_name != nullptr) {
+        name = names->node_name;
+        return true;
+    }
+    const xmlNode* const at = XmlAccess::Node(node);
+    std::string full;
+    if (HasPrefix(at)) full.append(ViewOf(at->ns->prefix)).append(":");
+    full.append(ViewOf(at->name));
+    return Assign(name, full) || Fail(NO_NAME);
+}
+
+bool TCXML::GetNodeValue(const TCXMLNode& node, TCString& value) {
+    if (!node) return Fail(NO_VALUE);
+    const xmlElementType type = XmlAccess::Node(node)->type;
+    const bool hasValue = type != XML_ELEMENT_NODE && type != XML_DOCUMENT_NODE && type != XML_DTD_NODE;
+    std::string buffer;
+    std::string_view text;
+    if (hasValue && !tc::XmlNodeText(node, buffer, text)) return Fail(NO_VALUE);
+    value.AllocCopy(text);
+    return true;
+}
+
+bool TCXML::GetNodeText(const TCXMLNode& node, TCString& text) {
+    std::string buffer;
+    std::string_view found;
+    if (!tc::XmlNodeText(node, buffer, found) || found.size() > INT_MAX) return Fail(NO_TEXT);
+    text.AllocCopy(found);
+    return true;
+}
+
+bool TCXML::GetNodeXML(const TCXMLNode& node, TCString& xml) {
+    if (!node || tc::IsTooDeep(XmlAccess::Node(node), 0)) return Fail(NO_XML);
+    tc::XmlWriter writer;
+    writer.Node(XmlAccess::Node(node), -1);
+    if (writer.Text().size() > INT_MAX) return Fail(NO_XML);
+    xml.AllocCopy(writer.Text());
+    return true;
+}
+
+TCXMLNode TCXML::CreateElement(const char* name, const TCXMLNode& parent) {
+    xmlNode* const above = XmlAccess::Node(parent);
+    QualifiedName parts;
+    xmlNode* node = nullptr;
+    if (ReadName(name, above, true, parts)) node = xmlNewNode(parts.ns, tc::XmlChars(parts.local.c_str()));
+    if (node == nullptr) {
+        Fail(NO_ELEMENT, Shown(name));
+        return {};
+    }
+    if (!MayHoldElement(above)) {
+        xmlFreeNode(node);
+        Fail(NOT_APPENDED, name);
+        return {};
+    }
+    xmlSetTreeDoc(node, above->doc);
+    if (above->type == XML_DOCUMENT_NODE)
+        xmlDocSetRootElement(above->doc, node);
+    else
+        xmlAddChild(above, node);
+    return {parent.document, node};
+}
+
+bool TCXML::SetAttribute(const TCXMLNode& node, const char* name, const char* value) {
+    xmlNode* const at = XmlAccess::Node(node);
+    QualifiedName parts;
+    std::string buffer;
+    const bool valid =
+        at != nullptr && at->type == XML_ELEMENT_NODE && value != nullptr && ReadName(name, at, false, parts);
+    if (!valid) return Fail(ATTRIBUTE_NOT_SET, Shown(name), Shown(value));
+    const std::string text(tc::ToXmlText(value, buffer));
+    const xmlChar* const local = tc::XmlChars(parts.local.c_str());
+    const bool isSet = parts.prefix == "xmlns"
+                           ? xmlNewNs(at, tc::XmlChars(text.c_str()), local) != nullptr
+                           : xmlSetNsProp(at, parts.ns, local, tc::XmlChars(text.c_str())) != nullptr;
+    return isSet || Fail(ATTRIBUTE_NOT_SET, name, value);
+}
+
+bool TCXML::SetNodeText(const TCXMLNode& node, const char* text) {
+    return (text != nullptr && tc::SetXmlNodeText(node, text)) || Fail(TEXT_NOT_SET);
+}
+
+// --- The last failure
+
+void TCXML::SetUserError(const char* message) {
+    error = Shown(message);
+}
+
+bool TCXML::Fail(int message, ...) {
+    va_list arguments;
+    va_start(arguments, message);
+    error.FormatV(LoadStrRes(message, static_cast<int>(std::size(MESSAGES)), MESSAGES), arguments);
+    va_end(arguments);
+    return false;
+}
+
+// --- Texts
+
+TCString TCXML::QuoteNodeTextString(const TCString& text) {
+    TCString quoted;
+    return QuoteControlChar(quoted, text);
+}
+
+bool TCXML::UnquoteNodeTextString(TCString& text) {
+    return UnQuoteEscapeChar(text, text);
+}
+
+TCString TCXML::PrepareXPathSearchString(const TCString& text, bool quote, bool quoteBoundSpaces) {
+    constexpr const char* BLANK = "\\x20";
+    TCString literal = quote ? QuoteNodeTextString(text) : text;
+    if (quote && quoteBoundSpaces) {
+        if (literal.GetAt(0) == ' ') literal = BLANK + literal.Mid(1);
+        const int last = literal.GetLength() - 1;
+        if (literal.GetAt(last) == ' ') literal = literal.Left(last) + BLANK;
+    }
+    literal.TrimLeft().TrimRight(TCString::BINARY);
+    for (const char* character : {"\\", "\"", "'"}) literal.Replace(character, TCString("\\") + character);
+    return "\"" + literal + "\"";
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "sigweave/persistence/XmlTree.h"
+
+namespace tc {
+
+// What is wrong with a document, and where: line and column count from 1, the position is in bytes.
+struct XmlParseError {
+    int code = 0;
+    std::string reason;
+    int line = 0;
+    int column = 0;
+    long position = 0;
+    std::string source;  // the line, at most the 60 characters around the column
+};
+
+// Builds a tree from a text that comes in pieces. Nothing outside the text is ever opened, and the tree
+// cannot grow beyond it: a document that refers to entities of its own is refused, default values of
+// attributes are not filled in. Elements nested deeper than `MOST_LEVELS` are refused. Texts may have any
+// length up to 2 GB.
+class XmlBuilder {
+ public:
+    // Without `keepBlanks`, text that is nothing but white space is left out where it stands beside elements;
+    // the whole text of an element is always kept, and so is all below an xml:space="preserve".
+    explicit XmlBuilder(bool keepBlanks);
+    ~XmlBuilder();
+    XmlBuilder(const XmlBuilder&) = delete;
+    XmlBuilder& operator=(const XmlBuilder&) = delete;
+
+    // False once the text is wrong; `GetError` then tells.
+    bool Feed(std::string_view piece);
+    // Behind the last piece: the finished tree, or null.
+    xmlDoc* Finish();
+    const XmlParseError& GetError() const { return error; }
+
+    // Called with each child element of the root when it is complete. The handler may take it out of the
+    // tree.
+    std::function<void(xmlNode*)> onChild;
+
+ private:
+    struct Events;
+    void Fail(int code, std::string reason);
+    void Note(const xmlError& record);
+    void FlushText(bool atElementEnd);
+
+    xmlParserCtxt* context;
+    bool keepBlanks;
+    bool keepsSomeBlanks = false;
+    bool failed = false;
+    int level = 0;
+    std::string text;
+    bool textIsSection = false;
+    XmlParseError error;
+};
+
+}  // namespace tc

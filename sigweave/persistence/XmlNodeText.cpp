@@ -1,0 +1,88 @@
+#include "sigweave/persistence/XmlNodeText.h"
+
+#include <climits>
+
+#include "sigweave/persistence/XmlBytes.h"
+#include "sigweave/persistence/XmlTree.h"
+
+namespace tc {
+namespace {
+
+// The next node behind `node` in the order of the document, without leaving `top`; null at its end.
+const xmlNode* Next(const xmlNode* node, const xmlNode* top) {
+    if ((node->type == XML_ELEMENT_NODE || node == top) && node->children != nullptr) return node->children;
+    while (node != top && node->next == nullptr) node = node->parent;
+    return node != top ? node->next : nullptr;
+}
+
+std::string_view StoredText(const xmlNode* node, std::string& buffer) {
+    const bool holdsNodes =
+        node->type == XML_ELEMENT_NODE || node->type == XML_ATTRIBUTE_NODE || node->type == XML_DOCUMENT_NODE;
+    if (!holdsNodes) return node->type == XML_DTD_NODE ? std::string_view() : ViewOf(node->content);
+    const xmlNode* const only = node->children;
+    if (only == nullptr) return "";
+    if (only->next == nullptr && HoldsText(only)) return ViewOf(only->content);
+    buffer.clear();
+    for (const xmlNode* at = Next(node, node); at != nullptr; at = Next(at, node))
+        if (HoldsText(at)) buffer += ViewOf(at->content);
+    return buffer;
+}
+
+bool SetElementText(XmlDocument& document, xmlNode* element, std::string_view text) {
+    const auto length = static_cast<int>(text.size());
+    xmlNode* const only = element->children;
+    // A text is changed in place, so that setting it again and again keeps nothing.
+    if (only != nullptr && only->next == nullptr && only->type == XML_TEXT_NODE && length > 0) {
+        xmlNodeSetContentLen(only, XmlChars(text.data()), length);
+        return only->content != nullptr;
+    }
+    document.DetachFrom(only);
+    if (length == 0) return true;
+    xmlNode* const node = xmlNewDocTextLen(document.tree, XmlChars(text.data()), length);
+    return node != nullptr && xmlAddChild(element, node) != nullptr;
+}
+
+bool SetStoredText(XmlDocument& document, xmlNode* node, const std::string_view text) {
+    switch (node->type) {
+        case XML_ELEMENT_NODE:
+            return SetElementText(document, node, text);
+        case XML_ATTRIBUTE_NODE:
+            return xmlSetNsProp(node->parent, node->ns, node->name, XmlChars(std::string(text).c_str())) !=
+                   nullptr;
+        case XML_TEXT_NODE:
+        case XML_CDATA_SECTION_NODE:
+            xmlNodeSetContentLen(node, XmlChars(text.data()), static_cast<int>(text.size()));
+            return true;
+        case XML_COMMENT_NODE:
+            if (text.find("--") != text.npos || text.ends_with('-')) return false;
+            xmlNodeSetContentLen(node, XmlChars(text.data()), static_cast<int>(text.size()));
+            return true;
+        case XML_PI_NODE:
+            if (text.find("?>") != text.npos) return false;
+            xmlNodeSetContentLen(node, XmlChars(text.data()), static_cast<int>(text.size()));
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+bool XmlNodeText(const TCXMLNode& node, std::string& buffer, std::string_view& text) {
+    if (!node) return false;
+    text = StoredText(XmlAccess::Node(node), buffer);
+    if (IsPlainXmlText(text)) return true;
+    std::string bytes;
+    if (!FromXmlText(text, bytes)) return false;
+    text = buffer = std::move(bytes);
+    return true;
+}
+
+bool SetXmlNodeText(const TCXMLNode& node, std::string_view text) {
+    std::string buffer;
+    const std::string_view stored = ToXmlText(text, buffer);
+    return node && stored.size() <= INT_MAX &&
+           SetStoredText(*XmlAccess::Document(node), XmlAccess::Node(node), stored);
+}
+
+}  // namespace tc

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <libxml/tree.h>
+#include <libxml/xpath.h>
+#include <libxml/xpathInternals.h>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sigweave/persistence/TCXML.h"
+
+// What the sources of the XML documents share. The XML engine's headers come in here and nowhere else.
+namespace tc {
+
+// Elements may be nested this deep, in what is read as in what is written.
+constexpr int MOST_LEVELS = 1024;
+
+// A tree of the engine. Nodes that were taken out of the tree live as long as it does, since somebody may
+// hold a handle to them.
+class XmlDocument {
+ public:
+    // Takes over the tree, which is not null.
+    explicit XmlDocument(xmlDoc* tree);
+    ~XmlDocument();
+    XmlDocument(const XmlDocument&) = delete;
+    XmlDocument& operator=(const XmlDocument&) = delete;
+
+    // Takes the node and the siblings behind it out of the tree.
+    void DetachFrom(xmlNode* node);
+
+    xmlDoc* const tree;
+
+ private:
+    std::vector<xmlNode*> detached;
+};
+
+struct XmlAccess {
+    static xmlNode* Node(const TCXMLNode& handle) { return static_cast<xmlNode*>(handle.node); }
+    static XmlDocument* Document(const TCXMLNode& handle) { return handle.document.get(); }
+    static const std::shared_ptr<XmlDocument>& Document(const TCXML& xml) { return xml.document; }
+    static void Reset(TCXML& xml, std::shared_ptr<XmlDocument> document);
+};
+
+// Initialises the engine; to be called before its first use, any number of times.
+void PrepareXmlEngine();
+
+inline const xmlChar* XmlChars(const char* text) {
+    return reinterpret_cast<const xmlChar*>(text);
+}
+
+inline std::string_view ViewOf(const xmlChar* text) {
+    return text != nullptr ? std::string_view(reinterpret_cast<const char*>(text)) : std::string_view();
+}
+
+inline bool HoldsText(const xmlNode* node) {
+    return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE;
+}
+
+}  // namespace tc
