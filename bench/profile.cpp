@@ -4,15 +4,17 @@
 
 #include <benchmark/benchmark.h>
 #include <glib.h>
+#include <stdlib.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 namespace {
 
-constexpr int GROUPS = 10;
+constexpr int NAMES = 200;
+// More than are remembered: each value is read from the file itself.
+constexpr int MANY_NAMES = 1200;
 constexpr int ENTRIES = 20;
 
 struct Name {
@@ -20,28 +22,35 @@ struct Name {
     std::string entry;
 };
 
-std::vector<Name> Names() {
+std::vector<Name> Names(int count = NAMES) {
     std::vector<Name> names;
-    for (int i = 0; i < GROUPS * ENTRIES; ++i) {
+    for (int i = 0; i < count; ++i) {
         names.push_back({"group" + std::to_string(i / ENTRIES), "name" + std::to_string(i)});
     }
     return names;
 }
 
-std::string Folder() {
-    const std::filesystem::path folder = std::filesystem::absolute("bench-profile");
-    std::filesystem::create_directories(folder);
-    setenv("SIGWEAVE_USER_HIVE", (folder / "user.db").c_str(), 1);
-    setenv("SIGWEAVE_MACHINE_HIVE", (folder / "machine.db").c_str(), 1);
-    return folder.string();
-}
+// Where the hives lie, while the object lives.
+class Folder {
+ public:
+    Folder() : path((std::filesystem::temp_directory_path() / "bench-profile-XXXXXX").string()) {
+        if (mkdtemp(path.data()) == nullptr) std::abort();
+        setenv("SIGWEAVE_USER_HIVE", (path + "/user.db").c_str(), 1);
+        setenv("SIGWEAVE_MACHINE_HIVE", (path + "/machine.db").c_str(), 1);
+    }
+    ~Folder() { std::filesystem::remove_all(path); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    std::string path;
+};
 
 using SaveInt = void (*)(const char*, const char*, int);
 using LoadInt = int (*)(const char*, const char*, int);
 
-void Read(benchmark::State& state, SaveInt save, LoadInt load) {
-    Folder();
-    const std::vector<Name> names = Names();
+void Read(benchmark::State& state, int count, SaveInt save, LoadInt load) {
+    const Folder folder;
+    const std::vector<Name> names = Names(count);
     for (const Name& name : names) save(name.group.c_str(), name.entry.c_str(), 1);
     std::size_t i = 0;
     for (auto _ : state) {
@@ -51,14 +60,17 @@ void Read(benchmark::State& state, SaveInt save, LoadInt load) {
 }
 
 void BM_Profile_ReadUser(benchmark::State& state) {
-    Read(state, SaveUserProfileInt, LoadUserProfileInt);
+    Read(state, NAMES, SaveUserProfileInt, LoadUserProfileInt);
 }
 void BM_Profile_ReadMachine(benchmark::State& state) {
-    Read(state, SaveMachineProfileInt, LoadMachineProfileInt);
+    Read(state, NAMES, SaveMachineProfileInt, LoadMachineProfileInt);
+}
+void BM_Profile_ReadManyMachine(benchmark::State& state) {
+    Read(state, MANY_NAMES, SaveMachineProfileInt, LoadMachineProfileInt);
 }
 
 void Write(benchmark::State& state, SaveInt save) {
-    Folder();
+    const Folder folder;
     // A value that is there already would cost no write.
     static int value = 0;
     save("group", "name", ++value);
@@ -73,8 +85,8 @@ void BM_Profile_WriteMachine(benchmark::State& state) {
 }
 
 // The peer: GLib's key file, loaded and saved anew each time, so that it sees what other processes wrote.
-std::string KeyFile() {
-    const std::string file = Folder() + "/settings.ini";
+std::string KeyFile(const Folder& folder) {
+    const std::string file = folder.path + "/settings.ini";
     GKeyFile* settings = g_key_file_new();
     for (const Name& name : Names())
         g_key_file_set_integer(settings, name.group.c_str(), name.entry.c_str(), 1);
@@ -84,7 +96,8 @@ std::string KeyFile() {
 }
 
 void BM_Profile_Read_KeyFile(benchmark::State& state) {
-    const std::string file = KeyFile();
+    const Folder folder;
+    const std::string file = KeyFile(folder);
     for (auto _ : state) {
         GKeyFile* settings = g_key_file_new();
         g_key_file_load_from_file(settings, file.c_str(), G_KEY_FILE_NONE, nullptr);
@@ -94,7 +107,8 @@ void BM_Profile_Read_KeyFile(benchmark::State& state) {
 }
 
 void BM_Profile_Write_KeyFile(benchmark::State& state) {
-    const std::string file = KeyFile();
+    const Folder folder;
+    const std::string file = KeyFile(folder);
     int value = 0;
     for (auto _ : state) {
         GKeyFile* settings = g_key_file_new();
@@ -107,6 +121,7 @@ void BM_Profile_Write_KeyFile(benchmark::State& state) {
 
 BENCHMARK(BM_Profile_ReadUser)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Profile_ReadMachine)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Profile_ReadManyMachine)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Profile_Read_KeyFile)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Profile_WriteUser)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Profile_WriteMachine)->UseRealTime()->Unit(benchmark::kMicrosecond);

@@ -2,8 +2,10 @@
 
 #include <sqlite3.h>
 
+#include <array>
 #include <filesystem>
 #include <initializer_list>
+#include <unordered_map>
 #include <utility>
 
 #include "sigweave/platform/Fork.h"
@@ -23,7 +25,8 @@ constexpr const char* TABLES =
     "CREATE TABLE IF NOT EXISTS keys (name TEXT PRIMARY KEY COLLATE NOCASE) WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS entries (key TEXT NOT NULL COLLATE NOCASE, name TEXT NOT NULL COLLATE NOCASE,"
     " type INTEGER NOT NULL, data NOT NULL, PRIMARY KEY (key, name)) WITHOUT ROWID";
-constexpr const char* READ_ENTRY = "SELECT type, data FROM entries WHERE key = ?1 AND name = ?2";
+// Counts, so that there is a row even of no entry, and the file still locked when that has been read.
+constexpr const char* READ_ENTRY = "SELECT type, data, count(*) FROM entries WHERE key = ?1 AND name = ?2";
 constexpr const char* MAKE_KEY = "INSERT OR IGNORE INTO keys VALUES (?1)";
 constexpr const char* WRITE_ENTRY =
     "INSERT INTO entries VALUES (?1, ?2, ?3, ?4)"
@@ -110,12 +113,61 @@ Database OpenDatabase(const std::string& path, int flags) {
     return database;
 }
 
+// What the file's header says of its content. With a rollback journal every commit counts up in it, before
+// the commit is complete; SQLite trusts its own page cache on the same bytes.
+using Stamp = std::array<unsigned char, 40>;
+
+std::optional<Stamp> ReadStamp(sqlite3* database) {
+    constexpr std::size_t WRITE_VERSION = 18;
+    constexpr unsigned char ROLLBACK = 1;
+    // The connection's own handle: closing a second one would give up the process's locks on the file.
+    sqlite3_file* file = nullptr;
+    sqlite3_file_control(database, nullptr, SQLITE_FCNTL_FILE_POINTER, &file);
+    Stamp stamp;
+    if (file == nullptr || file->pMethods == nullptr) return std::nullopt;
+    if (file->pMethods->xRead(file, stamp.data(), stamp.size(), 0) != SQLITE_OK) return std::nullopt;
+    if (stamp[WRITE_VERSION] != ROLLBACK) return std::nullopt;
+    return stamp;
+}
+
+// Values as they were read, good for as long as the file bears the stamp that it bore then.
+class ReadValues {
+ public:
+    // Null when there is none; else the value, if the stamp is still good.
+    const std::optional<ProfileStore::Value>* Find(const char* key, const char* name) const {
+        const auto found = values.find(Place(key, name));
+        return found != values.end() ? &found->second : nullptr;
+    }
+    bool AreGoodFor(const std::optional<Stamp>& now) const { return now == stamp; }
+
+    // `now` was read under the lock under which the value was.
+    void Keep(const Stamp& now, const char* key, const char* name,
+              const std::optional<ProfileStore::Value>& value) {
+        constexpr std::size_t MOST = 1000;
+        constexpr std::size_t LONGEST = 1000;
+        if (now != stamp || values.size() >= MOST) values.clear();
+        stamp = now;
+        const auto* text = value ? std::get_if<std::string>(&*value) : nullptr;
+        if (text == nullptr || text->size() <= LONGEST) values[Place(key, name)] = value;
+    }
+
+ private:
+    static std::string Place(const char* key, const char* name) {
+        std::string place = key;
+        place += '\0';
+        return place += name;
+    }
+
+    Stamp stamp{};
+    std::unordered_map<std::string, std::optional<ProfileStore::Value>> values;
+};
+
 }  // namespace
 
 class ProfileStore::Connection {
  public:
-    Connection(std::string filePath, Database opened)
-        : path(std::move(filePath)), database(std::move(opened)) {}
+    Connection(std::string filePath, Database opened, Journal hiveJournal)
+        : path(std::move(filePath)), journal(hiveJournal), database(std::move(opened)) {}
 
     // When the file is gone, the journal at its path belongs to another one: closing must not remove that.
     ~Connection() {
@@ -128,9 +180,14 @@ class ProfileStore::Connection {
     bool IsAt(const std::string& place) const { return place == path && !HasMoved(); }
 
     std::optional<Value> Read(const char* key, const char* name) {
+        const auto* known = readValues.Find(key, name);
+        if (known != nullptr && readValues.AreGoodFor(FileStamp())) return *known;
         if (!readEntry.Prepare(database.get(), READ_ENTRY)) return std::nullopt;
         Run run(readEntry, {key, name});
-        return run.HasRow() ? RowValue(run.statement) : std::nullopt;
+        if (!run.HasRow()) return std::nullopt;
+        std::optional<Value> value = RowValue(run.statement);
+        if (const auto stamp = FileStamp()) readValues.Keep(*stamp, key, name, value);
+        return value;
     }
 
     void Write(const char* key, const char* name, const Value& value) {
@@ -145,7 +202,7 @@ class ProfileStore::Connection {
         ChangeKey(key, [&] { return Run(deleteEntry, {key, name}).IsDone(); });
     }
 
-    void PrepareWriting(Journal journal) {
+    void PrepareWriting() {
         if (writable) return;
         // Refused while others are at it; then the mode stays as it is, and either is safe.
         if (journal == Journal::WriteAhead) Execute(database.get(), "PRAGMA journal_mode = WAL");
@@ -156,6 +213,10 @@ class ProfileStore::Connection {
     }
 
  private:
+    std::optional<Stamp> FileStamp() const {
+        return journal == Journal::Rollback ? ReadStamp(database.get()) : std::nullopt;
+    }
+
     bool HasMoved() const {
         int moved = 0;
         sqlite3_file_control(database.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved);
@@ -180,7 +241,9 @@ class ProfileStore::Connection {
 
     const int process = ProcessId();
     const std::string path;
+    const Journal journal;
     bool writable = false;
+    ReadValues readValues;
     Database database;
     // Behind the database, so that they go first.
     Statement readEntry;
@@ -231,10 +294,10 @@ ProfileStore::Connection* ProfileStore::Connect(Access access) {
             flags |= SQLITE_OPEN_CREATE;
         }
         if (Database database = OpenDatabase(path, flags)) {
-            connection = std::make_unique<Connection>(path, std::move(database));
+            connection = std::make_unique<Connection>(path, std::move(database), journal);
         }
     }
-    if (connection != nullptr && access == Access::Write) connection->PrepareWriting(journal);
+    if (connection != nullptr && access == Access::Write) connection->PrepareWriting();
     return connection.get();
 }
 

@@ -16,7 +16,8 @@ namespace tc {
 //
 // The connection is kept between calls, but never across a fork: call `BeforeFork` and `AfterFork` around it.
 // It is made anew when the path of the hive changes, and when the file is removed or replaced. Reading makes
-// no file.
+// no file. A hive with a rollback journal remembers what it read until the file's header tells of a change by
+// anyone; a value that was complete when reading began is never missed.
 //
 // Failures are silent: nothing is read, nothing is written.
 class ProfileStore {

@@ -132,6 +132,48 @@ TEST_F(Profile, LeavesForeignFilesAlone) {
     EXPECT_EQ(Content(File("a/user.db")), text);
 }
 
+// A process of its own that changes the machine hive when told to, and answers when it has.
+class OtherProcess {
+ public:
+    explicit OtherProcess(const std::vector<std::function<void()>>& changes) {
+        EXPECT_EQ(pipe(orders), 0);
+        EXPECT_EQ(pipe(answers), 0);
+        child = InChild([&] {
+            char word = 0;
+            for (const auto& change : changes) {
+                if (read(orders[0], &word, 1) != 1) return;
+                change();
+                if (write(answers[1], &word, 1) != 1) return;
+            }
+        });
+    }
+    ~OtherProcess() { EXPECT_TRUE(EndsWell(child)); }
+    void Next() {
+        char word = 'x';
+        ASSERT_EQ(write(orders[1], &word, 1), 1);
+        ASSERT_EQ(read(answers[0], &word, 1), 1);
+    }
+
+ private:
+    int orders[2], answers[2];
+    pid_t child;
+};
+
+TEST_F(Profile, SeesAtOnceWhatAnotherProcessChanged) {
+    SaveMachineProfileInt("S", "a", 1);
+    OtherProcess other({[] { SaveMachineProfileInt("S", "a", 2); }, [] { DeleteMachineProfileInt("S", "A"); },
+                        [] { SaveMachineProfileString("S", "a", "text"); },
+                        [] { SaveMachineProfileString("S", "b", std::string(5000, 'b').c_str()); }});
+    for (const int expected : {1, 2, -1, -1}) {
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(LoadMachineProfileInt("S", "a", -1), expected);
+        other.Next();
+    }
+    EXPECT_STREQ(LoadMachineProfileString("S", "a"), "text");
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(LoadMachineProfileString("S", "b").GetLength(), 5000);
+    SaveMachineProfileInt("S", "a", 4);
+    EXPECT_EQ(LoadMachineProfileInt("S", "a", -1), 4);
+}
+
 constexpr int WRITERS = 4;
 constexpr int WRITES = 25;
 
