@@ -1,0 +1,82 @@
+#include "sigweave/platform/Event.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
+
+#include "sigweave/platform/Clock.h"
+
+namespace tc {
+
+namespace {
+
+constexpr double LONGEST_WAIT = 1e12;  // ms, some thirty years: within every system's bounds
+
+// A handle is the descriptor plus one, so that none is null.
+void* ToHandle(int descriptor) {
+    return reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor) + 1);
+}
+
+int ToDescriptor(void* handle) {
+    return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
+}
+
+timespec ToTimespec(double milliseconds) {
+    const double seconds = std::floor(milliseconds / 1000);
+    return {static_cast<time_t>(seconds), static_cast<long>((milliseconds - seconds * 1000) * 1e6)};
+}
+
+double Now() {
+    return static_cast<double>(PerformanceCounter()) * 1000 / static_cast<double>(PerformanceFrequency());
+}
+
+}  // namespace
+
+Event::Event() : descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+Event::~Event() {
+    if (descriptor >= 0) close(descriptor);
+}
+
+void Event::Set() {
+    eventfd_write(descriptor, 1);
+}
+
+void Event::Reset() {
+    ResetEvent(GetHandle());
+}
+
+void* Event::GetHandle() const {
+    return ToHandle(descriptor);
+}
+
+WaitResult WaitForHandle(void* handle, double milliseconds) {
+    pollfd waited{ToDescriptor(handle), POLLIN, 0};
+    if (waited.fd < 0) return WAIT_FAILED;
+    const double due = Now() + std::min(milliseconds, LONGEST_WAIT);
+    while (true) {
+        const timespec rest = ToTimespec(std::max(due - Now(), 0.0));
+        const int count = ppoll(&waited, 1, &rest, nullptr);
+        if (count > 0) return (waited.revents & POLLIN) != 0 ? WAIT_SIGNALLED : WAIT_FAILED;
+        if (count == 0) return WAIT_TIMED_OUT;
+        if (errno != EINTR) return WAIT_FAILED;
+    }
+}
+
+void ResetEvent(void* handle) {
+    eventfd_t count = 0;
+    if (handle != nullptr) eventfd_read(ToDescriptor(handle), &count);
+}
+
+void SleepMilliseconds(int milliseconds) {
+    timespec rest = ToTimespec(std::max(milliseconds, 0));
+    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &rest, &rest) == EINTR) continue;
+}
+
+}  // namespace tc

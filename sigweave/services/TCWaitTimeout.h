@@ -1,0 +1,37 @@
+#pragma once
+
+#include "sigweave/services/TCExactTimeDiff.h"
+
+// Waits in steps, or for an event, until a time-out has passed since the clock was last started. Times in
+// milliseconds. A time-out that is zero, negative or not a number has passed at once, an infinite one never
+// does. Use one object on one thread at a time.
+//
+// An event is the handle of a `tc::Event`, which must outlive the waits.
+class TC_API TCWaitTimeout : public TCExactTimeDiff {
+ public:
+    // The constructors start the clock. Without a time-out it has passed.
+    TCWaitTimeout();
+    TCWaitTimeout(const double& timeoutMs, int sleepStepMs);
+    // Resets the event, too.
+    TCWaitTimeout(const double& timeoutMs, void* event);
+
+    // Starts the clock again.
+    void Set(const double& timeoutMs);
+
+    double GetExpired() const { return GetTimeDiff(); }
+    double GetTimeout() const { return timeout; }
+    double GetRest() const { return timeout - GetExpired(); }
+
+    // False when the time-out has passed; else sleeps so long, -1: one step, but not beyond the whole
+    // milliseconds of the rest.
+    bool Sleep(int ms) const;
+    // True when the handle was signalled within the whole milliseconds of the rest. Null stands for the event
+    // of the constructor; without one, and when the time-out has passed, false at once. `result` (may be
+    // null) takes a `tc::WaitResult` when there was a wait.
+    bool Wait(void* handle, unsigned long* result);
+
+ private:
+    double timeout = 0.0;
+    int sleepStep = 1;
+    void* event = nullptr;
+};
