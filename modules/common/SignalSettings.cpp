@@ -84,10 +84,10 @@ bool ParseStart(const std::string& text, double& milliseconds, std::string& erro
     return false;
 }
 
-bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error) {
+bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error, const char* name) {
     unit.clear();
     if (text.empty() || unit.FromString(text.c_str())) return true;
-    AddReason(error, "unit: \"" + text +
+    AddReason(error, name + (": \"" + text) +
                          "\" is no unit; allowed are SI symbols with exponents and a decimal factor, as V, m "
                          "s^-2 or V * 1e-003");
     return false;

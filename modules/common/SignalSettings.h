@@ -20,9 +20,9 @@ void AddReason(std::string& error, const std::string& reason);
 // no block can carry them.
 bool ParseStart(const std::string& text, double& milliseconds, std::string& error);
 
-// The parameter "unit": SI text with an optional decimal factor, as "V" or "V * 1e-003"; empty: none.
-// Answers like ParseStart.
-bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error);
+// The parameter "unit", or another of that name: SI text with an optional decimal factor, as "V" or "V *
+// 1e-003"; empty: none. Answers like ParseStart.
+bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error, const char* name = "unit");
 
 // The state of a block of a signal.
 TCBLOCKSTATUS BlockState(bool first, bool last);

@@ -112,6 +112,16 @@ TEST(Run, FiltersASweep) {
     EXPECT_NEAR(run.results["peak_magnitude"], 129.28878032206717, 1e-9);
 }
 
+// With the amplitudes U and I and the angle phi: U I / 2 cos(phi) in the mean, and U I / 2 to either side of
+// it.
+TEST(Run, ReckonsThePowerOfALoad) {
+    Outcome run = RunExample("power.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_NEAR(run.results["mean"], 812.5, 1e-9);
+    EXPECT_NEAR(run.results["max"], 2437.5, 1e-9);
+    EXPECT_NEAR(run.results["min"], -812.5, 1e-9);
+}
+
 TEST(Run, LoadsTheExampleModule) {
     Outcome run = RunExample("gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
     ASSERT_EQ(run.exitCode, 0) << run.messages;

@@ -1,0 +1,276 @@
+#include "modules/math/Math.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCModuleMessage.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "operation",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "sum",
+     .help = "of the inputs; difference and quotient take two",
+     .choices = "sum|difference|product|quotient"},
+    {.name = "scale",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "1",
+     .help = "multiplies the result"},
+    {.name = "scale_unit",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = "",
+     .help = "of scale, as m s^-2 V^-1 for a sensor; multiplies the unit of the result"},
+    {.name = "offset",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0",
+     .help = "added at last, in the unit of the result"},
+    {.name = "name",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = "",
+     .help = "the result's name; empty: the operation, or of one input its own"},
+};
+
+constexpr double SAMPLERATE_TOLERANCE = 1e-9;  // relative
+constexpr double START_TOLERANCE = 0.5;        // in samples
+
+constexpr const char* TEMPORARY_FILE_FAILED =
+    "the temporary file for signals that are ahead of others cannot be written and read";
+
+}  // namespace
+
+Math::Math(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
+}
+
+void Math::OnInputsDeclared(int count) {
+    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) portHelper->SetObligatoryInput(i);
+    portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+}
+
+bool Math::OnSettingsChanged(TCString& error) {
+    std::string reason;
+    TCSI_Unit unit;
+    if (tc::ParseUnit(std::string(ParamStr("scale_unit")), unit, reason, "scale_unit")) scaleUnit = unit;
+    error = reason.c_str();
+    return reason.empty();
+}
+
+int Math::Init() {
+    operation = static_cast<tc::Operation>(ParamChoice("operation"));
+    scale = ParamDbl("scale");
+    offset = ParamDbl("offset");
+    open = false;
+    inputs.clear();
+    inputs.resize(static_cast<std::size_t>(GetNoInput()));
+    const bool takesTwo = operation == tc::Operation::DIFFERENCE || operation == tc::Operation::QUOTIENT;
+    if (takesTwo && inputs.size() != 2) {
+        return Fail(tc::MODULE_FAILED, "operation: a " + ParamStr("operation") +
+                                           " takes two inputs, but there are " +
+                                           std::to_string(inputs.size()).c_str());
+    }
+    return TCBaseModuleEx::Init();
+}
+
+int Math::Execute() {
+    int code = 0;
+    for (std::size_t i = 0; i < inputs.size() && code >= 0; ++i) code = Take(i);
+    if (code >= 0) code = Join();
+    if (code < 0) inputs.clear();  // nothing of a run that failed counts as left out
+    return code;
+}
+
+int Math::Take(std::size_t index) {
+    const auto port = static_cast<unsigned>(index);
+    const int code = portHelper->TakeBlock(port);
+    if (code <= 0) return code;
+    int count = 0;
+    const double* values = portHelper->AccessDblData(port, count);
+    const TCTypeInfo* found = portHelper->LastTypeInfo(port);
+    switch (inputs[index].signals.Add(found != nullptr ? *found : TCTypeInfo(), values, count)) {
+        case SignalQueue::DONE:
+            break;
+        case SignalQueue::RATE_CHANGES:
+            return Fail(tc::MODULE_FAILED,
+                        ("the samplerate of " + PortText(index) + " changes within its signal").c_str());
+        case SignalQueue::TEMPORARY_FILE_FAILED:
+            return Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED);
+    }
+    if (inputs[index].over) LeaveOut(index);
+    return 0;
+}
+
+int Math::Join() {
+    while (IsReady()) {
+        int code = open ? 0 : Begin();
+        if (code < 0) return code;
+        std::int64_t count = inputs.front().signals.Front().waiting;
+        for (const Input& input : inputs) count = std::min(count, input.signals.Front().waiting);
+        if (count == 0 && !IsOver()) return 0;
+        code = count > 0 ? Write(count) : 0;
+        if (code < 0) return code;
+        if (IsOver()) End();
+    }
+    return 0;
+}
+
+bool Math::IsReady() const {
+    return std::all_of(inputs.begin(), inputs.end(),
+                       [](const Input& input) { return !input.over && !input.signals.IsEmpty(); });
+}
+
+int Math::Begin() {
+    std::string error;
+    metadata = Metadata(0);
+    if (!CheckTimes(error) || !ComputeUnit(error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    DescribeResult();
+    position = 0;
+    open = true;
+    return 0;
+}
+
+bool Math::CheckTimes(std::string& error) const {
+    const double rate = Metadata(0).GetSamplerate();
+    const double time = Metadata(0).GetTimestamp();
+    for (std::size_t i = 1; i < inputs.size() && error.empty(); ++i) {
+        const std::string both = PortText(0) + " and " + PortText(i);
+        const double otherRate = Metadata(i).GetSamplerate();
+        const double apart = Metadata(i).GetTimestamp() - time;
+        if (!(std::fabs(otherRate - rate) <= SAMPLERATE_TOLERANCE * std::fabs(rate))) {
+            error = both + " have different samplerates, " + tc::NumberText(rate) + " and " +
+                    tc::NumberText(otherRate);
+        } else if (!(std::fabs(apart * rate / 1000.0) <= START_TOLERANCE)) {
+            error = both + " begin " + tc::NumberText(apart) + " ms apart";
+        }
+    }
+    if (error.empty()) return true;
+    error += "; a module Align in front of this one brings signals together";
+    return false;
+}
+
+// Into the metadata of the result.
+bool Math::ComputeUnit(std::string& error) {
+    const bool keeps = KeepsUnit();
+    const std::string word(ParamStr("operation"));
+    TCSI_Unit unit = Metadata(0).GetUnit();
+    for (std::size_t i = 1; i < inputs.size() && error.empty(); ++i) {
+        const TCSI_Unit& other = Metadata(i).GetUnit();
+        const std::string text = PortText(i) + " (" + tc::UnitText(other) + ")";
+        if (keeps && !tc::IsConvertible(other, unit)) {
+            error = PortText(0) + " (" + tc::UnitText(unit) + ") and " + text + " have different units; a " +
+                    word + " needs the same, or one that differs by a factor";
+        } else if (!keeps && !tc::ScaleUnit(unit, other, operation == tc::Operation::PRODUCT ? 1 : -1)) {
+            error = "no unit can hold the " + word + " of " + text + " and the inputs before it";
+        }
+    }
+    if (error.empty() && !tc::ScaleUnit(unit, scaleUnit, 1))
+        error = "scale_unit: no unit can hold the product of " + tc::UnitText(scaleUnit) + " and the inputs'";
+    metadata.SetUnit(unit);
+    return error.empty();
+}
+
+bool Math::KeepsUnit() const {
+    return operation == tc::Operation::SUM || operation == tc::Operation::DIFFERENCE;
+}
+
+void Math::DescribeResult() {
+    const std::string given(ParamStr("name"));
+    const std::string own =
+        inputs.size() > 1 ? std::string(ParamStr("operation")) : tc::SignalName(*portHelper, 0, metadata);
+    metadata.SetSignalnameString(given.empty() ? own : given);
+    tc::ValueRange range = RangeOf(0);
+    for (std::size_t i = 1; i < inputs.size(); ++i) range = tc::Combine(operation, range, RangeOf(i));
+    range = tc::Combine(tc::Operation::PRODUCT, range, {scale, scale});
+    range = tc::Combine(tc::Operation::SUM, range, {offset, offset});
+    metadata.SetRangeMin(range.low);
+    metadata.SetRangeMax(range.high);
+}
+
+tc::ValueRange Math::RangeOf(std::size_t index) const {
+    double ends[] = {Metadata(index).GetRangeMin(), Metadata(index).GetRangeMax()};
+    ToCommonUnit(index, ends, std::size(ends));
+    return {ends[0], ends[1]};
+}
+
+void Math::ToCommonUnit(std::size_t index, double* values, std::size_t count) const {
+    if (KeepsUnit()) tc::Convert(values, count, Metadata(index).GetUnit(), Metadata(0).GetUnit());
+}
+
+int Math::Write(std::int64_t count) {
+    const auto size = static_cast<std::size_t>(count);
+    metadata.SetTimestamp(Metadata(0).GetTimestamp() +
+                          1000.0 * static_cast<double>(position) / metadata.GetSamplerate());
+    result.resize(size);
+    operand.resize(size);
+    bool whole = inputs[0].signals.Take(result.data(), count);
+    for (std::size_t i = 1; i < inputs.size(); ++i) {
+        whole = inputs[i].signals.Take(operand.data(), count) && whole;
+        ToCommonUnit(i, operand.data(), size);
+        tc::Combine(operation, result.data(), operand.data(), size);
+    }
+    if (!whole) return Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED);
+    if (scale != 1.0 || offset != 0.0)
+        for (double& value : result) value = scale * value + offset;
+    metadata.SetState(tc::BlockState(position == 0, IsOver()));
+    position += count;
+    portHelper->SetTypeInfo(0, metadata);
+    return portHelper->WriteDblData(0, size, result.data());
+}
+
+// Whether one of the signals has ended.
+bool Math::IsOver() const {
+    return std::any_of(inputs.begin(), inputs.end(), [](const Input& input) { return input.HasEnded(); });
+}
+
+void Math::End() {
+    const auto ended =
+        std::find_if(inputs.begin(), inputs.end(), [](const Input& input) { return input.HasEnded(); });
+    const auto which = static_cast<std::size_t>(ended - inputs.begin());
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        inputs[i].endedBefore = which;
+        inputs[i].over = true;
+        LeaveOut(i);
+    }
+    open = false;
+}
+
+// Drops what has come of a signal that goes on after the result; at its end the next one may begin.
+void Math::LeaveOut(std::size_t index) {
+    Input& input = inputs[index];
+    input.leftOut += input.signals.Drop();
+    if (!input.HasEnded()) return;
+    TellLeftOut(index);
+    input.signals.Pop();
+    input.over = false;
+}
+
+void Math::TellLeftOut(std::size_t index) {
+    const std::int64_t count = std::exchange(inputs[index].leftOut, 0);
+    if (count == 0) return;
+    TCModuleMessage::Warning(GetModuleName(), "%s goes on where %s has no more; samples left out: %lld",
+                             PortText(index).c_str(), PortText(inputs[index].endedBefore).c_str(),
+                             static_cast<long long>(count));
+}
+
+// What still waits has no partner: an input had no signal, or one that was not ended.
+int Math::Done() {
+    std::size_t missing = 0;
+    for (std::size_t i = 0; i < inputs.size(); ++i)
+        if (inputs[i].signals.IsEmpty() || inputs[i].signals.Front().waiting == 0) missing = i;
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        if (!inputs[i].over) inputs[i].endedBefore = missing;
+        for (; !inputs[i].signals.IsEmpty(); inputs[i].signals.Pop())
+            inputs[i].leftOut += inputs[i].signals.Drop();
+        TellLeftOut(i);
+    }
+    return TCBaseModuleEx::Done();
+}
+
+std::string Math::PortText(std::size_t index) const {
+    return "the input \"" + std::string(portHelper->GetPortName(INPUT, static_cast<unsigned>(index))) + "\"";
+}
+
+TC_MODULE_LIBRARY(Math);

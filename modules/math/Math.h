@@ -1,0 +1,75 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "modules/math/Arithmetic.h"
+#include "modules/math/SignalQueue.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+
+// The sum or product of any number of signals, the difference or quotient of two, sample by sample; then
+// `scale` times that, plus `offset`. With one input it scales and shifts a signal.
+//
+// The unit of the result is that of the first input for a sum or difference, whose other inputs must have the
+// same dimension (another decimal factor is converted), else the product or quotient of the units; in both
+// cases times that of `scale`. The offset is in the unit of the result. Division by zero follows IEEE 754.
+//
+// The first signal of each input meets the first of the others, the second the second, and so on. They must
+// have the same samplerate (to 1e-9) and begin at the same time (to half a sample): else the run fails, and
+// the message names the module Align, which brings signals together. Blocks may be cut differently: what is
+// ahead waits in bounded memory and a temporary file. The result ends with the signal that ends first; what
+// the others have left is counted, and told as a warning.
+class Math final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "Math";
+
+    explicit Math(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Adds, subtracts, multiplies, divides, scales"; }
+    const char* GetBaseName() const override { return ID; }
+    void OnInputsDeclared(int count) override;
+    bool OnSettingsChanged(TCString& error) override;
+    int Init() override;
+    int Execute() override;
+    int Done() override;
+
+ private:
+    struct Input {
+        SignalQueue signals;
+        bool over = false;            // the result has ended, this signal goes on
+        std::size_t endedBefore = 0;  // the input whose end that was
+        std::int64_t leftOut = 0;     // samples of it
+
+        bool HasEnded() const { return signals.Front().ended && signals.Front().waiting == 0; }
+    };
+
+    int Take(std::size_t index);
+    int Join();
+    bool IsReady() const;
+    int Begin();
+    bool CheckTimes(std::string& error) const;
+    bool ComputeUnit(std::string& error);
+    bool KeepsUnit() const;
+    void DescribeResult();
+    tc::ValueRange RangeOf(std::size_t index) const;
+    void ToCommonUnit(std::size_t index, double* values, std::size_t count) const;
+    int Write(std::int64_t count);
+    bool IsOver() const;
+    void End();
+    void LeaveOut(std::size_t index);
+    void TellLeftOut(std::size_t index);
+    std::string PortText(std::size_t index) const;
+    const TCTypeInfo& Metadata(std::size_t index) const { return inputs[index].signals.Front().metadata; }
+
+    tc::Operation operation = tc::Operation::SUM;
+    double scale = 1.0;
+    double offset = 0.0;
+    TCSI_Unit scaleUnit;
+    std::vector<Input> inputs;
+    bool open = false;          // the result has begun and not ended
+    std::int64_t position = 0;  // in the result
+    TCTypeInfo metadata;        // of the result
+    std::vector<double> result;
+    std::vector<double> operand;
+};
