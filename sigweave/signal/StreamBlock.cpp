@@ -70,7 +70,7 @@ const DataSegment* TCIOStream::Block::Segment(int index) const {
 
 bool TCIOStream::Block::AddSegment(const char* name, DATATYPE type, int dims, const int* extents,
                                    const void* data) {
-    return data != nullptr && Write(name, type, dims, extents, data, true);
+    return (data != nullptr || type == POINTER) && Write(name, type, dims, extents, data, true);
 }
 
 bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents,

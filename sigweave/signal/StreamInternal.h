@@ -36,6 +36,9 @@ inline constexpr int NOT_WRITTEN = -14;
 
 // Levels of nested blocks that leave the process or come into it.
 inline constexpr int MOST_LEVELS = 32;
+// The same for XML documents: a block takes four levels of elements, and a document may have 1024.
+inline constexpr int MOST_XML_LEVELS = 255;
+inline constexpr char XML_TOO_DEEP[] = "Blocks are nested more than 255 levels deep";
 
 // Whether elements of that type have values that mean something outside the process.
 inline bool HasValues(int type) {

@@ -227,13 +227,41 @@ class TC_API TCIOStream {
                              int decimals) const;
 
     // --- XML form
+    //
+    //   Stream
+    //     Block                    one per block
+    //       TypeInfo               where the block has metadata
+    //         State (Value: its number), Name, Timestamp, Samplerate, Range (Min, Max), Unit
+    //       Segments
+    //         Segment              one per segment
+    //           Name, DataType (Value: its number), Length: the extents
+    //           Values             Integer or Double: all numbers; else one String or Block per element; or
+    //                              Pointer
+    //
+    // Numbers are written in the hexadecimal forms of HexDouble.h, names and strings as
+    // TCXML::QuoteNodeTextString quotes them, so that a block comes back bit for bit. What does not:
+    //
+    //   infinity, not-a-number   both are written -1.#IND, which reads as not-a-number
+    //   unit                     its text: the factor is cut to a power of ten, and "1 * 1e+003", the text of
+    //                            a number without a unit, is refused by the reader (see TCSI_Unit)
+    //   POINTER                  the address, which means something inside this process only
+    //   data not owned           reads back as data that the segment owns
 
     // Makes a new document in `xml` of the next waiting block, which is taken, or with `peek` of the one at
-    // `index`, which stays. Without a block the document is an empty `Stream`. False when writing failed; a
+    // `index`, which stays. Without a block, and for a writer, the document is an empty `Stream`. Afterwards
+    // no block is the one being read. False when writing failed, as for more than 255 levels of blocks; a
     // block that was taken stays taken.
     bool StreamToXML(TCXML& xml, bool peek, int index);
-    // Reads and dispatches every block of the document. Answers their number; -2, and the message in `xml`,
-    // at the first block that cannot be read; the blocks before it have been dispatched.
+    // Reads and dispatches every block of the document, one after the other, and answers their number. The
+    // blocks before a failure have been dispatched. -2, and the message in `xml`, at the first block that
+    // cannot be read, and at once when `xml` already holds an error; -4 on a state conflict, 0 without a
+    // receiver. The block reserved for the one that failed stays reserved, empty. A block that was begun on
+    // this writer is discarded.
+    //
+    // Metadata that are left out keep the defaults of TCTypeInfo, the timestamp too: it is not set to the
+    // present. A number of states or types counts more than its name. Numbers may have all forms of
+    // StringToDouble, and of strtoul for ints, with any white space between them. A Length that does not
+    // agree with the elements is refused, before anything is allocated for it.
     int XMLToStream(TCXML& xml);
 
     static const char* DataTypeToString(DATATYPE type);
@@ -361,8 +389,8 @@ class TC_API TCIOStream::Block {
     bool SetTI(const TCTypeInfo* ti);
     int SegmentCnt() const;
     const DataSegment* Segment(int index) const;
-    // Adds one segment; the data is copied. False for a name that is already written, no elements, or no
-    // memory.
+    // Adds one segment; the data is copied, except what a POINTER points at. False for a name that is already
+    // written, no elements, or no memory.
     bool AddSegment(const char* name, DATATYPE type, int dims, const int* extents, const void* data);
     // The same with empty elements for the caller to fill: `elements` points at ints, doubles, TCStrings or
     // pointers to nested blocks, and is null when the shape has none. Valid until the block is dispatched.

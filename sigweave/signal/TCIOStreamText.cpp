@@ -1,4 +1,7 @@
 #include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -17,6 +20,10 @@ constexpr char OPENING[] = "BUS ";
 constexpr int DOUBLE_SIZE = 10;
 constexpr int MOST_DECIMALS = 400;
 constexpr int TEXT_SIZE = 5;  // of an empty one, without its blank
+
+bool IsSpace(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
 
 bool PutBlock(TCString& out, const Block& block, int level);
 
@@ -50,8 +57,8 @@ bool PutBlock(TCString& out, const Block& block, int level) {
     return true;
 }
 
-// Reads tokens and checks, before it hands one to a reader that trusts it, that all of it is there. The text
-// must end with a zero byte at `stop`.
+// Reads tokens and checks, before it hands one to a reader that trusts it, that all of it is there. Ints,
+// whose reader trusts in a zero byte behind them, it reads itself.
 class TokenReader {
  public:
     TokenReader(const char* start, const char* stop) : at(start), end(stop) {}
@@ -80,9 +87,29 @@ class TokenReader {
         return true;
     }
 
-    bool Get(int& value) { return Token::DeSerialize(value, at); }
+    bool Get(int& value) {
+        while (at < end && IsSpace(*at)) ++at;
+        const bool plus = end - at > 1 && at[0] == '+' && at[1] != '-';
+        const auto number = std::from_chars(at + (plus ? 1 : 0), end, value);
+        if (number.ec == std::errc::result_out_of_range) value = *at == '-' ? INT_MIN : INT_MAX;
+        if (number.ec == std::errc::invalid_argument || number.ptr == end || !IsSpace(*number.ptr))
+            return false;
+        at = number.ptr + 1;
+        return true;
+    }
+
     bool Get(double& value) { return Has(DOUBLE_SIZE) && Token::DeSerialize(value, at); }
-    bool Get(TCSI_Unit& value) { return Has(DOUBLE_SIZE) && Token::DeSerialize(value, at); }
+
+    bool Get(TCSI_Unit& value) {
+        double factor;
+        if (!Get(factor)) return false;
+        value.SetFactor(factor);
+        for (int i = 0, exponent; i < TCSI_Unit::BASE_UNIT_COUNT; ++i) {
+            if (!Get(exponent)) return false;
+            value.SetExponent(i, exponent);
+        }
+        return true;
+    }
 
     template <typename Text>
     bool GetText(Text& value) {
@@ -208,18 +235,10 @@ int TCIOStream::DeSerializeForOldStream(const char*& text, const char* end) {
     Block* block = text != nullptr && text < end ? TakeFreeBlock() : nullptr;
     if (block == nullptr) return tc::NOT_WRITTEN;
     block->Reset(true);
-    std::ptrdiff_t length = 0;
-    const bool filled = tc::Guarded(
-        [&] {
-            const std::string terminated(text, end);
-            TokenReader tokens(terminated.c_str(), terminated.c_str() + terminated.size());
-            if (!tokens.GetBlock(*block, 1)) return false;
-            length = tokens.Position() - terminated.c_str();
-            return true;
-        },
-        false);
+    TokenReader tokens(text, end);
+    const bool filled = tc::Guarded([&] { return tokens.GetBlock(*block, 1); }, false);
     const int result = DispatchFilled(block, filled);
-    if (result == 1) text += length;
+    if (result == 1) text = tokens.Position();
     return result;
 }
 

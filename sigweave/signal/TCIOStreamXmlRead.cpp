@@ -1,0 +1,338 @@
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+#include "sigweave/foundation/HexDouble.h"
+#include "sigweave/persistence/TCXML.h"
+#include "sigweave/platform/CodePage.h"
+#include "sigweave/signal/StreamInternal.h"
+#include "sigweave/signal/TCIOStream.h"
+
+namespace {
+
+using Block = TCIOStream::Block;
+
+constexpr int LONGEST_WORD = 16;  // hex digits
+
+constexpr char SET_DATA_FAILED[] = "TCIOStream::DataSegment::XMLToStream: Error at SetData";
+
+// Readers of one number, which begins at `p`: they answer where it ends, or null when there is none.
+
+template <typename Word>
+const char* ReadWord(const char* p, Word (*convert)(const char*, char**, int), int base, Word& value) {
+    char* end = nullptr;
+    errno = 0;
+    value = convert(p, &end, base);
+    return end == p || errno == ERANGE ? nullptr : end;
+}
+
+// Also the one text that the writer has for what is no finite number, and no number reader takes.
+const char* ReadNumber(const char* p, double& value) {
+    static constexpr std::string_view NOT_A_NUMBER = "-1.#IND";
+    char* end = nullptr;
+    value = StringToDouble(p, &end);
+    if (end == nullptr || end == p) return nullptr;
+    if (*end != '#' || std::strncmp(p, NOT_A_NUMBER.data(), NOT_A_NUMBER.size()) != 0) return end;
+    value = std::numeric_limits<double>::quiet_NaN();
+    return p + NOT_A_NUMBER.size();
+}
+
+// Any 32 bits, with a sign or without. The writer's form takes the short way.
+const char* ReadNumber(const char* p, int& value) {
+    unsigned long word = 0;
+    const char* end;
+    if (p[0] == '0' && p[1] == 'x') {
+        const auto digits = std::from_chars(p + 2, p + 2 + LONGEST_WORD, word, 16);
+        end = digits.ec == std::errc() ? digits.ptr : nullptr;
+    } else {
+        end = ReadWord(p, std::strtoul, 0, word);
+    }
+    value = static_cast<int>(word);
+    const auto number = static_cast<long>(word);
+    return number >= INT_MIN && number <= std::int64_t{UINT32_MAX} ? end : nullptr;
+}
+
+bool IsEnd(const char* p) {
+    return *tc::SkipSpace(p) == '\0';
+}
+
+// A text that is one number and nothing else.
+template <typename Number>
+bool IsNumber(const char* text, Number& value) {
+    const char* end = ReadNumber(tc::SkipSpace(text), value);
+    return end != nullptr && IsEnd(end);
+}
+
+// A decimal number of 32 bits.
+bool IsDecimal(const char* text, int& value) {
+    long number;
+    const char* end = ReadWord(text, std::strtol, 10, number);
+    value = static_cast<int>(number);
+    return end != nullptr && *end == '\0' && value == number;
+}
+
+enum class Reading { DONE, NO_NUMBER, OTHER_COUNT };
+
+// Numbers with white space between them, as many as are asked for.
+template <typename Number>
+Reading ReadNumbers(const char* p, Number* numbers, int count) {
+    for (int i = 0; i < count; ++i) {
+        p = tc::SkipSpace(p);
+        if (*p == '\0') return Reading::OTHER_COUNT;
+        p = ReadNumber(p, numbers[i]);
+        if (p == nullptr) return Reading::NO_NUMBER;
+        if (*p == ' ')
+            ++p;
+        else if (*p != '\0' && tc::SkipSpace(p) == p)
+            return Reading::NO_NUMBER;
+    }
+    return IsEnd(p) ? Reading::DONE : Reading::OTHER_COUNT;
+}
+
+// Reads the blocks of a document. The first failure ends the reading and leaves its message in the document.
+class BlockReader {
+ public:
+    explicit BlockReader(TCXML& document) : xml(document) {}
+
+    bool GetBlock(const TCXMLNode& node, Block& block, int level) {
+        if (level > tc::MOST_XML_LEVELS) return Fail(tc::XML_TOO_DEEP);
+        const TCXMLNode metadata = Child(node, "TypeInfo");
+        if (metadata && !GetMetadata(metadata, block)) return false;
+        TCXMLNodeList segments = xml.SelectNodes("Segments/Segment", node);
+        while (const TCXMLNode segment = xml.NextNode(segments))
+            if (!GetSegment(segment, block, level)) return false;
+        return !xml.IsError();
+    }
+
+ private:
+    bool Fail(const char* message) {
+        if (!xml.IsError()) xml.SetUserError(message);
+        return false;
+    }
+
+    TCXMLNode Child(const TCXMLNode& node, const char* path) { return xml.SelectSingleNode(path, node); }
+
+    // Reads the text of the child into `text`; false when there is no such child.
+    bool GetText(const TCXMLNode& node, const char* path) {
+        const TCXMLNode child = Child(node, path);
+        return child && xml.GetNodeText(child, text);
+    }
+
+    bool GetMetadata(const TCXMLNode& node, Block& block) {
+        TCTypeInfo ti;
+        return GetState(node, ti) && GetName(node, ti) && GetMetadataNumbers(node, ti) && GetUnit(node, ti) &&
+               !xml.IsError() && block.SetTI(&ti);
+    }
+
+    bool GetState(const TCXMLNode& node, TCTypeInfo& ti) {
+        int state;
+        if (GetText(node, "State/@Value")) {
+            if (!IsDecimal(text, state)) return Fail("Error interpreting State/@Value in TypeInfo");
+        } else if (GetText(node, "State")) {
+            state = TCTypeInfo::StringToBlockState(text);
+            if (state < INVALID) return Fail("Error interpreting State in TypeInfo");
+        } else {
+            return Fail("State is missing in TypeInfo");
+        }
+        ti.SetState(static_cast<TCBLOCKSTATUS>(state));
+        return true;
+    }
+
+    bool GetName(const TCXMLNode& node, TCTypeInfo& ti) {
+        if (!GetText(node, "Name")) return true;
+        if (!TCXML::UnquoteNodeTextString(text)) return Fail("Error unquoting Name in TypeInfo");
+        ti.SetSignalnameString(TCString::TCString2BinCString(text));
+        return true;
+    }
+
+    bool GetMetadataNumbers(const TCXMLNode& node, TCTypeInfo& ti) {
+        static constexpr struct {
+            const char* path;
+            void (TCTypeInfo::*set)(double);
+            const char* error;
+        } NUMBERS[] = {
+            {"Timestamp", &TCTypeInfo::SetTimestamp, "Error interpreting Timestamp in TypeInfo"},
+            {"Samplerate", &TCTypeInfo::SetSamplerate, "Error interpreting Samplerate in TypeInfo"},
+            {"Range/Min", &TCTypeInfo::SetRangeMin, "Error interpreting Range/Min in TypeInfo"},
+            {"Range/Max", &TCTypeInfo::SetRangeMax, "Error interpreting Range/Max in TypeInfo"},
+        };
+        for (const auto& number : NUMBERS) {
+            if (!GetText(node, number.path)) continue;
+            double value;
+            if (!IsNumber(text, value)) return Fail(number.error);
+            (ti.*number.set)(value);
+        }
+        return true;
+    }
+
+    bool GetUnit(const TCXMLNode& node, TCTypeInfo& ti) {
+        if (!GetText(node, "Unit")) return true;
+        return ti.GetUnit().FromString(text) || Fail("Error interpreting Unit in TypeInfo");
+    }
+
+    bool GetSegment(const TCXMLNode& node, Block& block, int level) {
+        Shape shape;
+        if (!GetSegmentName(node, shape.name) || !GetType(node, shape.type) || !GetExtents(node, shape))
+            return false;
+        const TCXMLNode values = Child(node, "Values");
+        if (!values) return Fail("Error Values is missing in Segment");
+        switch (shape.type) {
+            case TCIOStream::INT:
+                return GetNumbers<int>(values, INTEGERS, block, shape);
+            case TCIOStream::DOUBLE:
+                return GetNumbers<double>(values, DOUBLES, block, shape);
+            case TCIOStream::STRING:
+                return GetStrings(values, block, shape);
+            case TCIOStream::POINTER:
+                return GetAddress(values, block, shape);
+            default:
+                return GetBlocks(values, block, shape, level);
+        }
+    }
+
+    struct NumberKind {
+        const char* element;
+        const char* missing;
+        const char* noNumber;
+    };
+    static constexpr NumberKind INTEGERS = {"Integer", "Error Integer is missing in Values",
+                                            "Error interpreting value in Integer"};
+    static constexpr NumberKind DOUBLES = {"Double", "Error Double is missing in Values",
+                                           "Error interpreting value in Double"};
+
+    struct Shape {
+        TCString name;
+        TCIOStream::DATATYPE type = TCIOStream::UNDEF;
+        TCArray<int> extents;
+        int count = 0;  // of elements
+    };
+
+    bool GetSegmentName(const TCXMLNode& node, TCString& name) {
+        if (!GetText(node, "Name")) return !xml.IsError();
+        if (!TCXML::UnquoteNodeTextString(text) || text.CalcDataFormat() != TCString::ASCII)
+            return Fail("Error unquoting Name in Segment");
+        name = text;
+        return true;
+    }
+
+    bool GetType(const TCXMLNode& node, TCIOStream::DATATYPE& type) {
+        int number;
+        if (GetText(node, "DataType/@Value")) {
+            if (!IsDecimal(text, number)) return Fail("Error interpreting DataType/@Value in Segment");
+        } else if (GetText(node, "DataType")) {
+            number = TCIOStream::StringToDataType(text);
+            if (number < 0) return Fail("Error interpreting DataType in Segment");
+        } else {
+            return Fail("Error DataType is missing in Segment");
+        }
+        type = static_cast<TCIOStream::DATATYPE>(number);
+        return true;
+    }
+
+    // Also checks that there can be such a segment at all.
+    bool GetExtents(const TCXMLNode& node, Shape& shape) {
+        if (!GetText(node, "Length")) return Fail("Error Length is missing in Segment");
+        std::int64_t count = 1;
+        for (const char* p = text; !IsEnd(p);) {
+            char* end = nullptr;
+            const long extent = std::strtol(p, &end, 10);
+            if (end == p || extent < 0 || extent > INT_MAX) return Fail(SET_DATA_FAILED);
+            count *= extent;
+            if (count > INT_MAX) return Fail(SET_DATA_FAILED);
+            shape.extents.Add(static_cast<int>(extent));
+            p = end;
+        }
+        shape.count = shape.extents.IsEmpty() ? 0 : static_cast<int>(count);
+        return (shape.type > TCIOStream::UNDEF && shape.type <= TCIOStream::BLOCK) || Fail(SET_DATA_FAILED);
+    }
+
+    // Adds the segment; called when the document is known to be long enough for its elements.
+    bool Add(Block& block, const Shape& shape, void*& elements) {
+        return block.AddEmptySegment(shape.name, shape.type, shape.extents.GetSize(), shape.extents.GetData(),
+                                     elements) ||
+               Fail(SET_DATA_FAILED);
+    }
+
+    template <typename Number>
+    bool GetNumbers(const TCXMLNode& values, const NumberKind& kind, Block& block, const Shape& shape) {
+        if (!GetText(values, kind.element)) return Fail(kind.missing);
+        void* elements;
+        const bool longEnough = shape.count <= (text.GetLength() + 1) / 2;  // a digit and a blank each
+        if (!longEnough || !Add(block, shape, elements)) return Fail(SET_DATA_FAILED);
+        const Reading reading = ReadNumbers(text, static_cast<Number*>(elements), shape.count);
+        if (reading == Reading::NO_NUMBER) return Fail(kind.noNumber);
+        return reading == Reading::DONE || Fail(SET_DATA_FAILED);
+    }
+
+    bool GetStrings(const TCXMLNode& values, Block& block, const Shape& shape) {
+        TCXMLNodeList list = xml.SelectNodes("String", values);
+        void* elements;
+        if (!HasCount(list, shape.count, "Error String is missing Values") || !Add(block, shape, elements))
+            return false;
+        for (int i = 0; i < shape.count; ++i) {
+            TCString& string = static_cast<TCString*>(elements)[i];
+            if (!xml.GetNodeText(xml.NextNode(list), string)) return false;
+            if (!TCXML::UnquoteNodeTextString(string)) return Fail("Error unquoting String in Values");
+        }
+        return true;
+    }
+
+    bool GetBlocks(const TCXMLNode& values, Block& block, const Shape& shape, int level) {
+        TCXMLNodeList list = xml.SelectNodes("Block", values);
+        void* elements;
+        if (!HasCount(list, shape.count, "Error Block is missing in Values") || !Add(block, shape, elements))
+            return false;
+        for (int i = 0; i < shape.count; ++i)
+            if (!GetBlock(xml.NextNode(list), *static_cast<Block**>(elements)[i], level + 1)) return false;
+        return true;
+    }
+
+    bool HasCount(const TCXMLNodeList& list, int count, const char* missing) {
+        if (!list || list.GetCount() < count) return Fail(missing);
+        return list.GetCount() == count || Fail(SET_DATA_FAILED);
+    }
+
+    bool GetAddress(const TCXMLNode& values, Block& block, const Shape& shape) {
+        if (!GetText(values, "Pointer")) return Fail("Error Pointer is missing in Values");
+        unsigned long address;
+        const char* end = ReadWord(static_cast<const char*>(text), std::strtoul, 0, address);
+        if (end == nullptr || !IsEnd(end)) return Fail("Error interpreting value in Pointer");
+        return block.AddSegment(shape.name, shape.type, shape.extents.GetSize(), shape.extents.GetData(),
+                                reinterpret_cast<const void*>(address)) ||
+               Fail(SET_DATA_FAILED);
+    }
+
+    TCXML& xml;
+    TCString text;  // of the node read last; kept, so that its storage is
+};
+
+}  // namespace
+
+int TCIOStream::XMLToStream(TCXML& xml) {
+    TCXMLNodeList blocks = xml.SelectNodes("Stream/Block");
+    BlockReader reader(xml);
+    for (int dispatched = 0; !xml.IsError(); ++dispatched) {
+        const TCXMLNode node = xml.NextNode(blocks);
+        if (!node) return xml.IsError() ? tc::OTHER_TYPE : dispatched;
+        if (const int reserved = ReserveBlock(true); reserved < 1) return reserved;
+        const int result = tc::Guarded(
+            [&] {
+                actualBlock->Reset(true);
+                if (!reader.GetBlock(node, *actualBlock, 1))
+                    return xml.IsError() ? tc::OTHER_TYPE : tc::NOT_WRITTEN;
+                const int checked =
+                    CheckBlockState(actualBlock->typeInfoValid ? actualBlock->typeInfo : nullptr, false);
+                if (checked < 0) return checked;
+                return DispatchBlock() ? 1 : tc::NOT_WRITTEN;
+            },
+            tc::NOT_WRITTEN);
+        if (result == 1) continue;
+        actualBlock->Reset(true);
+        return result;
+    }
+    return tc::OTHER_TYPE;
+}
