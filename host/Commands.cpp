@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "host/Console.h"
+#include "host/Conversion.h"
 #include "host/Graph.h"
 #include "host/ModuleListing.h"
 #include "host/ProgressLine.h"
@@ -40,14 +41,13 @@ void TellProblems(const ModuleCatalogue& catalogue, bool areErrors) {
         areErrors ? console::Error(problem) : console::Warning(problem);
 }
 
-void TellMistakes(const Mistakes& mistakes, const std::string& graph) {
+void TellMistakes(const Mistakes& mistakes, const std::string& outcome) {
     const std::vector<Mistake> all = mistakes.InOrder();
     const std::size_t told = std::min(all.size(), MOST_MISTAKES_TOLD);
     for (std::size_t index = 0; index < told; ++index)
         console::Say(ToText(all[index].place) + ": " + all[index].text);
     if (told < all.size()) console::Say("... and " + std::to_string(all.size() - told) + " more");
-    console::Say(std::to_string(all.size()) + (all.size() == 1 ? " mistake" : " mistakes") + "; nothing of " +
-                 graph + " was run");
+    console::Say(std::to_string(all.size()) + (all.size() == 1 ? " mistake" : " mistakes") + "; " + outcome);
 }
 
 // True when everything was written; a full disk or a closed pipe is an error like any other.
@@ -65,7 +65,7 @@ struct OpenGraph {
         for (const std::string& setting : options.settings) file.Set(setting, mistakes);
         graph = std::make_unique<Graph>(file, catalogue, window, mistakes);
         TellProblems(catalogue, !mistakes.IsEmpty());
-        if (!mistakes.IsEmpty()) TellMistakes(mistakes, options.graph);
+        if (!mistakes.IsEmpty()) TellMistakes(mistakes, "nothing of " + options.graph + " was run");
     }
 
     Mistakes mistakes;
@@ -114,6 +114,23 @@ int CheckGraph(const CommandOptions& options) {
     const std::string counts = std::to_string(open.graph->Modules().size()) + " modules, " +
                                std::to_string(open.graph->Lines().size()) + " lines";
     return Print(options.graph + ": no mistakes; " + counts + "\n") ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+}
+
+int ConvertGraph(const CommandOptions& options) {
+    Mistakes mistakes;
+    const GraphFile file = GraphFile::Read(options.graph, mistakes);
+    if (!mistakes.IsEmpty()) {
+        TellMistakes(mistakes, options.target + " was not written");
+        return EXIT_WRONG_INPUT;
+    }
+    std::string error;
+    if (!ConvertTo(file, options.target, error)) {
+        console::Error(error);
+        return EXIT_INCOMPLETE;
+    }
+    const char* form = file.GetForm() == GraphForm::Text ? "an XML document" : "parameter text";
+    return Print(options.target + ": " + options.graph + " as " + form + "\n") ? EXIT_COMPLETE
+                                                                               : EXIT_INCOMPLETE;
 }
 
 int ShowModules(const CommandOptions& options) {

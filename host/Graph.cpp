@@ -47,7 +47,7 @@ std::string LineText(const LineEntry& entry) {
 Graph::Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue, HostWindow& hostWindow,
              Mistakes& allMistakes)
     : file(graphFile), catalogue(moduleCatalogue), window(hostWindow), mistakes(allMistakes) {
-    window.AcceptDifferences(file.AcceptsDifferences());
+    window.AcceptDifferences(file.AcceptsDifferences(), file.GetWording().acceptDifferences);
     CreateModules();
     for (Instance& instance : instances)
         if (instance.module != nullptr) ApplySettings(instance);
@@ -81,9 +81,9 @@ void Graph::CreateModules() {
 void Graph::Create(Instance& instance, std::map<std::string, int>& used) {
     const InstanceEntry& entry = *instance.entry;
     if (entry.module.empty())
-        return mistakes.Add(entry.place, "the instance '" + entry.name +
-                                             "' does not say which module it is; add a line module=ID, "
-                                             "where 'sigweave modules' lists the ids");
+        return mistakes.Add(entry.place,
+                            "the instance '" + entry.name + "' does not say which module it is; " +
+                                file.GetWording().addModuleId + ", where 'sigweave modules' lists the ids");
     const CatalogueEntry* found = catalogue.Find(entry.module);
     if (found == nullptr) return mistakes.Add(entry.modulePlace, catalogue.WhyUnusable(entry.module));
     std::string error;
@@ -120,7 +120,7 @@ void Graph::ApplySettings(Instance& instance) {
         if (found == isSet.end())
             mistakes.Add(entry.place, "the instance '" + entry.name + "' needs the parameter '" +
                                           parameter.name + "', " + std::string(parameter.DescribeAllowed()) +
-                                          "; add a line " + parameter.name + "=...");
+                                          "; " + file.GetWording().AddSetting(parameter.name));
     }
     if (instance.usable) instance.usable = MakeEffective(instance);
 }
@@ -227,11 +227,10 @@ int Graph::FindPort(const Ports& ports, const std::string& name) {
 
 void Graph::ResolveLines() {
     if (instances.empty() && mistakes.IsEmpty())
-        mistakes.Add({file.GetPath()}, "names no modules; add a section [name] with module=ID for each");
+        mistakes.Add({file.GetPath()}, std::string("names no modules; ") + file.GetWording().addModules);
     if (file.GetLines().empty() && !file.GetInstances().empty())
         mistakes.Add({file.GetPath()},
-                     "has no lines, so no data would flow; add a section [lines] with lines as "
-                     "instance.Output=instance.Input");
+                     std::string("has no lines, so no data would flow; ") + file.GetWording().addLines);
     for (const LineEntry& entry : file.GetLines()) {
         RunLine line{};
         if (!ResolveLine(entry, line)) continue;
@@ -361,17 +360,16 @@ void Graph::CheckInputs(Instance& instance, const std::set<std::pair<std::string
         const bool isWired =
             lineOfInput.contains({indexes[name], asked}) || wired.contains({name, inputs[index]});
         if (isWired || !helper->IsObligatoryInput(index)) continue;
-        mistakes.Add(instance.entry->place, "the input '" + name + "." + inputs[index] +
-                                                "' must be wired; add a line ...=" + name + "." +
-                                                inputs[index] + " to the section [lines]");
+        mistakes.Add(instance.entry->place, "the input '" + name + "." + inputs[index] + "' must be wired; " +
+                                                file.GetWording().AddLineTo(name + "." + inputs[index]));
         missing = true;
     }
     if (missing || anyWired || inputs.empty() || instance.module->GetTypeOfModule() == 1 ||
         file.GetLines().empty())
         return;
-    mistakes.Add(instance.entry->place, "nothing is wired to '" + name +
-                                            "', so it would never have work; add a line ...=" + name + "." +
-                                            inputs.front() + " to the section [lines], or remove it");
+    mistakes.Add(instance.entry->place, "nothing is wired to '" + name + "', so it would never have work; " +
+                                            file.GetWording().AddLineTo(name + "." + inputs.front()) +
+                                            ", or remove it");
 }
 
 }  // namespace host

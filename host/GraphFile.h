@@ -1,14 +1,17 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "host/GraphWording.h"
 #include "host/Mistakes.h"
 
 namespace host {
 
 // A graph as it was written: names only, nothing of it looked up yet. Every entry knows its place, for
-// messages. The format is described in docs/graph-files.md.
+// messages. It is written as parameter text or as an XML document, with the same meaning (see
+// docs/graph-files.md).
 
 struct Setting {
     std::string name;
@@ -19,7 +22,7 @@ struct Setting {
 
 struct InstanceEntry {
     std::string name;
-    std::string module;  // the module's id; empty when the section does not say
+    std::string module;  // the module's id; empty when the graph does not say
     Place place;
     Place modulePlace;
     std::vector<Setting> settings;
@@ -36,9 +39,16 @@ struct LineEntry {
     Place place;
 };
 
+// One line of it.
+struct Comment {
+    std::string text;
+    Place place;
+};
+
 class GraphFile {
  public:
-    // Adds a mistake for everything that is not well formed, and keeps what is.
+    // The form is told by the content, not by the name. Adds a mistake for everything that is not well
+    // formed, and keeps what is.
     static GraphFile Read(const std::string& path, Mistakes& mistakes);
     static GraphFile Parse(const std::string& path, const std::string& text, Mistakes& mistakes);
 
@@ -46,19 +56,25 @@ class GraphFile {
     void Set(const std::string& argument, Mistakes& mistakes);
 
     const std::string& GetPath() const { return path; }
+    GraphForm GetForm() const { return form; }
+    const GraphWording& GetWording() const { return GraphWording::Of(form); }
     const std::vector<InstanceEntry>& GetInstances() const { return instances; }
     const std::vector<LineEntry>& GetLines() const { return lines; }
+    const std::vector<Comment>& GetComments() const { return comments; }
     // Whether lines between ports whose declarators differ are accepted without a question.
     bool AcceptsDifferences() const { return acceptsDifferences; }
 
  private:
-    class Parser;
+    friend class GraphBuilder;
 
+    void Fill(std::string_view text, Mistakes& mistakes);
     InstanceEntry* FindInstance(const std::string& name);
 
     std::string path;
+    GraphForm form = GraphForm::Text;
     std::vector<InstanceEntry> instances;
     std::vector<LineEntry> lines;
+    std::vector<Comment> comments;
     bool acceptsDifferences = false;
 };
 

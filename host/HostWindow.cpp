@@ -68,7 +68,7 @@ void HostWindow::Validate(VALIDATION_STRUCT& difference) {
         difference.answer = Accepts(difference) ? 1 : 0;
         if (difference.answer == 0)
             refusals.push_back("the input expects data of another meaning: " + sides +
-                               "; if that is right, write accept=yes in the section [lines]");
+                               "; if that is right, " + acceptRemedy);
     } else if (difference.code == VALIDATION_STRUCT::TOKEN_DIFFERS) {
         refusals.push_back("the input takes data of another type: " + sides +
                            "; wire it to an output of its type");

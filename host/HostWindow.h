@@ -31,8 +31,11 @@ class HostWindow final : public CWnd {
     HostWindow();
     ~HostWindow() override;
 
-    // Differing declarators are accepted without a question.
-    void AcceptDifferences(bool accept) { acceptAll = accept; }
+    // Whether differing declarators are accepted without a question, and how the user says so.
+    void AcceptDifferences(bool accept, const char* remedy) {
+        acceptAll = accept;
+        acceptRemedy = remedy;
+    }
     // The line that is being checked, for questions: "voice.Channel 1=levels.Signal".
     void BeginLine(const std::string& text) { line = text; }
     // What was refused since the last call, in words with the remedy.
@@ -49,6 +52,7 @@ class HostWindow final : public CWnd {
 
     ConsoleDevice device;
     bool acceptAll = false;
+    std::string acceptRemedy;
     std::string line;
     std::vector<std::string> refusals;
     // Module, expected, actual: a question is asked once.

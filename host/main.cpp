@@ -23,6 +23,7 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave check voice.graph                     tells every mistake in it
   sigweave run voice.graph --set voice.block=512 runs it and prints the results
   sigweave modules SoundFile                     shows a module's ports and parameters
+  sigweave convert voice.graph voice.xml         writes it as an XML document, or such a one as text
 
 Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 130 interrupted.)";
 
@@ -63,6 +64,12 @@ int main(int argc, char** argv) {
         ->type_name("text|json");
     CLI::App* check = app.add_subcommand("check", "Tells every mistake of a graph; runs nothing");
     AddGraph(*check, options);
+    CLI::App* convert = app.add_subcommand(
+        "convert", "Writes a graph in its other form: parameter text as an XML document, and back");
+    convert->add_option("IN", options.graph, "The graph file")->required()->type_name("");
+    convert->add_option("OUT", options.target, "The file to write; replaced when it is there")
+        ->required()
+        ->type_name("");
     CLI::App* modules =
         app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
     modules->add_option("ID", options.moduleId, "The module to show")->type_name("");
@@ -71,7 +78,7 @@ int main(int argc, char** argv) {
         std::cerr << app.help();
         return host::EXIT_WRONG_INPUT;
     }
-    const CStringArray commands = {"run", "check", "modules"};
+    const CStringArray commands = {"run", "check", "convert", "modules"};
     const std::string first = argv[1];
     if (!first.starts_with('-') && std::find(commands.begin(), commands.end(), first) == commands.end()) {
         std::cerr << "there is no command '" << first << "'; " << tc::SuggestNames(first, commands) << "\n";
@@ -84,5 +91,6 @@ int main(int argc, char** argv) {
     }
     options.json = format == "json";
     if (*run) return host::RunGraph(options);
+    if (*convert) return host::ConvertGraph(options);
     return *check ? host::CheckGraph(options) : host::ShowModules(options);
 }

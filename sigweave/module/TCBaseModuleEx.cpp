@@ -4,22 +4,12 @@
 #include <utility>
 
 #include "sigweave/foundation/NearNames.h"
-#include "sigweave/foundation/StringConversion.h"
+#include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/TCProcessParameters.h"
 
 namespace {
 
 constexpr int MOST_INPUTS = 65536;
-
-TCString Quoted(const char* value) {
-    TCString escaped;
-    QuoteControlChar(escaped, value);
-    // Readers take a backslash before a quotation mark for an escaped mark, even after another backslash.
-    const int last = escaped.GetLength() - 1;
-    if (escaped[last] == '\\') escaped = escaped.Left(last - 1) + "\\x5c";
-    escaped.Replace("\"", "\\\"");
-    return "\"" + escaped + "\"";
-}
 
 bool IsQuotedKind(TCModuleParameter::Kind kind) {
     return kind == TCModuleParameter::TEXT || kind == TCModuleParameter::FILE ||
@@ -132,7 +122,8 @@ TCString TCBaseModuleEx::GetSettings() const {
     for (std::size_t i = 0; i < parameters.size(); ++i) {
         const char* value = ValueText(static_cast<int>(i));
         if (value == nullptr) continue;
-        const TCString written = IsQuotedKind(parameters[i].kind) ? Quoted(value) : TCString(value);
+        const TCString written =
+            IsQuotedKind(parameters[i].kind) ? tc::QuoteParameter(TCString(value)) : TCString(value);
         text.FormatAppend("%s=%s\n", parameters[i].name, static_cast<const char*>(written));
     }
     return text;

@@ -170,6 +170,7 @@ namespace tc {
 void XmlAccess::Reset(TCXML& xml, std::shared_ptr<XmlDocument> document) {
     xml.document = std::move(document);
     xml.error.Empty();
+    xml.errorLine = 0;
 }
 
 }  // namespace tc
@@ -241,6 +242,7 @@ bool TCXML::Take(tc::XmlBuilder& builder) {
         return true;
     }
     const tc::XmlParseError& wrong = builder.GetError();
+    errorLine = wrong.line;
     return Fail(NOT_PARSED, wrong.code, wrong.reason.c_str(), wrong.line, wrong.column,
                 static_cast<int>(std::min<long>(wrong.position, INT_MAX)), wrong.source.c_str());
 }
@@ -349,6 +351,12 @@ bool TCXML::GetNodeXML(const TCXMLNode& node, TCString& xml) {
     return true;
 }
 
+int TCXML::GetNodeLine(const TCXMLNode& node) {
+    const xmlNode* at = XmlAccess::Node(node);
+    if (at != nullptr && at->type == XML_ATTRIBUTE_NODE) at = at->parent;
+    return at != nullptr ? static_cast<int>(std::max(xmlGetLineNo(at), 0L)) : 0;
+}
+
 TCXMLNode TCXML::CreateElement(const char* name, const TCXMLNode& parent) {
     xmlNode* const above = XmlAccess::Node(parent);
     QualifiedName parts;
@@ -369,6 +377,18 @@ TCXMLNode TCXML::CreateElement(const char* name, const TCXMLNode& parent) {
     else
         xmlAddChild(above, node);
     return {parent.document, node};
+}
+
+bool TCXML::CreateComment(const char* text, const TCXMLNode& parent) {
+    xmlNode* const above = XmlAccess::Node(parent);
+    std::string buffer;
+    const std::string stored(tc::ToXmlText(Shown(text), buffer));
+    const bool valid = above != nullptr && above->type == XML_ELEMENT_NODE &&
+                       stored.find("--") == stored.npos && !stored.ends_with('-');
+    xmlNode* const node = valid ? xmlNewDocComment(above->doc, tc::XmlChars(stored.c_str())) : nullptr;
+    if (node == nullptr) return Fail(NO_ELEMENT, "#comment");
+    xmlAddChild(above, node);
+    return true;
 }
 
 bool TCXML::SetAttribute(const TCXMLNode& node, const char* name, const char* value) {

@@ -81,7 +81,13 @@ class TC_API TCXML {
     bool GetNodeValue(const TCXMLNode& node, TCString& value);
     bool GetNodeText(const TCXMLNode& node, TCString& text);
     bool GetNodeXML(const TCXMLNode& node, TCString& xml);
+    // The line of the loaded text where the node stands, counted from 1: of an element the last line of its
+    // start tag, of an attribute that of its element, beyond 65535 that number. 0 when it is not known, as
+    // for texts and for what was created.
+    static int GetNodeLine(const TCXMLNode& node);
     TCXMLNode CreateElement(const char* name, const TCXMLNode& parent);
+    // Appends a comment. False for a text that XML has no comment of: with "--" in it or a hyphen at its end.
+    bool CreateComment(const char* text, const TCXMLNode& parent);
     bool SetAttribute(const TCXMLNode& node, const char* name, const char* value);
     bool SetNodeText(const TCXMLNode& node, const char* text);
 
@@ -89,6 +95,8 @@ class TC_API TCXML {
 
     bool IsError() const { return !error.IsEmpty(); }
     const TCString& GetError() const { return error; }
+    // After `Load` or `LoadXML` failed: the line of the text that could not be parsed, or 0.
+    int GetErrorLine() const { return errorLine; }
     void SetUserError(const char* message);
 
     // --- Texts that keep control characters and blanks at their ends
@@ -106,4 +114,5 @@ class TC_API TCXML {
     std::shared_ptr<tc::XmlDocument> document;
     bool keepBlanks = false;
     TCString error;
+    int errorLine = 0;
 };

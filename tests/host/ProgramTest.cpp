@@ -195,6 +195,37 @@ TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
     }
 }
 
+TEST_F(Program, ConvertsAGraphThereAndBackAndRunsEither) {
+    Write("test.graph", std::string("# about a\n") + GOOD);
+    ASSERT_EQ(Run("convert test.graph test.txt").code, 0);
+    const Answer xml = Run("run test.txt --set a.size=1000");
+    EXPECT_EQ(xml.code, 0) << xml.err;
+    EXPECT_THAT(xml.out, testing::ContainsRegex("\ns +caf\xE9 +sum +45000\n"));
+    ASSERT_EQ(Run("convert test.txt again.graph").code, 0);
+    EXPECT_EQ(ReadAll(folder / "again.graph"),
+              "# about a\n[a]\nmodule=TestSource\n\n[p]\nmodule=TestPass\n\n[s]\nmodule=TestJoin\n\n"
+              "[lines]\na.Signal=p.Signal\np.Signal 1=s.Signal 1\n");
+}
+
+TEST_F(Program, AConversionThatFailsLeavesTheOldFile) {
+    Write("old", "precious");
+    Write("name.xml", "<Graph><Module name=\"a\" kind=\"M\"><Setting name=\"b=c\"/></Module></Graph>");
+    Write("cut.xml", "<Graph>\n<Module name=");
+    const std::tuple<const char*, int, const char*> rows[] = {
+        {"convert name.xml old", 1, "the setting 'b=c' of a cannot be said in parameter text"},
+        {"convert cut.xml old", 2, "cut.xml:2: The XML source could not be parsed"},
+        {"convert missing old", 2, "there is no such file"},
+        {"convert name.xml missing/old", 1, "missing/old cannot be written"},
+        {"convert name.xml .", 1, "is no ordinary file"}};
+    for (const auto& [arguments, code, told] : rows) {
+        const Answer answer = Run(arguments);
+        EXPECT_EQ(answer.code, code) << arguments;
+        EXPECT_THAT(answer.err, HasSubstr(told));
+    }
+    EXPECT_EQ(ReadAll(folder / "old"), "precious");
+    EXPECT_FALSE(fs::exists(folder / "old.part"));
+}
+
 TEST_F(Program, ListsModulesAndShowsOne) {
     EXPECT_THAT(Run("modules").out, AllOf(HasSubstr("TestPass    Hands blocks on  " TEST_LIBRARIES "/good/"),
                                           HasSubstr("TestSource")));

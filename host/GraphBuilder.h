@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "host/GraphFile.h"
+
+namespace host {
+
+// The name of the section that holds the lines in parameter text; no instance can have it.
+inline constexpr const char* LINES_SECTION = "lines";
+
+// Blanks around names and values do not count, in either form.
+std::string_view TrimBlanks(std::string_view text);
+
+// Puts a graph together while it is read, and tells the mistakes that both forms can have. What is added goes
+// to the current line of the file.
+class GraphBuilder {
+ public:
+    // Both must outlive the builder.
+    GraphBuilder(GraphFile& graphFile, Mistakes& allMistakes) : graph(graphFile), mistakes(allMistakes) {
+        place.source = graph.path;
+    }
+
+    void SetLine(int line) { place.line = line; }
+    void Tell(std::string mistake) { mistakes.Add(place, std::move(mistake)); }
+    // False, with a mistake, for a name that cannot be used; the instance's parts must then be skipped.
+    bool BeginInstance(const std::string& name);
+    // Of the instance begun last.
+    void SetModule(const std::string& id);
+    void AddSetting(const std::string& name, const std::string& value);
+    // Each instance.Port. False, and nothing told, when one of them is not.
+    bool AddLine(std::string_view from, std::string_view to);
+    void SetAccept(const std::string& value);
+    void AddComment(std::string_view text) { graph.comments.push_back({std::string(text), place}); }
+
+ private:
+    bool IsNewSetting(const std::string& name);
+
+    GraphFile& graph;
+    Mistakes& mistakes;
+    Place place;
+    std::unordered_map<std::string, int> lineOfInstance;
+    std::unordered_map<std::string, int> lineOfSetting;  // of the instance begun last
+};
+
+}  // namespace host

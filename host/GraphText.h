@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "host/GraphBuilder.h"
+
+namespace host {
+
+// The form of a graph as parameter text: [sections], name=value lines and # comments.
+void ReadGraphText(std::string_view text, GraphBuilder& builder);
+// What cannot be said in this form (a parameter's name with an equals sign, say) reads back as something
+// else; the caller compares.
+std::string WriteGraphText(const GraphFile& graph);
+
+}  // namespace host
