@@ -1,7 +1,10 @@
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <utility>
 
 // A queue of small values, held by copy in a ring that grows by doubling and is kept: once the list has been
@@ -23,11 +26,22 @@ class TCList {
         return ring[(removed + static_cast<std::uint32_t>(index)) & mask];
     }
 
-    // Throws std::bad_alloc when there is no memory for a longer ring; the list is then unchanged.
-    void AddTail(TYPE value) {
-        if (added - removed == room) Grow();
-        ring[added++ & mask] = value;
+    // False, and the list unchanged, when there is no memory for a longer ring.
+    bool AddTail(TYPE value) {
+        if (!MakeRoom(1)) return false;
+        Put(value);
+        return true;
     }
+
+    // Whether one more value fits without memory.
+    bool HasRoom() const { return added - removed != room; }
+    // Makes sure that so many more values fit; false when there is no memory.
+    bool MakeRoom(int count) {
+        const std::uint32_t needed = added - removed + static_cast<std::uint32_t>(count);
+        return needed <= room || Grow(needed);
+    }
+    // Adds where there is room; not checked.
+    void Put(TYPE value) { ring[added++ & mask] = value; }
 
     // The list must not be empty.
     TYPE RemoveHead() { return ring[removed++ & mask]; }
@@ -43,9 +57,10 @@ class TCList {
     static constexpr std::uint32_t FIRST_ROOM = 16;
 
     // Apart, so that adding stays short.
-    [[gnu::noinline]] void Grow() {
-        const std::uint32_t newRoom = room == 0 ? FIRST_ROOM : 2 * room;
-        auto longer = std::make_unique<TYPE[]>(newRoom);
+    [[gnu::noinline]] bool Grow(std::uint32_t needed) {
+        const std::uint32_t newRoom = std::bit_ceil(std::max(needed, FIRST_ROOM));
+        std::unique_ptr<TYPE[]> longer(new (std::nothrow) TYPE[newRoom]);
+        if (longer == nullptr) return false;
         const int count = GetCount();
         for (int i = 0; i < count; ++i) longer[static_cast<std::uint32_t>(i)] = (*this)[i];
         ring = std::move(longer);
@@ -53,6 +68,7 @@ class TCList {
         mask = newRoom - 1;
         removed = 0;
         added = static_cast<std::uint32_t>(count);
+        return true;
     }
 
     std::unique_ptr<TYPE[]> ring;

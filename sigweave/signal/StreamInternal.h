@@ -13,6 +13,14 @@ inline TCIOStream::DataSegment* TCIOStream::Block::At(int index) const {
     return nullptr;
 }
 
+inline TCIOStream::DataSegment* TCIOStream::Block::SameAgain(DATATYPE type, int count) const {
+    if (segments.GetSize() != 1) return nullptr;
+    DataSegment* segment = segments[0];
+    const bool fits = segment->ownsData && segment->type == type && segment->dimensionCount == 1 &&
+                      count > 0 && count <= segment->capacity;
+    return fits && !segment->written && segment->name.IsEmpty() ? segment : nullptr;
+}
+
 inline void TCIOStream::Release(Block* block) {
     if (--block->referenceCount == 0) block->home->AddBlockToFreeList(block);
 }
@@ -25,6 +33,18 @@ inline TCIOStream::Block* TCIOStream::QueuedBlock(int index) const {
 inline TCIOStream::Block* TCIOStream::TakeBlock() {
     if (!isInput) return nullptr;
     return actualBlock = queue.IsEmpty() ? nullptr : queue.RemoveHead();
+}
+
+inline bool TCIOStream::RemoveBlock() {
+    Block* block = TakeBlock();
+    if (block == nullptr) return false;
+    Release(block);
+    return true;
+}
+
+inline int TCIOStream::ReserveBlock(bool clearTypeInfo) {
+    if (!CanWrite()) return 0;
+    return actualBlock != nullptr ? 1 : ReserveNewBlock(clearTypeInfo);
 }
 
 namespace tc {

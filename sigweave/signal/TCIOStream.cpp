@@ -59,9 +59,7 @@ void TCIOStream::DeleteStreams() {
     actualBlock = nullptr;
 }
 
-int TCIOStream::ReserveBlock(bool clearTypeInfo) {
-    if (!CanWrite()) return 0;
-    if (actualBlock != nullptr) return 1;
+int TCIOStream::ReserveNewBlock(bool clearTypeInfo) {
     actualBlock = TakeFreeBlock();
     if (actualBlock == nullptr) return tc::NOT_WRITTEN;
     actualBlock->Reset(clearTypeInfo);
@@ -82,19 +80,7 @@ TCIOStream::Block* TCIOStream::TakeFreeBlock() {
 
 // Without memory for the list the block stays out of use until the stream is deleted.
 void TCIOStream::AddBlockToFreeList(Block* block) {
-    tc::Guarded(
-        [&] {
-            freeList.AddTail(block);
-            return true;
-        },
-        false);
-}
-
-bool TCIOStream::RemoveBlock() {
-    Block* block = TakeBlock();
-    if (block == nullptr) return false;
-    Release(block);
-    return true;
+    freeList.AddTail(block);
 }
 
 int TCIOStream::GiveBack(Block* block, int result) {

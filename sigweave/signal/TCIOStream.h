@@ -147,7 +147,9 @@ class TC_API TCIOStream {
     // --- Waiting blocks
 
     // For an input its queue's length; for a writer the longest queue among its receivers (and which).
-    int GetBlockCnt(int* fanIndex) const;
+    int GetBlockCnt(int* fanIndex) const {
+        return isInput && fanIndex == nullptr ? queue.GetCount() : LongestQueue(fanIndex);
+    }
     // Elements of one segment of a waiting block; 0 when there is none.
     int GetBlockLen(int block, int segment) const;
     // First segment of a waiting block, without taking it; the result is the element count, -1 when it is not
@@ -169,8 +171,9 @@ class TC_API TCIOStream {
     // Takes the source's next block and hands the same block, not a copy, to every receiver. Nothing of it
     // can be changed on the way; where `SetTI` with `fix` has to change its state later, this writer's
     // receivers get a copy of their own, and other queues keep what they have. 1 when done; 0 when nothing
-    // waits or there is no receiver; -4 on a state conflict (the block then stays with the source).
-    int ForwardBlock(TCIOStream& source);
+    // waits or there is no receiver; -4 on a state conflict (the block then stays with the source). With
+    // `keep` it stays with the source in any case: so one block can be handed out again and again.
+    int ForwardBlock(TCIOStream& source, bool keep = false);
     // Adds every waiting block of the source to this input's queue; the blocks are shared. Answers the new
     // length.
     int CopyBlockRefs(const TCIOStream& source);
@@ -271,6 +274,7 @@ class TC_API TCIOStream {
  private:
     bool CanWrite() const { return !isInput && !fan.IsEmpty(); }
     int ReserveBlock(bool clearTypeInfo);
+    int ReserveNewBlock(bool clearTypeInfo);
     Block* TakeFreeBlock();
     void AddBlockToFreeList(Block* block);
     static void Release(Block* block);
@@ -279,6 +283,8 @@ class TC_API TCIOStream {
     int WriteWhole(DATATYPE type, int dims, const int* extents, const void* data, bool copy);
     template <typename Text>
     bool WriteTexts(const char* name, const Text* texts, int count);
+    template <typename Number>
+    int WriteNumbers(DATATYPE type, const Number* data, int count);
     int FinishWhole(bool written);
     int CopyAndDispatch(const Block& source, const TCTypeInfo* ti, const TCBLOCKSTATUS* state, bool fix);
 
@@ -286,13 +292,17 @@ class TC_API TCIOStream {
     bool RemoveBlock();
     int PeekBlock(int index);
     Block* QueuedBlock(int index) const;
+    int LongestQueue(int* fanIndex) const;
     template <typename Read>
     int TakeWhole(Read read);
     const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
 
     bool DispatchBlock();
     int DispatchFilled(Block* block, bool filled);
-    bool Dispatch(Block* block);
+    bool Dispatch(Block* block, int held = 0);
+    bool DispatchFrom(int done, Block* block, int held);
+    bool TakeBack(int receivers);
+    int RemoveAllContents();
     int CheckBlockState(TCTypeInfo* ti, bool fix);
     bool JoinsQueue(TCList<Block*>& waiting, TCTypeInfo* ti, bool fix);
     TCTypeInfo* OwnTypeInfo(TCList<Block*>& waiting, int index);
@@ -401,6 +411,9 @@ class TC_API TCIOStream::Block {
     friend class TCIOStream::DataSegment;
 
     DataSegment* At(int index) const;
+    // The only segment, when it has no name, was not written yet, and owns room for `count` elements of the
+    // type in one dimension: then what is written looks like the block before. Else null.
+    DataSegment* SameAgain(DATATYPE type, int count) const;
     // Searches round the segments from behind the last one found, so that segments in the order of their
     // creation are found in one step. A null name is the empty one.
     DataSegment* Find(const char* name, bool writtenOnly);

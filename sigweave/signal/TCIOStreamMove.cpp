@@ -46,27 +46,40 @@ int TCIOStream::DispatchFilled(Block* block, bool filled) {
     return result;
 }
 
-bool TCIOStream::Dispatch(Block* block) {
+// All receivers get the block and count as its holders, or none when there is no memory; then `held` holders
+// are done with it. A receiver whose queue has no room left, or that is no input any more, takes the longer
+// way.
+inline bool TCIOStream::Dispatch(Block* block, int held) {
     TCIOStream* const* const receivers = fan.GetData();
     const int count = fan.GetSize();
-    int next = 0;
-    int handed = 0;
-    const bool done = tc::Guarded(
-        [&] {
-            for (; next < count; ++next)
-                if (receivers[next]->isInput) {
-                    receivers[next]->queue.AddTail(block);
-                    ++handed;
-                }
-            return true;
-        },
-        false);
-    while (!done && next-- > 0)
-        if (fan[next]->isInput) fan[next]->queue.RemoveTail();
-    if (!done) return false;
-    block->referenceCount += handed;
+    for (int i = 0; i < count; ++i) {
+        TCList<Block*>& waiting = receivers[i]->queue;
+        if (!waiting.HasRoom()) return DispatchFrom(i, block, held);
+        waiting.Put(block);
+    }
+    if (count == held) return true;  // passed from one holder to another
+    block->referenceCount += count - held;
     if (block->referenceCount == 0) block->home->AddBlockToFreeList(block);
     return true;
+}
+
+// The same where the first `done` receivers have the block.
+bool TCIOStream::DispatchFrom(int done, Block* block, int held) {
+    int handed = done;
+    for (int i = done; i < fan.GetSize(); ++i) {
+        if (!fan[i]->isInput) continue;
+        if (!fan[i]->queue.AddTail(block)) return TakeBack(i);
+        ++handed;
+    }
+    block->referenceCount += handed - held;
+    if (block->referenceCount == 0) block->home->AddBlockToFreeList(block);
+    return true;
+}
+
+bool TCIOStream::TakeBack(int receivers) {
+    while (receivers-- > 0)
+        if (fan[receivers]->isInput) fan[receivers]->queue.RemoveTail();
+    return false;
 }
 
 // Keeps the sequence of waiting blocks at every receiver a row of whole signals.
@@ -74,7 +87,8 @@ int TCIOStream::CheckBlockState(TCTypeInfo* ti, bool fix) {
     if (ti == nullptr) return 0;
     if (fix) Repair(*ti);
     for (int i = 0; i < fan.GetSize(); ++i) {
-        if (JoinsQueue(fan[i]->queue, ti, fix)) continue;
+        TCList<Block*>& waiting = fan[i]->queue;
+        if (waiting.IsEmpty() || JoinsQueue(waiting, ti, fix)) continue;
         SetErrFan(i);
         return tc::STATE_CONFLICT;
     }
@@ -163,31 +177,27 @@ int TCIOStream::CopyAndDispatch(const Block& source, const TCTypeInfo* ti, const
     return result;
 }
 
-int TCIOStream::ForwardBlock(TCIOStream& source) {
-    Block* block = source.QueuedBlock(0);
-    if (block == nullptr || !CanWrite()) return 0;
+int TCIOStream::ForwardBlock(TCIOStream& source, bool keep) {
+    if (source.queue.IsEmpty() || !CanWrite()) return 0;
+    Block* block = source.queue[0];
     if (block->typeInfoValid) {
         const int checked = CheckBlockState(block->typeInfo, false);
         if (checked < 0) return checked;
     }
-    if (!Dispatch(block)) return tc::NOT_WRITTEN;
-    source.TakeBlock();
-    return --block->referenceCount == 0 ? GiveBack(block, 1) : 1;
+    if (!Dispatch(block, keep ? 0 : 1)) return tc::NOT_WRITTEN;
+    if (!keep) source.actualBlock = source.queue.RemoveHead();
+    return 1;
 }
 
 int TCIOStream::CopyBlockRefs(const TCIOStream& source) {
     if (!isInput || !source.isInput) return 0;
     const int count = source.queue.GetCount();  // beforehand: the source may be this stream
-    tc::Guarded(
-        [&] {
-            for (int i = 0; i < count; ++i) {
-                Block* block = source.queue[i];
-                queue.AddTail(block);
-                ++block->referenceCount;
-            }
-            return true;
-        },
-        false);
+    if (!queue.MakeRoom(count)) return queue.GetCount();
+    for (int i = 0; i < count; ++i) {
+        Block* block = source.queue[i];
+        queue.Put(block);
+        ++block->referenceCount;
+    }
     return queue.GetCount();
 }
 
@@ -204,9 +214,14 @@ int TCIOStream::ExchangeBinary(Block** held, bool take) {
 }
 
 int TCIOStream::RemoveContents(bool all) {
+    if (all) return RemoveAllContents();
     if (queue.IsEmpty()) return 0;
-    const int removed = all ? queue.GetCount() : 1;
-    for (int i = 1; i < removed; ++i) RemoveBlock();
     actualBlock = queue.RemoveHead();
-    return --actualBlock->referenceCount == 0 ? GiveBack(actualBlock, removed) : removed;
+    return --actualBlock->referenceCount == 0 ? GiveBack(actualBlock, 1) : 1;
+}
+
+[[gnu::noinline]] int TCIOStream::RemoveAllContents() {
+    int removed = 0;
+    while (RemoveBlock()) ++removed;
+    return removed;
 }

@@ -275,7 +275,7 @@ TCBLOCKSTATUS TCIOStream::PeekStatus(bool combine) const {
     return folded;
 }
 
-int TCIOStream::GetBlockCnt(int* fanIndex) const {
+int TCIOStream::LongestQueue(int* fanIndex) const {
     int longest = queue.GetCount();
     int index = 0;
     for (int i = 0; !isInput && i < fan.GetSize(); ++i) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <string_view>
 
 #include "sigweave/signal/StreamInternal.h"
@@ -74,11 +75,11 @@ void TCIOStream::CancelWriteSegments() {
 }
 
 int TCIOStream::WriteIntVec(const int* data, int count) {
-    return WriteWhole(INT, 1, &count, data, true);
+    return WriteNumbers(INT, data, count);
 }
 
 int TCIOStream::WriteDblVec(const double* data, int count) {
-    return WriteWhole(DOUBLE, 1, &count, data, true);
+    return WriteNumbers(DOUBLE, data, count);
 }
 
 int TCIOStream::WriteStrVec(const TCString* data, int count) {
@@ -109,6 +110,19 @@ int TCIOStream::WriteWhole(DATATYPE type, int dims, const int* extents, const vo
     const int reserved = ReserveBlock(true);
     if (reserved < 1) return reserved;
     return FinishWhole((data != nullptr || !copy) && actualBlock->Write("", type, dims, extents, data, copy));
+}
+
+// In a steady flow every block looks like the one before: nothing to find, to shape or to allocate.
+template <typename Number>
+int TCIOStream::WriteNumbers(DATATYPE type, const Number* data, int count) {
+    const int reserved = ReserveBlock(true);
+    if (reserved < 1) return reserved;
+    DataSegment* segment = data != nullptr ? actualBlock->SameAgain(type, count) : nullptr;
+    if (segment == nullptr) return WriteWhole(type, 1, &count, data, true);
+    std::copy_n(data, count, static_cast<Number*>(segment->data));
+    segment->dimensions[0] = segment->elementCount = count;
+    actualBlock->Close(*segment);
+    return FinishWhole(true);
 }
 
 int TCIOStream::FinishWhole(bool written) {

@@ -37,7 +37,12 @@ TEST(StreamFlow, MovesAndCopies) {
     EXPECT_EQ(target.inputs[1].PeekTI()->GetState(), STOP);
     EXPECT_STREQ(target.inputs[1].PeekTI()->GetSignalname(), "own");
     for (TCIOStream& input : target.inputs) EXPECT_GE(input.RemoveContents(true), 1);
+    EXPECT_EQ(target.writer.ForwardBlock(source.Input(), true), 1);
+    EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 3) << "kept";
+    EXPECT_THAT(ReadInts(target.inputs[0]), ElementsAre(2));
+    for (TCIOStream& input : target.inputs) input.RemoveContents(true);
     EXPECT_EQ(target.writer.ForwardBlock(source.Input()), 1);
+    EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 2);
     EXPECT_THAT(ReadInts(target.inputs[0]), ElementsAre(2));
 }
 
