@@ -126,6 +126,14 @@ bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error) {
     return true;
 }
 
+bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, std::string& error) {
+    const double rate = ti.GetSamplerate();
+    if (std::isfinite(rate) && rate > 0.0) return true;
+    error = "the input \"" + std::string(ports.GetPortName(INPUT, input)) + "\" has the samplerate " +
+            NumberText(rate) + "; allowed are numbers above 0";
+    return false;
+}
+
 std::string NumberText(double value) {
     char text[64];
     const double size = std::fabs(value);

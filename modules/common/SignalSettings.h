@@ -36,6 +36,9 @@ std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeIn
 // wired to anything but double values.
 bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error);
 
+// False, with the port and the samplerate in the error, unless that is a number above 0.
+bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, std::string& error);
+
 // As few digits as read back to the same double, with a point in every locale; "nan", "inf" or "-inf" for
 // what is no finite number.
 std::string NumberText(double value);

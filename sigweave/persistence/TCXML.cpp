@@ -1,10 +1,8 @@
 #include "sigweave/persistence/TCXML.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdarg>
-#include <cstdio>
 #include <iterator>
 #include <utility>
 #include <vector>
@@ -12,80 +10,18 @@
 #include "sigweave/foundation/StringConversion.h"
 #include "sigweave/persistence/XmlBuilder.h"
 #include "sigweave/persistence/XmlBytes.h"
+#include "sigweave/persistence/XmlFile.h"
+#include "sigweave/persistence/XmlMessages.h"
 #include "sigweave/persistence/XmlNodeText.h"
 #include "sigweave/persistence/XmlSelect.h"
 #include "sigweave/persistence/XmlTree.h"
 #include "sigweave/persistence/XmlWriter.h"
-#include "sigweave/platform/PathText.h"
 #include "sigweave/platform/SystemError.h"
-#include "sigweave/services/StringResources.h"
 
 namespace {
 
 using tc::ViewOf;
 using tc::XmlAccess;
-
-enum Message {
-    NOT_CREATED = 0,
-    NOT_OPENED = 5,
-    NOT_PARSED = 6,
-    NOT_LOADED = 7,
-    NO_SINGLE_NODE = 8,
-    NO_NODES = 9,
-    NO_NEXT_NODE = 10,
-    NO_TYPE = 11,
-    NO_NAME = 12,
-    NO_VALUE = 13,
-    NO_TEXT = 14,
-    NO_XML = 15,
-    NO_ELEMENT = 16,
-    NOT_APPENDED = 17,
-    TEXT_NOT_SET = 18,
-    NOT_SAVED = 19,
-    ATTRIBUTE_NOT_SET = 20
-};
-
-// Rows 1 to 4 tell of failures that this engine does not have.
-constexpr _TC_StrResource MESSAGES[] = {
-    {NOT_CREATED, "The XML document cannot be created", "Das XML Dokument kann nicht erzeugt werden"},
-    {1,
-     "Microsoft XML engine could not be initialized: '%s'.\nSuppose MSXML3 is not installed. Is is part of "
-     "Microsoft Internet Explorer 5, but resides on the SIGWEAVE installation CD too.",
-     "Microsoft XML engine konnte nicht initialisiert werden: '%s'.\nVermutlich ist MSXML3 nicht "
-     "installiert. "
-     "Es ist Bestandteil von Microsoft Internet Explorer 5, befindet sich aber auch auf der Installations-CD "
-     "von SIGWEAVE."},
-    {2, "Cannot set asynchronous loading to %d", "Asynchrones Laden kann nicht auf %d gesetzt werden"},
-    {3, "The XML document cannot be released: '%s'", "Das XML Dokument kann nicht freigegeben werden: '%s'"},
-    {4, "Cannot set preserving whitespace to %d", "Leerzeichen beibehalten kann nicht auf %d gesetzt werden"},
-    {NOT_OPENED, "Cannot open file %s for writing: %s",
-     "Die Datei '%s' kann nicht zum Schreiben geöffnet werden: %s"},
-    {NOT_PARSED, "The XML source could not be parsed: %d, '%s' at line %d/%d (file position %d, source '%s')",
-     "Die XML-Quelle konnte nicht interpretiert werden: %d, '%s' bei Zeile %d/%d (Datei Position %d, Quelle "
-     "'%s')"},
-    {NOT_LOADED, "The XML source could not be loaded: '%s'",
-     "Der XML-Quelle konnte nicht geladen werden: '%s'"},
-    {NO_SINGLE_NODE, "Cannot select single node '%s'", "Selektieren des Einzeleintrags '%s' fehlgeschlagen"},
-    {NO_NODES, "Cannot select nodes '%s'", "Selektieren der Mehrfacheinträge '%s' fehlgeschlagen"},
-    {NO_NEXT_NODE, "Cannot select next node: '%s'", "Selektieren des nächsten Eintrags fehlgeschlagen: '%s'"},
-    {NO_TYPE, "Cannot read node type", "Typ den Eintrags kann nicht gelesen werden"},
-    {NO_NAME, "Cannot read node name", "Name den Eintrags kann nicht gelesen werden"},
-    {NO_VALUE, "Cannot read node value", "Wert den Eintrags kann nicht gelesen werden"},
-    {NO_TEXT, "Cannot read node text", "Text den Eintrags kann nicht gelesen werden"},
-    {NO_XML, "Cannot read node XML", "XML den Eintrags kann nicht gelesen werden"},
-    {NO_ELEMENT, "Cannot create element '%s'", "Erzeugen des Elements '%s' fehlgeschlagen"},
-    {NOT_APPENDED, "Cannot append created node '%s' as child",
-     "Anfügen des Eintrags '%s' als Child fehlgeschlagen"},
-    {TEXT_NOT_SET, "Cannot set node text", "Text den Eintrags kann nicht gesetzt werden"},
-    {NOT_SAVED, "The XML document could not be saved", "Das XML Dokument konnte nicht gespeichert werden"},
-    {ATTRIBUTE_NOT_SET, "Cannot set attribute '%s' with value '%s'",
-     "Setzen des Attributs '%s' mit dem Wert '%s' fehlgeschlagen"},
-};
-
-struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, Close>;
 
 const char* Shown(const char* text) {
     return text != nullptr ? text : "";
@@ -197,7 +133,7 @@ bool TCXML::Create(bool) {
     tc::PrepareXmlEngine();
     XmlAccess::Reset(*this, nullptr);
     xmlDoc* const tree = xmlNewDoc(tc::XmlChars("1.0"));
-    if (tree == nullptr) return Fail(NOT_CREATED);
+    if (tree == nullptr) return Fail(tc::NOT_CREATED);
     document = std::make_shared<tc::XmlDocument>(tree);
     return true;
 }
@@ -214,16 +150,12 @@ bool TCXML::PreserveWhiteSpace(bool preserve) {
 
 bool TCXML::Load(const char* path) {
     XmlAccess::Reset(*this, nullptr);
-    const File file(std::fopen(tc::NativePath(path).c_str(), "rb"));
-    if (file == nullptr) return Fail(NOT_LOADED, Reason().c_str());
-    std::setbuf(file.get(), nullptr);
+    const tc::XmlFile file = tc::OpenXmlFile(path, "rb");
+    if (file == nullptr) return Fail(tc::NOT_LOADED, Reason().c_str());
     tc::XmlBuilder builder(keepBlanks);
-    std::vector<char> piece(1 << 16);
-    std::size_t size = 0;
-    do {
-        size = std::fread(piece.data(), 1, piece.size(), file.get());
-        if (std::ferror(file.get()) != 0) return Fail(NOT_LOADED, Reason().c_str());
-    } while (builder.Feed({piece.data(), size}) && size > 0);
+    while (builder.FeedFrom(*file)) {
+    }
+    if (std::ferror(file.get()) != 0) return Fail(tc::NOT_LOADED, Reason().c_str());
     return Take(builder);
 }
 
@@ -241,24 +173,22 @@ bool TCXML::Take(tc::XmlBuilder& builder) {
         document = std::make_shared<tc::XmlDocument>(tree);
         return true;
     }
-    const tc::XmlParseError& wrong = builder.GetError();
-    errorLine = wrong.line;
-    return Fail(NOT_PARSED, wrong.code, wrong.reason.c_str(), wrong.line, wrong.column,
-                static_cast<int>(std::min<long>(wrong.position, INT_MAX)), wrong.source.c_str());
+    error = tc::FormatXmlMessage(builder.GetError());
+    errorLine = builder.GetError().line;
+    return false;
 }
 
 bool TCXML::Save(const char* path) {
     // First what would leave half a file.
-    if (document == nullptr || xmlDocGetRootElement(document->tree) == nullptr) return Fail(NOT_SAVED);
-    if (tc::IsTooDeep(xmlDocGetRootElement(document->tree), 1)) return Fail(NOT_SAVED);
-    File file(std::fopen(tc::NativePath(path).c_str(), "wb"));
-    if (file == nullptr) return Fail(NOT_OPENED, Shown(path), Reason().c_str());
-    std::setbuf(file.get(), nullptr);
+    if (document == nullptr || xmlDocGetRootElement(document->tree) == nullptr) return Fail(tc::NOT_SAVED);
+    if (tc::IsTooDeep(xmlDocGetRootElement(document->tree), 1)) return Fail(tc::NOT_SAVED);
+    tc::XmlFile file = tc::OpenXmlFile(path, "wb");
+    if (file == nullptr) return Fail(tc::NOT_OPENED, Shown(path), Reason().c_str());
     tc::XmlWriter writer(file.get());
     writer.Document(document->tree);
     const bool written = writer.Flush();
     const bool closed = std::fclose(file.release()) == 0;
-    return (written && closed) || Fail(NOT_SAVED);
+    return (written && closed) || Fail(tc::NOT_SAVED);
 }
 
 TCXMLNode TCXML::GetDocument() {
@@ -273,7 +203,7 @@ TCXMLNode TCXML::SelectSingleNode(const char* xpath, const TCXMLNode& node, bool
     const auto nodes =
         from ? tc::SelectXmlNodes(XmlAccess::Node(from), tc::ToXmlText(Shown(xpath), buffer), true)
              : std::nullopt;
-    if (!nodes || (required && nodes->empty())) Fail(NO_SINGLE_NODE, Shown(xpath));
+    if (!nodes || (required && nodes->empty())) Fail(tc::NO_SINGLE_NODE, Shown(xpath));
     return nodes && !nodes->empty() ? TCXMLNode(from.document, nodes->front()) : TCXMLNode();
 }
 
@@ -286,13 +216,13 @@ TCXMLNodeList TCXML::SelectNodes(const char* xpath, const TCXMLNode& node) {
     if (nodes)
         list.nodes = std::make_shared<TCXMLNodeList::Nodes>(from.document, std::move(*nodes));
     else
-        Fail(NO_NODES, Shown(xpath));
+        Fail(tc::NO_NODES, Shown(xpath));
     return list;
 }
 
 TCXMLNode TCXML::NextNode(TCXMLNodeList& list) {
     if (!list) {
-        Fail(NO_NEXT_NODE, "There is no list of nodes");
+        Fail(tc::NO_NEXT_NODE, "There is no list of nodes");
         return {};
     }
     TCXMLNodeList::Nodes& nodes = *list.nodes;
@@ -304,14 +234,14 @@ TCXMLNode TCXML::NextNode(TCXMLNodeList& list) {
 
 bool TCXML::GetNodeType(const TCXMLNode& node, TCString& type) {
     const TypeNames* const names = node ? NamesOf(XmlAccess::Node(node)) : nullptr;
-    if (names == nullptr) return Fail(NO_TYPE);
+    if (names == nullptr) return Fail(tc::NO_TYPE);
     type = names->type_name;
     return true;
 }
 
 bool TCXML::GetNodeName(const TCXMLNode& node, TCString& name) {
     const TypeNames* const names = node ? NamesOf(XmlAccess::Node(node)) : nullptr;
-    if (names == nullptr) return Fail(NO_NAME);
+    if (names == nullptr) return Fail(tc::NO_NAME);
     if (names->node_name != nullptr) {
         name = names->node_name;
         return true;
@@ -320,16 +250,16 @@ bool TCXML::GetNodeName(const TCXMLNode& node, TCString& name) {
     std::string full;
     if (HasPrefix(at)) full.append(ViewOf(at->ns->prefix)).append(":");
     full.append(ViewOf(at->name));
-    return Assign(name, full) || Fail(NO_NAME);
+    return Assign(name, full) || Fail(tc::NO_NAME);
 }
 
 bool TCXML::GetNodeValue(const TCXMLNode& node, TCString& value) {
-    if (!node) return Fail(NO_VALUE);
+    if (!node) return Fail(tc::NO_VALUE);
     const xmlElementType type = XmlAccess::Node(node)->type;
     const bool hasValue = type != XML_ELEMENT_NODE && type != XML_DOCUMENT_NODE && type != XML_DTD_NODE;
     std::string buffer;
     std::string_view text;
-    if (hasValue && !tc::XmlNodeText(node, buffer, text)) return Fail(NO_VALUE);
+    if (hasValue && !tc::XmlNodeText(node, buffer, text)) return Fail(tc::NO_VALUE);
     value.AllocCopy(text);
     return true;
 }
@@ -337,16 +267,16 @@ bool TCXML::GetNodeValue(const TCXMLNode& node, TCString& value) {
 bool TCXML::GetNodeText(const TCXMLNode& node, TCString& text) {
     std::string buffer;
     std::string_view found;
-    if (!tc::XmlNodeText(node, buffer, found) || found.size() > INT_MAX) return Fail(NO_TEXT);
+    if (!tc::XmlNodeText(node, buffer, found) || found.size() > INT_MAX) return Fail(tc::NO_TEXT);
     text.AllocCopy(found);
     return true;
 }
 
 bool TCXML::GetNodeXML(const TCXMLNode& node, TCString& xml) {
-    if (!node || tc::IsTooDeep(XmlAccess::Node(node), 0)) return Fail(NO_XML);
+    if (!node || tc::IsTooDeep(XmlAccess::Node(node), 0)) return Fail(tc::NO_XML);
     tc::XmlWriter writer;
     writer.Node(XmlAccess::Node(node), -1);
-    if (writer.Text().size() > INT_MAX) return Fail(NO_XML);
+    if (writer.Text().size() > INT_MAX) return Fail(tc::NO_XML);
     xml.AllocCopy(writer.Text());
     return true;
 }
@@ -363,12 +293,12 @@ TCXMLNode TCXML::CreateElement(const char* name, const TCXMLNode& parent) {
     xmlNode* node = nullptr;
     if (ReadName(name, above, true, parts)) node = xmlNewNode(parts.ns, tc::XmlChars(parts.local.c_str()));
     if (node == nullptr) {
-        Fail(NO_ELEMENT, Shown(name));
+        Fail(tc::NO_ELEMENT, Shown(name));
         return {};
     }
     if (!MayHoldElement(above)) {
         xmlFreeNode(node);
-        Fail(NOT_APPENDED, name);
+        Fail(tc::NOT_APPENDED, name);
         return {};
     }
     xmlSetTreeDoc(node, above->doc);
@@ -386,7 +316,7 @@ bool TCXML::CreateComment(const char* text, const TCXMLNode& parent) {
     const bool valid = above != nullptr && above->type == XML_ELEMENT_NODE &&
                        stored.find("--") == stored.npos && !stored.ends_with('-');
     xmlNode* const node = valid ? xmlNewDocComment(above->doc, tc::XmlChars(stored.c_str())) : nullptr;
-    if (node == nullptr) return Fail(NO_ELEMENT, "#comment");
+    if (node == nullptr) return Fail(tc::NO_ELEMENT, "#comment");
     xmlAddChild(above, node);
     return true;
 }
@@ -397,17 +327,17 @@ bool TCXML::SetAttribute(const TCXMLNode& node, const char* name, const char* va
     std::string buffer;
     const bool valid =
         at != nullptr && at->type == XML_ELEMENT_NODE && value != nullptr && ReadName(name, at, false, parts);
-    if (!valid) return Fail(ATTRIBUTE_NOT_SET, Shown(name), Shown(value));
+    if (!valid) return Fail(tc::ATTRIBUTE_NOT_SET, Shown(name), Shown(value));
     const std::string text(tc::ToXmlText(value, buffer));
     const xmlChar* const local = tc::XmlChars(parts.local.c_str());
     const bool isSet = parts.prefix == "xmlns"
                            ? xmlNewNs(at, tc::XmlChars(text.c_str()), local) != nullptr
                            : xmlSetNsProp(at, parts.ns, local, tc::XmlChars(text.c_str())) != nullptr;
-    return isSet || Fail(ATTRIBUTE_NOT_SET, name, value);
+    return isSet || Fail(tc::ATTRIBUTE_NOT_SET, name, value);
 }
 
 bool TCXML::SetNodeText(const TCXMLNode& node, const char* text) {
-    return (text != nullptr && tc::SetXmlNodeText(node, text)) || Fail(TEXT_NOT_SET);
+    return (text != nullptr && tc::SetXmlNodeText(node, text)) || Fail(tc::TEXT_NOT_SET);
 }
 
 // --- The last failure
@@ -419,7 +349,7 @@ void TCXML::SetUserError(const char* message) {
 bool TCXML::Fail(int message, ...) {
     va_list arguments;
     va_start(arguments, message);
-    error.FormatV(LoadStrRes(message, static_cast<int>(std::size(MESSAGES)), MESSAGES), arguments);
+    error = tc::FormatXmlMessageV(message, arguments);
     va_end(arguments);
     return false;
 }

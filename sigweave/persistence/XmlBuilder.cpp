@@ -1,8 +1,8 @@
 #include "sigweave/persistence/XmlBuilder.h"
 
 #include <algorithm>
+#include <array>
 #include <climits>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -13,6 +13,8 @@ namespace {
 constexpr int OPTIONS = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_BIG_LINES;
 
 constexpr std::ptrdiff_t SOURCE_BEFORE = 40, SOURCE_LENGTH = 60;
+
+constexpr std::size_t PIECE_SIZE = 1 << 16;
 
 bool IsBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == text.npos;
@@ -137,11 +139,22 @@ XmlBuilder::~XmlBuilder() {
 
 bool XmlBuilder::Feed(std::string_view piece) {
     while (!failed && !piece.empty()) {
-        const std::string_view part = piece.substr(0, 1 << 20);
+        const std::string_view part = piece.substr(0, PIECE_SIZE);
         xmlParseChunk(context, part.data(), static_cast<int>(part.size()), 0);
         piece.remove_prefix(part.size());
     }
     return !failed;
+}
+
+bool XmlBuilder::FeedFrom(std::FILE& file) {
+    std::array<char, PIECE_SIZE> piece;
+    const std::size_t size = std::fread(piece.data(), 1, piece.size(), &file);
+    return size > 0 && Feed({piece.data(), size});
+}
+
+std::string_view XmlBuilder::RootName() const {
+    const xmlNode* const root = xmlDocGetRootElement(context->myDoc);
+    return root != nullptr ? ViewOf(root->name) : "";
 }
 
 xmlDoc* XmlBuilder::Finish() {

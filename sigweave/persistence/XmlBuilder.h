@@ -1,8 +1,7 @@
 #pragma once
 
-#include <cstddef>
+#include <cstdio>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -35,9 +34,13 @@ class XmlBuilder {
 
     // False once the text is wrong; `GetError` then tells.
     bool Feed(std::string_view piece);
+    // Feeds the next piece of the file. False at its end or when reading failed, too.
+    bool FeedFrom(std::FILE& file);
     // Behind the last piece: the finished tree, or null.
     xmlDoc* Finish();
     const XmlParseError& GetError() const { return error; }
+    // Empty before its start tag came.
+    std::string_view RootName() const;
 
     // Called with each child element of the root when it is complete. The handler may take it out of the
     // tree.

@@ -42,7 +42,7 @@ bool MayBreakLines(const xmlNode* element) {
 }  // namespace
 
 void XmlWriter::Document(const xmlDoc* tree) {
-    Raw("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\n");
+    Raw(DECLARATION);
     for (const xmlNode* node = tree->children; node != nullptr; node = node->next) {
         Node(node, 0);
         Raw("\n");

@@ -13,6 +13,9 @@ namespace tc {
 // xml:space="preserve", is written as it is.
 class XmlWriter {
  public:
+    static constexpr std::string_view DECLARATION =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\n";
+
     // Into a file, through a buffer, or without one into a string.
     explicit XmlWriter(std::FILE* newFile = nullptr) : file(newFile) {}
 

@@ -96,11 +96,19 @@ bool ModuleBench::Feed(int input, const std::vector<double>& samples, const Test
         const bool closes = last && begin + count == total;
         ti.SetTimestamp(signal.timestamp + 1000.0 * begin / signal.rate);
         ti.SetState(opens ? (closes ? COMPLETE : START) : closes ? STOP : BUSY);
-        inputs[Index(input)]->SetTI(&ti, false);
-        inputs[Index(input)]->WriteDblVec(samples.data() + begin, count);
-        well = Pump();
+        well = Send(input, ti, {samples.data() + begin, samples.data() + begin + count});
     }
     return well;
+}
+
+bool ModuleBench::Send(int input, const TCTypeInfo& ti, const std::vector<double>& samples) {
+    TCIOStream& stream = *inputs[Index(input)];
+    stream.SetTI(&ti, false);
+    if (samples.empty())
+        stream.EndWriteSegments();
+    else
+        stream.WriteDblVec(samples.data(), static_cast<int>(samples.size()));
+    return Pump();
 }
 
 bool ModuleBench::Pump(int steps) {

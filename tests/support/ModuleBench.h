@@ -38,6 +38,8 @@ class ModuleBench {
     // begins and ends with these samples.
     bool Feed(int input, const std::vector<double>& samples, const TestSignal& signal = {}, int block = 1000,
               bool first = true, bool last = true);
+    // Sends one block, which without samples has metadata only, and lets the module work.
+    bool Send(int input, const TCTypeInfo& ti, const std::vector<double>& samples);
     // Lets the module work until it has nothing to do, at most so many steps.
     bool Pump(int steps = 1 << 30);
     bool Finish();

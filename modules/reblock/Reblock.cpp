@@ -1,0 +1,163 @@
+#include "modules/reblock/Reblock.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCModuleMessage.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "size",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "1024",
+     .help = "samples per block; the last one of a signal may be shorter",
+     .minimum = 1.0,
+     .maximum = 16777216.0},
+};
+
+constexpr int MOST_BLOCKS_AT_ONCE = 64;
+
+std::string UnitText(const TCSI_Unit& unit) {
+    TCString text;
+    unit.ToString(text);
+    return std::string(TCString::FormatS("'%s'", static_cast<const char*>(text)));
+}
+
+}  // namespace
+
+Reblock::Reblock(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
+}
+
+void Reblock::OnInputsDeclared(int count) {
+    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i)
+        portHelper->SetPort(OUTPUT, i, portHelper->GetPortName(INPUT, i), "DOUBLE[]", "TIME_DOMAIN", true);
+}
+
+int Reblock::Init() {
+    blockSize = static_cast<unsigned>(ParamInt("size"));
+    signals.clear();
+    signals.resize(static_cast<std::size_t>(GetNoInput()));
+    for (Signal& signal : signals) signal.buffer.SetPortHelper(portHelper.get());
+    return TCBaseModuleEx::Init();
+}
+
+int Reblock::Fetch() {
+    const bool cutting = std::ranges::any_of(signals, [](const Signal& signal) { return signal.left > 0; });
+    return cutting ? 0 : TCBaseModuleEx::Fetch();
+}
+
+int Reblock::Execute() {
+    for (unsigned port = 0; port < signals.size(); ++port) {
+        int code = signals[port].left > 0 ? 1 : Take(port);
+        if (code > 0) code = Cut(port);
+        if (code < 0) return code;
+    }
+    return 0;
+}
+
+int Reblock::Take(unsigned input) {
+    Signal& signal = signals[input];
+    if (const int taken = portHelper->TakeBlock(input); taken <= 0) return taken;
+    const TCTypeInfo& ti = *portHelper->LastTypeInfo(input);
+    const TCBLOCKSTATUS state = ti.GetState() == INVALID ? COMPLETE : ti.GetState();
+    if (tc::BeginsSignal(state) && signal.IsOpen()) {
+        if (const int code = Send(input, true); code < 0) return code;
+    }
+    if (const int code = CheckMetadata(input, ti); code < 0) return code;
+    signal.arrived = ti;
+    signal.begins = tc::BeginsSignal(state);
+    signal.ends = tc::EndsSignal(state);
+    signal.SetTime(portHelper->SyncTime());
+    signal.values = portHelper->AccessDblData(input, signal.left);
+    return 1;
+}
+
+int Reblock::CheckMetadata(unsigned input, const TCTypeInfo& ti) {
+    const Signal& signal = signals[input];
+    std::string error;
+    if (!tc::CheckRate(*portHelper, input, ti, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!signal.IsOpen()) return 0;
+    const auto failChange = [&](const char* what, const std::string& before, const std::string& now) {
+        const TCString& name = portHelper->GetPortName(INPUT, input);
+        error = "the input \"" + std::string(name) + "\" changes its " + what + " within a signal, from ";
+        return Fail(tc::MODULE_FAILED, (error + before + " to " + now).c_str());
+    };
+    const double rate = signal.arrived.GetSamplerate();
+    if (ti.GetSamplerate() != rate)
+        return failChange("samplerate", tc::NumberText(rate), tc::NumberText(ti.GetSamplerate()));
+    const TCSI_Unit& unit = signal.arrived.GetUnit();
+    return ti.GetUnit() == unit ? 0 : failChange("unit", UnitText(unit), UnitText(ti.GetUnit()));
+}
+
+double Reblock::Signal::TimeOfNext() const {
+    return anchor + 1000.0 * static_cast<double>(sinceThen) / arrived.GetSamplerate();
+}
+
+void Reblock::Signal::SetTime(double runStart) {
+    const double timestamp = arrived.GetTimestamp();
+    const bool given = std::isfinite(timestamp) && timestamp > 0.0;
+    const double halfSample = 500.0 / arrived.GetSamplerate();
+    const bool gap = given && timestamp > lastTimestamp && std::fabs(timestamp - TimeOfNext()) > halfSample;
+    if (given) lastTimestamp = timestamp;
+    if (IsOpen() && !gap) return;
+    anchor = given ? timestamp : runStart;
+    sinceThen = 0;
+}
+
+int Reblock::Cut(unsigned port) {
+    Signal& signal = signals[port];
+    for (int sent = 0; signal.left > 0;) {
+        if (signal.filled == blockSize) {
+            if (sent++ == MOST_BLOCKS_AT_ONCE) return 0;
+            if (const int code = Send(port, false); code < 0) return code;
+        }
+        if (!signal.IsOpen() && !Open(signal)) {
+            return Fail(TCPortHelper::NOT_CREATED,
+                        TCString::FormatS("no memory for a block of %u samples", blockSize));
+        }
+        const int count = std::min(signal.left, static_cast<int>(blockSize - signal.filled));
+        std::copy_n(signal.values, count, static_cast<double*>(signal.buffer[0]->GetData()) + signal.filled);
+        signal.filled += static_cast<unsigned>(count);
+        signal.values += count;
+        signal.left -= count;
+        signal.sinceThen += count;
+    }
+    return signal.ends && signal.IsOpen() ? Send(port, true) : 0;
+}
+
+bool Reblock::Open(Signal& signal) {
+    if (signal.buffer.NewBlock(TCPortHelper::TYPE_DOUBLEARRAY, blockSize) == nullptr) return false;
+    signal.filling = signal.arrived;
+    signal.filling.SetTimestamp(signal.TimeOfNext());
+    signal.filling.SetState(tc::BlockState(std::exchange(signal.begins, false), false));
+    return true;
+}
+
+int Reblock::Send(unsigned output, bool last) {
+    Signal& signal = signals[output];
+    signal.filling.SetState(tc::BlockState(signal.filling.GetState() == START, last));
+    signal.buffer[0]->SetSize(signal.filled);
+    signal.buffer[0]->SetTI(&signal.filling);
+    signal.filled = 0;
+    const int code = signal.buffer.WriteBlock(output, 0);
+    signal.buffer.RemoveAt(0, false);
+    return code;
+}
+
+int Reblock::Done() {
+    for (unsigned input = 0; input < signals.size(); ++input) {
+        const Signal& signal = signals[input];
+        const long long kept = static_cast<long long>(signal.filled) + signal.left;
+        if (kept == 0) continue;
+        TCModuleMessage::Warning(GetModuleName(), "%s: the signal did not end; %lld samples were not sent",
+                                 tc::SignalName(*portHelper, input, signal.filling).c_str(), kept);
+    }
+    signals.clear();
+    return TCBaseModuleEx::Done();
+}
+
+TC_MODULE_LIBRARY(Reblock);

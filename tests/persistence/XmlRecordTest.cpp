@@ -1,0 +1,120 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "sigweave/persistence/TCXML.h"
+#include "sigweave/persistence/XmlRecord.h"
+
+namespace {
+
+constexpr const char* PATH = "record.xml";
+
+std::string Content(const char* path) {
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+void Write(const std::string& content) {
+    std::ofstream(PATH, std::ios::binary) << content;
+}
+
+// What each part holds, and behind it what ended the reading: "end" or the error.
+std::vector<std::string> ReadParts() {
+    tc::XmlRecordReader reader;
+    if (!reader.Open(PATH, "Stream")) return {reader.GetError()};
+    std::vector<std::string> parts;
+    TCXML part;
+    int result = 0;
+    while ((result = reader.Next(part)) == 1) {
+        TCString xml;
+        EXPECT_TRUE(part.GetNodeXML(part.GetDocument(), xml));
+        parts.emplace_back(xml);
+    }
+    EXPECT_EQ(result, reader.Next(part)) << "the end stays the end";
+    parts.push_back(result == 0 ? "end" : reader.GetError());
+    return parts;
+}
+
+TEST(XmlRecord, IsAWholeDocumentAfterEachPart) {
+    TCXML part, whole;
+    tc::XmlRecordWriter writer;
+    ASSERT_TRUE(writer.Open(PATH, "Stream")) << writer.GetError();
+    EXPECT_TRUE(whole.Load(PATH));
+    std::string expected = "<Stream>";
+    for (const char* child :
+         {"<Block><N>1</N></Block>", "<Block/><Block a=\"2\"/>", "<!--c--><Block>x<y/></Block>"}) {
+        ASSERT_TRUE(part.LoadXML(("<Part>" + std::string(child) + "</Part>").c_str()));
+        EXPECT_TRUE(writer.Append(part)) << writer.GetError();
+        expected += child;
+        TCString xml;
+        ASSERT_TRUE(whole.Load(PATH) && whole.GetNodeXML(whole.GetDocument(), xml));
+        EXPECT_STREQ(xml, (expected + "</Stream>").c_str());
+    }
+    ASSERT_TRUE(writer.Close() && whole.Save("saved.xml"));
+    EXPECT_EQ(Content(PATH), Content("saved.xml"));
+}
+
+TEST(XmlRecord, RefusesWhatItCannotKeep) {
+    TCXML part;
+    tc::XmlRecordWriter writer;
+    EXPECT_FALSE(writer.Append(part)) << "nothing is open";
+    EXPECT_FALSE(writer.Open(PATH, "two words"));
+    EXPECT_FALSE(writer.Open("no\\such\\folder.xml", "Stream"));
+    EXPECT_NE(writer.GetError().find("no\\such\\folder.xml"), std::string::npos);
+    ASSERT_TRUE(writer.Open(PATH, "Stream"));
+    for (const char* text : {"<a>text</a>", "<a xmlns:p='u'><p:b/></a>"}) {
+        ASSERT_TRUE(part.LoadXML(text));
+        EXPECT_FALSE(writer.Append(part)) << text;
+    }
+    EXPECT_EQ(ReadParts(), std::vector<std::string>{"end"});
+}
+
+TEST(XmlRecord, ReadsOnePartAtATime) {
+    Write("<!--h--><Stream v='1' xmlns:p='u'>\n <Block><N> 1 </N></Block> <?pi?>text<p:Block/></Stream>");
+    EXPECT_EQ(ReadParts(),
+              (std::vector<std::string>{"<Stream xmlns:p=\"u\" v=\"1\"><Block><N> 1 </N></Block></Stream>",
+                                        "<Stream xmlns:p=\"u\" v=\"1\"><p:Block/></Stream>", "end"}));
+}
+
+TEST(XmlRecord, GivesThePartsBeforeTheDamage) {
+    const std::string whole = "<Stream><Block><N>1</N></Block></Stream>";
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        Write(whole.substr(0, size));
+        const auto parts = ReadParts();
+        EXPECT_EQ(parts.size(), size < whole.size() - 9 ? 1u : 2u) << size;
+        EXPECT_NE(parts.back(), "end") << size;
+        EXPECT_NE(parts.back(), "") << size;
+    }
+    Write("<Streams/>");
+    EXPECT_NE(ReadParts().back().find("'Streams'"), std::string::npos);
+    std::filesystem::remove(PATH);
+    EXPECT_EQ(ReadParts().size(), 1u);
+}
+
+TEST(XmlRecord, KeepsMemoryFlat) {
+    const std::string text(100'000, 'x');
+    TCXML part;
+    tc::XmlRecordWriter writer;
+    ASSERT_TRUE(part.LoadXML(("<a><Block>" + text + "</Block></a>").c_str()) && writer.Open(PATH, "Stream"));
+    for (int i = 0; i < 300; ++i) ASSERT_TRUE(writer.Append(part));
+    ASSERT_TRUE(writer.Close());
+
+    const auto resident = [] {
+        long pages = 0, used = 0;
+        std::ifstream("/proc/self/statm") >> pages >> used;
+        return used * 4096;
+    };
+    const long before = resident();
+    tc::XmlRecordReader reader;
+    ASSERT_TRUE(reader.Open(PATH, "Stream"));
+    int count = 0;
+    for (; reader.Next(part) == 1; ++count) EXPECT_LT(resident() - before, 4'000'000) << count;
+    EXPECT_EQ(count, 300);
+}
+
+}  // namespace
