@@ -30,6 +30,8 @@ class TC_API CDC {
     virtual int SetMapMode(int mode) = 0;
     // Converts from logical to device units under the current mapping mode.
     virtual void LPtoDP(CPoint& point) const = 0;
+    // In pixels, of the font that the context writes in.
+    virtual int GetAverageCharWidth() const { return GetPixelsPerInchX() / 12; }
 };
 
 using HDC = CDC*;
@@ -51,6 +53,8 @@ class TC_API CWnd {
     // The normal position of a child control in client coordinates; false when there is no such control.
     virtual bool GetControlRect(int controlId, CRect& rect) const = 0;
 };
+
+using HWND = CWnd*;
 
 // The number of the one window message that the library sends, and its command codes (never change, only
 // append).

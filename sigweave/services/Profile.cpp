@@ -5,6 +5,7 @@
 
 #include "sigweave/platform/Fork.h"
 #include "sigweave/services/ProfileStore.h"
+#include "sigweave/services/UserFolders.h"
 
 namespace {
 
@@ -12,27 +13,15 @@ using tc::ProfileStore;
 
 // --- Where the hives are -------------------------------------------------------------------------
 
-std::string Variable(const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
-std::string ConfigurationFolder() {
-    std::string folder = Variable("XDG_CONFIG_HOME");
-    if (folder.starts_with('/')) return folder;
-    const std::string home = Variable("HOME");
-    return home.empty() ? "" : home + "/.config";
-}
-
 std::string UserHivePath() {
-    std::string path = Variable("SIGWEAVE_USER_HIVE");
+    std::string path = tc::EnvironmentText("SIGWEAVE_USER_HIVE");
     if (!path.empty()) return path;
-    const std::string folder = ConfigurationFolder();
+    const std::string folder = tc::UserFolderPath(tc::UserFolder::Config);
     return folder.empty() ? "" : folder + "/sigweave/profile.db";
 }
 
 std::string MachineHivePath() {
-    const std::string path = Variable("SIGWEAVE_MACHINE_HIVE");
+    const std::string path = tc::EnvironmentText("SIGWEAVE_MACHINE_HIVE");
     return !path.empty() ? path : "/var/lib/sigweave/profile.db";
 }
 

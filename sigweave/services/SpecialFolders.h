@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+// Internal.
+namespace tc {
+
+// The folder, with slashes, that a token such as CSIDL_APPDATA stands for, made when it is missing and
+// `create` is set. Empty where there is no such folder here, missing for an unknown token. Tokens compare
+// with case. The table is also in docs/paths.md.
+std::optional<std::string> SpecialFolderPath(const std::string& token, bool create);
+
+}  // namespace tc
