@@ -11,6 +11,7 @@
 #include "host/Graph.h"
 #include "host/ModuleListing.h"
 #include "host/ProgressLine.h"
+#include "host/RecordDiff.h"
 #include "host/Report.h"
 #include "sigweave/platform/Process.h"
 
@@ -131,6 +132,19 @@ int ConvertGraph(const CommandOptions& options) {
     const char* form = file.GetForm() == GraphForm::Text ? "an XML document" : "parameter text";
     return Print(options.target + ": " + options.graph + " as " + form + "\n") ? EXIT_COMPLETE
                                                                                : EXIT_INCOMPLETE;
+}
+
+int DiffRecords(const CommandOptions& options) {
+    const auto& [a, b] = options.records;
+    const RecordComparison found = CompareRecords(a, b);
+    bool written = true;
+    if (found.verdict == RecordVerdict::Unreadable)
+        console::Error(found.text);
+    else if (found.verdict == RecordVerdict::Different)
+        written = Print(a + " and " + b + " differ: " + found.text + "\n");
+    else
+        written = Print(a + " and " + b + " are equal\n");
+    return written ? static_cast<int>(found.verdict) : static_cast<int>(RecordVerdict::Unreadable);
 }
 
 int ShowModules(const CommandOptions& options) {

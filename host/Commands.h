@@ -10,6 +10,7 @@ enum ExitCode : int { EXIT_COMPLETE = 0, EXIT_INCOMPLETE = 1, EXIT_WRONG_INPUT =
 
 struct CommandOptions {
     std::string graph;
+    std::string records[2];
     std::string target;  // the file that a conversion writes
     std::string moduleId;
     std::vector<std::string> settings;  // INSTANCE.PARAMETER=VALUE
@@ -22,6 +23,8 @@ int RunGraph(const CommandOptions& options);
 int CheckGraph(const CommandOptions& options);
 // Writes the graph in its other form, parameter text or XML, to the target.
 int ConvertGraph(const CommandOptions& options);
+// 0 when two recordings are equal, 1 when they differ, 2 when one cannot be read.
+int DiffRecords(const CommandOptions& options);
 int ShowModules(const CommandOptions& options);
 
 }  // namespace host

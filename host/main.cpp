@@ -24,8 +24,10 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave run voice.graph --set voice.block=512 runs it and prints the results
   sigweave modules SoundFile                     shows a module's ports and parameters
   sigweave convert voice.graph voice.xml         writes it as an XML document, or such a one as text
+  sigweave diff a.xml b.xml                      tells whether two recordings are equal
 
-Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 130 interrupted.)";
+Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 130 interrupted; of diff
+0 equal, 1 different, 2 unreadable.)";
 
 void AddModulePath(CLI::App& command, host::CommandOptions& options) {
     command
@@ -70,6 +72,10 @@ int main(int argc, char** argv) {
     convert->add_option("OUT", options.target, "The file to write; replaced when it is there")
         ->required()
         ->type_name("");
+    CLI::App* diff = app.add_subcommand(
+        "diff", "Compares two recordings by what they mean and tells the first difference");
+    diff->add_option("A", options.records[0], "A recording")->required()->type_name("");
+    diff->add_option("B", options.records[1], "Another one")->required()->type_name("");
     CLI::App* modules =
         app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
     modules->add_option("ID", options.moduleId, "The module to show")->type_name("");
@@ -78,7 +84,7 @@ int main(int argc, char** argv) {
         std::cerr << app.help();
         return host::EXIT_WRONG_INPUT;
     }
-    const CStringArray commands = {"run", "check", "convert", "modules"};
+    const CStringArray commands = {"run", "check", "convert", "diff", "modules"};
     const std::string first = argv[1];
     if (!first.starts_with('-') && std::find(commands.begin(), commands.end(), first) == commands.end()) {
         std::cerr << "there is no command '" << first << "'; " << tc::SuggestNames(first, commands) << "\n";
@@ -91,6 +97,7 @@ int main(int argc, char** argv) {
     }
     options.json = format == "json";
     if (*run) return host::RunGraph(options);
+    if (*diff) return host::DiffRecords(options);
     if (*convert) return host::ConvertGraph(options);
     return *check ? host::CheckGraph(options) : host::ShowModules(options);
 }

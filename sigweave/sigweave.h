@@ -24,6 +24,7 @@
 #include "sigweave/services/Profile.h"
 #include "sigweave/services/StringResources.h"
 #include "sigweave/services/SystemTime.h"
+#include "sigweave/signal/StreamRecord.h"
 #include "sigweave/services/TCExactTimeDiff.h"
 #include "sigweave/services/TCFilePath.h"
 #include "sigweave/services/TCFormatTime.h"

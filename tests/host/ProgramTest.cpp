@@ -226,6 +226,19 @@ TEST_F(Program, AConversionThatFailsLeavesTheOldFile) {
     EXPECT_FALSE(fs::exists(folder / "old.part"));
 }
 
+TEST_F(Program, DiffAnswersByItsExitCode) {
+    Write("a.xml", "<Stream/>");
+    Write("b.xml", "<Stream>\n</Stream>");
+    Write("c.xml", "<Stream><Block/></Stream>");
+    EXPECT_EQ(Run("diff a.xml b.xml").out, "a.xml and b.xml are equal\n");
+    const Answer different = Run("diff a.xml c.xml");
+    EXPECT_EQ(different.code, 1);
+    EXPECT_THAT(different.out, HasSubstr("a.xml and c.xml differ: "));
+    const Answer unreadable = Run("diff a.xml missing.xml");
+    EXPECT_EQ(unreadable.code, 2);
+    EXPECT_THAT(unreadable.err, HasSubstr("error: missing.xml: "));
+}
+
 TEST_F(Program, ListsModulesAndShowsOne) {
     EXPECT_THAT(Run("modules").out, AllOf(HasSubstr("TestPass    Hands blocks on  " TEST_LIBRARIES "/good/"),
                                           HasSubstr("TestSource")));

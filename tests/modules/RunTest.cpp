@@ -122,6 +122,15 @@ TEST(Run, ReckonsThePowerOfALoad) {
     EXPECT_NEAR(run.results["min"], -812.5, 1e-9);
 }
 
+TEST(Run, RecordsAsTheExampleSays) {
+    Outcome run = RunExample("record.graph", "--set 'record.file=example-{n}.xml'");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["blocks"], 12.0);  // 12000 samples of noise
+    const std::string recording = ReadText("example-1.xml");
+    EXPECT_NE(recording.find("<Samplerate>0x1.7700000000000p+15</Samplerate>"), std::string::npos);  // 48000
+    EXPECT_NE(recording.find("<State Value=\"2\">STOP</State>"), std::string::npos);
+}
+
 TEST(Run, LoadsTheExampleModule) {
     Outcome run = RunExample("gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
     ASSERT_EQ(run.exitCode, 0) << run.messages;

@@ -1,0 +1,178 @@
+#include "host/RecordDiff.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+#include "sigweave/foundation/StringConversion.h"
+#include "sigweave/signal/StreamRecord.h"
+
+namespace host {
+namespace {
+
+using Block = TCIOStream::Block;
+using Segment = TCIOStream::DataSegment;
+
+bool AreSame(double a, double b) {
+    return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+bool AreSame(int a, int b) {
+    return a == b;
+}
+bool AreSame(const TCString& a, const TCString& b) {
+    return a.CompareBin(b) == 0;
+}
+
+// As few digits as tell the value from every other one.
+std::string Show(double value) {
+    char text[40];
+    if (!std::isnan(value)) return {text, std::to_chars(text, text + sizeof text, value).ptr};
+    std::snprintf(text, sizeof text, "nan (0x%016llx)",
+                  static_cast<unsigned long long>(std::bit_cast<std::uint64_t>(value)));
+    return text;
+}
+std::string Show(int value) {
+    return std::to_string(value);
+}
+std::string Show(const TCString& value) {
+    TCString escaped;
+    return "'" + std::string(QuoteControlChar(escaped, value)) + "'";
+}
+
+std::string Show(const TCSI_Unit& unit) {
+    TCString symbols;
+    unit.GetString(symbols);
+    return "'" + std::string(symbols) + "' with factor " + Show(unit.GetFactor());
+}
+bool AreSame(const TCSI_Unit& a, const TCSI_Unit& b) {
+    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i)
+        if (a.GetExponent(i) != b.GetExponent(i)) return false;
+    return AreSame(a.GetFactor(), b.GetFactor());
+}
+
+std::string ShapeOf(const Segment& segment) {
+    std::string text;
+    for (int i = 0; i < segment.GetDimensionCount(); ++i)
+        text += (i > 0 ? " x " : "") + std::to_string(segment.GetExtent(i));
+    return text;
+}
+
+// Finds the first difference between two blocks and says where it is.
+class Comparer {
+ public:
+    explicit Comparer(std::string path) : where(std::move(path)) {}
+
+    const std::string& GetText() const { return text; }
+
+    bool Compare(const Block& a, const Block& b) {
+        if (!CompareMetadata(a.GetTI(), b.GetTI()) || !Compare("segments", a.SegmentCnt(), b.SegmentCnt()))
+            return false;
+        for (int i = 0; i < a.SegmentCnt(); ++i) {
+            const std::string before = where;
+            where += ", segment " + std::to_string(i + 1);
+            if (!CompareSegment(*a.Segment(i), *b.Segment(i))) return false;
+            where = before;
+        }
+        return true;
+    }
+
+ private:
+    bool Differ(const std::string& what, const std::string& a, const std::string& b) {
+        text = where + ", " + what + ": " + a + " and " + b;
+        return false;
+    }
+
+    template <class Value>
+    bool Compare(const char* what, const Value& a, const Value& b) {
+        return AreSame(a, b) || Differ(what, Show(a), Show(b));
+    }
+
+    bool CompareMetadata(const TCTypeInfo* a, const TCTypeInfo* b) {
+        if (a == nullptr || b == nullptr)
+            return a == b ||
+                   Differ("metadata", a != nullptr ? "some" : "none", b != nullptr ? "some" : "none");
+        if (a->GetState() != b->GetState())
+            return Differ("state", TCTypeInfo::BlockStateToString(a->GetState()),
+                          TCTypeInfo::BlockStateToString(b->GetState()));
+        return Compare("signal name", TCString::CString2BinTCString(a->GetSignalnameString()),
+                       TCString::CString2BinTCString(b->GetSignalnameString())) &&
+               Compare("timestamp", a->GetTimestamp(), b->GetTimestamp()) &&
+               Compare("samplerate", a->GetSamplerate(), b->GetSamplerate()) &&
+               Compare("range minimum", a->GetRangeMin(), b->GetRangeMin()) &&
+               Compare("range maximum", a->GetRangeMax(), b->GetRangeMax()) &&
+               Compare("unit", a->GetUnit(), b->GetUnit());
+    }
+
+    bool CompareSegment(const Segment& a, const Segment& b) {
+        if (!Compare("name", a.GetName(), b.GetName())) return false;
+        if (!a.GetName().IsEmpty()) where += " " + Show(a.GetName());
+        if (a.GetType() != b.GetType())
+            return Differ("type", TCIOStream::DataTypeToString(a.GetType()),
+                          TCIOStream::DataTypeToString(b.GetType()));
+        if (ShapeOf(a) != ShapeOf(b)) return Differ("length", ShapeOf(a), ShapeOf(b));
+        const int count = a.GetElementCount();
+        if (a.GetType() == TCIOStream::BLOCK) return CompareBlocks(a.GetBlocks(), b.GetBlocks(), count);
+        return CompareElements(a.GetInts(), b.GetInts(), count) &&
+               CompareElements(a.GetDoubles(), b.GetDoubles(), count) &&
+               CompareElements(a.GetStrings(), b.GetStrings(), count);
+    }
+
+    bool CompareBlocks(Block* const* a, Block* const* b, int count) {
+        for (int i = 0; i < count; ++i) {
+            const std::string before = where;
+            where += ", block " + std::to_string(i + 1);
+            if (!Compare(*a[i], *b[i])) return false;
+            where = before;
+        }
+        return true;
+    }
+
+    // Null when the segment is of another type.
+    template <class Element>
+    bool CompareElements(const Element* a, const Element* b, int count) {
+        if (a == nullptr) return true;
+        const auto same = [](const Element& x, const Element& y) { return AreSame(x, y); };
+        const auto [x, y] = std::mismatch(a, a + count, b, same);
+        return x == a + count || Differ("element " + std::to_string(x - a + 1), Show(*x), Show(*y));
+    }
+
+    std::string where;
+    std::string text;
+};
+
+RecordComparison Unreadable(const tc::StreamRecordReader& reader) {
+    return {RecordVerdict::Unreadable, reader.GetError()};
+}
+
+std::string TypeText(const tc::StreamRecordReader& reader) {
+    return reader.GetItemCount() > 0 ? reader.GetTypeString() : "none";
+}
+
+}  // namespace
+
+RecordComparison CompareRecords(const std::string& pathA, const std::string& pathB) {
+    tc::StreamRecordReader a;
+    tc::StreamRecordReader b;
+    if (!a.Open(pathA.c_str())) return Unreadable(a);
+    if (!b.Open(pathB.c_str())) return Unreadable(b);
+    if (TypeText(a) != TypeText(b))
+        return {RecordVerdict::Different, "type of the port: " + TypeText(a) + " and " + TypeText(b)};
+    for (;;) {
+        const int readA = a.Next();
+        const int readB = b.Next();
+        if (readA < 0) return Unreadable(a);
+        if (readB < 0) return Unreadable(b);
+        if (readA == 0 && readB == 0) return {};
+        const std::string where =
+            "block " + std::to_string(readA > 0 ? a.GetBlockNumber() : b.GetBlockNumber());
+        if (readA != readB)
+            return {RecordVerdict::Different, where + " is only in " + (readA > 0 ? pathA : pathB)};
+        Comparer comparer(where);
+        if (!comparer.Compare(a.GetBlock(), b.GetBlock()))
+            return {RecordVerdict::Different, comparer.GetText()};
+    }
+}
+
+}  // namespace host

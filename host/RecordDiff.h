@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+namespace host {
+
+// The numbers are exit codes.
+enum class RecordVerdict : int { Equal = 0, Different = 1, Unreadable = 2 };
+
+struct RecordComparison {
+    RecordVerdict verdict = RecordVerdict::Equal;
+    // Where the first difference is and what stands there in each, or why a document cannot be read.
+    std::string text;
+};
+
+// Compares two recordings by what they mean: type, metadata, segments, and every value bit by bit. How a
+// document is laid out and spelled does not count. Reads them side by side, one block at a time, up to the
+// first difference. Everything is counted from 1.
+RecordComparison CompareRecords(const std::string& a, const std::string& b);
+
+}  // namespace host

@@ -1,0 +1,170 @@
+#include "modules/xml-player/XmlPlayer.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "modules/common/RecordFiles.h"
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCValidateActualPortType.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "file",
+     .kind = TCModuleParameter::FILE,
+     .defaultValue = nullptr,
+     .help = "the document to play; {n} stands for 1, 2 and so on"},
+    {.name = "documents",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "0",
+     .help = "how many of them; 0: of a name with {n} as many as are there, else one",
+     .minimum = 0.0,
+     .maximum = 65536.0},
+};
+constexpr int MOST_DOCUMENTS = 65536;
+
+bool Exists(const std::string& file) {
+    std::error_code ignored;
+    return std::filesystem::exists(file, ignored);
+}
+
+// A block after which nothing follows, with all that is nested in it, ends its signal.
+void EndSignal(TCIOStream::Block& block) {
+    if (block.GetTI() != nullptr) {
+        TCTypeInfo ti = *block.GetTI();
+        ti.SetState(tc::BlockState(tc::BeginsSignal(ti.GetState()), true));
+        block.SetTI(&ti);
+    }
+    for (int i = 0; i < block.SegmentCnt(); ++i) {
+        const TCIOStream::DataSegment& segment = *block.Segment(i);
+        if (segment.GetBlocks() != nullptr && segment.GetElementCount() > 0)
+            EndSignal(*segment.GetBlocks()[segment.GetElementCount() - 1]);
+    }
+}
+
+}  // namespace
+
+// Before a document is known there is one output without a type.
+XmlPlayer::XmlPlayer(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclareSource();
+    portHelper->SetPort(OUTPUT, 0, "Signal", "", "", true);
+}
+
+std::vector<std::string> XmlPlayer::Files() const {
+    const std::string name(ParamStr("file"));
+    const int documents = ParamInt("documents");
+    const bool isPattern = name.find(tc::RECORD_NUMBER) != std::string::npos;
+    std::vector<std::string> files;
+    if (documents > 0 || !isPattern) {
+        const int count = std::max(documents, 1);
+        for (int i = 1; i <= count; ++i) files.push_back(tc::RecordFile(name, i, count == 1));
+        return files;
+    }
+    do files.push_back(tc::RecordFile(name, static_cast<int>(files.size()) + 1, false));
+    while (files.size() < MOST_DOCUMENTS &&
+           Exists(tc::RecordFile(name, static_cast<int>(files.size()) + 1, false)));
+    return files;
+}
+
+// The reader is at the first block then.
+bool XmlPlayer::Open(Track& track, std::string& error) {
+    track.reader = std::make_unique<tc::StreamRecordReader>();
+    if (!track.reader->Open(track.file.c_str())) {
+        error = track.reader->GetError();
+        return false;
+    }
+    track.type = track.reader->GetTypeString();
+    track.items = track.reader->GetItemCount();
+    if (track.items > 0) return true;
+    error = track.file + " holds no block, and does not tell the type of the port that was recorded";
+    return false;
+}
+
+bool XmlPlayer::OnSettingsChanged(TCString& error) {
+    std::string reason;
+    std::vector<Track> found;
+    for (const std::string& file : Files()) {
+        std::string mistake;
+        Track& track = found.emplace_back();
+        track.file = file;
+        if (!Open(track, mistake)) tc::AddReason(reason, "file: " + mistake);
+        track.reader = nullptr;
+    }
+    error = reason.c_str();
+    if (!reason.empty()) return false;
+    portHelper->ClearPorts(true);
+    for (unsigned i = 0; i < found.size(); ++i) {
+        const TCString name = found.size() == 1 ? TCString("Signal") : TCString::FormatS("Signal %u", i + 1);
+        DeclareOutput(i, name, found[i]);
+    }
+    tracks = std::move(found);
+    return true;
+}
+
+void XmlPlayer::DeclareOutput(unsigned output, const TCString& name, const Track& track) {
+    TCValidateActualPortType items;
+    items.FillValidation(track.items, track.type.c_str());
+    TCString token;
+    TCString declarator;
+    int item = 0;
+    items.GetInternalToken(item, token, declarator);
+    const bool withTypeInfo = token == "TYPEINFO" && track.items > 1;
+    if (withTypeInfo) items.GetInternalToken(++item, token, declarator);
+    if (item + 1 == track.items) {
+        portHelper->SetPort(OUTPUT, output, name, token, declarator, withTypeInfo);
+        return;
+    }
+    const unsigned type = portHelper->SetPort(OUTPUT, output, name, "MultiType", "", withTypeInfo);
+    for (; items.GetInternalToken(item, token, declarator); ++item)
+        portHelper->AddMultitype(type, token, declarator);
+}
+
+int XmlPlayer::Init() {
+    failure.clear();
+    for (Track& track : tracks) {
+        const std::string type = track.type;
+        std::string error;
+        if (Open(track, error) && track.type != type)
+            error = track.file + " has changed since it was checked";
+        if (!error.empty()) return Fail(tc::MODULE_FAILED, error.c_str());
+    }
+    return TCBaseModuleEx::Init();
+}
+
+int XmlPlayer::Execute() {
+    if (!failure.empty()) return Fail(tc::MODULE_FAILED, failure.c_str());
+    bool more = false;
+    for (unsigned output = 0; output < tracks.size(); ++output) {
+        const int code = Play(output, tracks[output]);
+        if (code < 0) return code;
+        more = more || code > 0;
+    }
+    if (failure.empty() && (!more || IsInterrupted())) portHelper->SetReadyFlag(false);
+    return 0;
+}
+
+// 1 when a block was sent.
+int XmlPlayer::Play(unsigned output, Track& track) {
+    const bool wired = portHelper->IsWired(OUTPUT, output, TCPortHelper::STREAM_CONNECTED);
+    if (track.reader == nullptr || !wired) return 0;
+    const int read = track.reader->Next();
+    if (read <= 0) {
+        if (read < 0) failure = track.reader->GetError();
+        track.reader = nullptr;
+        return 0;
+    }
+    if (IsInterrupted()) EndSignal(track.reader->GetBlock());
+    if (portHelper->WriteCopy(output, &track.reader->GetBlock()) >= 0) return 1;
+    return Fail(tc::MODULE_FAILED, (track.file + ": block " + std::to_string(track.reader->GetBlockNumber()) +
+                                    " does not fit: " + std::string(portHelper->GetErrorText()))
+                                       .c_str());
+}
+
+int XmlPlayer::Done() {
+    for (Track& track : tracks) track.reader = nullptr;
+    return TCBaseModuleEx::Done();
+}
+
+TC_MODULE_LIBRARY(XmlPlayer);

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/signal/StreamRecord.h"
+
+// Plays recordings into the graph: an output for each document, with the type of the port that was recorded;
+// blocks, metadata and states are those of the document. Each step sends one block of every document that has
+// any left. Documents of other origin can be played too; the type then follows from their first block.
+//
+// A document that is damaged is played as far as it goes, and then the run fails.
+class XmlPlayer final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "XmlPlayer";
+
+    explicit XmlPlayer(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Plays what XmlRecorder recorded"; }
+    const char* GetBaseName() const override { return ID; }
+    bool OnSettingsChanged(TCString& error) override;
+    int Init() override;
+    int Execute() override;
+    int Done() override;
+
+ private:
+    struct Track {
+        std::string file;
+        std::string type;
+        int items = 0;
+        std::unique_ptr<tc::StreamRecordReader> reader;  // in a run, until the end of the document
+    };
+    std::vector<std::string> Files() const;
+    static bool Open(Track& track, std::string& error);
+    void DeclareOutput(unsigned output, const TCString& name, const Track& track);
+    int Play(unsigned output, Track& track);
+
+    std::vector<Track> tracks;
+    std::string failure;  // of the documents, to be told when what they sent has arrived
+};

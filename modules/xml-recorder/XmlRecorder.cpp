@@ -1,0 +1,109 @@
+#include "modules/xml-recorder/XmlRecorder.h"
+
+#include <filesystem>
+
+#include "modules/common/RecordFiles.h"
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "file",
+     .kind = TCModuleParameter::OUTPUT_FILE,
+     .defaultValue = nullptr,
+     .help = "the document to write; of several inputs {n} is the number, or it comes before the extension"},
+    {.name = "overwrite",
+     .kind = TCModuleParameter::SWITCH,
+     .defaultValue = "no",
+     .help = "replace files that are there"},
+};
+
+}  // namespace
+
+XmlRecorder::XmlRecorder(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    UseAnyNumberOfInputs("", "");
+}
+
+TCIOStream* XmlRecorder::SetInputStream(int port, int unused, int precision) {
+    TCIOStream* const stream = TCBaseModuleEx::SetInputStream(port, unused, precision);
+    if (stream == nullptr) return nullptr;
+    const auto index = static_cast<std::size_t>(port);
+    if (streams.size() <= index) streams.resize(index + 1);
+    streams[index] = stream;
+    return stream;
+}
+
+void XmlRecorder::DeleteStreams() {
+    tracks.clear();
+    streams.clear();
+    TCBaseModuleEx::DeleteStreams();
+}
+
+int XmlRecorder::Init() {
+    tracks.clear();
+    for (unsigned input = 0; input < streams.size(); ++input) {
+        if (streams[input] == nullptr) continue;
+        Track& track = *tracks.emplace_back(std::make_unique<Track>());
+        track.stream = streams[input];
+        track.file =
+            tc::RecordFile(std::string(ParamStr("file")), static_cast<int>(input) + 1, GetNoInput() == 1);
+        std::string error;
+        if (!CheckInput(input, track.file, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    }
+    const int code = TCBaseModuleEx::Init();
+    std::string error;
+    return code < 0 || OpenTracks(error) ? code : Fail(tc::MODULE_FAILED, error.c_str());
+}
+
+// All of them before any file is touched.
+bool XmlRecorder::CheckInput(unsigned input, const std::string& file, std::string& error) const {
+    constexpr TCPortHelper::TYPE ADDRESSES = TCPortHelper::TYPE_POINTER | TCPortHelper::TYPE_POINTERARRAY;
+    constexpr TCPortHelper::TYPE MATRICES = TCPortHelper::TYPE_SWORDMATRIX | TCPortHelper::TYPE_DOUBLEMATRIX;
+    if (portHelper->DoesDataTypeMatch(INPUT, input, ADDRESSES) &&
+        !portHelper->DoesDataTypeMatch(INPUT, input, MATRICES)) {
+        error = "the input \"" + std::string(portHelper->GetPortName(INPUT, input)) +
+                "\" brings addresses, which mean nothing in a file; wire it to values";
+        return false;
+    }
+    std::error_code ignored;
+    if (ParamBool("overwrite") || !std::filesystem::exists(file, ignored)) return true;
+    error = file + " is there already; it is replaced only with overwrite=yes";
+    return false;
+}
+
+bool XmlRecorder::OpenTracks(std::string& error) {
+    unsigned input = 0;
+    for (const auto& track : tracks) {
+        while (streams[input] != track->stream) ++input;
+        int items = 0;
+        const char* const type = portHelper->GetPortType(INPUT, input, &items);
+        if (track->writer.Open(track->file.c_str(), type, items)) continue;
+        error = track->writer.GetError();
+        return false;
+    }
+    return true;
+}
+
+int XmlRecorder::Execute() {
+    for (const auto& track : tracks) {
+        if (track->stream->GetBlockCnt(nullptr) == 0) continue;
+        if (!track->writer.Append(*track->stream))
+            return Fail(tc::MODULE_FAILED, track->writer.GetError().c_str());
+        ++track->blocks;
+    }
+    return 0;
+}
+
+int XmlRecorder::Done() {
+    std::string error;
+    for (const auto& track : tracks) {
+        if (!track->writer.Close()) tc::AddReason(error, track->writer.GetError());
+        AddResult(track->file.c_str(), "blocks", static_cast<double>(track->blocks), TCSI_Unit());
+    }
+    tracks.clear();
+    const int code = TCBaseModuleEx::Done();
+    return error.empty() ? code : Fail(tc::MODULE_FAILED, error.c_str());
+}
+
+TC_MODULE_LIBRARY(XmlRecorder);

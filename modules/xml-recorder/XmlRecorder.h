@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/signal/StreamRecord.h"
+
+// Writes every block that arrives to an XML document, one for each input, which XmlPlayer plays again bit for
+// bit. Inputs are of any type but addresses. The file is a whole document after every block, however the run
+// ends; memory is that for one block.
+class XmlRecorder final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "XmlRecorder";
+
+    explicit XmlRecorder(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Records what arrives, block by block, as XML"; }
+    const char* GetBaseName() const override { return ID; }
+    TCIOStream* SetInputStream(int port, int unused, int precision) override;
+    void DeleteStreams() override;
+    int Init() override;
+    int Execute() override;
+    int Done() override;
+
+ private:
+    struct Track {
+        std::string file;
+        TCIOStream* stream = nullptr;
+        tc::StreamRecordWriter writer;
+        std::int64_t blocks = 0;
+    };
+
+    bool CheckInput(unsigned input, const std::string& file, std::string& error) const;
+    bool OpenTracks(std::string& error);
+
+    std::vector<TCIOStream*> streams;  // of the inputs that are connected; the helper owns them
+    std::vector<std::unique_ptr<Track>> tracks;
+};

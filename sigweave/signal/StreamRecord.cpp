@@ -1,0 +1,191 @@
+#include "sigweave/signal/StreamRecord.h"
+
+#include <charconv>
+
+#include "sigweave/signal/StreamRecordExact.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
+
+namespace tc {
+namespace {
+
+using Block = TCIOStream::Block;
+using Segment = TCIOStream::DataSegment;
+
+constexpr const char* ROOT = "Stream";
+constexpr const char* BLOCK_PATH = "Stream/Block";
+constexpr const char* TYPE_PATH = "Stream/Port/Type";
+constexpr const char* ITEMS = "Items";
+// A type that any block fits.
+constexpr const char* ANY_TYPE = "NULL{no_parameters}";
+
+constexpr const char* HOLDS_ADDRESSES = "the block holds addresses, which mean nothing outside the program";
+
+// The type of the port that a segment may have come from; empty when it does not tell.
+const char* TypeOf(const Segment& segment) {
+    static constexpr struct {
+        TCIOStream::DATATYPE type;
+        int dimensions;
+        const char* text;
+    } TYPES[] = {
+        {TCIOStream::INT, 1, "SWORD[]{BIN}"},
+        {TCIOStream::INT, 2, "POINTER{SWORD[][]}"},
+        {TCIOStream::DOUBLE, 1, "DOUBLE[]{TIME_DOMAIN}"},
+        {TCIOStream::DOUBLE, 2, "POINTER{DOUBLE[][]}"},
+        {TCIOStream::STRING, 1, "UBYTE[][]{Text}"},
+    };
+    TCBusSerializeHelper::Parts parts;
+    if (segment.GetType() == TCIOStream::BLOCK &&
+        TCBusSerializeHelper::SplitSegmentName(segment.GetName(), parts))
+        return "STRUCT_BUS{BUS}";
+    for (const auto& row : TYPES)
+        if (row.type == segment.GetType() && row.dimensions == segment.GetDimensionCount()) return row.text;
+    return "";
+}
+
+struct PortTypeText {
+    std::string text;
+    int items = 0;
+};
+
+PortTypeText TypeOf(const Block& block) {
+    PortTypeText type;
+    const auto add = [&](const std::string& item) { type.text += (type.items++ > 0 ? " " : "") + item; };
+    if (block.GetTI() != nullptr) add("TYPEINFO{TypeInfo}");
+    const int segments = block.SegmentCnt();
+    const std::string first = segments > 0 ? TypeOf(*block.Segment(0)) : "";
+    const bool isPlain = segments == 1 && block.Segment(0)->GetName().IsEmpty();
+    add((isPlain && !first.empty()) || first.starts_with("STRUCT_BUS") ? first : ANY_TYPE);
+    return type;
+}
+
+}  // namespace
+
+// --- Writing
+
+bool StreamRecordWriter::Open(const char* newPath, const char* typeString, int itemCount) {
+    path = newPath;
+    if (!file.Open(newPath, ROOT)) return Fail(file.GetError());
+    return typeString == nullptr || itemCount <= 0 || AppendType(typeString, itemCount);
+}
+
+bool StreamRecordWriter::AppendType(const char* typeString, int itemCount) {
+    if (!xml.LoadXML("<Stream/>")) return Fail(std::string(xml.GetError()));
+    const TCXMLNode port = xml.CreateElement("Port", xml.SelectSingleNode("/*"));
+    const TCXMLNode type = xml.CreateElement("Type", port);
+    if (!type || !xml.SetAttribute(type, ITEMS, std::to_string(itemCount).c_str()) ||
+        !xml.SetNodeText(type, TCXML::QuoteNodeTextString(TCString(typeString))))
+        return Fail(std::string(xml.GetError()));
+    return file.Append(xml) || Fail(file.GetError());
+}
+
+// The document is made before the block is taken, for then the stream lets go of it.
+bool StreamRecordWriter::Append(TCIOStream& input) {
+    Block* block = nullptr;
+    const bool made = input.StreamToXML(xml, true, 0);
+    if (input.ExchangeBinary(&block, true) != 1) return Fail("no block is waiting");
+    std::string reason;
+    if (HoldsAddress(*block))
+        reason = HOLDS_ADDRESSES;
+    else if (!made || !KeepExactly(xml, xml.SelectSingleNode(BLOCK_PATH), *block))
+        reason = std::string(xml.GetError());
+    else if (!file.Append(xml))
+        reason = file.GetError();
+    input.ExchangeBinary(&block, false);
+    return reason.empty() || Fail(reason);
+}
+
+bool StreamRecordWriter::Close() {
+    return file.Close() || Fail(file.GetError());
+}
+
+bool StreamRecordWriter::Fail(const std::string& reason) {
+    error = path + ": " + reason;
+    return false;
+}
+
+// --- Reading
+
+StreamRecordReader::StreamRecordReader() {
+    writer.AddOutputStream(queue.SetInputStream(0));
+}
+
+StreamRecordReader::~StreamRecordReader() {
+    queue.ExchangeBinary(&block, false);
+}
+
+bool StreamRecordReader::Open(const char* newPath) {
+    path = newPath;
+    number = 0;
+    waiting = failed = false;
+    typeString.clear();
+    itemCount = 0;
+    error.clear();
+    if (!file.Open(newPath, ROOT)) return Fail(file.GetError()) > 0;
+    const int read = Read();
+    waiting = read == 1;
+    if (waiting && typeString.empty()) {
+        PortTypeText type = TypeOf(*block);
+        typeString = std::move(type.text);
+        itemCount = type.items;
+    }
+    return read >= 0;
+}
+
+int StreamRecordReader::Next() {
+    if (failed) return -1;
+    if (!waiting) return Read();
+    waiting = false;
+    return 1;
+}
+
+int StreamRecordReader::Read() {
+    for (;;) {
+        const int part = file.Next(xml);
+        if (part < 0) ++number;  // it is the block after the last one that cannot be read
+        if (part <= 0) return part < 0 ? Fail(file.GetError()) : 0;
+        const TCXMLNode node = xml.SelectSingleNode(BLOCK_PATH);
+        if (node) {
+            ++number;
+            return Take();
+        }
+        if (!ReadType()) return -1;
+    }
+}
+
+int StreamRecordReader::Take() {
+    const int result = writer.XMLToStream(xml);
+    if (xml.IsError()) return Fail(std::string(xml.GetError()));
+    if (result != 1 || queue.ExchangeBinary(&block, true) != 1)
+        return Fail("the block cannot be made (" + std::to_string(result) + ")");
+    if (HoldsAddress(*block)) return Fail(HOLDS_ADDRESSES);
+    return RestoreExactly(xml, xml.SelectSingleNode(BLOCK_PATH), *block) ? 1
+                                                                         : Fail(std::string(xml.GetError()));
+}
+
+// Of a part that is no block; others than the port are passed over.
+bool StreamRecordReader::ReadType() {
+    const TCXMLNode node = xml.SelectSingleNode(TYPE_PATH);
+    const TCXMLNode items = xml.SelectSingleNode("Stream/Port/Type/@Items");
+    if (!node || number > 0) return true;
+    TCString text;
+    TCString count;
+    const bool read = xml.GetNodeText(node, text) && TCXML::UnquoteNodeTextString(text) && items &&
+                      xml.GetNodeText(items, count);
+    const std::string_view digitsText(count, static_cast<std::size_t>(count.GetLength()));
+    const auto digits = std::from_chars(digitsText.data(), digitsText.data() + digitsText.size(), itemCount);
+    const bool isNumber = digits.ec == std::errc() && digits.ptr == digitsText.data() + digitsText.size();
+    if (!read || !isNumber || itemCount < 1 || itemCount > text.GetLength() / 2) {
+        Fail("Error interpreting Type in Port");
+        return false;
+    }
+    typeString = std::string(text);
+    return true;
+}
+
+int StreamRecordReader::Fail(const std::string& reason) {
+    failed = true;
+    error = path + ": " + (number > 0 ? "block " + std::to_string(number) + ": " : "") + reason;
+    return -1;
+}
+
+}  // namespace tc

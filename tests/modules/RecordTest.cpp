@@ -1,0 +1,289 @@
+#include <gmock/gmock.h>
+
+#include <bit>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <limits>
+
+#include "sigweave/signal/StreamRecord.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
+#include "tests/support/ModuleBench.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+// The stream that the recorder of a test listens to.
+struct Line {
+    explicit Line(ModuleBench& bench, int input = 0) {
+        stream.AddOutputStream(bench.Module().SetInputStream(input, 0, 3));
+    }
+    TCIOStream stream;
+};
+
+TCTypeInfo Metadata(TCBLOCKSTATUS state) {
+    TCTypeInfo ti;
+    ti.SetSignalname(" caf\xE9\n<&> ");
+    ti.SetTimestamp(1.0e12 + 0.1);
+    ti.SetSamplerate(1.0 / 3.0);
+    ti.SetState(state);
+    ti.GetUnit().SetFactor(1000.0);  // "1 * 1e+003", which no unit reader takes
+    return ti;
+}
+
+struct Kind {
+    const char* type;
+    int items;
+    void (*write)(TCIOStream&);
+};
+
+const double DOUBLES[] = {-0.0,
+                          5e-324,
+                          std::numeric_limits<double>::infinity(),
+                          0.1,
+                          std::bit_cast<double>(0x7FF8000000000123),
+                          1.7976931348623157e308};
+
+void WriteDoubles(TCIOStream& stream) {
+    for (const TCBLOCKSTATUS state : {START, BUSY, STOP}) {
+        const TCTypeInfo ti = Metadata(state);
+        stream.SetTI(&ti, false);
+        stream.WriteDblVec(DOUBLES, 6);
+    }
+}
+void WriteIntegers(TCIOStream& stream) {
+    const int values[] = {0, -1, 255, -2147483647 - 1};
+    stream.WriteIntVec(values, 4);
+}
+void WriteTexts(TCIOStream& stream) {
+    const TCString values[] = {"", " both ends ", "a\tb\\x41\r\n", "\xFF\xC3\xA9", "</String>]]>"};
+    stream.WriteStrVec(values, 5);
+}
+void WriteMatrix(TCIOStream& stream) {
+    const double values[] = {1, 2, 3, 4, 5, 6};
+    stream.WriteDblMat(values, 2, 3, true);
+}
+void WriteParts(TCIOStream& stream) {
+    stream.StartWriteSegments();
+    stream.WriteSegment("gain", 2.5);
+    stream.WriteSegment("count of\nthem", 7);
+    stream.WriteSegment("label", "x");
+    stream.EndWriteSegments();
+}
+void WriteBus(TCIOStream& stream) {
+    const TCTypeInfo ti = Metadata(COMPLETE);
+    TCSI_Unit odd;
+    odd.SetFactor(0.123);
+    odd.SetExponent(TCSI_Unit::METRE, -3);
+    TCTypeInfo other = ti;
+    other.SetUnit(odd);
+    const int extent = 6;
+    stream.StartWriteSegments();
+    for (const TCTypeInfo* each : std::initializer_list<const TCTypeInfo*>{&ti, &other, nullptr}) {
+        const TCString name = TCBusSerializeHelper::GenSegmentName(TCPortHelper::TYPE_DOUBLEARRAY, nullptr, 0,
+                                                                   each == &ti ? 0 : 1, "left", "");
+        stream.WriteBusSegment(name, TCIOStream::DOUBLE, 1, &extent, DOUBLES, true, each);
+    }
+    stream.EndWriteSegments();
+}
+
+const Kind KINDS[] = {{"TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}", 2, WriteDoubles},
+                      {"SWORD[]{BIN}", 1, WriteIntegers},
+                      {"UBYTE[][]{Text}", 1, WriteTexts},
+                      {"POINTER{DOUBLE[][]}", 1, WriteMatrix},
+                      {"DOUBLE[1]{gain} SWORD[1]{BIN} UBYTE[]{Text}", 3, WriteParts},
+                      {"STRUCT_BUS{BUS}", 1, WriteBus}};
+
+// Records what `fill` sends over a line of that type.
+std::string Record(const std::string& file, const char* type, int items,
+                   const std::function<void(TCIOStream&)>& fill) {
+    ModuleBench recorder("xml-recorder", "XmlRecorder");
+    EXPECT_TRUE(recorder.Set("file=\"" + file + "\"\n"));
+    EXPECT_EQ(recorder.Module().ValidatePortType(INPUT, 0, type, items), 1);
+    recorder.Module().AddLine(INPUT, 0);
+    Line line(recorder);
+    EXPECT_TRUE(recorder.Start()) << recorder.Error();
+    fill(line.stream);
+    EXPECT_TRUE(recorder.Pump()) << recorder.Error();
+    EXPECT_TRUE(recorder.Finish());
+    return ReadText(file);
+}
+
+// A player with the stream that hears its first output.
+struct Player : ModuleBench {
+    explicit Player(const std::string& file) : ModuleBench("xml-player", "XmlPlayer") {
+        isSet = Set("file=\"" + file + "\"\n");
+        Module().AddLine(OUTPUT, 0);
+        Module().AddOutputStream(0, heard.SetInputStream(3));
+    }
+    bool PlayStep() {
+        if (Module().Fetch() != 0) return false;
+        failed = Module().Execute() < 0;
+        return !failed;
+    }
+    TCIOStream heard;
+    bool isSet = false;
+    bool failed = false;
+};
+
+TEST(Record, WhatIsPlayedAndRecordedAgainIsTheSameFile) {
+    for (const Kind& kind : KINDS) {
+        SCOPED_TRACE(kind.type);
+        const std::string first = Record(FreshFile("first.xml"), kind.type, kind.items, kind.write);
+        Player player("first.xml");
+        ASSERT_TRUE(player.isSet) << player.Error();
+        const char* type = nullptr;
+        int items = 0;
+        player.Module().GetPortType(OUTPUT, 0, type, items);
+        EXPECT_STREQ(type, kind.type);
+        EXPECT_EQ(items, kind.items);
+        const std::string again = Record(FreshFile("again.xml"), type, items, [&](TCIOStream& line) {
+            ASSERT_TRUE(player.Start()) << player.Error();
+            while (player.PlayStep())
+                while (line.ForwardBlock(player.heard) == 1) continue;
+        });
+        EXPECT_FALSE(player.failed) << player.Module().GetLastErrorText();
+        EXPECT_TRUE(player.Finish());
+        EXPECT_EQ(again, first);
+    }
+}
+
+TEST(Record, KeepsEveryBitOfValuesAndUnits) {
+    Record(FreshFile("bits.xml"), KINDS[0].type, 2, WriteDoubles);
+    tc::StreamRecordReader doubles;
+    ASSERT_TRUE(doubles.Open("bits.xml")) << doubles.GetError();
+    ASSERT_EQ(doubles.Next(), 1);
+    EXPECT_EQ(std::memcmp(doubles.GetBlock().Segment(0)->GetDoubles(), DOUBLES, sizeof DOUBLES), 0);
+    const TCTypeInfo wanted = Metadata(START);
+    const TCTypeInfo& ti = *doubles.GetBlock().GetTI();
+    EXPECT_EQ(ti.GetUnit(), wanted.GetUnit());
+    EXPECT_EQ(ti.GetSignalnameString(), wanted.GetSignalnameString());
+    Record(FreshFile("bus.xml"), "STRUCT_BUS{BUS}", 1, WriteBus);
+    tc::StreamRecordReader bus;
+    ASSERT_TRUE(bus.Open("bus.xml")) << bus.GetError();
+    ASSERT_EQ(bus.Next(), 1);
+    const TCIOStream::Block& channel = *bus.GetBlock().Segment(1)->GetBlocks()[0];
+    EXPECT_EQ(channel.GetTI()->GetUnit().GetFactor(), 0.123);
+    EXPECT_EQ(channel.GetTI()->GetUnit().GetExponent(TCSI_Unit::METRE), -3);
+}
+
+TEST(Record, ThePlainReaderTakesARecording) {
+    Record(FreshFile("plain.xml"), KINDS[0].type, 2, WriteDoubles);
+    TCXML xml;
+    TCIOStream writer, heard;
+    writer.AddOutputStream(heard.SetInputStream(0));
+    ASSERT_TRUE(xml.Load("plain.xml"));
+    EXPECT_EQ(writer.XMLToStream(xml), 3) << std::string(xml.GetError());
+    EXPECT_EQ(heard.PeekTI()->GetUnit().GetFactor(), 1000.0);
+}
+
+TEST(Record, AFileIsWholeAfterEveryBlock) {
+    ModuleBench recorder("xml-recorder", "XmlRecorder");
+    const std::string file = FreshFile("live.xml");
+    ASSERT_TRUE(recorder.Set("file=\"" + file + "\"\n"));
+    recorder.WireInputs({ModuleBench::TIME_DOMAIN});
+    ASSERT_TRUE(recorder.Start());
+    for (int blocks = 0; blocks < 3; ++blocks) {
+        tc::StreamRecordReader reader;
+        ASSERT_TRUE(reader.Open(file.c_str())) << reader.GetError();
+        int read = 0;
+        while (reader.Next() == 1) ++read;
+        EXPECT_EQ(read, blocks) << reader.GetError();
+        ASSERT_TRUE(recorder.Feed(0, {1.0, 2.0}, {}, 2, blocks == 0, false));
+    }
+}
+
+TEST(Record, SeveralInputsHaveFilesOfTheirOwnAndOldOnesStay) {
+    const std::string files[] = {FreshFile("many-1.xml"), FreshFile("many-2.xml"), FreshFile("many-3.xml")};
+    std::ofstream(files[1]) << "precious";
+    for (const bool overwrite : {false, true}) {
+        ModuleBench recorder("xml-recorder", "XmlRecorder");
+        ASSERT_TRUE(recorder.Set(overwrite ? "file=\"many-{n}.xml\"\noverwrite=yes\n" : "file=many.xml\n"));
+        recorder.WireInputs({ModuleBench::TIME_DOMAIN, ModuleBench::TIME_DOMAIN});
+        EXPECT_EQ(recorder.Start(), overwrite);
+        if (!overwrite) {
+            EXPECT_THAT(recorder.Error(), HasSubstr("many-2.xml is there already"));
+            EXPECT_FALSE(std::filesystem::exists(files[0]));
+            EXPECT_EQ(ReadText(files[1]), "precious");
+        }
+        EXPECT_TRUE(recorder.Finish());
+    }
+    Player player("many-{n}.xml");
+    ASSERT_TRUE(player.isSet) << player.Error();
+    EXPECT_EQ(player.Module().GetNoOutput(), 2);
+    EXPECT_STREQ(player.Module().GetOutputName(1), "Signal 2");
+}
+
+TEST(Record, AddressesAreRefusedInBothDirections) {
+    ModuleBench recorder("xml-recorder", "XmlRecorder");
+    const std::string file = FreshFile("address.xml");
+    ASSERT_TRUE(recorder.Set("file=\"" + file + "\"\n"));
+    recorder.WireInputs({"POINTER{STRUCT}"});
+    EXPECT_FALSE(recorder.Start());
+    EXPECT_THAT(recorder.Error(), HasSubstr("brings addresses"));
+    std::ofstream(file) << "<Stream><Block><Segments><Segment><Name/><DataType Value='4'/><Length>1</Length>"
+                           "<Values><Pointer>0x10</Pointer></Values></Segment></Segments></Block></Stream>";
+    EXPECT_THAT(Player(file).Error(), HasSubstr("block 1: the block holds addresses"));
+}
+
+TEST(Record, ADamagedDocumentIsToldWithItsBlock) {
+    std::string text = Record(FreshFile("damaged.xml"), KINDS[0].type, 2, WriteDoubles);
+    const std::size_t second = text.find("BUSY");
+    const std::pair<std::string, const char*> rows[] = {
+        {"", "could not be parsed"},
+        {"<Graph/>", "The root element is 'Graph'"},
+        {"<Stream/>", "holds no block"},
+        {text.substr(0, text.find("START")), "block 1: The XML source could not be parsed"},
+        {std::string(text).replace(text.find("Items=\"2"), 8, "Items=\"x"),
+         "Error interpreting Type in Port"},
+        {std::string(text).replace(text.find("Exponents=\"0"), 12, "Exponents=\"x"),
+         "block 1: Error interpreting Unit/@Factor"},
+        {std::string(text).replace(text.find("NotFinite=\"7"), 12, "NotFinite=\"0"),
+         "block 1: Error interpreting Double/@NotFinite"}};
+    for (const auto& [damaged, told] : rows) {
+        std::ofstream("damaged.xml", std::ios::binary) << damaged;
+        EXPECT_THAT(Player("damaged.xml").Error(), AllOf(HasSubstr("file: damaged.xml"), HasSubstr(told)));
+    }
+    std::ofstream("damaged.xml", std::ios::binary) << text.substr(0, second);
+    Player player("damaged.xml");
+    ASSERT_TRUE(player.isSet && player.Start());
+    while (player.PlayStep()) continue;
+    EXPECT_TRUE(player.failed);
+    EXPECT_EQ(player.heard.GetBlockCnt(nullptr), 1);
+    EXPECT_THAT(player.Module().GetLastErrorText(), HasSubstr("damaged.xml: block 2: "));
+}
+
+TEST(Record, AnInterruptedPlayerEndsItsSignals) {
+    Record(FreshFile("long.xml"), KINDS[0].type, 2, WriteDoubles);
+    Player player("long.xml");
+    ASSERT_TRUE(player.isSet && player.Start());
+    ASSERT_TRUE(player.PlayStep());
+    player.Module().Interrupt();
+    while (player.PlayStep()) continue;
+    ASSERT_EQ(player.heard.GetBlockCnt(nullptr), 2);
+    EXPECT_EQ(player.heard.PeekStatus(true), COMPLETE);
+}
+
+TEST(Record, TheTypeOfOtherDocumentsFollowsFromTheirFirstBlock) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"<DataType Value='2'/><Length>1</Length><Values><Double>1.5</Double></Values>",
+         "DOUBLE[]{TIME_DOMAIN}"},
+        {"<DataType>INT</DataType><Length>1 2</Length><Values><Integer>1 2</Integer></Values>",
+         "POINTER{SWORD[][]}"},
+        {"<DataType>STRING</DataType><Length>1</Length><Values><String>a</String></Values>",
+         "UBYTE[][]{Text}"}};
+    for (const auto& [segment, type] : rows) {
+        std::ofstream(FreshFile("other.xml")) << "<Stream><Note/><Block><Segments><Segment><Name/>" << segment
+                                              << "</Segment></Segments></Block></Stream>";
+        Player player("other.xml");
+        ASSERT_TRUE(player.isSet) << player.Error();
+        const char* declared = nullptr;
+        int items = 0;
+        player.Module().GetPortType(OUTPUT, 0, declared, items);
+        EXPECT_STREQ(declared, type);
+    }
+}
+
+}  // namespace
