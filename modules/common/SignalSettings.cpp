@@ -119,18 +119,35 @@ bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error) {
         int count = 0;
         const char* type = ports.GetPortType(INPUT, input, &count);
         if (type == nullptr || ports.DoesDataTypeMatch(INPUT, input, DOUBLES)) continue;
-        error = "the input \"" + std::string(ports.GetPortName(INPUT, input)) +
-                "\" takes double values (DOUBLE[]), but is wired to " + type;
+        error = InputName(ports, input) + " takes double values (DOUBLE[]), but is wired to " + type;
         return false;
     }
     return true;
 }
 
+std::string InputName(const TCPortHelper& ports, unsigned input) {
+    return "the input \"" + std::string(ports.GetPortName(INPUT, input)) + "\"";
+}
+
 bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, std::string& error) {
     const double rate = ti.GetSamplerate();
     if (std::isfinite(rate) && rate > 0.0) return true;
-    error = "the input \"" + std::string(ports.GetPortName(INPUT, input)) + "\" has the samplerate " +
-            NumberText(rate) + "; allowed are numbers above 0";
+    error =
+        InputName(ports, input) + " has the samplerate " + NumberText(rate) + "; allowed are numbers above 0";
+    return false;
+}
+
+bool CheckGoesOn(const TCPortHelper& ports, unsigned input, const TCTypeInfo& before, const TCTypeInfo& now,
+                 std::string& error) {
+    const bool sameRate = before.GetSamplerate() == now.GetSamplerate();
+    if (sameRate && before.GetUnit() == now.GetUnit()) return true;
+    const auto text = [sameRate](const TCTypeInfo& ti) {
+        TCString unit;
+        ti.GetUnit().ToString(unit);
+        return sameRate ? std::string("\"").append(unit).append("\"") : NumberText(ti.GetSamplerate());
+    };
+    error = InputName(ports, input) + " changes its " + (sameRate ? "unit" : "samplerate") +
+            " within a signal, from " + text(before) + " to " + text(now);
     return false;
 }
 

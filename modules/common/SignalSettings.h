@@ -36,8 +36,15 @@ std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeIn
 // wired to anything but double values.
 bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error);
 
+// For messages: the input "Signal 1"
+std::string InputName(const TCPortHelper& ports, unsigned input);
+
 // False, with the port and the samplerate in the error, unless that is a number above 0.
 bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, std::string& error);
+
+// False, with the port and both values in the error, when a signal goes on with another samplerate or unit.
+bool CheckGoesOn(const TCPortHelper& ports, unsigned input, const TCTypeInfo& before, const TCTypeInfo& now,
+                 std::string& error);
 
 // As few digits as read back to the same double, with a point in every locale; "nan", "inf" or "-inf" for
 // what is no finite number.

@@ -20,12 +20,6 @@ constexpr TCModuleParameter PARAMETERS[] = {
 
 constexpr int MOST_BLOCKS_AT_ONCE = 64;
 
-std::string UnitText(const TCSI_Unit& unit) {
-    TCString text;
-    unit.ToString(text);
-    return std::string(TCString::FormatS("'%s'", static_cast<const char*>(text)));
-}
-
 }  // namespace
 
 Reblock::Reblock(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
@@ -79,18 +73,10 @@ int Reblock::Take(unsigned input) {
 int Reblock::CheckMetadata(unsigned input, const TCTypeInfo& ti) {
     const Signal& signal = signals[input];
     std::string error;
-    if (!tc::CheckRate(*portHelper, input, ti, error)) return Fail(tc::MODULE_FAILED, error.c_str());
-    if (!signal.IsOpen()) return 0;
-    const auto failChange = [&](const char* what, const std::string& before, const std::string& now) {
-        const TCString& name = portHelper->GetPortName(INPUT, input);
-        error = "the input \"" + std::string(name) + "\" changes its " + what + " within a signal, from ";
-        return Fail(tc::MODULE_FAILED, (error + before + " to " + now).c_str());
-    };
-    const double rate = signal.arrived.GetSamplerate();
-    if (ti.GetSamplerate() != rate)
-        return failChange("samplerate", tc::NumberText(rate), tc::NumberText(ti.GetSamplerate()));
-    const TCSI_Unit& unit = signal.arrived.GetUnit();
-    return ti.GetUnit() == unit ? 0 : failChange("unit", UnitText(unit), UnitText(ti.GetUnit()));
+    if (tc::CheckRate(*portHelper, input, ti, error) &&
+        (!signal.IsOpen() || tc::CheckGoesOn(*portHelper, input, signal.arrived, ti, error)))
+        return 0;
+    return Fail(tc::MODULE_FAILED, error.c_str());
 }
 
 double Reblock::Signal::TimeOfNext() const {

@@ -90,7 +90,7 @@ TEST_F(Reblock, FailsWhereABlockCannotBeTimed) {
     EXPECT_THAT(bench.Error(), HasSubstr("samplerate within a signal, from 1000 to 2000"));
     ASSERT_TRUE(Start("size=4") && bench.Feed(0, Ramp(2), {"a", 1000.0, "V"}, 2, true, false));
     EXPECT_FALSE(bench.Feed(0, Ramp(2), {"a", 1000.0, "A"}, 2, false, true));
-    EXPECT_THAT(bench.Error(), HasSubstr("unit within a signal, from 'V' to 'A'"));
+    EXPECT_THAT(bench.Error(), HasSubstr("unit within a signal, from \"V\" to \"A\""));
 }
 
 TEST_F(Reblock, CutsAHugeBlock) {

@@ -1,0 +1,277 @@
+#include "modules/align/Align.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCModuleMessage.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "mode",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "drop",
+     .help = "what becomes of samples where other signals have none",
+     .choices = "drop|pad|fail"},
+    {.name = "fill",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0",
+     .help = "the value of samples that are padded"},
+    {.name = "most_padding",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "100000000",
+     .help = "samples that may be padded before a signal; a start later than that fails",
+     .minimum = 0.0},
+};
+
+constexpr const char* TEMPORARY_FILE_FAILED =
+    "the temporary file for signals that are ahead of others cannot be written and read";
+
+constexpr std::int64_t MOST_AT_ONCE = 65536;
+constexpr double MOST_SAMPLES = 9007199254740992.0;  // beyond, a sample number is no exact double
+
+bool IsTime(double milliseconds) {
+    return std::isfinite(milliseconds) && milliseconds > 0.0;
+}
+
+}  // namespace
+
+Align::Align(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
+}
+
+void Align::OnInputsDeclared(int count) {
+    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i)
+        portHelper->SetPort(OUTPUT, i, portHelper->GetPortName(INPUT, i), "DOUBLE[]", "TIME_DOMAIN", true);
+}
+
+int Align::Init() {
+    ClearResults();
+    mode = static_cast<Mode>(ParamChoice("mode"));
+    fill = ParamDbl("fill");
+    started = finished = false;
+    signals.clear();
+    for (unsigned port = 0; port < static_cast<unsigned>(GetNoInput()); ++port) {
+        if (!portHelper->IsWired(INPUT, port)) continue;
+        signals.emplace_back();
+        signals.back().port = port;
+    }
+    return TCBaseModuleEx::Init();
+}
+
+int Align::Fetch() {
+    return HasWork() ? 0 : 1;
+}
+
+bool Align::CanTake(const Signal& signal) const {
+    return !signal.ended && portHelper->BlocksOnStream(INPUT, signal.port) > 0;
+}
+
+bool Align::HasWork() const {
+    return Ready() > 0 || std::ranges::any_of(signals, [this](const Signal& s) { return CanTake(s); });
+}
+
+int Align::Execute() {
+    int code = 0;
+    moved = false;
+    do {  // a step in which no block moves would be taken for one without work
+        if (Ready() == 0) code = TakeBlocks();
+        if (code >= 0 && !started) code = Start();
+        if (code >= 0) code = Send();
+    } while (code >= 0 && !moved && HasWork());
+    return code;
+}
+
+int Align::TakeBlocks() {
+    for (Signal& signal : signals) {
+        const int code = CanTake(signal) ? TakeBlock(signal) : 0;
+        if (code < 0) return code;
+    }
+    return 0;
+}
+
+int Align::TakeBlock(Signal& signal) {
+    const TCBLOCKSTATUS waiting = portHelper->PeekStatus(signal.port, false, nullptr);
+    const TCBLOCKSTATUS state = waiting == INVALID ? COMPLETE : waiting;
+    if (signal.begun && tc::BeginsSignal(state)) {
+        signal.ended = true;  // without a last block; the next signal waits until the others have ended
+        return 0;
+    }
+    portHelper->TakeBlock(signal.port);
+    moved = true;
+    if (const int code = CheckMetadata(signal, *portHelper->LastTypeInfo(signal.port)); code < 0) return code;
+    int count = 0;
+    const double* values = portHelper->AccessDblData(signal.port, count);
+    if (count > 0 && !signal.samples.Add(values, static_cast<std::size_t>(count)))
+        return FailWith(TEMPORARY_FILE_FAILED);
+    if (count > 0) signal.newest = count;
+    signal.ended = tc::EndsSignal(state);
+    signal.Skip();
+    return 0;
+}
+
+int Align::CheckMetadata(Signal& signal, const TCTypeInfo& ti) {
+    std::string error;
+    if (signal.begun)
+        return tc::CheckGoesOn(*portHelper, signal.port, signal.metadata, ti, error) ? 0 : FailWith(error);
+    if (!tc::CheckRate(*portHelper, signal.port, ti, error)) return FailWith(error);
+    if (!IsTime(ti.GetTimestamp())) {
+        return FailWith(InputName(signal) + " has the start time " + tc::NumberText(ti.GetTimestamp()) +
+                        "; allowed are milliseconds since 1970, above 0");
+    }
+    for (const Signal& other : signals) {
+        const double otherRate = other.metadata.GetSamplerate();
+        if (!other.begun || otherRate == ti.GetSamplerate()) continue;
+        return FailWith(InputName(signal) + " has the samplerate " + tc::NumberText(ti.GetSamplerate()) +
+                        " and " + InputName(other) + " " + tc::NumberText(otherRate) +
+                        "; only signals of one samplerate can be aligned");
+    }
+    signal.metadata = ti;
+    signal.begun = true;
+    return 0;
+}
+
+int Align::Start() {
+    if (signals.empty() || !std::ranges::all_of(signals, &Signal::begun)) return 0;
+    const auto timestamp = [](const Signal& signal) { return signal.metadata.GetTimestamp(); };
+    const auto [first, last] = std::ranges::minmax_element(signals, {}, timestamp);
+    rate = first->metadata.GetSamplerate();
+    startTime = timestamp(mode == PAD ? *first : *last);
+    const double apart = std::round((timestamp(*last) - timestamp(*first)) * rate / 1000.0);
+    if (mode == FAIL && apart > 0.0) {
+        return FailWith(InputName(*last) + " starts " + tc::NumberText(apart) + " samples after " +
+                        InputName(*first) + "; mode=drop and mode=pad align them");
+    }
+    if (mode == PAD && apart > ParamInt("most_padding")) {
+        return FailWith(InputName(*last) + " starts " + tc::NumberText(apart) + " samples after " +
+                        InputName(*first) + "; most_padding allows " +
+                        std::to_string(ParamInt("most_padding")));
+    }
+    for (Signal& signal : signals) {
+        const double shift = std::round((timestamp(signal) - startTime) * rate / 1000.0);
+        signal.lead = static_cast<std::int64_t>(std::max(shift, 0.0));
+        signal.skip = static_cast<std::int64_t>(std::min(std::max(-shift, 0.0), MOST_SAMPLES));
+        signal.Skip();
+    }
+    sent = 0;
+    started = true;
+    return 0;
+}
+
+std::int64_t Align::Ready() const {
+    if (!started || finished) return 0;
+    std::int64_t ready = std::numeric_limits<std::int64_t>::max();
+    std::int64_t longest = 0;
+    for (const Signal& signal : signals) {
+        longest = std::max(longest, signal.Left());
+        if (mode != PAD || !signal.ended) ready = std::min(ready, signal.Ready());
+    }
+    return std::min({ready, longest, MOST_AT_ONCE});
+}
+
+// Whether the outputs end when so many samples more were sent.
+bool Align::IsLast(std::int64_t count) const {
+    const auto ends = [count](const Signal& signal) { return signal.ended && signal.Left() <= count; };
+    return mode == PAD ? std::ranges::all_of(signals, ends) : std::ranges::any_of(signals, ends);
+}
+
+int Align::Send() {
+    if (!started) return 0;
+    const std::int64_t count = Ready();
+    const bool last = !finished && IsLast(count);
+    if (const int code = last || finished ? CheckEnds(count) : 0; code < 0) return code;
+    for (Signal& signal : signals) {
+        const int code = count > 0 ? SendBlock(signal, count, last) : 0;
+        if (code < 0) return code;
+    }
+    sent += count;
+    finished = finished || last;
+    if (finished) FinishRound();
+    return 0;
+}
+
+int Align::CheckEnds(std::int64_t count) {
+    if (mode != FAIL) return 0;
+    const auto longer = std::ranges::find_if(signals, [count](const Signal& s) { return s.Left() > count; });
+    if (longer == signals.end()) return 0;
+    const auto ended =
+        std::ranges::find_if(signals, [count](const Signal& s) { return s.ended && s.Left() <= count; });
+    return FailWith(InputName(*ended) + " ends after " + std::to_string(sent + count) + " samples and " +
+                    InputName(*longer) + " goes on; mode=drop and mode=pad align them");
+}
+
+int Align::SendBlock(Signal& signal, std::int64_t count, bool last) {
+    buffer.resize(static_cast<std::size_t>(count));
+    signal.Take(buffer, fill);
+    if (signal.samples.IsBroken()) return FailWith(TEMPORARY_FILE_FAILED);
+    signal.metadata.SetTimestamp(startTime + 1000.0 * static_cast<double>(sent) / rate);
+    signal.metadata.SetState(tc::BlockState(sent == 0, last));
+    portHelper->SetTypeInfo(signal.port, signal.metadata);
+    moved = true;
+    return portHelper->WriteDblData(signal.port, buffer.size(), buffer.data());
+}
+
+// Drops what comes behind the outputs' end, and gets ready for the next signals when all of these have ended.
+void Align::FinishRound() {
+    for (Signal& signal : signals) signal.Drop(signal.samples.Waiting());
+    if (!std::ranges::all_of(signals, &Signal::ended)) return;
+    if (sent == 0) TCModuleMessage::Warning(GetModuleName(), "the signals have no time in common");
+    for (Signal& signal : signals) {
+        signal.begun = signal.ended = false;
+        signal.lead = signal.skip = signal.newest = 0;
+    }
+    started = finished = false;
+}
+
+std::int64_t Align::Signal::Ready() const {
+    return ended ? Left() : Left() - std::min(newest, samples.Waiting());
+}
+
+void Align::Signal::Skip() {
+    const std::int64_t count = std::min(skip, samples.Waiting());
+    skip -= count;
+    Drop(count);
+}
+
+void Align::Signal::Drop(std::int64_t count) {
+    dropped += count;
+    for (; count > 0; --count) samples.Take();
+}
+
+void Align::Signal::Take(std::vector<double>& values, double fill) {
+    const auto total = static_cast<std::int64_t>(values.size());
+    const std::int64_t before = std::min(lead, total);
+    const std::int64_t own = std::min(samples.Waiting(), total - before);
+    std::ranges::fill(values, fill);
+    samples.Take(values.data() + before, static_cast<std::size_t>(own));
+    lead -= before;
+    passed += own;
+    padded += total - own;
+}
+
+int Align::Done() {
+    ClearResults();
+    for (const Signal& signal : signals) {
+        const char* name = portHelper->GetPortName(INPUT, signal.port);
+        const std::int64_t held = signal.samples.Waiting();
+        AddResult(name, "passed", static_cast<double>(signal.passed), TCSI_Unit());
+        AddResult(name, "dropped", static_cast<double>(signal.dropped), TCSI_Unit());
+        AddResult(name, "padded", static_cast<double>(signal.padded), TCSI_Unit());
+        if (held == 0) continue;
+        AddResult(name, "held", static_cast<double>(held), TCSI_Unit());
+        TCModuleMessage::Warning(GetModuleName(), "%s: %lld samples were not passed; they waited for %s",
+                                 name, static_cast<long long>(held),
+                                 started ? "the signals' ends" : "the other signals to begin");
+    }
+    signals.clear();
+    return TCBaseModuleEx::Done();
+}
+
+std::string Align::InputName(const Signal& signal) const {
+    return tc::InputName(*portHelper, signal.port);
+}
+
+TC_MODULE_LIBRARY(Align);
