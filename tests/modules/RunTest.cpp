@@ -17,7 +17,9 @@ constexpr const char* RECORDING = "/usr/share/sounds/alsa/Front_Center.wav";  //
 struct Outcome {
     int exitCode = -1;
     std::string verdict;
+    // By quantity, and by the name of the signal and the quantity; blocks by the instance that made them.
     std::map<std::string, double> results;
+    std::map<std::string, int> blocks;
     std::string messages;
 };
 
@@ -33,7 +35,12 @@ Outcome RunExample(const std::string& graph, const std::string& arguments) {
     const nlohmann::json report = nlohmann::json::parse(ReadText(name + ".json"));
     outcome.verdict = report["verdict"];
     for (const auto& module : report["modules"]) {
-        for (const auto& result : module["results"]) outcome.results[result["quantity"]] = result["value"];
+        outcome.blocks[module["instance"]] = module["blocks_out"];
+        for (const auto& result : module["results"]) {
+            const std::string quantity = result["quantity"];
+            const std::string signal = result["signal"];
+            outcome.results[quantity] = outcome.results[signal + " " + quantity] = result["value"];
+        }
     }
     return outcome;
 }
@@ -129,6 +136,28 @@ TEST(Run, RecordsAsTheExampleSays) {
     const std::string recording = ReadText("example-1.xml");
     EXPECT_NE(recording.find("<Samplerate>0x1.7700000000000p+15</Samplerate>"), std::string::npos);  // 48000
     EXPECT_NE(recording.find("<State Value=\"2\">STOP</State>"), std::string::npos);
+}
+
+// Ten blocks of 0.1 s, instead of 47 of 1024 samples.
+TEST(Run, CutsATone) {
+    Outcome run = RunExample("reblock.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.blocks["tone"], 47);
+    EXPECT_EQ(run.blocks["tenths"], 10);
+    EXPECT_EQ(run.results["samples"], 48000.0);
+    EXPECT_DOUBLE_EQ(run.results["rms"], std::sqrt(0.5));
+}
+
+// Sines of 3 V and 1 V that are in phase only when the first one's first 0.25 s are left out.
+TEST(Run, AlignsTwoRecordings) {
+    Outcome run = RunExample("align.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["Signal 1 passed"], 12000.0);
+    EXPECT_EQ(run.results["Signal 1 dropped"], 4000.0);
+    EXPECT_EQ(run.results["Signal 2 passed"], 12000.0);
+    EXPECT_EQ(run.results["Signal 2 dropped"], 0.0);
+    EXPECT_EQ(run.results["samples"], 12000.0);
+    EXPECT_NEAR(run.results["rms"], std::numbers::sqrt2, 1e-12);
 }
 
 TEST(Run, LoadsTheExampleModule) {
