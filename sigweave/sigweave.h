@@ -28,6 +28,7 @@
 #include "sigweave/services/TCExactTimeDiff.h"
 #include "sigweave/services/TCFilePath.h"
 #include "sigweave/services/TCFormatTime.h"
+#include "sigweave/services/TCLogFile.h"
 #include "sigweave/services/TCWaitPeriodic.h"
 #include "sigweave/services/TCWaitTimeout.h"
 #include "sigweave/signal/TCBlockBuffer.h"

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <initializer_list>
+#include <memory>
+#include <string_view>
+
+namespace tc {
+
+// A file that is written from its start or its end on, and that others may read meanwhile. Any thread.
+class OutputFile {
+ public:
+    // Makes the file, or empties an existing one unless it is appended to. Null when that is refused, also
+    // because somebody else has it open as an output file.
+    static std::unique_ptr<OutputFile> Open(const char* path, bool append);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    // Hands the parts to the system in one piece, so that no other write comes between them; false when it
+    // did not take all of them.
+    bool Write(std::initializer_list<std::string_view> parts);
+    // Returns when what was written is on the disk.
+    bool Flush();
+    // Once; false when the system reports that something was lost.
+    bool Close();
+
+ private:
+    explicit OutputFile(int opened) : descriptor(opened) {}
+
+    int descriptor;
+};
+
+}  // namespace tc

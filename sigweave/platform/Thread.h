@@ -1,0 +1,8 @@
+#pragma once
+
+namespace tc {
+
+// The number under which the system knows the calling thread. Any thread.
+int CurrentThreadId();
+
+}  // namespace tc

@@ -1,0 +1,66 @@
+#include "sigweave/platform/OutputFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+namespace tc {
+
+namespace {
+
+constexpr int NO_DESCRIPTOR = -1;
+
+// What has no length, such as a pipe, needs no preparation.
+bool Prepare(int descriptor, bool append) {
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+    if (append) return lseek(descriptor, 0, SEEK_END) >= 0 || errno == ESPIPE;
+    return ftruncate(descriptor, 0) == 0 || errno == EINVAL;
+}
+
+}  // namespace
+
+// Emptied only when the lock is taken: the file may be another's.
+std::unique_ptr<OutputFile> OutputFile::Open(const char* path, bool append) {
+    constexpr mode_t READ_AND_WRITE = 0666;
+    const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY, READ_AND_WRITE);
+    if (descriptor < 0) return nullptr;
+    std::unique_ptr<OutputFile> file(new OutputFile(descriptor));
+    return Prepare(descriptor, append) ? std::move(file) : nullptr;
+}
+
+OutputFile::~OutputFile() {
+    Close();
+}
+
+bool OutputFile::Write(std::initializer_list<std::string_view> parts) {
+    constexpr std::size_t MOST_PARTS = 4;
+    std::array<iovec, MOST_PARTS> pieces;
+    int count = 0;
+    std::size_t bytes = 0;
+    for (const std::string_view part : parts) {
+        pieces[static_cast<std::size_t>(count++)] = {const_cast<char*>(part.data()), part.size()};
+        bytes += part.size();
+    }
+    ssize_t written = 0;
+    do {
+        written = count == 1 ? write(descriptor, pieces[0].iov_base, bytes)
+                             : writev(descriptor, pieces.data(), count);
+    } while (written < 0 && errno == EINTR);
+    return written == static_cast<ssize_t>(bytes);
+}
+
+bool OutputFile::Flush() {
+    return fdatasync(descriptor) == 0 || errno == EINVAL;
+}
+
+bool OutputFile::Close() {
+    const int closed = std::exchange(descriptor, NO_DESCRIPTOR);
+    return closed == NO_DESCRIPTOR || close(closed) == 0;
+}
+
+}  // namespace tc

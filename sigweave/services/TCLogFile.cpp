@@ -1,0 +1,331 @@
+#include "sigweave/services/TCLogFile.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "sigweave/platform/OutputFile.h"
+#include "sigweave/platform/PathText.h"
+#include "sigweave/platform/Thread.h"
+#include "sigweave/services/SystemTime.h"
+#include "sigweave/services/TCFormatTime.h"
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr const char* DEFAULT_NAME = "TCLogFile_%yyyy-%MM-%dd_%hh-%mm-%ss.%Us.txt";
+constexpr std::string_view SEPARATOR = ", ";
+constexpr std::string_view LINE_END = "\r\n";
+constexpr int THREAD_WIDTH = 5;
+constexpr int MICROSECOND_WIDTH = 6;
+
+constexpr const char* LEVEL_NAMES[] = {"Emergency", "Critical ", "Error    ", "Warning  ",
+                                       "Notice   ", "Trace    ", "Data     "};
+constexpr const char* NO_LEVEL_NAME = "         ";
+
+std::string_view View(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+std::string_view View(const TCString& text) {
+    return {static_cast<const char*>(text), static_cast<std::size_t>(text.GetLength())};
+}
+
+char* Put(char* at, std::string_view text) {
+    return std::copy(text.begin(), text.end(), at);
+}
+
+// Right-aligned.
+char* PutNumber(char* at, unsigned number, int width, char fill) {
+    char digits[16];
+    char* const last = std::end(digits);
+    char* first = last;
+    do {
+        *--first = static_cast<char>('0' + number % 10);
+        number /= 10;
+    } while (number != 0);
+    while (last - first < width) *--first = fill;
+    return std::copy(first, last, at);
+}
+
+// The slot of the highest bit; that of type 0 is 0.
+std::size_t SlotOf(unsigned long logType) {
+    return static_cast<std::size_t>(std::bit_width(logType | 1)) - 1;
+}
+
+// In 32 bits, deliberately: settings rely on the overflow to switch the splitting off.
+std::int64_t SplitLimit(int splitSizeKB) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(splitSizeKB) * 1024U);
+}
+
+}  // namespace
+
+TCLogFile::TCLogFile() = default;
+
+TCLogFile::TCLogFile(const TCLogFile& other) : state(other.CopyState()) {}
+
+TCLogFile& TCLogFile::operator=(const TCLogFile& other) {
+    if (this == &other) return *this;
+    State copy = other.CopyState();
+    const std::lock_guard guard(lock);
+    state = std::move(copy);
+    return *this;
+}
+
+TCLogFile::~TCLogFile() {
+    Close();
+}
+
+TCLogFile::State TCLogFile::CopyState() const {
+    const std::lock_guard guard(lock);
+    return state;
+}
+
+// --- Opening and closing
+
+bool TCLogFile::Open(unsigned long logType, unsigned long logLevel, const char* fileName, bool flush,
+                     bool append, int splitSizeKB) {
+    const std::lock_guard guard(lock);
+    state.pattern = fileName;
+    const std::string_view given = View(state.pattern);
+    if (given.empty() || given.ends_with('\\') || given.ends_with('/')) state.pattern += DEFAULT_NAME;
+    const TCString expanded = ExpandPattern();
+    if (state.file != nullptr && expanded != state.currentName) CloseLocked();
+    state.currentName = expanded;
+    state.typeMask = static_cast<std::uint32_t>(logType);
+    state.levelMask = static_cast<std::uint32_t>(logLevel);
+    state.flush = flush;
+    state.append = append;
+    state.splitLimit = SplitLimit(splitSizeKB);
+    if (state.file == nullptr) state.open = OpenFile(expanded);
+    if (!state.open) return false;
+    const TCString converted =
+        expanded != state.pattern
+            ? TCString::FormatS(", converted to '%s'", static_cast<const char*>(expanded))
+            : TCString();
+    LogLocked(0, TRACE, "TCLogFile::Open",
+              "logType= %d, logLevel= %d, logFlush= %d, logAppend= %d, logFileName is '%s'%s",
+              static_cast<int>(logType), static_cast<int>(logLevel), flush, append,
+              static_cast<const char*>(state.pattern), static_cast<const char*>(converted));
+    return true;
+}
+
+TCString TCLogFile::ExpandPattern() const {
+    TCString name;
+    return TCFormatTime::FormatTime(name, state.pattern, TCSystemTime(), 0);
+}
+
+bool TCLogFile::OpenFile(const char* name) {
+    state.bytesWritten = 0;
+    state.file = tc::OutputFile::Open(tc::NativePath(name).c_str(), state.append);
+    return state.file != nullptr;
+}
+
+bool TCLogFile::Close() {
+    const std::lock_guard guard(lock);
+    const bool closed = CloseLocked();
+    state.open = false;
+    return closed;
+}
+
+bool TCLogFile::CloseLocked() {
+    LogLocked(0, TRACE, "TCLogFile::Close", nullptr);
+    return CloseFile();
+}
+
+// A file that a copy still writes into is only let go.
+bool TCLogFile::CloseFile() {
+    const std::shared_ptr<tc::OutputFile> file = std::move(state.file);
+    return file == nullptr || file.use_count() > 1 || file->Close();
+}
+
+// --- Logging
+
+bool TCLogFile::IsLogEnabled(unsigned long logType, LOG_LEVEL level) const {
+    return state.open && (logType == 0 || (state.typeMask & logType) != 0) && (state.levelMask & level) != 0;
+}
+
+bool TCLogFile::Log(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, ...) {
+    if (!IsLogEnabled(logType, level)) return false;
+    va_list args;
+    va_start(args, format);
+    const bool done = LogV(logType, level, source, format, args);
+    va_end(args);
+    return done;
+}
+
+bool TCLogFile::LogV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
+                     va_list args) {
+    if (!IsLogEnabled(logType, level)) return false;
+    const std::lock_guard guard(lock);
+    return LogLockedV(logType, level, source, format, args);
+}
+
+bool TCLogFile::LogLocked(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
+                          ...) {
+    va_list args;
+    va_start(args, format);
+    const bool done = LogLockedV(logType, level, source, format, args);
+    va_end(args);
+    return done;
+}
+
+bool TCLogFile::LogLockedV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
+                           va_list args) {
+    if (state.file == nullptr || !IsLogEnabled(logType, level)) return false;
+    if (format == nullptr) return WriteLine(logType, level, source, nullptr);
+    if (std::strstr(format, "%lpPtr") != nullptr) {
+        state.format = format;
+        state.format.Replace("%lpPtr", "0x%08x");
+        format = state.format;
+    }
+    state.text.FormatV(format, args);
+    ReplaceNonPrintableCharacters(state.text);
+    return WriteLine(logType, level, source, state.text);
+}
+
+bool TCLogFile::LogBinary(unsigned long logType, LOG_LEVEL level, const char* source, const char* text,
+                          int length, const void* data) {
+    if (!IsLogEnabled(logType, level) || !View(text).ends_with('>')) return false;
+    const std::lock_guard guard(lock);
+    if (!IsLogEnabled(logType, level)) return false;
+    state.text = text;
+    state.text.SetLength(state.text.GetLength() - 1);
+    state.text += TCString::FormatS(":%d>", length);
+    const TCString& line = MakeLine(logType, level, source, state.text);
+    const bool hasData = data != nullptr && length > 0;
+    const std::string_view bytes(static_cast<const char*>(data),
+                                 hasData ? static_cast<std::size_t>(length) : 0);
+    return WriteParts({View(line), bytes, LINE_END}) && CheckSplitLogFile();
+}
+
+void TCLogFile::ReplaceNonPrintableCharacters(TCString& text) {
+    if (text.FindOneOf("\r\n\t") < 0) return;
+    text.Replace("\r", "<\\r>");
+    text.Replace("\n", "<\\n>");
+    text.Replace("\t", "<\\t>");
+}
+
+bool TCLogFile::WriteLine(unsigned long logType, LOG_LEVEL level, const char* source, const char* text) {
+    return WriteParts({View(MakeLine(logType, level, source, text))}) && CheckSplitLogFile();
+}
+
+bool TCLogFile::Write(const void* bytes, int count) {
+    return WriteParts({{static_cast<const char*>(bytes), static_cast<std::size_t>(count)}});
+}
+
+// Counted before they are written, and also when that fails.
+bool TCLogFile::WriteParts(std::initializer_list<std::string_view> parts) {
+    for (const std::string_view part : parts) state.bytesWritten += static_cast<std::int64_t>(part.size());
+    if (state.file == nullptr || !state.file->Write(parts)) return false;
+    return !state.flush || state.file->Flush();
+}
+
+bool TCLogFile::CheckSplitLogFile() {
+    constexpr const char* SOURCE = "TCLogFile::CheckSplitLogFile";
+    if (state.splitLimit <= 0 || state.bytesWritten < state.splitLimit) return true;
+    const TCString last = state.currentName;
+    const TCString next = ExpandPattern();
+    const auto write = [&](const char* format, const TCString& name) {
+        const TCString text = TCString::FormatS(format, static_cast<const char*>(name));
+        return WriteParts({View(MakeLine(0, TRACE, SOURCE, text))});
+    };
+    if (!write("Splitting logfile, next file is '%s'", next)) return false;
+    state.open = CloseFile() && OpenFile(next);
+    if (!state.open) return false;
+    state.currentName = next;
+    return write("Splitted logfile, last file was '%s'", last);
+}
+
+// --- The line
+
+const TCString& TCLogFile::MakeLine(unsigned long logType, LOG_LEVEL level, const char* source,
+                                    const char* text) {
+    constexpr std::size_t FIXED = 128;  // of separators, numbers and level
+    const std::string_view stamp = View(GetDateTime());
+    const std::string_view type = View(FormatLogType(logType));
+    const std::string_view sourceText = View(source);
+    const std::string_view message = View(text);
+    const std::size_t room = FIXED + stamp.size() + type.size() + sourceText.size() + message.size();
+    char* const begin = state.line.GetBuffer(static_cast<int>(room));
+    char* at = Put(Put(begin, stamp), SEPARATOR);
+    at = Put(PutNumber(at, static_cast<unsigned>(tc::CurrentThreadId()), THREAD_WIDTH, ' '), SEPARATOR);
+    at = Put(Put(at, type), SEPARATOR);
+    at = Put(Put(at, FormatLogLevel(level)), SEPARATOR);
+    at = Put(at, sourceText);
+    if (!message.empty()) at = Put(Put(at, SEPARATOR), message);
+    at = Put(at, LINE_END);
+    state.line.ReleaseBuffer(static_cast<int>(at - begin));
+    return state.line;
+}
+
+// A second is converted once. Fractions that round up to a whole second are written with seven digits,
+// deliberately: readers of logs know them.
+const TCString& TCLogFile::GetDateTime() {
+    constexpr int MICROSECOND_ROOM = 8;
+    const double now = TCSystemTime() / 1000;
+    const double second = std::floor(now);
+    if (static_cast<std::int64_t>(second) != state.dateTimeSecond) {
+        state.dateTimeSecond = static_cast<std::int64_t>(second);
+        TCFormatTime::FormatTime(state.dateTime, "%yyyy-%MM-%dd %hh:%mm:%ss.", second * 1000, 0);
+        state.dateTimePrefix = state.dateTime.GetLength();
+    }
+    char* const begin = state.dateTime.GetBuffer(state.dateTimePrefix + MICROSECOND_ROOM);
+    const auto microseconds = static_cast<unsigned>((now - second) * 1e6 + 0.5);
+    const char* const end = PutNumber(begin + state.dateTimePrefix, microseconds, MICROSECOND_WIDTH, '0');
+    state.dateTime.ReleaseBuffer(static_cast<int>(end - begin));
+    return state.dateTime;
+}
+
+const char* TCLogFile::FormatLogLevel(LOG_LEVEL level) const {
+    const bool known = std::has_single_bit(static_cast<unsigned>(level)) && level <= DATA;
+    return known ? LEVEL_NAMES[std::countr_zero(static_cast<unsigned>(level))] : NO_LEVEL_NAME;
+}
+
+// --- Names of types
+
+const char* TCLogFile::FormatLogType(unsigned long logType) const {
+    if (logType == 0) return state.generalName;
+    const std::size_t slot = SlotOf(logType);
+    return slot < TYPES ? static_cast<const char*>(state.typeNames[slot]) : "Unknown log type";
+}
+
+void TCLogFile::SetLogTypeNames(const char** names, unsigned long count) {
+    const std::lock_guard guard(lock);
+    for (std::size_t slot = 0; slot < std::min<std::size_t>(count, TYPES); ++slot)
+        state.typeNames[slot] = names[slot];
+    MakeEqualLength();
+}
+
+bool TCLogFile::AddLogTypeName(unsigned long logType, const char* name) {
+    const std::size_t slot = SlotOf(logType);
+    if (slot >= TYPES) return false;
+    const std::lock_guard guard(lock);
+    TCString& known = state.typeNames[slot];
+    if (known.IsEmpty()) {
+        known = name;
+        MakeEqualLength();
+        return true;
+    }
+    TCString trimmed = known;
+    trimmed.TrimRight(' ');
+    const std::string_view a = View(trimmed);
+    const std::string_view b = View(name);
+    const std::size_t common = std::min(a.size(), b.size());
+    return a.substr(0, common) == b.substr(0, common);
+}
+
+void TCLogFile::MakeEqualLength() {
+    int longest = 0;
+    for (const TCString& name : state.typeNames) longest = std::max(longest, name.GetLength());
+    const auto pad = [longest](TCString& name) {
+        if (name.GetLength() < longest) name += TCString(' ', longest - name.GetLength());
+    };
+    for (TCString& name : state.typeNames)
+        if (!name.IsEmpty()) pad(name);
+    pad(state.generalName);
+}
