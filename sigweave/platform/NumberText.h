@@ -6,4 +6,7 @@ namespace tc {
 // (may be null) receives where the number ends, `text` itself when there is none.
 double ReadDouble(const char* text, char** end);
 
+// Whether printf writes a point as decimal sign now.
+bool PrintsDecimalPoint();
+
 }  // namespace tc

@@ -10,6 +10,7 @@
 #include "sigweave/platform/OutputFile.h"
 #include "sigweave/platform/PathText.h"
 #include "sigweave/platform/Thread.h"
+#include "sigweave/services/PrintText.h"
 #include "sigweave/services/SystemTime.h"
 #include "sigweave/services/TCFormatTime.h"
 
@@ -178,12 +179,11 @@ bool TCLogFile::LogLockedV(unsigned long logType, LOG_LEVEL level, const char* s
                            va_list args) {
     if (state.file == nullptr || !IsLogEnabled(logType, level)) return false;
     if (format == nullptr) return WriteLine(logType, level, source, nullptr);
-    if (std::strstr(format, "%lpPtr") != nullptr) {
+    if (!tc::PrintText(state.text, format, args)) {
         state.format = format;
         state.format.Replace("%lpPtr", "0x%08x");
-        format = state.format;
+        state.text.FormatV(state.format, args);
     }
-    state.text.FormatV(format, args);
     ReplaceNonPrintableCharacters(state.text);
     return WriteLine(logType, level, source, state.text);
 }
@@ -204,7 +204,7 @@ bool TCLogFile::LogBinary(unsigned long logType, LOG_LEVEL level, const char* so
 }
 
 void TCLogFile::ReplaceNonPrintableCharacters(TCString& text) {
-    if (text.FindOneOf("\r\n\t") < 0) return;
+    if (std::strpbrk(text, "\r\n\t") == nullptr) return;
     text.Replace("\r", "<\\r>");
     text.Replace("\n", "<\\n>");
     text.Replace("\t", "<\\t>");

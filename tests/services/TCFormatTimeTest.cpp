@@ -76,7 +76,7 @@ TEST_F(FormatTime, KnowsWeeksAtTheTurnOfTheYear) {
     };
     for (const Row& row : {Row{1104580800, "2005-01-01 00 53"}, Row{1104667200, "2005-01-02 01 53"},
                            Row{1199102400, "2007-12-31 52 01"}, Row{1262520000, "2010-01-03 01 53"},
-                           Row{1735473600, "2024-12-29 52 52"}})
+                           Row{1609502400, "2021-01-01 00 53"}, Row{1735473600, "2024-12-29 52 52"}})
         EXPECT_EQ(Text("%yyyy-%MM-%dd %WoY %isoWoY", row.seconds * 1000), row.text);
 }
 
