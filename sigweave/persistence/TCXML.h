@@ -1,8 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
-#include <string_view>
 
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/Export.h"
@@ -32,7 +30,8 @@ class TC_API TCXMLNode {
     void* node = nullptr;
 };
 
-// The nodes that an expression selected, in document order, with a cursor for `TCXML::NextNode`.
+// The nodes that an expression selected, in document order, with a cursor for `TCXML::NextNode`. Copies share
+// the cursor. The nodes stay valid as with `TCXMLNode`.
 class TC_API TCXMLNodeList {
  public:
     TCXMLNodeList() = default;
@@ -47,8 +46,18 @@ class TC_API TCXMLNodeList {
 };
 
 // One XML document. An operation answers whether it succeeded; on failure a message says why, in English or
-// in German as the library's language is set, until the next operation that fails or `Create`, `Load` or
-// `LoadXML` begins anew. One thread at a time; handles count as the document.
+// in German as the library's language is set. The message stays until another operation fails, until
+// `Create`, `Load` or `LoadXML` begins anew, or until `SetUserError`. A null text or node where one is needed
+// is such a failure. One thread at a time; handles count as the document.
+//
+// Texts are in the character set of the locale, in the document in Unicode. What a document cannot hold,
+// control characters and malformed bytes, stands in it as the private characters U+10FE00 + byte, and reads
+// as that byte again; so texts and values of attributes hold any bytes and come back the same. Reading a
+// character that the locale's character set lacks fails.
+//
+// A document of several gigabytes can be loaded; it takes about its size in memory. Each text is limited to
+// 2 GB, elements are nested at most 1024 deep. For documents that grow while they are written, see
+// `tc::XmlRecordWriter`; to move large texts without copies, sigweave/persistence/XmlNodeText.h.
 class TC_API TCXML {
  public:
     TCXML();
@@ -58,37 +67,70 @@ class TC_API TCXML {
 
     // --- The document
 
+    // An empty document, which takes one root element. Loading is never asynchronous: when `Load` returns
+    // the document is complete, whatever `async` says (it is kept for the callers that set it).
     bool Create(bool async = false);
     bool Release();
+    // Whether texts that are nothing but white space are kept when loading; at first they are not. The text
+    // of an element that holds nothing else is always kept, and so is everything below an
+    // xml:space="preserve". Applies to the loads that follow.
     bool PreserveWhiteSpace(bool preserve);
+    // From a file in the encoding that it declares or marks (UTF-8 without either), or from a text (in the
+    // locale's character set without a declaration). Nothing else is ever opened: external entities and
+    // document types are not read. A reference to an entity that the document declares is refused, and its
+    // default values for attributes are not filled in, so that no document grows when loaded. After a failure
+    // there is no document; a mistake in it is told with code, reason, line, column, byte and source line.
     bool Load(const char* path);
     bool LoadXML(const char* text);
+    // UTF-8 with a full declaration; each element, comment and processing instruction on a line of its own,
+    // one tab a level, lines ending in a line feed. What holds text, and what lies below an
+    // xml:space="preserve", is written as it is. CDATA sections and the internal document type survive.
+    // A document without a root, or nested too deep to be loaded again, fails and leaves the file alone.
     bool Save(const char* path);
+    // Null when there is none.
     TCXMLNode GetDocument();
 
     // --- Finding nodes
 
-    // The first node that the XPath expression selects below `node` (the document for a null handle). A node
-    // that does not exist is null, and a failure when `required`.
+    // By an XPath 1.0 expression, seen from `node` (from the document for a null handle). Prefixes mean what
+    // they mean at that node. In a literal in double quotes a backslash escapes \\ \" and \' and is itself
+    // before anything else; literals in single quotes are as in XPath.
+    //
+    // Where a literal begins or ends with \x20, as `PrepareXPathSearchString` writes blanks, and nothing was
+    // found, blanks are looked for (deliberately: quoting a node's text leaves its blanks alone).
+
+    // The first of the nodes in document order. None is null, and a failure when `required`.
     TCXMLNode SelectSingleNode(const char* xpath, const TCXMLNode& node = {}, bool required = false);
     TCXMLNodeList SelectNodes(const char* xpath, const TCXMLNode& node = {});
+    // Null behind the last node; a failure for a list whose selection failed.
     TCXMLNode NextNode(TCXMLNodeList& list);
 
     // --- Reading and changing nodes
 
+    // "element", "attribute", "text", "cdatasection", "comment", "processinginstruction", "document" or
+    // "documenttype".
     bool GetNodeType(const TCXMLNode& node, TCString& type);
+    // With its prefix. "#text", "#cdata-section", "#comment" and "#document" for nodes without a name.
     bool GetNodeName(const TCXMLNode& node, TCString& name);
+    // What an attribute, text, CDATA section, comment or processing instruction holds; empty for others.
     bool GetNodeValue(const TCXMLNode& node, TCString& value);
+    // The same, and for elements and documents all texts below them.
     bool GetNodeText(const TCXMLNode& node, TCString& text);
+    // As it is, in UTF-8, without a declaration. Private characters are not resolved.
     bool GetNodeXML(const TCXMLNode& node, TCString& xml);
     // The line of the loaded text where the node stands, counted from 1: of an element the last line of its
     // start tag, of an attribute that of its element, beyond 65535 that number. 0 when it is not known, as
     // for texts and for what was created.
     static int GetNodeLine(const TCXMLNode& node);
+    // A new last child of an element, or the root of a document without one; null on failure. It is in the
+    // parent's default namespace, or in the one that its prefix means there.
     TCXMLNode CreateElement(const char* name, const TCXMLNode& parent);
-    // Appends a comment. False for a text that XML has no comment of: with "--" in it or a hyphen at its end.
+    // Appends a comment to an element. False for a text that XML has no comment of: with "--" in it or a
+    // hyphen at its end.
     bool CreateComment(const char* text, const TCXMLNode& parent);
+    // Of an element. A name xmlns:p declares a prefix once; the default namespace cannot be changed.
     bool SetAttribute(const TCXMLNode& node, const char* name, const char* value);
+    // Replaces all that an element holds. Documents have no text of their own.
     bool SetNodeText(const TCXMLNode& node, const char* text);
 
     // --- The last failure
@@ -97,12 +139,17 @@ class TC_API TCXML {
     const TCString& GetError() const { return error; }
     // After `Load` or `LoadXML` failed: the line of the text that could not be parsed, or 0.
     int GetErrorLine() const { return errorLine; }
+    // Null or empty: none.
     void SetUserError(const char* message);
 
-    // --- Texts that keep control characters and blanks at their ends
+    // --- Texts that are quoted, so that other programs can edit them
 
+    // `QuoteControlChar` and its way back. Blanks at the ends stay as they are.
     static TCString QuoteNodeTextString(const TCString& text);
     static bool UnquoteNodeTextString(TCString& text);
+    // A literal for a search, with its double quotes. With `quote` it describes the text as
+    // `QuoteNodeTextString` wrote it; with `quoteBoundSpaces` too, the first and the last blank count, which
+    // are trimmed otherwise.
     static TCString PrepareXPathSearchString(const TCString& text, bool quote, bool quoteBoundSpaces);
 
  private:

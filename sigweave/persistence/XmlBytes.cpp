@@ -48,22 +48,25 @@ char32_t TakeUtf8(const char*& p) {
     return code;
 }
 
-// Eight bytes at a time: the highest bit is set in each that is below a blank or beyond ASCII.
-bool IsPrintable(std::uint64_t bytes) {
+constexpr std::size_t BLOCK = 64;
+
+// Whether all bytes lie between the blank and the end of ASCII.
+bool IsPrintable(const char* block) {
     constexpr std::uint64_t HIGH = 0x8080808080808080u, BLANKS = 0x2020202020202020u;
-    return ((bytes | (bytes - BLANKS)) & HIGH) == 0;
+    std::uint64_t found = 0;
+    for (std::size_t i = 0; i < BLOCK; i += 8) {
+        std::uint64_t bytes;
+        std::memcpy(&bytes, block + i, sizeof bytes);
+        found |= bytes | (bytes - BLANKS);
+    }
+    return (found & HIGH) == 0;
 }
 
 template <class Plain>
 bool AllPlain(std::string_view text, Plain plain) {
-    const char* p = text.data();
-    const char* const end = p + text.size();
-    for (; end - p >= 8; p += 8) {
-        std::uint64_t bytes;
-        std::memcpy(&bytes, p, sizeof bytes);
-        if (!IsPrintable(bytes) && !std::all_of(p, p + 8, plain)) return false;
-    }
-    return std::all_of(p, end, plain);
+    for (; text.size() >= BLOCK; text.remove_prefix(BLOCK))
+        if (!IsPrintable(text.data()) && !std::all_of(text.data(), text.data() + BLOCK, plain)) return false;
+    return std::ranges::all_of(text, plain);
 }
 
 }  // namespace

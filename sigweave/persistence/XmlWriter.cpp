@@ -1,6 +1,8 @@
 #include "sigweave/persistence/XmlWriter.h"
 
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 namespace tc {
 namespace {
@@ -25,6 +27,22 @@ constexpr EscapeTable MakeTable(const char* Escape::*text) {
     return table;
 }
 constexpr EscapeTable IN_TEXT = MakeTable(&Escape::inText), IN_ATTRIBUTE = MakeTable(&Escape::inAttribute);
+
+// How many bytes at the front of a text stay as they are, as far as eight at a time tell.
+std::size_t CountPlain(std::string_view text) {
+    constexpr std::uint64_t ONES = 0x0101010101010101u, HIGH = 0x80 * ONES;
+    const auto marks = [](std::uint64_t bytes, char c) {
+        const std::uint64_t others = bytes ^ (ONES * static_cast<unsigned char>(c));
+        return (others - ONES) & ~others & HIGH;
+    };
+    std::size_t count = 0;
+    for (; count + 8 <= text.size(); count += 8) {
+        std::uint64_t bytes;
+        std::memcpy(&bytes, text.data() + count, sizeof bytes);
+        if ((marks(bytes, '&') | marks(bytes, '<') | marks(bytes, '>') | marks(bytes, '\r')) != 0) break;
+    }
+    return count;
+}
 
 bool KeepsSpace(const xmlNode* element) {
     for (const xmlAttr* node = element->properties; node != nullptr; node = node->next)
@@ -128,7 +146,7 @@ void XmlWriter::Name(const xmlNs* ns, const xmlChar* name) {
 void XmlWriter::Escaped(std::string_view text, bool inAttribute) {
     const EscapeTable& table = inAttribute ? IN_ATTRIBUTE : IN_TEXT;
     std::size_t done = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    for (std::size_t i = inAttribute ? 0 : CountPlain(text); i < text.size(); ++i) {
         const char* const escape = table[static_cast<unsigned char>(text[i])];
         if (escape == nullptr) continue;
         Raw(text.substr(done, i - done));

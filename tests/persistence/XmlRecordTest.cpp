@@ -96,7 +96,14 @@ TEST(XmlRecord, GivesThePartsBeforeTheDamage) {
     EXPECT_EQ(ReadParts().size(), 1u);
 }
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool HOLDS_FREED_MEMORY = true;
+#else
+constexpr bool HOLDS_FREED_MEMORY = false;
+#endif
+
 TEST(XmlRecord, KeepsMemoryFlat) {
+    if (HOLDS_FREED_MEMORY) GTEST_SKIP() << "the sanitizer keeps what is released";
     const std::string text(100'000, 'x');
     TCXML part;
     tc::XmlRecordWriter writer;
