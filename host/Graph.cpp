@@ -11,6 +11,8 @@
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/platform/PathText.h"
+#include "sigweave/services/PathTokens.h"
 
 namespace host {
 namespace {
@@ -151,17 +153,29 @@ bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
         return false;
     }
     const TCModuleParameter* parameter = instance.extended->FindParameter(setting.name.c_str());
+    std::string value = setting.value;
     const bool isInput = parameter != nullptr && parameter->kind == TCModuleParameter::FILE;
-    const std::string value = isInput ? ResolveFile(setting) : setting.value;
+    const bool isOutput = parameter != nullptr && parameter->kind == TCModuleParameter::OUTPUT_FILE;
+    if ((isInput || isOutput) && !ResolvePath(instance, setting, isInput, value)) return false;
     TCString error;
     if (instance.extended->SetParameter(setting.name.c_str(), value.c_str(), error)) return true;
     mistakes.Add(setting.place, instance.entry->name + ": " + std::string(error));
     return false;
 }
 
-std::string Graph::ResolveFile(const Setting& setting) const {
-    if (setting.onCommandLine || setting.value.empty()) return setting.value;
-    return (std::filesystem::path(file.GetPath()).parent_path() / setting.value).lexically_normal().string();
+// Outputs are left to the current directory: a graph may lie where nobody may write.
+bool Graph::ResolvePath(const Instance& instance, const Setting& setting, bool isInput,
+                        std::string& path) const {
+    CStringArray unknown;
+    tc::ResolvePathTokens(path, {}, &unknown);
+    for (const std::string& name : unknown)
+        mistakes.Add(setting.place, instance.entry->name + ": " + setting.name + ": '%" + name +
+                                        "%' is no folder and no environment variable; set the variable, or "
+                                        "rename a file that has two percent signs in its name");
+    path = tc::NativePath(path.c_str());
+    if (isInput && !setting.onCommandLine && !path.empty())
+        path = (std::filesystem::path(file.GetPath()).parent_path() / path).lexically_normal().string();
+    return unknown.empty();
 }
 
 // What a module writes must not be what another one reads or writes: one of them would be lost.

@@ -11,7 +11,7 @@ namespace tc {
 
 namespace {
 
-// Missing for an unknown name.
+// Missing for a name that stands for nothing.
 using Lookup = std::optional<std::string> (*)(const std::string& name);
 
 constexpr std::size_t LONGEST_TEXT = 32'767;
@@ -34,7 +34,9 @@ std::optional<std::string> FolderOf(const std::string& token) {
     }
     if (create) Trim(name, "|&");
     Trim(name, "%");
-    return SpecialFolderPath(name, create);
+    std::string folder = SpecialFolderPath(name, create);
+    if (folder.empty()) return std::nullopt;
+    return folder;
 }
 
 std::optional<std::string> VariableOf(const std::string& token) {

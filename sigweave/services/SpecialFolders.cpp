@@ -139,9 +139,9 @@ static_assert(std::size(FOLDERS) == 58);
 
 }  // namespace
 
-std::optional<std::string> SpecialFolderPath(const std::string& token, bool create) {
+std::string SpecialFolderPath(const std::string& token, bool create) {
     const auto* row = std::ranges::find_if(FOLDERS, [&](const Row& each) { return token == each.token; });
-    if (row == std::end(FOLDERS)) return std::nullopt;
+    if (row == std::end(FOLDERS)) return {};
     std::string path = row->find(row->name);
     std::error_code ignored;
     if (create && !path.empty()) std::filesystem::create_directories(path, ignored);

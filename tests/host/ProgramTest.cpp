@@ -292,6 +292,24 @@ TEST_F(Program, InputFilesAreRelativeToTheGraphUnlessGivenAsArgument) {
                 HasSubstr("--set s.log=sub/../sub/x.wav: s writes 'sub/../sub/x.wav', which a reads too"));
 }
 
+TEST_F(Program, FilesTakeFolderTokensAndEnvironmentVariables) {
+    setenv("TAKES", "a\\%TAKE%", 1);
+    setenv("TAKE", "1", 1);
+    fs::create_directory(folder / "sub");
+    Write(
+        "sub/test.graph",
+        "[a]\nmodule=TestSource\nfile=%TAKES%\\x 5%.wav\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
+    EXPECT_THAT(Run("run sub/test.graph").out, HasSubstr("a         sub/a/1/x 5%.wav"));
+    EXPECT_THAT(Run("run sub/test.graph --set a.file=%CSIDL_WINDOWS%/%TAKE%.wav").out,
+                HasSubstr("a         /usr/1.wav"));
+    EXPECT_THAT(Run("check sub/test.graph --set s.log=%TAKE%.wav --set a.file=1.wav").err,
+                HasSubstr("s writes '1.wav', which a reads too"));
+    const Answer unknown = Run("check sub/test.graph --set s.log=%CSIDL_PRINTERS%/%NO_SUCH%/x");
+    EXPECT_EQ(unknown.code, 2);
+    EXPECT_THAT(unknown.err, AllOf(HasSubstr("s: log: '%CSIDL_PRINTERS%' is no folder"),
+                                   HasSubstr("s: log: '%NO_SUCH%' is no folder")));
+}
+
 TEST_F(Program, WhatDoesNotFitTogetherIsToldWhereItWasSet) {
     Write("test.graph",
           "[a]\nmodule=TestSource\nblocks=3\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
