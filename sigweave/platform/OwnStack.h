@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <type_traits>
+
+namespace tc {
+
+// A second stack, for work that recurses deeper than the calling thread's own stack allows. It takes address
+// space only; memory follows as deep as the work goes. What runs over its end meets a page without access,
+// so deep work looks at `Lowest` on its way.
+//
+// Used by one thread at a time, and not from within its own work.
+class OwnStack {
+ public:
+    explicit OwnStack(std::size_t bytes) : size(bytes) {}
+    ~OwnStack();
+    OwnStack(const OwnStack&) = delete;
+    OwnStack& operator=(const OwnStack&) = delete;
+
+    // False while the system has no such space. The first call that succeeds keeps it.
+    bool Reserve();
+    // The lowest address that work may use, and the one above the highest. Null before `Reserve`.
+    const char* Lowest() const;
+    const char* Top() const { return base + size; }
+    // Calls `work()` on this stack and returns when it is done. `Reserve` must have succeeded. The work must
+    // not throw: an exception that leaves it ends the program.
+    template <typename Work>
+    void Run(Work&& work) {
+        Call([](void* callee) noexcept { (*static_cast<std::remove_reference_t<Work>*>(callee))(); }, &work);
+    }
+    // Gives back the memory that work took, save the topmost `kept` bytes.
+    void GiveBack(std::size_t kept);
+
+ private:
+    void Call(void (*entry)(void*), void* argument);
+
+    std::size_t size;
+    char* base = nullptr;
+};
+
+}  // namespace tc
