@@ -8,6 +8,7 @@
 
 #include "sigweave/foundation/StringConversion.h"
 #include "sigweave/signal/StreamRecord.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
 
 namespace host {
 namespace {
@@ -50,6 +51,15 @@ bool AreSame(const TCSI_Unit& a, const TCSI_Unit& b) {
     for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i)
         if (a.GetExponent(i) != b.GetExponent(i)) return false;
     return AreSame(a.GetFactor(), b.GetFactor());
+}
+
+// The compatibility check of a channel is another one in every run, so it means nothing here.
+bool IsSameName(const TCString& a, const TCString& b) {
+    TCBusSerializeHelper::Parts x;
+    TCBusSerializeHelper::Parts y;
+    if (!TCBusSerializeHelper::SplitSegmentName(a, x) || !TCBusSerializeHelper::SplitSegmentName(b, y))
+        return AreSame(a, b);
+    return x.portIdx == y.portIdx && x.segmentName == y.segmentName && x.validation == y.validation;
 }
 
 std::string ShapeOf(const Segment& segment) {
@@ -106,7 +116,8 @@ class Comparer {
     }
 
     bool CompareSegment(const Segment& a, const Segment& b) {
-        if (!Compare("name", a.GetName(), b.GetName())) return false;
+        if (!IsSameName(a.GetName(), b.GetName()))
+            return Differ("name", Show(a.GetName()), Show(b.GetName()));
         if (!a.GetName().IsEmpty()) where += " " + Show(a.GetName());
         if (a.GetType() != b.GetType())
             return Differ("type", TCIOStream::DataTypeToString(a.GetType()),

@@ -67,9 +67,13 @@ bool XmlRecorder::CheckInput(unsigned input, const std::string& file, std::strin
         return false;
     }
     std::error_code ignored;
-    if (ParamBool("overwrite") || !std::filesystem::exists(file, ignored)) return true;
-    error = file + " is there already; it is replaced only with overwrite=yes";
-    return false;
+    const std::filesystem::file_status status = std::filesystem::status(file, ignored);
+    if (!std::filesystem::exists(status)) return true;
+    if (!std::filesystem::is_regular_file(status))
+        error = file + " is no ordinary file, which a recording needs; name another one";
+    else if (!ParamBool("overwrite"))
+        error = file + " is there already; it is replaced only with overwrite=yes";
+    return error.empty();
 }
 
 bool XmlRecorder::OpenTracks(std::string& error) {
@@ -77,6 +81,9 @@ bool XmlRecorder::OpenTracks(std::string& error) {
     for (const auto& track : tracks) {
         while (streams[input] != track->stream) ++input;
         int items = 0;
+        // Not emptied, for somebody may be playing it.
+        if (std::error_code ignored; std::filesystem::exists(track->file, ignored))
+            std::filesystem::remove(std::filesystem::canonical(track->file, ignored), ignored);
         const char* const type = portHelper->GetPortType(INPUT, input, &items);
         if (track->writer.Open(track->file.c_str(), type, items)) continue;
         error = track->writer.GetError();

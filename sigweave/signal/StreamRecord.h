@@ -16,8 +16,9 @@
 //   Unit/@Factor, @Exponents  where the text of a unit does not restore it: the factor as an exact
 //   hexadecimal
 //                           double, and the seven exponents. The text is then one that can be read
-//   Double/@NotFinite       the bits of the infinite and not-a-number values among the numbers, in their
-//                           order, as hexadecimal digits; the text has -1.#IND for each
+//   @NotFinite              of Double and of the numbers in TypeInfo: the bits of the infinite and
+//                           not-a-number values among them, in their order, as hexadecimal digits; the text
+//                           has -1.#IND for each
 //
 // Blocks that hold addresses are refused, written or read: they would mean nothing. Memory is that for one
 // block, however long the recording is. Each object is used by one thread.

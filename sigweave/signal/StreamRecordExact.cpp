@@ -42,6 +42,28 @@ bool ForEachBlock(TCXML& xml, const TCXMLNode& node, Block& block, Visit visit) 
     return true;
 }
 
+// --- Numbers that are not finite
+
+std::string BitsOf(double value) {
+    char digits[BIT_DIGITS];
+    return {digits, std::to_chars(digits, digits + BIT_DIGITS, std::bit_cast<std::uint64_t>(value), 16).ptr};
+}
+
+bool ReadBits(const char*& text, const char* end, double& value) {
+    std::uint64_t bits = 0;
+    const auto number = std::from_chars(text, end, bits, 16);
+    value = std::bit_cast<double>(bits);
+    if (number.ec != std::errc() || std::isfinite(value)) return false;
+    text = number.ptr + (number.ptr != end && *number.ptr == ' ' ? 1 : 0);
+    return true;
+}
+
+bool ReadAllBits(const TCString& bits, double& value) {
+    const char* text = bits;
+    const char* const end = text + bits.GetLength();
+    return ReadBits(text, end, value) && text == end;
+}
+
 // --- Units
 
 std::string ExponentsOf(const TCSI_Unit& unit) {
@@ -49,6 +71,20 @@ std::string ExponentsOf(const TCSI_Unit& unit) {
     for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i)
         text += (i > 0 ? " " : "") + std::to_string(unit.GetExponent(i));
     return text;
+}
+
+// The bits of a factor that is not finite: their digits hold no "p".
+std::string FactorOf(const TCSI_Unit& unit) {
+    if (!std::isfinite(unit.GetFactor())) return BitsOf(unit.GetFactor());
+    char text[HEX_DOUBLE_SIZE];
+    return DoubleToHexString(text, sizeof text, unit.GetFactor());
+}
+
+bool ReadFactor(const TCString& text, double& factor) {
+    if (text.Find('p') < 0) return ReadAllBits(text, factor);
+    char* end = nullptr;
+    factor = StringToDouble(text, &end);
+    return end != nullptr && *end == '\0';
 }
 
 bool KeepUnit(TCXML& xml, const TCXMLNode& node, const TCSI_Unit& unit) {
@@ -64,9 +100,7 @@ bool KeepUnit(TCXML& xml, const TCXMLNode& node, const TCSI_Unit& unit) {
         if (!restored.FromString(text)) text.Empty();
         if (!xml.SetNodeText(element, text)) return false;
     }
-    char factor[HEX_DOUBLE_SIZE];
-    DoubleToHexString(factor, sizeof factor, unit.GetFactor());
-    return xml.SetAttribute(element, FACTOR, factor) &&
+    return xml.SetAttribute(element, FACTOR, FactorOf(unit).c_str()) &&
            xml.SetAttribute(element, EXPONENTS, ExponentsOf(unit).c_str());
 }
 
@@ -83,35 +117,66 @@ bool ReadExponents(const char* text, TCSI_Unit& unit) {
     return text == end;
 }
 
-bool RestoreUnit(TCXML& xml, const TCXMLNode& node, Block& block) {
+bool RestoreUnit(TCXML& xml, const TCXMLNode& node, TCSI_Unit& unit) {
     const TCXMLNode factorNode = xml.SelectSingleNode("TypeInfo/Unit/@Factor", node);
     const TCXMLNode exponentsNode = xml.SelectSingleNode("TypeInfo/Unit/@Exponents", node);
     if (!factorNode && !exponentsNode) return true;
+    if (!factorNode || !exponentsNode)
+        return Fail(xml, "Unit has only one of the attributes Factor and Exponents");
     TCString factor;
     TCString exponents;
-    if (!factorNode || !exponentsNode || block.GetTI() == nullptr || !xml.GetNodeText(factorNode, factor) ||
-        !xml.GetNodeText(exponentsNode, exponents))
-        return Fail(xml, "Unit has only one of the attributes Factor and Exponents");
-    TCTypeInfo ti = *block.GetTI();
-    char* end = nullptr;
-    ti.GetUnit().SetFactor(StringToDouble(factor, &end));
-    const bool isNumber = (end != nullptr && *end == '\0') || factor == "-1.#IND";
-    if (!isNumber || !ReadExponents(exponents, ti.GetUnit()))
-        return Fail(xml, "Error interpreting Unit/@Factor or @Exponents in TypeInfo");
-    return block.SetTI(&ti);
+    if (!xml.GetNodeText(factorNode, factor) || !xml.GetNodeText(exponentsNode, exponents)) return false;
+    double value = 1.0;
+    const bool isNumber = ReadFactor(factor, value);
+    unit.SetFactor(value);
+    return (isNumber && ReadExponents(exponents, unit)) ||
+           Fail(xml, "Error interpreting Unit/@Factor or @Exponents in TypeInfo");
 }
 
-// --- Doubles
+// --- Metadata
+
+struct MetadataNumber {
+    const char* path;
+    double (TCTypeInfo::*get)() const;
+    void (TCTypeInfo::*set)(double);
+};
+constexpr MetadataNumber METADATA_NUMBERS[] = {
+    {"TypeInfo/Timestamp", &TCTypeInfo::GetTimestamp, &TCTypeInfo::SetTimestamp},
+    {"TypeInfo/Samplerate", &TCTypeInfo::GetSamplerate, &TCTypeInfo::SetSamplerate},
+    {"TypeInfo/Range/Min", &TCTypeInfo::GetRangeMin, &TCTypeInfo::SetRangeMin},
+    {"TypeInfo/Range/Max", &TCTypeInfo::GetRangeMax, &TCTypeInfo::SetRangeMax},
+};
+
+bool KeepMetadata(TCXML& xml, const TCXMLNode& node, const TCTypeInfo& ti) {
+    for (const MetadataNumber& number : METADATA_NUMBERS) {
+        const double value = (ti.*number.get)();
+        if (std::isfinite(value)) continue;
+        const TCXMLNode element = xml.SelectSingleNode(number.path, node, true);
+        if (!xml.SetAttribute(element, NOT_FINITE, BitsOf(value).c_str())) return false;
+    }
+    return KeepUnit(xml, node, ti.GetUnit());
+}
+
+bool RestoreMetadata(TCXML& xml, const TCXMLNode& node, TCTypeInfo& ti) {
+    for (const MetadataNumber& number : METADATA_NUMBERS) {
+        const std::string path = std::string(number.path) + "/@" + NOT_FINITE;
+        const TCXMLNode attribute = xml.SelectSingleNode(path.c_str(), node);
+        TCString bits;
+        if (!attribute) continue;
+        double value = 0.0;
+        if (!xml.GetNodeText(attribute, bits) || !ReadAllBits(bits, value))
+            return Fail(xml, ("Error interpreting " + path).c_str());
+        (ti.*number.set)(value);
+    }
+    return RestoreUnit(xml, node, ti.GetUnit());
+}
 
 std::string BitsOfNotFinite(const Segment& segment) {
     std::string text;
     for (int i = 0; i < segment.GetElementCount(); ++i) {
         const double value = segment.GetDoubles()[i];
         if (std::isfinite(value)) continue;
-        char digits[BIT_DIGITS];
-        const auto end =
-            std::to_chars(digits, digits + BIT_DIGITS, std::bit_cast<std::uint64_t>(value), 16).ptr;
-        text.append(text.empty() ? "" : " ").append(digits, end);
+        text += (text.empty() ? "" : " ") + BitsOf(value);
     }
     return text;
 }
@@ -121,15 +186,6 @@ bool KeepDoubles(TCXML& xml, const TCXMLNode& node, int index, const Segment& se
     if (bits.empty()) return true;
     const TCXMLNode element = xml.SelectSingleNode(PathOf(index, "Double").c_str(), node, true);
     return xml.SetAttribute(element, NOT_FINITE, bits.c_str());
-}
-
-bool ReadBits(const char*& text, const char* end, double& value) {
-    std::uint64_t bits = 0;
-    const auto number = std::from_chars(text, end, bits, 16);
-    value = std::bit_cast<double>(bits);
-    if (number.ec != std::errc() || std::isfinite(value)) return false;
-    text = number.ptr + (number.ptr != end && *number.ptr == ' ' ? 1 : 0);
-    return true;
 }
 
 // The block is the reader's own and nobody else has seen it, so its values may be set.
@@ -168,7 +224,7 @@ bool HoldsAddress(const Block& block) {
 
 bool KeepExactly(TCXML& xml, const TCXMLNode& node, const Block& block) {
     return ForEachBlock(xml, node, const_cast<Block&>(block), [&](const TCXMLNode& at, const Block& each) {
-        return (each.GetTI() == nullptr || KeepUnit(xml, at, each.GetTI()->GetUnit())) &&
+        return (each.GetTI() == nullptr || KeepMetadata(xml, at, *each.GetTI())) &&
                ForEachDoubles(each, [&](int index, const Segment& segment) {
                    return KeepDoubles(xml, at, index, segment);
                });
@@ -178,9 +234,12 @@ bool KeepExactly(TCXML& xml, const TCXMLNode& node, const Block& block) {
 bool RestoreExactly(TCXML& xml, const TCXMLNode& node, Block& block) {
     if (!xml.SelectSingleNode(".//@Factor | .//@Exponents | .//@NotFinite", node)) return !xml.IsError();
     return ForEachBlock(xml, node, block, [&](const TCXMLNode& at, Block& each) {
-        return RestoreUnit(xml, at, each) && ForEachDoubles(each, [&](int index, const Segment& segment) {
-                   return RestoreDoubles(xml, at, index, segment);
-               });
+        if (each.GetTI() != nullptr) {
+            TCTypeInfo ti = *each.GetTI();
+            if (!RestoreMetadata(xml, at, ti) || !each.SetTI(&ti)) return false;
+        }
+        return ForEachDoubles(
+            each, [&](int index, const Segment& segment) { return RestoreDoubles(xml, at, index, segment); });
     });
 }
 

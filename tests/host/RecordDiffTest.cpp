@@ -36,6 +36,8 @@ TEST(RecordDiff, ComparesMeaningAndNamesTheFirstDifference) {
          "block 2, segment 1 'x', element 2: 0 and -0"},
         {inSecond(">a<", ">b\\n<"), RecordVerdict::Different,
          "block 2, segment 2 'bus', block 1, segment 1, element 1: 'a' and 'b\\n'"},
+        {Replace(RECORDING, "<Name>x", "<Name>1\\r\\nx\\r\\nabc\\r\\nDT_04000040"), RecordVerdict::Different,
+         "block 1, segment 1, name: 'x' and '1\\r\\nx\\r\\nabc\\r\\nDT_04000040'"},
         {inSecond("<Name>x", "<Name>y"), RecordVerdict::Different, "block 2, segment 1, name: 'x' and 'y'"},
         {inSecond("<Length>2", "<Length>1 2"), RecordVerdict::Different,
          "block 2, segment 1 'x', length: 2 and 1 x 2"},

@@ -28,6 +28,7 @@ TCTypeInfo Metadata(TCBLOCKSTATUS state) {
     ti.SetSignalname(" caf\xE9\n<&> ");
     ti.SetTimestamp(1.0e12 + 0.1);
     ti.SetSamplerate(1.0 / 3.0);
+    ti.SetRangeMin(-std::numeric_limits<double>::infinity());
     ti.SetState(state);
     ti.GetUnit().SetFactor(1000.0);  // "1 * 1e+003", which no unit reader takes
     return ti;
@@ -159,6 +160,7 @@ TEST(Record, KeepsEveryBitOfValuesAndUnits) {
     const TCTypeInfo wanted = Metadata(START);
     const TCTypeInfo& ti = *doubles.GetBlock().GetTI();
     EXPECT_EQ(ti.GetUnit(), wanted.GetUnit());
+    EXPECT_EQ(ti.GetRangeMin(), wanted.GetRangeMin());
     EXPECT_EQ(ti.GetSignalnameString(), wanted.GetSignalnameString());
     Record(FreshFile("bus.xml"), "STRUCT_BUS{BUS}", 1, WriteBus);
     tc::StreamRecordReader bus;
