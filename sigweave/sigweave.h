@@ -20,6 +20,7 @@
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/platform/Event.h"
 #include "sigweave/platform/SystemError.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/services/PathArithmetic.h"
 #include "sigweave/services/Profile.h"
 #include "sigweave/services/StringResources.h"
