@@ -43,9 +43,8 @@ Align::Align(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 
-void Align::OnInputsDeclared(int count) {
-    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i)
-        portHelper->SetPort(OUTPUT, i, portHelper->GetPortName(INPUT, i), "DOUBLE[]", "TIME_DOMAIN", true);
+void Align::OnInputsDeclared(int) {
+    tc::DeclareOutputs(*portHelper, "TIME_DOMAIN");
 }
 
 int Align::Init() {

@@ -106,6 +106,11 @@ bool EndsSignal(TCBLOCKSTATUS state) {
     return state == STOP || state == COMPLETE;
 }
 
+void DeclareOutputs(TCPortHelper& ports, const char* domain) {
+    for (unsigned i = 0; i < static_cast<unsigned>(ports.GetPortCnt(INPUT)); ++i)
+        ports.SetPort(OUTPUT, i, ports.GetPortName(INPUT, i), "DOUBLE[]", domain, true);
+}
+
 std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti) {
     const std::string& name = ti.GetSignalnameString();
     return name.empty() ? std::string(ports.GetPortName(INPUT, input)) : name;

@@ -29,6 +29,9 @@ TCBLOCKSTATUS BlockState(bool first, bool last);
 bool BeginsSignal(TCBLOCKSTATUS state);
 bool EndsSignal(TCBLOCKSTATUS state);
 
+// Declares an output for each input, of the same name: blocks of double values of that domain.
+void DeclareOutputs(TCPortHelper& ports, const char* domain);
+
 // The name that a signal goes by: that of its metadata, or the port's when it has none.
 std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti);
 

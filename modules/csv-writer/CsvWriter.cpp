@@ -78,9 +78,8 @@ int CsvWriter::Take(unsigned input) {
     const int code = portHelper->TakeBlock(input);
     if (code <= 0) return code;
     if (column.hasEmptyCells) {
-        return Fail(tc::MODULE_FAILED, ("the input \"" + std::string(portHelper->GetPortName(INPUT, input)) +
-                                        "\" goes on after its signal has ended")
-                                           .c_str());
+        const std::string error = tc::InputName(*portHelper, input) + " goes on after its signal has ended";
+        return Fail(tc::MODULE_FAILED, error.c_str());
     }
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
     if (metadata != nullptr) column.metadata = *metadata;

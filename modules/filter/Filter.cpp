@@ -51,10 +51,8 @@ Filter::Filter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 
-void Filter::OnInputsDeclared(int count) {
-    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) {
-        portHelper->SetPort(OUTPUT, i, portHelper->GetPortName(INPUT, i), "DOUBLE[]", "TIME_DOMAIN", true);
-    }
+void Filter::OnInputsDeclared(int) {
+    tc::DeclareOutputs(*portHelper, "TIME_DOMAIN");
 }
 
 bool Filter::OnSettingsChanged(TCString& error) {

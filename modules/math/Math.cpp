@@ -270,7 +270,7 @@ int Math::Done() {
 }
 
 std::string Math::PortText(std::size_t index) const {
-    return "the input \"" + std::string(portHelper->GetPortName(INPUT, static_cast<unsigned>(index))) + "\"";
+    return tc::InputName(*portHelper, static_cast<unsigned>(index));
 }
 
 TC_MODULE_LIBRARY(Math);

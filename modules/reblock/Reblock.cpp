@@ -26,9 +26,8 @@ Reblock::Reblock(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 
-void Reblock::OnInputsDeclared(int count) {
-    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i)
-        portHelper->SetPort(OUTPUT, i, portHelper->GetPortName(INPUT, i), "DOUBLE[]", "TIME_DOMAIN", true);
+void Reblock::OnInputsDeclared(int) {
+    tc::DeclareOutputs(*portHelper, "TIME_DOMAIN");
 }
 
 int Reblock::Init() {

@@ -67,10 +67,8 @@ Spectrum::Spectrum(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 
-void Spectrum::OnInputsDeclared(int count) {
-    for (unsigned i = 0; i < static_cast<unsigned>(count); ++i) {
-        portHelper->SetPort(OUTPUT, i, portHelper->GetPortName(INPUT, i), "DOUBLE[]", "FREQ_DOMAIN", true);
-    }
+void Spectrum::OnInputsDeclared(int) {
+    tc::DeclareOutputs(*portHelper, "FREQ_DOMAIN");
 }
 
 int Spectrum::Init() {

@@ -37,10 +37,6 @@ int Limited(std::int64_t number) {
     return static_cast<int>(std::min<std::int64_t>(number, INT_MAX));
 }
 
-int NotCreated(TCPortHelper& helper, PORTTYPE kind, unsigned port) {
-    return helper.SetErrMsg(TCPortHelper::NOT_CREATED, kind, port, -1);
-}
-
 bool Begins(const TCBlock* block) {
     return block->GetStatus() == START || block->GetStatus() == COMPLETE;
 }
@@ -106,11 +102,12 @@ int TCBlockBuffer::ReadBlock(unsigned int port, bool all) {
     int read = 0;
     while ((all || read == 0) && portHelper->DataAvail(port, state, waiting, values, elementSize)) {
         TCBlock* block = NewBlock(type, static_cast<unsigned>(values));
-        if (block == nullptr) return NotCreated(*portHelper, INPUT, port);
+        if (block == nullptr) return TCBlock::NotCreated(portHelper, INPUT, port);
         const int result = block->ReadBlock(portHelper, port);
-        if (result < 0) {
+        const bool taken = portHelper->BlocksOnStream(INPUT, port) < waiting;
+        if (result < 0 || !taken) {
             RemoveAt(static_cast<unsigned>(blocks.GetSize() - 1), false);
-            return result;
+            return result < 0 ? result : read;
         }
         ++read;
     }
@@ -118,7 +115,8 @@ int TCBlockBuffer::ReadBlock(unsigned int port, bool all) {
 }
 
 int TCBlockBuffer::WriteBlock(unsigned int port, unsigned int index) {
-    return CheckPortHelper() ? (*this)[index]->WriteBlock(portHelper, port) : NO_PORT_HELPER;
+    if (!CheckPortHelper()) return NO_PORT_HELPER;
+    return index < static_cast<unsigned>(GetSize()) ? (*this)[index]->WriteBlock(portHelper, port) : 0;
 }
 
 int TCBlockBuffer::WriteAllBlocks(unsigned int port, bool concatenated) {
@@ -135,16 +133,17 @@ int TCBlockBuffer::WriteConcatenatedBlocks(unsigned int port) {
     if (count == 1) return blocks[0]->WriteBlock(portHelper, port);
     if (const int code = CheckConcatenation(port); code < 0) return code;
     // For the time of the write the joined block is one of the buffer's, so that its storage is used again.
-    TCTypeInfo typeInfo = blocks[0]->typeInfo;
-    typeInfo.SetState(GetCommonStatus());
+    const TCBLOCKSTATUS state = GetCommonStatus();
     TCBlock* joined = NewBlock(blocks[0]->DataType(), static_cast<unsigned>(CountElems()));
-    if (joined == nullptr) return NotCreated(*portHelper, OUTPUT, port);
+    if (joined == nullptr) return TCBlock::NotCreated(portHelper, OUTPUT, port);
+    joined->typeInfo = blocks[0]->typeInfo;
+    joined->typeInfo.SetState(state);
     bool done = true;
     int position = 0;
     for (int i = 0; i < count && done; position += blocks[i++]->GetSize())
         done = joined->Put(position, *blocks[i]);
-    joined->SetTI(&typeInfo);
-    const int result = done ? joined->WriteBlock(portHelper, port) : NotCreated(*portHelper, OUTPUT, port);
+    const int result =
+        done ? joined->WriteBlock(portHelper, port) : TCBlock::NotCreated(portHelper, OUTPUT, port);
     RemoveAt(static_cast<unsigned>(count), false);
     return result;
 }
@@ -159,7 +158,8 @@ int TCBlockBuffer::CheckConcatenation(unsigned int port) const {
         }
         if (blocks[i]->GetSize() > 0) before = blocks[i];
     }
-    return Total(blocks, &TCBlock::GetSize) <= INT_MAX ? 0 : NotCreated(*portHelper, OUTPUT, port);
+    const bool fits = Total(blocks, &TCBlock::GetSize) <= INT_MAX;
+    return fits ? 0 : TCBlock::NotCreated(portHelper, OUTPUT, port);
 }
 
 TCBLOCKSTATUS TCBlockBuffer::GetCommonStatus() const {

@@ -53,7 +53,7 @@ class TC_API TCBlockBuffer {
     // Reads the next waiting block of the input, or with `all` every one; answers how many. Each becomes a
     // block of the input's type. One that cannot be read ends it with its code; those before it are kept.
     int ReadBlock(unsigned int port, bool all);
-    // TCBlock::WriteBlock of one block, which stays in the buffer. The index is not checked.
+    // TCBlock::WriteBlock of one block, which stays in the buffer; 0 for an index out of range.
     int WriteBlock(unsigned int port, unsigned int index);
     // Writes all blocks, which stay in the buffer, and answers 0, or the first negative code, where it ends.
     //
@@ -149,6 +149,7 @@ class TC_API TCBlockBuffer::TCBlock {
     bool Put(int position, const TCBlock& block);
     // 0 when the other's elements can stand behind this block's, else what keeps them apart.
     int Misfit(const TCBlock& other) const;
+    static int NotCreated(TCPortHelper* ph, int kind, unsigned int port);
     int ReadPacked(TCPortHelper* ph, unsigned int port);
     int ReadValues(TCPortHelper* ph, unsigned int port);
     int WritePacked(TCPortHelper* ph, unsigned int port) const;

@@ -64,10 +64,6 @@ bool CopyMatrix(T* to, const void* from, int count) {
     return to != nullptr;
 }
 
-int NotCreated(TCPortHelper& helper, PORTTYPE kind, unsigned port) {
-    return helper.SetErrMsg(TCPortHelper::NOT_CREATED, kind, port, -1);
-}
-
 }  // namespace
 
 std::uint32_t TCBlock::MakeCompatibleDatatype(unsigned long type) {
@@ -184,6 +180,10 @@ bool TCBlock::Put(int position, const TCBlock& block) {
     });
 }
 
+int TCBlock::NotCreated(TCPortHelper* ph, int kind, unsigned int port) {
+    return ph->SetErrMsg(TCPortHelper::NOT_CREATED, static_cast<PORTTYPE>(kind), port, -1);
+}
+
 int TCBlock::ReadBlock(TCPortHelper* ph, unsigned int port) {
     TCBLOCKSTATUS state;
     int blocks, values, elementSize;
@@ -191,7 +191,7 @@ int TCBlock::ReadBlock(TCPortHelper* ph, unsigned int port) {
         !ph->DataAvail(port, state, blocks, values, elementSize))
         return 0;
     if (dataType == 0) return ReadPacked(ph, port);
-    if (!SetSize(static_cast<unsigned>(values))) return NotCreated(*ph, INPUT, port);
+    if (!SetSize(static_cast<unsigned>(values))) return NotCreated(ph, INPUT, port);
     const int result = ReadValues(ph, port);
     typeInfo.Init();
     ph->GetTypeInfo(port, &typeInfo);
@@ -215,7 +215,7 @@ int TCBlock::ReadPacked(TCPortHelper* ph, unsigned int port) {
     ph->PeekTypeInfo(port, &typeInfo);
     const int bytes = ph->SerializeBlock(port, nullptr);
     if (bytes < 0) return bytes;
-    if (!SetSize(static_cast<unsigned>(bytes))) return NotCreated(*ph, INPUT, port);
+    if (!SetSize(static_cast<unsigned>(bytes))) return NotCreated(ph, INPUT, port);
     return std::min(ph->SerializeBlock(port, static_cast<char*>(data)), 0);
 }
 
@@ -233,8 +233,7 @@ int TCBlock::WritePacked(TCPortHelper* ph, unsigned int port) const {
     const auto write = [&] {
         return ph->DeSerializeBlock(port, TCString(static_cast<const char*>(data), size));
     };
-    const int result = size > 0 ? tc::Guarded(write, int{TCPortHelper::NOT_CREATED}) : 0;
-    return result;
+    return size > 0 ? tc::Guarded(write, int{TCPortHelper::NOT_CREATED}) : 0;
 }
 
 int TCBlock::WriteMatrix(TCPortHelper* ph, unsigned int port) const {
@@ -243,7 +242,7 @@ int TCBlock::WriteMatrix(TCPortHelper* ph, unsigned int port) const {
     const bool copied = dataType == TCPortHelper::TYPE_SWORDMATRIX
                             ? CopyMatrix(ph->AllocIntMatrix(port, rows, columns), data, size)
                             : CopyMatrix(ph->AllocDblMatrix(port, rows, columns), data, size);
-    return copied ? ph->WriteInternalData(port) : NotCreated(*ph, OUTPUT, port);
+    return copied ? ph->WriteInternalData(port) : NotCreated(ph, OUTPUT, port);
 }
 
 int TCBlock::StrLen(bool binary) const {
