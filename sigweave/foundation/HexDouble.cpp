@@ -81,6 +81,23 @@ int ReadExponent(const char* text, char** end) {
     return value;
 }
 
+static_assert(std::endian::native == std::endian::little, "the first digit is in the lowest byte of a word");
+
+// Eight lowercase hex digits at once, one in each byte of the word; false when one of them is none.
+bool EightDigits(const char* text, std::uint64_t& value) {
+    constexpr std::uint64_t EACH = 0x0101010101010101;
+    std::uint64_t word;
+    std::memcpy(&word, text, sizeof word);
+    std::uint64_t digits = (word & 0x0F * EACH) + 9 * (word >> 6 & EACH);
+    const std::uint64_t letters = (digits + 6 * EACH) >> 4 & EACH;
+    const std::uint64_t written = digits + '0' * EACH + ('a' - 10 - '0') * letters;
+    if (((digits & 0xF0 * EACH) | (written ^ word)) != 0) return false;
+    digits = (digits << 4 | digits >> 8) & 0x00FF00FF00FF00FF;
+    digits = (digits << 8 | digits >> 16) & 0x0000FFFF0000FFFF;
+    value = (digits << 16 | digits >> 32) & 0xFFFFFFFF;
+    return true;
+}
+
 }  // namespace
 
 char* DoubleToHexString(char* dst, int size, const double& value) {
@@ -128,4 +145,24 @@ double StringToDouble(const char* text, char** end) {
 char* itoh(char* dst, unsigned int value) {
     *std::to_chars(dst, dst + 8, value, 16).ptr = '\0';
     return dst;
+}
+
+const char* tc::ReadWrittenDouble(const char* text, const char* end, double& value) {
+    if (end - text < LONGEST_TEXT) return nullptr;
+    const std::uint64_t sign = *text == '-' ? SIGN : 0;
+    text += *text == '-' ? 1 : 0;
+    std::uint64_t first, last;  // digits; three belong to both
+    if (std::memcmp(text, "0x1.", 4) != 0 || !EightDigits(text + 4, first) || !EightDigits(text + 9, last) ||
+        text[17] != 'p')
+        return nullptr;
+    const char* p = SkipSign(text + 18);
+    if (p == text + 18) return nullptr;
+    int exponent = 0;
+    while (*p >= '0' && *p <= '9' && p < text + 23) exponent = 10 * exponent + (*p++ - '0');
+    if (text[18] == '-') exponent = -exponent;
+    if (p == text + 19 || *p != ' ' || exponent <= -BIAS || exponent > BIAS) return nullptr;
+    const std::uint64_t mantissa = first << 20 | (last & 0xFFFFF);
+    value =
+        std::bit_cast<double>(sign | mantissa | static_cast<std::uint64_t>(exponent + BIAS) << MANTISSA_BITS);
+    return p;
 }

@@ -24,3 +24,12 @@ TC_API double StringToDouble(const char* text, char** end);
 // Writes lowercase hex digits without leading zeros and a terminating zero byte into `dst`, which needs room
 // for 9 bytes; answers `dst`.
 TC_API char* itoh(char* dst, unsigned int value);
+
+namespace tc {
+
+// The short way through long texts of numbers: reads a normal value in exactly the form that is written,
+// where a blank or the end follows it, and answers where it ends. For any other text, be it a number or not,
+// and within the last 25 bytes the answer is null and `value` unchanged; `StringToDouble` then tells.
+TC_API const char* ReadWrittenDouble(const char* text, const char* end, double& value);
+
+}  // namespace tc

@@ -4,10 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <string>
 #include <string_view>
 
 #include "sigweave/foundation/HexDouble.h"
 #include "sigweave/persistence/TCXML.h"
+#include "sigweave/persistence/XmlNodeText.h"
 #include "sigweave/platform/CodePage.h"
 #include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCIOStream.h"
@@ -20,7 +22,8 @@ constexpr int LONGEST_WORD = 16;  // hex digits
 
 constexpr char SET_DATA_FAILED[] = "TCIOStream::DataSegment::XMLToStream: Error at SetData";
 
-// Readers of one number, which begins at `p`: they answer where it ends, or null when there is none.
+// Readers of one number, which begins at `p`: they answer where it ends, or null when there is none. A zero
+// byte stands at the end of the text.
 
 template <typename Word>
 const char* ReadWord(const char* p, Word (*convert)(const char*, char**, int), int base, Word& value) {
@@ -31,8 +34,9 @@ const char* ReadWord(const char* p, Word (*convert)(const char*, char**, int), i
 }
 
 // Also the one text that the writer has for what is no finite number, and no number reader takes.
-const char* ReadNumber(const char* p, double& value) {
+const char* ReadNumber(const char* p, const char* textEnd, double& value) {
     static constexpr std::string_view NOT_A_NUMBER = "-1.#IND";
+    if (const char* behind = tc::ReadWrittenDouble(p, textEnd, value)) return behind;
     char* end = nullptr;
     value = StringToDouble(p, &end);
     if (end == nullptr || end == p) return nullptr;
@@ -42,7 +46,7 @@ const char* ReadNumber(const char* p, double& value) {
 }
 
 // Any 32 bits, with a sign or without. The writer's form takes the short way.
-const char* ReadNumber(const char* p, int& value) {
+const char* ReadNumber(const char* p, const char*, int& value) {
     unsigned long word = 0;
     const char* end;
     if (p[0] == '0' && p[1] == 'x') {
@@ -56,14 +60,19 @@ const char* ReadNumber(const char* p, int& value) {
     return number >= INT_MIN && number <= std::int64_t{UINT32_MAX} ? end : nullptr;
 }
 
+const char* SkipSpace(const char* p) {
+    while (*p == ' ') ++p;
+    return static_cast<unsigned char>(*p) > ' ' ? p : tc::SkipSpace(p);
+}
+
 bool IsEnd(const char* p) {
     return *tc::SkipSpace(p) == '\0';
 }
 
 // A text that is one number and nothing else.
-template <typename Number>
-bool IsNumber(const char* text, Number& value) {
-    const char* end = ReadNumber(tc::SkipSpace(text), value);
+bool IsNumber(const TCString& text, double& value) {
+    const char* const begin = text;
+    const char* end = ReadNumber(SkipSpace(begin), begin + text.GetLength(), value);
     return end != nullptr && IsEnd(end);
 }
 
@@ -79,16 +88,14 @@ enum class Reading { DONE, NO_NUMBER, OTHER_COUNT };
 
 // Numbers with white space between them, as many as are asked for.
 template <typename Number>
-Reading ReadNumbers(const char* p, Number* numbers, int count) {
+Reading ReadNumbers(std::string_view text, Number* numbers, int count) {
+    const char* p = text.data();
+    const char* const end = p + text.size();
     for (int i = 0; i < count; ++i) {
-        p = tc::SkipSpace(p);
-        if (*p == '\0') return Reading::OTHER_COUNT;
-        p = ReadNumber(p, numbers[i]);
-        if (p == nullptr) return Reading::NO_NUMBER;
-        if (*p == ' ')
-            ++p;
-        else if (*p != '\0' && tc::SkipSpace(p) == p)
-            return Reading::NO_NUMBER;
+        p = SkipSpace(p);
+        if (p == end) return Reading::OTHER_COUNT;
+        p = ReadNumber(p, end, numbers[i]);
+        if (p == nullptr || (p != end && *p != ' ' && tc::SkipSpace(p) == p)) return Reading::NO_NUMBER;
     }
     return IsEnd(p) ? Reading::DONE : Reading::OTHER_COUNT;
 }
@@ -259,11 +266,14 @@ class BlockReader {
 
     template <typename Number>
     bool GetNumbers(const TCXMLNode& values, const NumberKind& kind, Block& block, const Shape& shape) {
-        if (!GetText(values, kind.element)) return Fail(kind.missing);
+        const TCXMLNode node = Child(values, kind.element);
+        if (!node) return Fail(kind.missing);
+        std::string_view numbers;
+        if (!tc::XmlNodeText(node, numberText, numbers)) return Fail(kind.noNumber);
         void* elements;
-        const bool longEnough = shape.count <= (text.GetLength() + 1) / 2;  // a digit and a blank each
-        if (!longEnough || !Add(block, shape, elements)) return Fail(SET_DATA_FAILED);
-        const Reading reading = ReadNumbers(text, static_cast<Number*>(elements), shape.count);
+        const auto most = static_cast<std::int64_t>(numbers.size() + 1) / 2;  // a digit and a blank each
+        if (shape.count > most || !Add(block, shape, elements)) return Fail(SET_DATA_FAILED);
+        const Reading reading = ReadNumbers(numbers, static_cast<Number*>(elements), shape.count);
         if (reading == Reading::NO_NUMBER) return Fail(kind.noNumber);
         return reading == Reading::DONE || Fail(SET_DATA_FAILED);
     }
@@ -308,6 +318,7 @@ class BlockReader {
 
     TCXML& xml;
     TCString text;  // of the node read last; kept, so that its storage is
+    std::string numberText;
 };
 
 }  // namespace
