@@ -13,39 +13,49 @@ namespace {
 
 constexpr int FRAME_OVERHEAD = 4096;
 
-std::vector<double> Values(std::int64_t count) {
-    std::mt19937_64 random(42);
-    std::uniform_real_distribution<double> uniform(-10, 10);
-    std::vector<double> values(static_cast<std::size_t>(count));
-    for (double& value : values) value = uniform(random);
-    return values;
-}
+// Arrays on cache lines, as the values in blocks are, that begin at different places of a page: luck in
+// either would decide the comparison.
+class Arrays {
+ public:
+    explicit Arrays(std::int64_t size) : step((static_cast<std::size_t>(size) / 512 + 1) * 512 + 136) {
+        std::mt19937_64 random(42);
+        std::uniform_real_distribution<double> uniform(-10, 10);
+        memory.resize(3 * step + FRAME_OVERHEAD);
+        for (double& value : memory) value = uniform(random);
+        while (reinterpret_cast<std::uintptr_t>(memory.data() + offset) % 64 != 0) ++offset;
+    }
+    double* operator[](std::size_t index) { return memory.data() + offset + index * step; }
+
+ private:
+    std::size_t step;  // a multiple of 8
+    std::size_t offset = 0;
+    std::vector<double> memory;
+};
 
 // The block waits at `source`, from where it is shared as often as it is packed.
 void BM_Frames_PackUnpack(benchmark::State& state) {
-    const std::vector<double> values = Values(state.range(0));
+    Arrays arrays(state.range(0));
     TCIOStream writer, source, packing, unpacking, target;
     writer.AddOutputStream(source.SetInputStream(3));
     packing.SetInputStream(3);
     unpacking.AddOutputStream(target.SetInputStream(3));
-    writer.WriteDblVec(values.data(), static_cast<int>(values.size()));
-    std::vector<char> frame(values.size() * sizeof(double) + FRAME_OVERHEAD);
+    writer.WriteDblVec(arrays[0], static_cast<int>(state.range(0)));
+    char* const frame = reinterpret_cast<char*>(arrays[2]);
     for (auto _ : state) {
         packing.CopyBlockRefs(source);
-        const int size = packing.SerializeBlock(frame.data());
-        if (unpacking.DeSerializeBlock(frame.data(), size) != 1) state.SkipWithError("not unpacked");
+        const int size = packing.SerializeBlock(frame);
+        if (unpacking.DeSerializeBlock(frame, size) != 1) state.SkipWithError("not unpacked");
         benchmark::DoNotOptimize(target.StartReadSegments());
     }
     state.SetBytesProcessed(2 * state.iterations() * state.range(0) * 8);
 }
 
 void BM_Frames_TwoCopies(benchmark::State& state) {
-    const std::vector<double> values = Values(state.range(0));
-    std::vector<double> frame(values.size()), target(values.size());
+    Arrays arrays(state.range(0));
     for (auto _ : state) {
-        std::copy(values.begin(), values.end(), frame.begin());
+        std::copy_n(arrays[0], state.range(0), arrays[2]);
         benchmark::ClobberMemory();
-        std::copy(frame.begin(), frame.end(), target.begin());
+        std::copy_n(arrays[2], state.range(0), arrays[1]);
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(2 * state.iterations() * state.range(0) * 8);

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 #include "sigweave/signal/TCIOStream.h"
 
@@ -25,22 +26,14 @@ void DeleteNumbers(void* numbers, int count) {
     ::operator delete[](numbers, AlignmentOf(static_cast<std::size_t>(count)));
 }
 
-void Clear(TCString& text) {
-    text.Empty(false);
-}
-
-template <typename Number>
-void Clear(Number& number) {
-    number = 0;
-}
-
+// Without a source, texts become empty; numbers are left for the caller to set.
 template <typename Element>
 void FillWith(void* storage, const void* source, int count) {
     auto* elements = static_cast<Element*>(storage);
     if (source != nullptr)
         std::copy_n(static_cast<const Element*>(source), count, elements);
-    else
-        for (int i = 0; i < count; ++i) Clear(elements[i]);
+    else if constexpr (std::is_same_v<Element, TCString>)
+        for (int i = 0; i < count; ++i) elements[i].Empty(false);
 }
 
 }  // namespace

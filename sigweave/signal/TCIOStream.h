@@ -357,7 +357,8 @@ class TC_API TCIOStream::DataSegment {
 
     // The product of the extents, 1 without any; -1 for a negative extent or more elements than an int holds.
     static int CountElements(int dims, const int* extents);
-    // Stores the elements, copied or by address; with `copy` a null `source` gives empty ones. Keeps the
+    // Stores the elements, copied or by address; with `copy` a null `source` gives empty
+    // ones, and numbers that are not set. Keeps the
     // storage when it is large enough. False when the type or the shape is none; throws std::bad_alloc.
     bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
     void SetShape(DATATYPE newType, int dims, const int* extents);
@@ -402,8 +403,9 @@ class TC_API TCIOStream::Block {
     // Adds one segment; the data is copied, except what a POINTER points at. False for a name that is already
     // written, no elements, or no memory.
     bool AddSegment(const char* name, DATATYPE type, int dims, const int* extents, const void* data);
-    // The same with empty elements for the caller to fill: `elements` points at ints, doubles, TCStrings or
-    // pointers to nested blocks, and is null when the shape has none. Valid until the block is dispatched.
+    // The same with elements for the caller to fill (texts and blocks are empty, numbers not set): `elements`
+    // points at ints, doubles, TCStrings or pointers to nested blocks, and is null when the shape has none.
+    // Valid until the block is dispatched.
     bool AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents, void*& elements);
 
  private:

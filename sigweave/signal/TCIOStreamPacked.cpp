@@ -1,8 +1,9 @@
-#include <array>
 #include <climits>
+#include <cstddef>
 #include <cstring>
 
 #include "sigweave/persistence/TCSerializeHelper.h"
+#include "sigweave/signal/FrameChecksum.h"
 #include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCIOStream.h"
 
@@ -13,44 +14,41 @@ using Segment = TCIOStream::DataSegment;
 
 // A frame, all numbers little-endian (stored; never change):
 //
-//   0  mark "SWBK"   4  version   8  length of the whole frame   12  CRC-32 of what follows   16  a block
+//   0  mark "SWBK"   4  version   8  length of the whole frame   12  0   16  checksum of what follows, 8
+//   bytes 24  a block, then zero bytes up to a multiple of 8
 //
 //   block    a byte, 1 or 0: whether the packed record of its metadata follows; number of segments; segments
 //   segment  length of the name and the name; type; number of dimensions; extents; elements
-//   element  4 or 8 bytes; a string with its length in front; a block
+//   element  4 or 8 bytes; a string with its length in front; a block. Numbers begin at a multiple of 8
+//            bytes, with zero bytes before them.
 constexpr int MARK = 0x4B425753;
-constexpr int VERSION = 1;
-constexpr int HEADER_SIZE = 16;
+constexpr int VERSION = 2;
+constexpr int HEADER_SIZE = 24;
+constexpr int CHECKSUM_AT = 16;
 constexpr int METADATA_SIZE = 59;  // with an empty name
 constexpr int NAME_LENGTH_AT = 51;
 constexpr int SMALLEST_BLOCK = 5;
+constexpr std::int64_t WORD = 8;
 
-constexpr auto CRC_TABLE = [] {
-    std::array<std::uint32_t, 256> table{};
-    for (std::uint32_t i = 0; i < 256; ++i) {
-        std::uint32_t value = i;
-        for (int bit = 0; bit < 8; ++bit) value = (value & 1) != 0 ? value >> 1 ^ 0xEDB88320u : value >> 1;
-        table[i] = value;
-    }
-    return table;
-}();
-
-int Checksum(const char* bytes, std::int64_t count) {
-    std::uint32_t value = UINT32_MAX;
-    for (std::int64_t i = 0; i < count; ++i)
-        value = CRC_TABLE[(value ^ static_cast<unsigned char>(bytes[i])) & 0xFF] ^ value >> 8;
-    return static_cast<int>(~value);
+std::int64_t WholeWords(std::int64_t bytes) {
+    return (bytes + WORD - 1) / WORD * WORD;
 }
 
 std::int64_t ElementSize(TCIOStream::DATATYPE type) {
     return type == TCIOStream::INT ? sizeof(int) : sizeof(double);
 }
 
-// Puts items one behind the other; without a buffer it only counts.
+// Puts items one behind the other; without a buffer it only counts. Numbers are summed as they are copied,
+// everything else before the next numbers.
 class Packer {
  public:
     explicit Packer(char* start) : buffer(start) {}
     std::int64_t Size() const { return size; }
+
+    void Put(int value) {
+        if (buffer != nullptr) std::memcpy(Place(), &value, sizeof value);
+        size += sizeof value;
+    }
 
     template <typename Value>
     void Put(const Value& value) {
@@ -66,6 +64,20 @@ class Packer {
         for (int i = 0; i < block.SegmentCnt(); ++i)
             if (!PutSegment(*block.Segment(i), level)) return false;
         return level <= tc::MOST_LEVELS;
+    }
+
+    // Puts zero bytes up to the end of the word.
+    void Align() {
+        const std::int64_t end = WholeWords(size);
+        if (buffer != nullptr) std::memset(Place(), 0, static_cast<std::size_t>(end - size));
+        size = end;
+    }
+
+    // The checksum of all that was put, behind an alignment.
+    std::uint64_t Checksum() {
+        sums.Add(buffer + summed, static_cast<std::size_t>(size - summed) / WORD);
+        summed = size;
+        return sums.Value();
     }
 
  private:
@@ -89,24 +101,40 @@ class Packer {
         if (segment.GetStrings() != nullptr)
             for (int i = 0; i < count; ++i) Put(segment.GetStrings()[i]);
         else
-            PutBytes(segment.GetData(), count * ElementSize(segment.GetType()));
+            PutNumbers(static_cast<const char*>(segment.GetData()), count * ElementSize(segment.GetType()));
         return true;
     }
 
-    void PutBytes(const void* bytes, std::int64_t count) {
-        if (buffer != nullptr && count > 0) std::memcpy(Place(), bytes, static_cast<std::size_t>(count));
-        size += count;
+    void PutNumbers(const char* numbers, std::int64_t bytes) {
+        Align();
+        if (buffer != nullptr && bytes > 0) {
+            Checksum();
+            const std::int64_t whole = bytes / WORD * WORD;
+            sums.AddCopy(Place(), numbers, static_cast<std::size_t>(whole / WORD));
+            std::memcpy(Place() + whole, numbers + whole, static_cast<std::size_t>(bytes - whole));
+            summed = size + whole;
+        }
+        size += bytes;
     }
 
     char* buffer;
     std::int64_t size = 0;
+    std::int64_t summed = 0;
+    tc::FrameChecksum sums;
 };
 
-// Takes items one behind the other. Each read checks that all of the item is there.
+// Takes items one behind the other. Each read checks that all of the item is there. The checksum comes last:
+// it is formed while numbers are copied.
 class Unpacker {
  public:
-    Unpacker(const char* start, const char* stop) : at(start), end(stop) {}
-    bool IsAtEnd() const { return at == end; }
+    Unpacker(const char* first, const char* stop) : start(first), at(first), end(stop) {}
+
+    // Whether all was read, and was what the checksum says.
+    bool IsWhole(std::uint64_t checksum) {
+        if (!Align() || at != end) return false;
+        SumUpTo(end);
+        return sums.Value() == checksum;
+    }
 
     bool GetBlock(Block& block, int level) {
         bool hasMetadata;
@@ -122,9 +150,24 @@ class Unpacker {
  private:
     bool Has(std::int64_t bytes) const { return bytes <= end - at; }
 
+    bool Align() {
+        const std::int64_t skipped = WholeWords(at - start) - (at - start);
+        if (!Has(skipped)) return false;
+        at += skipped;
+        return true;
+    }
+
+    // Whole words; the rest waits for the next time.
+    void SumUpTo(const char* stop) {
+        const auto words = (stop - start) / WORD - summed;
+        sums.Add(start + summed * WORD, static_cast<std::size_t>(words));
+        summed += words;
+    }
+
     bool Get(int& value) {
         if (!Has(sizeof value)) return false;
-        at = TCSerializeHelper::DeSerialize(value, at);
+        std::memcpy(&value, at, sizeof value);
+        at += sizeof value;
         return true;
     }
 
@@ -178,8 +221,16 @@ class Unpacker {
         if (!block.AddEmptySegment(name, type, extents.GetSize(), extents.GetData(), elements)) return false;
         if (type == TCIOStream::STRING || type == TCIOStream::BLOCK)
             return GetEach(type, elements, static_cast<int>(count), level);
-        const std::int64_t bytes = count * ElementSize(type);
-        if (bytes > 0) std::memcpy(elements, at, static_cast<std::size_t>(bytes));
+        return GetNumbers(static_cast<char*>(elements), count * ElementSize(type));
+    }
+
+    bool GetNumbers(char* numbers, std::int64_t bytes) {
+        if (!Align() || !Has(bytes)) return false;
+        SumUpTo(at);
+        const std::int64_t whole = bytes / WORD;
+        sums.AddCopy(numbers, at, static_cast<std::size_t>(whole));
+        summed += whole;
+        for (std::int64_t i = whole * WORD; i < bytes; ++i) numbers[i] = at[i];
         at += bytes;
         return true;
     }
@@ -198,17 +249,27 @@ class Unpacker {
         return type == TCIOStream::DOUBLE ? 8 : 4;
     }
 
+    const char* start;
     const char* at;
     const char* end;
+    std::int64_t summed = 0;  // words
+    tc::FrameChecksum sums;
 };
 
-// Whether the frame's own words agree with its bytes.
-bool IsWhole(const char* frame, int size) {
+struct Header {
+    std::int32_t mark;
+    std::int32_t version;
+    std::int32_t size;
+    std::int32_t zero;
+    std::uint64_t checksum;
+};
+static_assert(sizeof(Header) == HEADER_SIZE && offsetof(Header, checksum) == CHECKSUM_AT);
+
+// Whether the frame's own words agree with its length.
+bool GetHeader(Header& header, const char* frame, int size) {
     if (frame == nullptr || size < HEADER_SIZE) return false;
-    int words[HEADER_SIZE / 4];
-    for (int& word : words) frame = TCSerializeHelper::DeSerialize(word, frame);
-    return words[0] == MARK && words[1] == VERSION && words[2] == size &&
-           words[3] == Checksum(frame, size - HEADER_SIZE);
+    std::memcpy(&header, frame, sizeof header);
+    return header.mark == MARK && header.version == VERSION && header.size == size && header.zero == 0;
 }
 
 }  // namespace
@@ -217,23 +278,27 @@ int TCIOStream::SerializeBlock(char* buffer) {
     const Block* block = QueuedBlock(0);
     if (block == nullptr) return 0;
     Packer measured(nullptr);
-    if (!measured.PutBlock(*block, 1) || measured.Size() > INT_MAX - HEADER_SIZE) return tc::NOT_WRITTEN;
-    const int size = static_cast<int>(measured.Size()) + HEADER_SIZE;
+    if (!measured.PutBlock(*block, 1) || measured.Size() > INT_MAX - HEADER_SIZE - WORD)
+        return tc::NOT_WRITTEN;
+    const int size = static_cast<int>(WholeWords(measured.Size())) + HEADER_SIZE;
     if (buffer == nullptr) return size;
-    Packer(buffer + HEADER_SIZE).PutBlock(*block, 1);
-    Packer header(buffer);
-    for (const int word : {MARK, VERSION, size, Checksum(buffer + HEADER_SIZE, size - HEADER_SIZE)})
-        header.Put(word);
+    Packer items(buffer + HEADER_SIZE);
+    items.PutBlock(*block, 1);
+    items.Align();
+    const Header header{MARK, VERSION, size, 0, items.Checksum()};
+    std::memcpy(buffer, &header, sizeof header);
     RemoveBlock();
     return size;
 }
 
 int TCIOStream::DeSerializeBlock(const char* frame, int size) {
     if (!CanWrite()) return 0;
-    Block* block = IsWhole(frame, size) ? TakeFreeBlock() : nullptr;
+    Header header;
+    Block* block = GetHeader(header, frame, size) ? TakeFreeBlock() : nullptr;
     if (block == nullptr) return tc::NOT_WRITTEN;
     block->Reset(true);
     Unpacker items(frame + HEADER_SIZE, frame + size);
-    const bool filled = tc::Guarded([&] { return items.GetBlock(*block, 1) && items.IsAtEnd(); }, false);
+    const bool filled =
+        tc::Guarded([&] { return items.GetBlock(*block, 1) && items.IsWhole(header.checksum); }, false);
     return DispatchFilled(block, filled);
 }

@@ -42,13 +42,16 @@ int Unpack(StreamLines& to, const std::string& frame) {
 
 // Sets the checksum right, so that what lies behind it is tried.
 void Sign(std::string& frame) {
-    std::uint32_t sum = UINT32_MAX;
-    for (std::size_t i = 16; i < frame.size(); ++i) {
-        sum ^= static_cast<unsigned char>(frame[i]);
-        for (int bit = 0; bit < 8; ++bit) sum = (sum & 1) != 0 ? sum >> 1 ^ 0xEDB88320u : sum >> 1;
+    const std::uint64_t factor = 0x9E3779B97F4A7C15;
+    std::uint64_t sums[4] = {};
+    for (std::size_t i = 0; 24 + 8 * i + 8 <= frame.size(); ++i) {
+        std::uint64_t word;
+        std::memcpy(&word, frame.data() + 24 + 8 * i, 8);
+        const std::uint64_t terms[] = {word, word >> 32, i * word, i * (word >> 32)};
+        for (int sum = 0; sum < 4; ++sum) sums[sum] += terms[sum];
     }
-    sum = ~sum;
-    std::memcpy(frame.data() + 12, &sum, 4);
+    const std::uint64_t value = ((sums[0] * factor + sums[1]) * factor + sums[2]) * factor + sums[3];
+    std::memcpy(frame.data() + 16, &value, 8);
 }
 
 void ExpectSame(TCIOStream& input) {
@@ -75,6 +78,9 @@ void ExpectSame(TCIOStream& input) {
 TEST(StreamForms, PackedFrameThereAndBack) {
     PackedBlock block;
     const std::string frame = block.Frame();
+    std::string again = frame;
+    Sign(again);
+    EXPECT_EQ(again, frame);
     EXPECT_EQ(block.from.Input().SerializeBlock(nullptr), 0);
     StreamLines to;
     EXPECT_EQ(Unpack(to, frame), 1);
@@ -108,14 +114,14 @@ TEST(StreamForms, LyingLengthsAreRefused) {
     const std::string frame = PackedBlock().Frame();
     StreamLines to;
     for (const int lie : {INT_MAX, INT_MIN, -1, 0x10000, 0x7FFFFFF0})
-        for (std::size_t i = 16; i + 4 <= frame.size(); ++i) {
+        for (std::size_t i = 24; i + 4 <= frame.size(); ++i) {
             std::string lying = frame;
             std::memcpy(lying.data() + i, &lie, 4);
             Sign(lying);
             const int result = Unpack(to, lying);
             EXPECT_TRUE(result == -14 || (result == 1 && to.Input().RemoveContents(true) == 1)) << i;
         }
-    for (std::size_t size = 16; size < frame.size(); ++size) {
+    for (std::size_t size = 24; size < frame.size(); ++size) {
         std::string cut = frame.substr(0, size);
         const int length = static_cast<int>(size);
         std::memcpy(cut.data() + 8, &length, 4);
