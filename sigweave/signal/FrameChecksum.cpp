@@ -8,6 +8,7 @@ static_assert(std::endian::native == std::endian::little, "words are summed as t
 namespace {
 
 constexpr std::size_t WORD = 8;
+constexpr std::size_t FEW = 32;  // words, summed one by one
 
 // One word in each lane of a register of the processor.
 template <std::size_t LANES>
@@ -69,7 +70,7 @@ void Sum(Sums& sums, char* dst, const char* bytes, std::size_t steps) {
 template <bool COPY>
 void tc::FrameChecksum::AddEach(char* dst, const char* bytes, std::size_t wordCount) {
     Sums piece;
-    std::size_t i = wordCount / 4 * 4;
+    std::size_t i = wordCount < FEW ? 0 : wordCount / 4 * 4;
     if (i > 0) Sum<COPY>(piece, dst, bytes, i / 4);
     for (; i < wordCount; ++i) {
         std::uint64_t word;

@@ -1,0 +1,193 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+
+#include "sigweave/persistence/TCXML.h"
+#include "tests/signal/StreamLines.h"
+
+// Random blocks through every form in which blocks leave the process.
+namespace {
+
+using Block = TCIOStream::Block;
+using Segment = TCIOStream::DataSegment;
+
+class RandomBlocks {
+ public:
+    // Metadata in most blocks; all types of segments that every form can carry; nested at most three times.
+    void Fill(Block& block, int level) {
+        if (Below(4) > 0) SetMetadata(block);
+        const int count = Below(5);
+        for (int i = 0; i < count; ++i) AddSegment(block, std::to_string(i) + Bytes(1), level);
+    }
+
+    // Finite, with all patterns of bits alike; often one of the limits.
+    double Number() {
+        static constexpr double LIMITS[] = {0.0, -0.0, 5e-324, -2.2250738585072009e-308, 1e300};
+        if (Below(8) == 0) return LIMITS[Below(5)];
+        const auto value = std::bit_cast<double>(random());
+        return std::isfinite(value) ? value : Number();
+    }
+
+    std::string Bytes(int first) {
+        std::string text(static_cast<std::size_t>(Below(12)), '\0');
+        for (char& byte : text) byte = static_cast<char>(Below(3) == 0 ? ' ' : first + Below(256 - first));
+        return text;
+    }
+
+ private:
+    int Below(int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); }
+
+    void SetMetadata(Block& block) {
+        static constexpr const char* UNITS[] = {"", "V", "m s^-2 * 1e-003", "kg^-128 m^127 * 1e+020"};
+        TCTypeInfo ti;
+        ti.SetState(static_cast<TCBLOCKSTATUS>(Below(5) - 1));
+        ti.SetSignalnameString(Bytes(0));
+        ti.SetTimestamp(Number());
+        ti.SetSamplerate(Number());
+        ti.SetRangeMin(Number());
+        ti.SetRangeMax(Number());
+        ti.GetUnit().FromString(UNITS[Below(4)]);
+        block.SetTI(&ti);
+    }
+
+    void AddSegment(Block& block, const std::string& name, int level) {
+        static constexpr TCIOStream::DATATYPE TYPES[] = {TCIOStream::INT, TCIOStream::DOUBLE,
+                                                         TCIOStream::STRING, TCIOStream::BLOCK};
+        const auto type = TYPES[Below(level < 3 ? 4 : 3)];
+        const int extents[] = {1 + Below(3), 1 + Below(4), 1 + Below(2)};
+        const int dims = 1 + Below(3);
+        void* elements;
+        ASSERT_TRUE(block.AddEmptySegment(name.c_str(), type, dims, extents, elements));
+        const int count = block.Segment(block.SegmentCnt() - 1)->GetElementCount();
+        for (int i = 0; i < count; ++i) SetElement(type, elements, i, level);
+    }
+
+    void SetElement(TCIOStream::DATATYPE type, void* elements, int index, int level) {
+        if (type == TCIOStream::INT) static_cast<int*>(elements)[index] = static_cast<int>(random());
+        if (type == TCIOStream::DOUBLE) static_cast<double*>(elements)[index] = Number();
+        if (type == TCIOStream::STRING) static_cast<TCString*>(elements)[index].AllocCopy(Bytes(0));
+        if (type == TCIOStream::BLOCK) Fill(*static_cast<Block**>(elements)[index], level + 1);
+    }
+
+    std::mt19937_64 random{20};
+};
+
+bool SameBits(double a, double b) {
+    return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+void ExpectSame(const TCTypeInfo& a, const TCTypeInfo& b) {
+    EXPECT_EQ(a.GetState(), b.GetState());
+    EXPECT_EQ(a.GetSignalnameString(), b.GetSignalnameString());
+    EXPECT_TRUE(SameBits(a.GetTimestamp(), b.GetTimestamp()));
+    EXPECT_TRUE(SameBits(a.GetSamplerate(), b.GetSamplerate()));
+    EXPECT_TRUE(SameBits(a.GetRangeMin(), b.GetRangeMin()));
+    EXPECT_TRUE(SameBits(a.GetRangeMax(), b.GetRangeMax()));
+    EXPECT_EQ(a.GetUnit(), b.GetUnit());
+}
+
+void ExpectSame(const Block& a, const Block& b);
+
+void ExpectSame(const Segment& a, const Segment& b) {
+    EXPECT_EQ(a.GetName().CompareBin(b.GetName()), 0);
+    ASSERT_EQ(a.GetType(), b.GetType());
+    ASSERT_EQ(a.GetDimensionCount(), b.GetDimensionCount());
+    for (int i = 0; i < a.GetDimensionCount(); ++i) ASSERT_EQ(a.GetExtent(i), b.GetExtent(i));
+    for (int i = 0; i < a.GetElementCount(); ++i) {
+        EXPECT_TRUE(a.GetInts() == nullptr || a.GetInts()[i] == b.GetInts()[i]);
+        EXPECT_TRUE(a.GetDoubles() == nullptr || SameBits(a.GetDoubles()[i], b.GetDoubles()[i]));
+        EXPECT_TRUE(a.GetStrings() == nullptr || a.GetStrings()[i].CompareBin(b.GetStrings()[i]) == 0);
+        if (a.GetBlocks() != nullptr) ExpectSame(*a.GetBlocks()[i], *b.GetBlocks()[i]);
+    }
+}
+
+void ExpectSame(const Block& a, const Block& b) {
+    ASSERT_EQ(a.GetTI() != nullptr, b.GetTI() != nullptr);
+    if (a.GetTI() != nullptr) ExpectSame(*a.GetTI(), *b.GetTI());
+    ASSERT_EQ(a.SegmentCnt(), b.SegmentCnt());
+    for (int i = 0; i < a.SegmentCnt(); ++i) ExpectSame(*a.Segment(i), *b.Segment(i));
+}
+
+int ThroughXml(TCIOStream& from, TCIOStream& to) {
+    TCXML xml;
+    EXPECT_TRUE(from.StreamToXML(xml, true, 0)) << xml.GetError();
+    TCString text;
+    EXPECT_TRUE(xml.GetNodeXML(xml.GetDocument(), text));
+    EXPECT_TRUE(xml.LoadXML(text)) << xml.GetError();
+    const int result = to.XMLToStream(xml);
+    EXPECT_EQ(xml.GetError(), "");
+    return result;
+}
+
+int ThroughFrame(TCIOStream& from, TCIOStream& to) {
+    std::string frame(static_cast<std::size_t>(from.SerializeBlock(nullptr)), '\xAA');
+    TCIOStream shared;
+    shared.SetInputStream(3)->CopyBlockRefs(from);
+    return to.DeSerializeBlock(frame.data(), shared.SerializeBlock(frame.data()));
+}
+
+int ThroughOldForm(TCIOStream& from, TCIOStream& to) {
+    const TCString text = from.SerializeForOldStream(0);
+    const char* at = text;
+    const char* const end = at + text.GetLength();
+    const int result = to.DeSerializeForOldStream(at, end);
+    EXPECT_LE(end - at, 1);  // a text leaves the blank behind it
+    return result;
+}
+
+TEST(StreamForms, RandomBlocksComeBackBitForBit) {
+    RandomBlocks blocks;
+    for (int i = 0; i < 500; ++i) {
+        StreamLines lines;
+        Block original;
+        blocks.Fill(original, 1);
+        ASSERT_EQ(lines.writer.WriteCopy(&original), 1);
+        for (const auto& through : {ThroughXml, ThroughFrame, ThroughOldForm}) {
+            StreamLines to;
+            ASSERT_EQ(through(lines.Input(), to.writer), 1) << "block " << i;
+            Block* read = nullptr;
+            to.Input().ExchangeBinary(&read, true);
+            ExpectSame(original, *read);
+            to.Input().ExchangeBinary(&read, false);
+            if (HasFailure()) return;
+        }
+    }
+}
+
+// Numbers that are none come back exactly from frames and the older form, from documents as not-a-number.
+TEST(StreamForms, WhatIsNoNumber) {
+    const double infinity = std::numeric_limits<double>::infinity(),
+                 nan = std::bit_cast<double>(~std::uint64_t{});
+    const double values[] = {infinity, -infinity, nan, 1};
+    for (const auto& through : {ThroughXml, ThroughFrame, ThroughOldForm}) {
+        StreamLines lines, to;
+        lines.writer.WriteDblVec(values, 4);
+        ASSERT_EQ(through(lines.Input(), to.writer), 1);
+        double read[4];
+        ASSERT_EQ(to.Input().ReadDblVec(read, nullptr), 4);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_TRUE(through == ThroughXml ? std::isnan(read[i]) : SameBits(read[i], values[i])) << i;
+        EXPECT_EQ(read[3], 1);
+    }
+}
+
+// Many blocks in one text, each read where the one before it ended.
+TEST(StreamForms, OldFormOfManyBlocks) {
+    constexpr int MANY = 20'000;
+    StreamLines lines, to;
+    WriteInts(lines.writer, {1, -2});
+    const TCString one = lines.Input().SerializeForOldStream(0);
+    std::string text;
+    for (int i = 0; i < MANY; ++i) text.append(one, static_cast<std::size_t>(one.GetLength()));
+    const char* at = text.data();
+    int count = 0;
+    while (to.writer.DeSerializeForOldStream(at, text.data() + text.size()) == 1) ++count;
+    EXPECT_EQ(count, MANY);
+    EXPECT_EQ(at, text.data() + text.size());
+}
+
+}  // namespace
