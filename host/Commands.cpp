@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 
 #include "host/Console.h"
@@ -51,13 +50,7 @@ void TellMistakes(const Mistakes& mistakes, const std::string& outcome) {
     console::Say(std::to_string(all.size()) + (all.size() == 1 ? " mistake" : " mistakes") + "; " + outcome);
 }
 
-// True when everything was written; a full disk or a closed pipe is an error like any other.
-bool Print(const std::string& text) {
-    const bool written =
-        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-    if (!written) console::Error("standard output cannot be written; is the disk full, or the reader gone?");
-    return written;
-}
+using console::Print;
 
 // A graph read and checked, with all that it needs.
 struct OpenGraph {

@@ -37,6 +37,13 @@ void Warning(const std::string& text) {
     Say("warning: " + text);
 }
 
+bool Print(const std::string& text) {
+    const bool written =
+        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    if (!written) Error("standard output cannot be written; is the disk full, or the reader gone?");
+    return written;
+}
+
 void NameInstance(const std::string& moduleName, const std::string& instance) {
     const std::lock_guard lock(mutex);
     instances[moduleName] = instance;

@@ -14,6 +14,10 @@ void Say(const std::string& line);
 void Error(const std::string& text);
 void Warning(const std::string& text);
 
+// Writes to standard output. True when all of it was written; a full disk or a closed pipe is told as an
+// error.
+bool Print(const std::string& text);
+
 // Text of a module: told with the instance's name in the graph when the module's display name is known, else
 // with the display name. `severity` is a word such as "warning".
 void FromModule(const char* severity, const char* module, const char* text);

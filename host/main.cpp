@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "host/Commands.h"
+#include "host/ProfileCommand.h"
 #include "sigweave/foundation/NearNames.h"
 
 namespace {
@@ -24,6 +25,7 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave run voice.graph --set voice.block=512 runs it and prints the results
   sigweave modules SoundFile                     shows a module's ports and parameters
   sigweave convert voice.graph voice.xml         writes it as an XML document, or such a one as text
+  sigweave profile list                          shows the user's settings profile
   sigweave diff a.xml b.xml                      tells whether two recordings are equal
 
 Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 130 interrupted; of diff
@@ -46,6 +48,51 @@ void AddGraph(CLI::App& command, host::CommandOptions& options) {
         ->type_name("INSTANCE.PARAMETER=VALUE")
         ->allow_extra_args(false);
     AddModulePath(command, options);
+}
+
+void AddProfileAction(CLI::App& profile, host::ProfileOptions& options, const char* name, const char* help,
+                      host::ProfileOptions::Action action) {
+    using Action = host::ProfileOptions::Action;
+    CLI::App* command = profile.add_subcommand(name, help);
+    command->callback([&options, action] { options.action = action; });
+    CLI::Option* section =
+        command->add_option("SECTION", options.section, "A section, as 'Plot' or 'Plot\\Colours'");
+    section->type_name("")->required(action != Action::List);
+    if (action != Action::List)
+        command->add_option("ENTRY", options.entry, "The entry's name")->required()->type_name("");
+    if (action == Action::Set) {
+        command->add_option("VALUE", options.value, "The new value")->required()->type_name("");
+        using Type = host::ProfileOptions::Type;
+        command
+            ->add_option_function<std::string>(
+                "--type",
+                [&options](const std::string& type) {
+                    options.type = type == "text" ? Type::Text : Type::Integer;
+                },
+                "How the value is stored; default: as an integer when it reads as one of 32 bits")
+            ->check(CLI::Validator(CLI::IsMember({"integer", "text"})).description(""))
+            ->type_name("integer|text");
+    }
+    command->add_flag("--machine", options.machine, "The machine's profile instead of the user's");
+}
+
+CLI::App* AddProfile(CLI::App& app, host::ProfileOptions& options) {
+    using Action = host::ProfileOptions::Action;
+    CLI::App* profile = app.add_subcommand("profile", "Shows and changes the settings profile");
+    profile->require_subcommand(1);
+    AddProfileAction(*profile, options, "list", "Lists all sections, or the entries of one", Action::List);
+    AddProfileAction(*profile, options, "get", "Prints the value of an entry", Action::Get);
+    AddProfileAction(*profile, options, "set", "Stores a value under an entry", Action::Set);
+    AddProfileAction(*profile, options, "delete", "Takes an entry out", Action::Delete);
+    return profile;
+}
+
+// Tells what else may have been meant when it is none.
+bool IsCommand(const std::string& word, const CStringArray& commands) {
+    if (word.starts_with('-') || std::find(commands.begin(), commands.end(), word) != commands.end())
+        return true;
+    std::cerr << "there is no command '" << word << "'; " << tc::SuggestNames(word, commands) << "\n";
+    return false;
 }
 
 }  // namespace
@@ -80,16 +127,17 @@ int main(int argc, char** argv) {
         app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
     modules->add_option("ID", options.moduleId, "The module to show")->type_name("");
     AddModulePath(*modules, options);
+    host::ProfileOptions profileOptions;
+    const CLI::App* profile = AddProfile(app, profileOptions);
     if (argc < 2) {
         std::cerr << app.help();
         return host::EXIT_WRONG_INPUT;
     }
-    const CStringArray commands = {"run", "check", "convert", "diff", "modules"};
-    const std::string first = argv[1];
-    if (!first.starts_with('-') && std::find(commands.begin(), commands.end(), first) == commands.end()) {
-        std::cerr << "there is no command '" << first << "'; " << tc::SuggestNames(first, commands) << "\n";
+    const CStringArray commands = {"run", "check", "convert", "diff", "modules", "profile"};
+    const CStringArray actions = {"list", "get", "set", "delete"};
+    const bool isAction = argc > 2 && argv[1] == std::string("profile");
+    if (!IsCommand(argv[1], commands) || (isAction && !IsCommand(argv[2], actions)))
         return host::EXIT_WRONG_INPUT;
-    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -97,6 +145,7 @@ int main(int argc, char** argv) {
     }
     options.json = format == "json";
     if (*run) return host::RunGraph(options);
+    if (*profile) return host::RunProfileCommand(profileOptions);
     if (*diff) return host::DiffRecords(options);
     if (*convert) return host::ConvertGraph(options);
     return *check ? host::CheckGraph(options) : host::ShowModules(options);

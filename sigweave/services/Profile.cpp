@@ -4,6 +4,7 @@
 #include <string>
 
 #include "sigweave/platform/Fork.h"
+#include "sigweave/services/ProfileEntries.h"
 #include "sigweave/services/ProfileStore.h"
 #include "sigweave/services/UserFolders.h"
 
@@ -174,3 +175,32 @@ void DeleteMachineProfileString(const char* section, const char* entry) {
 void DeleteUserProfileString(const char* section, const char* entry) {
     Delete(TheHives().user, section, entry);
 }
+
+namespace tc {
+
+namespace {
+
+bool StartsWithNoCase(const std::string& text, const TCString& start) {
+    const auto length = static_cast<std::size_t>(start.GetLength());
+    return text.size() >= length && start.CompareNoCase(text.substr(0, length).c_str()) == 0;
+}
+
+}  // namespace
+
+std::optional<std::vector<ProfileEntry>> ReadProfile(Hive hive) {
+    auto all = (hive == Hive::Machine ? TheHives().machine : TheHives().user).List();
+    if (!all) return std::nullopt;
+    std::vector<ProfileEntry> entries;
+    for (ProfileStore::Entry& entry : *all) {
+        if (!StartsWithNoCase(entry.key, registryPath)) continue;
+        entries.push_back({entry.key.substr(static_cast<std::size_t>(registryPath.GetLength())),
+                           std::move(entry.name), std::move(entry.value)});
+    }
+    return entries;
+}
+
+std::string ProfilePath(Hive hive) {
+    return hive == Hive::Machine ? MachineHivePath() : UserHivePath();
+}
+
+}  // namespace tc

@@ -27,6 +27,9 @@ constexpr const char* TABLES =
     " type INTEGER NOT NULL, data NOT NULL, PRIMARY KEY (key, name)) WITHOUT ROWID";
 // Counts, so that there is a row even of no entry, and the file still locked when that has been read.
 constexpr const char* READ_ENTRY = "SELECT type, data, count(*) FROM entries WHERE key = ?1 AND name = ?2";
+constexpr const char* LIST_ENTRIES =
+    "SELECT type, data, keys.name, entries.name FROM keys LEFT JOIN entries ON entries.key = keys.name"
+    " ORDER BY keys.name, entries.name";
 constexpr const char* MAKE_KEY = "INSERT OR IGNORE INTO keys VALUES (?1)";
 constexpr const char* WRITE_ENTRY =
     "INSERT INTO entries VALUES (?1, ?2, ?3, ?4)"
@@ -100,6 +103,11 @@ std::optional<ProfileStore::Value> RowValue(sqlite3_stmt* row) {
         default:
             return std::nullopt;
     }
+}
+
+std::string RowText(sqlite3_stmt* row, int column) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
+    return text != nullptr ? text : "";
 }
 
 Database OpenDatabase(const std::string& path, int flags) {
@@ -190,6 +198,23 @@ class ProfileStore::Connection {
         return value;
     }
 
+    std::optional<std::vector<Entry>> List() {
+        Statement list;
+        // A file without tables is one that nobody has written yet.
+        if (!list.Prepare(database.get(), LIST_ENTRIES)) {
+            if (sqlite3_errcode(database.get()) == SQLITE_ERROR) return std::vector<Entry>();
+            return std::nullopt;
+        }
+        std::vector<Entry> entries;
+        const Run run(list, {});
+        int result = SQLITE_ROW;
+        while ((result = sqlite3_step(run.statement)) == SQLITE_ROW)
+            entries.push_back(
+                {RowText(run.statement, 2), RowText(run.statement, 3), RowValue(run.statement)});
+        if (result != SQLITE_DONE) return std::nullopt;
+        return entries;
+    }
+
     void Write(const char* key, const char* name, const Value& value) {
         ChangeKey(key, [&] {
             Run run(writeEntry, {key, name});
@@ -261,6 +286,14 @@ std::optional<ProfileStore::Value> ProfileStore::Read(const char* key, const cha
     const std::lock_guard lock(mutex);
     Connection* open = Connect(Access::Read);
     return open != nullptr ? open->Read(key, name) : std::nullopt;
+}
+
+std::optional<std::vector<ProfileStore::Entry>> ProfileStore::List() {
+    const std::lock_guard lock(mutex);
+    if (Connection* open = Connect(Access::Read)) return open->List();
+    std::error_code failed;
+    const bool isThere = std::filesystem::exists(findPath(), failed) || failed;
+    return isThere ? std::nullopt : std::optional(std::vector<Entry>());
 }
 
 void ProfileStore::Write(const char* key, const char* name, const Value& value) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 // Internal.
 namespace tc {
@@ -23,6 +24,12 @@ namespace tc {
 class ProfileStore {
  public:
     using Value = std::variant<std::int32_t, std::string>;
+    // A key without entries has one without name and value.
+    struct Entry {
+        std::string key;
+        std::string name;
+        std::optional<Value> value;
+    };
     // How writes become durable. WriteAhead is faster; Rollback lets those read who may not write in the
     // folder.
     enum class Journal { WriteAhead, Rollback };
@@ -33,6 +40,8 @@ class ProfileStore {
     ~ProfileStore();
 
     std::optional<Value> Read(const char* key, const char* name);
+    // Everything, ordered by key and name; missing when there is a file that is no hive or may not be read.
+    std::optional<std::vector<Entry>> List();
     // Makes the key when there is none.
     void Write(const char* key, const char* name, const Value& value);
     // Leaves the key, and makes it when there is none.

@@ -310,6 +310,58 @@ TEST_F(Program, FilesTakeFolderTokensAndEnvironmentVariables) {
                                    HasSubstr("s: log: '%NO_SUCH%' is no folder")));
 }
 
+// The program on two hives of its own.
+class ProfileProgram : public Program {
+ protected:
+    void SetUp() override {
+        Program::SetUp();
+        setenv("SIGWEAVE_USER_HIVE", (folder / "hives/user.db").c_str(), 1);
+        setenv("SIGWEAVE_MACHINE_HIVE", (folder / "machine.db").c_str(), 1);
+    }
+    void Expect(const std::string& arguments, int code, const std::string& out, const std::string& err = "") {
+        const Answer answer = Run("profile " + arguments);
+        EXPECT_EQ(answer.code, code) << arguments;
+        EXPECT_EQ(answer.out, out) << arguments;
+        EXPECT_THAT(answer.err, err.empty() ? testing::Matcher<std::string>(IsEmpty()) : HasSubstr(err))
+            << arguments;
+    }
+};
+
+TEST_F(ProfileProgram, KeepsTypedValuesInTwoHives) {
+    Expect("list", 0, "");
+    EXPECT_FALSE(fs::exists(folder / "hives"));
+    Expect("set Plot width -5", 0, "");
+    Expect("set Plot title 'a \"b\"\n'", 0, "");
+    Expect("set 'Plot\\Axis' digits 12 --type text", 0, "");
+    Expect("set Plot width 2147483648 --machine", 0, "");
+    Expect("list", 0, "[Plot]\ntitle=\"a \\\"b\\\"\\n\"\nwidth=-5\n\n[Plot\\Axis]\ndigits=\"12\"\n");
+    Expect("list --machine plot", 0, "[Plot]\nwidth=\"2147483648\"\n");
+    Expect("get PLOT WIDTH", 0, "-5\n");
+    Expect("get Plot title", 0, "a \"b\"\n\n");
+    Expect("delete plot width", 0, "");
+    Expect("delete plot title", 0, "");
+    Expect("list Plot", 0, "[Plot]\n");
+    Expect("get Plot width --machine", 0, "2147483648\n");
+}
+
+TEST_F(ProfileProgram, TellsWhatIsWrong) {
+    Expect("set Plot width 5", 0, "");
+    Expect("get Plot widht", 1, "",
+           "section 'Plot' of the user's profile has no entry 'widht'; did you mean 'width'?");
+    Expect("delete Plt width", 1, "", "the user's profile has no section 'Plt'; did you mean 'Plot'?");
+    Expect("list Plot --machine", 1, "", "the machine's profile has no section 'Plot'; there are none");
+    Expect("set Plot width 2147483648 --type integer", 2, "", "'2147483648' is no integer from -2147483648");
+    Expect("set Plot width 5 --type float", 2, "", "float not in {integer,text}");
+    Expect("gte Plot width", 2, "", "there is no command 'gte'; did you mean 'get'");
+    Expect("set Plot", 2, "", "ENTRY is required");
+    Write("machine.db", "this is no profile, and it is longer than the header of one would be");
+    for (const char* action : {"list", "get Plot width", "set Plot width 6", "delete Plot width"})
+        Expect(action + std::string(" --machine"), 1, "", "the machine's profile cannot be read: '");
+    setenv("SIGWEAVE_MACHINE_HIVE", "/proc/no/machine.db", 1);
+    Expect("set Plot width 5 --machine", 1, "", "cannot be written: '/proc/no/machine.db'");
+    Expect("get Plot width", 0, "5\n");
+}
+
 TEST_F(Program, WhatDoesNotFitTogetherIsToldWhereItWasSet) {
     Write("test.graph",
           "[a]\nmodule=TestSource\nblocks=3\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
