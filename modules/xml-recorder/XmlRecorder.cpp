@@ -40,6 +40,12 @@ void XmlRecorder::DeleteStreams() {
     TCBaseModuleEx::DeleteStreams();
 }
 
+// The inputs before are gone, and their streams with them.
+void XmlRecorder::OnInputsDeclared(int) {
+    tracks.clear();
+    streams.clear();
+}
+
 int XmlRecorder::Init() {
     tracks.clear();
     for (unsigned input = 0; input < streams.size(); ++input) {

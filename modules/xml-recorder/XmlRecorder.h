@@ -22,6 +22,7 @@ class XmlRecorder final : public TCBaseModuleEx {
     const char* GetBaseName() const override { return ID; }
     TCIOStream* SetInputStream(int port, int unused, int precision) override;
     void DeleteStreams() override;
+    void OnInputsDeclared(int count) override;
     int Init() override;
     int Execute() override;
     int Done() override;
