@@ -33,8 +33,8 @@ std::string Reason() {
 
 struct TypeNames {
     xmlElementType type;
-    const char* type_name;
-    const char* node_name;  // null where each node has its own
+    const char* typeName;
+    const char* nodeName;  // null where each node has its own
 };
 constexpr TypeNames TYPE_NAMES[] = {
     {XML_ELEMENT_NODE, "element", nullptr},
@@ -75,11 +75,12 @@ struct QualifiedName {
 // False for what is no name, and for a prefix without a meaning there. Without a prefix the element's own
 // default namespace is taken when `useDefault` says so.
 bool ReadName(const char* text, xmlNode* at, bool useDefault, QualifiedName& name) {
-    std::string buffer(tc::ToXmlText(Shown(text), buffer));
-    if (xmlValidateQName(tc::XmlChars(buffer.c_str()), 0) != 0) return false;
-    const std::size_t colon = buffer.find(':');
-    if (colon != buffer.npos) name.prefix = buffer.substr(0, colon);
-    name.local = buffer.substr(colon + 1);
+    std::string buffer;
+    const std::string full(tc::ToXmlText(Shown(text), buffer));
+    if (xmlValidateQName(tc::XmlChars(full.c_str()), 0) != 0) return false;
+    const std::size_t colon = full.find(':');
+    if (colon != full.npos) name.prefix = full.substr(0, colon);
+    name.local = full.substr(colon + 1);
     if (at == nullptr || at->type != XML_ELEMENT_NODE) return name.prefix.empty();
     if (name.prefix.empty() && !useDefault) return name.local != "xmlns";
     if (name.prefix == "xmlns") return !useDefault;
@@ -235,15 +236,15 @@ TCXMLNode TCXML::NextNode(TCXMLNodeList& list) {
 bool TCXML::GetNodeType(const TCXMLNode& node, TCString& type) {
     const TypeNames* const names = node ? NamesOf(XmlAccess::Node(node)) : nullptr;
     if (names == nullptr) return Fail(tc::NO_TYPE);
-    type = names->type_name;
+    type = names->typeName;
     return true;
 }
 
 bool TCXML::GetNodeName(const TCXMLNode& node, TCString& name) {
     const TypeNames* const names = node ? NamesOf(XmlAccess::Node(node)) : nullptr;
     if (names == nullptr) return Fail(tc::NO_NAME);
-    if (names->node_name != nullptr) {
-        name = names->node_name;
+    if (names->nodeName != nullptr) {
+        name = names->nodeName;
         return true;
     }
     const xmlNode* const at = XmlAccess::Node(node);
@@ -330,9 +331,9 @@ bool TCXML::SetAttribute(const TCXMLNode& node, const char* name, const char* va
     if (!valid) return Fail(tc::ATTRIBUTE_NOT_SET, Shown(name), Shown(value));
     const std::string text(tc::ToXmlText(value, buffer));
     const xmlChar* const local = tc::XmlChars(parts.local.c_str());
-    const bool isSet = parts.prefix == "xmlns"
-                           ? xmlNewNs(at, tc::XmlChars(text.c_str()), local) != nullptr
-                           : xmlSetNsProp(at, parts.ns, local, tc::XmlChars(text.c_str())) != nullptr;
+    const xmlChar* const stored = tc::XmlChars(text.c_str());
+    const bool isSet = parts.prefix == "xmlns" ? !text.empty() && xmlNewNs(at, stored, local) != nullptr
+                                               : xmlSetNsProp(at, parts.ns, local, stored) != nullptr;
     return isSet || Fail(tc::ATTRIBUTE_NOT_SET, name, value);
 }
 

@@ -183,7 +183,8 @@ void XmlBuilder::Fail(int code, std::string reason) {
 }
 
 void XmlBuilder::Note(const xmlError& record) {
-    if (record.level < XML_ERR_ERROR || failed) return;
+    // A namespace whose name is no address is still a namespace.
+    if (record.level < XML_ERR_ERROR || record.code == XML_WAR_NS_URI || failed) return;
     std::string reason(record.message != nullptr ? record.message : "");
     Fail(record.code, reason.substr(0, reason.find('\n')));
     error.line = record.line;

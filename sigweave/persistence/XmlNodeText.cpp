@@ -28,21 +28,28 @@ std::string_view StoredText(const xmlNode* node, std::string& buffer) {
     return buffer;
 }
 
+// The text may be a part of what it replaces.
+bool ReplaceContent(xmlNode* node, std::string_view text) {
+    xmlChar* const content = xmlStrndup(XmlChars(text.data()), static_cast<int>(text.size()));
+    if (content == nullptr) return false;
+    xmlFree(node->content);
+    node->content = content;
+    return true;
+}
+
 bool SetElementText(XmlDocument& document, xmlNode* element, std::string_view text) {
-    const auto length = static_cast<int>(text.size());
     xmlNode* const only = element->children;
     // A text is changed in place, so that setting it again and again keeps nothing.
-    if (only != nullptr && only->next == nullptr && only->type == XML_TEXT_NODE && length > 0) {
-        xmlNodeSetContentLen(only, XmlChars(text.data()), length);
-        return only->content != nullptr;
-    }
+    if (only != nullptr && only->next == nullptr && only->type == XML_TEXT_NODE && !text.empty())
+        return ReplaceContent(only, text);
     document.DetachFrom(only);
-    if (length == 0) return true;
-    xmlNode* const node = xmlNewDocTextLen(document.tree, XmlChars(text.data()), length);
+    if (text.empty()) return true;
+    xmlNode* const node =
+        xmlNewDocTextLen(document.tree, XmlChars(text.data()), static_cast<int>(text.size()));
     return node != nullptr && xmlAddChild(element, node) != nullptr;
 }
 
-bool SetStoredText(XmlDocument& document, xmlNode* node, const std::string_view text) {
+bool SetStoredText(XmlDocument& document, xmlNode* node, std::string_view text) {
     switch (node->type) {
         case XML_ELEMENT_NODE:
             return SetElementText(document, node, text);
@@ -51,16 +58,11 @@ bool SetStoredText(XmlDocument& document, xmlNode* node, const std::string_view 
                    nullptr;
         case XML_TEXT_NODE:
         case XML_CDATA_SECTION_NODE:
-            xmlNodeSetContentLen(node, XmlChars(text.data()), static_cast<int>(text.size()));
-            return true;
+            return ReplaceContent(node, text);
         case XML_COMMENT_NODE:
-            if (text.find("--") != text.npos || text.ends_with('-')) return false;
-            xmlNodeSetContentLen(node, XmlChars(text.data()), static_cast<int>(text.size()));
-            return true;
+            return text.find("--") == text.npos && !text.ends_with('-') && ReplaceContent(node, text);
         case XML_PI_NODE:
-            if (text.find("?>") != text.npos) return false;
-            xmlNodeSetContentLen(node, XmlChars(text.data()), static_cast<int>(text.size()));
-            return true;
+            return text.find("?>") == text.npos && ReplaceContent(node, text);
         default:
             return false;
     }
