@@ -140,10 +140,18 @@ XmlBuilder::~XmlBuilder() {
 bool XmlBuilder::Feed(std::string_view piece) {
     while (!failed && !piece.empty()) {
         const std::string_view part = piece.substr(0, PIECE_SIZE);
-        xmlParseChunk(context, part.data(), static_cast<int>(part.size()), 0);
+        Parse(part, false);
         piece.remove_prefix(part.size());
     }
     return !failed;
+}
+
+void XmlBuilder::Parse(std::string_view piece, bool last) {
+    const XmlErrorReceiver receiver(Events::Error, context);
+    xmlParseChunk(context, piece.data(), static_cast<int>(piece.size()), last ? 1 : 0);
+    // The engine gives up without a record when it cannot decode the text.
+    if (!failed && !last && context->instate == XML_PARSER_EOF)
+        Fail(XML_ERR_INVALID_ENCODING, "The text is not in its encoding");
 }
 
 bool XmlBuilder::FeedFrom(std::FILE& file) {
@@ -161,7 +169,7 @@ xmlDoc* XmlBuilder::Finish() {
     if (!failed && context->nodeNr > 0) Fail(XML_ERR_TAG_NOT_FINISHED, UnclosedElement(*context->node));
     if (!failed && xmlDocGetRootElement(context->myDoc) == nullptr)
         Fail(XML_ERR_DOCUMENT_EMPTY, "There is no element");
-    if (!failed) xmlParseChunk(context, nullptr, 0, 1);
+    if (!failed) Parse({}, true);
     if (!failed && context->wellFormed == 0) Fail(context->errNo, "The document is not well-formed");
     return failed ? nullptr : std::exchange(context->myDoc, nullptr);
 }

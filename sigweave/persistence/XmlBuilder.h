@@ -48,6 +48,7 @@ class XmlBuilder {
 
  private:
     struct Events;
+    void Parse(std::string_view piece, bool last);
     void Fail(int code, std::string reason);
     void Note(const xmlError& record);
     void FlushText(bool atElementEnd);

@@ -3,10 +3,29 @@
 #include "sigweave/persistence/XmlTree.h"
 
 namespace tc {
+namespace {
+
+void PrintNothing(void*, const char*, ...) {}
+
+}  // namespace
 
 void PrepareXmlEngine() {
     static std::once_flag once;
     std::call_once(once, xmlInitParser);
+}
+
+XmlErrorReceiver::XmlErrorReceiver(xmlStructuredErrorFunc receive, void* data)
+    : oldReceive(xmlStructuredError),
+      oldData(xmlStructuredErrorContext),
+      oldPrint(xmlGenericError),
+      oldPrintData(xmlGenericErrorContext) {
+    xmlSetStructuredErrorFunc(data, receive);
+    xmlSetGenericErrorFunc(nullptr, PrintNothing);
+}
+
+XmlErrorReceiver::~XmlErrorReceiver() {
+    xmlSetStructuredErrorFunc(oldData, oldReceive);
+    xmlSetGenericErrorFunc(oldPrintData, oldPrint);
 }
 
 XmlDocument::XmlDocument(xmlDoc* newTree) : tree(newTree) {}

@@ -152,6 +152,7 @@ std::optional<Nodes> Evaluate(xmlNode* from, const std::string& xpath, bool firs
     context->node = from;
     context->opLimit = MOST_STEPS;
     const auto prefixes = UsePrefixes(*context, from);
+    const XmlErrorReceiver receiver(Ignore, nullptr);
     const std::unique_ptr<xmlXPathObject, Release> object(
         xmlXPathEval(XmlChars(xpath.c_str()), context.get()));
     if (object == nullptr || object->type != XPATH_NODESET) return std::nullopt;

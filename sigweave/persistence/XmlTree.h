@@ -48,6 +48,22 @@ struct XmlAccess {
 // Initialises the engine; to be called before its first use, any number of times.
 void PrepareXmlEngine();
 
+// While it lives, what the engine reports on this thread without a document at hand goes to `receive`, and
+// nothing is printed.
+class XmlErrorReceiver {
+ public:
+    XmlErrorReceiver(xmlStructuredErrorFunc receive, void* data);
+    ~XmlErrorReceiver();
+    XmlErrorReceiver(const XmlErrorReceiver&) = delete;
+    XmlErrorReceiver& operator=(const XmlErrorReceiver&) = delete;
+
+ private:
+    const xmlStructuredErrorFunc oldReceive;
+    void* const oldData;
+    const xmlGenericErrorFunc oldPrint;
+    void* const oldPrintData;
+};
+
 inline const xmlChar* XmlChars(const char* text) {
     return reinterpret_cast<const xmlChar*>(text);
 }

@@ -206,6 +206,7 @@ TEST_F(XmlDocument, RefusesDamagedAndHostileDocuments) {
         {"<a>\x01</a>", "invalid Char"},
         {"<a>\n<b>\xFF</b></a>", "UTF-8"},
         {"<?xml version='1.0' encoding='none'?><a/>", "encoding none"},
+        {"<?xml version='1.0' encoding='ASCII'?><a>\xE4</a>", ""},
         {"<a>&nope;</a>", "'nope'"},
         {deep, "1024 levels"},
         {bomb + references + "</l>", "Entities of the document"},
