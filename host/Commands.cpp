@@ -41,11 +41,16 @@ void TellProblems(const ModuleCatalogue& catalogue, bool areErrors) {
         areErrors ? console::Error(problem) : console::Warning(problem);
 }
 
+void TellMistake(const std::string& text) {
+    console::Say(text);
+    runlog::FromHost(TCLogFile::ERROR, text);
+}
+
 void TellMistakes(const Mistakes& mistakes, const std::string& outcome) {
     const std::vector<Mistake> all = mistakes.InOrder();
     const std::size_t told = std::min(all.size(), MOST_MISTAKES_TOLD);
     for (std::size_t index = 0; index < told; ++index)
-        console::Say(ToText(all[index].place) + ": " + all[index].text);
+        TellMistake(ToText(all[index].place) + ": " + all[index].text);
     if (told < all.size()) console::Say("... and " + std::to_string(all.size() - told) + " more");
     console::Say(std::to_string(all.size()) + (all.size() == 1 ? " mistake" : " mistakes") + "; " + outcome);
 }
@@ -69,8 +74,9 @@ struct OpenGraph {
     std::unique_ptr<Graph> graph;
 };
 
-RunReport RunWithSignals(const Graph& graph) {
+RunReport RunWithSignals(const Graph& graph, bool realtime) {
     RunOptions options;
+    options.realtime = realtime;
     options.interrupt = &interruptWanted;
     if (TCIsTerminal(StandardStream::Error))
         options.onProgress = [](const RunProgress& progress) {
@@ -88,18 +94,30 @@ int ExitCodeOf(Verdict verdict) {
     return verdict == Verdict::Interrupted ? EXIT_INTERRUPTED : EXIT_INCOMPLETE;
 }
 
-}  // namespace
-
-int RunGraph(const CommandOptions& options) {
+int RunLogged(const CommandOptions& options) {
     const OpenGraph open(options);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
-    const RunReport report = RunWithSignals(*open.graph);
+    const RunReport report = RunWithSignals(*open.graph, options.realtime);
     const std::string verdict = WriteVerdict(report, options.graph);
+    runlog::StateOf("", verdict);
     if (options.json) console::Say(verdict);
     const bool written =
         Print(options.json ? WriteJson(report, options.graph) : WriteTable(report) + verdict + "\n");
     const int code = ExitCodeOf(report.verdict);
     return written || code != EXIT_COMPLETE ? code : EXIT_INCOMPLETE;
+}
+
+}  // namespace
+
+int RunGraph(const CommandOptions& options) {
+    const std::string problem = runlog::Open(options.log);
+    if (!problem.empty()) {
+        console::Error(problem + "; nothing was run");
+        return EXIT_WRONG_INPUT;
+    }
+    const int code = RunLogged(options);
+    runlog::Close();
+    return code;
 }
 
 int CheckGraph(const CommandOptions& options) {

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "host/RunLog.h"
+
 namespace host {
 
 // What the command line asks for, and the program's answers to it. Each answers the exit code.
@@ -17,6 +19,8 @@ struct CommandOptions {
     std::vector<std::string>
         modulePath;  // each folders separated by colons; empty: the environment's or the default
     bool json = false;
+    LogOptions log;
+    bool realtime = false;
 };
 
 int RunGraph(const CommandOptions& options);

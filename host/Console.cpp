@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 
+#include "host/RunLog.h"
 #include "sigweave/platform/Process.h"
 
 namespace host::console {
@@ -31,10 +32,12 @@ void Say(const std::string& line) {
 
 void Error(const std::string& text) {
     Say("error: " + text);
+    runlog::FromHost(TCLogFile::ERROR, text);
 }
 
 void Warning(const std::string& text) {
     Say("warning: " + text);
+    runlog::FromHost(TCLogFile::WARNING, text);
 }
 
 bool Print(const std::string& text) {
@@ -63,9 +66,11 @@ std::string FullName(const std::string& moduleName) {
     return found != instances.end() ? found->second + " (" + moduleName + ")" : moduleName;
 }
 
-void FromModule(const char* severity, const char* module, const char* text) {
-    Say(std::string(severity) + ": " + FullName(module != nullptr ? module : "a module") + ": " +
-        (text != nullptr ? text : "(no text)"));
+void FromModule(const char* severity, TCLogFile::LOG_LEVEL level, const char* module, const char* text) {
+    const std::string name = FullName(module != nullptr ? module : "a module");
+    const char* const told = text != nullptr ? text : "(no text)";
+    if (severity != nullptr) Say(std::string(severity) + ": " + name + ": " + told);
+    runlog::FromModule(level, name, told);
 }
 
 bool CanAsk() {

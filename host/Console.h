@@ -3,11 +3,13 @@
 #include <functional>
 #include <string>
 
+#include "sigweave/services/TCLogFile.h"
+
 namespace host {
 
 // Everything that is told while the program works goes to standard error through here, so that standard
 // output holds the report alone. Whole lines only, from any thread; on a terminal one progress line stays
-// below them.
+// below them. What is told of errors and modules also goes to the log of the run.
 namespace console {
 
 void Say(const std::string& line);
@@ -19,8 +21,8 @@ void Warning(const std::string& text);
 bool Print(const std::string& text);
 
 // Text of a module: told with the instance's name in the graph when the module's display name is known, else
-// with the display name. `severity` is a word such as "warning".
-void FromModule(const char* severity, const char* module, const char* text);
+// with the display name. `severity` is a word such as "warning"; null leaves the text to the log of the run.
+void FromModule(const char* severity, TCLogFile::LOG_LEVEL level, const char* module, const char* text);
 void NameInstance(const std::string& moduleName, const std::string& instance);
 // Tells whose work the thread of the run is doing, for texts that come without a name; null: nobody's.
 void SetSpeaker(std::function<std::string()> speaker);

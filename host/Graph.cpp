@@ -7,6 +7,7 @@
 
 #include "host/Console.h"
 #include "host/Guard.h"
+#include "host/RunLog.h"
 #include "host/Topology.h"
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/module/TCBaseModuleEx.h"
@@ -23,13 +24,26 @@ constexpr long ENGLISH = 0;
 constexpr const char* ONLY_PORT = "Signal";
 constexpr const char* FIRST_PORT = "Signal 1";
 
+struct MessageKind {
+    TCModuleMessage::Types type;
+    const char* word;  // null: for the log alone
+    TCLogFile::LOG_LEVEL level;
+};
+
+constexpr MessageKind MESSAGE_KINDS[] = {
+    {TCModuleMessage::Types::Emergency, "error", TCLogFile::EMERGENCY},
+    {TCModuleMessage::Types::Alert, "error", TCLogFile::CRITICAL},
+    {TCModuleMessage::Types::Critical, "error", TCLogFile::CRITICAL},
+    {TCModuleMessage::Types::Warning, "warning", TCLogFile::WARNING},
+    {TCModuleMessage::Types::Notice, "note", TCLogFile::NOTICE},
+    {TCModuleMessage::Types::Info, "note", TCLogFile::TRACE},
+    {TCModuleMessage::Types::Debug, nullptr, TCLogFile::DATA},
+};
+
 void Sink(const char* module, TCModuleMessage::Types type, const char* text) {
-    if (type <= TCModuleMessage::Types::Critical)
-        console::FromModule("error", module, text);
-    else if (type == TCModuleMessage::Types::Warning)
-        console::FromModule("warning", module, text);
-    else if (type != TCModuleMessage::Types::Debug)
-        console::FromModule("note", module, text);
+    const auto kind = std::ranges::find(MESSAGE_KINDS, type, &MessageKind::type);
+    if (kind == std::end(MESSAGE_KINDS)) return console::FromModule("note", TCLogFile::NOTICE, module, text);
+    console::FromModule(kind->word, kind->level, module, text);
 }
 
 // One name for a file however it is written; empty for what is no ordinary file, as a device.

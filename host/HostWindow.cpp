@@ -4,6 +4,7 @@
 
 #include "host/Console.h"
 #include "host/Guard.h"
+#include "host/RunLog.h"
 #include "sigweave/foundation/HostRecords.h"
 #include "sigweave/module/TCValidateActualPortType.h"
 
@@ -15,15 +16,16 @@ std::string Quoted(const char* text) {
 }
 
 void ShowError(const TCErrorRecord& record) {
-    console::FromModule("error", record.module, record.text);
+    console::FromModule("error", TCLogFile::ERROR, record.module, record.text);
 }
 
 void ShowBalloon(const TCBalloonRecord& record) {
     const std::string caption = Text(record.caption);
     const std::string text = Text(record.text);
     const std::string speaker = console::Speaker();
-    console::Say("note: " + speaker + (speaker.empty() ? "" : ": ") + caption +
-                 (caption.empty() || text.empty() ? "" : ": ") + text);
+    const std::string note = caption + (caption.empty() || text.empty() ? "" : ": ") + text;
+    console::Say("note: " + speaker + (speaker.empty() ? "" : ": ") + note);
+    runlog::FromModule(TCLogFile::NOTICE, speaker, note);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "host/Console.h"
 #include "host/Guard.h"
+#include "host/RunLog.h"
 #include "host/Topology.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 
@@ -84,7 +85,10 @@ bool Runner::Begin() {
             module.GetMessageA(TCPortHelper::MESSAGE_FIRST_IN_CYCLE, 1);
             code = module.Init();
         });
-        if (code >= 0 && thrown.empty()) continue;
+        if (code >= 0 && thrown.empty()) {
+            runlog::StateOf(Name(index), "started");
+            continue;
+        }
         Fail(index, code, thrown, "starting");
         return false;
     }
@@ -99,6 +103,7 @@ Scheduler Runner::MakeScheduler() const {
         Scheduler::Node& node = nodes.emplace_back();
         node.module = &Module(index);
         node.source = node.module->GetTypeOfModule() == 1;
+        if (node.source && options.realtime) node.pace = std::make_unique<SourcePace>();
     }
     std::vector<Scheduler::Line> wired;
     std::set<std::pair<int, int>> outputs;
@@ -121,6 +126,7 @@ void Runner::Step() {
     Scheduler scheduler = MakeScheduler();
     console::SetSpeaker(
         [&] { return Name(order[static_cast<std::size_t>(std::max(scheduler.Position(), 0))]); });
+    runlog::StateOf("", "running");
     const Scheduler::End end = scheduler.Run();
     if (scheduler.WasInterrupted()) report.verdict = Verdict::Interrupted;
     if (end == Scheduler::End::Failed)
@@ -143,7 +149,10 @@ void Runner::Finish() {
             code = Module(index).Done();
             Module(index).GetMessageA(TCPortHelper::MESSAGE_RUNNING, 0);
         });
-        if (code < 0 || !thrown.empty()) Fail(index, code, thrown, "finishing");
+        if (code < 0 || !thrown.empty())
+            Fail(index, code, thrown, "finishing");
+        else
+            runlog::StateOf(Name(index), "finished");
     }
 }
 
@@ -152,6 +161,7 @@ void Runner::Fail(int module, int code, const std::string& thrown, const char* d
     const std::string text =
         Name(module) + " (" + Module(module).GetModuleName() + ") failed while " + doing +
         (reason.empty() ? " (code " + std::to_string(code) + "); the module gave no reason" : ": " + reason);
+    runlog::FromHost(TCLogFile::ERROR, text);
     report.explanation += (report.verdict == Verdict::Failed ? "; then " : "") + text;
     report.verdict = Verdict::Failed;
 }
@@ -193,11 +203,23 @@ void Runner::ReportCounts(const Scheduler& scheduler) {
         ModuleReport& module = report.modules[static_cast<std::size_t>(order[position])];
         module.blocksIn = scheduler.Nodes()[position].taken;
         module.blocksOut = scheduler.Nodes()[position].made;
+        if (const SourcePace* pace = scheduler.Nodes()[position].pace.get()) ReportPace(*pace, module);
     }
     for (std::size_t index = 0; index < lines.size(); ++index) {
         report.lines[index].blocks = scheduler.Lines()[index].blocks;
         report.lines[index].deepestQueue = scheduler.Lines()[index].deepest;
     }
+}
+
+void Runner::ReportPace(const SourcePace& pace, ModuleReport& module) {
+    if (pace.SignalMade() == 0.0 && module.blocksOut > 0)
+        console::Warning(module.instance + ": its blocks tell no sample rate, so nothing paced it");
+    const TCExactTimeDiffPeriodic& intervals = pace.Intervals();
+    constexpr const char* SIGNAL = "real time";
+    module.results.push_back({SIGNAL, "intervals", static_cast<double>(intervals.GetCount()), ""});
+    module.results.push_back({SIGNAL, "interval average", intervals.GetAvr(), "ms"});
+    module.results.push_back({SIGNAL, "interval maximum", intervals.GetMax(), "ms"});
+    module.results.push_back({SIGNAL, "interval deviation", intervals.GetStabw(), "ms"});
 }
 
 void Runner::ReportResults() {

@@ -40,6 +40,7 @@ class Runner {
     void JudgeStall(const Scheduler& scheduler);
     std::string DescribeLeftovers(const Scheduler& scheduler, int position) const;
     void ReportCounts(const Scheduler& scheduler);
+    static void ReportPace(const SourcePace& pace, ModuleReport& module);
     void ReportResults();
     std::string PortText(int module, int kind, int port) const;
     TCBaseModule& Module(int index) const { return *modules[static_cast<std::size_t>(index)].module; }

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <bit>
 
+#include "host/Console.h"
 #include "host/Guard.h"
+#include "host/RunLog.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 
 namespace host {
@@ -67,7 +69,7 @@ Scheduler::End Scheduler::Run() {
     nextProgress = begin + PROGRESS_INTERVAL;
     bool failed = false;
     thrown = WhatItThrows([&] {
-        while (!failed && (position = ready.Largest()) >= 0) {
+        while (!failed && (position = Choose()) >= 0) {
             if (options.interrupt != nullptr && !interruptSeen &&
                 options.interrupt->load(std::memory_order_relaxed))
                 Interrupt();
@@ -78,8 +80,24 @@ Scheduler::End Scheduler::Run() {
     return failed || !thrown.empty() ? End::Failed : End::NothingToDo;
 }
 
+// In real time, sources come after all others, and of them the one whose next block is due first.
+int Scheduler::Choose() const {
+    const int largest = ready.Largest();
+    if (!options.realtime) return largest;
+    int chosen = -1;
+    for (int index = largest; index >= 0; --index) {
+        if (!ready.Contains(index)) continue;
+        const SourcePace* const pace = nodes[static_cast<std::size_t>(index)].pace.get();
+        if (pace == nullptr) return index;
+        if (chosen < 0 || pace->SignalMade() < nodes[static_cast<std::size_t>(chosen)].pace->SignalMade())
+            chosen = index;
+    }
+    return chosen;
+}
+
 bool Scheduler::Step(Node& node) {
     if (!HasWork(node)) return code == 0;
+    if (node.pace != nullptr && !interruptSeen) node.pace->Wait();
     code = node.module->Execute();
     if (code < 0) return false;
     const int taken = CountTaken(node);
@@ -100,6 +118,7 @@ bool Scheduler::HasWork(Node& node) {
     if (verdict == 0) return true;
     ready.Remove(position);
     node.ended = node.source;
+    if (node.ended) runlog::StateOf(console::Speaker(), "has given all its blocks");
     return false;
 }
 
@@ -176,12 +195,14 @@ void Scheduler::MeasureSignal(Node& node) {
         const double end =
             info->GetTimestamp() - node.firstTimestamp + 1000.0 * values / info->GetSamplerate();
         signalSeconds = std::max(signalSeconds, end / 1000.0);
+        if (node.pace != nullptr) node.pace->HasMade(line.blocks, 1000.0 * values / info->GetSamplerate());
         return;
     }
 }
 
 void Scheduler::Interrupt() {
     interruptSeen = true;
+    runlog::StateOf("", "interrupted; the sources end their signals");
     for (Node& node : nodes) {
         if (!node.source || node.ended) continue;
         interrupted = true;

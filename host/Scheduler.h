@@ -4,10 +4,12 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "host/RunReport.h"
+#include "host/SourcePace.h"
 
 class TCBaseModule;
 class TCIOStream;
@@ -22,6 +24,9 @@ class PositionSet {
     void Remove(int position) { Word(position) &= ~Bit(position); }
     // -1 when the set is empty.
     int Largest() const;
+    bool Contains(int position) const {
+        return (words[static_cast<std::size_t>(position >> 6)] & Bit(position)) != 0;
+    }
 
  private:
     static std::uint64_t Bit(int position) { return std::uint64_t{1} << (position & 63); }
@@ -35,6 +40,8 @@ struct RunOptions {
     int queueLimit = 16;
     // How long a source may say that it has work without making a block.
     std::chrono::milliseconds patience{10000};
+    // Whether sources make their blocks no faster than their sample rate tells.
+    bool realtime = false;
     // Set from a signal handler to end the run early; may be null.
     const std::atomic<bool>* interrupt = nullptr;
     // Called some times a second.
@@ -80,6 +87,7 @@ class Scheduler {
         std::chrono::steady_clock::time_point
             lastSign{};  // of the last block, or of the first step without one
         bool waiting = false;
+        std::unique_ptr<SourcePace> pace;  // of a source in a run in real time
     };
 
     enum class End { NothingToDo, Failed };
@@ -106,6 +114,7 @@ class Scheduler {
     Line& LineAt(int index) { return lines[static_cast<std::size_t>(index)]; }
 
     void FindSources();
+    int Choose() const;
     bool Step(Node& node);
     bool HasWork(Node& node);
     int CountTaken(Node& node);

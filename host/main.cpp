@@ -95,6 +95,35 @@ bool IsCommand(const std::string& word, const CStringArray& commands) {
     return false;
 }
 
+void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
+    const std::vector<std::string> levels(std::begin(host::runlog::LEVELS), std::end(host::runlog::LEVELS));
+    constexpr int MOST_KILOBYTES = 2097151;  // what 32 bits of bytes can tell
+    CLI::Option* log =
+        command
+            .add_option(
+                "--log", options.log.pattern,
+                "Appends what modules and the host tell to this file; it may hold tokens of the time, "
+                "as %yyyy-%MM-%dd, and a folder with a slash behind it gets a file of its own")
+            ->type_name("PATTERN");
+    command
+        .add_option("--log-level", options.log.level,
+                    "How serious what goes to the log must be: emergency, critical, error, warning, notice, "
+                    "trace (the default) or data (all)")
+        ->check(CLI::Validator(CLI::IsMember(levels)).description(""))
+        ->type_name("LEVEL")
+        ->needs(log);
+    command
+        .add_option("--log-split", options.log.splitKilobytes,
+                    "Begins a new log file when this size is reached")
+        ->check(CLI::Validator(CLI::Range(0, MOST_KILOBYTES)).description(""))
+        ->type_name("KB")
+        ->needs(log);
+    command.add_flag(
+        "--realtime", options.realtime,
+        "Lets sources make their blocks as fast as the sample rate tells, and reports how evenly "
+        "they came");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -111,6 +140,7 @@ int main(int argc, char** argv) {
     run->add_option("--report", format, "text: a table of the results; json: one document with all figures")
         ->check(CLI::Validator(CLI::IsMember({"text", "json"})).description(""))
         ->type_name("text|json");
+    AddRunOptions(*run, options);
     CLI::App* check = app.add_subcommand("check", "Tells every mistake of a graph; runs nothing");
     AddGraph(*check, options);
     CLI::App* convert = app.add_subcommand(

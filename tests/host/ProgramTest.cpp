@@ -120,6 +120,70 @@ TEST_F(Program, FailedAndStalledRunsExitWithOne) {
     EXPECT_THAT(full.err, HasSubstr("standard output cannot be written"));
 }
 
+TEST_F(Program, LogsMessagesErrorsAndStates) {
+    const Answer failed =
+        RunGraph(GOOD, "--set p.fail_at=5 --set p.talk_at=2 --log run_%yyyy.log --log-level data");
+    EXPECT_EQ(failed.code, 1);
+    EXPECT_THAT(failed.err, Not(HasSubstr("40 degrees"))) << "for the log alone";
+    std::string log;
+    for (const auto& file : fs::directory_iterator(folder))
+        if (file.path().filename().string().starts_with("run_20")) log = ReadAll(file.path());
+    for (const char* line :
+         {"State , Notice   , a, started\r\n", "Module, Warning  , p (Test pass), the wire<\\n>is hot\r\n",
+          "Module, Data     , p (Test pass), 40 degrees\r\n",
+          "Host  , Error    , sigweave, p (Test pass) failed while running: the wire is broken\r\n",
+          "State , Notice   , s, finished\r\n", "State , Notice   , run, failed: test.graph, "})
+        EXPECT_THAT(log, HasSubstr(line));
+    EXPECT_TRUE(log.ends_with("TCLogFile::Close\r\n"));
+}
+
+TEST_F(Program, LogsWhatIsAsSeriousAsWanted) {
+    EXPECT_EQ(RunGraph(GOOD, "--set a.blocks=many --log run.log --log-level error").code, 2);
+    EXPECT_THAT(
+        ReadAll(folder / "run.log"),
+        testing::MatchesRegex("[^\n]*Host  , Error    , sigweave, [^\n]*'many' is not allowed[^\n]*\n"));
+    fs::create_directory(folder / "logs");
+    EXPECT_EQ(RunGraph(GOOD, "--set p.talk_at=1 --log logs/ --log-level data --log-split 1").code, 0);
+    const auto files = std::distance(fs::directory_iterator(folder / "logs"), fs::directory_iterator());
+    EXPECT_GE(files, 2) << "split";
+}
+
+TEST_F(Program, TellsWhenThereCanBeNoLog) {
+    for (const std::string name : {"missing/run.log", "test.graph/", "."}) {
+        const Answer refused = RunGraph(GOOD, "--log " + name);
+        EXPECT_EQ(refused.code, 2);
+        EXPECT_THAT(refused.err, HasSubstr("error: the log '" + name + "' cannot be written: "));
+        EXPECT_THAT(refused.out, IsEmpty());
+    }
+    const Answer full = RunGraph(GOOD, "--log /dev/full");
+    EXPECT_EQ(full.code, 0);
+    EXPECT_THAT(full.err, HasSubstr("the log is incomplete"));
+    EXPECT_EQ(RunGraph(GOOD, "--log-level notice").code, 2);
+    EXPECT_EQ(RunGraph(GOOD, "--log x.log --log-split 2097152").code, 2);
+}
+
+TEST_F(Program, PacesSourcesInRealTime) {
+    const std::string two =
+        std::string("[b]\nmodule=TestSource\nblocks=3\nrate=200\n[t]\nmodule=TestJoin\n") + GOOD +
+        "b.Signal=t.Signal 1\n";
+    const Answer answer = RunGraph(two, "--set a.blocks=6 --set a.rate=400 --realtime --report json");
+    EXPECT_EQ(answer.code, 0);
+    const auto document = nlohmann::json::parse(answer.out);
+    EXPECT_GE(document["seconds"], 0.05);
+    for (const auto& module : document["modules"]) {
+        if (module["module"] != "TestSource") continue;
+        const auto& results = module["results"];
+        EXPECT_EQ(results[0]["quantity"], "intervals");
+        EXPECT_EQ(results[0]["value"], module["instance"] == "a" ? 5 : 2);
+        const double sum = results[0]["value"].get<double>() * results[1]["value"].get<double>();
+        EXPECT_GE(sum, module["instance"] == "a" ? 50 : 40) << "from the first block on";
+        EXPECT_GE(results[2]["value"], results[1]["value"]);
+        EXPECT_EQ(results[3]["unit"], "ms");
+    }
+    EXPECT_THAT(RunGraph(GOOD, "--set a.blocks=3 --set a.rate=1000 --realtime").out,
+                testing::ContainsRegex("\na +real time +intervals +2\n"));
+}
+
 TEST_F(Program, CheckTellsEveryMistakeAtItsPlace) {
     Write("bad.graph",
           "[a]\nmodule=TestSorce\n[b]\n[c]\nmodule=TestSource\nblocks=many\nblock=1\n"

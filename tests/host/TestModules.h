@@ -5,6 +5,7 @@
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/module/TCModuleMessage.h"
 
 // Small modules for the tests of the host, in the test program itself and in a module library.
 
@@ -20,6 +21,7 @@ class TestSource final : public TCBaseModuleEx {
         {"interrupt_at", TCModuleParameter::INTEGER, "-1", "", "The block at which the user types Ctrl-C"},
         {"interrupts", TCModuleParameter::INTEGER, "1", "", "How often"},
         {"file", TCModuleParameter::FILE, "", "", "Told as a result"},
+        {"rate", TCModuleParameter::NUMBER, "1", "Hz", "Values a second"},
     };
 
     explicit TestSource(int instance) : TCBaseModuleEx(instance, PARAMETERS) { DeclareSource(); }
@@ -48,7 +50,8 @@ class TestSource final : public TCBaseModuleEx {
         const bool last = IsInterrupted() || made + 1 == blocks;
         TCTypeInfo info;
         info.SetState(made == 0 ? (last ? COMPLETE : START) : last ? STOP : BUSY);
-        info.SetTimestamp(1.6e12 + 1000.0 * made * values.GetSize());
+        info.SetSamplerate(ParamDbl("rate"));
+        info.SetTimestamp(1.6e12 + 1000.0 * made * values.GetSize() / ParamDbl("rate"));
         for (double& value : values) value = made;
         portHelper->SetTypeInfo(0, info);
         const int code = portHelper->WriteDblArray(0, values);
@@ -74,6 +77,7 @@ class TestPass final : public TCBaseModuleEx {
     static constexpr TCModuleParameter PARAMETERS[] = {
         {"fail_at", TCModuleParameter::INTEGER, "-1"},
         {"hoard_from", TCModuleParameter::INTEGER, "1000000000"},
+        {"talk_at", TCModuleParameter::INTEGER, "-1", "", "The block at which it has something to say"},
     };
 
     explicit TestPass(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
@@ -88,7 +92,10 @@ class TestPass final : public TCBaseModuleEx {
     int Execute() override {
         if (seen == ParamInt("fail_at")) return Fail(-7, "the wire is broken");
         if (seen >= ParamInt("hoard_from")) return 0;
-        ++seen;
+        if (++seen == ParamInt("talk_at")) {
+            TCModuleMessage::Warning(GetModuleName(), "the wire\nis hot");
+            TCModuleMessage::Debug(GetModuleName(), "%d degrees", 40);
+        }
         portHelper->ForwardBlock(0, 0);
         return 0;
     }

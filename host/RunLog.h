@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "sigweave/services/TCLogFile.h"
+
+namespace host {
+
+struct LogOptions {
+    std::string pattern;  // of TCLogFile; empty: no log
+    std::string level = "trace";
+    int splitKilobytes = 0;  // 0: one file
+};
+
+// What modules and the host tell and how a run goes, in a log file of the process. Any thread; nothing
+// happens while the log is closed.
+namespace runlog {
+
+// The words for levels, the most serious first.
+inline constexpr const char* LEVELS[] = {"emergency", "critical", "error", "warning",
+                                         "notice",    "trace",    "data"};
+
+// Writes what is as serious as the level of the options or more. Answers what is wrong; empty when nothing
+// is.
+std::string Open(const LogOptions& options);
+// Tells when the log has become incomplete.
+void Close();
+
+void FromHost(TCLogFile::LOG_LEVEL level, const std::string& text);
+void FromModule(TCLogFile::LOG_LEVEL level, const std::string& module, const std::string& text);
+// Of an instance, or of the whole run when the name is empty.
+void StateOf(const std::string& instance, const std::string& state);
+
+}  // namespace runlog
+}  // namespace host
