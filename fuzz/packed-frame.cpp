@@ -1,29 +1,16 @@
 // TCIOStream::DeSerializeBlock, given the input as a frame, and as what stands behind the header of a frame
 // that is otherwise right: else the checksum would keep every input out.
-#include <cstring>
-
 #include "fuzz/Fuzz.h"
+#include "tests/support/PackedFrame.h"
 
 namespace {
 
-void Put(std::string& frame, std::size_t at, std::uint32_t value) {
-    std::memcpy(frame.data() + at, &value, sizeof value);
-}
-
-std::uint32_t Checksum(const std::string& text) {
-    std::uint32_t sum = UINT32_MAX;
-    for (const char character : text) {
-        sum ^= static_cast<unsigned char>(character);
-        for (int bit = 0; bit < 8; ++bit) sum = (sum & 1) != 0 ? sum >> 1 ^ 0xEDB88320u : sum >> 1;
-    }
-    return ~sum;
-}
-
-std::string WithHeader(const std::string& body) {
-    std::string frame = "SWBK" + std::string(12, '\0') + body;
-    Put(frame, 4, 1);
-    Put(frame, 8, static_cast<std::uint32_t>(frame.size()));
-    Put(frame, 12, Checksum(body));
+std::string WithHeader(std::string body) {
+    body.resize((body.size() + 7) / 8 * 8);
+    const std::uint32_t header[] = {0x4B425753, 2, static_cast<std::uint32_t>(body.size() + 24), 0, 0, 0};
+    std::string frame(reinterpret_cast<const char*>(header), sizeof header);
+    frame += body;
+    SignFrame(frame);
     return frame;
 }
 

@@ -54,7 +54,7 @@ void CloseHives() {
 // Never destroyed: a module may save settings while the process goes down.
 union HivesStorage {
     Hives hives;
-    HivesStorage() : hives() {
+    HivesStorage() noexcept : hives() {
         tc::AtFork(PrepareFork, FinishFork, FinishFork);
         std::atexit(CloseHives);
     }

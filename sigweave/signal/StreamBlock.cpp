@@ -75,7 +75,7 @@ bool TCIOStream::Block::AddSegment(const char* name, DATATYPE type, int dims, co
 
 bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents,
                                         void*& elements) {
-    const bool any = DataSegment::CountElements(dims, extents) != 0;
+    const bool any = tc::CountElements(dims, extents) != 0;
     if (type == POINTER || !Write(name, type, dims, extents, nullptr, any)) return false;
     elements = segments[currentSegment]->data;
     return true;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <new>
 
 #include "sigweave/foundation/TCList.h"
@@ -63,6 +64,22 @@ inline constexpr char XML_TOO_DEEP[] = "Blocks are nested more than 255 levels d
 // Whether elements of that type have values that mean something outside the process.
 inline bool HasValues(int type) {
     return type >= int{TCIOStream::INT} && type <= int{TCIOStream::BLOCK} && type != int{TCIOStream::POINTER};
+}
+
+// The product of the extents, 1 without any; -1 for a negative extent or more elements than an int holds.
+inline int CountElements(int dims, const int* extents) {
+    std::int64_t count = 1;
+    for (int i = 0; i < dims; ++i) {
+        if (extents[i] < 0) return -1;
+        count *= extents[i];
+        if (count > INT32_MAX) return -1;
+    }
+    return static_cast<int>(count);
+}
+
+// The same for shapes that were read; here no extents are no elements, as in a segment.
+inline int CountElements(const TCArray<int>& extents) {
+    return extents.IsEmpty() ? 0 : CountElements(extents.GetSize(), extents.GetData());
 }
 
 // The result of `work`, or `otherwise` when there is no memory.

@@ -4,7 +4,7 @@
 #include <new>
 #include <type_traits>
 
-#include "sigweave/signal/TCIOStream.h"
+#include "sigweave/signal/StreamInternal.h"
 
 namespace {
 
@@ -42,19 +42,9 @@ TCIOStream::DataSegment::~DataSegment() {
     Free();
 }
 
-int TCIOStream::DataSegment::CountElements(int dims, const int* extents) {
-    std::int64_t count = 1;
-    for (int i = 0; i < dims; ++i) {
-        if (extents[i] < 0) return -1;
-        count *= extents[i];
-        if (count > INT32_MAX) return -1;
-    }
-    return static_cast<int>(count);
-}
-
 bool TCIOStream::DataSegment::SetData(DATATYPE newType, int dims, const int* extents, const void* source,
                                       bool copy) {
-    const int count = CountElements(dims, extents);
+    const int count = tc::CountElements(dims, extents);
     const bool owned = copy && newType != POINTER;
     if (newType == UNDEF || newType > BLOCK || count < 0 || (owned && count == 0)) return false;
     if (!owned) {
@@ -75,7 +65,7 @@ void TCIOStream::DataSegment::SetShape(DATATYPE newType, int dims, const int* ex
     for (int i = 0; i < count; ++i) dimensions[i] = extents[i];
     dimensions[count] = 0;
     dimensionCount = count;
-    elementCount = count == 0 ? 0 : CountElements(count, extents);
+    elementCount = count == 0 ? 0 : tc::CountElements(count, extents);
     type = newType;
 }
 

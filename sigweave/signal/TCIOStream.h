@@ -355,8 +355,6 @@ class TC_API TCIOStream::DataSegment {
     friend class TCIOStream;
     friend class TCIOStream::Block;
 
-    // The product of the extents, 1 without any; -1 for a negative extent or more elements than an int holds.
-    static int CountElements(int dims, const int* extents);
     // Stores the elements, copied or by address; with `copy` a null `source` gives empty
     // ones, and numbers that are not set. Keeps the
     // storage when it is large enough. False when the type or the shape is none; throws std::bad_alloc.

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstring>
@@ -152,7 +153,7 @@ class Unpacker {
 
     bool Align() {
         const std::int64_t skipped = WholeWords(at - start) - (at - start);
-        if (!Has(skipped)) return false;
+        if (!Has(skipped) || std::any_of(at, at + skipped, [](char byte) { return byte != 0; })) return false;
         at += skipped;
         return true;
     }
@@ -212,15 +213,12 @@ class Unpacker {
 
     bool GetElements(Block& block, const TCString& name, TCIOStream::DATATYPE type,
                      const TCArray<int>& extents, int level) {
-        std::int64_t count = extents.IsEmpty() ? 0 : 1;
-        for (const int extent : extents) {
-            count *= extent;
-            if (extent < 0 || !Has(count * SmallestElement(type))) return false;
-        }
+        const int count = tc::CountElements(extents);
         void* elements;
+        if (count < 0 || !Has(count * SmallestElement(type))) return false;
         if (!block.AddEmptySegment(name, type, extents.GetSize(), extents.GetData(), elements)) return false;
         if (type == TCIOStream::STRING || type == TCIOStream::BLOCK)
-            return GetEach(type, elements, static_cast<int>(count), level);
+            return GetEach(type, elements, count, level);
         return GetNumbers(static_cast<char*>(elements), count * ElementSize(type));
     }
 

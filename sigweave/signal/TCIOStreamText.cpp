@@ -147,16 +147,15 @@ class TokenReader {
         if (!tc::HasValues(type) || dims < 0 || !Has(std::int64_t{2} * dims)) return false;
         TCArray<int> extents;
         extents.SetSize(dims);
-        std::int64_t count = dims > 0 ? 1 : 0;
-        for (int& extent : extents) {
-            if (!Get(extent) || extent < 0) return false;
-            count *= extent;
-            if (!Has(2 * count)) return false;  // no element is shorter than a digit and a blank
-        }
+        for (int& extent : extents)
+            if (!Get(extent)) return false;
+        const int count = tc::CountElements(extents);
         void* elements;
-        return block.AddEmptySegment(name, static_cast<TCIOStream::DATATYPE>(type), dims, extents.GetData(),
+        // No element is shorter than a digit and a blank.
+        return count >= 0 && Has(std::int64_t{2} * count) &&
+               block.AddEmptySegment(name, static_cast<TCIOStream::DATATYPE>(type), dims, extents.GetData(),
                                      elements) &&
-               GetElements(type, elements, static_cast<int>(count), level);
+               GetElements(type, elements, count, level);
     }
 
     bool GetElements(int type, void* elements, int count, int level) {

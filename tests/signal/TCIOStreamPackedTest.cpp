@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "tests/signal/StreamLines.h"
+#include "tests/support/PackedFrame.h"
 
 namespace {
 
@@ -40,20 +41,6 @@ int Unpack(StreamLines& to, const std::string& frame) {
     return to.writer.DeSerializeBlock(frame.data(), static_cast<int>(frame.size()));
 }
 
-// Sets the checksum right, so that what lies behind it is tried.
-void Sign(std::string& frame) {
-    const std::uint64_t factor = 0x9E3779B97F4A7C15;
-    std::uint64_t sums[4] = {};
-    for (std::size_t i = 0; 24 + 8 * i + 8 <= frame.size(); ++i) {
-        std::uint64_t word;
-        std::memcpy(&word, frame.data() + 24 + 8 * i, 8);
-        const std::uint64_t terms[] = {word, word >> 32, i * word, i * (word >> 32)};
-        for (int sum = 0; sum < 4; ++sum) sums[sum] += terms[sum];
-    }
-    const std::uint64_t value = ((sums[0] * factor + sums[1]) * factor + sums[2]) * factor + sums[3];
-    std::memcpy(frame.data() + 16, &value, 8);
-}
-
 void ExpectSame(TCIOStream& input) {
     EXPECT_TRUE(std::isnan(input.PeekTI()->GetTimestamp()));
     ASSERT_EQ(input.StartReadSegments(true), 1);
@@ -79,7 +66,7 @@ TEST(StreamForms, PackedFrameThereAndBack) {
     PackedBlock block;
     const std::string frame = block.Frame();
     std::string again = frame;
-    Sign(again);
+    SignFrame(again);
     EXPECT_EQ(again, frame);
     EXPECT_EQ(block.from.Input().SerializeBlock(nullptr), 0);
     StreamLines to;
@@ -117,7 +104,7 @@ TEST(StreamForms, LyingLengthsAreRefused) {
         for (std::size_t i = 24; i + 4 <= frame.size(); ++i) {
             std::string lying = frame;
             std::memcpy(lying.data() + i, &lie, 4);
-            Sign(lying);
+            SignFrame(lying);
             const int result = Unpack(to, lying);
             EXPECT_TRUE(result == -14 || (result == 1 && to.Input().RemoveContents(true) == 1)) << i;
         }
@@ -125,7 +112,7 @@ TEST(StreamForms, LyingLengthsAreRefused) {
         std::string cut = frame.substr(0, size);
         const int length = static_cast<int>(size);
         std::memcpy(cut.data() + 8, &length, 4);
-        Sign(cut);
+        SignFrame(cut);
         EXPECT_EQ(Unpack(to, cut), -14) << size;
     }
 }
@@ -169,6 +156,23 @@ TEST(StreamForms, OldFormThereAndBack) {
     WriteInts(to.writer, {1, -20});
     EXPECT_EQ(to.Input().SerializeForOldStream(0),
               TCString("BUS 1 0 \xFF\0\0\0\0 1 1 2 1 -20 ", 27).operator const char*());
+}
+
+// Extents without elements take fewer bytes than those before them promise.
+TEST(StreamForms, EmptyMatrixThereAndBack) {
+    StreamLines from, packed, old;
+    from.writer.WriteDblMat(nullptr, 3, 0);
+    const TCString text = from.Input().SerializeForOldStream(0);
+    const char* at = text;
+    EXPECT_EQ(old.writer.DeSerializeForOldStream(at, at + text.GetLength()), 1);
+    std::string frame(static_cast<std::size_t>(from.Input().SerializeBlock(nullptr)), '\0');
+    from.Input().SerializeBlock(frame.data());
+    EXPECT_EQ(Unpack(packed, frame), 1);
+    for (TCIOStream* input : {&packed.Input(), &old.Input()}) {
+        ASSERT_EQ(input->StartReadSegments(), 1);
+        EXPECT_EQ(input->Segment(0)->GetExtent(0), 3);
+        EXPECT_EQ(input->Segment(0)->GetExtent(1), 0);
+    }
 }
 
 TEST(StreamForms, ReadableText) {
