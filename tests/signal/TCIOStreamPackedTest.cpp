@@ -158,6 +158,20 @@ TEST(StreamForms, OldFormThereAndBack) {
               TCString("BUS 1 0 \xFF\0\0\0\0 1 1 2 1 -20 ", 27).operator const char*());
 }
 
+// One block has one frame: what stands between its items is part of it.
+TEST(StreamForms, FramesHoldNothingBetweenTheirItems) {
+    StreamLines from, to;
+    from.writer.StartWriteSegments();
+    from.writer.WriteSegment("text", "a");
+    from.writer.EndWriteSegments();
+    std::string frame(static_cast<std::size_t>(from.Input().SerializeBlock(nullptr)), '\0');
+    from.Input().SerializeBlock(frame.data());
+    ASSERT_EQ(frame.back(), '\0');
+    frame.back() = 'x';
+    SignFrame(frame);
+    EXPECT_EQ(Unpack(to, frame), -14);
+}
+
 // Extents without elements take fewer bytes than those before them promise.
 TEST(StreamForms, EmptyMatrixThereAndBack) {
     StreamLines from, packed, old;
