@@ -107,7 +107,7 @@ std::string AbsolutePath(const char* basePath, const char* path) {
         if (!folder.empty() && !EndsWithSeparator(folder)) folder += SEPARATOR;
         result = Canonical(folder + result);
     }
-    return result.size() == PathRootLength(result) ? result : std::string(WithoutEndSeparator(result));
+    return result == "\\" ? result : std::string(WithoutEndSeparator(result));
 }
 
 // What follows the folder and its backslash; npos: the path lies elsewhere.

@@ -99,6 +99,7 @@ class Resolver {
 }  // namespace
 
 int ResolvePathTokens(std::string& path, PathTokens which, CStringArray* unknown) {
+    if (path.size() > LONGEST_TEXT) return 0;
     int count = 0;
     if (which.folders) count += Resolver(path, FolderOf, unknown).ResolveAll("%CSIDL_");
     if (which.environment) count += Resolver(path, VariableOf, unknown).ResolveAll("%");

@@ -16,8 +16,8 @@ struct PathTokens {
 // Replaces the tokens of a path from the left, folders first, and answers how many became text. Tokens in
 // values are resolved too, but not the one that a value came from; so every path ends. What has no value
 // vanishes, and its name goes to `unknown` if that is given; tokens vanish, too, after 1000 values and where
-// the text would grow beyond 32,767 bytes. A single percent sign stays. Any thread, as long as none changes
-// the environment.
+// the text would grow beyond 32,767 bytes; a longer text stays as it is. So does a single percent sign. Any
+// thread, as long as none changes the environment.
 TC_API int ResolvePathTokens(std::string& path, PathTokens which, CStringArray* unknown = nullptr);
 
 }  // namespace tc

@@ -157,6 +157,9 @@ TEST_F(PathTokens, EndWhateverTheVariablesHold) {
     TCFilePath::Resolve(grown, true, true);
     EXPECT_LE(grown.size(), 32'767U);
     EXPECT_EQ(grown.find('%'), CString::npos);
+    grown = std::string(40'000, '%');
+    EXPECT_EQ(TCFilePath::Resolve(grown, true, true), 0);
+    EXPECT_EQ(grown.size(), 40'000U);
     setenv("z", "", 1);
     Expect("%a%", "", 1000);
 }
