@@ -98,6 +98,27 @@ bool EightDigits(const char* text, std::uint64_t& value) {
     return true;
 }
 
+// A normal value as it is written, with a blank behind it; null for any other text. `text` has the length of
+// the longest one at least.
+inline const char* ReadWritten(const char* text, double& value) {
+    const std::uint64_t sign = *text == '-' ? SIGN : 0;
+    text += *text == '-' ? 1 : 0;
+    std::uint64_t first, last;  // digits; three belong to both
+    if (std::memcmp(text, "0x1.", 4) != 0 || !EightDigits(text + 4, first) || !EightDigits(text + 9, last) ||
+        text[17] != 'p')
+        return nullptr;
+    const char* p = SkipSign(text + 18);
+    if (p == text + 18) return nullptr;
+    int exponent = 0;
+    while (*p >= '0' && *p <= '9' && p < text + 23) exponent = 10 * exponent + (*p++ - '0');
+    if (text[18] == '-') exponent = -exponent;
+    if (p == text + 19 || *p != ' ' || exponent <= -BIAS || exponent > BIAS) return nullptr;
+    const std::uint64_t mantissa = first << 20 | (last & 0xFFFFF);
+    value =
+        std::bit_cast<double>(sign | mantissa | static_cast<std::uint64_t>(exponent + BIAS) << MANTISSA_BITS);
+    return p;
+}
+
 }  // namespace
 
 char* DoubleToHexString(char* dst, int size, const double& value) {
@@ -147,22 +168,12 @@ char* itoh(char* dst, unsigned int value) {
     return dst;
 }
 
-const char* tc::ReadWrittenDouble(const char* text, const char* end, double& value) {
-    if (end - text < LONGEST_TEXT) return nullptr;
-    const std::uint64_t sign = *text == '-' ? SIGN : 0;
-    text += *text == '-' ? 1 : 0;
-    std::uint64_t first, last;  // digits; three belong to both
-    if (std::memcmp(text, "0x1.", 4) != 0 || !EightDigits(text + 4, first) || !EightDigits(text + 9, last) ||
-        text[17] != 'p')
-        return nullptr;
-    const char* p = SkipSign(text + 18);
-    if (p == text + 18) return nullptr;
-    int exponent = 0;
-    while (*p >= '0' && *p <= '9' && p < text + 23) exponent = 10 * exponent + (*p++ - '0');
-    if (text[18] == '-') exponent = -exponent;
-    if (p == text + 19 || *p != ' ' || exponent <= -BIAS || exponent > BIAS) return nullptr;
-    const std::uint64_t mantissa = first << 20 | (last & 0xFFFFF);
-    value =
-        std::bit_cast<double>(sign | mantissa | static_cast<std::uint64_t>(exponent + BIAS) << MANTISSA_BITS);
-    return p;
+int tc::ReadWrittenDoubles(const char*& text, const char* end, double* values, int count) {
+    int read = 0;
+    for (; read < count && end - text >= LONGEST_TEXT; ++read) {
+        const char* blank = ReadWritten(text, values[read]);
+        if (blank == nullptr) break;
+        text = blank + 1;
+    }
+    return read;
 }

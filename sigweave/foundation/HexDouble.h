@@ -27,9 +27,10 @@ TC_API char* itoh(char* dst, unsigned int value);
 
 namespace tc {
 
-// The short way through long texts of numbers: reads a normal value in exactly the form that is written,
-// where a blank or the end follows it, and answers where it ends. For any other text, be it a number or not,
-// and within the last 25 bytes the answer is null and `value` unchanged; `StringToDouble` then tells.
-TC_API const char* ReadWrittenDouble(const char* text, const char* end, double& value);
+// The short way through long texts: reads up to `count` normal values in exactly the form that is written,
+// each with one blank behind it, and answers how many there were; `text` then is behind the last blank. It
+// ends before anything else, be it a number or not, and within the last 25 bytes; `StringToDouble` tells what
+// is there.
+TC_API int ReadWrittenDoubles(const char*& text, const char* end, double* values, int count);
 
 }  // namespace tc

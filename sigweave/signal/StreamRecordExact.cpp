@@ -68,8 +68,10 @@ bool ReadAllBits(const TCString& bits, double& value) {
 
 std::string ExponentsOf(const TCSI_Unit& unit) {
     std::string text;
-    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i)
-        text += (i > 0 ? " " : "") + std::to_string(unit.GetExponent(i));
+    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i) {
+        if (i > 0) text += ' ';
+        text += std::to_string(unit.GetExponent(i));
+    }
     return text;
 }
 
@@ -176,7 +178,8 @@ std::string BitsOfNotFinite(const Segment& segment) {
     for (int i = 0; i < segment.GetElementCount(); ++i) {
         const double value = segment.GetDoubles()[i];
         if (std::isfinite(value)) continue;
-        text += (text.empty() ? "" : " ") + BitsOf(value);
+        if (!text.empty()) text += ' ';
+        text += BitsOf(value);
     }
     return text;
 }

@@ -6,6 +6,7 @@
 #include <limits>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "sigweave/foundation/HexDouble.h"
 #include "sigweave/persistence/TCXML.h"
@@ -34,9 +35,8 @@ const char* ReadWord(const char* p, Word (*convert)(const char*, char**, int), i
 }
 
 // Also the one text that the writer has for what is no finite number, and no number reader takes.
-const char* ReadNumber(const char* p, const char* textEnd, double& value) {
+const char* ReadNumber(const char* p, double& value) {
     static constexpr std::string_view NOT_A_NUMBER = "-1.#IND";
-    if (const char* behind = tc::ReadWrittenDouble(p, textEnd, value)) return behind;
     char* end = nullptr;
     value = StringToDouble(p, &end);
     if (end == nullptr || end == p) return nullptr;
@@ -46,7 +46,7 @@ const char* ReadNumber(const char* p, const char* textEnd, double& value) {
 }
 
 // Any 32 bits, with a sign or without. The writer's form takes the short way.
-const char* ReadNumber(const char* p, const char*, int& value) {
+const char* ReadNumber(const char* p, int& value) {
     unsigned long word = 0;
     const char* end;
     if (p[0] == '0' && p[1] == 'x') {
@@ -71,8 +71,7 @@ bool IsEnd(const char* p) {
 
 // A text that is one number and nothing else.
 bool IsNumber(const TCString& text, double& value) {
-    const char* const begin = text;
-    const char* end = ReadNumber(SkipSpace(begin), begin + text.GetLength(), value);
+    const char* end = ReadNumber(SkipSpace(text), value);
     return end != nullptr && IsEnd(end);
 }
 
@@ -92,9 +91,12 @@ Reading ReadNumbers(std::string_view text, Number* numbers, int count) {
     const char* p = text.data();
     const char* const end = p + text.size();
     for (int i = 0; i < count; ++i) {
+        if constexpr (std::is_same_v<Number, double>)
+            i += tc::ReadWrittenDoubles(p, end, numbers + i, count - i);
+        if (i == count) break;
         p = SkipSpace(p);
         if (p == end) return Reading::OTHER_COUNT;
-        p = ReadNumber(p, end, numbers[i]);
+        p = ReadNumber(p, numbers[i]);
         if (p == nullptr || (p != end && *p != ' ' && tc::SkipSpace(p) == p)) return Reading::NO_NUMBER;
     }
     return IsEnd(p) ? Reading::DONE : Reading::OTHER_COUNT;
