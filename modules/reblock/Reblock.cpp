@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"

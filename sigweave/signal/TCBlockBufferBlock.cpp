@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <bit>
 #include <climits>
 #include <cstring>
 #include <new>
 #include <numeric>
+#include <type_traits>
 #include <utility>
 
 #include "sigweave/module/TCPortHelper.h"
