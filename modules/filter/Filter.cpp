@@ -1,6 +1,5 @@
 #include "modules/filter/Filter.h"
 
-#include <cmath>
 #include <limits>
 
 #include "modules/common/SignalSettings.h"
@@ -87,37 +86,36 @@ bool Filter::HasUpperCorner() const {
 
 int Filter::Prepare(unsigned input) {
     Channel& channel = channels[input];
+    const TCTypeInfo none;
     const TCTypeInfo* found = portHelper->LastTypeInfo(input);
-    channel.metadata = found != nullptr ? *found : TCTypeInfo();
-    const double rate = channel.metadata.GetSamplerate();
-    if (!channel.open || tc::BeginsSignal(channel.metadata.GetState())) {
-        channel.open = true;
-        channel.told = false;
-        if (rate != channel.rate) return Design(input);
-        channel.cascade.Reset();
-    }
-    if (rate == channel.rate) return 0;
-    const std::string name = tc::SignalName(*portHelper, input, channel.metadata);
-    return Fail(tc::MODULE_FAILED,
-                (name + ": the samplerate changes from " + tc::NumberText(channel.rate) + " to " +
-                 tc::NumberText(rate) + " within the signal; a filter holds for one samplerate")
-                    .c_str());
+    const TCTypeInfo& metadata = found != nullptr ? *found : none;
+    const bool begins = !channel.open || tc::BeginsSignal(metadata.GetState());
+    std::string error;
+    if (!begins && !tc::CheckGoesOn(*portHelper, input, channel.metadata, metadata, error))
+        return Fail(tc::MODULE_FAILED, error.c_str());
+    channel.metadata = metadata;
+    if (!begins) return 0;
+    channel.open = true;
+    channel.told = false;
+    if (metadata.GetSamplerate() != channel.rate) return Design(input);
+    channel.cascade.Reset();
+    return 0;
 }
 
 int Filter::Design(unsigned input) {
     Channel& channel = channels[input];
     const double rate = channel.metadata.GetSamplerate();
-    const std::string name = tc::SignalName(*portHelper, input, channel.metadata);
     const double corner = ParamDbl("corner");
     const double upper = HasUpperCorner() ? ParamDbl("upper_corner") : 0.0;
-    std::string reason;
-    if (!(rate > 0.0) || std::isinf(rate)) {
-        reason = "the samplerate " + tc::NumberText(rate) + " is none; allowed is a number above 0";
-    } else {
-        CheckCorner("corner", corner, 0.0, rate, reason);
-        if (HasUpperCorner()) CheckCorner("upper_corner", upper, corner, rate, reason);
+    std::string error;
+    if (!tc::CheckRate(*portHelper, input, channel.metadata, error))
+        return Fail(tc::MODULE_FAILED, error.c_str());
+    CheckCorner("corner", corner, 0.0, rate, error);
+    if (HasUpperCorner()) CheckCorner("upper_corner", upper, corner, rate, error);
+    if (!error.empty()) {
+        const std::string name = tc::SignalName(*portHelper, input, channel.metadata);
+        return Fail(tc::MODULE_FAILED, (name + ": " + error).c_str());
     }
-    if (!reason.empty()) return Fail(tc::MODULE_FAILED, (name + ": " + reason).c_str());
     const long double perSample = 1.0L / rate;
     channel.cascade =
         tc::SectionCascade(tc::DesignButterworth(static_cast<tc::FilterBand>(ParamChoice("type")),

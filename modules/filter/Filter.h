@@ -14,7 +14,7 @@
 // range does not: a filter overshoots, so the output says nothing about it (the widest there is).
 //
 // The filter is designed when a signal begins, for its samplerate: a corner that this rate cannot have fails
-// the run, and so does a samplerate that changes within a signal. A value that is not finite spoils
+// the run, and so does a samplerate or unit that changes within a signal. A value that is not finite spoils
 // everything behind it in its signal, and is told as a warning.
 class Filter final : public TCBaseModuleEx {
  public:

@@ -87,18 +87,17 @@ int Math::Take(std::size_t index) {
     const auto port = static_cast<unsigned>(index);
     const int code = portHelper->TakeBlock(port);
     if (code <= 0) return code;
+    SignalQueue& signals = inputs[index].signals;
+    const TCTypeInfo none;
+    const TCTypeInfo* found = portHelper->LastTypeInfo(port);
+    const TCTypeInfo& ti = found != nullptr ? *found : none;
+    const SignalQueue::Signal* continued = signals.Continued(ti);
+    std::string error;
+    if (continued != nullptr && !tc::CheckGoesOn(*portHelper, port, continued->metadata, ti, error))
+        return Fail(tc::MODULE_FAILED, error.c_str());
     int count = 0;
     const double* values = portHelper->AccessDblData(port, count);
-    const TCTypeInfo* found = portHelper->LastTypeInfo(port);
-    switch (inputs[index].signals.Add(found != nullptr ? *found : TCTypeInfo(), values, count)) {
-        case SignalQueue::DONE:
-            break;
-        case SignalQueue::RATE_CHANGES:
-            return Fail(tc::MODULE_FAILED,
-                        ("the samplerate of " + PortText(index) + " changes within its signal").c_str());
-        case SignalQueue::TEMPORARY_FILE_FAILED:
-            return Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED);
-    }
+    if (!signals.Add(ti, values, count)) return Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED);
     if (inputs[index].over) LeaveOut(index);
     return 0;
 }
@@ -141,14 +140,13 @@ bool Math::CheckTimes(std::string& error) const {
         const double apart = Metadata(i).GetTimestamp() - time;
         if (!(std::fabs(otherRate - rate) <= SAMPLERATE_TOLERANCE * std::fabs(rate))) {
             error = both + " have different samplerates, " + tc::NumberText(rate) + " and " +
-                    tc::NumberText(otherRate);
+                    tc::NumberText(otherRate) + "; allowed is one for all, as for the module Align";
         } else if (!(std::fabs(apart * rate / 1000.0) <= START_TOLERANCE)) {
-            error = both + " begin " + tc::NumberText(apart) + " ms apart";
+            error = both + " begin " + tc::NumberText(apart) +
+                    " ms apart; a module Align in front of this one makes them begin together";
         }
     }
-    if (error.empty()) return true;
-    error += "; a module Align in front of this one brings signals together";
-    return false;
+    return error.empty();
 }
 
 // Into the metadata of the result.

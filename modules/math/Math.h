@@ -16,9 +16,9 @@
 //
 // The first signal of each input meets the first of the others, the second the second, and so on. They must
 // have the same samplerate (to 1e-9) and begin at the same time (to half a sample): else the run fails, and
-// the message names the module Align, which brings signals together. Blocks may be cut differently: what is
-// ahead waits in bounded memory and a temporary file. The result ends with the signal that ends first; what
-// the others have left is counted, and told as a warning.
+// the message names the module Align, which makes signals begin together. Blocks may be cut differently: what
+// is ahead waits in bounded memory and a temporary file. The result ends with the signal that ends first;
+// what the others have left is counted, and told as a warning.
 class Math final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Math";

@@ -2,15 +2,20 @@
 
 #include "modules/common/SignalSettings.h"
 
-SignalQueue::Result SignalQueue::Add(const TCTypeInfo& ti, const double* values, int count) {
-    if (!signals.empty() && tc::BeginsSignal(ti.GetState())) signals.back().ended = true;
-    if (signals.empty() || signals.back().ended) signals.push_back({.metadata = ti});
-    Signal& signal = signals.back();
-    if (signal.metadata.GetSamplerate() != ti.GetSamplerate()) return RATE_CHANGES;
-    if (!samples.Add(values, static_cast<std::size_t>(count))) return TEMPORARY_FILE_FAILED;
-    signal.waiting += count;
-    signal.ended = tc::EndsSignal(ti.GetState());
-    return DONE;
+const SignalQueue::Signal* SignalQueue::Continued(const TCTypeInfo& ti) const {
+    const bool begins = signals.empty() || signals.back().ended || tc::BeginsSignal(ti.GetState());
+    return begins ? nullptr : &signals.back();
+}
+
+bool SignalQueue::Add(const TCTypeInfo& ti, const double* values, int count) {
+    if (Continued(ti) == nullptr) {
+        if (!signals.empty()) signals.back().ended = true;
+        signals.push_back({.metadata = ti});
+    }
+    if (!samples.Add(values, static_cast<std::size_t>(count))) return false;
+    signals.back().waiting += count;
+    signals.back().ended = tc::EndsSignal(ti.GetState());
+    return true;
 }
 
 bool SignalQueue::Take(double* values, std::int64_t count) {

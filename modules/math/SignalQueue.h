@@ -14,15 +14,15 @@ class SignalQueue {
         bool ended = false;        // nothing will be added any more
     };
 
-    enum Result { DONE, RATE_CHANGES, TEMPORARY_FILE_FAILED };
-
-    // A block that begins a signal, or comes after the end of one, is a new signal. A rate other than that of
-    // the signal's first block is refused.
-    Result Add(const TCTypeInfo& ti, const double* values, int count);
+    // The signal that such a block belongs to; null when it begins one, or comes after the end of one.
+    const Signal* Continued(const TCTypeInfo& ti) const;
+    // False when the temporary file cannot be written.
+    bool Add(const TCTypeInfo& ti, const double* values, int count);
     // The signal that came first; there must be one.
     bool IsEmpty() const { return signals.empty(); }
     const Signal& Front() const { return signals.front(); }
-    // Takes samples of the first signal, of which so many must wait. False when the temporary file is broken.
+    // Takes samples of the first signal, of which so many must wait. False when the temporary file cannot be
+    // read.
     bool Take(double* values, std::int64_t count);
     // Drops what waits of the first signal, and answers how much that was.
     std::int64_t Drop();

@@ -216,7 +216,8 @@ TEST_F(Filter, HoldsForOneSamplerate) {
     EXPECT_TRUE(bench.Feed(0, {1.0, 2.0}, {"test", 1000.0}));
     EXPECT_TRUE(bench.Feed(0, {1.0, 2.0}, {"test", 2000.0}, 2, true, false)) << bench.Error();
     EXPECT_FALSE(bench.Feed(0, {1.0, 2.0}, {"test", 1000.0}, 2, false, true));
-    EXPECT_THAT(bench.Error(), testing::HasSubstr("from 2000 to 1000 within the signal"));
+    EXPECT_THAT(bench.Error(),
+                testing::HasSubstr("changes its samplerate within a signal, from 2000 to 1000"));
 }
 
 TEST_F(Filter, RecoversFromWhatIsNotFinite) {

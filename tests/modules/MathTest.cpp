@@ -71,7 +71,9 @@ TEST_F(Math, RefusesWhatDoesNotBelongTogether) {
     } rows[] = {
         {In("m s^-2"), "the input \"Signal 1\" (V) and the input \"Signal 2\" (m s^-2) have different"},
         {In(""), "the input \"Signal 2\" (no unit) have different units; a sum needs"},
-        {fast, "\"Signal 2\" have different samplerates, 1000 and 2000; a module Align"},
+        {fast,
+         "\"Signal 2\" have different samplerates, 1000 and 2000; allowed is one for all, as for the module "
+         "Align"},
         {late, "\"Signal 2\" begin 0.75 ms apart; a module Align"}};
     Wire(2);
     for (const auto& row : rows) {
@@ -80,6 +82,14 @@ TEST_F(Math, RefusesWhatDoesNotBelongTogether) {
     }
     late.timestamp -= 0.25;
     EXPECT_TRUE(Run("", In("V"), late)) << "half a sample is the same time";
+}
+
+TEST_F(Math, RefusesAUnitThatChangesWithinASignal) {
+    Wire(1);
+    ASSERT_TRUE(bench.Start());
+    EXPECT_TRUE(bench.Feed(0, {1.0}, In("V"), 1, true, false));
+    EXPECT_FALSE(bench.Feed(0, {1.0}, In("V * 1e-003"), 1, false, true));
+    EXPECT_THAT(bench.Error(), HasSubstr("changes its unit within a signal, from \"V\" to \"V * 1e-003\""));
 }
 
 TEST_F(Math, CountsItsInputs) {
