@@ -105,7 +105,7 @@ class TC_API TCLogFile {
     bool AddLogTypeName(unsigned long logType, const char* name);
 
  protected:
-    // The steps of writing, for derived classes that are called by one of them: the caller holds the lock.
+    // The steps of writing. They take no lock: a derived class calls them only while nobody else logs.
 
     bool OpenFile(const char* name);
     bool CloseFile();
