@@ -160,6 +160,16 @@ TEST(Run, AlignsTwoRecordings) {
     EXPECT_NEAR(run.results["rms"], std::numbers::sqrt2, 1e-12);
 }
 
+// Of three signals on a bus the two in volts are selected, and measured.
+TEST(Run, SelectsChannels) {
+    Outcome run = RunExample("channels.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["mic left samples"], 8000.0);
+    EXPECT_NEAR(run.results["mic left rms"], std::sqrt(0.5), 1e-12);
+    EXPECT_NEAR(run.results["mic right rms"], std::sqrt(0.125), 1e-12);
+    EXPECT_FALSE(run.results.contains("force rms"));
+}
+
 TEST(Run, LoadsTheExampleModule) {
     Outcome run = RunExample("gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
     ASSERT_EQ(run.exitCode, 0) << run.messages;

@@ -55,7 +55,8 @@ class ModuleBench {
     std::string States(int output) const;
     // NaN when there is no such result.
     double Result(const std::string& quantity, const std::string& signal = "test") const;
-    // The stream behind an output, for blocks that are no plain samples; it must be wired.
+    // The streams behind an input and an output, for blocks that are no plain samples; they must be wired.
+    TCIOStream& Input(int input) { return *inputs[Index(input)]; }
     TCIOStream& Stream(int output) { return outputs[Index(output)]->stream; }
     // The warnings of all modules since the last call, one a line.
     static std::string TakeWarnings();

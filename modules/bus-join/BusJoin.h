@@ -1,0 +1,25 @@
+#pragma once
+
+#include "sigweave/module/TCBaseModuleEx.h"
+
+// Gathers any number of signals in one bus. Each step takes one block of every input; the bus block has a
+// channel for each, in the order of the inputs, with the block's values and metadata unchanged. A channel is
+// named after its signal, or after its input when the signal has no name.
+//
+// The blocks of the inputs need not be of one length or rate, but there must be equally many: when one signal
+// ends early, the others wait (the module Align makes signals begin and end together).
+class BusJoin final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "BusJoin";
+
+    explicit BusJoin(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Gathers several signals in one bus"; }
+    const char* GetBaseName() const override { return ID; }
+    void OnInputsDeclared(int count) override;
+    int Execute() override;
+
+ private:
+    int Join(unsigned input);
+};

@@ -1,0 +1,191 @@
+#include "modules/bus-select/BusSelect.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCBusValidation.h"
+#include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
+
+namespace {
+
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "expression",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = nullptr,
+     .help = "regular expression for the names of the channels, as ^mic [0-9]+"},
+    {.name = "match",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "find",
+     .help = "whether a part of the name is enough or the whole must match",
+     .choices = "find|whole"},
+    {.name = "invert",
+     .kind = TCModuleParameter::SWITCH,
+     .defaultValue = "no",
+     .help = "pass on the channels that do not match"},
+    {.name = "signals",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "1",
+     .help = "how many of the channels also come out as signals of their own",
+     .minimum = 0.0,
+     .maximum = 256.0},
+};
+
+constexpr TCPortHelper::TYPE SINGLE_VALUES = TCPortHelper::TYPE_SWORD | TCPortHelper::TYPE_SWORD1 |
+                                             TCPortHelper::TYPE_DOUBLE | TCPortHelper::TYPE_DOUBLE1 |
+                                             TCPortHelper::TYPE_TEXT;
+
+}  // namespace
+
+BusSelect::BusSelect(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePorts(1);
+}
+
+void BusSelect::DeclarePorts(int signals) {
+    portHelper->ClearPorts(true);
+    // The bus blocks themselves have no metadata; each of their channels has its own.
+    portHelper->SetPort(INPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
+    portHelper->SetPort(OUTPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
+    for (int i = 1; i <= signals; ++i) {
+        portHelper->SetPort(OUTPUT, static_cast<unsigned>(i), TCString::FormatS("Channel %d", i), "DOUBLE[]",
+                            "TIME_DOMAIN", true);
+    }
+    portHelper->SetObligatoryInput(0);
+}
+
+bool BusSelect::OnSettingsChanged(TCString& error) {
+    const TCString pattern = ParamStr("expression");
+    unsigned long code = 0;
+    expression.Init(pattern, TCRegExp::ECMASCRIPT);
+    if (expression.IsError(&code)) {
+        error = TCString::FormatS("expression: \"%s\" is no regular expression: %s",
+                                  static_cast<const char*>(pattern), tc::RegExpErrorText(code));
+        return false;
+    }
+    expression.SetFindType(ParamChoice("match") == 1 ? TCRegExp::FIND_WHOLE : TCRegExp::FIND_ANYWHERE);
+    DeclarePorts(ParamInt("signals"));
+    return true;
+}
+
+int BusSelect::Init() {
+    invert = ParamBool("invert");
+    warned = false;
+    channels.clear();
+    return TCBaseModuleEx::Init();
+}
+
+int BusSelect::Execute() {
+    TCIOStream::Block* bus = nullptr;
+    if (portHelper->ExchangeBinary(0, &bus, true) == 0) return 0;
+    const int code = PassOn(*bus);
+    portHelper->ExchangeBinary(0, &bus, false);
+    return code;
+}
+
+int BusSelect::PassOn(const TCIOStream::Block& bus) {
+    const auto count = static_cast<std::size_t>(bus.SegmentCnt());
+    channels.resize(std::max(channels.size(), count));
+    unsigned selected = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Segment& segment = *bus.Segment(static_cast<int>(i));
+        Channel& channel = channels[i];
+        if (!Read(channel, segment.GetName())) return tc::MODULE_FAILED;
+        if (!channel.selected || segment.GetBlocks() == nullptr) continue;
+        const int code = PassOn(channel, segment, ++selected);
+        if (code < 0) return code;
+    }
+    if (selected == 0) WarnOfNone(count);
+    const bool sends = selected > 0 && portHelper->IsWired(OUTPUT, 0, TCPortHelper::STREAM_CONNECTED);
+    return sends ? portHelper->EndWriteMultitype(0) : 0;
+}
+
+// False when the expression gives up on the name.
+bool BusSelect::Read(Channel& channel, const TCString& segmentName) {
+    if (channel.segmentName == segmentName) return true;
+    TCBusSerializeHelper parts;
+    const bool isChannel = parts.ParseSegmentName(segmentName);
+    const TCPortHelper::TYPE type = TCBusValidation::GetDataType(parts.GetValidation());
+    const bool matches = expression.Find(parts.GetSegmentName(), TCRegExp::MATCH_DEFAULT);
+    channel = {segmentName, parts.GetSegmentName(), parts.PortIdx(), (type & SINGLE_VALUES) != 0,
+               isChannel && matches != invert};
+    unsigned long code = 0;
+    if (!expression.IsError(&code)) return true;
+    Fail(tc::MODULE_FAILED,
+         TCString::FormatS("expression: matching the channel \"%s\" was given up: %s",
+                           static_cast<const char*>(channel.name), tc::RegExpErrorText(code)));
+    return false;
+}
+
+// A channel may hold several blocks.
+int BusSelect::PassOn(const Channel& channel, const Segment& blocks, unsigned output) {
+    const bool isSignal = portHelper->IsWired(OUTPUT, output, TCPortHelper::STREAM_CONNECTED);
+    int code = 0;
+    for (int i = 0; i < blocks.GetElementCount() && code >= 0; ++i) {
+        const TCIOStream::Block& block = *blocks.GetBlocks()[i];
+        const Segment* values = block.Segment(0);
+        if (values == nullptr) continue;
+        code = WriteToBus(channel, *values, block.GetTI());
+        if (isSignal && code >= 0) code = WriteSignal(output, channel, *values, block.GetTI());
+    }
+    return code;
+}
+
+int BusSelect::WriteToBus(const Channel& channel, const Segment& values, const TCTypeInfo* metadata) {
+    const int count = values.GetElementCount();
+    const int index = channel.index;
+    const char* name = channel.name;
+    int rows = 0;
+    int columns = 0;
+    values.GetShape(rows, columns);
+    const bool matrix = values.GetDimensionCount() == 2;
+    const bool single = channel.single && count == 1;
+    if (const int* ints = values.GetInts()) {
+        if (matrix) {
+            return portHelper->WriteIntMatrixBusBlock(0, rows, columns, ints, true, index, name, metadata);
+        }
+        return single ? portHelper->WriteIntBusBlock(0, *ints, index, name, metadata)
+                      : portHelper->WriteIntDataBusBlock(0, count, ints, index, name, metadata);
+    }
+    if (const double* doubles = values.GetDoubles()) {
+        if (matrix) {
+            return portHelper->WriteDblMatrixBusBlock(0, rows, columns, doubles, true, index, name, metadata);
+        }
+        return single ? portHelper->WriteDblBusBlock(0, *doubles, index, name, metadata)
+                      : portHelper->WriteDblDataBusBlock(0, count, doubles, index, name, metadata);
+    }
+    if (const TCString* texts = values.GetStrings()) {
+        return single ? portHelper->WriteStringBusBlock(0, *texts, index, name, metadata)
+                      : portHelper->WriteStringDataBusBlock(0, count, texts, index, name, metadata);
+    }
+    return portHelper->WritePtrBusBlock(0, values.GetData(), count, index, name, metadata);
+}
+
+int BusSelect::WriteSignal(unsigned output, const Channel& channel, const Segment& values,
+                           const TCTypeInfo* metadata) {
+    const double* doubles = values.GetDoubles();
+    if (doubles == nullptr) {
+        return Fail(tc::MODULE_FAILED,
+                    TCString::FormatS("the channel \"%s\" holds no double values and cannot be the signal "
+                                      "\"Channel %u\"",
+                                      static_cast<const char*>(channel.name), output));
+    }
+    if (metadata != nullptr) portHelper->SetTypeInfo(output, *metadata);
+    return portHelper->WriteDblData(output, static_cast<unsigned long>(values.GetElementCount()), doubles);
+}
+
+void BusSelect::WarnOfNone(std::size_t count) {
+    if (std::exchange(warned, true)) return;
+    std::string names;
+    for (std::size_t i = 0; i < count; ++i) {
+        names += (i == 0 ? "\"" : ", \"") + std::string(channels[i].name) + "\"";
+    }
+    TCModuleMessage::Warning(GetModuleName(),
+                             "nothing is sent: no channel of the bus is selected by the expression \"%s\"; "
+                             "its channels are %s",
+                             static_cast<const char*>(ParamStr("expression")), names.c_str());
+}
+
+TC_MODULE_LIBRARY(BusSelect);

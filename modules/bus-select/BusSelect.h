@@ -1,0 +1,53 @@
+#pragma once
+
+#include <vector>
+
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/TCRegExp.h"
+
+// Passes on the channels of a bus whose signal name matches a regular expression, with their values, metadata
+// and places in the bus unchanged: all of them on the output "Bus", and the first ones as plain signals on
+// the outputs "Channel 1", "Channel 2" and so on.
+//
+// Where no channel of a block matches, nothing is sent for that block; the first time in a run a warning
+// names the channels that there are. A channel that is to be a plain signal and holds no double values is an
+// error.
+class BusSelect final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "BusSelect";
+
+    explicit BusSelect(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Passes on the channels of a bus by their names"; }
+    const char* GetBaseName() const override { return ID; }
+    bool OnSettingsChanged(TCString& error) override;
+    int Init() override;
+    int Execute() override;
+
+ private:
+    using Segment = TCIOStream::DataSegment;
+
+    // What a segment's name tells, and whether it is wanted; kept from block to block.
+    struct Channel {
+        TCString segmentName;
+        TCString name;
+        int index = -1;
+        bool single = false;  // holds single values
+        bool selected = false;
+    };
+
+    void DeclarePorts(int signals);
+    bool Read(Channel& channel, const TCString& segmentName);
+    int PassOn(const TCIOStream::Block& bus);
+    int PassOn(const Channel& channel, const Segment& blocks, unsigned output);
+    int WriteToBus(const Channel& channel, const Segment& values, const TCTypeInfo* metadata);
+    int WriteSignal(unsigned output, const Channel& channel, const Segment& values,
+                    const TCTypeInfo* metadata);
+    void WarnOfNone(std::size_t count);
+
+    TCRegExp expression;
+    bool invert = false;
+    bool warned = false;
+    std::vector<Channel> channels;  // by segment
+};
