@@ -18,8 +18,9 @@
 namespace {
 
 // None occurs in the log because of its end: a search has to go through all of it.
-const std::string PATTERNS[] = {"error: channel [0-9]+!", "([0-9]{2}):([0-9]{2}):([0-9]{2})\\.([0-9]+)!",
-                                "name=([a-z]+[0-9]*) value=(-?[0-9]+\\.[0-9]+)!"};
+const std::string PATTERNS[] = {"error: channel [0-9]+ info",
+                                "([0-9]{2}):([0-9]{2}):([0-9]{2})\\.([0-9]+) info",
+                                "name=([a-z]+[0-9]*) value=(-?[0-9]+\\.[0-9]+) info"};
 const std::string VALUE = "name=([a-z]+[0-9]*) value=(-?[0-9]+\\.[0-9]+)";
 
 std::vector<std::string> MakeLines() {

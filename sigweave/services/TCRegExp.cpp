@@ -1,13 +1,11 @@
-#include "sigweave/services/TCRegExp.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <regex>
 #include <string>
-#include <utility>
 
 #include "sigweave/platform/OwnStack.h"
+#include "sigweave/services/TCRegExp.h"
 
 namespace {
 
@@ -248,6 +246,7 @@ struct TCRegExp::Impl {
     TCArray<MatchResult> results;
     std::regex expression;
     std::int32_t error = NO_ERROR_CODE;
+    Matches matches;  // kept for its storage
 
     bool Compile(const TCString& pattern, unsigned long syntaxFlags);
     bool FindOne(const TCString& text, unsigned long matchFlags);
@@ -255,9 +254,9 @@ struct TCRegExp::Impl {
     bool Replace(TCString& result, const TCString& text, const TCString& format, unsigned long matchFlags);
     // Keeps an error's code; whether there was none.
     bool Keep(std::int32_t code);
-    bool Match(Place begin, Place end, Matches& matches, engine::match_flag_type flags) const;
+    bool Match(Place begin, Place end, engine::match_flag_type flags);
     void StoreAll(Place begin, Place end, engine::match_flag_type flags);
-    void Store(Place from, Place end, const Matches& matches);
+    void Store(Place from, Place end);
 };
 
 bool TCRegExp::Impl::Keep(std::int32_t code) {
@@ -277,7 +276,7 @@ bool TCRegExp::Impl::Compile(const TCString& pattern, unsigned long syntaxFlags)
     return Keep(code);
 }
 
-bool TCRegExp::Impl::Match(Place begin, Place end, Matches& matches, engine::match_flag_type flags) const {
+bool TCRegExp::Impl::Match(Place begin, Place end, engine::match_flag_type flags) {
     const bool found = findType == FIND_WHOLE ? std::regex_match(begin, end, matches, expression, flags)
                                               : std::regex_search(begin, end, matches, expression, flags);
     return found && allowance.failure == NO_ERROR_CODE;
@@ -286,8 +285,7 @@ bool TCRegExp::Impl::Match(Place begin, Place end, Matches& matches, engine::mat
 bool TCRegExp::Impl::FindOne(const TCString& text, unsigned long matchFlags) {
     bool found = false;
     const auto find = [&] {
-        Matches matches;
-        found = Match(Begin(text), End(text), matches, Translate(matchFlags | MATCH_ANY, MATCH));
+        found = Match(Begin(text), End(text), Translate(matchFlags | MATCH_ANY, MATCH));
     };
     return Keep(RunOnOwnStack(text.GetLength(), find)) && found;
 }
@@ -299,22 +297,21 @@ bool TCRegExp::Impl::FindAll(const TCString& text, unsigned long matchFlags) {
 
 void TCRegExp::Impl::StoreAll(Place begin, Place end, engine::match_flag_type flags) {
     std::int64_t stored = 0;
-    Matches matches;
     Place from = begin;
-    for (bool more = Match(begin, end, matches, flags); more;) {
+    for (bool more = Match(begin, end, flags); more;) {
         stored += end - from;
         for (const std::sub_match<Place>& part : matches) stored += part.length();
         if (stored > MOST_STORED_BYTES) throw std::regex_error(engine::error_space);
-        Store(from, end, matches);
+        Store(from, end);
         from = matches[0].second;
         if (matches.length(0) > 0)
-            more = Match(from, end, matches, flags);
+            more = Match(from, end, flags);
         else
-            more = end - from > 0 && Match(from + 1, end, matches, flags | engine::match_prev_avail);
+            more = end - from > 0 && Match(from + 1, end, flags | engine::match_prev_avail);
     }
 }
 
-void TCRegExp::Impl::Store(Place from, Place end, const Matches& matches) {
+void TCRegExp::Impl::Store(Place from, Place end) {
     results.SetSize(results.GetSize() + 1);
     MatchResult& result = results[results.GetSize() - 1];
     result.prefix = Cut(from, matches[0].first);
@@ -372,10 +369,12 @@ const TCArray<TCRegExp::MatchResult>& TCRegExp::GetMatchResults() const {
 }
 
 bool TCRegExp::Find(const TCString& text, unsigned long matchFlags) {
-    // The text may be one of the results of the last search.
-    const TCArray<MatchResult> before = std::exchange(impl->results, {});
+    // The text may be one of the results of the last search, which are dropped.
+    const TCString copy = impl->results.IsEmpty() ? TCString() : text;
+    const TCString& kept = impl->results.IsEmpty() ? text : copy;
+    impl->results.RemoveAll();
     if (impl->findType != FIND_WHOLE && impl->findType != FIND_ANYWHERE) return false;
-    return impl->storeResults ? impl->FindAll(text, matchFlags) : impl->FindOne(text, matchFlags);
+    return impl->storeResults ? impl->FindAll(kept, matchFlags) : impl->FindOne(kept, matchFlags);
 }
 
 bool TCRegExp::Replace(TCString& result, const TCString& text, const TCString& format,
