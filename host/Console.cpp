@@ -1,5 +1,6 @@
 #include "host/Console.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <map>
@@ -7,9 +8,12 @@
 
 #include "host/RunLog.h"
 #include "sigweave/platform/Process.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host::console {
 namespace {
+
+using tc::Bilingual;
 
 constexpr const char* CLEAR_LINE = "\r\033[K";
 
@@ -31,19 +35,23 @@ void Say(const std::string& line) {
 }
 
 void Error(const std::string& text) {
-    Say("error: " + text);
+    Say(std::string(ERROR_WORD.Text()) + ": " + text);
     runlog::FromHost(TCLogFile::ERROR, text);
 }
 
 void Warning(const std::string& text) {
-    Say("warning: " + text);
+    Say(std::string(WARNING_WORD.Text()) + ": " + text);
     runlog::FromHost(TCLogFile::WARNING, text);
 }
 
 bool Print(const std::string& text) {
     const bool written =
         std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-    if (!written) Error("standard output cannot be written; is the disk full, or the reader gone?");
+    if (!written)
+        Error(Bilingual(
+                  "standard output cannot be written; is the disk full, or the reader gone?",
+                  "die Standardausgabe ist nicht beschreibbar; ist der Datenträger voll oder der Leser fort?")
+                  .Text());
     return written;
 }
 
@@ -66,10 +74,10 @@ std::string FullName(const std::string& moduleName) {
     return found != instances.end() ? found->second + " (" + moduleName + ")" : moduleName;
 }
 
-void FromModule(const char* severity, TCLogFile::LOG_LEVEL level, const char* module, const char* text) {
-    const std::string name = FullName(module != nullptr ? module : "a module");
-    const char* const told = text != nullptr ? text : "(no text)";
-    if (severity != nullptr) Say(std::string(severity) + ": " + name + ": " + told);
+void FromModule(const Bilingual* severity, TCLogFile::LOG_LEVEL level, const char* module, const char* text) {
+    const std::string name = FullName(module != nullptr ? module : Bilingual("a module", "ein Modul").Text());
+    const char* const told = text != nullptr ? text : Bilingual("(no text)", "(ohne Text)").Text();
+    if (severity != nullptr) Say(std::string(severity->Text()) + ": " + name + ": " + told);
     runlog::FromModule(level, name, told);
 }
 
@@ -79,9 +87,11 @@ bool CanAsk() {
 
 bool Ask(const std::string& question) {
     if (!CanAsk()) return false;
-    Write(question + " [y/N] ");
+    Write(question + Bilingual(" [y/N] ", " [j/N] ").Text());
     std::string answer;
-    return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
+    constexpr const char* YES[] = {"y", "Y", "yes", "j", "J", "ja"};
+    return std::getline(std::cin, answer) &&
+           std::find(std::begin(YES), std::end(YES), answer) != std::end(YES);
 }
 
 void ShowProgress(const std::string& text) {

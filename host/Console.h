@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/services/TCLogFile.h"
 
 namespace host {
@@ -11,6 +12,11 @@ namespace host {
 // output holds the report alone. Whole lines only, from any thread; on a terminal one progress line stays
 // below them. What is told of errors and modules also goes to the log of the run.
 namespace console {
+
+// How serious a message is.
+inline constexpr tc::Bilingual ERROR_WORD("error", "Fehler");
+inline constexpr tc::Bilingual WARNING_WORD("warning", "Warnung");
+inline constexpr tc::Bilingual NOTE_WORD("note", "Hinweis");
 
 void Say(const std::string& line);
 void Error(const std::string& text);
@@ -21,8 +27,9 @@ void Warning(const std::string& text);
 bool Print(const std::string& text);
 
 // Text of a module: told with the instance's name in the graph when the module's display name is known, else
-// with the display name. `severity` is a word such as "warning"; null leaves the text to the log of the run.
-void FromModule(const char* severity, TCLogFile::LOG_LEVEL level, const char* module, const char* text);
+// with the display name. `severity` is one of the words above; null leaves the text to the log of the run.
+void FromModule(const tc::Bilingual* severity, TCLogFile::LOG_LEVEL level, const char* module,
+                const char* text);
 void NameInstance(const std::string& moduleName, const std::string& instance);
 // Tells whose work the thread of the run is doing, for texts that come without a name; null: nobody's.
 void SetSpeaker(std::function<std::string()> speaker);
@@ -32,7 +39,7 @@ std::string FullName(const std::string& moduleName);
 
 // Whether a question can be asked: a person reads standard error and types on standard input.
 bool CanAsk();
-// False for every answer but y and yes, and when nobody can answer.
+// False for every answer but yes, in English or German, and when nobody can answer.
 bool Ask(const std::string& question);
 
 // Draws the line anew, or with an empty text takes it away. Nothing happens when standard error is no

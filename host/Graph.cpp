@@ -13,36 +13,40 @@
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/platform/PathText.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/services/PathTokens.h"
+#include "sigweave/services/StringResources.h"
 
 namespace host {
 namespace {
 
+using tc::Bilingual;
+
 enum Message : unsigned { MESSAGE_SINK = 27, MESSAGE_LANGUAGE = 41 };
-constexpr long ENGLISH = 0;
 
 constexpr const char* ONLY_PORT = "Signal";
 constexpr const char* FIRST_PORT = "Signal 1";
 
 struct MessageKind {
     TCModuleMessage::Types type;
-    const char* word;  // null: for the log alone
+    const Bilingual* word;  // null: for the log alone
     TCLogFile::LOG_LEVEL level;
 };
 
 constexpr MessageKind MESSAGE_KINDS[] = {
-    {TCModuleMessage::Types::Emergency, "error", TCLogFile::EMERGENCY},
-    {TCModuleMessage::Types::Alert, "error", TCLogFile::CRITICAL},
-    {TCModuleMessage::Types::Critical, "error", TCLogFile::CRITICAL},
-    {TCModuleMessage::Types::Warning, "warning", TCLogFile::WARNING},
-    {TCModuleMessage::Types::Notice, "note", TCLogFile::NOTICE},
-    {TCModuleMessage::Types::Info, "note", TCLogFile::TRACE},
+    {TCModuleMessage::Types::Emergency, &console::ERROR_WORD, TCLogFile::EMERGENCY},
+    {TCModuleMessage::Types::Alert, &console::ERROR_WORD, TCLogFile::CRITICAL},
+    {TCModuleMessage::Types::Critical, &console::ERROR_WORD, TCLogFile::CRITICAL},
+    {TCModuleMessage::Types::Warning, &console::WARNING_WORD, TCLogFile::WARNING},
+    {TCModuleMessage::Types::Notice, &console::NOTE_WORD, TCLogFile::NOTICE},
+    {TCModuleMessage::Types::Info, &console::NOTE_WORD, TCLogFile::TRACE},
     {TCModuleMessage::Types::Debug, nullptr, TCLogFile::DATA},
 };
 
 void Sink(const char* module, TCModuleMessage::Types type, const char* text) {
     const auto kind = std::ranges::find(MESSAGE_KINDS, type, &MessageKind::type);
-    if (kind == std::end(MESSAGE_KINDS)) return console::FromModule("note", TCLogFile::NOTICE, module, text);
+    if (kind == std::end(MESSAGE_KINDS))
+        return console::FromModule(&console::NOTE_WORD, TCLogFile::NOTICE, module, text);
     console::FromModule(kind->word, kind->level, module, text);
 }
 
@@ -54,6 +58,24 @@ std::string OrdinaryFile(const std::string& path) {
     return std::filesystem::weakly_canonical(std::filesystem::absolute(path, failed), failed).string();
 }
 
+constexpr Bilingual NO_INPUT("'%1' has no input '%2'; %3", "'%1' hat keinen Eingang '%2'; %3");
+constexpr Bilingual NO_OUTPUT("'%1' has no output '%2'; %3", "'%1' hat keinen Ausgang '%2'; %3");
+
+// How one instance clashes with another one about a file.
+const Bilingual& FileClash(bool writes, bool otherWrites) {
+    static constexpr Bilingual BOTH_WRITE(
+        "%1 writes '%2', which %3 writes too; give one of them another file",
+        "%1 schreibt '%2', die auch %3 schreibt; geben Sie einem von beiden eine andere Datei");
+    static constexpr Bilingual WRITES(
+        "%1 writes '%2', which %3 reads too; give one of them another file",
+        "%1 schreibt '%2', die %3 liest; geben Sie einem von beiden eine andere Datei");
+    static constexpr Bilingual READS(
+        "%1 reads '%2', which %3 writes too; give one of them another file",
+        "%1 liest '%2', die %3 schreibt; geben Sie einem von beiden eine andere Datei");
+    if (!writes) return READS;
+    return otherWrites ? BOTH_WRITE : WRITES;
+}
+
 std::string LineText(const LineEntry& entry) {
     return entry.from.instance + "." + entry.from.port + "=" + entry.to.instance + "." + entry.to.port;
 }
@@ -63,7 +85,7 @@ std::string LineText(const LineEntry& entry) {
 Graph::Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue, HostWindow& hostWindow,
              Mistakes& allMistakes)
     : file(graphFile), catalogue(moduleCatalogue), window(hostWindow), mistakes(allMistakes) {
-    window.AcceptDifferences(file.AcceptsDifferences(), file.GetWording().acceptDifferences);
+    window.AcceptDifferences(file.AcceptsDifferences(), file.GetWording().acceptDifferences.Text());
     CreateModules();
     for (Instance& instance : instances)
         if (instance.module != nullptr) ApplySettings(instance);
@@ -97,9 +119,11 @@ void Graph::CreateModules() {
 void Graph::Create(Instance& instance, std::map<std::string, int>& used) {
     const InstanceEntry& entry = *instance.entry;
     if (entry.module.empty())
-        return mistakes.Add(entry.place,
-                            "the instance '" + entry.name + "' does not say which module it is; " +
-                                file.GetWording().addModuleId + ", where 'sigweave modules' lists the ids");
+        return mistakes.Add(entry.place, Bilingual("the instance '%1' does not say which module it is; %2, "
+                                                   "where 'sigweave modules' lists the ids",
+                                                   "die Instanz '%1' sagt nicht, welches Modul sie ist; %2, "
+                                                   "die Kennungen nennt 'sigweave modules'")
+                                             .With({entry.name, file.GetWording().addModuleId.Text()}));
     const CatalogueEntry* found = catalogue.Find(entry.module);
     if (found == nullptr) return mistakes.Add(entry.modulePlace, catalogue.WhyUnusable(entry.module));
     std::string error;
@@ -107,7 +131,9 @@ void Graph::Create(Instance& instance, std::map<std::string, int>& used) {
     instance.module = catalogue.Create(*found, number, error);
     if (number > 0) ++number;
     if (instance.module == nullptr)
-        return mistakes.Add(entry.modulePlace, "the module '" + entry.module + "' cannot be used: " + error);
+        return mistakes.Add(entry.modulePlace, Bilingual("the module '%1' cannot be used: %2",
+                                                         "das Modul '%1' ist nicht verwendbar: %2")
+                                                   .With({entry.module, error}));
     Greet(instance, *found);
 }
 
@@ -116,7 +142,7 @@ void Graph::Greet(Instance& instance, const CatalogueEntry& entry) {
     console::NameInstance(module.GetModuleName(), instance.entry->name);
     console::SetSpeaker([name = instance.entry->name] { return name; });
     module.GetMessageA(MESSAGE_SINK, reinterpret_cast<long>(&Sink));
-    module.GetMessageA(MESSAGE_LANGUAGE, ENGLISH);
+    module.GetMessageA(MESSAGE_LANGUAGE, TCGetResourceLanguage());
     module.GetMessageA(TCPortHelper::MESSAGE_INSTANCE_HANDLE,
                        reinterpret_cast<long>(ModuleCatalogue::HandleOf(entry)));
     instance.extended = dynamic_cast<TCBaseModuleEx*>(&module);
@@ -134,9 +160,11 @@ void Graph::ApplySettings(Instance& instance) {
         if (parameter.defaultValue != nullptr || (found != isSet.end() && found->second)) continue;
         instance.usable = false;
         if (found == isSet.end())
-            mistakes.Add(entry.place, "the instance '" + entry.name + "' needs the parameter '" +
-                                          parameter.name + "', " + std::string(parameter.DescribeAllowed()) +
-                                          "; " + file.GetWording().AddSetting(parameter.name));
+            mistakes.Add(entry.place,
+                         Bilingual("the instance '%1' needs the parameter '%2', %3; %4",
+                                   "die Instanz '%1' braucht den Parameter '%2', %3; %4")
+                             .With({entry.name, parameter.name, std::string(parameter.DescribeAllowed()),
+                                    file.GetWording().addSetting.With({parameter.name})}));
     }
     if (instance.usable) instance.usable = MakeEffective(instance);
 }
@@ -162,8 +190,10 @@ const Place& Graph::PlaceOf(const InstanceEntry& entry, const std::string& param
 
 bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
     if (instance.extended == nullptr) {
-        mistakes.Add(setting.place, "the module '" + instance.entry->module +
-                                        "' takes no settings; remove '" + setting.name + "'");
+        mistakes.Add(setting.place,
+                     Bilingual("the module '%1' takes no settings; remove '%2'",
+                               "das Modul '%1' nimmt keine Einstellungen an; entfernen Sie '%2'")
+                         .With({instance.entry->module, setting.name}));
         return false;
     }
     const TCModuleParameter* parameter = instance.extended->FindParameter(setting.name.c_str());
@@ -183,9 +213,12 @@ bool Graph::ResolvePath(const Instance& instance, const Setting& setting, bool i
     CStringArray unknown;
     tc::ResolvePathTokens(path, {}, &unknown);
     for (const std::string& name : unknown)
-        mistakes.Add(setting.place, instance.entry->name + ": " + setting.name + ": '%" + name +
-                                        "%' is no folder and no environment variable; set the variable, or "
-                                        "rename a file that has two percent signs in its name");
+        mistakes.Add(setting.place,
+                     Bilingual("%1: %2: '%%3%' is no folder and no environment variable; set the variable, "
+                               "or rename a file that has two percent signs in its name",
+                               "%1: %2: '%%3%' ist kein Ordner und keine Umgebungsvariable; setzen Sie die "
+                               "Variable, oder benennen Sie eine Datei mit zwei Prozentzeichen im Namen um")
+                         .With({instance.entry->name, setting.name, name}));
     path = tc::NativePath(path.c_str());
     if (isInput && !setting.onCommandLine && !path.empty())
         path = (std::filesystem::path(file.GetPath()).parent_path() / path).lexically_normal().string();
@@ -209,10 +242,9 @@ void Graph::CheckFiles() {
             if (path.empty()) continue;
             const auto [other, isNew] = users.emplace(path, user);
             if (isNew || !(user.writes || other->second.writes)) continue;
-            mistakes.Add(PlaceOf(*instance.entry, parameter.name),
-                         user.name + (user.writes ? " writes '" : " reads '") + value + "', which " +
-                             other->second.name + (other->second.writes ? " writes" : " reads") +
-                             " too; give one of them another file");
+            mistakes.Add(
+                PlaceOf(*instance.entry, parameter.name),
+                FileClash(user.writes, other->second.writes).With({user.name, value, other->second.name}));
         }
     }
 }
@@ -255,10 +287,12 @@ int Graph::FindPort(const Ports& ports, const std::string& name) {
 
 void Graph::ResolveLines() {
     if (instances.empty() && mistakes.IsEmpty())
-        mistakes.Add({file.GetPath()}, std::string("names no modules; ") + file.GetWording().addModules);
+        mistakes.Add({file.GetPath()}, Bilingual("names no modules; %1", "nennt keine Module; %1")
+                                           .With({file.GetWording().addModules.Text()}));
     if (file.GetLines().empty() && !file.GetInstances().empty())
-        mistakes.Add({file.GetPath()},
-                     std::string("has no lines, so no data would flow; ") + file.GetWording().addLines);
+        mistakes.Add({file.GetPath()}, Bilingual("has no lines, so no data would flow; %1",
+                                                 "hat keine Verbindungen, so flössen keine Daten; %1")
+                                           .With({file.GetWording().addLines.Text()}));
     for (const LineEntry& entry : file.GetLines()) {
         RunLine line{};
         if (!ResolveLine(entry, line)) continue;
@@ -272,9 +306,12 @@ bool Graph::ResolveLine(const LineEntry& entry, RunLine& line) {
     line.to = FindInstance(entry.to, entry.place);
     if (line.from < 0 || line.to < 0) return false;
     if (line.from == line.to) {
-        mistakes.Add(entry.place, "the line leads from '" + entry.from.instance +
-                                      "' to itself; data only flows forward, to "
-                                      "another instance");
+        mistakes.Add(
+            entry.place,
+            Bilingual("the line leads from '%1' to itself; data only flows forward, to another instance",
+                      "die Verbindung führt von '%1' zu sich selbst; Daten fließen nur vorwärts, zu einer "
+                      "anderen Instanz")
+                .With({entry.from.instance}));
         return false;
     }
     line.output = FindPort(OUTPUT, entry.from, line.from, entry.place);
@@ -287,8 +324,8 @@ int Graph::FindInstance(const PortName& name, const Place& place) {
     if (found != indexes.end()) return found->second;
     CStringArray names;
     for (const Instance& instance : instances) names.push_back(instance.entry->name);
-    mistakes.Add(place,
-                 "there is no instance '" + name.instance + "'; " + tc::SuggestNames(name.instance, names));
+    mistakes.Add(place, Bilingual("there is no instance '%1'; %2", "es gibt keine Instanz '%1'; %2")
+                            .With({name.instance, tc::SuggestNames(name.instance, names)}));
     return -1;
 }
 
@@ -297,17 +334,19 @@ int Graph::FindPort(PORTTYPE kind, const PortName& name, int instance, const Pla
     const Ports& ports = kind == INPUT ? At(instance).inputs : At(instance).outputs;
     const int index = FindPort(ports, name.port);
     if (index < 0)
-        mistakes.Add(place, "'" + name.instance + "' has no " + (kind == INPUT ? "input" : "output") + " '" +
-                                name.port + "'; " + tc::SuggestNames(name.port, ports.names));
+        mistakes.Add(place, (kind == INPUT ? NO_INPUT : NO_OUTPUT)
+                                .With({name.instance, name.port, tc::SuggestNames(name.port, ports.names)}));
     return index;
 }
 
 bool Graph::CheckInputFree(const RunLine& line, const LineEntry& entry) {
     const auto [known, isNew] = lineOfInput.emplace(std::pair(line.to, line.input), entry.place.line);
     if (!isNew)
-        mistakes.Add(entry.place, "the input '" + entry.to.instance + "." + entry.to.port +
-                                      "' is wired already, in line " + std::to_string(known->second) +
-                                      "; an input takes one line");
+        mistakes.Add(entry.place,
+                     Bilingual("the input '%1.%2' is wired already, in line %3; an input takes one line",
+                               "der Eingang '%1.%2' ist schon verbunden, in Zeile %3; ein Eingang nimmt nur "
+                               "eine Verbindung an")
+                         .With({entry.to.instance, entry.to.port, std::to_string(known->second)}));
     return isNew;
 }
 
@@ -325,7 +364,10 @@ std::vector<int> Graph::Sort() {
         const auto line = std::find_if(lines.begin(), lines.end(), closes) - lines.begin();
         mistakes.Add(
             lineEntries[static_cast<std::size_t>(line)]->place,
-            "the lines form a cycle: " + path + "; data must flow forward only, so remove one of them");
+            Bilingual("the lines form a cycle: %1; data must flow forward only, so remove one of them",
+                      "die Verbindungen bilden einen Kreis: %1; Daten dürfen nur vorwärts fließen, entfernen "
+                      "Sie eine davon")
+                .With({path}));
     }
     hasCycles = !topology.cycles.empty();
     return std::move(topology.order);
@@ -358,10 +400,15 @@ void Graph::ValidateType(std::size_t index) {
     if (fits) return;
     if (refusals.empty() && type == nullptr && hasCycles) return;  // adopted types get lost in a cycle
     if (refusals.empty())
-        refusals.push_back(type == nullptr
-                               ? "the output has no data type yet; wire the inputs of '" +
-                                     entry.from.instance + "' first"
-                               : "the input does not take the output's type " + std::string(type));
+        refusals.push_back(
+            type == nullptr
+                ? Bilingual(
+                      "the output has no data type yet; wire the inputs of '%1' first",
+                      "der Ausgang hat noch keinen Datentyp; verbinden Sie zuerst die Eingänge von '%1'")
+                      .With({entry.from.instance})
+                : Bilingual("the input does not take the output's type %1",
+                            "der Eingang nimmt den Typ des Ausgangs, %1, nicht an")
+                      .With({type}));
     for (const std::string& refusal : refusals) mistakes.Add(entry.place, LineText(entry) + ": " + refusal);
 }
 
@@ -388,16 +435,19 @@ void Graph::CheckInputs(Instance& instance, const std::set<std::pair<std::string
         const bool isWired =
             lineOfInput.contains({indexes[name], asked}) || wired.contains({name, inputs[index]});
         if (isWired || !helper->IsObligatoryInput(index)) continue;
-        mistakes.Add(instance.entry->place, "the input '" + name + "." + inputs[index] + "' must be wired; " +
-                                                file.GetWording().AddLineTo(name + "." + inputs[index]));
+        const std::string port = name + "." + inputs[index];
+        mistakes.Add(instance.entry->place,
+                     Bilingual("the input '%1' must be wired; %2", "der Eingang '%1' muss verbunden sein; %2")
+                         .With({port, file.GetWording().addLineTo.With({port})}));
         missing = true;
     }
     if (missing || anyWired || inputs.empty() || instance.module->GetTypeOfModule() == 1 ||
         file.GetLines().empty())
         return;
-    mistakes.Add(instance.entry->place, "nothing is wired to '" + name + "', so it would never have work; " +
-                                            file.GetWording().AddLineTo(name + "." + inputs.front()) +
-                                            ", or remove it");
+    mistakes.Add(instance.entry->place,
+                 Bilingual("nothing is wired to '%1', so it would never have work; %2, or remove it",
+                           "mit '%1' ist nichts verbunden, es hätte nie zu tun; %2, oder entfernen Sie es")
+                     .With({name, file.GetWording().addLineTo.With({name + "." + inputs.front()})}));
 }
 
 }  // namespace host

@@ -1,7 +1,11 @@
 #include "host/GraphBuilder.h"
 
+#include "sigweave/services/Bilingual.h"
+
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 constexpr const char* MODULE = "module";
 
@@ -24,13 +28,23 @@ std::string_view TrimBlanks(std::string_view text) {
 bool GraphBuilder::BeginInstance(const std::string& name) {
     std::string mistake;
     if (name.find('.') != std::string::npos)
-        mistake = "the instance name '" + name +
-                  "' holds a point, which separates instance and port; choose a name without one";
+        mistake = Bilingual(
+                      "the instance name '%1' holds a point, which separates instance and port; choose a "
+                      "name without one",
+                      "der Instanzname '%1' enthält einen Punkt, der Instanz und Anschluss trennt; wählen "
+                      "Sie einen Namen ohne Punkt")
+                      .With({name});
     else if (name == LINES_SECTION)
-        mistake = "no instance can be called 'lines', the name of a section; choose another name";
+        mistake =
+            Bilingual(
+                "no instance can be called 'lines', the name of a section; choose another name",
+                "keine Instanz kann 'lines' heißen, so heißt ein Abschnitt; wählen Sie einen anderen Namen")
+                .Text();
     else if (const auto known = lineOfInstance.find(name); known != lineOfInstance.end())
-        mistake = "the instance '" + name + "' is there already, in line " + std::to_string(known->second) +
-                  "; give this one another name";
+        mistake =
+            Bilingual("the instance '%1' is there already, in line %2; give this one another name",
+                      "die Instanz '%1' gibt es schon, in Zeile %2; geben Sie dieser einen anderen Namen")
+                .With({name, std::to_string(known->second)});
     if (!mistake.empty()) {
         Tell(std::move(mistake));
         return false;
@@ -44,8 +58,9 @@ bool GraphBuilder::BeginInstance(const std::string& name) {
 bool GraphBuilder::IsNewSetting(const std::string& name) {
     const auto [known, isNew] = lineOfSetting.emplace(name, place.line);
     if (!isNew)
-        Tell("'" + name + "' of " + graph.instances.back().name + " is set already, in line " +
-             std::to_string(known->second) + "; remove one of the two");
+        Tell(Bilingual("'%1' of %2 is set already, in line %3; remove one of the two",
+                       "'%1' von %2 ist schon gesetzt, in Zeile %3; entfernen Sie eins von beiden")
+                 .With({name, graph.instances.back().name, std::to_string(known->second)}));
     return isNew;
 }
 
@@ -68,7 +83,10 @@ bool GraphBuilder::AddLine(std::string_view from, std::string_view to) {
 }
 
 void GraphBuilder::SetAccept(const std::string& value) {
-    if (value != "yes" && value != "no") return Tell("accept is '" + value + "'; it must be yes or no");
+    if (value != "yes" && value != "no")
+        return Tell(
+            Bilingual("accept is '%1'; it must be yes or no", "accept ist '%1'; es muss yes oder no sein")
+                .With({value}));
     graph.acceptsDifferences = value == "yes";
 }
 

@@ -8,9 +8,12 @@
 #include "host/GraphText.h"
 #include "host/GraphXml.h"
 #include "sigweave/foundation/NearNames.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 constexpr std::size_t MAX_SIZE = 16 << 20;
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
@@ -19,20 +22,24 @@ bool ReadBytes(const std::string& path, std::string& text, std::string& error) {
     std::error_code failed;
     const auto status = std::filesystem::status(path, failed);
     if (std::filesystem::is_directory(status)) {
-        error = "is a folder, not a graph file";
+        error = Bilingual("is a folder, not a graph file", "ist ein Ordner, keine Graphdatei").Text();
         return false;
     }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        error = std::filesystem::exists(status) ? "cannot be read; check its permissions"
-                                                : "there is no such file; check the path";
+        error = std::filesystem::exists(status) ? Bilingual("cannot be read; check its permissions",
+                                                            "ist nicht lesbar; prüfen Sie die Rechte")
+                                                      .Text()
+                                                : Bilingual("there is no such file; check the path",
+                                                            "diese Datei gibt es nicht; prüfen Sie den Pfad")
+                                                      .Text();
         return false;
     }
     text.resize(MAX_SIZE + 1);
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(file.gcount()));
     if (!file.bad()) return true;
-    error = "cannot be read";
+    error = Bilingual("cannot be read", "ist nicht lesbar").Text();
     return false;
 }
 
@@ -44,9 +51,14 @@ bool IsBinary(char byte) {
 // Why the text cannot be a graph at all; null when it may be one.
 const char* WhyNoGraph(const std::string& text) {
     if (text.size() > MAX_SIZE)
-        return "is larger than 16 MB, the most that a graph file may have; is it the right file?";
+        return Bilingual(
+                   "is larger than 16 MB, the most that a graph file may have; is it the right file?",
+                   "ist größer als 16 MB, mehr darf eine Graphdatei nicht haben; ist es die richtige Datei?")
+            .Text();
     if (std::any_of(text.begin(), text.end(), IsBinary))
-        return "is a binary file, not a graph; a graph is plain text or XML, in UTF-8";
+        return Bilingual("is a binary file, not a graph; a graph is plain text or XML, in UTF-8",
+                         "ist eine Binärdatei, kein Graph; ein Graph ist einfacher Text oder XML, in UTF-8")
+            .Text();
     return nullptr;
 }
 
@@ -68,7 +80,9 @@ GraphFile GraphFile::Parse(const std::string& path, const std::string& text, Mis
     if (const char* reason = WhyNoGraph(text))
         mistakes.Add({path}, reason);
     else if (text.empty())
-        mistakes.Add({path}, "is empty; 'sigweave --help' shows an example");
+        mistakes.Add({path}, Bilingual("is empty; 'sigweave --help' shows an example",
+                                       "ist leer; ein Beispiel zeigt 'sigweave --help'")
+                                 .Text());
     else
         graph.Fill(text, mistakes);
     return graph;
@@ -92,18 +106,25 @@ void GraphFile::Set(const std::string& argument, Mistakes& mistakes) {
     const std::size_t split = argument.find('=');
     const std::size_t point = argument.find('.');
     if (split == std::string::npos || point == std::string::npos || point == 0 || point + 1 >= split)
-        return mistakes.Add(place, "must be INSTANCE.PARAMETER=VALUE, for example --set voice.block=512");
-    InstanceEntry* instance = FindInstance(argument.substr(0, point));
+        return mistakes.Add(
+            place, Bilingual("must be INSTANCE.PARAMETER=VALUE, for example --set voice.block=512",
+                             "muss INSTANZ.PARAMETER=WERT lauten, zum Beispiel --set voice.block=512")
+                       .Text());
+    const std::string name = argument.substr(0, point);
+    InstanceEntry* instance = FindInstance(name);
     if (instance == nullptr) {
         CStringArray names;
         for (const InstanceEntry& entry : instances) names.push_back(entry.name);
-        return mistakes.Add(place, "the graph has no instance '" + argument.substr(0, point) + "'; " +
-                                       tc::SuggestNames(argument.substr(0, point), names));
+        return mistakes.Add(
+            place, Bilingual("the graph has no instance '%1'; %2", "der Graph hat keine Instanz '%1'; %2")
+                       .With({name, tc::SuggestNames(name, names)}));
     }
     const Setting setting{argument.substr(point + 1, split - point - 1), argument.substr(split + 1), place,
                           true};
     if (setting.name == "module")
-        return mistakes.Add(place, "the module of an instance can only be chosen in the graph file");
+        return mistakes.Add(place, Bilingual("the module of an instance can only be chosen in the graph file",
+                                             "das Modul einer Instanz legt nur die Graphdatei fest")
+                                       .Text());
     std::erase_if(instance->settings, [&](const Setting& old) { return old.name == setting.name; });
     instance->settings.push_back(setting);
 }

@@ -5,9 +5,12 @@
 #include "host/CommentCursor.h"
 #include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/TCProcessParameters.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 bool IsComment(std::string_view line) {
     return line.front() == '#' || line.front() == ';';
@@ -18,10 +21,18 @@ const char* WhyBadQuotes(std::string_view value) {
     if (value.empty() || (value.front() != '"' && value.front() != '\'')) return nullptr;
     std::size_t end = 1;
     while (end < value.size() && value[end] != value.front()) end += value[end] == '\\' ? 2 : 1;
-    if (end >= value.size()) return "the quotation mark is not closed on this line; add the closing one";
+    if (end >= value.size())
+        return Bilingual("the quotation mark is not closed on this line; add the closing one",
+                         "das Anführungszeichen wird in dieser Zeile nicht geschlossen; ergänzen Sie das "
+                         "schließende")
+            .Text();
     if (end + 1 < value.size())
-        return "there is text behind the closing quotation mark; remove it, or put a comment on a line of "
-               "its own";
+        return Bilingual(
+                   "there is text behind the closing quotation mark; remove it, or put a comment on a line "
+                   "of its own",
+                   "hinter dem schließenden Anführungszeichen steht noch Text; entfernen Sie ihn, oder "
+                   "setzen Sie einen Kommentar in eine eigene Zeile")
+            .Text();
     return nullptr;
 }
 
@@ -41,7 +52,10 @@ class Reader {
             text.remove_prefix(std::min(end + (pair ? 2 : 1), text.size()));
         }
         if (!sawContent)
-            builder.Tell("has nothing in it but blanks and comments; 'sigweave --help' shows an example");
+            builder.Tell(
+                Bilingual("has nothing in it but blanks and comments; 'sigweave --help' shows an example",
+                          "enthält nur Leerraum und Kommentare; ein Beispiel zeigt 'sigweave --help'")
+                    .Text());
     }
 
  private:
@@ -61,13 +75,19 @@ class Reader {
         section = Section::Skipped;
         const std::size_t end = line.find(']');
         if (end == std::string_view::npos)
-            return builder.Tell("the section name is not closed; write [name]");
+            return builder.Tell(Bilingual("the section name is not closed; write [name]",
+                                          "der Abschnittsname ist nicht geschlossen; schreiben Sie [name]")
+                                    .Text());
         ReadBehindName(TrimBlanks(line.substr(end + 1)));
         const std::string name(TrimBlanks(line.substr(1, end - 1)));
         if (name == LINES_SECTION)
             section = Section::Lines;
         else if (name.empty())
-            builder.Tell("the section has no name; name it after the instance, for example [voice]");
+            builder.Tell(
+                Bilingual(
+                    "the section has no name; name it after the instance, for example [voice]",
+                    "der Abschnitt hat keinen Namen; benennen Sie ihn nach der Instanz, zum Beispiel [voice]")
+                    .Text());
         else if (builder.BeginInstance(name))
             section = Section::Instance;
     }
@@ -75,31 +95,40 @@ class Reader {
     void ReadBehindName(std::string_view rest) {
         if (rest.empty()) return;
         if (IsComment(rest)) return builder.AddComment(TrimBlanks(rest.substr(1)));
-        builder.Tell("there is text behind the section name; put it on a line of its own");
+        builder.Tell(
+            Bilingual("there is text behind the section name; put it on a line of its own",
+                      "hinter dem Abschnittsnamen steht noch Text; setzen Sie ihn in eine eigene Zeile")
+                .Text());
     }
 
     void ReadParameter(std::string_view line) {
         const std::size_t split = line.find('=');
         if (split == std::string_view::npos)
-            return builder.Tell("'" + std::string(line) +
-                                "' is neither name=value, [section] nor a # comment");
+            return builder.Tell(Bilingual("'%1' is neither name=value, [section] nor a # comment",
+                                          "'%1' ist weder Name=Wert noch [Abschnitt] noch ein #-Kommentar")
+                                    .With({line}));
         const std::string_view value = TrimBlanks(line.substr(split + 1));
         if (const char* reason = WhyBadQuotes(value)) return builder.Tell(reason);
         const std::string text =
             std::string(TrimBlanks(line.substr(0, split))) + "=" + std::string(value) + "\n";
-        if (text.front() == '=') return builder.Tell("there is no name before the '='");
+        if (text.front() == '=')
+            return builder.Tell(
+                Bilingual("there is no name before the '='", "vor dem '=' steht kein Name").Text());
         if (syntax.ParseParamString(text.c_str()) != 1)
-            return builder.Tell(std::string(syntax.GetErrorText()) +
-                                "; a backslash in quotation marks is written \\\\");
+            return builder.Tell(Bilingual("%1; a backslash in quotation marks is written \\\\",
+                                          "%1; ein Rückstrich in Anführungszeichen wird als \\\\ geschrieben")
+                                    .With({std::string(syntax.GetErrorText())}));
         Take(std::string(syntax.GetParamName(0)), TCString::TCString2BinCString(syntax.GetParamValStr(0)));
     }
 
     void Take(const std::string& name, const std::string& value) {
         switch (section) {
             case Section::None:
-                return builder.Tell(
-                    "'" + name +
-                    "' stands before the first section; put it behind the [instance] that it belongs to");
+                return builder.Tell(Bilingual("'%1' stands before the first section; put it behind the "
+                                              "[instance] that it belongs to",
+                                              "'%1' steht vor dem ersten Abschnitt; setzen Sie es hinter die "
+                                              "[Instanz], zu der es gehört")
+                                        .With({name}));
             case Section::Lines:
                 return TakeLine(name, value);
             case Section::Instance:
@@ -112,7 +141,10 @@ class Reader {
     void TakeLine(const std::string& name, const std::string& value) {
         if (name == "accept") return builder.SetAccept(value);
         if (!builder.AddLine(name, value))
-            builder.Tell("'" + name + "=" + value + "' is no line; write instance.Output=instance.Input");
+            builder.Tell(
+                Bilingual("'%1=%2' is no line; write instance.Output=instance.Input",
+                          "'%1=%2' ist keine Verbindung; schreiben Sie Instanz.Ausgang=Instanz.Eingang")
+                    .With({name, value}));
     }
 
     GraphBuilder& builder;

@@ -3,33 +3,36 @@
 namespace host {
 namespace {
 
+using tc::Bilingual;
+
 constexpr GraphWording TEXT_WORDING = {
-    .addModuleId = "add a line module=ID",
-    .addModules = "add a section [name] with module=ID for each",
-    .addLines = "add a section [lines] with lines as instance.Output=instance.Input",
-    .acceptDifferences = "write accept=yes in the section [lines]",
-    .settingParts = {"add a line ", "=..."},
-    .lineParts = {"add a line ...=", " to the section [lines]"},
+    .addModuleId = Bilingual("add a line module=ID", "ergänzen Sie eine Zeile module=ID"),
+    .addModules = Bilingual("add a section [name] with module=ID for each",
+                            "ergänzen Sie für jedes einen Abschnitt [name] mit module=ID"),
+    .addLines =
+        Bilingual("add a section [lines] with lines as instance.Output=instance.Input",
+                  "ergänzen Sie einen Abschnitt [lines] mit Zeilen wie Instanz.Ausgang=Instanz.Eingang"),
+    .acceptDifferences = Bilingual("write accept=yes in the section [lines]",
+                                   "schreiben Sie accept=yes in den Abschnitt [lines]"),
+    .addSetting = Bilingual("add a line %1=...", "ergänzen Sie eine Zeile %1=..."),
+    .addLineTo = Bilingual("add a line ...=%1 to the section [lines]",
+                           "ergänzen Sie im Abschnitt [lines] eine Zeile ...=%1"),
 };
 
 constexpr GraphWording XML_WORDING = {
-    .addModuleId = "add the attribute kind=\"ID\"",
-    .addModules = "add an element <Module name=\"name\" kind=\"ID\"/> for each",
-    .addLines = "add elements <Line from=\"instance.Output\" to=\"instance.Input\"/>",
-    .acceptDifferences = "write <Graph accept=\"yes\">",
-    .settingParts = {"add an element <Setting name=\"", "\">...</Setting>"},
-    .lineParts = {"add an element <Line from=\"...\" to=\"", "\"/>"},
+    .addModuleId = Bilingual("add the attribute kind=\"ID\"", "ergänzen Sie das Attribut kind=\"ID\""),
+    .addModules = Bilingual("add an element <Module name=\"name\" kind=\"ID\"/> for each",
+                            "ergänzen Sie für jedes ein Element <Module name=\"name\" kind=\"ID\"/>"),
+    .addLines = Bilingual("add elements <Line from=\"instance.Output\" to=\"instance.Input\"/>",
+                          "ergänzen Sie Elemente <Line from=\"Instanz.Ausgang\" to=\"Instanz.Eingang\"/>"),
+    .acceptDifferences = Bilingual("write <Graph accept=\"yes\">", "schreiben Sie <Graph accept=\"yes\">"),
+    .addSetting = Bilingual("add an element <Setting name=\"%1\">...</Setting>",
+                            "ergänzen Sie ein Element <Setting name=\"%1\">...</Setting>"),
+    .addLineTo = Bilingual("add an element <Line from=\"...\" to=\"%1\"/>",
+                           "ergänzen Sie ein Element <Line from=\"...\" to=\"%1\"/>"),
 };
 
 }  // namespace
-
-std::string GraphWording::AddSetting(const std::string& parameter) const {
-    return settingParts[0] + parameter + settingParts[1];
-}
-
-std::string GraphWording::AddLineTo(const std::string& input) const {
-    return lineParts[0] + input + lineParts[1];
-}
 
 const GraphWording& GraphWording::Of(GraphForm form) {
     return form == GraphForm::Text ? TEXT_WORDING : XML_WORDING;

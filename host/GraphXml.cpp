@@ -7,9 +7,12 @@
 #include "host/CommentCursor.h"
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/persistence/TCXML.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 constexpr const char* ROOT = "Graph";
 constexpr const char* MODULE = "Module";
@@ -31,8 +34,9 @@ class Reader {
         if (!xml.LoadXML(text.c_str())) return TellDamage();
         const TCXMLNode root = Enter(xml.SelectSingleNode("/*"));
         if (NameOf(root) != ROOT)
-            return builder.Tell("the outermost element is <" + NameOf(root) +
-                                ">; that of a graph is <Graph>");
+            return builder.Tell(Bilingual("the outermost element is <%1>; that of a graph is <Graph>",
+                                          "das äußerste Element ist <%1>; bei einem Graphen ist es <Graph>")
+                                    .With({NameOf(root)}));
         const Attributes attributes = ReadAttributes(root, {"accept"});
         if (attributes.contains("accept")) builder.SetAccept(attributes.at("accept"));
         ForEachChild(root, {MODULE, LINE}, [&](const TCXMLNode& node, const std::string& name) {
@@ -75,12 +79,15 @@ class Reader {
             const std::string_view content = TrimWhiteSpace(std::string_view(value, value.GetLength()));
             if (content.empty()) return;
             Enter(node);
-            builder.Tell("'" + std::string(content) + "' stands between the elements; remove it");
+            builder.Tell(Bilingual("'%1' stands between the elements; remove it",
+                                   "'%1' steht zwischen den Elementen; entfernen Sie es")
+                             .With({content}));
         });
         ForEach("*", node, [&](const TCXMLNode& child) {
             const std::string name = NameOf(Enter(child));
             if (std::find(known.begin(), known.end(), name) != known.end()) return work(child, name);
-            builder.Tell("<" + name + "> is not known here; " + tc::SuggestNames(name, known));
+            builder.Tell(Bilingual("<%1> is not known here; %2", "<%1> ist hier unbekannt; %2")
+                             .With({name, tc::SuggestNames(name, known)}));
         });
     }
 
@@ -89,7 +96,10 @@ class Reader {
         TCString text;
         text.AllocCopy(TrimWhiteSpace(std::string_view(written, written.GetLength())));
         if (!TCXML::UnquoteNodeTextString(text))
-            builder.Tell("a backslash in " + what + " begins no escape; write \\\\ for the backslash itself");
+            builder.Tell(Bilingual("a backslash in %1 begins no escape; write \\\\ for the backslash itself",
+                                   "ein Rückstrich in %1 leitet kein Sonderzeichen ein; schreiben Sie \\\\ "
+                                   "für den Rückstrich selbst")
+                             .With({what}));
         return TCString::TCString2BinCString(text);
     }
 
@@ -100,9 +110,10 @@ class Reader {
             TCString value;
             xml.GetNodeValue(attribute, value);
             if (std::find(known.begin(), known.end(), name) == known.end())
-                return builder.Tell("<" + NameOf(node) + "> has no attribute '" + name + "'; " +
-                                    tc::SuggestNames(name, known));
-            attributes[name] = Unquote(value, "the attribute " + name);
+                return builder.Tell(
+                    Bilingual("<%1> has no attribute '%2'; %3", "<%1> hat kein Attribut '%2'; %3")
+                        .With({NameOf(node), name, tc::SuggestNames(name, known)}));
+            attributes[name] = Unquote(value, Bilingual("the attribute %1", "dem Attribut %1").With({name}));
         });
         return attributes;
     }
@@ -112,8 +123,9 @@ class Reader {
         for (const std::string& name : needed) {
             const auto found = attributes.find(name);
             if (found != attributes.end() && !found->second.empty()) continue;
-            builder.Tell("<" + NameOf(node) + "> needs the attribute " + name + "; write " + name +
-                         "=\"...\"");
+            builder.Tell(Bilingual("<%1> needs the attribute %2; write %2=\"...\"",
+                                   "<%1> braucht das Attribut %2; schreiben Sie %2=\"...\"")
+                             .With({NameOf(node), name}));
             all = false;
         }
         return all;
@@ -130,12 +142,16 @@ class Reader {
     void ReadSetting(const TCXMLNode& node) {
         const Attributes attributes = ReadAttributes(node, {"name"});
         if (xml.SelectSingleNode("*", node))
-            return builder.Tell("a setting is text; write &lt; for the sign < in it");
+            return builder.Tell(
+                Bilingual("a setting is text; write &lt; for the sign < in it",
+                          "eine Einstellung ist Text; schreiben Sie &lt; für das Zeichen < darin")
+                    .Text());
         if (!HasAll(attributes, {"name"}, node)) return;
         const std::string& name = attributes.at("name");
         TCString value;
         xml.GetNodeText(node, value);
-        builder.AddSetting(name, Unquote(value, "the setting " + name));
+        builder.AddSetting(name,
+                           Unquote(value, Bilingual("the setting %1", "der Einstellung %1").With({name})));
     }
 
     void ReadLine(const TCXMLNode& node) {
@@ -146,8 +162,11 @@ class Reader {
         const std::string& from = attributes.at("from");
         const std::string& to = attributes.at("to");
         if (!builder.AddLine(from, to))
-            builder.Tell("the line from '" + from + "' to '" + to +
-                         "' is none; write from=\"instance.Output\" to=\"instance.Input\"");
+            builder.Tell(Bilingual("the line from '%1' to '%2' is none; write from=\"instance.Output\" "
+                                   "to=\"instance.Input\"",
+                                   "die Verbindung von '%1' nach '%2' ist keine; schreiben Sie "
+                                   "from=\"Instanz.Ausgang\" to=\"Instanz.Eingang\"")
+                             .With({from, to}));
     }
 
     void ReadComments() {

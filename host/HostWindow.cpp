@@ -7,16 +7,15 @@
 #include "host/RunLog.h"
 #include "sigweave/foundation/HostRecords.h"
 #include "sigweave/module/TCValidateActualPortType.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
 
-std::string Quoted(const char* text) {
-    return "'" + Text(text) + "'";
-}
+using tc::Bilingual;
 
 void ShowError(const TCErrorRecord& record) {
-    console::FromModule("error", TCLogFile::ERROR, record.module, record.text);
+    console::FromModule(&console::ERROR_WORD, TCLogFile::ERROR, record.module, record.text);
 }
 
 void ShowBalloon(const TCBalloonRecord& record) {
@@ -24,7 +23,8 @@ void ShowBalloon(const TCBalloonRecord& record) {
     const std::string text = Text(record.text);
     const std::string speaker = console::Speaker();
     const std::string note = caption + (caption.empty() || text.empty() ? "" : ": ") + text;
-    console::Say("note: " + speaker + (speaker.empty() ? "" : ": ") + note);
+    console::Say(std::string(console::NOTE_WORD.Text()) + ": " + speaker + (speaker.empty() ? "" : ": ") +
+                 note);
     runlog::FromModule(TCLogFile::NOTICE, speaker, note);
 }
 
@@ -64,19 +64,29 @@ long HostWindow::SendMessageA(unsigned message, unsigned long command, void* rec
 }
 
 void HostWindow::Validate(VALIDATION_STRUCT& difference) {
-    const std::string sides =
-        "it takes " + Quoted(difference.expected) + ", and the line brings " + Quoted(difference.actual);
+    const std::string expected = Text(difference.expected);
+    const std::string actual = Text(difference.actual);
     if (difference.code == VALIDATION_STRUCT::DECLARATOR_DIFFERS) {
         difference.answer = Accepts(difference) ? 1 : 0;
         if (difference.answer == 0)
-            refusals.push_back("the input expects data of another meaning: " + sides +
-                               "; if that is right, " + acceptRemedy);
+            refusals.push_back(Bilingual("the input expects data of another meaning: it takes '%1', and the "
+                                         "line brings '%2'; if that is right, %3",
+                                         "der Eingang erwartet Daten anderer Bedeutung: er nimmt '%1', und "
+                                         "die Verbindung bringt '%2'; wenn das richtig ist, %3")
+                                   .With({expected, actual, acceptRemedy}));
     } else if (difference.code == VALIDATION_STRUCT::TOKEN_DIFFERS) {
-        refusals.push_back("the input takes data of another type: " + sides +
-                           "; wire it to an output of its type");
+        refusals.push_back(
+            Bilingual("the input takes data of another type: it takes '%1', and the line brings '%2'; wire "
+                      "it to an output of its type",
+                      "der Eingang nimmt Daten anderen Typs: er nimmt '%1', und die Verbindung bringt '%2'; "
+                      "verbinden Sie ihn mit einem Ausgang seines Typs")
+                .With({expected, actual}));
     } else {
         refusals.push_back(
-            "neither the output nor the input has a data type; the modules' authors must declare one");
+            Bilingual(
+                "neither the output nor the input has a data type; the modules' authors must declare one",
+                "weder Ausgang noch Eingang hat einen Datentyp; die Autoren der Module müssen einen angeben")
+                .Text());
     }
 }
 
@@ -85,9 +95,11 @@ bool HostWindow::Accepts(const VALIDATION_STRUCT& difference) {
     const auto key = std::tuple<std::string, std::string, std::string>(difference.name, difference.expected,
                                                                        difference.actual);
     if (accepted.contains(key)) return true;
-    const bool yes = console::Ask(line + ": " + console::FullName(difference.name) + " expects " +
-                                  Quoted(difference.expected) + ", and the line brings " +
-                                  Quoted(difference.actual) + ". Wire it anyway?");
+    const bool yes =
+        console::Ask(Bilingual("%1: %2 expects '%3', and the line brings '%4'. Wire it anyway?",
+                               "%1: %2 erwartet '%3', und die Verbindung bringt '%4'. Trotzdem verbinden?")
+                         .With({line, console::FullName(difference.name), Text(difference.expected),
+                                Text(difference.actual)}));
     if (yes) accepted.insert(key);
     return yes;
 }

@@ -5,10 +5,14 @@
 #include <iostream>
 
 #include "host/Commands.h"
+#include "host/Language.h"
 #include "host/ProfileCommand.h"
 #include "sigweave/foundation/NearNames.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr const char* EXAMPLE = R"(Example:
   A graph file names modules, their settings and the lines between them:
@@ -91,7 +95,9 @@ CLI::App* AddProfile(CLI::App& app, host::ProfileOptions& options) {
 bool IsCommand(const std::string& word, const CStringArray& commands) {
     if (word.starts_with('-') || std::find(commands.begin(), commands.end(), word) != commands.end())
         return true;
-    std::cerr << "there is no command '" << word << "'; " << tc::SuggestNames(word, commands) << "\n";
+    std::cerr << Bilingual("there is no command '%1'; %2", "es gibt keinen Befehl '%1'; %2")
+                     .With({word, tc::SuggestNames(word, commands)})
+              << "\n";
     return false;
 }
 
@@ -129,10 +135,18 @@ void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
 int main(int argc, char** argv) {
     std::setlocale(LC_CTYPE, "");   // texts are in the user's character set; numbers stay as they are
     std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is an error to report, not an end
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (!host::ChooseLanguage(arguments)) return host::EXIT_WRONG_INPUT;
     CLI::App app("Runs graphs of signal-processing modules.", "sigweave");
     app.footer(EXAMPLE);
     app.set_version_flag("--version", SIGWEAVE_VERSION_TEXT);
     app.require_subcommand(1);
+    std::string language;  // chosen already, for the messages about the rest; here for the help alone
+    app.add_option(
+           "--language", language,
+           "The language of messages; may also stand behind the command. Default: the profile's, else "
+           "the locale's")
+        ->type_name("en|de");
     host::CommandOptions options;
     std::string format = "text";
     CLI::App* run = app.add_subcommand("run", "Checks a graph and runs it");
@@ -159,17 +173,18 @@ int main(int argc, char** argv) {
     AddModulePath(*modules, options);
     host::ProfileOptions profileOptions;
     const CLI::App* profile = AddProfile(app, profileOptions);
-    if (argc < 2) {
+    if (arguments.empty()) {
         std::cerr << app.help();
         return host::EXIT_WRONG_INPUT;
     }
     const CStringArray commands = {"run", "check", "convert", "diff", "modules", "profile"};
     const CStringArray actions = {"list", "get", "set", "delete"};
-    const bool isAction = argc > 2 && argv[1] == std::string("profile");
-    if (!IsCommand(argv[1], commands) || (isAction && !IsCommand(argv[2], actions)))
+    const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
+    if (!IsCommand(arguments[0], commands) || (isAction && !IsCommand(arguments[1], actions)))
         return host::EXIT_WRONG_INPUT;
     try {
-        app.parse(argc, argv);
+        std::reverse(arguments.begin(), arguments.end());  // the order that CLI11 wants them in
+        app.parse(arguments);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? host::EXIT_COMPLETE : host::EXIT_WRONG_INPUT;
     }

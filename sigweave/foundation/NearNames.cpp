@@ -5,7 +5,11 @@
 #include <cstddef>
 #include <utility>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace {
+
+using tc::Bilingual;
 
 constexpr std::size_t MOST_NAMES = 3;
 constexpr std::size_t LONGEST_NAME = 256;
@@ -72,7 +76,9 @@ CStringArray tc::NearestNames(const CString& name, const CStringArray& candidate
 
 CString tc::SuggestNames(const CString& name, const CStringArray& candidates) {
     const CStringArray near = NearestNames(name, candidates);
-    if (!near.empty()) return "did you mean " + Joined(near, "'", " or ") + "?";
-    if (candidates.empty()) return "there are none";
-    return "known are " + Joined(candidates, "", ", ");
+    if (!near.empty())
+        return Bilingual("did you mean %1?", "meinten Sie %1?")
+            .With({Joined(near, "'", Bilingual(" or ", " oder ").Text())});
+    if (candidates.empty()) return Bilingual("there are none", "es gibt keine").Text();
+    return Bilingual("known are %1", "bekannt sind %1").With({Joined(candidates, "", ", ")});
 }
