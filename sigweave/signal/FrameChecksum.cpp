@@ -69,6 +69,7 @@ void Sum(Sums& sums, char* dst, const char* bytes, std::size_t steps) {
 
 template <bool COPY>
 void tc::FrameChecksum::AddEach(char* dst, const char* bytes, std::size_t wordCount) {
+    if (wordCount == 0) return;
     Sums piece;
     std::size_t i = wordCount < FEW ? 0 : wordCount / 4 * 4;
     if (i > 0) Sum<COPY>(piece, dst, bytes, i / 4);

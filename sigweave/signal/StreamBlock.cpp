@@ -75,6 +75,13 @@ bool TCIOStream::Block::AddSegment(const char* name, DATATYPE type, int dims, co
 
 bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents,
                                         void*& elements) {
+    const bool plain = dims == 1 && (name == nullptr || *name == '\0') && (type == INT || type == DOUBLE);
+    if (DataSegment* segment = plain ? SameAgain(type, extents[0]) : nullptr) {
+        segment->dimensions[0] = segment->elementCount = extents[0];
+        Close(*segment);
+        elements = segment->data;
+        return true;
+    }
     const bool any = tc::CountElements(dims, extents) != 0;
     if (type == POINTER || !Write(name, type, dims, extents, nullptr, any)) return false;
     elements = segments[currentSegment]->data;

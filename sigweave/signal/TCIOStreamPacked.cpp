@@ -204,15 +204,13 @@ class Unpacker {
         int type, dims;
         if (!Get(name) || name.CalcDataFormat() != TCString::ASCII || !Get(type) || !Get(dims)) return false;
         if (!tc::HasValues(type) || dims < 0 || !Has(std::int64_t{4} * dims)) return false;
-        TCArray<int> extents;
         extents.SetSize(dims);
         for (int& extent : extents)
             if (!Get(extent)) return false;
-        return GetElements(block, name, static_cast<TCIOStream::DATATYPE>(type), extents, level);
+        return GetElements(block, name, static_cast<TCIOStream::DATATYPE>(type), level);
     }
 
-    bool GetElements(Block& block, const TCString& name, TCIOStream::DATATYPE type,
-                     const TCArray<int>& extents, int level) {
+    bool GetElements(Block& block, const TCString& name, TCIOStream::DATATYPE type, int level) {
         const int count = tc::CountElements(extents);
         void* elements;
         if (count < 0 || !Has(count * SmallestElement(type))) return false;
@@ -251,6 +249,7 @@ class Unpacker {
     const char* at;
     const char* end;
     std::int64_t summed = 0;  // words
+    TCArray<int> extents;     // of the segment read last
     tc::FrameChecksum sums;
 };
 
