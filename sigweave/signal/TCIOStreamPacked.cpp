@@ -94,12 +94,12 @@ class Packer {
     }
 
     bool PutElements(const Segment& segment, int count, int level) {
-        if (segment.GetBlocks() != nullptr) {
+        if (segment.GetType() == TCIOStream::BLOCK) {
             for (int i = 0; i < count; ++i)
                 if (!PutBlock(*segment.GetBlocks()[i], level + 1)) return false;
             return true;
         }
-        if (segment.GetStrings() != nullptr)
+        if (segment.GetType() == TCIOStream::STRING)
             for (int i = 0; i < count; ++i) Put(segment.GetStrings()[i]);
         else
             PutNumbers(static_cast<const char*>(segment.GetData()), count * ElementSize(segment.GetType()));

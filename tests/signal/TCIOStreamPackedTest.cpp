@@ -172,10 +172,15 @@ TEST(StreamForms, FramesHoldNothingBetweenTheirItems) {
     EXPECT_EQ(Unpack(to, frame), -14);
 }
 
-// Extents without elements take fewer bytes than those before them promise.
-TEST(StreamForms, EmptyMatrixThereAndBack) {
+// Extents without elements take fewer bytes than those before them promise, and no room before the next item.
+TEST(StreamForms, EmptySegmentsThereAndBack) {
     StreamLines from, packed, old;
-    from.writer.WriteDblMat(nullptr, 3, 0);
+    TCIOStream::Block block;
+    const int extents[] = {3, 0};
+    void* none = nullptr;
+    for (const auto type : {TCIOStream::STRING, TCIOStream::DOUBLE, TCIOStream::BLOCK, TCIOStream::INT})
+        ASSERT_TRUE(block.AddEmptySegment(TCIOStream::DataTypeToString(type), type, 2, extents, none));
+    ASSERT_EQ(from.writer.WriteCopy(&block), 1);
     const TCString text = from.Input().SerializeForOldStream(0);
     const char* at = text;
     EXPECT_EQ(old.writer.DeSerializeForOldStream(at, at + text.GetLength()), 1);
@@ -184,8 +189,10 @@ TEST(StreamForms, EmptyMatrixThereAndBack) {
     EXPECT_EQ(Unpack(packed, frame), 1);
     for (TCIOStream* input : {&packed.Input(), &old.Input()}) {
         ASSERT_EQ(input->StartReadSegments(), 1);
-        EXPECT_EQ(input->Segment(0)->GetExtent(0), 3);
-        EXPECT_EQ(input->Segment(0)->GetExtent(1), 0);
+        ASSERT_EQ(input->SegmentCnt(), 4);
+        EXPECT_EQ(input->SegmentType(0), TCIOStream::STRING);
+        EXPECT_EQ(input->Segment(3)->GetExtent(0), 3);
+        EXPECT_EQ(input->Segment(3)->GetExtent(1), 0);
     }
 }
 
