@@ -138,6 +138,16 @@ TEST(Run, RecordsAsTheExampleSays) {
     EXPECT_NE(recording.find("<State Value=\"2\">STOP</State>"), std::string::npos);
 }
 
+// The values 1 to 4 and -1 to -4.
+TEST(Run, PlaysARecording) {
+    Outcome run = RunExample("play.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["samples"], 8.0);
+    EXPECT_EQ(run.results["min"], -4.0);
+    EXPECT_EQ(run.results["mean"], 0.0);
+    EXPECT_DOUBLE_EQ(run.results["rms"], std::sqrt(7.5));
+}
+
 // Ten blocks of 0.1 s, instead of 47 of 1024 samples.
 TEST(Run, CutsATone) {
     Outcome run = RunExample("reblock.graph", "");
