@@ -13,9 +13,12 @@
 #include "host/RecordDiff.h"
 #include "host/Report.h"
 #include "sigweave/platform/Process.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 constexpr std::size_t MOST_MISTAKES_TOLD = 1000;
 
@@ -51,8 +54,12 @@ void TellMistakes(const Mistakes& mistakes, const std::string& outcome) {
     const std::size_t told = std::min(all.size(), MOST_MISTAKES_TOLD);
     for (std::size_t index = 0; index < told; ++index)
         TellMistake(ToText(all[index].place) + ": " + all[index].text);
-    if (told < all.size()) console::Say("... and " + std::to_string(all.size() - told) + " more");
-    console::Say(std::to_string(all.size()) + (all.size() == 1 ? " mistake" : " mistakes") + "; " + outcome);
+    if (told < all.size())
+        console::Say(
+            Bilingual("... and %1 more", "... und %1 weitere").With({std::to_string(all.size() - told)}));
+    static constexpr Bilingual ONE("%1 mistake; %2", "%1 Fehler; %2");
+    static constexpr Bilingual SEVERAL("%1 mistakes; %2", "%1 Fehler; %2");
+    console::Say((all.size() == 1 ? ONE : SEVERAL).With({std::to_string(all.size()), outcome}));
 }
 
 using console::Print;
@@ -64,7 +71,10 @@ struct OpenGraph {
         for (const std::string& setting : options.settings) file.Set(setting, mistakes);
         graph = std::make_unique<Graph>(file, catalogue, window, mistakes);
         TellProblems(catalogue, !mistakes.IsEmpty());
-        if (!mistakes.IsEmpty()) TellMistakes(mistakes, "nothing of " + options.graph + " was run");
+        if (!mistakes.IsEmpty())
+            TellMistakes(
+                mistakes,
+                Bilingual("nothing of %1 was run", "von %1 wurde nichts ausgeführt").With({options.graph}));
     }
 
     Mistakes mistakes;
@@ -112,7 +122,7 @@ int RunLogged(const CommandOptions& options) {
 int RunGraph(const CommandOptions& options) {
     const std::string problem = runlog::Open(options.log);
     if (!problem.empty()) {
-        console::Error(problem + "; nothing was run");
+        console::Error(Bilingual("%1; nothing was run", "%1; nichts wurde ausgeführt").With({problem}));
         return EXIT_WRONG_INPUT;
     }
     const int code = RunLogged(options);
@@ -123,16 +133,19 @@ int RunGraph(const CommandOptions& options) {
 int CheckGraph(const CommandOptions& options) {
     const OpenGraph open(options);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
-    const std::string counts = std::to_string(open.graph->Modules().size()) + " modules, " +
-                               std::to_string(open.graph->Lines().size()) + " lines";
-    return Print(options.graph + ": no mistakes; " + counts + "\n") ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+    const std::string told =
+        Bilingual("%1: no mistakes; %2 modules, %3 lines\n", "%1: keine Fehler; %2 Module, %3 Verbindungen\n")
+            .With({options.graph, std::to_string(open.graph->Modules().size()),
+                   std::to_string(open.graph->Lines().size())});
+    return Print(told) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }
 
 int ConvertGraph(const CommandOptions& options) {
     Mistakes mistakes;
     const GraphFile file = GraphFile::Read(options.graph, mistakes);
     if (!mistakes.IsEmpty()) {
-        TellMistakes(mistakes, options.target + " was not written");
+        TellMistakes(mistakes,
+                     Bilingual("%1 was not written", "%1 wurde nicht geschrieben").With({options.target}));
         return EXIT_WRONG_INPUT;
     }
     std::string error;
@@ -140,9 +153,10 @@ int ConvertGraph(const CommandOptions& options) {
         console::Error(error);
         return EXIT_INCOMPLETE;
     }
-    const char* form = file.GetForm() == GraphForm::Text ? "an XML document" : "parameter text";
-    return Print(options.target + ": " + options.graph + " as " + form + "\n") ? EXIT_COMPLETE
-                                                                               : EXIT_INCOMPLETE;
+    static constexpr Bilingual TO_XML("%1: %2 as an XML document\n", "%1: %2 als XML-Dokument\n");
+    static constexpr Bilingual TO_TEXT("%1: %2 as parameter text\n", "%1: %2 als Parametertext\n");
+    const Bilingual& told = file.GetForm() == GraphForm::Text ? TO_XML : TO_TEXT;
+    return Print(told.With({options.target, options.graph})) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }
 
 int DiffRecords(const CommandOptions& options) {
@@ -152,9 +166,10 @@ int DiffRecords(const CommandOptions& options) {
     if (found.verdict == RecordVerdict::Unreadable)
         console::Error(found.text);
     else if (found.verdict == RecordVerdict::Different)
-        written = Print(a + " and " + b + " differ: " + found.text + "\n");
+        written = Print(Bilingual("%1 and %2 differ: %3\n", "%1 und %2 unterscheiden sich: %3\n")
+                            .With({a, b, found.text}));
     else
-        written = Print(a + " and " + b + " are equal\n");
+        written = Print(Bilingual("%1 and %2 are equal\n", "%1 und %2 sind gleich\n").With({a, b}));
     return written ? static_cast<int>(found.verdict) : static_cast<int>(RecordVerdict::Unreadable);
 }
 

@@ -9,11 +9,16 @@
 #include "host/GraphText.h"
 #include "host/GraphXml.h"
 #include "sigweave/persistence/TCXML.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
 
+using tc::Bilingual;
+
 namespace fs = std::filesystem;
+
+constexpr Bilingual CANNOT_WRITE("%1 cannot be written: %2", "%1 ist nicht beschreibbar: %2");
 
 // A file beside the one that it is to become; gone with this object unless it was given its name.
 class NewFile {
@@ -60,14 +65,17 @@ std::string Join(const PortName& port) {
 }
 
 std::string FindDifference(const InstanceEntry& wanted, const InstanceEntry& written) {
-    if (wanted.module != written.module) return "the module '" + wanted.module + "' of " + wanted.name;
+    if (wanted.module != written.module)
+        return Bilingual("the module '%1' of %2", "das Modul '%1' von %2").With({wanted.module, wanted.name});
     for (std::size_t index = 0; index < wanted.settings.size(); ++index) {
         const Setting& setting = wanted.settings[index];
         if (index >= written.settings.size() || setting.name != written.settings[index].name ||
             setting.value != written.settings[index].value)
-            return "the setting '" + setting.name + "' of " + wanted.name;
+            return Bilingual("the setting '%1' of %2", "die Einstellung '%1' von %2")
+                .With({setting.name, wanted.name});
     }
-    return wanted.settings.size() == written.settings.size() ? "" : "a setting of " + wanted.name;
+    if (wanted.settings.size() == written.settings.size()) return "";
+    return Bilingual("a setting of %1", "eine Einstellung von %1").With({wanted.name});
 }
 
 bool IsSame(const LineEntry& a, const LineEntry& b) {
@@ -81,18 +89,19 @@ std::string FindDifference(const GraphFile& graph, const GraphFile& written) {
     for (std::size_t index = 0; index < instances.size(); ++index) {
         if (index >= written.GetInstances().size() ||
             instances[index].name != written.GetInstances()[index].name)
-            return "the instance '" + instances[index].name + "'";
+            return Bilingual("the instance '%1'", "die Instanz '%1'").With({instances[index].name});
         std::string difference = FindDifference(instances[index], written.GetInstances()[index]);
         if (!difference.empty()) return difference;
     }
     const auto& lines = graph.GetLines();
     for (std::size_t index = 0; index < lines.size(); ++index)
         if (index >= written.GetLines().size() || !IsSame(lines[index], written.GetLines()[index]))
-            return "the line from '" + Join(lines[index].from) + "' to '" + Join(lines[index].to) + "'";
+            return Bilingual("the line from '%1' to '%2'", "die Verbindung von '%1' nach '%2'")
+                .With({Join(lines[index].from), Join(lines[index].to)});
     const bool same = instances.size() == written.GetInstances().size() &&
                       lines.size() == written.GetLines().size() &&
                       graph.AcceptsDifferences() == written.AcceptsDifferences();
-    return same ? "" : "a part of it";
+    return same ? "" : Bilingual("a part of it", "ein Teil davon").Text();
 }
 
 bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& error) {
@@ -100,7 +109,9 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
     const fs::file_status status = fs::status(path, ignored);
     // What /dev/stdout leads to may be an ordinary file, but not one to replace.
     if ((fs::exists(status) && !fs::is_regular_file(status)) || path.starts_with("/dev/")) {
-        error = path + " is no ordinary file; name another one";
+        error = Bilingual("%1 is no ordinary file; name another one",
+                          "%1 ist keine gewöhnliche Datei; nennen Sie eine andere")
+                    .With({path});
         return false;
     }
     const std::string target = fs::exists(status) ? fs::canonical(path, ignored).string() : path;
@@ -108,18 +119,23 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
     const bool toText = graph.GetForm() == GraphForm::Xml;
     if (!(toText ? WriteText(part.GetPath(), WriteGraphText(graph), error)
                  : WriteXml(graph, part.GetPath(), error))) {
-        error = path + " cannot be written: " + error;
+        error = CANNOT_WRITE.With({path, error});
         return false;
     }
     Mistakes mistakes;
     const std::string lost = FindDifference(graph, GraphFile::Read(part.GetPath(), mistakes));
     if (!lost.empty()) {
-        error = graph.GetPath() + ": " + lost + " cannot be said in " +
-                (toText ? "parameter text" : "an XML document") + "; give it a simpler name";
+        static constexpr Bilingual NOT_IN_TEXT(
+            "%1: %2 cannot be said in parameter text; give it a simpler name",
+            "%1: %2 lässt sich in Parametertext nicht ausdrücken; geben Sie einen einfacheren Namen");
+        static constexpr Bilingual NOT_IN_XML(
+            "%1: %2 cannot be said in an XML document; give it a simpler name",
+            "%1: %2 lässt sich in einem XML-Dokument nicht ausdrücken; geben Sie einen einfacheren Namen");
+        error = (toText ? NOT_IN_TEXT : NOT_IN_XML).With({graph.GetPath(), lost});
         return false;
     }
     const std::error_code failed = part.Rename(target);
-    if (failed) error = path + " cannot be written: " + failed.message();
+    if (failed) error = CANNOT_WRITE.With({path, failed.message()});
     return !failed;
 }
 

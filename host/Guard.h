@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace host {
 
 // Runs code of a module, which must not take the program down: answers what it threw, empty when nothing.
@@ -13,9 +15,11 @@ std::string WhatItThrows(Work&& work) {
         std::forward<Work>(work)();
         return {};
     } catch (const std::exception& failure) {
-        return std::string("it threw an exception: ") + failure.what();
+        return tc::Bilingual("it threw an exception: %1", "es warf eine Ausnahme: %1").With({failure.what()});
     } catch (...) {
-        return "it threw something that is no exception";
+        return tc::Bilingual("it threw something that is no exception",
+                             "es warf etwas, das keine Ausnahme ist")
+            .Text();
     }
 }
 

@@ -7,9 +7,12 @@
 #include "host/ModuleLibrary.h"
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/platform/Process.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 std::string DefaultFolder() {
     return (std::filesystem::path(TCGetProgramFolder()) / "../lib/sigweave/modules")
@@ -54,8 +57,11 @@ void ModuleCatalogue::Search(const std::string& folder) {
     std::error_code failed;
     const std::vector<std::string> files = LibraryFiles(folder, failed);
     if (failed)
-        problems.push_back(folder + ": the module path names this folder, but it cannot be read (" +
-                           failed.message() + "); correct --module-path or SIGWEAVE_MODULE_PATH");
+        problems.push_back(Bilingual("%1: the module path names this folder, but it cannot be read (%2); "
+                                     "correct --module-path or SIGWEAVE_MODULE_PATH",
+                                     "%1: der Modulpfad nennt diesen Ordner, er ist aber nicht lesbar (%2); "
+                                     "berichtigen Sie --module-path oder SIGWEAVE_MODULE_PATH")
+                               .With({folder, failed.message()}));
     for (const std::string& file : files) Load(file);
 }
 
@@ -81,29 +87,40 @@ void ModuleCatalogue::AddEntry(const CatalogueEntry& entry) {
     const auto [known, isNew] = entries.emplace(entry.id, entry);
     if (isNew && !duplicates.contains(entry.id)) return;
     std::string& reason = duplicates[entry.id];
-    if (reason.empty()) reason = "the module id '" + entry.id + "' is offered by " + FileOf(known->second);
-    reason += " and by " + FileOf(entry);
+    if (reason.empty())
+        reason = Bilingual("the module id '%1' is offered by %2", "die Modulkennung '%1' bieten an: %2")
+                     .With({entry.id, FileOf(known->second)});
+    reason += Bilingual(" and by %1", " und %1").With({FileOf(entry)});
     entries.erase(known);
 }
 
 std::string ModuleCatalogue::WhyUnusable(const std::string& id) const {
     const auto found = duplicates.find(id);
-    if (found != duplicates.end()) return found->second + "; take one of them off the module path";
+    if (found != duplicates.end())
+        return Bilingual("%1; take one of them off the module path",
+                         "%1; nehmen Sie eine davon aus dem Modulpfad")
+            .With({found->second});
     CStringArray ids;
     for (const auto& [known, entry] : entries) ids.push_back(known);
-    std::string text = "there is no module '" + id + "'";
-    if (ids.empty()) {
-        for (std::size_t index = 0; index < folders.size(); ++index)
-            text += (index == 0 ? " in " : ", ") + folders[index];
-        text += ", nor any other; name the folder of its library with --module-path";
-    } else {
-        text += "; " + std::string(tc::SuggestNames(id, ids));
-    }
+    std::string searched;
+    for (const std::string& folder : folders) searched += (searched.empty() ? "" : ", ") + folder;
+    const std::string text = ids.empty()
+                                 ? Bilingual(
+                                       "there is no module '%1' in %2, nor any other; name the folder of its "
+                                       "library with --module-path",
+                                       "es gibt weder das Modul '%1' noch ein anderes in %2; nennen Sie den "
+                                       "Ordner seiner Bibliothek mit --module-path")
+                                       .With({id, searched})
+                                 : Bilingual("there is no module '%1'; %2", "es gibt kein Modul '%1'; %2")
+                                       .With({id, tc::SuggestNames(id, ids)});
     const bool hasDefault = std::find(folders.begin(), folders.end(), DefaultFolder()) != folders.end();
     return hasDefault ? text
-                      : text +
-                            " (the module path leaves out the modules that came with the program; a colon "
-                            "at its end adds them)";
+                      : Bilingual(
+                            "%1 (the module path leaves out the modules that came with the program; a colon "
+                            "at its end adds them)",
+                            "%1 (im Modulpfad fehlen die mitgelieferten Module; ein Doppelpunkt an seinem "
+                            "Ende nimmt sie hinzu)")
+                            .With({text});
 }
 
 const CatalogueEntry* ModuleCatalogue::Find(const std::string& id) const {
@@ -114,7 +131,9 @@ const CatalogueEntry* ModuleCatalogue::Find(const std::string& id) const {
 ModulePointer ModuleCatalogue::Create(const CatalogueEntry& entry, int instance, std::string& error) const {
     ModulePointer module(nullptr, {entry.library->destroy, entry.kind});
     error = WhatItThrows([&] { module.reset(entry.library->create(entry.kind, instance)); });
-    if (module == nullptr && error.empty()) error = "its library " + FileOf(entry) + " did not create it";
+    if (module == nullptr && error.empty())
+        error = Bilingual("its library %1 did not create it", "die Bibliothek %1 erzeugte es nicht")
+                    .With({FileOf(entry)});
     return module;
 }
 

@@ -3,33 +3,51 @@
 #include <algorithm>
 
 #include "sigweave/platform/ModuleHandle.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 constexpr int MAX_KINDS = 100000;  // more is a library that answers nonsense
 
 struct Remedy {
     const char* sign;  // in the words of the system's loader
-    const char* text;
+    Bilingual text;
 };
 
 constexpr Remedy REMEDIES[] = {
     {"undefined symbol",
-     "a symbol that it needs is nowhere defined: link it with the library that defines it, and build it "
-     "against the installed sigweave"},
-    {"invalid ELF header", "the file is no module library: remove it from the module path or build it again"},
-    {"file too short", "the file is no module library or was cut off: build it again"},
-    {"wrong ELF class", "it was built for another kind of processor: build it on this machine"},
-    {"cannot open shared object file", "a library that it needs is missing: install that library"},
-    {"version `", "it needs a newer system library than there is here: build it on this machine"},
+     {"a symbol that it needs is nowhere defined: link it with the library that defines it, and build it "
+      "against the installed sigweave",
+      "ein Symbol, das sie braucht, ist nirgends definiert: binden Sie die Bibliothek, die es definiert, und "
+      "bauen Sie gegen das installierte sigweave"}},
+    {"invalid ELF header",
+     {"the file is no module library: remove it from the module path or build it again",
+      "die Datei ist keine Modulbibliothek: nehmen Sie sie aus dem Modulpfad, oder bauen Sie sie neu"}},
+    {"file too short",
+     {"the file is no module library or was cut off: build it again",
+      "die Datei ist keine Modulbibliothek oder abgeschnitten: bauen Sie sie neu"}},
+    {"wrong ELF class",
+     {"it was built for another kind of processor: build it on this machine",
+      "sie wurde für eine andere Prozessorart gebaut: bauen Sie sie auf diesem Rechner"}},
+    {"cannot open shared object file",
+     {"a library that it needs is missing: install that library",
+      "eine Bibliothek, die sie braucht, fehlt: installieren Sie diese"}},
+    {"version `",
+     {"it needs a newer system library than there is here: build it on this machine",
+      "sie braucht eine neuere Systembibliothek als die hiesige: bauen Sie sie auf diesem Rechner"}},
 };
 
 const char* FindRemedy(const std::string& reason) {
-    if (reason.starts_with("cannot open")) return "check where the link leads, and the permissions";
+    if (reason.starts_with("cannot open"))
+        return Bilingual("check where the link leads, and the permissions",
+                         "prüfen Sie, wohin der Verweis führt, und die Rechte")
+            .Text();
     for (const Remedy& remedy : REMEDIES)
-        if (reason.find(remedy.sign) != std::string::npos) return remedy.text;
-    return "build it again on this machine";
+        if (reason.find(remedy.sign) != std::string::npos) return remedy.text.Text();
+    return Bilingual("build it again on this machine", "bauen Sie sie auf diesem Rechner neu").Text();
 }
 
 template <class Function>
@@ -45,7 +63,8 @@ std::unique_ptr<ModuleLibrary> ModuleLibrary::Open(const std::string& file, std:
     HINSTANCE handle = TCLoadModuleLibrary(file, error);
     if (handle == nullptr) {
         if (error.starts_with(file + ": ")) error.erase(0, file.size() + 2);
-        error = "cannot be loaded (" + error + "); " + FindRemedy(error);
+        error = Bilingual("cannot be loaded (%1); %2", "lässt sich nicht laden (%1); %2")
+                    .With({error, FindRemedy(error)});
         return nullptr;
     }
     std::unique_ptr<ModuleLibrary> library(new ModuleLibrary(file, handle));
@@ -65,9 +84,13 @@ bool ModuleLibrary::FindEntryPoints(std::string& error) {
     Find(handle, "TCModuleLibrary_Create", create, missing);
     Find(handle, "TCModuleLibrary_Delete", destroy, missing);
     if (missing.empty()) return true;
-    error = "does not export " + missing +
-            ", so it is no module library; write TC_MODULE_LIBRARY(...) once in its source, or "
-            "remove the file from the module path";
+    error =
+        Bilingual(
+            "does not export %1, so it is no module library; write TC_MODULE_LIBRARY(...) once in its "
+            "source, or remove the file from the module path",
+            "exportiert %1 nicht und ist daher keine Modulbibliothek; schreiben Sie TC_MODULE_LIBRARY(...) "
+            "einmal in ihren Quelltext, oder nehmen Sie die Datei aus dem Modulpfad")
+            .With({missing});
     return false;
 }
 
@@ -77,14 +100,21 @@ bool ModuleLibrary::CheckVersions(std::string& error) const {
     const int ownProvided = TCGetInterfaceVersionProvidedByBase(nullptr);
     const int ownRequired = TCGetInterfaceVersionRequiredByBase(nullptr);
     if (required > ownProvided) {
-        error = "needs interface version " + std::to_string(required) + ", and this program provides " +
-                std::to_string(ownProvided) +
-                "; install a newer sigweave or build the library against this one";
+        error = Bilingual(
+                    "needs interface version %1, and this program provides %2; install a newer sigweave or "
+                    "build the library against this one",
+                    "braucht die Schnittstellenversion %1, dieses Programm bietet %2; installieren Sie ein "
+                    "neueres sigweave, oder bauen Sie die Bibliothek gegen dieses")
+                    .With({std::to_string(required), std::to_string(ownProvided)});
         return false;
     }
     if (provided >= ownRequired) return true;
-    error = "provides interface version " + std::to_string(provided) + ", and this program needs at least " +
-            std::to_string(ownRequired) + "; build the library against this sigweave";
+    error = Bilingual(
+                "provides interface version %1, and this program needs at least %2; build the library "
+                "against this sigweave",
+                "bietet die Schnittstellenversion %1, dieses Programm braucht mindestens %2; bauen Sie die "
+                "Bibliothek gegen dieses sigweave")
+                .With({std::to_string(provided), std::to_string(ownRequired)});
     return false;
 }
 
@@ -94,17 +124,27 @@ bool ModuleLibrary::ReadIds(std::string& error) {
         const char* text = id(kind);
         if (text == nullptr || *text == '\0') break;
         if (std::find(ids.begin(), ids.end(), text) != ids.end()) {
-            error = "offers the module id '" + std::string(text) +
-                    "' twice; give each class in TC_MODULE_LIBRARY(...) an ID of its own";
+            error = Bilingual(
+                        "offers the module id '%1' twice; give each class in TC_MODULE_LIBRARY(...) an ID of "
+                        "its own",
+                        "bietet die Modulkennung '%1' zweimal an; geben Sie jeder Klasse in "
+                        "TC_MODULE_LIBRARY(...) eine eigene ID")
+                        .With({text});
             return false;
         }
         ids.emplace_back(text);
     }
     if (kinds > 0 && static_cast<std::size_t>(kinds) == ids.size()) return true;
-    error = kinds == 0 ? "offers no module; name its classes in TC_MODULE_LIBRARY(...)"
-                       : "says that it offers " + std::to_string(kinds) +
-                             " modules but does not name each; build it anew with "
-                             "TC_MODULE_LIBRARY(...)";
+    error =
+        kinds == 0
+            ? Bilingual("offers no module; name its classes in TC_MODULE_LIBRARY(...)",
+                        "bietet kein Modul an; nennen Sie ihre Klassen in TC_MODULE_LIBRARY(...)")
+                  .Text()
+            : Bilingual(
+                  "says that it offers %1 modules but does not name each; build it anew with "
+                  "TC_MODULE_LIBRARY(...)",
+                  "gibt %1 Module an, nennt aber nicht jedes; bauen Sie sie mit TC_MODULE_LIBRARY(...) neu")
+                  .With({std::to_string(kinds)});
     return false;
 }
 

@@ -12,11 +12,14 @@
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/persistence/ParameterQuote.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/services/Profile.h"
 #include "sigweave/services/ProfileEntries.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 using console::Print;
 using Value = std::variant<std::int32_t, std::string>;
@@ -41,13 +44,16 @@ std::optional<std::int32_t> ReadInteger(const std::string& text) {
     return number;
 }
 
+constexpr Bilingual USER_PROFILE("the user's profile", "das Profil des Benutzers");
+constexpr Bilingual MACHINE_PROFILE("the machine's profile", "das Profil des Rechners");
+
 // One hive, and what is told about it.
 class HiveCommand {
  public:
     explicit HiveCommand(const ProfileOptions& commandOptions)
         : options(commandOptions),
           hive(options.machine ? tc::Hive::Machine : tc::Hive::User),
-          profile(options.machine ? "the machine's profile" : "the user's profile") {}
+          profile((options.machine ? MACHINE_PROFILE : USER_PROFILE).Text()) {}
 
     int List() {
         if (!Read()) return EXIT_INCOMPLETE;
@@ -76,8 +82,11 @@ class HiveCommand {
         const std::optional<std::int32_t> number =
             options.type == ProfileOptions::Type::Text ? std::nullopt : ReadInteger(options.value);
         if (!number && options.type == ProfileOptions::Type::Integer) {
-            console::Error("'" + options.value +
-                           "' is no integer from -2147483648 to 2147483647; give one, or --type text");
+            console::Error(
+                Bilingual("'%1' is no integer from -2147483648 to 2147483647; give one, or --type text",
+                          "'%1' ist keine ganze Zahl von -2147483648 bis 2147483647; geben Sie eine an, oder "
+                          "--type text")
+                    .With({options.value}));
             return EXIT_WRONG_INPUT;
         }
         const Value value = number ? Value(*number) : Value(options.value);
@@ -106,10 +115,15 @@ class HiveCommand {
         const std::string path = tc::ProfilePath(hive);
         auto read = path.empty() ? std::nullopt : tc::ReadProfile(hive);
         if (path.empty())
-            console::Error("there is no place for " + profile + "; set HOME or SIGWEAVE_USER_HIVE");
+            console::Error(Bilingual("there is no place for %1; set HOME or SIGWEAVE_USER_HIVE",
+                                     "für %1 gibt es keinen Ort; setzen Sie HOME oder SIGWEAVE_USER_HIVE")
+                               .With({profile}));
         else if (!read)
-            console::Error(profile + " cannot be read: '" + path +
-                           "' is no profile, or may not be read; move it away, or correct its permissions");
+            console::Error(Bilingual("%1 cannot be read: '%2' is no profile, or may not be read; move it "
+                                     "away, or correct its permissions",
+                                     "%1 ist nicht lesbar: '%2' ist kein Profil oder darf nicht gelesen "
+                                     "werden; verschieben Sie die Datei, oder ändern Sie ihre Rechte")
+                               .With({profile, path}));
         if (read) entries = std::move(*read);
         return read.has_value();
     }
@@ -126,8 +140,8 @@ class HiveCommand {
         CStringArray sections;
         for (const tc::ProfileEntry& entry : entries)
             if (sections.empty() || sections.back() != entry.section) sections.push_back(entry.section);
-        console::Error(profile + " has no section '" + options.section + "'; " +
-                       tc::SuggestNames(options.section, sections));
+        console::Error(Bilingual("%1 has no section '%2'; %3", "%1 hat keinen Abschnitt '%2'; %3")
+                           .With({profile, options.section, tc::SuggestNames(options.section, sections)}));
         return EXIT_INCOMPLETE;
     }
 
@@ -140,15 +154,19 @@ class HiveCommand {
             if (entry.value) names.push_back(entry.name);
         }
         if (!hasSection) return TellNoSection();
-        console::Error("section '" + options.section + "' of " + profile + " has no entry '" + options.entry +
-                       "'; " + tc::SuggestNames(options.entry, names));
+        console::Error(
+            Bilingual("section '%1' of %2 has no entry '%3'; %4",
+                      "%2 hat im Abschnitt '%1' keinen Eintrag '%3'; %4")
+                .With({options.section, profile, options.entry, tc::SuggestNames(options.entry, names)}));
         return EXIT_INCOMPLETE;
     }
 
     int TellNotWritten() const {
-        console::Error(
-            profile + " cannot be written: '" + tc::ProfilePath(hive) +
-            "'; see that you may write that file and its folder, and that there is room on the disk");
+        console::Error(Bilingual("%1 cannot be written: '%2'; see that you may write that file and its "
+                                 "folder, and that there is room on the disk",
+                                 "%1 ist nicht beschreibbar: '%2'; prüfen Sie die Rechte an der Datei und "
+                                 "ihrem Ordner und den Platz auf dem Datenträger")
+                           .With({profile, tc::ProfilePath(hive)}));
         return EXIT_INCOMPLETE;
     }
 

@@ -7,11 +7,14 @@
 #include <cstdio>
 
 #include "sigweave/foundation/StringConversion.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/StreamRecord.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 using Block = TCIOStream::Block;
 using Segment = TCIOStream::DataSegment;
@@ -45,7 +48,8 @@ std::string Show(const TCString& value) {
 std::string Show(const TCSI_Unit& unit) {
     TCString symbols;
     unit.GetString(symbols);
-    return "'" + std::string(symbols) + "' with factor " + Show(unit.GetFactor());
+    return Bilingual("'%1' with factor %2", "'%1' mit Faktor %2")
+        .With({std::string(symbols), Show(unit.GetFactor())});
 }
 bool AreSame(const TCSI_Unit& a, const TCSI_Unit& b) {
     for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i)
@@ -69,6 +73,10 @@ std::string ShapeOf(const Segment& segment) {
     return text;
 }
 
+std::string SomeOrNone(bool some) {
+    return some ? Bilingual("some", "vorhanden").Text() : Bilingual("none", "keine").Text();
+}
+
 // Finds the first difference between two blocks and says where it is.
 class Comparer {
  public:
@@ -77,11 +85,12 @@ class Comparer {
     const std::string& GetText() const { return text; }
 
     bool Compare(const Block& a, const Block& b) {
-        if (!CompareMetadata(a.GetTI(), b.GetTI()) || !Compare("segments", a.SegmentCnt(), b.SegmentCnt()))
+        if (!CompareMetadata(a.GetTI(), b.GetTI()) ||
+            !Compare(Bilingual("segments", "Segmente"), a.SegmentCnt(), b.SegmentCnt()))
             return false;
         for (int i = 0; i < a.SegmentCnt(); ++i) {
             const std::string before = where;
-            where += ", segment " + std::to_string(i + 1);
+            where += Bilingual(", segment %1", ", Segment %1").With({std::to_string(i + 1)});
             if (!CompareSegment(*a.Segment(i), *b.Segment(i))) return false;
             where = before;
         }
@@ -90,39 +99,41 @@ class Comparer {
 
  private:
     bool Differ(const std::string& what, const std::string& a, const std::string& b) {
-        text = where + ", " + what + ": " + a + " and " + b;
+        text = Bilingual("%1, %2: %3 and %4", "%1, %2: %3 und %4").With({where, what, a, b});
         return false;
     }
 
     template <class Value>
-    bool Compare(const char* what, const Value& a, const Value& b) {
-        return AreSame(a, b) || Differ(what, Show(a), Show(b));
+    bool Compare(const Bilingual& what, const Value& a, const Value& b) {
+        return AreSame(a, b) || Differ(what.Text(), Show(a), Show(b));
     }
 
     bool CompareMetadata(const TCTypeInfo* a, const TCTypeInfo* b) {
         if (a == nullptr || b == nullptr)
-            return a == b ||
-                   Differ("metadata", a != nullptr ? "some" : "none", b != nullptr ? "some" : "none");
+            return a == b || Differ(Bilingual("metadata", "Metadaten").Text(), SomeOrNone(a != nullptr),
+                                    SomeOrNone(b != nullptr));
         if (a->GetState() != b->GetState())
-            return Differ("state", TCTypeInfo::BlockStateToString(a->GetState()),
+            return Differ(Bilingual("state", "Zustand").Text(), TCTypeInfo::BlockStateToString(a->GetState()),
                           TCTypeInfo::BlockStateToString(b->GetState()));
-        return Compare("signal name", TCString::CString2BinTCString(a->GetSignalnameString()),
+        return Compare(Bilingual("signal name", "Signalname"),
+                       TCString::CString2BinTCString(a->GetSignalnameString()),
                        TCString::CString2BinTCString(b->GetSignalnameString())) &&
-               Compare("timestamp", a->GetTimestamp(), b->GetTimestamp()) &&
-               Compare("samplerate", a->GetSamplerate(), b->GetSamplerate()) &&
-               Compare("range minimum", a->GetRangeMin(), b->GetRangeMin()) &&
-               Compare("range maximum", a->GetRangeMax(), b->GetRangeMax()) &&
-               Compare("unit", a->GetUnit(), b->GetUnit());
+               Compare(Bilingual("timestamp", "Zeitstempel"), a->GetTimestamp(), b->GetTimestamp()) &&
+               Compare(Bilingual("samplerate", "Abtastrate"), a->GetSamplerate(), b->GetSamplerate()) &&
+               Compare(Bilingual("range minimum", "Bereichsanfang"), a->GetRangeMin(), b->GetRangeMin()) &&
+               Compare(Bilingual("range maximum", "Bereichsende"), a->GetRangeMax(), b->GetRangeMax()) &&
+               Compare(Bilingual("unit", "Einheit"), a->GetUnit(), b->GetUnit());
     }
 
     bool CompareSegment(const Segment& a, const Segment& b) {
         if (!IsSameName(a.GetName(), b.GetName()))
-            return Differ("name", Show(a.GetName()), Show(b.GetName()));
+            return Differ(Bilingual("name", "Name").Text(), Show(a.GetName()), Show(b.GetName()));
         if (!a.GetName().IsEmpty()) where += " " + Show(a.GetName());
         if (a.GetType() != b.GetType())
-            return Differ("type", TCIOStream::DataTypeToString(a.GetType()),
+            return Differ(Bilingual("type", "Typ").Text(), TCIOStream::DataTypeToString(a.GetType()),
                           TCIOStream::DataTypeToString(b.GetType()));
-        if (ShapeOf(a) != ShapeOf(b)) return Differ("length", ShapeOf(a), ShapeOf(b));
+        if (ShapeOf(a) != ShapeOf(b))
+            return Differ(Bilingual("length", "Länge").Text(), ShapeOf(a), ShapeOf(b));
         const int count = a.GetElementCount();
         if (a.GetType() == TCIOStream::BLOCK) return CompareBlocks(a.GetBlocks(), b.GetBlocks(), count);
         return CompareElements(a.GetInts(), b.GetInts(), count) &&
@@ -133,7 +144,7 @@ class Comparer {
     bool CompareBlocks(Block* const* a, Block* const* b, int count) {
         for (int i = 0; i < count; ++i) {
             const std::string before = where;
-            where += ", block " + std::to_string(i + 1);
+            where += Bilingual(", block %1", ", Block %1").With({std::to_string(i + 1)});
             if (!Compare(*a[i], *b[i])) return false;
             where = before;
         }
@@ -146,7 +157,9 @@ class Comparer {
         if (a == nullptr) return true;
         const auto same = [](const Element& x, const Element& y) { return AreSame(x, y); };
         const auto [x, y] = std::mismatch(a, a + count, b, same);
-        return x == a + count || Differ("element " + std::to_string(x - a + 1), Show(*x), Show(*y));
+        return x == a + count ||
+               Differ(Bilingual("element %1", "Element %1").With({std::to_string(x - a + 1)}), Show(*x),
+                      Show(*y));
     }
 
     std::string where;
@@ -158,7 +171,7 @@ RecordComparison Unreadable(const tc::StreamRecordReader& reader) {
 }
 
 std::string TypeText(const tc::StreamRecordReader& reader) {
-    return reader.GetItemCount() > 0 ? reader.GetTypeString() : "none";
+    return reader.GetItemCount() > 0 ? reader.GetTypeString() : SomeOrNone(false);
 }
 
 }  // namespace
@@ -169,7 +182,9 @@ RecordComparison CompareRecords(const std::string& pathA, const std::string& pat
     if (!a.Open(pathA.c_str())) return Unreadable(a);
     if (!b.Open(pathB.c_str())) return Unreadable(b);
     if (TypeText(a) != TypeText(b))
-        return {RecordVerdict::Different, "type of the port: " + TypeText(a) + " and " + TypeText(b)};
+        return {RecordVerdict::Different,
+                Bilingual("type of the port: %1 and %2", "Typ des Anschlusses: %1 und %2")
+                    .With({TypeText(a), TypeText(b)})};
     for (;;) {
         const int readA = a.Next();
         const int readB = b.Next();
@@ -177,9 +192,11 @@ RecordComparison CompareRecords(const std::string& pathA, const std::string& pat
         if (readB < 0) return Unreadable(b);
         if (readA == 0 && readB == 0) return {};
         const std::string where =
-            "block " + std::to_string(readA > 0 ? a.GetBlockNumber() : b.GetBlockNumber());
+            Bilingual("block %1", "Block %1")
+                .With({std::to_string(readA > 0 ? a.GetBlockNumber() : b.GetBlockNumber())});
         if (readA != readB)
-            return {RecordVerdict::Different, where + " is only in " + (readA > 0 ? pathA : pathB)};
+            return {RecordVerdict::Different, Bilingual("%1 is only in %2", "%1 gibt es nur in %2")
+                                                  .With({where, readA > 0 ? pathA : pathB})};
         Comparer comparer(where);
         if (!comparer.Compare(a.GetBlock(), b.GetBlock()))
             return {RecordVerdict::Different, comparer.GetText()};

@@ -5,11 +5,20 @@
 #include <vector>
 
 #include "host/Table.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
 
+using tc::Bilingual;
+
 constexpr int VALUE_COLUMN = 3;
+
+// For people, in the order of the verdicts.
+constexpr Bilingual VERDICTS[] = {{"complete", "vollständig"},
+                                  {"interrupted", "unterbrochen"},
+                                  {"stalled", "steckengeblieben"},
+                                  {"failed", "fehlgeschlagen"}};
 
 // Counts are told in full.
 int DigitsOf(double value) {
@@ -19,7 +28,10 @@ int DigitsOf(double value) {
 }  // namespace
 
 std::string WriteTable(const RunReport& report) {
-    std::vector<std::vector<std::string>> rows{{"instance", "signal", "quantity", "value", "unit"}};
+    std::vector<std::vector<std::string>> rows{
+        {Bilingual("instance", "Instanz").Text(), Bilingual("signal", "Signal").Text(),
+         Bilingual("quantity", "Größe").Text(), Bilingual("value", "Wert").Text(),
+         Bilingual("unit", "Einheit").Text()}};
     for (const ModuleReport& module : report.modules)
         for (const ResultReport& result : module.results)
             rows.push_back({module.instance, result.signal, result.quantity,
@@ -28,8 +40,10 @@ std::string WriteTable(const RunReport& report) {
 }
 
 std::string WriteVerdict(const RunReport& report, const std::string& graph) {
-    std::string text = std::string(ToText(report.verdict)) + ": " + graph + ", ";
-    if (report.signalSeconds >= 0.0) text += NumberText(report.signalSeconds, 6) + " s of signal in ";
+    std::string text = std::string(VERDICTS[static_cast<int>(report.verdict)].Text()) + ": " + graph + ", ";
+    if (report.signalSeconds >= 0.0)
+        text +=
+            Bilingual("%1 s of signal in ", "%1 s Signal in ").With({NumberText(report.signalSeconds, 6)});
     text += NumberText(report.seconds, 3) + " s";
     return report.explanation.empty() ? text : text + "; " + report.explanation;
 }

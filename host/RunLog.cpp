@@ -5,9 +5,12 @@
 
 #include "host/Console.h"
 #include "sigweave/platform/SystemError.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host::runlog {
 namespace {
+
+using tc::Bilingual;
 
 enum LogType : unsigned long { HOST = 1, MODULE = 2, STATE = 4 };
 
@@ -40,13 +43,19 @@ std::string Open(const LogOptions& options) {
                      options.splitKilobytes))
         return "";
     const std::string reason = tc::SystemErrorText(GetLastError());
-    return "the log '" + options.pattern + "' cannot be written" + (reason.empty() ? "" : ": " + reason);
+    const std::string told =
+        Bilingual("the log '%1' cannot be written", "das Protokoll '%1' ist nicht beschreibbar")
+            .With({options.pattern});
+    return reason.empty() ? told : told + ": " + reason;
 }
 
 void Close() {
     if (!logFile.Close()) incomplete = true;
     if (incomplete.exchange(false))
-        console::Warning("the log is incomplete: a line could not be written; is the disk full?");
+        console::Warning(Bilingual("the log is incomplete: a line could not be written; is the disk full?",
+                                   "das Protokoll ist unvollständig: eine Zeile ließ sich nicht schreiben; "
+                                   "ist der Datenträger voll?")
+                             .Text());
 }
 
 void FromHost(TCLogFile::LOG_LEVEL level, const std::string& text) {

@@ -8,7 +8,7 @@ namespace host {
 
 enum class Verdict { Complete, Interrupted, Stalled, Failed };
 
-// "complete", "interrupted", "stalled" or "failed".
+// "complete", "interrupted", "stalled" or "failed", in every language: for the JSON report.
 const char* ToText(Verdict verdict);
 
 struct ResultReport {

@@ -8,9 +8,12 @@
 #include "host/RunLog.h"
 #include "host/Topology.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 constexpr int TEXT_DIGITS = 9;  // of the text forms of streams
 
@@ -23,8 +26,20 @@ std::string ErrorText(TCBaseModule& module) {
                                              : std::string();
 }
 
+// How a module failed, by what it was doing: instance, module, reason.
+constexpr Bilingual WIRING("%1 (%2) failed while being wired: %3", "%1 (%2) schlug beim Verbinden fehl: %3");
+constexpr Bilingual STARTING("%1 (%2) failed while starting: %3", "%1 (%2) schlug beim Starten fehl: %3");
+constexpr Bilingual RUNNING("%1 (%2) failed while running: %3", "%1 (%2) schlug im Lauf fehl: %3");
+constexpr Bilingual FINISHING("%1 (%2) failed while finishing: %3", "%1 (%2) schlug beim Beenden fehl: %3");
+
+void Append(std::string& list, const std::string& item) {
+    list += (list.empty() ? "" : ", ") + item;
+}
+
 std::string Blocks(std::int64_t count) {
-    return std::to_string(count) + (count == 1 ? " block" : " blocks");
+    static constexpr Bilingual ONE("%1 block", "%1 Block");
+    static constexpr Bilingual SEVERAL("%1 blocks", "%1 Blöcke");
+    return (count == 1 ? ONE : SEVERAL).With({std::to_string(count)});
 }
 
 }  // namespace
@@ -59,7 +74,11 @@ void Runner::Join() {
         if (receiver != nullptr)
             Module(line.from).AddOutputStream(line.output, receiver);
         else
-            Fail(line.to, 0, "it has no stream for an input that it declares", "being wired");
+            Fail(line.to, 0,
+                 Bilingual("it has no stream for an input that it declares",
+                           "es hat keinen Strom für einen Eingang, den es nennt")
+                     .Text(),
+                 WIRING);
         streams.push_back(receiver);
         report.lines.push_back(
             {PortText(line.from, OUTPUT, line.output), PortText(line.to, INPUT, line.input)});
@@ -86,10 +105,10 @@ bool Runner::Begin() {
             code = module.Init();
         });
         if (code >= 0 && thrown.empty()) {
-            runlog::StateOf(Name(index), "started");
+            runlog::StateOf(Name(index), Bilingual("started", "gestartet").Text());
             continue;
         }
-        Fail(index, code, thrown, "starting");
+        Fail(index, code, thrown, STARTING);
         return false;
     }
     return true;
@@ -126,12 +145,12 @@ void Runner::Step() {
     Scheduler scheduler = MakeScheduler();
     console::SetSpeaker(
         [&] { return Name(order[static_cast<std::size_t>(std::max(scheduler.Position(), 0))]); });
-    runlog::StateOf("", "running");
+    runlog::StateOf("", Bilingual("running", "läuft").Text());
     const Scheduler::End end = scheduler.Run();
     if (scheduler.WasInterrupted()) report.verdict = Verdict::Interrupted;
     if (end == Scheduler::End::Failed)
         Fail(order[static_cast<std::size_t>(scheduler.Position())], scheduler.FailedCode(),
-             scheduler.Thrown(), "running");
+             scheduler.Thrown(), RUNNING);
     else
         JudgeStall(scheduler);
     report.signalSeconds = scheduler.SignalSeconds();
@@ -150,19 +169,21 @@ void Runner::Finish() {
             Module(index).GetMessageA(TCPortHelper::MESSAGE_RUNNING, 0);
         });
         if (code < 0 || !thrown.empty())
-            Fail(index, code, thrown, "finishing");
+            Fail(index, code, thrown, FINISHING);
         else
-            runlog::StateOf(Name(index), "finished");
+            runlog::StateOf(Name(index), Bilingual("finished", "beendet").Text());
     }
 }
 
-void Runner::Fail(int module, int code, const std::string& thrown, const char* doing) {
-    const std::string reason = thrown.empty() ? ErrorText(Module(module)) : thrown;
-    const std::string text =
-        Name(module) + " (" + Module(module).GetModuleName() + ") failed while " + doing +
-        (reason.empty() ? " (code " + std::to_string(code) + "); the module gave no reason" : ": " + reason);
+void Runner::Fail(int module, int code, const std::string& thrown, const Bilingual& failure) {
+    std::string reason = thrown.empty() ? ErrorText(Module(module)) : thrown;
+    if (reason.empty())
+        reason = Bilingual("the module gave no reason (code %1)", "das Modul nannte keinen Grund (Code %1)")
+                     .With({std::to_string(code)});
+    const std::string text = failure.With({Name(module), Module(module).GetModuleName(), reason});
     runlog::FromHost(TCLogFile::ERROR, text);
-    report.explanation += (report.verdict == Verdict::Failed ? "; then " : "") + text;
+    report.explanation +=
+        (report.verdict == Verdict::Failed ? Bilingual("; then ", "; dann ").Text() : "") + text;
     report.verdict = Verdict::Failed;
 }
 
@@ -171,7 +192,9 @@ void Runner::JudgeStall(const Scheduler& scheduler) {
     const auto add = [&](const std::string& part) { text += (text.empty() ? "" : "; ") + part; };
     for (std::size_t position = 0; position < order.size(); ++position) {
         if (scheduler.Nodes()[position].silent && !scheduler.Nodes()[position].ended)
-            add("the source " + Name(order[position]) + " says that it has work but makes no block");
+            add(Bilingual("the source %1 says that it has work but makes no block",
+                          "die Quelle %1 meldet Arbeit, erzeugt aber keinen Block")
+                    .With({Name(order[position])}));
         const std::string leftovers = DescribeLeftovers(scheduler, static_cast<int>(position));
         if (!leftovers.empty()) add(leftovers);
     }
@@ -187,15 +210,18 @@ std::string Runner::DescribeLeftovers(const Scheduler& scheduler, int position) 
         const Scheduler::Line& line = scheduler.Lines()[static_cast<std::size_t>(index)];
         const LineReport& names = report.lines[static_cast<std::size_t>(index)];
         if (line.depth == 0)
-            starved += (starved.empty() ? "" : ", ") + names.to + " (fed by " + names.from + " with " +
-                       Blocks(line.blocks) + ")";
+            Append(starved, Bilingual("%1 (fed by %2 with %3)", "%1 (von %2 kamen %3)")
+                                .With({names.to, names.from, Blocks(line.blocks)}));
         else
-            left += (left.empty() ? "" : ", ") + Blocks(line.depth) + " at " + names.to;
+            Append(left, Bilingual("%1 at %2", "%1 an %2").With({Blocks(line.depth), names.to}));
     }
     if (left.empty()) return "";
     if (starved.empty())
-        return Name(order[static_cast<std::size_t>(position)]) + " leaves what waits for it: " + left;
-    return "starved input: " + starved + ", while there wait " + left;
+        return Bilingual("%1 leaves what waits for it: %2", "%1 lässt liegen, was wartet: %2")
+            .With({Name(order[static_cast<std::size_t>(position)]), left});
+    return Bilingual("starved input: %1, while there wait %2",
+                     "ausgehungerter Eingang: %1, während warten: %2")
+        .With({starved, left});
 }
 
 void Runner::ReportCounts(const Scheduler& scheduler) {
@@ -213,7 +239,9 @@ void Runner::ReportCounts(const Scheduler& scheduler) {
 
 void Runner::ReportPace(const SourcePace& pace, ModuleReport& module) {
     if (pace.SignalMade() == 0.0 && module.blocksOut > 0)
-        console::Warning(module.instance + ": its blocks tell no sample rate, so nothing paced it");
+        console::Warning(Bilingual("%1: its blocks tell no sample rate, so nothing paced it",
+                                   "%1: die Blöcke nennen keine Abtastrate, daher gab nichts den Takt vor")
+                             .With({module.instance}));
     const TCExactTimeDiffPeriodic& intervals = pace.Intervals();
     constexpr const char* SIGNAL = "real time";
     module.results.push_back({SIGNAL, "intervals", static_cast<double>(intervals.GetCount()), ""});

@@ -5,6 +5,7 @@
 
 #include "host/RunReport.h"
 #include "host/Scheduler.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 
@@ -36,7 +37,7 @@ class Runner {
     void Step();
     void Finish();
     Scheduler MakeScheduler() const;
-    void Fail(int module, int code, const std::string& thrown, const char* doing);
+    void Fail(int module, int code, const std::string& thrown, const tc::Bilingual& failure);
     void JudgeStall(const Scheduler& scheduler);
     std::string DescribeLeftovers(const Scheduler& scheduler, int position) const;
     void ReportCounts(const Scheduler& scheduler);

@@ -7,9 +7,12 @@
 #include "host/Guard.h"
 #include "host/RunLog.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace host {
 namespace {
+
+using tc::Bilingual;
 
 using Clock = std::chrono::steady_clock;
 
@@ -118,7 +121,9 @@ bool Scheduler::HasWork(Node& node) {
     if (verdict == 0) return true;
     ready.Remove(position);
     node.ended = node.source;
-    if (node.ended) runlog::StateOf(console::Speaker(), "has given all its blocks");
+    if (node.ended)
+        runlog::StateOf(console::Speaker(),
+                        Bilingual("has given all its blocks", "hat alle Blöcke abgegeben").Text());
     return false;
 }
 
@@ -202,7 +207,9 @@ void Scheduler::MeasureSignal(Node& node) {
 
 void Scheduler::Interrupt() {
     interruptSeen = true;
-    runlog::StateOf("", "interrupted; the sources end their signals");
+    runlog::StateOf("", Bilingual("interrupted; the sources end their signals",
+                                  "unterbrochen; die Quellen beenden ihre Signale")
+                            .Text());
     for (Node& node : nodes) {
         if (!node.source || node.ended) continue;
         interrupted = true;

@@ -7,8 +7,11 @@
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "mode",
@@ -26,9 +29,6 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = "samples that may be padded before a signal; a start later than that fails",
      .minimum = 0.0},
 };
-
-constexpr const char* TEMPORARY_FILE_FAILED =
-    "the temporary file for signals that are ahead of others cannot be written and read";
 
 constexpr std::int64_t MOST_AT_ONCE = 65536;
 constexpr double MOST_SAMPLES = 9007199254740992.0;  // beyond, a sample number is no exact double
@@ -105,7 +105,7 @@ int Align::TakeBlock(Signal& signal) {
     int count = 0;
     const double* values = portHelper->AccessDblData(signal.port, count);
     if (count > 0 && !signal.samples.Add(values, static_cast<std::size_t>(count)))
-        return FailWith(TEMPORARY_FILE_FAILED);
+        return FailWith(tc::QUEUE_FAILED.Text());
     if (count > 0) signal.newest = count;
     signal.ended = tc::EndsSignal(state);
     signal.Skip();
@@ -118,15 +118,19 @@ int Align::CheckMetadata(Signal& signal, const TCTypeInfo& ti) {
         return tc::CheckGoesOn(*portHelper, signal.port, signal.metadata, ti, error) ? 0 : FailWith(error);
     if (!tc::CheckRate(*portHelper, signal.port, ti, error)) return FailWith(error);
     if (!IsTime(ti.GetTimestamp())) {
-        return FailWith(InputName(signal) + " has the start time " + tc::NumberText(ti.GetTimestamp()) +
-                        "; allowed are milliseconds since 1970, above 0");
+        return FailWith(Bilingual("%1 has the start time %2; allowed are milliseconds since 1970, above 0",
+                                  "%1 hat die Startzeit %2; erlaubt sind Millisekunden seit 1970, über 0")
+                            .With({InputName(signal), tc::NumberText(ti.GetTimestamp())}));
     }
     for (const Signal& other : signals) {
         const double otherRate = other.metadata.GetSamplerate();
         if (!other.begun || otherRate == ti.GetSamplerate()) continue;
-        return FailWith(InputName(signal) + " has the samplerate " + tc::NumberText(ti.GetSamplerate()) +
-                        " and " + InputName(other) + " " + tc::NumberText(otherRate) +
-                        "; only signals of one samplerate can be aligned");
+        return FailWith(
+            Bilingual(
+                "%1 has the samplerate %2 and %3 %4; only signals of one samplerate can be aligned",
+                "%1 hat die Abtastrate %2 und %3 %4; ausrichten lassen sich nur Signale gleicher Abtastrate")
+                .With({InputName(signal), tc::NumberText(ti.GetSamplerate()), InputName(other),
+                       tc::NumberText(otherRate)}));
     }
     signal.metadata = ti;
     signal.begun = true;
@@ -141,13 +145,16 @@ int Align::Start() {
     startTime = timestamp(mode == PAD ? *first : *last);
     const double apart = std::round((timestamp(*last) - timestamp(*first)) * rate / 1000.0);
     if (mode == FAIL && apart > 0.0) {
-        return FailWith(InputName(*last) + " starts " + tc::NumberText(apart) + " samples after " +
-                        InputName(*first) + "; mode=drop and mode=pad align them");
+        return FailWith(
+            Bilingual("%1 starts %2 samples after %3; mode=drop and mode=pad align them",
+                      "%1 beginnt %2 Abtastwerte später als %3; mode=drop und mode=pad richten sie aus")
+                .With({InputName(*last), tc::NumberText(apart), InputName(*first)}));
     }
     if (mode == PAD && apart > ParamInt("most_padding")) {
-        return FailWith(InputName(*last) + " starts " + tc::NumberText(apart) + " samples after " +
-                        InputName(*first) + "; most_padding allows " +
-                        std::to_string(ParamInt("most_padding")));
+        return FailWith(Bilingual("%1 starts %2 samples after %3; most_padding allows %4",
+                                  "%1 beginnt %2 Abtastwerte später als %3; most_padding erlaubt %4")
+                            .With({InputName(*last), tc::NumberText(apart), InputName(*first),
+                                   std::to_string(ParamInt("most_padding"))}));
     }
     for (Signal& signal : signals) {
         const double shift = std::round((timestamp(signal) - startTime) * rate / 1000.0);
@@ -198,14 +205,17 @@ int Align::CheckEnds(std::int64_t count) {
     if (longer == signals.end()) return 0;
     const auto ended =
         std::ranges::find_if(signals, [count](const Signal& s) { return s.ended && s.Left() <= count; });
-    return FailWith(InputName(*ended) + " ends after " + std::to_string(sent + count) + " samples and " +
-                    InputName(*longer) + " goes on; mode=drop and mode=pad align them");
+    return FailWith(
+        Bilingual(
+            "%1 ends after %2 samples and %3 goes on; mode=drop and mode=pad align them",
+            "%1 endet nach %2 Abtastwerten, und %3 liefert weiter; mode=drop und mode=pad richten sie aus")
+            .With({InputName(*ended), std::to_string(sent + count), InputName(*longer)}));
 }
 
 int Align::SendBlock(Signal& signal, std::int64_t count, bool last) {
     buffer.resize(static_cast<std::size_t>(count));
     signal.Take(buffer, fill);
-    if (signal.samples.IsBroken()) return FailWith(TEMPORARY_FILE_FAILED);
+    if (signal.samples.IsBroken()) return FailWith(tc::QUEUE_FAILED.Text());
     signal.metadata.SetTimestamp(startTime + 1000.0 * static_cast<double>(sent) / rate);
     signal.metadata.SetState(tc::BlockState(sent == 0, last));
     portHelper->SetTypeInfo(signal.port, signal.metadata);
@@ -217,7 +227,10 @@ int Align::SendBlock(Signal& signal, std::int64_t count, bool last) {
 void Align::FinishRound() {
     for (Signal& signal : signals) signal.Drop(signal.samples.Waiting());
     if (!std::ranges::all_of(signals, &Signal::ended)) return;
-    if (sent == 0) TCModuleMessage::Warning(GetModuleName(), "the signals have no time in common");
+    if (sent == 0)
+        TCModuleMessage::Warning(GetModuleName(), Bilingual("the signals have no time in common",
+                                                            "die Signale haben keine gemeinsame Zeit")
+                                                      .Text());
     for (Signal& signal : signals) {
         signal.begun = signal.ended = false;
         signal.lead = signal.skip = signal.newest = 0;
@@ -261,9 +274,15 @@ int Align::Done() {
         AddResult(name, "padded", static_cast<double>(signal.padded), TCSI_Unit());
         if (held == 0) continue;
         AddResult(name, "held", static_cast<double>(held), TCSI_Unit());
-        TCModuleMessage::Warning(GetModuleName(), "%s: %lld samples were not passed; they waited for %s",
-                                 name, static_cast<long long>(held),
-                                 started ? "the signals' ends" : "the other signals to begin");
+        static constexpr Bilingual NO_END(
+            "%s: %lld samples were not passed; they waited for the signals' ends",
+            "%s: %lld Abtastwerte wurden nicht weitergegeben; sie warteten auf das Ende der Signale");
+        static constexpr Bilingual NO_BEGIN(
+            "%s: %lld samples were not passed; they waited for the other signals to begin",
+            "%s: %lld Abtastwerte wurden nicht weitergegeben; sie warteten auf den Beginn der anderen "
+            "Signale");
+        TCModuleMessage::Warning(GetModuleName(), (started ? NO_END : NO_BEGIN).Text(), name,
+                                 static_cast<long long>(held));
     }
     signals.clear();
     return TCBaseModuleEx::Done();

@@ -8,9 +8,12 @@
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCBusValidation.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "expression",
@@ -61,8 +64,10 @@ bool BusSelect::OnSettingsChanged(TCString& error) {
     unsigned long code = 0;
     expression.Init(pattern, TCRegExp::ECMASCRIPT);
     if (expression.IsError(&code)) {
-        error = TCString::FormatS("expression: \"%s\" is no regular expression: %s",
-                                  static_cast<const char*>(pattern), tc::RegExpErrorText(code));
+        error = Bilingual("expression: \"%1\" is no regular expression: %2",
+                          "expression: \"%1\" ist kein regulärer Ausdruck: %2")
+                    .With({static_cast<const char*>(pattern), tc::RegExpErrorText(code)})
+                    .c_str();
         return false;
     }
     expression.SetFindType(ParamChoice("match") == 1 ? TCRegExp::FIND_WHOLE : TCRegExp::FIND_ANYWHERE);
@@ -113,9 +118,10 @@ bool BusSelect::Read(Channel& channel, const TCString& segmentName) {
                isChannel && matches != invert};
     unsigned long code = 0;
     if (!expression.IsError(&code)) return true;
-    Fail(tc::MODULE_FAILED,
-         TCString::FormatS("expression: matching the channel \"%s\" was given up: %s",
-                           static_cast<const char*>(channel.name), tc::RegExpErrorText(code)));
+    Fail(tc::MODULE_FAILED, Bilingual("expression: matching the channel \"%1\" was given up: %2",
+                                      "expression: der Vergleich mit dem Kanal \"%1\" wurde aufgegeben: %2")
+                                .With({static_cast<const char*>(channel.name), tc::RegExpErrorText(code)})
+                                .c_str());
     return false;
 }
 
@@ -167,10 +173,12 @@ int BusSelect::WriteSignal(unsigned output, const Channel& channel, const Segmen
                            const TCTypeInfo* metadata) {
     const double* doubles = values.GetDoubles();
     if (doubles == nullptr) {
-        return Fail(tc::MODULE_FAILED,
-                    TCString::FormatS("the channel \"%s\" holds no double values and cannot be the signal "
-                                      "\"Channel %u\"",
-                                      static_cast<const char*>(channel.name), output));
+        return Fail(
+            tc::MODULE_FAILED,
+            Bilingual("the channel \"%1\" holds no double values and cannot be the signal \"Channel %2\"",
+                      "der Kanal \"%1\" enthält keine Doubles und kann nicht das Signal \"Channel %2\" sein")
+                .With({static_cast<const char*>(channel.name), std::to_string(output)})
+                .c_str());
     }
     if (metadata != nullptr) portHelper->SetTypeInfo(output, *metadata);
     return portHelper->WriteDblData(output, static_cast<unsigned long>(values.GetElementCount()), doubles);
@@ -183,8 +191,11 @@ void BusSelect::WarnOfNone(std::size_t count) {
         names += (i == 0 ? "\"" : ", \"") + std::string(channels[i].name) + "\"";
     }
     TCModuleMessage::Warning(GetModuleName(),
-                             "nothing is sent: no channel of the bus is selected by the expression \"%s\"; "
-                             "its channels are %s",
+                             Bilingual("nothing is sent: no channel of the bus is selected by the expression "
+                                       "\"%s\"; its channels are %s",
+                                       "nichts wird gesendet: der Ausdruck \"%s\" wählt keinen Kanal des "
+                                       "Busses aus; dessen Kanäle sind %s")
+                                 .Text(),
                              static_cast<const char*>(ParamStr("expression")), names.c_str());
 }
 

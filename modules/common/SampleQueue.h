@@ -6,6 +6,17 @@
 #include <memory>
 #include <vector>
 
+#include "sigweave/services/Bilingual.h"
+
+namespace tc {
+
+// What to tell when samples could not be added, or the queue is broken.
+inline constexpr Bilingual QUEUE_FAILED(
+    "the temporary file for signals that are ahead of others cannot be written and read",
+    "die temporäre Datei für Signale, die anderen voraus sind, ist nicht schreib- und lesbar");
+
+}  // namespace tc
+
 // Samples in the order of their arrival, any number in bounded memory: what is too much for it waits in an
 // unnamed temporary file.
 class SampleQueue {

@@ -5,9 +5,13 @@
 #include <cmath>
 #include <cstdio>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace tc {
 
 namespace {
+
+using tc::Bilingual;
 
 // Reads digits from `text` at `at`; -1 when there are not exactly `count`.
 int TakeDigits(const std::string& text, std::size_t& at, std::size_t count) {
@@ -78,18 +82,22 @@ bool ParseStart(const std::string& text, double& milliseconds, std::string& erro
     TakeCharacter(text, at, "Z");
     milliseconds = std::round((days * 86400.0 + seconds) * 1e6) / 1e3;
     if (valid && at == text.size() && milliseconds > 0.0) return true;
-    AddReason(error, "start: \"" + text +
-                         "\" is no time; allowed are UTC dates and times after 1970-01-01, as "
-                         "2026-03-01T12:00:00Z, or nothing for the time of the run");
+    AddReason(error, Bilingual("start: \"%1\" is no time; allowed are UTC dates and times after 1970-01-01, "
+                               "as 2026-03-01T12:00:00Z, or nothing for the time of the run",
+                               "start: \"%1\" ist keine Zeit; erlaubt sind Daten und Zeiten in UTC nach "
+                               "1970-01-01, wie 2026-03-01T12:00:00Z, oder nichts für die Zeit des Laufs")
+                         .With({text}));
     return false;
 }
 
 bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error, const char* name) {
     unit.clear();
     if (text.empty() || unit.FromString(text.c_str())) return true;
-    AddReason(error, name + (": \"" + text) +
-                         "\" is no unit; allowed are SI symbols with exponents and a decimal factor, as V, m "
-                         "s^-2 or V * 1e-003");
+    AddReason(error, Bilingual("%1: \"%2\" is no unit; allowed are SI symbols with exponents and a decimal "
+                               "factor, as V, m s^-2 or V * 1e-003",
+                               "%1: \"%2\" ist keine Einheit; erlaubt sind SI-Zeichen mit Exponenten und "
+                               "einem dezimalen Faktor, wie V, m s^-2 oder V * 1e-003")
+                         .With({name, text}));
     return false;
 }
 
@@ -124,21 +132,25 @@ bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error) {
         int count = 0;
         const char* type = ports.GetPortType(INPUT, input, &count);
         if (type == nullptr || ports.DoesDataTypeMatch(INPUT, input, DOUBLES)) continue;
-        error = InputName(ports, input) + " takes double values (DOUBLE[]), but is wired to " + type;
+        error = Bilingual("%1 takes double values (DOUBLE[]), but is wired to %2",
+                          "%1 nimmt Doubles (DOUBLE[]), ist aber verbunden mit %2")
+                    .With({InputName(ports, input), type});
         return false;
     }
     return true;
 }
 
 std::string InputName(const TCPortHelper& ports, unsigned input) {
-    return "the input \"" + std::string(ports.GetPortName(INPUT, input)) + "\"";
+    return Bilingual("the input \"%1\"", "der Eingang \"%1\"")
+        .With({std::string(ports.GetPortName(INPUT, input))});
 }
 
 bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, std::string& error) {
     const double rate = ti.GetSamplerate();
     if (std::isfinite(rate) && rate > 0.0) return true;
-    error =
-        InputName(ports, input) + " has the samplerate " + NumberText(rate) + "; allowed are numbers above 0";
+    error = Bilingual("%1 has the samplerate %2; allowed are numbers above 0",
+                      "%1 hat die Abtastrate %2; erlaubt sind Zahlen über 0")
+                .With({InputName(ports, input), NumberText(rate)});
     return false;
 }
 
@@ -151,8 +163,11 @@ bool CheckGoesOn(const TCPortHelper& ports, unsigned input, const TCTypeInfo& be
         ti.GetUnit().ToString(unit);
         return sameRate ? std::string("\"").append(unit).append("\"") : NumberText(ti.GetSamplerate());
     };
-    error = InputName(ports, input) + " changes its " + (sameRate ? "unit" : "samplerate") +
-            " within a signal, from " + text(before) + " to " + text(now);
+    static constexpr Bilingual UNIT("%1 changes its unit within a signal, from %2 to %3",
+                                    "%1 wechselt innerhalb eines Signals die Einheit, von %2 zu %3");
+    static constexpr Bilingual RATE("%1 changes its samplerate within a signal, from %2 to %3",
+                                    "%1 wechselt innerhalb eines Signals die Abtastrate, von %2 zu %3");
+    error = (sameRate ? UNIT : RATE).With({InputName(ports, input), text(before), text(now)});
     return false;
 }
 

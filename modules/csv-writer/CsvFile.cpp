@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace fs = std::filesystem;
 
 bool CsvFile::Open(const std::string& name, int number, bool overwrite) {
@@ -44,11 +46,14 @@ bool CsvFile::Finish() {
 bool CsvFile::RefuseExisting() {
     std::error_code ignored;
     if (mayReplace || !fs::exists(path, ignored)) return false;
-    error = path + " is there already; it is replaced only with overwrite=yes";
+    error = tc::Bilingual("%1 is there already; it is replaced only with overwrite=yes",
+                          "%1 gibt es schon; ersetzt wird es nur mit overwrite=yes")
+                .With({path});
     return true;
 }
 
 bool CsvFile::FailWithReason(int number) {
-    error = path + " cannot be written: " + std::generic_category().message(number);
+    error = tc::Bilingual("%1 cannot be written: %2", "%1 ist nicht beschreibbar: %2")
+                .With({path, std::generic_category().message(number)});
     return false;
 }

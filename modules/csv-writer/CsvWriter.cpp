@@ -6,8 +6,11 @@
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
@@ -27,9 +30,6 @@ constexpr TCModuleParameter PARAMETERS[] = {
 
 // In the order of the choices.
 constexpr char SEPARATORS[] = {',', ';', '\t'};
-
-constexpr const char* TEMPORARY_FILE_FAILED =
-    "the temporary file for signals that are ahead of others cannot be written and read";
 
 constexpr std::int64_t MOST_ROWS_AT_ONCE = 4096;
 
@@ -78,7 +78,9 @@ int CsvWriter::Take(unsigned input) {
     const int code = portHelper->TakeBlock(input);
     if (code <= 0) return code;
     if (column.hasEmptyCells) {
-        const std::string error = tc::InputName(*portHelper, input) + " goes on after its signal has ended";
+        const std::string error = Bilingual("%1 goes on after its signal has ended",
+                                            "%1 liefert weiter, obwohl das Signal zu Ende ist")
+                                      .With({tc::InputName(*portHelper, input)});
         return Fail(tc::MODULE_FAILED, error.c_str());
     }
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
@@ -88,7 +90,7 @@ int CsvWriter::Take(unsigned input) {
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
     if (column.samples.Add(values, static_cast<std::size_t>(count))) return 0;
-    return Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED);
+    return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text());
 }
 
 int CsvWriter::WriteRows() {
@@ -101,7 +103,7 @@ int CsvWriter::WriteRows() {
     }
     const bool broken = std::any_of(columns.begin(), columns.end(),
                                     [](const Column& column) { return column.samples.IsBroken(); });
-    return broken ? Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED) : 0;
+    return broken ? Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text()) : 0;
 }
 
 // Rows about which every column has something to say.
@@ -165,7 +167,10 @@ int CsvWriter::Close() {
     file.Abandon();
     if (code < 0) return code;
     if (whole) return Fail(tc::MODULE_FAILED, file.Error().c_str());
-    TCModuleMessage::Warning(GetModuleName(), "the signals did not end; what there is of them is in %s",
+    TCModuleMessage::Warning(GetModuleName(),
+                             Bilingual("the signals did not end; what there is of them is in %s",
+                                       "die Signale endeten nicht; was davon da ist, steht in %s")
+                                 .Text(),
                              file.PartName().c_str());
     return 0;
 }

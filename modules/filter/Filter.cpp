@@ -6,8 +6,11 @@
 #include "modules/filter/Butterworth.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "type",
@@ -37,11 +40,17 @@ constexpr TCModuleParameter PARAMETERS[] = {
 void CheckCorner(const char* name, double corner, double least, double rate, std::string& reason) {
     const bool known = rate != 0.0;
     if (corner > least && (!known || corner < rate / 2)) return;
-    const std::string signal = known ? " at " + tc::NumberText(rate) + " samples per second" : "";
-    const std::string most = known ? tc::NumberText(rate / 2) + " Hz" : "half the samplerate";
-    tc::AddReason(reason, std::string(name) + ": " + tc::NumberText(corner) + " Hz is no corner frequency" +
-                              signal + "; allowed is more than " + tc::NumberText(least) +
-                              " Hz and less than " + most);
+    static constexpr Bilingual KNOWN(
+        "%1: %2 Hz is no corner frequency at %4 samples per second; allowed is more than %3 Hz and less than "
+        "%5 Hz",
+        "%1: %2 Hz ist bei %4 Abtastwerten je Sekunde keine Grenzfrequenz; erlaubt ist mehr als %3 Hz und "
+        "weniger als %5 Hz");
+    static constexpr Bilingual UNKNOWN(
+        "%1: %2 Hz is no corner frequency; allowed is more than %3 Hz and less than half the samplerate",
+        "%1: %2 Hz ist keine Grenzfrequenz; erlaubt ist mehr als %3 Hz und weniger als die halbe Abtastrate");
+    tc::AddReason(reason, (known ? KNOWN : UNKNOWN)
+                              .With({name, tc::NumberText(corner), tc::NumberText(least),
+                                     tc::NumberText(rate), tc::NumberText(rate / 2)}));
 }
 
 }  // namespace
@@ -145,8 +154,11 @@ void Filter::Watch(unsigned input) {
     channel.told = true;
     TCModuleMessage::Warning(
         GetModuleName(),
-        "%s: a value that is no finite number, or too large a one, leaves the rest of the "
-        "signal without a result",
+        Bilingual(
+            "%s: a value that is no finite number, or too large a one, leaves the rest of the signal without "
+            "a result",
+            "%s: ein Wert, der nicht endlich oder zu groß ist, lässt den Rest des Signals ohne Ergebnis")
+            .Text(),
         tc::SignalName(*portHelper, input, channel.metadata).c_str());
 }
 

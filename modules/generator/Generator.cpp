@@ -7,8 +7,11 @@
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "form",
@@ -90,9 +93,11 @@ bool Generator::OnSettingsChanged(TCString& error) {
     tc::ParseStart(std::string(ParamStr("start")), start, reason);
     tc::ParseUnit(std::string(ParamStr("unit")), metadata.GetUnit(), reason);
     if (samples < 1.0 || samples > MOST_SAMPLES) {
+        static constexpr Bilingual LENGTH(
+            "duration: %g s at %g samples per second are %g samples; allowed are 1 to %.0f",
+            "duration: %g s mit %g Abtastwerten je Sekunde sind %g Abtastwerte; erlaubt sind 1 bis %.0f");
         const TCString text =
-            TCString::FormatS("duration: %g s at %g samples per second are %g samples; allowed are 1 to %.0f",
-                              ParamDbl("duration"), ParamDbl("rate"), samples, MOST_SAMPLES);
+            TCString::FormatS(LENGTH.Text(), ParamDbl("duration"), ParamDbl("rate"), samples, MOST_SAMPLES);
         tc::AddReason(reason, std::string(text));
     }
     error = reason.c_str();
@@ -121,8 +126,12 @@ int Generator::Init() {
     metadata.SetRangeMax(offset + std::fabs(amplitude));
     const double highest = form == SWEEP ? std::max(frequency, endFrequency) : frequency;
     if (form < NOISE && highest > rate / 2) {
-        TCModuleMessage::Warning(GetModuleName(),
-                                 "%g Hz is more than half the rate and shows as a lower frequency", highest);
+        TCModuleMessage::Warning(
+            GetModuleName(),
+            Bilingual("%g Hz is more than half the rate and shows as a lower frequency",
+                      "%g Hz ist mehr als die halbe Abtastrate und erscheint als tiefere Frequenz")
+                .Text(),
+            highest);
     }
     return TCBaseModuleEx::Init();
 }

@@ -6,6 +6,8 @@
 #include <iterator>
 #include <limits>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace tc {
 
 namespace {
@@ -72,7 +74,7 @@ bool ScaleUnit(TCSI_Unit& unit, const TCSI_Unit& by, int sign) {
 std::string UnitText(const TCSI_Unit& unit) {
     TCString text;
     unit.ToString(text);
-    return text.IsEmpty() ? "no unit" : std::string(text);
+    return text.IsEmpty() ? Bilingual("no unit", "keine Einheit").Text() : std::string(text);
 }
 
 }  // namespace tc

@@ -7,8 +7,11 @@
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "operation",
@@ -36,9 +39,6 @@ constexpr TCModuleParameter PARAMETERS[] = {
 
 constexpr double SAMPLERATE_TOLERANCE = 1e-9;  // relative
 constexpr double START_TOLERANCE = 0.5;        // in samples
-
-constexpr const char* TEMPORARY_FILE_FAILED =
-    "the temporary file for signals that are ahead of others cannot be written and read";
 
 }  // namespace
 
@@ -68,9 +68,11 @@ int Math::Init() {
     inputs.resize(static_cast<std::size_t>(GetNoInput()));
     const bool takesTwo = operation == tc::Operation::DIFFERENCE || operation == tc::Operation::QUOTIENT;
     if (takesTwo && inputs.size() != 2) {
-        return Fail(tc::MODULE_FAILED, "operation: a " + ParamStr("operation") +
-                                           " takes two inputs, but there are " +
-                                           std::to_string(inputs.size()).c_str());
+        return Fail(tc::MODULE_FAILED,
+                    Bilingual("operation: a %1 takes two inputs, but there are %2",
+                              "operation: %1 nimmt zwei Eingänge, es sind aber %2")
+                        .With({std::string(ParamStr("operation")), std::to_string(inputs.size())})
+                        .c_str());
     }
     return TCBaseModuleEx::Init();
 }
@@ -97,7 +99,7 @@ int Math::Take(std::size_t index) {
         return Fail(tc::MODULE_FAILED, error.c_str());
     int count = 0;
     const double* values = portHelper->AccessDblData(port, count);
-    if (!signals.Add(ti, values, count)) return Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED);
+    if (!signals.Add(ti, values, count)) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text());
     if (inputs[index].over) LeaveOut(index);
     return 0;
 }
@@ -135,15 +137,22 @@ bool Math::CheckTimes(std::string& error) const {
     const double rate = Metadata(0).GetSamplerate();
     const double time = Metadata(0).GetTimestamp();
     for (std::size_t i = 1; i < inputs.size() && error.empty(); ++i) {
-        const std::string both = PortText(0) + " and " + PortText(i);
         const double otherRate = Metadata(i).GetSamplerate();
         const double apart = Metadata(i).GetTimestamp() - time;
         if (!(std::fabs(otherRate - rate) <= SAMPLERATE_TOLERANCE * std::fabs(rate))) {
-            error = both + " have different samplerates, " + tc::NumberText(rate) + " and " +
-                    tc::NumberText(otherRate) + "; allowed is one for all, as for the module Align";
+            error = Bilingual(
+                        "%1 and %2 have different samplerates, %3 and %4; allowed is one for all, as for the "
+                        "module Align",
+                        "%1 und %2 haben verschiedene Abtastraten, %3 und %4; erlaubt ist nur eine für alle, "
+                        "wie beim Modul Align")
+                        .With({PortText(0), PortText(i), tc::NumberText(rate), tc::NumberText(otherRate)});
         } else if (!(std::fabs(apart * rate / 1000.0) <= START_TOLERANCE)) {
-            error = both + " begin " + tc::NumberText(apart) +
-                    " ms apart; a module Align in front of this one makes them begin together";
+            error = Bilingual(
+                        "%1 and %2 begin %3 ms apart; a module Align in front of this one makes them begin "
+                        "together",
+                        "%1 und %2 beginnen %3 ms auseinander; ein Modul Align vor diesem lässt sie "
+                        "gemeinsam beginnen")
+                        .With({PortText(0), PortText(i), tc::NumberText(apart)});
         }
     }
     return error.empty();
@@ -156,16 +165,23 @@ bool Math::ComputeUnit(std::string& error) {
     TCSI_Unit unit = Metadata(0).GetUnit();
     for (std::size_t i = 1; i < inputs.size() && error.empty(); ++i) {
         const TCSI_Unit& other = Metadata(i).GetUnit();
-        const std::string text = PortText(i) + " (" + tc::UnitText(other) + ")";
         if (keeps && !tc::IsConvertible(other, unit)) {
-            error = PortText(0) + " (" + tc::UnitText(unit) + ") and " + text + " have different units; a " +
-                    word + " needs the same, or one that differs by a factor";
+            error = Bilingual(
+                        "%1 (%2) and %3 (%4) have different units; a %5 needs the same, or one that differs "
+                        "by a factor",
+                        "%1 (%2) und %3 (%4) haben verschiedene Einheiten; %5 braucht die gleiche oder eine, "
+                        "die um einen Faktor abweicht")
+                        .With({PortText(0), tc::UnitText(unit), PortText(i), tc::UnitText(other), word});
         } else if (!keeps && !tc::ScaleUnit(unit, other, operation == tc::Operation::PRODUCT ? 1 : -1)) {
-            error = "no unit can hold the " + word + " of " + text + " and the inputs before it";
+            error = Bilingual("no unit can hold the %1 of %2 (%3) and the inputs before it",
+                              "%1: keine Einheit fasst das Ergebnis aus %2 (%3) und den Eingängen davor")
+                        .With({word, PortText(i), tc::UnitText(other)});
         }
     }
     if (error.empty() && !tc::ScaleUnit(unit, scaleUnit, 1))
-        error = "scale_unit: no unit can hold the product of " + tc::UnitText(scaleUnit) + " and the inputs'";
+        error = Bilingual("scale_unit: no unit can hold the product of %1 and the inputs'",
+                          "scale_unit: keine Einheit fasst das Produkt aus %1 und denen der Eingänge")
+                    .With({tc::UnitText(scaleUnit)});
     metadata.SetUnit(unit);
     return error.empty();
 }
@@ -209,7 +225,7 @@ int Math::Write(std::int64_t count) {
         ToCommonUnit(i, operand.data(), size);
         tc::Combine(operation, result.data(), operand.data(), size);
     }
-    if (!whole) return Fail(tc::MODULE_FAILED, TEMPORARY_FILE_FAILED);
+    if (!whole) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text());
     if (scale != 1.0 || offset != 0.0)
         for (double& value : result) value = scale * value + offset;
     metadata.SetState(tc::BlockState(position == 0, IsOver()));
@@ -248,9 +264,12 @@ void Math::LeaveOut(std::size_t index) {
 void Math::TellLeftOut(std::size_t index) {
     const std::int64_t count = std::exchange(inputs[index].leftOut, 0);
     if (count == 0) return;
-    TCModuleMessage::Warning(GetModuleName(), "%s goes on where %s has no more; samples left out: %lld",
-                             PortText(index).c_str(), PortText(inputs[index].endedBefore).c_str(),
-                             static_cast<long long>(count));
+    TCModuleMessage::Warning(
+        GetModuleName(),
+        Bilingual("%s goes on where %s has no more; samples left out: %lld",
+                  "%s liefert weiter, wo %s nichts mehr hat; ausgelassene Abtastwerte: %lld")
+            .Text(),
+        PortText(index).c_str(), PortText(inputs[index].endedBefore).c_str(), static_cast<long long>(count));
 }
 
 // What still waits has no partner: an input had no signal, or one that was not ended.

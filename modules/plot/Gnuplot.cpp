@@ -10,13 +10,24 @@
 #include <sstream>
 #include <system_error>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace fs = std::filesystem;
 
 namespace tc {
 
 namespace {
 
-constexpr const char* TEMPORARY_REMEDY = "; make room, or name another folder in TMPDIR";
+using tc::Bilingual;
+
+constexpr Bilingual TEMPORARY_FILE(
+    "the temporary file %1 cannot be written: %2; make room, or name another folder in TMPDIR",
+    "die temporäre Datei %1 ist nicht beschreibbar: %2; schaffen Sie Platz, oder nennen Sie in TMPDIR einen "
+    "anderen Ordner");
+
+std::string WhyNoTemporaryFile(const std::string& path, int number) {
+    return TEMPORARY_FILE.With({path, std::generic_category().message(number)});
+}
 
 // A folder of its own for one run of gnuplot, removed at the end.
 class ScratchFolder {
@@ -70,7 +81,8 @@ std::string PartName(const std::string& path) {
 }
 
 std::string WhyNotWritten(const std::string& path, int number) {
-    return path + " cannot be written: " + std::generic_category().message(number);
+    return Bilingual("%1 cannot be written: %2", "%1 ist nicht beschreibbar: %2")
+        .With({path, std::generic_category().message(number)});
 }
 
 bool WriteFile(const std::string& path, const std::string& content, int& number) {
@@ -122,12 +134,17 @@ bool RunGnuplot(const std::string& script, const std::string& path, std::string&
     const std::string scriptFile = scratch.File("script");
     const std::string messages = scratch.File("messages");
     if (!scratch.IsMade()) {
-        error = std::string("the folder for temporary files cannot be written") + TEMPORARY_REMEDY;
+        error = Bilingual(
+                    "the folder for temporary files cannot be written; make room, or name another folder in "
+                    "TMPDIR",
+                    "der Ordner für temporäre Dateien ist nicht beschreibbar; schaffen Sie Platz, oder "
+                    "nennen Sie in TMPDIR einen anderen")
+                    .Text();
         return false;
     }
     int number = 0;
     if (!WriteFile(scriptFile, script, number)) {
-        error = WhyNotWritten("the temporary file " + scriptFile, number) + TEMPORARY_REMEDY;
+        error = WhyNoTemporaryFile(scriptFile, number);
         return false;
     }
     const std::string picture = scratch.File("picture");
@@ -137,11 +154,12 @@ bool RunGnuplot(const std::string& script, const std::string& path, std::string&
     const std::string content = ReadFile(picture);
     if (ran && IsWhole(content)) return PutInPlace(content, path, error);
     if (ran && !content.empty()) {
-        error = WhyNotWritten("the temporary file " + picture, ENOSPC) + TEMPORARY_REMEDY;
+        error = WhyNoTemporaryFile(picture, ENOSPC);
         return false;
     }
-    const std::string reason = LastComplaint(messages);
-    error = "gnuplot made no picture: " + (reason.empty() ? "it gave no reason" : reason);
+    std::string reason = LastComplaint(messages);
+    if (reason.empty()) reason = Bilingual("it gave no reason", "es nannte keinen Grund").Text();
+    error = Bilingual("gnuplot made no picture: %1", "gnuplot erzeugte kein Bild: %1").With({reason});
     return false;
 }
 

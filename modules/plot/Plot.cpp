@@ -7,8 +7,11 @@
 #include "modules/plot/Gnuplot.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 // More stretches than a picture has columns show nothing more.
 constexpr std::size_t MOST_STRETCHES = 4096;
@@ -66,7 +69,10 @@ bool Plot::OnSettingsChanged(TCString& error) {
     const std::string file(ParamStr("file"));
     const bool known = EndsWith(file, ".svg") || EndsWith(file, ".png");
     if (!known)
-        error = ("file: \"" + file + "\" is no picture; allowed are names that end in .svg or .png").c_str();
+        error = Bilingual("file: \"%1\" is no picture; allowed are names that end in .svg or .png",
+                          "file: \"%1\" ist kein Bild; erlaubt sind Namen, die auf .svg oder .png enden")
+                    .With({file})
+                    .c_str();
     return known;
 }
 
@@ -79,7 +85,9 @@ int Plot::Init() {
     }
     if (!tc::HasGnuplot()) {
         return Fail(tc::MODULE_FAILED,
-                    "the program gnuplot is not in the PATH; it comes with the package gnuplot-nox");
+                    Bilingual("the program gnuplot is not in the PATH; it comes with the package gnuplot-nox",
+                              "das Programm gnuplot ist nicht im PATH; es kommt mit dem Paket gnuplot-nox")
+                        .Text());
     }
     curves.assign(static_cast<std::size_t>(GetNoInput()), Curve{Envelope(MOST_STRETCHES), {}, false, false});
     for (unsigned input = 0; input < curves.size(); ++input) {
@@ -95,8 +103,9 @@ bool Plot::HasRoom(std::string& error) {
     const int least = tc::LeastHeight(ParamChoice("layout") == 0 ? GetNoInput() : std::min(GetNoInput(), 2));
     const int height = ParamInt("height");
     if (height == 0 || height >= least) return true;
-    error = "height: " + std::to_string(height) + " pixels are too few for " + std::to_string(GetNoInput()) +
-            " signals; allowed are 0 and at least " + std::to_string(least);
+    error = Bilingual("height: %1 pixels are too few for %2 signals; allowed are 0 and at least %3",
+                      "height: %1 Pixel sind zu wenig für %2 Signale; erlaubt sind 0 und mindestens %3")
+                .With({std::to_string(height), std::to_string(GetNoInput()), std::to_string(least)});
     return false;
 }
 
@@ -143,7 +152,10 @@ void Plot::WarnOfGaps() {
     for (unsigned input = 0; input < curves.size(); ++input) {
         const std::int64_t gaps = curves[input].envelope.NotFinite();
         if (gaps == 0) continue;
-        TCModuleMessage::Warning(GetModuleName(), "%s: %lld values that are not finite are not drawn",
+        TCModuleMessage::Warning(GetModuleName(),
+                                 Bilingual("%s: %lld values that are not finite are not drawn",
+                                           "%s: %lld nicht endliche Werte sind nicht gezeichnet")
+                                     .Text(),
                                  tc::SignalName(*portHelper, input, curves[input].metadata).c_str(),
                                  static_cast<long long>(gaps));
     }
@@ -153,7 +165,10 @@ int Plot::Draw() {
     WarnOfGaps();
     const std::vector<tc::PictureSignal> signals = Signals();
     if (signals.empty()) {
-        TCModuleMessage::Warning(GetModuleName(), "nothing to draw arrived, so there is no picture");
+        TCModuleMessage::Warning(GetModuleName(),
+                                 Bilingual("nothing to draw arrived, so there is no picture",
+                                           "es kam nichts zu zeichnen an, daher gibt es kein Bild")
+                                     .Text());
         return 0;
     }
     const std::string file(ParamStr("file"));

@@ -7,6 +7,7 @@
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
 
@@ -103,7 +104,10 @@ int Reblock::Cut(unsigned port) {
         }
         if (!signal.IsOpen() && !Open(signal)) {
             return Fail(TCPortHelper::NOT_CREATED,
-                        TCString::FormatS("no memory for a block of %u samples", blockSize));
+                        TCString::FormatS(tc::Bilingual("no memory for a block of %u samples",
+                                                        "kein Speicher für einen Block von %u Abtastwerten")
+                                              .Text(),
+                                          blockSize));
         }
         const int count = std::min(signal.left, static_cast<int>(blockSize - signal.filled));
         std::copy_n(signal.values, count, static_cast<double*>(signal.buffer[0]->GetData()) + signal.filled);
@@ -139,8 +143,12 @@ int Reblock::Done() {
         const Signal& signal = signals[input];
         const long long kept = static_cast<long long>(signal.filled) + signal.left;
         if (kept == 0) continue;
-        TCModuleMessage::Warning(GetModuleName(), "%s: the signal did not end; %lld samples were not sent",
-                                 tc::SignalName(*portHelper, input, signal.filling).c_str(), kept);
+        TCModuleMessage::Warning(
+            GetModuleName(),
+            tc::Bilingual("%s: the signal did not end; %lld samples were not sent",
+                          "%s: das Signal endete nicht; %lld Abtastwerte wurden nicht gesendet")
+                .Text(),
+            tc::SignalName(*portHelper, input, signal.filling).c_str(), kept);
     }
     signals.clear();
     return TCBaseModuleEx::Done();

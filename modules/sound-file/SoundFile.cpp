@@ -5,8 +5,11 @@
 
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file", .kind = TCModuleParameter::FILE, .defaultValue = nullptr, .help = "the file to read"},
@@ -57,10 +60,11 @@ bool SoundFile::OnSettingsChanged(TCString& error) {
     if (!reason.empty()) return false;
     const std::int64_t newBlockSize = ParamInt("block");
     if (newBlockSize * probe.Channels() > MOST_BLOCK_VALUES) {
-        error = TCString::FormatS(
-            "block: %lld samples of %d channels are too many at once; allowed are %lld samples",
-            static_cast<long long>(newBlockSize), probe.Channels(),
-            static_cast<long long>(MOST_BLOCK_VALUES / probe.Channels()));
+        error = Bilingual("block: %1 samples of %2 channels are too many at once; allowed are %3 samples",
+                          "block: %1 Abtastwerte von %2 Kanälen sind zu viele auf einmal; erlaubt sind %3")
+                    .With({std::to_string(newBlockSize), std::to_string(probe.Channels()),
+                           std::to_string(MOST_BLOCK_VALUES / probe.Channels())})
+                    .c_str();
         return false;
     }
     start = newStart;
@@ -104,13 +108,17 @@ int SoundFile::Init() {
     if (!Open(reader, error)) return Fail(tc::MODULE_FAILED, error.c_str());
     if (reader.Channels() != channels || reader.Samplerate() != metadata.front().GetSamplerate()) {
         return Fail(tc::MODULE_FAILED,
-                    (std::string(ParamStr("file")) + " has changed since it was checked").c_str());
+                    Bilingual("%1 has changed since it was checked", "%1 hat sich seit der Prüfung geändert")
+                        .With({std::string(ParamStr("file"))})
+                        .c_str());
     }
     position = 0;
     ended = false;
     ReadPiece(next);
     if (next.count == 0)
-        return Fail(tc::MODULE_FAILED, (std::string(ParamStr("file")) + " holds no samples").c_str());
+        return Fail(tc::MODULE_FAILED, Bilingual("%1 holds no samples", "%1 enthält keine Abtastwerte")
+                                           .With({std::string(ParamStr("file"))})
+                                           .c_str());
     return TCBaseModuleEx::Init();
 }
 

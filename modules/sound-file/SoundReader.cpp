@@ -9,7 +9,11 @@
 #include <filesystem>
 #include <sstream>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace {
+
+using tc::Bilingual;
 
 // How the integers of a subtype are stored: they are read left-justified in 32 bits. A subtype that is not
 // listed holds floating-point values.
@@ -108,10 +112,17 @@ std::string Log(SNDFILE* file) {
 std::string WhyNotReadable(const std::string& path) {
     std::error_code ignored;
     const std::filesystem::file_status status = std::filesystem::status(path, ignored);
-    if (!std::filesystem::exists(status)) return "does not exist; check the path";
-    if (std::filesystem::is_directory(status)) return "is a folder; name a file in it";
+    if (!std::filesystem::exists(status))
+        return Bilingual("%1 does not exist; check the path", "%1 gibt es nicht; prüfen Sie den Pfad")
+            .With({path});
+    if (std::filesystem::is_directory(status))
+        return Bilingual("%1 is a folder; name a file in it",
+                         "%1 ist ein Ordner; nennen Sie eine Datei darin")
+            .With({path});
     if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, ignored) == 0) {
-        return "is empty; copy or record it again";
+        return Bilingual("%1 is empty; copy or record it again",
+                         "%1 ist leer; kopieren Sie sie neu, oder nehmen Sie sie neu auf")
+            .With({path});
     }
     return {};
 }
@@ -147,13 +158,16 @@ bool SoundReader::Open(const std::string& path, std::string& error) {
     if (reason.empty()) {
         opened->file.reset(sf_open(path.c_str(), SFM_READ, &opened->info));
         if (opened->file == nullptr)
-            reason = std::string("is no sound file; WAV, FLAC, Ogg, AIFF and the like can be read (") +
-                     sf_strerror(nullptr) + ")";
+            reason = Bilingual("%1 is no sound file; WAV, FLAC, Ogg, AIFF and the like can be read (%2)",
+                               "%1 ist keine Tondatei; lesbar sind WAV, FLAC, Ogg, AIFF und dergleichen (%2)")
+                         .With({path, sf_strerror(nullptr)});
     }
     if (reason.empty() && (opened->info.frames <= 0 || opened->info.samplerate <= 0))
-        reason = "holds no samples; copy or record it again";
+        reason = Bilingual("%1 holds no samples; copy or record it again",
+                           "%1 enthält keine Abtastwerte; kopieren Sie sie neu, oder nehmen Sie sie neu auf")
+                     .With({path});
     if (!reason.empty()) {
-        error = path + " " + reason;
+        error = reason;
         return false;
     }
     opened->integers = FindIntegerFormat(opened->info.format);
@@ -213,11 +227,16 @@ std::string SoundReader::Shortage() const {
     const std::string reason = decoder.empty() ? "" : ": " + decoder;
     const std::string held = std::to_string(state->done);
     if (Frames() < 0 && (state->info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG) {
-        return state->path + " breaks off: it has no end mark and holds " + held + " samples" + reason;
+        return Bilingual("%1 breaks off: it has no end mark and holds %2 samples%3",
+                         "%1 bricht ab: die Endmarke fehlt, enthalten sind %2 Abtastwerte%3")
+            .With({state->path, held, reason});
     }
     if (Frames() >= 0 && state->done < state->promised) {
-        return state->path + " breaks off: it promises " + std::to_string(state->promised) +
-               " samples and holds " + held + reason;
+        return Bilingual("%1 breaks off: it promises %2 samples and holds %3%4",
+                         "%1 bricht ab: versprochen sind %2 Abtastwerte, enthalten %3%4")
+            .With({state->path, std::to_string(state->promised), held, reason});
     }
-    return decoder.empty() ? "" : state->path + " cannot be read beyond sample " + held + reason;
+    if (decoder.empty()) return "";
+    return Bilingual("%1 cannot be read beyond sample %2%3", "%1 ist hinter Abtastwert %2 nicht lesbar%3")
+        .With({state->path, held, reason});
 }

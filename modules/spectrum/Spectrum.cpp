@@ -8,8 +8,11 @@
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "length",
@@ -147,13 +150,19 @@ int Spectrum::EndSignal(unsigned input) {
     const std::string name = tc::SignalName(*portHelper, input, signal.metadata);
     signal.open = false;
     if (signal.skipped > 0) {
-        TCModuleMessage::Warning(GetModuleName(),
-                                 "%s: left out %lld segments with values that are not finite", name.c_str(),
-                                 static_cast<long long>(signal.skipped));
+        TCModuleMessage::Warning(
+            GetModuleName(),
+            Bilingual("%s: left out %lld segments with values that are not finite",
+                      "%s: ausgelassen wurden %lld Abschnitte mit nicht endlichen Werten")
+                .Text(),
+            name.c_str(), static_cast<long long>(signal.skipped));
     } else if (signal.used == 0) {
-        TCModuleMessage::Warning(GetModuleName(),
-                                 "%s: no spectrum of %zu samples; one segment is %zu samples long",
-                                 name.c_str(), signal.segment.size(), window.size());
+        TCModuleMessage::Warning(
+            GetModuleName(),
+            Bilingual("%s: no spectrum of %zu samples; one segment is %zu samples long",
+                      "%s: kein Spektrum aus %zu Abtastwerten; ein Abschnitt ist %zu Abtastwerte lang")
+                .Text(),
+            name.c_str(), signal.segment.size(), window.size());
     }
     return !firstOnly && signal.used > 0 ? Write(input) : 0;
 }

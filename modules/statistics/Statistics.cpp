@@ -5,6 +5,7 @@
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/services/Bilingual.h"
 
 Statistics::Statistics(int instance) : TCBaseModuleEx(instance, {}) {
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
@@ -58,7 +59,10 @@ void Statistics::Report(unsigned input, const Figures& figures) {
     }
     if (figures.nans + figures.infinite == 0) return;
     TCModuleMessage::Warning(
-        GetModuleName(), "%s: left out %lld values that are not a number and %lld infinite ones",
+        GetModuleName(),
+        tc::Bilingual("%s: left out %lld values that are not a number and %lld infinite ones",
+                      "%s: ausgelassen wurden %lld Werte, die keine Zahl sind, und %lld unendliche")
+            .Text(),
         name.c_str(), static_cast<long long>(figures.nans), static_cast<long long>(figures.infinite));
 }
 

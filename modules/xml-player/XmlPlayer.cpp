@@ -8,8 +8,11 @@
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCValidateActualPortType.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
@@ -78,7 +81,9 @@ bool XmlPlayer::Open(Track& track, std::string& error) {
     track.type = track.reader->GetTypeString();
     track.items = track.reader->GetItemCount();
     if (track.items > 0) return true;
-    error = track.file + " holds no block, and does not tell the type of the port that was recorded";
+    error = Bilingual("%1 holds no block, and does not tell the type of the port that was recorded",
+                      "%1 enthält keinen Block und nennt nicht den Typ des aufgezeichneten Anschlusses")
+                .With({track.file});
     return false;
 }
 
@@ -127,7 +132,8 @@ int XmlPlayer::Init() {
         const std::string type = track.type;
         std::string error;
         if (Open(track, error) && track.type != type)
-            error = track.file + " has changed since it was checked";
+            error = Bilingual("%1 has changed since it was checked", "%1 hat sich seit der Prüfung geändert")
+                        .With({track.file});
         if (!error.empty()) return Fail(tc::MODULE_FAILED, error.c_str());
     }
     return TCBaseModuleEx::Init();
@@ -157,8 +163,9 @@ int XmlPlayer::Play(unsigned output, Track& track) {
     }
     if (IsInterrupted()) EndSignal(track.reader->GetBlock());
     if (portHelper->WriteCopy(output, &track.reader->GetBlock()) >= 0) return 1;
-    return Fail(tc::MODULE_FAILED, (track.file + ": block " + std::to_string(track.reader->GetBlockNumber()) +
-                                    " does not fit: " + std::string(portHelper->GetErrorText()))
+    return Fail(tc::MODULE_FAILED, Bilingual("%1: block %2 does not fit: %3", "%1: Block %2 passt nicht: %3")
+                                       .With({track.file, std::to_string(track.reader->GetBlockNumber()),
+                                              std::string(portHelper->GetErrorText())})
                                        .c_str());
 }
 

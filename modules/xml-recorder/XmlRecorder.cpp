@@ -5,8 +5,11 @@
 #include "modules/common/RecordFiles.h"
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
@@ -68,17 +71,26 @@ bool XmlRecorder::CheckInput(unsigned input, const std::string& file, std::strin
     constexpr TCPortHelper::TYPE MATRICES = TCPortHelper::TYPE_SWORDMATRIX | TCPortHelper::TYPE_DOUBLEMATRIX;
     if (portHelper->DoesDataTypeMatch(INPUT, input, ADDRESSES) &&
         !portHelper->DoesDataTypeMatch(INPUT, input, MATRICES)) {
-        error = "the input \"" + std::string(portHelper->GetPortName(INPUT, input)) +
-                "\" brings addresses, which mean nothing in a file; wire it to values";
+        error =
+            Bilingual("the input \"%1\" brings addresses, which mean nothing in a file; wire it to values",
+                      "der Eingang \"%1\" bringt Adressen, die in einer Datei nichts bedeuten; verbinden Sie "
+                      "ihn mit Werten")
+                .With({std::string(portHelper->GetPortName(INPUT, input))});
         return false;
     }
     std::error_code ignored;
     const std::filesystem::file_status status = std::filesystem::status(file, ignored);
     if (!std::filesystem::exists(status)) return true;
     if (!std::filesystem::is_regular_file(status))
-        error = file + " is no ordinary file, which a recording needs; name another one";
+        error =
+            Bilingual(
+                "%1 is no ordinary file, which a recording needs; name another one",
+                "%1 ist keine gewöhnliche Datei, eine Aufzeichnung braucht aber eine; nennen Sie eine andere")
+                .With({file});
     else if (!ParamBool("overwrite"))
-        error = file + " is there already; it is replaced only with overwrite=yes";
+        error = Bilingual("%1 is there already; it is replaced only with overwrite=yes",
+                          "%1 gibt es schon; ersetzt wird es nur mit overwrite=yes")
+                    .With({file});
     return error.empty();
 }
 

@@ -6,8 +6,11 @@
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/TCProcessParameters.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
+
+using tc::Bilingual;
 
 constexpr int MOST_INPUTS = 65536;
 
@@ -19,7 +22,9 @@ bool IsQuotedKind(TCModuleParameter::Kind kind) {
 TCString DescribeUnknown(const char* name, std::span<const TCModuleParameter> parameters) {
     CStringArray names;
     for (const TCModuleParameter& parameter : parameters) names.push_back(parameter.name);
-    return TCString::FormatS("unknown parameter '%s'; %s", name, tc::SuggestNames(name, names).c_str());
+    return Bilingual("unknown parameter '%1'; %2", "unbekannter Parameter '%1'; %2")
+        .With({name, tc::SuggestNames(name, names)})
+        .c_str();
 }
 
 // One name=value a line, ended by line feed, carriage return, or both.
@@ -98,9 +103,11 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
     }
     const TCString newValue(value);
     if (!parameters[index].Allows(newValue)) {
-        error.Format("parameter '%s': '%s' is not allowed; allowed is %s", parameters[index].name,
-                     static_cast<const char*>(newValue),
-                     static_cast<const char*>(parameters[index].DescribeAllowed()));
+        error = Bilingual("parameter '%1': '%2' is not allowed; allowed is %3",
+                          "Parameter '%1': '%2' ist nicht erlaubt; erlaubt ist %3")
+                    .With({parameters[index].name, static_cast<const char*>(newValue),
+                           static_cast<const char*>(parameters[index].DescribeAllowed())})
+                    .c_str();
         return false;
     }
     parameterValues[index] = newValue;
@@ -110,8 +117,10 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
 bool TCBaseModuleEx::ApplySettings(TCString& error) {
     for (std::size_t i = 0; i < parameters.size(); ++i) {
         if (ValueText(static_cast<int>(i)) != nullptr) continue;
-        error.Format("parameter '%s' must be given; allowed is %s", parameters[i].name,
-                     static_cast<const char*>(parameters[i].DescribeAllowed()));
+        error = Bilingual("parameter '%1' must be given; allowed is %2",
+                          "der Parameter '%1' muss angegeben werden; erlaubt ist %2")
+                    .With({parameters[i].name, static_cast<const char*>(parameters[i].DescribeAllowed())})
+                    .c_str();
         return false;
     }
     return OnSettingsChanged(error);
@@ -139,13 +148,17 @@ bool TCBaseModuleEx::SetSettings(const char* text, TCString& error) {
 bool TCBaseModuleEx::ReadSettings(const char* text, TCString& error) {
     TCProcessParameters parser = MakeSettingsParser();
     if (parser.ParseParamString(TCString(text) + "\n") < 0) {
-        error = "settings: " + parser.GetErrorText();
+        error = Bilingual("settings: %1", "Einstellungen: %1")
+                    .With({static_cast<const char*>(parser.GetErrorText())})
+                    .c_str();
         return false;
     }
     for (int i = 0; i < parser.GetParamCount(); ++i) {
         const TCString& name = parser.GetParamName(i);
         if (parser.FindParameter(name, nullptr) != i) {
-            error.Format("parameter '%s' is given twice", static_cast<const char*>(name));
+            error = Bilingual("parameter '%1' is given twice", "der Parameter '%1' ist zweimal angegeben")
+                        .With({static_cast<const char*>(name)})
+                        .c_str();
             return false;
         }
         if (!SetParameter(name, parser.GetParamValStr(i), error)) return false;

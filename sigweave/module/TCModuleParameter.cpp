@@ -6,7 +6,11 @@
 #include <limits>
 #include <string_view>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace {
+
+using tc::Bilingual;
 
 constexpr double HIGHEST = std::numeric_limits<double>::max();
 
@@ -34,21 +38,37 @@ const char* WordsOf(const TCModuleParameter& parameter) {
     return parameter.kind == TCModuleParameter::SWITCH ? "no|yes" : parameter.choices;
 }
 
-TCString NumberText(double number) {
+std::string NumberText(double number) {
     constexpr double WITHOUT_EXPONENT = 1e15;
-    if (std::abs(number) < WITHOUT_EXPONENT && number == std::trunc(number))
-        return TCString::FormatS("%.0f", number);
+    const bool whole = std::abs(number) < WITHOUT_EXPONENT && number == std::trunc(number);
     char text[32];
-    return TCString(text, static_cast<int>(std::to_chars(text, text + sizeof text, number).ptr - text));
+    char* const end = whole ? std::to_chars(text, text + sizeof text, number, std::chars_format::fixed).ptr
+                            : std::to_chars(text, text + sizeof text, number).ptr;
+    return {text, end};
 }
 
-TCString DescribeLimits(const char* what, double minimum, double maximum, const char* unit) {
-    TCString text(what);
+// What a number may be: without limits, with a lower one, an upper one, or both.
+struct NumberWording {
+    Bilingual any;
+    Bilingual from;
+    Bilingual to;
+    Bilingual between;
+};
+
+constexpr NumberWording INTEGER_WORDING = {{"an integer", "eine ganze Zahl"},
+                                           {"an integer of at least %1", "eine ganze Zahl ab %1"},
+                                           {"an integer of at most %2", "eine ganze Zahl bis %2"},
+                                           {"an integer from %1 to %2", "eine ganze Zahl von %1 bis %2"}};
+constexpr NumberWording NUMBER_WORDING = {{"a number", "eine Zahl"},
+                                          {"a number of at least %1", "eine Zahl ab %1"},
+                                          {"a number of at most %2", "eine Zahl bis %2"},
+                                          {"a number from %1 to %2", "eine Zahl von %1 bis %2"}};
+
+TCString DescribeLimits(const NumberWording& wording, double minimum, double maximum, const char* unit) {
     const bool from = minimum > -HIGHEST;
     const bool to = maximum < HIGHEST;
-    if (from && to) text += " from " + NumberText(minimum) + " to " + NumberText(maximum);
-    if (from && !to) text += " of at least " + NumberText(minimum);
-    if (to && !from) text += " of at most " + NumberText(maximum);
+    const Bilingual& limits = from ? (to ? wording.between : wording.from) : (to ? wording.to : wording.any);
+    TCString text(limits.With({NumberText(minimum), NumberText(maximum)}).c_str());
     if (*unit != '\0') text += TCString(" (in ") + unit + ")";
     return text;
 }
@@ -105,19 +125,19 @@ TCString TCModuleParameter::DescribeAllowed() const {
     words.Replace("|", ", ");
     switch (kind) {
         case INTEGER:
-            return DescribeLimits("an integer", std::max<double>(minimum, std::numeric_limits<int>::min()),
+            return DescribeLimits(INTEGER_WORDING, std::max<double>(minimum, std::numeric_limits<int>::min()),
                                   std::min<double>(maximum, std::numeric_limits<int>::max()), unit);
         case NUMBER:
-            return DescribeLimits("a number", minimum, maximum, unit);
+            return DescribeLimits(NUMBER_WORDING, minimum, maximum, unit);
         case CHOICE:
-            return "one of " + words;
+            return Bilingual("one of %1", "eins von %1").With({static_cast<const char*>(words)}).c_str();
         case SWITCH:
-            return "yes or no";
+            return Bilingual("yes or no", "yes oder no").Text();
         case FILE:
         case OUTPUT_FILE:
-            return "a file name";
+            return Bilingual("a file name", "ein Dateiname").Text();
         case TEXT:
             break;
     }
-    return "any text";
+    return Bilingual("any text", "ein beliebiger Text").Text();
 }

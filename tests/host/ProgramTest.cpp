@@ -44,9 +44,9 @@ class Program : public testing::Test {
 
     Answer Run(const std::string& arguments, const std::string& modulePath = TEST_LIBRARIES "/good",
                const std::string& output = "out") {
-        const std::string command = "cd '" + folder.string() + "' && SIGWEAVE_MODULE_PATH='" + modulePath +
-                                    "' '" SIGWEAVE_PROGRAM "' " + arguments + " </dev/null >" + output +
-                                    " 2>err; echo $? >code";
+        const std::string command = "cd '" + folder.string() + "' && " + locale + " SIGWEAVE_MODULE_PATH='" +
+                                    modulePath + "' '" SIGWEAVE_PROGRAM "' " + arguments + " </dev/null >" +
+                                    output + " 2>err; echo $? >code";
         EXPECT_EQ(std::system(command.c_str()), 0);
         return {std::stoi(ReadAll(folder / "code")), ReadAll(folder / "out"), ReadAll(folder / "err")};
     }
@@ -57,6 +57,7 @@ class Program : public testing::Test {
     }
 
     fs::path folder;
+    std::string locale = "LC_ALL=C";
 };
 
 constexpr const char* GOOD =
@@ -424,6 +425,86 @@ TEST_F(ProfileProgram, TellsWhatIsWrong) {
     setenv("SIGWEAVE_MACHINE_HIVE", "/proc/no/machine.db", 1);
     Expect("set Plot width 5 --machine", 1, "", "cannot be written: '/proc/no/machine.db'");
     Expect("get Plot width", 0, "5\n");
+}
+
+// What the user's language changes, and what it does not.
+
+// A report without the time that the run took.
+std::string WithoutTime(const std::string& json) {
+    auto document = nlohmann::ordered_json::parse(json);
+    document.erase("seconds");
+    return document.dump();
+}
+
+TEST_F(Program, ChecksInGermanWithTheSameExitCodes) {
+    Write("good.graph", GOOD);
+    Write("bad.graph",
+          "[a]\nmodule=TestSorce\n[b]\nmodule=TestSource\nblocks=many\n[c]\nmodule=TestPass\n"
+          "[lines]\nb.Signl=c.Signal\n");
+    const Answer good = Run("check good.graph --language de");
+    EXPECT_EQ(good.code, 0);
+    EXPECT_EQ(good.out, "good.graph: keine Fehler; 3 Module, 2 Verbindungen\n");
+    const Answer bad = Run("--language=de check bad.graph");
+    EXPECT_EQ(bad.code, 2);
+    EXPECT_THAT(bad.out, IsEmpty());
+    for (const char* told : {"bad.graph:2: es gibt kein Modul 'TestSorce'; meinten Sie 'TestSource'?",
+                             "bad.graph:5: b: Parameter 'blocks': 'many' ist nicht erlaubt; erlaubt ist eine "
+                             "ganze Zahl von 0 bis",
+                             "bad.graph:9: 'b' hat keinen Ausgang 'Signl'; meinten Sie 'Signal'?\n",
+                             "3 Fehler; von bad.graph wurde nichts ausgeführt\n"})
+        EXPECT_THAT(bad.err, HasSubstr(told));
+}
+
+TEST_F(Program, RunsInGermanWithTheSameReportAndFiles) {
+    const Answer table = RunGraph(GOOD, "--language de");
+    EXPECT_THAT(table.out, testing::StartsWith("Instanz  Signal  Größe"));
+    EXPECT_THAT(table.out, HasSubstr("\nvollständig: test.graph, 40 s Signal in "));
+    const std::tuple<const char*, int, const char*> rows[] = {
+        {"", 0, "vollständig: test.graph, 40 s Signal in "},
+        {"--set p.fail_at=2", 1, "; p (Test pass) schlug im Lauf fehl: the wire is broken\n"},
+        {"--set p.hoard_from=2", 1, "steckengeblieben: test.graph, "}};
+    for (const auto& [arguments, code, told] : rows) {
+        const Answer english = RunGraph(GOOD, std::string("--report json ") + arguments);
+        const Answer german = RunGraph(GOOD, std::string("--language de --report json ") + arguments);
+        EXPECT_EQ(english.code, code);
+        EXPECT_EQ(german.code, code);
+        EXPECT_EQ(WithoutTime(german.out), WithoutTime(english.out));
+        EXPECT_THAT(german.err, HasSubstr(told));
+    }
+    EXPECT_EQ(Run("convert test.graph english.xml").code, 0);
+    EXPECT_EQ(Run("convert test.graph german.xml --language de").out,
+              "german.xml: test.graph als XML-Dokument\n");
+    EXPECT_EQ(ReadAll(folder / "german.xml"), ReadAll(folder / "english.xml"));
+}
+
+TEST_F(ProfileProgram, TakesTheLanguageOfTheOptionElseOfTheProfileElseOfTheLocale) {
+    const auto expect = [this](const std::string& arguments, const char* told) {
+        EXPECT_THAT(Run("profile get No entry " + arguments).err, HasSubstr(told)) << arguments << locale;
+    };
+    constexpr const char* ENGLISH = "the user's profile has no section 'No'";
+    constexpr const char* GERMAN = "das Profil des Benutzers hat keinen Abschnitt 'No'";
+    expect("", ENGLISH);
+    locale = "LC_ALL= LC_MESSAGES= LANG=de_AT.UTF-8";
+    expect("", GERMAN);
+    locale = "LC_ALL= LC_MESSAGES=en_GB.UTF-8 LANG=de_DE.UTF-8";
+    expect("", ENGLISH);
+    Expect("set Host Language de --machine", 0, "");
+    expect("", GERMAN);
+    Expect("set Host Language en", 0, "");
+    expect("", ENGLISH);
+    expect("--language de", GERMAN);
+    expect("--language de --language=en", ENGLISH);
+}
+
+TEST_F(ProfileProgram, TellsAnUnknownLanguage) {
+    for (const char* option : {"--language fr", "--language", "--language="}) {
+        const Answer refused = Run(std::string("profile list ") + option);
+        EXPECT_EQ(refused.code, 2);
+        EXPECT_THAT(refused.err, HasSubstr("error: --language: there is no language '"));
+        EXPECT_THAT(refused.out, IsEmpty());
+    }
+    Expect("set Host Language fr", 0, "");
+    Expect("get Host Language", 0, "fr\n", "warning: the user's profile has the unknown language 'fr'");
 }
 
 TEST_F(Program, WhatDoesNotFitTogetherIsToldWhereItWasSet) {

@@ -104,7 +104,8 @@ TEST(Run, MeasuresWhatThereIsOfAFileThatBreaksOff) {
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.verdict, "failed");
     EXPECT_EQ(run.results["samples"], 67545.0);
-    EXPECT_NE(run.messages.find("promises 68545 samples and holds 67545"), std::string::npos) << run.messages;
+    EXPECT_NE(run.messages.find("versprochen sind 68545 Abtastwerte, enthalten 67545"), std::string::npos)
+        << run.messages;
 }
 
 // By SciPy: sosfilt(butter(6, [1000, 2000], "bandpass", fs=16000, output="sos"), sweep), and rfft with a Hann
@@ -146,6 +147,22 @@ TEST(Run, PlaysARecording) {
     EXPECT_EQ(run.results["min"], -4.0);
     EXPECT_EQ(run.results["mean"], 0.0);
     EXPECT_DOUBLE_EQ(run.results["rms"], std::sqrt(7.5));
+}
+
+TEST(Run, WritesTheSameFilesAndFiguresInEitherLanguage) {
+    const auto run = [](const std::string& language) {
+        return RunExample("record.graph", "--set 'record.file=same-{n}.xml' --language " + language);
+    };
+    const Outcome english = run("en");
+    const std::string recordings = ReadText("same-1.xml") + ReadText("same-2.xml");
+    const Outcome german = run("de");
+    ASSERT_EQ(english.exitCode, 0) << english.messages;
+    EXPECT_EQ(german.exitCode, 0);
+    EXPECT_TRUE(english.messages.starts_with("complete: ")) << english.messages;
+    EXPECT_TRUE(german.messages.starts_with("vollständig: ")) << german.messages;
+    EXPECT_EQ(german.verdict, "complete");
+    EXPECT_EQ(german.results, english.results);
+    EXPECT_EQ(ReadText("same-1.xml") + ReadText("same-2.xml"), recordings);
 }
 
 // Ten blocks of 0.1 s, instead of 47 of 1024 samples.
