@@ -12,6 +12,10 @@ constexpr _TC_StrResource TABLE[] = {{1, "one", "eins"},
                                      {4, nullptr, nullptr}};
 constexpr int COUNT = 5;
 
+// Before any test has set a language, for what is set stays for the whole process.
+const int languageAtStart = TCGetResourceLanguage();
+const int settingAtStart = TCSetLoadStrResLanguage(-1);
+
 TEST(StringResources, FallsBackToLanguage0AndThenToTheEmptyText) {
     const struct {
         int id, language, count;
@@ -24,8 +28,9 @@ TEST(StringResources, FallsBackToLanguage0AndThenToTheEmptyText) {
 }
 
 TEST(StringResources, NeverGoesBackToTheAutomaticLanguage) {
-    EXPECT_EQ(TCGetResourceLanguage(), 0);
-    EXPECT_EQ(TCSetLoadStrResLanguage(-1), -1);
+    EXPECT_EQ(languageAtStart, 0);
+    EXPECT_EQ(settingAtStart, -1);
+    TCSetLoadStrResLanguage(-1);
     EXPECT_EQ(TCSetLoadStrResLanguage(9), 0);
     EXPECT_EQ(TCGetResourceLanguage(), 1);
     EXPECT_STREQ(LoadStrRes(1, COUNT, TABLE), "eins");

@@ -21,7 +21,7 @@ class FormatTime : public testing::Test {
         tzset();
     }
     void TearDown() override {
-        unsetenv("TZ");
+        setenv("TZ", "UTC", 1);
         tzset();
     }
     static std::string Text(const char* format, double time, double reference = 0) {
