@@ -24,6 +24,7 @@
 #include "sigweave/services/PathArithmetic.h"
 #include "sigweave/services/Profile.h"
 #include "sigweave/services/ProfileEntries.h"
+#include "sigweave/services/RunTime.h"
 #include "sigweave/services/StringResources.h"
 #include "sigweave/services/SystemTime.h"
 #include "sigweave/services/TCExactTimeDiff.h"

@@ -116,6 +116,7 @@ int Generator::Init() {
     endFrequency = ParamDbl("end_frequency");
     phase = ParamDbl("phase") / 360.0;
     rate = ParamDbl("rate");
+    runTime.Take();
     position = 0;
     random.seed(static_cast<std::uint64_t>(ParamInt("seed")));
     block.resize(static_cast<std::size_t>(ParamInt("block")));
@@ -137,7 +138,7 @@ int Generator::Init() {
 }
 
 int Generator::Execute() {
-    if (position == 0) begin = start > 0.0 ? start : portHelper->SyncTime();
+    if (position == 0) begin = start > 0.0 ? start : runTime.Get();
     const std::int64_t count = std::min(static_cast<std::int64_t>(block.size()), total - position);
     for (std::int64_t i = 0; i < count; ++i)
         block[static_cast<std::size_t>(i)] = offset + Sample(position + i);
@@ -148,6 +149,11 @@ int Generator::Execute() {
     if (last) portHelper->SetReadyFlag(false);
     portHelper->SetTypeInfo(0, metadata);
     return portHelper->WriteDblData(0, static_cast<unsigned long>(count), block.data());
+}
+
+int Generator::Done() {
+    runTime.Release();
+    return TCBaseModuleEx::Done();
 }
 
 double Generator::GetProgress() {

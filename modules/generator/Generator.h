@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/RunTime.h"
 
 // Makes a test signal: every sample follows from its number alone, so that no error gathers however long the
 // signal is. Noise is white and uniform between -amplitude and +amplitude, and the same for the same seed on
@@ -21,6 +22,7 @@ class Generator final : public TCBaseModuleEx {
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;
     int Execute() override;
+    int Done() override;
     double GetProgress() override;
 
  private:
@@ -37,6 +39,7 @@ class Generator final : public TCBaseModuleEx {
     double phase = 0.0;  // in cycles
     double rate = 1.0;
     double start = 0.0;  // 0: the time of the run
+    tc::RunTime runTime;
     double begin = 0.0;  // of this run
     std::int64_t total = 0;
     std::int64_t position = 0;

@@ -112,6 +112,7 @@ int SoundFile::Init() {
                         .With({std::string(ParamStr("file"))})
                         .c_str());
     }
+    runTime.Take();
     position = 0;
     ended = false;
     ReadPiece(next);
@@ -141,6 +142,7 @@ int SoundFile::Finish() {
 
 int SoundFile::Done() {
     reader = SoundReader();
+    runTime.Release();
     return TCBaseModuleEx::Done();
 }
 
@@ -163,7 +165,7 @@ void SoundFile::ReadPiece(Piece& piece) {
 }
 
 int SoundFile::WritePiece(bool last) {
-    if (position == 0) begin = start > 0.0 ? start : portHelper->SyncTime();
+    if (position == 0) begin = start > 0.0 ? start : runTime.Get();
     const auto bus = static_cast<unsigned>(channels);
     const bool busWired = portHelper->IsWired(OUTPUT, bus, TCPortHelper::STREAM_CONNECTED);
     int code = 0;

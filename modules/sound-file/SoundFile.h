@@ -4,6 +4,7 @@
 
 #include "modules/sound-file/SoundReader.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/RunTime.h"
 
 // Plays a sound or measurement file into the graph: one output for each channel, and all of them as one bus,
 // whose channels have the same names and metadata. Values are the file's own (see SoundReader), times
@@ -44,6 +45,7 @@ class SoundFile final : public TCBaseModuleEx {
     double factor = 1.0;
     double offset = 0.0;
     double start = 0.0;  // 0: the time of the run
+    tc::RunTime runTime;
     double begin = 0.0;  // of this run
     std::int64_t blockSize = 0;
     std::int64_t position = 0;

@@ -1,0 +1,18 @@
+#include "sigweave/services/RunTime.h"
+
+#include <mutex>
+
+#include "sigweave/services/SystemTime.h"
+
+namespace tc {
+
+void RunTime::Take() {
+    static std::mutex lock;
+    static std::weak_ptr<const double> held;
+    const std::lock_guard guard(lock);
+    time.reset();
+    time = held.lock();
+    if (time == nullptr) held = time = std::make_shared<const double>(TCSystemTime());
+}
+
+}  // namespace tc
