@@ -16,6 +16,8 @@
 #include "sigweave/persistence/XmlSelect.h"
 #include "sigweave/persistence/XmlTree.h"
 #include "sigweave/persistence/XmlWriter.h"
+#include "sigweave/platform/PathText.h"
+#include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/platform/SystemError.h"
 
 namespace {
@@ -87,6 +89,15 @@ bool ReadName(const char* text, xmlNode* at, bool useDefault, QualifiedName& nam
     const char* const prefix = name.prefix.empty() ? nullptr : name.prefix.c_str();
     name.ns = xmlSearchNs(at->doc, at, tc::XmlChars(prefix));
     return name.ns != nullptr || name.prefix.empty();
+}
+
+// Not where the prefix has a meaning already, which names in use rely on, nor what XML reserves.
+bool DeclarePrefix(xmlNode* at, const xmlChar* prefix, const xmlChar* ns) {
+    const std::string_view name = ViewOf(ns);
+    const bool reserved = ViewOf(prefix) == "xmlns" || name == "http://www.w3.org/2000/xmlns/" ||
+                          name == ViewOf(XML_XML_NAMESPACE);
+    return !reserved && !name.empty() && xmlSearchNs(at->doc, at, prefix) == nullptr &&
+           xmlNewNs(at, ns, prefix) != nullptr;
 }
 
 bool MayHoldElement(const xmlNode* parent) {
@@ -180,16 +191,13 @@ bool TCXML::Take(tc::XmlBuilder& builder) {
 }
 
 bool TCXML::Save(const char* path) {
-    // First what would leave half a file.
     if (document == nullptr || xmlDocGetRootElement(document->tree) == nullptr) return Fail(tc::NOT_SAVED);
-    if (tc::IsTooDeep(xmlDocGetRootElement(document->tree), 1)) return Fail(tc::NOT_SAVED);
-    tc::XmlFile file = tc::OpenXmlFile(path, "wb");
+    if (tc::IsBeyondLimits(xmlDocGetRootElement(document->tree), 1)) return Fail(tc::NOT_SAVED);
+    const auto file = tc::ReplacedFile::Open(tc::NativePath(path).c_str());
     if (file == nullptr) return Fail(tc::NOT_OPENED, Shown(path), Reason().c_str());
-    tc::XmlWriter writer(file.get());
+    tc::XmlWriter writer(file->Get());
     writer.Document(document->tree);
-    const bool written = writer.Flush();
-    const bool closed = std::fclose(file.release()) == 0;
-    return (written && closed) || Fail(tc::NOT_SAVED);
+    return (writer.Flush() && file->Commit()) || Fail(tc::NOT_SAVED);
 }
 
 TCXMLNode TCXML::GetDocument() {
@@ -274,7 +282,7 @@ bool TCXML::GetNodeText(const TCXMLNode& node, TCString& text) {
 }
 
 bool TCXML::GetNodeXML(const TCXMLNode& node, TCString& xml) {
-    if (!node || tc::IsTooDeep(XmlAccess::Node(node), 0)) return Fail(tc::NO_XML);
+    if (!node || tc::IsBeyondLimits(XmlAccess::Node(node), 0)) return Fail(tc::NO_XML);
     tc::XmlWriter writer;
     writer.Node(XmlAccess::Node(node), -1);
     if (writer.Text().size() > INT_MAX) return Fail(tc::NO_XML);
@@ -314,8 +322,7 @@ bool TCXML::CreateComment(const char* text, const TCXMLNode& parent) {
     xmlNode* const above = XmlAccess::Node(parent);
     std::string buffer;
     const std::string stored(tc::ToXmlText(Shown(text), buffer));
-    const bool valid = above != nullptr && above->type == XML_ELEMENT_NODE &&
-                       stored.find("--") == stored.npos && !stored.ends_with('-');
+    const bool valid = above != nullptr && above->type == XML_ELEMENT_NODE && tc::IsXmlCommentText(stored);
     xmlNode* const node = valid ? xmlNewDocComment(above->doc, tc::XmlChars(stored.c_str())) : nullptr;
     if (node == nullptr) return Fail(tc::NO_ELEMENT, "#comment");
     xmlAddChild(above, node);
@@ -332,7 +339,7 @@ bool TCXML::SetAttribute(const TCXMLNode& node, const char* name, const char* va
     const std::string text(tc::ToXmlText(value, buffer));
     const xmlChar* const local = tc::XmlChars(parts.local.c_str());
     const xmlChar* const stored = tc::XmlChars(text.c_str());
-    const bool isSet = parts.prefix == "xmlns" ? !text.empty() && xmlNewNs(at, stored, local) != nullptr
+    const bool isSet = parts.prefix == "xmlns" ? DeclarePrefix(at, local, stored)
                                                : xmlSetNsProp(at, parts.ns, local, stored) != nullptr;
     return isSet || Fail(tc::ATTRIBUTE_NOT_SET, name, value);
 }

@@ -56,7 +56,8 @@ class TC_API TCXMLNodeList {
 // character that the locale's character set lacks fails.
 //
 // A document of several gigabytes can be loaded; it takes about its size in memory. Each text is limited to
-// 2 GB, elements are nested at most 1024 deep. For documents that grow while they are written, see
+// 2 GB, elements are nested at most 1024 deep and have at most 10000 attributes, and a document type is
+// limited to 64 KB. For documents that grow while they are written, see
 // `tc::XmlRecordWriter`; to move large texts without copies, sigweave/persistence/XmlNodeText.h.
 class TC_API TCXML {
  public:
@@ -85,7 +86,11 @@ class TC_API TCXML {
     // UTF-8 with a full declaration; each element, comment and processing instruction on a line of its own,
     // one tab a level, lines ending in a line feed. What holds text, and what lies below an
     // xml:space="preserve", is written as it is. CDATA sections and the internal document type survive.
-    // A document without a root, or nested too deep to be loaded again, fails and leaves the file alone.
+    //
+    // The file is written beside the old one and then takes its name, so a failure, as of a full disk, leaves
+    // the old one. Symbolic links, permissions and owner stay. Only what cannot be replaced so is written in
+    // place: devices, files with several names or of another owner, in folders that take no new files. A
+    // document without a root, or beyond the limits for loading it again, fails.
     bool Save(const char* path);
     // Null when there is none.
     TCXMLNode GetDocument();
@@ -125,10 +130,11 @@ class TC_API TCXML {
     // A new last child of an element, or the root of a document without one; null on failure. It is in the
     // parent's default namespace, or in the one that its prefix means there.
     TCXMLNode CreateElement(const char* name, const TCXMLNode& parent);
-    // Appends a comment to an element. False for a text that XML has no comment of: with "--" in it or a
-    // hyphen at its end.
+    // Appends a comment to an element. False for a text that XML has no comment of: with "--" or a carriage
+    // return in it, or a hyphen at its end.
     bool CreateComment(const char* text, const TCXMLNode& parent);
-    // Of an element. A name xmlns:p declares a prefix once; the default namespace cannot be changed.
+    // Of an element. A name xmlns:p declares a prefix that has no meaning there yet; the default namespace
+    // cannot be changed.
     bool SetAttribute(const TCXMLNode& node, const char* name, const char* value);
     // Replaces all that an element holds. Documents have no text of their own.
     bool SetNodeText(const TCXMLNode& node, const char* text);

@@ -49,6 +49,10 @@ bool SetElementText(XmlDocument& document, xmlNode* element, std::string_view te
     return node != nullptr && xmlAddChild(element, node) != nullptr;
 }
 
+bool IsInstructionText(std::string_view text) {
+    return text.find("?>") == text.npos && text.find('\r') == text.npos && text.find_first_of(" \t\n") != 0;
+}
+
 bool SetStoredText(XmlDocument& document, xmlNode* node, std::string_view text) {
     switch (node->type) {
         case XML_ELEMENT_NODE:
@@ -60,9 +64,9 @@ bool SetStoredText(XmlDocument& document, xmlNode* node, std::string_view text) 
         case XML_CDATA_SECTION_NODE:
             return ReplaceContent(node, text);
         case XML_COMMENT_NODE:
-            return text.find("--") == text.npos && !text.ends_with('-') && ReplaceContent(node, text);
+            return IsXmlCommentText(text) && ReplaceContent(node, text);
         case XML_PI_NODE:
-            return text.find("?>") == text.npos && ReplaceContent(node, text);
+            return IsInstructionText(text) && ReplaceContent(node, text);
         default:
             return false;
     }

@@ -15,7 +15,8 @@ namespace tc {
 // node and for a text that the locale's character set cannot hold.
 TC_API bool XmlNodeText(const TCXMLNode& node, std::string& buffer, std::string_view& text);
 
-// Replaces the text of an element, attribute, text, comment or processing instruction; any bytes.
+// Replaces the text of an element, attribute, text, comment or processing instruction; any bytes
+// that can be read back: a comment or instruction has no way to write some.
 TC_API bool SetXmlNodeText(const TCXMLNode& node, std::string_view text);
 
 }  // namespace tc

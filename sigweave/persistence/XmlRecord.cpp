@@ -29,7 +29,7 @@ bool WriteAt(std::FILE& file, long position, std::string_view text) {
 const xmlNode* RootToAppend(TCXML& part) {
     const xmlNode* const document = XmlAccess::Node(part.GetDocument());
     const xmlNode* const root = document != nullptr ? xmlDocGetRootElement(document->doc) : nullptr;
-    if (root == nullptr || root->nsDef != nullptr || IsTooDeep(root, 1)) return nullptr;
+    if (root == nullptr || root->nsDef != nullptr || IsBeyondLimits(root, 1)) return nullptr;
     for (const xmlNode* node = root->children; node != nullptr; node = node->next)
         if (HoldsText(node)) return nullptr;
     return root;

@@ -16,8 +16,9 @@
 // What the sources of the XML documents share. The XML engine's headers come in here and nowhere else.
 namespace tc {
 
-// Elements may be nested this deep, in what is read as in what is written.
-constexpr int MOST_LEVELS = 1024;
+// How deep elements may be nested, and how many attributes each may have, in what is read as in what is
+// written.
+constexpr int MOST_LEVELS = 1024, MOST_ATTRIBUTES = 10'000;
 
 // A tree of the engine. Nodes that were taken out of the tree live as long as it does, since somebody may
 // hold a handle to them.
@@ -70,6 +71,11 @@ inline const xmlChar* XmlChars(const char* text) {
 
 inline std::string_view ViewOf(const xmlChar* text) {
     return text != nullptr ? std::string_view(reinterpret_cast<const char*>(text)) : std::string_view();
+}
+
+// Whether a comment of this text is read back the same.
+inline bool IsXmlCommentText(std::string_view text) {
+    return text.find("--") == text.npos && text.find('\r') == text.npos && !text.ends_with('-');
 }
 
 inline bool HoldsText(const xmlNode* node) {

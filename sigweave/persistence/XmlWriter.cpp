@@ -47,8 +47,15 @@ std::size_t CountPlain(std::string_view text) {
 bool KeepsSpace(const xmlNode* element) {
     for (const xmlAttr* node = element->properties; node != nullptr; node = node->next)
         if (node->ns != nullptr && ViewOf(node->name) == "space" && ViewOf(node->ns->prefix) == "xml")
-            return true;
+            return node->children != nullptr && ViewOf(node->children->content) == "preserve";
     return false;
+}
+
+bool HasTooManyAttributes(const xmlNode* element) {
+    int count = 0;
+    for (const xmlNs* ns = element->nsDef; ns != nullptr; ns = ns->next) ++count;
+    for (const xmlAttr* node = element->properties; node != nullptr; node = node->next) ++count;
+    return count > MOST_ATTRIBUTES;
 }
 
 bool MayBreakLines(const xmlNode* element) {
@@ -192,11 +199,12 @@ bool XmlWriter::Flush() {
     return complete;
 }
 
-bool IsTooDeep(const xmlNode* node, int level) {
+bool IsBeyondLimits(const xmlNode* node, int level) {
     if (level > MOST_LEVELS) return true;
     if (node->type != XML_ELEMENT_NODE && node->type != XML_DOCUMENT_NODE) return false;
+    if (node->type == XML_ELEMENT_NODE && HasTooManyAttributes(node)) return true;
     for (const xmlNode* child = node->children; child != nullptr; child = child->next)
-        if (child->type == XML_ELEMENT_NODE && IsTooDeep(child, level + 1)) return true;
+        if (child->type == XML_ELEMENT_NODE && IsBeyondLimits(child, level + 1)) return true;
     return false;
 }
 

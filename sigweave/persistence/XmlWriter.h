@@ -44,7 +44,8 @@ class XmlWriter {
     bool complete = true;
 };
 
-// Whether elements below the node are nested deeper than can be read again; `level` is that of the node.
-bool IsTooDeep(const xmlNode* node, int level);
+// Whether the node or elements below it are nested deeper, or have more attributes, than can be read again;
+// `level` is that of the node.
+bool IsBeyondLimits(const xmlNode* node, int level);
 
 }  // namespace tc

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -42,6 +44,24 @@ std::string TextAt(TCXML& xml, const char* path) {
 int CountNodes(TCXML& xml, const std::string& xpath) {
     return xml.SelectNodes(xpath.c_str()).GetCount();
 }
+
+// As if the disk were full behind that many bytes of a file.
+class FileSizeLimit {
+ public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &old);
+        const rlimit lower = {bytes, old.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &lower);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &old);
+        std::signal(SIGXFSZ, oldHandler);
+    }
+
+ private:
+    rlimit old;
+    void (*oldHandler)(int) = std::signal(SIGXFSZ, SIG_IGN);
+};
 
 class XmlDocument : public testing::Test {
  protected:
@@ -191,8 +211,9 @@ TEST_F(XmlDocument, LoadsTheEncodingsOfFiles) {
 
 TEST_F(XmlDocument, RefusesDamagedAndHostileDocuments) {
     const std::string bomb = "<!DOCTYPE l [<!ENTITY a \"" + std::string(50'000, 'x') + "\">]><l>";
-    std::string references;
+    std::string references, attributes;
     for (int i = 0; i < 20'000; ++i) references += "&a;";
+    for (int i = 0; i < 50'000; ++i) attributes += " a" + std::to_string(i) + "=''";
     std::string deep, deepest;
     for (int i = 0; i < 100'000; ++i) deep += "<a>";
     WriteFile("<secret/>");
@@ -214,6 +235,11 @@ TEST_F(XmlDocument, RefusesDamagedAndHostileDocuments) {
         {"<!DOCTYPE l [<!ENTITY s \"s\">]><l a='&s;'/>", "Entities of the document"},
         {"<!DOCTYPE l [<!ENTITY s \"s\"><!ATTLIST l a CDATA '&s;'>]><l/>", "Entities of the document"},
         {"<!DOCTYPE l [<!ENTITY % s SYSTEM \"document.xml\">%s;]><l/>", "Entities of the document"},
+        {"<!DOCTYPE l [<!ATTLIST a xmlns:p CDATA 'u'>]><l/>", "no default values"},
+        {"<!DOCTYPE l [<!ATTLIST l a (" + attributes + ")>]><l/>", "longer than 64 KB"},
+        {"<l" + attributes + "/>", "more than 10000 attributes"},
+        {"<l" + attributes.substr(0, attributes.find(" a10001=")) + "/>", "more than 10000 attributes"},
+        {"<l a='<'/>", "Unescaped"},
         {"<!DOCTYPE l SYSTEM \"document.xml\"><l>&s;</l>", "'s'"},
     };
     for (const auto& row : rows) {
@@ -264,6 +290,36 @@ TEST_F(XmlDocument, SavesTheSameLayoutAgain) {
     xml.PreserveWhiteSpace(true);
     Parse("<a>\n<b/>\n</a>");
     EXPECT_EQ(XmlOf(xml, xml.GetDocument()), "<a>\n<b/>\n</a>");
+}
+
+TEST_F(XmlDocument, ReplacesTheFileAsAWhole) {
+    namespace fs = std::filesystem;
+    fs::remove_all("saving");
+    fs::create_directory("saving");
+    const fs::path file = "saving/file.xml", link = "saving/link.xml", other = "saving/other.xml";
+    fs::create_symlink("file.xml", link);
+    constexpr auto MODE = fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read;
+    Parse("<r/>");
+    EXPECT_TRUE(xml.Save(link.c_str())) << xml.GetError();
+    fs::permissions(file, MODE);
+    Parse("<new/>");
+    EXPECT_TRUE(xml.Save(link.c_str())) << xml.GetError();
+    EXPECT_TRUE(fs::is_symlink(link) && fs::status(file).permissions() == MODE);
+    fs::create_hard_link(file, other);
+    Parse("<newer/>");
+    EXPECT_TRUE(xml.Save(file.c_str()) && xml.Load(other.c_str())) << xml.GetError();
+    EXPECT_TRUE(xml.SelectSingleNode("newer")) << "further names keep naming the file";
+    fs::remove(other);
+
+    Parse(("<r>" + std::string(1'000'000, 'x') + "</r>").c_str());
+    FileSizeLimit limit(500'000);
+    EXPECT_FALSE(xml.Save(file.c_str()));
+    EXPECT_STREQ(xml.GetError(), "The XML document could not be saved");
+    EXPECT_TRUE(xml.Load(file.c_str()) && xml.SelectSingleNode("newer")) << "the old document stays";
+    EXPECT_EQ(std::distance(fs::directory_iterator("saving"), {}), 2);
+    EXPECT_FALSE(xml.Save("saving"));
+    EXPECT_FALSE(xml.Save(""));
+    EXPECT_STREQ(xml.GetError(), "Cannot open file  for writing: No such file or directory");
 }
 
 TEST_F(XmlDocument, KeepsAllBytesOfTextsAndAttributes) {
@@ -337,12 +393,20 @@ TEST_F(XmlDocument, WritesNamesThatCanBeReadAgain) {
     EXPECT_TRUE(xml.SetAttribute(root, "xmlns:p", "u"));
     EXPECT_FALSE(xml.SetAttribute(root, "xmlns:p", "v"));
     EXPECT_FALSE(xml.SetAttribute(root, "xmlns", "v"));
+    EXPECT_FALSE(xml.SetAttribute(root, "xmlns:xml", "v"));
+    EXPECT_FALSE(xml.SetAttribute(root, "xmlns:xmlns", "v"));
+    EXPECT_FALSE(xml.SetAttribute(root, "xmlns:q", "http://www.w3.org/2000/xmlns/"));
     EXPECT_FALSE(xml.SetAttribute(root, "q:a", "v"));
     EXPECT_TRUE(xml.SetAttribute(xml.CreateElement("p:c", root), "xml:space", "preserve"));
-    EXPECT_TRUE(xml.CreateElement("c", root));
+    EXPECT_FALSE(xml.SetAttribute(xml.CreateElement("c", root), "xmlns:p", "v")) << "it means u there";
+    EXPECT_TRUE(xml.SetAttribute(root, "xmlns:q", "?a&b&#38;"));
     const std::string text = XmlOf(xml, root);
-    EXPECT_EQ(text, "<r xmlns=\"d\" xmlns:p=\"u\"><p:c xml:space=\"preserve\"/><c/></r>");
+    EXPECT_EQ(text,
+              "<r xmlns=\"d\" xmlns:p=\"u\" xmlns:q=\"?a&amp;b&amp;#38;\">"
+              "<p:c xml:space=\"preserve\"/><c/></r>");
     Parse(text.c_str());
+    EXPECT_EQ(XmlOf(xml, xml.SelectSingleNode("*")), text);
+    EXPECT_FALSE(xml.CreateComment("a\rb", root) || xml.CreateComment("--", root));
 }
 
 TEST_F(XmlDocument, SavesOnlyWhatCanBeLoaded) {
