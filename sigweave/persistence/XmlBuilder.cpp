@@ -1,7 +1,6 @@
 #include "sigweave/persistence/XmlBuilder.h"
 
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <new>
 #include <utility>
@@ -14,7 +13,42 @@ constexpr int OPTIONS = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_BIG_LINES;
 
 constexpr std::ptrdiff_t SOURCE_BEFORE = 40, SOURCE_LENGTH = 60;
 
-constexpr std::size_t PIECE_SIZE = 1 << 16;
+constexpr std::size_t PIECE_SIZE = 1 << 16, MOST_PIECE_SIZE = 1 << 28;
+
+constexpr std::size_t MOST_DOCTYPE_SIZE = 1 << 16;
+
+// What the engine has not used yet.
+std::string_view Pending(const xmlParserCtxt& context) {
+    const xmlParserInput* const input = context.input;
+    if (input == nullptr || input->cur == nullptr || input->cur >= input->end) return {};
+    return {reinterpret_cast<const char*>(input->cur), static_cast<std::size_t>(input->end - input->cur)};
+}
+
+// The engine searches what it could not use yet from its start again, so the next piece is as long as that.
+std::size_t NextPieceSize(const xmlParserCtxt& context) {
+    return std::clamp(Pending(context).size(), PIECE_SIZE, MOST_PIECE_SIZE);
+}
+
+int CountAttributes(std::string_view tag) {
+    int count = 0;
+    for (std::size_t at; (at = tag.find_first_of("\"'")) != tag.npos; ++count) {
+        const std::size_t end = tag.find(tag[at], at + 1);
+        tag.remove_prefix(end != tag.npos ? end + 1 : tag.size());
+    }
+    return count;
+}
+
+// The engine leaves a reference in the place of each ampersand of a namespace's name.
+void ResolveAmpersands(const xmlNs* ns) {
+    constexpr std::string_view REFERENCE = "&#38;";
+    for (; ns != nullptr; ns = ns->next) {
+        if (ViewOf(ns->href).find(REFERENCE) == std::string_view::npos) continue;
+        std::string name(ViewOf(ns->href));
+        for (std::size_t at = 0; (at = name.find(REFERENCE, at)) != name.npos; ++at)
+            name.replace(at, REFERENCE.size(), "&");
+        std::ranges::copy(std::string_view(name.c_str(), name.size() + 1), const_cast<xmlChar*>(ns->href));
+    }
+}
 
 bool IsBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == text.npos;
@@ -59,11 +93,13 @@ struct XmlBuilder::Events {
         if (++builder.level > MOST_LEVELS)
             return builder.Fail(XML_ERR_INTERNAL_ERROR,
                                 "Elements are nested deeper than " + std::to_string(MOST_LEVELS) + " levels");
+        if (count + namespaceCount > MOST_ATTRIBUTES) return builder.FailAttributes();
         for (const xmlChar** attribute = attributes;
              attributes != nullptr && attribute < attributes + 5 * count; attribute += 5)
             builder.keepsSomeBlanks |= ViewOf(attribute[0]) == "space" && ViewOf(attribute[1]) == "xml";
         xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, count, defaultCount,
                               attributes);
+        if (namespaceCount > 0) ResolveAmpersands(builder.context->node->nsDef);
     }
 
     static void EndElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri) {
@@ -97,6 +133,15 @@ struct XmlBuilder::Events {
         xmlSAX2ProcessingInstruction(context, target, data);
     }
 
+    // Unlike other default values that of a namespace would be filled in, for each element again.
+    static void Attribute(void* context, const xmlChar* element, const xmlChar* name, int type, int use,
+                          const xmlChar* value, xmlEnumeration* choices) {
+        const bool isNamespace = ViewOf(name) == "xmlns" || ViewOf(name).starts_with("xmlns:");
+        if (isNamespace && value != nullptr)
+            Builder(context).Fail(XML_ERR_ATTRIBUTE_NOT_FINISHED, "Namespaces have no default values");
+        xmlSAX2AttributeDecl(context, element, name, type, use, value, choices);
+    }
+
     // Asked when an entity is declared, too, so that its text is kept for writing. One that is not declared
     // is reported by the engine.
     static xmlEntity* GetEntity(void* context, const xmlChar* name) {
@@ -128,6 +173,7 @@ XmlBuilder::XmlBuilder(bool keepAllBlanks) : keepBlanks(keepAllBlanks) {
     handler.cdataBlock = Events::Section;
     handler.comment = Events::Comment;
     handler.processingInstruction = Events::Instruction;
+    handler.attributeDecl = Events::Attribute;
     handler.getEntity = Events::GetEntity;
     handler.getParameterEntity = Events::GetParameterEntity;
 }
@@ -139,7 +185,7 @@ XmlBuilder::~XmlBuilder() {
 
 bool XmlBuilder::Feed(std::string_view piece) {
     while (!failed && !piece.empty()) {
-        const std::string_view part = piece.substr(0, PIECE_SIZE);
+        const std::string_view part = piece.substr(0, NextPieceSize(*context));
         Parse(part, false);
         piece.remove_prefix(part.size());
     }
@@ -152,12 +198,29 @@ void XmlBuilder::Parse(std::string_view piece, bool last) {
     // The engine gives up without a record when it cannot decode the text.
     if (!failed && !last && context->instate == XML_PARSER_EOF)
         Fail(XML_ERR_INVALID_ENCODING, "The text is not in its encoding");
+    if (!last) RefuseSlow(Pending(*context));
+}
+
+// The engine compares each attribute of an element, and each name of an enumeration in a document type, with
+// all others.
+void XmlBuilder::RefuseSlow(std::string_view pending) {
+    if (pending.size() < PIECE_SIZE) return;
+    const bool inDoctype = context->instate == XML_PARSER_DTD || pending.starts_with("<!DOCTYPE");
+    if (inDoctype && pending.size() > MOST_DOCTYPE_SIZE)
+        Fail(XML_ERR_INTERNAL_ERROR, "The document type is longer than 64 KB");
+    if (context->instate == XML_PARSER_START_TAG && CountAttributes(pending) > MOST_ATTRIBUTES)
+        FailAttributes();
+}
+
+void XmlBuilder::FailAttributes() {
+    Fail(XML_ERR_INTERNAL_ERROR,
+         "An element has more than " + std::to_string(MOST_ATTRIBUTES) + " attributes");
 }
 
 bool XmlBuilder::FeedFrom(std::FILE& file) {
-    std::array<char, PIECE_SIZE> piece;
-    const std::size_t size = std::fread(piece.data(), 1, piece.size(), &file);
-    return size > 0 && Feed({piece.data(), size});
+    filePiece.resize(NextPieceSize(*context));
+    const std::size_t size = std::fread(filePiece.data(), 1, filePiece.size(), &file);
+    return size > 0 && Feed({filePiece.data(), size});
 }
 
 std::string_view XmlBuilder::RootName() const {
@@ -166,6 +229,8 @@ std::string_view XmlBuilder::RootName() const {
 }
 
 xmlDoc* XmlBuilder::Finish() {
+    // What the engine waits for the end of, it knows best what is wrong with.
+    if (!failed && !Pending(*context).empty()) Parse({}, true);
     if (!failed && context->nodeNr > 0) Fail(XML_ERR_TAG_NOT_FINISHED, UnclosedElement(*context->node));
     if (!failed && xmlDocGetRootElement(context->myDoc) == nullptr)
         Fail(XML_ERR_DOCUMENT_EMPTY, "There is no element");

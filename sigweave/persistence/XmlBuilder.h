@@ -21,8 +21,8 @@ struct XmlParseError {
 
 // Builds a tree from a text that comes in pieces. Nothing outside the text is ever opened, and the tree
 // cannot grow beyond it: a document that refers to entities of its own is refused, default values of
-// attributes are not filled in. Elements nested deeper than `MOST_LEVELS` are refused. Texts may have any
-// length up to 2 GB.
+// attributes are not filled in. Elements nested deeper than `MOST_LEVELS` or with more than `MOST_ATTRIBUTES`
+// attributes are refused, and document types of over 64 KB. Texts may have any length up to 2 GB.
 class XmlBuilder {
  public:
     // Without `keepBlanks`, text that is nothing but white space is left out where it stands beside elements;
@@ -49,6 +49,8 @@ class XmlBuilder {
  private:
     struct Events;
     void Parse(std::string_view piece, bool last);
+    void RefuseSlow(std::string_view pending);
+    void FailAttributes();
     void Fail(int code, std::string reason);
     void Note(const xmlError& record);
     void FlushText(bool atElementEnd);
@@ -58,6 +60,7 @@ class XmlBuilder {
     bool keepsSomeBlanks = false;
     bool failed = false;
     int level = 0;
+    std::string filePiece;
     std::string text;
     bool textIsSection = false;
     XmlParseError error;
