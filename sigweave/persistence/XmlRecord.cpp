@@ -116,36 +116,69 @@ bool XmlRecordWriter::Close() {
 
 // --- Reading
 
+namespace {
+
+// The tree at the end of the file, or null and why there is none.
+xmlDoc* FinishTree(std::FILE& file, XmlBuilder& builder, std::string& error) {
+    if (std::ferror(&file) != 0) {
+        error = FormatXmlMessage(NOT_LOADED, Reason().c_str());
+        return nullptr;
+    }
+    xmlDoc* const tree = builder.Finish();
+    if (tree == nullptr) error = FormatXmlMessage(builder.GetError());
+    return tree;
+}
+
+}  // namespace
+
 struct XmlRecordReader::Impl {
+    ~Impl();
     void Take(xmlNode* child);
+    std::shared_ptr<XmlDocument> NextPart();
 
     XmlFile file;
     XmlBuilder builder{false};
-    std::deque<std::shared_ptr<XmlDocument>> parts;
+    // What is complete but was not asked for, and the root that it stood in.
+    std::deque<xmlNode*> children;
+    xmlNode* root = nullptr;
+    xmlDoc* rest = nullptr;
     // What `Next` answers once the parts are used up; 1 as long as more may come.
     int end = 1;
 };
 
-// The child becomes a document of its own, and whatever else stands below the root is dropped, so that the
-// tree does not grow.
+XmlRecordReader::Impl::~Impl() {
+    for (xmlNode* child : children) xmlFreeNode(child);
+    xmlFreeDoc(rest);
+}
+
+// Whatever else stands below the root is dropped, so that the tree does not grow.
 void XmlRecordReader::Impl::Take(xmlNode* child) {
-    xmlNode* const root = child->parent;
+    root = child->parent;
     xmlUnlinkNode(child);
-    xmlDoc* const tree = xmlNewDoc(XmlChars("1.0"));
-    if (tree == nullptr) throw std::bad_alloc();
-    tree->dict = root->doc->dict;
-    xmlDictReference(tree->dict);
-    xmlNode* const newRoot = xmlDocCopyNode(root, tree, 2);
-    if (newRoot == nullptr) throw std::bad_alloc();
-    xmlDocSetRootElement(tree, newRoot);
-    xmlAddChild(newRoot, child);
-    if (root->nsDef != nullptr) xmlReconciliateNs(tree, child);
-    parts.push_back(std::make_shared<XmlDocument>(tree));
+    children.push_back(child);
     while (root->children != nullptr) {
         xmlNode* const dropped = root->children;
         xmlUnlinkNode(dropped);
         xmlFreeNode(dropped);
     }
+}
+
+// The next child as a document of its own. Made only now: a copy of the root for each child that waits could
+// be far more than the file.
+std::shared_ptr<XmlDocument> XmlRecordReader::Impl::NextPart() {
+    xmlDoc* const tree = xmlNewDoc(XmlChars("1.0"));
+    if (tree == nullptr) throw std::bad_alloc();
+    auto part = std::make_shared<XmlDocument>(tree);
+    tree->dict = root->doc->dict;
+    xmlDictReference(tree->dict);
+    xmlNode* const newRoot = xmlDocCopyNode(root, tree, 2);
+    if (newRoot == nullptr) throw std::bad_alloc();
+    xmlDocSetRootElement(tree, newRoot);
+    xmlAddChild(newRoot, children.front());
+    // Namespaces of the old tree, also that of the prefix xml, do not outlive it.
+    xmlReconciliateNs(tree, children.front());
+    children.pop_front();
+    return part;
 }
 
 XmlRecordReader::XmlRecordReader() = default;
@@ -166,8 +199,7 @@ bool XmlRecordReader::Open(const char* path, const char* root) {
     }
     const std::string_view name = opened->builder.RootName();
     if (name.empty()) {
-        opened->builder.Finish();
-        error = FormatXmlMessage(opened->builder.GetError());
+        opened->rest = FinishTree(*opened->file, opened->builder, error);
         return false;
     }
     if (root == nullptr || name != root) {
@@ -180,18 +212,13 @@ bool XmlRecordReader::Open(const char* path, const char* root) {
 
 int XmlRecordReader::Next(TCXML& part) {
     if (impl == nullptr) return -1;
-    while (impl->parts.empty() && impl->end == 1) {
+    while (impl->children.empty() && impl->end == 1) {
         if (impl->builder.FeedFrom(*impl->file)) continue;
-        const bool readAll = std::ferror(impl->file.get()) == 0;
-        if (!readAll) error = FormatXmlMessage(NOT_LOADED, Reason().c_str());
-        xmlDoc* const rest = readAll ? impl->builder.Finish() : nullptr;
-        if (readAll && rest == nullptr) error = FormatXmlMessage(impl->builder.GetError());
-        impl->end = rest != nullptr ? 0 : -1;
-        xmlFreeDoc(rest);
+        impl->rest = FinishTree(*impl->file, impl->builder, error);
+        impl->end = impl->rest != nullptr ? 0 : -1;
     }
-    if (impl->parts.empty()) return impl->end;
-    XmlAccess::Reset(part, std::move(impl->parts.front()));
-    impl->parts.pop_front();
+    if (impl->children.empty()) return impl->end;
+    XmlAccess::Reset(part, impl->NextPart());
     return 1;
 }
 

@@ -81,6 +81,21 @@ TEST(XmlRecord, ReadsOnePartAtATime) {
                                         "<Stream xmlns:p=\"u\" v=\"1\"><p:Block/></Stream>", "end"}));
 }
 
+TEST(XmlRecord, GivesPartsThatOutliveTheReader) {
+    Write("<Stream><Block xml:space='preserve'> <N/></Block><Block/></Stream>");
+    TCXML part;
+    {
+        tc::XmlRecordReader reader;
+        ASSERT_TRUE(reader.Open(PATH, "Stream") && reader.Next(part) == 1);
+    }
+    TCString xml;
+    EXPECT_TRUE(part.GetNodeXML(part.GetDocument(), xml));
+    EXPECT_STREQ(xml, "<Stream><Block xml:space=\"preserve\"> <N/></Block></Stream>");
+    tc::XmlRecordReader reader;
+    EXPECT_FALSE(reader.Open(".", "Stream"));
+    EXPECT_NE(reader.GetError().find("could not be loaded"), std::string::npos) << reader.GetError();
+}
+
 TEST(XmlRecord, GivesThePartsBeforeTheDamage) {
     const std::string whole = "<Stream><Block><N>1</N></Block></Stream>";
     for (std::size_t size = 0; size < whole.size(); ++size) {
