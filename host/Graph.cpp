@@ -444,10 +444,11 @@ void Graph::CheckInputs(Instance& instance, const std::set<std::pair<std::string
     if (missing || anyWired || inputs.empty() || instance.module->GetTypeOfModule() == 1 ||
         file.GetLines().empty())
         return;
-    mistakes.Add(instance.entry->place,
-                 Bilingual("nothing is wired to '%1', so it would never have work; %2, or remove it",
-                           "mit '%1' ist nichts verbunden, es hätte nie zu tun; %2, oder entfernen Sie es")
-                     .With({name, file.GetWording().addLineTo.With({name + "." + inputs.front()})}));
+    mistakes.Add(
+        instance.entry->place,
+        Bilingual("nothing is wired to '%1', so it would never have work; %2, or remove it",
+                  "mit '%1' ist nichts verbunden, es hätte nie etwas zu tun; %2, oder entfernen Sie es")
+            .With({name, file.GetWording().addLineTo.With({name + "." + inputs.front()})}));
 }
 
 }  // namespace host

@@ -48,7 +48,7 @@ std::string Parameters(const TCBaseModuleEx& module) {
     Rows rows;
     for (const TCModuleParameter& parameter : module.GetParameters())
         rows.push_back({parameter.name, DefaultText(parameter.defaultValue), parameter.unit,
-                        std::string(parameter.DescribeAllowed()), parameter.help});
+                        std::string(parameter.DescribeAllowed()), parameter.help.Text()});
     if (rows.empty()) return NONE.Text();
     rows.insert(rows.begin(),
                 {Bilingual("name", "Name").Text(), Bilingual("default", "Vorgabe").Text(),

@@ -219,8 +219,7 @@ std::string Runner::DescribeLeftovers(const Scheduler& scheduler, int position) 
     if (starved.empty())
         return Bilingual("%1 leaves what waits for it: %2", "%1 lässt liegen, was wartet: %2")
             .With({Name(order[static_cast<std::size_t>(position)]), left});
-    return Bilingual("starved input: %1, while there wait %2",
-                     "ausgehungerter Eingang: %1, während warten: %2")
+    return Bilingual("starved input: %1, while there wait %2", "unversorgter Eingang: %1; es warten %2")
         .With({starved, left});
 }
 

@@ -17,16 +17,19 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "mode",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "drop",
-     .help = "what becomes of samples where other signals have none",
+     .help = {"what becomes of samples where other signals have none",
+              "was mit Abtastwerten geschieht, zu denen andere Signale keine haben"},
      .choices = "drop|pad|fail"},
     {.name = "fill",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
-     .help = "the value of samples that are padded"},
+     .help = {"the value of samples that are padded", "Wert der ergänzten Abtastwerte"}},
     {.name = "most_padding",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "100000000",
-     .help = "samples that may be padded before a signal; a start later than that fails",
+     .help =
+         {"samples that may be padded before a signal; a start later than that fails",
+          "so viele Abtastwerte dürfen vor einem Signal ergänzt werden; ein späterer Beginn ist ein Fehler"},
      .minimum = 0.0},
 };
 

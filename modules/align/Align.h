@@ -6,6 +6,7 @@
 #include "modules/common/SampleQueue.h"
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 // Makes signals of one samplerate begin and end together, one output for each input. Where they begin is told
 // by the timestamps of their first blocks, rounded to whole samples of the first output sample's time; from
@@ -33,7 +34,11 @@ class Align final : public TCBaseModuleEx {
     explicit Align(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Makes signals begin and end together"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Makes signals begin and end together",
+                             "Lässt Signale gemeinsam beginnen und enden")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     int Init() override;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 // Gathers any number of signals in one bus. Each step takes one block of every input; the bus block has a
 // channel for each, in the order of the inputs, with the block's values and metadata unchanged. A channel is
@@ -15,7 +16,11 @@ class BusJoin final : public TCBaseModuleEx {
     explicit BusJoin(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Gathers several signals in one bus"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Gathers several signals in one bus",
+                             "Fasst mehrere Signale zu einem Bus zusammen")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     int Execute() override;

@@ -19,20 +19,23 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "expression",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = nullptr,
-     .help = "regular expression for the names of the channels, as ^mic [0-9]+"},
+     .help = {"regular expression for the names of the channels, as ^mic [0-9]+",
+              "regulärer Ausdruck für die Namen der Kanäle, wie ^mic [0-9]+"}},
     {.name = "match",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "find",
-     .help = "whether a part of the name is enough or the whole must match",
+     .help = {"whether a part of the name is enough or the whole must match",
+              "ob ein Teil des Namens genügt oder der ganze passen muss"},
      .choices = "find|whole"},
     {.name = "invert",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
-     .help = "pass on the channels that do not match"},
+     .help = {"pass on the channels that do not match", "die nicht passenden Kanäle weitergeben"}},
     {.name = "signals",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "1",
-     .help = "how many of the channels also come out as signals of their own",
+     .help = {"how many of the channels also come out as signals of their own",
+              "wie viele der Kanäle auch als eigene Signale herauskommen"},
      .minimum = 0.0,
      .maximum = 256.0},
 };
@@ -175,8 +178,9 @@ int BusSelect::WriteSignal(unsigned output, const Channel& channel, const Segmen
     if (doubles == nullptr) {
         return Fail(
             tc::MODULE_FAILED,
-            Bilingual("the channel \"%1\" holds no double values and cannot be the signal \"Channel %2\"",
-                      "der Kanal \"%1\" enthält keine Doubles und kann nicht das Signal \"Channel %2\" sein")
+            Bilingual(
+                "the channel \"%1\" holds no double values and cannot be the signal \"Channel %2\"",
+                "der Kanal \"%1\" enthält keine Double-Werte und kann nicht das Signal \"Channel %2\" sein")
                 .With({static_cast<const char*>(channel.name), std::to_string(output)})
                 .c_str());
     }

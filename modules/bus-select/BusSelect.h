@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/services/TCRegExp.h"
 
 // Passes on the channels of a bus whose signal name matches a regular expression, with their values, metadata
@@ -19,7 +20,11 @@ class BusSelect final : public TCBaseModuleEx {
     explicit BusSelect(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Passes on the channels of a bus by their names"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Passes on the channels of a bus by their names",
+                             "Gibt Kanäle eines Busses nach ihren Namen weiter")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;

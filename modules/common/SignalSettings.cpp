@@ -133,7 +133,7 @@ bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error) {
         const char* type = ports.GetPortType(INPUT, input, &count);
         if (type == nullptr || ports.DoesDataTypeMatch(INPUT, input, DOUBLES)) continue;
         error = Bilingual("%1 takes double values (DOUBLE[]), but is wired to %2",
-                          "%1 nimmt Doubles (DOUBLE[]), ist aber verbunden mit %2")
+                          "%1 nimmt Double-Werte (DOUBLE[]), ist aber verbunden mit %2")
                     .With({InputName(ports, input), type});
         return false;
     }

@@ -47,7 +47,7 @@ bool CsvFile::RefuseExisting() {
     std::error_code ignored;
     if (mayReplace || !fs::exists(path, ignored)) return false;
     error = tc::Bilingual("%1 is there already; it is replaced only with overwrite=yes",
-                          "%1 gibt es schon; ersetzt wird es nur mit overwrite=yes")
+                          "%1 gibt es schon; ersetzt wird die Datei nur mit overwrite=yes")
                 .With({path});
     return true;
 }

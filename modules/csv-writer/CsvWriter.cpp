@@ -16,15 +16,15 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
      .kind = TCModuleParameter::OUTPUT_FILE,
      .defaultValue = nullptr,
-     .help = "the file to write"},
+     .help = {"the file to write", "die zu schreibende Datei"}},
     {.name = "overwrite",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
-     .help = "replace a file that is there"},
+     .help = {"replace a file that is there", "eine vorhandene Datei ersetzen"}},
     {.name = "separator",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "comma",
-     .help = "between the columns",
+     .help = {"between the columns", "zwischen den Spalten"},
      .choices = "comma|semicolon|tab"},
 };
 

@@ -2,9 +2,10 @@
 
 #include <vector>
 
-#include "modules/csv-writer/CsvFile.h"
 #include "modules/common/SampleQueue.h"
+#include "modules/csv-writer/CsvFile.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 // Writes the signals that are wired to it as text, one column each. Three header rows hold the names, the
 // units and the samplerates; then comes one row for each sample. Numbers have a point in every locale and as
@@ -24,7 +25,11 @@ class CsvWriter final : public TCBaseModuleEx {
     explicit CsvWriter(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Writes signals as columns of a CSV file"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Writes signals as columns of a CSV file",
+                             "Schreibt Signale als Spalten einer CSV-Datei")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     int Init() override;
     int Execute() override;

@@ -5,6 +5,7 @@
 
 #include "modules/filter/SectionCascade.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 // A Butterworth low, high or band pass, or band stop, of every signal that is wired to it, one output for
 // each input. Each signal begins with zero states, which go on over the borders of its blocks, so that the
@@ -23,7 +24,11 @@ class Filter final : public TCBaseModuleEx {
     explicit Filter(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Passes or stops a band of frequencies"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Passes or stops a band of frequencies",
+                             "Lässt ein Frequenzband durch oder sperrt es")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     bool OnSettingsChanged(TCString& error) override;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/services/RunTime.h"
 
 // Makes a test signal: every sample follows from its number alone, so that no error gathers however long the
@@ -17,7 +18,11 @@ class Generator final : public TCBaseModuleEx {
     explicit Generator(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Makes a sine, square, sweep, noise or DC signal"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Makes a sine, square, sweep, noise or DC signal",
+                             "Erzeugt Sinus, Rechteck, Sweep, Rauschen oder Gleichwert")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;

@@ -17,24 +17,27 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "operation",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "sum",
-     .help = "of the inputs; difference and quotient take two",
+     .help = {"of the inputs; difference and quotient take two",
+              "der Eingänge; difference und quotient nehmen zwei"},
      .choices = "sum|difference|product|quotient"},
     {.name = "scale",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "1",
-     .help = "multiplies the result"},
+     .help = {"multiplies the result", "multipliziert das Ergebnis"}},
     {.name = "scale_unit",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
-     .help = "of scale, as m s^-2 V^-1 for a sensor; multiplies the unit of the result"},
+     .help = {"of scale, as m s^-2 V^-1 for a sensor; multiplies the unit of the result",
+              "von scale, wie m s^-2 V^-1 für einen Sensor; multipliziert die Einheit des Ergebnisses"}},
     {.name = "offset",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
-     .help = "added at last, in the unit of the result"},
+     .help = {"added at last, in the unit of the result", "zuletzt addiert, in der Einheit des Ergebnisses"}},
     {.name = "name",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
-     .help = "the result's name; empty: the operation, or of one input its own"},
+     .help = {"the result's name; empty: the operation, or of one input its own",
+              "Name des Ergebnisses; leer: die Operation, bei einem Eingang dessen Name"}},
 };
 
 constexpr double SAMPLERATE_TOLERANCE = 1e-9;  // relative
@@ -180,7 +183,7 @@ bool Math::ComputeUnit(std::string& error) {
     }
     if (error.empty() && !tc::ScaleUnit(unit, scaleUnit, 1))
         error = Bilingual("scale_unit: no unit can hold the product of %1 and the inputs'",
-                          "scale_unit: keine Einheit fasst das Produkt aus %1 und denen der Eingänge")
+                          "scale_unit: keine Einheit fasst das Produkt aus %1 und den Einheiten der Eingänge")
                     .With({tc::UnitText(scaleUnit)});
     metadata.SetUnit(unit);
     return error.empty();

@@ -6,6 +6,7 @@
 #include "modules/math/Arithmetic.h"
 #include "modules/math/SignalQueue.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 // The sum or product of any number of signals, the difference or quotient of two, sample by sample; then
 // `scale` times that, plus `offset`. With one input it scales and shifts a signal.
@@ -26,7 +27,11 @@ class Math final : public TCBaseModuleEx {
     explicit Math(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Adds, subtracts, multiplies, divides, scales"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Adds, subtracts, multiplies, divides, scales",
+                             "Addiert, subtrahiert, multipliziert, dividiert, skaliert")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     bool OnSettingsChanged(TCString& error) override;

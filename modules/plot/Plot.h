@@ -5,6 +5,7 @@
 #include "modules/plot/Envelope.h"
 #include "modules/plot/Picture.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 // Draws the signals that are wired to it into an SVG or PNG picture, made by the program gnuplot at the end
 // of the run. Its inputs adopt the type of their line: of a frequency-domain signal the last spectrum is
@@ -17,7 +18,11 @@ class Plot final : public TCBaseModuleEx {
     explicit Plot(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Draws waveforms and spectra into a picture"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Draws waveforms and spectra into a picture",
+                             "Zeichnet Zeitverläufe und Spektren in ein Bild")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;

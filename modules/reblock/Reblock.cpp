@@ -15,7 +15,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "size",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "1024",
-     .help = "samples per block; the last one of a signal may be shorter",
+     .help = {"samples per block; the last one of a signal may be shorter",
+              "Abtastwerte je Block; der letzte eines Signals darf kürzer sein"},
      .minimum = 1.0,
      .maximum = 16777216.0},
 };

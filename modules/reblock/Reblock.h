@@ -4,6 +4,7 @@
 #include <deque>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/TCBlockBuffer.h"
 
 // Cuts every signal that is wired to it into blocks of one size, one output for each input. Only the last
@@ -26,7 +27,10 @@ class Reblock final : public TCBaseModuleEx {
     explicit Reblock(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Cuts signals into blocks of one size"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Cuts signals into blocks of one size", "Teilt Signale in Blöcke einer Größe")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     int Init() override;

@@ -4,6 +4,7 @@
 
 #include "modules/sound-file/SoundReader.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/services/RunTime.h"
 
 // Plays a sound or measurement file into the graph: one output for each channel, and all of them as one bus,
@@ -19,7 +20,11 @@ class SoundFile final : public TCBaseModuleEx {
     explicit SoundFile(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Reads a WAV, FLAC, Ogg, AIFF or other sound file"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Reads a WAV, FLAC, Ogg, AIFF or other sound file",
+                             "Liest eine WAV-, FLAC-, Ogg-, AIFF- oder andere Tondatei")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;

@@ -6,6 +6,7 @@
 
 #include "modules/spectrum/FourierTransform.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 // The magnitude spectrum of every signal that is wired to it, one output for each input.
 //
@@ -29,7 +30,11 @@ class Spectrum final : public TCBaseModuleEx {
     explicit Spectrum(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Finds the magnitude spectrum of signals"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Finds the magnitude spectrum of signals",
+                             "Bestimmt das Betragsspektrum von Signalen")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     int Init() override;

@@ -6,6 +6,7 @@
 
 #include "modules/statistics/ExactSum.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 
 // Measures every signal that is wired to it: number of samples, least and greatest value, mean, root mean
 // square and standard deviation (divided by the number of samples), over everything that arrives in a run.
@@ -21,7 +22,11 @@ class Statistics final : public TCBaseModuleEx {
     explicit Statistics(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Measures level, mean and spread of signals"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Measures level, mean and spread of signals",
+                             "Misst Pegel, Mittelwert und Streuung von Signalen")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     int Init() override;
     int Execute() override;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/StreamRecord.h"
 
 // Plays recordings into the graph: an output for each document, with the type of the port that was recorded;
@@ -19,7 +20,10 @@ class XmlPlayer final : public TCBaseModuleEx {
     explicit XmlPlayer(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Plays what XmlRecorder recorded"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Plays what XmlRecorder recorded", "Spielt ab, was XmlRecorder aufzeichnete")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;

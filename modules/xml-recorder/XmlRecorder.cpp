@@ -15,11 +15,13 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
      .kind = TCModuleParameter::OUTPUT_FILE,
      .defaultValue = nullptr,
-     .help = "the document to write; of several inputs {n} is the number, or it comes before the extension"},
+     .help = {"the document to write; of several inputs {n} is the number, or it comes before the extension",
+              "das zu schreibende Dokument; bei mehreren Eingängen ist {n} die Nummer, sonst steht sie vor "
+              "der Endung"}},
     {.name = "overwrite",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
-     .help = "replace files that are there"},
+     .help = {"replace files that are there", "vorhandene Dateien ersetzen"}},
 };
 
 }  // namespace
@@ -89,7 +91,7 @@ bool XmlRecorder::CheckInput(unsigned input, const std::string& file, std::strin
                 .With({file});
     else if (!ParamBool("overwrite"))
         error = Bilingual("%1 is there already; it is replaced only with overwrite=yes",
-                          "%1 gibt es schon; ersetzt wird es nur mit overwrite=yes")
+                          "%1 gibt es schon; ersetzt wird die Datei nur mit overwrite=yes")
                     .With({file});
     return error.empty();
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/StreamRecord.h"
 
 // Writes every block that arrives to an XML document, one for each input, which XmlPlayer plays again bit for
@@ -18,7 +19,11 @@ class XmlRecorder final : public TCBaseModuleEx {
     explicit XmlRecorder(int instance);
 
     const char* GetModuleId() const override { return ID; }
-    const char* GetDescription() const override { return "Records what arrives, block by block, as XML"; }
+    const char* GetDescription() const override {
+        return tc::Bilingual("Records what arrives, block by block, as XML",
+                             "Zeichnet auf, was ankommt, Block für Block, als XML")
+            .Text();
+    }
     const char* GetBaseName() const override { return ID; }
     TCIOStream* SetInputStream(int port, int unused, int precision) override;
     void DeleteStreams() override;

@@ -2,6 +2,7 @@
 
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/Export.h"
+#include "sigweave/services/Bilingual.h"
 
 // One declared parameter of a module. A module keeps a constant table of these; the texts must live as long
 // as the module.
@@ -17,7 +18,7 @@ struct TC_API TCModuleParameter {
     Kind kind;
     const char* defaultValue;                  // as text, an allowed one; null: it must be given
     const char* unit = "";                     // SI text, for example "Hz"; empty: none
-    const char* help = "";                     // one line
+    tc::Bilingual help = "";                   // one line
     double minimum = -1.7976931348623157e308;  // of INTEGER and NUMBER, both ends allowed
     double maximum = 1.7976931348623157e308;
     const char* choices = "";  // of CHOICE: the allowed words, without quotes, between '|'

@@ -17,6 +17,8 @@ namespace tc {
 // compile. What machines read (names, codes, numbers, files) is never translated. Stateless; any thread.
 class Bilingual {
  public:
+    // One text for both languages.
+    consteval Bilingual(const char* text) : Bilingual(text, text) {}
     consteval Bilingual(const char* englishText, const char* germanText)
         : english(englishText), german(germanText) {
         if (Inserts(english) != Inserts(german)) throw "the two texts have different inserts";

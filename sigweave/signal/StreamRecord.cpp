@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/StreamRecordExact.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 
@@ -18,7 +19,9 @@ constexpr const char* ITEMS = "Items";
 // A type that any block fits.
 constexpr const char* ANY_TYPE = "NULL{no_parameters}";
 
-constexpr const char* HOLDS_ADDRESSES = "the block holds addresses, which mean nothing outside the program";
+constexpr tc::Bilingual HOLDS_ADDRESSES(
+    "the block holds addresses, which mean nothing outside the program",
+    "der Block enthält Adressen, die außerhalb des Programms nichts bedeuten");
 
 // The type of the port that a segment may have come from; empty when it does not tell.
 const char* TypeOf(const Segment& segment) {
@@ -82,10 +85,11 @@ bool StreamRecordWriter::AppendType(const char* typeString, int itemCount) {
 bool StreamRecordWriter::Append(TCIOStream& input) {
     Block* block = nullptr;
     const bool made = input.StreamToXML(xml, true, 0);
-    if (input.ExchangeBinary(&block, true) != 1) return Fail("no block is waiting");
+    if (input.ExchangeBinary(&block, true) != 1)
+        return Fail(tc::Bilingual("no block is waiting", "es wartet kein Block").Text());
     std::string reason;
     if (HoldsAddress(*block))
-        reason = HOLDS_ADDRESSES;
+        reason = HOLDS_ADDRESSES.Text();
     else if (!made || !KeepExactly(xml, xml.SelectSingleNode(BLOCK_PATH), *block))
         reason = std::string(xml.GetError());
     else if (!file.Append(xml))
@@ -156,8 +160,9 @@ int StreamRecordReader::Take() {
     const int result = writer.XMLToStream(xml);
     if (xml.IsError()) return Fail(std::string(xml.GetError()));
     if (result != 1 || queue.ExchangeBinary(&block, true) != 1)
-        return Fail("the block cannot be made (" + std::to_string(result) + ")");
-    if (HoldsAddress(*block)) return Fail(HOLDS_ADDRESSES);
+        return Fail(tc::Bilingual("the block cannot be made (%1)", "der Block lässt sich nicht erzeugen (%1)")
+                        .With({std::to_string(result)}));
+    if (HoldsAddress(*block)) return Fail(HOLDS_ADDRESSES.Text());
     return RestoreExactly(xml, xml.SelectSingleNode(BLOCK_PATH), *block) ? 1
                                                                          : Fail(std::string(xml.GetError()));
 }
@@ -184,7 +189,9 @@ bool StreamRecordReader::ReadType() {
 
 int StreamRecordReader::Fail(const std::string& reason) {
     failed = true;
-    error = path + ": " + (number > 0 ? "block " + std::to_string(number) + ": " : "") + reason;
+    error = path + ": " +
+            (number > 0 ? tc::Bilingual("block %1: ", "Block %1: ").With({std::to_string(number)}) : "") +
+            reason;
     return -1;
 }
 

@@ -455,6 +455,13 @@ TEST_F(Program, ChecksInGermanWithTheSameExitCodes) {
         EXPECT_THAT(bad.err, HasSubstr(told));
 }
 
+TEST_F(Program, DescribesModulesInGerman) {
+    EXPECT_THAT(Run("modules TestSource --language de").out,
+                AllOf(HasSubstr("\nEingänge:\n  (keine)\nAusgänge:\n"), HasSubstr("\nParameter:\n  Name"),
+                      HasSubstr("eine ganze Zahl von 0 bis 1000000000")));
+    EXPECT_THAT(Run("modules --language de").out, testing::StartsWith("Kennung"));
+}
+
 TEST_F(Program, RunsInGermanWithTheSameReportAndFiles) {
     const Answer table = RunGraph(GOOD, "--language de");
     EXPECT_THAT(table.out, testing::StartsWith("Instanz  Signal  Größe"));
