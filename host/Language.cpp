@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "host/Console.h"
+#include "host/ProfileCommand.h"
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/Language.h"
 #include "sigweave/services/Bilingual.h"
@@ -67,10 +68,8 @@ std::optional<int> LanguageOf(const TCString& stored, const Bilingual& profile) 
 }
 
 std::optional<int> ProfileLanguage() {
-    static constexpr Bilingual USER("the user's profile", "das Profil des Benutzers");
-    static constexpr Bilingual MACHINE("the machine's profile", "das Profil des Rechners");
-    const std::optional<int> language = LanguageOf(LoadUserProfileString(SECTION, ENTRY), USER);
-    return language ? language : LanguageOf(LoadMachineProfileString(SECTION, ENTRY), MACHINE);
+    const std::optional<int> language = LanguageOf(LoadUserProfileString(SECTION, ENTRY), USER_PROFILE);
+    return language ? language : LanguageOf(LoadMachineProfileString(SECTION, ENTRY), MACHINE_PROFILE);
 }
 
 }  // namespace

@@ -44,9 +44,6 @@ std::optional<std::int32_t> ReadInteger(const std::string& text) {
     return number;
 }
 
-constexpr Bilingual USER_PROFILE("the user's profile", "das Profil des Benutzers");
-constexpr Bilingual MACHINE_PROFILE("the machine's profile", "das Profil des Rechners");
-
 // One hive, and what is told about it.
 class HiveCommand {
  public:

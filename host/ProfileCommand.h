@@ -2,7 +2,13 @@
 
 #include <string>
 
+#include "sigweave/services/Bilingual.h"
+
 namespace host {
+
+// What messages call the two profiles.
+inline constexpr tc::Bilingual USER_PROFILE("the user's profile", "das Profil des Benutzers");
+inline constexpr tc::Bilingual MACHINE_PROFILE("the machine's profile", "das Profil des Rechners");
 
 // What `sigweave profile` is to do with one of the two hives of the settings profile.
 struct ProfileOptions {
