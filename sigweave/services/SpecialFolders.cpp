@@ -35,7 +35,8 @@ std::string ListedFolder(const std::string& value, const std::string& home) {
     constexpr std::string_view BELOW_HOME = "$HOME/";
     if (value.size() < 2 || !value.starts_with('"') || !value.ends_with('"')) return {};
     const std::string folder = value.substr(1, value.size() - 2);
-    if (folder.starts_with(BELOW_HOME)) return home + "/" + folder.substr(BELOW_HOME.size());
+    if (folder.starts_with(BELOW_HOME))
+        return home.empty() ? home : home + "/" + folder.substr(BELOW_HOME.size());
     return folder.starts_with('/') ? folder : std::string();
 }
 

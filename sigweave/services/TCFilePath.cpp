@@ -42,7 +42,8 @@ std::string_view FirstCharacters(std::string_view text, std::size_t count) {
 // The name behind as much of its folder as there is room for.
 std::string Compact(std::string_view path, std::size_t room) {
     if (CountCharacters(path) <= room) return std::string(path);
-    const std::size_t last = tc::LastSeparator(path);
+    // The backslash at the end of a folder belongs to its name.
+    const std::size_t last = tc::LastSeparator(path.substr(0, path.size() - 1));
     const std::size_t split = last == std::string_view::npos ? 0 : last;
     const std::string end = std::string(ELLIPSIS).append(path.substr(split));
     const std::size_t needed = CountCharacters(end);

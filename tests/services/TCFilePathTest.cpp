@@ -249,6 +249,9 @@ TEST(TCFilePath, CompactsToTheWidthOfAWindow) {
         EXPECT_EQ(TCFilePath::MakeCompactPath(path, row.characters * 8, &window), row.fits) << row.characters;
         EXPECT_STREQ(path, row.expected);
     }
+    TCString folder = "C:/data/2026/takes/";
+    EXPECT_TRUE(TCFilePath::MakeCompactPath(folder, 14 * 8, &window));
+    EXPECT_STREQ(folder, "C:\\d...\\takes\\");
     TCString umlauts = "/\xC3\xA4\xC3\xA4 2026/\xC3\xA4\xC3\xA4";
     EXPECT_TRUE(TCFilePath::MakeCompactPath(umlauts, 7 * 8, nullptr));
     EXPECT_STREQ(umlauts, "\\...\\\xC3\xA4\xC3\xA4");
