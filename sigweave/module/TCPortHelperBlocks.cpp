@@ -124,6 +124,7 @@ int TCPortHelper::DeSerializeBlock(unsigned output, const TCString& frame) {
     if (const int bad = trial.DeSerializeBlock(frame, frame.GetLength()); bad < 0)
         return impl->Fail(*port, bad);
     queue.ExchangeBinary(&block, true);
+    if (block == nullptr) return impl->Fail(*port, NOT_CREATED);
     if (!Takes(*port, *block)) return impl->Fail(*port, ANOTHER_TYPE, WRONG_OUTPUT);
     const int result = port->stream->DeSerializeBlock(frame, frame.GetLength());
     return std::min(FinishForeign(*impl, *port, StateOf(block->GetTI()), result), 0);

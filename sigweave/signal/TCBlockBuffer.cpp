@@ -12,7 +12,6 @@ namespace {
 
 using TCBlock = TCBlockBuffer::TCBlock;
 
-constexpr int NO_PORT_HELPER = -1;
 constexpr unsigned long KIND_MASK = 0x00FFFFFF;
 constexpr int SPARE_BLOCKS = 20;
 constexpr int SPARE_BLOCKS_WHEN_EMPTY = 10;
@@ -95,7 +94,7 @@ void TCBlockBuffer::RemoveAll(bool freeMemory) {
 }
 
 int TCBlockBuffer::ReadBlock(unsigned int port, bool all) {
-    if (!CheckPortHelper()) return NO_PORT_HELPER;
+    if (!CheckPortHelper()) return TCBlock::NO_PORT_HELPER;
     const unsigned long type = portHelper->DataType(INPUT, port) & KIND_MASK;
     TCBLOCKSTATUS state;
     int waiting, values, elementSize;
@@ -115,12 +114,12 @@ int TCBlockBuffer::ReadBlock(unsigned int port, bool all) {
 }
 
 int TCBlockBuffer::WriteBlock(unsigned int port, unsigned int index) {
-    if (!CheckPortHelper()) return NO_PORT_HELPER;
+    if (!CheckPortHelper()) return TCBlock::NO_PORT_HELPER;
     return index < static_cast<unsigned>(GetSize()) ? (*this)[index]->WriteBlock(portHelper, port) : 0;
 }
 
 int TCBlockBuffer::WriteAllBlocks(unsigned int port, bool concatenated) {
-    if (!CheckPortHelper()) return NO_PORT_HELPER;
+    if (!CheckPortHelper()) return TCBlock::NO_PORT_HELPER;
     if (concatenated) return WriteConcatenatedBlocks(port);
     for (const TCBlock* block : blocks)
         if (const int result = block->WriteBlock(portHelper, port); result < 0) return result;
@@ -130,15 +129,13 @@ int TCBlockBuffer::WriteAllBlocks(unsigned int port, bool concatenated) {
 int TCBlockBuffer::WriteConcatenatedBlocks(unsigned int port) {
     const int count = blocks.GetSize();
     if (count == 0) return 0;
-    if (count == 1) return blocks[0]->WriteBlock(portHelper, port);
+    const TCBLOCKSTATUS state = GetCommonStatus();
+    if (count == 1 && blocks[0]->GetStatus() == state) return blocks[0]->WriteBlock(portHelper, port);
     if (const int code = CheckConcatenation(port); code < 0) return code;
     // For the time of the write the joined block is one of the buffer's, so that its storage is used again.
-    const TCBLOCKSTATUS state = GetCommonStatus();
     TCBlock* joined = NewBlock(blocks[0]->DataType(), static_cast<unsigned>(CountElems()));
     if (joined == nullptr) return TCBlock::NotCreated(portHelper, OUTPUT, port);
-    joined->typeInfo = blocks[0]->typeInfo;
-    joined->typeInfo.SetState(state);
-    bool done = true;
+    bool done = joined->CopyTI(*blocks[0], state);
     int position = 0;
     for (int i = 0; i < count && done; position += blocks[i++]->GetSize())
         done = joined->Put(position, *blocks[i]);

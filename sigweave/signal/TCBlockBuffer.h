@@ -97,7 +97,7 @@ class TC_API TCBlockBuffer::TCBlock {
  public:
     // No elements, default metadata.
     explicit TCBlock(unsigned long type) : dataType(static_cast<std::uint32_t>(type)) {}
-    // A copy has room for its elements only; none of them without memory.
+    // A copy has room for its elements only; it is empty without memory.
     TCBlock(const TCBlock& other);
     // The block becomes a copy, of the other's type. Unchanged without memory.
     TCBlock& operator=(const TCBlock& other);
@@ -117,15 +117,15 @@ class TC_API TCBlockBuffer::TCBlock {
     bool SetSize(unsigned int count);
 
     TCBLOCKSTATUS GetStatus() const { return typeInfo.GetState(); }
-    // Also answers the state.
+    // Also answers the state. Without memory for the name nothing is copied, here and in SetTI.
     TCBLOCKSTATUS GetTI(TCTypeInfo& out) const;
     // Ignored for null, and for a packed block, which carries its own.
     void SetTI(const TCTypeInfo* ti);
 
     // The block becomes the next one that waits on the input, which must be of the same element type. 1 when
     // it was read (a block without elements included), for a packed block 0; 0 also when nothing waits or
-    // the input is of another type. A matrix keeps its columns. -14 without memory, and for a block that
-    // cannot be packed; it still waits then.
+    // the input is of another type. A matrix keeps its columns. -14 for a block that cannot be packed, and
+    // without memory; it still waits then, unless there was none for its texts or its name.
     int ReadBlock(TCPortHelper* ph, unsigned int port);
     // Writes a copy, with the block's metadata, on an output of the same element type. 0 when written, and
     // when there was nothing to do: another type, no receiver, no elements. -14 for a matrix without columns.
@@ -138,11 +138,15 @@ class TC_API TCBlockBuffer::TCBlock {
  private:
     friend class TCBlockBuffer;
 
+    static constexpr int NO_PORT_HELPER = -1;
+
     static std::uint32_t MakeCompatibleDatatype(unsigned long type);
     static int ElemSize(unsigned long type);
     static void* Alloc(int count, unsigned long type);
     static void Free(void* elements, unsigned long type);
     static bool CopyData(void* to, const void* from, unsigned int count, unsigned long type);
+    bool CopyFrom(const TCBlock& other);
+    bool CopyTI(const TCBlock& other, TCBLOCKSTATUS state);
     bool IsFree(unsigned long type, unsigned int count) const;
     bool IsMatrix() const;
     bool IsText() const;
@@ -150,6 +154,8 @@ class TC_API TCBlockBuffer::TCBlock {
     // 0 when the other's elements can stand behind this block's, else what keeps them apart.
     int Misfit(const TCBlock& other) const;
     static int NotCreated(TCPortHelper* ph, int kind, unsigned int port);
+    int Read(TCPortHelper* ph, unsigned int port);
+    int Write(TCPortHelper* ph, unsigned int port) const;
     int ReadPacked(TCPortHelper* ph, unsigned int port);
     int ReadValues(TCPortHelper* ph, unsigned int port);
     int WritePacked(TCPortHelper* ph, unsigned int port) const;

@@ -60,6 +60,16 @@ int WriteData(TCPortHelper& helper, unsigned output, unsigned long count, const 
     return helper.WriteStringData(output, count, values);
 }
 
+// False without memory for the name.
+bool Copy(const TCTypeInfo& from, TCTypeInfo& to) {
+    return tc::Guarded(
+        [&] {
+            to = from;
+            return true;
+        },
+        false);
+}
+
 template <class T>
 bool CopyMatrix(T* to, const void* from, int count) {
     if (to != nullptr) std::copy_n(static_cast<const T*>(from), count, to);
@@ -104,15 +114,13 @@ bool TCBlock::CopyData(void* to, const void* from, unsigned int count, unsigned 
     });
 }
 
-TCBlock::TCBlock(const TCBlock& other)
-    : columns(other.columns), dataType(other.dataType), typeInfo(other.typeInfo) {
-    const auto count = static_cast<unsigned>(other.size);
-    if (SetSize(count) && !CopyData(data, other.data, count, dataType)) size = 0;
+TCBlock::TCBlock(const TCBlock& other) : TCBlock(other.dataType) {
+    if (!CopyFrom(other)) size = 0;
 }
 
 TCBlock& TCBlock::operator=(const TCBlock& other) {
-    TCBlock copy(other);
-    if (copy.size != other.size) return *this;
+    TCBlock copy(other.dataType);
+    if (!copy.CopyFrom(other)) return *this;
     std::swap(data, copy.data);
     std::swap(size, copy.size);
     std::swap(allocSpace, copy.allocSpace);
@@ -120,6 +128,13 @@ TCBlock& TCBlock::operator=(const TCBlock& other) {
     std::swap(dataType, copy.dataType);
     std::swap(typeInfo, copy.typeInfo);
     return *this;
+}
+
+bool TCBlock::CopyFrom(const TCBlock& other) {
+    const auto count = static_cast<unsigned>(other.size);
+    columns = other.columns;
+    return Copy(other.typeInfo, typeInfo) && SetSize(count) &&
+           (count == 0 || CopyData(data, other.data, count, dataType));
 }
 
 TCBlock::~TCBlock() {
@@ -144,12 +159,18 @@ bool TCBlock::SetSize(unsigned int count) {
 }
 
 TCBLOCKSTATUS TCBlock::GetTI(TCTypeInfo& out) const {
-    out = typeInfo;
+    Copy(typeInfo, out);
     return typeInfo.GetState();
 }
 
 void TCBlock::SetTI(const TCTypeInfo* ti) {
-    if (ti != nullptr && dataType != 0) typeInfo = *ti;
+    if (ti != nullptr && dataType != 0) Copy(*ti, typeInfo);
+}
+
+bool TCBlock::CopyTI(const TCBlock& other, TCBLOCKSTATUS state) {
+    const bool copied = Copy(other.typeInfo, typeInfo);
+    typeInfo.SetState(state);
+    return copied;
 }
 
 bool TCBlock::IsFree(unsigned long type, unsigned int count) const {
@@ -187,6 +208,11 @@ int TCBlock::NotCreated(TCPortHelper* ph, int kind, unsigned int port) {
 }
 
 int TCBlock::ReadBlock(TCPortHelper* ph, unsigned int port) {
+    if (ph == nullptr) return NO_PORT_HELPER;
+    return tc::Guarded([&] { return Read(ph, port); }, int{TCPortHelper::NOT_CREATED});
+}
+
+int TCBlock::Read(TCPortHelper* ph, unsigned int port) {
     TCBLOCKSTATUS state;
     int blocks, values, elementSize;
     if (!ph->DoesDataTypeMatch(INPUT, port, MakeCompatibleDatatype(dataType)) ||
@@ -222,6 +248,11 @@ int TCBlock::ReadPacked(TCPortHelper* ph, unsigned int port) {
 }
 
 int TCBlock::WriteBlock(TCPortHelper* ph, unsigned int port) const {
+    if (ph == nullptr) return NO_PORT_HELPER;
+    return tc::Guarded([&] { return Write(ph, port); }, int{TCPortHelper::NOT_CREATED});
+}
+
+int TCBlock::Write(TCPortHelper* ph, unsigned int port) const {
     if (!ph->DoesDataTypeMatch(OUTPUT, port, MakeCompatibleDatatype(dataType))) return 0;
     ph->SetTypeInfo(port, typeInfo);
     if (dataType == 0) return WritePacked(ph, port);
@@ -232,10 +263,7 @@ int TCBlock::WriteBlock(TCPortHelper* ph, unsigned int port) const {
 }
 
 int TCBlock::WritePacked(TCPortHelper* ph, unsigned int port) const {
-    const auto write = [&] {
-        return ph->DeSerializeBlock(port, TCString(static_cast<const char*>(data), size));
-    };
-    return size > 0 ? tc::Guarded(write, int{TCPortHelper::NOT_CREATED}) : 0;
+    return size > 0 ? ph->DeSerializeBlock(port, TCString(static_cast<const char*>(data), size)) : 0;
 }
 
 int TCBlock::WriteMatrix(TCPortHelper* ph, unsigned int port) const {

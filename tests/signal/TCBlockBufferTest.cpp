@@ -30,7 +30,7 @@ struct Bench {
     }
     // A block of `count` times its timestamp.
     void Send(TCBLOCKSTATUS state, double time, int count, double rate = 100.0, const char* unit = "V") {
-        TCTypeInfo ti = State(state, "signal");
+        TCTypeInfo ti = State(state, name);
         ti.SetTimestamp(time);
         ti.SetSamplerate(rate);
         ti.GetUnit().FromString(unit);
@@ -44,6 +44,7 @@ struct Bench {
     Helper helper{nullptr};
     TCBlockBuffer buffer;
     std::vector<double> values;
+    const char* name = "signal";
 };
 
 TEST(BlockBuffer, GathersWhatWaits) {
@@ -143,7 +144,7 @@ struct Join {
 
 TEST(BlockBuffer, JoinsBlocksUnderACommonState) {
     for (const Join& row : {Join{{START, BUSY, STOP}, COMPLETE}, Join{{START, BUSY}, START},
-                            Join{{BUSY, BUSY}, BUSY}, Join{{BUSY, STOP}, STOP}}) {
+                            Join{{BUSY, BUSY}, BUSY}, Join{{BUSY, STOP}, STOP}, Join{{INVALID}, BUSY}}) {
         Bench bench;
         std::vector<double> sent;
         for (const TCBLOCKSTATUS state : row.states) {
@@ -238,6 +239,19 @@ TEST(BlockBuffer, EndsWithACodeWhereABlockCannotBeReadOrWritten) {
     EXPECT_EQ(gap.buffer.ReadBlock(1, true), 0);
 }
 
+// The first result that is not about memory.
+template <class Prepare, class Work>
+int TryWithMoreMemory(Prepare prepare, Work work) {
+    int result = Helper::NOT_CREATED;
+    for (int after = 0; result == Helper::NOT_CREATED && after < 100; ++after) {
+        prepare();
+        allocations::FailAfter(after);
+        result = work();
+        allocations::FailAfter(-1);
+    }
+    return result;
+}
+
 TEST(BlockBuffer, TakesNoMemoryInASteadyFlowAndBearsTheLackOfIt) {
     Bench bench;
     int before = 0;
@@ -250,15 +264,15 @@ TEST(BlockBuffer, TakesNoMemoryInASteadyFlowAndBearsTheLackOfIt) {
         for (TCIOStream* stream : {&bench.sink, &bench.reference}) stream->RemoveContents(true);
     }
     EXPECT_EQ(allocations::Count() - before, 0);
-    bench.Send(BUSY, 1.0, 1000);
-    int result = Helper::NOT_CREATED;
-    for (int after = 0; result == Helper::NOT_CREATED && after < 100; ++after) {
-        bench.buffer.RemoveAll(true);
-        allocations::FailAfter(after);
-        result = bench.buffer.ReadBlock(0, true);
-        allocations::FailAfter(-1);
+    for (const unsigned type : {DOUBLES, unsigned{Helper::TYPE_MULTI}}) {
+        Bench scarce(type, type);
+        scarce.name = "one that takes memory of its own";
+        EXPECT_EQ(
+            TryWithMoreMemory([&] { return scarce.Send(BUSY, 1.0, 1000), scarce.buffer.RemoveAll(true); },
+                              [&] { return scarce.buffer.ReadBlock(0, false); }),
+            1);
+        EXPECT_EQ(TryWithMoreMemory([] {}, [&] { return scarce.buffer.WriteAllBlocks(0, true); }), 0);
     }
-    EXPECT_EQ(result, 1);
 }
 
 }  // namespace
