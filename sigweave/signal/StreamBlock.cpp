@@ -1,5 +1,8 @@
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <string_view>
+#include <unordered_map>
 
 #include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
@@ -7,6 +10,9 @@
 using DataSegment = TCIOStream::DataSegment;
 
 namespace {
+
+constexpr int MANY = 32;  // segments, from where on an index finds them faster
+constexpr int NO_INDEX = -2;
 
 bool SameText(const char* a, const char* b) {
     return *a == *b && (*a == '\0' || std::strcmp(a, b) == 0);
@@ -41,6 +47,34 @@ class WantedName {
 };
 
 }  // namespace
+
+// Finds one of many segments, with the same answer as a comparison with every one of them.
+class tc::SegmentIndex {
+ public:
+    // Where the segment of that name stands, or -1.
+    int Find(const TCArray<DataSegment*>& segments, const char* name) {
+        for (; known < segments.GetSize(); ++known) places.emplace(HashOf(segments[known]->GetName()), known);
+        const WantedName same(name);
+        const auto [first, last] = places.equal_range(HashOf(name));
+        for (auto place = first; place != last; ++place)
+            if (same.IsSame(segments[place->second]->GetName())) return place->second;
+        return -1;
+    }
+
+ private:
+    // The same for names that count as the same.
+    static std::size_t HashOf(const char* name) {
+        const std::hash<std::string_view> hash;
+        TCBusSerializeHelper::Parts parts;
+        if (!TCBusSerializeHelper::SplitSegmentName(name, parts)) return hash(name);
+        return hash(parts.segmentName) + static_cast<std::size_t>(parts.portIdx);
+    }
+
+    std::unordered_multimap<std::size_t, int> places;
+    int known = 0;
+};
+
+TCIOStream::Block::Block() = default;
 
 TCIOStream::Block::~Block() {
     for (DataSegment* segment : segments) delete segment;
@@ -96,14 +130,30 @@ DataSegment* TCIOStream::Block::Next() {
 DataSegment* TCIOStream::Block::Find(const char* name, bool writtenOnly) {
     const char* wanted = name != nullptr ? name : "";
     if (segments.IsEmpty()) return nullptr;
+    const int before = currentSegment;
     DataSegment* next = Next();
     if (SameText(next->name, wanted) && (next->written || !writtenOnly)) return next;
+    const int found = segments.GetSize() >= MANY ? FindIndexed(wanted) : NO_INDEX;
+    if (found != NO_INDEX) {
+        const bool there = found >= 0 && (segments[found]->written || !writtenOnly);
+        currentSegment = there ? found : before;
+        return there ? segments[found] : nullptr;
+    }
     const WantedName same(wanted);
     for (int left = segments.GetSize(); left > 0; --left) {
         if ((next->written || !writtenOnly) && same.IsSame(next->name)) return next;
         if (left > 1) next = Next();
     }
     return nullptr;
+}
+
+int TCIOStream::Block::FindIndexed(const char* name) {
+    return tc::Guarded(
+        [&] {
+            if (names == nullptr) names = std::make_unique<tc::SegmentIndex>();
+            return names->Find(segments, name);
+        },
+        NO_INDEX);
 }
 
 DataSegment* TCIOStream::Block::Open(const char* name, bool append) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/foundation/TCArray.h"
@@ -11,6 +12,10 @@
 #include "sigweave/signal/TCTypeInfo.h"
 
 class TCXML;
+
+namespace tc {
+class SegmentIndex;
+}
 
 // The pipe through which modules hand data to each other. A stream plays one of two roles:
 //
@@ -217,7 +222,7 @@ class TC_API TCIOStream {
     // The older text form of a waiting block, in tokens of TCSerializeOldStream: the word BUS and a blank;
     // the number of segments; 1 with the state and the metadata, or 0; then for each segment its name, type,
     // number of dimensions, extents and values (nested blocks in the same form). Empty when there is no such
-    // block, or when it holds a POINTER segment or more than 32 levels.
+    // block, or when it holds a POINTER segment, more than 32 levels or more than a text can hold.
     TCString SerializeForOldStream(int index) const;
     // Reads that form from [text, end), moves `text` behind it and dispatches the block; results as for
     // DeSerializeBlock. Text that is not well formed changes nothing, not even `text`.
@@ -245,8 +250,9 @@ class TC_API TCIOStream {
     // TCXML::QuoteNodeTextString quotes them, so that a block comes back bit for bit. What does not:
     //
     //   infinity, not-a-number   both are written -1.#IND, which reads as not-a-number
-    //   unit                     its text: the factor is cut to a power of ten, and "1 * 1e+003", the text of
-    //                            a number without a unit, is refused by the reader (see TCSI_Unit)
+    //   unit                     its text: the factor is cut to a power of ten, and what TCSI_Unit writes but
+    //                            does not read is refused here too: "1 * 1e+003", the text of a number
+    //                            without a unit, and exponents that are out of its range
     //   POINTER                  the address, which means something inside this process only
     //   data not owned           reads back as data that the segment owns
 
@@ -387,7 +393,7 @@ class TC_API TCIOStream::DataSegment {
 // nested in. Readers see only what was written in the block's current use.
 class TC_API TCIOStream::Block {
  public:
-    Block() = default;
+    Block();
     ~Block();
     Block(const Block&) = delete;
     Block& operator=(const Block&) = delete;
@@ -415,8 +421,11 @@ class TC_API TCIOStream::Block {
     // type in one dimension: then what is written looks like the block before. Else null.
     DataSegment* SameAgain(DATATYPE type, int count) const;
     // Searches round the segments from behind the last one found, so that segments in the order of their
-    // creation are found in one step. A null name is the empty one.
+    // creation are found in one step; of many segments, others are found by an index. A null name is the
+    // empty one.
     DataSegment* Find(const char* name, bool writtenOnly);
+    // -1 when there is none of that name; -2 without memory for the index.
+    int FindIndexed(const char* name);
     // The segment behind the last one found, going round.
     DataSegment* Next();
     // The segment to write under that name, created when it is new; null when it is already written, unless
@@ -438,4 +447,5 @@ class TC_API TCIOStream::Block {
     bool typeInfoValid = false;
     TCIOStream* home = nullptr;  // the writer that allocated the block and takes it back
     std::int32_t writtenCount = 0;
+    std::unique_ptr<tc::SegmentIndex> names;  // of many segments
 };

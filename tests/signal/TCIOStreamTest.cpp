@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "sigweave/signal/TCIOStream.h"
 #include "tests/signal/StreamLines.h"
 
@@ -54,6 +56,36 @@ TEST(TCIOStream, SegmentsByNameAndPosition) {
 }
 
 // Names and storage stay with the block, but only what is written in its current use is there.
+// Beyond some dozens names are found by an index; bus names are the same by index and signal alone.
+TEST(TCIOStream, ManySegments) {
+    constexpr int MANY = 2000;
+    const auto plain = [](int i) { return "name " + std::to_string(i); };
+    const auto bus = [](int i, const char* type) { return "1\r\nA" + std::to_string(i) + "\r\n\r\n" + type; };
+    StreamLines lines;
+    for (int round = 0; round < 2; ++round) {
+        lines.writer.StartWriteSegments();
+        for (int i = 0; i < MANY; ++i) {
+            EXPECT_EQ(lines.writer.WriteSegment(bus(i, round == 0 ? "x" : "other").c_str(), -i), 0);
+            EXPECT_EQ(lines.writer.WriteSegment(plain(i).c_str(), i), 0);
+            EXPECT_EQ(lines.writer.WriteSegment(bus(i / 2, "y").c_str(), i), -14);
+        }
+        lines.writer.EndWriteSegments();
+        lines.Input().StartReadSegments();
+        EXPECT_EQ(lines.Input().SegmentCnt(), 2 * MANY);
+        for (int i = MANY - 1, value; i >= 0; i -= 7) {
+            EXPECT_EQ(lines.Input().ReadSegment(plain(i).c_str(), value), 1);
+            EXPECT_EQ(value, i);
+            EXPECT_EQ(lines.Input().ReadSegment(bus(i, "z").c_str(), value), 1);
+            EXPECT_EQ(value, -i);
+            EXPECT_EQ(lines.Input().ReadSegment(plain(i + MANY).c_str(), value), 0);
+        }
+    }
+    lines.writer.StartWriteSegments();
+    lines.writer.EndWriteSegments();
+    lines.Input().StartReadSegments();
+    EXPECT_EQ(lines.Input().Segment(plain(3).c_str()), nullptr);
+}
+
 TEST(TCIOStream, ReusedBlockShowsOnlyItsCurrentUse) {
     StreamLines lines;
     TCIOStream& input = lines.Input();
