@@ -213,7 +213,7 @@ class Unpacker {
     bool GetElements(Block& block, const TCString& name, TCIOStream::DATATYPE type, int level) {
         const int count = tc::CountElements(extents);
         void* elements;
-        if (count < 0 || !Has(count * SmallestElement(type))) return false;
+        if (count < 0 || !Has(claimed + count * SmallestElement(type))) return false;
         if (!block.AddEmptySegment(name, type, extents.GetSize(), extents.GetData(), elements)) return false;
         if (type == TCIOStream::STRING || type == TCIOStream::BLOCK)
             return GetEach(type, elements, count, level);
@@ -233,10 +233,13 @@ class Unpacker {
 
     bool GetEach(TCIOStream::DATATYPE type, void* elements, int count, int level) {
         const bool texts = type == TCIOStream::STRING;
-        for (int i = 0; i < count; ++i)
+        claimed += count * SmallestElement(type);
+        for (int i = 0; i < count; ++i) {
+            claimed -= SmallestElement(type);
             if (!(texts ? Get(static_cast<TCString*>(elements)[i])
                         : GetBlock(*static_cast<Block**>(elements)[i], level + 1)))
                 return false;
+        }
         return true;
     }
 
@@ -248,8 +251,9 @@ class Unpacker {
     const char* start;
     const char* at;
     const char* end;
-    std::int64_t summed = 0;  // words
-    TCArray<int> extents;     // of the segment read last
+    std::int64_t claimed = 0;  // bytes, by the elements still to come in arrays that were begun
+    std::int64_t summed = 0;   // words
+    TCArray<int> extents;      // of the segment read last
     tc::FrameChecksum sums;
 };
 

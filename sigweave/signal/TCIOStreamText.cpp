@@ -20,6 +20,8 @@ constexpr char OPENING[] = "BUS ";
 constexpr int DOUBLE_SIZE = 10;
 constexpr int MOST_DECIMALS = 400;
 constexpr int TEXT_SIZE = 5;  // of an empty one, without its blank
+constexpr int SHORTEST_INT = 2;
+constexpr int SHORTEST_BLOCK = 8;
 
 bool IsSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
@@ -29,6 +31,7 @@ bool PutBlock(TCString& out, const Block& block, int level);
 
 bool PutElements(TCString& out, const Segment& segment, int level) {
     const int count = segment.GetElementCount();
+    if (segment.GetDoubles() != nullptr && count > INT_MAX / DOUBLE_SIZE) return false;
     if (segment.GetInts() != nullptr) out += Token::Serialize(segment.GetInts(), count);
     if (segment.GetDoubles() != nullptr) out += Token::Serialize(segment.GetDoubles(), count);
     if (segment.GetStrings() != nullptr)
@@ -151,15 +154,16 @@ class TokenReader {
             if (!Get(extent)) return false;
         const int count = tc::CountElements(extents);
         void* elements;
-        // No element is shorter than a digit and a blank.
-        return count >= 0 && Has(std::int64_t{2} * count) &&
+        return count >= 0 && Has(claimed + count * ShortestElement(type)) &&
                block.AddEmptySegment(name, static_cast<TCIOStream::DATATYPE>(type), dims, extents.GetData(),
                                      elements) &&
                GetElements(type, elements, count, level);
     }
 
     bool GetElements(int type, void* elements, int count, int level) {
+        claimed += count * ShortestElement(type);
         for (int i = 0; i < count; ++i) {
+            claimed -= ShortestElement(type);
             const bool read = type == TCIOStream::INT      ? Get(static_cast<int*>(elements)[i])
                               : type == TCIOStream::DOUBLE ? Get(static_cast<double*>(elements)[i])
                               : type == TCIOStream::STRING
@@ -170,8 +174,15 @@ class TokenReader {
         return true;
     }
 
+    static std::int64_t ShortestElement(int type) {
+        if (type == TCIOStream::INT) return SHORTEST_INT;
+        if (type == TCIOStream::DOUBLE) return DOUBLE_SIZE;
+        return type == TCIOStream::STRING ? TEXT_SIZE : SHORTEST_BLOCK;
+    }
+
     const char* at;
     const char* end;
+    std::int64_t claimed = 0;  // bytes, by the elements still to come in arrays that were begun
 };
 
 struct NumberStyle {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "tests/signal/Allocations.h"
 #include "tests/signal/StreamLines.h"
 #include "tests/support/PackedFrame.h"
 
@@ -156,6 +157,28 @@ TEST(StreamForms, OldFormThereAndBack) {
     WriteInts(to.writer, {1, -20});
     EXPECT_EQ(to.Input().SerializeForOldStream(0),
               TCString("BUS 1 0 \xFF\0\0\0\0 1 1 2 1 -20 ", 27).operator const char*());
+}
+
+// At each level the first of very many nested blocks, none of which has room left for the others.
+TEST(StreamForms, NestedClaimsDoNotAddUp) {
+    constexpr int SIZE = 24'000;
+    std::string text, body;
+    for (int level = 1; level < 32; ++level) {
+        text += std::string("BUS 1 0 \xFF\0\0\0\0 5 1 ", 18) + std::to_string(SIZE / 4) + ' ';
+        body += '\0';
+        for (const int word : {1, 0, 5, 1, SIZE / 6}) body.append(reinterpret_cast<const char*>(&word), 4);
+    }
+    text.resize(SIZE, ' ');
+    body.resize(SIZE);
+    const int header[] = {0x4B425753, 2, SIZE + 24, 0, 0, 0};
+    std::string frame(reinterpret_cast<const char*>(header), sizeof header);
+    SignFrame(frame += body);
+    StreamLines to;
+    const int before = allocations::Count();
+    EXPECT_EQ(Unpack(to, frame), -14);
+    const char* at = text.data();
+    EXPECT_EQ(to.writer.DeSerializeForOldStream(at, at + SIZE), -14);
+    EXPECT_LT(allocations::Count() - before, SIZE);
 }
 
 // One block has one frame: what stands between its items is part of it.
