@@ -47,16 +47,17 @@ const char* ReadNumber(const char* p, double& value) {
 
 // Any 32 bits, with a sign or without. The writer's form takes the short way.
 const char* ReadNumber(const char* p, int& value) {
-    unsigned long word = 0;
+    long number;
     const char* end;
     if (p[0] == '0' && p[1] == 'x') {
+        std::uint32_t word = 0;
         const auto digits = std::from_chars(p + 2, p + 2 + LONGEST_WORD, word, 16);
         end = digits.ec == std::errc() ? digits.ptr : nullptr;
+        number = word;
     } else {
-        end = ReadWord(p, std::strtoul, 0, word);
+        end = ReadWord(p, std::strtol, 0, number);
     }
-    value = static_cast<int>(word);
-    const auto number = static_cast<long>(word);
+    value = static_cast<int>(number);
     return number >= INT_MIN && number <= std::int64_t{UINT32_MAX} ? end : nullptr;
 }
 
@@ -65,22 +66,27 @@ const char* SkipSpace(const char* p) {
     return static_cast<unsigned char>(*p) > ' ' ? p : tc::SkipSpace(p);
 }
 
-bool IsEnd(const char* p) {
-    return *tc::SkipSpace(p) == '\0';
+bool IsEnd(const char* p, const char* end) {
+    return tc::SkipSpace(p) == end;
+}
+
+// A zero byte in a text is not its end.
+const char* EndOf(const TCString& text) {
+    return static_cast<const char*>(text) + text.GetLength();
 }
 
 // A text that is one number and nothing else.
 bool IsNumber(const TCString& text, double& value) {
     const char* end = ReadNumber(SkipSpace(text), value);
-    return end != nullptr && IsEnd(end);
+    return end != nullptr && IsEnd(end, EndOf(text));
 }
 
 // A decimal number of 32 bits.
-bool IsDecimal(const char* text, int& value) {
+bool IsDecimal(const TCString& text, int& value) {
     long number;
-    const char* end = ReadWord(text, std::strtol, 10, number);
+    const char* end = ReadWord(static_cast<const char*>(text), std::strtol, 10, number);
     value = static_cast<int>(number);
-    return end != nullptr && *end == '\0' && value == number;
+    return end == EndOf(text) && value == number;
 }
 
 enum class Reading { DONE, NO_NUMBER, OTHER_COUNT };
@@ -99,7 +105,7 @@ Reading ReadNumbers(std::string_view text, Number* numbers, int count) {
         p = ReadNumber(p, numbers[i]);
         if (p == nullptr || (p != end && *p != ' ' && tc::SkipSpace(p) == p)) return Reading::NO_NUMBER;
     }
-    return IsEnd(p) ? Reading::DONE : Reading::OTHER_COUNT;
+    return IsEnd(p, end) ? Reading::DONE : Reading::OTHER_COUNT;
 }
 
 // Reads the blocks of a document. The first failure ends the reading and leaves its message in the document.
@@ -246,7 +252,7 @@ class BlockReader {
     bool GetExtents(const TCXMLNode& node, Shape& shape) {
         if (!GetText(node, "Length")) return Fail("Error Length is missing in Segment");
         std::int64_t count = 1;
-        for (const char* p = text; !IsEnd(p);) {
+        for (const char* p = text; !IsEnd(p, EndOf(text));) {
             char* end = nullptr;
             const long extent = std::strtol(p, &end, 10);
             if (end == p || extent < 0 || extent > INT_MAX) return Fail(SET_DATA_FAILED);
@@ -312,7 +318,7 @@ class BlockReader {
         if (!GetText(values, "Pointer")) return Fail("Error Pointer is missing in Values");
         unsigned long address;
         const char* end = ReadWord(static_cast<const char*>(text), std::strtoul, 0, address);
-        if (end == nullptr || !IsEnd(end)) return Fail("Error interpreting value in Pointer");
+        if (end == nullptr || !IsEnd(end, EndOf(text))) return Fail("Error interpreting value in Pointer");
         return block.AddSegment(shape.name, shape.type, shape.extents.GetSize(), shape.extents.GetData(),
                                 reinterpret_cast<const void*>(address)) ||
                Fail(SET_DATA_FAILED);
