@@ -45,7 +45,7 @@ void ResolveAmpersands(const xmlNs* ns) {
         if (ViewOf(ns->href).find(REFERENCE) == std::string_view::npos) continue;
         std::string name(ViewOf(ns->href));
         for (std::size_t at = 0; (at = name.find(REFERENCE, at)) != name.npos; ++at)
-            name.replace(at, REFERENCE.size(), "&");
+            name.erase(at + 1, REFERENCE.size() - 1);
         std::ranges::copy(std::string_view(name.c_str(), name.size() + 1), const_cast<xmlChar*>(ns->href));
     }
 }
