@@ -66,6 +66,15 @@ bool IsSameName(const TCString& a, const TCString& b) {
     return x.portIdx == y.portIdx && x.segmentName == y.segmentName && x.validation == y.validation;
 }
 
+// A channel goes by the name that its maker gave it.
+TCString PlainName(const TCString& name) {
+    TCBusSerializeHelper::Parts parts;
+    if (!TCBusSerializeHelper::SplitSegmentName(name, parts)) return name;
+    TCString plain;
+    plain.AllocCopy(parts.segmentName);
+    return plain;
+}
+
 std::string ShapeOf(const Segment& segment) {
     std::string text;
     for (int i = 0; i < segment.GetDimensionCount(); ++i)
@@ -128,7 +137,7 @@ class Comparer {
     bool CompareSegment(const Segment& a, const Segment& b) {
         if (!IsSameName(a.GetName(), b.GetName()))
             return Differ(Bilingual("name", "Name").Text(), Show(a.GetName()), Show(b.GetName()));
-        if (!a.GetName().IsEmpty()) where += " " + Show(a.GetName());
+        if (!a.GetName().IsEmpty()) where += " " + Show(PlainName(a.GetName()));
         if (a.GetType() != b.GetType())
             return Differ(Bilingual("type", "Typ").Text(), TCIOStream::DataTypeToString(a.GetType()),
                           TCIOStream::DataTypeToString(b.GetType()));
@@ -171,7 +180,11 @@ RecordComparison Unreadable(const tc::StreamRecordReader& reader) {
 }
 
 std::string TypeText(const tc::StreamRecordReader& reader) {
-    return reader.GetItemCount() > 0 ? reader.GetTypeString() : SomeOrNone(false);
+    const int items = reader.GetItemCount();
+    if (items <= 0) return SomeOrNone(false);
+    const char* const unit =
+        items == 1 ? Bilingual("item", "Element").Text() : Bilingual("items", "Elemente").Text();
+    return reader.GetTypeString() + " (" + std::to_string(items) + " " + unit + ")";
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <filesystem>
-#include <system_error>
 
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/persistence/XmlBuilder.h"
@@ -11,6 +9,8 @@
 #include "sigweave/persistence/XmlMessages.h"
 #include "sigweave/persistence/XmlTree.h"
 #include "sigweave/persistence/XmlWriter.h"
+#include "sigweave/platform/OutputFile.h"
+#include "sigweave/platform/PathText.h"
 #include "sigweave/platform/SystemError.h"
 
 namespace tc {
@@ -20,10 +20,8 @@ std::string Reason() {
     return SystemErrorText(GetLastError());
 }
 
-bool WriteAt(std::FILE& file, long position, std::string_view text) {
-    return std::fseek(&file, position, SEEK_SET) == 0 &&
-           std::fwrite(text.data(), 1, text.size(), &file) == text.size();
-}
+// Around what stands behind the document while it is written.
+constexpr std::string_view HIDE = "<?part ", SHOW = "<?part?>";
 
 // The root element, or null when some of it would be lost: its texts and the prefixes that it declares.
 const xmlNode* RootToAppend(TCXML& part) {
@@ -40,12 +38,40 @@ const xmlNode* RootToAppend(TCXML& part) {
 // --- Writing
 
 struct XmlRecordWriter::Impl {
-    XmlFile file;
-    std::string path, root;
+    bool Append(std::string_view text, std::string& error);
+    bool AppendHidden(std::string_view text);
+
+    std::unique_ptr<OutputFile> file;
+    std::string root;
     // Where the next part begins, and what stands there as long as none follows.
-    long end = 0;
+    std::int64_t end = 0;
     std::string closing;
 };
+
+// A process that is killed while it writes leaves the pages that were written. So room is made first, by
+// blanks, which may follow a document; then an instruction spans them, in which anything may be written. The
+// beginning of the part replaces the closing tag and the beginning of the instruction at once.
+bool XmlRecordWriter::Impl::AppendHidden(std::string_view text) {
+    const auto size = static_cast<std::int64_t>(text.size()),
+               kept = static_cast<std::int64_t>(closing.size());
+    const std::size_t head = closing.size() + HIDE.size();
+    const std::string room = std::string(text.size() - closing.size(), ' ').append(SHOW);
+    return file->WriteAt(end + kept, room) && file->WriteAt(end + kept, HIDE) &&
+           file->WriteAt(end + static_cast<std::int64_t>(head), text.substr(head)) &&
+           file->WriteAt(end, text.substr(0, head)) && file->Shrink(end + size);
+}
+
+// Where the text would end the instruction, or is too short for it, it is written as it is.
+bool XmlRecordWriter::Impl::Append(std::string_view text, std::string& error) {
+    const bool canHide =
+        text.size() > closing.size() + HIDE.size() && text.find("?>") == std::string_view::npos;
+    if (canHide ? AppendHidden(text) : file->WriteAt(end, text)) return true;
+    error = Reason();
+    // The parts before this one stay a whole document.
+    file->WriteAt(end, closing);
+    file->Shrink(end + static_cast<std::int64_t>(closing.size()));
+    return false;
+}
 
 XmlRecordWriter::XmlRecordWriter() = default;
 XmlRecordWriter::~XmlRecordWriter() = default;
@@ -58,16 +84,15 @@ bool XmlRecordWriter::Open(const char* path, const char* root) {
         error = FormatXmlMessage(NO_ELEMENT, root != nullptr ? root : "");
         return false;
     }
-    XmlFile file = OpenXmlFile(path, "wb");
+    std::unique_ptr<OutputFile> file = OutputFile::Open(NativePath(path).c_str(), false);
     if (file == nullptr) {
         error = FormatXmlMessage(NOT_OPENED, path != nullptr ? path : "", Reason().c_str());
         return false;
     }
     const std::string declaration(XmlWriter::DECLARATION);
-    auto opened =
-        std::make_unique<Impl>(std::move(file), NativePath(path), root, static_cast<long>(declaration.size()),
-                               '<' + std::string(root) + "/>\n");
-    if (!WriteAt(*opened->file, 0, declaration + opened->closing)) {
+    auto opened = std::make_unique<Impl>(std::move(file), root, static_cast<std::int64_t>(declaration.size()),
+                                         '<' + std::string(root) + "/>\n");
+    if (!opened->file->WriteAt(0, declaration + opened->closing)) {
         error = Reason();
         return false;
     }
@@ -90,16 +115,9 @@ bool XmlRecordWriter::Append(TCXML& part) {
         writer.NewLine(1);
         writer.Node(node, 1);
     }
-    const auto size = static_cast<long>(writer.Text().size());
+    const auto size = static_cast<std::int64_t>(writer.Text().size());
     writer.Raw(closing);
-    if (!WriteAt(*impl->file, impl->end, writer.Text())) {
-        error = Reason();
-        // The parts before this one stay a whole document.
-        std::error_code ignored;
-        std::filesystem::resize_file(impl->path, static_cast<std::uintmax_t>(impl->end), ignored);
-        WriteAt(*impl->file, impl->end, impl->closing);
-        return false;
-    }
+    if (!impl->Append(writer.Text(), error)) return false;
     impl->end += size;
     impl->closing = closing;
     return true;
@@ -108,7 +126,7 @@ bool XmlRecordWriter::Append(TCXML& part) {
 bool XmlRecordWriter::Close() {
     error.clear();
     if (impl == nullptr) return true;
-    const bool closed = std::fclose(impl->file.release()) == 0;
+    const bool closed = impl->file->Close();
     if (!closed) error = Reason();
     impl = nullptr;
     return closed;
@@ -203,7 +221,9 @@ bool XmlRecordReader::Open(const char* path, const char* root) {
         return false;
     }
     if (root == nullptr || name != root) {
-        error = FormatXmlMessage(NOT_LOADED, ("The root element is '" + std::string(name) + "'").c_str());
+        error = FormatXmlMessage(NOT_LOADED, ("The root element is '" + std::string(name) + "', not '" +
+                                              (root != nullptr ? root : "") + "'")
+                                                 .c_str());
         return false;
     }
     impl = std::move(opened);

@@ -9,8 +9,8 @@ class TCXML;
 
 namespace tc {
 
-// Writes a document of many parts, one part at a time, with memory for one part only. After every `Append`
-// the file is a whole document: the closing tag of the root is overwritten by the next part, in one write.
+// Writes a document of many parts, one part at a time, with memory for one part only. From `Open` on the file
+// is a whole document at any time, also after the process was killed: a part appears in it at once.
 // Used by one thread; the file is closed by the destructor.
 class TC_API XmlRecordWriter {
  public:

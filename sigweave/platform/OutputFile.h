@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <string_view>
@@ -19,6 +20,10 @@ class OutputFile {
     // Hands the parts to the system in one piece, so that no other write comes between them; false when it
     // did not take all of them.
     bool Write(std::initializer_list<std::string_view> parts);
+    // Over what stands there, and beyond the end.
+    bool WriteAt(std::int64_t offset, std::string_view text);
+    // Cuts off what stands behind that many bytes, at once.
+    bool Shrink(std::int64_t size);
     // Returns when what was written is on the disk.
     bool Flush();
     // Once; false when the system reports that something was lost.

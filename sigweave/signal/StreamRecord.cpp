@@ -19,9 +19,15 @@ constexpr const char* ITEMS = "Items";
 // A type that any block fits.
 constexpr const char* ANY_TYPE = "NULL{no_parameters}";
 
+<<<<<<< HEAD
 constexpr tc::Bilingual HOLDS_ADDRESSES(
     "the block holds addresses, which mean nothing outside the program",
     "der Block enthält Adressen, die außerhalb des Programms nichts bedeuten");
+=======
+constexpr const char* WRONG_TYPE =
+    "Error interpreting Type in Port: its text is the type string, its attribute Items the number of items";
+constexpr const char* HOLDS_ADDRESSES = "the block holds addresses, which mean nothing outside the program";
+>>>>>>> bcb2c4c (Keep recordings whole when the program is killed, and say more about what cannot be read)
 
 // The type of the port that a segment may have come from; empty when it does not tell.
 const char* TypeOf(const Segment& segment) {
@@ -43,6 +49,14 @@ const char* TypeOf(const Segment& segment) {
     for (const auto& row : TYPES)
         if (row.type == segment.GetType() && row.dimensions == segment.GetDimensionCount()) return row.text;
     return "";
+}
+
+// The message of a segment that cannot be made does not tell why.
+std::string Explain(const std::string& message) {
+    if (!message.ends_with("Error at SetData")) return message;
+    return message +
+           ": a segment's Length or DataType is none or does not fit its values, or its name is not "
+           "the only one";
 }
 
 struct PortTypeText {
@@ -158,7 +172,7 @@ int StreamRecordReader::Read() {
 
 int StreamRecordReader::Take() {
     const int result = writer.XMLToStream(xml);
-    if (xml.IsError()) return Fail(std::string(xml.GetError()));
+    if (xml.IsError()) return Fail(Explain(std::string(xml.GetError())));
     if (result != 1 || queue.ExchangeBinary(&block, true) != 1)
         return Fail(tc::Bilingual("the block cannot be made (%1)", "der Block lässt sich nicht erzeugen (%1)")
                         .With({std::to_string(result)}));
@@ -180,7 +194,7 @@ bool StreamRecordReader::ReadType() {
     const auto digits = std::from_chars(digitsText.data(), digitsText.data() + digitsText.size(), itemCount);
     const bool isNumber = digits.ec == std::errc() && digits.ptr == digitsText.data() + digitsText.size();
     if (!read || !isNumber || itemCount < 1 || itemCount > text.GetLength() / 2) {
-        Fail("Error interpreting Type in Port");
+        Fail(WRONG_TYPE);
         return false;
     }
     typeString = std::string(text);
@@ -189,9 +203,14 @@ bool StreamRecordReader::ReadType() {
 
 int StreamRecordReader::Fail(const std::string& reason) {
     failed = true;
+<<<<<<< HEAD
     error = path + ": " +
             (number > 0 ? tc::Bilingual("block %1: ", "Block %1: ").With({std::to_string(number)}) : "") +
             reason;
+=======
+    error = (path.empty() ? "''" : path) + ": " +
+            (number > 0 ? "block " + std::to_string(number) + ": " : "") + reason;
+>>>>>>> bcb2c4c (Keep recordings whole when the program is killed, and say more about what cannot be read)
     return -1;
 }
 

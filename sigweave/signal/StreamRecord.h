@@ -13,9 +13,8 @@
 //
 //   Port/Type               the first child of the root: the type string of the port that was recorded; the
 //                           attribute Items is its number of items
-//   Unit/@Factor, @Exponents  where the text of a unit does not restore it: the factor as an exact
-//   hexadecimal
-//                           double, and the seven exponents. The text is then one that can be read
+//   Unit/@Factor,           where the text of a unit does not restore it: the factor as an exact hexadecimal
+//   Unit/@Exponents         double, and the seven exponents. The text is then one that can be read
 //   @NotFinite              of Double and of the numbers in TypeInfo: the bits of the infinite and
 //                           not-a-number values among them, in their order, as hexadecimal digits; the text
 //                           has -1.#IND for each
@@ -24,7 +23,7 @@
 // block, however long the recording is. Each object is used by one thread.
 namespace tc {
 
-// After every operation the file is a whole document, whatever happens to the program next.
+// From `Open` on the file is a whole document at any time, whatever happens to the program.
 class TC_API StreamRecordWriter {
  public:
     // Creates or truncates the file. With a null type string there is no Port element. All operations answer

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -57,6 +60,28 @@ TEST(XmlRecord, IsAWholeDocumentAfterEachPart) {
     }
     ASSERT_TRUE(writer.Close() && whole.Save("saved.xml"));
     EXPECT_EQ(Content(PATH), Content("saved.xml"));
+}
+
+// A kill within a write leaves a part of what was written.
+TEST(XmlRecord, IsAWholeDocumentWhenTheWriterIsKilled) {
+    TCXML part, whole;
+    ASSERT_TRUE(part.LoadXML(("<a><Block>" + std::string(1'000'000, 'x') + "</Block></a>").c_str()));
+    for (std::uintmax_t megabytes = 1; megabytes <= 10; ++megabytes) {
+        std::filesystem::remove(PATH);
+        const pid_t writing = fork();
+        if (writing == 0) {
+            tc::XmlRecordWriter writer;
+            if (writer.Open(PATH, "Stream"))
+                while (writer.Append(part)) continue;
+            _exit(1);
+        }
+        std::error_code ignored;
+        const auto hasSize = [&] { return std::filesystem::file_size(PATH, ignored); };
+        while (hasSize() == static_cast<std::uintmax_t>(-1) || hasSize() < megabytes * 1'000'000) continue;
+        kill(writing, SIGKILL);
+        waitpid(writing, nullptr, 0);
+        EXPECT_TRUE(whole.Load(PATH)) << std::string(whole.GetError());
+    }
 }
 
 TEST(XmlRecord, RefusesWhatItCannotKeep) {

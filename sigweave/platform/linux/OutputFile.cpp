@@ -54,6 +54,21 @@ bool OutputFile::Write(std::initializer_list<std::string_view> parts) {
     return written == static_cast<ssize_t>(bytes);
 }
 
+bool OutputFile::WriteAt(std::int64_t offset, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = pwrite(descriptor, text.data(), text.size(), offset);
+        if (written < 0 && errno != EINTR) return false;
+        if (written <= 0) continue;
+        text.remove_prefix(static_cast<std::size_t>(written));
+        offset += written;
+    }
+    return true;
+}
+
+bool OutputFile::Shrink(std::int64_t size) {
+    return ftruncate(descriptor, size) == 0;
+}
+
 bool OutputFile::Flush() {
     return fdatasync(descriptor) == 0 || errno == EINVAL;
 }
