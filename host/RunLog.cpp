@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <system_error>
 
 #include "host/Console.h"
-#include "sigweave/platform/SystemError.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host::runlog {
@@ -31,6 +32,13 @@ void Write(LogType type, TCLogFile::LOG_LEVEL level, const std::string& source, 
     if (!logFile.Log(type, level, source.c_str(), "%s", text.c_str())) incomplete = true;
 }
 
+std::string ReasonOf(int error) {
+    if (error == EWOULDBLOCK)
+        return Bilingual("another program is writing it", "ein anderes Programm schreibt gerade darin")
+            .Text();
+    return std::generic_category().message(error);
+}
+
 }  // namespace
 
 std::string Open(const LogOptions& options) {
@@ -42,11 +50,9 @@ std::string Open(const LogOptions& options) {
     if (logFile.Open(ALL_TYPES, MaskOf(options.level), options.pattern.c_str(), false, true,
                      options.splitKilobytes))
         return "";
-    const std::string reason = tc::SystemErrorText(GetLastError());
-    const std::string told =
-        Bilingual("the log '%1' cannot be written", "das Protokoll '%1' ist nicht beschreibbar")
-            .With({options.pattern});
-    return reason.empty() ? told : told + ": " + reason;
+    const std::string reason = ReasonOf(errno);
+    return Bilingual("the log '%1' cannot be written: %2", "das Protokoll '%1' ist nicht beschreibbar: %2")
+        .With({options.pattern, reason});
 }
 
 void Close() {

@@ -100,7 +100,7 @@ int Scheduler::Choose() const {
 
 bool Scheduler::Step(Node& node) {
     if (!HasWork(node)) return code == 0;
-    if (node.pace != nullptr && !interruptSeen) node.pace->Wait();
+    if (node.pace != nullptr && !interruptSeen) node.pace->Wait(options.interrupt);
     code = node.module->Execute();
     if (code < 0) return false;
     const int taken = CountTaken(node);

@@ -1,19 +1,33 @@
 #include "host/SourcePace.h"
 
-namespace host {
+#include <algorithm>
+#include <cmath>
 
-void SourcePace::Wait() {
-    if (signal > 0.0) wait.Wait(TCWaitPeriodic::FIXED_GRID, false);
+namespace host {
+namespace {
+
+constexpr double LONGEST_STEP = 100.0;  // ms, in which an interrupt is noticed
+constexpr double MOST_STEPS = 1e15;
+
+}  // namespace
+
+void SourcePace::Wait(const std::atomic<bool>* interrupt) {
+    for (std::int64_t step = 0; signal > 0.0 && step < steps; ++step) {
+        if (interrupt != nullptr && *interrupt) return;
+        wait.Wait(TCWaitPeriodic::FIXED_GRID, false);
+    }
     intervals.Stop();
     intervals.Start();
 }
 
 void SourcePace::HasMade(std::int64_t blocks, double blockMilliseconds) {
     const double made = static_cast<double>(blocks - counted) * blockMilliseconds;
+    steps = static_cast<std::int64_t>(std::clamp(std::ceil(made / LONGEST_STEP), 1.0, MOST_STEPS));
+    const double period = std::min(made / static_cast<double>(steps), LONGEST_STEP);
     if (signal == 0.0)
-        wait.Start(made);
+        wait.Start(period);
     else
-        wait.SetWaitTime(made);
+        wait.SetWaitTime(period);
     counted = blocks;
     signal += made;
 }

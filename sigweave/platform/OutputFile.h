@@ -24,6 +24,8 @@ class OutputFile {
     bool WriteAt(std::int64_t offset, std::string_view text);
     // Cuts off what stands behind that many bytes, at once.
     bool Shrink(std::int64_t size);
+    // Begins it anew.
+    bool Empty();
     // Returns when what was written is on the disk.
     bool Flush();
     // Once; false when the system reports that something was lost.

@@ -28,15 +28,15 @@ class Output {
     void Finish() { text.ReleaseBuffer(static_cast<int>(at - begin)); }
 
  private:
-    void Provide(int room) {
-        begin = text.GetBuffer(room);
+    void Provide(std::int64_t room) {
+        begin = text.GetBuffer(static_cast<int>(std::min<std::int64_t>(room, INT32_MAX)));
         at = begin + text.GetLength();
         end = begin + room;
     }
     char* Advance(std::size_t count) {
         if (count > static_cast<std::size_t>(end - at)) {
             Finish();
-            Provide(2 * (text.GetLength() + static_cast<int>(count)));
+            Provide(2 * (text.GetLength() + static_cast<std::int64_t>(count)));
         }
         at += count;
         return at - count;

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -102,8 +103,7 @@ bool TCLogFile::Open(unsigned long logType, unsigned long logLevel, const char* 
     state.flush = flush;
     state.append = append;
     state.splitLimit = SplitLimit(splitSizeKB);
-    if (state.file == nullptr) state.open = OpenFile(expanded);
-    if (!state.open) return false;
+    if (state.file == nullptr && !OpenFile(expanded)) return false;
     const TCString converted =
         expanded != state.pattern
             ? TCString::FormatS(", converted to '%s'", static_cast<const char*>(expanded))
@@ -123,7 +123,8 @@ TCString TCLogFile::ExpandPattern() const {
 bool TCLogFile::OpenFile(const char* name) {
     state.bytesWritten = 0;
     state.file = tc::OutputFile::Open(tc::NativePath(name).c_str(), state.append);
-    return state.file != nullptr;
+    state.open = state.file != nullptr;
+    return state.open;
 }
 
 bool TCLogFile::Close() {
@@ -135,11 +136,17 @@ bool TCLogFile::Close() {
 
 bool TCLogFile::CloseLocked() {
     LogLocked(0, TRACE, "TCLogFile::Close", nullptr);
-    return CloseFile();
+    return ReleaseFile();
+}
+
+bool TCLogFile::CloseFile() {
+    const bool closed = ReleaseFile();
+    state.open = false;
+    return closed;
 }
 
 // A file that a copy still writes into is only let go.
-bool TCLogFile::CloseFile() {
+bool TCLogFile::ReleaseFile() {
     const std::shared_ptr<tc::OutputFile> file = std::move(state.file);
     return file == nullptr || file.use_count() > 1 || file->Close();
 }
@@ -176,7 +183,7 @@ bool TCLogFile::LogLocked(unsigned long logType, LOG_LEVEL level, const char* so
 }
 
 bool TCLogFile::LogLockedV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
-                           va_list args) {
+                           va_list args) try {
     if (state.file == nullptr || !IsLogEnabled(logType, level)) return false;
     if (format == nullptr) return WriteLine(logType, level, source, nullptr);
     if (!tc::PrintText(state.text, format, args)) {
@@ -186,10 +193,12 @@ bool TCLogFile::LogLockedV(unsigned long logType, LOG_LEVEL level, const char* s
     }
     ReplaceNonPrintableCharacters(state.text);
     return WriteLine(logType, level, source, state.text);
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 bool TCLogFile::LogBinary(unsigned long logType, LOG_LEVEL level, const char* source, const char* text,
-                          int length, const void* data) {
+                          int length, const void* data) try {
     if (!IsLogEnabled(logType, level) || !View(text).ends_with('>')) return false;
     const std::lock_guard guard(lock);
     if (!IsLogEnabled(logType, level)) return false;
@@ -201,6 +210,8 @@ bool TCLogFile::LogBinary(unsigned long logType, LOG_LEVEL level, const char* so
     const std::string_view bytes(static_cast<const char*>(data),
                                  hasData ? static_cast<std::size_t>(length) : 0);
     return WriteParts({View(line), bytes, LINE_END}) && CheckSplitLogFile();
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 void TCLogFile::ReplaceNonPrintableCharacters(TCString& text) {
@@ -235,10 +246,19 @@ bool TCLogFile::CheckSplitLogFile() {
         return WriteParts({View(MakeLine(0, TRACE, SOURCE, text))});
     };
     if (!write("Splitting logfile, next file is '%s'", next)) return false;
-    state.open = CloseFile() && OpenFile(next);
+    state.open = GoOnIn(next);
     if (!state.open) return false;
     state.currentName = next;
     return write("Splitted logfile, last file was '%s'", last);
+}
+
+// A file that copies write into, too, can follow itself only while it stays open.
+bool TCLogFile::GoOnIn(const TCString& next) {
+    if (next != state.currentName || state.file.use_count() == 1) return ReleaseFile() && OpenFile(next);
+    state.bytesWritten = 0;
+    if (state.append || state.file->Empty()) return true;
+    ReleaseFile();
+    return false;
 }
 
 // --- The line
@@ -251,7 +271,7 @@ const TCString& TCLogFile::MakeLine(unsigned long logType, LOG_LEVEL level, cons
     const std::string_view sourceText = View(source);
     const std::string_view message = View(text);
     const std::size_t room = FIXED + stamp.size() + type.size() + sourceText.size() + message.size();
-    char* const begin = state.line.GetBuffer(static_cast<int>(room));
+    char* const begin = state.line.GetBuffer(static_cast<int>(std::min<std::size_t>(room, INT32_MAX)));
     char* at = Put(Put(begin, stamp), SEPARATOR);
     at = Put(PutNumber(at, static_cast<unsigned>(tc::CurrentThreadId()), THREAD_WIDTH, ' '), SEPARATOR);
     at = Put(Put(at, type), SEPARATOR);
@@ -295,6 +315,7 @@ const char* TCLogFile::FormatLogType(unsigned long logType) const {
 }
 
 void TCLogFile::SetLogTypeNames(const char** names, unsigned long count) {
+    if (names == nullptr) return;
     const std::lock_guard guard(lock);
     for (std::size_t slot = 0; slot < std::min<std::size_t>(count, TYPES); ++slot)
         state.typeNames[slot] = names[slot];

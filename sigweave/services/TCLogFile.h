@@ -50,7 +50,8 @@ class Watched {
 // last of them. While a log has a file open for writing, others that share nothing with it are refused it;
 // reading it is free.
 //
-// Nothing throws or is reported: failures answer false, and so does what the masks keep out.
+// Nothing throws or is reported: failures (also of a line that memory cannot hold) answer false, and so does
+// what the masks keep out.
 class TC_API TCLogFile {
  public:
     // A bit each (never change, only append).
@@ -156,6 +157,8 @@ class TC_API TCLogFile {
     bool LogLockedV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
                     va_list args);
     bool CloseLocked();
+    bool ReleaseFile();
+    bool GoOnIn(const TCString& next);
 
     State state;
     mutable std::mutex lock;

@@ -20,7 +20,8 @@ class TC_API TCWaitTimeout : public TCExactTimeDiff {
 
     double GetExpired() const { return GetTimeDiff(); }
     double GetTimeout() const { return timeout; }
-    double GetRest() const { return timeout - GetExpired(); }
+    // Nothing is left when the clock does not run.
+    double GetRest() const { return Running() ? timeout - GetExpired() : 0.0; }
 
     // False when the time-out has passed; else sleeps so long, -1: one step, but not beyond the whole
     // milliseconds of the rest.

@@ -219,6 +219,33 @@ TEST_F(LogFile, SharesItsFileWithCopies) {
     EXPECT_TRUE(Open(stranger));
 }
 
+TEST_F(LogFile, SplitsIntoTheFileThatCopiesWrite) {
+    TCLogFile log;
+    ASSERT_TRUE(Open(log, "a.log", 1));
+    TCLogFile copy(log);
+    for (int i = 0; i < 60; ++i) {
+        ASSERT_TRUE(log.Log(0, TCLogFile::NOTICE, "log", "%d %s", i, std::string(50, 'x').c_str()));
+        ASSERT_TRUE(copy.Log(0, TCLogFile::NOTICE, "copy", "%d", i));
+    }
+    EXPECT_LT(Content().size(), 2500u) << "begun anew";
+    for (const std::string& line : Lines()) EXPECT_FALSE(line.starts_with("torn")) << line;
+}
+
+TEST_F(LogFile, TellsADerivedClassWhetherItIsOpen) {
+    class Steps : public TCLogFile {
+     public:
+        using TCLogFile::CloseFile;
+        using TCLogFile::OpenFile;
+    };
+    Steps log;
+    ASSERT_TRUE(Open(log));
+    EXPECT_TRUE(log.CloseFile());
+    EXPECT_FALSE(log.IsLogEnabled(0, TCLogFile::NOTICE));
+    log.Close();
+    EXPECT_TRUE(log.OpenFile(File().c_str()));
+    EXPECT_TRUE(log.Log(0, TCLogFile::NOTICE, "s", "t"));
+}
+
 TEST_F(LogFile, RefusesFilesThatCannotBe) {
     fs::create_directory(File("folder"));
     for (const std::string& name : {File("missing/a.log"), File("folder"), std::string("/proc/a.log"),

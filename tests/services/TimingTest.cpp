@@ -81,6 +81,9 @@ TEST(WaitTimeout, EndsAtOnceWhenThereIsNoTime) {
         EXPECT_FALSE(timeout.Wait(event.GetHandle(), &result)) << none;
     }
     EXPECT_FALSE(TCWaitTimeout().Sleep(-1));
+    TCWaitTimeout stopped(INFINITE, 10);
+    stopped.Reset();
+    EXPECT_FALSE(stopped.Sleep(-1)) << "no clock runs that could end the wait";
     EXPECT_FALSE(TCWaitTimeout(10.0, 1).Wait(nullptr, &result)) << "no event";
     EXPECT_EQ(result, 7u);
 }

@@ -15,13 +15,6 @@ namespace {
 
 constexpr int NO_DESCRIPTOR = -1;
 
-// What has no length, such as a pipe, needs no preparation.
-bool Prepare(int descriptor, bool append) {
-    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
-    if (append) return lseek(descriptor, 0, SEEK_END) >= 0 || errno == ESPIPE;
-    return ftruncate(descriptor, 0) == 0 || errno == EINVAL;
-}
-
 }  // namespace
 
 // Emptied only when the lock is taken: the file may be another's.
@@ -30,7 +23,9 @@ std::unique_ptr<OutputFile> OutputFile::Open(const char* path, bool append) {
     const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY, READ_AND_WRITE);
     if (descriptor < 0) return nullptr;
     std::unique_ptr<OutputFile> file(new OutputFile(descriptor));
-    return Prepare(descriptor, append) ? std::move(file) : nullptr;
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return nullptr;
+    if (!append) return file->Empty() ? std::move(file) : nullptr;
+    return lseek(descriptor, 0, SEEK_END) >= 0 || errno == ESPIPE ? std::move(file) : nullptr;
 }
 
 OutputFile::~OutputFile() {
@@ -67,6 +62,12 @@ bool OutputFile::WriteAt(std::int64_t offset, std::string_view text) {
 
 bool OutputFile::Shrink(std::int64_t size) {
     return ftruncate(descriptor, size) == 0;
+}
+
+// What has no length, such as a pipe, is always empty.
+bool OutputFile::Empty() {
+    if (ftruncate(descriptor, 0) != 0) return errno == EINVAL;
+    return lseek(descriptor, 0, SEEK_SET) == 0;
 }
 
 bool OutputFile::Flush() {
