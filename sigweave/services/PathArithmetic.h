@@ -15,8 +15,8 @@
 // A path is absolute when it has a root: \\server\, a letter with a colon, or a single leading backslash.
 
 // The path in its canonical form ("." and ".." resolved, no backslash at its end, except for the root folder
-// "\" itself); a relative one starts at the base folder, and stays relative when that is empty or relative. An
-// empty path stays empty. ".." never climbs above a root: what is left of it stays in the path.
+// "\" itself); a relative one starts at the base folder, and stays relative when that is empty or relative.
+// An empty path stays empty. ".." never climbs above a root: what is left of it stays in the path.
 TC_API TCString MakeAbsPath(const char* basePath, const char* path);
 TC_API CString MakeAbsPath(const CString& basePath, const CString& path);
 

@@ -1,3 +1,5 @@
+#include "sigweave/services/TCRegExp.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
@@ -5,7 +7,6 @@
 #include <string>
 
 #include "sigweave/platform/OwnStack.h"
-#include "sigweave/services/TCRegExp.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ constexpr std::int32_t NO_ERROR_CODE = -1;
 constexpr int LONGEST_PATTERN = 65536;
 constexpr int MOST_LOOK_AHEADS = 100;
 constexpr std::int64_t MOST_STORED_BYTES = std::int64_t{256} << 20;
+constexpr std::size_t MOST_REPLACED_BYTES = std::size_t{256} << 20;
 
 // Measured with g++ 12, -O0 to -O3: matching takes up to 310 bytes a character and 240 a group around it;
 // compiling up to 570 bytes a byte of the pattern. Between two looks at the stack matching passes at most all
@@ -26,37 +28,37 @@ constexpr std::size_t STACK_RESERVE = std::size_t{64} << 20;
 // caches.
 constexpr std::size_t STACK_KEPT = std::size_t{1} << 20;
 
-constexpr std::int64_t COMPARISONS = 20'000'000;
-constexpr std::int64_t COMPARISONS_PER_BYTE = 100;
-constexpr std::int64_t DEEP_COMPARISON = 10;
-constexpr std::int64_t COMPARISONS_OF_RETREAT = 20'000'000;
+constexpr std::int64_t STEPS = 40'000'000;
+constexpr std::int64_t STEPS_PER_BYTE = 200;
+constexpr std::int64_t STEPS_OF_ROUND = 2;
+constexpr std::int64_t STEPS_OF_DEEP_ROUND = 20;
+constexpr std::int64_t STEPS_OF_RETREAT = 40'000'000;
 
 // What the operation under way on this thread may still use, and why it was stopped.
 struct Allowance {
-    const char* deep = nullptr;    // below this address a comparison counts more,
-    const char* bottom = nullptr;  // and below this one is the end
-    std::int64_t comparisons = 0;
-    std::int32_t failure = NO_ERROR_CODE;
+    const char* deep = nullptr;                        // below this address a round counts more,
+    const char* bottom = nullptr;                      // and below this one is the end
+    std::int64_t steps = 0;                            // below 0 the operation is stopped,
+    std::int32_t reason = TCRegExp::ERROR_COMPLEXITY;  // with this code
     bool wasDeep = false;
 
-    bool IsUsedUp() {
+    bool IsUsedUp() const { return steps < 0; }
+    // Counts a start of a search, or a round of a repeat; whether the operation is stopped.
+    bool IsUsedUpByRound() {
         const auto* here = static_cast<const char*>(__builtin_frame_address(0));
-        if (--comparisons >= 0 && here >= deep) [[likely]]
+        steps -= STEPS_OF_ROUND;
+        if (steps >= 0 && here >= deep) [[likely]]
             return false;
         return LookCloser(here);
     }
     [[gnu::noinline]] bool LookCloser(const char* here) {
-        if (failure != NO_ERROR_CODE) {
-            if (comparisons < -COMPARISONS_OF_RETREAT) throw std::regex_error(engine::error_complexity);
-            return true;
-        }
-        if (here < deep) {
-            wasDeep = true;
-            comparisons -= DEEP_COMPARISON - 1;
-        }
-        if (comparisons >= 0 && here >= bottom) return false;
-        failure = here < bottom ? TCRegExp::ERROR_STACK : TCRegExp::ERROR_COMPLEXITY;
-        comparisons = -1;
+        if (steps < -STEPS_OF_RETREAT) throw std::regex_error(engine::error_complexity);
+        if (here >= deep || IsUsedUp()) return IsUsedUp();
+        wasDeep = true;
+        steps -= STEPS_OF_DEEP_ROUND - STEPS_OF_ROUND;
+        if (here >= bottom) return IsUsedUp();
+        reason = TCRegExp::ERROR_STACK;
+        steps = -1;
         return true;
     }
 };
@@ -69,9 +71,9 @@ struct Allowance {
 namespace tc {
 
 // A place in the text. The engine asks whether two places differ once for each start of a search and once for
-// each round of a repeat, and there it is stopped when it goes too deep or takes too long: all places are the
-// end of the text then, so that it runs out of ways and comes back, far faster than by an exception through a
-// million calls.
+// each round of a repeat, and steps back from each character that has matched: there is seen whether it goes
+// too deep or takes too long. All places are the end of the text then, so that it runs out of ways and comes
+// back, far faster than by an exception through a million calls.
 //
 // Has a name outside of this file, for otherwise the compiler makes one function with three times the stack
 // of all that the engine calls for a character.
@@ -91,6 +93,7 @@ struct Place {
     }
     Place& operator--() {
         --at;
+        --allowance.steps;
         return *this;
     }
     Place& operator+=(difference_type count) {
@@ -99,8 +102,8 @@ struct Place {
     }
     friend Place operator+(Place place, difference_type count) { return {place.at + count}; }
     friend difference_type operator-(Place a, Place b) { return a.at - b.at; }
-    friend bool operator==(Place a, Place b) { return a.at == b.at || allowance.failure != NO_ERROR_CODE; }
-    friend bool operator!=(Place a, Place b) { return !allowance.IsUsedUp() && a.at != b.at; }
+    friend bool operator==(Place a, Place b) { return a.at == b.at || allowance.IsUsedUp(); }
+    friend bool operator!=(Place a, Place b) { return !allowance.IsUsedUpByRound() && a.at != b.at; }
 };
 
 }  // namespace tc
@@ -219,11 +222,10 @@ std::int32_t RunOnOwnStack(int bytes, Work work) {
     tc::OwnStack& stack = StackOfThread();
     if (!stack.Reserve()) return TCRegExp::ERROR_STACK;
     std::int32_t code = NO_ERROR_CODE;
-    allowance = {stack.Top() - STACK_KEPT, stack.Lowest() + STACK_RESERVE,
-                 COMPARISONS + COMPARISONS_PER_BYTE * bytes};
+    allowance = {stack.Top() - STACK_KEPT, stack.Lowest() + STACK_RESERVE, STEPS + STEPS_PER_BYTE * bytes};
     stack.Run([&] { code = Catch(work); });
     if (allowance.wasDeep) stack.GiveBack(STACK_KEPT);
-    return allowance.failure != NO_ERROR_CODE ? allowance.failure : code;
+    return allowance.IsUsedUp() ? allowance.reason : code;
 }
 
 Place Begin(const TCString& text) {
@@ -237,6 +239,26 @@ Place End(const TCString& text) {
 TCString Cut(Place begin, Place end) {
     return {begin.at, static_cast<int>(end - begin)};
 }
+
+// Where the engine writes a replaced text, of which a short one can make any number of bytes.
+struct ReplacedText {
+    using iterator_category = std::output_iterator_tag;
+    using value_type = void;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = void;
+
+    std::string* text;
+
+    ReplacedText& operator*() { return *this; }
+    ReplacedText& operator++() { return *this; }
+    ReplacedText operator++(int) { return *this; }
+    ReplacedText& operator=(char character) {
+        if (text->size() >= MOST_REPLACED_BYTES) throw std::regex_error(engine::error_space);
+        text->push_back(character);
+        return *this;
+    }
+};
 
 }  // namespace
 
@@ -279,7 +301,7 @@ bool TCRegExp::Impl::Compile(const TCString& pattern, unsigned long syntaxFlags)
 bool TCRegExp::Impl::Match(Place begin, Place end, engine::match_flag_type flags) {
     const bool found = findType == FIND_WHOLE ? std::regex_match(begin, end, matches, expression, flags)
                                               : std::regex_search(begin, end, matches, expression, flags);
-    return found && allowance.failure == NO_ERROR_CODE;
+    return found && !allowance.IsUsedUp();
 }
 
 bool TCRegExp::Impl::FindOne(const TCString& text, unsigned long matchFlags) {
@@ -300,7 +322,8 @@ void TCRegExp::Impl::StoreAll(Place begin, Place end, engine::match_flag_type fl
     Place from = begin;
     for (bool more = Match(begin, end, flags); more;) {
         stored += end - from;
-        for (const std::sub_match<Place>& part : matches) stored += part.length();
+        for (const std::sub_match<Place>& part : matches)
+            stored += part.length() + static_cast<std::int64_t>(sizeof(TCString));
         if (stored > MOST_STORED_BYTES) throw std::regex_error(engine::error_space);
         Store(from, end);
         from = matches[0].second;
@@ -330,9 +353,9 @@ bool TCRegExp::Impl::Replace(TCString& result, const TCString& text, const TCStr
     const auto replace = [&] {
         const std::string formatText(format, static_cast<std::size_t>(format.GetLength()));
         std::string replaced;
-        std::regex_replace(std::back_inserter(replaced), Begin(text), End(text), expression, formatText,
+        std::regex_replace(ReplacedText{&replaced}, Begin(text), End(text), expression, formatText,
                            Translate(matchFlags, MATCH));
-        if (allowance.failure == NO_ERROR_CODE) result.AllocCopy(replaced);
+        if (!allowance.IsUsedUp()) result.AllocCopy(replaced);
     };
     return Keep(RunOnOwnStack(text.GetLength(), replace));
 }

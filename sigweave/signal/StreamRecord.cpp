@@ -19,15 +19,17 @@ constexpr const char* ITEMS = "Items";
 // A type that any block fits.
 constexpr const char* ANY_TYPE = "NULL{no_parameters}";
 
-<<<<<<< HEAD
 constexpr tc::Bilingual HOLDS_ADDRESSES(
     "the block holds addresses, which mean nothing outside the program",
     "der Block enthält Adressen, die außerhalb des Programms nichts bedeuten");
-=======
-constexpr const char* WRONG_TYPE =
-    "Error interpreting Type in Port: its text is the type string, its attribute Items the number of items";
-constexpr const char* HOLDS_ADDRESSES = "the block holds addresses, which mean nothing outside the program";
->>>>>>> bcb2c4c (Keep recordings whole when the program is killed, and say more about what cannot be read)
+constexpr tc::Bilingual WRONG_TYPE(
+    "Error interpreting Type in Port: its text is the type string, its attribute Items the number of items",
+    "Error interpreting Type in Port: Sein Text ist der Typ, sein Attribut Items die Zahl der Elemente");
+constexpr tc::Bilingual CANNOT_BE_MADE(
+    "a segment's Length or DataType is none or does not fit its values, or its name is not the only one",
+    "Length oder DataType eines Segments ist keiner oder passt nicht zu den Werten, oder der Name kommt "
+    "zweimal "
+    "vor");
 
 // The type of the port that a segment may have come from; empty when it does not tell.
 const char* TypeOf(const Segment& segment) {
@@ -54,9 +56,7 @@ const char* TypeOf(const Segment& segment) {
 // The message of a segment that cannot be made does not tell why.
 std::string Explain(const std::string& message) {
     if (!message.ends_with("Error at SetData")) return message;
-    return message +
-           ": a segment's Length or DataType is none or does not fit its values, or its name is not "
-           "the only one";
+    return message + ": " + CANNOT_BE_MADE.Text();
 }
 
 struct PortTypeText {
@@ -194,7 +194,7 @@ bool StreamRecordReader::ReadType() {
     const auto digits = std::from_chars(digitsText.data(), digitsText.data() + digitsText.size(), itemCount);
     const bool isNumber = digits.ec == std::errc() && digits.ptr == digitsText.data() + digitsText.size();
     if (!read || !isNumber || itemCount < 1 || itemCount > text.GetLength() / 2) {
-        Fail(WRONG_TYPE);
+        Fail(WRONG_TYPE.Text());
         return false;
     }
     typeString = std::string(text);
@@ -203,14 +203,9 @@ bool StreamRecordReader::ReadType() {
 
 int StreamRecordReader::Fail(const std::string& reason) {
     failed = true;
-<<<<<<< HEAD
-    error = path + ": " +
+    error = (path.empty() ? "''" : path) + ": " +
             (number > 0 ? tc::Bilingual("block %1: ", "Block %1: ").With({std::to_string(number)}) : "") +
             reason;
-=======
-    error = (path.empty() ? "''" : path) + ": " +
-            (number > 0 ? "block " + std::to_string(number) + ": " : "") + reason;
->>>>>>> bcb2c4c (Keep recordings whole when the program is killed, and say more about what cannot be read)
     return -1;
 }
 
