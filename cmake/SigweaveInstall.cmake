@@ -1,0 +1,56 @@
+# What `cmake --install` lays down, in components that are also the packages: library, development, host, modules.
+# Every path is relative, so that the installed tree works from any prefix and may be moved.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# The host finds the modules relative to itself, so their place does not depend on the machine's library folder.
+set(SIGWEAVE_INSTALL_MODULES lib/sigweave/modules)
+set(SIGWEAVE_INSTALL_CMAKE ${CMAKE_INSTALL_LIBDIR}/cmake/sigweave)
+set(SIGWEAVE_INSTALL_PKGCONFIG ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(SIGWEAVE_INSTALL_SHARE ${CMAKE_INSTALL_DATADIR}/sigweave)
+
+# sigweave_relative(VARIABLE FROM TO): the path of one installed folder as seen from another.
+function(sigweave_relative variable from to)
+  file(RELATIVE_PATH path /${from} /${to})
+  string(REGEX REPLACE "/$" "" path "${path}")
+  set(${variable} "${path}" PARENT_SCOPE)
+endfunction()
+
+# The run path of a target that is installed in `folder`.
+function(sigweave_find_library_from folder)
+  sigweave_relative(path ${folder} ${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH "$ORIGIN/${path}")
+endfunction()
+
+install(TARGETS sigweave EXPORT sigweave-targets
+        LIBRARY COMPONENT library NAMELINK_COMPONENT development
+        FILE_SET HEADERS COMPONENT development)
+install(EXPORT sigweave-targets NAMESPACE sigweave:: DESTINATION ${SIGWEAVE_INSTALL_CMAKE} COMPONENT development)
+
+# The configuration stands beside the build's own targets too: projects outside this tree find the library with
+# -Dsigweave_DIR=<this build folder>.
+set(SIGWEAVE_PROGRAM_FOLDER bin)
+configure_file(cmake/sigweave-config.cmake.in ${CMAKE_BINARY_DIR}/sigweave-config.cmake @ONLY)
+configure_file(cmake/SigweaveModule.cmake ${CMAKE_BINARY_DIR} COPYONLY)
+sigweave_relative(SIGWEAVE_PROGRAM_FOLDER ${SIGWEAVE_INSTALL_CMAKE} ${CMAKE_INSTALL_BINDIR})
+configure_file(cmake/sigweave-config.cmake.in ${CMAKE_BINARY_DIR}/install/sigweave-config.cmake @ONLY)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/sigweave-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/install/sigweave-config.cmake ${CMAKE_BINARY_DIR}/sigweave-config-version.cmake
+              cmake/SigweaveModule.cmake
+        DESTINATION ${SIGWEAVE_INSTALL_CMAKE} COMPONENT development)
+
+sigweave_relative(SIGWEAVE_PREFIX ${SIGWEAVE_INSTALL_PKGCONFIG} "")
+configure_file(cmake/sigweave.pc.in ${CMAKE_BINARY_DIR}/install/sigweave.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/install/sigweave.pc DESTINATION ${SIGWEAVE_INSTALL_PKGCONFIG} COMPONENT development)
+
+install(TARGETS sigweave-host RUNTIME COMPONENT host)
+sigweave_find_library_from(${CMAKE_INSTALL_BINDIR} sigweave-host)
+install(DIRECTORY examples/ DESTINATION ${SIGWEAVE_INSTALL_SHARE}/examples COMPONENT host
+        PATTERN gain EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
+install(DIRECTORY examples/gain DESTINATION ${SIGWEAVE_INSTALL_SHARE}/examples COMPONENT development)
+
+get_target_property(names modules MANUALLY_ADDED_DEPENDENCIES)
+install(TARGETS ${names} LIBRARY DESTINATION ${SIGWEAVE_INSTALL_MODULES} COMPONENT modules)
+sigweave_find_library_from(${SIGWEAVE_INSTALL_MODULES} ${names})
+
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)
