@@ -188,19 +188,21 @@ void Scheduler::AfterSourceStep(Node& node, int made) {
 }
 
 // The queue behind a source is short, so what waits there is what was just made. A line without metadata (a
-// bus) does not tell.
+// bus) does not tell. Outputs may make their blocks at different times: each counts on its own.
 void Scheduler::MeasureSignal(Node& node) {
     for (const int index : node.outputs) {
-        const Line& line = LineAt(index);
-        const TCTypeInfo* info = line.receiver->PeekTI();
+        Line& line = LineAt(index);
+        const TCTypeInfo* info = line.blocks > line.measured ? line.receiver->PeekTI() : nullptr;
         if (info == nullptr || !(info->GetSamplerate() > 0.0)) continue;
         const int values = line.receiver->GetBlockLen(0, 0);
+        const double length = 1000.0 * values / info->GetSamplerate();
         bytes += static_cast<double>(values) * line.elementSize;
         if (line.blocks == line.depth) node.firstTimestamp = info->GetTimestamp();
-        const double end =
-            info->GetTimestamp() - node.firstTimestamp + 1000.0 * values / info->GetSamplerate();
+        const double end = info->GetTimestamp() - node.firstTimestamp + length;
         signalSeconds = std::max(signalSeconds, end / 1000.0);
-        if (node.pace != nullptr) node.pace->HasMade(line.blocks, 1000.0 * values / info->GetSamplerate());
+        line.signal += static_cast<double>(line.blocks - line.measured) * length;
+        line.measured = line.blocks;
+        if (node.pace != nullptr) node.pace->HasMade(line.signal);
         return;
     }
 }

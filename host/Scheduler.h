@@ -68,6 +68,8 @@ class Scheduler {
         int deepest = 0;
         bool full = false;
         std::int64_t blocks = 0;
+        std::int64_t measured = 0;  // blocks whose signal is counted
+        double signal = 0.0;        // ms, behind a source
     };
 
     struct Node {

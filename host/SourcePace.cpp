@@ -12,24 +12,25 @@ constexpr double MOST_STEPS = 1e15;
 }  // namespace
 
 void SourcePace::Wait(const std::atomic<bool>* interrupt) {
-    for (std::int64_t step = 0; signal > 0.0 && step < steps; ++step) {
+    if (signal > 0.0 && steps == 0) return;
+    for (; steps > 0; --steps) {
         if (interrupt != nullptr && *interrupt) return;
         wait.Wait(TCWaitPeriodic::FIXED_GRID, false);
     }
-    intervals.Stop();
+    if (signal > 0.0) intervals.Stop();
     intervals.Start();
 }
 
-void SourcePace::HasMade(std::int64_t blocks, double blockMilliseconds) {
-    const double made = static_cast<double>(blocks - counted) * blockMilliseconds;
+void SourcePace::HasMade(double milliseconds) {
+    const double made = milliseconds - signal;
+    if (!(made > 0.0)) return;
     steps = static_cast<std::int64_t>(std::clamp(std::ceil(made / LONGEST_STEP), 1.0, MOST_STEPS));
     const double period = std::min(made / static_cast<double>(steps), LONGEST_STEP);
     if (signal == 0.0)
         wait.Start(period);
     else
         wait.SetWaitTime(period);
-    counted = blocks;
-    signal += made;
+    signal = milliseconds;
 }
 
 }  // namespace host

@@ -9,16 +9,17 @@
 namespace host {
 
 // Makes a source work as fast as its signal runs: a block that covers 10 ms is followed by the next 10 ms
-// later. Blocks are on a grid from the first one on, so that what was late does not add up.
+// later. Blocks are on a grid from the first one on, so that what was late does not add up. Where their
+// length changes, they may leave the grid by up to 100 ms, which does not add up either.
 class SourcePace {
  public:
-    // Before the source makes a block. Ends early, and counts no interval, when the interrupt (may be null)
-    // is set.
+    // Before the source makes a block; where it made none since the last wait, there is nothing to wait for.
+    // Ends early, and counts no interval, when the interrupt (may be null) is set.
     void Wait(const std::atomic<bool>* interrupt);
-    // After it: how many it has made in all, and how long the signal of the last one is.
-    void HasMade(std::int64_t blocks, double blockMilliseconds);
+    // After it: how much signal it has made in all. What is not more than before counts for nothing.
+    void HasMade(double milliseconds);
 
-    // How much signal there is, in milliseconds: of several sources the one with the least is due next.
+    // In milliseconds: of several sources the one with the least is due next.
     double SignalMade() const { return signal; }
     // From block to block.
     const TCExactTimeDiffPeriodic& Intervals() const { return intervals; }
@@ -26,8 +27,7 @@ class SourcePace {
  private:
     TCWaitPeriodic wait;
     TCExactTimeDiffPeriodic intervals;
-    std::int64_t counted = 0;
-    std::int64_t steps = 1;  // of the wait for a block
+    std::int64_t steps = 0;  // of the wait for the next block
     double signal = 0.0;
 };
 

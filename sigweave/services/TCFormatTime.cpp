@@ -326,7 +326,8 @@ int TCFormatTime::FormatTime(char* buffer, int size, const char* format, const d
     return 0;
 }
 
-// The room is doubled until something of it is left. The format may be the text of `out`.
+// The room is doubled until something of it is left, or until it is more than a string can have. The format
+// may be the text of `out`.
 TCString& TCFormatTime::FormatTime(TCString& out, const char* format, const double& time,
                                    const double& reference) {
     TCString text;
@@ -336,7 +337,7 @@ TCString& TCFormatTime::FormatTime(TCString& out, const char* format, const doub
         int room = FIRST_ROOM;
         int length = 0;
         do {
-            room *= 2;
+            room = static_cast<int>(std::min<std::int64_t>(std::int64_t{2} * room, INT32_MAX));
             length = Print(text.GetBuffer(room), room, View(format), moment);
         } while (length == room - 1);
         text.ReleaseBuffer(length);
