@@ -31,12 +31,13 @@ install(EXPORT sigweave-targets NAMESPACE sigweave:: DESTINATION ${SIGWEAVE_INST
 # -Dsigweave_DIR=<this build folder>.
 set(SIGWEAVE_PROGRAM_FOLDER bin)
 configure_file(cmake/sigweave-config.cmake.in ${CMAKE_BINARY_DIR}/sigweave-config.cmake @ONLY)
+configure_file(cmake/SigweaveGraphTest.cmake ${CMAKE_BINARY_DIR} COPYONLY)
 configure_file(cmake/SigweaveModule.cmake ${CMAKE_BINARY_DIR} COPYONLY)
 sigweave_relative(SIGWEAVE_PROGRAM_FOLDER ${SIGWEAVE_INSTALL_CMAKE} ${CMAKE_INSTALL_BINDIR})
 configure_file(cmake/sigweave-config.cmake.in ${CMAKE_BINARY_DIR}/install/sigweave-config.cmake @ONLY)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/sigweave-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/install/sigweave-config.cmake ${CMAKE_BINARY_DIR}/sigweave-config-version.cmake
-              cmake/SigweaveModule.cmake
+              cmake/SigweaveGraphTest.cmake cmake/SigweaveModule.cmake
         DESTINATION ${SIGWEAVE_INSTALL_CMAKE} COMPONENT development)
 
 sigweave_relative(SIGWEAVE_PREFIX ${SIGWEAVE_INSTALL_PKGCONFIG} "")
@@ -46,7 +47,7 @@ install(FILES ${CMAKE_BINARY_DIR}/install/sigweave.pc DESTINATION ${SIGWEAVE_INS
 install(TARGETS sigweave-host RUNTIME COMPONENT host)
 sigweave_find_library_from(${CMAKE_INSTALL_BINDIR} sigweave-host)
 install(DIRECTORY examples/ DESTINATION ${SIGWEAVE_INSTALL_SHARE}/examples COMPONENT host
-        PATTERN gain EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
+        PATTERN CMakeLists.txt EXCLUDE PATTERN gain EXCLUDE)
 install(DIRECTORY examples/gain DESTINATION ${SIGWEAVE_INSTALL_SHARE}/examples COMPONENT development)
 
 get_target_property(names modules MANUALLY_ADDED_DEPENDENCIES)

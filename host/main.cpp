@@ -6,6 +6,7 @@
 
 #include "host/Commands.h"
 #include "host/Language.h"
+#include "host/NewModule.h"
 #include "host/ProfileCommand.h"
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/services/Bilingual.h"
@@ -29,6 +30,7 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave run voice.graph --set voice.block=512 runs it and prints the results
   sigweave modules SoundFile                     shows a module's ports and parameters
   sigweave convert voice.graph voice.xml         writes it as an XML document, or such a one as text
+  sigweave new-module LowPass                    writes a project for a module of your own
   sigweave profile list                          shows the user's settings profile
   sigweave diff a.xml b.xml                      tells whether two recordings are equal
 
@@ -89,6 +91,15 @@ CLI::App* AddProfile(CLI::App& app, host::ProfileOptions& options) {
     AddProfileAction(*profile, options, "set", "Stores a value under an entry", Action::Set);
     AddProfileAction(*profile, options, "delete", "Takes an entry out", Action::Delete);
     return profile;
+}
+
+CLI::App* AddNewModule(CLI::App& app, host::NewModuleOptions& options) {
+    CLI::App* command =
+        app.add_subcommand("new-module", "Writes a project for a module of your own, ready to build and run");
+    command->add_option("NAME", options.name, "The module's name, as LowPass2")->required()->type_name("");
+    command->add_option("--folder", options.folder, "The folder to make; default: one with the module's name")
+        ->type_name("PATH");
+    return command;
 }
 
 // Tells what else may have been meant when it is none.
@@ -171,13 +182,15 @@ int main(int argc, char** argv) {
         app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
     modules->add_option("ID", options.moduleId, "The module to show")->type_name("");
     AddModulePath(*modules, options);
+    host::NewModuleOptions newModuleOptions;
+    const CLI::App* newModule = AddNewModule(app, newModuleOptions);
     host::ProfileOptions profileOptions;
     const CLI::App* profile = AddProfile(app, profileOptions);
     if (arguments.empty()) {
         std::cerr << app.help();
         return host::EXIT_WRONG_INPUT;
     }
-    const CStringArray commands = {"run", "check", "convert", "diff", "modules", "profile"};
+    const CStringArray commands = {"run", "check", "convert", "diff", "modules", "new-module", "profile"};
     const CStringArray actions = {"list", "get", "set", "delete"};
     const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
     if (!IsCommand(arguments[0], commands) || (isAction && !IsCommand(arguments[1], actions)))
@@ -190,6 +203,7 @@ int main(int argc, char** argv) {
     }
     options.json = format == "json";
     if (*run) return host::RunGraph(options);
+    if (*newModule) return host::WriteNewModule(newModuleOptions);
     if (*profile) return host::RunProfileCommand(profileOptions);
     if (*diff) return host::DiffRecords(options);
     if (*convert) return host::ConvertGraph(options);

@@ -1,4 +1,4 @@
-// The smallest useful module: it multiplies a signal. Copy it to begin your own.
+// The smallest useful module: one parameter, one input, one output.
 #include "sigweave/sigweave.h"
 
 namespace {

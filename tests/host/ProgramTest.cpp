@@ -514,6 +514,26 @@ TEST_F(ProfileProgram, TellsAnUnknownLanguage) {
     Expect("get Host Language", 0, "fr\n", "warning: the user's profile has the unknown language 'fr'");
 }
 
+TEST_F(Program, WritesAModuleOnceAndUnderAGoodName) {
+    const std::tuple<const char*, int, const char*> rows[] = {
+        {"LowPass --folder 'a b/c'", 0, ""},
+        {"LowPass --folder 'a b/c'", 2, "a b/c is there already; nothing was written"},
+        {"2nd", 2, "'2nd' cannot be a module's name"},
+        {"a-b --language de", 2, "'a-b' kann kein Modul heißen"},
+        {"while", 2, "'while' means something else"},
+        {"samples", 2, "'samples' means something else"},
+        {"Statistics", 2, "there is a module 'Statistics' already, in /"},
+        {"LowPass --folder /proc/x/y", 1, "the folder /proc/x/y cannot be made: "}};
+    for (const auto& [arguments, code, told] : rows) {
+        const Answer answer = Run(std::string("new-module ") + arguments);
+        EXPECT_EQ(answer.code, code) << arguments;
+        EXPECT_THAT(answer.err, HasSubstr(told));
+    }
+    EXPECT_THAT(ReadAll(folder / "a b/c/LowPass.cpp"), HasSubstr("\nTC_MODULE_LIBRARY(LowPass);\n"));
+    EXPECT_THAT(Run("new-module Gain").out,
+                HasSubstr("\n  cmake -S Gain -B Gain/build -DCMAKE_PREFIX_PATH="));
+}
+
 TEST_F(Program, WhatDoesNotFitTogetherIsToldWhereItWasSet) {
     Write("test.graph",
           "[a]\nmodule=TestSource\nblocks=3\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");

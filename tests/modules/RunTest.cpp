@@ -198,7 +198,7 @@ TEST(Run, SelectsChannels) {
 }
 
 TEST(Run, LoadsTheExampleModule) {
-    Outcome run = RunExample("gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
+    Outcome run = RunExample("gain/Gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
     ASSERT_EQ(run.exitCode, 0) << run.messages;
     EXPECT_DOUBLE_EQ(run.results["rms"], 5.0 / std::numbers::sqrt2);
 }

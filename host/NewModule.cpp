@@ -1,0 +1,261 @@
+#include "host/NewModule.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+
+#include "host/Commands.h"
+#include "host/Console.h"
+#include "host/ModuleCatalogue.h"
+#include "host/ModuleTemplate.h"
+#include "sigweave/platform/Process.h"
+#include "sigweave/services/Bilingual.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+using tc::Bilingual;
+
+constexpr std::size_t LONGEST_NAME = 64;
+
+// Words of C++ that the example does not use, and the target names that CMake keeps for itself.
+constexpr std::string_view RESERVED[] = {"alignas",
+                                         "alignof",
+                                         "all",
+                                         "and",
+                                         "and_eq",
+                                         "asm",
+                                         "auto",
+                                         "bitand",
+                                         "bitor",
+                                         "bool",
+                                         "break",
+                                         "case",
+                                         "catch",
+                                         "char",
+                                         "char16_t",
+                                         "char32_t",
+                                         "char8_t",
+                                         "clean",
+                                         "co_await",
+                                         "co_return",
+                                         "co_yield",
+                                         "compl",
+                                         "concept",
+                                         "consteval",
+                                         "constinit",
+                                         "const_cast",
+                                         "continue",
+                                         "decltype",
+                                         "default",
+                                         "delete",
+                                         "do",
+                                         "dynamic_cast",
+                                         "else",
+                                         "enum",
+                                         "export",
+                                         "extern",
+                                         "false",
+                                         "float",
+                                         "friend",
+                                         "goto",
+                                         "help",
+                                         "inline",
+                                         "install",
+                                         "long",
+                                         "mutable",
+                                         "new",
+                                         "noexcept",
+                                         "not",
+                                         "not_eq",
+                                         "nullptr",
+                                         "operator",
+                                         "or",
+                                         "or_eq",
+                                         "package",
+                                         "protected",
+                                         "register",
+                                         "requires",
+                                         "short",
+                                         "signed",
+                                         "sizeof",
+                                         "static_assert",
+                                         "static_cast",
+                                         "std",
+                                         "struct",
+                                         "switch",
+                                         "tc",
+                                         "template",
+                                         "test",
+                                         "this",
+                                         "thread_local",
+                                         "throw",
+                                         "try",
+                                         "typedef",
+                                         "typeid",
+                                         "typename",
+                                         "union",
+                                         "unsigned",
+                                         "using",
+                                         "virtual",
+                                         "void",
+                                         "volatile",
+                                         "wchar_t",
+                                         "while",
+                                         "xor",
+                                         "xor_eq",
+                                         "reinterpret_cast"};
+
+bool IsLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool IsWordCharacter(char c) {
+    return IsLetter(c) || (c >= '0' && c <= '9') || c == '_';
+}
+
+bool IsIdentifier(const std::string& name) {
+    return !name.empty() && name.size() <= LONGEST_NAME && IsLetter(name[0]) &&
+           std::ranges::all_of(name, IsWordCharacter);
+}
+
+// The text with each word replaced by what `replace` answers for it.
+template <class Replace>
+std::string ReplaceWords(std::string_view text, const Replace& replace) {
+    std::string result;
+    while (!text.empty()) {
+        const auto word = std::ranges::find_if_not(text, IsWordCharacter);
+        result += replace(text.substr(0, static_cast<std::size_t>(word - text.begin())));
+        const auto next = std::find_if(word, text.end(), IsWordCharacter);
+        result.append(word, next);
+        text.remove_prefix(static_cast<std::size_t>(next - text.begin()));
+    }
+    return result;
+}
+
+std::string Rename(std::string_view text, const std::string& name) {
+    return ReplaceWords(
+        text, [&](std::string_view word) { return word == TEMPLATE_NAME ? std::string_view(name) : word; });
+}
+
+// Words that mean something else in the module's source.
+bool IsTaken(const std::string& name) {
+    if (name.starts_with("TC") || std::ranges::find(RESERVED, name) != std::end(RESERVED)) return true;
+    bool found = false;
+    for (const TemplateFile& file : ModuleTemplate())
+        ReplaceWords(std::string_view(file.name).ends_with(".cpp") ? file.text : "",
+                     [&](std::string_view word) {
+                         found = found || (word == name && word != TEMPLATE_NAME);
+                         return word;
+                     });
+    return found;
+}
+
+// Why a module cannot be called so; empty when it can.
+std::string WhyNot(const std::string& name) {
+    if (!IsIdentifier(name))
+        return Bilingual(
+                   "'%1' cannot be a module's name; it takes a letter, then letters, digits and '_', at "
+                   "most %2 in all, as LowPass2",
+                   "'%1' kann kein Modul heißen; der Name besteht aus einem Buchstaben, dann Buchstaben, "
+                   "Ziffern und '_', höchstens %2 zusammen, wie LowPass2")
+            .With({name, std::to_string(LONGEST_NAME)});
+    if (IsTaken(name))
+        return Bilingual(
+                   "'%1' means something else in a module's source or build file; choose another name",
+                   "'%1' bedeutet im Quelltext oder der Baudatei eines Moduls etwas anderes; wählen Sie "
+                   "einen anderen Namen")
+            .With({name});
+    const ModuleCatalogue catalogue(ModuleCatalogue::SplitPath(""));
+    const CatalogueEntry* known = catalogue.Find(name);
+    if (known == nullptr) return "";
+    return Bilingual("there is a module '%1' already, in %2; choose another name",
+                     "ein Modul '%1' gibt es schon, in %2; wählen Sie einen anderen Namen")
+        .With({name, ModuleCatalogue::FileOf(*known)});
+}
+
+std::string WriteFile(const fs::path& path, const std::string& text) {
+    errno = 0;
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (file) return "";
+    return Bilingual("%1 cannot be written: %2", "%1 ist nicht beschreibbar: %2")
+        .With({path.string(), std::generic_category().message(errno)});
+}
+
+std::string WriteFiles(const fs::path& folder, const std::string& name) {
+    for (const TemplateFile& file : ModuleTemplate()) {
+        std::string error = WriteFile(folder / Rename(file.name, name), Rename(file.text, name));
+        if (!error.empty()) return error;
+    }
+    return "";
+}
+
+// As a shell reads it back.
+std::string Quote(const std::string& word) {
+    const auto isPlain = [](char c) {
+        return IsWordCharacter(c) || std::string_view("./-+:").find(c) != std::string_view::npos;
+    };
+    if (std::ranges::all_of(word, isPlain)) return word;
+    std::string quoted = "'";
+    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+// How CMake finds the installation of this program, where it does not look by itself.
+std::string PrefixOption() {
+    const std::string prefix = fs::path(TCGetProgramFolder()).parent_path().string();
+    if (prefix.empty() || prefix == "/" || prefix == "/usr" || prefix == "/usr/local") return "";
+    return " -DCMAKE_PREFIX_PATH=" + Quote(prefix);
+}
+
+int TellNext(const fs::path& folder, const std::string& name) {
+    const std::string source = Quote(folder.string());
+    const std::string build = Quote((folder / "build").string());
+    const std::string commands = "  cmake -S " + source + " -B " + build + PrefixOption() +
+                                 "\n  cmake --build " + build + "\n  ctest --test-dir " + build +
+                                 "\n  sigweave run " + Quote((folder / (name + ".graph")).string()) +
+                                 " --module-path " + Quote((folder / "build:").string()) + "\n";
+    const std::string told = Bilingual("The module %1 is in %2. It is built, tested and run by\n",
+                                       "Das Modul %1 liegt in %2. Bauen, prüfen und ausführen:\n")
+                                 .With({name, folder.string()});
+    return console::Print(told + commands) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+}
+
+int Refuse(const std::string& why, ExitCode code) {
+    console::Error(why);
+    return code;
+}
+
+}  // namespace
+
+int WriteNewModule(const NewModuleOptions& options) {
+    const std::string why = WhyNot(options.name);
+    if (!why.empty()) return Refuse(why, EXIT_WRONG_INPUT);
+    const fs::path folder = options.folder.empty() ? options.name : options.folder;
+    std::error_code failed;
+    if (fs::exists(fs::symlink_status(folder, failed)))
+        return Refuse(
+            Bilingual("%1 is there already; nothing was written; choose another place with --folder",
+                      "%1 gibt es schon; nichts wurde geschrieben; wählen Sie mit --folder einen "
+                      "anderen Ort")
+                .With({folder.string()}),
+            EXIT_WRONG_INPUT);
+    fs::create_directories(folder, failed);
+    if (failed)
+        return Refuse(
+            Bilingual("the folder %1 cannot be made: %2", "der Ordner %1 lässt sich nicht anlegen: %2")
+                .With({folder.string(), failed.message()}),
+            EXIT_INCOMPLETE);
+    const std::string error = WriteFiles(folder, options.name);
+    if (error.empty()) return TellNext(folder, options.name);
+    fs::remove_all(folder, failed);
+    return Refuse(error, EXIT_INCOMPLETE);
+}
+
+}  // namespace host
