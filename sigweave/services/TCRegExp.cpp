@@ -28,11 +28,11 @@ constexpr std::size_t STACK_RESERVE = std::size_t{64} << 20;
 // caches.
 constexpr std::size_t STACK_KEPT = std::size_t{1} << 20;
 
-constexpr std::int64_t STEPS = 40'000'000;
-constexpr std::int64_t STEPS_PER_BYTE = 200;
-constexpr std::int64_t STEPS_OF_ROUND = 2;
-constexpr std::int64_t STEPS_OF_DEEP_ROUND = 20;
-constexpr std::int64_t STEPS_OF_RETREAT = 40'000'000;
+constexpr std::int64_t STEPS = 120'000'000;
+constexpr std::int64_t STEPS_PER_BYTE = 600;
+constexpr std::int64_t STEPS_OF_ROUND = 6;
+constexpr std::int64_t STEPS_OF_DEEP_ROUND = 60;
+constexpr std::int64_t STEPS_OF_RETREAT = 120'000'000;
 
 // What the operation under way on this thread may still use, and why it was stopped.
 struct Allowance {
@@ -43,9 +43,11 @@ struct Allowance {
     bool wasDeep = false;
 
     bool IsUsedUp() const { return steps < 0; }
+    // Counts a look at a character; whether the operation is stopped.
+    bool IsUsedUpByLook() { return --steps < 0; }
     // Counts a start of a search, or a round of a repeat; whether the operation is stopped.
     bool IsUsedUpByRound() {
-        const auto* here = static_cast<const char*>(__builtin_frame_address(0));
+        const char* here = tc::OwnStack::Here();
         steps -= STEPS_OF_ROUND;
         if (steps >= 0 && here >= deep) [[likely]]
             return false;
@@ -71,9 +73,9 @@ struct Allowance {
 namespace tc {
 
 // A place in the text. The engine asks whether two places differ once for each start of a search and once for
-// each round of a repeat, and steps back from each character that has matched: there is seen whether it goes
-// too deep or takes too long. All places are the end of the text then, so that it runs out of ways and comes
-// back, far faster than by an exception through a million calls.
+// each round of a repeat, and whether they are the same before it looks at a character: there is seen whether
+// it goes too deep or takes too long. All places are the end of the text then, so that it runs out of ways
+// and comes back, far faster than by an exception through a million calls.
 //
 // Has a name outside of this file, for otherwise the compiler makes one function with three times the stack
 // of all that the engine calls for a character.
@@ -93,7 +95,6 @@ struct Place {
     }
     Place& operator--() {
         --at;
-        --allowance.steps;
         return *this;
     }
     Place& operator+=(difference_type count) {
@@ -102,7 +103,7 @@ struct Place {
     }
     friend Place operator+(Place place, difference_type count) { return {place.at + count}; }
     friend difference_type operator-(Place a, Place b) { return a.at - b.at; }
-    friend bool operator==(Place a, Place b) { return a.at == b.at || allowance.IsUsedUp(); }
+    friend bool operator==(Place a, Place b) { return allowance.IsUsedUpByLook() || a.at == b.at; }
     friend bool operator!=(Place a, Place b) { return !allowance.IsUsedUpByRound() && a.at != b.at; }
 };
 

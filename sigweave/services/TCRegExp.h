@@ -22,11 +22,11 @@
 //   time    Nested repeats ("(a+)+$", "(a|aa)*b") and repeated alternatives ("(a|a){40}b") can take
 //           exponential time to fail, several open repeats in a row (".*.*.*x") a power of the text's length,
 //           and a search without a match ("[a-z]*x") its square, for it starts anew at each character. After
-//           40 million steps, and 200 more for each byte of the text, an operation gives up with
-//           ERROR_COMPLEXITY: a second or a few for a text of up to a megabyte. A step is one character that
-//           matches; a start of a search or a round of a repeat counts as 2, and as 20 when it is far down
-//           the stack. What matches no character is not counted: repeated empty alternatives ("(|){40}b")
-//           can take for ever, thousands of alternatives or groups a millisecond at each byte of the text.
+//           120 million steps, and 600 more for each byte of the text, an operation gives up with
+//           ERROR_COMPLEXITY: a second or a few for a text of up to a megabyte. A step is one look at a
+//           character, whether it matches or not; a start of a search or a round of a repeat counts as 6, and
+//           as 60 when it is far down the stack. So at each byte there may be hundreds of alternatives. What
+//           looks at no character is not counted: repeated empty alternatives ("(|){40}b") can take for ever.
 //   size    A pattern of more than 65,536 bytes or 100 look-aheads is refused with ERROR_COMPLEXITY, one of
 //           more than 100,000 states (as "a{100001}") with ERROR_SPACE. Stored results repeat the rest of
 //           the text for each match; beyond 256 MB the search ends with ERROR_SPACE, and so does a
