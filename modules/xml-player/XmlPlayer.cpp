@@ -7,6 +7,7 @@
 #include "modules/common/RecordFiles.h"
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/module/TCValidateActualPortType.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -47,6 +48,18 @@ void EndSignal(TCIOStream::Block& block) {
         if (segment.GetBlocks() != nullptr && segment.GetElementCount() > 0)
             EndSignal(*segment.GetBlocks()[segment.GetElementCount() - 1]);
     }
+}
+
+// Whether more of its signal, or of one that is nested in it, was to follow.
+bool BreaksOff(const TCIOStream::Block& block) {
+    if (block.GetTI() != nullptr && !tc::EndsSignal(block.GetTI()->GetState())) return true;
+    for (int i = 0; i < block.SegmentCnt(); ++i) {
+        const TCIOStream::DataSegment& segment = *block.Segment(i);
+        if (segment.GetBlocks() != nullptr && segment.GetElementCount() > 0 &&
+            BreaksOff(*segment.GetBlocks()[segment.GetElementCount() - 1]))
+            return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -160,15 +173,26 @@ int XmlPlayer::Play(unsigned output, Track& track) {
     const int read = track.reader->Next();
     if (read <= 0) {
         if (read < 0) failure = track.reader->GetError();
+        if (read == 0) WarnOfBreak(track);
         track.reader = nullptr;
         return 0;
     }
     if (IsInterrupted()) EndSignal(track.reader->GetBlock());
+    track.breaksOff = BreaksOff(track.reader->GetBlock());
     if (portHelper->WriteCopy(output, &track.reader->GetBlock()) >= 0) return 1;
     return Fail(tc::MODULE_FAILED, Bilingual("%1: block %2 does not fit: %3", "%1: Block %2 passt nicht: %3")
                                        .With({track.file, std::to_string(track.reader->GetBlockNumber()),
                                               std::string(portHelper->GetErrorText())})
                                        .c_str());
+}
+
+void XmlPlayer::WarnOfBreak(const Track& track) {
+    if (!track.breaksOff) return;
+    TCModuleMessage::Warning(GetModuleName(),
+                             Bilingual("%s breaks off behind block %lld: its signal does not end",
+                                       "%s bricht hinter Block %lld ab: das Signal endet nicht")
+                                 .Text(),
+                             track.file.c_str(), static_cast<long long>(track.reader->GetBlockNumber()));
 }
 
 int XmlPlayer::Done() {

@@ -12,7 +12,8 @@
 // blocks, metadata and states are those of the document. Each step sends one block of every document that has
 // any left. Documents of other origin can be played too; the type then follows from their first block.
 //
-// A document that is damaged is played as far as it goes, and then the run fails.
+// Where a signal does not end, as when the host that recorded it was killed, a warning says so. A document
+// that is damaged is played as far as it goes, and then the run fails.
 class XmlPlayer final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "XmlPlayer";
@@ -36,11 +37,14 @@ class XmlPlayer final : public TCBaseModuleEx {
         std::string type;
         int items = 0;
         std::unique_ptr<tc::StreamRecordReader> reader;  // in a run, until the end of the document
+        bool breaksOff = false;                          // at the block played last
     };
+
     std::vector<std::string> Files() const;
     static bool Open(Track& track, std::string& error);
     void DeclareOutput(unsigned output, const TCString& name, const Track& track);
     int Play(unsigned output, Track& track);
+    void WarnOfBreak(const Track& track);
 
     std::vector<Track> tracks;
     std::string failure;  // of the documents, to be told when what they sent has arrived
