@@ -59,18 +59,26 @@ bool Find(HINSTANCE handle, const char* name, Function& function, std::string& m
 
 }  // namespace
 
-std::unique_ptr<ModuleLibrary> ModuleLibrary::Open(const std::string& file, std::string& error) {
-    HINSTANCE handle = TCLoadModuleLibrary(file, error);
-    if (handle == nullptr) {
+std::unique_ptr<ModuleLibrary> ModuleLibrary::Open(const std::string& file, std::string& error,
+                                                   Step* failed) {
+    Step step = Step::Load;
+    std::unique_ptr<ModuleLibrary> library;
+    if (HINSTANCE handle = TCLoadModuleLibrary(file, error); handle == nullptr) {
         if (error.starts_with(file + ": ")) error.erase(0, file.size() + 2);
         error = Bilingual("cannot be loaded (%1); %2", "lässt sich nicht laden (%1); %2")
                     .With({error, FindRemedy(error)});
-        return nullptr;
+    } else {
+        library.reset(new ModuleLibrary(file, handle));
+        step = library->FindMistake(error);
     }
-    std::unique_ptr<ModuleLibrary> library(new ModuleLibrary(file, handle));
-    const bool fits =
-        library->FindEntryPoints(error) && library->CheckVersions(error) && library->ReadIds(error);
-    return fits ? std::move(library) : nullptr;
+    if (failed != nullptr) *failed = step;
+    return step == Step::Done ? std::move(library) : nullptr;
+}
+
+ModuleLibrary::Step ModuleLibrary::FindMistake(std::string& error) {
+    if (!FindEntryPoints(error)) return Step::EntryPoints;
+    if (!CheckVersions(error)) return Step::Versions;
+    return ReadIds(error) ? Step::Done : Step::Ids;
 }
 
 ModuleLibrary::~ModuleLibrary() {

@@ -11,8 +11,13 @@ namespace host {
 // One opened module library whose entry points are there and whose versions fit.
 class ModuleLibrary {
  public:
-    // Null when the file cannot be used; `error` then tells the reason and the remedy. No module is created.
-    static std::unique_ptr<ModuleLibrary> Open(const std::string& file, std::string& error);
+    // What is looked at, in this order.
+    enum class Step { Load, EntryPoints, Versions, Ids, Done };
+
+    // Null when the file cannot be used; `error` then tells the reason and the remedy, and `failed` (may be
+    // null) the step. No module is created.
+    static std::unique_ptr<ModuleLibrary> Open(const std::string& file, std::string& error,
+                                               Step* failed = nullptr);
     ~ModuleLibrary();
     ModuleLibrary(const ModuleLibrary&) = delete;
     ModuleLibrary& operator=(const ModuleLibrary&) = delete;
@@ -30,6 +35,7 @@ class ModuleLibrary {
  private:
     ModuleLibrary(const std::string& libraryFile, HINSTANCE library) : file(libraryFile), handle(library) {}
 
+    Step FindMistake(std::string& error);
     bool FindEntryPoints(std::string& error);
     bool CheckVersions(std::string& error) const;
     bool ReadIds(std::string& error);

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <iostream>
 
+#include "host/CheckModuleCommand.h"
 #include "host/Commands.h"
 #include "host/Language.h"
 #include "host/NewModule.h"
@@ -33,9 +34,10 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave new-module LowPass                    writes a project for a module of your own
   sigweave profile list                          shows the user's settings profile
   sigweave diff a.xml b.xml                      tells whether two recordings are equal
+  sigweave check-module Gain.so                  puts an own module library through all checks
 
 Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 130 interrupted; of diff
-0 equal, 1 different, 2 unreadable.)";
+0 equal, 1 different, 2 unreadable; of check-module 0 nothing failed, 1 a check failed, 2 unreadable.)";
 
 void AddModulePath(CLI::App& command, host::CommandOptions& options) {
     command
@@ -102,6 +104,37 @@ CLI::App* AddNewModule(CLI::App& app, host::NewModuleOptions& options) {
     return command;
 }
 
+CLI::App* AddCheckModule(CLI::App& app, host::check::CheckOptions& options) {
+    CLI::App* command = app.add_subcommand(
+        "check-module", "Puts a module library through checks, each in a process of its own");
+    command->add_option("LIBRARY", options.library, "The library's file")->required()->type_name("");
+    command->add_option("--module", options.module, "Checks this module alone; default: all of the library")
+        ->type_name("ID");
+    command
+        ->add_option("--set", options.settings,
+                     "Sets a parameter, as the file that a source reads; may be repeated")
+        ->type_name("PARAMETER=VALUE")
+        ->allow_extra_args(false);
+    CLI::Option* seed =
+        command->add_option("--seed", options.seed, "Begins the random calls with another seed; default: 1");
+    seed->type_name("N");
+    command
+        ->add_option_function<std::uint64_t>(
+            "--reproduce",
+            [&options](std::uint64_t value) {
+                options.seed = value;
+                options.reproduce = true;
+            },
+            "Does only the random calls of this seed again, and lists them")
+        ->type_name("SEED")
+        ->excludes(seed);
+    constexpr double LONGEST = 86400.0;
+    command->add_option("--time-limit", options.timeLimit, "For each check; default: 20")
+        ->check(CLI::Validator(CLI::Range(0.1, LONGEST)).description(""))
+        ->type_name("SECONDS");
+    return command;
+}
+
 // Tells what else may have been meant when it is none.
 bool IsCommand(const std::string& word, const CStringArray& commands) {
     if (word.starts_with('-') || std::find(commands.begin(), commands.end(), word) != commands.end())
@@ -110,6 +143,13 @@ bool IsCommand(const std::string& word, const CStringArray& commands) {
                      .With({word, tc::SuggestNames(word, commands)})
               << "\n";
     return false;
+}
+
+void AddReportFormat(CLI::App& command, std::string& format) {
+    command
+        .add_option("--report", format, "text: a table of the results; json: one document with all figures")
+        ->check(CLI::Validator(CLI::IsMember({"text", "json"})).description(""))
+        ->type_name("text|json");
 }
 
 void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
@@ -162,9 +202,7 @@ int main(int argc, char** argv) {
     std::string format = "text";
     CLI::App* run = app.add_subcommand("run", "Checks a graph and runs it");
     AddGraph(*run, options);
-    run->add_option("--report", format, "text: a table of the results; json: one document with all figures")
-        ->check(CLI::Validator(CLI::IsMember({"text", "json"})).description(""))
-        ->type_name("text|json");
+    AddReportFormat(*run, format);
     AddRunOptions(*run, options);
     CLI::App* check = app.add_subcommand("check", "Tells every mistake of a graph; runs nothing");
     AddGraph(*check, options);
@@ -184,13 +222,17 @@ int main(int argc, char** argv) {
     AddModulePath(*modules, options);
     host::NewModuleOptions newModuleOptions;
     const CLI::App* newModule = AddNewModule(app, newModuleOptions);
+    host::check::CheckOptions checkOptions;
+    CLI::App* checkModule = AddCheckModule(app, checkOptions);
+    AddReportFormat(*checkModule, format);
     host::ProfileOptions profileOptions;
     const CLI::App* profile = AddProfile(app, profileOptions);
     if (arguments.empty()) {
         std::cerr << app.help();
         return host::EXIT_WRONG_INPUT;
     }
-    const CStringArray commands = {"run", "check", "convert", "diff", "modules", "new-module", "profile"};
+    const CStringArray commands = {"run",  "check",   "check-module", "convert",
+                                   "diff", "modules", "new-module",   "profile"};
     const CStringArray actions = {"list", "get", "set", "delete"};
     const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
     if (!IsCommand(arguments[0], commands) || (isAction && !IsCommand(arguments[1], actions)))
@@ -202,8 +244,10 @@ int main(int argc, char** argv) {
         return app.exit(error) == 0 ? host::EXIT_COMPLETE : host::EXIT_WRONG_INPUT;
     }
     options.json = format == "json";
+    checkOptions.json = options.json;
     if (*run) return host::RunGraph(options);
     if (*newModule) return host::WriteNewModule(newModuleOptions);
+    if (*checkModule) return host::CheckModuleLibrary(checkOptions);
     if (*profile) return host::RunProfileCommand(profileOptions);
     if (*diff) return host::DiffRecords(options);
     if (*convert) return host::ConvertGraph(options);

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+namespace host::check {
+
+// What one check found.
+struct Finding {
+    enum Status { PASSED, FAILED, NOT_APPLICABLE };
+
+    Status status = PASSED;
+    std::string reason;     // of PASSED: what was looked at
+    std::string remedy;     // of the others
+    std::string step{};     // what the module was doing; empty when it does not matter
+    std::string seed{};     // of the random calls that failed
+    bool neverRan = false;  // NOT_APPLICABLE because the module cannot begin a run with the settings it has
+};
+
+// "passed", "failed" or "not applicable", in every language: for the JSON report.
+const char* ToText(Finding::Status status);
+
+// Checks end by throwing what they found, or by returning.
+Finding Passed(const std::string& what);
+[[noreturn]] void Fail(const std::string& reason, const std::string& remedy);
+[[noreturn]] void DoesNotApply(const std::string& reason, const std::string& remedy = {});
+
+}  // namespace host::check

@@ -1,0 +1,287 @@
+#include "host/check/ModuleChecker.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/Console.h"
+#include "host/Guard.h"
+#include "host/HostWindow.h"
+#include "sigweave/foundation/NearNames.h"
+#include "sigweave/services/Bilingual.h"
+
+namespace host::check {
+namespace {
+
+using tc::Bilingual;
+using tc::ChildEnd;
+
+constexpr const char* STANDARD_OUTPUT = "standard-output";
+constexpr const char* RANDOM_CALLS = "random-calls";
+constexpr std::size_t MOST_QUOTED = 200;
+
+// What the child tells beside scenes and calls.
+enum Tale : char {
+    STATUS = 's',
+    REASON = 'w',
+    REMEDY = 'y',
+    NEVER_RAN = 'n',
+    MODULE_ID = 'i',
+    PARAMETER = 'v',
+    UNREADABLE = 'u'
+};
+
+std::string LastLine(const std::string& text) {
+    const std::size_t end = text.find_last_not_of(" \n\r");
+    if (end == std::string::npos) return {};
+    const std::size_t begin = text.rfind('\n', end);
+    return text.substr(begin == std::string::npos ? 0 : begin + 1, end - begin).substr(0, MOST_QUOTED);
+}
+
+tc::ChildPlan Plan(const CheckOptions& options) {
+    tc::ChildPlan plan;
+    plan.time = std::chrono::milliseconds(static_cast<std::int64_t>(options.timeLimit * 1000.0));
+    plan.fileVariables = {"SIGWEAVE_USER_HIVE", "SIGWEAVE_MACHINE_HIVE"};
+    return plan;
+}
+
+void Tell(const tc::ChildReport& report, const Finding& finding) {
+    report.Tell(STATUS, std::to_string(finding.status));
+    report.Tell(REASON, finding.reason);
+    report.Tell(REMEDY, finding.remedy);
+    if (finding.neverRan) report.Tell(NEVER_RAN, {});
+}
+
+Finding ThrownBy(const std::string& thrown) {
+    return {Finding::FAILED, thrown,
+            Bilingual("catch it in the module; nothing may throw out of an entry point",
+                      "fangen Sie sie im Modul; aus einem Einsprung darf nichts geworfen werden")
+                .Text()};
+}
+
+Finding WhatItFinds(const NamedCheck& check, CheckSubject& subject) {
+    Finding finding;
+    const std::string thrown = WhatItThrows([&] {
+        try {
+            finding = check.run(subject);
+        } catch (const Finding& thrownFinding) {
+            finding = thrownFinding;
+        }
+    });
+    return thrown.empty() ? finding : ThrownBy(thrown);
+}
+
+// How a child ended that did not finish.
+Finding EndedBy(const ChildEnd& end, double timeLimit) {
+    Finding finding{Finding::FAILED, {}, {}};
+    const std::string number = std::to_string(end.number);
+    switch (end.kind) {
+        case ChildEnd::Kind::Killed:
+            finding.reason = end.signal;
+            finding.remedy =
+                Bilingual("build the library with -g -fsanitize=address,undefined and check it again",
+                          "bauen Sie die Bibliothek mit -g -fsanitize=address,undefined und prüfen Sie "
+                          "sie noch einmal")
+                    .Text();
+            break;
+        case ChildEnd::Kind::Exited:
+            finding.reason = Bilingual("it ended the program with exit code %1",
+                                       "es beendete das Programm mit dem Exitcode %1")
+                                 .With({number});
+            finding.remedy = Bilingual("answer a negative code in place of exit()",
+                                       "antworten Sie einen negativen Code statt exit()")
+                                 .Text();
+            break;
+        case ChildEnd::Kind::TimedOut:
+            finding.reason = Bilingual("no end within %1 s", "kein Ende binnen %1 s")
+                                 .With({std::to_string(static_cast<int>(timeLimit + 0.5))});
+            finding.remedy =
+                Bilingual("a call must return; when the work is only long, --time-limit SECONDS",
+                          "ein Aufruf muss zurückkehren; dauert die Arbeit nur lange: --time-limit "
+                          "SEKUNDEN")
+                    .Text();
+            break;
+        case ChildEnd::Kind::Silenced:
+            finding.reason = Bilingual("it closed file descriptors that it had not opened",
+                                       "es schloss Dateideskriptoren, die es nicht geöffnet hatte")
+                                 .Text();
+            finding.remedy = Bilingual("close only what the module opened, and once",
+                                       "schließen Sie nur, was das Modul geöffnet hat, und nur einmal")
+                                 .Text();
+            break;
+        default:
+            finding.reason =
+                Bilingual("the check could not be started (%1)", "die Prüfung ließ sich nicht starten (%1)")
+                    .With({std::error_code(end.number, std::system_category()).message()});
+            finding.remedy = Bilingual("look for room in the folder for temporary files",
+                                       "prüfen Sie den Platz im Ordner für temporäre Dateien")
+                                 .Text();
+    }
+    const std::string said = LastLine(end.errors);
+    if (!said.empty()) finding.reason += Bilingual("; it said: %1", "; es sagte: %1").With({said});
+    return finding;
+}
+
+}  // namespace
+
+int CheckReport::Count(Finding::Status status) const {
+    return static_cast<int>(std::ranges::count_if(
+        results, [&](const CheckResult& result) { return result.finding.status == status; }));
+}
+
+ModuleChecker::ModuleChecker(const CheckOptions& checkOptions) : options(checkOptions) {
+    std::error_code failed;
+    options.folder = std::filesystem::current_path(failed).string();
+    options.library = std::filesystem::absolute(options.library, failed).lexically_normal().string();
+    report.library = options.library;
+    report.seed = options.seed;
+}
+
+bool ModuleChecker::Prepare(std::string& error) {
+    return Look(error) && ChooseModule(error) && ReadSettings(error);
+}
+
+// In a child too: opening the library runs code of it. When that dies, the checks tell how.
+bool ModuleChecker::Look(std::string& error) {
+    const auto look = [&](const tc::ChildReport& child) {
+        ModuleLibrary::Step step{};
+        std::string reason;
+        const auto library = ModuleLibrary::Open(options.library, reason, &step);
+        if (step == ModuleLibrary::Step::Load) child.Tell(UNREADABLE, reason);
+        if (library == nullptr) return;
+        for (std::size_t kind = 0; kind < library->GetIds().size(); ++kind) {
+            child.Tell(MODULE_ID, library->GetIds()[kind]);
+            TCBaseModule* const module = library->create(static_cast<int>(kind), 0);
+            if (const auto* extended = dynamic_cast<TCBaseModuleEx*>(module))
+                for (const TCModuleParameter& parameter : extended->GetParameters())
+                    child.Tell(PARAMETER, Text(parameter.name));
+            if (module != nullptr) library->destroy(static_cast<int>(kind), module);
+        }
+    };
+    RunInChild(Plan(options), look, [&](char tale, std::string_view text) {
+        if (tale == UNREADABLE) error = text;
+        if (tale == MODULE_ID) kinds.push_back({std::string(text), {}});
+        if (tale == PARAMETER) kinds.back().parameters.emplace_back(text);
+    });
+    if (!error.empty()) error = options.library + ": " + error;
+    return error.empty();
+}
+
+bool ModuleChecker::ChooseModule(std::string& error) {
+    if (options.module.empty()) return true;
+    CStringArray ids;
+    for (const Kind& kind : kinds) ids.push_back(kind.id);
+    if (std::ranges::find(ids, options.module) != ids.end()) {
+        std::erase_if(kinds, [&](const Kind& kind) { return kind.id != options.module; });
+        return true;
+    }
+    error = Bilingual("%1 has no module '%2'; %3", "%1 hat kein Modul '%2'; %3")
+                .With({options.library, options.module, tc::SuggestNames(options.module, ids)});
+    return false;
+}
+
+bool ModuleChecker::ReadSettings(std::string& error) {
+    CStringArray names;
+    for (const Kind& kind : kinds) names.insert(names.end(), kind.parameters.begin(), kind.parameters.end());
+    for (const std::string& setting : options.settings) {
+        const std::size_t split = setting.find('=');
+        const std::string name = setting.substr(0, split);
+        if (split == std::string::npos || split == 0)
+            error = Bilingual("--set %1: write PARAMETER=VALUE", "--set %1: schreiben Sie PARAMETER=WERT")
+                        .With({setting});
+        else if (std::ranges::find(names, name) == names.end())
+            error = Bilingual("--set %1: no module has a parameter '%2'; %3",
+                              "--set %1: kein Modul hat einen Parameter '%2'; %3")
+                        .With({setting, name, tc::SuggestNames(name, names)});
+        if (!error.empty()) return false;
+        settings.emplace_back(name, setting.substr(split + 1));
+    }
+    return true;
+}
+
+CheckReport ModuleChecker::Run() {
+    const auto begin = std::chrono::steady_clock::now();
+    for (const NamedCheck& check : AllChecks())
+        if (check.ofLibrary && !options.reproduce) Add({}, check);
+    for (const Kind& kind : kinds) CheckModule(kind.id);
+    console::ShowProgress("");
+    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return std::move(report);
+}
+
+void ModuleChecker::CheckModule(const std::string& id) {
+    printed.clear();
+    for (const NamedCheck& check : AllChecks())
+        if (!check.ofLibrary && (!options.reproduce || Text(check.name) == RANDOM_CALLS)) Add(id, check);
+    JudgeStandardOutput(id);
+}
+
+const Finding* ModuleChecker::FindFinding(const std::string& module, const char* check) const {
+    const auto found = std::ranges::find_if(report.results, [&](const CheckResult& result) {
+        return (result.module == module || result.module.empty()) && check != nullptr &&
+               result.check == check;
+    });
+    return found != report.results.end() ? &found->finding : nullptr;
+}
+
+void ModuleChecker::Add(const std::string& module, const NamedCheck& check) {
+    console::ShowProgress(module + " " + check.name);
+    const Finding* needed = FindFinding(module, check.needs);
+    const bool isPointless = needed != nullptr && needed->status != Finding::PASSED;
+    Finding finding{Finding::NOT_APPLICABLE, {}, {}};
+    if (isPointless)
+        finding.reason = Bilingual("because of '%1'", "wegen '%1'").With({check.needs});
+    else
+        finding = Do(module, check);
+    report.results.push_back({module, check.name, std::move(finding)});
+}
+
+Finding ModuleChecker::Do(const std::string& module, const NamedCheck& check) {
+    Finding finding;
+    std::string scene;
+    std::string call;
+    bool told = false;
+    const auto listen = [&](char tale, std::string_view text) {
+        if (tale == CheckSubject::TELLS_SCENE) scene = text;
+        if (tale == CheckSubject::TELLS_CALL) call = text;
+        if (tale == CheckSubject::TELLS_SEED) finding.seed = text;
+        if (tale == STATUS) finding.status = static_cast<Finding::Status>(text.front() - '0');
+        if (tale == REASON) finding.reason = text;
+        if (tale == REMEDY) finding.remedy = text;
+        finding.neverRan = finding.neverRan || tale == NEVER_RAN;
+        told = told || tale == STATUS;
+        const bool isStep = tale == CheckSubject::TELLS_SCENE || tale == CheckSubject::TELLS_CALL;
+        if (options.reproduce && isStep) report.calls.emplace_back(text);
+    };
+    const auto work = [&](const tc::ChildReport& child) {
+        HostWindow window;
+        CheckSubject subject(options, settings, module, child);
+        Tell(child, WhatItFinds(check, subject));
+    };
+    const ChildEnd end = RunInChild(Plan(options), work, listen);
+    if (end.kind != ChildEnd::Kind::Finished || !told) {
+        const std::string seed = finding.seed;
+        finding = EndedBy(end, options.timeLimit);
+        finding.seed = seed;
+    }
+    if (finding.status == Finding::FAILED)
+        finding.step = call + (call.empty() || scene.empty() ? "" : "; ") + scene;
+    if (finding.status != Finding::FAILED) finding.seed.clear();
+    if (printed.empty()) printedIn = check.name;
+    printed += end.output;
+    return finding;
+}
+
+void ModuleChecker::JudgeStandardOutput(const std::string& module) {
+    Finding finding = Passed(Bilingual("left alone", "blieb unberührt").Text());
+    if (!printed.empty())
+        finding = {Finding::FAILED,
+                   Bilingual("it printed there in '%1': %2", "es schrieb dorthin in '%1': %2")
+                       .With({printedIn, LastLine(printed)}),
+                   Bilingual("standard output belongs to the host's report; send texts with TCModuleMessage",
+                             "die Standardausgabe gehört dem Bericht des Programms; senden Sie Texte mit "
+                             "TCModuleMessage")
+                       .Text()};
+    report.results.push_back({module, STANDARD_OUTPUT, std::move(finding)});
+}
+
+}  // namespace host::check

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/check/CheckSubject.h"
+#include "host/check/Checks.h"
+#include "host/check/Finding.h"
+
+namespace host::check {
+
+struct CheckResult {
+    std::string module;  // empty: of the library as a whole
+    std::string check;
+    Finding finding;
+};
+
+struct CheckReport {
+    std::string library;
+    std::uint64_t seed = 1;
+    double seconds = 0.0;
+    std::vector<CheckResult> results;
+    std::vector<std::string> calls;  // of a reproduced sequence
+
+    int Count(Finding::Status status) const;
+};
+
+// Puts a module library through all checks. Each check has a process of its own with limits of time and
+// memory, so the checker outlives whatever the library does. One thread.
+class ModuleChecker {
+ public:
+    explicit ModuleChecker(const CheckOptions& checkOptions);
+
+    // False when the library cannot be read, or the options name what it does not have; `error` tells what.
+    bool Prepare(std::string& error);
+    // After Prepare.
+    CheckReport Run();
+
+ private:
+    struct Kind {
+        std::string id;
+        std::vector<std::string> parameters;
+    };
+
+    bool Look(std::string& error);
+    bool ReadSettings(std::string& error);
+    bool ChooseModule(std::string& error);
+    void CheckModule(const std::string& id);
+    void Add(const std::string& module, const NamedCheck& check);
+    Finding Do(const std::string& module, const NamedCheck& check);
+    const Finding* FindFinding(const std::string& module, const char* check) const;
+    void JudgeStandardOutput(const std::string& module);
+
+    CheckOptions options;
+    Settings settings;
+    std::vector<Kind> kinds;
+    CheckReport report;
+    std::string printed;    // by the module's checks so far
+    std::string printedIn;  // the first check that printed
+};
+
+}  // namespace host::check
