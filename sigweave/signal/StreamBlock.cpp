@@ -3,6 +3,7 @@
 #include <memory>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
@@ -53,7 +54,7 @@ class tc::SegmentIndex {
  public:
     // Where the segment of that name stands, or -1.
     int Find(const TCArray<DataSegment*>& segments, const char* name) {
-        for (; known < segments.GetSize(); ++known) places.emplace(HashOf(segments[known]->GetName()), known);
+        Learn(segments);
         const WantedName same(name);
         const auto [first, last] = places.equal_range(HashOf(name));
         for (auto place = first; place != last; ++place)
@@ -61,7 +62,25 @@ class tc::SegmentIndex {
         return -1;
     }
 
+    // To be told before two segments change places.
+    void Swap(const TCArray<DataSegment*>& segments, int a, int b) {
+        Learn(segments);
+        int& placeOfA = PlaceOf(segments, a);
+        PlaceOf(segments, b) = a;
+        placeOfA = b;
+    }
+
  private:
+    void Learn(const TCArray<DataSegment*>& segments) {
+        for (; known < segments.GetSize(); ++known) places.emplace(HashOf(segments[known]->GetName()), known);
+    }
+
+    int& PlaceOf(const TCArray<DataSegment*>& segments, int index) {
+        auto place = places.find(HashOf(segments[index]->GetName()));
+        while (place->second != index) ++place;
+        return place->second;
+    }
+
     // The same for names that count as the same.
     static std::size_t HashOf(const char* name) {
         const std::hash<std::string_view> hash;
@@ -104,7 +123,7 @@ const DataSegment* TCIOStream::Block::Segment(int index) const {
 
 bool TCIOStream::Block::AddSegment(const char* name, DATATYPE type, int dims, const int* extents,
                                    const void* data) {
-    return (data != nullptr || type == POINTER) && Write(name, type, dims, extents, data, true);
+    return (data != nullptr || type == POINTER) && WriteNext(name, type, dims, extents, data, true);
 }
 
 bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents,
@@ -117,7 +136,7 @@ bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dim
         return true;
     }
     const bool any = tc::CountElements(dims, extents) != 0;
-    if (type == POINTER || !Write(name, type, dims, extents, nullptr, any)) return false;
+    if (type == POINTER || !WriteNext(name, type, dims, extents, nullptr, any)) return false;
     elements = segments[currentSegment]->data;
     return true;
 }
@@ -187,6 +206,21 @@ bool TCIOStream::Block::Write(const char* name, DATATYPE type, int dims, const i
         false);
 }
 
+bool TCIOStream::Block::WriteNext(const char* name, DATATYPE type, int dims, const int* extents,
+                                  const void* data, bool copy) {
+    if (!Write(name, type, dims, extents, data, copy)) return false;
+    const int place = writtenCount - 1;
+    if (currentSegment == place || segments[place]->written) return true;
+    const auto swapNames = [&] {
+        if (names != nullptr) names->Swap(segments, currentSegment, place);
+        return true;
+    };
+    if (!tc::Guarded(swapNames, false)) names = nullptr;
+    std::swap(segments[currentSegment], segments[place]);
+    currentSegment = place;
+    return true;
+}
+
 bool TCIOStream::Block::Append(const char* name, DATATYPE type, int dims, const int* extents,
                                const void* data, bool copy, const TCTypeInfo* ti) {
     return tc::Guarded(
@@ -208,8 +242,8 @@ bool TCIOStream::Block::CopyFrom(const Block& source) {
     if (!SetTI(source.GetTI())) return false;
     for (const DataSegment* segment : source.segments) {
         if (!segment->written) continue;
-        if (!Write(segment->name, segment->type, segment->dimensionCount, segment->dimensions.GetData(),
-                   segment->data, segment->ownsData))
+        if (!WriteNext(segment->name, segment->type, segment->dimensionCount, segment->dimensions.GetData(),
+                       segment->data, segment->ownsData))
             return false;
     }
     return true;

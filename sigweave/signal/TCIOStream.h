@@ -404,8 +404,9 @@ class TC_API TCIOStream::Block {
     bool SetTI(const TCTypeInfo* ti);
     int SegmentCnt() const;
     const DataSegment* Segment(int index) const;
-    // Adds one segment; the data is copied, except what a POINTER points at. False for a name that is already
-    // written, no elements, or no memory.
+    // Adds one segment behind those that were added before, whatever the block held in earlier uses; the data
+    // is copied, except what a POINTER points at. False for a name that is already written, no elements, or
+    // no memory.
     bool AddSegment(const char* name, DATATYPE type, int dims, const int* extents, const void* data);
     // The same with elements for the caller to fill (texts and blocks are empty, numbers not set): `elements`
     // points at ints, doubles, TCStrings or pointers to nested blocks, and is null when the shape has none.
@@ -433,9 +434,12 @@ class TC_API TCIOStream::Block {
     DataSegment* Open(const char* name, bool append);
     void Close(DataSegment& segment);
     bool Write(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy);
+    // The same, and puts the segment behind those written before it, where only `WriteNext` wrote.
+    bool WriteNext(const char* name, DATATYPE type, int dims, const int* extents, const void* data,
+                   bool copy);
     bool Append(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy,
                 const TCTypeInfo* ti);
-    // Adds the metadata and written segments of `source`; owned data is copied deeply.
+    // Adds the metadata and written segments of `source`, in their order; owned data is copied deeply.
     bool CopyFrom(const Block& source);
     // Ready for reuse: nothing is written; all segments and their storage are kept.
     void Reset(bool clearTypeInfo);

@@ -158,6 +158,31 @@ TEST(StreamForms, RandomBlocksComeBackBitForBit) {
     }
 }
 
+int ThroughCopy(TCIOStream& from, TCIOStream& to) {
+    return to.MoveBlock(from, 0, nullptr, false);
+}
+
+// The reader's block is used again, for the same segments in another order; of 40 it keeps an index.
+TEST(StreamForms, SegmentsComeBackInTheirOrder) {
+    for (const auto& through : {ThroughXml, ThroughFrame, ThroughOldForm, ThroughCopy})
+        for (const int count : {3, 40}) {
+            StreamLines to;
+            for (const int step : {1, count - 1, count + 1, 1}) {
+                Block original;
+                const int one = 1;
+                for (int i = 0, name = 0; i < count; ++i, name = (name + step) % count)
+                    original.AddSegment(std::to_string(name).c_str(), TCIOStream::INT, 1, &one, &name);
+                StreamLines lines;
+                lines.writer.WriteCopy(&original);
+                ASSERT_EQ(through(lines.Input(), to.writer), 1);
+                Block* read = nullptr;
+                to.Input().ExchangeBinary(&read, true);
+                ExpectSame(original, *read);
+                to.Input().ExchangeBinary(&read, false);
+            }
+        }
+}
+
 // Numbers that are none come back exactly from frames and the older form, from documents as not-a-number.
 TEST(StreamForms, WhatIsNoNumber) {
     const double infinity = std::numeric_limits<double>::infinity(),
