@@ -27,15 +27,22 @@ bool IsSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
+// Room grows by half, so that many tokens take linear time.
+void Put(TCString& out, const TCString& token) {
+    std::memcpy(out.AllocAddBuffer(token.GetLength(), 0.5), token,
+                static_cast<std::size_t>(token.GetLength()));
+    out.SetLength(out.GetLength() + token.GetLength());
+}
+
 bool PutBlock(TCString& out, const Block& block, int level);
 
 bool PutElements(TCString& out, const Segment& segment, int level) {
     const int count = segment.GetElementCount();
     if (segment.GetDoubles() != nullptr && count > INT_MAX / DOUBLE_SIZE) return false;
-    if (segment.GetInts() != nullptr) out += Token::Serialize(segment.GetInts(), count);
-    if (segment.GetDoubles() != nullptr) out += Token::Serialize(segment.GetDoubles(), count);
+    if (segment.GetInts() != nullptr) Put(out, Token::Serialize(segment.GetInts(), count));
+    if (segment.GetDoubles() != nullptr) Put(out, Token::Serialize(segment.GetDoubles(), count));
     if (segment.GetStrings() != nullptr)
-        for (int i = 0; i < count; ++i) out += Token::Serialize(segment.GetStrings()[i]);
+        for (int i = 0; i < count; ++i) Put(out, Token::Serialize(segment.GetStrings()[i]));
     if (segment.GetBlocks() != nullptr)
         for (int i = 0; i < count; ++i)
             if (!PutBlock(out, *segment.GetBlocks()[i], level + 1)) return false;
@@ -45,16 +52,17 @@ bool PutElements(TCString& out, const Segment& segment, int level) {
 bool PutBlock(TCString& out, const Block& block, int level) {
     if (level > tc::MOST_LEVELS) return false;
     const TCTypeInfo* ti = block.GetTI();
-    out += OPENING;
-    out += Token::Serialize(block.SegmentCnt());
-    out += Token::Serialize(ti != nullptr ? 1 : 0);
-    if (ti != nullptr) out += Token::Serialize(ti->GetState(), *ti);
+    Put(out, OPENING);
+    Put(out, Token::Serialize(block.SegmentCnt()));
+    Put(out, Token::Serialize(ti != nullptr ? 1 : 0));
+    if (ti != nullptr) Put(out, Token::Serialize(ti->GetState(), *ti));
     for (int i = 0; i < block.SegmentCnt(); ++i) {
         const Segment& segment = *block.Segment(i);
-        out += Token::Serialize(segment.GetName());
-        out += Token::Serialize(static_cast<int>(segment.GetType()));
-        out += Token::Serialize(segment.GetDimensionCount());
-        for (int d = 0; d < segment.GetDimensionCount(); ++d) out += Token::Serialize(segment.GetExtent(d));
+        Put(out, Token::Serialize(segment.GetName()));
+        Put(out, Token::Serialize(static_cast<int>(segment.GetType())));
+        Put(out, Token::Serialize(segment.GetDimensionCount()));
+        for (int d = 0; d < segment.GetDimensionCount(); ++d)
+            Put(out, Token::Serialize(segment.GetExtent(d)));
         if (!PutElements(out, segment, level)) return false;
     }
     return true;
@@ -261,7 +269,7 @@ TCString TCIOStream::ConvertToString(int block, int segment, bool decimalComma, 
     return tc::Guarded(
         [&] {
             const std::string text = SegmentText(*found, style);
-            return TCString(text.data(), static_cast<int>(text.size()));
+            return text.size() < INT_MAX ? TCString(text.data(), static_cast<int>(text.size())) : TCString();
         },
         TCString());
 }

@@ -255,7 +255,8 @@ class BlockReader {
         for (const char* p = text; !IsEnd(p, EndOf(text));) {
             char* end = nullptr;
             const long extent = std::strtol(p, &end, 10);
-            if (end == p || extent < 0 || extent > INT_MAX) return Fail(SET_DATA_FAILED);
+            const bool isAlone = end == EndOf(text) || tc::SkipSpace(end) != end;
+            if (end == p || !isAlone || extent < 0 || extent > INT_MAX) return Fail(SET_DATA_FAILED);
             count *= extent;
             if (count > INT_MAX) return Fail(SET_DATA_FAILED);
             shape.extents.Add(static_cast<int>(extent));

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <vector>
 
 #include "tests/signal/Allocations.h"
 #include "tests/signal/StreamLines.h"
@@ -179,6 +180,17 @@ TEST(StreamForms, NestedClaimsDoNotAddUp) {
     const char* at = text.data();
     EXPECT_EQ(to.writer.DeSerializeForOldStream(at, at + SIZE), -14);
     EXPECT_LT(allocations::Count() - before, SIZE);
+}
+
+// The text is not copied anew for each token.
+TEST(StreamForms, OldFormOfManyTexts) {
+    StreamLines lines;
+    const std::vector<TCString> texts(10'000, "abc");
+    lines.writer.WriteStrVec(texts.data(), static_cast<int>(texts.size()));
+    const int before = allocations::Count();
+    const TCString text = lines.Input().SerializeForOldStream(0);
+    EXPECT_EQ(text.GetLength(), 24 + 9 * 10'000);
+    EXPECT_LT(allocations::Count() - before, 10'100);
 }
 
 // One block has one frame: what stands between its items is part of it.

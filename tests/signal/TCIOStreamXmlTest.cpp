@@ -126,6 +126,7 @@ TEST(StreamXml, SaysWhatIsWrong) {
         {"<Length>1</Length>", "", "Error Length is missing in Segment"},
         {"<Length>1</Length>", "<Length>one</Length>", setData},
         {"<Length>1</Length>", "<Length>-1</Length>", setData},
+        {"<Length>1</Length>", "<Length>1+1</Length>", setData},
         {"<Length>1</Length>", "<Length>0</Length>", setData},
         {"<Length>1</Length>", "<Length>2</Length>", setData},
         {"<Length>1</Length>", "<Length>2147483647</Length>", setData},
