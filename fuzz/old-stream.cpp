@@ -2,7 +2,7 @@
 // lengths are trusted there.
 #include <type_traits>
 
-#include "fuzz/Fuzz.h"
+#include "fuzz/StreamLine.h"
 #include "sigweave/persistence/TCSerializeOldStream.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // TCIOStream::DeSerializeBlock, given the input as a frame, and as what stands behind the header of a frame
 // that is otherwise right: else the checksum would keep every input out.
-#include "fuzz/Fuzz.h"
+#include "fuzz/StreamLine.h"
 #include "tests/support/PackedFrame.h"
 
 namespace {

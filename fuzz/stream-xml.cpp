@@ -1,5 +1,5 @@
 // TCXML::LoadXML, and TCIOStream::XMLToStream of what it read.
-#include "fuzz/Fuzz.h"
+#include "fuzz/StreamLine.h"
 #include "sigweave/persistence/TCXML.h"
 
 namespace {

@@ -156,14 +156,12 @@ std::optional<Nodes> Evaluate(xmlNode* from, const std::string& xpath, bool firs
     const std::unique_ptr<xmlXPathObject, Release> object(
         xmlXPathEval(XmlChars(xpath.c_str()), context.get()));
     if (object == nullptr || object->type != XPATH_NODESET) return std::nullopt;
-    Nodes nodes;
-    if (object->nodesetval == nullptr) return nodes;
+    if (object->nodesetval == nullptr) return Nodes();
     xmlXPathNodeSetSort(object->nodesetval);
-    const int count = object->nodesetval->nodeNr;
-    nodes.assign(object->nodesetval->nodeTab,
-                 object->nodesetval->nodeTab + (first ? std::min(count, 1) : count));
+    Nodes nodes(object->nodesetval->nodeTab, object->nodesetval->nodeTab + object->nodesetval->nodeNr);
     // Namespace nodes are no nodes of the tree: they end with the result.
     if (std::ranges::count(nodes, XML_NAMESPACE_DECL, &xmlNode::type) != 0) return std::nullopt;
+    if (first && nodes.size() > 1) nodes.resize(1);
     return nodes;
 }
 

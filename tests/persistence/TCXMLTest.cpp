@@ -434,6 +434,7 @@ TEST_F(XmlDocument, FollowsPathsOfNamesAsTheEngineDoes) {
     EXPECT_EQ(CountNodes(xml, "r/p:b/c"), 0) << "prefixes of the document are not known outside its root";
     EXPECT_EQ(xml.SelectNodes("p:b/c", xml.SelectSingleNode("r")).GetCount(), 1);
     EXPECT_FALSE(xml.SelectNodes("r/namespace::*"));
+    EXPECT_FALSE(xml.SelectSingleNode("r|r/namespace::*")) << "behind another node, too";
 }
 
 TEST_F(XmlDocument, PreparesSearchTexts) {
