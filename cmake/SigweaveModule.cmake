@@ -12,6 +12,15 @@ function(sigweave_module name)
   endif()
 endfunction()
 
+# sigweave_module_test(TARGET): a test "TARGET.check" that puts a module library through `sigweave check-module`.
+function(sigweave_module_test target)
+  if(SIGWEAVE_HOST)
+    add_test(NAME ${target}.check COMMAND ${SIGWEAVE_HOST} check-module $<TARGET_FILE:${target}>)
+  else()
+    message(WARNING "The program sigweave was not found; ${target} is not tested.")
+  endif()
+endfunction()
+
 # sigweave_graph_test(GRAPH MODULES target... [ROWS row...])
 # A test "GRAPH.check" that finds no mistake in a graph, and a test "GRAPH.run" that runs it to its end with the module
 # libraries of these targets and those that came with the host. Each row must be one of the table of results; its words

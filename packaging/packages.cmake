@@ -1,6 +1,6 @@
 # The Debian packages, one for each component of the installation; packaging/make-packages builds them.
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "The sigweave maintainers <sigweave@localhost>")
+set(CPACK_PACKAGE_CONTACT "The sigweave maintainers <maintainers@sigweave.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -10,16 +10,23 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has a first line of it
 # Libraries that a package needs are found out from its files; the one of this tree is named, for it is not installed.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/lib)
 
-# What packages of others that use the library will depend on.
-file(WRITE ${CMAKE_BINARY_DIR}/install/shlibs "libsigweave 0 libsigweave0 (>= ${PROJECT_VERSION})\n")
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/install/shlibs)
+# What packages of others that use the library will depend on; and that the system's list of libraries is to be renewed.
+set(control ${CMAKE_BINARY_DIR}/install/control)
+file(WRITE ${control}/shlibs "libsigweave 0 libsigweave0 (>= ${PROJECT_VERSION})\n")
+file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${control}/shlibs ${control}/triggers)
 
 # Each package brings its licence and its history; an installation without packages has LICENSE.
-find_program(GZIP gzip)
-if(GZIP)
-  execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
-                  OUTPUT_FILE ${CMAKE_BINARY_DIR}/install/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
-endif()
+function(sigweave_gzip file)
+  find_program(GZIP gzip)
+  if(GZIP)
+    execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/packaging/${file}
+                    OUTPUT_FILE ${CMAKE_BINARY_DIR}/install/${file}.gz COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+endfunction()
+sigweave_gzip(changelog)
+sigweave_gzip(sigweave.1)
+install(FILES ${CMAKE_BINARY_DIR}/install/sigweave.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT host OPTIONAL)
 
 # sigweave_package(COMPONENT PACKAGE SECTION section SUMMARY text DESCRIPTION text [DEPENDS text] [RECOMMENDS text])
 macro(sigweave_package component package)
@@ -55,17 +62,17 @@ for sigweave."
 sigweave_package(host sigweave
   SECTION science
   SUMMARY "modular measurement and signal processing: the program"
-  DESCRIPTION "Checks and runs graphs of signal-processing modules from the command line, tells
-every mistake with its remedy, reports figures as a table or as JSON, and writes
-a project for a module of one's own."
+  DESCRIPTION "Checks and runs graphs of signal-processing modules from the command line,
+tells every mistake with its remedy, reports figures as a table or as JSON,
+and writes a project for a module of one's own."
   DEPENDS "libsigweave0 (>= ${PROJECT_VERSION})"
   RECOMMENDS "sigweave-modules")
 sigweave_package(modules sigweave-modules
   SECTION science
   SUMMARY "modular measurement and signal processing: modules"
-  DESCRIPTION "Modules for sigweave that read sound and measurement files, generate and filter
-signals, measure levels and spectra, draw pictures, write tables, and record and
-play every bit."
+  DESCRIPTION "Modules for sigweave that read sound and measurement files, generate and
+filter signals, measure levels and spectra, draw pictures, write tables, and
+record and play every bit."
   DEPENDS "libsigweave0 (>= ${PROJECT_VERSION})"
   RECOMMENDS "gnuplot-nox | gnuplot")
 
