@@ -3,9 +3,12 @@
 #include <clocale>
 #include <csignal>
 #include <iostream>
+#include <sstream>
 
 #include "host/CheckModuleCommand.h"
+#include "host/CommandLineMistake.h"
 #include "host/Commands.h"
+#include "host/Console.h"
 #include "host/Language.h"
 #include "host/NewModule.h"
 #include "host/ProfileCommand.h"
@@ -81,7 +84,8 @@ void AddProfileAction(CLI::App& profile, host::ProfileOptions& options, const ch
             ->check(CLI::Validator(CLI::IsMember({"integer", "text"})).description(""))
             ->type_name("integer|text");
     }
-    command->add_flag("--machine", options.machine, "The machine's profile instead of the user's");
+    command->add_flag("--machine", options.machine, "The machine's profile instead of the user's")
+        ->disable_flag_override();
 }
 
 CLI::App* AddProfile(CLI::App& app, host::ProfileOptions& options) {
@@ -135,6 +139,12 @@ CLI::App* AddCheckModule(CLI::App& app, host::check::CheckOptions& options) {
     return command;
 }
 
+std::string WriteMistake(const CLI::App*, const CLI::Error& error) {
+    return host::ExplainCommandLine(error.what()) +
+           Bilingual("\nRun with --help for more information.\n", "\nMit --help gibt es mehr Auskunft.\n")
+               .Text();
+}
+
 // Tells what else may have been meant when it is none.
 bool IsCommand(const std::string& word, const CStringArray& commands) {
     if (word.starts_with('-') || std::find(commands.begin(), commands.end(), word) != commands.end())
@@ -152,6 +162,10 @@ void AddReportFormat(CLI::App& command, std::string& format) {
         ->type_name("text|json");
 }
 
+std::string WhyNoFile(const std::string& name) {
+    return name.empty() ? Bilingual("a file name is missing", "ein Dateiname fehlt").Text() : "";
+}
+
 void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
     const std::vector<std::string> levels(std::begin(host::runlog::LEVELS), std::end(host::runlog::LEVELS));
     constexpr int MOST_KILOBYTES = 2097151;  // what 32 bits of bytes can tell
@@ -161,6 +175,7 @@ void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
                 "--log", options.log.pattern,
                 "Appends what modules and the host tell to this file; it may hold tokens of the time, "
                 "as %yyyy-%MM-%dd, and a folder with a slash behind it gets a file of its own")
+            ->check(CLI::Validator(WhyNoFile, ""))
             ->type_name("PATTERN");
     command
         .add_option("--log-level", options.log.level,
@@ -175,10 +190,11 @@ void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
         ->check(CLI::Validator(CLI::Range(0, MOST_KILOBYTES)).description(""))
         ->type_name("KB")
         ->needs(log);
-    command.add_flag(
-        "--realtime", options.realtime,
-        "Lets sources make their blocks as fast as the sample rate tells, and reports how evenly "
-        "they came");
+    command
+        .add_flag("--realtime", options.realtime,
+                  "Lets sources make their blocks as fast as the sample rate tells, and reports how evenly "
+                  "they came")
+        ->disable_flag_override();
 }
 
 }  // namespace
@@ -192,6 +208,7 @@ int main(int argc, char** argv) {
     app.footer(EXAMPLE);
     app.set_version_flag("--version", SIGWEAVE_VERSION_TEXT);
     app.require_subcommand(1);
+    app.failure_message(WriteMistake);
     std::string language;  // chosen already, for the messages about the rest; here for the help alone
     app.add_option(
            "--language", language,
@@ -241,7 +258,9 @@ int main(int argc, char** argv) {
         std::reverse(arguments.begin(), arguments.end());  // the order that CLI11 wants them in
         app.parse(arguments);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? host::EXIT_COMPLETE : host::EXIT_WRONG_INPUT;
+        std::ostringstream help;
+        if (app.exit(error, help) != 0) return host::EXIT_WRONG_INPUT;
+        return host::console::Print(help.str()) ? host::EXIT_COMPLETE : host::EXIT_INCOMPLETE;
     }
     options.json = format == "json";
     checkOptions.json = options.json;

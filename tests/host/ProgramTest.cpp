@@ -249,7 +249,13 @@ TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
         {"check noinstances.graph", "names no modules"},
         {"run", "GRAPH is required"},
         {"", "Usage: sigweave"},
-        {"run nolines.graph --report xml", "xml"},
+        {"run nolines.graph --report xml", "--report: 'xml' is not allowed; allowed are text,json\n"},
+        {"run a --report text --report json", "--report may be given once only"},
+        {"run a --realtime=7", "--realtime takes no value"},
+        {"run a --log ''", "--log: a file name is missing"},
+        {"run --language de", "GRAPH fehlt\nMit --help"},
+        {"run a b --language de", "'b' wurde nicht erwartet\n"},
+        {"run a --log b --log-split -1 --language de", "'-1' ist nicht erlaubt; erlaubt sind 0 bis 2097151"},
         {"modul", "there is no command 'modul'; did you mean 'modules'?"},
         {"modules TestSorce", "did you mean 'TestSource'?"}};
     for (const auto& [arguments, told] : rows) {
@@ -416,7 +422,7 @@ TEST_F(ProfileProgram, TellsWhatIsWrong) {
     Expect("delete Plt width", 1, "", "the user's profile has no section 'Plt'; did you mean 'Plot'?");
     Expect("list Plot --machine", 1, "", "the machine's profile has no section 'Plot'; there are none");
     Expect("set Plot width 2147483648 --type integer", 2, "", "'2147483648' is no integer from -2147483648");
-    Expect("set Plot width 5 --type float", 2, "", "float not in {integer,text}");
+    Expect("set Plot width 5 --type float", 2, "", "--type: 'float' is not allowed; allowed are");
     Expect("gte Plot width", 2, "", "there is no command 'gte'; did you mean 'get'");
     Expect("set Plot", 2, "", "ENTRY is required");
     Write("machine.db", "this is no profile, and it is longer than the header of one would be");
