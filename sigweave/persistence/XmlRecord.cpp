@@ -215,15 +215,17 @@ bool XmlRecordReader::Open(const char* path, const char* root) {
     opened->builder.onChild = [&state = *opened](xmlNode* child) { state.Take(child); };
     while (opened->builder.RootName().empty() && opened->builder.FeedFrom(*opened->file)) {
     }
-    const std::string_view name = opened->builder.RootName();
-    if (name.empty()) {
+    std::string name(opened->builder.RootName());
+    if (name.empty()) {  // the engine reads a short document in UTF-16 only at its end
         opened->rest = FinishTree(*opened->file, opened->builder, error);
-        return false;
+        if (opened->rest == nullptr) return false;
+        opened->end = 0;
+        name = ViewOf(xmlDocGetRootElement(opened->rest)->name);
     }
     if (root == nullptr || name != root) {
-        error = FormatXmlMessage(NOT_LOADED, ("The root element is '" + std::string(name) + "', not '" +
-                                              (root != nullptr ? root : "") + "'")
-                                                 .c_str());
+        error = FormatXmlMessage(
+            NOT_LOADED,
+            ("The root element is '" + name + "', not '" + (root != nullptr ? root : "") + "'").c_str());
         return false;
     }
     impl = std::move(opened);

@@ -136,6 +136,17 @@ TEST(XmlRecord, GivesThePartsBeforeTheDamage) {
     EXPECT_EQ(ReadParts().size(), 1u);
 }
 
+TEST(XmlRecord, ReadsAShortDocumentInUtf16) {
+    std::string utf16 = "\xFF\xFE";
+    for (const char letter : std::string("<Stream><Block/><Block>x</Block></Stream>"))
+        utf16.append({letter, '\0'});
+    Write(utf16);
+    const std::vector<std::string> parts = ReadParts();
+    ASSERT_EQ(parts.size(), 3u) << parts.front();
+    EXPECT_EQ(parts[1], "<Stream><Block>x</Block></Stream>");
+    EXPECT_EQ(parts[2], "end");
+}
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool HOLDS_FREED_MEMORY = true;
 #else
