@@ -115,9 +115,11 @@ class Reader {
             return builder.Tell(
                 Bilingual("there is no name before the '='", "vor dem '=' steht kein Name").Text());
         if (syntax.ParseParamString(text.c_str()) != 1)
-            return builder.Tell(Bilingual("%1; a backslash in quotation marks is written \\\\",
-                                          "%1; ein Rückstrich in Anführungszeichen wird als \\\\ geschrieben")
-                                    .With({std::string(syntax.GetErrorText())}));
+            return builder.Tell(
+                Bilingual("%1; a backslash in quotation marks is written \\\\, the last one \\x5c",
+                          "%1; ein Rückstrich in Anführungszeichen wird als \\\\ "
+                          "geschrieben, der letzte als \\x5c")
+                    .With({std::string(syntax.GetErrorText())}));
         Take(std::string(syntax.GetParamName(0)), TCString::TCString2BinCString(syntax.GetParamValStr(0)));
     }
 
