@@ -7,6 +7,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <numbers>
+#include <sstream>
 
 #include "tests/support/ModuleBench.h"
 
@@ -106,6 +107,31 @@ TEST(Run, MeasuresWhatThereIsOfAFileThatBreaksOff) {
     EXPECT_EQ(run.results["samples"], 67545.0);
     EXPECT_NE(run.messages.find("versprochen sind 68545 Abtastwerte, enthalten 67545"), std::string::npos)
         << run.messages;
+}
+
+TEST(Run, MeasuresAToneAsItWasMade) {
+    Outcome run = RunExample("tone.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["samples"], 441000.0);
+    EXPECT_NEAR(run.results["rms"], std::numbers::sqrt2 / 2, 1e-12);
+    EXPECT_NEAR(run.results["mean"], 0.0, 1e-12);
+    EXPECT_EQ(run.results["peak_frequency"], 440.0);
+    EXPECT_NEAR(run.results["peak_amplitude"], 1.0, 1e-12);
+}
+
+// Row 1003 is the sweep after t = 1000 / 16000 s: sin(2 pi (100 t + 4900 t t / 4)).
+TEST(Run, WritesASweepAndNoiseAsColumnsAndAsAPicture) {
+    const std::string picture = FreshFile("sweep.png");
+    Outcome run = RunExample("sweep.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.blocks["sweep"], 32);
+    std::istringstream table(ReadText("sweep.csv"));
+    std::vector<std::string> rows;
+    for (std::string row; std::getline(table, row);) rows.push_back(row);
+    ASSERT_EQ(rows.size(), 3u + 32000u);
+    EXPECT_EQ(rows[0] + rows[1] + rows[2], "sweep,noiseV,V16000,16000");
+    EXPECT_NEAR(std::stod(rows[1003]), 0.21910124015686902, 1e-12);
+    EXPECT_TRUE(ReadText(picture).starts_with("\x89PNG"));
 }
 
 // By SciPy: sosfilt(butter(6, [1000, 2000], "bandpass", fs=16000, output="sos"), sweep), and rfft with a Hann
