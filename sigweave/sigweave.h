@@ -1,9 +1,11 @@
 #pragma once
 
 // Everything that a module or a host needs.
+#include "sigweave/foundation/HexDouble.h"
 #include "sigweave/foundation/HostRecords.h"
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/foundation/NumberFormat.h"
+#include "sigweave/foundation/StringConversion.h"
 #include "sigweave/foundation/TCCompareDBL.h"
 #include "sigweave/foundation/TCError.h"
 #include "sigweave/foundation/TCFormatError.h"
@@ -17,6 +19,9 @@
 #include "sigweave/module/TCTranslated.h"
 #include "sigweave/module/TCValidateActualPortType.h"
 #include "sigweave/module/ValidationQuote.h"
+#include "sigweave/persistence/TCProcessParameters.h"
+#include "sigweave/persistence/TCSerializeHelper.h"
+#include "sigweave/persistence/TCSerializeOldStream.h"
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/platform/Event.h"
 #include "sigweave/platform/SystemError.h"
@@ -36,3 +41,6 @@
 #include "sigweave/services/TCWaitTimeout.h"
 #include "sigweave/signal/StreamRecord.h"
 #include "sigweave/signal/TCBlockBuffer.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
+#include "sigweave/signal/TCIOStream.h"
+#include "sigweave/signal/TCSI_Convert.h"

@@ -18,7 +18,6 @@ class Gain final : public TCBaseModuleEx {
     }
     const char* GetModuleId() const override { return ID; }
     const char* GetDescription() const override { return "Multiplies a signal"; }
-    const char* GetBaseName() const override { return ID; }
     int Execute() override {
         const int code = portHelper->ReadDblArray(0, samples);
         if (code <= 0) return code;

@@ -39,7 +39,6 @@ class Align final : public TCBaseModuleEx {
                              "Lässt Signale gemeinsam beginnen und enden")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     int Init() override;
     int Fetch() override;

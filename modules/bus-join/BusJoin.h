@@ -21,7 +21,6 @@ class BusJoin final : public TCBaseModuleEx {
                              "Fasst mehrere Signale zu einem Bus zusammen")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     int Execute() override;
 

@@ -25,7 +25,6 @@ class BusSelect final : public TCBaseModuleEx {
                              "Gibt Kanäle eines Busses nach ihren Namen weiter")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;
     int Execute() override;

@@ -30,7 +30,6 @@ class CsvWriter final : public TCBaseModuleEx {
                              "Schreibt Signale als Spalten einer CSV-Datei")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     int Init() override;
     int Execute() override;
     int Done() override;

@@ -29,7 +29,6 @@ class Filter final : public TCBaseModuleEx {
                              "Lässt ein Frequenzband durch oder sperrt es")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;

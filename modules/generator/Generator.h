@@ -23,7 +23,6 @@ class Generator final : public TCBaseModuleEx {
                              "Erzeugt Sinus, Rechteck, Sweep, Rauschen oder Gleichwert")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;
     int Execute() override;

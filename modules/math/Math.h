@@ -32,7 +32,6 @@ class Math final : public TCBaseModuleEx {
                              "Addiert, subtrahiert, multipliziert, dividiert, skaliert")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;

@@ -23,7 +23,6 @@ class Plot final : public TCBaseModuleEx {
                              "Zeichnet Zeitverläufe und Spektren in ein Bild")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;
     int Execute() override;

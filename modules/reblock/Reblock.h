@@ -31,7 +31,6 @@ class Reblock final : public TCBaseModuleEx {
         return tc::Bilingual("Cuts signals into blocks of one size", "Teilt Signale in Blöcke einer Größe")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     int Init() override;
     // A long input block is cut in several steps, so that memory stays flat.

@@ -25,7 +25,6 @@ class SoundFile final : public TCBaseModuleEx {
                              "Liest eine WAV-, FLAC-, Ogg-, AIFF- oder andere Tondatei")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;
     int Execute() override;

@@ -35,7 +35,6 @@ class Spectrum final : public TCBaseModuleEx {
                              "Bestimmt das Betragsspektrum von Signalen")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     void OnInputsDeclared(int count) override;
     int Init() override;
     int Execute() override;

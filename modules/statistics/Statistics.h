@@ -27,7 +27,6 @@ class Statistics final : public TCBaseModuleEx {
                              "Misst Pegel, Mittelwert und Streuung von Signalen")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     int Init() override;
     int Execute() override;
     int Done() override;

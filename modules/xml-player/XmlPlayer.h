@@ -25,7 +25,6 @@ class XmlPlayer final : public TCBaseModuleEx {
         return tc::Bilingual("Plays what XmlRecorder recorded", "Spielt ab, was XmlRecorder aufzeichnete")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     bool OnSettingsChanged(TCString& error) override;
     int Init() override;
     int Execute() override;

@@ -24,7 +24,6 @@ class XmlRecorder final : public TCBaseModuleEx {
                              "Zeichnet auf, was ankommt, Block für Block, als XML")
             .Text();
     }
-    const char* GetBaseName() const override { return ID; }
     TCIOStream* SetInputStream(int port, int unused, int precision) override;
     void DeleteStreams() override;
     void OnInputsDeclared(int count) override;

@@ -33,6 +33,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
 
     // 1 when the module declared that it is a source (see DeclareSource).
     int GetTypeOfModule() override;
+    // The module's id, for most need no other name.
+    const char* GetBaseName() const override { return GetModuleId(); }
     // When a run begins (TCPortHelper::MESSAGE_RUNNING with 1), results, error text and interruption of the
     // last run are forgotten; then the base handles the message.
     long GetMessageA(unsigned id, long param) override;

@@ -156,6 +156,16 @@ TEST(Run, ReckonsThePowerOfALoad) {
     EXPECT_NEAR(run.results["min"], -812.5, 1e-9);
 }
 
+// The mean of |sin| at 960 equal steps of a period is cot(pi / 960) / 480. Both forms of the graph say the
+// same.
+TEST(Run, RectifiesASine) {
+    for (const char* graph : {"rectify.graph", "rectify-graph.xml"}) {
+        Outcome run = RunExample(graph, "--module-path " SIGWEAVE_EXAMPLE_MODULES ":" SIGWEAVE_MODULE_DIR);
+        ASSERT_EQ(run.exitCode, 0) << run.messages;
+        EXPECT_NEAR(run.results["mean"], 1.0 / std::tan(std::numbers::pi / 960) / 480, 1e-12) << graph;
+    }
+}
+
 TEST(Run, RecordsAsTheExampleSays) {
     Outcome run = RunExample("record.graph", "--set 'record.file=example-{n}.xml'");
     ASSERT_EQ(run.exitCode, 0) << run.messages;
