@@ -101,9 +101,6 @@ bool XmlRecorder::OpenTracks(std::string& error) {
     for (const auto& track : tracks) {
         while (streams[input] != track->stream) ++input;
         int items = 0;
-        // Not emptied, for somebody may be playing it.
-        if (std::error_code ignored; std::filesystem::exists(track->file, ignored))
-            std::filesystem::remove(std::filesystem::canonical(track->file, ignored), ignored);
         const char* const type = portHelper->GetPortType(INPUT, input, &items);
         if (track->writer.Open(track->file.c_str(), type, items)) continue;
         error = track->writer.GetError();

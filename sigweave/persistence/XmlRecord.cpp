@@ -1,7 +1,9 @@
 #include "sigweave/persistence/XmlRecord.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <deque>
+#include <filesystem>
 
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/persistence/XmlBuilder.h"
@@ -12,12 +14,14 @@
 #include "sigweave/platform/OutputFile.h"
 #include "sigweave/platform/PathText.h"
 #include "sigweave/platform/SystemError.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace tc {
 namespace {
 
 std::string Reason() {
-    return SystemErrorText(GetLastError());
+    static constexpr Bilingual IS_WRITTEN("it is being written", "sie wird gerade geschrieben");
+    return errno == EWOULDBLOCK ? IS_WRITTEN.Text() : SystemErrorText(GetLastError());
 }
 
 // Around what stands behind the document while it is written.
@@ -76,6 +80,20 @@ bool XmlRecordWriter::Impl::Append(std::string_view text, std::string& error) {
 XmlRecordWriter::XmlRecordWriter() = default;
 XmlRecordWriter::~XmlRecordWriter() = default;
 
+namespace {
+
+// An earlier file loses its name and keeps its content, for somebody may be reading it; one that is being
+// written, or that may not be, stays.
+bool MakeWay(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    if (!fs::is_regular_file(path, error)) return true;
+    if (OutputFile::Open(path.c_str(), true) == nullptr) return false;
+    return fs::remove(fs::canonical(path, error), error);
+}
+
+}  // namespace
+
 bool XmlRecordWriter::Open(const char* path, const char* root) {
     impl = nullptr;
     error.clear();
@@ -84,7 +102,9 @@ bool XmlRecordWriter::Open(const char* path, const char* root) {
         error = FormatXmlMessage(NO_ELEMENT, root != nullptr ? root : "");
         return false;
     }
-    std::unique_ptr<OutputFile> file = OutputFile::Open(NativePath(path).c_str(), false);
+    const std::string native = NativePath(path);
+    std::unique_ptr<OutputFile> file;
+    if (MakeWay(native)) file = OutputFile::Open(native.c_str(), false);
     if (file == nullptr) {
         error = FormatXmlMessage(NOT_OPENED, path != nullptr ? path : "", Reason().c_str());
         return false;

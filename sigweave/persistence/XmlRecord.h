@@ -19,8 +19,9 @@ class TC_API XmlRecordWriter {
     XmlRecordWriter(const XmlRecordWriter&) = delete;
     XmlRecordWriter& operator=(const XmlRecordWriter&) = delete;
 
-    // Creates or truncates the file and writes an empty document with that root. All operations answer
-    // whether they succeeded; `GetError` then says why not.
+    // Creates the file, or puts a new one in its place (who reads the old one keeps it), and writes an empty
+    // document with that root. All operations answer whether they succeeded; `GetError` then says why not, as
+    // for a file that is being written already.
     bool Open(const char* path, const char* root);
     // The children of the root element of `part` become further children of the root.
     bool Append(TCXML& part);

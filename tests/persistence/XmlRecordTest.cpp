@@ -84,6 +84,19 @@ TEST(XmlRecord, IsAWholeDocumentWhenTheWriterIsKilled) {
     }
 }
 
+TEST(XmlRecord, TakesThePlaceOfAnEarlierFileThatNobodyWrites) {
+    Write("<Stream>earlier</Stream>");
+    std::ifstream reader(PATH);
+    tc::XmlRecordWriter first, second;
+    ASSERT_TRUE(first.Open(PATH, "Stream")) << first.GetError();
+    EXPECT_FALSE(second.Open(PATH, "Stream"));
+    EXPECT_NE(second.GetError().find("it is being written"), std::string::npos) << second.GetError();
+    EXPECT_EQ(ReadParts(), std::vector<std::string>{"end"}) << "the first one's";
+    std::string earlier;
+    EXPECT_TRUE(std::getline(reader, earlier));
+    EXPECT_EQ(earlier, "<Stream>earlier</Stream>") << "who reads the old file keeps it";
+}
+
 TEST(XmlRecord, RefusesWhatItCannotKeep) {
     TCXML part;
     tc::XmlRecordWriter writer;
