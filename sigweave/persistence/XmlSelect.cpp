@@ -161,7 +161,7 @@ std::optional<Nodes> Evaluate(xmlNode* from, const std::string& xpath, bool firs
     Nodes nodes(object->nodesetval->nodeTab, object->nodesetval->nodeTab + object->nodesetval->nodeNr);
     // Namespace nodes are no nodes of the tree: they end with the result.
     if (std::ranges::count(nodes, XML_NAMESPACE_DECL, &xmlNode::type) != 0) return std::nullopt;
-    if (first && nodes.size() > 1) nodes.resize(1);
+    if (first && nodes.size() > 1) nodes.erase(nodes.begin() + 1, nodes.end());
     return nodes;
 }
 
