@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <span>
 
 #include "host/check/CheckSubject.h"
@@ -9,9 +10,9 @@ namespace host::check {
 
 // One named check. It runs in a process of its own, so whatever the module does is seen from outside.
 struct NamedCheck {
-    const char* name;   // for reports, the same in every language (never change, only append)
-    const char* needs;  // the check without which this one says nothing; null: none
-    bool ofLibrary;     // else of each module
+    const char* name;                  // for reports, the same in every language (never change, only append)
+    std::array<const char*, 4> needs;  // checks without which this one says nothing new
+    bool ofLibrary;                    // else of each module
     Finding (*run)(CheckSubject&);
 };
 
@@ -27,5 +28,15 @@ Finding CheckIds(CheckSubject& subject);
 Finding CheckCreation(CheckSubject& subject);
 Finding CheckPorts(CheckSubject& subject);
 Finding CheckParameters(CheckSubject& subject);
+
+// --- Of a module in runs
+Finding CheckRun(CheckSubject& subject);
+Finding CheckInitDone(CheckSubject& subject);
+Finding CheckEqualRuns(CheckSubject& subject);
+Finding CheckLeaks(CheckSubject& subject);
+Finding CheckEmptyBlocks(CheckSubject& subject);
+Finding CheckHugeBlocks(CheckSubject& subject);
+Finding CheckNotANumber(CheckSubject& subject);
+Finding CheckRandomCalls(CheckSubject& subject);
 
 }  // namespace host::check

@@ -13,7 +13,8 @@ struct Finding {
     std::string remedy;     // of the others
     std::string step{};     // what the module was doing; empty when it does not matter
     std::string seed{};     // of the random calls that failed
-    bool neverRan = false;  // NOT_APPLICABLE because the module cannot begin a run with the settings it has
+    bool neverRan = false;  // NOT_APPLICABLE, since with the settings it has it cannot begin a run
+    bool skipped = false;   // NOT_APPLICABLE, since a check that it needs failed or was skipped
 };
 
 // "passed", "failed" or "not applicable", in every language: for the JSON report.

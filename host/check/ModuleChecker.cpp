@@ -215,24 +215,30 @@ void ModuleChecker::CheckModule(const std::string& id) {
     JudgeStandardOutput(id);
 }
 
-const Finding* ModuleChecker::FindFinding(const std::string& module, const char* check) const {
-    const auto found = std::ranges::find_if(report.results, [&](const CheckResult& result) {
-        return (result.module == module || result.module.empty()) && check != nullptr &&
-               result.check == check;
-    });
-    return found != report.results.end() ? &found->finding : nullptr;
+std::string ModuleChecker::WhatHinders(const std::string& module, const NamedCheck& check) const {
+    for (const CheckResult& result : report.results) {
+        const Finding& finding = result.finding;
+        const bool isNeeded = std::ranges::any_of(
+            check.needs, [&](const char* name) { return name != nullptr && result.check == name; });
+        if (isNeeded && result.module == module &&
+            (finding.status == Finding::FAILED || finding.skipped || finding.neverRan))
+            return result.check;
+    }
+    return {};
 }
 
 void ModuleChecker::Add(const std::string& module, const NamedCheck& check) {
     console::ShowProgress(module + " " + check.name);
-    const Finding* needed = FindFinding(module, check.needs);
-    const bool isPointless = needed != nullptr && needed->status != Finding::PASSED;
-    Finding finding{Finding::NOT_APPLICABLE, {}, {}};
-    if (isPointless)
-        finding.reason = Bilingual("because of '%1'", "wegen '%1'").With({check.needs});
-    else
-        finding = Do(module, check);
-    report.results.push_back({module, check.name, std::move(finding)});
+    const std::string hindrance = WhatHinders(module, check);
+    if (hindrance.empty()) {
+        report.results.push_back({module, check.name, Do(module, check)});
+        return;
+    }
+    Finding finding;
+    finding.status = Finding::NOT_APPLICABLE;
+    finding.reason = Bilingual("because of '%1'", "wegen '%1'").With({hindrance});
+    finding.skipped = true;
+    report.results.push_back({module, check.name, finding});
 }
 
 Finding ModuleChecker::Do(const std::string& module, const NamedCheck& check) {

@@ -48,7 +48,8 @@ class ModuleChecker {
     void CheckModule(const std::string& id);
     void Add(const std::string& module, const NamedCheck& check);
     Finding Do(const std::string& module, const NamedCheck& check);
-    const Finding* FindFinding(const std::string& module, const char* check) const;
+    // The check that makes this one pointless; empty when none does.
+    std::string WhatHinders(const std::string& module, const NamedCheck& check) const;
     void JudgeStandardOutput(const std::string& module);
 
     CheckOptions options;

@@ -1,0 +1,202 @@
+#include <algorithm>
+
+#include "host/check/Checks.h"
+#include "host/check/Runs.h"
+#include "sigweave/services/Bilingual.h"
+
+namespace host::check {
+namespace {
+
+using tc::Bilingual;
+
+constexpr std::size_t MOST_HUGE = 3;  // types: blocks of a million values take their time
+
+struct Pattern {
+    const char* name;
+    std::vector<BlockPlan> plans;
+};
+
+// Signals as they come: in one block, in several, one after the other, in blocks of unlike lengths.
+const std::vector<Pattern>& Patterns() {
+    static const std::vector<Pattern> PATTERNS = {
+        {"COMPLETE", {{COMPLETE}}},
+        {"START BUSY BUSY STOP", {{START}, {BUSY, 1}, {BUSY, 1000}, {STOP, 63}}},
+        {"START STOP COMPLETE START BUSY STOP", LongSignal()},
+    };
+    return PATTERNS;
+}
+
+bool HasStates(const Wiring& wiring) {
+    return !wiring.empty() && std::ranges::all_of(wiring, [](const LineType& type) {
+        return type.items == 0 || type.HasTypeInfo();
+    });
+}
+
+std::string Scene(const Wiring& wiring, const std::string& blocks) {
+    return Bilingual("%1 on %2", "%1 auf %2").With({blocks, ToText(wiring)});
+}
+
+// Metadata that arrive in order must leave in order.
+void CheckStates(const OutputRecord& record, const Wiring& wiring, bool isSource) {
+    if (!isSource && !HasStates(wiring)) return;
+    const std::string wrong = record.WrongStates(true);
+    if (!wrong.empty())
+        Fail(
+            wrong,
+            Bilingual("a signal is START, BUSY ..., STOP, or one COMPLETE block; UseTypeInfoFromInput copies "
+                      "the states of an input",
+                      "ein Signal ist START, BUSY ..., STOP oder ein Block COMPLETE; UseTypeInfoFromInput "
+                      "übernimmt die Zustände eines Eingangs")
+                .Text());
+}
+
+// One block of a kind that a module may refuse in words, but must survive. Answers how it took it.
+Answer Survive(CheckSubject& subject, const Wiring& wiring, const std::vector<BlockPlan>& plans,
+               const Bilingual& scene) {
+    Stand stand(subject);
+    subject.Scene(Scene(wiring, scene.Text()));
+    Stand::ClearFolder();
+    stand.Wire(wiring);
+    BlockMaker maker(SIGNAL_SEED);
+    return stand.Run(maker, plans, nullptr);
+}
+
+// Of the first wirings, `most` of them; tells how many took the blocks.
+Finding SurviveAll(CheckSubject& subject, const std::vector<BlockPlan>& plans, const Bilingual& scene,
+                   std::size_t most = 100) {
+    int taken = 0;
+    std::string refusal;
+    std::vector<Wiring> wirings = RunnableWirings(subject);
+    wirings.resize(std::min(wirings.size(), most));
+    if (wirings.front().empty()) DoesNotApply(Bilingual("it has no inputs", "es hat keine Eingänge").Text());
+    for (const Wiring& wiring : wirings) {
+        const Answer answer = Survive(subject, wiring, plans, scene);
+        taken += answer.IsRefusal() ? 0 : 1;
+        if (answer.IsRefusal()) refusal = ToText(answer);
+    }
+    const std::string counts = Bilingual("taken on %1 of %2 types", "genommen bei %1 von %2 Typen")
+                                   .With({std::to_string(taken), std::to_string(wirings.size())});
+    return Passed(refusal.empty() ? counts : counts + "; " + refusal);
+}
+
+void MustNotRefuse(const Answer& answer, const char* what) {
+    if (answer.IsRefusal())
+        Fail(std::string(what) + ": " + ToText(answer),
+             Bilingual("Done must give back all that Init took, so that Init can come again",
+                       "Done muss alles zurückgeben, was Init nahm, damit Init wieder kommen kann")
+                 .Text());
+}
+
+}  // namespace
+
+Finding CheckRun(CheckSubject& subject) {
+    const std::vector<Wiring> wirings = RunnableWirings(subject);
+    int well = 0;
+    int blocks = 0;
+    Answer refusal;
+    for (const Wiring& wiring : wirings) {
+        bool took = true;
+        for (const Pattern& pattern : Patterns()) {
+            Stand stand(subject);
+            Stand::ClearFolder();
+            stand.Wire(wiring);
+            subject.Scene(Scene(wiring, wiring.empty() ? "source" : pattern.name));
+            BlockMaker maker(SIGNAL_SEED);
+            OutputRecord record;
+            const Answer answer = stand.Run(maker, pattern.plans, &record);
+            blocks += stand.BlocksMade();
+            if (answer.IsRefusal()) {
+                refusal = answer;
+                took = false;
+                continue;
+            }
+            CheckStates(record, wiring, stand.IsSource());
+            if (wiring.empty()) break;  // nothing is fed to a source
+        }
+        well += took ? 1 : 0;
+    }
+    if (well == 0) ThrowCannotRun(subject, refusal);
+    const std::string counts =
+        Bilingual("%1 of %2 types, %3 blocks made", "%1 von %2 Typen, %3 Blöcke erzeugt")
+            .With({std::to_string(well), std::to_string(wirings.size()), std::to_string(blocks)});
+    return Passed(refusal.call.empty() ? counts : counts + "; " + ToText(refusal));
+}
+
+Finding CheckInitDone(CheckSubject& subject) {
+    const Wiring wiring = RunnableWirings(subject).front();
+    Stand stand(subject);
+    stand.Wire(wiring);
+    subject.Scene(Bilingual("Done without Init", "Done ohne Init").Text());
+    stand.End();
+    subject.Scene(Bilingual("Init and Done, three times", "Init und Done, dreimal").Text());
+    for (int turn = 0; turn < 3; ++turn) {
+        Stand::ClearFolder();
+        const Answer begun = stand.Begin();
+        const Answer ended = stand.End();
+        MustNotRefuse(begun, Bilingual("Init behind Done", "Init nach Done").Text());
+        MustNotRefuse(ended, Bilingual("Done behind Init", "Done nach Init").Text());
+    }
+    subject.Scene(Bilingual("Init twice, Done twice", "zweimal Init, zweimal Done").Text());
+    Stand::ClearFolder();
+    stand.Begin();
+    stand.Begin();  // may be refused, and must leave nothing behind
+    stand.End();
+    stand.End();
+    subject.Scene(Bilingual("Init and Done behind them", "danach Init und Done").Text());
+    Stand::ClearFolder();
+    const Answer begun = stand.Begin();
+    stand.End();
+    MustNotRefuse(begun, Bilingual("Init behind Init twice", "Init nach zweimal Init").Text());
+    return Passed(Bilingual("Init follows Done again and again", "Init folgt auf Done, immer wieder").Text());
+}
+
+Finding CheckEqualRuns(CheckSubject& subject) {
+    int compared = 0;
+    for (const Wiring& wiring : RunnableWirings(subject)) {
+        Stand stand(subject);
+        stand.Wire(wiring);
+        OutputRecord first;
+        for (int run = 1; run <= 3; ++run) {
+            subject.Scene(
+                Bilingual("run %1 on %2", "Lauf %1 auf %2").With({std::to_string(run), ToText(wiring)}));
+            Stand::ClearFolder();
+            BlockMaker maker(SIGNAL_SEED);
+            OutputRecord record;
+            stand.Run(maker, LongSignal(), &record);
+            if (run == 1) first = record;
+            const std::string difference = first.DifferenceTo(record);
+            if (!difference.empty())
+                Fail(Bilingual("over the same input, run 1 and run %1 differ: %2",
+                               "bei gleicher Eingabe unterscheiden sich Lauf 1 und Lauf %1: %2")
+                         .With({std::to_string(run), difference}),
+                     Bilingual("Init must bring the module into the state of a first run",
+                               "Init muss das Modul in den Zustand eines ersten Laufs bringen")
+                         .Text());
+        }
+        ++compared;
+    }
+    return Passed(Bilingual("three runs on each of %1 types", "drei Läufe mit jedem von %1 Typen")
+                      .With({std::to_string(compared)}));
+}
+
+Finding CheckEmptyBlocks(CheckSubject& subject) {
+    return SurviveAll(subject, {{COMPLETE, 0}, {START, 0}, {BUSY, 0}, {BUSY, 16}, {STOP, 0}},
+                      {"blocks without values", "Blöcke ohne Werte"});
+}
+
+Finding CheckHugeBlocks(CheckSubject& subject) {
+    return SurviveAll(subject, {{COMPLETE, 1000000}},
+                      {"blocks of a million values", "Blöcke von einer Million Werten"}, MOST_HUGE);
+}
+
+Finding CheckNotANumber(CheckSubject& subject) {
+    SurviveAll(subject, {{COMPLETE, 100, Content::NotFinite}, {START, 5, Content::NotFinite}, {STOP, 5}},
+               {"values that are not finite", "nicht endliche Werte"});
+    SurviveAll(subject, {{START, 64}, {BUSY, 64, Content::Extreme}, {STOP, 64, Content::Extreme}},
+               {"the largest and smallest numbers", "die größten und kleinsten Zahlen"});
+    return SurviveAll(subject,
+                      {{COMPLETE, 32, Content::Signal, true}, {COMPLETE, 32, Content::NotFinite, true}},
+                      {"metadata that make no sense", "unsinnige Metadaten"});
+}
+
+}  // namespace host::check

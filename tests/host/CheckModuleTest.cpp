@@ -1,0 +1,171 @@
+// The program's check of module libraries: what is faulty is named, and nothing takes the checker down.
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+struct Answer {
+    int code = -1;
+    std::string text;
+    Json report;
+};
+
+std::string ReadAll(const fs::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+Answer Check(const std::string& arguments) {
+    Answer answer;
+    const std::string command = "ASAN_OPTIONS=handle_segv=0 '" SIGWEAVE_PROGRAM "' check-module " +
+                                arguments + " >out 2>&1 </dev/null; echo $? >code";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    answer.code = std::stoi(ReadAll("code"));
+    answer.text = ReadAll("out");
+    answer.report = Json::parse(answer.text, nullptr, false);
+    return answer;
+}
+
+std::vector<Json> ChecksOf(const Answer& answer, const char* status) {
+    std::vector<Json> found;
+    for (const Json& check : answer.report["checks"])
+        if (check["status"] == status) found.push_back(check);
+    return found;
+}
+
+struct Faulty {
+    const char* library;
+    const char* check;
+    const char* reason;
+};
+
+class FaultyLibrary : public testing::TestWithParam<Faulty> {};
+
+TEST_P(FaultyLibrary, IsCaughtByTheRightCheckAlone) {
+    const auto& [library, check, reason] = GetParam();
+    const Answer answer =
+        Check(std::string(TEST_LIBRARIES "/") + library + ".so --report json --time-limit 8");
+    if (answer.text.find("under a sanitizer") != std::string::npos && check == std::string("leaks"))
+        GTEST_SKIP() << "memory is not measured";
+    ASSERT_EQ(answer.code, 1) << answer.text;
+    const std::vector<Json> failed = ChecksOf(answer, "failed");
+    ASSERT_EQ(failed.size(), 1u) << answer.text;
+    EXPECT_EQ(failed[0]["check"], check);
+    EXPECT_THAT(failed[0]["reason"], HasSubstr(reason));
+    EXPECT_NE(failed[0]["remedy"], "");
+}
+
+constexpr Faulty FAULTY[] = {
+    {"broken/NoEntryPoints", "entry-points", "TCModuleLibrary_GetCount"},
+    {"broken/NewerVersion", "versions", "900"},
+    {"faulty/DuplicateId", "ids", "twice"},
+    {"faulty/MalformedType", "ports", "FLOAT["},
+    {"faulty/DefaultOutsideLimits", "parameters", "200"},
+    {"faulty/ChangedParameter", "parameters", "'100' comes back as '50'"},
+    {"faulty/ThrowsInExecute", "run", "nobody catches this"},
+    {"faulty/ExitsInExecute", "run", "exit code 0"},
+    {"faulty/LoopsInExecute", "run", "no end within 8 s"},
+    {"faulty/ClosesEverything", "run", "file descriptors"},
+    {"faulty/NoSecondInit", "init-done", "the device is in use"},
+    {"faulty/UnequalRuns", "equal-runs", "output 0, block 1"},
+    {"faulty/LeakedModules", "leaks", "bytes behind"},
+    {"faulty/CrashOnEmptyBlock", "empty-blocks", "SIGSEGV"},
+    {"faulty/AbortOnHugeBlock", "huge-blocks", "SIGABRT"},
+    {"faulty/LoopOnNotANumber", "not-a-number", "no end within 8 s"},
+    {"faulty/CrashOnRareOrder", "random-calls", "SIGSEGV"},
+    {"faulty/PrintsToStandardOutput", "standard-output", "look at me"},
+};
+
+std::string NameOf(const testing::TestParamInfo<Faulty>& info) {
+    return fs::path(info.param.library).filename().string();
+}
+
+INSTANTIATE_TEST_SUITE_P(CheckModule, FaultyLibrary, testing::ValuesIn(FAULTY), NameOf);
+
+TEST(CheckModule, RepeatsTheRandomCallsOfASeed) {
+    const std::string library = TEST_LIBRARIES "/faulty/CrashOnRareOrder.so --report json";
+    const Json first = ChecksOf(Check(library), "failed").at(0);
+    const Answer again = Check(library + " --reproduce " + first["seed"].get<std::string>());
+    EXPECT_EQ(again.code, 1);
+    EXPECT_EQ(ChecksOf(again, "failed").at(0)["step"], first["step"]);
+    EXPECT_EQ(again.report["calls"].back(), "Interrupt");
+}
+
+TEST(CheckModule, TellsPlainlyWhatIsNotThere) {
+    const std::string gain = SIGWEAVE_EXAMPLE_DIR "/gain.so ";
+    EXPECT_EQ(Check("no-such-library.so").code, 2);
+    EXPECT_EQ(Check(gain + "--time-limit 0").code, 2);
+    EXPECT_THAT(Check(gain + "--set factr=3").text, HasSubstr("did you mean 'factor'?"));
+    EXPECT_THAT(Check(gain + "--module Gian").text, HasSubstr("did you mean 'Gain'?"));
+    const Answer german = Check("--language de " SIGWEAVE_MODULE_DIR "/sound-file.so");
+    EXPECT_EQ(german.code, 0);
+    EXPECT_THAT(german.text, HasSubstr("nie gelaufen: SoundFile"));
+}
+
+struct Good {
+    const char* library;
+    const char* settings;
+    std::vector<std::string> notApplicable;
+};
+
+class GoodLibrary : public testing::TestWithParam<Good> {};
+
+TEST_P(GoodLibrary, PassesEveryCheckThatApplies) {
+    const auto& [library, settings, notApplicable] = GetParam();
+    const Answer answer = Check(std::string(library) + ".so --report json --time-limit 60 " + settings);
+    EXPECT_EQ(answer.code, 0) << answer.text;
+    std::vector<std::string> others;
+    for (const Json& check : ChecksOf(answer, "not applicable"))
+        if (check["check"] != "leaks") others.push_back(check["check"]);  // not measured under a sanitizer
+    EXPECT_EQ(others, notApplicable) << answer.text;
+}
+
+const std::vector<std::string> OF_A_SOURCE = {"empty-blocks", "huge-blocks", "not-a-number"};
+
+const Good GOOD[] = {
+    {SIGWEAVE_EXAMPLE_DIR "/gain", "", {}},
+    {SIGWEAVE_MODULE_DIR "/align", "", {}},
+    {SIGWEAVE_MODULE_DIR "/bus-join", "", {"parameters"}},
+    {SIGWEAVE_MODULE_DIR "/bus-select", "", {}},
+    {SIGWEAVE_MODULE_DIR "/csv-writer", "", {}},
+    {SIGWEAVE_MODULE_DIR "/filter", "", {}},
+    {SIGWEAVE_MODULE_DIR "/generator", "", OF_A_SOURCE},
+    {SIGWEAVE_MODULE_DIR "/math", "", {}},
+    {SIGWEAVE_MODULE_DIR "/plot", "", {}},
+    {SIGWEAVE_MODULE_DIR "/reblock", "", {}},
+    {SIGWEAVE_MODULE_DIR "/spectrum", "", {}},
+    {SIGWEAVE_MODULE_DIR "/statistics", "", {"parameters"}},
+    {SIGWEAVE_MODULE_DIR "/xml-player", "--set file=" SIGWEAVE_EXAMPLES "/steps.xml", OF_A_SOURCE},
+    {SIGWEAVE_MODULE_DIR "/xml-recorder", "", {}},
+};
+
+INSTANTIATE_TEST_SUITE_P(CheckModule, GoodLibrary, testing::ValuesIn(GOOD), [](const auto& info) {
+    std::string name = fs::path(info.param.library).filename().string();
+    std::erase(name, '-');
+    return name;
+});
+
+TEST(CheckModule, RunsASourceWithTheFileThatItIsGiven) {
+    // RIFF, 1 channel of 8 bits at 8000 Hz, 64 samples
+    std::string wav(
+        "RIFF\x64\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x40\x1F\0\0\1\0\x08\0data\x40\0\0\0", 44);
+    std::ofstream("tone.wav", std::ios::binary) << wav + std::string(64, 'a');
+    const Answer answer =
+        Check(SIGWEAVE_MODULE_DIR "/sound-file.so --set file=tone.wav --report json --time-limit 60");
+    EXPECT_EQ(answer.code, 0) << answer.text;
+    EXPECT_EQ(ChecksOf(answer, "not applicable").size(), OF_A_SOURCE.size()) << answer.text;
+}
+
+}  // namespace
