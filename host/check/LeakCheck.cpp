@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <optional>
 #include <vector>
 
@@ -11,31 +12,39 @@ namespace {
 
 using tc::Bilingual;
 
-constexpr int ROUNDS = 5;
-constexpr int ROUNDS_UNSEEN = 2;  // they fill caches
-constexpr int MODULES_A_ROUND = 100;
-constexpr int RUNS_A_ROUND = 4;
+constexpr int ROUNDS = 10;
+constexpr int ROUNDS_UNSEEN = 4;  // they fill caches, those of the allocator too
+constexpr int LEAST_ROUNDS = 7;   // before time may end the measuring
+constexpr int MODULES_A_ROUND = 50;
+constexpr int RUNS_A_ROUND = 3;
+constexpr double SHARE_OF_TIME = 0.3;  // of the limit, for each measuring
 
 // Memory that grows in every round, by at least this much a turn, is lost; caches grow once and stay.
 constexpr std::int64_t LEAST_LEAK = 8;
 
-// Bytes that each turn leaves behind; 0 when memory stays level.
+struct Loss {
+    std::int64_t bytes = 0;  // that each turn leaves behind; 0 when memory stays level
+    int turns = 0;           // that were done
+};
+
 template <class Turn>
-std::int64_t LostBytes(int turns, Turn turn) {
+Loss Measure(int turns, double seconds, Turn turn) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     std::int64_t before = 0;
     std::int64_t least = 0;
-    for (int round = 0; round < ROUNDS; ++round) {
+    int round = 0;
+    for (; round < ROUNDS && (round < LEAST_ROUNDS || std::chrono::steady_clock::now() < end); ++round) {
         for (int i = 0; i < turns; ++i) turn();
         const std::int64_t now = tc::HeapInUse();
         if (round == ROUNDS_UNSEEN) least = now - before;
         if (round > ROUNDS_UNSEEN) least = std::min(least, now - before);
         before = now;
     }
-    return least >= LEAST_LEAK * turns ? least / turns : 0;
+    return {least >= LEAST_LEAK * turns ? least / turns : 0, round * turns};
 }
 
-void MustBeNone(std::int64_t lost, const Bilingual& sentence, const Bilingual& remedy) {
-    if (lost > 0) Fail(sentence.With({std::to_string(lost)}), remedy.Text());
+void MustBeNone(const Loss& loss, const Bilingual& sentence, const Bilingual& remedy) {
+    if (loss.bytes > 0) Fail(sentence.With({std::to_string(loss.bytes)}), remedy.Text());
 }
 
 // None when the module cannot be run with the settings it has.
@@ -47,10 +56,10 @@ std::optional<Wiring> WiringToRun(CheckSubject& subject) {
     }
 }
 
-std::int64_t LostByRuns(CheckSubject& subject, const Wiring& wiring) {
+Loss LossOfRuns(CheckSubject& subject, const Wiring& wiring, double seconds) {
     Stand stand(subject);
     stand.Wire(wiring);
-    return LostBytes(RUNS_A_ROUND, [&] {
+    return Measure(RUNS_A_ROUND, seconds, [&] {
         Stand::ClearFolder();
         BlockMaker maker(SIGNAL_SEED);
         stand.Run(maker, LongSignal(), nullptr);
@@ -64,9 +73,11 @@ Finding CheckLeaks(CheckSubject& subject) {
         DoesNotApply(Bilingual("memory cannot be measured under a sanitizer",
                                "unter einem Sanitizer lässt sich der Speicher nicht messen")
                          .Text());
+    const double seconds = subject.Options().timeLimit * SHARE_OF_TIME;
     subject.Scene(Bilingual("modules created and deleted", "Module erzeugt und gelöscht").Text());
+    const Loss created = Measure(MODULES_A_ROUND, seconds, [&] { subject.Create(1); });
     MustBeNone(
-        LostBytes(MODULES_A_ROUND, [&] { subject.Create(1); }),
+        created,
         {"each module that is created and deleted leaves %1 bytes behind",
          "jedes erzeugte und gelöschte Modul lässt %1 Byte zurück"},
         {"TCModuleLibrary_Delete must delete the module as its class, and its destructor what it owns",
@@ -74,18 +85,13 @@ Finding CheckLeaks(CheckSubject& subject) {
          "gehört"});
     const std::optional<Wiring> wiring = WiringToRun(subject);
     subject.Scene(Bilingual("runs, one after the other", "Läufe nacheinander").Text());
-    if (wiring)
-        MustBeNone(LostByRuns(subject, *wiring),
-                   {"each run leaves %1 bytes behind", "jeder Lauf lässt %1 Byte zurück"},
-                   {"Done must give back all that Init and Execute took",
-                    "Done muss alles zurückgeben, was Init und Execute nahmen"});
-    static constexpr Bilingual MODULES("%1 modules created and deleted: memory stays level",
-                                       "%1 Module erzeugt und gelöscht: der Speicher bleibt gleich");
-    static constexpr Bilingual BOTH("%1 modules created and deleted, %2 runs: memory stays level",
-                                    "%1 Module erzeugt und gelöscht, %2 Läufe: der Speicher bleibt gleich");
-    const std::string modules = std::to_string(ROUNDS * MODULES_A_ROUND);
-    return Passed(wiring ? BOTH.With({modules, std::to_string(ROUNDS * RUNS_A_ROUND)})
-                         : MODULES.With({modules}));
+    const Loss ran = wiring ? LossOfRuns(subject, *wiring, seconds) : Loss{};
+    MustBeNone(ran, {"each run leaves %1 bytes behind", "jeder Lauf lässt %1 Byte zurück"},
+               {"Done must give back all that Init and Execute took",
+                "Done muss alles zurückgeben, was Init und Execute nahmen"});
+    return Passed(Bilingual("%1 modules created and deleted, %2 runs: memory stays level",
+                            "%1 Module erzeugt und gelöscht, %2 Läufe: der Speicher bleibt gleich")
+                      .With({std::to_string(created.turns), std::to_string(ran.turns)}));
 }
 
 }  // namespace host::check

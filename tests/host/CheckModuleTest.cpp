@@ -151,11 +151,13 @@ const Good GOOD[] = {
     {SIGWEAVE_MODULE_DIR "/xml-recorder", "", {}},
 };
 
-INSTANTIATE_TEST_SUITE_P(CheckModule, GoodLibrary, testing::ValuesIn(GOOD), [](const auto& info) {
-    std::string name = fs::path(info.param.library).filename().string();
+std::string NameOfGood(const testing::TestParamInfo<Good>& tested) {
+    std::string name = fs::path(tested.param.library).filename().string();
     std::erase(name, '-');
     return name;
-});
+}
+
+INSTANTIATE_TEST_SUITE_P(CheckModule, GoodLibrary, testing::ValuesIn(GOOD), NameOfGood);
 
 TEST(CheckModule, RunsASourceWithTheFileThatItIsGiven) {
     // RIFF, 1 channel of 8 bits at 8000 Hz, 64 samples
