@@ -97,13 +97,15 @@ bool WriteFile(const std::string& path, const std::string& content, int& number)
     return written;
 }
 
-std::string ReadFile(const std::string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
+// What a shell command writes, and whether it succeeded.
+bool ReadOutput(const std::string& command, std::string& output) {
+    std::FILE* const pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return false;
+    char part[65536];
+    while (const std::size_t count = std::fread(part, 1, sizeof part, pipe)) output.append(part, count);
+    return pclose(pipe) == 0;
 }
 
-// gnuplot does not say when the disk is full.
 bool IsWhole(const std::string& picture) {
     const std::string end = picture.substr(picture.size() - std::min<std::size_t>(picture.size(), 12));
     return end.find("</svg>") != std::string::npos || end.find("IEND") != std::string::npos;
@@ -147,16 +149,11 @@ bool RunGnuplot(const std::string& script, const std::string& path, std::string&
         error = WhyNoTemporaryFile(scriptFile, number);
         return false;
     }
-    const std::string picture = scratch.File("picture");
-    const std::string command = "cd " + ShellWord(fs::path(picture).parent_path().string()) +
-                                " && gnuplot -d script >/dev/null 2>messages </dev/null";
-    const bool ran = std::system(command.c_str()) == 0;
-    const std::string content = ReadFile(picture);
-    if (ran && IsWhole(content)) return PutInPlace(content, path, error);
-    if (ran && !content.empty()) {
-        error = WhyNoTemporaryFile(picture, ENOSPC);
-        return false;
-    }
+    // Through a pipe, for gnuplot does not say when the disk is full, and may go on behind a gap.
+    const std::string folder = fs::path(scriptFile).parent_path().string();
+    const std::string command = "cd " + ShellWord(folder) + " && gnuplot -d script 2>messages </dev/null";
+    std::string picture;
+    if (ReadOutput(command, picture) && IsWhole(picture)) return PutInPlace(picture, path, error);
     std::string reason = LastComplaint(messages);
     if (reason.empty()) reason = Bilingual("it gave no reason", "es nannte keinen Grund").Text();
     error = Bilingual("gnuplot made no picture: %1", "gnuplot erzeugte kein Bild: %1").With({reason});

@@ -7,7 +7,7 @@ namespace tc {
 // False when no program "gnuplot" is found through PATH.
 bool HasGnuplot();
 
-// Runs the script, for which `picture` is the output file, and puts the picture at `path`, whole or not at
+// Runs the script, which writes to the standard output, and puts the picture at `path`, whole or not at
 // all. False with the reason in `error`.
 bool RunGnuplot(const std::string& script, const std::string& path, std::string& error);
 

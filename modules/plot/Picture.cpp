@@ -255,7 +255,7 @@ std::string Header(const Layout& layout, const std::string& title, bool png) {
     const std::string size = std::to_string(layout.width) + "," + std::to_string(layout.height);
     return std::string("set encoding utf8\nset terminal ") + (png ? "pngcairo" : "svg") +
            " noenhanced size " + size +
-           " font \"sans-serif,13\" background rgb \"white\"\nset output \"picture\"\n"
+           " font \"sans-serif,13\" background rgb \"white\"\n"
            "set border 3 lc rgb \"#606060\"\nset tics nomirror out scale 0.6 textcolor rgb \"#303030\"\n"
            "set title offset 0,-0.7\nset grid lc rgb \"#d8d8d8\" lt 1 lw 0.6\nset key horizontal samplen 1\n"
            "set lmargin at screen " +
@@ -286,7 +286,7 @@ std::string PictureScript(const std::vector<PictureSignal>& signals, const Pictu
     for (std::size_t i = 0; i < panels.size(); ++i) {
         script += layout.Edges(static_cast<int>(i)) + PanelScript(panels[i], options, layout.IsCompact());
     }
-    return script + "unset multiplot\nunset output\n";
+    return script + "unset multiplot\n";
 }
 
 int LeastHeight(int panels) {
