@@ -59,8 +59,6 @@ class Scheduler {
     struct Line {
         int from;  // positions
         int to;
-        int output;  // port indexes
-        int input;
         TCIOStream* receiver;  // the input's own stream
         bool first;            // the first line of its output
         int elementSize;       // bytes, for the throughput
