@@ -34,8 +34,9 @@ class ModuleRun {
             if (i < most || i == count - 1) Wire(i);
     }
 
-    // Works until the module has nothing to do or that many samples have come out; then ends the run.
-    void Play(std::int64_t mostSamples) {
+    // Works until the module has nothing to do or that many samples have come out; then ends the run. False
+    // when it failed.
+    bool Play(std::int64_t mostSamples) {
         module->GetMessageA(TCPortHelper::MESSAGE_RUNNING, 1);
         int code = module->Init();
         while (code >= 0 && samples < mostSamples && module->Fetch() == 0) {
@@ -47,6 +48,7 @@ class ModuleRun {
         Require(code >= 0 || hasReason, "a run fails for a reason");
         Require(module->Done() >= 0, "a run can be ended");
         module->GetMessageA(TCPortHelper::MESSAGE_RUNNING, 0);
+        return code >= 0;
     }
 
     // Of the first output.

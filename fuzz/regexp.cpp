@@ -10,10 +10,19 @@
 namespace {
 
 constexpr std::size_t LONGEST_PATTERN = 24;
-constexpr std::size_t LONGEST_TEXT = 16;
+constexpr std::size_t LONGEST_TEXT = 10;
 
-// Whether the expression can be tried in few ways.
+bool Holds(const std::string& pattern, const char* part) {
+    return pattern.find(part) != std::string::npos;
+}
+
+// Whether the expression can be tried in few ways, and none of them is empty.
 bool IsCheap(const std::string& pattern) {
+    for (const char* empty : {"(|", "|)", "||", "()", "{0"})
+        if (Holds(pattern, empty)) return false;
+    const std::size_t brace = pattern.find('{');
+    if (brace != std::string::npos && pattern.find_first_of("0123456789{", brace + 2) != std::string::npos)
+        return false;
     const auto repeats = std::ranges::count_if(pattern, [](char c) { return std::strchr("*+?{", c); });
     return repeats <= 3 && std::ranges::count(pattern, '|') + std::ranges::count(pattern, '\n') <= 3;
 }

@@ -37,10 +37,10 @@ bool IsSign(char c) {
     return c == '+' || c == '-';
 }
 
-// Settles base 0 by the prefix and skips that; false when there is no number.
+// Settles base 0 by the prefix and skips that; false when there is no number or no such base.
 bool FindBase(const char*& p, int& base) {
     if (p == nullptr) return false;
-    if (base != 0) return true;
+    if (base != 0) return base >= 2 && base <= 36;
     if (p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) {
         base = 16;
         p += 2;

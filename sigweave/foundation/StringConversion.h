@@ -11,8 +11,8 @@
 // --- Integers
 
 // Read an integer of 32 bits at `p` and move `p` past it; beyond the range the nearest limit is answered.
-// With base 0 a prefix 0x means 16 and a sign or a digit 10; on anything else, and for a null `p`, the answer
-// is 0 and `p` stays.
+// With base 0 a prefix 0x means 16 and a sign or a digit 10; on anything else, for a null `p` and for a base
+// that is not 2 to 36, the answer is 0 and `p` stays.
 TC_API int GetNumber(const char*& p, int base);
 TC_API unsigned long GetNumberU(const char*& p, int base);
 

@@ -161,7 +161,7 @@ constexpr std::array<Token, TCFormatTime::Percent + 1> TOKENS = {{
     {"%MM", TCFormatTime::DAY,
      [](char* at, char* end, const Moment& m) { return PutNumber(at, end, m.calendar.tm_mon + 1, 2); }},
     {"%yy", TCFormatTime::DAY,
-     [](char* at, char* end, const Moment& m) { return PutNumber(at, end, m.Year() % 100, 2); }},
+     [](char* at, char* end, const Moment& m) { return PutNumber(at, end, (m.Year() % 100 + 100) % 100, 2); }},
     {"%PP", TCFormatTime::HOUR,
      [](char* at, char* end, const Moment& m) { return PutHalfOfDay(at, end, m); }},
     {"%h", TCFormatTime::HOUR,

@@ -34,8 +34,10 @@ std::string CalendarText(double milliseconds) {
     return std::string(text, 24);
 }
 
+// A name with a zero byte ends there, but its line does not.
 void WriteLine(CArchive& archive, const std::string& text) {
-    archive.WriteString((text + '\n').c_str());
+    archive.WriteString(text.c_str());
+    archive.WriteString("\n");
 }
 
 void ReadLine(CArchive& archive, char (&line)[LINE_LENGTH + 1]) {

@@ -69,6 +69,10 @@ TEST_F(FormatTime, CutsToTheBuffer) {
     EXPECT_EQ(TCFormatTime::FormatTime(nullptr, 9, "%yyyy", MARCH, 0), 0);
 }
 
+TEST_F(FormatTime, CountsCenturiesBeforeTheFirst) {
+    EXPECT_EQ(Text("%yy", -7e13), "51") << "the year -249";
+}
+
 TEST_F(FormatTime, KnowsWeeksAtTheTurnOfTheYear) {
     struct Row {
         double seconds;

@@ -67,6 +67,15 @@ TEST(TCTypeInfo, ArchiveForm) {
     EXPECT_EQ(Record(loaded), Record(Speed()));
 }
 
+TEST(TCTypeInfo, ArchiveFormHasALineForEveryName) {
+    std::ostringstream text;
+    CArchive storing(text);
+    TCTypeInfo ti;
+    ti.SetSignalnameString(std::string("a\0b", 3));
+    ti.Serialize(storing);
+    EXPECT_EQ(text.str(), "0\n1.000000\n1.000000e+00\n\n0\n1\na\n");
+}
+
 TEST(TCTypeInfo, ArchiveFormIsForgivingAboutUnitsOnly) {
     std::istringstream odd(" +5 ms\r\n1e400\n2\nno unit\n0\n1\n" + std::string(1000, 'n'));
     CArchive loading(odd);
