@@ -31,7 +31,7 @@ struct Answer {
 class Program : public testing::Test {
  protected:
     void SetUp() override {
-        folder = fs::path(testing::TempDir()) /
+        folder = fs::current_path() /
                  (std::string("sigweave-") + testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(folder);
         fs::create_directories(folder);
