@@ -21,7 +21,8 @@ struct Section {
     double low = 0.0;
 };
 
-// Sections behind one another, and their states, which stay from one call to the next.
+// Sections behind one another, and their states, which stay from one call to the next: how samples are shared
+// out among calls makes no difference, to the last bit.
 class SectionCascade {
  public:
     SectionCascade() = default;
@@ -41,10 +42,13 @@ class SectionCascade {
         double s2 = 0.0;
     };
 
+    void Silence();
+    void RunAll(const double* input, double* output, int count);
     template <int COUNT>
     static void RunStages(Stage* stages, const double* input, double* output, int count);
 
     std::vector<Stage> stages;
+    int untilSilenced = 0;  // samples
 };
 
 }  // namespace tc
