@@ -131,6 +131,7 @@ std::string RelativePath(const char* basePath, const char* path) {
     const std::string given = PreparePath(path);
     if (given.empty()) return {};
     std::string full = PathRootLength(given) == 0 ? AbsolutePath(basePath, given.c_str()) : Canonical(given);
+    if (full.empty()) return ".";  // a base folder without a name
     const std::string folder = Canonical(PreparePath(basePath));
     if (folder.empty()) return MarkRelative(std::move(full));
     const bool isClosed = EndsWithSeparator(full);

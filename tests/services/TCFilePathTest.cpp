@@ -50,6 +50,7 @@ TEST(PathArithmetic, MakesPathsRelative) {
                             {"C:\\data", "", ""},
                             {".\\data", "f.txt", ".\\f.txt"},
                             {"", "f.txt", ".\\f.txt"},
+                            {"", "a\\..", "."},
                             {"", "\\f.txt", "\\f.txt"},
                             {"/", "/home/x", ".\\home\\x"},
                             {"/", "\\\\srv\\x", "\\\\srv\\x"},
