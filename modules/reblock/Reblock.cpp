@@ -60,16 +60,17 @@ int Reblock::Take(unsigned input) {
     if (const int taken = portHelper->TakeBlock(input); taken <= 0) return taken;
     const TCTypeInfo& ti = *portHelper->LastTypeInfo(input);
     const TCBLOCKSTATUS state = ti.GetState() == INVALID ? COMPLETE : ti.GetState();
-    if (tc::BeginsSignal(state) && signal.IsOpen()) {
+    const bool replaces = tc::BeginsSignal(state) && signal.IsOpen();
+    if (replaces) {
         if (const int code = Send(input, true); code < 0) return code;
     }
     if (const int code = CheckMetadata(input, ti); code < 0) return code;
     signal.arrived = ti;
-    signal.begins = tc::BeginsSignal(state);
+    signal.begins = tc::BeginsSignal(state) || (signal.begins && !signal.ends);  // that one had no samples
     signal.ends = tc::EndsSignal(state);
     signal.SetTime(portHelper->SyncTime());
     signal.values = portHelper->AccessDblData(input, signal.left);
-    return 1;
+    return replaces ? 0 : 1;  // receivers take the end of one signal before the next one comes
 }
 
 int Reblock::CheckMetadata(unsigned input, const TCTypeInfo& ti) {

@@ -59,9 +59,11 @@ TEST_F(Reblock, EndsEverySignalWithItsLastSample) {
     EXPECT_TRUE(bench.Feed(0, Ramp(4), {}, 2, true, false));    // the end has no samples
     EXPECT_TRUE(bench.Send(0, Metadata(STOP, 2e6), {}));        //
     EXPECT_TRUE(bench.Feed(0, Ramp(5), {}, 5, true, false));    // without an end
-    EXPECT_TRUE(bench.Feed(0, Ramp(6), {}, 3));                 //
-    EXPECT_EQ(bench.States(0), "START STOP COMPLETE COMPLETE COMPLETE START STOP START STOP");
-    EXPECT_EQ(bench.Samples(0).size(), 8u + 3 + 1 + 4 + 5 + 6);
+    EXPECT_TRUE(bench.Feed(0, Ramp(9), {}, 9, true, false));    // in the way of one that is sent at once
+    EXPECT_TRUE(bench.Send(0, Metadata(START, 3e6), {}));       // begins without samples
+    EXPECT_TRUE(bench.Send(0, Metadata(STOP, 3e6), Ramp(6)));   //
+    EXPECT_EQ(bench.States(0), "START STOP COMPLETE COMPLETE COMPLETE START STOP START BUSY STOP START STOP");
+    EXPECT_EQ(bench.Samples(0).size(), 8u + 3 + 1 + 4 + 5 + 9 + 6);
     EXPECT_TRUE(bench.Feed(0, Ramp(5), {"broken"}, 5, true, false) && bench.Finish());
     EXPECT_THAT(ModuleBench::TakeWarnings(), HasSubstr("broken: the signal did not end; 1 samples"));
 }
