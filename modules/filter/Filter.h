@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -37,9 +38,9 @@ class Filter final : public TCBaseModuleEx {
  private:
     struct Channel {
         tc::SectionCascade cascade;
-        double rate = 0.0;  // that the cascade is made for; 0: none yet
-        bool open = false;  // the signal's end has not come yet
-        bool told = false;  // that it has values that are not finite
+        double rate = std::numeric_limits<double>::quiet_NaN();  // that the cascade is made for
+        bool open = false;                                       // the signal's end has not come yet
+        bool told = false;                                       // that it has values that are not finite
         TCTypeInfo metadata;
     };
 

@@ -137,6 +137,7 @@ int Math::Begin() {
 }
 
 bool Math::CheckTimes(std::string& error) const {
+    if (!tc::CheckRate(*portHelper, 0, Metadata(0), error)) return false;
     const double rate = Metadata(0).GetSamplerate();
     const double time = Metadata(0).GetTimestamp();
     for (std::size_t i = 1; i < inputs.size() && error.empty(); ++i) {

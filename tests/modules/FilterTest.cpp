@@ -205,6 +205,12 @@ TEST_F(Filter, HoldsForOneSamplerate) {
                 testing::HasSubstr("changes its samplerate within a signal, from 2000 to 1000"));
 }
 
+TEST_F(Filter, RefusesASignalWithoutASamplerate) {
+    ASSERT_TRUE(bench.Set("corner=100"));
+    EXPECT_FALSE(bench.Run({1.0, 2.0}, {"test", 0.0}));
+    EXPECT_THAT(bench.Error(), testing::HasSubstr("has the samplerate 0"));
+}
+
 TEST_F(Filter, RecoversFromWhatIsNotFinite) {
     std::vector<double> samples(3000, 1.0);
     samples[1500] = std::numeric_limits<double>::quiet_NaN();
