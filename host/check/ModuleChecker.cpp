@@ -282,7 +282,7 @@ void ModuleChecker::JudgeStandardOutput(const std::string& module) {
     if (!printed.empty())
         finding = {Finding::FAILED,
                    Bilingual("it printed there in '%1': %2", "es schrieb dorthin in '%1': %2")
-                       .With({printedIn, LastLine(printed)}),
+                       .With({printedIn, printed.substr(0, std::min(printed.find('\n'), MOST_QUOTED))}),
                    Bilingual("standard output belongs to the host's report; send texts with TCModuleMessage",
                              "die Standardausgabe gehört dem Bericht des Programms; senden Sie Texte mit "
                              "TCModuleMessage")
