@@ -3,6 +3,7 @@
 #include <clocale>
 #include <csignal>
 #include <iostream>
+#include <optional>
 #include <sstream>
 
 #include "host/CheckModuleCommand.h"
@@ -197,6 +198,75 @@ void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
         ->disable_flag_override();
 }
 
+void AddLanguage(CLI::App& app, std::string& language) {
+    app.add_option(
+           "--language", language,
+           "The language of messages; may also stand behind the command. Default: the profile's, else "
+           "the locale's")
+        ->type_name("en|de");
+}
+
+CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& format) {
+    CLI::App* const run = app.add_subcommand("run", "Checks a graph and runs it");
+    AddGraph(*run, options);
+    AddReportFormat(*run, format);
+    AddRunOptions(*run, options);
+    return run;
+}
+
+CLI::App* AddCheck(CLI::App& app, host::CommandOptions& options) {
+    CLI::App* const check = app.add_subcommand("check", "Tells every mistake of a graph; runs nothing");
+    AddGraph(*check, options);
+    return check;
+}
+
+CLI::App* AddConvert(CLI::App& app, host::CommandOptions& options) {
+    CLI::App* const convert = app.add_subcommand(
+        "convert", "Writes a graph in its other form: parameter text as an XML document, and back");
+    convert->add_option("IN", options.graph, "The graph file")->required()->type_name("");
+    convert->add_option("OUT", options.target, "The file to write; replaced when it is there")
+        ->required()
+        ->type_name("");
+    return convert;
+}
+
+CLI::App* AddDiff(CLI::App& app, host::CommandOptions& options) {
+    CLI::App* const diff = app.add_subcommand(
+        "diff", "Compares two recordings by what they mean and tells the first difference");
+    diff->add_option("A", options.records[0], "A recording")->required()->type_name("");
+    diff->add_option("B", options.records[1], "Another one")->required()->type_name("");
+    return diff;
+}
+
+void AddModules(CLI::App& app, host::CommandOptions& options) {
+    CLI::App* const modules =
+        app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
+    modules->add_option("ID", options.moduleId, "The module to show")->type_name("");
+    AddModulePath(*modules, options);
+}
+
+// Else tells the names that are near.
+bool BeginsWithCommand(const std::vector<std::string>& arguments) {
+    const CStringArray commands = {"run",  "check",   "check-module", "convert",
+                                   "diff", "modules", "new-module",   "profile"};
+    const CStringArray actions = {"list", "get", "set", "delete"};
+    const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
+    return IsCommand(arguments[0], commands) && (!isAction || IsCommand(arguments[1], actions));
+}
+
+// Nothing when a command is to be done, else the exit code.
+std::optional<int> Parse(CLI::App& app, std::vector<std::string> arguments) {
+    try {
+        std::reverse(arguments.begin(), arguments.end());  // the order that CLI11 wants them in
+        app.parse(arguments);
+        return std::nullopt;
+    } catch (const CLI::ParseError& error) {
+        std::ostringstream help;
+        if (app.exit(error, help) != 0) return host::EXIT_WRONG_INPUT;
+        return host::console::Print(help.str()) ? host::EXIT_COMPLETE : host::EXIT_INCOMPLETE;
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -210,33 +280,14 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     app.failure_message(WriteMistake);
     std::string language;  // chosen already, for the messages about the rest; here for the help alone
-    app.add_option(
-           "--language", language,
-           "The language of messages; may also stand behind the command. Default: the profile's, else "
-           "the locale's")
-        ->type_name("en|de");
+    AddLanguage(app, language);
     host::CommandOptions options;
     std::string format = "text";
-    CLI::App* run = app.add_subcommand("run", "Checks a graph and runs it");
-    AddGraph(*run, options);
-    AddReportFormat(*run, format);
-    AddRunOptions(*run, options);
-    CLI::App* check = app.add_subcommand("check", "Tells every mistake of a graph; runs nothing");
-    AddGraph(*check, options);
-    CLI::App* convert = app.add_subcommand(
-        "convert", "Writes a graph in its other form: parameter text as an XML document, and back");
-    convert->add_option("IN", options.graph, "The graph file")->required()->type_name("");
-    convert->add_option("OUT", options.target, "The file to write; replaced when it is there")
-        ->required()
-        ->type_name("");
-    CLI::App* diff = app.add_subcommand(
-        "diff", "Compares two recordings by what they mean and tells the first difference");
-    diff->add_option("A", options.records[0], "A recording")->required()->type_name("");
-    diff->add_option("B", options.records[1], "Another one")->required()->type_name("");
-    CLI::App* modules =
-        app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
-    modules->add_option("ID", options.moduleId, "The module to show")->type_name("");
-    AddModulePath(*modules, options);
+    const CLI::App* run = AddRun(app, options, format);
+    const CLI::App* check = AddCheck(app, options);
+    const CLI::App* convert = AddConvert(app, options);
+    const CLI::App* diff = AddDiff(app, options);
+    AddModules(app, options);
     host::NewModuleOptions newModuleOptions;
     const CLI::App* newModule = AddNewModule(app, newModuleOptions);
     host::check::CheckOptions checkOptions;
@@ -248,22 +299,9 @@ int main(int argc, char** argv) {
         std::cerr << app.help();
         return host::EXIT_WRONG_INPUT;
     }
-    const CStringArray commands = {"run",  "check",   "check-module", "convert",
-                                   "diff", "modules", "new-module",   "profile"};
-    const CStringArray actions = {"list", "get", "set", "delete"};
-    const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
-    if (!IsCommand(arguments[0], commands) || (isAction && !IsCommand(arguments[1], actions)))
-        return host::EXIT_WRONG_INPUT;
-    try {
-        std::reverse(arguments.begin(), arguments.end());  // the order that CLI11 wants them in
-        app.parse(arguments);
-    } catch (const CLI::ParseError& error) {
-        std::ostringstream help;
-        if (app.exit(error, help) != 0) return host::EXIT_WRONG_INPUT;
-        return host::console::Print(help.str()) ? host::EXIT_COMPLETE : host::EXIT_INCOMPLETE;
-    }
-    options.json = format == "json";
-    checkOptions.json = options.json;
+    if (!BeginsWithCommand(arguments)) return host::EXIT_WRONG_INPUT;
+    if (const std::optional<int> ended = Parse(app, arguments)) return *ended;
+    options.json = checkOptions.json = format == "json";
     if (*run) return host::RunGraph(options);
     if (*newModule) return host::WriteNewModule(newModuleOptions);
     if (*checkModule) return host::CheckModuleLibrary(checkOptions);
