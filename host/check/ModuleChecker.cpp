@@ -6,6 +6,7 @@
 #include "host/Console.h"
 #include "host/Guard.h"
 #include "host/HostWindow.h"
+#include "host/Table.h"
 #include "sigweave/foundation/NearNames.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -70,52 +71,45 @@ Finding WhatItFinds(const NamedCheck& check, CheckSubject& subject) {
     return thrown.empty() ? finding : ThrownBy(thrown);
 }
 
-// How a child ended that did not finish.
+struct Ending {
+    ChildEnd::Kind kind;
+    Bilingual reason;  // with the signal, the exit code, the seconds or the system's words
+    Bilingual remedy;
+};
+
+constexpr Ending ENDINGS[] = {
+    {ChildEnd::Kind::Killed,
+     "%1",
+     {"build the library with -g -fsanitize=address,undefined and check it again",
+      "bauen Sie die Bibliothek mit -g -fsanitize=address,undefined und prüfen Sie sie noch einmal"}},
+    {ChildEnd::Kind::Exited,
+     {"it ended the program with exit code %1", "es beendete das Programm mit dem Exitcode %1"},
+     {"answer a negative code in place of exit()", "antworten Sie einen negativen Code statt exit()"}},
+    {ChildEnd::Kind::TimedOut,
+     {"no end within %1 s", "kein Ende binnen %1 s"},
+     {"a call must return; when the work is only long, --time-limit SECONDS",
+      "ein Aufruf muss zurückkehren; dauert die Arbeit nur lange: --time-limit SEKUNDEN"}},
+    {ChildEnd::Kind::Silenced,
+     {"it closed file descriptors that it had not opened",
+      "es schloss Dateideskriptoren, die es nicht geöffnet hatte"},
+     {"close only what the module opened, and once",
+      "schließen Sie nur, was das Modul geöffnet hat, und nur einmal"}},
+    {ChildEnd::Kind::NotStarted,
+     {"the check could not be started (%1)", "die Prüfung ließ sich nicht starten (%1)"},
+     {"look for room in the folder for temporary files",
+      "prüfen Sie den Platz im Ordner für temporäre Dateien"}},
+    {ChildEnd::Kind::Finished, {"the check told nothing", "die Prüfung sagte nichts"}, ""},
+};
+
+// What a child that did not finish says of its module.
 Finding EndedBy(const ChildEnd& end, double timeLimit) {
-    Finding finding{Finding::FAILED, {}, {}};
-    const std::string number = std::to_string(end.number);
-    switch (end.kind) {
-        case ChildEnd::Kind::Killed:
-            finding.reason = end.signal;
-            finding.remedy =
-                Bilingual("build the library with -g -fsanitize=address,undefined and check it again",
-                          "bauen Sie die Bibliothek mit -g -fsanitize=address,undefined und prüfen Sie "
-                          "sie noch einmal")
-                    .Text();
-            break;
-        case ChildEnd::Kind::Exited:
-            finding.reason = Bilingual("it ended the program with exit code %1",
-                                       "es beendete das Programm mit dem Exitcode %1")
-                                 .With({number});
-            finding.remedy = Bilingual("answer a negative code in place of exit()",
-                                       "antworten Sie einen negativen Code statt exit()")
-                                 .Text();
-            break;
-        case ChildEnd::Kind::TimedOut:
-            finding.reason = Bilingual("no end within %1 s", "kein Ende binnen %1 s")
-                                 .With({std::to_string(static_cast<int>(timeLimit + 0.5))});
-            finding.remedy =
-                Bilingual("a call must return; when the work is only long, --time-limit SECONDS",
-                          "ein Aufruf muss zurückkehren; dauert die Arbeit nur lange: --time-limit "
-                          "SEKUNDEN")
-                    .Text();
-            break;
-        case ChildEnd::Kind::Silenced:
-            finding.reason = Bilingual("it closed file descriptors that it had not opened",
-                                       "es schloss Dateideskriptoren, die es nicht geöffnet hatte")
-                                 .Text();
-            finding.remedy = Bilingual("close only what the module opened, and once",
-                                       "schließen Sie nur, was das Modul geöffnet hat, und nur einmal")
-                                 .Text();
-            break;
-        default:
-            finding.reason =
-                Bilingual("the check could not be started (%1)", "die Prüfung ließ sich nicht starten (%1)")
-                    .With({std::error_code(end.number, std::system_category()).message()});
-            finding.remedy = Bilingual("look for room in the folder for temporary files",
-                                       "prüfen Sie den Platz im Ordner für temporäre Dateien")
-                                 .Text();
-    }
+    std::string insert = end.signal;
+    if (end.kind == ChildEnd::Kind::Exited) insert = std::to_string(end.number);
+    if (end.kind == ChildEnd::Kind::TimedOut) insert = NumberText(timeLimit, 6);
+    if (end.kind == ChildEnd::Kind::NotStarted)
+        insert = std::error_code(end.number, std::system_category()).message();
+    const Ending& ending = *std::ranges::find(ENDINGS, end.kind, &Ending::kind);
+    Finding finding{Finding::FAILED, ending.reason.With({insert}), ending.remedy.Text()};
     const std::string said = LastLine(end.errors);
     if (!said.empty()) finding.reason += Bilingual("; it said: %1", "; es sagte: %1").With({said});
     return finding;

@@ -119,7 +119,9 @@ Finding CheckRun(CheckSubject& subject) {
     const std::string counts =
         Bilingual("%1 of %2 types, %3 blocks made", "%1 von %2 Typen, %3 Blöcke erzeugt")
             .With({std::to_string(well), std::to_string(wirings.size()), std::to_string(blocks)});
-    return Passed(refusal.call.empty() ? counts : counts + "; " + ToText(refusal));
+    const std::string madeUp = Stand(subject).MadeUp();
+    const std::string with = madeUp.empty() ? madeUp : Bilingual("; with %1", "; mit %1").With({madeUp});
+    return Passed(counts + with + (refusal.call.empty() ? "" : "; " + ToText(refusal)));
 }
 
 Finding CheckInitDone(CheckSubject& subject) {

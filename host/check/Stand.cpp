@@ -107,7 +107,7 @@ void Stand::MakeUpSettings() {
         TCString ignored;
         if (value.empty() || !extended->SetParameter(parameter.name, value.c_str(), ignored)) continue;
         if (parameter.kind == TCModuleParameter::OUTPUT_FILE) files.push_back(parameter.name);
-        madeUp += (madeUp.empty() ? "" : ", ") + std::string(parameter.name) + "=" + value;
+        madeUp.push_back(parameter.name);
     }
     TCString error;
     for (const char* file : OUTPUT_FILES) {
@@ -130,6 +130,14 @@ void Stand::MakeUpSettings() {
                         .Text()};
     finding.neverRan = true;
     throw finding;
+}
+
+std::string Stand::MadeUp() const {
+    std::string text;
+    for (const char* name : madeUp)
+        text +=
+            (text.empty() ? "" : ", ") + std::string(name) + "=" + std::string(extended->GetParameter(name));
+    return text;
 }
 
 bool Stand::Wire(const Wiring& wiring) {
@@ -174,39 +182,52 @@ void Stand::Unwire() {
     lines.clear();
 }
 
+namespace {
+
 // Types are tried on fresh modules, since a port that adopted one keeps it as long as the line is there.
+bool Takes(CheckSubject& subject, int inputs, int input, const LineType& type) {
+    Stand trial(subject);
+    trial.Module().GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, inputs);
+    return trial.Module().ValidatePortType(INPUT, input, type.text.c_str(), type.items) != 0;
+}
+
+// The known types, and those that the inputs name themselves.
+std::vector<LineType> Candidates(TCBaseModule& module) {
+    std::vector<LineType> candidates = LineTypes();
+    for (int input = 0; input < module.GetNoInput(); ++input) {
+        const char* type = nullptr;
+        int items = 0;
+        module.GetPortType(INPUT, input, type, items);
+        if (type != nullptr && CanMake({type, items})) candidates.push_back({type, items});
+    }
+    return candidates;
+}
+
+bool IsSame(const Wiring& a, const Wiring& b) {
+    return std::ranges::equal(a, b, {}, &LineType::text, &LineType::text);
+}
+
+}  // namespace
+
 std::vector<Wiring> Stand::AcceptedWirings(CheckSubject& subject, int inputs) {
     Stand shape(subject);
     shape.Module().GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, inputs);
     const int count = shape.Module().GetNoInput();
     if (count == 0) return {Wiring{}};
-    std::vector<LineType> candidates = LineTypes();
-    for (int input = 0; input < count; ++input) {
-        const char* type = nullptr;
-        int items = 0;
-        shape.Module().GetPortType(INPUT, input, type, items);
-        if (type != nullptr && CanMake({type, items})) candidates.push_back({type, items});
-    }
+    const std::vector<LineType> candidates = Candidates(shape.Module());
     std::vector<Wiring> wirings;
     for (const LineType& candidate : candidates) {
-        Wiring wiring(static_cast<std::size_t>(count));
+        Wiring wiring;
         bool isTaken = false;
         for (int input = 0; input < count; ++input) {
-            Stand trial(subject);
-            trial.Module().GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, inputs);
-            const auto takes = [&](const LineType& type) {
-                return trial.Module().ValidatePortType(INPUT, input, type.text.c_str(), type.items) != 0;
-            };
-            LineType& line = wiring[static_cast<std::size_t>(input)];
-            const bool takesCandidate = takes(candidate);
-            isTaken = isTaken || takesCandidate;
-            const auto other = takesCandidate ? candidates.end() : std::ranges::find_if(candidates, takes);
-            line = takesCandidate ? candidate : other != candidates.end() ? *other : LineType{};
+            const auto takes = [&](const LineType& type) { return Takes(subject, inputs, input, type); };
+            const bool takesIt = takes(candidate);
+            const auto other = takesIt ? candidates.end() : std::ranges::find_if(candidates, takes);
+            wiring.push_back(takesIt ? candidate : other != candidates.end() ? *other : LineType{});
+            isTaken = isTaken || takesIt;
         }
-        const auto same = [&](const Wiring& known) {
-            return std::ranges::equal(known, wiring, {}, &LineType::text, &LineType::text);
-        };
-        if (isTaken && std::ranges::none_of(wirings, same)) wirings.push_back(wiring);
+        const auto isKnown = [&](const Wiring& known) { return IsSame(known, wiring); };
+        if (isTaken && std::ranges::none_of(wirings, isKnown)) wirings.push_back(wiring);
     }
     return wirings;
 }

@@ -45,7 +45,7 @@ class Stand {
     // Whether it may need more than it has to begin a run: a file, or a parameter without default.
     bool NeedsMore() const { return needsMore; }
     // "file=output.csv", the settings that were made up.
-    const std::string& MadeUp() const { return madeUp; }
+    std::string MadeUp() const;
     bool IsSource() { return module->GetTypeOfModule() == 1; }
 
     // Asks for as many inputs as there are types, adds the lines and connects the streams, of all outputs
@@ -89,7 +89,7 @@ class Stand {
     ModulePointer module;
     TCBaseModuleEx* extended = nullptr;
     bool needsMore = false;
-    std::string madeUp;
+    std::vector<const char*> madeUp;  // names of parameters
     Wiring lines;
     int blocksMade = 0;
 };
