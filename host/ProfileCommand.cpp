@@ -136,7 +136,8 @@ class HiveCommand {
     int TellNoSection() const {
         CStringArray sections;
         for (const tc::ProfileEntry& entry : entries)
-            if (sections.empty() || sections.back() != entry.section) sections.push_back(entry.section);
+            if (!entry.section.empty() && (sections.empty() || sections.back() != entry.section))
+                sections.push_back(entry.section);
         console::Error(Bilingual("%1 has no section '%2'; %3", "%1 hat keinen Abschnitt '%2'; %3")
                            .With({profile, options.section, tc::SuggestNames(options.section, sections)}));
         return EXIT_INCOMPLETE;

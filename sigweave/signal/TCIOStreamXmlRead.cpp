@@ -333,6 +333,7 @@ class BlockReader {
 }  // namespace
 
 int TCIOStream::XMLToStream(TCXML& xml) {
+    if (xml.IsError()) return tc::OTHER_TYPE;  // a document that failed to load keeps its reason
     TCXMLNodeList blocks = xml.SelectNodes("Stream/Block");
     BlockReader reader(xml);
     for (int dispatched = 0; !xml.IsError(); ++dispatched) {

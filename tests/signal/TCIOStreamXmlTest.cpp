@@ -201,6 +201,7 @@ TEST(StreamXml, RefusesDamagedAndEndlessDocuments) {
     for (std::size_t size = 0; size < DOCUMENT.size(); ++size) {
         EXPECT_EQ(Read(lines.writer, DOCUMENT.substr(0, size), &error), -2) << size;
         EXPECT_FALSE(error.empty());
+        EXPECT_EQ(error.find("Stream/Block"), error.npos) << "the reason that it does not load stays";
     }
     EXPECT_EQ(Read(lines.writer, Nested(100'000), &error), -2);
     EXPECT_EQ(Read(lines.writer, Nested(256), &error), -2);
