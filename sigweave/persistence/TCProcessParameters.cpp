@@ -75,14 +75,26 @@ int Find(const ParameterText& text, FitsName fitsName, FitsSection fitsSection) 
     return -1;
 }
 
+bool IsLineEnd(char c) {
+    return c == '\r' || c == '\n';
+}
+
 // Behind the header's line: a comment and one delimiter.
 int BehindHeader(const ParameterText& text, const SectionRecord& section) {
     const char* begin = text.Text();
     const char* end = begin + text.Text().GetLength();
     const char* behind = begin + section.last + 2;
     if (const std::ptrdiff_t comment = text.syntax.commentStarts.MatchAt(behind, end); comment != 0)
-        behind = std::find_if(behind + comment, end, [](char c) { return c == '\r' || c == '\n'; });
+        behind = std::find_if(behind + comment, end, IsLineEnd);
     return text.BehindDelimiter(static_cast<int>(behind - begin));
+}
+
+// Behind what goes with a deleted parameter. A line end that is no delimiter and so begins the name ends the
+// comment before it; the parameter's delimiter takes its place.
+int BehindDeleted(const ParameterText& text, const ParameterRecord& parameter) {
+    const std::string_view name = text.NameOf(parameter);
+    const int end = text.EndOf(parameter);
+    return !name.empty() && IsLineEnd(name.front()) ? end : text.BehindDelimiter(end);
 }
 
 // Where a new parameter of the section may stand, the best place first.
@@ -351,7 +363,7 @@ bool TCProcessParameters::DeleteParameter(int index) {
     TableChange change;
     change.parameter = index;
     change.removedParameters = 1;
-    const int end = impl->BehindDelimiter(impl->EndOf(parameter));
+    const int end = BehindDeleted(*impl, parameter);
     return impl->Edit(parameter.first, end - parameter.first, {}, change);
 }
 
@@ -367,7 +379,7 @@ bool TCProcessParameters::DeleteSection(const char* section) {
         const ParameterRecord& parameter = RecordAt(impl->Table().parameters, i);
         kept.append(impl->View().substr(static_cast<std::size_t>(place),
                                         static_cast<std::size_t>(parameter.first - place)));
-        place = impl->BehindDelimiter(impl->EndOf(parameter));
+        place = BehindDeleted(*impl, parameter);
     }
     TableChange change;
     change.parameter = first;

@@ -211,6 +211,9 @@ TEST(TCProcessParameters, SectionsGoWithTheirParametersAndLeaveTheRest) {
     EXPECT_TRUE(text.DeleteSection(text.GetParamSection(2)) && text.DeleteSection(nullptr));
     EXPECT_EQ(TableOf(text), "t.a:1:2|");
     EXPECT_FALSE(text.DeleteSection("s"));
+    text.ParseParamString("a=1\r\n# kept\nb=2\r\n# kept too\r\n");
+    EXPECT_TRUE(text.DeleteParameter(1)) << "its name begins with the line feed";
+    EXPECT_STREQ(text.BuildParamString(), "a=1\r\n# kept\r\n# kept too\r\n");
 }
 
 TEST(TCProcessParameters, LargeAndWildTextsAreReadInOnePass) {
