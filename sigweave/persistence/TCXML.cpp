@@ -29,10 +29,6 @@ const char* Shown(const char* text) {
     return text != nullptr ? text : "";
 }
 
-std::string Reason() {
-    return tc::SystemErrorText(GetLastError());
-}
-
 struct TypeNames {
     xmlElementType type;
     const char* typeName;
@@ -163,11 +159,11 @@ bool TCXML::PreserveWhiteSpace(bool preserve) {
 bool TCXML::Load(const char* path) {
     XmlAccess::Reset(*this, nullptr);
     const tc::XmlFile file = tc::OpenXmlFile(path, "rb");
-    if (file == nullptr) return Fail(tc::NOT_LOADED, Reason().c_str());
+    if (file == nullptr) return Fail(tc::NOT_LOADED, tc::LastSystemErrorText().c_str());
     tc::XmlBuilder builder(keepBlanks);
     while (builder.FeedFrom(*file)) {
     }
-    if (std::ferror(file.get()) != 0) return Fail(tc::NOT_LOADED, Reason().c_str());
+    if (std::ferror(file.get()) != 0) return Fail(tc::NOT_LOADED, tc::LastSystemErrorText().c_str());
     return Take(builder);
 }
 
@@ -194,7 +190,7 @@ bool TCXML::Save(const char* path) {
     if (document == nullptr || xmlDocGetRootElement(document->tree) == nullptr) return Fail(tc::NOT_SAVED);
     if (tc::IsBeyondLimits(xmlDocGetRootElement(document->tree), 1)) return Fail(tc::NOT_SAVED);
     const auto file = tc::ReplacedFile::Open(tc::NativePath(path).c_str());
-    if (file == nullptr) return Fail(tc::NOT_OPENED, Shown(path), Reason().c_str());
+    if (file == nullptr) return Fail(tc::NOT_OPENED, Shown(path), tc::LastSystemErrorText().c_str());
     tc::XmlWriter writer(file->Get());
     writer.Document(document->tree);
     return (writer.Flush() && file->Commit()) || Fail(tc::NOT_SAVED);

@@ -230,7 +230,7 @@ std::string_view XmlBuilder::RootName() const {
 
 xmlDoc* XmlBuilder::Finish() {
     // What the engine waits for the end of, it knows best what is wrong with.
-    if (!failed && !Pending(*context).empty()) Parse({}, true);
+    if (!failed && !IsBlank(Pending(*context))) Parse({}, true);
     if (!failed && context->nodeNr > 0) Fail(XML_ERR_TAG_NOT_FINISHED, UnclosedElement(*context->node));
     if (!failed && xmlDocGetRootElement(context->myDoc) == nullptr)
         Fail(XML_ERR_DOCUMENT_EMPTY, "There is no element");

@@ -21,7 +21,7 @@ namespace {
 
 std::string Reason() {
     static constexpr Bilingual IS_WRITTEN("it is being written", "sie wird gerade geschrieben");
-    return errno == EWOULDBLOCK ? IS_WRITTEN.Text() : SystemErrorText(GetLastError());
+    return errno == EWOULDBLOCK ? IS_WRITTEN.Text() : LastSystemErrorText();
 }
 
 // Around what stands behind the document while it is written.

@@ -221,6 +221,8 @@ TEST_F(XmlDocument, RefusesDamagedAndHostileDocuments) {
         std::string text, reason;
     } rows[] = {
         {"", "There is no element"},
+        {" \n", "There is no element"},
+        {"<a>\n", "ends inside the element 'a'"},
         {"<a/><b/>", "Extra content"},
         {"<a b='1' b='2'/>", "redefined"},
         {"<p:a/>", "prefix p"},

@@ -70,11 +70,22 @@ unsigned long GetLastError() {
 
 namespace tc {
 
+namespace {
+
+std::string TextOf(int error) {
+    char buffer[256];
+    return strerror_r(error, buffer, sizeof buffer);
+}
+
+}  // namespace
+
 std::string SystemErrorText(unsigned long number) {
     const auto twin = std::ranges::lower_bound(TWINS, number, {}, &ErrorTwin::number);
-    if (twin == TWINS.end() || twin->number != number) return {};
-    char buffer[256];
-    return strerror_r(twin->error, buffer, sizeof buffer);
+    return twin != TWINS.end() && twin->number == number ? TextOf(twin->error) : std::string();
+}
+
+std::string LastSystemErrorText() {
+    return TextOf(errno);
 }
 
 }  // namespace tc
