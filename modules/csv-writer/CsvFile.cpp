@@ -43,6 +43,13 @@ bool CsvFile::Finish() {
     return !failed || FailWithReason(failed.value());
 }
 
+void CsvFile::Discard() {
+    if (file == nullptr) return;
+    file.reset();
+    std::error_code ignored;
+    if (part != path) fs::remove(part, ignored);
+}
+
 bool CsvFile::RefuseExisting() {
     std::error_code ignored;
     if (mayReplace || !fs::exists(path, ignored)) return false;

@@ -18,6 +18,8 @@ class CsvFile {
     bool Finish();
     // Closes the file and leaves what there is under the other name.
     void Abandon() { file.reset(); }
+    // Closes the file and leaves nothing of it.
+    void Discard();
 
     bool IsOpen() const { return file != nullptr; }
     // The name under which it is being written.

@@ -50,7 +50,7 @@ CsvWriter::CsvWriter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
 int CsvWriter::Init() {
     std::string error;
     file.Abandon();
-    headerWritten = false;
+    runBegun = headerWritten = false;
     separator = SEPARATORS[ParamChoice("separator")];
     columns.clear();
     columns.resize(static_cast<std::size_t>(GetNoInput()));
@@ -63,6 +63,12 @@ int CsvWriter::Init() {
     const std::string path(ParamStr("file"));
     const bool opened = file.Open(path, GetInstance(), ParamBool("overwrite"));
     return opened ? 0 : Fail(tc::MODULE_FAILED, file.Error().c_str());
+}
+
+// Asked for the first time when all modules have started.
+int CsvWriter::Fetch() {
+    runBegun = true;
+    return TCBaseModuleEx::Fetch();
 }
 
 int CsvWriter::Execute() {
@@ -148,6 +154,7 @@ void CsvWriter::AppendRow(std::string& text) {
 }
 
 int CsvWriter::Done() {
+    if (!runBegun) file.Discard();
     const int closed = file.IsOpen() ? Close() : 0;
     const int code = TCBaseModuleEx::Done();
     return closed < 0 ? closed : code;

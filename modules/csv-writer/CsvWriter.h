@@ -16,8 +16,8 @@
 // and a block that comes later still fails the run. What is ahead of the other columns waits in memory, and
 // beyond some thousand samples in a temporary file, so that memory stays flat.
 //
-// The file has its name only when it is whole (see CsvFile). Its inputs adopt the type of their line, which
-// must be double values.
+// The file has its name only when it is whole (see CsvFile), and none comes to be when the run does not
+// begin. Its inputs adopt the type of their line, which must be double values.
 class CsvWriter final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "CsvWriter";
@@ -31,6 +31,7 @@ class CsvWriter final : public TCBaseModuleEx {
             .Text();
     }
     int Init() override;
+    int Fetch() override;
     int Execute() override;
     int Done() override;
 
@@ -53,6 +54,7 @@ class CsvWriter final : public TCBaseModuleEx {
 
     CsvFile file;
     char separator = ',';
+    bool runBegun = false;
     bool headerWritten = false;
     std::vector<Column> columns;
 };

@@ -53,18 +53,29 @@ void XmlRecorder::OnInputsDeclared(int) {
 
 int XmlRecorder::Init() {
     tracks.clear();
+    begun = false;
     for (unsigned input = 0; input < streams.size(); ++input) {
         if (streams[input] == nullptr) continue;
         Track& track = *tracks.emplace_back(std::make_unique<Track>());
         track.stream = streams[input];
         track.file =
             tc::RecordFile(std::string(ParamStr("file")), static_cast<int>(input) + 1, GetNoInput() == 1);
+        std::error_code ignored;
+        track.replaces = std::filesystem::exists(track.file, ignored);
         std::string error;
         if (!CheckInput(input, track.file, error)) return Fail(tc::MODULE_FAILED, error.c_str());
     }
     const int code = TCBaseModuleEx::Init();
     std::string error;
-    return code < 0 || OpenTracks(error) ? code : Fail(tc::MODULE_FAILED, error.c_str());
+    return code < 0 || OpenTracks(false, error) ? code : Fail(tc::MODULE_FAILED, error.c_str());
+}
+
+// Asked for the first time when all modules have started.
+int XmlRecorder::Fetch() {
+    std::string error;
+    if (!begun && !OpenTracks(true, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    begun = true;
+    return TCBaseModuleEx::Fetch();
 }
 
 // All of them before any file is touched.
@@ -96,10 +107,11 @@ bool XmlRecorder::CheckInput(unsigned input, const std::string& file, std::strin
     return error.empty();
 }
 
-bool XmlRecorder::OpenTracks(std::string& error) {
+bool XmlRecorder::OpenTracks(bool replacing, std::string& error) {
     unsigned input = 0;
     for (const auto& track : tracks) {
         while (streams[input] != track->stream) ++input;
+        if (track->replaces != replacing) continue;
         int items = 0;
         const char* const type = portHelper->GetPortType(INPUT, input, &items);
         if (track->writer.Open(track->file.c_str(), type, items)) continue;

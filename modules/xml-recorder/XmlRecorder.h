@@ -11,7 +11,8 @@
 
 // Writes every block that arrives to an XML document, one for each input, which XmlPlayer plays again bit for
 // bit. Inputs are of any type but addresses. The file is a whole document after every block, however the run
-// ends; memory is that for one block.
+// ends; memory is that for one block. Old files stay when the run does not begin, as when another module
+// fails to start.
 class XmlRecorder final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "XmlRecorder";
@@ -28,6 +29,7 @@ class XmlRecorder final : public TCBaseModuleEx {
     void DeleteStreams() override;
     void OnInputsDeclared(int count) override;
     int Init() override;
+    int Fetch() override;
     int Execute() override;
     int Done() override;
 
@@ -35,13 +37,15 @@ class XmlRecorder final : public TCBaseModuleEx {
     struct Track {
         std::string file;
         TCIOStream* stream = nullptr;
+        bool replaces = false;  // a file that is there
         tc::StreamRecordWriter writer;
         std::int64_t blocks = 0;
     };
 
     bool CheckInput(unsigned input, const std::string& file, std::string& error) const;
-    bool OpenTracks(std::string& error);
+    bool OpenTracks(bool replacing, std::string& error);
 
     std::vector<TCIOStream*> streams;  // of the inputs that are connected; the helper owns them
     std::vector<std::unique_ptr<Track>> tracks;
+    bool begun = false;
 };
