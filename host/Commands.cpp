@@ -133,10 +133,10 @@ int RunGraph(const CommandOptions& options) {
 int CheckGraph(const CommandOptions& options) {
     const OpenGraph open(options);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
-    const std::string told =
-        Bilingual("%1: no mistakes; %2 modules, %3 lines\n", "%1: keine Fehler; %2 Module, %3 Verbindungen\n")
-            .With({options.graph, std::to_string(open.graph->Modules().size()),
-                   std::to_string(open.graph->Lines().size())});
+    const std::string told = Bilingual("%1: no mistakes; modules: %2, lines: %3\n",
+                                       "%1: keine Fehler; Module: %2, Verbindungen: %3\n")
+                                 .With({options.graph, std::to_string(open.graph->Modules().size()),
+                                        std::to_string(open.graph->Lines().size())});
     return Print(told) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }
 
@@ -180,9 +180,14 @@ int ShowModules(const CommandOptions& options) {
         return Print(ListModules(catalogue)) && catalogue.Problems().empty() ? EXIT_COMPLETE
                                                                              : EXIT_INCOMPLETE;
     const CatalogueEntry* entry = catalogue.Find(options.moduleId);
-    if (entry != nullptr) return Print(DescribeModule(catalogue, *entry)) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
-    console::Error(catalogue.WhyUnusable(options.moduleId));
-    return EXIT_WRONG_INPUT;
+    if (entry == nullptr) {
+        console::Error(catalogue.WhyUnusable(options.moduleId));
+        return EXIT_WRONG_INPUT;
+    }
+    std::string text;
+    const bool described = DescribeModule(catalogue, *entry, text);
+    if (!described) console::Error(text);
+    return described && Print(text) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }
 
 }  // namespace host

@@ -9,6 +9,7 @@
 #include "host/GraphText.h"
 #include "host/GraphXml.h"
 #include "sigweave/persistence/TCXML.h"
+#include "sigweave/platform/Fork.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host {
@@ -115,7 +116,7 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
         return false;
     }
     const std::string target = fs::exists(status) ? fs::canonical(path, ignored).string() : path;
-    NewFile part(target + ".part");
+    NewFile part(target + "." + std::to_string(tc::ProcessId()) + ".part");
     const bool toText = graph.GetForm() == GraphForm::Xml;
     if (!(toText ? WriteText(part.GetPath(), WriteGraphText(graph), error)
                  : WriteXml(graph, part.GetPath(), error))) {

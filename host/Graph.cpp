@@ -162,7 +162,7 @@ void Graph::ApplySettings(Instance& instance) {
         if (found == isSet.end())
             mistakes.Add(entry.place,
                          Bilingual("the instance '%1' needs the parameter '%2', %3; %4",
-                                   "die Instanz '%1' braucht den Parameter '%2', %3; %4")
+                                   "die Instanz '%1' braucht den Parameter '%2' (%3); %4")
                              .With({entry.name, parameter.name, std::string(parameter.DescribeAllowed()),
                                     file.GetWording().addSetting.With({parameter.name})}));
     }

@@ -75,15 +75,18 @@ std::string ListModules(const ModuleCatalogue& catalogue) {
         .With({folders});
 }
 
-std::string DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry) {
+bool DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& text) {
     std::string error;
     const ModulePointer module = catalogue.Create(entry, 0, error);
-    if (module == nullptr) return entry.id + ": " + error + "\n";
+    if (module == nullptr) {
+        text = entry.id + ": " + error;
+        return false;
+    }
     auto* extended = dynamic_cast<TCBaseModuleEx*>(module.get());
     TCString missing;  // without a parameter that must be given there are no ports that depend on it
     const bool hasSettings = extended == nullptr || extended->ApplySettings(missing);
-    std::string text = Bilingual("%1: %2\nlibrary: %3\n", "%1: %2\nBibliothek: %3\n")
-                           .With({entry.id, Text(module->GetDescription()), ModuleCatalogue::FileOf(entry)});
+    text = Bilingual("%1: %2\nlibrary: %3\n", "%1: %2\nBibliothek: %3\n")
+               .With({entry.id, Text(module->GetDescription()), ModuleCatalogue::FileOf(entry)});
     const bool pairs =
         module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 2) >= 0 && module->GetNoOutput() == 2;
     const bool anyNumber = module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1) >= 0;
@@ -93,7 +96,7 @@ std::string DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntr
     text += inputs.Text() + Ports(*module, INPUT) + outputs.Text() + Ports(*module, OUTPUT);
     if (extended != nullptr)
         text += Bilingual("parameters:\n", "Parameter:\n").Text() + Parameters(*extended);
-    return text;
+    return true;
 }
 
 }  // namespace host

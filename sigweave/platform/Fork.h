@@ -1,9 +1,11 @@
 #pragma once
 
+#include "sigweave/platform/Export.h"
+
 // For code that keeps what a forked child must not share. Any thread.
 namespace tc {
 
-int ProcessId();
+TC_API int ProcessId();
 
 // Has `prepare` called in the parent before each fork, `parent` and `child` after it on either side. Stays
 // for good.

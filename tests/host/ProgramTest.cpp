@@ -1,6 +1,7 @@
 // The built program as a user meets it: real graphs, real module libraries, output and exit code.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -280,6 +281,7 @@ TEST_F(Program, ConvertsAGraphThereAndBackAndRunsEither) {
 
 TEST_F(Program, AConversionThatFailsLeavesTheOldFile) {
     Write("old", "precious");
+    Write("old.part", "precious, too");
     Write("name.xml", "<Graph><Module name=\"a\" kind=\"M\"><Setting name=\"b=c\"/></Module></Graph>");
     Write("cut.xml", "<Graph>\n<Module name=");
     const std::tuple<const char*, int, const char*> rows[] = {
@@ -294,7 +296,9 @@ TEST_F(Program, AConversionThatFailsLeavesTheOldFile) {
         EXPECT_THAT(answer.err, HasSubstr(told));
     }
     EXPECT_EQ(ReadAll(folder / "old"), "precious");
-    EXPECT_FALSE(fs::exists(folder / "old.part"));
+    EXPECT_EQ(ReadAll(folder / "old.part"), "precious, too");
+    const auto isPart = [](const fs::directory_entry& file) { return file.path().extension() == ".part"; };
+    EXPECT_EQ(std::ranges::count_if(fs::directory_iterator(folder), fs::directory_iterator(), isPart), 1);
 }
 
 TEST_F(Program, DiffAnswersByItsExitCode) {
@@ -449,7 +453,7 @@ TEST_F(Program, ChecksInGermanWithTheSameExitCodes) {
           "[lines]\nb.Signl=c.Signal\n");
     const Answer good = Run("check good.graph --language de");
     EXPECT_EQ(good.code, 0);
-    EXPECT_EQ(good.out, "good.graph: keine Fehler; 3 Module, 2 Verbindungen\n");
+    EXPECT_EQ(good.out, "good.graph: keine Fehler; Module: 3, Verbindungen: 2\n");
     const Answer bad = Run("--language=de check bad.graph");
     EXPECT_EQ(bad.code, 2);
     EXPECT_THAT(bad.out, IsEmpty());
