@@ -225,13 +225,14 @@ bool Graph::ResolvePath(const Instance& instance, const Setting& setting, bool i
     return unknown.empty();
 }
 
-// What a module writes must not be what another one reads or writes: one of them would be lost.
+// What a module writes must not be what another one, or the host, reads or writes: one of them would be lost.
 void Graph::CheckFiles() {
     struct User {
         std::string name;
         bool writes;
     };
     std::map<std::string, User> users;  // by file
+    users[OrdinaryFile(file.GetPath())] = {Bilingual("the host", "das Programm").Text(), false};
     for (const Instance& instance : instances) {
         if (instance.extended == nullptr) continue;
         for (const TCModuleParameter& parameter : instance.extended->GetParameters()) {
@@ -414,26 +415,30 @@ void Graph::ValidateType(std::size_t index) {
 
 // An input that a faulty line was meant for counts as wired: the mistake is told at that line.
 void Graph::CheckInputs() {
-    std::set<std::pair<std::string, std::string>> wired;
-    std::set<std::string> wiredInstances;
+    std::set<std::pair<int, int>> wired;
+    std::set<int> reached;
     for (const LineEntry& entry : file.GetLines()) {
-        wired.emplace(entry.to.instance, entry.to.port);
-        wiredInstances.insert(entry.to.instance);
+        const auto found = indexes.find(entry.to.instance);
+        if (found == indexes.end()) continue;
+        const Ports& inputs = At(found->second).inputs;
+        const int input = FindPort(inputs, entry.to.port);
+        const CStringArray near =
+            input < 0 ? tc::NearestNames(entry.to.port, inputs.names) : CStringArray{entry.to.port};
+        if (!near.empty()) wired.emplace(found->second, FindPort(inputs, near.front()));
+        reached.insert(found->second);
     }
-    for (Instance& instance : instances)
-        if (instance.usable) CheckInputs(instance, wired, wiredInstances.contains(instance.entry->name));
+    for (int index = 0; index < static_cast<int>(instances.size()); ++index)
+        if (At(index).usable) CheckInputs(index, wired, reached.contains(index));
 }
 
-void Graph::CheckInputs(Instance& instance, const std::set<std::pair<std::string, std::string>>& wired,
-                        bool anyWired) {
+void Graph::CheckInputs(int at, const std::set<std::pair<int, int>>& wired, bool anyWired) {
+    const Instance& instance = At(at);
     const std::string& name = instance.entry->name;
     const CStringArray& inputs = instance.inputs.names;
     const TCPortHelper* helper = instance.module->GetPortHelper();
     bool missing = false;
     for (unsigned index = 0; index < inputs.size() && helper != nullptr; ++index) {
-        const int asked = static_cast<int>(index);
-        const bool isWired =
-            lineOfInput.contains({indexes[name], asked}) || wired.contains({name, inputs[index]});
+        const bool isWired = wired.contains({at, static_cast<int>(index)});
         if (isWired || !helper->IsObligatoryInput(index)) continue;
         const std::string port = name + "." + inputs[index];
         mistakes.Add(instance.entry->place,

@@ -62,8 +62,7 @@ class Graph {
     void ValidateTypes(const std::vector<int>& order);
     void ValidateType(std::size_t line);
     void CheckInputs();
-    void CheckInputs(Instance& instance, const std::set<std::pair<std::string, std::string>>& wired,
-                     bool anyWired);
+    void CheckInputs(int at, const std::set<std::pair<int, int>>& wired, bool anyWired);
 
     Instance& At(int index) { return instances[static_cast<std::size_t>(index)]; }
     TCBaseModule& ModuleAt(int index) { return *At(index).module; }

@@ -215,6 +215,8 @@ TEST_F(Program, CheckTellsEveryMistakeAtItsPlace) {
           "--set z.blocks=1: the graph has no instance 'z'",
           "--set c.size=-1: c: parameter 'size': '-1' is not allowed"})
         EXPECT_THAT(answer.err, HasSubstr(told));
+    EXPECT_THAT(RunGraph("[a]\nmodule=TestSource\n[p]\nmodule=TestPass\n[lines]\na.Signal=p.Sgnal\n", "").err,
+                AllOf(HasSubstr("did you mean 'Signal'"), HasSubstr("1 mistake;")));
 }
 
 TEST_F(Program, TypesAreCheckedAndADifferentMeaningIsAQuestion) {
@@ -365,6 +367,8 @@ TEST_F(Program, InputFilesAreRelativeToTheGraphUnlessGivenAsArgument) {
     EXPECT_EQ(clash.code, 2);
     EXPECT_THAT(clash.err,
                 HasSubstr("--set s.log=sub/../sub/x.wav: s writes 'sub/../sub/x.wav', which a reads too"));
+    EXPECT_THAT(Run("check sub/test.graph --set s.log=sub/test.graph").err,
+                HasSubstr("which the host reads"));
 }
 
 TEST_F(Program, FilesTakeFolderTokensAndEnvironmentVariables) {
