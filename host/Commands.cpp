@@ -4,6 +4,7 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 
 #include "host/Console.h"
 #include "host/Conversion.h"
@@ -104,6 +105,16 @@ int ExitCodeOf(Verdict verdict) {
     return verdict == Verdict::Interrupted ? EXIT_INTERRUPTED : EXIT_INCOMPLETE;
 }
 
+// Answers why not; empty when it is open, or none was asked for.
+std::string OpenLog(const CommandOptions& options) {
+    std::error_code isNoFile;
+    if (std::filesystem::equivalent(options.log.pattern, options.graph, isNoFile))
+        return Bilingual("the log '%1' is the graph itself; name another file",
+                         "das Protokoll '%1' ist der Graph selbst; nennen Sie eine andere Datei")
+            .With({options.log.pattern});
+    return runlog::Open(options.log);
+}
+
 int RunLogged(const CommandOptions& options) {
     const OpenGraph open(options);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
@@ -120,7 +131,7 @@ int RunLogged(const CommandOptions& options) {
 }  // namespace
 
 int RunGraph(const CommandOptions& options) {
-    const std::string problem = runlog::Open(options.log);
+    const std::string problem = OpenLog(options);
     if (!problem.empty()) {
         console::Error(Bilingual("%1; nothing was run", "%1; nichts wurde ausgeführt").With({problem}));
         return EXIT_WRONG_INPUT;
