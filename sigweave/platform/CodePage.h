@@ -40,7 +40,8 @@ bool BeginsCharacter(char byte);
 // False for malformed bytes.
 bool IsSpace(char32_t code);
 
-// The code itself when there is no other case.
+// The code itself when there is no other case. ASCII letters go in pairs whatever the locale is: under the
+// Turkish one, where "i" and "I" are two letters, "int" still is "INT".
 char32_t ToUpper(char32_t code);
 char32_t ToLower(char32_t code);
 

@@ -199,10 +199,12 @@ bool IsSpace(char32_t code) {
 }
 
 char32_t ToUpper(char32_t code) {
+    if (code < 0x80) return code >= 'a' && code <= 'z' ? code - 'a' + 'A' : code;
     return code < MALFORMED ? Classify(code, towupper, towupper_l) : code;
 }
 
 char32_t ToLower(char32_t code) {
+    if (code < 0x80) return code >= 'A' && code <= 'Z' ? code - 'A' + 'a' : code;
     return code < MALFORMED ? Classify(code, towlower, towlower_l) : code;
 }
 
