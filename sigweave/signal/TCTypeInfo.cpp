@@ -75,7 +75,7 @@ TCString TCTypeInfo::ConvertToString(int maxLength) const {
     TCString unitText;
     unit.GetString(unitText);
     const std::string text =
-        "State= " + std::to_string(state) + " (" + BlockStateToString(state) + "), Name= " + signalname +
+        "State= " + std::to_string(state) + " (" + BlockStateToString(state) + "), Name= " + GetSignalname() +
         ", TS= " + NumberText(timestamp, std::chars_format::fixed, 0) + " (" + CalendarText(timestamp) +
         "), SR= " + NumberText(samplerate, std::chars_format::fixed, 1) +
         ", Min= " + NumberText(rangeMin, std::chars_format::general, 9) +

@@ -67,13 +67,14 @@ TEST(TCTypeInfo, ArchiveForm) {
     EXPECT_EQ(Record(loaded), Record(Speed()));
 }
 
-TEST(TCTypeInfo, ArchiveFormHasALineForEveryName) {
+TEST(TCTypeInfo, TextFormsGoOnBehindAZeroByteInTheName) {
     std::ostringstream text;
     CArchive storing(text);
     TCTypeInfo ti;
     ti.SetSignalnameString(std::string("a\0b", 3));
     ti.Serialize(storing);
     EXPECT_EQ(text.str(), "0\n1.000000\n1.000000e+00\n\n0\n1\na\n");
+    EXPECT_EQ(Line(ti), "State= -1 (INVALID), Name= a, TS= 0 (-), SR= 1.0, Min= 0, Max= 1, Unit= -\r\n");
 }
 
 TEST(TCTypeInfo, ArchiveFormIsForgivingAboutUnitsOnly) {
