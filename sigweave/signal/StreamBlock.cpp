@@ -238,8 +238,8 @@ bool TCIOStream::Block::Append(const char* name, DATATYPE type, int dims, const 
         false);
 }
 
-bool TCIOStream::Block::CopyFrom(const Block& source) {
-    if (!SetTI(source.GetTI())) return false;
+bool TCIOStream::Block::CopyFrom(const Block& source, const TCTypeInfo* ti) {
+    if (!SetTI(ti)) return false;
     for (const DataSegment* segment : source.segments) {
         if (!segment->written) continue;
         if (!WriteNext(segment->name, segment->type, segment->dimensionCount, segment->dimensions.GetData(),

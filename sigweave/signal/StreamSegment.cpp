@@ -98,7 +98,8 @@ bool TCIOStream::DataSegment::Fill(int count, const void* source) {
     for (int i = 0; i < count; ++i) {
         Block* block = OwnBlock(i);
         block->Reset(true);
-        if (from != nullptr && (from[i] == nullptr || !block->CopyFrom(*from[i]))) return false;
+        if (from != nullptr && (from[i] == nullptr || !block->CopyFrom(*from[i], from[i]->GetTI())))
+            return false;
     }
     return true;
 }

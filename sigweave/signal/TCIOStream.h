@@ -185,7 +185,8 @@ class TC_API TCIOStream {
     // With `take`, takes the next block for the caller to hold beyond the next read; the block held before is
     // given back. 1 when a block was taken.
     int ExchangeBinary(Block** held, bool take);
-    // Drops the next waiting block, or all of them; answers how many.
+    // Drops the next waiting block, or all of them; answers how many. The last one dropped becomes the block
+    // being read.
     int RemoveContents(bool all);
 
     // --- Bus segments: several channels in one block
@@ -361,9 +362,9 @@ class TC_API TCIOStream::DataSegment {
     friend class TCIOStream;
     friend class TCIOStream::Block;
 
-    // Stores the elements, copied or by address; with `copy` a null `source` gives empty
-    // ones, and numbers that are not set. Keeps the
-    // storage when it is large enough. False when the type or the shape is none; throws std::bad_alloc.
+    // Stores the elements, copied or by address; with `copy` a null `source` gives empty texts and blocks,
+    // and numbers that are not set. Keeps the storage when it is large enough. False when the type or the
+    // shape is none; throws std::bad_alloc.
     bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
     void SetShape(DATATYPE newType, int dims, const int* extents);
     void* Storage(DATATYPE newType, int count);
@@ -439,8 +440,9 @@ class TC_API TCIOStream::Block {
                    bool copy);
     bool Append(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy,
                 const TCTypeInfo* ti);
-    // Adds the metadata and written segments of `source`, in their order; owned data is copied deeply.
-    bool CopyFrom(const Block& source);
+    // Sets the metadata, which may be the block's own, and adds the written segments of `source`, in their
+    // order; owned data is copied deeply.
+    bool CopyFrom(const Block& source, const TCTypeInfo* ti);
     // Ready for reuse: nothing is written; all segments and their storage are kept.
     void Reset(bool clearTypeInfo);
 

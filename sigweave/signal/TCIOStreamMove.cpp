@@ -124,7 +124,7 @@ TCTypeInfo* TCIOStream::OwnTypeInfo(TCList<Block*>& waiting, int index) {
     Block* copy = TakeFreeBlock();
     if (copy == nullptr) return block->typeInfo;
     copy->Reset(true);
-    if (!copy->CopyFrom(*block)) {
+    if (!copy->CopyFrom(*block, block->GetTI())) {
         AddBlockToFreeList(copy);
         return block->typeInfo;
     }
@@ -168,7 +168,7 @@ int TCIOStream::MoveBlock(TCIOStream& source, int index, const TCTypeInfo* ti, b
 int TCIOStream::CopyAndDispatch(const Block& source, const TCTypeInfo* ti, const TCBLOCKSTATUS* state,
                                 bool fix) {
     int result = tc::NOT_WRITTEN;
-    if (actualBlock->CopyFrom(source) && (ti == source.GetTI() || actualBlock->SetTI(ti))) {
+    if (actualBlock->CopyFrom(source, ti)) {
         if (state != nullptr && actualBlock->typeInfo != nullptr) actualBlock->typeInfo->SetState(*state);
         result = ti != nullptr ? CheckBlockState(actualBlock->typeInfo, fix) : 0;
         if (result == 0) result = DispatchBlock() ? 1 : tc::NOT_WRITTEN;
@@ -222,6 +222,6 @@ int TCIOStream::RemoveContents(bool all) {
 
 [[gnu::noinline]] int TCIOStream::RemoveAllContents() {
     int removed = 0;
-    while (RemoveBlock()) ++removed;
+    for (; !queue.IsEmpty(); ++removed) RemoveBlock();
     return removed;
 }

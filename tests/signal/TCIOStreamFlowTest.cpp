@@ -37,6 +37,13 @@ TEST(StreamFlow, MovesAndCopies) {
     EXPECT_EQ(target.inputs[1].PeekTI()->GetState(), STOP);
     EXPECT_STREQ(target.inputs[1].PeekTI()->GetSignalname(), "own");
     for (TCIOStream& input : target.inputs) EXPECT_GE(input.RemoveContents(true), 1);
+    EXPECT_STREQ(target.inputs[1].GetTI()->GetSignalname(), "own") << "of the last one dropped";
+    target.writer.SetTI(&own, false);
+    EXPECT_EQ(target.writer.MoveBlock(source.Input(), 0, target.writer.GetTI(), false), 1);
+    for (TCIOStream& input : target.inputs) {
+        EXPECT_STREQ(input.PeekTI()->GetSignalname(), "own");
+        EXPECT_EQ(input.RemoveContents(false), 1);
+    }
     EXPECT_EQ(target.writer.ForwardBlock(source.Input(), true), 1);
     EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 3) << "kept";
     EXPECT_THAT(ReadInts(target.inputs[0]), ElementsAre(2));
