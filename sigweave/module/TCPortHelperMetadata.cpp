@@ -209,7 +209,7 @@ void TCPortHelper::SetTypeInfo(unsigned output, const double* timestamp, const T
     if (unit != nullptr) ti.SetUnit(*unit);
     tc::TypeInfoFlags& given = port->metadata.given;
     if (timestamp != nullptr) given.set(tc::TIMESTAMP);
-    if (state != nullptr && *state != INVALID) given.set(tc::STATE);
+    if (state != nullptr) given[tc::STATE] = *state != INVALID;
     if (name != nullptr) given.set(tc::NAME);
     if (range != nullptr) given.set(tc::RANGE);
     if (samplerate != nullptr) given.set(tc::SAMPLERATE);

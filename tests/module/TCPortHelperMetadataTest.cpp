@@ -69,6 +69,9 @@ TEST(TCPortHelperMetadata, GivenStateWaitsForTheBlockThatIsWritten) {
     line.writer.UseAutoTypeInfo(0, false, true, false, false, false, false);
     EXPECT_EQ(line.Send(0, START, 0) + line.writer.WriteTypeInfo(0), 0) << "no values, no block";
     EXPECT_EQ(StatesOf(line, 2), (std::vector{START, BUSY}));
+    line.Send(0, STOP, 0);
+    line.Send(0, INVALID, 0);
+    EXPECT_EQ(StatesOf(line, 1), (std::vector{BUSY})) << "INVALID takes back the state before it";
 }
 
 TEST(TCPortHelperMetadata, AutomaticTimestampAndName) {
