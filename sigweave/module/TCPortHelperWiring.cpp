@@ -66,8 +66,9 @@ bool TCPortHelper::IsWired(PORTTYPE kind, unsigned index, LINETYPE lineType) con
 
 bool TCPortHelper::AnyPortWired(int kind) const {
     const auto wired = [this](const PORT& port) { return IsWiredNow(port, impl->running); };
-    return ((kind & INPUT) != 0 && std::ranges::any_of(impl->inputs, wired)) ||
-           ((kind & OUTPUT) != 0 && std::ranges::any_of(impl->outputs, wired));
+    const bool both = kind == (INPUT | OUTPUT);
+    return ((both || kind == INPUT) && std::ranges::any_of(impl->inputs, wired)) ||
+           ((both || kind != INPUT) && std::ranges::any_of(impl->outputs, wired));
 }
 
 int TCPortHelper::CheckWired(unsigned inputA, unsigned inputB) {

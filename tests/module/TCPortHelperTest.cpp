@@ -67,7 +67,7 @@ TEST(TCPortHelperWiring, DrawnLinesAndConnectionsAreTwoThings) {
     EXPECT_FALSE(in.helper.IsWired(INPUT, 0, Helper::STREAM_CONNECTED));
     EXPECT_TRUE(in.helper.IsWired(INPUT, 0)) << "while the graph is edited, lines count";
     EXPECT_TRUE(in.helper.AnyPortWired(3));
-    EXPECT_FALSE(in.helper.AnyPortWired(OUTPUT));
+    for (const int kind : {0, 2, 5}) EXPECT_FALSE(in.helper.AnyPortWired(kind)) << "outputs";
     in.helper.GetMessageA(Helper::MESSAGE_RUNNING, 1);
     EXPECT_FALSE(in.helper.IsWired(INPUT, 0)) << "in a run, streams do";
     EXPECT_TRUE(in.helper.IsWired(INPUT, 1));
