@@ -134,7 +134,8 @@ int ReadChannel(Impl& impl, unsigned input, Where where, const ChannelKind& kind
     if (IsOfKind(*port->stream, segment, kind)) {
         const TCIOStream::DataSegment* values = port->stream->ReadBusSegment(segment, ti);
         if (values == nullptr) return 0;
-        if (deliver(*values)) return 1;
+        const int result = impl.Guarded(*port, [&] { return deliver(*values) ? 1 : 0; });
+        if (result != 0) return result;
     }
     return impl.Fail(*port, TCPortHelper::ANOTHER_TYPE,
                      TCString::FormatS("Datatype does not match while reading BUS %s %s at channel %s",

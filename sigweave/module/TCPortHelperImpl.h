@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <new>
 #include <optional>
 #include <vector>
 
@@ -70,6 +71,15 @@ class TCPortHelper::TCPortHelperImpl {
     // is nothing to read, but values that could not be read are of another type.
     int FinishRead(PORT& port, int waiting, int result);
     int WrongData(const PORT& port);
+    // The result of `read`, or -14, recorded, when there is no memory for what it reads.
+    template <class Read>
+    int Guarded(const PORT& port, Read read) {
+        try {
+            return read();
+        } catch (const std::bad_alloc&) {
+            return Fail(port, NOT_CREATED);
+        }
+    }
 
     double SyncTime();
     // A text that tells the bus blocks of this module from those of others, made at the first use.

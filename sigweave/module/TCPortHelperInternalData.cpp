@@ -74,8 +74,10 @@ int KeepBlock(Impl& impl, PORT& input) {
     const std::size_t count = static_cast<std::size_t>(segment->GetElementCount());
     T* kept = Resize<T>(input.internalData, count, rows, cols);
     if (kept == nullptr) return impl.Fail(input, TCPortHelper::NOT_CREATED);
-    std::copy_n(data, count, kept);
-    return 1;
+    return impl.Guarded(input, [&] {
+        std::copy_n(data, count, kept);
+        return 1;
+    });
 }
 
 // A matrix is copied: the port's buffer is filled anew while receivers still hold the block.

@@ -12,9 +12,11 @@ template <class T, class Array>
 int ReadArray(Impl& impl, unsigned input, Array& values) {
     PORT* port = impl.ReadablePort(input, PortValueTraits<T>::KINDS);
     if (port == nullptr || !port->HoldsBlock()) return 0;
-    int count = port->ValuesWaiting();
-    tc::ResizeArray(values, count);
-    const int result = tc::ReadBlock(impl, *port, tc::ArrayData(values), count);
+    const int result = impl.Guarded(*port, [&] {
+        int count = port->ValuesWaiting();
+        tc::ResizeArray(values, count);
+        return tc::ReadBlock(impl, *port, tc::ArrayData(values), count);
+    });
     if (result != 1) tc::ResizeArray(values, 0);
     return result;
 }
@@ -38,7 +40,7 @@ int ReadLastVal(Impl& impl, unsigned input, T& value, bool all) {
     int delivered = 0;
     for (int left = all ? port->stream->GetBlockCnt(nullptr) : 1; left > 0 && impl.Take(*port, false);
          --left) {
-        const int result = TakenLastVal(impl, *port, value);
+        const int result = impl.Guarded(*port, [&] { return TakenLastVal(impl, *port, value); });
         if (result < 0) return result;
         delivered |= result;
     }

@@ -85,6 +85,11 @@ TEST(TCPortHelperValues, ImpossibleCountsLoseNothing) {
     EXPECT_EQ(line.reader.ReadDblData(0, count, &buffer), -14);
     count = 1;
     EXPECT_EQ(line.reader.ReadDblData(0, count, nullptr), 0);
+    TCArray<double, double> values;
+    allocations::FailAfter(0);
+    const int withoutMemory = line.reader.ReadDblArray(0, values);
+    allocations::FailAfter(-1);
+    EXPECT_EQ(withoutMemory, -14);
     EXPECT_EQ(line.reader.ReadDblData(0, count, &buffer), 1);
     EXPECT_EQ(buffer, 2.0);
 }
