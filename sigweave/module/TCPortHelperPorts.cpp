@@ -102,9 +102,9 @@ void TCPortHelper::AttachPortRange(PORTTYPE kind, unsigned first, unsigned count
     if (!GrowPorts(ports, KindOf(kind), std::uint64_t{first} + count)) return;
     if (typeIndex >= static_cast<unsigned>(impl->typeTable.GetSize())) return;
     for (unsigned index = first; index < first + count; ++index) {
-        if (ports[index].types == nullptr)
-            Attach(*impl, ports[index], KindOf(kind), name != nullptr ? name(kind, index) : TCString(),
-                   typeIndex);
+        if (ports[index].types != nullptr) continue;
+        const TCString portName = name != nullptr ? name(kind, index) : TCString();  // may declare more ports
+        Attach(*impl, ports[index], KindOf(kind), portName, typeIndex);
     }
 }
 

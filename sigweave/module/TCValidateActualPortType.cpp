@@ -7,6 +7,9 @@
 
 namespace {
 
+// More than any port has; a count out of a module that is wrong must not use up the memory.
+constexpr int MOST_ITEMS = 65536;
+
 struct Extent {
     bool open;                // no number between the brackets
     std::string_view digits;  // without leading zeros
@@ -110,7 +113,7 @@ void TCValidateActualPortType::FillValidation(int count, const char* typeString)
     rest.TrimLeft();
     rest.TrimRight();
     ClearAll();
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < std::min(count, MOST_ITEMS); ++i) {
         const TCString token = ExtractToken(rest);
         InsertPortToken(token, ExtractDeclarator(rest));
     }
@@ -121,7 +124,7 @@ void TCValidateActualPortType::ParsingPortType(const char* typeString, int count
     actualCount = 0;
     actualTokens.RemoveAll();
     actualDeclarators.RemoveAll();
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < std::min(count, MOST_ITEMS); ++i) {
         actualTokens.Add(ExtractToken(rest));
         actualDeclarators.Add(ExtractDeclarator(rest));
         ++actualCount;

@@ -46,9 +46,10 @@ class TC_API TCValidateActualPortType {
     virtual TCString ExtractToken(TCString& rest);
     virtual TCString ExtractDeclarator(TCString& rest);
 
-    // Replaces the declared side by `count` items of the string, and empties the actual side.
+    // Replaces the declared side by `count` items of the string, and empties the actual side. Items that the
+    // string does not have are empty. Of more than 65,536 items the first ones are taken, here and below.
     void FillValidation(int count, const char* typeString);
-    // Replaces the actual side.
+    // Replaces the actual side by `count` items of the string.
     void ParsingPortType(const char* typeString, int count);
     // Adds one item to the declared side.
     void InsertPortToken(const char* token, const char* declarator);
