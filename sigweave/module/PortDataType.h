@@ -32,7 +32,7 @@ class TC_API TCPortHelper::TCPortHelperImpl::DATATYPE {
     static TYPE FindType(const char* typeString, int count, bool* plain = nullptr);
     // The type string of a code; `declarator` is that of a pointer. A code without a token, and a pointer
     // without a declarator, give an item that is empty on both sides. `count` gets the number of items.
-    static TCString GetTypeStr(unsigned long code, const char* declarator, int* count);
+    static TCString GetTypeStr(unsigned long code, const char* declarator, int* count = nullptr);
 
     // Declares the type from one token; a null or empty declarator means the token's usual one.
     void ParseType(const char* token, const char* declarator, bool withTypeInfo);

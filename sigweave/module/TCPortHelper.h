@@ -44,9 +44,9 @@ struct TCPortError {
 // Queries with an index out of range answer 0, false, null or the empty text. Value operations answer 0 when
 // there is nothing to do (no such port, not that element kind, nothing wired), and negative codes for
 // failures, which also stand in the error record: -2 another type, -3 wiring, -4 a state conflict at a
-// receiver when it meets the very first block of the output and -18 afterwards, -14 a block or segment that
-// could not be made, -5 -6 -12 -13 -15 inputs that do not belong together. Nothing throws and nothing is
-// shown: the host prints GetErrorText when it stops because of a negative code.
+// receiver when it meets the first block of the output in a run and -18 afterwards, -14 a block or segment
+// that could not be made, or what was read not be kept, -5 -6 -12 -13 -15 inputs that do not belong together.
+// Nothing throws and nothing is shown: the host prints GetErrorText when it stops because of a negative code.
 class TC_API TCPortHelper {
  public:
     // The numeric data-type code of a port: one kind in the low 24 bits, flags in the high byte. The values
@@ -123,6 +123,7 @@ class TC_API TCPortHelper {
     unsigned SetPortRange(PORTTYPE kind, unsigned first, unsigned count, PortNameFunction name,
                           const char* token, const char* declarator, bool withTypeInfo);
     unsigned SetPortRange(PORTTYPE kind, unsigned first, unsigned count, PortNameFunction name, TYPE code);
+    // The same with a type entry that exists; an index beyond the table only makes room for the ports.
     void AttachPort(PORTTYPE kind, unsigned index, const char* name, unsigned typeIndex);
     void AttachPortRange(PORTTYPE kind, unsigned first, unsigned count, PortNameFunction name,
                          unsigned typeIndex);
@@ -149,8 +150,12 @@ class TC_API TCPortHelper {
 
     // --- Port types ---------------------------------------------------------------------------------------
 
+    // The port's code, and the index of its type entry.
     TYPE DataType(PORTTYPE kind, unsigned index, unsigned* typeIndex = nullptr) const;
+    // The code of a type string of `count` items; of several items only the flags. Never fails: TYPE_UNKNOWN
+    // for a token that is none, TYPE_ADOPT without brackets.
     static TYPE Datatype(int count, const char* typeString);
+    // CHECK_ANY: some bit of the mask, or no mask; CHECK_ALL: every bit; CHECK_EXACT: just these bits.
     bool DoesDataTypeMatch(PORTTYPE kind, unsigned index, TYPE mask, CHECK_DT mode = CHECK_ANY) const;
     // Compares tokens only; mismatches are reported to the host under `name`, or not at all when it is null.
     static bool DoesDataTypeMatch(const char* declared, int declaredCount, const char* actual,
@@ -160,6 +165,7 @@ class TC_API TCPortHelper {
     // Checks, or for a port without own type adopts, the type that arrives on a line; differences go to the
     // host.
     bool ValidatePortType(PORTTYPE kind, unsigned index, const char* typeString, int count);
+    // Declares the port's type entry anew, for all ports that share it; as for SetPort.
     void ChangeType(PORTTYPE kind, unsigned index, const char* token, const char* declarator,
                     bool withTypeInfo);
     // One more item of a multitype entry; other entries, and an index beyond the table, are left as they are.
@@ -178,11 +184,16 @@ class TC_API TCPortHelper {
 
     // --- Wiring -------------------------------------------------------------------------------------------
 
+    // A line was drawn to the port, or removed; both count it at the port and at its type.
     void AddLine(PORTTYPE kind, unsigned index);
     void DelLine(PORTTYPE kind, unsigned index);
+    // By default while running whether the stream is connected, else whether there are lines.
     bool IsWired(PORTTYPE kind, unsigned index, LINETYPE lineType = LINES_OR_STREAM) const;
     // Kind 3 means inputs and outputs.
     bool AnyPortWired(int kind) const;
+    // Connections of inputs that need each other: 0, or -3 at the input that is missing. With A connected, B
+    // must be; one or every one of the list must be (when none is, the first is missing; an index out of
+    // range ends the check with 0); A and B both are or both are not.
     int CheckWired(unsigned inputA, unsigned inputB);
     int CheckWired(unsigned inputA, const unsigned* inputs, unsigned count, CHECK_PT mode);
     int CheckAllOrNoneWired(unsigned inputA, unsigned inputB);
@@ -214,14 +225,19 @@ class TC_API TCPortHelper {
     int Fetch();
     // Clears all buffers and answers 0.
     int Done();
+    // Whether a cycle has begun since the flag was cleared; `clear` clears it.
     bool FirstInCycle(bool clear);
+    // The ready flag: set by Init; a source clears it at the end of its signals.
     bool ReadyToExecute() const;
     void SetReadyFlag(bool ready);
+    // As the host said last: see MESSAGE_RUNNING and MESSAGE_VALIDATED.
     bool IsRunning() const;
     bool IsValidated() const;
     // Milliseconds since 1970; taken at the first call and kept for the run.
     double SyncTime();
+    // The handle of the module's library as the host gave it; null before.
     HINSTANCE GetInstanceHandle() const;
+    // The module's name, or "No module".
     const char* GetModuleName() const;
     // Messages from the host, forwarded by TCBaseModule::GetMessageA. The other numbers that are forwarded
     // have no meaning here and answer 0, as do these unless they say otherwise.
@@ -237,9 +253,12 @@ class TC_API TCPortHelper {
 
     // --- Streams ------------------------------------------------------------------------------------------
 
-    // The port's own stream, made an input; for the host to feed.
+    // The port's own stream, made an input; for the host to feed. `precision` is the number of digits in its
+    // text forms. The helper keeps the stream.
     TCIOStream* SetInputStream(unsigned index, int unused, int precision);
+    // One more receiver of the output, not owned; ignored unless it is an input.
     void AddOutputStream(unsigned index, TCIOStream* receiver);
+    // Takes all connections and blocks from the streams of all ports, which can then be wired anew.
     void DeleteStreams();
     // An input drops its waiting blocks and forgets the metadata that it read. An output forgets a block that
     // was begun and where it stood in its signal; what its receivers hold stays, and so do settings and
@@ -253,9 +272,11 @@ class TC_API TCPortHelper {
 
     // --- Waiting blocks -----------------------------------------------------------------------------------
 
-    // Of the first block that waits; -1 and zeros when none does. A port for single values has one value.
+    // Whether a block waits, how many do, and state, number of values and bytes per element of the first; -1
+    // and zeros when none does. A port for single values has one value.
     bool DataAvail(unsigned input, TCBLOCKSTATUS& state, int& blocks, int& values, int& elementSize) const;
     bool AnyDataAvail() const;
+    // The blocks that wait on an input, or at that receiver of an output which has the most.
     int BlocksOnStream(PORTTYPE kind, unsigned index) const;
     // Bytes of the values of all waiting blocks, where a text counts as one byte; 0 for buses and pointers.
     std::int64_t GetBufferSize(unsigned input) const;
@@ -270,6 +291,7 @@ class TC_API TCPortHelper {
     // The state of the next block, or with `combine` of all that wait; `blocks` (may be null) gets their
     // number.
     TCBLOCKSTATUS PeekStatus(unsigned input, bool combine, int* blocks) const;
+    // Whether blocks wait that are work by the trigger groups; an input in no group is work by itself.
     bool TriggerDataAvail() const;
     // How many blocks can be read from all connected inputs of the list, or the code of the first check
     // (CHECK_SYNC bits) that fails between the first of them and another. 0 as soon as one of them has no
@@ -318,8 +340,8 @@ class TC_API TCPortHelper {
     void SetTI_Unit(unsigned output, const TCSI_Unit& unit);
     // Symbols as "m s^-2"; a text that is no unit is ignored.
     void SetTI_Unit(unsigned output, const char* symbols, double factor);
-    // Several fields at once, also before there is a receiver. The state INVALID is given by nobody: the
-    // rules above then make the state.
+    // Several fields at once, also before there is a receiver. The state INVALID is given by nobody: it takes
+    // back a state given before, and the rules above then make the state.
     void SetTypeInfo(unsigned output, const TCTypeInfo& ti);
     // `range` points at minimum and maximum; null pointers are skipped.
     void SetTypeInfo(unsigned output, const double* timestamp, const TCBLOCKSTATUS* state, const char* name,
