@@ -120,16 +120,21 @@ struct Good {
     std::vector<std::string> notApplicable;
 };
 
+// Under a sanitizer without the check of leaks, which cannot be made there.
+std::vector<std::string> NotApplicable(const Answer& answer) {
+    std::vector<std::string> names;
+    for (const Json& check : ChecksOf(answer, "not applicable"))
+        if (check["reason"] != "memory cannot be measured under a sanitizer") names.push_back(check["check"]);
+    return names;
+}
+
 class GoodLibrary : public testing::TestWithParam<Good> {};
 
 TEST_P(GoodLibrary, PassesEveryCheckThatApplies) {
     const auto& [library, settings, notApplicable] = GetParam();
     const Answer answer = Check(std::string(library) + ".so --report json --time-limit 30 " + settings);
     EXPECT_EQ(answer.code, 0) << answer.text;
-    std::vector<std::string> others;
-    for (const Json& check : ChecksOf(answer, "not applicable"))
-        if (check["check"] != "leaks") others.push_back(check["check"]);  // not measured under a sanitizer
-    EXPECT_EQ(others, notApplicable) << answer.text;
+    EXPECT_EQ(NotApplicable(answer), notApplicable) << answer.text;
 }
 
 const std::vector<std::string> OF_A_SOURCE = {"empty-blocks", "huge-blocks", "not-a-number"};
@@ -167,7 +172,7 @@ TEST(CheckModule, RunsASourceWithTheFileThatItIsGiven) {
     const Answer answer =
         Check(SIGWEAVE_MODULE_DIR "/sound-file.so --set file=tone.wav --report json --time-limit 30");
     EXPECT_EQ(answer.code, 0) << answer.text;
-    EXPECT_EQ(ChecksOf(answer, "not applicable").size(), OF_A_SOURCE.size()) << answer.text;
+    EXPECT_EQ(NotApplicable(answer), OF_A_SOURCE) << answer.text;
 }
 
 }  // namespace

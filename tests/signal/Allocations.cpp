@@ -34,6 +34,7 @@ void* operator new[](std::size_t size, std::align_val_t alignment) { return Take
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return left == 0 ? nullptr : Take(size, __STDCPP_DEFAULT_NEW_ALIGNMENT__);
 }
+void* operator new[](std::size_t size, const std::nothrow_t& quiet) noexcept { return operator new(size, quiet); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
