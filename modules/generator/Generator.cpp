@@ -182,12 +182,12 @@ double Generator::Sample(std::int64_t index) {
 }
 
 // The phase as a part of a cycle, 0 to below 1. Reckoned in extended precision, since hours of a fast signal
-// are many cycles.
+// are many cycles; divided last, so that where a cycle or half of one begins at a sample it does so exactly.
 double Generator::Cycles(std::int64_t index) const {
     const long double seconds = static_cast<long double>(index) / rate;
     const long double length = static_cast<long double>(total) / rate;
     const long double slope = form == SWEEP ? (endFrequency - frequency) / (2.0L * length) : 0.0L;
-    const long double cycles = (frequency + slope * seconds) * seconds + phase;
+    const long double cycles = (frequency + slope * seconds) * static_cast<long double>(index) / rate + phase;
     return static_cast<double>(cycles - std::floor(cycles));
 }
 

@@ -34,6 +34,8 @@ TEST_F(Generator, MakesEachFormByItsFormula) {
     expect("form=sweep\nend_frequency=1440",
            [](double t) { return std::sin(2 * PI * (440 + 1000 * t) * t); });
     expect("form=dc", [](double) { return 1.0; });
+    const std::vector<double>& edges = Make("form=square");  // of 1 kHz at 48 kHz they are at samples
+    for (std::size_t i = 0; i < edges.size(); ++i) ASSERT_EQ(edges[i], i % 48 < 24 ? 1.0 : -1.0) << i;
 }
 
 TEST_F(Generator, NoiseIsUniformAndFollowsTheSeed) {
