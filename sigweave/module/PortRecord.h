@@ -38,6 +38,12 @@ struct InternalData {
     int cols = 0;
 };
 
+// Gives back all waiting blocks. The block being read is forgotten too: its writer may be deleted next.
+inline void DropBlocks(TCIOStream& stream) {
+    stream.RemoveContents(true);
+    stream.StartReadSegments();
+}
+
 }  // namespace tc
 
 // One port: what was declared, its stream, and where reading or writing stands.

@@ -11,7 +11,7 @@ namespace {
 constexpr int SOURCE_MODULE = 1;
 
 void ClearPort(Impl::PORT& port) {
-    port.stream->RemoveContents(true);
+    tc::DropBlocks(*port.stream);
     port.stream->CancelWriteSegments();
     port.previousState = INVALID;
     port.metadata.handedOverBefore = false;

@@ -55,9 +55,9 @@ bool IsNameTaken(const std::vector<Impl::PORT>& ports, unsigned index, const TCS
 
 // Blocks wait in queues that outlive the streams that made them: all of them go back first.
 void ReleaseBlocks(Impl& impl) {
-    for (Impl::PORT& port : impl.inputs) port.stream->RemoveContents(true);
+    for (Impl::PORT& port : impl.inputs) tc::DropBlocks(*port.stream);
     for (Impl::PORT& port : impl.outputs)
-        for (int i = 0; i < port.stream->GetFanCnt(); ++i) port.stream->GetFan(i)->RemoveContents(true);
+        for (int i = 0; i < port.stream->GetFanCnt(); ++i) tc::DropBlocks(*port.stream->GetFan(i));
 }
 
 }  // namespace
