@@ -35,7 +35,7 @@ class SegmentIndex;
 // Results: 1 or a positive count is done; 0 nothing to do or nothing there; -2 another type; -4 the block's
 // state conflicts with a block that waits at a receiver (see `GetErrFan`); -14 the block or segment could not
 // be created or written. Nothing throws. A write that fails leaves the block reserved and usable for the next
-// correct write.
+// correct write; `WriteCopy`, `MoveBlock` and `MoveBlocks` then leave it empty.
 class TC_API TCIOStream {
  public:
     // The values are stored (never change, only append).
