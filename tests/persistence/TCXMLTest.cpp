@@ -223,6 +223,7 @@ TEST_F(XmlDocument, RefusesDamagedAndHostileDocuments) {
         {"", "There is no element"},
         {" \n", "There is no element"},
         {"<a>\n", "ends inside the element 'a'"},
+        {"<a><b>text", "ends inside the element 'b'"},
         {"<a/><b/>", "Extra content"},
         {"<a b='1' b='2'/>", "redefined"},
         {"<p:a/>", "prefix p"},
