@@ -187,15 +187,16 @@ int DiffRecords(const CommandOptions& options) {
 int ShowModules(const CommandOptions& options) {
     const ModuleCatalogue catalogue = OpenCatalogue(options);
     TellProblems(catalogue, true);
-    if (options.moduleId.empty())
-        return Print(ListModules(catalogue)) && catalogue.Problems().empty() ? EXIT_COMPLETE
-                                                                             : EXIT_INCOMPLETE;
+    std::string text;
+    if (options.moduleId.empty()) {
+        const bool complete = ListModules(catalogue, text) && catalogue.Problems().empty();
+        return Print(text) && complete ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+    }
     const CatalogueEntry* entry = catalogue.Find(options.moduleId);
     if (entry == nullptr) {
         console::Error(catalogue.WhyUnusable(options.moduleId));
         return EXIT_WRONG_INPUT;
     }
-    std::string text;
     const bool described = DescribeModule(catalogue, *entry, text);
     if (!described) console::Error(text);
     return described && Print(text) ? EXIT_COMPLETE : EXIT_INCOMPLETE;

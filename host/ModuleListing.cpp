@@ -58,21 +58,24 @@ std::string Parameters(const TCBaseModuleEx& module) {
 
 }  // namespace
 
-std::string ListModules(const ModuleCatalogue& catalogue) {
+bool ListModules(const ModuleCatalogue& catalogue, std::string& text) {
+    bool complete = true;
     Rows rows{{Bilingual("id", "Kennung").Text(), Bilingual("what it does", "Aufgabe").Text(),
                Bilingual("library", "Bibliothek").Text()}};
     for (const auto& [id, entry] : catalogue.Entries()) {
         std::string error;
         const ModulePointer module = catalogue.Create(entry, 0, error);
+        complete = complete && module != nullptr;
         rows.push_back(
             {id, module != nullptr ? Text(module->GetDescription()) : error, ModuleCatalogue::FileOf(entry)});
     }
-    if (rows.size() > 1) return LayOut(rows);
     std::string folders;
     for (const std::string& folder : catalogue.Folders()) folders += " " + folder;
-    return Bilingual("no modules in%1; name other folders with --module-path\n",
-                     "keine Module in%1; nennen Sie andere Ordner mit --module-path\n")
-        .With({folders});
+    text = rows.size() > 1 ? LayOut(rows)
+                           : Bilingual("no modules in%1; name other folders with --module-path\n",
+                                       "keine Module in%1; nennen Sie andere Ordner mit --module-path\n")
+                                 .With({folders});
+    return complete;
 }
 
 bool DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& text) {

@@ -6,8 +6,8 @@
 
 namespace host {
 
-// The catalogue as a table: id, description, library.
-std::string ListModules(const ModuleCatalogue& catalogue);
+// The catalogue as a table: id, description, library. False when one cannot be created; the table says why.
+bool ListModules(const ModuleCatalogue& catalogue, std::string& text);
 
 // One module in full: its ports with their types, its parameters with default, limits and unit. False when it
 // cannot be created; `text` then says why.
