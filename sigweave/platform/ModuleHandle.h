@@ -14,5 +14,6 @@ TC_API HINSTANCE TCLoadModuleLibrary(const std::string& path, std::string& error
 // Nothing that came from the library may be used afterwards. Null is ignored.
 TC_API void TCFreeModuleLibrary(HINSTANCE library);
 
-// The address of an exported function or table; null for a null library or an unknown name.
+// The address of a function or table that the library itself exports, not one that it is linked with; null
+// for a null library or an unknown name.
 TC_API void* GetProcAddress(HINSTANCE library, const char* name);

@@ -108,6 +108,7 @@ TEST(ModuleLibrary, CreatesAndDeletesByKind) {
     const auto create = library.Find<decltype(&TCModuleLibrary_Create)>("TCModuleLibrary_Create");
     const auto destroy = library.Find<decltype(&TCModuleLibrary_Delete)>("TCModuleLibrary_Delete");
     const int* alive = library.Find<int*>("smallModulesAlive");
+    EXPECT_EQ(library.Find<int*>("TCGetInterfaceVersionProvidedByBase"), nullptr) << "of another library";
 
     EXPECT_STREQ(getId(1), "FFT2");
     EXPECT_EQ(getId(2), nullptr);

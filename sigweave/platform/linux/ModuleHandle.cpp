@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <elf.h>
+#include <link.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -34,6 +35,15 @@ bool IsCutOff(const std::string& path) {
     return false;
 }
 
+// The loader also finds what the libraries export that this one was linked with.
+bool IsOwn(HINSTANCE library, const void* address) {
+    const link_map* own = nullptr;
+    void* owner = nullptr;
+    Dl_info info;
+    return dlinfo(library, RTLD_DI_LINKMAP, &own) == 0 &&
+           dladdr1(address, &info, &owner, RTLD_DL_LINKMAP) != 0 && owner == own;
+}
+
 }  // namespace
 
 HINSTANCE TCLoadModuleLibrary(const std::string& path, std::string& error) {
@@ -54,5 +64,6 @@ void TCFreeModuleLibrary(HINSTANCE library) {
 }
 
 void* GetProcAddress(HINSTANCE library, const char* name) {
-    return library != nullptr ? dlsym(library, name) : nullptr;
+    void* address = library != nullptr ? dlsym(library, name) : nullptr;
+    return address != nullptr && IsOwn(library, address) ? address : nullptr;
 }
