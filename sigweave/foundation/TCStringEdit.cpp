@@ -87,6 +87,23 @@ int IndexOrNone(Text text, const char* hit) {
     return hit != text.data() + text.size() ? static_cast<int>(hit - text.data()) : -1;
 }
 
+// Whether a search from `from` hit before the zero byte that ends the text. (Looking for that first would
+// make the searches for all occurrences quadratic.)
+bool IsTextHit(const char* from, const char* hit, const char* end) {
+    return hit != end && std::memchr(from, 0, static_cast<std::size_t>(hit - from) + 1) == nullptr;
+}
+
+// `lowered` holds the codes of the lower-case characters.
+bool BeginsNoCase(const char* p, const char* end, std::u32string_view lowered) {
+    for (const char32_t wanted : lowered) {
+        if (p == end) return false;
+        const tc::Character here = tc::CharacterAt(p, end);
+        if (tc::ToLower(here.code) != wanted) return false;
+        p += here.bytes;
+    }
+    return true;
+}
+
 template <class Map>
 void MapCharacters(TCString& text, Map map) {
     std::string mapped;
@@ -122,21 +139,21 @@ int Opposite(int n) {
 int TCString::Find(char character, int start) const {
     start = std::max(start, 0);
     if (start >= length) return -1;
-    const Text rest(data + start);
-    const char* const end = rest.data() + rest.size();
+    const char *const from = data + start, *const end = data + length;
     const tc::TextFinder finder(Text(&character, 1));
-    const char* hit = finder.Find(rest.data(), end);
+    const char* hit = finder.Find(from, end);
     while (hit != end && tc::CharacterAt(hit, end).bytes > 1)
         hit = finder.Find(hit + tc::CharacterAt(hit, end).bytes, end);
-    return hit != end ? static_cast<int>(hit - data) : -1;
+    return IsTextHit(from, hit, end) ? static_cast<int>(hit - data) : -1;
 }
 
 int TCString::Find(const char* text, int start) const {
     if (text == nullptr || start < 0 || start >= length) return -1;
-    const Text wanted(text), rest(data + start);
+    const Text wanted(text);
     if (wanted.empty()) return start;
-    const int index = IndexOrNone(rest, tc::TextFinder(wanted).Find(rest.data(), rest.data() + rest.size()));
-    return index >= 0 ? start + index : -1;
+    const char *const from = data + start, *const end = data + length;
+    const char* const hit = tc::TextFinder(wanted).Find(from, end);
+    return IsTextHit(from, hit, end) ? static_cast<int>(hit - data) : -1;
 }
 
 int TCString::FindNoCase(const char* text, int start) const {
@@ -147,16 +164,13 @@ int TCString::FindNoCase(const char* text, int start) const {
         wanted += tc::ToLower(code);
         return true;
     });
-    const Text rest(data + start);
-    std::u32string lowered;
-    std::vector<int> offsets;
-    ForEachCharacter(rest, [&](Text character, char32_t code) {
-        lowered += tc::ToLower(code);
-        offsets.push_back(static_cast<int>(character.data() - data));
-        return true;
+    int index = -1;
+    ForEachCharacter(AllBytes(*this).substr(static_cast<std::size_t>(start)), [&](Text here, char32_t code) {
+        if (code == 0) return false;
+        if (BeginsNoCase(here.data(), data + length, wanted)) index = static_cast<int>(here.data() - data);
+        return index < 0;
     });
-    const std::size_t index = lowered.find(wanted);
-    return index != std::u32string::npos ? offsets[index] : -1;
+    return index;
 }
 
 int TCString::FindBin(const TCString& bytes, int start) const {
