@@ -156,8 +156,8 @@ int Spectrum::EndSignal(unsigned input) {
     if (signal.skipped > 0) {
         TCModuleMessage::Warning(
             GetModuleName(),
-            Bilingual("%s: left out %lld segments with values that are not finite",
-                      "%s: ausgelassen wurden %lld Abschnitte mit nicht endlichen Werten")
+            Bilingual("%s: segments left out for values that are not finite: %lld",
+                      "%s: Abschnitte, die wegen nicht endlicher Werte ausgelassen wurden: %lld")
                 .Text(),
             name.c_str(), static_cast<long long>(signal.skipped));
     } else if (signal.used == 0) {

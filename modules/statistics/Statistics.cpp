@@ -58,12 +58,12 @@ void Statistics::Report(unsigned input, const Figures& figures) {
         AddResult(name.c_str(), "infinite", static_cast<double>(figures.infinite), TCSI_Unit());
     }
     if (figures.nans + figures.infinite == 0) return;
-    TCModuleMessage::Warning(
-        GetModuleName(),
-        tc::Bilingual("%s: left out %lld values that are not a number and %lld infinite ones",
-                      "%s: ausgelassen wurden %lld Werte, die keine Zahl sind, und %lld unendliche")
-            .Text(),
-        name.c_str(), static_cast<long long>(figures.nans), static_cast<long long>(figures.infinite));
+    TCModuleMessage::Warning(GetModuleName(),
+                             tc::Bilingual("%s: values left out: not a number %lld, infinite %lld",
+                                           "%s: ausgelassene Werte: keine Zahl %lld, unendlich %lld")
+                                 .Text(),
+                             name.c_str(), static_cast<long long>(figures.nans),
+                             static_cast<long long>(figures.infinite));
 }
 
 void Statistics::Figures::Add(const double* values, int count) {
