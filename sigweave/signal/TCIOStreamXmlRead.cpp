@@ -13,6 +13,7 @@
 #include "sigweave/persistence/XmlNodeText.h"
 #include "sigweave/platform/CodePage.h"
 #include "sigweave/signal/StreamInternal.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
 #include "sigweave/signal/TCIOStream.h"
 
 namespace {
@@ -189,26 +190,6 @@ class BlockReader {
         return ti.GetUnit().FromString(text) || Fail("Error interpreting Unit in TypeInfo");
     }
 
-    bool GetSegment(const TCXMLNode& node, Block& block, int level) {
-        Shape shape;
-        if (!GetSegmentName(node, shape.name) || !GetType(node, shape.type) || !GetExtents(node, shape))
-            return false;
-        const TCXMLNode values = Child(node, "Values");
-        if (!values) return Fail("Error Values is missing in Segment");
-        switch (shape.type) {
-            case TCIOStream::INT:
-                return GetNumbers<int>(values, INTEGERS, block, shape);
-            case TCIOStream::DOUBLE:
-                return GetNumbers<double>(values, DOUBLES, block, shape);
-            case TCIOStream::STRING:
-                return GetStrings(values, block, shape);
-            case TCIOStream::POINTER:
-                return GetAddress(values, block, shape);
-            default:
-                return GetBlocks(values, block, shape, level);
-        }
-    }
-
     struct NumberKind {
         const char* element;
         const char* missing;
@@ -225,6 +206,41 @@ class BlockReader {
         TCArray<int> extents;
         int count = 0;  // of elements
     };
+
+    // A name that is there already is told before anything that is wrong with the values.
+    bool GetSegment(const TCXMLNode& node, Block& block, int level) {
+        Shape shape;
+        if (!GetSegmentName(node, shape.name) || !GetType(node, shape.type) || !GetExtents(node, shape))
+            return false;
+        const int before = block.SegmentCnt();
+        if (GetValues(node, block, shape, level)) return true;
+        if (block.SegmentCnt() == before && HasName(block, shape.name)) xml.SetUserError(SET_DATA_FAILED);
+        return false;
+    }
+
+    static bool HasName(const Block& block, const char* name) {
+        for (int i = 0; i < block.SegmentCnt(); ++i)
+            if (TCBusSerializeHelper::CompareSegmentNames(block.Segment(i)->GetName(), name) == 0)
+                return true;
+        return false;
+    }
+
+    bool GetValues(const TCXMLNode& node, Block& block, const Shape& shape, int level) {
+        const TCXMLNode values = Child(node, "Values");
+        if (!values) return Fail("Error Values is missing in Segment");
+        switch (shape.type) {
+            case TCIOStream::INT:
+                return GetNumbers<int>(values, INTEGERS, block, shape);
+            case TCIOStream::DOUBLE:
+                return GetNumbers<double>(values, DOUBLES, block, shape);
+            case TCIOStream::STRING:
+                return GetStrings(values, block, shape);
+            case TCIOStream::POINTER:
+                return GetAddress(values, block, shape);
+            default:
+                return GetBlocks(values, block, shape, level);
+        }
+    }
 
     bool GetSegmentName(const TCXMLNode& node, TCString& name) {
         if (!GetText(node, "Name")) return !xml.IsError();
@@ -263,7 +279,8 @@ class BlockReader {
             p = end;
         }
         shape.count = shape.extents.IsEmpty() ? 0 : static_cast<int>(count);
-        return (shape.type > TCIOStream::UNDEF && shape.type <= TCIOStream::BLOCK) || Fail(SET_DATA_FAILED);
+        const bool isType = shape.type > TCIOStream::UNDEF && shape.type <= TCIOStream::BLOCK;
+        return (isType && (shape.count > 0 || shape.type == TCIOStream::POINTER)) || Fail(SET_DATA_FAILED);
     }
 
     // Adds the segment; called when the document is known to be long enough for its elements.
@@ -287,32 +304,36 @@ class BlockReader {
         return reading == Reading::DONE || Fail(SET_DATA_FAILED);
     }
 
+    // Where there are too few elements, those that are there are read aside: nothing is allocated for a
+    // length that the document does not have.
     bool GetStrings(const TCXMLNode& values, Block& block, const Shape& shape) {
         TCXMLNodeList list = xml.SelectNodes("String", values);
-        void* elements;
-        if (!HasCount(list, shape.count, "Error String is missing Values") || !Add(block, shape, elements))
-            return false;
-        for (int i = 0; i < shape.count; ++i) {
-            TCString& string = static_cast<TCString*>(elements)[i];
+        void* elements = nullptr;
+        if (!AddListed(list, block, shape, elements)) return false;
+        for (int i = 0; i < list.GetCount(); ++i) {
+            TCString& string = elements != nullptr ? static_cast<TCString*>(elements)[i] : text;
             if (!xml.GetNodeText(xml.NextNode(list), string)) return false;
             if (!TCXML::UnquoteNodeTextString(string)) return Fail("Error unquoting String in Values");
         }
-        return true;
+        return elements != nullptr || Fail("Error String is missing Values");
     }
 
     bool GetBlocks(const TCXMLNode& values, Block& block, const Shape& shape, int level) {
         TCXMLNodeList list = xml.SelectNodes("Block", values);
-        void* elements;
-        if (!HasCount(list, shape.count, "Error Block is missing in Values") || !Add(block, shape, elements))
-            return false;
-        for (int i = 0; i < shape.count; ++i)
-            if (!GetBlock(xml.NextNode(list), *static_cast<Block**>(elements)[i], level + 1)) return false;
-        return true;
+        void* elements = nullptr;
+        if (!AddListed(list, block, shape, elements)) return false;
+        for (int i = 0; i < list.GetCount(); ++i) {
+            Block aside;
+            Block& nested = elements != nullptr ? *static_cast<Block**>(elements)[i] : aside;
+            if (!GetBlock(xml.NextNode(list), nested, level + 1)) return false;
+        }
+        return elements != nullptr || Fail("Error Block is missing in Values");
     }
 
-    bool HasCount(const TCXMLNodeList& list, int count, const char* missing) {
-        if (!list || list.GetCount() < count) return Fail(missing);
-        return list.GetCount() == count || Fail(SET_DATA_FAILED);
+    // Adds the segment when the list has its elements; with too few `elements` stays null.
+    bool AddListed(const TCXMLNodeList& list, Block& block, const Shape& shape, void*& elements) {
+        if (list.GetCount() > shape.count) return Fail(SET_DATA_FAILED);
+        return list.GetCount() < shape.count || Add(block, shape, elements);
     }
 
     bool GetAddress(const TCXMLNode& values, Block& block, const Shape& shape) {
