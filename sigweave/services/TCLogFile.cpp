@@ -90,7 +90,7 @@ TCLogFile::State TCLogFile::CopyState() const {
 // --- Opening and closing
 
 bool TCLogFile::Open(unsigned long logType, unsigned long logLevel, const char* fileName, bool flush,
-                     bool append, int splitSizeKB) {
+                     bool append, int splitSizeKB) try {
     const std::lock_guard guard(lock);
     state.pattern = fileName;
     const std::string_view given = View(state.pattern);
@@ -113,6 +113,9 @@ bool TCLogFile::Open(unsigned long logType, unsigned long logLevel, const char* 
               static_cast<int>(logType), static_cast<int>(logLevel), flush, append,
               static_cast<const char*>(state.pattern), static_cast<const char*>(converted));
     return true;
+} catch (const std::bad_alloc&) {
+    Close();
+    return false;
 }
 
 TCString TCLogFile::ExpandPattern() const {
@@ -314,15 +317,16 @@ const char* TCLogFile::FormatLogType(unsigned long logType) const {
     return slot < TYPES ? static_cast<const char*>(state.typeNames[slot]) : "Unknown log type";
 }
 
-void TCLogFile::SetLogTypeNames(const char** names, unsigned long count) {
+void TCLogFile::SetLogTypeNames(const char** names, unsigned long count) try {
     if (names == nullptr) return;
     const std::lock_guard guard(lock);
     for (std::size_t slot = 0; slot < std::min<std::size_t>(count, TYPES); ++slot)
         state.typeNames[slot] = names[slot];
     MakeEqualLength();
+} catch (const std::bad_alloc&) {
 }
 
-bool TCLogFile::AddLogTypeName(unsigned long logType, const char* name) {
+bool TCLogFile::AddLogTypeName(unsigned long logType, const char* name) try {
     const std::size_t slot = SlotOf(logType);
     if (slot >= TYPES) return false;
     const std::lock_guard guard(lock);
@@ -338,6 +342,8 @@ bool TCLogFile::AddLogTypeName(unsigned long logType, const char* name) {
     const std::string_view b = View(name);
     const std::size_t common = std::min(a.size(), b.size());
     return a.substr(0, common) == b.substr(0, common);
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 void TCLogFile::MakeEqualLength() {

@@ -80,7 +80,8 @@ class TC_API TCLogFile {
     //
     // At `splitSizeKB` the log goes on in a new file: the pattern is expanded anew, and without a time in it
     // the file is begun anew. 0 and, deliberately for settings that rely on the overflow, all sizes whose
-    // bytes wrap to a negative number of 32 bits or to 0 never split.
+    // bytes wrap to a negative number of 32 bits or to 0 never split. A file that cannot be opened, here or
+    // at a split, leaves the log closed.
     bool Open(unsigned long logType, unsigned long logLevel, const char* fileName, bool flush, bool append,
               int splitSizeKB);
     // False only when the system reports that something was lost.
