@@ -91,8 +91,8 @@ class TC_API TCLogFile {
     // and tab become <\r>, <\n> and <\t>. Without text (a null format) the line ends behind the source.
     bool Log(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, ...);
     bool LogV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, va_list args);
-    // A line whose text ends in the length, then the bytes as they are, then CR LF. The text must end in ">":
-    // rx> with 12 bytes is written as rx:12>. Null data is left out.
+    // A line whose text ends in the length, then the bytes as they are, then CR LF. The text, written as it
+    // is, must end in ">": rx> with 12 bytes is written as rx:12>. Null data is left out.
     bool LogBinary(unsigned long logType, LOG_LEVEL level, const char* source, const char* text, int length,
                    const void* data);
 
@@ -102,8 +102,9 @@ class TC_API TCLogFile {
     // Names the types 2^0, 2^1 and so on, at most 32; the others keep theirs. Names are padded to the same
     // length, so that the columns of the file line up.
     void SetLogTypeNames(const char** names, unsigned long count);
-    // Names the type of the highest bit. Where it has a name already, this one stays, and the answer is
-    // whether the shorter of the two is how the other begins. False for types beyond 32 bits.
+    // Names the type of the highest bit, for type 0 that of bit 0. Where it has a name already, this one
+    // stays, and the answer is whether the shorter of the two is how the other begins. False for types beyond
+    // 32 bits.
     bool AddLogTypeName(unsigned long logType, const char* name);
 
  protected:

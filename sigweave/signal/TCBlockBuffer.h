@@ -122,13 +122,16 @@ class TC_API TCBlockBuffer::TCBlock {
     // Ignored for null, and for a packed block, which carries its own.
     void SetTI(const TCTypeInfo* ti);
 
-    // The block becomes the next one that waits on the input, which must be of the same element type. 1 when
-    // it was read (a block without elements included), for a packed block 0; 0 also when nothing waits or
-    // the input is of another type. A matrix keeps its columns. -14 for a block that cannot be packed, and
-    // without memory; it still waits then, unless there was none for its texts or its name.
+    // The block becomes the next one that waits on the input, which must be of the same element type; a
+    // packed block takes any. 1 when it was read (a block without elements included), for a packed block 0; 0
+    // also when nothing waits or the input is of another type. A matrix keeps its columns. -14 for a block
+    // that cannot be packed, and without memory; it still waits then, unless there was none for its texts or
+    // its name.
     int ReadBlock(TCPortHelper* ph, unsigned int port);
     // Writes a copy, with the block's metadata, on an output of the same element type. 0 when written, and
     // when there was nothing to do: another type, no receiver, no elements. -14 for a matrix without columns.
+    // A packed block has its own metadata; -2 when its values are not of the output's type, -14 when its
+    // bytes are no whole frame.
     int WriteBlock(TCPortHelper* ph, unsigned int port) const;
 
     // Characters, which are bytes, of all texts together, without anything between or behind them. A text
