@@ -96,8 +96,7 @@ int Align::TakeBlocks() {
 }
 
 int Align::TakeBlock(Signal& signal) {
-    const TCBLOCKSTATUS waiting = portHelper->PeekStatus(signal.port, false, nullptr);
-    const TCBLOCKSTATUS state = waiting == INVALID ? COMPLETE : waiting;
+    const TCBLOCKSTATUS state = portHelper->PeekStatus(signal.port, false, nullptr);
     if (signal.begun && tc::BeginsSignal(state)) {
         signal.ended = true;  // without a last block; the next signal waits until the others have ended
         return 0;

@@ -107,16 +107,26 @@ TCBLOCKSTATUS BlockState(bool first, bool last) {
 }
 
 bool BeginsSignal(TCBLOCKSTATUS state) {
-    return state == START || state == COMPLETE;
+    return state == START || state == COMPLETE || state == INVALID;
 }
 
 bool EndsSignal(TCBLOCKSTATUS state) {
-    return state == STOP || state == COMPLETE;
+    return state == STOP || state == COMPLETE || state == INVALID;
 }
 
 void DeclareOutputs(TCPortHelper& ports, const char* domain) {
     for (unsigned i = 0; i < static_cast<unsigned>(ports.GetPortCnt(INPUT)); ++i)
         ports.SetPort(OUTPUT, i, ports.GetPortName(INPUT, i), "DOUBLE[]", domain, true);
+}
+
+int WriteSamples(TCPortHelper& ports, unsigned output, const TCTypeInfo& ti, const double* values,
+                 std::size_t count) {
+    if (count > 0) {
+        ports.SetTypeInfo(output, ti);
+        return ports.WriteDblData(output, count, values);
+    }
+    TCIOStream::Block empty;
+    return empty.SetTI(&ti) ? ports.WriteCopy(output, &empty) : TCPortHelper::NOT_CREATED;
 }
 
 std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti) {

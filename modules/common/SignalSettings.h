@@ -24,13 +24,18 @@ bool ParseStart(const std::string& text, double& milliseconds, std::string& erro
 // 1e-003"; empty: none. Answers like ParseStart.
 bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error, const char* name = "unit");
 
-// The state of a block of a signal.
+// The state of a block of a signal. One without a state counts as COMPLETE.
 TCBLOCKSTATUS BlockState(bool first, bool last);
 bool BeginsSignal(TCBLOCKSTATUS state);
 bool EndsSignal(TCBLOCKSTATUS state);
 
 // Declares an output for each input, of the same name: blocks of double values of that domain.
 void DeclareOutputs(TCPortHelper& ports, const char* domain);
+
+// Sends a block with these metadata; without samples it has nothing else, so that the end of a signal still
+// gets there. Answers as the writers of the port helper.
+int WriteSamples(TCPortHelper& ports, unsigned output, const TCTypeInfo& ti, const double* values,
+                 std::size_t count);
 
 // The name that a signal goes by: that of its metadata, or the port's when it has none.
 std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti);

@@ -146,8 +146,7 @@ int Filter::Pass(unsigned input) {
     channel.open = !tc::EndsSignal(channel.metadata.GetState());
     channel.metadata.SetRangeMin(std::numeric_limits<double>::lowest());
     channel.metadata.SetRangeMax(std::numeric_limits<double>::max());
-    portHelper->SetTypeInfo(input, channel.metadata);
-    return portHelper->WriteDblData(input, size, buffer.data());
+    return tc::WriteSamples(*portHelper, input, channel.metadata, buffer.data(), size);
 }
 
 void Filter::Watch(unsigned input) {

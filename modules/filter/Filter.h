@@ -12,8 +12,9 @@
 // each input. Each signal begins with zero states, which go on over the borders of its blocks, so that the
 // result does not depend on how a signal is cut.
 //
-// Values are filtered as they are stored; name, timestamps, samplerate, unit and states go with them. The
-// range does not: a filter overshoots, so the output says nothing about it (the widest there is).
+// Values are filtered as they are stored; name, timestamps, samplerate, unit and states go with them, also
+// those of a block without samples. The range does not: a filter overshoots, so the output says nothing about
+// it (the widest there is).
 //
 // The filter is designed when a signal begins, for its samplerate: a corner that this rate cannot have fails
 // the run, and so does a samplerate or unit that changes within a signal. A value that is not finite spoils

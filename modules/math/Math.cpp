@@ -114,9 +114,14 @@ int Math::Join() {
         std::int64_t count = inputs.front().signals.Front().waiting;
         for (const Input& input : inputs) count = std::min(count, input.signals.Front().waiting);
         if (count == 0 && !IsOver()) return 0;
+        const bool endsLate = count == 0 && position > 0;  // what was sent last did not tell
+        if (endsLate) Stamp();
         code = count > 0 ? Write(count) : 0;
         if (code < 0) return code;
         if (IsOver()) End();
+        // Where the next signal follows at once, its first block tells.
+        if (endsLate && !IsReady()) code = tc::WriteSamples(*portHelper, 0, metadata, nullptr, 0);
+        if (code < 0) return code;
     }
     return 0;
 }
@@ -219,8 +224,6 @@ void Math::ToCommonUnit(std::size_t index, double* values, std::size_t count) co
 
 int Math::Write(std::int64_t count) {
     const auto size = static_cast<std::size_t>(count);
-    metadata.SetTimestamp(Metadata(0).GetTimestamp() +
-                          1000.0 * static_cast<double>(position) / metadata.GetSamplerate());
     result.resize(size);
     operand.resize(size);
     bool whole = inputs[0].signals.Take(result.data(), count);
@@ -232,10 +235,16 @@ int Math::Write(std::int64_t count) {
     if (!whole) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text());
     if (scale != 1.0 || offset != 0.0)
         for (double& value : result) value = scale * value + offset;
-    metadata.SetState(tc::BlockState(position == 0, IsOver()));
+    Stamp();
     position += count;
-    portHelper->SetTypeInfo(0, metadata);
-    return portHelper->WriteDblData(0, size, result.data());
+    return tc::WriteSamples(*portHelper, 0, metadata, result.data(), size);
+}
+
+// The metadata of the block that is sent next, whose samples have been taken.
+void Math::Stamp() {
+    metadata.SetTimestamp(Metadata(0).GetTimestamp() +
+                          1000.0 * static_cast<double>(position) / metadata.GetSamplerate());
+    metadata.SetState(tc::BlockState(position == 0, IsOver()));
 }
 
 // Whether one of the signals has ended.

@@ -18,8 +18,9 @@
 // The first signal of each input meets the first of the others, the second the second, and so on. They must
 // have the same samplerate (to 1e-9) and begin at the same time (to half a sample): else the run fails, and
 // the message names the module Align, which makes signals begin together. Blocks may be cut differently: what
-// is ahead waits in bounded memory and a temporary file. The result ends with the signal that ends first;
-// what the others have left is counted, and told as a warning.
+// is ahead waits in bounded memory and a temporary file. The result ends with the signal that ends first,
+// with a block without samples when that one did so; what the others have left is counted, and told as a
+// warning.
 class Math final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Math";
@@ -59,6 +60,7 @@ class Math final : public TCBaseModuleEx {
     tc::ValueRange RangeOf(std::size_t index) const;
     void ToCommonUnit(std::size_t index, double* values, std::size_t count) const;
     int Write(std::int64_t count);
+    void Stamp();
     bool IsOver() const;
     void End();
     void LeaveOut(std::size_t index);

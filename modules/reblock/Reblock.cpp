@@ -59,7 +59,7 @@ int Reblock::Take(unsigned input) {
     Signal& signal = signals[input];
     if (const int taken = portHelper->TakeBlock(input); taken <= 0) return taken;
     const TCTypeInfo& ti = *portHelper->LastTypeInfo(input);
-    const TCBLOCKSTATUS state = ti.GetState() == INVALID ? COMPLETE : ti.GetState();
+    const TCBLOCKSTATUS state = ti.GetState();
     const bool replaces = tc::BeginsSignal(state) && signal.IsOpen();
     if (replaces) {
         if (const int code = Send(input, true); code < 0) return code;

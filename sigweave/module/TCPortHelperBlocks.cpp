@@ -37,7 +37,7 @@ bool AreAlike(const PORT& a, const PORT& b) {
 
 bool Takes(const PORT& output, const TCIOStream::Block& block) {
     const Family* family = FamilyOf(output.Code());
-    if (family == nullptr) return true;
+    if (family == nullptr || block.SegmentCnt() == 0) return true;
     const TCIOStream::DataSegment* segment = block.Segment(0);
     return segment != nullptr && segment->GetType() == family->element &&
            segment->GetDimensionCount() == family->dimensions;

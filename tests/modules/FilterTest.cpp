@@ -170,6 +170,18 @@ TEST_F(Filter, PassesOnWhatDescribesTheSignal) {
     EXPECT_EQ(last.GetRangeMax(), std::numeric_limits<double>::max());  // unknown
 }
 
+TEST_F(Filter, PassesOnABlockWithoutSamples) {
+    ASSERT_TRUE(bench.Set("corner=100") && bench.Start());
+    TCTypeInfo ti;
+    ti.SetSamplerate(RATE);
+    for (const auto& [state, samples] : {std::pair{START, 0U}, {BUSY, 5U}, {STOP, 0U}, {INVALID, 2U}}) {
+        ti.SetState(state);
+        ASSERT_TRUE(bench.Send(0, ti, Noise(samples))) << bench.Error();
+    }
+    EXPECT_EQ(bench.States(0), "START BUSY STOP COMPLETE");
+    EXPECT_EQ(bench.Samples(0).size(), 7U);
+}
+
 TEST_F(Filter, RefusesImpossibleCorners) {
     const struct {
         const char *settings, *message;

@@ -140,6 +140,21 @@ TEST_F(Math, JoinsBlocksOfAnySize) {
     EXPECT_EQ(ModuleBench::TakeWarnings(), "");
 }
 
+TEST_F(Math, EndsWhereAnInputEndsWithoutSamples) {
+    Wire(2);
+    ASSERT_TRUE(bench.Start() && bench.Feed(0, {1.0, 2.0}, {}, 2, true, false));
+    ASSERT_TRUE(bench.Feed(1, {3.0, 4.0}, {}, 2, true, false));
+    TCTypeInfo ti;
+    ti.SetSamplerate(1000.0);
+    ti.SetState(STOP);
+    ASSERT_TRUE(bench.Send(0, ti, {}) && bench.Send(1, ti, {})) << bench.Error();
+    EXPECT_EQ(bench.States(0), "START STOP");
+    EXPECT_EQ(bench.Blocks(0)[1].GetTimestamp(), 1e12 + 2);
+    EXPECT_TRUE(bench.Feed(0, {1.0}) && bench.Feed(1, {1.0}) && bench.Finish());
+    EXPECT_EQ(bench.States(0), "START STOP COMPLETE");
+    EXPECT_EQ(ModuleBench::TakeWarnings(), "");
+}
+
 TEST_F(Math, EndsWithTheShortestSignalAndSaysSo) {
     Wire(2);
     ASSERT_TRUE(bench.Start());

@@ -54,6 +54,15 @@ void WriteDoubles(TCIOStream& stream) {
         stream.WriteDblVec(DOUBLES, 6);
     }
 }
+// The end of the signal has no values.
+void WriteAnEndApart(TCIOStream& stream) {
+    TCTypeInfo ti = Metadata(START);
+    stream.SetTI(&ti, false);
+    stream.WriteDblVec(DOUBLES, 6);
+    ti.SetState(STOP);
+    stream.SetTI(&ti, false);
+    stream.EndWriteSegments();
+}
 void WriteIntegers(TCIOStream& stream) {
     const int values[] = {0, -1, 255, -2147483647 - 1};
     stream.WriteIntVec(values, 4);
@@ -91,6 +100,7 @@ void WriteBus(TCIOStream& stream) {
 }
 
 const Kind KINDS[] = {{"TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}", 2, WriteDoubles},
+                      {"TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}", 2, WriteAnEndApart},
                       {"SWORD[]{BIN}", 1, WriteIntegers},
                       {"UBYTE[][]{Text}", 1, WriteTexts},
                       {"POINTER{DOUBLE[][]}", 1, WriteMatrix},

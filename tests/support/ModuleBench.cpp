@@ -168,11 +168,13 @@ void ModuleBench::Collect() {
         int rows = 0;
         int columns = 0;
         const double* values = nullptr;
-        while (output->stream.PeekDblData(0, values, &rows, &columns) > 0) {
-            const TCTypeInfo* ti = output->stream.PeekTI();
+        TCIOStream& stream = output->stream;
+        const auto isEmpty = [&] { return stream.PeekTI() != nullptr && stream.GetBlockLen(0, 0) == 0; };
+        while (stream.PeekDblData(0, values, &rows, &columns) > 0 || isEmpty()) {
+            const TCTypeInfo* ti = stream.PeekTI();
             output->blocks.push_back(ti != nullptr ? *ti : TCTypeInfo());
-            output->samples.insert(output->samples.end(), values, values + output->stream.GetBlockLen(0, 0));
-            output->stream.RemoveContents(false);
+            output->samples.insert(output->samples.end(), values, values + stream.GetBlockLen(0, 0));
+            stream.RemoveContents(false);
         }
     }
 }
