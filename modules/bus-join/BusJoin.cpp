@@ -1,5 +1,6 @@
 #include "modules/bus-join/BusJoin.h"
 
+#include <cstring>
 #include <numeric>
 #include <vector>
 
@@ -19,11 +20,13 @@ void BusJoin::OnInputsDeclared(int count) {
 }
 
 int BusJoin::Execute() {
+    bool any = false;
     for (unsigned input = 0; input < static_cast<unsigned>(GetNoInput()); ++input) {
         const int code = Join(input);
         if (code < 0) return code;
+        any = any || code > 0;
     }
-    return portHelper->EndWriteMultitype(0);
+    return any ? portHelper->EndWriteMultitype(0) : 0;
 }
 
 int BusJoin::Join(unsigned input) {
@@ -33,8 +36,11 @@ int BusJoin::Join(unsigned input) {
     const double* values = portHelper->AccessDblData(input, count);
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
     const char* name = metadata != nullptr ? metadata->GetSignalname() : "";
-    if (*name == '\0') name = portHelper->GetPortName(INPUT, input);
-    return portHelper->WriteDblDataBusBlock(0, count, values, static_cast<int>(input), name, metadata);
+    if (count == 0) return 0;
+    if (*name == '\0' || std::strstr(name, "\r\n") != nullptr) name = portHelper->GetPortName(INPUT, input);
+    const int code =
+        portHelper->WriteDblDataBusBlock(0, count, values, static_cast<int>(input), name, metadata);
+    return code < 0 ? code : 1;
 }
 
 TC_MODULE_LIBRARY(BusJoin);

@@ -5,7 +5,8 @@
 
 // Gathers any number of signals in one bus. Each step takes one block of every input; the bus block has a
 // channel for each, in the order of the inputs, with the block's values and metadata unchanged. A channel is
-// named after its signal, or after its input when the signal has no name.
+// named after its signal, or after its input when the signal has no name, or one with a line break ("\r\n"),
+// which no channel can have. A block without values has no channel: one that only ends a signal is left out.
 //
 // The blocks of the inputs need not be of one length or rate, but there must be equally many: when one signal
 // ends early, the others wait (the module Align makes signals begin and end together).
@@ -25,5 +26,6 @@ class BusJoin final : public TCBaseModuleEx {
     int Execute() override;
 
  private:
+    // 1 when the bus got a channel.
     int Join(unsigned input);
 };

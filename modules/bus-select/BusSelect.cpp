@@ -82,6 +82,7 @@ int BusSelect::Init() {
     invert = ParamBool("invert");
     warned = false;
     channels.clear();
+    signalNames.clear();
     return TCBaseModuleEx::Init();
 }
 
@@ -96,18 +97,19 @@ int BusSelect::Execute() {
 int BusSelect::PassOn(const TCIOStream::Block& bus) {
     const auto count = static_cast<std::size_t>(bus.SegmentCnt());
     channels.resize(std::max(channels.size(), count));
-    unsigned selected = 0;
+    bool selected = false;
+    begun = false;
     for (std::size_t i = 0; i < count; ++i) {
         const Segment& segment = *bus.Segment(static_cast<int>(i));
         Channel& channel = channels[i];
         if (!Read(channel, segment.GetName())) return tc::MODULE_FAILED;
         if (!channel.selected || segment.GetBlocks() == nullptr) continue;
-        const int code = PassOn(channel, segment, ++selected);
+        selected = true;
+        const int code = PassOn(channel, segment);
         if (code < 0) return code;
     }
-    if (selected == 0) WarnOfNone(count);
-    const bool sends = selected > 0 && portHelper->IsWired(OUTPUT, 0, TCPortHelper::STREAM_CONNECTED);
-    return sends ? portHelper->EndWriteMultitype(0) : 0;
+    if (!selected) WarnOfNone(count);
+    return begun ? portHelper->EndWriteMultitype(0) : 0;
 }
 
 // False when the expression gives up on the name.
@@ -119,6 +121,7 @@ bool BusSelect::Read(Channel& channel, const TCString& segmentName) {
     const bool matches = expression.Find(parts.GetSegmentName(), TCRegExp::MATCH_DEFAULT);
     channel = {segmentName, parts.GetSegmentName(), parts.PortIdx(), (type & SINGLE_VALUES) != 0,
                isChannel && matches != invert};
+    if (channel.selected) channel.output = OutputOf(segmentName);
     unsigned long code = 0;
     if (!expression.IsError(&code)) return true;
     Fail(tc::MODULE_FAILED, Bilingual("expression: matching the channel \"%1\" was given up: %2",
@@ -128,16 +131,32 @@ bool BusSelect::Read(Channel& channel, const TCString& segmentName) {
     return false;
 }
 
+// Each channel keeps the output that it got first, so that no two signals mix.
+unsigned BusSelect::OutputOf(const TCString& segmentName) {
+    const auto known = std::ranges::find_if(signalNames, [&](const TCString& name) {
+        return TCBusSerializeHelper::CompareSegmentNames(name, segmentName) == 0;
+    });
+    const auto output = static_cast<unsigned>(known - signalNames.begin()) + 1;
+    if (known != signalNames.end()) return output;
+    if (output > static_cast<unsigned>(ParamInt("signals"))) return 0;
+    signalNames.push_back(segmentName);
+    return output;
+}
+
 // A channel may hold several blocks.
-int BusSelect::PassOn(const Channel& channel, const Segment& blocks, unsigned output) {
-    const bool isSignal = portHelper->IsWired(OUTPUT, output, TCPortHelper::STREAM_CONNECTED);
+int BusSelect::PassOn(const Channel& channel, const Segment& blocks) {
+    const bool toBus = portHelper->IsWired(OUTPUT, 0, TCPortHelper::STREAM_CONNECTED);
+    const bool isSignal =
+        channel.output > 0 && portHelper->IsWired(OUTPUT, channel.output, TCPortHelper::STREAM_CONNECTED);
     int code = 0;
     for (int i = 0; i < blocks.GetElementCount() && code >= 0; ++i) {
         const TCIOStream::Block& block = *blocks.GetBlocks()[i];
         const Segment* values = block.Segment(0);
-        if (values == nullptr) continue;
-        code = WriteToBus(channel, *values, block.GetTI());
-        if (isSignal && code >= 0) code = WriteSignal(output, channel, *values, block.GetTI());
+        if (toBus && values != nullptr && values->GetElementCount() > 0) {
+            code = WriteToBus(channel, *values, block.GetTI());
+            begun = true;
+        }
+        if (isSignal && code >= 0) code = WriteSignal(channel, values, block.GetTI());
     }
     return code;
 }
@@ -169,23 +188,32 @@ int BusSelect::WriteToBus(const Channel& channel, const Segment& values, const T
         return single ? portHelper->WriteStringBusBlock(0, *texts, index, name, metadata)
                       : portHelper->WriteStringDataBusBlock(0, count, texts, index, name, metadata);
     }
-    return portHelper->WritePtrBusBlock(0, values.GetData(), count, index, name, metadata);
+    if (values.GetType() == TCIOStream::POINTER)
+        return portHelper->WritePtrBusBlock(0, values.GetData(), count, index, name, metadata);
+    return Fail(
+        tc::MODULE_FAILED,
+        Bilingual("the channel \"%1\" holds blocks inside of its blocks, which cannot be passed on",
+                  "der Kanal \"%1\" enthält Blöcke in seinen Blöcken; sie lassen sich nicht weitergeben")
+            .With({name})
+            .c_str());
 }
 
-int BusSelect::WriteSignal(unsigned output, const Channel& channel, const Segment& values,
-                           const TCTypeInfo* metadata) {
-    const double* doubles = values.GetDoubles();
+int BusSelect::WriteSignal(const Channel& channel, const Segment* values, const TCTypeInfo* metadata) {
+    const TCTypeInfo none;
+    const TCTypeInfo& ti = metadata != nullptr ? *metadata : none;
+    if (values == nullptr) return tc::WriteSamples(*portHelper, channel.output, ti, nullptr, 0);
+    const double* doubles = values->GetDoubles();
     if (doubles == nullptr) {
         return Fail(
             tc::MODULE_FAILED,
             Bilingual(
                 "the channel \"%1\" holds no double values and cannot be the signal \"Channel %2\"",
                 "der Kanal \"%1\" enthält keine Double-Werte und kann nicht das Signal \"Channel %2\" sein")
-                .With({static_cast<const char*>(channel.name), std::to_string(output)})
+                .With({static_cast<const char*>(channel.name), std::to_string(channel.output)})
                 .c_str());
     }
-    if (metadata != nullptr) portHelper->SetTypeInfo(output, *metadata);
-    return portHelper->WriteDblData(output, static_cast<unsigned long>(values.GetElementCount()), doubles);
+    return tc::WriteSamples(*portHelper, channel.output, ti, doubles,
+                            static_cast<std::size_t>(values->GetElementCount()));
 }
 
 void BusSelect::WarnOfNone(std::size_t count) {
@@ -194,6 +222,7 @@ void BusSelect::WarnOfNone(std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         names += (i == 0 ? "\"" : ", \"") + std::string(channels[i].name) + "\"";
     }
+    if (names.empty()) names = "-";
     TCModuleMessage::Warning(GetModuleName(),
                              Bilingual("nothing is sent: no channel of the bus is selected by the expression "
                                        "\"%s\"; its channels are %s",

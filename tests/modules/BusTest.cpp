@@ -102,6 +102,53 @@ TEST(BusSelect, TakesPartsOfNamesOrWholeOnesOrTheOthers) {
     }
 }
 
+TEST(BusSelect, KeepsTheOutputOfAChannelWhereOthersAreMissing) {
+    BusSelectBench select;
+    select.Select("expression=\"mic\"\nsignals=2\n");
+    select.bench.WireOutput(1);
+    select.bench.WireOutput(2);
+    const double values[] = {0.5, 1.5};
+    for (const bool whole : {true, false}) {
+        if (whole) select.Add(4, "mic 0", Helper::TYPE_DOUBLEARRAY, TCIOStream::DOUBLE, 1, values);
+        select.Add(5, "mic 1", Helper::TYPE_DOUBLEARRAY, TCIOStream::DOUBLE, 1, values);
+        select.bench.Input(0).EndWriteSegments();
+        ASSERT_TRUE(select.bench.Pump()) << select.bench.Error();
+    }
+    EXPECT_EQ(select.bench.Blocks(1).size(), 1U);
+    ASSERT_EQ(select.bench.Blocks(2).size(), 2U);
+    EXPECT_STREQ(select.bench.Blocks(2)[1].GetSignalname(), "of mic 1");
+}
+
+// A channel of which only the end is there, and one with blocks inside of its blocks.
+TEST(BusSelect, TakesBlocksThatAreNoValues) {
+    BusSelectBench select;
+    select.Select("expression=\"mic\"\n");
+    select.bench.WireOutput(1);
+    TCTypeInfo ti;
+    ti.SetState(STOP);
+    TCIOStream::Block nested;
+    nested.SetTI(&ti);
+    TCArray<TCIOStream::Block*> blocks;
+    blocks.Add(&nested);
+    const TCString name =
+        TCBusSerializeHelper::GenSegmentName(Helper::TYPE_DOUBLEARRAY, "", 0, 5, "mic 1", "test");
+    const auto send = [&] {
+        TCIOStream& bus = select.bench.Input(0);
+        EXPECT_TRUE(bus.StartWriteSegments() == 1 && bus.WriteSegment(name, blocks) == 0);
+        bus.EndWriteSegments();
+        return select.bench.Pump();
+    };
+    EXPECT_TRUE(send()) << select.bench.Error();
+    EXPECT_EQ(TakeChannels(select.bench.Stream(0)), "nothing");
+    EXPECT_EQ(select.bench.States(1), "STOP");
+    const int one[] = {1};
+    TCIOStream::Block inner;
+    TCIOStream::Block* address = &inner;
+    ASSERT_TRUE(nested.AddSegment("", TCIOStream::BLOCK, 1, one, &address));
+    EXPECT_FALSE(send());
+    EXPECT_THAT(select.bench.Error(), testing::HasSubstr("holds blocks inside of its blocks"));
+}
+
 TEST(BusSelect, SaysWhatIsWrong) {
     BusSelectBench select;
     ModuleBench& bench = select.bench;
@@ -123,6 +170,19 @@ TEST(BusJoin, NamesItsChannelsAfterTheirSignals) {
     EXPECT_EQ(TakeChannels(bench.Stream(0)), "nothing") << "waits for the other input";
     ASSERT_TRUE(bench.Feed(1, {4.0}, {"", 20.0, "N"}));
     EXPECT_EQ(TakeChannels(bench.Stream(0)), "0 left 64 3left; 1 Signal 2 64 1; ");
+    ASSERT_TRUE(bench.Feed(0, {1.0}, {"two\r\nlines"}) && bench.Feed(1, {4.0}, {"right"})) << bench.Error();
+    EXPECT_EQ(TakeChannels(bench.Stream(0)), "0 Signal 1 64 1two\r\nlines; 1 right 64 1right; ");
+}
+
+TEST(BusJoin, SendsNothingForBlocksWithoutValues) {
+    ModuleBench bench("bus-join", "BusJoin");
+    bench.WireInputs({ModuleBench::TIME_DOMAIN, ModuleBench::TIME_DOMAIN});
+    bench.WireOutput(0);
+    ASSERT_TRUE(bench.Start());
+    ASSERT_TRUE(bench.Send(0, {}, {}) && bench.Send(1, {}, {})) << bench.Error();
+    EXPECT_EQ(TakeChannels(bench.Stream(0)), "nothing");
+    ASSERT_TRUE(bench.Send(0, {}, {}) && bench.Feed(1, {4.0}, {"right"})) << bench.Error();
+    EXPECT_EQ(TakeChannels(bench.Stream(0)), "1 right 64 1right; ");
 }
 
 }  // namespace
