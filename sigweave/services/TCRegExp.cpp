@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sigweave/platform/OwnStack.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace {
 
@@ -120,21 +121,25 @@ struct FlagPair {
     Flag engines;
 };
 
-constexpr const char* ERROR_TEXTS[] = {
-    "no such collating element",
-    "no such character class",
-    "a wrong or unfinished escape",
-    "a reference to a group that is not there",
-    "unbalanced [ and ]",
-    "unbalanced ( and )",
-    "unbalanced { and }",
-    "no valid numbers between { and }",
-    "a range whose ends are the wrong way round",
-    "too little memory, or too many states or results",
-    "nothing in front that could be repeated",
-    "too long, or too many ways in which it could match",
-    "too deep, or too long a match",
-    "more than one grammar",
+constexpr tc::Bilingual ERROR_TEXTS[] = {
+    {"no such collating element or character class",
+     "kein solches Sortierelement und keine solche Zeichenklasse"},
+    {"no such character class", "keine solche Zeichenklasse"},
+    {"a wrong or unfinished escape", "eine falsche oder unvollständige Umschreibung mit \\"},
+    {"a reference to a group that is not there", "ein Verweis auf eine Gruppe, die es nicht gibt"},
+    {"unbalanced [ and ]", "[ und ] gehen nicht auf"},
+    {"unbalanced ( and ), or nothing in front of * + ? or {",
+     "( und ) gehen nicht auf, oder vor * + ? oder { steht nichts"},
+    {"unbalanced { and }", "{ und } gehen nicht auf"},
+    {"no valid numbers between { and }", "keine gültigen Zahlen zwischen { und }"},
+    {"a range whose ends are the wrong way round", "ein Bereich, dessen Enden vertauscht sind"},
+    {"too little memory, or too many states or results",
+     "zu wenig Speicher, oder zu viele Zustände oder Ergebnisse"},
+    {"nothing in front that could be repeated", "davor steht nichts, was sich wiederholen ließe"},
+    {"too long, or too many ways in which it could match",
+     "zu lang, oder zu viele Möglichkeiten der Übereinstimmung"},
+    {"too deep, or too long a match", "zu tief, oder eine zu lange Übereinstimmung"},
+    {"more than one grammar", "mehr als eine Grammatik"},
 };
 static_assert(std::size(ERROR_TEXTS) == TCRegExp::ERROR_GRAMMAR + 1);
 
@@ -420,7 +425,7 @@ bool TCRegExp::Replace(TCString& result, const TCString& text, const TCString& p
 namespace tc {
 
 const char* RegExpErrorText(unsigned long code) {
-    return code < std::size(ERROR_TEXTS) ? ERROR_TEXTS[code] : "";
+    return code < std::size(ERROR_TEXTS) ? ERROR_TEXTS[code].Text() : "";
 }
 
 }  // namespace tc

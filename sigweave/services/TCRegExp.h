@@ -65,12 +65,12 @@ class TC_API TCRegExp {
     };
     // What `IsError` hands out (never change, only append).
     enum ErrorCode : unsigned long {
-        ERROR_COLLATE = 0,     // no such collating element
+        ERROR_COLLATE = 0,     // no such collating element, or character class
         ERROR_CTYPE = 1,       // no such character class
         ERROR_ESCAPE = 2,      // a wrong or unfinished escape
         ERROR_BACKREF = 3,     // no such group to refer back to
         ERROR_BRACK = 4,       // unbalanced [ and ]
-        ERROR_PAREN = 5,       // unbalanced ( and )
+        ERROR_PAREN = 5,       // unbalanced ( and ), or a * + ? or { at the beginning
         ERROR_BRACE = 6,       // unbalanced { and }
         ERROR_BADBRACE = 7,    // no valid numbers between { and }
         ERROR_RANGE = 8,       // a range as [b-a]
@@ -137,7 +137,8 @@ class TC_API TCRegExp {
 
 namespace tc {
 
-// What is wrong, as part of a message ("unbalanced ( and )"). Empty for a number that is no code.
+// What is wrong, as part of a message ("unbalanced [ and ]"), in the language in use. Empty for a number that
+// is no code.
 TC_API const char* RegExpErrorText(unsigned long code);
 
 }  // namespace tc

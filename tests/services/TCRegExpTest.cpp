@@ -107,6 +107,7 @@ TEST(TCRegExp, KeepsAnErrorOnceAndTheExpressionBefore) {
     } rows[] = {
         {"(a", 0, TCRegExp::ERROR_PAREN},
         {"a)", 0, TCRegExp::ERROR_PAREN},
+        {"*", 0, TCRegExp::ERROR_PAREN},
         {"[a", 0, TCRegExp::ERROR_BRACK},
         {"a{2", 0, TCRegExp::ERROR_BRACE},
         {"a{x}", 0, TCRegExp::ERROR_BADBRACE},
