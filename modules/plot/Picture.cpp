@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <limits>
 
 #include "modules/common/SignalSettings.h"
 
@@ -16,6 +17,10 @@ constexpr const char* COLOURS[] = {"#1f5fa8", "#c8501e", "#2e8b57", "#8a4fa3",
                                    "#b8860b", "#3c8c9c", "#a83250"};
 
 constexpr std::int64_t FEW_SAMPLES = 50;
+
+// What gnuplot still reckons with: a narrower axis is empty for it, and a longer one no number.
+constexpr double NARROWEST = 1e-300;
+constexpr double LONGEST = 1e300;
 
 // Where things are in the picture, in pixels.
 struct Layout {
@@ -177,12 +182,12 @@ double LastPosition(const Panel& panel) {
         const auto samples = static_cast<double>(signal->envelope->Samples());
         last = std::max(last, std::max(samples - 1.0, 1.0) / signal->metadata.GetSamplerate());
     }
-    return last;
+    return std::min(last, LONGEST);
 }
 
 // A step of 1, 2 or 5 times a power of ten that divides the span into no more parts than `most`.
 double NiceStep(double span, int most) {
-    if (!(span > 0.0) || !std::isfinite(span)) return 0.0;
+    if (!(span > NARROWEST) || !std::isfinite(span)) return 0.0;
     const double least = span / most;
     const double decade = std::pow(10.0, std::floor(std::log10(least)));
     for (const double step : {1.0, 2.0, 5.0}) {
@@ -203,14 +208,16 @@ std::string Range(const char* axis, const std::string& from, const std::string& 
 
 std::string SpectrumAxes(const Panel& panel, const PictureOptions& options, bool compact) {
     const std::string unit = AxisUnit(panel);
-    const std::string first = NumberText(1.0 / panel.front()->metadata.GetSamplerate());
+    const double first = std::min(1.0 / panel.front()->metadata.GetSamplerate(), LONGEST / 2);
+    const double last = LastPosition(panel);
     const double top = TopDecibels(panel);
     return HorizontalAxis("Frequency", "Hz", compact) + "set ylabel " +
            Quoted(unit.empty() ? "Level [dB]" : "Level [dB re 1 " + unit + "]") + "\n" +
            Range("y", NumberText(top - options.decibels), NumberText(top)) + "unset offsets\nset ytics " +
            NumberText(NiceStep(options.decibels, compact ? 4 : 7)) + "\n" +
            (options.logarithmic ? "set logscale x\n" : "unset logscale x\n") +
-           Range("x", options.logarithmic ? first : "0", NumberText(LastPosition(panel)));
+           (options.logarithmic ? Range("x", NumberText(first), NumberText(std::max(last, 2 * first)))
+                                : Range("x", "0", NumberText(last)));
 }
 
 std::string WaveAxes(const Panel& panel, bool compact) {
@@ -218,12 +225,15 @@ std::string WaveAxes(const Panel& panel, bool compact) {
     Envelope::Stretch all;
     for (const PictureSignal* signal : panel) all.Add(signal->envelope->Extremes());
     const double step = NiceStep(all.maximum - all.minimum, compact ? 4 : 7);
-    const double around = all.minimum != 0.0 ? std::fabs(all.minimum) / 2 : 1.0;  // of a constant signal
+    const double size = std::fabs(all.minimum);
+    const double around = size > NARROWEST ? size / 2 : 1.0;  // of a constant signal
+    constexpr double MOST = std::numeric_limits<double>::max();
     return HorizontalAxis("Time", "s", compact) + "set ylabel " +
            Quoted(unit.empty() ? "Value" : "Value [" + unit + "]") + "\nunset logscale x\n" +
            (step > 0.0 ? "set yrange [*:*] noextend\nset offsets 0,0,graph 0.06,graph 0.06\nset ytics " +
                              NumberText(step) + "\n"
-                       : Range("y", NumberText(all.minimum - around), NumberText(all.minimum + around)) +
+                       : Range("y", NumberText(std::max(all.minimum - around, -MOST)),
+                               NumberText(std::min(all.maximum + around, MOST))) +
                              "unset offsets\nset ytics autofreq\n") +
            Range("x", "0", NumberText(LastPosition(panel)));
 }

@@ -115,22 +115,26 @@ bool Plot::HasRoom(std::string& error) {
 int Plot::Execute() {
     for (unsigned input = 0; input < curves.size(); ++input) {
         const int taken = portHelper->TakeBlock(input);
-        if (taken < 0) return taken;
-        if (taken > 0) Take(input);
+        const int code = taken > 0 ? Take(input) : taken;
+        if (code < 0) return code;
     }
     return 0;
 }
 
-void Plot::Take(unsigned input) {
+int Plot::Take(unsigned input) {
     Curve& curve = curves[input];
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
     const bool anew = curve.spectrum && metadata != nullptr && tc::BeginsSignal(metadata->GetState());
     if (anew) curve.envelope.Clear();
     if ((anew || !curve.begun) && metadata != nullptr) curve.metadata = *metadata;
     curve.begun = true;
+    std::string error;
+    ready = tc::CheckRate(*portHelper, input, curve.metadata, error);
+    if (!ready) return Fail(tc::MODULE_FAILED, error.c_str());
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
     curve.envelope.Add(values, static_cast<std::size_t>(count));
+    return 0;
 }
 
 int Plot::Done() {

@@ -10,7 +10,8 @@
 // Draws the signals that are wired to it into an SVG or PNG picture, made by the program gnuplot at the end
 // of the run. Its inputs adopt the type of their line: of a frequency-domain signal the last spectrum is
 // drawn, in decibels of its unit, of every other the whole run as a waveform. Names, units, rates and the
-// start time come from the blocks. Memory does not grow with the signals (see Envelope).
+// start time come from the blocks; a samplerate that is no number above 0 fails the run, without a picture.
+// Memory does not grow with the signals (see Envelope).
 class Plot final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Plot";
@@ -37,12 +38,12 @@ class Plot final : public TCBaseModuleEx {
     };
 
     bool HasRoom(std::string& error);
-    void Take(unsigned input);
+    int Take(unsigned input);
     // Those that have anything to draw.
     std::vector<tc::PictureSignal> Signals() const;
     void WarnOfGaps();
     int Draw();
 
     std::vector<Curve> curves;
-    bool ready = false;  // between a successful Init and Done
+    bool ready = false;  // between a successful Init and Done, unless a signal cannot be drawn
 };

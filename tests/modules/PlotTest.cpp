@@ -60,10 +60,27 @@ TEST_F(Plot, RefusesWhatItCannotWriteOrDraw) {
                 HasSubstr("\"plot.bmp\" is no picture; allowed are names that end in .svg or .png"));
     EXPECT_FALSE(Draw("/no/such/folder/plot.svg"));
     EXPECT_THAT(bench.Error(), HasSubstr("/no/such/folder/plot.svg cannot be written: No such file"));
+    for (const double rate : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+        EXPECT_FALSE(bench.Set("file=plot.svg") && bench.Start() && bench.Feed(0, {1.0}, {"wave", rate}));
+        EXPECT_THAT(bench.Error(), HasSubstr("the input \"Signal 1\" has the samplerate "));
+        EXPECT_TRUE(bench.Finish()) << "no picture of it is tried";
+    }
     ModuleBench integers("plot", "Plot");
     integers.WireInputs({"TYPEINFO{TypeInfo} SWORD[]{BIN}"});
     EXPECT_FALSE(integers.Set("file=plot.svg") && integers.Start());
     EXPECT_THAT(integers.Error(), HasSubstr("SWORD[]{BIN}"));
+}
+
+TEST_F(Plot, DrawsAsLittleAsOneSample) {
+    const double huge = 1.7e308;
+    const std::vector<double> rows[] = {{1.0}, {0.0}, {1.0, 2.0}, {huge}, {-huge, huge}, {5e-324, 1e-323}};
+    for (const std::vector<double>& samples : rows) {
+        const std::string file = FreshFile("little.svg");
+        ASSERT_TRUE(bench.Set("file=\"" + file + "\"\nlog_frequency=yes") && bench.Start());
+        ASSERT_TRUE(bench.Feed(0, samples) && bench.Feed(1, samples));
+        EXPECT_TRUE(bench.Finish()) << samples[0] << ": " << bench.Error();
+        EXPECT_TRUE(std::filesystem::exists(file));
+    }
 }
 
 TEST_F(Plot, SaysThatGnuplotIsMissing) {
