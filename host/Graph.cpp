@@ -198,18 +198,17 @@ bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
     }
     const TCModuleParameter* parameter = instance.extended->FindParameter(setting.name.c_str());
     std::string value = setting.value;
-    const bool isInput = parameter != nullptr && parameter->kind == TCModuleParameter::FILE;
-    const bool isOutput = parameter != nullptr && parameter->kind == TCModuleParameter::OUTPUT_FILE;
-    if ((isInput || isOutput) && !ResolvePath(instance, setting, isInput, value)) return false;
+    const bool isFile = parameter != nullptr && (parameter->kind == TCModuleParameter::FILE ||
+                                                 parameter->kind == TCModuleParameter::OUTPUT_FILE);
+    if (isFile && !ResolvePath(instance, setting, value)) return false;
     TCString error;
     if (instance.extended->SetParameter(setting.name.c_str(), value.c_str(), error)) return true;
     mistakes.Add(setting.place, instance.entry->name + ": " + std::string(error));
     return false;
 }
 
-// Outputs are left to the current directory: a graph may lie where nobody may write.
-bool Graph::ResolvePath(const Instance& instance, const Setting& setting, bool isInput,
-                        std::string& path) const {
+// Into one that starts at the graph file's folder, or at the current directory when it is an argument.
+bool Graph::ResolvePath(const Instance& instance, const Setting& setting, std::string& path) const {
     CStringArray unknown;
     tc::ResolvePathTokens(path, {}, &unknown);
     for (const std::string& name : unknown)
@@ -220,7 +219,7 @@ bool Graph::ResolvePath(const Instance& instance, const Setting& setting, bool i
                                "Variable, oder benennen Sie eine Datei mit zwei Prozentzeichen im Namen um")
                          .With({instance.entry->name, setting.name, name}));
     path = tc::NativePath(path.c_str());
-    if (isInput && !setting.onCommandLine && !path.empty())
+    if (!setting.onCommandLine && !path.empty())
         path = (std::filesystem::path(file.GetPath()).parent_path() / path).lexically_normal().string();
     return unknown.empty();
 }

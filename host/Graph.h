@@ -48,7 +48,7 @@ class Graph {
     bool ApplySetting(Instance& instance, const Setting& setting);
     bool MakeEffective(Instance& instance);
     static const Place& PlaceOf(const InstanceEntry& entry, const std::string& parameter);
-    bool ResolvePath(const Instance& instance, const Setting& setting, bool isInput, std::string& path) const;
+    bool ResolvePath(const Instance& instance, const Setting& setting, std::string& path) const;
     void CheckFiles();
     void PrepareDynamicPorts();
     static Ports ReadPorts(TCBaseModule& module, PORTTYPE kind);

@@ -9,9 +9,8 @@
 struct TC_API TCModuleParameter {
     // INTEGER: 32 bits. NUMBER: finite, with a point whatever the locale. CHOICE: one of the words of
     // `choices`. SWITCH: yes or no. FILE: the path of a file that is read; OUTPUT_FILE: of one that is
-    // written. A host takes a relative FILE that stands in a graph file as relative to that file's folder,
-    // and a relative OUTPUT_FILE always as relative to the current directory, with tokens and backslashes
-    // resolved in both.
+    // written. A host resolves tokens and backslashes in both, and takes a relative path that stands in a
+    // graph file as relative to that file's folder.
     enum Kind { INTEGER, NUMBER, TEXT, CHOICE, SWITCH, FILE, OUTPUT_FILE };
 
     const char* name;

@@ -357,11 +357,13 @@ TEST_F(Program, BrokenLibrariesAreToldAndLeaveTheOthersAlone) {
     EXPECT_EQ(Run("modules", path).code, 1);
 }
 
-TEST_F(Program, InputFilesAreRelativeToTheGraphUnlessGivenAsArgument) {
+TEST_F(Program, FilesAreRelativeToTheGraphUnlessGivenAsArgument) {
     fs::create_directory(folder / "sub");
-    Write("sub/test.graph",
-          "[a]\nmodule=TestSource\nfile=x.wav\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
-    EXPECT_THAT(Run("run sub/test.graph").out, HasSubstr("a         sub/x.wav"));
+    Write(
+        "sub/test.graph",
+        "[a]\nmodule=TestSource\nfile=x.wav\n[s]\nmodule=TestJoin\nlog=x.wav\n[lines]\na.Signal=s.Signal\n");
+    EXPECT_THAT(Run("check sub/test.graph").err, HasSubstr("s writes 'sub/x.wav', which a reads too"));
+    EXPECT_THAT(Run("run sub/test.graph --set s.log=x.wav").out, HasSubstr("a         sub/x.wav"));
     EXPECT_THAT(Run("run sub/test.graph --set a.file=y.wav").out,
                 AllOf(HasSubstr("a         y.wav"), Not(HasSubstr("sub/y"))));
     const Answer clash = Run("check sub/test.graph --set s.log=sub/../sub/x.wav");

@@ -11,6 +11,8 @@
 
 #include "tests/support/ModuleBench.h"
 
+namespace fs = std::filesystem;
+
 namespace {
 
 constexpr const char* RECORDING = "/usr/share/sounds/alsa/Front_Center.wav";  // 68545 samples
@@ -24,12 +26,14 @@ struct Outcome {
     std::string messages;
 };
 
-// Runs an example graph with the real program. Tests run side by side, so each has files of its own.
+// Runs a copy of an example graph with the real program. Tests run side by side, so each has files of its
+// own.
 Outcome RunExample(const std::string& graph, const std::string& arguments) {
+    for (const char* file : {graph.c_str(), "steps.xml"})
+        fs::copy_file(fs::path(SIGWEAVE_EXAMPLES) / file, file, fs::copy_options::overwrite_existing);
     const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-    const std::string command = std::string("LC_ALL=de_DE.UTF-8 ") + SIGWEAVE_HOST +
-                                " run " SIGWEAVE_EXAMPLES "/" + graph + " --report json " + arguments + " >" +
-                                name + ".json 2>" + name + ".txt";
+    const std::string command = std::string("LC_ALL=de_DE.UTF-8 ") + SIGWEAVE_HOST + " run " + graph +
+                                " --report json " + arguments + " >" + name + ".json 2>" + name + ".txt";
     Outcome outcome;
     outcome.exitCode = std::system(command.c_str()) >> 8;
     outcome.messages = ReadText(name + ".txt");
@@ -97,10 +101,10 @@ TEST(Run, MeasuresARecordingRight) {
 }
 
 TEST(Run, MeasuresWhatThereIsOfAFileThatBreaksOff) {
-    if (!std::filesystem::exists(RECORDING)) GTEST_SKIP() << RECORDING << " is not there";
+    if (!fs::exists(RECORDING)) GTEST_SKIP() << RECORDING << " is not there";
     const std::string path = FreshFile("cut-voice.wav");
-    std::filesystem::copy_file(RECORDING, path);
-    std::filesystem::resize_file(path, std::filesystem::file_size(path) - 2 * 1000);
+    fs::copy_file(RECORDING, path);
+    fs::resize_file(path, fs::file_size(path) - 2 * 1000);
     Outcome run = RunExample("voice.graph", "--set picture.file=cut-voice.svg --set voice.file=" + path);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.verdict, "failed");
@@ -234,7 +238,8 @@ TEST(Run, SelectsChannels) {
 }
 
 TEST(Run, LoadsTheExampleModule) {
-    Outcome run = RunExample("gain/Gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
+    Outcome run =
+        RunExample("gain/Gain.graph", std::string("--module-path ") + SIGWEAVE_EXAMPLE_MODULES + ":");
     ASSERT_EQ(run.exitCode, 0) << run.messages;
     EXPECT_DOUBLE_EQ(run.results["rms"], 5.0 / std::numbers::sqrt2);
 }
