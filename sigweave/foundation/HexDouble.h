@@ -13,8 +13,10 @@
 // 25 bytes that the longest text needs, the text is empty (one byte is always written).
 TC_API char* DoubleToHexString(char* dst, int size, const double& value);
 
-// Reads that form. `end` (may be null) receives where the text goes on. A null or empty text or a syntax
-// error answers not-a-number and leaves `end` alone. Exponents are not checked against the range of a double.
+// Reads that form, also with fewer digits or in upper case. `end` (may be null) receives where the text goes
+// on. A null or empty text or a syntax error answers not-a-number and leaves `end` alone. Deliberately
+// lenient, so that a damaged digit loses no setting: any other character among the digits counts as the digit
+// 0, and exponents are not checked against the range of a double.
 TC_API double HexString2Double(const char* text, char** end);
 
 // Reads a hexadecimal double by its prefix 0x, else a decimal one (with a point in every locale); leading

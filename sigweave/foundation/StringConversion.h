@@ -76,5 +76,6 @@ TC_API int ConvertStringToDblArray(const char* text, CArray<double>& out, bool d
 // --- XML
 
 // The text (up to its first zero byte) as UTF-16 in `dst`, whose buffer is answered. A byte order mark
-// decides how the text is encoded, then an encoding="UTF-8" in its declaration, else it is code page 0.
+// decides how the text is encoded, then an encoding="UTF-8" (in double quotes) in its declaration, else it is
+// code page 0. Behind a mark of UTF-16 the length of `dst` takes in the 16-bit zero that ends the text.
 TC_API const char16_t* XMLToUnicode(TCString& dst, const char* text);

@@ -53,7 +53,8 @@ class TCArray {
     const TYPE* end() const { return data + size; }
 
     // Sets the number of elements; added ones are zero or default-constructed. 0 releases the storage, -1
-    // empties the array and keeps it. `newGrowBy` -1 keeps the growth step.
+    // empties the array and keeps it. The first storage is for exactly `newSize` elements; then it grows by
+    // the growth step, or to `newSize` when that is more. `newGrowBy` -1 keeps the step.
     void SetSize(int newSize, int newGrowBy = -1);
 
     // Appends one element and answers its index.

@@ -83,7 +83,8 @@ class TC_API TCString {
 
     // --- Buffer access, for code that fills the buffer itself
 
-    // At least `minLen` + 1 bytes of storage, the content kept. Below 1 nothing is done.
+    // At least `minLen` + 1 bytes of storage, the content kept. Below 1 nothing is done, and what is answered
+    // for a string without storage must not be written to.
     char* GetBuffer(int minLen);
     // Negative: the length becomes that of the text up to its first zero byte. 0 empties and keeps the
     // storage.
@@ -119,14 +120,19 @@ class TC_API TCString {
     // All bytes, as unsigned values.
     int CompareBin(const TCString& other) const;
 
-    // --- Searching: a byte index, or -1
+    // --- Searching: a byte index, or -1. Texts are searched up to the first zero byte from `start` on,
+    // unless said otherwise
 
     int Find(char character, int start = 0) const;
-    // `start` must not be negative.
+    // `start` must not be negative; a wrong one answers -1, as every `start` behind the content does. An
+    // empty text is found at once.
     int Find(const char* text, int start = 0) const;
+    // An empty text is never found.
     int FindNoCase(const char* text, int start = 0) const;
+    // All bytes of both.
     int FindBin(const TCString& bytes, int start = 0) const;
     int FindOneOf(const char* set) const;
+    // Among all bytes, the first that is one of the `setLen` bytes at `set`.
     int FindOneOf(const char* set, int setLen, int start) const;
     int ReverseFind(char character, DataFormat format = ASCII) const;
     // The n-th occurrence; 0 means the first, a negative `n` counts from the end. Occurrences do not overlap.
@@ -138,7 +144,7 @@ class TC_API TCString {
     int Insert(int index, char character);
     int Insert(int index, const char* text);
     int Delete(int index, int count = 1);
-    // Both answer the number of replacements.
+    // Both answer the number of replacements and go through all bytes, also those behind a zero byte.
     int Replace(char oldCharacter, char newCharacter);
     int Replace(const char* oldText, const char* newText);
     // Answers the number of bytes removed.
@@ -146,6 +152,9 @@ class TC_API TCString {
     TCString& MakeUpper();
     TCString& MakeLower();
     TCString& MakeReverse(DataFormat format = ASCII);
+    // Trimming removes white space, one character, or the characters of a set; an empty set removes nothing.
+    // On the right ASCII removes all from the run on that ends the text, what follows its zero byte included;
+    // so does the set without a format.
     TCString& TrimLeft();
     TCString& TrimLeft(char character);
     TCString& TrimLeft(const char* set);
@@ -163,6 +172,8 @@ class TC_API TCString {
     TCString Mid(int first, int count) const;
     TCString Mid(int first) const;
     TCString Left(int count) const;
+    // The last bytes before the zero byte (ASCII) or of all bytes. A count that takes in all of them answers
+    // the whole string, deliberately with what follows the zero byte.
     TCString Right(int count, DataFormat format = ASCII) const;
     TCString SpanIncluding(const char* set) const;
     TCString SpanExcluding(const char* set) const;

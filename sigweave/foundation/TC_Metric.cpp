@@ -22,10 +22,14 @@ Factors MeasureFactors(int mode, CDC& context) {
     return {static_cast<double>(DISTANCE) / point.x, static_cast<double>(DISTANCE) / point.y};
 }
 
-Factors ComputeFactors(int mode, CDC& context) {
+bool HasFixedFactors(int mode) {
+    return mode == 10 || mode == 11;
+}
+
+Factors ComputeFactors(int mode, CDC* context) {
     if (mode == 10) return {3.0, 3.0};
     if (mode == 11) return {0.1, 0.1};
-    return MeasureFactors(mode, context);
+    return MeasureFactors(mode, *context);
 }
 
 template <typename Operation>
@@ -52,9 +56,9 @@ TC_Metric::TC_Metric(int mapMode) : mode(mapMode) {
 }
 
 void TC_Metric::CalcMetric(int mapMode, CDC* context) {
-    if (context == nullptr) return;
+    if (context == nullptr && !HasFixedFactors(std::abs(mapMode))) return;
     mode = mapMode;
-    Compute(*context);
+    Compute(context);
 }
 
 void TC_Metric::CalcMetric(int mapMode, CWnd* window) {
@@ -101,12 +105,12 @@ void TC_Metric::LPtoDP(CSize* size) const {
     Convert(size->cx, size->cy, *this, std::divides<>());
 }
 
-void TC_Metric::Compute(CDC& context) const {
+void TC_Metric::Compute(CDC* context) const {
     const Factors factors = ComputeFactors(std::abs(mode), context);
     xFactor = factors.x;
     yFactor = mode < 0 ? -factors.y : factors.y;
 }
 
 void TC_Metric::ComputeFrom(CWnd* window) const {
-    if (window != nullptr) Compute(*window->GetDC());
+    if (window != nullptr) Compute(window->GetDC());
 }

@@ -15,7 +15,8 @@ class TC_API TC_Metric {
     // Of the main window.
     explicit TC_Metric(int mapMode);
 
-    // The context keeps its own mapping mode. A null context changes nothing.
+    // The context keeps its own mapping mode. It may be null for the modes of fixed factors; for another one
+    // a null context changes nothing.
     void CalcMetric(int mapMode, CDC* context);
     // Of that window; null: of the main window, and without one nothing changes.
     void CalcMetric(int mapMode, CWnd* window);
@@ -32,7 +33,7 @@ class TC_API TC_Metric {
     void LPtoDP(CSize* size) const;
 
  private:
-    void Compute(CDC& context) const;
+    void Compute(CDC* context) const;
     void ComputeFrom(CWnd* window) const;
 
     // Computed at the first use when there was no main window before.

@@ -27,6 +27,9 @@ TEST(TC_Metric, TakesFactorsFromTheModeAndItsSign) {
         EXPECT_DOUBLE_EQ(metric.GetYFactor(), row.y) << row.mode;
     }
     EXPECT_EQ(context.mode, 1);
+    TC_Metric fixed(1);
+    fixed.CalcMetric(-11, static_cast<CDC*>(nullptr));
+    EXPECT_EQ(fixed.GetYFactor(), -0.1) << "needs no context";
 }
 
 TEST(TC_Metric, MeasuresTheScreenInItsUnits) {
