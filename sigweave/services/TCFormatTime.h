@@ -98,15 +98,15 @@ class TC_API TCFormatTime {
     int Format(char* buffer, int size, const double& time, const double& reference) const;
     TCString& Format(TCString& out, const double& time, const double& reference) const;
 
-    // Writes what fits into `size` bytes with the terminating zero; answers the length. A time that the
-    // calendar does not know, such as not-a-number, gives an empty text and 0.
+    // Writes what fits into `size` bytes with the terminating zero; answers the length. What `CalcTime` is
+    // null for, such as not-a-number, gives an empty text and 0.
     static int FormatTime(char* buffer, int size, const char* format, const double& time,
                           const double& reference);
     static TCString& FormatTime(TCString& out, const char* format, const double& time,
                                 const double& reference);
 
     // The calendar fields that are shown, daylight saving marked unknown, and the fraction of the second
-    // (never negative). Null when the calendar does not know the time.
+    // (never negative). Null for a time that no calendar has, or a reference whose day began before 1970.
     static tm* CalcTime(tm* calendar, const double& time, const double& reference, double& fraction);
 
     // The duration in milliseconds that the calendar fields tell up to the unit of `GetSystem`: seconds and

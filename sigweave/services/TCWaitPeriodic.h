@@ -31,7 +31,7 @@ class TC_API TCWaitPeriodic {
     // A period counts from the next due time on. Only a positive one replaces what was set; an infinite one
     // never ends.
     void SetWaitTime(double periodMs);
-    // The first period begins now. Answers the value of the performance counter.
+    // The first period begins now; its length as for SetWaitTime. Answers the performance counter's value.
     std::int64_t Start(double periodMs);
     // Waits for the end of the period; starts first where nothing was started. `exact` keeps the processor
     // busy for the last 0.4 ms, and returns within microseconds of the due time. Answers how long it took: 0
