@@ -30,10 +30,12 @@ struct Outcome {
 // own.
 Outcome RunExample(const std::string& graph, const std::string& arguments) {
     for (const char* file : {graph.c_str(), "steps.xml"})
-        fs::copy_file(fs::path(SIGWEAVE_EXAMPLES) / file, file, fs::copy_options::overwrite_existing);
+        fs::copy_file(fs::path(SIGWEAVE_EXAMPLES) / file, fs::path(file).filename(),
+                      fs::copy_options::overwrite_existing);
     const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-    const std::string command = std::string("LC_ALL=de_DE.UTF-8 ") + SIGWEAVE_HOST + " run " + graph +
-                                " --report json " + arguments + " >" + name + ".json 2>" + name + ".txt";
+    const std::string command = std::string("LC_ALL=de_DE.UTF-8 ") + SIGWEAVE_HOST + " run " +
+                                fs::path(graph).filename().string() + " --report json " + arguments + " >" +
+                                name + ".json 2>" + name + ".txt";
     Outcome outcome;
     outcome.exitCode = std::system(command.c_str()) >> 8;
     outcome.messages = ReadText(name + ".txt");
