@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "sigweave/platform/OutputFile.h"
@@ -62,6 +63,18 @@ std::size_t SlotOf(unsigned long logType) {
 // In 32 bits, deliberately: settings rely on the overflow to switch the splitting off.
 std::int64_t SplitLimit(int splitSizeKB) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(splitSizeKB) * 1024U);
+}
+
+// To sleep and be woken takes longer than to write a line, so a thread first looks now and then. Not all the
+// time: meanwhile the other one writes several lines with what it has in its cache.
+std::unique_lock<std::mutex> LockSoon(std::mutex& mutex) {
+    constexpr int LOOKS = 20;
+    constexpr int YIELDS_BETWEEN = 20;
+    for (int look = 0; look < LOOKS; ++look) {
+        if (std::unique_lock guard(mutex, std::try_to_lock); guard) return guard;
+        for (int i = 0; i < YIELDS_BETWEEN; ++i) std::this_thread::yield();
+    }
+    return std::unique_lock(mutex);
 }
 
 }  // namespace
@@ -172,7 +185,7 @@ bool TCLogFile::Log(unsigned long logType, LOG_LEVEL level, const char* source, 
 bool TCLogFile::LogV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
                      va_list args) {
     if (!IsLogEnabled(logType, level)) return false;
-    const std::lock_guard guard(lock);
+    const std::unique_lock guard = LockSoon(lock);
     return LogLockedV(logType, level, source, format, args);
 }
 
