@@ -83,18 +83,28 @@ int ReadExponent(const char* text, char** end) {
 
 static_assert(std::endian::native == std::endian::little, "the first digit is in the lowest byte of a word");
 
-// Eight lowercase hex digits at once, one in each byte of the word; false when one of them is none.
-bool EightDigits(const char* text, std::uint64_t& value) {
-    constexpr std::uint64_t EACH = 0x0101010101010101;
-    std::uint64_t word;
-    std::memcpy(&word, text, sizeof word);
-    std::uint64_t digits = (word & 0x0F * EACH) + 9 * (word >> 6 & EACH);
-    const std::uint64_t letters = (digits + 6 * EACH) >> 4 & EACH;
-    const std::uint64_t written = digits + '0' * EACH + ('a' - 10 - '0') * letters;
-    if (((digits & 0xF0 * EACH) | (written ^ word)) != 0) return false;
+using Bytes [[gnu::vector_size(16)]] = unsigned char;
+using Words [[gnu::vector_size(16)]] = std::uint64_t;
+
+// The 13 lowercase hex digits of a mantissa at once; false when one of them is none. The first eight are in
+// one word, the last eight in the other: three belong to both.
+bool ReadDigits(const char* text, std::uint64_t& mantissa) {
+    constexpr int APART = MANTISSA_DIGITS - 8;
+    std::uint64_t first, last;
+    std::memcpy(&first, text, sizeof first);
+    std::memcpy(&last, text + APART, sizeof last);
+    const auto characters = reinterpret_cast<Bytes>(Words{first, last});
+    const Bytes number = characters - '0';
+    const Bytes letter = characters - 'a';
+    const auto isNumber = reinterpret_cast<Bytes>(number < 10);
+    const auto isLetter = reinterpret_cast<Bytes>(letter < 6);
+    const auto none = reinterpret_cast<Words>(~(isNumber | isLetter));
+    if ((none[0] | none[1]) != 0) return false;
+    auto digits = reinterpret_cast<Words>((number & isNumber) | ((letter + 10) & isLetter));
     digits = (digits << 4 | digits >> 8) & 0x00FF00FF00FF00FF;
     digits = (digits << 8 | digits >> 16) & 0x0000FFFF0000FFFF;
-    value = (digits << 16 | digits >> 32) & 0xFFFFFFFF;
+    digits = (digits << 16 | digits >> 32) & 0xFFFFFFFF;
+    mantissa = digits[0] << 4 * APART | (digits[1] & ((std::uint64_t{1} << 4 * APART) - 1));
     return true;
 }
 
@@ -103,9 +113,8 @@ bool EightDigits(const char* text, std::uint64_t& value) {
 inline const char* ReadWritten(const char* text, double& value) {
     const std::uint64_t sign = *text == '-' ? SIGN : 0;
     text += *text == '-' ? 1 : 0;
-    std::uint64_t first, last;  // digits; three belong to both
-    if (std::memcmp(text, "0x1.", 4) != 0 || !EightDigits(text + 4, first) || !EightDigits(text + 9, last) ||
-        text[17] != 'p')
+    std::uint64_t mantissa;
+    if (std::memcmp(text, "0x1.", 4) != 0 || !ReadDigits(text + 4, mantissa) || text[17] != 'p')
         return nullptr;
     const char* p = SkipSign(text + 18);
     if (p == text + 18) return nullptr;
@@ -113,7 +122,6 @@ inline const char* ReadWritten(const char* text, double& value) {
     while (*p >= '0' && *p <= '9' && p < text + 23) exponent = 10 * exponent + (*p++ - '0');
     if (text[18] == '-') exponent = -exponent;
     if (p == text + 19 || *p != ' ' || exponent <= -BIAS || exponent > BIAS) return nullptr;
-    const std::uint64_t mantissa = first << 20 | (last & 0xFFFFF);
     value =
         std::bit_cast<double>(sign | mantissa | static_cast<std::uint64_t>(exponent + BIAS) << MANTISSA_BITS);
     return p;

@@ -74,9 +74,13 @@ bool SetStoredText(XmlDocument& document, xmlNode* node, std::string_view text) 
 
 }  // namespace
 
+bool XmlNumberText(const TCXMLNode& node, std::string& buffer, std::string_view& text) {
+    if (node) text = StoredText(XmlAccess::Node(node), buffer);
+    return static_cast<bool>(node);
+}
+
 bool XmlNodeText(const TCXMLNode& node, std::string& buffer, std::string_view& text) {
-    if (!node) return false;
-    text = StoredText(XmlAccess::Node(node), buffer);
+    if (!XmlNumberText(node, buffer, text)) return false;
     if (IsPlainXmlText(text)) return true;
     std::string bytes;
     if (!FromXmlText(text, bytes)) return false;

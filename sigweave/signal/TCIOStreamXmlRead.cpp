@@ -295,7 +295,7 @@ class BlockReader {
         const TCXMLNode node = Child(values, kind.element);
         if (!node) return Fail(kind.missing);
         std::string_view numbers;
-        if (!tc::XmlNodeText(node, numberText, numbers)) return Fail(kind.noNumber);
+        if (!tc::XmlNumberText(node, numberText, numbers)) return Fail(kind.noNumber);
         void* elements;
         const auto most = static_cast<std::int64_t>(numbers.size() + 1) / 2;  // a digit and a blank each
         if (shape.count > most || !Add(block, shape, elements)) return Fail(SET_DATA_FAILED);
