@@ -199,10 +199,12 @@ TCString& TCString::AllocCopy(const char* src, int n) {
         return *this;
     }
     if (alloc <= n) {
+        if (n == INT32_MAX) throw std::bad_alloc();
         TCString grown;
-        grown.Reserve(std::int64_t{n} + 1);
-        std::copy_n(src, n, grown.data);
+        grown.data = new char[static_cast<std::size_t>(n) + 1];  // all of it is written now: no need to clear
+        grown.alloc = n + 1;
         grown.length = n;
+        *std::copy_n(src, n, grown.data) = '\0';
         return *this = std::move(grown);  // what `src` may point into is still there until now
     }
     std::memmove(data, src, static_cast<std::size_t>(n));
