@@ -11,6 +11,7 @@
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/platform/Fork.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/FileMessages.h"
 
 namespace host {
 namespace {
@@ -18,8 +19,6 @@ namespace {
 using tc::Bilingual;
 
 namespace fs = std::filesystem;
-
-constexpr Bilingual CANNOT_WRITE("%1 cannot be written: %2", "%1 ist nicht beschreibbar: %2");
 
 // A file beside the one that it is to become; gone with this object unless it was given its name.
 class NewFile {
@@ -120,7 +119,7 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
     const bool toText = graph.GetForm() == GraphForm::Xml;
     if (!(toText ? WriteText(part.GetPath(), WriteGraphText(graph), error)
                  : WriteXml(graph, part.GetPath(), error))) {
-        error = CANNOT_WRITE.With({path, error});
+        error = tc::WhyNotWritten(path, error);
         return false;
     }
     Mistakes mistakes;
@@ -136,7 +135,7 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
         return false;
     }
     const std::error_code failed = part.Rename(target);
-    if (failed) error = CANNOT_WRITE.With({path, failed.message()});
+    if (failed) error = tc::WhyNotWritten(path, failed.message());
     return !failed;
 }
 

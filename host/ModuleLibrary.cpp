@@ -42,8 +42,8 @@ constexpr Remedy REMEDIES[] = {
 
 const char* FindRemedy(const std::string& reason) {
     if (reason.starts_with("cannot open"))
-        return Bilingual("check where the link leads, and the permissions",
-                         "prüfen Sie, wohin der Verweis führt, und die Rechte")
+        return Bilingual("check the path and the permissions, and where it leads when it is a link",
+                         "prüfen Sie den Pfad und die Rechte, und bei einem Verweis, wohin er führt")
             .Text();
     for (const Remedy& remedy : REMEDIES)
         if (reason.find(remedy.sign) != std::string::npos) return remedy.text.Text();

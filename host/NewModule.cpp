@@ -13,6 +13,7 @@
 #include "host/ModuleTemplate.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/FileMessages.h"
 
 namespace host {
 namespace {
@@ -184,8 +185,7 @@ std::string WriteFile(const fs::path& path, const std::string& text) {
     file << text;
     file.close();
     if (file) return "";
-    return Bilingual("%1 cannot be written: %2", "%1 ist nicht beschreibbar: %2")
-        .With({path.string(), std::generic_category().message(errno)});
+    return tc::WhyNotWritten(path.string(), std::generic_category().message(errno));
 }
 
 std::string WriteFiles(const fs::path& folder, const std::string& name) {

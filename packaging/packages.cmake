@@ -58,7 +58,7 @@ sigweave_package(development libsigweave-dev
   DESCRIPTION "Headers, CMake and pkg-config files and an example, to write modules and hosts
 for sigweave."
   DEPENDS "libsigweave0 (= ${PROJECT_VERSION})"
-  RECOMMENDS "sigweave, sigweave-modules, cmake, g++")
+  RECOMMENDS "sigweave, sigweave-modules, cmake, make, g++")
 sigweave_package(host sigweave
   SECTION science
   SUMMARY "modular measurement and signal processing: the program"

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/FileMessages.h"
 
 namespace fs = std::filesystem;
 
@@ -60,7 +61,6 @@ bool CsvFile::RefuseExisting() {
 }
 
 bool CsvFile::FailWithReason(int number) {
-    error = tc::Bilingual("%1 cannot be written: %2", "%1 ist nicht beschreibbar: %2")
-                .With({path, std::generic_category().message(number)});
+    error = tc::WhyNotWritten(path, std::generic_category().message(number));
     return false;
 }

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/FileMessages.h"
 
 namespace fs = std::filesystem;
 
@@ -81,8 +82,7 @@ std::string PartName(const std::string& path) {
 }
 
 std::string WhyNotWritten(const std::string& path, int number) {
-    return Bilingual("%1 cannot be written: %2", "%1 ist nicht beschreibbar: %2")
-        .With({path, std::generic_category().message(number)});
+    return tc::WhyNotWritten(path, std::generic_category().message(number));
 }
 
 bool WriteFile(const std::string& path, const std::string& content, int& number) {

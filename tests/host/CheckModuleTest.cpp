@@ -51,6 +51,10 @@ struct Faulty {
     const char* reason;
 };
 
+void PrintTo(const Faulty& faulty, std::ostream* out) {
+    *out << faulty.check;
+}
+
 class FaultyLibrary : public testing::TestWithParam<Faulty> {};
 
 TEST_P(FaultyLibrary, IsCaughtByTheRightCheckAlone) {
@@ -119,6 +123,10 @@ struct Good {
     const char* settings;
     std::vector<std::string> notApplicable;
 };
+
+void PrintTo(const Good& good, std::ostream* out) {
+    *out << good.library;
+}
 
 // Under a sanitizer without the check of leaks, which cannot be made there.
 std::vector<std::string> NotApplicable(const Answer& answer) {
