@@ -512,8 +512,8 @@ class TC_API TCPortHelper {
     // receiver the block is taken all the same. 1 when done, 0 when nothing waits. On a state conflict, or
     // when the two ports are of different kinds (-2), it stays where it is.
     int ForwardBlock(unsigned output, unsigned input);
-    // Copies a block to the output, 0 when written; -2 when its data is not of the output's type. A block with
-    // metadata only fits every output.
+    // Copies a block to the output, 0 when written; -2 when its data is not of the output's type. A block
+    // with metadata only fits every output.
     int WriteCopy(unsigned output, const TCIOStream::Block* block);
     // Takes a block for the caller to hold beyond the next read and gives the one held before back; see
     // TCIOStream::ExchangeBinary.

@@ -291,7 +291,8 @@ TEST_F(Program, AConversionThatFailsLeavesTheOldFile) {
         {"convert name.xml old", 1, "the setting 'b=c' of a cannot be said in parameter text"},
         {"convert cut.xml old", 2, "cut.xml:2: The XML source could not be parsed"},
         {"convert missing old", 2, "there is no such file"},
-        {"convert name.xml missing/old", 1, "missing/old cannot be written: No such file or directory; name another place"},
+        {"convert name.xml missing/old", 1,
+         "missing/old cannot be written: No such file or directory; name another place"},
         {"convert name.xml .", 1, "is no ordinary file"}};
     for (const auto& [arguments, code, told] : rows) {
         const Answer answer = Run(arguments);

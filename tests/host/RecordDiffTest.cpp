@@ -43,7 +43,8 @@ TEST(RecordDiff, ComparesMeaningAndNamesTheFirstDifference) {
          "block 2, segment 1 'x', length: 2 and 1 x 2"},
         {inSecond("</Stream>", "<Block/></Stream>"), RecordVerdict::Different, "block 3 is only in b.xml"},
         {Replace(RECORDING, "<Stream>", "<Stream><Port><Type Items='1'>A{b}</Type></Port>"),
-         RecordVerdict::Different, "type of the port: TYPEINFO{TypeInfo} NULL{no_parameters} (2 items) and A{b} (1 item)"},
+         RecordVerdict::Different,
+         "type of the port: TYPEINFO{TypeInfo} NULL{no_parameters} (2 items) and A{b} (1 item)"},
         {inSecond("0x1.8p", "1,5p"), RecordVerdict::Unreadable,
          "b.xml: block 2: Error interpreting value in Double"}};
     std::ofstream("a.xml") << RECORDING;
