@@ -172,6 +172,23 @@ TEST(Run, RectifiesASine) {
     }
 }
 
+// Names and texts to the letter; numbers but for the last digits, which the system's sine may round
+// otherwise.
+TEST(Run, ReportsAsTheExampleSays) {
+    RunExample("rectify.graph", "--module-path " SIGWEAVE_EXAMPLE_MODULES ":" SIGWEAVE_MODULE_DIR);
+    const auto made = nlohmann::json::parse(ReadText("ReportsAsTheExampleSays.json")).flatten();
+    const auto shown = nlohmann::json::parse(ReadText(SIGWEAVE_EXAMPLES "/rectify-report.json")).flatten();
+    ASSERT_EQ(made.size(), shown.size());
+    for (const auto& [name, value] : shown.items()) {
+        ASSERT_TRUE(made.contains(name)) << name;
+        if (name == "/seconds") continue;
+        const bool isNumber = value.is_number() && made[name].is_number();
+        EXPECT_TRUE(isNumber ? std::fabs(made[name].get<double>() - value.get<double>()) < 1e-12
+                             : made[name] == value)
+            << name;
+    }
+}
+
 TEST(Run, RecordsAsTheExampleSays) {
     Outcome run = RunExample("record.graph", "--set 'record.file=example-{n}.xml'");
     ASSERT_EQ(run.exitCode, 0) << run.messages;
