@@ -30,7 +30,7 @@ constexpr std::size_t MOST_SAID = 4000;  // of each of its standard streams
 
 struct RecordHead {
     std::uint32_t length;
-    char kind;
+    std::uint32_t kind;  // as wide as the length: no byte is sent that was never set
 };
 
 bool WriteAll(int descriptor, const void* data, std::size_t size) {
@@ -151,7 +151,7 @@ class Listener {
             if (head.kind == FINISHED)
                 finished = true;
             else
-                onReport(head.kind, text);
+                onReport(static_cast<char>(head.kind), text);
         }
         pending.erase(0, pending.size() - rest.size());
     }
@@ -202,7 +202,7 @@ ChildEnd WaitFor(pid_t child, int pipeEnd, Clock::time_point deadline, Listener&
 }  // namespace
 
 void ChildReport::Tell(char kind, std::string_view text) const {
-    const RecordHead head{static_cast<std::uint32_t>(text.size()), kind};
+    const RecordHead head{static_cast<std::uint32_t>(text.size()), static_cast<unsigned char>(kind)};
     std::string record(reinterpret_cast<const char*>(&head), sizeof head);
     record += text;
     if (!WriteAll(descriptor, record.data(), record.size())) _exit(EXIT_SILENCED);
