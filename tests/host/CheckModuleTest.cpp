@@ -140,7 +140,7 @@ class GoodLibrary : public testing::TestWithParam<Good> {};
 
 TEST_P(GoodLibrary, PassesEveryCheckThatApplies) {
     const auto& [library, settings, notApplicable] = GetParam();
-    const Answer answer = Check(std::string(library) + ".so --report json --time-limit 30 " + settings);
+    const Answer answer = Check(std::string(library) + ".so --report json --time-limit 100 " + settings);
     EXPECT_EQ(answer.code, 0) << answer.text;
     EXPECT_EQ(NotApplicable(answer), notApplicable) << answer.text;
 }
@@ -178,7 +178,7 @@ TEST(CheckModule, RunsASourceWithTheFileThatItIsGiven) {
         "RIFF\x64\0\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x40\x1F\0\0\1\0\x08\0data\x40\0\0\0", 44);
     std::ofstream("tone.wav", std::ios::binary) << wav + std::string(64, 'a');
     const Answer answer =
-        Check(SIGWEAVE_MODULE_DIR "/sound-file.so --set file=tone.wav --report json --time-limit 30");
+        Check(SIGWEAVE_MODULE_DIR "/sound-file.so --set file=tone.wav --report json --time-limit 100");
     EXPECT_EQ(answer.code, 0) << answer.text;
     EXPECT_EQ(NotApplicable(answer), OF_A_SOURCE) << answer.text;
 }
