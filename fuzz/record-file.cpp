@@ -5,7 +5,7 @@
 #include "fuzz/Scratch.h"
 #include "fuzz/StreamLine.h"
 #include "modules/xml-player/XmlPlayer.h"
-#include "sigweave/signal/StreamRecord.h"
+#include "sigweave/signal/forms/StreamRecord.h"
 
 namespace {
 

@@ -9,11 +9,11 @@
 #include "host/Guard.h"
 #include "host/RunLog.h"
 #include "host/Topology.h"
-#include "sigweave/foundation/NearNames.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/platform/PathText.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 #include "sigweave/services/PathTokens.h"
 #include "sigweave/services/StringResources.h"
 

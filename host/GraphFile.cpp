@@ -7,8 +7,8 @@
 
 #include "host/GraphText.h"
 #include "host/GraphXml.h"
-#include "sigweave/foundation/NearNames.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 
 namespace host {
 namespace {

@@ -5,9 +5,9 @@
 #include <sstream>
 
 #include "host/CommentCursor.h"
-#include "sigweave/foundation/NearNames.h"
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 
 namespace host {
 namespace {

@@ -5,9 +5,9 @@
 
 #include "host/Guard.h"
 #include "host/ModuleLibrary.h"
-#include "sigweave/foundation/NearNames.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 
 namespace host {
 namespace {

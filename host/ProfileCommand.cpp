@@ -9,10 +9,10 @@
 
 #include "host/Commands.h"
 #include "host/Console.h"
-#include "sigweave/foundation/NearNames.h"
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 #include "sigweave/services/Profile.h"
 #include "sigweave/services/ProfileEntries.h"
 

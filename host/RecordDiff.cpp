@@ -8,8 +8,8 @@
 
 #include "sigweave/foundation/StringConversion.h"
 #include "sigweave/services/Bilingual.h"
-#include "sigweave/signal/StreamRecord.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
+#include "sigweave/signal/forms/StreamRecord.h"
 
 namespace host {
 namespace {

@@ -13,8 +13,8 @@
 #include "host/Language.h"
 #include "host/NewModule.h"
 #include "host/ProfileCommand.h"
-#include "sigweave/foundation/NearNames.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include "host/Guard.h"
 #include "host/HostWindow.h"
 #include "host/Table.h"
-#include "sigweave/foundation/NearNames.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 
 namespace host::check {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
-#include "sigweave/signal/StreamRecord.h"
+#include "sigweave/signal/forms/StreamRecord.h"
 
 // Plays recordings into the graph: an output for each document, with the type of the port that was recorded;
 // blocks, metadata and states are those of the document. Each step sends one block of every document that has

@@ -7,7 +7,7 @@
 
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
-#include "sigweave/signal/StreamRecord.h"
+#include "sigweave/signal/forms/StreamRecord.h"
 
 // Writes every block that arrives to an XML document, one for each input, which XmlPlayer plays again bit for
 // bit. Inputs are of any type but addresses. The file is a whole document after every block, however the run

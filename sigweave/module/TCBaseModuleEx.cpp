@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "sigweave/foundation/NearNames.h"
 #include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/TCProcessParameters.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 
 namespace {
 

@@ -7,7 +7,8 @@
 
 #include "sigweave/module/TCPortHelper.h"
 
-// What stands behind a port helper. For the library's own sources only; see TCPortHelper for the rules.
+// The state of a port helper; see TCPortHelper for the rules. Public for its nested class DATATYPE
+// (PortDataType.h); the rest is for the library's own sources.
 class TCPortHelper::TCPortHelperImpl {
  public:
     class DATATYPE;

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <ctime>
 
-#include "sigweave/persistence/TCSerializeHelper.h"
 #include "sigweave/platform/Archive.h"
 #include "sigweave/platform/NumberText.h"
 #include "sigweave/signal/TCSI_Convert.h"
@@ -115,12 +114,4 @@ void TCTypeInfo::Load(CArchive& archive) {
     rangeMin = ReadNumber(archive);
     rangeMax = ReadNumber(archive);
     archive.ReadString(signalname);
-}
-
-int TCTypeInfo::SerializeWithStatus(char* buffer) const {
-    return TCSerializeHelper::SerializeWithStatus(buffer, *this);
-}
-
-void TCTypeInfo::DeSerializeWithStatus(const TCString& record) {
-    TCSerializeHelper::DeSerializeWithStatus(*this, record);
 }

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "sigweave/signal/StreamRecord.h"
+#include "sigweave/signal/forms/StreamRecord.h"
 #include "tests/faults/FaultBench.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <functional>
 #include <limits>
 
-#include "sigweave/signal/StreamRecord.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
+#include "sigweave/signal/forms/StreamRecord.h"
 #include "tests/support/ModuleBench.h"
 
 namespace {

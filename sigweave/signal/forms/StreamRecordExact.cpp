@@ -1,4 +1,4 @@
-#include "sigweave/signal/StreamRecordExact.h"
+#include "sigweave/signal/forms/StreamRecordExact.h"
 
 #include <bit>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "sigweave/signal/FrameChecksum.h"
+#include "sigweave/signal/forms/FrameChecksum.h"
 
 #include <bit>
 #include <cstring>

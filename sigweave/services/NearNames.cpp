@@ -1,4 +1,4 @@
-#include "sigweave/foundation/NearNames.h"
+#include "sigweave/services/NearNames.h"
 
 #include <algorithm>
 #include <cctype>

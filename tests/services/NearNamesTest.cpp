@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "sigweave/foundation/NearNames.h"
+#include "sigweave/services/NearNames.h"
 
 namespace {
 

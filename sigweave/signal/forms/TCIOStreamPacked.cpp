@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "sigweave/persistence/TCSerializeHelper.h"
-#include "sigweave/signal/FrameChecksum.h"
 #include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCIOStream.h"
+#include "sigweave/signal/forms/FrameChecksum.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "sigweave/signal/StreamRecord.h"
+#include "sigweave/signal/forms/StreamRecord.h"
 
 #include <charconv>
 
 #include "sigweave/services/Bilingual.h"
-#include "sigweave/signal/StreamRecordExact.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
+#include "sigweave/signal/forms/StreamRecordExact.h"
 
 namespace tc {
 namespace {
