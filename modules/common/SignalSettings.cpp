@@ -11,8 +11,6 @@ namespace tc {
 
 namespace {
 
-using tc::Bilingual;
-
 // Reads digits from `text` at `at`; -1 when there are not exactly `count`.
 int TakeDigits(const std::string& text, std::size_t& at, std::size_t count) {
     int value = 0;

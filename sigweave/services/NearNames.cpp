@@ -9,8 +9,6 @@
 
 namespace {
 
-using tc::Bilingual;
-
 constexpr std::size_t MOST_NAMES = 3;
 constexpr std::size_t LONGEST_NAME = 256;
 
