@@ -214,17 +214,27 @@ std::string PrefixOption() {
     return " -DCMAKE_PREFIX_PATH=" + Quote(prefix);
 }
 
-int TellNext(const fs::path& folder, const std::string& name) {
+// As a shell finds it: by its name where it is installed, else by its path.
+std::string ThisProgram() {
+    return PrefixOption().empty() ? "sigweave"
+                                  : Quote((fs::path(TCGetProgramFolder()) / "sigweave").string());
+}
+
+int ShowNextSteps(const fs::path& folder, const std::string& name) {
     const std::string source = Quote(folder.string());
     const std::string build = Quote((folder / "build").string());
-    const std::string commands = "  cmake -S " + source + " -B " + build + PrefixOption() +
-                                 "\n  cmake --build " + build + "\n  ctest --test-dir " + build +
-                                 "\n  sigweave run " + Quote((folder / (name + ".graph")).string()) +
-                                 " --module-path " + Quote((folder / "build:").string()) + "\n";
-    const std::string told = Bilingual("The module %1 is in %2. It is built, tested and run by\n",
-                                       "Das Modul %1 liegt in %2. Bauen, prüfen und ausführen:\n")
-                                 .With({name, folder.string()});
-    return console::Print(told + commands) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+    const std::string commands[] = {
+        "cmake -S " + source + " -B " + build + PrefixOption(),
+        "cmake --build " + build,
+        "ctest --test-dir " + build,
+        ThisProgram() + " run " + Quote((folder / (name + ".graph")).string()) + " --module-path " +
+            Quote((folder / "build:").string()),
+    };
+    std::string text = Bilingual("The module %1 is in %2. Build, test and run it with\n",
+                                 "Das Modul %1 liegt in %2. Bauen, prüfen und ausführen:\n")
+                           .With({name, folder.string()});
+    for (const std::string& command : commands) text += "  " + command + "\n";
+    return console::Print(text) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }
 
 int Refuse(const std::string& why, ExitCode code) {
@@ -253,7 +263,7 @@ int WriteNewModule(const NewModuleOptions& options) {
                 .With({folder.string(), failed.message()}),
             EXIT_INCOMPLETE);
     const std::string error = WriteFiles(folder, options.name);
-    if (error.empty()) return TellNext(folder, options.name);
+    if (error.empty()) return ShowNextSteps(folder, options.name);
     fs::remove_all(folder, failed);
     return Refuse(error, EXIT_INCOMPLETE);
 }
