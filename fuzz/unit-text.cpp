@@ -4,6 +4,7 @@
 #include "fuzz/Fuzz.h"
 #include "sigweave/signal/TCSI_Convert.h"
 #include "sigweave/signal/TCSI_Unit.h"
+#include "sigweave/signal/UnitText.h"
 
 namespace {
 
@@ -32,6 +33,22 @@ void CheckText(const TCSI_Unit& unit) {
     fuzz::Require(!isPower || unit.GetFactor() == again.GetFactor(), "with the same factor");
 }
 
+// What people write, and how it is shown to them.
+void CheckHuman(const std::string& first, const std::string& second) {
+    tc::UnitMeaning meaning;
+    CString error;
+    if (!tc::ReadUnit(first, meaning, error)) fuzz::Require(!error.empty(), "a refusal has its reason");
+    meaning.unit.SetFactor(meaning.Factor());
+    const CString shown = tc::DisplayUnit(meaning.unit);
+    tc::UnitMeaning again;
+    const bool plain = meaning.scale == 1.0 && std::abs(meaning.power) < 6;
+    if (plain && tc::ReadUnit(shown, again, error))
+        fuzz::Require(HasSameExponents(meaning.unit, again.unit), "what is shown means the same");
+    double value = 0.0;
+    const bool isRead = tc::ReadQuantity(second, first, value, error);
+    fuzz::Require(isRead || !error.empty(), "a refused quantity has its reason");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -50,6 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (isUnit) CheckText(unit);
     TCSI_Unit other;
     other.FromString(second.c_str());
+    CheckHuman(first, second);
     TCSI_Unit product(unit);
     product.multiply(other);
     product.divide(other);

@@ -73,4 +73,5 @@
 #include "sigweave/signal/TCSI_Convert.h"
 #include "sigweave/signal/TCSI_Unit.h"
 #include "sigweave/signal/TCTypeInfo.h"
+#include "sigweave/signal/UnitText.h"
 #include "sigweave/signal/forms/StreamRecord.h"
