@@ -128,9 +128,10 @@ TEST(Runner, AnInterruptedSourceEndsItsSignalAndEverythingIsProcessed) {
     bench.Add<TestSource>("source", "blocks=0\n");
     bench.Add<TestJoin>("sum");
     bench.Wire("source", "sum");
-    const std::atomic<bool> interrupt{true};
+    host::Interruption interruption;
+    interruption.Raise();
     host::RunOptions options;
-    options.interrupt = &interrupt;
+    options.interruption = &interruption;
     const RunReport report = bench.Run(options);
     EXPECT_EQ(report.verdict, Verdict::Interrupted);
     EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
