@@ -62,7 +62,8 @@ int FairTurns::ChooseSource() {
     int turn = -1;
     for (const int source : live)
         if (full.empty() || !IsPaused(source)) turn = LessFar(turn, source);
-    return turn < 0 || full.empty() ? turn : GiveTurn(turn);
+    if (turn < 0) return -1;
+    return full.empty() ? TakeTurn(turn) : GiveTurn(turn);
 }
 
 bool FairTurns::Lacks(int line) const {

@@ -159,15 +159,4 @@ TEST(Topology, SortsFindsCyclesAndTakesLongChains) {
     EXPECT_TRUE(topology.cycles.empty());
 }
 
-TEST(PositionSet, FindsTheLargest) {
-    host::PositionSet set(200);
-    EXPECT_EQ(set.Largest(), -1);
-    for (const int position : {0, 63, 64, 199}) set.Add(position);
-    for (const int position : {199, 64, 63, 0}) {
-        EXPECT_EQ(set.Largest(), position);
-        set.Remove(position);
-    }
-    EXPECT_EQ(set.Largest(), -1);
-}
-
 }  // namespace
