@@ -1,8 +1,6 @@
 #include "host/Commands.h"
 
 #include <algorithm>
-#include <atomic>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 
@@ -23,14 +21,7 @@ using tc::Bilingual;
 
 constexpr std::size_t MOST_MISTAKES_TOLD = 1000;
 
-std::atomic<bool> interruptWanted{false};
-
-// The first signal asks the run to drain; a second one ends the program at once.
-extern "C" void OnInterrupt(int) {
-    interruptWanted.store(true);
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
-}
+Interruption interruption;
 
 ModuleCatalogue OpenCatalogue(const CommandOptions& options) {
     std::string path;
@@ -88,14 +79,19 @@ struct OpenGraph {
 RunReport RunWithSignals(const Graph& graph, bool realtime) {
     RunOptions options;
     options.realtime = realtime;
-    options.interrupt = &interruptWanted;
+    options.interruption = &interruption;
+    options.onState = runlog::StateOf;
+    options.onWarning = console::Warning;
+    options.onError = [](const std::string& text) { runlog::FromHost(TCLogFile::ERROR, text); };
     if (TCIsTerminal(StandardStream::Error))
         options.onProgress = [](const RunProgress& progress) {
             console::ShowProgress(WriteProgress(progress));
         };
-    std::signal(SIGINT, OnInterrupt);
-    std::signal(SIGTERM, OnInterrupt);
-    RunReport report = Runner(graph.Modules(), graph.Lines(), options).Run();
+    TCOnInterrupt([] { interruption.Raise(); });
+    Runner runner(graph.Modules(), graph.Lines(), options);
+    console::SetSpeaker([&runner] { return runner.Speaker(); });
+    RunReport report = runner.Run();
+    console::SetSpeaker(nullptr);
     console::ShowProgress("");
     return report;
 }

@@ -1,11 +1,9 @@
 #include "host/Runner.h"
 
 #include <algorithm>
-#include <set>
+#include <cstring>
 
-#include "host/Console.h"
 #include "host/Guard.h"
-#include "host/RunLog.h"
 #include "host/Topology.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
@@ -57,15 +55,35 @@ Runner::Runner(std::vector<RunModule> runModules, std::vector<RunLine> runLines,
 }
 
 RunReport Runner::Run() {
-    const auto begin = std::chrono::steady_clock::now();
+    tc::Clock& clock = options.clock != nullptr ? *options.clock : tc::MachineClock();
+    const double begin = clock.Milliseconds();
     Join();
     if (report.verdict == Verdict::Complete && Begin()) Step();
     Finish();
     ReportResults();
     for (const RunModule& entry : modules) entry.module->DeleteStreams();
-    console::SetSpeaker(nullptr);
-    report.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    Calls(-1);
+    report.seconds = (clock.Milliseconds() - begin) / 1000.0;
     return std::move(report);
+}
+
+std::string Runner::Speaker() const {
+    const int module =
+        stepping != nullptr ? order[static_cast<std::size_t>(std::max(stepping->Position(), 0))] : called;
+    return module >= 0 ? Name(module) : std::string();
+}
+
+void Runner::Calls(int module) {
+    called = module;
+    if (options.gauge != nullptr) options.gauge->Calls(module);
+}
+
+bool Runner::WasInterrupted() const {
+    return options.interruption != nullptr && options.interruption->IsRaised();
+}
+
+void Runner::TellState(const std::string& instance, const Bilingual& state) const {
+    if (options.onState) options.onState(instance, state.Text());
 }
 
 void Runner::Join() {
@@ -95,7 +113,7 @@ std::string Runner::PortText(int module, int kind, int port) const {
 bool Runner::Begin() {
     for (const int index : order) {
         TCBaseModule& module = Module(index);
-        console::SetSpeaker([this, index] { return Name(index); });
+        Calls(index);
         ++initialised;
         int code = 0;
         const std::string thrown = WhatItThrows([&] {
@@ -105,64 +123,96 @@ bool Runner::Begin() {
             code = module.Init();
         });
         if (code >= 0 && thrown.empty()) {
-            runlog::StateOf(Name(index), Bilingual("started", "gestartet").Text());
+            TellState(Name(index), Bilingual("started", "gestartet"));
             continue;
         }
         Fail(index, code, thrown, STARTING);
+        if (WasInterrupted()) report.verdict = Verdict::Interrupted;  // which ended a wait for a file
         return false;
     }
     return true;
 }
 
+Scheduler::Line Runner::MakeLine(std::size_t index) const {
+    const RunLine& line = lines[index];
+    const char* type = nullptr;
+    int items = 0;
+    Module(line.from).GetPortType(OUTPUT, line.output, type, items);
+    const bool isTimed = type == nullptr || std::strstr(type, "{FREQ_DOMAIN}") == nullptr;
+    const TCPortHelper* helper = Module(line.from).GetPortHelper();
+    const int size = helper != nullptr ? helper->ElemSize(OUTPUT, static_cast<unsigned>(line.output)) : 0;
+    Scheduler::Line made;
+    made.receiver = streams[index];
+    made.elementSize = size;
+    made.isTimed = isTimed;
+    return made;
+}
+
+std::set<std::pair<int, int>> Runner::WiredOutputs() const {
+    std::set<std::pair<int, int>> wired;
+    for (const RunLine& line : lines) wired.emplace(line.from, line.output);
+    return wired;
+}
+
 Scheduler Runner::MakeScheduler() const {
     std::vector<int> positions(modules.size());
     std::vector<Scheduler::Node> nodes;
+    std::set<std::pair<int, int>> outputs = WiredOutputs();
+    Wiring wiring;
     for (const int index : order) {
-        positions[static_cast<std::size_t>(index)] = static_cast<int>(nodes.size());
+        TCBaseModule& module = Module(index);
+        const bool source = module.GetTypeOfModule() == 1;
+        bool unseen = false;
+        for (int output = 0; output < module.GetNoOutput(); ++output)
+            unseen = unseen || !outputs.contains({index, output});
+        positions[static_cast<std::size_t>(index)] = wiring.AddModule(source);
         Scheduler::Node& node = nodes.emplace_back();
-        node.module = &Module(index);
-        node.source = node.module->GetTypeOfModule() == 1;
-        if (node.source && options.realtime) node.pace = std::make_unique<SourcePace>();
+        node.module = &module;
+        node.number = index;
+        node.name = &Name(index);
+        node.source = source;
+        node.makesUnseen = unseen;
+        if (source && options.realtime)
+            node.pace =
+                std::make_unique<SourcePace>(options.clock != nullptr ? *options.clock : tc::MachineClock());
     }
     std::vector<Scheduler::Line> wired;
-    std::set<std::pair<int, int>> outputs;
     for (std::size_t index = 0; index < lines.size(); ++index) {
         const RunLine& line = lines[index];
-        Scheduler::Line& made = wired.emplace_back();
-        made.from = positions[static_cast<std::size_t>(line.from)];
-        made.to = positions[static_cast<std::size_t>(line.to)];
-        made.receiver = streams[index];
-        made.first = outputs.emplace(line.from, line.output).second;
-        if (const TCPortHelper* helper = Module(line.from).GetPortHelper())
-            made.elementSize = helper->ElemSize(OUTPUT, static_cast<unsigned>(line.output));
-        nodes[static_cast<std::size_t>(made.from)].outputs.push_back(static_cast<int>(index));
-        nodes[static_cast<std::size_t>(made.to)].inputs.push_back(static_cast<int>(index));
+        wiring.AddLine(positions[static_cast<std::size_t>(line.from)],
+                       positions[static_cast<std::size_t>(line.to)],
+                       outputs.erase({line.from, line.output}) > 0);
+        wired.push_back(MakeLine(index));
     }
-    return Scheduler(std::move(nodes), std::move(wired), options);
+    wiring.FindSources();
+    return Scheduler(std::move(wiring), std::move(nodes), std::move(wired), options);
 }
 
 void Runner::Step() {
     Scheduler scheduler = MakeScheduler();
-    console::SetSpeaker(
-        [&] { return Name(order[static_cast<std::size_t>(std::max(scheduler.Position(), 0))]); });
-    runlog::StateOf("", Bilingual("running", "läuft").Text());
+    stepping = &scheduler;
+    TellState("", Bilingual("running", "läuft"));
     const Scheduler::End end = scheduler.Run();
+    stepping = nullptr;
+    Calls(-1);
     if (scheduler.WasInterrupted()) report.verdict = Verdict::Interrupted;
-    if (end == Scheduler::End::Failed)
+    if (end == Scheduler::End::Failed) {
         Fail(order[static_cast<std::size_t>(scheduler.Position())], scheduler.FailedCode(),
              scheduler.Thrown(), RUNNING);
-    else
+        if (WasInterrupted() && !scheduler.WasInterrupted())
+            report.verdict = Verdict::Interrupted;  // as above
+    } else {
         JudgeStall(scheduler);
+    }
     report.signalSeconds = scheduler.SignalSeconds();
     ReportCounts(scheduler);
-    console::SetSpeaker(nullptr);
 }
 
 // Also after a failure: a module that holds a file must be able to close it.
 void Runner::Finish() {
     for (int position = 0; position < initialised; ++position) {
         const int index = order[static_cast<std::size_t>(position)];
-        console::SetSpeaker([this, index] { return Name(index); });
+        Calls(index);
         int code = 0;
         const std::string thrown = WhatItThrows([&] {
             code = Module(index).Done();
@@ -171,7 +221,7 @@ void Runner::Finish() {
         if (code < 0 || !thrown.empty())
             Fail(index, code, thrown, FINISHING);
         else
-            runlog::StateOf(Name(index), Bilingual("finished", "beendet").Text());
+            TellState(Name(index), Bilingual("finished", "beendet"));
     }
 }
 
@@ -181,7 +231,7 @@ void Runner::Fail(int module, int code, const std::string& thrown, const Bilingu
         reason = Bilingual("the module gave no reason (code %1)", "das Modul nannte keinen Grund (Code %1)")
                      .With({std::to_string(code)});
     const std::string text = failure.With({Name(module), Module(module).GetModuleName(), reason});
-    runlog::FromHost(TCLogFile::ERROR, text);
+    if (options.onError) options.onError(text);
     report.explanation +=
         (report.verdict == Verdict::Failed ? Bilingual("; then ", "; dann ").Text() : "") + text;
     report.verdict = Verdict::Failed;
@@ -206,14 +256,15 @@ void Runner::JudgeStall(const Scheduler& scheduler) {
 std::string Runner::DescribeLeftovers(const Scheduler& scheduler, int position) const {
     std::string starved;
     std::string left;
-    for (const int index : scheduler.Nodes()[static_cast<std::size_t>(position)].inputs) {
+    for (const int index : scheduler.GetWiring().ModuleAt(position).inputs) {
         const Scheduler::Line& line = scheduler.Lines()[static_cast<std::size_t>(index)];
+        const int depth = scheduler.DepthOf(index);
         const LineReport& names = report.lines[static_cast<std::size_t>(index)];
-        if (line.depth == 0)
+        if (depth == 0)
             Append(starved, Bilingual("%1 (fed by %2 with %3)", "%1 (von %2 kamen %3)")
                                 .With({names.to, names.from, Blocks(line.blocks)}));
         else
-            Append(left, Bilingual("%1 at %2", "%1 an %2").With({Blocks(line.depth), names.to}));
+            Append(left, Bilingual("%1 at %2", "%1 an %2").With({Blocks(depth), names.to}));
     }
     if (left.empty()) return "";
     if (starved.empty())
@@ -236,17 +287,17 @@ void Runner::ReportCounts(const Scheduler& scheduler) {
     }
 }
 
-void Runner::ReportPace(const SourcePace& pace, ModuleReport& module) {
-    if (pace.SignalMade() == 0.0 && module.blocksOut > 0)
-        console::Warning(Bilingual("%1: its blocks tell no sample rate, so nothing paced it",
-                                   "%1: die Blöcke nennen keine Abtastrate, daher gab nichts den Takt vor")
-                             .With({module.instance}));
-    const TCExactTimeDiffPeriodic& intervals = pace.Intervals();
+void Runner::ReportPace(const SourcePace& pace, ModuleReport& module) const {
+    if (pace.SignalMade() == 0.0 && module.blocksOut > 0 && options.onWarning)
+        options.onWarning(Bilingual("%1: its blocks tell no sample rate, so nothing paced it",
+                                    "%1: die Blöcke nennen keine Abtastrate, daher gab nichts den Takt vor")
+                              .With({module.instance}));
+    const Intervals& intervals = pace.GetIntervals();
     constexpr const char* SIGNAL = "real time";
-    module.results.push_back({SIGNAL, "intervals", static_cast<double>(intervals.GetCount()), ""});
-    module.results.push_back({SIGNAL, "interval average", intervals.GetAvr(), "ms"});
-    module.results.push_back({SIGNAL, "interval maximum", intervals.GetMax(), "ms"});
-    module.results.push_back({SIGNAL, "interval deviation", intervals.GetStabw(), "ms"});
+    module.results.push_back({SIGNAL, "intervals", static_cast<double>(intervals.Count()), ""});
+    module.results.push_back({SIGNAL, "interval average", intervals.Average(), "ms"});
+    module.results.push_back({SIGNAL, "interval maximum", intervals.Maximum(), "ms"});
+    module.results.push_back({SIGNAL, "interval deviation", intervals.StandardDeviation(), "ms"});
 }
 
 void Runner::ReportResults() {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/RunReport.h"
@@ -22,7 +24,8 @@ struct RunLine {
 };
 
 // Carries a graph through one run: joins the streams, calls Init, lets the scheduler step the modules, calls
-// Done, reads the results and takes the streams apart. Where the modules come from does not matter to it.
+// Done, reads the results and takes the streams apart. Where the modules come from does not matter to it, nor
+// who hears what it says. One thread.
 class Runner {
  public:
     // Every input has at most one line and there is no cycle.
@@ -30,18 +33,25 @@ class Runner {
 
     // Once.
     RunReport Run();
+    // The instance whose module is being called, for texts that come without a name; empty: none.
+    std::string Speaker() const;
 
  private:
     void Join();
     bool Begin();
     void Step();
     void Finish();
+    bool WasInterrupted() const;
+    void Calls(int module);
     Scheduler MakeScheduler() const;
+    Scheduler::Line MakeLine(std::size_t index) const;
+    std::set<std::pair<int, int>> WiredOutputs() const;
+    void TellState(const std::string& instance, const tc::Bilingual& state) const;
     void Fail(int module, int code, const std::string& thrown, const tc::Bilingual& failure);
     void JudgeStall(const Scheduler& scheduler);
     std::string DescribeLeftovers(const Scheduler& scheduler, int position) const;
     void ReportCounts(const Scheduler& scheduler);
-    static void ReportPace(const SourcePace& pace, ModuleReport& module);
+    void ReportPace(const SourcePace& pace, ModuleReport& module) const;
     void ReportResults();
     std::string PortText(int module, int kind, int port) const;
     TCBaseModule& Module(int index) const { return *modules[static_cast<std::size_t>(index)].module; }
@@ -53,6 +63,8 @@ class Runner {
     RunOptions options;
     std::vector<int> order;  // of the steps; entries are indexes of modules
     int initialised = 0;     // so many of `order`
+    int called = -1;         // module, outside of the step loop
+    const Scheduler* stepping = nullptr;
     RunReport report;
 };
 

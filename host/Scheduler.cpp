@@ -1,11 +1,8 @@
 #include "host/Scheduler.h"
 
 #include <algorithm>
-#include <bit>
 
-#include "host/Console.h"
 #include "host/Guard.h"
-#include "host/RunLog.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -14,14 +11,11 @@ namespace {
 
 using tc::Bilingual;
 
-using Clock = std::chrono::steady_clock;
-
 constexpr int STEPS_AFTER_INTERRUPT = 100;
-constexpr auto PROGRESS_INTERVAL = std::chrono::milliseconds(100);
-
-double Seconds(Clock::duration duration) {
-    return std::chrono::duration<double>(duration).count();
-}
+constexpr double PROGRESS_INTERVAL = 100.0;  // ms
+// In a row, of a module that may have made blocks for an output without a line. Beyond, it is taken for one
+// that has none: cutting a block as large as can be into the smallest pieces takes less.
+constexpr int MOST_IDLE_STEPS = 1 << 20;
 
 // The mean over the sources that know how far they are; -1 when none does.
 double ShareDone(const std::vector<Scheduler::Node>& nodes) {
@@ -37,104 +31,122 @@ double ShareDone(const std::vector<Scheduler::Node>& nodes) {
     return known > 0 ? sum / known : -1.0;
 }
 
+struct Extent {
+    double length = -1.0;  // ms; -1: the block does not tell
+    int values = 0;
+};
+
+Extent ExtentOf(const TCIOStream::Block& block) {
+    const TCIOStream::DataSegment* values = block.Segment(0);
+    const TCTypeInfo* info = block.GetTI();
+    Extent extent;
+    if (values != nullptr) extent.values = values->GetElementCount();
+    if (info != nullptr && info->GetSamplerate() > 0.0)
+        extent.length = 1000.0 * extent.values / info->GetSamplerate();
+    return extent;
+}
+
+// Of a bus, the longest channel tells.
+Extent ExtentWithChannels(const TCIOStream::Block& block) {
+    Extent extent = ExtentOf(block);
+    if (block.GetTI() != nullptr) return extent;
+    extent.values = 0;
+    for (int index = 0; index < block.SegmentCnt(); ++index) {
+        const TCIOStream::DataSegment& channel = *block.Segment(index);
+        double length = 0.0;
+        for (int i = 0; channel.GetBlocks() != nullptr && i < channel.GetElementCount(); ++i) {
+            const Extent part = ExtentOf(*channel.GetBlocks()[i]);
+            length += std::max(part.length, 0.0);
+            extent.values += part.values;
+        }
+        if (length > 0.0) extent.length = std::max(extent.length, length);
+    }
+    return extent;
+}
+
 }  // namespace
 
-int PositionSet::Largest() const {
-    for (std::size_t index = words.size(); index-- > 0;)
-        if (words[index] != 0) return static_cast<int>(index * 64) + 63 - std::countl_zero(words[index]);
-    return -1;
-}
-
-Scheduler::Scheduler(std::vector<Node> allNodes, std::vector<Line> allLines, const RunOptions& runOptions)
-    : nodes(std::move(allNodes)),
+Scheduler::Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<Line> allLines,
+                     const RunOptions& runOptions)
+    : wiring(std::move(runWiring)),
+      nodes(std::move(allNodes)),
       lines(std::move(allLines)),
       options(runOptions),
-      ready(static_cast<int>(nodes.size())) {
-    FindSources();
-    for (int index = 0; index < static_cast<int>(nodes.size()); ++index) ready.Add(index);
-}
-
-void Scheduler::FindSources() {
-    for (int index = 0; index < static_cast<int>(nodes.size()); ++index) {
-        std::vector<int>& sources = At(index).sources;
-        if (At(index).source) sources.push_back(index);
-        for (const int line : At(index).inputs) {
-            const std::vector<int>& upstream = At(LineAt(line).from).sources;
-            sources.insert(sources.end(), upstream.begin(), upstream.end());
-        }
-        std::sort(sources.begin(), sources.end());
-        sources.erase(std::unique(sources.begin(), sources.end()), sources.end());
-    }
-}
+      clock(runOptions.clock != nullptr ? *runOptions.clock : tc::MachineClock()),
+      policy(wiring, runOptions.queueLimit) {}
 
 Scheduler::End Scheduler::Run() {
-    begin = Clock::now();
+    begin = clock.Milliseconds();
     nextProgress = begin + PROGRESS_INTERVAL;
-    bool failed = false;
+    bool goesOn = true;
     thrown = WhatItThrows([&] {
-        while (!failed && (position = Choose()) >= 0) {
-            if (options.interrupt != nullptr && !interruptSeen &&
-                options.interrupt->load(std::memory_order_relaxed))
-                Interrupt();
-            else
-                failed = !Step(At(position));
-        }
+        while (goesOn && (position = policy.Choose()) >= 0) goesOn = StepNext();
     });
-    return failed || !thrown.empty() ? End::Failed : End::NothingToDo;
+    return goesOn && thrown.empty() ? End::NothingToDo : End::Failed;
 }
 
-// In real time, sources come after all others, and of them the one whose next block is due first.
-int Scheduler::Choose() const {
-    const int largest = ready.Largest();
-    if (!options.realtime) return largest;
-    int chosen = -1;
-    for (int index = largest; index >= 0; --index) {
-        if (!ready.Contains(index)) continue;
-        const SourcePace* const pace = nodes[static_cast<std::size_t>(index)].pace.get();
-        if (pace == nullptr) return index;
-        if (chosen < 0 || pace->SignalMade() < nodes[static_cast<std::size_t>(chosen)].pace->SignalMade())
-            chosen = index;
+bool Scheduler::StepNext() {
+    if (!interruptSeen && options.interruption != nullptr && options.interruption->IsRaised()) {
+        Interrupt();
+        return true;
     }
-    return chosen;
+    Node& node = At(position);
+    if (options.gauge != nullptr) {
+        options.gauge->Calls(node.number);
+        if (options.gauge->IsAsked()) AnswerGauge();
+    }
+    return timesSteps ? StepTimed(node) : Step(node);
+}
+
+bool Scheduler::StepTimed(Node& node) {
+    const double before = clock.Milliseconds();
+    const bool goesOn = Step(node);
+    node.seconds += (clock.Milliseconds() - before) / 1000.0;
+    return goesOn;
 }
 
 bool Scheduler::Step(Node& node) {
     if (!HasWork(node)) return code == 0;
-    if (node.pace != nullptr && !interruptSeen) node.pace->Wait(options.interrupt);
+    if (node.pace != nullptr && !interruptSeen)
+        node.pace->Wait(options.interruption != nullptr ? options.interruption->Handle() : nullptr);
     code = node.module->Execute();
     if (code < 0) return false;
+    ++node.steps;
     const int taken = CountTaken(node);
     const int made = CountMade(node);
-    if (node.source)
+    if (node.source) {
         AfterSourceStep(node, made);
-    else if (taken == 0 && made == 0)
-        ready.Remove(position);  // until a block arrives: what waits here is not enough
-    else if (node.queued == 0)
-        return HasWork(node) || code == 0;  // asked now, while all of the module is in the cache
+    } else if (taken == 0 && made == 0) {
+        AfterIdleStep(node);
+    } else {
+        node.idleSteps = 0;
+        if (node.queued == 0)
+            return HasWork(node) || code == 0;  // asked now, while all of the module is in the cache
+    }
     return true;
 }
 
-// A module without work is asked again when a block arrives.
+// A module without work is asked again when a block arrives. Sources are held to have ended then; a live one
+// that has nothing now but will have, until its Fetch answers 2, would have to be asked again in time.
 bool Scheduler::HasWork(Node& node) {
     const int verdict = node.module->Fetch();
     code = std::min(verdict, 0);
     if (verdict == 0) return true;
-    ready.Remove(position);
-    node.ended = node.source;
-    if (node.ended)
-        runlog::StateOf(console::Speaker(),
-                        Bilingual("has given all its blocks", "hat alle Blöcke abgegeben").Text());
+    policy.HasNoWork(position);
+    if (!node.source) return false;
+    node.ended = true;
+    TellState(*node.name, Bilingual("has given all its blocks", "hat alle Blöcke abgegeben").Text());
     return false;
 }
 
 int Scheduler::CountTaken(Node& node) {
     int sum = 0;
-    for (const int index : node.inputs) {
-        Line& line = LineAt(index);
-        const int depth = line.receiver->GetBlockCnt(nullptr);
-        sum += line.depth - depth;
-        line.depth = depth;
-        if (line.full && depth <= options.queueLimit) MarkFull(line, false);
+    for (const int index : wiring.ModuleAt(position).inputs) {
+        const int depth = LineAt(index).receiver->GetBlockCnt(nullptr);
+        const int taken = policy.DepthOf(index) - depth;
+        if (taken == 0) continue;
+        sum += taken;
+        policy.HasDepth(index, depth);
     }
     node.taken += sum;
     node.queued -= sum;
@@ -143,75 +155,76 @@ int Scheduler::CountTaken(Node& node) {
 
 int Scheduler::CountMade(Node& node) {
     int sum = 0;
-    for (const int index : node.outputs) {
+    for (const int index : wiring.ModuleAt(position).outputs) {
         Line& line = LineAt(index);
         const int depth = line.receiver->GetBlockCnt(nullptr);
-        const int added = depth - line.depth;
+        const int added = depth - policy.DepthOf(index);
         if (added == 0) continue;
-        line.depth = depth;
+        policy.HasDepth(index, depth);
         line.deepest = std::max(line.deepest, depth);
         line.blocks += added;
+        line.unmeasured = added;
         sum += added;
-        if (line.first) node.made += added;
-        At(line.to).queued += added;
-        ready.Add(line.to);
-        if (!line.full && depth > options.queueLimit) MarkFull(line, true);
+        const Wiring::Line& wire = wiring.LineAt(index);
+        if (wire.first) node.made += added;
+        At(wire.to).queued += added;
+        policy.MayHaveWork(wire.to);
     }
     return sum;
 }
 
-void Scheduler::MarkFull(Line& line, bool full) {
-    line.full = full;
-    for (const int index : At(line.from).sources) {
-        Node& source = At(index);
-        source.fullBehind += full ? 1 : -1;
-        if (source.fullBehind > 0)
-            ready.Remove(index);
-        else if (!source.ended)
-            ready.Add(index);
-    }
+void Scheduler::AfterIdleStep(Node& node) {
+    if (node.makesUnseen && ++node.idleSteps <= MOST_IDLE_STEPS) return;
+    node.makesUnseen = false;
+    policy.HasNoWork(position);
 }
 
 void Scheduler::AfterSourceStep(Node& node, int made) {
     if (node.stepsLeft > 0 && --node.stepsLeft == 0) EndSource(node);
     if (made > 0) {
-        node.waiting = false;
+        node.lastSign = -1.0;
         MeasureSignal(node);
     } else {
-        const auto now = Clock::now();
-        if (!node.waiting) node.lastSign = now;
-        node.waiting = true;
-        node.silent = now - node.lastSign > options.patience;
-        if (node.silent) ready.Remove(position);
+        const double now = clock.Milliseconds();
+        if (node.lastSign < 0.0) node.lastSign = now;
+        node.silent = now - node.lastSign > static_cast<double>(options.patience.count());
+        if (node.silent) policy.HasNoWork(position);
     }
     if (options.onProgress) TellProgress();
 }
 
-// The queue behind a source is short, so what waits there is what was just made. A line without metadata (a
-// bus) does not tell. Outputs may make their blocks at different times: each counts on its own.
+// The blocks of this step wait where they were written. Of several outputs the one that has got furthest
+// counts. Blocks that do not tell, as spectra, count as long as the last one that did.
 void Scheduler::MeasureSignal(Node& node) {
-    for (const int index : node.outputs) {
+    double before = 0.0;
+    double after = 0.0;
+    bool tells = false;
+    for (const int index : wiring.ModuleAt(position).outputs) {
         Line& line = LineAt(index);
-        const TCTypeInfo* info = line.blocks > line.measured ? line.receiver->PeekTI() : nullptr;
-        if (info == nullptr || !(info->GetSamplerate() > 0.0)) continue;
-        const int values = line.receiver->GetBlockLen(0, 0);
-        const double length = 1000.0 * values / info->GetSamplerate();
-        bytes += static_cast<double>(values) * line.elementSize;
-        if (line.blocks == line.depth) node.firstTimestamp = info->GetTimestamp();
-        const double end = info->GetTimestamp() - node.firstTimestamp + length;
-        signalSeconds = std::max(signalSeconds, end / 1000.0);
-        line.signal += static_cast<double>(line.blocks - line.measured) * length;
-        line.measured = line.blocks;
-        if (node.pace != nullptr) node.pace->HasMade(line.signal);
-        return;
+        if (!wiring.LineAt(index).first) continue;
+        before = std::max(before, line.signal);
+        const int depth = policy.DepthOf(index);
+        for (int block = depth - line.unmeasured; block < depth; ++block) {
+            const Extent extent = ExtentWithChannels(*line.receiver->GetWaitingBlock(block));
+            bytes += static_cast<double>(extent.values) * line.elementSize;
+            if (extent.length < 0.0 || !line.isTimed) continue;
+            line.signal += lastLength = extent.length;
+            tells = true;
+        }
+        line.unmeasured = 0;
+        after = std::max(after, line.signal);
     }
+    policy.HasMade(position, tells ? after - before : lastLength);
+    if (!tells) return;
+    signalSeconds = std::max(signalSeconds, after / 1000.0);
+    if (node.pace != nullptr) node.pace->HasMade(after);
 }
 
 void Scheduler::Interrupt() {
     interruptSeen = true;
-    runlog::StateOf("", Bilingual("interrupted; the sources end their signals",
-                                  "unterbrochen; die Quellen beenden ihre Signale")
-                            .Text());
+    TellState("", Bilingual("interrupted; the sources end their signals",
+                            "unterbrochen; die Quellen beenden ihre Signale")
+                      .Text());
     for (Node& node : nodes) {
         if (!node.source || node.ended) continue;
         interrupted = true;
@@ -227,14 +240,40 @@ void Scheduler::Interrupt() {
 
 void Scheduler::EndSource(Node& node) {
     node.ended = true;
-    ready.Remove(static_cast<int>(&node - nodes.data()));
+    policy.HasNoWork(static_cast<int>(&node - nodes.data()));
+}
+
+void Scheduler::AnswerGauge() {
+    const double now = clock.Milliseconds();
+    options.gauge->Answer([&](RunFigures& figures) {
+        figures.seconds = (now - begin) / 1000.0;
+        figures.modules.resize(nodes.size());
+        for (const Node& node : nodes)
+            figures.modules[static_cast<std::size_t>(node.number)] = {node.steps, node.taken, node.made,
+                                                                      node.seconds};
+        figures.lines.resize(lines.size());
+        for (int index = 0; index < static_cast<int>(lines.size()); ++index) {
+            Line& line = LineAt(index);
+            const int depth = policy.DepthOf(index);
+            const double passed = timesSteps ? (now - askedAt) / 1000.0 : 0.0;
+            const double trend = passed > 0.0 ? (depth - line.askedDepth) / passed : 0.0;
+            figures.lines[static_cast<std::size_t>(index)] = {line.blocks, depth, line.deepest, trend};
+            line.askedDepth = depth;
+        }
+    });
+    askedAt = now;
+    timesSteps = true;
 }
 
 void Scheduler::TellProgress() {
-    const auto now = Clock::now();
+    const double now = clock.Milliseconds();
     if (now < nextProgress) return;
     nextProgress = now + PROGRESS_INTERVAL;
-    options.onProgress({signalSeconds, ShareDone(nodes), bytes, Seconds(now - begin)});
+    options.onProgress({signalSeconds, ShareDone(nodes), bytes, (now - begin) / 1000.0});
+}
+
+void Scheduler::TellState(const std::string& instance, const std::string& state) const {
+    if (options.onState) options.onState(instance, state);
 }
 
 }  // namespace host

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -8,98 +7,93 @@
 #include <string>
 #include <vector>
 
+#include "host/FairTurns.h"
+#include "host/Interruption.h"
+#include "host/RunGauge.h"
 #include "host/RunReport.h"
 #include "host/SourcePace.h"
+#include "host/Wiring.h"
 
 class TCBaseModule;
 class TCIOStream;
 
 namespace host {
 
-// A set of small numbers whose largest is found fast.
-class PositionSet {
- public:
-    explicit PositionSet(int size) : words(static_cast<std::size_t>(size + 63) / 64) {}
-    void Add(int position) { Word(position) |= Bit(position); }
-    void Remove(int position) { Word(position) &= ~Bit(position); }
-    // -1 when the set is empty.
-    int Largest() const;
-    bool Contains(int position) const {
-        return (words[static_cast<std::size_t>(position >> 6)] & Bit(position)) != 0;
-    }
-
- private:
-    static std::uint64_t Bit(int position) { return std::uint64_t{1} << (position & 63); }
-    std::uint64_t& Word(int position) { return words[static_cast<std::size_t>(position >> 6)]; }
-
-    std::vector<std::uint64_t> words;
-};
-
 struct RunOptions {
-    // A source is not stepped while a queue anywhere behind it holds more blocks than this.
+    // How many blocks may wait in a line before that decides which source goes next (see FairTurns).
     int queueLimit = 16;
     // How long a source may say that it has work without making a block.
     std::chrono::milliseconds patience{10000};
     // Whether sources make their blocks no faster than their sample rate tells.
     bool realtime = false;
-    // Set from a signal handler to end the run early; may be null.
-    const std::atomic<bool>* interrupt = nullptr;
-    // Called some times a second.
-    std::function<void(const RunProgress&)> onProgress;
+    const Interruption* interruption = nullptr;  // ends the run early; may be null
+    tc::Clock* clock = nullptr;                  // null: the machine's
+    RunGauge* gauge = nullptr;                   // through which others look on; may be null
+    // What the run says, on its thread; each may be empty. An instance's name is empty for the whole run.
+    std::function<void(const RunProgress&)> onProgress;  // some times a second
+    std::function<void(const std::string& instance, const std::string& state)> onState;
+    std::function<void(const std::string& text)> onWarning;
+    std::function<void(const std::string& text)> onError;
 };
 
-// The step loop of a run. Of the modules that have work it always steps the one furthest downstream, so
-// queues stay short, the order depends on nothing but the graph, and memory stays flat. Which modules may
-// have work is known without asking all: after a step these are the module itself and those that it wrote to.
+// The step loop of a run: steps the modules that the policy chooses, counts what they take and make, and
+// tells the policy. Which modules may have work is known without asking all: after a step these are the
+// module itself and those that it wrote to.
 //
-// The modules are wired and initialised; their order is such that every line leads to a larger position. One
-// thread.
+// A module has work when its Fetch answers 0. One whose step neither takes nor makes a block is left alone
+// until a block arrives, for what waits is not enough for it. But the blocks of an output without a line
+// cannot be seen: a module with such an output is asked again, as long as it has been known to end.
+//
+// The modules are wired and initialised. One thread.
 class Scheduler {
  public:
+    // Another policy has the same operations.
+    using Policy = FairTurns;
+
     struct Line {
-        int from;  // positions
-        int to;
-        TCIOStream* receiver;  // the input's own stream
-        bool first;            // the first line of its output
-        int elementSize;       // bytes, for the throughput
-        int depth = 0;
+        TCIOStream* receiver = nullptr;  // the input's own stream
+        int elementSize = 0;             // bytes, for the throughput
+        bool isTimed = true;             // its values follow each other in time
         int deepest = 0;
-        bool full = false;
         std::int64_t blocks = 0;
-        std::int64_t measured = 0;  // blocks whose signal is counted
-        double signal = 0.0;        // ms, behind a source
+        int unmeasured = 0;   // blocks of the last step, behind a source
+        double signal = 0.0;  // ms, behind a source
+        int askedDepth = 0;   // at the last question
     };
 
     struct Node {
-        TCBaseModule* module;
-        bool source;
-        std::vector<int> inputs;  // lines
-        std::vector<int> outputs;
-        std::vector<int> sources;  // positions of the sources upstream, or itself
+        TCBaseModule* module = nullptr;
+        int number = 0;  // in the graph
+        const std::string* name = nullptr;
+        bool source = false;
+        bool makesUnseen = false;  // has an output without a line
+        int idleSteps = 0;         // in a row
         std::int64_t queued = 0;   // blocks that wait at the inputs
         std::int64_t taken = 0;
         std::int64_t made = 0;
-        int fullBehind = 0;   // full lines anywhere behind a source
-        bool ended = false;   // a source that has nothing more to give
-        bool silent = false;  // a source that says it has work and makes nothing
-        int stepsLeft = -1;   // after an interrupt; -1: no bound
-        double firstTimestamp = 0.0;
-        std::chrono::steady_clock::time_point
-            lastSign{};  // of the last block, or of the first step without one
-        bool waiting = false;
+        std::int64_t steps = 0;
+        double seconds = 0.0;              // of its steps, once somebody has asked
+        bool ended = false;                // a source that has nothing more to give
+        bool silent = false;               // a source that says it has work and makes nothing
+        int stepsLeft = -1;                // after an interrupt; -1: no bound
+        double lastSign = -1.0;            // when it began to make nothing; -1: it makes blocks
         std::unique_ptr<SourcePace> pace;  // of a source in a run in real time
     };
 
     enum class End { NothingToDo, Failed };
 
-    Scheduler(std::vector<Node> allNodes, std::vector<Line> allLines, const RunOptions& runOptions);
+    // Nodes and lines are those of the wiring, in its order.
+    Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<Line> allLines,
+              const RunOptions& runOptions);
 
     // Steps modules until none has work.
     End Run();
 
     // After the run.
+    const Wiring& GetWiring() const { return wiring; }
     const std::vector<Node>& Nodes() const { return nodes; }
     const std::vector<Line>& Lines() const { return lines; }
+    int DepthOf(int line) const { return policy.DepthOf(line); }
     // Whether an interrupt came while a source had more to give.
     bool WasInterrupted() const { return interrupted; }
     double SignalSeconds() const { return signalSeconds; }
@@ -113,32 +107,39 @@ class Scheduler {
     Node& At(int index) { return nodes[static_cast<std::size_t>(index)]; }
     Line& LineAt(int index) { return lines[static_cast<std::size_t>(index)]; }
 
-    void FindSources();
-    int Choose() const;
+    bool StepNext();
+    bool StepTimed(Node& node);
     bool Step(Node& node);
     bool HasWork(Node& node);
     int CountTaken(Node& node);
     int CountMade(Node& node);
-    void MarkFull(Line& line, bool full);
+    void AfterIdleStep(Node& node);
     void AfterSourceStep(Node& node, int made);
     void MeasureSignal(Node& node);
     void Interrupt();
     void EndSource(Node& node);
+    void AnswerGauge();
     void TellProgress();
+    void TellState(const std::string& instance, const std::string& state) const;
 
+    const Wiring wiring;
     std::vector<Node> nodes;
     std::vector<Line> lines;
     const RunOptions& options;
-    PositionSet ready;
+    tc::Clock& clock;
+    Policy policy;
     int position = -1;
     int code = 0;
     std::string thrown;
     bool interruptSeen = false;
     bool interrupted = false;
+    bool timesSteps = false;  // somebody has asked
     double signalSeconds = -1.0;
+    double lastLength = 1.0;  // ms, of the last block that told
     double bytes = 0.0;
-    std::chrono::steady_clock::time_point begin;
-    std::chrono::steady_clock::time_point nextProgress;
+    double begin = 0.0;  // ms
+    double nextProgress = 0.0;
+    double askedAt = 0.0;  // the last question
 };
 
 }  // namespace host

@@ -4,33 +4,36 @@
 #include <cmath>
 
 namespace host {
-namespace {
 
-constexpr double LONGEST_STEP = 100.0;  // ms, in which an interrupt is noticed
-constexpr double MOST_STEPS = 1e15;
+void Intervals::Add(double milliseconds) {
+    ++count;
+    const double before = milliseconds - average;
+    average += before / count;
+    squares += before * (milliseconds - average);
+    maximum = std::max(maximum, milliseconds);
+}
 
-}  // namespace
+double Intervals::StandardDeviation() const {
+    return count > 0 ? std::sqrt(squares / count) : 0.0;
+}
 
-void SourcePace::Wait(const std::atomic<bool>* interrupt) {
-    if (signal > 0.0 && steps == 0) return;
-    for (; steps > 0; --steps) {
-        if (interrupt != nullptr && *interrupt) return;
-        wait.Wait(TCWaitPeriodic::FIXED_GRID, false);
+void SourcePace::Wait(void* stop) {
+    if (signal == 0.0) {
+        previous = clock.Milliseconds();
+        return;
     }
-    if (signal > 0.0) intervals.Stop();
-    intervals.Start();
+    if (!isNew || !clock.WaitUntil(origin + signal, stop)) return;
+    isNew = false;
+    const double now = clock.Milliseconds();
+    intervals.Add(now - previous);
+    previous = now;
 }
 
 void SourcePace::HasMade(double milliseconds) {
-    const double made = milliseconds - signal;
-    if (!(made > 0.0)) return;
-    steps = static_cast<std::int64_t>(std::clamp(std::ceil(made / LONGEST_STEP), 1.0, MOST_STEPS));
-    const double period = std::min(made / static_cast<double>(steps), LONGEST_STEP);
-    if (signal == 0.0)
-        wait.Start(period);
-    else
-        wait.SetWaitTime(period);
+    if (!(milliseconds > signal)) return;
+    if (signal == 0.0) origin = clock.Milliseconds();
     signal = milliseconds;
+    isNew = true;
 }
 
 }  // namespace host

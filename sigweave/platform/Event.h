@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "sigweave/platform/Export.h"
 
 namespace tc {
@@ -15,6 +17,7 @@ class TC_API Event {
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
 
+    // Also from a signal handler.
     void Set();
     void Reset();
     // What the waiting functions take. Valid while the event lives; null when the system could give none.
@@ -26,6 +29,9 @@ class TC_API Event {
 
 // Waits until the handle is signalled, at most so long; an infinite time waits for as long as it takes.
 TC_API WaitResult WaitForHandle(void* handle, double milliseconds);
+// The same for several: answers the position of the first that is signalled, which stays so, or -1 when the
+// time has passed or a handle is none (null). Of no handles it waits out the time.
+TC_API int WaitForAnyHandle(std::span<void* const> handles, double milliseconds);
 TC_API void ResetEvent(void* handle);
 
 TC_API void SleepMilliseconds(int milliseconds);

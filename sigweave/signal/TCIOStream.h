@@ -162,6 +162,8 @@ class TC_API TCIOStream {
     int PeekIntData(int block, const int*& data, int* rows, int* cols) const;
     int PeekDblData(int block, const double*& data, int* rows, int* cols) const;
     int PeekStrData(int block, const TCString*& data) const;
+    // A waiting block, without taking it; null when there is none. Valid until it is taken.
+    const Block* GetWaitingBlock(int block) const;
     // Metadata of the first waiting block, or null.
     const TCTypeInfo* PeekTI() const;
     // State of the first waiting block, or with `combine` of all waiting blocks together.

@@ -288,6 +288,10 @@ int TCIOStream::LongestQueue(int* fanIndex) const {
     return longest;
 }
 
+const TCIOStream::Block* TCIOStream::GetWaitingBlock(int block) const {
+    return QueuedBlock(block);
+}
+
 int TCIOStream::GetBlockLen(int block, int segment) const {
     const DataSegment* found = PeekSegment(block, segment, UNDEF);
     return found != nullptr ? found->GetElementCount() : 0;

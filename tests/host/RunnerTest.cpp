@@ -128,9 +128,10 @@ TEST(Runner, AnInterruptedSourceEndsItsSignalAndEverythingIsProcessed) {
     bench.Add<TestSource>("source", "blocks=0\n");
     bench.Add<TestJoin>("sum");
     bench.Wire("source", "sum");
-    const std::atomic<bool> interrupt{true};
+    host::Interruption interruption;
+    interruption.Raise();
     host::RunOptions options;
-    options.interrupt = &interrupt;
+    options.interruption = &interruption;
     const RunReport report = bench.Run(options);
     EXPECT_EQ(report.verdict, Verdict::Interrupted);
     EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
@@ -156,17 +157,6 @@ TEST(Topology, SortsFindsCyclesAndTakesLongChains) {
     const host::Topology topology = host::SortTopologically(100001, chain);
     EXPECT_EQ(topology.order.front(), 100000);
     EXPECT_TRUE(topology.cycles.empty());
-}
-
-TEST(PositionSet, FindsTheLargest) {
-    host::PositionSet set(200);
-    EXPECT_EQ(set.Largest(), -1);
-    for (const int position : {0, 63, 64, 199}) set.Add(position);
-    for (const int position : {199, 64, 63, 0}) {
-        EXPECT_EQ(set.Largest(), position);
-        set.Remove(position);
-    }
-    EXPECT_EQ(set.Largest(), -1);
 }
 
 }  // namespace

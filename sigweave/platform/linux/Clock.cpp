@@ -4,10 +4,15 @@
 #include <sched.h>
 #include <time.h>
 
+#include <span>
+
+#include "sigweave/platform/Event.h"
+
 namespace tc {
 
 namespace {
 constexpr std::int64_t NANOSECONDS_PER_SECOND = 1'000'000'000;
+constexpr double NANOSECONDS_PER_MILLISECOND = 1e6;
 
 timespec Now(clockid_t clock) {
     timespec now{};
@@ -23,6 +28,31 @@ std::int64_t PerformanceCounter() {
 
 std::int64_t PerformanceFrequency() {
     return NANOSECONDS_PER_SECOND;
+}
+
+Clock::~Clock() = default;
+
+namespace {
+
+class Machine final : public Clock {
+ public:
+    double Milliseconds() override {
+        return static_cast<double>(PerformanceCounter()) / NANOSECONDS_PER_MILLISECOND;
+    }
+    bool WaitUntil(double milliseconds, void* stop) override {
+        void* const handles[] = {stop};
+        const std::span<void* const> awaited(handles, stop != nullptr ? 1 : 0);
+        for (double rest; (rest = milliseconds - Milliseconds()) > 0.0;)
+            if (WaitForAnyHandle(awaited, rest) >= 0) return false;
+        return true;
+    }
+};
+
+}  // namespace
+
+Clock& MachineClock() {
+    static Machine clock;
+    return clock;
 }
 
 double WallClockMilliseconds() {

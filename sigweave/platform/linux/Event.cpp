@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 #include "sigweave/platform/Clock.h"
 
@@ -36,6 +37,16 @@ double Now() {
     return static_cast<double>(PerformanceCounter()) * 1000 / static_cast<double>(PerformanceFrequency());
 }
 
+// As poll: the number of handles that something is the matter with, 0 when the time has passed.
+int WaitFor(std::span<pollfd> waited, double milliseconds) {
+    const double due = Now() + std::min(milliseconds, LONGEST_WAIT);
+    while (true) {
+        const timespec rest = ToTimespec(std::max(due - Now(), 0.0));
+        const int count = ppoll(waited.data(), waited.size(), &rest, nullptr);
+        if (count >= 0 || errno != EINTR) return count;
+    }
+}
+
 }  // namespace
 
 Event::Event() : descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
@@ -59,14 +70,19 @@ void* Event::GetHandle() const {
 WaitResult WaitForHandle(void* handle, double milliseconds) {
     pollfd waited{ToDescriptor(handle), POLLIN, 0};
     if (waited.fd < 0) return WAIT_FAILED;
-    const double due = Now() + std::min(milliseconds, LONGEST_WAIT);
-    while (true) {
-        const timespec rest = ToTimespec(std::max(due - Now(), 0.0));
-        const int count = ppoll(&waited, 1, &rest, nullptr);
-        if (count > 0) return (waited.revents & POLLIN) != 0 ? WAIT_SIGNALLED : WAIT_FAILED;
-        if (count == 0) return WAIT_TIMED_OUT;
-        if (errno != EINTR) return WAIT_FAILED;
-    }
+    const int count = WaitFor({&waited, 1}, milliseconds);
+    if (count == 0) return WAIT_TIMED_OUT;
+    return count > 0 && (waited.revents & POLLIN) != 0 ? WAIT_SIGNALLED : WAIT_FAILED;
+}
+
+int WaitForAnyHandle(std::span<void* const> handles, double milliseconds) {
+    std::vector<pollfd> waited;
+    for (void* const handle : handles) waited.push_back({ToDescriptor(handle), POLLIN, 0});
+    const auto isNone = [](const pollfd& entry) { return entry.fd < 0; };
+    if (std::ranges::any_of(waited, isNone) || WaitFor(waited, milliseconds) <= 0) return -1;
+    const auto isSignalled = [](const pollfd& entry) { return (entry.revents & POLLIN) != 0; };
+    const auto found = std::ranges::find_if(waited, isSignalled);
+    return found != waited.end() ? static_cast<int>(found - waited.begin()) : -1;
 }
 
 void ResetEvent(void* handle) {

@@ -1,9 +1,29 @@
 #include "sigweave/platform/Process.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <system_error>
+
+namespace {
+
+constexpr int ENDS[] = {SIGINT, SIGTERM, SIGHUP};
+
+void (*onInterrupt)() = nullptr;
+
+extern "C" void HandleEnd(int) {
+    for (const int number : ENDS) signal(number, SIG_DFL);
+    onInterrupt();
+}
+
+bool IsIgnored(int number) {
+    struct sigaction current {};
+    sigaction(number, nullptr, &current);
+    return current.sa_handler == SIG_IGN;
+}
+
+}  // namespace
 
 bool TCIsTerminal(StandardStream stream) {
     return isatty(static_cast<int>(stream)) == 1;
@@ -13,4 +33,12 @@ std::string TCGetProgramFolder() {
     std::error_code failed;
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failed);
     return failed ? std::string() : program.parent_path().string();
+}
+
+void TCOnInterrupt(void (*handler)()) {
+    onInterrupt = handler;
+    struct sigaction action {};  // without SA_RESTART
+    action.sa_handler = HandleEnd;
+    for (const int number : ENDS)
+        if (number != SIGHUP || !IsIgnored(number)) sigaction(number, &action, nullptr);
 }
