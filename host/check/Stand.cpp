@@ -337,12 +337,6 @@ void Stand::Collect(OutputRecord* record) {
     }
 }
 
-void Stand::ClearFolder() {
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(".", ignored))
-        std::filesystem::remove_all(entry.path(), ignored);
-}
-
 Answer Stand::Run(BlockMaker& maker, const std::vector<BlockPlan>& plans, OutputRecord* record) {
     Answer answer = Begin();
     if (!answer.IsRefusal()) answer = Pump(record);
