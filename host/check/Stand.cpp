@@ -233,6 +233,7 @@ std::vector<Wiring> Stand::AcceptedWirings(CheckSubject& subject, int inputs) {
 }
 
 Answer Stand::Judge(const char* call, int code) {
+    subject.CheckPlace();
     if (code >= 0) return {code, call, {}};
     std::string text = extended != nullptr ? Text(extended->GetLastErrorText()) : std::string();
     if (text.empty() && module->GetPortHelper() != nullptr)

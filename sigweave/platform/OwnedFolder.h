@@ -20,7 +20,7 @@ class OwnedFolder {
     // `parent`. Null when it cannot be made; `failed` says why.
     static std::unique_ptr<OwnedFolder> MakeTemporary(const std::string& prefix, std::error_code& failed,
                                                       const std::filesystem::path& parent = {});
-    // Under this path. Its parent must be there; a folder or file of that name is an error.
+    // Under this path, where nothing may be yet. Missing folders above it are made too, and stay.
     static std::unique_ptr<OwnedFolder> Make(const std::filesystem::path& path, std::error_code& failed);
     // Takes the folder away with all that is in it.
     ~OwnedFolder();

@@ -137,9 +137,12 @@ std::unique_ptr<OwnedFolder> OwnedFolder::MakeAt(int parent, const fs::path& pat
 }
 
 std::unique_ptr<OwnedFolder> OwnedFolder::Make(const fs::path& path, std::error_code& failed) {
-    fs::path whole = fs::absolute(path, failed).lexically_normal();
+    fs::path whole = fs::absolute(path, failed);
+    while (whole.has_parent_path() && (whole.filename().empty() || whole.filename() == ".") &&
+           whole != whole.parent_path())
+        whole = whole.parent_path();
+    if (!failed) fs::create_directories(whole.parent_path(), failed);
     if (failed) return nullptr;
-    if (whole.filename().empty()) whole = whole.parent_path();
     const int parent = open(whole.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (parent < 0) {
         failed = LastError();
