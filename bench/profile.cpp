@@ -6,9 +6,11 @@
 #include <glib.h>
 #include <stdlib.h>
 
-#include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "sigweave/platform/OwnedFolder.h"
 
 namespace {
 
@@ -33,16 +35,20 @@ std::vector<Name> Names(int count = NAMES) {
 // Where the hives lie, while the object lives.
 class Folder {
  public:
-    Folder() : path((std::filesystem::temp_directory_path() / "bench-profile-XXXXXX").string()) {
-        if (mkdtemp(path.data()) == nullptr) std::abort();
+    Folder() : own(tc::OwnedFolder::MakeTemporary("bench-profile-", failed)) {
+        if (own == nullptr) std::abort();
+        path = own->Path().string();
         setenv("SIGWEAVE_USER_HIVE", (path + "/user.db").c_str(), 1);
         setenv("SIGWEAVE_MACHINE_HIVE", (path + "/machine.db").c_str(), 1);
     }
-    ~Folder() { std::filesystem::remove_all(path); }
     Folder(const Folder&) = delete;
     Folder& operator=(const Folder&) = delete;
 
     std::string path;
+
+ private:
+    std::error_code failed;
+    std::unique_ptr<tc::OwnedFolder> own;
 };
 
 using SaveInt = void (*)(const char*, const char*, int);

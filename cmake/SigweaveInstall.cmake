@@ -16,10 +16,14 @@ function(sigweave_relative variable from to)
   set(${variable} "${path}" PARENT_SCOPE)
 endfunction()
 
-# The run path of a target that is installed in `folder`.
-function(sigweave_find_library_from folder)
+# The run path of a target that is built in `built` and installed in `folder`: one for both places, since a run path that
+# is replaced at the installation leaves an empty entry in what is built, and that is the current directory.
+function(sigweave_find_library_from built folder)
+  sigweave_relative(near ${built} lib)
   sigweave_relative(path ${folder} ${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH "$ORIGIN/${path}")
+  set(paths "$ORIGIN/${near}" "$ORIGIN/${path}")
+  list(REMOVE_DUPLICATES paths)
+  set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH "${paths}" BUILD_WITH_INSTALL_RPATH ON)
 endfunction()
 
 install(TARGETS sigweave EXPORT sigweave-targets
@@ -45,13 +49,13 @@ configure_file(cmake/sigweave.pc.in ${CMAKE_BINARY_DIR}/install/sigweave.pc @ONL
 install(FILES ${CMAKE_BINARY_DIR}/install/sigweave.pc DESTINATION ${SIGWEAVE_INSTALL_PKGCONFIG} COMPONENT development)
 
 install(TARGETS sigweave-host RUNTIME COMPONENT host)
-sigweave_find_library_from(${CMAKE_INSTALL_BINDIR} sigweave-host)
+sigweave_find_library_from(bin ${CMAKE_INSTALL_BINDIR} sigweave-host)
 install(DIRECTORY examples/ DESTINATION ${SIGWEAVE_INSTALL_SHARE}/examples COMPONENT host
         PATTERN CMakeLists.txt EXCLUDE PATTERN gain EXCLUDE)
 install(DIRECTORY examples/gain DESTINATION ${SIGWEAVE_INSTALL_SHARE}/examples COMPONENT development)
 
 get_target_property(names modules MANUALLY_ADDED_DEPENDENCIES)
 install(TARGETS ${names} LIBRARY DESTINATION ${SIGWEAVE_INSTALL_MODULES} COMPONENT modules)
-sigweave_find_library_from(${SIGWEAVE_INSTALL_MODULES} ${names})
+sigweave_find_library_from(lib/sigweave/modules ${SIGWEAVE_INSTALL_MODULES} ${names})
 
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)

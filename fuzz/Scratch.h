@@ -1,34 +1,29 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
+#include <system_error>
+
+#include "sigweave/platform/OwnedFolder.h"
 
 namespace fuzz {
 
+// In memory where the system has such a folder.
+inline std::filesystem::path ScratchBase() {
+    std::error_code ignored;
+    const bool isThere = std::filesystem::is_directory("/dev/shm", ignored);
+    return isThere ? std::filesystem::path("/dev/shm") : std::filesystem::temp_directory_path();
+}
+
 // A name in a folder that is the process's own and goes with it.
 inline std::string ScratchFile(const std::string& name) {
-    struct Folder {
-        Folder() : path(Base() / ("sigweave-fuzz-" + std::to_string(getpid()))) {
-            std::filesystem::create_directories(path);
-        }
-        ~Folder() {
-            std::error_code ignored;
-            std::filesystem::remove_all(path, ignored);
-        }
-        // In memory where the system has such a folder.
-        static std::filesystem::path Base() {
-            std::error_code ignored;
-            return std::filesystem::is_directory("/dev/shm", ignored)
-                       ? std::filesystem::path("/dev/shm")
-                       : std::filesystem::temp_directory_path();
-        }
-        std::filesystem::path path;
-    };
-    static const Folder folder;
-    return (folder.path / name).string();
+    static std::error_code failed;
+    static const std::unique_ptr<tc::OwnedFolder> folder =
+        tc::OwnedFolder::MakeTemporary("sigweave-fuzz-", failed, ScratchBase());
+    if (folder == nullptr) throw std::system_error(failed, "no scratch folder");
+    return (folder->Path() / name).string();
 }
 
 // The input as a file.

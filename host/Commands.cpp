@@ -12,6 +12,7 @@
 #include "host/RecordDiff.h"
 #include "host/Report.h"
 #include "sigweave/platform/Process.h"
+#include "sigweave/platform/StandardStreams.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host {
@@ -111,10 +112,29 @@ std::string OpenLog(const CommandOptions& options) {
     return runlog::Open(options.log);
 }
 
+// The report and messages go their own way; what modules print is lost or goes elsewhere.
+void TellLostStreams() {
+    static constexpr Bilingual CLOSED(
+        "a module closed %1; what modules print there is lost",
+        "ein Modul hat %1 geschlossen; was Module dorthin schreiben, ist verloren");
+    static constexpr Bilingual REDIRECTED(
+        "a module led %1 elsewhere; what modules print there is not seen",
+        "ein Modul hat %1 umgelenkt; was Module dorthin schreiben, erscheint nicht");
+    static constexpr std::pair<StandardStream, Bilingual> STREAMS[] = {
+        {StandardStream::Output, {"standard output", "die Standardausgabe"}},
+        {StandardStream::Error, {"standard error", "die Fehlerausgabe"}}};
+    for (const auto& [stream, name] : STREAMS) {
+        const tc::StreamChange change = tc::WhatBecameOf(stream);
+        if (change == tc::StreamChange::None) continue;
+        console::Warning((change == tc::StreamChange::Closed ? CLOSED : REDIRECTED).With({name.Text()}));
+    }
+}
+
 int RunLogged(const CommandOptions& options) {
     const OpenGraph open(options);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
     const RunReport report = RunWithSignals(*open.graph, options.realtime);
+    TellLostStreams();
     const std::string verdict = WriteVerdict(report, options.graph);
     runlog::StateOf("", verdict);
     if (options.json) console::Say(verdict);

@@ -8,6 +8,7 @@
 
 #include "host/RunLog.h"
 #include "sigweave/platform/Process.h"
+#include "sigweave/platform/StandardStreams.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host::console {
@@ -22,9 +23,15 @@ std::string progress;
 std::map<std::string, std::string> instances;
 std::function<std::string()> currentSpeaker;
 
+// False when not all of it was written.
+bool WriteTo(StandardStream stream, const std::string& text) {
+    std::FILE* const file = tc::KeptStream(stream);
+    return file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size() &&
+           std::fflush(file) == 0;
+}
+
 void Write(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
-    std::fflush(stderr);
+    WriteTo(StandardStream::Error, text);
 }
 
 }  // namespace
@@ -45,8 +52,8 @@ void Warning(const std::string& text) {
 }
 
 bool Print(const std::string& text) {
-    const bool written =
-        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    std::fflush(stdout);  // what modules printed stands before it
+    const bool written = WriteTo(StandardStream::Output, text);
     if (!written)
         Error(Bilingual(
                   "standard output cannot be written; is the disk full, or the reader gone?",

@@ -4,13 +4,16 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "host/Commands.h"
 #include "host/Console.h"
 #include "host/ModuleCatalogue.h"
 #include "host/ModuleTemplate.h"
+#include "sigweave/platform/OwnedFolder.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
@@ -188,9 +191,11 @@ std::string WriteFile(const fs::path& path, const std::string& text) {
     return tc::WhyNotWritten(path.string(), std::generic_category().message(errno));
 }
 
-std::string WriteFiles(const fs::path& folder, const std::string& name) {
+// Names each file in `written` before it is there.
+std::string WriteFiles(const fs::path& folder, const std::string& name, std::vector<std::string>& written) {
     for (const TemplateFile& file : ModuleTemplate()) {
-        std::string error = WriteFile(folder / Rename(file.name, name), Rename(file.text, name));
+        written.push_back(Rename(file.name, name));
+        std::string error = WriteFile(folder / written.back(), Rename(file.text, name));
         if (!error.empty()) return error;
     }
     return "";
@@ -256,16 +261,20 @@ int WriteNewModule(const NewModuleOptions& options) {
                       "anderen Ort")
                 .With({folder.string()}),
             EXIT_WRONG_INPUT);
-    fs::create_directories(folder, failed);
-    if (failed)
+    const std::unique_ptr<tc::OwnedFolder> made = tc::OwnedFolder::Make(folder, failed);
+    if (made == nullptr)
         return Refuse(
             Bilingual("the folder %1 cannot be made: %2", "der Ordner %1 lässt sich nicht anlegen: %2")
                 .With({folder.string(), failed.message()}),
             EXIT_INCOMPLETE);
-    const std::string error = WriteFiles(folder, options.name);
-    if (error.empty()) return ShowNextSteps(folder, options.name);
-    fs::remove_all(folder, failed);
-    return Refuse(error, EXIT_INCOMPLETE);
+    std::vector<std::string> written;
+    const std::string error = WriteFiles(folder, options.name, written);
+    if (!error.empty()) {
+        made->RemoveFiles(written);
+        return Refuse(error, EXIT_INCOMPLETE);
+    }
+    made->Keep();
+    return ShowNextSteps(folder, options.name);
 }
 
 }  // namespace host

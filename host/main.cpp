@@ -13,6 +13,7 @@
 #include "host/Language.h"
 #include "host/NewModule.h"
 #include "host/ProfileCommand.h"
+#include "sigweave/platform/StandardStreams.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
 
@@ -270,6 +271,7 @@ std::optional<int> Parse(CLI::App& app, std::vector<std::string> arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    tc::KeepStandardStreams();
     std::setlocale(LC_CTYPE, "");   // texts are in the user's character set; numbers stay as they are
     std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is an error to report, not an end
     std::vector<std::string> arguments(argv + 1, argv + argc);

@@ -11,8 +11,10 @@ namespace {
 
 using tc::Bilingual;
 
-constexpr Bilingual STATUS_WORDS[] = {
-    {"passed", "bestanden"}, {"FAILED", "DURCHGEFALLEN"}, {"not applicable", "entfällt"}};
+constexpr Bilingual STATUS_WORDS[] = {{"passed", "bestanden"},
+                                      {"FAILED", "DURCHGEFALLEN"},
+                                      {"not applicable", "entfällt"},
+                                      {"warning", "Warnung"}};
 
 void AddRows(const CheckReport& report, const CheckResult& result,
              std::vector<std::vector<std::string>>& rows) {
@@ -27,6 +29,13 @@ void AddRows(const CheckReport& report, const CheckResult& result,
                 .With({report.library, result.module, finding.seed}));
 }
 
+std::string Warnings(int count) {
+    if (count == 0) return {};
+    static constexpr Bilingual ONE(", %1 warning", ", %1 Warnung");
+    static constexpr Bilingual SEVERAL(", %1 warnings", ", %1 Warnungen");
+    return (count == 1 ? ONE : SEVERAL).With({std::to_string(count)});
+}
+
 std::string NeverRun(const CheckReport& report) {
     std::string names;
     for (const CheckResult& result : report.results)
@@ -36,6 +45,13 @@ std::string NeverRun(const CheckReport& report) {
     return Bilingual("never run: %1; what such a module does in a run was not checked\n",
                      "nie gelaufen: %1; was ein solches Modul im Lauf tut, wurde nicht geprüft\n")
         .With({names});
+}
+
+// For programs, so the same in every language.
+const char* Confinement(const tc::Confinement& confinement) {
+    if (confinement.IsNone()) return "none";
+    if (!confinement.namespaces) return "file rules";
+    return confinement.fileRules > 0 ? "namespaces and file rules" : "namespaces";
 }
 
 }  // namespace
@@ -58,11 +74,12 @@ std::string WriteText(const CheckReport& report) {
     const bool failed = report.Count(Finding::FAILED) > 0;
     const Bilingual& verdict = failed ? STATUS_WORDS[Finding::FAILED] : STATUS_WORDS[Finding::PASSED];
     return text + calls + NeverRun(report) +
-           Bilingual("%1: %2 passed, %3 failed, %4 not applicable, in %5 s\n",
-                     "%1: %2 bestanden, %3 durchgefallen, %4 entfallen, in %5 s\n")
+           Bilingual("%1: %2 passed, %3 failed, %4 not applicable%6, in %5 s\n",
+                     "%1: %2 bestanden, %3 durchgefallen, %4 entfallen%6, in %5 s\n")
                .With({verdict.Text(), std::to_string(report.Count(Finding::PASSED)),
                       std::to_string(report.Count(Finding::FAILED)),
-                      std::to_string(report.Count(Finding::NOT_APPLICABLE)), NumberText(report.seconds, 3)});
+                      std::to_string(report.Count(Finding::NOT_APPLICABLE)), NumberText(report.seconds, 3),
+                      Warnings(report.Count(Finding::WARNING))});
 }
 
 std::string WriteJson(const CheckReport& report) {
@@ -86,7 +103,9 @@ std::string WriteJson(const CheckReport& report) {
                            {"failed", failed},
                            {"not_applicable", report.Count(Finding::NOT_APPLICABLE)},
                            {"checks", std::move(checks)},
-                           {"calls", report.calls}};
+                           {"calls", report.calls},
+                           {"warnings", report.Count(Finding::WARNING)},
+                           {"confinement", Confinement(report.confinement)}};
     return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

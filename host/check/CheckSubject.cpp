@@ -13,6 +13,40 @@ using tc::Bilingual;
 
 namespace {
 
+using Change = tc::ChildPlace::Change;
+
+struct PlaceFault {
+    Change change;
+    Bilingual reason;  // with what was found
+    Bilingual remedy;
+};
+
+constexpr PlaceFault PLACE_FAULTS[] = {
+    {Change::Elsewhere,
+     {"it changed the working directory to '%1'", "es wechselte das Arbeitsverzeichnis nach '%1'"},
+     {"the working directory belongs to the host and to all its modules; open files by their whole path",
+      "das Arbeitsverzeichnis gehört dem Programm und allen Modulen; öffnen Sie Dateien mit dem ganzen "
+      "Pfad"}},
+    {Change::Replaced,
+     {"it renamed or replaced the folder in which it works",
+      "es benannte den Ordner um, in dem es arbeitet, oder ersetzte ihn"},
+     {"make, rename and remove only files and folders of the module's own",
+      "legen Sie nur eigene Dateien und Ordner an, und benennen und löschen Sie nur solche"}},
+    {Change::Closed,
+     {"it closed the file descriptor %1, which it had not opened",
+      "es schloss den Dateideskriptor %1, den es nicht geöffnet hatte"},
+     {"close only what the module opened, and once",
+      "schließen Sie nur, was das Modul geöffnet hat, und nur einmal"}},
+    {Change::Redirected,
+     {"it led the standard stream %1 elsewhere", "es lenkte den Standardkanal %1 um"},
+     {"the standard streams belong to the host; send texts with TCModuleMessage, and write files of the "
+      "module's "
+      "own",
+      "die Standardkanäle gehören dem Programm; senden Sie Texte mit TCModuleMessage, und schreiben Sie "
+      "eigene "
+      "Dateien"}},
+};
+
 void DropMessage(const char*, TCModuleMessage::Types, const char*) {}
 
 }  // namespace
@@ -24,6 +58,27 @@ const ModuleLibrary& CheckSubject::Library() {
     library = ModuleLibrary::Open(options.library, error);
     if (library == nullptr) DoesNotApply(error);
     return *library;
+}
+
+void CheckSubject::CheckPlace() const {
+    const tc::ChildPlace::Finding found = place.WhatChanged();
+    if (found.change == Change::None) return;
+    const PlaceFault& fault = *std::ranges::find(PLACE_FAULTS, found.change, &PlaceFault::change);
+    Fail(fault.reason.With({found.what}), fault.remedy.Text());
+}
+
+void CheckSubject::EnterFreshFolder() {
+    CheckPlace();
+    if (!place.EnterFresh())
+        Fail(
+            Bilingual("the check could not make an empty folder for the next run",
+                      "die Prüfung konnte für den nächsten Lauf keinen leeren Ordner anlegen")
+                .Text(),
+            Bilingual(
+                "close only what the module opened, and write less than the folder for temporary files holds",
+                "schließen Sie nur, was das Modul geöffnet hat, und schreiben Sie weniger, als in den "
+                "Ordner für temporäre Dateien passt")
+                .Text());
 }
 
 int CheckSubject::Kind() {

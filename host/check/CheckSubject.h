@@ -32,8 +32,12 @@ using Settings = std::vector<std::pair<std::string, std::string>>;
 class CheckSubject {
  public:
     CheckSubject(const CheckOptions& checkOptions, const Settings& checkSettings, std::string moduleId,
-                 const tc::ChildReport& childReport)
-        : options(checkOptions), settings(checkSettings), id(std::move(moduleId)), report(childReport) {}
+                 const tc::ChildReport& childReport, tc::ChildPlace& childPlace)
+        : options(checkOptions),
+          settings(checkSettings),
+          id(std::move(moduleId)),
+          report(childReport),
+          place(childPlace) {}
 
     static constexpr char TELLS_SCENE = 'p';
     static constexpr char TELLS_CALL = 'c';
@@ -48,6 +52,11 @@ class CheckSubject {
     // File names are absolute where the parameter names an input.
     const Settings& GivenSettings() const { return settings; }
     const std::string& Id() const { return id; }
+    // Goes on in an empty folder, as each run does. Throws a finding when the module left the old one, or did
+    // something to the standard streams; nothing is taken away.
+    void EnterFreshFolder();
+    // Throws that finding alone.
+    void CheckPlace() const;
     // Opened at the first call; throws a finding when it cannot be used.
     const ModuleLibrary& Library();
     int Kind();
@@ -61,6 +70,7 @@ class CheckSubject {
     const Settings& settings;
     std::string id;
     const tc::ChildReport& report;
+    tc::ChildPlace& place;
     std::unique_ptr<ModuleLibrary> library;
 };
 

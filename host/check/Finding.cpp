@@ -3,12 +3,16 @@
 namespace host::check {
 
 const char* ToText(Finding::Status status) {
-    constexpr const char* WORDS[] = {"passed", "failed", "not applicable"};
+    constexpr const char* WORDS[] = {"passed", "failed", "not applicable", "warning"};
     return WORDS[status];
 }
 
 Finding Passed(const std::string& what) {
     return {Finding::PASSED, what, {}};
+}
+
+Finding Warned(const std::string& reason, const std::string& remedy) {
+    return {Finding::WARNING, reason, remedy};
 }
 
 void Fail(const std::string& reason, const std::string& remedy) {

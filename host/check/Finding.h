@@ -6,7 +6,8 @@ namespace host::check {
 
 // What one check found.
 struct Finding {
-    enum Status { PASSED, FAILED, NOT_APPLICABLE };
+    // WARNING: passed, but something is most likely not meant so.
+    enum Status { PASSED, FAILED, NOT_APPLICABLE, WARNING };
 
     Status status = PASSED;
     std::string reason;     // of PASSED: what was looked at
@@ -17,11 +18,12 @@ struct Finding {
     bool skipped = false;   // NOT_APPLICABLE, since a check that it needs failed or was skipped
 };
 
-// "passed", "failed" or "not applicable", in every language: for the JSON report.
+// "passed", "failed", "not applicable" or "warning", in every language: for the JSON report.
 const char* ToText(Finding::Status status);
 
 // Checks end by throwing what they found, or by returning.
 Finding Passed(const std::string& what);
+Finding Warned(const std::string& reason, const std::string& remedy);
 [[noreturn]] void Fail(const std::string& reason, const std::string& remedy);
 [[noreturn]] void DoesNotApply(const std::string& reason, const std::string& remedy = {});
 

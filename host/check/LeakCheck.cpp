@@ -60,7 +60,7 @@ Loss LossOfRuns(CheckSubject& subject, const Wiring& wiring, double seconds) {
     Stand stand(subject);
     stand.Wire(wiring);
     return Measure(RUNS_A_ROUND, seconds, [&] {
-        Stand::ClearFolder();
+        subject.EnterFreshFolder();
         BlockMaker maker(SIGNAL_SEED);
         stand.Run(maker, LongSignal(), nullptr);
     });

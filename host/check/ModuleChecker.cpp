@@ -38,13 +38,6 @@ std::string LastLine(const std::string& text) {
     return text.substr(begin == std::string::npos ? 0 : begin + 1, end - begin).substr(0, MOST_QUOTED);
 }
 
-tc::ChildPlan Plan(const CheckOptions& options) {
-    tc::ChildPlan plan;
-    plan.time = std::chrono::milliseconds(static_cast<std::int64_t>(options.timeLimit * 1000.0));
-    plan.fileVariables = {"SIGWEAVE_USER_HIVE", "SIGWEAVE_MACHINE_HIVE"};
-    return plan;
-}
-
 void Tell(const tc::ChildReport& report, const Finding& finding) {
     report.Tell(STATUS, std::to_string(finding.status));
     report.Tell(REASON, finding.reason);
@@ -67,9 +60,30 @@ Finding WhatItFinds(const NamedCheck& check, CheckSubject& subject) {
         } catch (const Finding& thrownFinding) {
             finding = thrownFinding;
         }
+        try {
+            if (finding.status != Finding::FAILED) subject.CheckPlace();
+        } catch (const Finding& thrownFinding) {
+            finding = thrownFinding;
+        }
     });
     return thrown.empty() ? finding : ThrownBy(thrown);
 }
+
+constexpr int RULES_WITH_TRUNCATION = 3;
+constexpr Bilingual CAN_EMPTY(
+    "this system confines %1 by its rules for files alone: it can still empty the files that you may write, "
+    "and "
+    "change the modes of yours",
+    "dieses System schließt %1 nur mit seinen Dateiregeln ein: sie kann noch Dateien leeren, die Sie "
+    "schreiben "
+    "dürfen, und die Rechte Ihrer Dateien ändern");
+constexpr Bilingual CAN_CHANGE_MODES(
+    "this system confines %1 by its rules for files alone: it can still change the modes and times of your "
+    "files, "
+    "and reach the network",
+    "dieses System schließt %1 nur mit seinen Dateiregeln ein: sie kann noch Rechte und Zeiten Ihrer Dateien "
+    "ändern "
+    "und das Netz erreichen");
 
 struct Ending {
     ChildEnd::Kind kind;
@@ -95,19 +109,39 @@ constexpr Ending ENDINGS[] = {
      {"close only what the module opened, and once",
       "schließen Sie nur, was das Modul geöffnet hat, und nur einmal"}},
     {ChildEnd::Kind::NotStarted,
-     {"the check could not be started (%1)", "die Prüfung ließ sich nicht starten (%1)"},
-     {"look for room in the folder for temporary files",
-      "prüfen Sie den Platz im Ordner für temporäre Dateien"}},
+     {"the check could not be started: %1", "die Prüfung ließ sich nicht starten: %1"},
+     {"look for room and rights in the folder for temporary files (TMPDIR), and for the limits of processes",
+      "prüfen Sie Platz und Rechte im Ordner für temporäre Dateien (TMPDIR) und die Grenzen für Prozesse"}},
+    {ChildEnd::Kind::Signalled,
+     {"it sent a signal to the program that checks it%1", "es sandte dem prüfenden Programm ein Signal%1"},
+     {"a module ends nothing but its own work; answer a negative code, and signal only processes that it "
+      "started",
+      "ein Modul beendet nur seine eigene Arbeit; antworten Sie einen negativen Code, und senden Sie Signale "
+      "nur an "
+      "eigene Prozesse"}},
     {ChildEnd::Kind::Finished, {"the check told nothing", "die Prüfung sagte nichts"}, ""},
 };
+
+constexpr Bilingual STEPS[] = {{"no temporary folder could be made for it (%1)",
+                                "für sie ließ sich kein temporärer Ordner anlegen (%1)"},
+                               {"no process could be started (%1)", "es ließ sich kein Prozess starten (%1)"},
+                               {"it could not be confined as at the beginning (%1)",
+                                "sie ließ sich nicht einschließen wie am Anfang (%1)"},
+                               {"its temporary folder could not be entered (%1)",
+                                "ihr temporärer Ordner ließ sich nicht betreten (%1)"}};
+
+std::string WhyNotStarted(const ChildEnd& end) {
+    const Bilingual& step = STEPS[static_cast<std::size_t>(end.step)];
+    return step.With({std::error_code(end.number, std::system_category()).message()});
+}
 
 // What a child that did not finish says of its module.
 Finding EndedBy(const ChildEnd& end, double timeLimit) {
     std::string insert = end.signal;
     if (end.kind == ChildEnd::Kind::Exited) insert = std::to_string(end.number);
     if (end.kind == ChildEnd::Kind::TimedOut) insert = NumberText(timeLimit, 6);
-    if (end.kind == ChildEnd::Kind::NotStarted)
-        insert = std::error_code(end.number, std::system_category()).message();
+    if (end.kind == ChildEnd::Kind::NotStarted) insert = WhyNotStarted(end);
+    if (end.kind == ChildEnd::Kind::Signalled && !insert.empty()) insert = ": " + insert;
     const Ending& ending = *std::ranges::find(ENDINGS, end.kind, &Ending::kind);
     Finding finding{Finding::FAILED, ending.reason.With({insert}), ending.remedy.Text()};
     const std::string said = LastLine(end.errors);
@@ -130,13 +164,52 @@ ModuleChecker::ModuleChecker(const CheckOptions& checkOptions) : options(checkOp
     report.seed = options.seed;
 }
 
+bool ModuleChecker::FindConfinement(std::string& error) {
+    tc::ChildEnd end;
+    report.confinement = tc::FindConfinement(end);
+    if (end.kind != ChildEnd::Kind::Finished)
+        error = EndedBy(end, options.timeLimit).reason + "; " + EndedBy(end, options.timeLimit).remedy;
+    else if (report.confinement.IsNone())
+        console::Warning(
+            Bilingual(
+                "this system offers no means to confine %1: it can change and delete all files that you can; "
+                "check only a library that you trust, or in a container of its own",
+                "dieses System bietet kein Mittel, %1 einzuschließen: sie kann alle Dateien ändern und "
+                "löschen, "
+                "die Sie ändern und löschen können; prüfen Sie nur eine Bibliothek, der Sie trauen, oder in "
+                "einem eigenen Container")
+                .With({options.library}));
+    else if (!report.confinement.namespaces)
+        console::Warning((report.confinement.fileRules < RULES_WITH_TRUNCATION ? CAN_EMPTY : CAN_CHANGE_MODES)
+                             .With({options.library}));
+    return error.empty();
+}
+
+tc::ChildPlan ModuleChecker::Plan() const {
+    tc::ChildPlan plan;
+    plan.time = std::chrono::milliseconds(static_cast<std::int64_t>(options.timeLimit * 1000.0));
+    plan.fileVariables = {"SIGWEAVE_USER_HIVE", "SIGWEAVE_MACHINE_HIVE"};
+    plan.confinement = report.confinement;
+    return plan;
+}
+
+ChildEnd ModuleChecker::RunInChild(const std::function<void(const tc::ChildReport&, tc::ChildPlace&)>& work,
+                                   const std::function<void(char, std::string_view)>& listen) const {
+    ChildEnd end = tc::RunInChild(Plan(), work, listen);
+    if (!end.left.empty())
+        console::Warning(Bilingual("not all of the temporary folder %1 could be removed; it is left",
+                                   "der temporäre Ordner %1 ließ sich nicht ganz entfernen; er bleibt stehen")
+                             .With({end.left}));
+    return end;
+}
+
 bool ModuleChecker::Prepare(std::string& error) {
-    return Look(error) && ChooseModule(error) && ReadSettings(error);
+    return FindConfinement(error) && Look(error) && ChooseModule(error) && ReadSettings(error);
 }
 
 // In a child too: opening the library runs code of it. When that dies, the checks tell how.
 bool ModuleChecker::Look(std::string& error) {
-    const auto look = [&](const tc::ChildReport& child) {
+    const auto look = [&](const tc::ChildReport& child, tc::ChildPlace&) {
         ModuleLibrary::Step step{};
         std::string reason;
         const auto library = ModuleLibrary::Open(options.library, reason, &step);
@@ -151,7 +224,7 @@ bool ModuleChecker::Look(std::string& error) {
             if (module != nullptr) library->destroy(static_cast<int>(kind), module);
         }
     };
-    RunInChild(Plan(options), look, [&](char tale, std::string_view text) {
+    RunInChild(look, [&](char tale, std::string_view text) {
         if (tale == UNREADABLE) error = text;
         if (tale == MODULE_ID) kinds.push_back({std::string(text), {}});
         if (tale == PARAMETER) kinds.back().parameters.emplace_back(text);
@@ -252,12 +325,12 @@ Finding ModuleChecker::Do(const std::string& module, const NamedCheck& check) {
         const bool isStep = tale == CheckSubject::TELLS_SCENE || tale == CheckSubject::TELLS_CALL;
         if (options.reproduce && isStep) report.calls.emplace_back(text);
     };
-    const auto work = [&](const tc::ChildReport& child) {
+    const auto work = [&](const tc::ChildReport& child, tc::ChildPlace& place) {
         HostWindow window;
-        CheckSubject subject(options, settings, module, child);
+        CheckSubject subject(options, settings, module, child, place);
         Tell(child, WhatItFinds(check, subject));
     };
-    const ChildEnd end = RunInChild(Plan(options), work, listen);
+    const ChildEnd end = RunInChild(work, listen);
     if (end.kind != ChildEnd::Kind::Finished || !told) {
         const std::string seed = finding.seed;
         finding = EndedBy(end, options.timeLimit);

@@ -21,17 +21,21 @@ struct CheckReport {
     double seconds = 0.0;
     std::vector<CheckResult> results;
     std::vector<std::string> calls;  // of a reproduced sequence
+    tc::Confinement confinement;     // of the library's code
 
     int Count(Finding::Status status) const;
 };
 
 // Puts a module library through all checks. Each check has a process of its own with limits of time and
-// memory, so the checker outlives whatever the library does. One thread.
+// memory, so the checker outlives whatever the library does, and is confined as far as the system can: all
+// but a temporary folder is read-only for it. One thread.
 class ModuleChecker {
  public:
     explicit ModuleChecker(const CheckOptions& checkOptions);
 
-    // False when the library cannot be read, or the options name what it does not have; `error` tells what.
+    // False when the library cannot be read, the options name what it does not have, or no check can be
+    // started; `error` tells what. Warns when the system cannot keep the library's code from the user's
+    // files.
     bool Prepare(std::string& error);
     // After Prepare.
     CheckReport Run();
@@ -42,6 +46,10 @@ class ModuleChecker {
         std::vector<std::string> parameters;
     };
 
+    bool FindConfinement(std::string& error);
+    tc::ChildPlan Plan() const;
+    tc::ChildEnd RunInChild(const std::function<void(const tc::ChildReport&, tc::ChildPlace&)>& work,
+                            const std::function<void(char, std::string_view)>& listen) const;
     bool Look(std::string& error);
     bool ReadSettings(std::string& error);
     bool ChooseModule(std::string& error);

@@ -73,6 +73,10 @@ void OutputRecord::Take(std::size_t output, TCIOStream& stream) {
         if (const TCTypeInfo* info = stream.GetTI()) {
             record.states.push_back(info->GetState());
             AddMetadata(record, where, *info);
+            TCString unit;
+            info->GetUnit().ToString(unit);
+            record.named += *info->GetSignalname() != '\0' ? 1 : 0;
+            record.withUnit += unit.IsEmpty() ? 0 : 1;
         }
         for (int i = 0; i < stream.SegmentCnt(); ++i) AddSegment(record, where, *stream.Segment(i));
     }
@@ -152,6 +156,14 @@ std::string OutputRecord::WrongStates(bool whole) const {
         if (whole && (before == START || before == BUSY))
             return Bilingual("%1: the signal does not end", "%1: das Signal endet nicht")
                 .With({Which(index, block)});
+    }
+    return {};
+}
+
+std::optional<OutputRecord::Nameless> OutputRecord::FirstNameless() const {
+    for (std::size_t index = 0; index < outputs.size(); ++index) {
+        const Output& output = outputs[index];
+        if (!output.states.empty() && output.named == 0) return Nameless{index, output.withUnit == 0};
     }
     return {};
 }

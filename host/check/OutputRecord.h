@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,13 @@ class OutputRecord {
     // What is wrong with the order of the states of the blocks, as a sentence. With `whole`, signals must
     // have ended.
     std::string WrongStates(bool whole) const;
+    // The first output all of whose blocks have metadata without a name, and whether they have no unit
+    // either.
+    struct Nameless {
+        std::size_t output = 0;
+        bool unitToo = false;
+    };
+    std::optional<Nameless> FirstNameless() const;
 
  private:
     struct Fact {
@@ -32,6 +40,8 @@ class OutputRecord {
         double firstTime = 0.0;
         bool hasTime = false;
         int blocks = 0;
+        int named = 0;
+        int withUnit = 0;
         std::vector<Fact> facts;
         std::vector<TCBLOCKSTATUS> states;
     };

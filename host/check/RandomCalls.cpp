@@ -287,7 +287,7 @@ Finding CheckRandomCalls(CheckSubject& subject) {
     for (; done < wanted && (done == 0 || std::chrono::steady_clock::now() - begin < time); ++done) {
         const std::uint64_t seed = first + static_cast<std::uint64_t>(done);
         subject.Seed(seed);
-        Stand::ClearFolder();
+        subject.EnterFreshFolder();
         Sequence(subject, seed).Play();
     }
     return Passed(Bilingual("%1 sequences of %2 steps, seeds %3 to %4",

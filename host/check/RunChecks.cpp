@@ -1,4 +1,7 @@
 #include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 
 #include "host/check/Checks.h"
 #include "host/check/Runs.h"
@@ -55,7 +58,7 @@ Answer Survive(CheckSubject& subject, const Wiring& wiring, const std::vector<Bl
                const Bilingual& scene) {
     Stand stand(subject);
     subject.Scene(Scene(wiring, scene.Text()));
-    Stand::ClearFolder();
+    subject.EnterFreshFolder();
     stand.Wire(wiring);
     BlockMaker maker(SIGNAL_SEED);
     return stand.Run(maker, plans, nullptr);
@@ -87,38 +90,108 @@ void MustNotRefuse(const Answer& answer, const char* what) {
                  .Text());
 }
 
+// What came of all runs so far.
+struct Yield {
+    int blocks = 0;
+    bool resultsOrFiles = false;
+    std::optional<OutputRecord::Nameless> nameless;
+
+    bool IsNothing() const { return blocks == 0 && !resultsOrFiles; }
+};
+
+Answer RunOnce(CheckSubject& subject, const Wiring& wiring, const std::string& scene,
+               const std::vector<BlockPlan>& plans, Yield& yield) {
+    Stand stand(subject);
+    subject.EnterFreshFolder();
+    stand.Wire(wiring);
+    subject.Scene(Scene(wiring, scene));
+    BlockMaker maker(SIGNAL_SEED);
+    OutputRecord record;
+    const Answer answer = stand.Run(maker, plans, &record);
+    std::error_code ignored;
+    const bool hasFiles =
+        std::filesystem::directory_iterator(".", ignored) != std::filesystem::directory_iterator();
+    const bool hasResults = stand.Extended() != nullptr && !stand.Extended()->GetResults().IsEmpty();
+    yield.blocks += stand.BlocksMade();
+    yield.resultsOrFiles = yield.resultsOrFiles || hasFiles || hasResults;
+    if (answer.IsRefusal()) return answer;
+    CheckStates(record, wiring, stand.IsSource());
+    if (!wiring.empty() && HasStates(wiring) && !yield.nameless) yield.nameless = record.FirstNameless();
+    return answer;
+}
+
+// Long, and at its end with values that no threshold passes over.
+std::vector<BlockPlan> PlentifulSignal() {
+    std::vector<BlockPlan> plans(64, {BUSY, 1024});
+    plans.front().state = START;
+    plans.push_back({BUSY, 1024, Content::Extreme});
+    plans.push_back({STOP, 1024});
+    return plans;
+}
+
+// A module with inputs and outputs of which nothing comes at all. It may only be slow, or wait for something.
+void MustYield(CheckSubject& subject, const std::vector<Wiring>& wirings, Yield& yield) {
+    const bool hasOutputs = Stand(subject).Module().GetNoOutput() > 0;
+    if (!hasOutputs || wirings.front().empty()) return;
+    for (const Wiring& wiring : wirings)
+        if (yield.IsNothing())
+            RunOnce(subject, wiring, Bilingual("a long signal", "ein langes Signal").Text(),
+                    PlentifulSignal(), yield);
+    if (yield.IsNothing())
+        Fail(
+            Bilingual(
+                "it makes no block, no result and no file of anything that it is fed",
+                "es macht aus nichts, was ihm zugeführt wird, einen Block, ein Ergebnis oder eine Datei")
+                .Text(),
+            Bilingual(
+                "write a block for those that Execute takes, as WriteDblData does; when it only answers to "
+                "certain signals, set it with --set PARAMETER=VALUE so that it answers to numbers between -1 "
+                "and 1",
+                "schreiben Sie einen Block zu denen, die Execute nimmt, wie WriteDblData es tut; antwortet "
+                "es "
+                "nur auf bestimmte Signale, so stellen Sie es mit --set PARAMETER=WERT so ein, dass es auf "
+                "Zahlen zwischen -1 und 1 antwortet")
+                .Text());
+}
+
+Finding WarnOfNameless(const OutputRecord::Nameless& nameless) {
+    static constexpr Bilingual NAME("output %1 forgets the name that its input has",
+                                    "Ausgang %1 vergisst den Namen, den sein Eingang hat");
+    static constexpr Bilingual NAME_AND_UNIT("output %1 forgets the name and the unit that its input has",
+                                             "Ausgang %1 vergisst Namen und Einheit, die sein Eingang hat");
+    return Warned(
+        (nameless.unitToo ? NAME_AND_UNIT : NAME).With({std::to_string(nameless.output)}),
+        Bilingual("call UseTypeInfoFromInput(output, input) in the constructor, or set them with "
+                  "SetTI_SignalName and SetTI_Unit",
+                  "rufen Sie im Konstruktor UseTypeInfoFromInput(Ausgang, Eingang) auf, oder setzen Sie "
+                  "sie mit SetTI_SignalName und SetTI_Unit")
+            .Text());
+}
+
 }  // namespace
 
 Finding CheckRun(CheckSubject& subject) {
     const std::vector<Wiring> wirings = RunnableWirings(subject);
     int well = 0;
-    int blocks = 0;
+    Yield yield;
     Answer refusal;
     for (const Wiring& wiring : wirings) {
         bool took = true;
         for (const Pattern& pattern : Patterns()) {
-            Stand stand(subject);
-            Stand::ClearFolder();
-            stand.Wire(wiring);
-            subject.Scene(Scene(wiring, wiring.empty() ? "source" : pattern.name));
-            BlockMaker maker(SIGNAL_SEED);
-            OutputRecord record;
-            const Answer answer = stand.Run(maker, pattern.plans, &record);
-            blocks += stand.BlocksMade();
-            if (answer.IsRefusal()) {
-                refusal = answer;
-                took = false;
-                continue;
-            }
-            CheckStates(record, wiring, stand.IsSource());
+            const Answer answer =
+                RunOnce(subject, wiring, wiring.empty() ? "source" : pattern.name, pattern.plans, yield);
+            if (answer.IsRefusal()) refusal = answer;
+            took = took && !answer.IsRefusal();
             if (wiring.empty()) break;  // nothing is fed to a source
         }
         well += took ? 1 : 0;
     }
     if (well == 0) ThrowCannotRun(subject, refusal);
+    MustYield(subject, wirings, yield);
+    if (yield.nameless) return WarnOfNameless(*yield.nameless);
     const std::string counts =
         Bilingual("%1 of %2 types, %3 blocks made", "%1 von %2 Typen, %3 Blöcke erzeugt")
-            .With({std::to_string(well), std::to_string(wirings.size()), std::to_string(blocks)});
+            .With({std::to_string(well), std::to_string(wirings.size()), std::to_string(yield.blocks)});
     const std::string madeUp = Stand(subject).MadeUp();
     const std::string with = madeUp.empty() ? madeUp : Bilingual("; with %1", "; mit %1").With({madeUp});
     return Passed(counts + with + (refusal.call.empty() ? "" : "; " + ToText(refusal)));
@@ -132,20 +205,20 @@ Finding CheckInitDone(CheckSubject& subject) {
     stand.End();
     subject.Scene(Bilingual("Init and Done, three times", "Init und Done, dreimal").Text());
     for (int turn = 0; turn < 3; ++turn) {
-        Stand::ClearFolder();
+        subject.EnterFreshFolder();
         const Answer begun = stand.Begin();
         const Answer ended = stand.End();
         MustNotRefuse(begun, Bilingual("Init behind Done", "Init nach Done").Text());
         MustNotRefuse(ended, Bilingual("Done behind Init", "Done nach Init").Text());
     }
     subject.Scene(Bilingual("Init twice, Done twice", "zweimal Init, zweimal Done").Text());
-    Stand::ClearFolder();
+    subject.EnterFreshFolder();
     stand.Begin();
     stand.Begin();  // may be refused, and must leave nothing behind
     stand.End();
     stand.End();
     subject.Scene(Bilingual("Init and Done behind them", "danach Init und Done").Text());
-    Stand::ClearFolder();
+    subject.EnterFreshFolder();
     const Answer begun = stand.Begin();
     stand.End();
     MustNotRefuse(begun, Bilingual("Init behind Init twice", "Init nach zweimal Init").Text());
@@ -161,7 +234,7 @@ Finding CheckEqualRuns(CheckSubject& subject) {
         for (int run = 1; run <= 3; ++run) {
             subject.Scene(
                 Bilingual("run %1 on %2", "Lauf %1 auf %2").With({std::to_string(run), ToText(wiring)}));
-            Stand::ClearFolder();
+            subject.EnterFreshFolder();
             BlockMaker maker(SIGNAL_SEED);
             OutputRecord record;
             stand.Run(maker, LongSignal(), &record);

@@ -53,7 +53,7 @@ std::vector<Wiring> RunnableWirings(CheckSubject& subject) {
     for (const Wiring& wiring : Stand::AcceptedWirings(subject, DYNAMIC_INPUTS)) {
         Stand stand(subject);
         subject.Scene(ToText(wiring));
-        Stand::ClearFolder();
+        subject.EnterFreshFolder();
         if (!stand.Wire(wiring)) continue;
         const Answer answer = stand.Begin();
         stand.End();

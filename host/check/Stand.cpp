@@ -233,6 +233,7 @@ std::vector<Wiring> Stand::AcceptedWirings(CheckSubject& subject, int inputs) {
 }
 
 Answer Stand::Judge(const char* call, int code) {
+    subject.CheckPlace();
     if (code >= 0) return {code, call, {}};
     std::string text = extended != nullptr ? Text(extended->GetLastErrorText()) : std::string();
     if (text.empty() && module->GetPortHelper() != nullptr)
@@ -335,12 +336,6 @@ void Stand::Collect(OutputRecord* record) {
         else
             receivers[output]->RemoveContents(true);
     }
-}
-
-void Stand::ClearFolder() {
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(".", ignored))
-        std::filesystem::remove_all(entry.path(), ignored);
 }
 
 Answer Stand::Run(BlockMaker& maker, const std::vector<BlockPlan>& plans, OutputRecord* record) {

@@ -69,8 +69,6 @@ class Stand {
     Answer Run(BlockMaker& maker, const std::vector<BlockPlan>& plans, OutputRecord* record);
     // What the module made since the last call.
     void Collect(OutputRecord* record);
-    // Takes away what modules wrote into the folder in which the check works.
-    static void ClearFolder();
     // Of the current run, on all outputs.
     int BlocksMade() const { return blocksMade; }
 

@@ -30,13 +30,18 @@ constexpr int NUMBERS[] = {SYS_write,     SYS_pwrite64, SYS_writev,   SYS_fsync,
 
 FullDiskState* state = nullptr;
 
+// An ordinary one, and not the standard error output under this or another number.
+bool IsFile(int descriptor) {
+    struct stat status, error;
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return false;
+    return fstat(STDERR_FILENO, &error) != 0 || status.st_dev != error.st_dev ||
+           status.st_ino != error.st_ino;
+}
+
 bool IsFull(long number, const greg_t* registers) {
     const bool hasFile = number != SYS_rename && number != SYS_renameat && number != SYS_renameat2;
     const auto descriptor = static_cast<int>(registers[REG_RDI]);
-    struct stat status;
-    if (hasFile &&
-        (descriptor == STDERR_FILENO || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)))
-        return false;
+    if (hasFile && !IsFile(descriptor)) return false;
     const int call = ++state->calls;
     const bool fails = state->onlyOne ? call == state->failing : call >= state->failing;
     state->failed = state->failed || fails;

@@ -27,14 +27,15 @@ std::string ReadAll(const fs::path& path) {
     return text.str();
 }
 
-Answer Check(const std::string& arguments) {
+Answer Check(const std::string& arguments, const std::string& variables = "") {
     Answer answer;
-    const std::string command = "ASAN_OPTIONS=handle_segv=0 '" SIGWEAVE_PROGRAM "' check-module " +
-                                arguments + " >out 2>&1 </dev/null; echo $? >code";
+    const std::string command = variables +
+                                " ASAN_OPTIONS=handle_segv=0 '" SIGWEAVE_PROGRAM "' check-module " +
+                                arguments + " >out 2>err </dev/null; echo $? >code";
     EXPECT_EQ(std::system(command.c_str()), 0);
     answer.code = std::stoi(ReadAll("code"));
-    answer.text = ReadAll("out");
-    answer.report = Json::parse(answer.text, nullptr, false);
+    answer.report = Json::parse(ReadAll("out"), nullptr, false);
+    answer.text = ReadAll("out") + ReadAll("err");
     return answer;
 }
 
@@ -89,6 +90,7 @@ constexpr Faulty FAULTY[] = {
     {"faulty/AbortOnHugeBlock", "huge-blocks", "SIGABRT"},
     {"faulty/LoopOnNotANumber", "not-a-number", "no end within 8 s"},
     {"faulty/CrashOnRareOrder", "random-calls", "SIGSEGV"},
+    {"faulty/SwallowsEveryBlock", "run", "it makes no block, no result and no file"},
     {"faulty/PrintsToStandardOutput", "standard-output", "look at me"},
 };
 
@@ -97,6 +99,25 @@ std::string NameOf(const testing::TestParamInfo<Faulty>& info) {
 }
 
 INSTANTIATE_TEST_SUITE_P(CheckModule, FaultyLibrary, testing::ValuesIn(FAULTY), NameOf);
+
+TEST(CheckModule, WarnsOfAForgottenNameAndUnit) {
+    const Answer answer = Check(TEST_LIBRARIES "/faulty/ForgetsItsInput.so --report json");
+    EXPECT_EQ(answer.code, 0) << answer.text;
+    const Json warning = ChecksOf(answer, "warning").at(0);
+    EXPECT_EQ(warning["check"], "run");
+    EXPECT_EQ(warning["reason"], "output 0 forgets the name and the unit that its input has");
+    EXPECT_THAT(warning["remedy"].get<std::string>(), HasSubstr("UseTypeInfoFromInput"));
+    EXPECT_EQ(answer.report["warnings"], 1);
+    const Answer german = Check("--language de " TEST_LIBRARIES "/faulty/ForgetsItsInput.so");
+    EXPECT_THAT(german.text, testing::ContainsRegex("run +Warnung +Ausgang 0 vergisst Namen und Einheit"));
+    EXPECT_THAT(german.text, HasSubstr("0 entfallen, 1 Warnung, in "));
+}
+
+TEST(CheckModule, DoesNotBeginWhereNoTemporaryFolderCanBeMade) {
+    const Answer answer = Check(SIGWEAVE_EXAMPLE_DIR "/gain.so", "TMPDIR=/proc/self/fdinfo");
+    EXPECT_EQ(answer.code, 2);
+    EXPECT_THAT(answer.text, testing::ContainsRegex("no temporary folder could be made .*TMPDIR"));
+}
 
 TEST(CheckModule, RepeatsTheRandomCallsOfASeed) {
     const std::string library = TEST_LIBRARIES "/faulty/CrashOnRareOrder.so --report json";

@@ -8,6 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tests/support/OwnFolder.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -32,12 +34,9 @@ struct Answer {
 class Program : public testing::Test {
  protected:
     void SetUp() override {
-        folder = fs::current_path() /
-                 (std::string("sigweave-") + testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(folder);
-        fs::create_directories(folder);
+        own = MakeOwnFolder();
+        folder = own->Path();
     }
-    void TearDown() override { fs::remove_all(folder); }
 
     void Write(const std::string& name, const std::string& text) {
         std::ofstream(folder / name, std::ios::binary) << text;
@@ -57,6 +56,7 @@ class Program : public testing::Test {
         return Run("run test.graph " + arguments);
     }
 
+    std::unique_ptr<tc::OwnedFolder> own;
     fs::path folder;
     std::string locale = "LC_ALL=C";
 };

@@ -12,6 +12,7 @@
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/persistence/XmlNodeText.h"
 #include "sigweave/services/StringResources.h"
+#include "tests/support/OwnFolder.h"
 
 namespace {
 
@@ -297,9 +298,9 @@ TEST_F(XmlDocument, SavesTheSameLayoutAgain) {
 
 TEST_F(XmlDocument, ReplacesTheFileAsAWhole) {
     namespace fs = std::filesystem;
-    fs::remove_all("saving");
-    fs::create_directory("saving");
-    const fs::path file = "saving/file.xml", link = "saving/link.xml", other = "saving/other.xml";
+    const std::unique_ptr<tc::OwnedFolder> own = MakeOwnFolder();
+    const fs::path& folder = own->Path();
+    const fs::path file = folder / "file.xml", link = folder / "link.xml", other = folder / "other.xml";
     fs::create_symlink("file.xml", link);
     constexpr auto MODE = fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read;
     Parse("<r/>");
@@ -319,8 +320,8 @@ TEST_F(XmlDocument, ReplacesTheFileAsAWhole) {
     EXPECT_FALSE(xml.Save(file.c_str()));
     EXPECT_STREQ(xml.GetError(), "The XML document could not be saved");
     EXPECT_TRUE(xml.Load(file.c_str()) && xml.SelectSingleNode("newer")) << "the old document stays";
-    EXPECT_EQ(std::distance(fs::directory_iterator("saving"), {}), 2);
-    EXPECT_FALSE(xml.Save("saving"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 2);
+    EXPECT_FALSE(xml.Save(folder.c_str()));
     EXPECT_FALSE(xml.Save(""));
     EXPECT_STREQ(xml.GetError(), "Cannot open file  for writing: No such file or directory");
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "sigweave/services/Profile.h"
+#include "tests/support/OwnFolder.h"
 
 namespace {
 
@@ -21,23 +22,19 @@ namespace fs = std::filesystem;
 // Both hives in a fresh folder of the test.
 class Profile : public testing::Test {
  protected:
-    Profile()
-        : folder(std::string("profile-") + testing::UnitTest::GetInstance()->current_test_info()->name()) {
-        fs::remove_all(folder);
-        UseHives("a");
-    }
-    ~Profile() override { fs::remove_all(folder); }
+    Profile() : own(MakeOwnFolder()), folder(own->Path() / "hives") { UseHives("a"); }
     void UseHives(const std::string& subfolder) {
         setenv("SIGWEAVE_USER_HIVE", File(subfolder + "/user.db").c_str(), 1);
         setenv("SIGWEAVE_MACHINE_HIVE", File(subfolder + "/machine.db").c_str(), 1);
     }
-    std::string File(const std::string& name) const { return (fs::absolute(folder) / name).string(); }
+    std::string File(const std::string& name) const { return (folder / name).string(); }
     static std::string Content(const std::string& file) {
         std::ifstream stream(file, std::ios::binary);
         return {std::istreambuf_iterator<char>(stream), {}};
     }
 
-    fs::path folder;
+    std::unique_ptr<tc::OwnedFolder> own;
+    fs::path folder;  // not there yet
 };
 
 // Answers the child's process number. The child leaves at once: other threads' memory is not its to give
@@ -104,7 +101,7 @@ TEST_F(Profile, FollowsItsFile) {
     EXPECT_EQ(LoadUserProfileInt("S", "a", 0), 0);
     UseHives("a");
     EXPECT_EQ(LoadUserProfileInt("S", "a", 0), 1);
-    fs::remove_all(folder);
+    fs::rename(folder, own->Path() / "another name");
     EXPECT_EQ(LoadUserProfileInt("S", "a", 0), 0);
     SaveUserProfileInt("S", "a", 2);
     EXPECT_EQ(LoadUserProfileInt("S", "a", 0), 2);

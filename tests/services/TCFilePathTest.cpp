@@ -8,6 +8,7 @@
 #include "sigweave/services/PathArithmetic.h"
 #include "sigweave/services/TCFilePath.h"
 #include "tests/support/FakeWindow.h"
+#include "tests/support/OwnFolder.h"
 
 namespace {
 
@@ -86,14 +87,12 @@ TEST(PathArithmetic, CutsBetweenCharactersAtTheBound) {
 // With folders and variables of its own.
 class PathTokens : public testing::Test {
  protected:
-    PathTokens() : home(fs::absolute("path-tokens")) {
-        fs::remove_all(home);
+    PathTokens() : own(MakeOwnFolder()), home(own->Path()) {
         fs::create_directories(home / "config");
         setenv("HOME", home.c_str(), 1);
         setenv("XDG_CONFIG_HOME", (home / "config").c_str(), 1);
         setenv("XDG_DATA_HOME", "relative/is/ignored", 1);
     }
-    ~PathTokens() override { fs::remove_all(home); }
     static void Expect(const char* path, const std::string& expected, int count) {
         TCString resolved = path;
         EXPECT_EQ(TCFilePath::Resolve(resolved, true, true), count) << path;
@@ -101,6 +100,7 @@ class PathTokens : public testing::Test {
     }
     std::string Home(const char* below) const { return home.string() + below; }
 
+    std::unique_ptr<tc::OwnedFolder> own;
     fs::path home;
 };
 

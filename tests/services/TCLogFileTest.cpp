@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sigweave/services/TCLogFile.h"
+#include "tests/support/OwnFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -19,9 +20,7 @@ constexpr unsigned long ALL = 0xFFFFFFFF;
 
 class LogFile : public testing::Test {
  protected:
-    LogFile() : folder(fs::absolute("log-test")) { fs::remove_all(folder); }
-    void SetUp() override { fs::create_directories(folder); }
-    ~LogFile() override { fs::remove_all(folder); }
+    LogFile() : own(MakeOwnFolder()), folder(own->Path()) {}
 
     std::string File(const std::string& name = "a.log") const { return (folder / name).string(); }
     bool Open(TCLogFile& log, const std::string& name = "a.log", int splitSizeKB = 0) const {
@@ -47,6 +46,7 @@ class LogFile : public testing::Test {
     }
     std::vector<fs::path> Files() const { return {fs::directory_iterator(folder), fs::directory_iterator()}; }
 
+    std::unique_ptr<tc::OwnedFolder> own;
     fs::path folder;
 };
 
@@ -265,7 +265,7 @@ TEST_F(LogFile, TellsWhatAFullDiskDoesNotTake) {
     TCLogFile splitting;
     fs::create_directory(File("gone"));
     ASSERT_TRUE(Open(splitting, "gone/%Us.log", 1));
-    fs::remove_all(File("gone"));
+    fs::rename(File("gone"), File("another name"));
     while (splitting.Log(0, TCLogFile::NOTICE, "s", "until the split fails")) continue;
     EXPECT_FALSE(splitting.IsLogEnabled(0, TCLogFile::NOTICE));
 }

@@ -2,6 +2,9 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
+
+#include "sigweave/platform/OwnedFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -12,24 +15,24 @@ namespace {
 class OwnFolder : public testing::Environment {
  public:
     void SetUp() override {
-        std::string name = (fs::temp_directory_path() / "sigweave-test-XXXXXX").string();
-        ASSERT_NE(mkdtemp(name.data()), nullptr) << name;
-        folder = name;
+        std::error_code failed;
+        folder = tc::OwnedFolder::MakeTemporary("sigweave-test-", failed);
+        ASSERT_NE(folder, nullptr) << failed.message();
         before = fs::current_path();
-        fs::current_path(folder);
-        setenv("SIGWEAVE_USER_HIVE", (folder / "user.db").c_str(), 1);
-        setenv("SIGWEAVE_MACHINE_HIVE", (folder / "machine.db").c_str(), 1);
+        fs::current_path(folder->Path());
+        setenv("SIGWEAVE_USER_HIVE", (folder->Path() / "user.db").c_str(), 1);
+        setenv("SIGWEAVE_MACHINE_HIVE", (folder->Path() / "machine.db").c_str(), 1);
         setenv("TZ", "UTC", 1);
         setenv("LC_ALL", "C.UTF-8", 1);
     }
     void TearDown() override {
-        if (folder.empty()) return;
+        if (folder == nullptr) return;
         fs::current_path(before);
-        fs::remove_all(folder);
+        folder->Remove();
     }
 
  private:
-    fs::path folder;
+    std::unique_ptr<tc::OwnedFolder> folder;
     fs::path before;
 };
 

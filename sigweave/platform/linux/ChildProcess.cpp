@@ -4,8 +4,10 @@
 #include <malloc.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,20 +19,41 @@
 #include <fstream>
 #include <iterator>
 
+#include "sigweave/platform/OwnedFolder.h"
+
+// The parent forks a watcher, and that the child. The watcher is the first process of the child's namespace
+// where there is one, and else the one to which whatever the child starts falls back; so when it ends,
+// nothing is left. A signal that the child sends upwards reaches the watcher and not the parent.
 namespace tc {
 namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr char FINISHED = '\0';
-constexpr int EXIT_SILENCED = 251;
-constexpr int POLL_MILLISECONDS = 20;
-constexpr std::size_t MOST_SAID = 4000;  // of each of its standard streams
+// The watch's own records, and the first letters of their texts.
+constexpr char OF_THE_WATCH = '\0';
+constexpr char FINISHED = 'f', NOT_STARTED = 'n';
+
+constexpr int EXIT_SILENCED = 251, EXIT_NOT_STARTED = 252;
+constexpr int PIPE = 3;  // the child's end, the only descriptor beside the standard streams
+constexpr std::chrono::milliseconds GRACE{3000};  // for the watcher to end what has timed out
+constexpr int MOST_ROUNDS = 1000;                 // of a millisecond, until what was killed is gone
+constexpr std::size_t MOST_SAID = 4000;           // of each of its standard streams
+constexpr int MOST_WAIT = 1000;                   // milliseconds
 
 struct RecordHead {
     std::uint32_t length;
     std::uint32_t kind;  // as wide as the length: no byte is sent that was never set
+};
+
+// What the watcher says at its end. Zeros: nothing.
+struct Verdict {
+    int status;     // of the child, as waitpid tells it
+    int timedOut;   // 1: then it was killed
+    int signalled;  // the signal that it sent
+    int ended;      // 1: the watcher saw it end
+    int step;       // of an entry that failed in the watcher, with the error number
+    int number;
 };
 
 bool WriteAll(int descriptor, const void* data, std::size_t size) {
@@ -56,69 +79,259 @@ void Limit(__rlimit_resource resource, std::size_t most) {
     setrlimit(resource, &limit);
 }
 
-void Redirect(const char* file, int flags, int descriptor) {
-    const int opened = open(file, flags | O_CLOEXEC, 0600);
-    if (opened < 0) return;
-    dup2(opened, descriptor);
-    close(opened);
-}
-
-// Beside the folder "work" lie the files that the standard streams go to.
-class WorkFolder {
+class Descriptor {
  public:
-    WorkFolder() {
-        std::error_code failed;
-        std::string name = (fs::temp_directory_path(failed) / "sigweave-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) return;
-        path = name;
-        fs::create_directory(Work(), failed);
-    }
-    ~WorkFolder() {
-        std::error_code ignored;
-        if (IsThere()) fs::remove_all(path, ignored);
-    }
-    WorkFolder(const WorkFolder&) = delete;
-    WorkFolder& operator=(const WorkFolder&) = delete;
+    Descriptor() = default;
+    ~Descriptor() { Close(); }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
 
-    bool IsThere() const { return !path.empty(); }
-    fs::path Work() const { return path / "work"; }
-    fs::path Output() const { return path / "output"; }
-    fs::path Errors() const { return path / "errors"; }
-    fs::path Of(const std::string& variable) const { return path / variable; }
+    int Get() const { return number; }
+    void Take(int opened) {
+        Close();
+        number = opened;
+    }
+    void Close() {
+        if (number >= 0) close(number);
+        number = -1;
+    }
 
  private:
-    fs::path path;
+    int number = -1;
 };
 
-std::string Begin(const fs::path& file) {
+struct Pipe {
+    bool Open() {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0) return false;
+        reading.Take(ends[0]);
+        writing.Take(ends[1]);
+        return true;
+    }
+    Descriptor reading;
+    Descriptor writing;
+};
+
+// In a temporary folder of the parent's: one that the child may write, and in it those for its work, for
+// temporary files and for what programs keep for their user.
+class Places {
+ public:
+    bool Make() {
+        std::error_code failed;
+        folder = OwnedFolder::MakeTemporary("sigweave-", failed);
+        for (const char* name : {"open", "open/work", "open/temporary", "open/home"})
+            if (!failed) fs::create_directory(folder->Path() / name, failed);
+        struct stat status;
+        if (!failed && stat(Work().c_str(), &status) == 0) {
+            device = status.st_dev;
+            inode = status.st_ino;
+        }
+        errno = failed.value();
+        return !failed && inode != 0;
+    }
+    // Where another folder is entered than was made, the answer is false.
+    bool EnterWork() const {
+        struct stat status;
+        errno = 0;
+        return chdir(Work().c_str()) == 0 && stat(".", &status) == 0 && status.st_dev == device &&
+               status.st_ino == inode && access(".", W_OK) == 0;
+    }
+    // Answers its path when it could not be taken away whole.
+    std::string Remove() {
+        if (folder == nullptr || folder->Remove()) return {};
+        return folder->Path().string();
+    }
+    std::string Outside() const { return (folder->Path() / "outside").string(); }
+    std::string Open() const { return (folder->Path() / "open").string(); }
+    std::string In(const std::string& name) const { return Open() + "/" + name; }
+
+ private:
+    std::string Work() const { return In("work"); }
+
+    std::unique_ptr<OwnedFolder> folder;
+    dev_t device = 0;
+    ino_t inode = 0;
+};
+
+std::string Begin(int file) {
     std::string text(MOST_SAID, '\0');
-    std::ifstream stream(file, std::ios::binary);
-    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(stream.gcount()));
+    const ssize_t count = pread(file, text.data(), text.size(), 0);
+    text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
     return text;
 }
 
-[[noreturn]] void WorkInChild(const ChildPlan& plan, const WorkFolder& folder, int pipeEnd,
-                              const std::function<void(const ChildReport&)>& work) {
-    setpgid(0, 0);
+// What a child is made with.
+struct Equipment {
+    const ChildPlan& plan;
+    const std::function<void(const ChildReport&, ChildPlace&)>& work;
+    pid_t parent = getpid();
+    Places places{};
+    Pipe records{};   // of the child
+    Pipe verdicts{};  // of the watcher
+    Descriptor output{};
+    Descriptor errors{};
+
+    bool Make() {
+        if (!records.Open() || !verdicts.Open()) return false;
+        output.Take(memfd_create("output", MFD_CLOEXEC));
+        errors.Take(memfd_create("errors", MFD_CLOEXEC));
+        return output.Get() >= 0 && errors.Get() >= 0;
+    }
+};
+
+// --- In the child
+
+[[noreturn]] void RefuseToStart(ChildEnd::Step step) {
+    const std::string text =
+        NOT_STARTED + std::to_string(static_cast<int>(step)) + " " + std::to_string(errno);
+    ChildReport(PIPE).Tell(OF_THE_WATCH, text);
+    _exit(EXIT_NOT_STARTED);
+}
+
+void TakeStreams(const Equipment& equipment) {
+    const int input = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    dup2(input, STDIN_FILENO);
+    fcntl(equipment.output.Get(), F_SETFL, O_APPEND);
+    fcntl(equipment.errors.Get(), F_SETFL, O_APPEND);
+    dup2(equipment.output.Get(), STDOUT_FILENO);
+    dup2(equipment.errors.Get(), STDERR_FILENO);
+    const int records = fcntl(equipment.records.writing.Get(), F_DUPFD, PIPE + 1);
+    dup3(records, PIPE, O_CLOEXEC);
+    closefrom(PIPE + 1);
+}
+
+void TellPlaces(const Equipment& equipment) {
+    const Places& places = equipment.places;
+    for (const std::string& name : equipment.plan.fileVariables)
+        setenv(name.c_str(), places.In(name).c_str(), 1);
+    setenv("TMPDIR", places.In("temporary").c_str(), 1);
+    for (const char* name :
+         {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"})
+        setenv(name, places.In("home").c_str(), 1);
+}
+
+// And sees to it that it holds.
+bool Confine(const Equipment& equipment) {
+    const Confinement& wanted = equipment.plan.confinement;
+    const Places& places = equipment.places;
+    GiveUpPrivileges();
+    if (wanted.fileRules > 0 && !RestrictFiles(wanted.fileRules, places.Open().c_str())) return false;
+    const int outside =
+        wanted.IsNone() ? -1 : open(places.Outside().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    if (outside >= 0) return false;
+    const pid_t parent = wanted.namespaces ? getppid() : equipment.parent;
+    ForbidSignalsTo({getppid(), parent, -1});
+    return true;
+}
+
+[[noreturn]] void WorkInChild(const Equipment& equipment) {
+    sigset_t none;
+    sigemptyset(&none);
+    setsid();
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     signal(SIGINT, SIG_DFL);
     signal(SIGTERM, SIG_DFL);
-    Redirect("/dev/null", O_RDONLY, STDIN_FILENO);
-    Redirect(folder.Output().c_str(), O_WRONLY | O_CREAT | O_APPEND, STDOUT_FILENO);
-    Redirect(folder.Errors().c_str(), O_WRONLY | O_CREAT | O_APPEND, STDERR_FILENO);
-    for (const std::string& name : plan.fileVariables) setenv(name.c_str(), folder.Of(name).c_str(), 1);
-    std::error_code ignored;
-    fs::current_path(folder.Work(), ignored);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    TakeStreams(equipment);
+    TellPlaces(equipment);
+    if (!equipment.places.EnterWork()) RefuseToStart(ChildEnd::Step::Entry);
     Limit(RLIMIT_CORE, 0);
-    Limit(RLIMIT_AS, AddressSpaceInUse() + plan.memory);
-    Limit(RLIMIT_FSIZE, plan.fileSize);
-    const ChildReport report(pipeEnd);
-    work(report);
+    Limit(RLIMIT_AS, AddressSpaceInUse() + equipment.plan.memory);
+    Limit(RLIMIT_FSIZE, equipment.plan.fileSize);
+    if (!Confine(equipment)) RefuseToStart(ChildEnd::Step::Confinement);
+    ChildPlace place;
+    if (!place.EnterFresh()) RefuseToStart(ChildEnd::Step::Entry);
+    const ChildReport report(PIPE);
+    equipment.work(report, place);
     std::fflush(nullptr);
-    report.Tell(FINISHED, {});
+    report.Tell(OF_THE_WATCH, std::string(1, FINISHED));
     _exit(0);
 }
+
+// --- In the watcher
+
+// Until the time is up. Notes the child's end, and who signals.
+void Watch(pid_t child, const Equipment& equipment, Clock::time_point deadline, const sigset_t& all,
+           Verdict& verdict) {
+    for (;;) {
+        const auto rest =
+            std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - Clock::now()).count();
+        const timespec time{rest / 1000000000, rest % 1000000000};
+        siginfo_t info{};
+        const int signal = rest > 0 ? sigtimedwait(&all, &info, &time) : -1;
+        if (rest <= 0) {
+            verdict.timedOut = 1;
+            return;
+        }
+        const bool isSent = signal > 0 && signal != SIGCHLD && info.si_code <= 0;
+        if (isSent && info.si_pid != 0 && info.si_pid != equipment.parent) verdict.signalled = signal;
+        int status = 0;
+        for (pid_t ended; (ended = waitpid(-1, &status, WNOHANG)) > 0;)
+            if (ended == child) {
+                verdict.status = status;
+                verdict.ended = 1;
+            }
+        if (verdict.ended != 0) return;
+    }
+}
+
+// Where nothing else ends them: the processes of the child fall back to the watcher when theirs have ended.
+void EndTheRest(pid_t child) {
+    kill(-child, SIGKILL);
+    for (int round = 0; round < MOST_ROUNDS; ++round) {
+        std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
+        for (pid_t process; children >> process;) kill(process, SIGKILL);
+        pid_t ended = 0;
+        while ((ended = waitpid(-1, nullptr, WNOHANG)) > 0) continue;
+        if (ended < 0) return;
+        poll(nullptr, 0, 1);
+    }
+}
+
+[[noreturn]] void WatchChild(Equipment& equipment, Clock::time_point deadline) {
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, nullptr);
+    signal(SIGCHLD, SIG_DFL);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    if (equipment.plan.confinement.namespaces) EnterProcesses();
+    GiveUpPrivileges();
+    Verdict verdict{};
+    const pid_t child = fork();
+    if (child == 0) WorkInChild(equipment);
+    equipment.records.writing.Close();
+    verdict.step = static_cast<int>(ChildEnd::Step::Process);
+    verdict.number = errno;
+    if (child > 0) {
+        Watch(child, equipment, deadline, all, verdict);
+        if (!equipment.plan.confinement.namespaces) EndTheRest(child);
+    }
+    WriteAll(equipment.verdicts.writing.Get(), &verdict, sizeof verdict);
+    _exit(0);
+}
+
+[[noreturn]] void BeginWatching(Equipment& equipment) {
+    const Clock::time_point deadline = Clock::now() + equipment.plan.time;
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != equipment.parent) _exit(EXIT_NOT_STARTED);
+    if (!equipment.plan.confinement.namespaces) WatchChild(equipment, deadline);
+    Verdict verdict{};
+    errno = 0;
+    const bool entered = EnterNamespaces(equipment.places.Open().c_str());
+    verdict.number = errno;
+    verdict.step = static_cast<int>(ChildEnd::Step::Confinement);
+    const pid_t first = entered ? fork() : -1;
+    if (first == 0) WatchChild(equipment, deadline);
+    if (first < 0) WriteAll(equipment.verdicts.writing.Get(), &verdict, sizeof verdict);
+    equipment.records.writing.Close();
+    equipment.verdicts.writing.Close();
+    if (first > 0) waitpid(first, nullptr, 0);
+    _exit(0);
+}
+
+// --- In the parent
 
 // Cuts what arrives at the pipe into the records that were told.
 class Listener {
@@ -137,7 +350,8 @@ class Listener {
         return true;
     }
     bool IsOpen() const { return isOpen; }
-    bool HasFinished() const { return finished; }
+    // The last record of the watch; empty when there was none.
+    const std::string& Ending() const { return ending; }
 
  private:
     void TellWhole() {
@@ -148,8 +362,8 @@ class Listener {
             if (rest.size() - sizeof head < head.length) break;
             const std::string_view text = rest.substr(sizeof head, head.length);
             rest.remove_prefix(sizeof head + head.length);
-            if (head.kind == FINISHED)
-                finished = true;
+            if (head.kind == OF_THE_WATCH)
+                ending = text;
             else
                 onReport(static_cast<char>(head.kind), text);
         }
@@ -159,44 +373,78 @@ class Listener {
     int descriptor;
     const std::function<void(char, std::string_view)>& onReport;
     std::string pending;
-    bool finished = false;
+    std::string ending;
     bool isOpen = true;
 };
 
-ChildEnd Judge(int status, bool finished) {
+std::string SignalName(int signal) {
+    const char* name = sigabbrev_np(signal);
+    return name != nullptr ? std::string("SIG") + name : "signal " + std::to_string(signal);
+}
+
+ChildEnd NotStarted(int step, int number) {
     ChildEnd end;
-    if (WIFSIGNALED(status)) {
-        end.kind = ChildEnd::Kind::Killed;
-        end.number = WTERMSIG(status);
-        const char* name = sigabbrev_np(end.number);
-        end.signal = name != nullptr ? std::string("SIG") + name : "signal " + std::to_string(end.number);
-        return end;
-    }
-    end.number = WEXITSTATUS(status);
-    const bool silenced = end.number == EXIT_SILENCED;
-    end.kind = finished   ? ChildEnd::Kind::Finished
-               : silenced ? ChildEnd::Kind::Silenced
-                          : ChildEnd::Kind::Exited;
+    end.step = static_cast<ChildEnd::Step>(step);
+    end.number = number;
     return end;
 }
 
-ChildEnd WaitFor(pid_t child, int pipeEnd, Clock::time_point deadline, Listener& listener) {
+ChildEnd Judge(const Verdict& verdict, const std::string& ending) {
     ChildEnd end;
-    int status = 0;
-    while (waitpid(child, &status, WNOHANG) == 0) {
-        if (Clock::now() > deadline) {
-            kill(-child, SIGKILL);
-            waitpid(child, &status, 0);
-            end.kind = ChildEnd::Kind::TimedOut;
-            return end;
+    int step = 0, number = 0;
+    if (!ending.empty() && ending[0] == NOT_STARTED &&
+        std::sscanf(ending.c_str() + 1, "%d %d", &step, &number) == 2)
+        return NotStarted(step, number);
+    if (verdict.ended == 0 && verdict.timedOut == 0) return NotStarted(verdict.step, verdict.number);
+    const bool isForbidden = WIFSIGNALED(verdict.status) && WTERMSIG(verdict.status) == SIGSYS;
+    if (verdict.signalled != 0 || isForbidden) {
+        end.kind = ChildEnd::Kind::Signalled;
+        end.number = verdict.signalled;
+        if (verdict.signalled != 0) end.signal = SignalName(verdict.signalled);
+        return end;
+    }
+    if (verdict.timedOut != 0) {
+        end.kind = ChildEnd::Kind::TimedOut;
+        return end;
+    }
+    if (WIFSIGNALED(verdict.status)) {
+        end.kind = ChildEnd::Kind::Killed;
+        end.number = WTERMSIG(verdict.status);
+        end.signal = SignalName(end.number);
+        return end;
+    }
+    end.number = WEXITSTATUS(verdict.status);
+    const bool finished = !ending.empty() && ending[0] == FINISHED;
+    end.kind = finished                      ? ChildEnd::Kind::Finished
+               : end.number == EXIT_SILENCED ? ChildEnd::Kind::Silenced
+                                             : ChildEnd::Kind::Exited;
+    return end;
+}
+
+// Until the watcher has ended, and so all that the child started. A watcher that says nothing was ended by
+// it.
+ChildEnd WaitFor(pid_t watcher, const Equipment& equipment, Listener& listener) {
+    const Clock::time_point last = Clock::now() + equipment.plan.time + GRACE;
+    const int verdicts = equipment.verdicts.reading.Get();
+    Verdict verdict{};
+    bool isToldOf = false;
+    for (bool isOpen = true; isOpen;) {
+        pollfd waiting[] = {{verdicts, POLLIN, 0}, {equipment.records.reading.Get(), POLLIN, 0}};
+        poll(waiting, listener.IsOpen() ? 2 : 1, MOST_WAIT);
+        if (waiting[1].revents != 0) listener.Listen();
+        if (waiting[0].revents != 0) {
+            isToldOf = read(verdicts, &verdict, sizeof verdict) == sizeof verdict;
+            isOpen = false;
         }
-        pollfd waiting{pipeEnd, POLLIN, 0};
-        poll(&waiting, listener.IsOpen() ? 1 : 0, listener.IsOpen() ? POLL_MILLISECONDS : 1);
-        if (waiting.revents != 0) listener.Listen();
+        isOpen = isOpen && Clock::now() < last;
     }
-    while (listener.Listen()) {
-    }
-    return Judge(status, listener.HasFinished());
+    if (!isToldOf) kill(-watcher, SIGKILL);
+    waitpid(watcher, nullptr, 0);
+    while (listener.Listen()) continue;
+    if (isToldOf) return Judge(verdict, listener.Ending());
+    ChildEnd end;
+    end.kind = Clock::now() < last ? ChildEnd::Kind::Signalled : ChildEnd::Kind::TimedOut;
+    return end;
 }
 
 }  // namespace
@@ -208,31 +456,48 @@ void ChildReport::Tell(char kind, std::string_view text) const {
     if (!WriteAll(descriptor, record.data(), record.size())) _exit(EXIT_SILENCED);
 }
 
-ChildEnd RunInChild(const ChildPlan& plan, const std::function<void(const ChildReport&)>& work,
+ChildEnd RunInChild(const ChildPlan& plan, const std::function<void(const ChildReport&, ChildPlace&)>& work,
                     const std::function<void(char kind, std::string_view text)>& onReport) {
+    Equipment equipment{plan, work};
     ChildEnd end;
-    const WorkFolder folder;
-    int pipeEnds[2];
-    if (!folder.IsThere() || pipe2(pipeEnds, O_CLOEXEC) != 0) {
+    if (!equipment.places.Make() || !equipment.Make()) {
         end.number = errno;
+        end.left = equipment.places.Remove();
         return end;
     }
     std::fflush(nullptr);  // else an exit() in the child writes what waits here once more
-    const pid_t child = fork();
-    if (child == 0) WorkInChild(plan, folder, pipeEnds[1], work);
-    end.number = errno;
-    close(pipeEnds[1]);
-    if (child > 0) {
-        setpgid(child, child);
-        fcntl(pipeEnds[0], F_SETFL, O_NONBLOCK);
-        Listener listener(pipeEnds[0], onReport);
-        end = WaitFor(child, pipeEnds[0], Clock::now() + plan.time, listener);
-        kill(-child, SIGKILL);
-        end.output = Begin(folder.Output());
-        end.errors = Begin(folder.Errors());
+    const pid_t watcher = fork();
+    if (watcher == 0) BeginWatching(equipment);
+    if (watcher > 0) {
+        setpgid(watcher, watcher);
+        equipment.records.writing.Close();
+        equipment.verdicts.writing.Close();
+        fcntl(equipment.records.reading.Get(), F_SETFL, O_NONBLOCK);
+        Listener listener(equipment.records.reading.Get(), onReport);
+        end = WaitFor(watcher, equipment, listener);
+        end.output = Begin(equipment.output.Get());
+        end.errors = Begin(equipment.errors.Get());
+    } else {
+        end = NotStarted(static_cast<int>(ChildEnd::Step::Process), errno);
     }
-    close(pipeEnds[0]);
+    end.left = equipment.places.Remove();
     return end;
+}
+
+Confinement FindConfinement(ChildEnd& end) {
+    ChildPlan plan;
+    const auto works = [&](const Confinement& tried) {
+        plan.confinement = tried;
+        end = RunInChild(
+            plan, [](const ChildReport&, ChildPlace&) {}, [](char, std::string_view) {});
+        return end.kind == ChildEnd::Kind::Finished;
+    };
+    const int version = FileRulesVersion();
+    for (const Confinement& tried :
+         {Confinement{true, version}, Confinement{true, 0}, Confinement{false, version}})
+        if (!tried.IsNone() && works(tried)) return tried;
+    works({});
+    return {};
 }
 
 // Small chunks that were freed and wait in the thread's cache count as used. So all that it can hold are

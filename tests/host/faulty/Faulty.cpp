@@ -30,7 +30,9 @@ enum class Fault {
     AbortOnHugeBlock,
     LoopOnNotANumber,
     CrashOnRareOrder,
-    PrintsToStandardOutput
+    PrintsToStandardOutput,
+    SwallowsEveryBlock,
+    ForgetsItsInput
 };
 
 constexpr Fault BUILT = Fault::FAULT;
@@ -54,7 +56,7 @@ class Faulty final : public TCBaseModuleEx {
                             "TIME_DOMAIN", true);
         portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
         portHelper->SetObligatoryInput(0);
-        portHelper->UseTypeInfoFromInput(0, 0);
+        if (!Is(Fault::ForgetsItsInput)) portHelper->UseTypeInfoFromInput(0, 0);
     }
     const char* GetModuleId() const override { return "Faulty"; }
     const char* GetDescription() const override { return "Multiplies a signal, with a fault"; }
@@ -82,6 +84,7 @@ class Faulty final : public TCBaseModuleEx {
         samples.assign(values, values + count);
         Misbehave();
         ++blocks;
+        if (Is(Fault::SwallowsEveryBlock)) return 0;
         for (double& sample : samples)
             sample = sample * ParamDbl("factor") + (Is(Fault::UnequalRuns) ? blocks : 0);
         return portHelper->WriteDblData(0, samples.size(), samples.data());
