@@ -47,6 +47,10 @@ CsvWriter::CsvWriter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("", "");
 }
 
+void CsvWriter::GetFiles(TCArray<TCModuleFile>& files) const {
+    AddReplacedFile(files, ParamStr("file"), "file");
+}
+
 int CsvWriter::Init() {
     std::string error;
     file.Abandon();
@@ -61,7 +65,7 @@ int CsvWriter::Init() {
     const int code = TCBaseModuleEx::Init();
     if (code < 0) return code;
     const std::string path(ParamStr("file"));
-    const bool opened = file.Open(path, GetInstance(), ParamBool("overwrite"));
+    const bool opened = file.Open(path, ParamBool("overwrite"));
     return opened ? 0 : Fail(tc::MODULE_FAILED, file.Error().c_str());
 }
 
