@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 
 #include "host/Console.h"
 #include "host/Conversion.h"
@@ -59,10 +58,10 @@ using console::Print;
 
 // A graph read and checked, with all that it needs.
 struct OpenGraph {
-    explicit OpenGraph(const CommandOptions& options)
+    explicit OpenGraph(const CommandOptions& options, const std::vector<FileUse>& filesOfHost = {})
         : file(GraphFile::Read(options.graph, mistakes)), catalogue(OpenCatalogue(options)) {
         for (const std::string& setting : options.settings) file.Set(setting, mistakes);
-        graph = std::make_unique<Graph>(file, catalogue, window, mistakes);
+        graph = std::make_unique<Graph>(file, catalogue, window, mistakes, filesOfHost);
         TellProblems(catalogue, !mistakes.IsEmpty());
         if (!mistakes.IsEmpty())
             TellMistakes(
@@ -102,14 +101,12 @@ int ExitCodeOf(Verdict verdict) {
     return verdict == Verdict::Interrupted ? EXIT_INTERRUPTED : EXIT_INCOMPLETE;
 }
 
-// Answers why not; empty when it is open, or none was asked for.
-std::string OpenLog(const CommandOptions& options) {
-    std::error_code isNoFile;
-    if (std::filesystem::equivalent(options.log.pattern, options.graph, isNoFile))
-        return Bilingual("the log '%1' is the graph itself; name another file",
-                         "das Protokoll '%1' ist der Graph selbst; nennen Sie eine andere Datei")
-            .With({options.log.pattern});
-    return runlog::Open(options.log);
+// What the program itself writes in a run, beside its standard streams.
+std::vector<FileUse> FilesOf(const CommandOptions& options) {
+    return {{Bilingual("the log", "das Protokoll").Text(),
+             runlog::FileOf(options.log),
+             TCModuleFile::WRITES,
+             {"--log " + options.log.pattern}}};
 }
 
 // The report and messages go their own way; what modules print is lost or goes elsewhere.
@@ -130,9 +127,17 @@ void TellLostStreams() {
     }
 }
 
-int RunLogged(const CommandOptions& options) {
-    const OpenGraph open(options);
+// Whether a file of the program is also another's: nothing may be written to it then.
+bool HasClash(const Mistakes& mistakes, const std::vector<FileUse>& files) {
+    return std::ranges::any_of(mistakes.InOrder(), [&](const Mistake& mistake) {
+        return std::ranges::any_of(
+            files, [&](const FileUse& file) { return file.place.source == mistake.place.source; });
+    });
+}
+
+int RunLogged(const OpenGraph& open, const CommandOptions& options) {
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
+    open.graph->MakeFolders();
     const RunReport report = RunWithSignals(*open.graph, options.realtime);
     TellLostStreams();
     const std::string verdict = WriteVerdict(report, options.graph);
@@ -147,12 +152,16 @@ int RunLogged(const CommandOptions& options) {
 }  // namespace
 
 int RunGraph(const CommandOptions& options) {
-    const std::string problem = OpenLog(options);
+    const std::vector<FileUse> files = FilesOf(options);
+    runlog::Hold();
+    const OpenGraph open(options, files);
+    if (HasClash(open.mistakes, files)) return EXIT_WRONG_INPUT;
+    const std::string problem = runlog::Open(options.log);
     if (!problem.empty()) {
         console::Error(Bilingual("%1; nothing was run", "%1; nichts wurde ausgeführt").With({problem}));
         return EXIT_WRONG_INPUT;
     }
-    const int code = RunLogged(options);
+    const int code = RunLogged(open, options);
     runlog::Close();
     return code;
 }

@@ -3,13 +3,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <system_error>
 
 #include "host/GraphText.h"
 #include "host/GraphXml.h"
 #include "sigweave/persistence/TCXML.h"
-#include "sigweave/platform/Fork.h"
+#include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
 
@@ -20,44 +19,8 @@ using tc::Bilingual;
 
 namespace fs = std::filesystem;
 
-// A file beside the one that it is to become; gone with this object unless it was given its name.
-class NewFile {
- public:
-    explicit NewFile(std::string partPath) : path(std::move(partPath)) {}
-    ~NewFile() {
-        std::error_code ignored;
-        if (!path.empty()) fs::remove(path, ignored);
-    }
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
-
-    const std::string& GetPath() const { return path; }
-    std::error_code Rename(const std::string& name) {
-        std::error_code failed;
-        fs::rename(path, name, failed);
-        if (!failed) path.clear();
-        return failed;
-    }
-
- private:
-    std::string path;
-};
-
-bool WriteText(const std::string& path, const std::string& text, std::string& error) {
-    errno = 0;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), &std::fclose);
-    const bool written =
-        file != nullptr && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
-    const bool closed = file != nullptr && std::fclose(file.release()) == 0;
-    if (!written || !closed) error = std::generic_category().message(errno);
-    return written && closed;
-}
-
-bool WriteXml(const GraphFile& graph, const std::string& path, std::string& error) {
-    TCXML xml;
-    if (WriteGraphXml(graph, xml) && xml.Save(path.c_str())) return true;
-    error = std::string(xml.GetError());
-    return false;
+bool Write(const tc::ReplacedFile& file, const std::string& text) {
+    return std::fwrite(text.data(), 1, text.size(), file.Get()) == text.size();
 }
 
 std::string Join(const PortName& port) {
@@ -114,16 +77,20 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
                     .With({path});
         return false;
     }
-    const std::string target = fs::exists(status) ? fs::canonical(path, ignored).string() : path;
-    NewFile part(target + "." + std::to_string(tc::ProcessId()) + ".part");
-    const bool toText = graph.GetForm() == GraphForm::Xml;
-    if (!(toText ? WriteText(part.GetPath(), WriteGraphText(graph), error)
-                 : WriteXml(graph, part.GetPath(), error))) {
-        error = tc::WhyNotWritten(path, error);
+    errno = 0;
+    const auto target = tc::ReplacedFile::Open(path);
+    if (target == nullptr) {
+        error = tc::WhyNotWritten(path, std::generic_category().message(errno));
         return false;
     }
+    const bool toText = graph.GetForm() == GraphForm::Xml;
+    TCXML xml;
+    TCString text;
+    const bool made = toText || (WriteGraphXml(graph, xml) && xml.GetNodeXML(xml.GetDocument(), text));
+    if (toText) text = WriteGraphText(graph).c_str();
     Mistakes mistakes;
-    const std::string lost = FindDifference(graph, GraphFile::Read(part.GetPath(), mistakes));
+    const std::string lost =
+        made ? FindDifference(graph, GraphFile::Parse(path, std::string(text), mistakes)) : std::string();
     if (!lost.empty()) {
         static constexpr Bilingual NOT_IN_TEXT(
             "%1: %2 cannot be said in parameter text; give it a simpler name",
@@ -134,9 +101,13 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
         error = (toText ? NOT_IN_TEXT : NOT_IN_XML).With({graph.GetPath(), lost});
         return false;
     }
-    const std::error_code failed = part.Rename(target);
-    if (failed) error = tc::WhyNotWritten(path, failed.message());
-    return !failed;
+    errno = 0;
+    const bool written =
+        toText ? Write(*target, std::string(text)) && target->Commit() : made && xml.Save(path.c_str());
+    if (!written)
+        error = tc::WhyNotWritten(
+            path, toText ? std::generic_category().message(errno) : std::string(xml.GetError()));
+    return written;
 }
 
 }  // namespace host

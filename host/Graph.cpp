@@ -50,31 +50,12 @@ void Sink(const char* module, TCModuleMessage::Types type, const char* text) {
     console::FromModule(kind->word, kind->level, module, text);
 }
 
-// One name for a file however it is written; empty for what is no ordinary file, as a device.
-std::string OrdinaryFile(const std::string& path) {
-    std::error_code failed;
-    const auto status = std::filesystem::status(path, failed);
-    if (path.empty() || (exists(status) && !is_regular_file(status))) return {};
-    return std::filesystem::weakly_canonical(std::filesystem::absolute(path, failed), failed).string();
+bool IsFile(const TCModuleParameter& parameter) {
+    return parameter.kind == TCModuleParameter::FILE || parameter.kind == TCModuleParameter::OUTPUT_FILE;
 }
 
 constexpr Bilingual NO_INPUT("'%1' has no input '%2'; %3", "'%1' hat keinen Eingang '%2'; %3");
 constexpr Bilingual NO_OUTPUT("'%1' has no output '%2'; %3", "'%1' hat keinen Ausgang '%2'; %3");
-
-// How one instance clashes with another one about a file.
-const Bilingual& FileClash(bool writes, bool otherWrites) {
-    static constexpr Bilingual BOTH_WRITE(
-        "%1 writes '%2', which %3 writes too; give one of them another file",
-        "%1 schreibt '%2', die auch %3 schreibt; geben Sie einem von beiden eine andere Datei");
-    static constexpr Bilingual WRITES(
-        "%1 writes '%2', which %3 reads too; give one of them another file",
-        "%1 schreibt '%2', die %3 liest; geben Sie einem von beiden eine andere Datei");
-    static constexpr Bilingual READS(
-        "%1 reads '%2', which %3 writes too; give one of them another file",
-        "%1 liest '%2', die %3 schreibt; geben Sie einem von beiden eine andere Datei");
-    if (!writes) return READS;
-    return otherWrites ? BOTH_WRITE : WRITES;
-}
 
 std::string LineText(const LineEntry& entry) {
     return entry.from.instance + "." + entry.from.port + "=" + entry.to.instance + "." + entry.to.port;
@@ -83,14 +64,14 @@ std::string LineText(const LineEntry& entry) {
 }  // namespace
 
 Graph::Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue, HostWindow& hostWindow,
-             Mistakes& allMistakes)
+             Mistakes& allMistakes, const std::vector<FileUse>& filesOfHost)
     : file(graphFile), catalogue(moduleCatalogue), window(hostWindow), mistakes(allMistakes) {
     window.AcceptDifferences(file.AcceptsDifferences(), file.GetWording().acceptDifferences.Text());
     CreateModules();
     for (Instance& instance : instances)
         if (instance.module != nullptr) ApplySettings(instance);
-    CheckFiles();
     PrepareDynamicPorts();
+    CheckFiles(filesOfHost);
     ResolveLines();
     ValidateTypes(Sort());
     CheckInputs();
@@ -198,9 +179,14 @@ bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
     }
     const TCModuleParameter* parameter = instance.extended->FindParameter(setting.name.c_str());
     std::string value = setting.value;
-    const bool isFile = parameter != nullptr && (parameter->kind == TCModuleParameter::FILE ||
-                                                 parameter->kind == TCModuleParameter::OUTPUT_FILE);
-    if (isFile && !ResolvePath(instance, setting, value)) return false;
+    if (value.find('\0') != std::string::npos) {
+        mistakes.Add(setting.place,
+                     Bilingual("%1: %2: a value cannot hold a zero byte; remove it",
+                               "%1: %2: ein Wert kann kein Nullbyte enthalten; entfernen Sie es")
+                         .With({instance.entry->name, setting.name}));
+        return false;
+    }
+    if (parameter != nullptr && IsFile(*parameter) && !ResolvePath(instance, setting, value)) return false;
     TCString error;
     if (instance.extended->SetParameter(setting.name.c_str(), value.c_str(), error)) return true;
     mistakes.Add(setting.place, instance.entry->name + ": " + std::string(error));
@@ -210,7 +196,7 @@ bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
 // Into one that starts at the graph file's folder, or at the current directory when it is an argument.
 bool Graph::ResolvePath(const Instance& instance, const Setting& setting, std::string& path) const {
     CStringArray unknown;
-    tc::ResolvePathTokens(path, {}, &unknown);
+    tc::ResolvePathTokens(path, {.create = false}, &unknown);
     for (const std::string& name : unknown)
         mistakes.Add(setting.place,
                      Bilingual("%1: %2: '%%3%' is no folder and no environment variable; set the variable, "
@@ -224,29 +210,33 @@ bool Graph::ResolvePath(const Instance& instance, const Setting& setting, std::s
     return unknown.empty();
 }
 
-// What a module writes must not be what another one, or the host, reads or writes: one of them would be lost.
-void Graph::CheckFiles() {
-    struct User {
-        std::string name;
-        bool writes;
-    };
-    std::map<std::string, User> users;  // by file
-    users[OrdinaryFile(file.GetPath())] = {Bilingual("the host", "das Programm").Text(), false};
+void Graph::MakeFolders() const {
     for (const Instance& instance : instances) {
         if (instance.extended == nullptr) continue;
-        for (const TCModuleParameter& parameter : instance.extended->GetParameters()) {
-            const User user{instance.entry->name, parameter.kind == TCModuleParameter::OUTPUT_FILE};
-            if (!user.writes && parameter.kind != TCModuleParameter::FILE) continue;
-            const std::string value(instance.extended->GetParameter(parameter.name));
-            const std::string path = OrdinaryFile(value);
-            if (path.empty()) continue;
-            const auto [other, isNew] = users.emplace(path, user);
-            if (isNew || !(user.writes || other->second.writes)) continue;
-            mistakes.Add(
-                PlaceOf(*instance.entry, parameter.name),
-                FileClash(user.writes, other->second.writes).With({user.name, value, other->second.name}));
+        for (const Setting& setting : instance.entry->settings) {
+            const TCModuleParameter* parameter = instance.extended->FindParameter(setting.name.c_str());
+            std::string path = setting.value;
+            if (parameter != nullptr && IsFile(*parameter)) tc::ResolvePathTokens(path, {});
         }
     }
+}
+
+// What a module writes must not be what another one, or the host, reads or writes: one of them would be lost.
+void Graph::CheckFiles(const std::vector<FileUse>& ofHost) {
+    FileClashes clashes(mistakes);
+    clashes.Add({Bilingual("the host", "das Programm").Text(),
+                 file.GetPath(),
+                 TCModuleFile::READS,
+                 {file.GetPath()}});
+    for (const Instance& instance : instances) {
+        if (instance.extended == nullptr) continue;
+        TCArray<TCModuleFile> files;
+        WhatItThrows([&] { instance.extended->GetFiles(files); });
+        for (const TCModuleFile& each : files)
+            clashes.Add({instance.entry->name, std::string(each.path), each.use,
+                         PlaceOf(*instance.entry, std::string(each.parameter))});
+    }
+    for (const FileUse& use : ofHost) clashes.Add(use);
 }
 
 // --- Ports and lines

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/FileClashes.h"
 #include "host/GraphFile.h"
 #include "host/HostWindow.h"
 #include "host/Mistakes.h"
@@ -19,12 +20,15 @@ namespace host {
 // a graph with mistakes must not be run. Owns the modules; the catalogue and the window must outlive it.
 class Graph {
  public:
+    // `filesOfHost` are those that the program itself will read and write beside the graph file, as a log.
     Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue, HostWindow& hostWindow,
-          Mistakes& allMistakes);
+          Mistakes& allMistakes, const std::vector<FileUse>& filesOfHost = {});
 
     // In the order of the file.
     std::vector<RunModule> Modules() const;
     const std::vector<RunLine>& Lines() const { return lines; }
+    // The folders that file settings want to be made (CSIDL_FLAG_CREATE): for a run, not for a check.
+    void MakeFolders() const;
 
  private:
     struct Ports {
@@ -49,7 +53,7 @@ class Graph {
     bool MakeEffective(Instance& instance);
     static const Place& PlaceOf(const InstanceEntry& entry, const std::string& parameter);
     bool ResolvePath(const Instance& instance, const Setting& setting, std::string& path) const;
-    void CheckFiles();
+    void CheckFiles(const std::vector<FileUse>& ofHost);
     void PrepareDynamicPorts();
     static Ports ReadPorts(TCBaseModule& module, PORTTYPE kind);
     static int FindPort(const Ports& ports, const std::string& name);

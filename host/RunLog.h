@@ -20,6 +20,10 @@ namespace runlog {
 inline constexpr const char* LEVELS[] = {"emergency", "critical", "error", "warning",
                                          "notice",    "trace",    "data"};
 
+// The file that a log with these options would be written to now; empty for one with a fresh name.
+std::string FileOf(const LogOptions& options);
+// What comes from now on is kept for the log that is opened next, or until `Close`.
+void Hold();
 // Writes what is as serious as the level of the options or more. Answers what is wrong; empty when nothing
 // is.
 std::string Open(const LogOptions& options);

@@ -1,66 +1,62 @@
 #include "modules/csv-writer/CsvFile.h"
 
 #include <cerrno>
-#include <filesystem>
+#include <cstdio>
 #include <system_error>
+#include <utility>
 
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
 
-namespace fs = std::filesystem;
-
-bool CsvFile::Open(const std::string& name, int number, bool overwrite) {
+bool CsvFile::Open(const std::string& name, bool overwrite) {
     path = part = name;
-    mayReplace = overwrite;
-    if (path == "/dev/stdout") {
-        file.reset(stdout);
-        return true;
-    }
-    std::error_code ignored;
-    const fs::file_status status = fs::status(path, ignored);
-    if (fs::is_directory(status)) return FailWithReason(EISDIR);
-    if (fs::is_regular_file(status)) path = part = fs::canonical(path, ignored).string();  // behind links
-    if (!fs::exists(status) || fs::is_regular_file(status)) {
-        part += ".part" + (number > 0 ? std::to_string(number) : std::string());
-        if (RefuseExisting()) return false;
-    }
+    isStandardOutput = path == "/dev/stdout";
+    if (isStandardOutput) return true;
     errno = 0;
-    file.reset(std::fopen(part.c_str(), "wb"));
-    return file != nullptr || FailWithReason(errno);
+    file = tc::ReplacedFile::Open(path, {.exclusive = true, .mayReplace = overwrite});
+    if (file == nullptr) return FailWithReason(errno);
+    part = file->PartName();
+    return true;
 }
 
 bool CsvFile::Write(const std::string& text) {
     errno = 0;
-    return std::fwrite(text.data(), 1, text.size(), file.get()) == text.size() || FailWithReason(errno);
+    std::FILE* const stream = isStandardOutput ? stdout : file->Get();
+    return std::fwrite(text.data(), 1, text.size(), stream) == text.size() || FailWithReason(errno);
 }
 
 bool CsvFile::Finish() {
     errno = 0;
-    if (Closer::Close(file.release()) != 0) return FailWithReason(errno);
-    if (part == path) return true;
-    if (RefuseExisting()) return false;
-    std::error_code failed;
-    fs::rename(part, path, failed);
-    return !failed || FailWithReason(failed.value());
-}
-
-void CsvFile::Discard() {
-    if (file == nullptr) return;
-    file.reset();
-    std::error_code ignored;
-    if (part != path) fs::remove(part, ignored);
-}
-
-bool CsvFile::RefuseExisting() {
-    std::error_code ignored;
-    if (mayReplace || !fs::exists(path, ignored)) return false;
-    error = tc::Bilingual("%1 is there already; it is replaced only with overwrite=yes",
-                          "%1 gibt es schon; ersetzt wird die Datei nur mit overwrite=yes")
-                .With({path});
+    if (std::exchange(isStandardOutput, false)) return std::fflush(stdout) == 0 || FailWithReason(errno);
+    if (!file->Commit()) return FailWithReason(errno);
+    file = nullptr;
     return true;
 }
 
+void CsvFile::Abandon() {
+    if (std::exchange(isStandardOutput, false)) std::fflush(stdout);
+    if (file != nullptr) file->Keep();
+    file = nullptr;
+}
+
+void CsvFile::Discard() {
+    isStandardOutput = false;
+    file = nullptr;
+}
+
 bool CsvFile::FailWithReason(int number) {
-    error = tc::WhyNotWritten(path, std::generic_category().message(number));
+    static constexpr tc::Bilingual IS_THERE("%1 is there already; it is replaced only with overwrite=yes",
+                                            "%1 gibt es schon; ersetzt wird die Datei nur mit overwrite=yes");
+    static constexpr tc::Bilingual IS_WRITTEN(
+        "%1 is being written by another module or program; name another file, or wait for its end",
+        "%1 wird gerade von einem anderen Modul oder Programm geschrieben; nennen Sie eine andere Datei, "
+        "oder "
+        "warten Sie, bis es fertig ist");
+    if (number == EEXIST)
+        error = IS_THERE.With({path});
+    else if (number == EWOULDBLOCK)
+        error = IS_WRITTEN.With({path});
+    else
+        error = tc::WhyNotWritten(path, std::generic_category().message(number));
     return false;
 }

@@ -1,46 +1,37 @@
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
 
-// A text file that appears under its name only when it is whole: until `Finish` it is written under that name
-// with ".part" and a number behind it. Something that is no ordinary file, as /dev/stdout, is written
-// directly.
+#include "sigweave/platform/ReplacedFile.h"
+
+// A text file that appears under its name only when it is whole (see tc::ReplacedFile): until `Finish` it has
+// ".part" behind its name. /dev/stdout is the stream itself.
 //
 // Operations answer false on failure; `Error` then says why, with the file's name.
 class CsvFile {
  public:
-    // `number` keeps the parts of several writers apart. Refuses a file that is there, unless `overwrite`.
-    bool Open(const std::string& path, int number, bool overwrite);
+    // Refuses a file that is there, unless `overwrite`, and one that somebody else is writing.
+    bool Open(const std::string& path, bool overwrite);
     bool Write(const std::string& text);
     // Closes the file and gives it its name.
     bool Finish();
     // Closes the file and leaves what there is under the other name.
-    void Abandon() { file.reset(); }
+    void Abandon();
     // Closes the file and leaves nothing of it.
     void Discard();
 
-    bool IsOpen() const { return file != nullptr; }
-    // The name under which it is being written.
+    bool IsOpen() const { return file != nullptr || isStandardOutput; }
+    // The name under which it is, or was last, written.
     const std::string& PartName() const { return part; }
     const std::string& Error() const { return error; }
 
  private:
-    struct Closer {
-        // The standard output stays open for others.
-        static int Close(std::FILE* opened) {
-            return opened == stdout ? std::fflush(opened) : std::fclose(opened);
-        }
-        void operator()(std::FILE* opened) const { Close(opened); }
-    };
-
-    bool RefuseExisting();
     bool FailWithReason(int number);
 
-    std::unique_ptr<std::FILE, Closer> file;
+    std::unique_ptr<tc::ReplacedFile> file;
+    bool isStandardOutput = false;
     std::string path;
     std::string part;
     std::string error;
-    bool mayReplace = false;
 };

@@ -1,6 +1,8 @@
 #include "modules/csv-writer/CsvWriter.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "modules/common/SignalSettings.h"
@@ -26,6 +28,12 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "comma",
      .help = {"between the columns", "zwischen den Spalten"},
      .choices = "comma|semicolon|tab"},
+    {.name = "time",
+     .kind = TCModuleParameter::SWITCH,
+     .defaultValue = "yes",
+     .help = {"a first column with the time, of spectra the frequency; none where rates or domains differ",
+              "eine erste Spalte mit der Zeit, bei Spektren der Frequenz; keine bei verschiedenen Raten oder "
+              "Domänen"}},
 };
 
 // In the order of the choices.
@@ -47,6 +55,10 @@ CsvWriter::CsvWriter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("", "");
 }
 
+void CsvWriter::GetFiles(TCArray<TCModuleFile>& files) const {
+    AddReplacedFile(files, ParamStr("file"), "file");
+}
+
 int CsvWriter::Init() {
     std::string error;
     file.Abandon();
@@ -54,14 +66,18 @@ int CsvWriter::Init() {
     separator = SEPARATORS[ParamChoice("separator")];
     columns.clear();
     columns.resize(static_cast<std::size_t>(GetNoInput()));
+    axis = nullptr;
+    firstOfSignal = rows = 0;
     for (unsigned input = 0; input < columns.size(); ++input) {
         columns[input].ended = !portHelper->IsWired(INPUT, input);
+        const char* const type = portHelper->GetPortType(INPUT, input, nullptr);
+        columns[input].spectrum = type != nullptr && std::strstr(type, "{FREQ_DOMAIN}") != nullptr;
     }
     if (!tc::CheckDoubleInputs(*portHelper, error)) return Fail(tc::MODULE_FAILED, error.c_str());
     const int code = TCBaseModuleEx::Init();
     if (code < 0) return code;
     const std::string path(ParamStr("file"));
-    const bool opened = file.Open(path, GetInstance(), ParamBool("overwrite"));
+    const bool opened = file.Open(path, ParamBool("overwrite"));
     return opened ? 0 : Fail(tc::MODULE_FAILED, file.Error().c_str());
 }
 
@@ -91,6 +107,7 @@ int CsvWriter::Take(unsigned input) {
     }
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
     if (metadata != nullptr) column.metadata = *metadata;
+    if (tc::BeginsSignal(column.metadata.GetState())) NoteBegin(column);
     column.begun = true;
     column.ended = column.metadata.GetState() == STOP;
     int count = 0;
@@ -100,11 +117,11 @@ int CsvWriter::Take(unsigned input) {
 }
 
 int CsvWriter::WriteRows() {
-    std::int64_t rows = RowsReady();
-    while (rows > 0) {
+    std::int64_t ready = RowsReady();
+    while (ready > 0) {
         std::string text = headerWritten ? std::string() : Header();
         headerWritten = true;
-        for (std::int64_t i = std::min(rows, MOST_ROWS_AT_ONCE); i > 0; --i, --rows) AppendRow(text);
+        for (std::int64_t i = std::min(ready, MOST_ROWS_AT_ONCE); i > 0; --i, --ready) AppendRow(text);
         if (!file.Write(text)) return Fail(tc::MODULE_FAILED, file.Error().c_str());
     }
     const bool broken = std::any_of(columns.begin(), columns.end(),
@@ -123,24 +140,58 @@ std::int64_t CsvWriter::RowsReady() const {
     return std::min(held, longest);
 }
 
-std::string CsvWriter::Header() const {
-    std::string names;
-    std::string units;
-    std::string rates;
+// Of the column that is, or may become, the axis. Its rows are counted like its samples.
+void CsvWriter::NoteBegin(Column& column) {
+    if (&column == axis || !headerWritten) column.begins.push_back(rows + column.samples.Waiting());
+}
+
+// The first column that got a block, when all of those can share one axis, else null.
+CsvWriter::Column* CsvWriter::FindAxis() {
+    Column* first = nullptr;
+    for (Column& column : columns) {
+        if (!column.begun) continue;
+        if (first == nullptr) first = &column;
+        const double rate = column.metadata.GetSamplerate();
+        const bool isAlike = rate == first->metadata.GetSamplerate() && column.spectrum == first->spectrum;
+        if (!isAlike || !std::isfinite(rate) || rate <= 0.0) return nullptr;
+    }
+    return first;
+}
+
+std::string CsvWriter::Header() {
+    if (ParamBool("time")) axis = FindAxis();
+    std::string names, units, rates;
+    bool isFirst = true;
+    const auto add = [&](const std::string& name, const std::string& unit, const std::string& rate) {
+        const std::string between = isFirst ? std::string() : std::string(1, separator);
+        names += between + Cell(name);
+        units += between + Cell(unit);
+        rates += between + Cell(rate);
+        isFirst = false;
+    };
+    if (axis != nullptr)
+        axis->spectrum ? add("frequency", "Hz", "bin spacing") : add("time", "s", "samplerate");
     for (unsigned input = 0; input < columns.size(); ++input) {
         const Column& column = columns[input];
+        const double rate = column.metadata.GetSamplerate();
         TCString unit;
         column.metadata.GetUnit().ToString(unit);
-        const std::string between = input > 0 ? std::string(1, separator) : std::string();
-        names += between + Cell(tc::SignalName(*portHelper, input, column.metadata));
-        units += between + Cell(std::string(unit));
-        rates += between + (column.begun ? tc::NumberText(column.metadata.GetSamplerate()) : std::string());
+        add(tc::SignalName(*portHelper, input, column.metadata), std::string(unit),
+            column.begun ? tc::NumberText(column.spectrum ? 1.0 / rate : rate) : std::string());
     }
     if (units.empty()) units = "\"\"";  // an empty line would be no row for many readers
     return names + "\n" + units + "\n" + rates + "\n";
 }
 
+void CsvWriter::AppendAxis(std::string& text) {
+    std::deque<std::int64_t>& begins = axis->begins;
+    for (; !begins.empty() && begins.front() <= rows; begins.pop_front()) firstOfSignal = begins.front();
+    text += tc::NumberText(static_cast<double>(rows - firstOfSignal) / axis->metadata.GetSamplerate());
+    text += separator;
+}
+
 void CsvWriter::AppendRow(std::string& text) {
+    if (axis != nullptr) AppendAxis(text);
     for (std::size_t i = 0; i < columns.size(); ++i) {
         Column& column = columns[i];
         if (i > 0) text += separator;
@@ -151,6 +202,7 @@ void CsvWriter::AppendRow(std::string& text) {
         }
     }
     text += '\n';
+    ++rows;
 }
 
 int CsvWriter::Done() {

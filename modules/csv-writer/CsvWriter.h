@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <deque>
 #include <vector>
 
 #include "modules/common/SampleQueue.h"
@@ -8,7 +10,9 @@
 #include "sigweave/services/Bilingual.h"
 
 // Writes the signals that are wired to it as text, one column each. Three header rows hold the names, the
-// units and the samplerates; then comes one row for each sample. Numbers have a point in every locale and as
+// units and the samplerates, of spectra the bin spacings; then comes one row for each sample. Where all
+// signals have one rate and one domain, a first column holds the time, or the frequency, counted from where
+// the first of them begins. Numbers have a point in every locale and as
 // many digits as read back to the same double ("nan", "inf" and "-inf" for what is no finite number); texts
 // that hold a separator, a quotation mark or a line end stand in quotation marks.
 //
@@ -30,6 +34,7 @@ class CsvWriter final : public TCBaseModuleEx {
                              "Schreibt Signale als Spalten einer CSV-Datei")
             .Text();
     }
+    void GetFiles(TCArray<TCModuleFile>& files) const override;
     int Init() override;
     int Fetch() override;
     int Execute() override;
@@ -38,7 +43,9 @@ class CsvWriter final : public TCBaseModuleEx {
  private:
     struct Column {
         SampleQueue samples;
-        TCTypeInfo metadata;  // of the last block
+        std::deque<std::int64_t> begins;  // rows to come in which a signal begins, of the axis
+        TCTypeInfo metadata;              // of the last block
+        bool spectrum = false;
         bool begun = false;
         bool ended = false;
         bool hasEmptyCells = false;
@@ -47,7 +54,10 @@ class CsvWriter final : public TCBaseModuleEx {
     int Take(unsigned input);
     int WriteRows();
     std::int64_t RowsReady() const;
-    std::string Header() const;
+    void NoteBegin(Column& column);
+    Column* FindAxis();
+    std::string Header();
+    void AppendAxis(std::string& text);
     void AppendRow(std::string& text);
     bool IsWhole() const;
     int Close();
@@ -57,4 +67,7 @@ class CsvWriter final : public TCBaseModuleEx {
     bool runBegun = false;
     bool headerWritten = false;
     std::vector<Column> columns;
+    Column* axis = nullptr;          // whose times or frequencies are in the first column, once it is known
+    std::int64_t firstOfSignal = 0;  // the row in which its signal begins
+    std::int64_t rows = 0;           // written
 };

@@ -8,10 +8,10 @@ namespace tc {
 bool HasGnuplot();
 
 // Runs the script, which writes to the standard output, and puts the picture at `path`, whole or not at
-// all. False with the reason in `error`.
+// all (see tc::ReplacedFile). False with the reason in `error`.
 bool RunGnuplot(const std::string& script, const std::string& path, std::string& error);
 
-// False with the reason in `error` when no file can be made beside `path`. A file that is there is kept.
-bool CanWriteBeside(const std::string& path, std::string& error);
+// False with the reason in `error` when the file cannot be written. One that is there is kept.
+bool CanWrite(const std::string& path, std::string& error);
 
 }  // namespace tc

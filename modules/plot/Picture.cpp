@@ -1,9 +1,11 @@
 #include "modules/plot/Picture.h"
 
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <string_view>
 
 #include "modules/common/SignalSettings.h"
 
@@ -67,15 +69,47 @@ struct Layout {
     }
 };
 
-// A text for the script. In double quotes gnuplot would run what stands between backquotes as a command.
-std::string Quoted(const std::string& text) {
-    std::string quoted = "'";
-    for (const char character : text) {
-        const bool control = static_cast<unsigned char>(character) < ' ';
-        if (character == '\'') quoted += '\'';
-        quoted += control ? ' ' : character;
+// How many bytes the UTF-8 character at the front of a text has that an XML document may hold; 0 when there
+// is none.
+std::size_t CharacterSize(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char first = byte(0);
+    const std::size_t size = first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    if (size == 0 || size > text.size() || first > 0xF4) return 0;
+    unsigned code = size == 1 ? first : first & (0x7FU >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) return 0;
+        code = code << 6 | (byte(i) & 0x3F);
     }
-    return quoted + "'";
+    constexpr unsigned LEAST[] = {0, 0, 0x80, 0x800, 0x10000};
+    const bool isAllowed = code >= LEAST[size] && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF) &&
+                           code != 0xFFFE && code != 0xFFFF;
+    return isAllowed ? size : 0;
+}
+
+// Every byte by its number, save those that mean nothing in a script: some of the others do in any kind of
+// quotation marks. What is not UTF-8 becomes the replacement character, a control character a blank.
+std::string Quoted(std::string_view text) {
+    constexpr std::string_view PLAIN = " #().,:;[]/_+-";
+    std::string quoted = "\"";
+    bool isAfterNumber = false;  // which a digit would go on
+    const auto add = [&](std::string_view bytes) {
+        for (const char byte : bytes) {
+            const auto code = static_cast<unsigned char>(byte);
+            const bool isDigit = byte >= '0' && byte <= '9';
+            const bool isPlain = code < 0x80 && (std::isalnum(code) != 0 || PLAIN.find(byte) != PLAIN.npos) &&
+                                 !(isDigit && isAfterNumber);
+            quoted += isPlain ? std::string(1, byte) : std::string(TCString::FormatS("\\%03o", code));
+            isAfterNumber = !isPlain;
+        }
+    };
+    while (!text.empty()) {
+        const std::size_t size = CharacterSize(text);
+        const bool isControl = static_cast<unsigned char>(text[0]) < ' ' || text[0] == 0x7F;
+        add(size == 0 ? "\xEF\xBF\xBD" : isControl ? " " : text.substr(0, size));
+        text.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    return quoted + "\"";
 }
 
 std::string DateText(double milliseconds) {
@@ -256,8 +290,13 @@ std::string PanelScript(const Panel& panel, const PictureOptions& options, bool 
     return script + "set title " + Quoted(single ? panel.front()->name : "") + "\n" + curves + "\n";
 }
 
+// The time of a spectrum is not that at which its signal began, and neither is that of a signal that was
+// under way when the run began.
 std::string Headline(const std::vector<PictureSignal>& signals, const std::string& title) {
-    const std::string date = DateText(signals.front().metadata.GetTimestamp());
+    const auto first =
+        std::ranges::find_if(signals, [](const PictureSignal& signal) { return !signal.spectrum; });
+    const bool isKnown = first != signals.end() && BeginsSignal(first->metadata.GetState());
+    const std::string date = isKnown ? DateText(first->metadata.GetTimestamp()) : std::string();
     return title + (title.empty() || date.empty() ? "" : ", ") + (date.empty() ? "" : "start " + date);
 }
 

@@ -79,11 +79,15 @@ bool Plot::OnSettingsChanged(TCString& error) {
     return known;
 }
 
+void Plot::GetFiles(TCArray<TCModuleFile>& files) const {
+    AddReplacedFile(files, ParamStr("file"), "file");
+}
+
 int Plot::Init() {
     std::string error;
     ready = false;
     if (!tc::CheckDoubleInputs(*portHelper, error) || !HasRoom(error) ||
-        !tc::CanWriteBeside(std::string(ParamStr("file")), error)) {
+        !tc::CanWrite(std::string(ParamStr("file")), error)) {
         return Fail(tc::MODULE_FAILED, error.c_str());
     }
     if (!tc::HasGnuplot()) {

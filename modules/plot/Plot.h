@@ -25,6 +25,7 @@ class Plot final : public TCBaseModuleEx {
             .Text();
     }
     bool OnSettingsChanged(TCString& error) override;
+    void GetFiles(TCArray<TCModuleFile>& files) const override;
     int Init() override;
     int Execute() override;
     int Done() override;

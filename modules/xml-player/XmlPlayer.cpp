@@ -86,6 +86,10 @@ std::vector<std::string> XmlPlayer::Files() const {
     return files;
 }
 
+void XmlPlayer::GetFiles(TCArray<TCModuleFile>& files) const {
+    for (const std::string& file : Files()) files.Add({file.c_str(), TCModuleFile::READS, "file"});
+}
+
 // The reader is at the first block then.
 bool XmlPlayer::Open(Track& track, std::string& error) {
     track.reader = std::make_unique<tc::StreamRecordReader>();

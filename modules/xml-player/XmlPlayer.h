@@ -26,6 +26,7 @@ class XmlPlayer final : public TCBaseModuleEx {
             .Text();
     }
     bool OnSettingsChanged(TCString& error) override;
+    void GetFiles(TCArray<TCModuleFile>& files) const override;
     int Init() override;
     int Execute() override;
     int Done() override;

@@ -5,6 +5,7 @@
 #include "modules/common/RecordFiles.h"
 #include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
@@ -51,6 +52,16 @@ void XmlRecorder::OnInputsDeclared(int) {
     streams.clear();
 }
 
+std::string XmlRecorder::FileOf(int input) const {
+    const int inputs = portHelper->GetPortCnt(INPUT);
+    return tc::RecordFile(std::string(ParamStr("file")), input + 1, inputs == 1);
+}
+
+void XmlRecorder::GetFiles(TCArray<TCModuleFile>& files) const {
+    for (int input = 0; input < portHelper->GetPortCnt(INPUT); ++input)
+        AddReplacedFile(files, FileOf(input).c_str(), "file");
+}
+
 int XmlRecorder::Init() {
     tracks.clear();
     begun = false;
@@ -58,22 +69,20 @@ int XmlRecorder::Init() {
         if (streams[input] == nullptr) continue;
         Track& track = *tracks.emplace_back(std::make_unique<Track>());
         track.stream = streams[input];
-        track.file =
-            tc::RecordFile(std::string(ParamStr("file")), static_cast<int>(input) + 1, GetNoInput() == 1);
-        std::error_code ignored;
-        track.replaces = std::filesystem::exists(track.file, ignored);
+        track.file = FileOf(static_cast<int>(input));
         std::string error;
         if (!CheckInput(input, track.file, error)) return Fail(tc::MODULE_FAILED, error.c_str());
     }
-    const int code = TCBaseModuleEx::Init();
-    std::string error;
-    return code < 0 || OpenTracks(false, error) ? code : Fail(tc::MODULE_FAILED, error.c_str());
+    for (const auto& track : tracks)
+        if (!track->writer.Prepare(track->file.c_str(), ParamBool("overwrite")))
+            return Fail(tc::MODULE_FAILED, track->writer.GetError().c_str());
+    return TCBaseModuleEx::Init();
 }
 
 // Asked for the first time when all modules have started.
 int XmlRecorder::Fetch() {
     std::string error;
-    if (!begun && !OpenTracks(true, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!begun && !BeginTracks(error)) return Fail(tc::MODULE_FAILED, error.c_str());
     begun = true;
     return TCBaseModuleEx::Fetch();
 }
@@ -94,7 +103,7 @@ bool XmlRecorder::CheckInput(unsigned input, const std::string& file, std::strin
     std::error_code ignored;
     const std::filesystem::file_status status = std::filesystem::status(file, ignored);
     if (!std::filesystem::exists(status)) return true;
-    if (!std::filesystem::is_regular_file(status))
+    if (!std::filesystem::is_regular_file(status) || tc::IsStandardStream(file))
         error =
             Bilingual(
                 "%1 is no ordinary file, which a recording needs; name another one",
@@ -107,14 +116,13 @@ bool XmlRecorder::CheckInput(unsigned input, const std::string& file, std::strin
     return error.empty();
 }
 
-bool XmlRecorder::OpenTracks(bool replacing, std::string& error) {
+bool XmlRecorder::BeginTracks(std::string& error) {
     unsigned input = 0;
     for (const auto& track : tracks) {
         while (streams[input] != track->stream) ++input;
-        if (track->replaces != replacing) continue;
         int items = 0;
         const char* const type = portHelper->GetPortType(INPUT, input, &items);
-        if (track->writer.Open(track->file.c_str(), type, items)) continue;
+        if (track->writer.Begin(type, items)) continue;
         error = track->writer.GetError();
         return false;
     }

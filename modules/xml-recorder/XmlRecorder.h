@@ -28,6 +28,7 @@ class XmlRecorder final : public TCBaseModuleEx {
     TCIOStream* SetInputStream(int port, int unused, int precision) override;
     void DeleteStreams() override;
     void OnInputsDeclared(int count) override;
+    void GetFiles(TCArray<TCModuleFile>& files) const override;
     int Init() override;
     int Fetch() override;
     int Execute() override;
@@ -37,13 +38,13 @@ class XmlRecorder final : public TCBaseModuleEx {
     struct Track {
         std::string file;
         TCIOStream* stream = nullptr;
-        bool replaces = false;  // a file that is there
         tc::StreamRecordWriter writer;
         std::int64_t blocks = 0;
     };
 
+    std::string FileOf(int input) const;
     bool CheckInput(unsigned input, const std::string& file, std::string& error) const;
-    bool OpenTracks(bool replacing, std::string& error);
+    bool BeginTracks(std::string& error);
 
     std::vector<TCIOStream*> streams;  // of the inputs that are connected; the helper owns them
     std::vector<std::unique_ptr<Track>> tracks;

@@ -1,10 +1,12 @@
 #include "sigweave/module/TCBaseModuleEx.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/TCProcessParameters.h"
+#include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
 
@@ -71,6 +73,22 @@ const char* TCBaseModuleEx::GetLastErrorText() {
 }
 
 void TCBaseModuleEx::OnInputsDeclared(int) {}
+
+void TCBaseModuleEx::GetFiles(TCArray<TCModuleFile>& files) const {
+    for (std::size_t i = 0; i < parameters.size(); ++i) {
+        const TCModuleParameter& parameter = parameters[i];
+        const char* const path = ValueText(static_cast<int>(i));
+        const bool writes = parameter.kind == TCModuleParameter::OUTPUT_FILE;
+        if ((!writes && parameter.kind != TCModuleParameter::FILE) || path == nullptr || *path == '\0')
+            continue;
+        files.Add({path, writes ? TCModuleFile::WRITES : TCModuleFile::READS, parameter.name});
+    }
+}
+
+void TCBaseModuleEx::AddReplacedFile(TCArray<TCModuleFile>& files, const char* path, const char* parameter) {
+    files.Add({path, TCModuleFile::WRITES, parameter});
+    files.Add({tc::PartNameOf(path).c_str(), TCModuleFile::WRITES_NUMBERED, parameter});
+}
 
 int TCBaseModuleEx::FindIndex(const char* name) const {
     const TCString wanted(name);
@@ -161,7 +179,15 @@ bool TCBaseModuleEx::ReadSettings(const char* text, TCString& error) {
                         .c_str();
             return false;
         }
-        if (!SetParameter(name, parser.GetParamValStr(i), error)) return false;
+        const TCString& value = parser.GetParamValStr(i);
+        if (std::strlen(value) != static_cast<std::size_t>(value.GetLength())) {
+            error = Bilingual("parameter '%1': a value cannot hold a zero byte; remove it",
+                              "Parameter '%1': ein Wert kann kein Nullbyte enthalten; entfernen Sie es")
+                        .With({static_cast<const char*>(name)})
+                        .c_str();
+            return false;
+        }
+        if (!SetParameter(name, value, error)) return false;
     }
     return true;
 }

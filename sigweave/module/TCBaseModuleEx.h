@@ -19,6 +19,21 @@ struct TCModuleResult {
     TCString unit;  // as TCSI_Unit::ToString writes it
 };
 
+// A file that a module reads or writes.
+struct TCModuleFile {
+    // Never change, only append.
+    enum USE : int {
+        READS = 0,
+        WRITES = 1,
+        // Beside files of this name those that have any digits behind it, as out.csv.part3: the module takes
+        // one that is free.
+        WRITES_NUMBERED = 2
+    };
+    TCString path;  // as the parameter has it
+    USE use = READS;
+    TCString parameter;  // the parameter that names it, for messages
+};
+
 // A module with declared parameters: each has a name, a kind, a default, limits, a unit and a line of help,
 // so that a host can show, check and store its settings without knowing the module. The module reads its
 // values with `ParamInt` and the others; they hold what the declaration allows, always.
@@ -55,6 +70,11 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // 32: all ports were taken away and so many inputs declared (see UseAnyNumberOfInputs): a module that has
     // outputs declares them. Comes for the first time in the module's constructor. [control]
     virtual void OnInputsDeclared(int count);
+    // 33: adds every file that the module will read and write with its present settings and ports, also
+    // those that it writes for a while only. A host refuses a graph in which one of them would be lost. By
+    // default the values of all parameters of the kinds FILE and OUTPUT_FILE. Files without a name of their
+    // own, as temporary ones in a fresh folder, need not be told. [control]
+    virtual void GetFiles(TCArray<TCModuleFile>& files) const;
 
     std::span<const TCModuleParameter> GetParameters() const { return parameters; }
     // Null when there is no such parameter.
@@ -100,6 +120,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     void UseAnyNumberOfInputs(const char* token, const char* declarator);
     void AddResult(const char* signal, const char* quantity, double value, const TCSI_Unit& unit);
     void ClearResults() { results.RemoveAll(); }
+    // For GetFiles: a file that is written by way of tc::ReplacedFile, and the names that it has meanwhile.
+    static void AddReplacedFile(TCArray<TCModuleFile>& files, const char* path, const char* parameter);
     // Keeps the text for GetLastErrorText and answers the code.
     int Fail(int code, const TCString& text);
 

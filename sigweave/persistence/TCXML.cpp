@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdarg>
+#include <filesystem>
 #include <iterator>
 #include <utility>
 #include <vector>
@@ -156,7 +157,25 @@ bool TCXML::PreserveWhiteSpace(bool preserve) {
     return true;
 }
 
+// A file that somebody writes meanwhile may be read in pieces that do not fit together.
 bool TCXML::Load(const char* path) {
+    constexpr int MOST_TRIES = 10;
+    const std::string native = tc::NativePath(path);
+    const auto look = [&native] {
+        std::error_code ignored;
+        return std::pair(std::filesystem::last_write_time(native, ignored),
+                         std::filesystem::file_size(native, ignored));
+    };
+    bool isLoaded = false, hasChanged = true;
+    for (int i = 0; i < MOST_TRIES && !isLoaded && hasChanged; ++i) {
+        const auto before = look();
+        isLoaded = LoadOnce(path);
+        hasChanged = before != look();
+    }
+    return isLoaded;
+}
+
+bool TCXML::LoadOnce(const char* path) {
     XmlAccess::Reset(*this, nullptr);
     const tc::XmlFile file = tc::OpenXmlFile(path, "rb");
     if (file == nullptr) return Fail(tc::NOT_LOADED, tc::LastSystemErrorText().c_str());
@@ -189,7 +208,7 @@ bool TCXML::Take(tc::XmlBuilder& builder) {
 bool TCXML::Save(const char* path) {
     if (document == nullptr || xmlDocGetRootElement(document->tree) == nullptr) return Fail(tc::NOT_SAVED);
     if (tc::IsBeyondLimits(xmlDocGetRootElement(document->tree), 1)) return Fail(tc::NOT_SAVED);
-    const auto file = tc::ReplacedFile::Open(tc::NativePath(path).c_str());
+    const auto file = tc::ReplacedFile::Open(tc::NativePath(path));
     if (file == nullptr) return Fail(tc::NOT_OPENED, Shown(path), tc::LastSystemErrorText().c_str());
     tc::XmlWriter writer(file->Get());
     writer.Document(document->tree);

@@ -162,6 +162,7 @@ class TC_API TCXML {
     friend struct tc::XmlAccess;
     // Keep the message and answer false.
     bool Fail(int message, ...);
+    bool LoadOnce(const char* path);
     bool Take(tc::XmlBuilder& builder);
 
     std::shared_ptr<tc::XmlDocument> document;

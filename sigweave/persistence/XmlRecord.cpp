@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <deque>
-#include <filesystem>
+#include <thread>
+#include <utility>
 
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/persistence/XmlBuilder.h"
@@ -13,6 +15,7 @@
 #include "sigweave/persistence/XmlWriter.h"
 #include "sigweave/platform/OutputFile.h"
 #include "sigweave/platform/PathText.h"
+#include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/platform/SystemError.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -24,8 +27,22 @@ std::string Reason() {
     return errno == EWOULDBLOCK ? IS_WRITTEN.Text() : LastSystemErrorText();
 }
 
-// Around what stands behind the document while it is written.
-constexpr std::string_view HIDE = "<?part ", SHOW = "<?part?>";
+// Opens and ends what hides the room behind the document; the end has a name, too, so that it is an
+// instruction of its own as long as nothing before it hides it.
+constexpr std::string_view HIDE = "<?part ", END = "<?part?>\n", END_MARK = "?>";
+
+// A mark that lies within one of these is written at once, whatever happens.
+constexpr std::int64_t PAGE = 4096;
+constexpr std::int64_t LEAST_ROOM = 256 << 10, MOST_ROOM = 4 << 20;
+constexpr std::int64_t PARTS_AHEAD = 8;
+constexpr int MOST_WAITS = 50;
+
+// How many blanks bring the mark to the next page, unless it lies within one.
+std::int64_t BlanksBefore(std::int64_t offset, std::size_t mark) {
+    const auto size = static_cast<std::int64_t>(mark);
+    const std::int64_t left = PAGE - offset % PAGE;
+    return size > left && size <= PAGE ? left : 0;
+}
 
 // The root element, or null when some of it would be lost: its texts and the prefixes that it declares.
 const xmlNode* RootToAppend(TCXML& part) {
@@ -41,112 +58,175 @@ const xmlNode* RootToAppend(TCXML& part) {
 
 // --- Writing
 
+// The file is the document, then an instruction that hides the room for further parts, to the file's end:
+//
+//     ...</Stream>
+//     <?part                     <?part?>
+//
+// A part is written into the room, and the next closing tag and HIDE after it; then its beginning takes the
+// place of the closing tag and HIDE before it, at once. So whoever reads meanwhile, piece by piece, sees the
+// old document and hides the rest up to the file's end, or sees the new one. The room grows by blanks long
+// before it is needed, since who has found the end of the file may look once more for what follows.
 struct XmlRecordWriter::Impl {
-    bool Append(std::string_view text, std::string& error);
-    bool AppendHidden(std::string_view text);
+    bool Append(std::string text, std::string& error);
+    bool MakeRoom(std::int64_t wanted);
+    bool ClaimForRoom(bool isLast);
+    bool WriteBlanks(std::int64_t from, std::int64_t to);
+    bool Close();
 
-    std::unique_ptr<OutputFile> file;
+    std::string path;
     std::string root;
+    std::unique_ptr<ReplacedFile> whole;  // until it begins
+    std::unique_ptr<OutputFile> file;     // from then on
     // Where the next part begins, and what stands there as long as none follows.
     std::int64_t end = 0;
     std::string closing;
+    std::int64_t size = 0;  // of the file
+
+    std::int64_t RoomEnd() const { return size - static_cast<std::int64_t>(END.size()); }
 };
 
-// A process that is killed while it writes leaves the pages that were written. So room is made first, by
-// blanks, which may follow a document; then an instruction spans them, in which anything may be written. The
-// beginning of the part replaces the closing tag and the beginning of the instruction at once.
-bool XmlRecordWriter::Impl::AppendHidden(std::string_view text) {
-    const auto size = static_cast<std::int64_t>(text.size()),
-               kept = static_cast<std::int64_t>(closing.size());
-    const std::size_t head = closing.size() + HIDE.size();
-    const std::string room = std::string(text.size() - closing.size(), ' ').append(SHOW);
-    return file->WriteAt(end + kept, room) && file->WriteAt(end + kept, HIDE) &&
-           file->WriteAt(end + static_cast<std::int64_t>(head), text.substr(head)) &&
-           file->WriteAt(end, text.substr(0, head)) && file->Shrink(end + size);
+bool XmlRecordWriter::Impl::WriteBlanks(std::int64_t from, std::int64_t to) {
+    static const std::string BLANKS(1 << 16, ' ');
+    while (from < to) {
+        const auto count = std::min<std::int64_t>(to - from, static_cast<std::int64_t>(BLANKS.size()));
+        if (!file->WriteAt(from, std::string_view(BLANKS).substr(0, static_cast<std::size_t>(count))))
+            return false;
+        from += count;
+    }
+    return true;
 }
 
-// Where the text would end the instruction, or is too short for it, it is written as it is.
-bool XmlRecordWriter::Impl::Append(std::string_view text, std::string& error) {
-    const bool canHide =
-        text.size() > closing.size() + HIDE.size() && text.find("?>") == std::string_view::npos;
-    if (canHide ? AppendHidden(text) : file->WriteAt(end, text)) return true;
-    error = Reason();
-    // The parts before this one stay a whole document.
-    file->WriteAt(end, closing);
-    file->Shrink(end + static_cast<std::int64_t>(closing.size()));
+// Blanks and a new end after the old one, which is then hidden with them. False leaves the old end.
+bool XmlRecordWriter::Impl::MakeRoom(std::int64_t wanted) {
+    if (RoomEnd() >= wanted) return true;
+    const std::int64_t newEnd = wanted + BlanksBefore(wanted, END.size());
+    if (WriteBlanks(size, newEnd) && file->WriteAt(newEnd, END) &&
+        WriteBlanks(RoomEnd() + static_cast<std::int64_t>(END.find(END_MARK)), size)) {
+        size = newEnd + static_cast<std::int64_t>(END.size());
+        return true;
+    }
+    const int reason = errno;
+    file->Shrink(size);
+    errno = reason;
     return false;
 }
 
-XmlRecordWriter::XmlRecordWriter() = default;
-XmlRecordWriter::~XmlRecordWriter() = default;
-
-namespace {
-
-// An earlier file loses its name and keeps its content, for somebody may be reading it; one that is being
-// written, or that may not be, stays.
-bool MakeWay(const std::string& path) {
-    namespace fs = std::filesystem;
-    std::error_code error;
-    if (!fs::is_regular_file(path, error)) return true;
-    if (OutputFile::Open(path.c_str(), true) == nullptr) return false;
-    return fs::remove(fs::canonical(path, error), error);
+// `text` ends where the next closing tag is to begin. A part that holds "?>" is seen while it is written.
+bool XmlRecordWriter::Impl::Append(std::string text, std::string& error) {
+    const std::string next = "\n</" + root + ">\n";
+    const std::size_t head = closing.size() + HIDE.size();
+    if (text.size() < head) text.resize(head, ' ');
+    const auto length = static_cast<std::int64_t>(text.size());
+    text.append(static_cast<std::size_t>(BlanksBefore(end + length, next.size() + HIDE.size())), ' ');
+    const std::int64_t newEnd = end + static_cast<std::int64_t>(text.size());
+    text.append(next).append(HIDE);
+    const std::int64_t needed = end + static_cast<std::int64_t>(text.size());
+    if (!MakeRoom(needed) ||
+        !file->WriteAt(end + static_cast<std::int64_t>(head), std::string_view(text).substr(head)) ||
+        !file->WriteAt(end, std::string_view(text).substr(0, head))) {
+        error = Reason();
+        return false;
+    }
+    end = newEnd;
+    closing = next;
+    const std::int64_t ahead =
+        std::max(length + PAGE, std::clamp(PARTS_AHEAD * length, LEAST_ROOM, MOST_ROOM));
+    if (RoomEnd() >= needed + ahead || !ClaimForRoom(RoomEnd() < needed + length)) return true;
+    MakeRoom(needed + 2 * ahead);  // when there is none, the next part says so
+    file->Release();
+    return true;
 }
 
-}  // namespace
+// The best moment is when nobody reads; at the last one somebody who reads for long is waited for no longer.
+bool XmlRecordWriter::Impl::ClaimForRoom(bool isLast) {
+    for (int wait = 0; wait < (isLast ? MOST_WAITS : 1); ++wait) {
+        if (file->Claim()) return true;
+        if (isLast) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return isLast;
+}
+
+// Somebody who is reading the room must find its end.
+bool XmlRecordWriter::Impl::Close() {
+    const bool cut = !file->Claim() || file->Shrink(end + static_cast<std::int64_t>(closing.size()));
+    const int reason = errno;
+    const bool closed = file->Close();
+    if (!cut) errno = reason;
+    return cut && closed;
+}
+
+XmlRecordWriter::XmlRecordWriter() = default;
+XmlRecordWriter::~XmlRecordWriter() {
+    Close();
+}
 
 bool XmlRecordWriter::Open(const char* path, const char* root) {
-    impl = nullptr;
+    return Prepare(path, root, true) && Begin();
+}
+
+bool XmlRecordWriter::Prepare(const char* path, const char* root, bool mayReplace) {
+    Close();
     error.clear();
     PrepareXmlEngine();
     if (root == nullptr || xmlValidateNCName(XmlChars(root), 0) != 0) {
         error = FormatXmlMessage(NO_ELEMENT, root != nullptr ? root : "");
         return false;
     }
-    const std::string native = NativePath(path);
-    std::unique_ptr<OutputFile> file;
-    if (MakeWay(native)) file = OutputFile::Open(native.c_str(), false);
-    if (file == nullptr) {
-        error = FormatXmlMessage(NOT_OPENED, path != nullptr ? path : "", Reason().c_str());
+    auto prepared = std::make_unique<Impl>();
+    prepared->path = path != nullptr ? path : "";
+    prepared->root = root;
+    prepared->whole = ReplacedFile::Open(NativePath(path), {.exclusive = true, .mayReplace = mayReplace});
+    if (prepared->whole == nullptr) {
+        error = FormatXmlMessage(NOT_OPENED, prepared->path.c_str(), Reason().c_str());
         return false;
     }
-    const std::string declaration(XmlWriter::DECLARATION);
-    auto opened = std::make_unique<Impl>(std::move(file), root, static_cast<std::int64_t>(declaration.size()),
-                                         '<' + std::string(root) + "/>\n");
-    if (!opened->file->WriteAt(0, declaration + opened->closing)) {
-        error = Reason();
+    impl = std::move(prepared);
+    return true;
+}
+
+// Those who are reading an earlier file keep it.
+bool XmlRecordWriter::Begin() {
+    if (impl == nullptr || impl->whole == nullptr) return false;
+    std::string text(XmlWriter::DECLARATION);
+    impl->closing = '<' + impl->root + "/>\n";
+    impl->end = static_cast<std::int64_t>(text.size());
+    text.append(impl->closing).append(HIDE).append(END);
+    impl->size = static_cast<std::int64_t>(text.size());
+    const std::unique_ptr<ReplacedFile> whole = std::move(impl->whole);
+    if (std::fwrite(text.data(), 1, text.size(), whole->Get()) == text.size())
+        impl->file = whole->CommitAndGoOn();
+    if (impl->file == nullptr) {
+        error = FormatXmlMessage(NOT_OPENED, impl->path.c_str(), Reason().c_str());
+        impl = nullptr;
         return false;
     }
-    impl = std::move(opened);
+    impl->MakeRoom(impl->size + LEAST_ROOM);
     return true;
 }
 
 bool XmlRecordWriter::Append(TCXML& part) {
     error.clear();
-    const xmlNode* const root = impl != nullptr ? RootToAppend(part) : nullptr;
+    const bool isOpen = impl != nullptr && impl->file != nullptr;
+    const xmlNode* const root = isOpen ? RootToAppend(part) : nullptr;
     if (root == nullptr) {
         error = FormatXmlMessage(NOT_SAVED);
         return false;
     }
     if (root->children == nullptr) return true;
     XmlWriter writer;
-    const std::string opening = '<' + impl->root + '>', closing = "\n</" + impl->root + ">\n";
-    if (impl->closing != closing) writer.Raw(opening);
+    if (impl->closing.starts_with('<')) writer.Raw('<' + impl->root + '>');  // the first part
     for (const xmlNode* node = root->children; node != nullptr; node = node->next) {
         writer.NewLine(1);
         writer.Node(node, 1);
     }
-    const auto size = static_cast<std::int64_t>(writer.Text().size());
-    writer.Raw(closing);
-    if (!impl->Append(writer.Text(), error)) return false;
-    impl->end += size;
-    impl->closing = closing;
-    return true;
+    return impl->Append(std::move(writer.Text()), error);
 }
 
 bool XmlRecordWriter::Close() {
     error.clear();
     if (impl == nullptr) return true;
-    const bool closed = impl->file->Close();
+    const bool closed = impl->file == nullptr || impl->Close();
     if (!closed) error = Reason();
     impl = nullptr;
     return closed;

@@ -10,7 +10,9 @@ class TCXML;
 namespace tc {
 
 // Writes a document of many parts, one part at a time, with memory for one part only. From `Open` on the file
-// is a whole document at any time, also after the process was killed: a part appears in it at once.
+// is a whole document at any time, also for who reads it meanwhile and after the process was killed: a part
+// appears in it at once. Until `Close` an instruction <?part follows the document, with room for what comes
+// (docs/recordings.md). A part that holds an instruction itself is no such thing while it is written.
 // Used by one thread; the file is closed by the destructor.
 class TC_API XmlRecordWriter {
  public:
@@ -19,12 +21,18 @@ class TC_API XmlRecordWriter {
     XmlRecordWriter(const XmlRecordWriter&) = delete;
     XmlRecordWriter& operator=(const XmlRecordWriter&) = delete;
 
-    // Creates the file, or puts a new one in its place (who reads the old one keeps it), and writes an empty
-    // document with that root. All operations answer whether they succeeded; `GetError` then says why not, as
-    // for a file that is being written already.
+    // Creates the file, or puts a new one in its place (see ReplacedFile: its mode and owner stay, and who
+    // reads the old one keeps it), with an empty document of that root. All operations answer whether they
+    // succeeded; `GetError` then says why not, as for a file that is being written already. The old file is
+    // whole then.
     bool Open(const char* path, const char* root);
+    // The first half of it: makes sure that the file can be written, and that nobody else does it, and
+    // changes nothing of it until `Begin`. Without `mayReplace` both fail when it is there.
+    bool Prepare(const char* path, const char* root, bool mayReplace);
+    bool Begin();
     // The children of the root element of `part` become further children of the root.
     bool Append(TCXML& part);
+    // Takes the room away, unless somebody reads the file just then.
     bool Close();
     const std::string& GetError() const { return error; }
 

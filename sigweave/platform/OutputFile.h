@@ -13,6 +13,8 @@ class OutputFile {
     // Makes the file, or empties an existing one unless it is appended to. Null when that is refused, also
     // because somebody else has it open as an output file.
     static std::unique_ptr<OutputFile> Open(const char* path, bool append);
+    // Takes over a descriptor that is open for writing.
+    static std::unique_ptr<OutputFile> Adopt(int opened);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -24,6 +26,12 @@ class OutputFile {
     bool WriteAt(std::int64_t offset, std::string_view text);
     // Cuts off what stands behind that many bytes, at once.
     bool Shrink(std::int64_t size);
+    // In bytes; -1 when the system does not say.
+    std::int64_t Size() const;
+    // Has the file for this object alone until `Release`: whoever opens it then waits. False when it is open
+    // elsewhere, in this process or another one; true also where the system cannot say.
+    bool Claim();
+    void Release();
     // Begins it anew.
     bool Empty();
     // Returns when what was written is on the disk.

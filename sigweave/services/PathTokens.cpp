@@ -24,6 +24,7 @@ void Trim(std::string& text, const char* set) {
 
 // `token` begins with the percent sign, which is trimmed last. So the flag is deliberately understood only
 // behind a folder's name, not before it, for the settings that were written so.
+template <bool MAY_CREATE>
 std::optional<std::string> FolderOf(const std::string& token) {
     constexpr std::string_view CREATE = "CSIDL_FLAG_CREATE";
     std::string name = token;
@@ -34,7 +35,7 @@ std::optional<std::string> FolderOf(const std::string& token) {
     }
     if (create) Trim(name, "|&");
     Trim(name, "%");
-    std::string folder = SpecialFolderPath(name, create);
+    std::string folder = SpecialFolderPath(name, create && MAY_CREATE);
     if (folder.empty()) return std::nullopt;
     return folder;
 }
@@ -101,7 +102,8 @@ class Resolver {
 int ResolvePathTokens(std::string& path, PathTokens which, CStringArray* unknown) {
     if (path.size() > LONGEST_TEXT) return 0;
     int count = 0;
-    if (which.folders) count += Resolver(path, FolderOf, unknown).ResolveAll("%CSIDL_");
+    const Lookup folderOf = which.create ? FolderOf<true> : FolderOf<false>;
+    if (which.folders) count += Resolver(path, folderOf, unknown).ResolveAll("%CSIDL_");
     if (which.environment) count += Resolver(path, VariableOf, unknown).ResolveAll("%");
     return count;
 }

@@ -11,6 +11,7 @@ namespace tc {
 struct PathTokens {
     bool folders = true;      // %CSIDL_...%, see docs/paths.md
     bool environment = true;  // %NAME%, the names with case
+    bool create = true;       // a folder whose token has CSIDL_FLAG_CREATE with it is made when it is missing
 };
 
 // Replaces the tokens of a path from the left, folders first, and answers how many became text. Tokens in

@@ -38,6 +38,69 @@ TEST_F(CsvWriter, HeadersAndRowsOfSignalsOfDifferentLength) {
     EXPECT_FALSE(std::filesystem::exists(path + ".part"));
 }
 
+// Two signals one after the other; the second column is shorter.
+TEST_F(CsvWriter, CountsTheTimeFromWhereTheFirstSignalBegins) {
+    const std::string path = FreshFile("time.csv");
+    ASSERT_TRUE(Open(path, 2)) << bench.Error();
+    ASSERT_TRUE(bench.Feed(0, {1.0, 2.0, 3.0}, {"x", 8.0, "V"}) &&
+                bench.Feed(0, {4.0, 5.0}, {"x", 8.0, "V"}));
+    ASSERT_TRUE(bench.Feed(1, {9.0}, {"y", 8.0}, 1, true, false) &&
+                bench.Feed(1, {8.0}, {"y", 8.0}, 1, false, true) && bench.Finish());
+    EXPECT_EQ(ReadText(path), "time,x,y\ns,V,\nsamplerate,8,8\n0,1,9\n0.125,2,8\n0.25,3,\n0,4,\n0.125,5,\n");
+}
+
+// The rate of a spectrum counts its values for each hertz.
+TEST_F(CsvWriter, CallsTheBinSpacingOfASpectrumByItsName) {
+    const std::string path = FreshFile("spectrum.csv");
+    bench.WireInputs({ModuleBench::FREQ_DOMAIN});
+    ASSERT_TRUE(bench.Set("file=\"" + path + "\"") && bench.Run({7.0, 8.0, 9.0}, {"s", 0.125, "V"}));
+    EXPECT_EQ(ReadText(path), "frequency,s\nHz,V\nbin spacing,8\n0,7\n8,8\n16,9\n");
+    const std::string plain = FreshFile("plain.csv");
+    ASSERT_TRUE(bench.Set("time=no\nfile=\"" + plain + "\"") && bench.Run({7.0}, {"s", 0.125, "V"}));
+    EXPECT_EQ(ReadText(plain), "s\nV\n8\n7\n");
+}
+
+TEST_F(CsvWriter, HasNoTimeWhereSignalsDiffer) {
+    const std::string path = FreshFile("differ.csv");
+    bench.WireInputs({ModuleBench::TIME_DOMAIN, ModuleBench::FREQ_DOMAIN});
+    ASSERT_TRUE(bench.Set("file=\"" + path + "\"") && bench.Start() && bench.Feed(0, {1.0}, {"x", 8.0}) &&
+                bench.Feed(1, {2.0}, {"s", 8.0}) && bench.Finish());
+    EXPECT_EQ(ReadText(path), "x,s\n,\n8,0.125\n1,2\n");
+}
+
+TEST_F(CsvWriter, KeepsFilesThatOthersMade) {
+    using std::filesystem::perms;
+    const std::string path = FreshFile("shared.csv");
+    std::ofstream(path + ".part") << "precious";
+    std::ofstream(path) << "old";
+    std::filesystem::permissions(path, perms::owner_read | perms::owner_write);
+    ASSERT_TRUE(Open(path, 1, "overwrite=yes"));
+    ModuleBench second("csv-writer", "CsvWriter");
+    second.WireInputs({ModuleBench::TIME_DOMAIN});
+    EXPECT_FALSE(second.Set("overwrite=yes\nfile=\"" + path + "\"") && second.Start());
+    EXPECT_THAT(second.Error(), HasSubstr("is being written by another module or program"));
+    ASSERT_TRUE(bench.Feed(0, {1.0}, {"x", 1.0}) && bench.Finish()) << bench.Error();
+    EXPECT_EQ(ReadText(path), "time,x\ns,\nsamplerate,1\n0,1\n");
+    EXPECT_EQ(ReadText(path + ".part"), "precious");
+    EXPECT_FALSE(std::filesystem::exists(path + ".part2"));
+    EXPECT_EQ(std::filesystem::status(path).permissions(), perms::owner_read | perms::owner_write);
+}
+
+// Where there is no such file yet, neither when the first one begins nor when the second one does.
+TEST_F(CsvWriter, IsRefusedWhatAnotherOneBegan) {
+    const std::string path = FreshFile("new.csv");
+    ASSERT_TRUE(Open(path));
+    ModuleBench second("csv-writer", "CsvWriter");
+    second.WireInputs({ModuleBench::TIME_DOMAIN});
+    EXPECT_FALSE(second.Set("file=\"" + path + "\"") && second.Start());
+    ASSERT_TRUE(bench.Feed(0, {1.0}, {"x", 1.0}));
+    std::ofstream(path) << "made meanwhile";
+    EXPECT_FALSE(bench.Finish());
+    EXPECT_THAT(bench.Error(), HasSubstr("overwrite=yes"));
+    EXPECT_EQ(ReadText(path), "made meanwhile");
+    EXPECT_EQ(ReadText(path + ".part"), "time,x\ns,\nsamplerate,1\n0,1\n");
+}
+
 TEST_F(CsvWriter, ReadsBackBitForBitInEveryLocale) {
     std::setlocale(LC_ALL, "de_DE.UTF-8");
     std::mt19937_64 random(5);
@@ -46,7 +109,7 @@ TEST_F(CsvWriter, ReadsBackBitForBitInEveryLocale) {
     for (int i = 0; i < 5000; ++i)
         values.push_back(std::bit_cast<double>(random() & 0x800FFFFFFFFFFFFF) * 1e300);
     const std::string path = FreshFile("exact.csv");
-    ASSERT_TRUE(Open(path) && bench.Feed(0, values) && bench.Finish()) << bench.Error();
+    ASSERT_TRUE(Open(path, 1, "time=no") && bench.Feed(0, values) && bench.Finish()) << bench.Error();
     std::setlocale(LC_ALL, "C.UTF-8");
     std::istringstream lines(ReadText(path));
     std::string line;
@@ -65,7 +128,7 @@ TEST_F(CsvWriter, JoinsSignalsThatArriveOneAfterTheOther) {
     std::vector<double> first(200000), second(200000);
     for (std::size_t i = 0; i < first.size(); ++i) second[i] = -(first[i] = static_cast<double>(i));
     const std::string path = FreshFile("apart.csv");
-    ASSERT_TRUE(Open(path, 2, "separator=semicolon"));
+    ASSERT_TRUE(Open(path, 2, "separator=semicolon\ntime=no"));
     ASSERT_TRUE(bench.Feed(0, first) && bench.Feed(1, second) && bench.Finish()) << bench.Error();
     std::istringstream lines(ReadText(path));
     std::string line;
@@ -88,12 +151,13 @@ TEST_F(CsvWriter, ReplacesAFileOnlyWhenTold) {
         << bench.Error();
     EXPECT_TRUE(std::filesystem::is_symlink(link));
     EXPECT_TRUE(bench.Start() && bench.Finish()) << "another module failed to start";
-    EXPECT_EQ(ReadText(path), "x\n\"\"\n1\n1\n");
+    EXPECT_EQ(ReadText(path), "time,x\ns,\nsamplerate,1\n0,1\n");
 }
 
 TEST_F(CsvWriter, LeavesNothingThatLooksComplete) {
     const std::string path = FreshFile("broken.csv");
-    ASSERT_TRUE(Open(path) && bench.Feed(0, {1.0, 2.0}, {"x", 1.0}, 1, true, false) && bench.Finish());
+    ASSERT_TRUE(Open(path, 1, "time=no") && bench.Feed(0, {1.0, 2.0}, {"x", 1.0}, 1, true, false) &&
+                bench.Finish());
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_THAT(ModuleBench::TakeWarnings(), HasSubstr("broken.csv.part"));
     EXPECT_EQ(ReadText(path + ".part"), "x\n\"\"\n1\n1\n2\n");

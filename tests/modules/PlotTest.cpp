@@ -3,9 +3,11 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <limits>
 
 #include "modules/plot/Envelope.h"
+#include "sigweave/persistence/TCXML.h"
 #include "tests/support/ModuleBench.h"
 
 namespace {
@@ -52,6 +54,52 @@ TEST_F(Plot, TellsNameUnitAndStartInThePicture) {
     const std::string png = FreshFile("plot.png");
     ASSERT_TRUE(Draw(png, "layout=overlay\nlog_frequency=yes")) << bench.Error();
     EXPECT_EQ(ReadText(png).substr(1, 3), "PNG");
+}
+
+// "\xE9" alone is no UTF-8.
+TEST_F(Plot, DrawsAnyTextIntoAPictureThatABrowserOpens) {
+    for (const std::string name : {"'",
+                                   "''"
+                                   "''",
+                                   "'a'' 'b", "a]]>b", "caf\xE9", "\xED\xA0\x80\xEF\xBF\xBF",
+                                   "tab\tline\nend\x7F", "`echo 1`", "\\n %s {a_b} @x", "12'34"}) {
+        const std::string file = FreshFile("text.svg");
+        ASSERT_TRUE(bench.Set("file=" + file) && bench.Start() && bench.Feed(0, {1.0, 2.0}, {name, 10.0}) &&
+                    bench.Feed(1, {1.0, 2.0}, {name + "2", 10.0}) && bench.Finish())
+            << name << ": " << bench.Error();
+        TCXML picture;
+        EXPECT_TRUE(picture.Load(file.c_str())) << name << ": " << std::string(picture.GetError());
+    }
+    EXPECT_NE(ReadText("text.svg").find(">12'342</text>"), std::string::npos) << "the last one's second";
+}
+
+TEST_F(Plot, SaysStartOnlyWhereItIsKnown) {
+    const std::string file = FreshFile("start.svg");
+    const struct {
+        int input;
+        bool begins, isTold;
+    } rows[] = {{0, true, true}, {0, false, false}, {1, true, false}};
+    for (const auto& row : rows) {
+        ASSERT_TRUE(
+            bench.Set("file=" + file) && bench.Start() &&
+            bench.Feed(row.input, {1.0, 2.0}, {"x", 10.0, "", 1772366400250.0}, 2, row.begins, true) &&
+            bench.Finish());
+        EXPECT_EQ(ReadText(file).find("start 2026-03-01") != std::string::npos, row.isTold) << row.input;
+    }
+}
+
+TEST_F(Plot, KeepsLinksModesAndFilesThatOthersMade) {
+    namespace fs = std::filesystem;
+    const std::string file = FreshFile("real.svg"), link = FreshFile("link.svg");
+    std::ofstream(file) << "old";
+    std::ofstream(file + ".part") << "precious";
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    fs::create_symlink(file, link);
+    ASSERT_TRUE(Draw(link)) << bench.Error();
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_NE(ReadText(file).find("</svg>"), std::string::npos);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(ReadText(file + ".part"), "precious");
 }
 
 TEST_F(Plot, RefusesWhatItCannotWriteOrDraw) {

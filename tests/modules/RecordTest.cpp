@@ -196,7 +196,7 @@ TEST(Record, AFileIsWholeAfterEveryBlock) {
     const std::string file = FreshFile("live.xml");
     ASSERT_TRUE(recorder.Set("file=\"" + file + "\"\n"));
     recorder.WireInputs({ModuleBench::TIME_DOMAIN});
-    ASSERT_TRUE(recorder.Start());
+    ASSERT_TRUE(recorder.Start() && recorder.Pump());
     for (int blocks = 0; blocks < 3; ++blocks) {
         tc::StreamRecordReader reader;
         ASSERT_TRUE(reader.Open(file.c_str())) << reader.GetError();

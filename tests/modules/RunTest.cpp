@@ -135,8 +135,9 @@ TEST(Run, WritesASweepAndNoiseAsColumnsAndAsAPicture) {
     std::vector<std::string> rows;
     for (std::string row; std::getline(table, row);) rows.push_back(row);
     ASSERT_EQ(rows.size(), 3u + 32000u);
-    EXPECT_EQ(rows[0] + rows[1] + rows[2], "sweep,noiseV,V16000,16000");
-    EXPECT_NEAR(std::stod(rows[1003]), 0.21910124015686902, 1e-12);
+    EXPECT_EQ(rows[0] + rows[1] + rows[2], "time,sweep,noises,V,Vsamplerate,16000,16000");
+    EXPECT_TRUE(rows[1003].starts_with("0.0625,"));
+    EXPECT_NEAR(std::stod(rows[1003].substr(7)), 0.21910124015686902, 1e-12);
     EXPECT_TRUE(ReadText(picture).starts_with("\x89PNG"));
 }
 

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -55,11 +56,67 @@ TEST(XmlRecord, IsAWholeDocumentAfterEachPart) {
         EXPECT_TRUE(writer.Append(part)) << writer.GetError();
         expected += child;
         TCString xml;
-        ASSERT_TRUE(whole.Load(PATH) && whole.GetNodeXML(whole.GetDocument(), xml));
+        ASSERT_TRUE(whole.Load(PATH) && whole.GetNodeXML(whole.SelectSingleNode("/*"), xml));
         EXPECT_STREQ(xml, (expected + "</Stream>").c_str());
     }
-    ASSERT_TRUE(writer.Close() && whole.Save("saved.xml"));
+    ASSERT_TRUE(writer.Close() && whole.Load(PATH) && whole.Save("saved.xml"));
     EXPECT_EQ(Content(PATH), Content("saved.xml"));
+}
+
+// Whoever began to read sees what is hidden, to its end.
+TEST(XmlRecord, KeepsTheRoomWhenItIsReadJustThen) {
+    tc::XmlRecordWriter writer;
+    ASSERT_TRUE(writer.Open(PATH, "Stream"));
+    std::ifstream reader(PATH);
+    ASSERT_TRUE(writer.Close());
+    TCXML whole;
+    EXPECT_TRUE(whole.Load(PATH)) << std::string(whole.GetError());
+    EXPECT_TRUE(Content(PATH).ends_with("<?part?>\n"));
+}
+
+// As other programs read: page by page, while the file changes.
+std::string InPages(const char* path) {
+    const int file = open(path, O_RDONLY);
+    std::string content;
+    char page[4096];
+    for (ssize_t count; (count = read(file, page, sizeof page)) > 0;)
+        content.append(page, static_cast<std::size_t>(count));
+    close(file);
+    return content;
+}
+
+// The parts grow, so that closing tags come to lie on every place of a page; a reader has several pieces.
+void WriteForever() {
+    tc::XmlRecordWriter writer;
+    TCXML part;
+    if (!writer.Open(PATH, "Stream")) return;
+    for (std::size_t size = 0;; size = (size + 997) % 60'000)
+        if (!part.LoadXML(("<a><Block>" + std::string(size, 'x') + "</Block></a>").c_str()) ||
+            !writer.Append(part))
+            return;
+}
+
+TEST(XmlRecord, IsAWholeDocumentToWhoReadsItMeanwhile) {
+    std::filesystem::remove(PATH);
+    const pid_t writing = fork();
+    if (writing == 0) {
+        WriteForever();
+        _exit(1);
+    }
+    int loads = 0, failures = 0, failuresOfOthers = 0;
+    std::error_code ignored;
+    while (!std::filesystem::exists(PATH, ignored)) continue;
+    while (loads < 200 && std::filesystem::file_size(PATH) < 30'000'000) {
+        TCXML whole, others;
+        failures += whole.Load(PATH) ? 0 : 1;
+        for (int i = 0; i < 10; ++i, ++loads)
+            failuresOfOthers += others.LoadXML(InPages(PATH).c_str()) ? 0 : 1;
+    }
+    kill(writing, SIGKILL);
+    waitpid(writing, nullptr, 0);
+    EXPECT_EQ(failures, 0) << "of " << loads / 10;
+    EXPECT_EQ(failuresOfOthers, 0) << "of " << loads;
+    RecordProperty("loads", loads);
 }
 
 // A kill within a write leaves a part of what was written.
@@ -95,6 +152,28 @@ TEST(XmlRecord, TakesThePlaceOfAnEarlierFileThatNobodyWrites) {
     std::string earlier;
     EXPECT_TRUE(std::getline(reader, earlier));
     EXPECT_EQ(earlier, "<Stream>earlier</Stream>") << "who reads the old file keeps it";
+}
+
+TEST(XmlRecord, KeepsTheOldFilesModeAndItsContentWhenItFails) {
+    namespace fs = std::filesystem;
+    Write("<Stream>earlier</Stream>");
+    tc::XmlRecordWriter writer;
+    fs::permissions(PATH, fs::perms::owner_read);
+    EXPECT_TRUE(geteuid() == 0 || !writer.Open(PATH, "Stream"));
+    EXPECT_FALSE(writer.Open("record.xml/", "Stream"));
+    EXPECT_EQ(Content(PATH), "<Stream>earlier</Stream>");
+    fs::permissions(PATH, fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read);
+    // A further name: it is one file, so it is written in its place, and longer than what comes.
+    Write("<Stream>" + std::string(300, 'x') + "</Stream>");
+    fs::remove("further.xml");
+    fs::create_hard_link(PATH, "further.xml");
+    ASSERT_TRUE(writer.Open(PATH, "Stream") && writer.Close()) << writer.GetError();
+    EXPECT_EQ(Content("further.xml"), Content(PATH));
+    EXPECT_EQ(ReadParts(), std::vector<std::string>{"end"});
+    fs::remove("further.xml");
+    ASSERT_TRUE(writer.Open(PATH, "Stream") && writer.Close());
+    EXPECT_EQ(fs::status(PATH).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read);
 }
 
 TEST(XmlRecord, RefusesWhatItCannotKeep) {

@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
 namespace tc {
@@ -26,6 +28,10 @@ std::unique_ptr<OutputFile> OutputFile::Open(const char* path, bool append) {
     if (flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return nullptr;
     if (!append) return file->Empty() ? std::move(file) : nullptr;
     return lseek(descriptor, 0, SEEK_END) >= 0 || errno == ESPIPE ? std::move(file) : nullptr;
+}
+
+std::unique_ptr<OutputFile> OutputFile::Adopt(int opened) {
+    return std::unique_ptr<OutputFile>(new OutputFile(opened));
 }
 
 OutputFile::~OutputFile() {
@@ -62,6 +68,22 @@ bool OutputFile::WriteAt(std::int64_t offset, std::string_view text) {
 
 bool OutputFile::Shrink(std::int64_t size) {
     return ftruncate(descriptor, size) == 0;
+}
+
+std::int64_t OutputFile::Size() const {
+    struct stat status;
+    return fstat(descriptor, &status) == 0 ? status.st_size : -1;
+}
+
+// The system grants a lease only on what nobody else has open. It sends a signal when somebody is waiting, by
+// default one that would end the process.
+bool OutputFile::Claim() {
+    return fcntl(descriptor, F_SETSIG, SIGURG) != 0 || fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0 ||
+           errno != EAGAIN;
+}
+
+void OutputFile::Release() {
+    fcntl(descriptor, F_SETLEASE, F_UNLCK);
 }
 
 // What has no length, such as a pipe, is always empty.

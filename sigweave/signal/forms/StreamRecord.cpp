@@ -80,8 +80,16 @@ PortTypeText TypeOf(const Block& block) {
 // --- Writing
 
 bool StreamRecordWriter::Open(const char* newPath, const char* typeString, int itemCount) {
+    return Prepare(newPath, true) && Begin(typeString, itemCount);
+}
+
+bool StreamRecordWriter::Prepare(const char* newPath, bool mayReplace) {
     path = newPath;
-    if (!file.Open(newPath, ROOT)) return Fail(file.GetError());
+    return file.Prepare(newPath, ROOT, mayReplace) || Fail(file.GetError());
+}
+
+bool StreamRecordWriter::Begin(const char* typeString, int itemCount) {
+    if (!file.Begin()) return Fail(file.GetError());
     return typeString == nullptr || itemCount <= 0 || AppendType(typeString, itemCount);
 }
 

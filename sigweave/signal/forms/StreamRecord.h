@@ -26,9 +26,12 @@ namespace tc {
 // From `Open` on the file is a whole document at any time, whatever happens to the program.
 class TC_API StreamRecordWriter {
  public:
-    // Creates or truncates the file. With a null type string there is no Port element. All operations answer
+    // Creates or replaces the file. With a null type string there is no Port element. All operations answer
     // whether they succeeded; `GetError` then says why not, with the file's name.
     bool Open(const char* path, const char* typeString, int itemCount);
+    // The two halves of it, see XmlRecordWriter: a file that is there is as it was until `Begin`.
+    bool Prepare(const char* path, bool mayReplace);
+    bool Begin(const char* typeString, int itemCount);
     // Takes the next block that waits at the input and appends it.
     bool Append(TCIOStream& input);
     bool Close();
