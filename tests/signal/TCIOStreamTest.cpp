@@ -27,6 +27,8 @@ TEST(TCIOStream, LastValuesWin) {
     double wrong;
     EXPECT_EQ(lines.Input().ReadDblVec(&wrong, nullptr), 0);
     EXPECT_EQ(lines.Input().GetBlockCnt(nullptr), 0);
+    negative = -1;
+    EXPECT_EQ(lines.Input().ReadIntVec(&value, &negative), 0) << "nothing waits";
 }
 
 TEST(TCIOStream, SegmentsByNameAndPosition) {

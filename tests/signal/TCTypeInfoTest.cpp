@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <sstream>
 
@@ -51,6 +52,14 @@ TEST(TCTypeInfo, ReadableLine) {
         ti.SetTimestamp(row.timestamp);
         EXPECT_NE(Line(ti).find(row.text), std::string::npos) << Line(ti);
     }
+}
+
+TEST(TCTypeInfo, ReadableLineFollowsTheTimeZone) {
+    TCTypeInfo ti = Speed();
+    setenv("TZ", "EAST-3", 1);
+    EXPECT_NE(Line(ti).find("(Wed Nov 15 01:13:20 2023)"), std::string::npos) << Line(ti);
+    setenv("TZ", "UTC", 1);
+    EXPECT_NE(Line(ti).find("(Tue Nov 14 22:13:20 2023)"), std::string::npos) << Line(ti);
 }
 
 TEST(TCTypeInfo, ArchiveForm) {
