@@ -76,8 +76,8 @@ inline int CountElements(int dims, const int* extents) {
 }
 
 // The same for shapes that were read; here no extents are no elements, as in a segment.
-inline int CountElements(const TCArray<int>& extents) {
-    return extents.IsEmpty() ? 0 : CountElements(extents.GetSize(), extents.GetData());
+inline int CountStored(int dims, const int* extents) {
+    return dims == 0 ? 0 : CountElements(dims, extents);
 }
 
 inline bool SameText(const char* a, const char* b) {

@@ -127,7 +127,6 @@ void TCIOStream::ChangeFlags(TCTypeInfo* ti, int begins, int ends) {
 }
 
 int TCIOStream::PeekBlock(int index) {
-    if (!isInput) return 0;
     actualBlock = QueuedBlock(index);
     return actualBlock != nullptr ? 1 : 0;
 }

@@ -243,6 +243,7 @@ TEST(BlockBuffer, EndsWithACodeWhereABlockCannotBeReadOrWritten) {
     pointers.buffer.NewBlock(MATRIX, 4);  // without columns
     EXPECT_EQ(pointers.buffer.WriteBlock(0, 0), Helper::NOT_CREATED);
     EXPECT_EQ(pointers.buffer.WriteBlock(0, 1), 0);
+    EXPECT_EQ(pointers.buffer.WriteAllBlocks(0, false), Helper::NOT_CREATED);
     Bench wrong(DOUBLES, Helper::TYPE_MULTI);
     wrong.source.WriteIntVec(NUMBERS, 6);
     EXPECT_EQ(wrong.buffer.ReadBlock(0, true), Helper::ANOTHER_TYPE);

@@ -54,6 +54,18 @@ TEST(TCTypeInfo, ReadableLine) {
     }
 }
 
+TEST(TCTypeInfo, StatesHaveNames) {
+    const char* names[] = {"INVALID", "START", "BUSY", "STOP", "COMPLETE"};
+    for (int state = -1; state <= 3; ++state) {
+        EXPECT_STREQ(TCTypeInfo::BlockStateToString(TCBLOCKSTATUS{state}), names[state + 1]);
+        EXPECT_EQ(TCTypeInfo::StringToBlockState(names[state + 1]), state);
+    }
+    EXPECT_EQ(TCTypeInfo::StringToBlockState("busy"), BUSY);
+    for (const char* none : {"UNKNOWN", "", " START"}) EXPECT_EQ(TCTypeInfo::StringToBlockState(none), -2);
+    for (const int none : {-2, 4})
+        EXPECT_STREQ(TCTypeInfo::BlockStateToString(static_cast<TCBLOCKSTATUS>(none)), "UNKNOWN");
+}
+
 TEST(TCTypeInfo, ReadableLineFollowsTheTimeZone) {
     TCTypeInfo ti = Speed();
     setenv("TZ", "EAST-3", 1);
