@@ -50,6 +50,12 @@ int FinishForeign(Impl& impl, PORT& port, TCBLOCKSTATUS state, int result) {
     return result;
 }
 
+// The same of a copy: one that a receiver refused is not mixed with what is written next.
+int FinishCopy(Impl& impl, PORT& port, TCBLOCKSTATUS state, int result) {
+    if (result == TCPortHelper::STATE_CONFLICT) port.stream->CancelWriteSegments();
+    return FinishForeign(impl, port, state, result);
+}
+
 TCBLOCKSTATUS StateOf(const TCTypeInfo* ti) {
     return ti != nullptr ? ti->GetState() : INVALID;
 }
@@ -57,6 +63,11 @@ TCBLOCKSTATUS StateOf(const TCTypeInfo* ti) {
 // After the block that `ti` belongs to was taken.
 void FinishTake(PORT& input, const TCTypeInfo* ti) {
     if (input.CarriesTypeInfo()) input.KeepTypeInfo(ti);
+}
+
+// What was given for the next block is used up by any block; a name stays until it is given again.
+void UseUpGiven(PORT& port) {
+    port.metadata.given &= tc::TypeInfoFlags(1u << tc::NAME);
 }
 
 }  // namespace
@@ -78,7 +89,8 @@ int TCPortHelper::WriteCopy(unsigned output, const TCIOStream::Block* block) {
     PORT* port = impl->WritablePort(output, 0);
     if (port == nullptr || block == nullptr) return 0;
     if (!Takes(*port, *block)) return impl->Fail(*port, ANOTHER_TYPE, WRONG_OUTPUT);
-    return std::min(FinishForeign(*impl, *port, StateOf(block->GetTI()), port->stream->WriteCopy(block)), 0);
+    UseUpGiven(*port);
+    return std::min(FinishCopy(*impl, *port, StateOf(block->GetTI()), port->stream->WriteCopy(block)), 0);
 }
 
 int TCPortHelper::ExchangeBinary(unsigned input, TCIOStream::Block** held, bool take) {
@@ -97,7 +109,7 @@ int TCPortHelper::CopyStreamContent(unsigned input, unsigned output) {
     if (!AreAlike(*to, *from)) return impl->Fail(*to, ANOTHER_TYPE, WRONG_OUTPUT);
     for (int i = 0; i < blocks; ++i) {
         const int moved = to->stream->MoveBlock(*from->stream, i, nullptr, false);
-        const int result = FinishForeign(*impl, *to, StateOf(from->stream->GetTI()), moved);
+        const int result = FinishCopy(*impl, *to, StateOf(from->stream->GetTI()), moved);
         if (result < 0) return result;
     }
     return blocks;
@@ -126,6 +138,7 @@ int TCPortHelper::DeSerializeBlock(unsigned output, const TCString& frame) {
     queue.ExchangeBinary(&block, true);
     if (block == nullptr) return impl->Fail(*port, NOT_CREATED);
     if (!Takes(*port, *block)) return impl->Fail(*port, ANOTHER_TYPE, WRONG_OUTPUT);
+    UseUpGiven(*port);
     const int result = port->stream->DeSerializeBlock(frame, frame.GetLength());
     return std::min(FinishForeign(*impl, *port, StateOf(block->GetTI()), result), 0);
 }

@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "sigweave/module/PortRecord.h"
+#include "sigweave/signal/BlockState.h"
 
 using Impl = TCPortHelper::TCPortHelperImpl;
 using PORT = Impl::PORT;
@@ -10,14 +11,6 @@ using PORT = Impl::PORT;
 namespace {
 
 constexpr TCPortHelper::TYPE METADATA_FLAGS = TCPortHelper::TYPE_ADOPT | TCPortHelper::TYPE_TYPEINFO;
-
-bool BeginsSignal(TCBLOCKSTATUS state) {
-    return state == START || state == COMPLETE;
-}
-
-bool EndsSignal(TCBLOCKSTATUS state) {
-    return state == STOP || state == COMPLETE;
-}
 
 bool MayCarryTypeInfo(const PORT& port) {
     return (port.Code() & METADATA_FLAGS) != 0;
@@ -202,12 +195,12 @@ bool TCPortHelper::IsPacketStart(unsigned input, bool peek) const {
     const TCBLOCKSTATUS last = port->typeInfo.GetState();
     const TCBLOCKSTATUS here = peek ? port->stream->PeekStatus(false) : last;
     const TCBLOCKSTATUS before = peek ? last : port->previousState;
-    return BeginsSignal(here) || before == INVALID || EndsSignal(before);
+    return tc::MarksBegin(here) || before == INVALID || tc::MarksEnd(before);
 }
 
 bool TCPortHelper::IsPacketStop(unsigned input) const {
     const PORT* port = impl->Port(INPUT, input);
-    return port != nullptr && EndsSignal(port->typeInfo.GetState());
+    return port != nullptr && tc::MarksEnd(port->typeInfo.GetState());
 }
 
 TCBLOCKSTATUS TCPortHelper::ConvBlockState(TCBLOCKSTATUS state, unsigned parts, unsigned index,
@@ -215,9 +208,9 @@ TCBLOCKSTATUS TCPortHelper::ConvBlockState(TCBLOCKSTATUS state, unsigned parts, 
     const std::uint64_t end = std::uint64_t{index} + count;
     if (parts == 0 || end > parts) return INVALID;
     if (parts == 1) return state;
-    if (index == 0) return BeginsSignal(state) ? START : BUSY;
+    if (index == 0) return tc::MarksBegin(state) ? START : BUSY;
     if (end < parts) return BUSY;
-    return EndsSignal(state) ? STOP : BUSY;
+    return tc::MarksEnd(state) ? STOP : BUSY;
 }
 
 int TCPortHelper::RemoveContents(unsigned input, bool all) {

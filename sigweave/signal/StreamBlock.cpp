@@ -1,10 +1,6 @@
-#include <cstring>
-#include <functional>
 #include <memory>
-#include <string_view>
-#include <unordered_map>
-#include <utility>
 
+#include "sigweave/signal/SegmentIndex.h"
 #include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 
@@ -15,83 +11,7 @@ namespace {
 constexpr int MANY = 32;  // segments, from where on an index finds them faster
 constexpr int NO_INDEX = -2;
 
-bool SameText(const char* a, const char* b) {
-    return *a == *b && (*a == '\0' || std::strcmp(a, b) == 0);
-}
-
-// The port index in front of a bus name, -1 when it does not begin with a digit or has too many.
-int LeadingIndex(const char* name) {
-    constexpr int MOST_DIGITS = 9;
-    int index = *name >= '0' && *name <= '9' ? 0 : -1;
-    for (int i = 0; i < MOST_DIGITS && *name >= '0' && *name <= '9'; ++i)
-        index = index * 10 + (*name++ - '0');
-    return *name >= '0' && *name <= '9' ? -1 : index;
-}
-
-// Compares many names with one. Most other channels are told apart by their index alone.
-class WantedName {
- public:
-    explicit WantedName(const char* wanted)
-        : name(wanted), isBus(std::strchr(wanted, '\r') != nullptr), index(LeadingIndex(wanted)) {}
-
-    bool IsSame(const char* other) const {
-        if (SameText(other, name)) return true;
-        const int otherIndex = isBus ? LeadingIndex(other) : -1;
-        if (!isBus || (index >= 0 && otherIndex >= 0 && index != otherIndex)) return false;
-        return TCBusSerializeHelper::CompareSegmentNames(other, name) == 0;
-    }
-
- private:
-    const char* name;
-    bool isBus;
-    int index;
-};
-
 }  // namespace
-
-// Finds one of many segments, with the same answer as a comparison with every one of them.
-class tc::SegmentIndex {
- public:
-    // Where the segment of that name stands, or -1.
-    int Find(const TCArray<DataSegment*>& segments, const char* name) {
-        Learn(segments);
-        const WantedName same(name);
-        const auto [first, last] = places.equal_range(HashOf(name));
-        for (auto place = first; place != last; ++place)
-            if (same.IsSame(segments[place->second]->GetName())) return place->second;
-        return -1;
-    }
-
-    // To be told before two segments change places.
-    void Swap(const TCArray<DataSegment*>& segments, int a, int b) {
-        Learn(segments);
-        int& placeOfA = PlaceOf(segments, a);
-        PlaceOf(segments, b) = a;
-        placeOfA = b;
-    }
-
- private:
-    void Learn(const TCArray<DataSegment*>& segments) {
-        for (; known < segments.GetSize(); ++known) places.emplace(HashOf(segments[known]->GetName()), known);
-    }
-
-    int& PlaceOf(const TCArray<DataSegment*>& segments, int index) {
-        auto place = places.find(HashOf(segments[index]->GetName()));
-        while (place->second != index) ++place;
-        return place->second;
-    }
-
-    // The same for names that count as the same.
-    static std::size_t HashOf(const char* name) {
-        const std::hash<std::string_view> hash;
-        TCBusSerializeHelper::Parts parts;
-        if (!TCBusSerializeHelper::SplitSegmentName(name, parts)) return hash(name);
-        return hash(parts.segmentName) + static_cast<std::size_t>(parts.portIdx);
-    }
-
-    std::unordered_multimap<std::size_t, int> places;
-    int known = 0;
-};
 
 TCIOStream::Block::Block() = default;
 
@@ -123,7 +43,7 @@ const DataSegment* TCIOStream::Block::Segment(int index) const {
 
 bool TCIOStream::Block::AddSegment(const char* name, DATATYPE type, int dims, const int* extents,
                                    const void* data) {
-    return (data != nullptr || type == POINTER) && WriteNext(name, type, dims, extents, data, true);
+    return (data != nullptr || type == POINTER) && Write(name, type, dims, extents, data, true);
 }
 
 bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents,
@@ -136,7 +56,7 @@ bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dim
         return true;
     }
     const bool any = tc::CountElements(dims, extents) != 0;
-    if (type == POINTER || !WriteNext(name, type, dims, extents, nullptr, any)) return false;
+    if (type == POINTER || !Write(name, type, dims, extents, nullptr, any)) return false;
     elements = segments[currentSegment]->data;
     return true;
 }
@@ -151,14 +71,14 @@ DataSegment* TCIOStream::Block::Find(const char* name, bool writtenOnly) {
     if (segments.IsEmpty()) return nullptr;
     const int before = currentSegment;
     DataSegment* next = Next();
-    if (SameText(next->name, wanted) && (next->written || !writtenOnly)) return next;
-    const int found = segments.GetSize() >= MANY ? FindIndexed(wanted) : NO_INDEX;
+    if (tc::SameText(next->name, wanted) && (next->written || !writtenOnly)) return next;
+    const int found = AskIndex([&](tc::SegmentIndex& index) { return index.Find(segments, wanted); });
     if (found != NO_INDEX) {
         const bool there = found >= 0 && (segments[found]->written || !writtenOnly);
         currentSegment = there ? found : before;
         return there ? segments[found] : nullptr;
     }
-    const WantedName same(wanted);
+    const tc::WantedName same(wanted);
     for (int left = segments.GetSize(); left > 0; --left) {
         if ((next->written || !writtenOnly) && same.IsSame(next->name)) return next;
         if (left > 1) next = Next();
@@ -166,13 +86,45 @@ DataSegment* TCIOStream::Block::Find(const char* name, bool writtenOnly) {
     return nullptr;
 }
 
-int TCIOStream::Block::FindIndexed(const char* name) {
+// Asks the index, which is made for many segments only; NO_INDEX when there is none.
+template <typename Ask>
+int TCIOStream::Block::AskIndex(Ask ask) const {
+    if (segments.GetSize() < MANY) return NO_INDEX;
     return tc::Guarded(
         [&] {
             if (names == nullptr) names = std::make_unique<tc::SegmentIndex>();
-            return names->Find(segments, name);
+            return ask(*names);
         },
         NO_INDEX);
+}
+
+DataSegment* TCIOStream::Block::WrittenAt(int number) const {
+    const int place =
+        AskIndex([&](tc::SegmentIndex& index) { return index.PlaceOf(segments, number, writtenCount); });
+    if (place >= 0) return segments[place];
+    for (DataSegment* segment : segments)
+        if (segment->written && number-- == 0) return segment;
+    return nullptr;
+}
+
+int TCIOStream::Block::FindChannel(const char* signal, int port) const {
+    const int found = AskIndex([&](tc::SegmentIndex& index) {
+        const int place = index.FindChannel(segments, signal, port);
+        return place < 0 || writtenCount == segments.GetSize()
+                   ? place
+                   : index.NumberOf(segments, place, writtenCount);
+    });
+    if (found != NO_INDEX) return found;
+    TCBusSerializeHelper::Parts parts;
+    int number = 0;
+    for (const DataSegment* segment : segments) {
+        if (!segment->written) continue;
+        if (TCBusSerializeHelper::SplitSegmentName(segment->name, parts) &&
+            (signal != nullptr ? parts.segmentName == signal : parts.portIdx == port))
+            return number;
+        ++number;
+    }
+    return -1;
 }
 
 DataSegment* TCIOStream::Block::Open(const char* name, bool append) {
@@ -183,10 +135,7 @@ DataSegment* TCIOStream::Block::Open(const char* name, bool append) {
         currentSegment = segments.Add(segment.get());
         return segment.release();
     }
-    if (found->written) return append ? found : nullptr;
-    // A bus channel is found by its number and signal name; its other texts may have changed.
-    if (name != nullptr && !SameText(found->name, name)) found->name = name;
-    return found;
+    return !found->written || append ? found : nullptr;
 }
 
 void TCIOStream::Block::Close(DataSegment& segment) {
@@ -204,21 +153,6 @@ bool TCIOStream::Block::Write(const char* name, DATATYPE type, int dims, const i
             return true;
         },
         false);
-}
-
-bool TCIOStream::Block::WriteNext(const char* name, DATATYPE type, int dims, const int* extents,
-                                  const void* data, bool copy) {
-    if (!Write(name, type, dims, extents, data, copy)) return false;
-    const int place = writtenCount - 1;
-    if (currentSegment == place || segments[place]->written) return true;
-    const auto swapNames = [&] {
-        if (names != nullptr) names->Swap(segments, currentSegment, place);
-        return true;
-    };
-    if (!tc::Guarded(swapNames, false)) names = nullptr;
-    std::swap(segments[currentSegment], segments[place]);
-    currentSegment = place;
-    return true;
 }
 
 bool TCIOStream::Block::Append(const char* name, DATATYPE type, int dims, const int* extents,
@@ -242,8 +176,8 @@ bool TCIOStream::Block::CopyFrom(const Block& source, const TCTypeInfo* ti) {
     if (!SetTI(ti)) return false;
     for (const DataSegment* segment : source.segments) {
         if (!segment->written) continue;
-        if (!WriteNext(segment->name, segment->type, segment->dimensionCount, segment->dimensions.GetData(),
-                       segment->data, segment->ownsData))
+        if (!Write(segment->name, segment->type, segment->dimensionCount, segment->dimensions.GetData(),
+                   segment->data, segment->ownsData))
             return false;
     }
     return true;
@@ -252,7 +186,9 @@ bool TCIOStream::Block::CopyFrom(const Block& source, const TCTypeInfo* ti) {
 // Nested blocks are reset when they are written again; until then nobody sees them.
 void TCIOStream::Block::Reset(bool clearTypeInfo) {
     if (clearTypeInfo) typeInfoValid = false;
+    forwarded = false;
     if (writtenCount == 0) return;
+    if (names != nullptr) names->ForgetWritten();
     for (DataSegment* segment : segments) segment->written = false;
     writtenCount = 0;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 #include "sigweave/foundation/TCList.h"
@@ -8,10 +9,7 @@
 
 inline TCIOStream::DataSegment* TCIOStream::Block::At(int index) const {
     if (index < 0 || index >= writtenCount) return nullptr;
-    if (writtenCount == segments.GetSize()) return segments[index];
-    for (DataSegment* segment : segments)
-        if (segment->written && index-- == 0) return segment;
-    return nullptr;
+    return writtenCount == segments.GetSize() ? segments[index] : WrittenAt(index);
 }
 
 inline TCIOStream::DataSegment* TCIOStream::Block::SameAgain(DATATYPE type, int count) const {
@@ -78,8 +76,12 @@ inline int CountElements(int dims, const int* extents) {
 }
 
 // The same for shapes that were read; here no extents are no elements, as in a segment.
-inline int CountElements(const TCArray<int>& extents) {
-    return extents.IsEmpty() ? 0 : CountElements(extents.GetSize(), extents.GetData());
+inline int CountStored(int dims, const int* extents) {
+    return dims == 0 ? 0 : CountElements(dims, extents);
+}
+
+inline bool SameText(const char* a, const char* b) {
+    return *a == *b && (*a == '\0' || std::strcmp(a, b) == 0);
 }
 
 // The result of `work`, or `otherwise` when there is no memory.

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "sigweave/module/TCPortHelper.h"
+#include "sigweave/signal/BlockState.h"
 #include "sigweave/signal/StreamInternal.h"
 
 namespace {
@@ -34,14 +35,6 @@ std::int64_t Total(const TCArray<TCBlock*>& blocks, Measure measure) {
 
 int Limited(std::int64_t number) {
     return static_cast<int>(std::min<std::int64_t>(number, INT_MAX));
-}
-
-bool Begins(const TCBlock* block) {
-    return block->GetStatus() == START || block->GetStatus() == COMPLETE;
-}
-
-bool Ends(const TCBlock* block) {
-    return block->GetStatus() == STOP || block->GetStatus() == COMPLETE;
 }
 
 }  // namespace
@@ -160,8 +153,8 @@ int TCBlockBuffer::CheckConcatenation(unsigned int port) const {
 }
 
 TCBLOCKSTATUS TCBlockBuffer::GetCommonStatus() const {
-    const bool begins = std::ranges::any_of(blocks, Begins);
-    const bool ends = std::ranges::any_of(blocks, Ends);
+    const bool begins = std::ranges::any_of(blocks, tc::MarksBegin, &TCBlock::GetStatus);
+    const bool ends = std::ranges::any_of(blocks, tc::MarksEnd, &TCBlock::GetStatus);
     if (begins) return ends ? COMPLETE : START;
     return ends ? STOP : BUSY;
 }

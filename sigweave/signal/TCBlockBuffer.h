@@ -129,7 +129,8 @@ class TC_API TCBlockBuffer::TCBlock {
     // its name.
     int ReadBlock(TCPortHelper* ph, unsigned int port);
     // Writes a copy, with the block's metadata, on an output of the same element type. 0 when written, and
-    // when there was nothing to do: another type, no receiver, no elements. -14 for a matrix without columns.
+    // when there was nothing to do: another type, no receiver, no elements (but a matrix of no rows is
+    // written, with its columns). -14 for elements of a matrix without columns.
     // A packed block has its own metadata; -2 when its values are not of the output's type, -14 when its
     // bytes are no whole frame.
     int WriteBlock(TCPortHelper* ph, unsigned int port) const;
@@ -159,10 +160,12 @@ class TC_API TCBlockBuffer::TCBlock {
     static int NotCreated(TCPortHelper* ph, int kind, unsigned int port);
     int Read(TCPortHelper* ph, unsigned int port);
     int Write(TCPortHelper* ph, unsigned int port) const;
+    int TakeEmpty(TCPortHelper* ph, unsigned int port);
     int ReadPacked(TCPortHelper* ph, unsigned int port);
     int ReadValues(TCPortHelper* ph, unsigned int port);
     int WritePacked(TCPortHelper* ph, unsigned int port) const;
     int WriteMatrix(TCPortHelper* ph, unsigned int port) const;
+    int WriteEmptyMatrix(TCPortHelper* ph, unsigned int port) const;
 
     void* data = nullptr;
     std::int32_t size = 0;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "sigweave/module/TCPortHelper.h"
+#include "sigweave/signal/BlockState.h"
 #include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCBlockBuffer.h"
 
@@ -195,8 +196,8 @@ int TCBlock::Misfit(const TCBlock& other) const {
 }
 
 bool TCBlock::Put(int position, const TCBlock& block) {
+    if (columns == 0 || block.size > 0) columns = block.columns;
     if (block.size == 0) return true;
-    columns = block.columns;
     return WithElements(dataType, false, [&]<class T>(const T*) {
         return CopyData(static_cast<T*>(data) + position, block.data, static_cast<unsigned>(block.size),
                         dataType);
@@ -228,7 +229,7 @@ int TCBlock::Read(TCPortHelper* ph, unsigned int port) {
 
 int TCBlock::ReadValues(TCPortHelper* ph, unsigned int port) {
     columns = 0;
-    if (size == 0) return ph->TakeBlock(port);  // reading no values would leave the block where it is
+    if (size == 0) return TakeEmpty(ph, port);
     auto count = static_cast<unsigned long>(size);
     const int result = IsMatrix() ? ph->ReadPolymorphicData(port, count, data, &columns)
                                   : WithElements(dataType, 0, [&]<class T>(const T*) {
@@ -236,6 +237,16 @@ int TCBlock::ReadValues(TCPortHelper* ph, unsigned int port) {
                                     });
     size = result == 1 ? static_cast<int>(count) : 0;
     return result;
+}
+
+// Reading no values would leave the block where it is.
+int TCBlock::TakeEmpty(TCPortHelper* ph, unsigned int port) {
+    TCIOStream::Block* taken = nullptr;
+    if (ph->ExchangeBinary(port, &taken, true) != 1) return 0;
+    int rows;
+    if (IsMatrix() && taken->SegmentCnt() > 0) taken->Segment(0)->GetShape(rows, columns);
+    ph->ExchangeBinary(port, &taken, false);
+    return 1;
 }
 
 int TCBlock::ReadPacked(TCPortHelper* ph, unsigned int port) {
@@ -267,12 +278,28 @@ int TCBlock::WritePacked(TCPortHelper* ph, unsigned int port) const {
 }
 
 int TCBlock::WriteMatrix(TCPortHelper* ph, unsigned int port) const {
-    if (size == 0) return 0;
+    if (size == 0) return columns > 0 ? WriteEmptyMatrix(ph, port) : 0;
     const int rows = columns > 0 && size % columns == 0 ? size / columns : 0;
     const bool copied = dataType == TCPortHelper::TYPE_SWORDMATRIX
                             ? CopyMatrix(ph->AllocIntMatrix(port, rows, columns), data, size)
                             : CopyMatrix(ph->AllocDblMatrix(port, rows, columns), data, size);
     return copied ? ph->WriteInternalData(port) : NotCreated(ph, OUTPUT, port);
+}
+
+// The port's matrix operations write elements only.
+int TCBlock::WriteEmptyMatrix(TCPortHelper* ph, unsigned int port) const {
+    TCIOStream::Block block;
+    TCTypeInfo ti = typeInfo;
+    if (!tc::IsBlockState(ti.GetState())) ti.SetState(COMPLETE);
+    const bool carriesTypeInfo = (ph->DataType(OUTPUT, port) & TCPortHelper::TYPE_TYPEINFO) != 0;
+    const int extents[] = {0, columns};
+    void* none;
+    const bool filled =
+        block.SetTI(carriesTypeInfo ? &ti : nullptr) &&
+        block.AddEmptySegment(
+            "", dataType == TCPortHelper::TYPE_SWORDMATRIX ? TCIOStream::INT : TCIOStream::DOUBLE, 2, extents,
+            none);
+    return filled ? ph->WriteCopy(port, &block) : NotCreated(ph, OUTPUT, port);
 }
 
 int TCBlock::StrLen(bool binary) const {

@@ -38,7 +38,7 @@ int TCIOStream::GetErrFan() const {
 
 bool TCIOStream::VerifyType(DATATYPE type, int dims) {
     for (int i = 0; i < fan.GetSize(); ++i) {
-        const TCList<Block*>& waiting = fan[i]->queue;
+        const Fan& waiting = fan[i]->queue;
         if (waiting.IsEmpty()) continue;
         const DataSegment* last = waiting[waiting.GetCount() - 1]->At(0);
         if (last == nullptr || (last->type == type && last->dimensionCount == dims)) continue;

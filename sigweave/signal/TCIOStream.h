@@ -35,7 +35,8 @@ class SegmentIndex;
 // Results: 1 or a positive count is done; 0 nothing to do or nothing there; -2 another type; -4 the block's
 // state conflicts with a block that waits at a receiver (see `GetErrFan`); -14 the block or segment could not
 // be created or written. Nothing throws. A write that fails leaves the block reserved and usable for the next
-// correct write; `WriteCopy`, `MoveBlock` and `MoveBlocks` then leave it empty.
+// correct write, with all that was written into it: a copy that is refused with -4 is sent by `SetTI` with
+// `fix` and `EndWriteSegments`, and forgotten by `CancelWriteSegments`.
 class TC_API TCIOStream {
  public:
     // The values are stored (never change, only append).
@@ -43,6 +44,8 @@ class TC_API TCIOStream {
 
     class Block;
     class DataSegment;
+    // The queue of an input. Each block knows the writer that it goes back to, so the queue does not.
+    using Fan = TCList<Block*>;
 
     TCIOStream() = default;
     ~TCIOStream();
@@ -101,7 +104,9 @@ class TC_API TCIOStream {
     int WriteIntMat(const int* data, int rows, int cols, bool copy = false);
     int WriteDblMat(const double* data, int rows, int cols, bool copy = false);
     int WritePtr(const void* data, int count);
-    // A whole block, copied and dispatched; 1 when written.
+    // A whole block, copied into the block being written and dispatched; 1 when written. After -4 the copy
+    // stays reserved; after -14, as for a segment that was written before, what was begun and what was copied
+    // up to there does.
     int WriteCopy(const Block* src);
 
     // --- Reading
@@ -171,7 +176,9 @@ class TC_API TCIOStream {
 
     // --- Moving blocks
 
-    // Takes one block (one, despite the name) from the source and writes a copy of it with the given state.
+    // Takes one block (one, despite the name) from the source and writes a copy of it with the given state;
+    // results and what stays reserved as for `WriteCopy`. Only a block that was copied is taken: with 0 and
+    // -14 it waits at the source as before.
     int MoveBlocks(TCIOStream& source, TCBLOCKSTATUS state);
     // Writes a copy of a waiting block, which stays where it is; with `ti` the copy gets that metadata.
     int MoveBlock(TCIOStream& source, int index, const TCTypeInfo* ti, bool fix);
@@ -181,22 +188,23 @@ class TC_API TCIOStream {
     // waits or there is no receiver; -4 on a state conflict (the block then stays with the source). With
     // `keep` it stays with the source in any case: so one block can be handed out again and again.
     int ForwardBlock(TCIOStream& source, bool keep = false);
-    // Adds every waiting block of the source to this input's queue; the blocks are shared. Answers the new
-    // length.
+    // Adds every waiting block of the source to this input's queue; the blocks are shared, their state too
+    // where it is repaired. Answers the new length.
     int CopyBlockRefs(const TCIOStream& source);
     // With `take`, takes the next block for the caller to hold beyond the next read; the block held before is
     // given back. 1 when a block was taken.
     int ExchangeBinary(Block** held, bool take);
     // Drops the next waiting block, or all of them; answers how many. The last one dropped becomes the block
-    // being read.
+    // being read; where none waits there is none.
     int RemoveContents(bool all);
 
     // --- Bus segments: several channels in one block
 
     // A channel is one segment of nested blocks; its name is a bus segment name (see TCBusSerializeHelper).
-    // Each write adds one block, with its own metadata (null: none), to the channel of that name. A block
-    // must be reserved. `extents` has `dims` entries; without `copy` the data must stay valid until every
-    // reader is done. 0 when written.
+    // Of a name that was written in an earlier use of the block, port index and signal name count; the
+    // segment keeps the other texts of that use. Each write adds one block, with its own metadata (null:
+    // none), to the channel of that name. A block must be reserved. `extents` has `dims` entries; without
+    // `copy` the data must stay valid until every reader is done. 0 when written.
     int WriteBusSegment(const char* name, DATATYPE type, int dims, const int* extents, const void* data,
                         bool copy, const TCTypeInfo* ti);
     // The segment of the block being read whose bus name has the signal name `name`, or with a null name the
@@ -267,8 +275,9 @@ class TC_API TCIOStream {
     // Reads and dispatches every block of the document, one after the other, and answers their number. The
     // blocks before a failure have been dispatched. -2, and the message in `xml`, at the first block that
     // cannot be read, and at once when `xml` already holds an error; -4 on a state conflict, 0 without a
-    // receiver. The block reserved for the one that failed stays reserved, empty. A block that was begun on
-    // this writer is discarded.
+    // receiver. A block that was begun on this writer gets the first one's segments and metadata, and keeps
+    // its own. The block of a failure stays reserved: empty when it cannot be read and was not begun; whole
+    // after -4.
     //
     // Metadata that are left out keep the defaults of TCTypeInfo, the timestamp too: it is not set to the
     // present. A number of states or types counts more than its name. Numbers may have all forms of
@@ -295,7 +304,7 @@ class TC_API TCIOStream {
     template <typename Number>
     int WriteNumbers(DATATYPE type, const Number* data, int count);
     int FinishWhole(bool written);
-    int CopyAndDispatch(const Block& source, const TCTypeInfo* ti, const TCBLOCKSTATUS* state, bool fix);
+    int CheckAndDispatch(bool fix);
 
     Block* TakeBlock();
     bool RemoveBlock();
@@ -313,13 +322,13 @@ class TC_API TCIOStream {
     bool TakeBack(int receivers);
     int RemoveAllContents();
     int CheckBlockState(TCTypeInfo* ti, bool fix);
-    bool JoinsQueue(TCList<Block*>& waiting, TCTypeInfo* ti, bool fix);
-    TCTypeInfo* OwnTypeInfo(TCList<Block*>& waiting, int index);
+    bool JoinsQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
+    TCTypeInfo* OwnTypeInfo(Fan& waiting, int index);
     static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
     void SetErrFan(int index) const { errorFan = index; }
 
     // What a hand-off touches lies together.
-    TCList<Block*> queue;  // of an input
+    Fan queue;  // of an input
     Block* actualBlock = nullptr;
     bool isInput = false;
     TCArray<TCIOStream*> fan;
@@ -363,6 +372,7 @@ class TC_API TCIOStream::DataSegment {
  private:
     friend class TCIOStream;
     friend class TCIOStream::Block;
+    friend class tc::SegmentIndex;
 
     // Stores the elements, copied or by address; with `copy` a null `source` gives empty texts and blocks,
     // and numbers that are not set. Keeps the storage when it is large enough. False when the type or the
@@ -407,9 +417,9 @@ class TC_API TCIOStream::Block {
     bool SetTI(const TCTypeInfo* ti);
     int SegmentCnt() const;
     const DataSegment* Segment(int index) const;
-    // Adds one segment behind those that were added before, whatever the block held in earlier uses; the data
-    // is copied, except what a POINTER points at. False for a name that is already written, no elements, or
-    // no memory.
+    // Writes one segment; the data is copied, except what a POINTER points at. A block that is used again
+    // keeps its segments, with their names and in the order of their creation. False for a name that is
+    // already written, no elements, or no memory.
     bool AddSegment(const char* name, DATATYPE type, int dims, const int* extents, const void* data);
     // The same with elements for the caller to fill (texts and blocks are empty, numbers not set): `elements`
     // points at ints, doubles, TCStrings or pointers to nested blocks, and is null when the shape has none.
@@ -428,8 +438,12 @@ class TC_API TCIOStream::Block {
     // creation are found in one step; of many segments, others are found by an index. A null name is the
     // empty one.
     DataSegment* Find(const char* name, bool writtenOnly);
-    // -1 when there is none of that name; -2 without memory for the index.
-    int FindIndexed(const char* name);
+    template <typename Ask>
+    int AskIndex(Ask ask) const;
+    // The written segment of that number, where some are not written.
+    DataSegment* WrittenAt(int number) const;
+    // See TCIOStream::FindBusSegment.
+    int FindChannel(const char* signal, int port) const;
     // The segment behind the last one found, going round.
     DataSegment* Next();
     // The segment to write under that name, created when it is new; null when it is already written, unless
@@ -437,13 +451,10 @@ class TC_API TCIOStream::Block {
     DataSegment* Open(const char* name, bool append);
     void Close(DataSegment& segment);
     bool Write(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy);
-    // The same, and puts the segment behind those written before it, where only `WriteNext` wrote.
-    bool WriteNext(const char* name, DATATYPE type, int dims, const int* extents, const void* data,
-                   bool copy);
     bool Append(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy,
                 const TCTypeInfo* ti);
-    // Sets the metadata, which may be the block's own, and adds the written segments of `source`, in their
-    // order; owned data is copied deeply.
+    // Sets the metadata, which may be the block's own, and writes the written segments of `source`; owned
+    // data is copied deeply. False at the first that fails; what was written before it stays.
     bool CopyFrom(const Block& source, const TCTypeInfo* ti);
     // Ready for reuse: nothing is written; all segments and their storage are kept.
     void Reset(bool clearTypeInfo);
@@ -453,7 +464,8 @@ class TC_API TCIOStream::Block {
     std::int32_t currentSegment = -1;
     std::int32_t referenceCount = 0;
     bool typeInfoValid = false;
+    bool forwarded = false;      // by a writer that did not allocate it
     TCIOStream* home = nullptr;  // the writer that allocated the block and takes it back
     std::int32_t writtenCount = 0;
-    std::unique_ptr<tc::SegmentIndex> names;  // of many segments
+    mutable std::unique_ptr<tc::SegmentIndex> names;  // of many segments
 };

@@ -1,5 +1,4 @@
 #include "sigweave/signal/StreamInternal.h"
-#include "sigweave/signal/TCBusSerializeHelper.h"
 #include "sigweave/signal/TCIOStream.h"
 
 namespace {
@@ -22,12 +21,7 @@ int TCIOStream::WriteBusSegment(const char* name, DATATYPE type, int dims, const
 }
 
 int TCIOStream::FindBusSegment(const char* name, int channel) const {
-    TCBusSerializeHelper::Parts parts;
-    for (int i = 0; i < SegmentCnt(); ++i) {
-        if (!TCBusSerializeHelper::SplitSegmentName(SegmentName(i), parts)) continue;
-        if (name != nullptr ? parts.segmentName == name : parts.portIdx == channel) return i;
-    }
-    return -1;
+    return actualBlock != nullptr ? actualBlock->FindChannel(name, channel) : -1;
 }
 
 int TCIOStream::BusSegmentCnt(int index) const {

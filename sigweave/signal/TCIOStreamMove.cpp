@@ -1,29 +1,15 @@
 #include <utility>
 
 #include "sigweave/services/SystemTime.h"
+#include "sigweave/signal/BlockState.h"
 #include "sigweave/signal/StreamInternal.h"
 #include "sigweave/signal/TCIOStream.h"
 
 namespace {
 
-bool IsState(TCBLOCKSTATUS state) {
-    return state >= START && state <= COMPLETE;
-}
-
-bool Begins(TCBLOCKSTATUS state) {
-    return state == START || state == COMPLETE;
-}
-
-bool Ends(TCBLOCKSTATUS state) {
-    return state == STOP || state == COMPLETE;
-}
-
-bool IsOpen(TCBLOCKSTATUS state) {
-    return state == START || state == BUSY;
-}
-
-void Repair(TCTypeInfo& ti) {
-    if (!IsState(ti.GetState())) ti.SetState(BUSY);
+// What is no state becomes a middle piece, which fits behind any other.
+void RepairAsMiddle(TCTypeInfo& ti) {
+    if (!tc::IsBlockState(ti.GetState())) ti.SetState(BUSY);
     if (ti.GetTimestamp() <= 0.0) ti.SetTimestamp(TCSystemTime());
     if (ti.GetSamplerate() <= 0.0) ti.SetSamplerate(1.0);
 }
@@ -53,7 +39,7 @@ inline bool TCIOStream::Dispatch(Block* block, int held) {
     TCIOStream* const* const receivers = fan.GetData();
     const int count = fan.GetSize();
     for (int i = 0; i < count; ++i) {
-        TCList<Block*>& waiting = receivers[i]->queue;
+        Fan& waiting = receivers[i]->queue;
         if (!waiting.HasRoom()) return DispatchFrom(i, block, held);
         waiting.Put(block);
     }
@@ -85,9 +71,9 @@ bool TCIOStream::TakeBack(int receivers) {
 // Keeps the sequence of waiting blocks at every receiver a row of whole signals.
 int TCIOStream::CheckBlockState(TCTypeInfo* ti, bool fix) {
     if (ti == nullptr) return 0;
-    if (fix) Repair(*ti);
+    if (fix) RepairAsMiddle(*ti);
     for (int i = 0; i < fan.GetSize(); ++i) {
-        TCList<Block*>& waiting = fan[i]->queue;
+        Fan& waiting = fan[i]->queue;
         if (waiting.IsEmpty() || JoinsQueue(waiting, ti, fix)) continue;
         SetErrFan(i);
         return tc::STATE_CONFLICT;
@@ -95,32 +81,32 @@ int TCIOStream::CheckBlockState(TCTypeInfo* ti, bool fix) {
     return 0;
 }
 
-bool TCIOStream::JoinsQueue(TCList<Block*>& waiting, TCTypeInfo* ti, bool fix) {
+bool TCIOStream::JoinsQueue(Fan& waiting, TCTypeInfo* ti, bool fix) {
     int last = waiting.GetCount() - 1;
     while (last >= 0 && !waiting[last]->typeInfoValid) --last;
     if (last < 0) return true;
-    if (Ends(waiting[last]->typeInfo->GetState())) {
+    if (tc::MarksEnd(waiting[last]->typeInfo->GetState())) {
         if (!fix) return false;
         ChangeFlags(OwnTypeInfo(waiting, last), -1, 0);
         ChangeFlags(ti, 0, 1);
         return true;
     }
-    if (!Begins(ti->GetState())) return true;
+    if (!tc::MarksBegin(ti->GetState())) return true;
     int first = 0;
     while (!waiting[first]->typeInfoValid) ++first;
     const TCBLOCKSTATUS start = waiting[first]->typeInfo->GetState();
-    if (!IsOpen(start)) return true;
+    if (!tc::LeavesOpen(start)) return true;
     if (!fix) return false;
     ChangeFlags(ti, 0, -1);
     if (start != START) ChangeFlags(OwnTypeInfo(waiting, first), 1, -1);
     return true;
 }
 
-// The metadata of a waiting block, to be changed. A block of another writer may wait in queues that are none
+// The metadata of a waiting block, to be changed. A block that was forwarded may wait in queues that are none
 // of this writer's, so a copy takes its place here; without memory for one the block itself is changed.
-TCTypeInfo* TCIOStream::OwnTypeInfo(TCList<Block*>& waiting, int index) {
+TCTypeInfo* TCIOStream::OwnTypeInfo(Fan& waiting, int index) {
     Block*& block = waiting[index];
-    if (block->home == this || block->referenceCount == 1) return block->typeInfo;
+    if (!block->forwarded || block->home == this || block->referenceCount == 1) return block->typeInfo;
     Block* copy = TakeFreeBlock();
     if (copy == nullptr) return block->typeInfo;
     copy->Reset(true);
@@ -135,22 +121,26 @@ TCTypeInfo* TCIOStream::OwnTypeInfo(TCList<Block*>& waiting, int index) {
 
 void TCIOStream::ChangeFlags(TCTypeInfo* ti, int begins, int ends) {
     static constexpr TCBLOCKSTATUS STATES[2][2] = {{BUSY, STOP}, {START, COMPLETE}};
-    const bool first = begins < 0 ? Begins(ti->GetState()) : begins != 0;
-    const bool last = ends < 0 ? Ends(ti->GetState()) : ends != 0;
+    const bool first = begins < 0 ? tc::MarksBegin(ti->GetState()) : begins != 0;
+    const bool last = ends < 0 ? tc::MarksEnd(ti->GetState()) : ends != 0;
     ti->SetState(STATES[first ? 1 : 0][last ? 1 : 0]);
 }
 
 int TCIOStream::PeekBlock(int index) {
-    if (!isInput) return 0;
     actualBlock = QueuedBlock(index);
     return actualBlock != nullptr ? 1 : 0;
 }
 
+// The source's block is taken as soon as there is a copy of it, before the states are compared: the source
+// may be one of this writer's receivers.
 int TCIOStream::MoveBlocks(TCIOStream& source, TCBLOCKSTATUS state) {
+    const Block* next = source.QueuedBlock(0);
+    if (next == nullptr) return 0;
+    if (const int reserved = ReserveBlock(true); reserved < 1) return reserved;
+    if (!actualBlock->CopyFrom(*next, next->GetTI())) return tc::NOT_WRITTEN;
     Block* taken = source.TakeBlock();
-    if (taken == nullptr) return 0;
-    int result = ReserveBlock(true);
-    if (result >= 1) result = CopyAndDispatch(*taken, taken->GetTI(), &state, false);
+    if (actualBlock->typeInfo != nullptr) actualBlock->typeInfo->SetState(state);
+    const int result = CheckAndDispatch(false);
     Release(taken);
     return result;
 }
@@ -161,20 +151,15 @@ int TCIOStream::MoveBlock(TCIOStream& source, int index, const TCTypeInfo* ti, b
     if (reserved < 1) return reserved;
     source.PeekBlock(index);
     const Block& waiting = *source.actualBlock;
-    return CopyAndDispatch(waiting, ti != nullptr ? ti : waiting.GetTI(), nullptr, fix);
+    if (!actualBlock->CopyFrom(waiting, ti != nullptr ? ti : waiting.GetTI())) return tc::NOT_WRITTEN;
+    return CheckAndDispatch(fix);
 }
 
-// Fills the reserved block and hands it on. On failure it stays reserved, empty.
-int TCIOStream::CopyAndDispatch(const Block& source, const TCTypeInfo* ti, const TCBLOCKSTATUS* state,
-                                bool fix) {
-    int result = tc::NOT_WRITTEN;
-    if (actualBlock->CopyFrom(source, ti)) {
-        if (state != nullptr && actualBlock->typeInfo != nullptr) actualBlock->typeInfo->SetState(*state);
-        result = ti != nullptr ? CheckBlockState(actualBlock->typeInfo, fix) : 0;
-        if (result == 0) result = DispatchBlock() ? 1 : tc::NOT_WRITTEN;
-    }
-    if (result != 1) actualBlock->Reset(true);
-    return result;
+// Hands the reserved block on. On failure it stays reserved with all that is in it.
+int TCIOStream::CheckAndDispatch(bool fix) {
+    const int checked = actualBlock->typeInfoValid ? CheckBlockState(actualBlock->typeInfo, fix) : 0;
+    if (checked < 0) return checked;
+    return DispatchBlock() ? 1 : tc::NOT_WRITTEN;
 }
 
 int TCIOStream::ForwardBlock(TCIOStream& source, bool keep) {
@@ -185,6 +170,7 @@ int TCIOStream::ForwardBlock(TCIOStream& source, bool keep) {
         if (checked < 0) return checked;
     }
     if (!Dispatch(block, keep ? 0 : 1)) return tc::NOT_WRITTEN;
+    if (block->home != this) block->forwarded = true;
     if (!keep) source.actualBlock = source.queue.RemoveHead();
     return 1;
 }
@@ -215,13 +201,14 @@ int TCIOStream::ExchangeBinary(Block** held, bool take) {
 
 int TCIOStream::RemoveContents(bool all) {
     if (all) return RemoveAllContents();
-    if (queue.IsEmpty()) return 0;
-    actualBlock = queue.RemoveHead();
-    return --actualBlock->referenceCount == 0 ? GiveBack(actualBlock, 1) : 1;
+    Block* block = TakeBlock();
+    if (block == nullptr) return 0;
+    return --block->referenceCount == 0 ? GiveBack(block, 1) : 1;
 }
 
 [[gnu::noinline]] int TCIOStream::RemoveAllContents() {
-    int removed = 0;
-    for (; !queue.IsEmpty(); ++removed) RemoveBlock();
-    return removed;
+    const int count = queue.GetCount();
+    if (!RemoveBlock()) return 0;
+    while (!queue.IsEmpty()) RemoveBlock();
+    return count;
 }

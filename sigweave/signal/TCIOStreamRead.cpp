@@ -48,7 +48,7 @@ int CopyLast(const Segment& segment, Value* values, int count) {
 
 template <typename Value>
 int CopyVector(const Segment* segment, Value* buffer, int* count) {
-    if (count != nullptr && *count < 0) return tc::NOT_WRITTEN;
+    if (segment != nullptr && count != nullptr && *count < 0) return tc::NOT_WRITTEN;
     const int wanted = count != nullptr ? *count : -1;
     const bool there = segment != nullptr && buffer != nullptr;
     const int copied =

@@ -135,5 +135,6 @@ int TCIOStream::FinishWhole(bool written) {
 int TCIOStream::WriteCopy(const Block* src) {
     if (src == nullptr) return 0;
     const int reserved = ReserveBlock(true);
-    return reserved < 1 ? reserved : CopyAndDispatch(*src, src->GetTI(), nullptr, false);
+    if (reserved < 1) return reserved;
+    return actualBlock->CopyFrom(*src, src->GetTI()) ? CheckAndDispatch(false) : tc::NOT_WRITTEN;
 }

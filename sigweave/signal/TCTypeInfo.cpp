@@ -22,13 +22,15 @@ std::string NumberText(double value, std::chars_format format, int precision) {
     return std::string(text, std::to_chars(text, text + sizeof text, value, format, precision).ptr);
 }
 
-// The local calendar time; empty outside the years 1970 to 2038.
+// The local calendar time, after changes of the time zone while the program runs too; empty outside the years
+// 1970 to 2038.
 std::string CalendarText(double milliseconds) {
     const double seconds = std::trunc(milliseconds / 1000.0);
     if (seconds == 0.0) return "-";
     if (!(seconds > 0.0 && seconds <= INT32_MAX)) return "";
     const auto time = static_cast<std::time_t>(seconds);
     char text[26];
+    tzset();
     if (ctime_r(&time, text) == nullptr) return "";
     return std::string(text, 24);
 }

@@ -298,4 +298,7 @@ TEST(TCPortHelperBlocks, HeldAndWaitingBlocksAreCopied) {
     EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), 2);
     EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 2);
     for (const TCBLOCKSTATUS state : {START, BUSY, STOP}) EXPECT_EQ(stage.sink.Receive().GetState(), state);
+    EXPECT_EQ(stage.helper.RemoveContents(0, false), 1);
+    EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), 1);
+    EXPECT_EQ(stage.sink.Receive().GetState(), STOP);
 }

@@ -89,6 +89,9 @@ const Trip TRIPS[] = {
     {Helper::TYPE_SWORDMATRIX, Helper::TYPE_SWORDMATRIX,
      [](TCIOStream& to) { return to.WriteIntMat(NUMBERS, 2, 3, true); }},
     {MATRIX, MATRIX, [](TCIOStream& to) { return to.WriteDblMat(REALS, 3, 2, true); }},
+    {MATRIX, MATRIX, [](TCIOStream& to) { return to.WriteDblMat(REALS, 0, 2); }},
+    {Helper::TYPE_SWORDMATRIX, Helper::TYPE_SWORDMATRIX,
+     [](TCIOStream& to) { return to.WriteIntMat(NUMBERS, 0, 4); }},
     {TEXTS, TEXTS, [](TCIOStream& to) { return to.WriteStrVec(WORDS, 3); }},
     {Helper::TYPE_MULTI, Helper::TYPE_MULTI,
      [](TCIOStream& to) { return to.WriteSegment("a", 3) + (to.EndWriteSegments() ? 0 : -1); }},
@@ -110,6 +113,19 @@ TEST(BlockBuffer, WritesWhatItRead) {
         EXPECT_EQ(copies.WriteAllBlocks(0, false), 0);
         for (int i = 0; i < 2; ++i) EXPECT_EQ(TakeFrame(bench.sink), TakeFrame(bench.reference)) << trip.in;
     }
+}
+
+// The metadata that the buffer gives for a block with its own are not left for the next one.
+TEST(BlockBuffer, PackedBlocksUseUpWhatIsGiven) {
+    Bench bench(Helper::TYPE_MULTI, Helper::TYPE_MULTI);
+    bench.helper.UseAutoTypeInfo(0, true, true, true, true, true, true);
+    bench.Send(START, 1.0, 2);
+    ASSERT_EQ(bench.buffer.ReadBlock(0, true), 1);
+    EXPECT_EQ(bench.buffer.WriteBlock(0, 0), 0);
+    EXPECT_EQ(bench.helper.WriteMultitypeInt(0, "next", 1), 0);
+    EXPECT_EQ(bench.helper.EndWriteMultitype(0), 0);
+    EXPECT_EQ(bench.sink.RemoveContents(false), 1);
+    EXPECT_EQ(bench.sink.PeekStatus(false), BUSY);
 }
 
 // How many of `count` new blocks of 50 elements are old ones with room for 100.
@@ -227,6 +243,7 @@ TEST(BlockBuffer, EndsWithACodeWhereABlockCannotBeReadOrWritten) {
     pointers.buffer.NewBlock(MATRIX, 4);  // without columns
     EXPECT_EQ(pointers.buffer.WriteBlock(0, 0), Helper::NOT_CREATED);
     EXPECT_EQ(pointers.buffer.WriteBlock(0, 1), 0);
+    EXPECT_EQ(pointers.buffer.WriteAllBlocks(0, false), Helper::NOT_CREATED);
     Bench wrong(DOUBLES, Helper::TYPE_MULTI);
     wrong.source.WriteIntVec(NUMBERS, 6);
     EXPECT_EQ(wrong.buffer.ReadBlock(0, true), Helper::ANOTHER_TYPE);

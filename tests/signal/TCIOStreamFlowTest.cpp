@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <deque>
 #include <memory>
 #include <random>
@@ -26,7 +27,8 @@ TEST(StreamFlow, MovesAndCopies) {
     EXPECT_EQ(target.writer.MoveBlock(source.Input(), 2, nullptr, false), 1);
     const TCTypeInfo own = State(COMPLETE, "own");
     EXPECT_EQ(target.writer.MoveBlock(source.Input(), 0, &own, false), -4);
-    EXPECT_EQ(target.writer.MoveBlock(source.Input(), 0, &own, true), 1);
+    EXPECT_EQ(target.writer.SetTI(&own, true), 0);
+    EXPECT_TRUE(target.writer.EndWriteSegments()) << "sends the copy that was refused";
     EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 3);
     EXPECT_EQ(target.writer.ForwardBlock(source.Input()), -4);
     EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 3);
@@ -53,6 +55,56 @@ TEST(StreamFlow, MovesAndCopies) {
     EXPECT_THAT(ReadInts(target.inputs[0]), ElementsAre(2));
 }
 
+using Copy = int (*)(TCIOStream& to, TCIOStream& from);
+constexpr Copy COPIES[] = {
+    [](TCIOStream& to, TCIOStream& from) { return to.MoveBlocks(from, START); },
+    [](TCIOStream& to, TCIOStream& from) { return to.MoveBlock(from, 0, nullptr, false); },
+    [](TCIOStream& to, TCIOStream& from) {
+        TCIOStream::Block* held = nullptr;
+        TCIOStream shared;
+        shared.SetInputStream(3)->CopyBlockRefs(from);
+        shared.ExchangeBinary(&held, true);
+        const int result = to.WriteCopy(held);
+        shared.ExchangeBinary(&held, false);
+        return result;
+    }};
+
+TEST(StreamFlow, RefusedCopiesLoseNothing) {
+    const TCTypeInfo start = State(START, "first"), next = State(START, "next");
+    for (const Copy copy : COPIES) {
+        StreamLines source, target;
+        source.writer.SetTI(&next, false);
+        WriteInts(source.writer, {2});
+        TCIOStream unconnected;
+        EXPECT_EQ(copy(unconnected, source.Input()), 0);
+        target.writer.SetTI(&start, false);
+        target.writer.WriteSegment("", 1);
+        EXPECT_EQ(copy(target.writer, source.Input()), -14);
+        EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 1);
+        EXPECT_TRUE(target.writer.EndWriteSegments());
+        EXPECT_EQ(target.Input().GetBlockLen(0, 0), 1);
+        target.Input().RemoveContents(true);
+        target.writer.SetTI(&start, false);
+        WriteInts(target.writer, {1});
+        EXPECT_EQ(copy(target.writer, source.Input()), -4);
+        EXPECT_EQ(target.writer.SetTI(&next, true), 0);
+        EXPECT_TRUE(target.writer.EndWriteSegments());
+        EXPECT_THAT(ReadInts(target.Input()), ElementsAre(1));
+        EXPECT_THAT(ReadInts(target.Input()), ElementsAre(2));
+        EXPECT_EQ(source.Input().GetBlockCnt(nullptr), copy == COPIES[0] ? 0 : 1);
+        EXPECT_EQ(target.Input().SegmentCnt(), 1);
+        EXPECT_EQ(target.Input().RemoveContents(false), 0);
+        EXPECT_EQ(target.Input().SegmentCnt(), 0) << "nothing waits, so no block is read";
+        target.writer.StartWriteSegments();
+        target.writer.WriteSegment("begun", 1);
+        target.writer.CancelWriteSegments();
+        WriteInts(target.writer, {1, 2, 3});
+        EXPECT_EQ(target.Input().StartReadSegments(), 1);
+        EXPECT_EQ(target.Input().RemoveContents(true), 0);
+        EXPECT_EQ(target.Input().SegmentCnt(), 0);
+    }
+}
+
 TEST(StreamFlow, StreamsEndInAnyOrder) {
     for (const bool writerFirst : {true, false}) {
         auto writer = std::make_unique<TCIOStream>();
@@ -73,18 +125,23 @@ TEST(StreamFlow, StreamsEndInAnyOrder) {
     }
 }
 
-// A state is not changed where another writer's receivers wait for the same block.
+// A state is not changed where another writer's receivers wait for a block that was forwarded; blocks of
+// which a queue took references stay shared.
 TEST(StreamFlow, ForwardedBlocksKeepTheirStateElsewhere) {
-    StreamLines lines(2), behind;
-    const TCTypeInfo whole = State(COMPLETE);
-    lines.writer.SetTI(&whole, false);
-    WriteInts(lines.writer, {1});
-    EXPECT_EQ(behind.writer.ForwardBlock(lines.inputs[0]), 1);
-    EXPECT_EQ(behind.writer.SetTI(&whole, true), 0);
-    EXPECT_EQ(behind.Input().PeekTI()->GetState(), START);
-    EXPECT_EQ(lines.inputs[1].PeekTI()->GetState(), COMPLETE);
-    EXPECT_THAT(ReadInts(behind.Input()), ElementsAre(1));
-    EXPECT_THAT(ReadInts(lines.inputs[1]), ElementsAre(1));
+    for (const bool forwarded : {true, false}) {
+        StreamLines lines(2), behind;
+        const TCTypeInfo whole = State(COMPLETE);
+        lines.writer.SetTI(&whole, false);
+        WriteInts(lines.writer, {1});
+        EXPECT_EQ(forwarded ? behind.writer.ForwardBlock(lines.inputs[0])
+                            : behind.Input().CopyBlockRefs(lines.inputs[0]),
+                  1);
+        EXPECT_EQ(behind.writer.SetTI(&whole, true), 0);
+        EXPECT_EQ(behind.Input().PeekTI()->GetState(), START);
+        EXPECT_EQ(lines.inputs[1].PeekTI()->GetState(), forwarded ? COMPLETE : START);
+        EXPECT_THAT(ReadInts(behind.Input()), ElementsAre(1));
+        EXPECT_THAT(ReadInts(lines.inputs[1]), ElementsAre(1));
+    }
 }
 
 // Three queues, two writers; what waits in each queue is compared with a deque of plain values.
@@ -277,17 +334,36 @@ TEST(StreamFlow, BusChannels) {
     }
 }
 
-// The name of a reused channel tells the type of what is in it now.
-TEST(StreamFlow, BusChannelsMayChangeTheirType) {
-    StreamLines lines;
-    for (const unsigned long code : {0x20ul, 0x40ul}) {
-        const int one = 1;
-        lines.writer.StartWriteSegments();
-        lines.writer.WriteBusSegment(Channel(7, "A", code), TCIOStream::INT, 1, &one, &one, true, nullptr);
-        lines.writer.EndWriteSegments();
-        ASSERT_EQ(lines.Input().StartReadSegments(), 1);
-        EXPECT_EQ(lines.Input().SegmentCnt(), 1);
-        EXPECT_EQ(lines.Input().SegmentName(0), Channel(7, "A", code));
+// A block that is used again keeps its channels, with the names and in the order of their creation; an index
+// finds one of many as a look at each of them would: the first that is written.
+TEST(StreamFlow, BusChannelsOfABlockThatIsUsedAgain) {
+    for (const int count : {3, 100}) {
+        StreamLines lines;
+        for (const unsigned long code : {0x20ul, 0x40ul}) {
+            const bool again = code == 0x40;
+            const int one = 1;
+            lines.writer.StartWriteSegments();
+            for (int i = 0; i < count; ++i) {
+                const int channel = again ? count - 1 - i : i;
+                if (again && channel == 0) continue;
+                lines.writer.WriteBusSegment(Channel(channel / 2, channel % 2 == 0 ? "A" : "B", code),
+                                             TCIOStream::INT, 1, &one, &channel, true, nullptr);
+            }
+            lines.writer.EndWriteSegments();
+            TCIOStream& input = lines.Input();
+            ASSERT_EQ(input.StartReadSegments(), 1);
+            ASSERT_EQ(input.SegmentCnt(), again ? count - 1 : count);
+            EXPECT_EQ(input.FindBusSegment("A", -1), again ? 1 : 0);
+            EXPECT_EQ(input.FindBusSegment("B", -1), again ? 0 : 1);
+            EXPECT_EQ(input.FindBusSegment("C", -1), -1);
+            EXPECT_EQ(input.FindBusSegment(nullptr, count), -1);
+            for (int port = 0; 2 * port < count; ++port) {
+                const int segment = input.FindBusSegment(nullptr, port);
+                const int channel = again ? std::max(2 * port, 1) : 2 * port;
+                EXPECT_EQ(input.ReadBusSegment(segment, nullptr)->GetInts()[0], channel);
+                EXPECT_EQ(input.SegmentName(segment), Channel(port, channel % 2 == 0 ? "A" : "B", 0x20));
+            }
+        }
     }
 }
 

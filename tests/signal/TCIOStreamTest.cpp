@@ -27,6 +27,83 @@ TEST(TCIOStream, LastValuesWin) {
     double wrong;
     EXPECT_EQ(lines.Input().ReadDblVec(&wrong, nullptr), 0);
     EXPECT_EQ(lines.Input().GetBlockCnt(nullptr), 0);
+    negative = -1;
+    EXPECT_EQ(lines.Input().ReadIntVec(&value, &negative), 0) << "nothing waits";
+}
+
+TEST(TCIOStream, TextsAreCopiedInBothTypes) {
+    StreamLines lines;
+    TCIOStream& input = lines.Input();
+    const TCString texts[] = {"one", TCString("t\0wo", 4)};
+    const CString others[] = {"three", std::string("\0four", 5)};
+    TCString text, read[2];
+    CString other, readOther[2];
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(lines.writer.WriteStrVec(texts, 2), 0);
+        EXPECT_EQ(lines.writer.WriteStrVec(others, 2), 0);
+    }
+    const TCString* peeked = nullptr;
+    EXPECT_EQ(input.PeekStrData(1, peeked), 2);
+    EXPECT_EQ(peeked[0], "three");
+    EXPECT_EQ(input.PeekStrData(4, peeked), -1);
+    EXPECT_EQ(input.ReadStr(other), 1);
+    EXPECT_EQ(other, std::string("t\0wo", 4));
+    EXPECT_EQ(input.ReadStr(text), 1);
+    EXPECT_EQ(text.GetLength(), 5);
+    EXPECT_EQ(input.ReadStrVec(readOther, nullptr), 2);
+    EXPECT_EQ(readOther[0], "one");
+    int room = 1;
+    EXPECT_EQ(input.ReadStrVec(read, &room), 1);
+    EXPECT_EQ(read[0].GetLength(), 5);
+    EXPECT_EQ(input.ReadStr(text), 0);
+    EXPECT_EQ(lines.writer.WriteStrVec(static_cast<const CString*>(nullptr), 1), -14);
+    WriteInts(lines.writer, {1});
+    EXPECT_EQ(input.ReadStr(other), 0) << "no text";
+}
+
+TEST(TCIOStream, WhoReceivesAndWhatWaits) {
+    StreamLines lines(3);
+    TCIOStream plain;
+    for (TCIOStream* none : {static_cast<TCIOStream*>(nullptr), &plain})
+        EXPECT_EQ(lines.writer.AddOutputStream(none), 3);
+    EXPECT_EQ(lines.writer.GetFan(2), &lines.inputs[2]);
+    for (const int index : {-1, 3}) EXPECT_EQ(lines.writer.GetFan(index), nullptr);
+    EXPECT_EQ(lines.Input().GetFanCnt(), 1);
+    EXPECT_EQ(lines.Input().GetFan(0), &lines.Input());
+    EXPECT_EQ(lines.Input().GetFan(1), nullptr);
+    EXPECT_EQ(plain.GetFan(0), nullptr);
+    EXPECT_EQ(plain.precision(), 3);
+    EXPECT_EQ(plain.SetInputStream(7)->precision(), 7);
+    int index = 9;
+    EXPECT_EQ(lines.writer.GetBlockCnt(&index), 0);
+    EXPECT_EQ(index, 0);
+    for (int i = 0; i < 2; ++i) WriteInts(lines.writer, {1});
+    lines.inputs[0].RemoveContents(false);
+    EXPECT_EQ(lines.writer.GetBlockCnt(&index), 2);
+    EXPECT_EQ(index, 1);
+    EXPECT_EQ(lines.inputs[1].GetBlockCnt(&index), 2);
+    EXPECT_EQ(index, 0);
+    EXPECT_EQ(TCIOStream::StringToDataType("double"), 2);
+    EXPECT_EQ(TCIOStream::StringToDataType("FLOAT"), -1);
+    EXPECT_STREQ(TCIOStream::DataTypeToString(TCIOStream::BLOCK), "BLOCK");
+    EXPECT_STREQ(TCIOStream::DataTypeToString(static_cast<TCIOStream::DATATYPE>(6)), "UNKNOWN");
+}
+
+// A writer that is taken down keeps nothing that its receivers gave back, and can be wired again.
+TEST(TCIOStream, DeletedStreamsAreFreshWriters) {
+    StreamLines lines;
+    WriteInts(lines.writer, {1});
+    EXPECT_THAT(ReadInts(lines.Input()), ElementsAre(1));
+    lines.writer.StartWriteSegments();
+    lines.writer.DeleteStreams();
+    EXPECT_EQ(lines.writer.GetFanCnt(), 0);
+    EXPECT_EQ(WriteInts(lines.writer, {2}), 0);
+    EXPECT_FALSE(lines.writer.EndWriteSegments());
+    EXPECT_EQ(lines.writer.AddOutputStream(&lines.Input()), 1);
+    for (int i = 3; i < 6; ++i) WriteInts(lines.writer, {i});
+    for (int i = 3; i < 6; ++i) EXPECT_THAT(ReadInts(lines.Input()), ElementsAre(i));
+    lines.Input().DeleteStreams();
+    EXPECT_EQ(lines.Input().GetFan(0), nullptr);
 }
 
 TEST(TCIOStream, SegmentsByNameAndPosition) {
@@ -53,6 +130,15 @@ TEST(TCIOStream, SegmentsByNameAndPosition) {
     EXPECT_EQ(number, 7);
     EXPECT_EQ(input.ReadSegment(2, text), 1);
     EXPECT_EQ(text, std::string("a\0b", 3));
+    TCArray<TCString> names;
+    names.SetSize(7);
+    EXPECT_EQ(input.AvailableSegments(nullptr), 3);
+    EXPECT_EQ(input.AvailableSegments(&names), 3);
+    ASSERT_EQ(names.GetSize(), 3);
+    EXPECT_EQ(names[1], "n");
+    EXPECT_EQ(input.SegmentType(2), TCIOStream::STRING);
+    EXPECT_EQ(input.SegmentType(3), TCIOStream::UNDEF);
+    EXPECT_EQ(input.SegmentName(3), "");
 }
 
 // Names and storage stay with the block, but only what is written in its current use is there.
@@ -144,6 +230,21 @@ TEST(TCIOStream, MatricesAndPointersAreNotCopied) {
     lines.writer.WriteIntMat(nullptr, 0, 5);
     EXPECT_EQ(lines.Input().PeekIntData(0, ints, &rows, &cols), 0);
     EXPECT_EQ(cols, 5);
+}
+
+// What one block copied and the next one only points at is not mixed up when the block is used again.
+TEST(TCIOStream, CopiesAndReferencesInTurns) {
+    StreamLines lines;
+    int values[] = {1, 2, 3, 4};
+    for (const bool copy : {true, false, true, false, false, true}) {
+        values[3] = 4;
+        EXPECT_EQ(lines.writer.WriteIntMat(values, 2, 2, copy), 0);
+        values[3] = 5;
+        int *read, rows, cols;
+        ASSERT_EQ(lines.Input().ReadIntMat(&read, rows, cols), 4);
+        EXPECT_EQ(read[3], copy ? 4 : 5);
+        EXPECT_EQ(read == values, !copy);
+    }
 }
 
 TEST(TCIOStream, NestedBlocksAreCopiedDeeply) {

@@ -43,6 +43,9 @@ TEST(TCSI_Unit, ReadsUnitTexts) {
         EXPECT_EQ(Text(unit), row.unit) << row.text;
     }
     TCSI_Unit volt;
+    TCSI_Convert convert;
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(convert.scan("V", volt));
+    EXPECT_EQ(volt, Unit({2, 1, -3, -1})) << "nothing is left of the text before";
     volt.FromString("V * 1e-003");
     EXPECT_EQ(volt, Unit({2, 1, -3, -1}, 0.001));
 }

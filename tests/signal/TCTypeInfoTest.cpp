@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <sstream>
 
@@ -51,6 +52,26 @@ TEST(TCTypeInfo, ReadableLine) {
         ti.SetTimestamp(row.timestamp);
         EXPECT_NE(Line(ti).find(row.text), std::string::npos) << Line(ti);
     }
+}
+
+TEST(TCTypeInfo, StatesHaveNames) {
+    const char* names[] = {"INVALID", "START", "BUSY", "STOP", "COMPLETE"};
+    for (int state = -1; state <= 3; ++state) {
+        EXPECT_STREQ(TCTypeInfo::BlockStateToString(TCBLOCKSTATUS{state}), names[state + 1]);
+        EXPECT_EQ(TCTypeInfo::StringToBlockState(names[state + 1]), state);
+    }
+    EXPECT_EQ(TCTypeInfo::StringToBlockState("busy"), BUSY);
+    for (const char* none : {"UNKNOWN", "", " START"}) EXPECT_EQ(TCTypeInfo::StringToBlockState(none), -2);
+    for (const int none : {-2, 4})
+        EXPECT_STREQ(TCTypeInfo::BlockStateToString(static_cast<TCBLOCKSTATUS>(none)), "UNKNOWN");
+}
+
+TEST(TCTypeInfo, ReadableLineFollowsTheTimeZone) {
+    TCTypeInfo ti = Speed();
+    setenv("TZ", "EAST-3", 1);
+    EXPECT_NE(Line(ti).find("(Wed Nov 15 01:13:20 2023)"), std::string::npos) << Line(ti);
+    setenv("TZ", "UTC", 1);
+    EXPECT_NE(Line(ti).find("(Tue Nov 14 22:13:20 2023)"), std::string::npos) << Line(ti);
 }
 
 TEST(TCTypeInfo, ArchiveForm) {

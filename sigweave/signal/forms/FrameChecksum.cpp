@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t WORD = 8;
 constexpr std::size_t FEW = 32;  // words, summed one by one
+constexpr std::size_t STEP = 8;  // words
 
 // One word in each lane of a register of the processor.
 template <std::size_t LANES>
@@ -51,18 +52,28 @@ template <std::size_t LANES, bool COPY>
 }
 
 template <bool COPY>
-[[gnu::target("avx2")]] void SumWide(Sums& sums, char* dst, const char* bytes, std::size_t steps) {
-    SumLanes<4, COPY>(sums, dst, bytes, steps);
+void SumNarrow(Sums& sums, char* dst, const char* bytes, std::size_t steps) {
+    SumLanes<2, COPY>(sums, dst, bytes, 4 * steps);
 }
 
-// Four words a step.
+template <bool COPY>
+[[gnu::target("avx2")]] void SumWide(Sums& sums, char* dst, const char* bytes, std::size_t steps) {
+    SumLanes<4, COPY>(sums, dst, bytes, 2 * steps);
+}
+
+template <bool COPY>
+[[gnu::target("avx512f")]] void SumWidest(Sums& sums, char* dst, const char* bytes, std::size_t steps) {
+    SumLanes<8, COPY>(sums, dst, bytes, steps);
+}
+
+// Eight words a step, by the widest registers that the processor has.
 template <bool COPY>
 void Sum(Sums& sums, char* dst, const char* bytes, std::size_t steps) {
-    static const bool wide = __builtin_cpu_supports("avx2") != 0;
-    if (wide)
-        SumWide<COPY>(sums, dst, bytes, steps);
-    else
-        SumLanes<2, COPY>(sums, dst, bytes, 2 * steps);
+    using Work = void (*)(Sums&, char*, const char*, std::size_t);
+    static const Work work = __builtin_cpu_supports("avx512f") ? SumWidest<COPY>
+                             : __builtin_cpu_supports("avx2")  ? SumWide<COPY>
+                                                               : SumNarrow<COPY>;
+    work(sums, dst, bytes, steps);
 }
 
 }  // namespace
@@ -71,8 +82,8 @@ template <bool COPY>
 void tc::FrameChecksum::AddEach(char* dst, const char* bytes, std::size_t wordCount) {
     if (wordCount == 0) return;
     Sums piece;
-    std::size_t i = wordCount < FEW ? 0 : wordCount / 4 * 4;
-    if (i > 0) Sum<COPY>(piece, dst, bytes, i / 4);
+    std::size_t i = wordCount < FEW ? 0 : wordCount / STEP * STEP;
+    if (i > 0) Sum<COPY>(piece, dst, bytes, i / STEP);
     for (; i < wordCount; ++i) {
         std::uint64_t word;
         std::memcpy(&word, bytes + WORD * i, WORD);

@@ -178,7 +178,11 @@ int StreamRecordReader::Read() {
     }
 }
 
+// Into a new block: one that is used again would keep the order and the names of its segments.
 int StreamRecordReader::Take() {
+    queue.ExchangeBinary(&block, false);
+    writer.DeleteStreams();
+    writer.AddOutputStream(&queue);
     const int result = writer.XMLToStream(xml);
     if (xml.IsError()) return Fail(Explain(std::string(xml.GetError())));
     if (result != 1 || queue.ExchangeBinary(&block, true) != 1)

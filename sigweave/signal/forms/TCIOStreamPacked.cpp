@@ -30,6 +30,7 @@ constexpr int METADATA_SIZE = 59;  // with an empty name
 constexpr int NAME_LENGTH_AT = 51;
 constexpr int SMALLEST_BLOCK = 5;
 constexpr std::int64_t WORD = 8;
+constexpr int FEW_DIMENSIONS = 4;
 
 std::int64_t WholeWords(std::int64_t bytes) {
     return (bytes + WORD - 1) / WORD * WORD;
@@ -69,19 +70,22 @@ class Packer {
 
     // Puts zero bytes up to the end of the word.
     void Align() {
-        const std::int64_t end = WholeWords(size);
-        if (buffer != nullptr) std::memset(Place(), 0, static_cast<std::size_t>(end - size));
-        size = end;
+        for (; size % WORD != 0; ++size)
+            if (buffer != nullptr) *Place() = '\0';
     }
 
     // The checksum of all that was put, behind an alignment.
     std::uint64_t Checksum() {
-        sums.Add(buffer + summed, static_cast<std::size_t>(size - summed) / WORD);
-        summed = size;
+        SumUpToHere();
         return sums.Value();
     }
 
  private:
+    void SumUpToHere() {
+        sums.Add(buffer + summed, static_cast<std::size_t>(size - summed) / WORD);
+        summed = size;
+    }
+
     char* Place() const { return buffer != nullptr ? buffer + size : nullptr; }
 
     bool PutSegment(const Segment& segment, int level) {
@@ -109,7 +113,7 @@ class Packer {
     void PutNumbers(const char* numbers, std::int64_t bytes) {
         Align();
         if (buffer != nullptr && bytes > 0) {
-            Checksum();
+            SumUpToHere();
             const std::int64_t whole = bytes / WORD * WORD;
             sums.AddCopy(Place(), numbers, static_cast<std::size_t>(whole / WORD));
             std::memcpy(Place() + whole, numbers + whole, static_cast<std::size_t>(bytes - whole));
@@ -165,11 +169,15 @@ class Unpacker {
         summed += words;
     }
 
+    bool Skip(std::int64_t bytes) {
+        at += bytes;
+        return true;
+    }
+
     bool Get(int& value) {
         if (!Has(sizeof value)) return false;
         std::memcpy(&value, at, sizeof value);
-        at += sizeof value;
-        return true;
+        return Skip(sizeof value);
     }
 
     bool GetFlag(bool& value) {
@@ -183,6 +191,7 @@ class Unpacker {
         if (!Has(sizeof length)) return false;
         TCSerializeHelper::DeSerialize(length, at);
         if (length < 0 || !Has(std::int64_t{length} + 4)) return false;
+        if (length == 0 && value.IsEmpty()) return Skip(sizeof length);
         at = TCSerializeHelper::DeSerialize(value, at);
         return true;
     }
@@ -202,19 +211,26 @@ class Unpacker {
     bool GetSegment(Block& block, int level) {
         TCString name;
         int type, dims;
-        if (!Get(name) || name.CalcDataFormat() != TCString::ASCII || !Get(type) || !Get(dims)) return false;
-        if (!tc::HasValues(type) || dims < 0 || !Has(std::int64_t{4} * dims)) return false;
-        extents.SetSize(dims);
-        for (int& extent : extents)
-            if (!Get(extent)) return false;
-        return GetElements(block, name, static_cast<TCIOStream::DATATYPE>(type), level);
+        if (!Get(name) || (!name.IsEmpty() && name.CalcDataFormat() != TCString::ASCII)) return false;
+        if (!Get(type) || !Get(dims) || !tc::HasValues(type) || dims < 0) return false;
+        const std::int64_t shapeSize = std::int64_t{4} * dims;
+        if (!Has(shapeSize)) return false;
+        int* extents = fewExtents;
+        if (dims > FEW_DIMENSIONS) {
+            manyExtents.SetSize(dims);
+            extents = manyExtents.GetData();
+        }
+        std::memcpy(extents, at, static_cast<std::size_t>(shapeSize));
+        at += shapeSize;
+        return GetElements(block, name, static_cast<TCIOStream::DATATYPE>(type), dims, extents, level);
     }
 
-    bool GetElements(Block& block, const TCString& name, TCIOStream::DATATYPE type, int level) {
-        const int count = tc::CountElements(extents);
+    bool GetElements(Block& block, const TCString& name, TCIOStream::DATATYPE type, int dims,
+                     const int* extents, int level) {
+        const int count = tc::CountStored(dims, extents);
         void* elements;
         if (count < 0 || !Has(claimed + count * SmallestElement(type))) return false;
-        if (!block.AddEmptySegment(name, type, extents.GetSize(), extents.GetData(), elements)) return false;
+        if (!block.AddEmptySegment(name, type, dims, extents, elements)) return false;
         if (type == TCIOStream::STRING || type == TCIOStream::BLOCK)
             return GetEach(type, elements, count, level);
         return GetNumbers(static_cast<char*>(elements), count * ElementSize(type));
@@ -253,7 +269,8 @@ class Unpacker {
     const char* end;
     std::int64_t claimed = 0;  // bytes, by the elements still to come in arrays that were begun
     std::int64_t summed = 0;   // words
-    TCArray<int> extents;      // of the segment read last
+    int fewExtents[FEW_DIMENSIONS];
+    TCArray<int> manyExtents;
     tc::FrameChecksum sums;
 };
 

@@ -160,7 +160,7 @@ class TokenReader {
         extents.SetSize(dims);
         for (int& extent : extents)
             if (!Get(extent)) return false;
-        const int count = tc::CountElements(extents);
+        const int count = tc::CountStored(dims, extents.GetData());
         void* elements;
         return count >= 0 && Has(claimed + count * ShortestElement(type)) &&
                block.AddEmptySegment(name, static_cast<TCIOStream::DATATYPE>(type), dims, extents.GetData(),

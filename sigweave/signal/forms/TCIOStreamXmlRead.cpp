@@ -360,21 +360,13 @@ int TCIOStream::XMLToStream(TCXML& xml) {
     for (int dispatched = 0; !xml.IsError(); ++dispatched) {
         const TCXMLNode node = xml.NextNode(blocks);
         if (!node) return xml.IsError() ? tc::OTHER_TYPE : dispatched;
+        const bool begun =
+            actualBlock != nullptr && (actualBlock->writtenCount > 0 || actualBlock->typeInfoValid);
         if (const int reserved = ReserveBlock(true); reserved < 1) return reserved;
-        const int result = tc::Guarded(
-            [&] {
-                actualBlock->Reset(true);
-                if (!reader.GetBlock(node, *actualBlock, 1))
-                    return xml.IsError() ? tc::OTHER_TYPE : tc::NOT_WRITTEN;
-                const int checked =
-                    CheckBlockState(actualBlock->typeInfoValid ? actualBlock->typeInfo : nullptr, false);
-                if (checked < 0) return checked;
-                return DispatchBlock() ? 1 : tc::NOT_WRITTEN;
-            },
-            tc::NOT_WRITTEN);
-        if (result == 1) continue;
-        actualBlock->Reset(true);
-        return result;
+        const bool read = tc::Guarded([&] { return reader.GetBlock(node, *actualBlock, 1); }, false);
+        const int result = read ? CheckAndDispatch(false) : xml.IsError() ? tc::OTHER_TYPE : tc::NOT_WRITTEN;
+        if (!read && !begun) actualBlock->Reset(true);
+        if (result != 1) return result;
     }
     return tc::OTHER_TYPE;
 }

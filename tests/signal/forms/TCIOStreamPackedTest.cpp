@@ -160,6 +160,33 @@ TEST(StreamForms, OldFormThereAndBack) {
               TCString("BUS 1 0 \xFF\0\0\0\0 1 1 2 1 -20 ", 27).operator const char*());
 }
 
+TEST(StreamForms, OldFormIsWellFormedToItsEnd) {
+    const std::string head("BUS 1 0 \xFF\0\0\0\0 ", 14);
+    for (const auto& [rest, result] : {std::pair{"1 1 2 1 -20 ", 1},
+                                       {"1 1 2 1\t+20\n", 1},
+                                       {"1 1 2 1 -20", -14},
+                                       {"1 1 2 1 -2x ", -14},
+                                       {"1 1 2 1 +-2 ", -14},
+                                       {"1 1 2 1 - ", -14},
+                                       {"1 1 -2 1 2 ", -14},
+                                       {"1 1x 2 1 2 ", -14},
+                                       {"4 1 1 1 ", -14},
+                                       {"0 1 1 1 ", -14},
+                                       {"6 1 1 1 ", -14},
+                                       {"1 2 2 99999 1 2 ", -14}}) {
+        StreamLines to;
+        const std::string text = head + rest;
+        const char* at = text.data();
+        EXPECT_EQ(to.writer.DeSerializeForOldStream(at, at + text.size()), result) << rest;
+        EXPECT_EQ(to.Input().GetBlockCnt(nullptr), result == 1 ? 1 : 0);
+        EXPECT_EQ(at - text.data(), result == 1 ? static_cast<std::ptrdiff_t>(text.size()) : 0);
+    }
+    StreamLines to;
+    const std::string signals("BUS 0 2 ", 8);
+    const char* at = signals.data();
+    EXPECT_EQ(to.writer.DeSerializeForOldStream(at, at + signals.size()), -14);
+}
+
 // At each level the first of very many nested blocks, none of which has room left for the others.
 TEST(StreamForms, NestedClaimsDoNotAddUp) {
     constexpr int SIZE = 24'000;

@@ -170,19 +170,34 @@ TEST(StreamXml, SaysWhatIsWrong) {
     }
 }
 
-// A block that fails stays reserved, empty: neither the next document nor the next writer meets its segments.
+// A block that cannot be read stays reserved, empty; one that is refused is sent when its state is repaired;
+// one that was begun keeps what is in it.
 TEST(StreamXml, StopsAtTheFirstBadBlock) {
     const std::string good = BLOCK, bad = Changed(BLOCK, "0xab0c", "nowhere");
     StreamLines lines;
     EXPECT_EQ(Read(lines.writer, "<Stream>" + good + bad + good + "</Stream>"), -2);
     EXPECT_EQ(lines.Input().GetBlockCnt(nullptr), 1);
-    EXPECT_EQ(lines.writer.WriteSegment("n\n", 7), 0);
+    EXPECT_EQ(Read(lines.writer, "<Stream>" + bad + "</Stream>"), -2);
+    EXPECT_EQ(lines.writer.WriteSegment("begun", 7), 0);
     EXPECT_EQ(Read(lines.writer, "<Stream>" + good + good + "<Blok/></Stream>"), 2);
     EXPECT_EQ(lines.Input().GetBlockCnt(nullptr), 3);
     EXPECT_EQ(Read(lines.writer, Changed(DOCUMENT, "Value=\"1\"", "Value=\"0\"")), -4);
+    const TCTypeInfo repaired = State(BUSY);
+    EXPECT_EQ(lines.writer.SetTI(&repaired, false), 0);
     EXPECT_TRUE(lines.writer.EndWriteSegments());
-    lines.Input().RemoveContents(true);
-    EXPECT_EQ(lines.Input().SegmentCnt(), 0);
+    for (const int segments : {4, 5, 4, 4}) {
+        EXPECT_EQ(lines.Input().StartReadSegments(), 1);
+        EXPECT_EQ(lines.Input().SegmentCnt(), segments);
+    }
+    lines.writer.WriteSegment("n\n", 7);
+    lines.writer.StartWriteSegments();
+    EXPECT_EQ(lines.writer.WriteSegment("n\n", 7), 0);
+    EXPECT_EQ(Read(lines.writer, DOCUMENT), -2);
+    EXPECT_TRUE(lines.writer.EndWriteSegments());
+    lines.Input().StartReadSegments();
+    int number = 0;
+    EXPECT_EQ(lines.Input().ReadSegment("n\n", number), 1);
+    EXPECT_EQ(number, 7);
     EXPECT_EQ(Read(lines.writer, "<Stream/>"), 0);
     EXPECT_EQ(Read(lines.Input(), DOCUMENT), 0);
     TCXML xml;
