@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "sigweave/platform/Export.h"
@@ -13,3 +14,10 @@ TC_API bool TCIsTerminal(StandardStream stream);
 
 // The folder of the running program's file, links resolved; empty when the system does not tell.
 TC_API std::string TCGetProgramFolder();
+
+namespace tc {
+
+// Of the whole machine, whoever uses it.
+std::int64_t MachineMemoryBytes();
+
+}  // namespace tc

@@ -14,3 +14,7 @@ std::string TCGetProgramFolder() {
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failed);
     return failed ? std::string() : program.parent_path().string();
 }
+
+std::int64_t tc::MachineMemoryBytes() {
+    return std::int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+}
