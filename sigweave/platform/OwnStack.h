@@ -12,12 +12,13 @@ namespace tc {
 // Used by one thread at a time, and not from within its own work.
 class OwnStack {
  public:
-    explicit OwnStack(std::size_t bytes) : size(bytes) {}
+    OwnStack(std::size_t mostBytes, std::size_t leastBytes) : size(mostBytes), least(leastBytes) {}
     ~OwnStack();
     OwnStack(const OwnStack&) = delete;
     OwnStack& operator=(const OwnStack&) = delete;
 
-    // False while the system has no such space. The first call that succeeds keeps it.
+    // Where the system refuses the most, half of it is tried, and so on down to the least; false when that is
+    // refused, too. The first call that succeeds keeps the space.
     bool Reserve();
     // The lowest address that work may use, and the one above the highest. Null before `Reserve`.
     const char* Lowest() const;
@@ -40,8 +41,10 @@ class OwnStack {
 
  private:
     void Call(void (*entry)(void*), void* argument);
+    void ReserveBytes(std::size_t bytes);
 
-    std::size_t size;
+    std::size_t size;  // the most, until there is a base
+    std::size_t least;
     char* base = nullptr;
 };
 

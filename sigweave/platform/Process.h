@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "sigweave/platform/Export.h"
@@ -19,3 +20,10 @@ TC_API std::string TCGetProgramFolder();
 // at once. The handler runs in the middle of anything, so it may only set atomic values and events. Calls of
 // the system that wait on the main thread, as for a pipe, end then.
 TC_API void TCOnInterrupt(void (*handler)());
+
+namespace tc {
+
+// Of the whole machine, whoever uses it.
+std::int64_t MachineMemoryBytes();
+
+}  // namespace tc

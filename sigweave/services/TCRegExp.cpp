@@ -5,9 +5,13 @@
 #include <iterator>
 #include <regex>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "sigweave/platform/OwnStack.h"
+#include "sigweave/platform/Process.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/RegExpMeter.h"
 
 namespace {
 
@@ -16,7 +20,8 @@ namespace engine = std::regex_constants;
 constexpr std::int32_t NO_ERROR_CODE = -1;
 constexpr int LONGEST_PATTERN = 65536;
 constexpr int MOST_LOOK_AHEADS = 100;
-constexpr std::int64_t MOST_STORED_BYTES = std::int64_t{256} << 20;
+constexpr std::size_t LONGEST_COPIED_SET = 500;
+constexpr std::size_t STORED_GROUP_BYTES = sizeof(TCString) + sizeof(std::sub_match<tc::RegExpPlace>);
 constexpr std::size_t MOST_REPLACED_BYTES = std::size_t{256} << 20;
 
 // Measured with g++ 12, -O0 to -O3: matching takes up to 310 bytes a character and 240 a group around it;
@@ -24,95 +29,24 @@ constexpr std::size_t MOST_REPLACED_BYTES = std::size_t{256} << 20;
 // 100,000 states that a pattern may have, some of them several times, at up to 600 bytes a state: that is the
 // reserve.
 constexpr std::size_t STACK_BYTES = std::size_t{512} << 20;
+constexpr std::size_t SMALLEST_STACK_BYTES = std::size_t{128} << 20;
 constexpr std::size_t STACK_RESERVE = std::size_t{64} << 20;
 // Calls that stay within this keep their memory for the next; deeper ones are slow, for they leave the
 // caches.
 constexpr std::size_t STACK_KEPT = std::size_t{1} << 20;
 
+// A fuzzer is to try many expressions, under sanitizers that slow each step.
+#ifdef FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION
+constexpr std::int64_t STEPS = 1'200'000;
+#else
 constexpr std::int64_t STEPS = 120'000'000;
-constexpr std::int64_t STEPS_PER_BYTE = 600;
-constexpr std::int64_t STEPS_OF_ROUND = 6;
-constexpr std::int64_t STEPS_OF_DEEP_ROUND = 60;
-constexpr std::int64_t STEPS_OF_RETREAT = 120'000'000;
+#endif
+constexpr std::int64_t STEPS_PER_BYTE = 1000;
+// Beginnings of groups are not counted, and there may be as many of them in each other as a pattern has.
+constexpr std::int64_t GROUPS_PER_STEP = 100;
 
-// What the operation under way on this thread may still use, and why it was stopped.
-struct Allowance {
-    const char* deep = nullptr;                        // below this address a round counts more,
-    const char* bottom = nullptr;                      // and below this one is the end
-    std::int64_t steps = 0;                            // below 0 the operation is stopped,
-    std::int32_t reason = TCRegExp::ERROR_COMPLEXITY;  // with this code
-    bool wasDeep = false;
-
-    bool IsUsedUp() const { return steps < 0; }
-    // Counts a look at a character; whether the operation is stopped.
-    bool IsUsedUpByLook() { return --steps < 0; }
-    // Counts a start of a search, or a round of a repeat; whether the operation is stopped.
-    bool IsUsedUpByRound() {
-        const char* here = tc::OwnStack::Here();
-        steps -= STEPS_OF_ROUND;
-        if (steps >= 0 && here >= deep) [[likely]]
-            return false;
-        return LookCloser(here);
-    }
-    [[gnu::noinline]] bool LookCloser(const char* here) {
-        if (steps < -STEPS_OF_RETREAT) throw std::regex_error(engine::error_complexity);
-        if (here >= deep || IsUsedUp()) return IsUsedUp();
-        wasDeep = true;
-        steps -= STEPS_OF_DEEP_ROUND - STEPS_OF_ROUND;
-        if (here >= bottom) return IsUsedUp();
-        reason = TCRegExp::ERROR_STACK;
-        steps = -1;
-        return true;
-    }
-};
-
-// Read for each character: this model spares the call that finds a thread's variables.
-[[gnu::tls_model("initial-exec")]] constinit thread_local Allowance allowance;
-
-}  // namespace
-
-namespace tc {
-
-// A place in the text. The engine asks whether two places differ once for each start of a search and once for
-// each round of a repeat, and whether they are the same before it looks at a character: there is seen whether
-// it goes too deep or takes too long. All places are the end of the text then, so that it runs out of ways
-// and comes back, far faster than by an exception through a million calls.
-//
-// Has a name outside of this file, for otherwise the compiler makes one function with three times the stack
-// of all that the engine calls for a character.
-struct Place {
-    using iterator_category = std::random_access_iterator_tag;
-    using value_type = char;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const char*;
-    using reference = const char&;
-
-    const char* at = nullptr;
-
-    reference operator*() const { return *at; }
-    Place& operator++() {
-        ++at;
-        return *this;
-    }
-    Place& operator--() {
-        --at;
-        return *this;
-    }
-    Place& operator+=(difference_type count) {
-        at += count;
-        return *this;
-    }
-    friend Place operator+(Place place, difference_type count) { return {place.at + count}; }
-    friend difference_type operator-(Place a, Place b) { return a.at - b.at; }
-    friend bool operator==(Place a, Place b) { return allowance.IsUsedUpByLook() || a.at == b.at; }
-    friend bool operator!=(Place a, Place b) { return !allowance.IsUsedUpByRound() && a.at != b.at; }
-};
-
-}  // namespace tc
-
-namespace {
-
-using tc::Place;
+using Place = tc::RegExpPlace;
+using Group = std::sub_match<Place>;
 using Matches = std::match_results<Place>;
 
 template <typename Flag>
@@ -217,25 +151,50 @@ bool HasTooManyLookAheads(const TCString& pattern) {
     return count > MOST_LOOK_AHEADS;
 }
 
+// The engine copies what a counted repeat repeats, up to 100,000 times, with all that its sets of characters
+// were written with. A bracket behind one of these does not end a set.
+bool HasLargeSetToCopy(std::string_view pattern) {
+    constexpr std::string_view NO_END_BEHIND = "=:.\\";
+    constexpr std::size_t SHORTEST = 3;
+    if (pattern.find('{') == std::string_view::npos) return false;
+    std::size_t end = 0;
+    for (auto begin = pattern.find('['); begin != std::string_view::npos; begin = pattern.find('[', end)) {
+        end = pattern.find(']', begin + SHORTEST);
+        while (end != std::string_view::npos &&
+               NO_END_BEHIND.find(pattern[end - 1]) != std::string_view::npos)
+            end = pattern.find(']', end + 1);
+        end = std::min(end, pattern.size());
+        if (end - begin > LONGEST_COPIED_SET) return true;
+    }
+    return false;
+}
+
 tc::OwnStack& StackOfThread() {
-    thread_local tc::OwnStack stack(STACK_BYTES);
+    thread_local tc::OwnStack stack(STACK_BYTES, SMALLEST_STACK_BYTES);
     return stack;
 }
 
-// Answers the error's code. `bytes` is the length of the text.
+// Answers the error's code.
 template <typename Work>
-std::int32_t RunOnOwnStack(int bytes, Work work) {
+std::int32_t RunOnOwnStack(std::int64_t steps, Work work) {
     tc::OwnStack& stack = StackOfThread();
     if (!stack.Reserve()) return TCRegExp::ERROR_STACK;
     std::int32_t code = NO_ERROR_CODE;
-    allowance = {stack.Top() - STACK_KEPT, stack.Lowest() + STACK_RESERVE, STEPS + STEPS_PER_BYTE * bytes};
+    tc::regExpMeter = {steps, stack.Top() - STACK_KEPT, stack.Lowest() + STACK_RESERVE};
     stack.Run([&] { code = Catch(work); });
-    if (allowance.wasDeep) stack.GiveBack(STACK_KEPT);
-    return allowance.IsUsedUp() ? allowance.reason : code;
+    const bool wasDeep = tc::regExpMeter.wasDeep;
+    tc::regExpMeter = {};
+    if (wasDeep) stack.GiveBack(STACK_KEPT);
+    return code;
+}
+
+std::int64_t MostStoredBytes() {
+    static const std::int64_t most = tc::MachineMemoryBytes() / 2;
+    return most;
 }
 
 Place Begin(const TCString& text) {
-    return {static_cast<const char*>(text)};
+    return Place(text);
 }
 
 Place End(const TCString& text) {
@@ -273,6 +232,7 @@ struct TCRegExp::Impl {
     FindType findType = FIND_ANYWHERE;
     TCArray<MatchResult> results;
     std::regex expression;
+    std::int64_t groupsPerStep = 1;
     std::int32_t error = NO_ERROR_CODE;
     Matches matches;  // kept for its storage
 
@@ -282,9 +242,10 @@ struct TCRegExp::Impl {
     bool Replace(TCString& result, const TCString& text, const TCString& format, unsigned long matchFlags);
     // Keeps an error's code; whether there was none.
     bool Keep(std::int32_t code);
+    std::int64_t StepsFor(const TCString& text) const;
     bool Match(Place begin, Place end, engine::match_flag_type flags);
-    void StoreAll(Place begin, Place end, engine::match_flag_type flags);
-    void Store(Place from, Place end);
+    void CollectAll(Place begin, Place end, engine::match_flag_type flags, std::vector<Group>& found);
+    void Store(const std::vector<Group>& found, Place begin, Place end);
 };
 
 bool TCRegExp::Impl::Keep(std::int32_t code) {
@@ -295,19 +256,24 @@ bool TCRegExp::Impl::Keep(std::int32_t code) {
 bool TCRegExp::Impl::Compile(const TCString& pattern, unsigned long syntaxFlags) {
     const int length = pattern.GetLength();
     if (length > LONGEST_PATTERN || HasTooManyLookAheads(pattern)) return Keep(ERROR_COMPLEXITY);
+    const char* const text = pattern;
+    if (HasLargeSetToCopy({text, static_cast<std::size_t>(length)})) return Keep(ERROR_SPACE);
     const auto compile = [&] {
-        expression.assign(static_cast<const char*>(pattern), static_cast<std::size_t>(length),
-                          Translate(syntaxFlags, SYNTAX));
+        expression.assign(text, static_cast<std::size_t>(length), Translate(syntaxFlags, SYNTAX));
+        groupsPerStep = 1 + std::count(text, text + length, '(') / GROUPS_PER_STEP;
     };
-    const std::int32_t code = RunOnOwnStack(length, compile);
+    const std::int32_t code = RunOnOwnStack(STEPS, compile);
     StackOfThread().GiveBack(STACK_KEPT);
     return Keep(code);
 }
 
+std::int64_t TCRegExp::Impl::StepsFor(const TCString& text) const {
+    return (STEPS + STEPS_PER_BYTE * text.GetLength()) / groupsPerStep;
+}
+
 bool TCRegExp::Impl::Match(Place begin, Place end, engine::match_flag_type flags) {
-    const bool found = findType == FIND_WHOLE ? std::regex_match(begin, end, matches, expression, flags)
-                                              : std::regex_search(begin, end, matches, expression, flags);
-    return found && !allowance.IsUsedUp();
+    return findType == FIND_WHOLE ? std::regex_match(begin, end, matches, expression, flags)
+                                  : std::regex_search(begin, end, matches, expression, flags);
 }
 
 bool TCRegExp::Impl::FindOne(const TCString& text, unsigned long matchFlags) {
@@ -315,23 +281,32 @@ bool TCRegExp::Impl::FindOne(const TCString& text, unsigned long matchFlags) {
     const auto find = [&] {
         found = Match(Begin(text), End(text), Translate(matchFlags | MATCH_ANY, MATCH));
     };
-    return Keep(RunOnOwnStack(text.GetLength(), find)) && found;
+    return Keep(RunOnOwnStack(StepsFor(text), find)) && found;
 }
 
 bool TCRegExp::Impl::FindAll(const TCString& text, unsigned long matchFlags) {
-    const auto find = [&] { StoreAll(Begin(text), End(text), Translate(matchFlags, MATCH)); };
-    return Keep(RunOnOwnStack(text.GetLength(), find)) && !results.IsEmpty();
+    std::vector<Group> found;
+    const auto find = [&] { CollectAll(Begin(text), End(text), Translate(matchFlags, MATCH), found); };
+    std::int32_t code = RunOnOwnStack(StepsFor(text), find);
+    const auto store = [&] { Store(found, Begin(text), End(text)); };
+    if (code != ERROR_SPACE && Catch(store) != NO_ERROR_CODE) code = ERROR_SPACE;
+    if (code == ERROR_SPACE) results.RemoveAll();
+    return Keep(code) && !results.IsEmpty();
 }
 
-void TCRegExp::Impl::StoreAll(Place begin, Place end, engine::match_flag_type flags) {
-    std::int64_t stored = 0;
+// The matches one after the other, each with its groups. They are copied when all are known, so that what
+// would not fit in the memory does not fill it.
+void TCRegExp::Impl::CollectAll(Place begin, Place end, engine::match_flag_type flags,
+                                std::vector<Group>& found) {
+    const std::int64_t mostBytes = MostStoredBytes();
+    std::int64_t bytes = 0;
     Place from = begin;
     for (bool more = Match(begin, end, flags); more;) {
-        stored += end - from;
-        for (const std::sub_match<Place>& part : matches)
-            stored += part.length() + static_cast<std::int64_t>(sizeof(TCString));
-        if (stored > MOST_STORED_BYTES) throw std::regex_error(engine::error_space);
-        Store(from, end);
+        bytes += end - from;
+        for (const Group& part : matches)
+            bytes += part.length() + static_cast<std::int64_t>(STORED_GROUP_BYTES);
+        if (bytes > mostBytes) throw std::regex_error(engine::error_space);
+        found.insert(found.end(), matches.begin(), matches.end());
         from = matches[0].second;
         if (matches.length(0) > 0)
             more = Match(from, end, flags);
@@ -340,17 +315,21 @@ void TCRegExp::Impl::StoreAll(Place begin, Place end, engine::match_flag_type fl
     }
 }
 
-void TCRegExp::Impl::Store(Place from, Place end) {
-    results.SetSize(results.GetSize() + 1);
-    MatchResult& result = results[results.GetSize() - 1];
-    result.prefix = Cut(from, matches[0].first);
-    result.suffix = Cut(matches[0].second, end);
-    result.match = Cut(matches[0].first, matches[0].second);
-    const int groups = static_cast<int>(matches.size()) - 1;
-    result.groups.SetSize(groups);
-    for (int i = 0; i < groups; ++i) {
-        const std::sub_match<Place>& group = matches[static_cast<std::size_t>(i) + 1];
-        if (group.matched) result.groups[i] = Cut(group.first, group.second);
+void TCRegExp::Impl::Store(const std::vector<Group>& found, Place begin, Place end) {
+    const std::size_t parts = 1 + expression.mark_count();
+    results.SetSize(static_cast<int>(found.size() / parts));
+    const Group* part = found.data();
+    for (MatchResult& result : results) {
+        result.prefix = Cut(begin, part->first);
+        result.suffix = Cut(part->second, end);
+        result.match = Cut(part->first, part->second);
+        begin = part->second;
+        ++part;
+        result.groups.SetSize(static_cast<int>(parts) - 1);
+        for (TCString& group : result.groups) {
+            if (part->matched.isSet) group = Cut(part->first, part->second);
+            ++part;
+        }
     }
 }
 
@@ -361,9 +340,9 @@ bool TCRegExp::Impl::Replace(TCString& result, const TCString& text, const TCStr
         std::string replaced;
         std::regex_replace(ReplacedText{&replaced}, Begin(text), End(text), expression, formatText,
                            Translate(matchFlags, MATCH));
-        if (!allowance.IsUsedUp()) result.AllocCopy(replaced);
+        result.AllocCopy(replaced);
     };
-    return Keep(RunOnOwnStack(text.GetLength(), replace));
+    return Keep(RunOnOwnStack(StepsFor(text), replace));
 }
 
 TCRegExp::TCRegExp() : impl(std::make_unique<Impl>()) {}

@@ -16,21 +16,24 @@
 //   stack   About 300 bytes for each character that a repeat takes, and 240 more for each group around it:
 //           600 for "(a|b)*c", 1700 for "((((((a|b))))))*c". Matching and compiling therefore run on a stack
 //           of their own, whatever the calling thread's. It has 448 MB, so ".*x" may run over some 1.4
-//           million characters and "(a|b)*c" over 750,000; beyond that, and where the system refuses the
-//           address space, the answer is ERROR_STACK. Each thread that uses expressions reserves 512 MB of
-//           address space; what a deep match took of the memory is given back when it is done.
-//   time    Nested repeats ("(a+)+$", "(a|aa)*b") and repeated alternatives ("(a|a){40}b") can take
-//           exponential time to fail, several open repeats in a row (".*.*.*x") a power of the text's length,
-//           and a search without a match ("[a-z]*x") its square, for it starts anew at each character. After
-//           120 million steps, and 600 more for each byte of the text, an operation gives up with
-//           ERROR_COMPLEXITY: a second or a few for a text of up to a megabyte. A step is one look at a
-//           character, whether it matches or not; a start of a search or a round of a repeat counts as 6, and
-//           as 60 when it is far down the stack. So at each byte there may be hundreds of alternatives. What
-//           looks at no character is not counted: repeated empty alternatives ("(|){40}b") can take for ever.
+//           million characters and "(a|b)*c" over 750,000; beyond that the answer is ERROR_STACK, after some
+//           seconds. Each thread that uses expressions reserves 512 MB of address space for it. Where the
+//           system refuses that, it is 256 or 128 MB, of which 192 or 64 are used, and ERROR_STACK where it
+//           refuses all. What a deep match took of the memory is given back when it is done.
+//   time    Nested repeats ("(a+)+$", "(a|aa)*b") and repeated alternatives ("(a|a){40}b", "(|){40}b") can
+//           take exponential time to fail, several open repeats in a row (".*.*.*x") a power of the text's
+//           length, and a search without a match ("[a-z]*x") its square, for it starts anew at each
+//           character. After 120 million steps, and 1000 more for each byte of the text, an operation gives
+//           up with ERROR_COMPLEXITY: after a second or two for a short text, and up to ten for a megabyte. A
+//           step is one look at a character or an edge of the text, whether it matches or not, one round of
+//           a repeat, one group, and one state of the expression for each match and look-ahead; a round far
+//           down the stack counts as 60. So at each byte there may be hundreds of alternatives. In a pattern
+//           of hundreds of groups, n, there are n / 100 times fewer steps, for each may pass all of them.
 //   size    A pattern of more than 65,536 bytes or 100 look-aheads is refused with ERROR_COMPLEXITY, one of
-//           more than 100,000 states (as "a{100001}") with ERROR_SPACE. Stored results repeat the rest of
-//           the text for each match; beyond 256 MB the search ends with ERROR_SPACE, and so does a
-//           replacement that makes more than that.
+//           more than 100,000 states (as "a{100001}"), or with counted repeats and a set of more than 500
+//           bytes, with ERROR_SPACE. Stored results repeat the rest of the text for each match: 17,000
+//           matches in a megabyte take 9 GB. Where all would take more than half of the machine's memory, the
+//           search ends with ERROR_SPACE and stores none; so does a replacement that makes more than 256 MB.
 //
 // An object belongs to one thread at a time. Objects share nothing.
 class TC_API TCRegExp {
@@ -110,7 +113,8 @@ class TC_API TCRegExp {
     void SetStoreResults(bool store);
     // FIND_ANYWHERE at first. With any other number `Find` is false.
     void SetFindType(FindType type);
-    // Of the last `Find`; those found before it failed, if it did. Valid until the next one.
+    // Of the last `Find`; those found before it failed, if it did for lack of time or stack. Valid until the
+    // next one.
     const TCArray<MatchResult>& GetMatchResults() const;
 
     // Whether there is a match. When results are stored, finds all: each search begins at the end of the

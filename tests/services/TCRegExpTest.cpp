@@ -1,7 +1,13 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <string>
+#include <thread>
 
 #include "sigweave/services/TCRegExp.h"
 
@@ -14,6 +20,12 @@ unsigned long TakeError(TCRegExp& expression) {
     unsigned long code = NONE;
     expression.IsError(&code);
     return code;
+}
+
+std::string Repeated(const char* text, std::size_t bytes) {
+    std::string all;
+    while (all.size() < bytes) all += text;
+    return all;
 }
 
 // "prefix[match|group|group]" for each result, and the last one's suffix.
@@ -86,6 +98,7 @@ TEST(TCRegExp, ReadsPatternsByTheirFlags) {
         {"^b", 0, "a\nb", false},
         {"^b", TCRegExp::MULTILINE, "a\nb", true},
         {"[[:digit:]]{2,3}$", TCRegExp::EGREP | TCRegExp::OPTIMIZE, "a12", true},
+        {"[]]{2}[^][a]{0}[[=a=]]", TCRegExp::EXTENDED, "]]a", true},
     };
     for (const auto& row : rows) {
         TCRegExp expression(row.pattern, row.syntax);
@@ -117,6 +130,8 @@ TEST(TCRegExp, KeepsAnErrorOnceAndTheExpressionBefore) {
         {"\\1", 0, TCRegExp::ERROR_BACKREF},
         {"a", TCRegExp::BASIC | TCRegExp::AWK, TCRegExp::ERROR_GRAMMAR},
         {"a{100001}", 0, TCRegExp::ERROR_SPACE},
+        {"[" + Repeated("[=a=]", 600) + "]{2}", 0, TCRegExp::ERROR_SPACE},
+        {"b{2}[\\]" + std::string(600, 'a'), 0, TCRegExp::ERROR_SPACE},
         {std::string(65537, 'a'), 0, TCRegExp::ERROR_COMPLEXITY},
     };
     TCRegExp expression("b", 0);
@@ -190,12 +205,6 @@ void RunOnSmallStack(Work work) {
     pthread_attr_destroy(&attributes);
 }
 
-std::string Repeated(const char* text, std::size_t bytes) {
-    std::string all;
-    while (all.size() < bytes) all += text;
-    return all;
-}
-
 TEST(TCRegExp, AnswersLongTextsAndDeepPatternsOnASmallStack) {
     const std::string megabyte(1 << 20, 'a');
     const std::string alternating = Repeated("ab", 1 << 20);
@@ -205,7 +214,7 @@ TEST(TCRegExp, AnswersLongTextsAndDeepPatternsOnASmallStack) {
         std::string text;
     } rows[] = {
         {"(a|b)*c", alternating},
-        {"((((((a|b))))))*c", alternating + "c"},
+        {"((((((a|b))))))*c", some + "c"},
         {"(a+)+$", megabyte},
         {".*x", megabyte + "x"},
         {"(a|b)*c", some},
@@ -265,30 +274,93 @@ TEST(TCRegExp, AnswersMonstrousPatternsOnASmallStack) {
     });
 }
 
-// Ways that differ in their repeats, and ways that differ in nothing that repeats.
+// Ways that differ in their repeats, in their characters, and in nothing at all. What follows allows them a
+// hundredth of the steps.
 TEST(TCRegExp, GivesUpWhatWouldTakeForever) {
-    const TCString text = std::string(6000, 'a').append("b").c_str();
-    for (const char* pattern : {"(a+)+$", "(?:a|a){40}c"}) {
-        TCRegExp expression(pattern, 0);
+    const std::string many(6000, 'a');
+    const std::string fewSteps = Repeated("\\(", 20'000);
+    const struct {
+        std::string pattern;
+        std::string text;
+    } rows[] = {
+        {"(a+)+$", many + "b"},
+        {"(|){40}b", ""},
+        {"(?:a|a){40}c" + fewSteps, many},
+        {"(^|^){32}b" + fewSteps, ""},
+        {"(()|()){40}c" + fewSteps, ""},
+        {"(a?|){40}c" + fewSteps, "a"},
+        {"(a)|(?:|){40}\\1" + fewSteps, "b"},
+        {"(?:(?=)|(?=)){40}c" + fewSteps, "b"},
+        {"(?:(){400}|){40}c" + fewSteps, "b"},
+    };
+    for (const auto& row : rows) {
+        TCRegExp expression(row.pattern.c_str(), 0);
         TCString result = "before";
-        EXPECT_FALSE(expression.Replace(result, text, "x", 0));
-        EXPECT_EQ(TakeError(expression), TCRegExp::ERROR_COMPLEXITY) << pattern;
+        EXPECT_FALSE(expression.Replace(result, row.text.c_str(), "x", 0));
+        EXPECT_EQ(TakeError(expression), TCRegExp::ERROR_COMPLEXITY) << row.pattern.substr(0, 20);
         EXPECT_STREQ(result, "before");
-        EXPECT_FALSE(expression.Find("b", 0));
-        EXPECT_EQ(TakeError(expression), NONE) << pattern;
     }
+    EXPECT_TRUE(TCRegExp("a", 0).Find("ba", 0)) << "the next operation has an allowance of its own";
+}
+
+TEST(TCRegExp, AnswersLongLogsAsTheEngineDoes) {
+    const std::string log = Repeated((std::string(240, '-') + " unit B\n").c_str(), 500'000);
+    TCRegExp expression(".*unit A.*", 0);
+    EXPECT_TRUE(expression.Find((log + "unit A").c_str(), 0)) << TakeError(expression);
+    const std::string line = "12:00:00 channel 1, value=123, done\n";
+    const std::string values = Repeated(line.c_str(), 200'000);
+    ASSERT_TRUE(expression.Init("value=([0-9]+)", 0));
+    expression.SetStoreResults(true);
+    ASSERT_TRUE(expression.Find(values.c_str(), 0)) << TakeError(expression);
+    const auto& results = expression.GetMatchResults();
+    ASSERT_EQ(results.GetSize(), static_cast<int>(values.size() / line.size()));
+    EXPECT_EQ(results[1].prefix.GetLength(), static_cast<int>(line.size()) - 9);
+    EXPECT_EQ(results[1].suffix.GetLength(), static_cast<int>(values.size() - line.size()) - 29);
+    EXPECT_STREQ(results[results.GetSize() - 1].groups[0], "123");
 }
 
 TEST(TCRegExp, DoesNotFillTheMemoryWithResults) {
-    const TCString text = std::string(30'000, 'a').c_str();
+    const TCString text = std::string(4'000'000, 'a').c_str();
     TCRegExp expression("a", 0);
     expression.SetStoreResults(true);
     EXPECT_FALSE(expression.Find(text, 0));
     EXPECT_EQ(TakeError(expression), TCRegExp::ERROR_SPACE);
+    EXPECT_TRUE(expression.GetMatchResults().IsEmpty());
     TCString result = "before";
     EXPECT_FALSE(expression.Replace(result, text, "$`$'", 0));
     EXPECT_EQ(TakeError(expression), TCRegExp::ERROR_SPACE);
     EXPECT_STREQ(result, "before");
 }
+
+// A sanitizer's own memory is beyond every such limit.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(TCRegExp, MakesDoWithASmallerStackWhereAddressesAreScarce) {
+    const pid_t child = fork();
+    if (child == 0) {
+        long pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t bytes = static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE));
+        const auto limit = [&](rlim_t megabytes) {
+            const rlimit most{bytes + (megabytes << 20), RLIM_INFINITY};
+            setrlimit(RLIMIT_AS, &most);
+        };
+        TCRegExp none(".*x", 0);
+        limit(100);
+        std::thread([&] { EXPECT_FALSE(none.Find("aax", 0)); }).join();
+        EXPECT_EQ(TakeError(none), TCRegExp::ERROR_STACK);
+        limit(250);
+        std::thread([] {
+            TCRegExp expression(".*x", 0);
+            EXPECT_TRUE(expression.Find((std::string(150'000, 'a') + "x").c_str(), 0));
+            EXPECT_FALSE(expression.Find((std::string(400'000, 'a') + "x").c_str(), 0));
+            EXPECT_EQ(TakeError(expression), TCRegExp::ERROR_STACK);
+        }).join();
+        std::_Exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+#endif
 
 }  // namespace

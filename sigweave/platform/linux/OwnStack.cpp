@@ -71,21 +71,25 @@ OwnStack::~OwnStack() {
     base = nullptr;
 }
 
+bool OwnStack::Reserve() {
+    for (std::size_t bytes = size; base == nullptr && bytes >= least; bytes /= 2) ReserveBytes(bytes);
+    return base != nullptr;
+}
+
 // Without access at first: where a host locks its memory, the space must be unlocked before it becomes
 // accessible, or all of it would be filled.
-bool OwnStack::Reserve() {
-    if (base != nullptr) return true;
+void OwnStack::ReserveBytes(std::size_t bytes) {
     void* space =
-        mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
-    if (space == MAP_FAILED) return false;
-    munlock(space, size);
+        mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
+    if (space == MAP_FAILED) return;
+    munlock(space, bytes);
     char* begin = static_cast<char*>(space);
-    if (mprotect(begin + GUARD_BYTES, size - GUARD_BYTES, PROT_READ | PROT_WRITE) != 0) {
-        munmap(space, size);
-        return false;
+    if (mprotect(begin + GUARD_BYTES, bytes - GUARD_BYTES, PROT_READ | PROT_WRITE) != 0) {
+        munmap(space, bytes);
+        return;
     }
     base = begin;
-    return true;
+    size = bytes;
 }
 
 const char* OwnStack::Lowest() const {

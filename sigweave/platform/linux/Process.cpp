@@ -42,3 +42,7 @@ void TCOnInterrupt(void (*handler)()) {
     for (const int number : ENDS)
         if (number != SIGHUP || !IsIgnored(number)) sigaction(number, &action, nullptr);
 }
+
+std::int64_t tc::MachineMemoryBytes() {
+    return std::int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+}
