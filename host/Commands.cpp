@@ -6,6 +6,7 @@
 
 #include "host/Console.h"
 #include "host/Conversion.h"
+#include "host/FileWait.h"
 #include "host/Graph.h"
 #include "host/ModuleListing.h"
 #include "host/ProgressLine.h"
@@ -88,8 +89,11 @@ RunReport RunWithSignals(const Graph& graph, bool realtime) {
             console::ShowProgress(WriteProgress(progress));
         };
     TCOnInterrupt([] { interruption.Raise(); });
+    RunGauge gauge;
+    options.gauge = &gauge;
     Runner runner(graph.Modules(), graph.Lines(), options);
     console::SetSpeaker([&runner] { return runner.Speaker(); });
+    const RunWait wait(gauge, graph.Modules(), interruption, [] { std::_Exit(EXIT_INTERRUPTED); });
     RunReport report = runner.Run();
     console::SetSpeaker(nullptr);
     console::ShowProgress("");
