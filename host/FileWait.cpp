@@ -35,8 +35,7 @@ void Tell(const std::string& text) {
 }
 
 void TellWait(const std::string& instance, const std::string& file) {
-    Tell(Bilingual("%1 waits for '%2', which gives nothing; Ctrl-C ends the wait",
-                   "%1 wartet auf '%2', von dort kommt nichts; Strg-C beendet das Warten")
+    Tell(Bilingual("%1 waits for '%2'; Ctrl-C ends the wait", "%1 wartet auf '%2'; Strg-C beendet das Warten")
              .With({instance.empty() ? "sigweave" : instance, file}));
 }
 
@@ -55,7 +54,7 @@ RunWait::RunWait(RunGauge& runGauge, const std::vector<RunModule>& modules, cons
     : gauge(runGauge), interruption(wish), giveUp(std::move(whenStuck)) {
     for (const RunModule& module : modules) {
         instances.push_back(module.instance);
-        files.push_back(FirstThatMayWait(FilesReadBy(*module.module)));
+        files.push_back(FirstThatMayWait(FilesOf(*module.module)));
     }
     const auto isNone = [](const std::string& file) { return file.empty(); };
     if (!std::ranges::all_of(files, isNone))
@@ -85,12 +84,12 @@ void RunWait::Watch() {
     }
 }
 
-std::vector<std::string> FilesReadBy(TCBaseModule& module) {
+std::vector<std::string> FilesOf(TCBaseModule& module) {
     std::vector<std::string> files;
     auto* const extended = dynamic_cast<TCBaseModuleEx*>(&module);
     if (extended == nullptr) return files;
     for (const TCModuleParameter& parameter : extended->GetParameters())
-        if (parameter.kind == TCModuleParameter::FILE)
+        if (parameter.kind == TCModuleParameter::FILE || parameter.kind == TCModuleParameter::OUTPUT_FILE)
             files.emplace_back(extended->GetParameter(parameter.name));
     return files;
 }

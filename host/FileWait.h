@@ -15,8 +15,8 @@ class TCBaseModule;
 
 namespace host {
 
-// Says on standard error what the program waits for when a file gives nothing for 1.5 s. Only pipes, devices
-// and sockets can keep it waiting: where there is none of them, these objects do nothing.
+// Says on standard error what the program waits for when a file gives or takes nothing for 1.5 s. Only pipes,
+// devices and sockets can keep it waiting: where there is none of them, these objects do nothing.
 
 // While it lives, the thread that made it opens and reads the files for the instance (empty: the program).
 class FileWait {
@@ -38,6 +38,8 @@ class RunWait {
     RunWait(RunGauge& runGauge, const std::vector<RunModule>& modules, const Interruption& wish,
             std::function<void()> whenStuck);
     ~RunWait() { done.Set(); }
+    // Whether there is anything to wait for.
+    bool MayBe() const { return thread != nullptr; }
 
  private:
     void Watch();
@@ -51,7 +53,7 @@ class RunWait {
     std::unique_ptr<tc::Thread> thread;
 };
 
-// What the parameters of a module name to be read.
-std::vector<std::string> FilesReadBy(TCBaseModule& module);
+// What the parameters of a module name to be read or written.
+std::vector<std::string> FilesOf(TCBaseModule& module);
 
 }  // namespace host

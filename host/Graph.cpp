@@ -173,7 +173,7 @@ void Graph::ApplySettings(Instance& instance) {
 bool Graph::MakeEffective(Instance& instance) {
     bool done = false;
     TCString error;
-    const FileWait wait(instance.entry->name, FilesReadBy(*instance.extended));
+    const FileWait wait(instance.entry->name, FilesOf(*instance.extended));
     const std::string thrown = WhatItThrows([&] { done = instance.extended->ApplySettings(error); });
     if (done) return true;
     std::istringstream reasons(thrown.empty() ? std::string(error) : thrown);
