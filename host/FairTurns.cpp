@@ -44,7 +44,7 @@ void FairTurns::MarkFull(int line) {
         std::erase(full, line);
 }
 
-// -1 stands for no source.
+// -1: no source.
 int FairTurns::LessFar(int a, int b) const {
     if (a < 0 || b < 0) return std::max(a, b);
     return far[Index(b)] < far[Index(a)] ? b : a;

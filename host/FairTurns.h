@@ -20,10 +20,10 @@ namespace host {
 // is not full and blocks wait at another input of its module. docs/architecture.md shows what follows: a run
 // stalls only by a module that takes nothing, and memory is bounded where inputs are equally long. It knows
 // nothing of modules, streams and time, so that a test steps it by hand; another policy offers the same
-// operations. One thread; Choose and what is told allocate nothing.
+// operations. One thread. After the constructor nothing allocates.
 class FairTurns {
  public:
-    // The wiring must outlive it. At first all modules may have work, and all sources stand at their begin.
+    // The wiring must outlive it. At first all modules may have work, and all sources are at their beginning.
     FairTurns(const Wiring& runWiring, int roomOfLines);
 
     // A block came, or the module says so. A source that had ended goes on.

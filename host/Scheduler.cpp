@@ -32,7 +32,7 @@ double ShareDone(const std::vector<Scheduler::Node>& nodes) {
 }
 
 struct Extent {
-    double length = -1.0;  // ms; -1: the block does not tell
+    double length = -1.0;  // ms; -1: the block has no time
     int values = 0;
 };
 
@@ -46,7 +46,7 @@ Extent ExtentOf(const TCIOStream::Block& block) {
     return extent;
 }
 
-// Of a bus, the longest channel tells.
+// A bus is as long as its longest channel.
 Extent ExtentWithChannels(const TCIOStream::Block& block) {
     Extent extent = ExtentOf(block);
     if (block.GetTI() != nullptr) return extent;
@@ -202,7 +202,7 @@ void Scheduler::AfterSourceStep(Node& node, int made) {
 }
 
 // The blocks of this step wait where they were written. Of several outputs the one that has got furthest
-// counts. Blocks that do not tell, as spectra, count as long as the last one that did.
+// counts. Blocks without a time, as spectra, count as long as the last one that had one.
 void Scheduler::MeasureSignal(Node& node) {
     double before = 0.0;
     double after = 0.0;
