@@ -5,6 +5,7 @@
 
 #include "host/Console.h"
 #include "host/Conversion.h"
+#include "host/FileWait.h"
 #include "host/Graph.h"
 #include "host/ModuleListing.h"
 #include "host/ProgressLine.h"
@@ -87,9 +88,12 @@ RunReport RunWithSignals(const Graph& graph, bool realtime) {
         options.onProgress = [](const RunProgress& progress) {
             console::ShowProgress(WriteProgress(progress));
         };
-    TCOnInterrupt([] { interruption.Raise(); });
+    RunGauge gauge;
+    options.gauge = &gauge;
     Runner runner(graph.Modules(), graph.Lines(), options);
     console::SetSpeaker([&runner] { return runner.Speaker(); });
+    const RunWait wait(gauge, graph.Modules(), interruption, [] { std::_Exit(EXIT_INTERRUPTED); });
+    TCOnInterrupt([] { interruption.Raise(); }, wait.MayBe() ? WaitingCalls::Fail : WaitingCalls::GoOn);
     RunReport report = runner.Run();
     console::SetSpeaker(nullptr);
     console::ShowProgress("");

@@ -20,22 +20,19 @@ FairTurns::FairTurns(const Wiring& runWiring, int roomOfLines)
       far(runWiring.Modules().size()),
       letGo(runWiring.Modules().size()),
       lines(runWiring.Lines().size(), LineState{.room = roomOfLines}) {
+    for (const Wiring::Module& module : wiring.Modules()) sources.push_back(module.source ? 1 : 0);
     for (int module = 0; module < static_cast<int>(far.size()); ++module) MayHaveWork(module);
     visited.reserve(live.size());
     full.reserve(lines.size());
 }
 
-void FairTurns::MayHaveWork(int module) {
-    if (!wiring.ModuleAt(module).source) return ready.Add(module);
-    const auto place = std::lower_bound(live.begin(), live.end(), module);
-    if (place == live.end() || *place != module) live.insert(place, module);
+void FairTurns::Revive(int source) {
+    const auto place = std::lower_bound(live.begin(), live.end(), source);
+    if (place == live.end() || *place != source) live.insert(place, source);
 }
 
-void FairTurns::HasNoWork(int module) {
-    if (wiring.ModuleAt(module).source)
-        std::erase(live, module);
-    else
-        ready.Remove(module);
+void FairTurns::End(int source) {
+    std::erase(live, source);
 }
 
 void FairTurns::MarkFull(int line) {
@@ -47,12 +44,7 @@ void FairTurns::MarkFull(int line) {
         std::erase(full, line);
 }
 
-int FairTurns::Choose() {
-    const int module = ready.Largest();
-    return module >= 0 ? module : ChooseSource();
-}
-
-// -1 stands for no source.
+// -1: no source.
 int FairTurns::LessFar(int a, int b) const {
     if (a < 0 || b < 0) return std::max(a, b);
     return far[Index(b)] < far[Index(a)] ? b : a;

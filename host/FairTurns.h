@@ -20,16 +20,16 @@ namespace host {
 // is not full and blocks wait at another input of its module. docs/architecture.md shows what follows: a run
 // stalls only by a module that takes nothing, and memory is bounded where inputs are equally long. It knows
 // nothing of modules, streams and time, so that a test steps it by hand; another policy offers the same
-// operations. One thread; Choose and what is told allocate nothing.
+// operations. One thread. After the constructor nothing allocates.
 class FairTurns {
  public:
-    // The wiring must outlive it. At first all modules may have work, and all sources stand at their begin.
+    // The wiring must outlive it. At first all modules may have work, and all sources are at their beginning.
     FairTurns(const Wiring& runWiring, int roomOfLines);
 
     // A block came, or the module says so. A source that had ended goes on.
-    void MayHaveWork(int module);
+    void MayHaveWork(int module) { IsSource(module) ? Revive(module) : ready.Add(module); }
     // Until a block comes; a source has ended.
-    void HasNoWork(int module);
+    void HasNoWork(int module) { IsSource(module) ? End(module) : ready.Remove(module); }
     // How many blocks wait in the line now.
     void HasDepth(int line, int depth) {
         LineState& state = lines[static_cast<std::size_t>(line)];
@@ -41,7 +41,10 @@ class FairTurns {
     void HasMade(int source, double milliseconds) { far[static_cast<std::size_t>(source)] += milliseconds; }
 
     // The module to step; -1 when none has work but sources that pause, or none at all.
-    int Choose();
+    int Choose() {
+        const int module = ready.Largest();
+        return module >= 0 ? module : ChooseSource();
+    }
 
  private:
     struct LineState {
@@ -50,6 +53,9 @@ class FairTurns {
         bool full = false;
     };
 
+    bool IsSource(int module) const { return sources[static_cast<std::size_t>(module)] != 0; }
+    void Revive(int source);
+    void End(int source);
     void MarkFull(int line);
     int ChooseSource();
     bool Lacks(int line) const;
@@ -64,11 +70,12 @@ class FairTurns {
 
     const Wiring& wiring;
     const int room;
-    PositionSet ready;         // without the sources
-    std::vector<int> live;     // sources that have more to give, in their order
-    std::vector<double> far;   // of each source, ms
-    std::vector<int> letGo;    // how often in a row each source let others go
-    std::vector<int> visited;  // sources, in one choice
+    std::vector<char> sources;  // of each module, whether it is one
+    PositionSet ready;          // without the sources
+    std::vector<int> live;      // sources that have more to give, in their order
+    std::vector<double> far;    // of each source, ms
+    std::vector<int> letGo;     // how often in a row each source let others go
+    std::vector<int> visited;   // sources, in one choice
     std::vector<LineState> lines;
     std::vector<int> full;  // in no order
 };

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "host/Console.h"
+#include "host/FileWait.h"
 #include "host/Guard.h"
 #include "host/RunLog.h"
 #include "host/Topology.h"
@@ -153,6 +154,7 @@ void Graph::ApplySettings(Instance& instance) {
 bool Graph::MakeEffective(Instance& instance) {
     bool done = false;
     TCString error;
+    const FileWait wait(instance.entry->name, FilesOf(*instance.extended));
     const std::string thrown = WhatItThrows([&] { done = instance.extended->ApplySettings(error); });
     if (done) return true;
     std::istringstream reasons(thrown.empty() ? std::string(error) : thrown);

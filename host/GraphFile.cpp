@@ -5,6 +5,7 @@
 #include <fstream>
 #include <string_view>
 
+#include "host/FileWait.h"
 #include "host/GraphText.h"
 #include "host/GraphXml.h"
 #include "sigweave/services/Bilingual.h"
@@ -25,6 +26,7 @@ bool ReadBytes(const std::string& path, std::string& text, std::string& error) {
         error = Bilingual("is a folder, not a graph file", "ist ein Ordner, keine Graphdatei").Text();
         return false;
     }
+    const FileWait wait("", {path});
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         error = std::filesystem::exists(status) ? Bilingual("cannot be read; check its permissions",

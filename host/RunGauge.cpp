@@ -6,9 +6,12 @@ namespace host {
 
 bool RunGauge::Ask(RunFigures& figures, int milliseconds) {
     std::unique_lock lock(mutex);
+    const std::uint64_t before = answers;
+    ++waiting;
     asked = true;
     const bool done =
-        answered.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return !asked.load(); });
+        answered.wait_for(lock, std::chrono::milliseconds(milliseconds), [&] { return answers != before; });
+    if (--waiting == 0) asked = false;  // also a question that nobody answered is over
     if (done) figures = answer;
     return done;
 }

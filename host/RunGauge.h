@@ -50,6 +50,7 @@ class RunGauge {
         const std::lock_guard lock(mutex);
         if (!asked) return;
         fill(answer);
+        ++answers;
         asked = false;
         answered.notify_all();
     }
@@ -60,6 +61,8 @@ class RunGauge {
     std::mutex mutex;
     std::condition_variable answered;
     RunFigures answer;
+    std::uint64_t answers = 0;
+    int waiting = 0;  // threads that asked
 };
 
 }  // namespace host

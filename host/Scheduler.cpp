@@ -32,7 +32,7 @@ double ShareDone(const std::vector<Scheduler::Node>& nodes) {
 }
 
 struct Extent {
-    double length = -1.0;  // ms; -1: the block does not tell
+    double length = -1.0;  // ms; -1: the block has no time
     int values = 0;
 };
 
@@ -46,7 +46,7 @@ Extent ExtentOf(const TCIOStream::Block& block) {
     return extent;
 }
 
-// Of a bus, the longest channel tells.
+// A bus is as long as its longest channel.
 Extent ExtentWithChannels(const TCIOStream::Block& block) {
     Extent extent = ExtentOf(block);
     if (block.GetTI() != nullptr) return extent;
@@ -73,7 +73,16 @@ Scheduler::Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<L
       lines(std::move(allLines)),
       options(runOptions),
       clock(runOptions.clock != nullptr ? *runOptions.clock : tc::MachineClock()),
-      policy(wiring, runOptions.queueLimit) {}
+      policy(wiring, runOptions.queueLimit) {
+    for (int index = 0; index < static_cast<int>(nodes.size()); ++index) {
+        At(index).inputs = wiring.ModuleAt(index).inputs;
+        At(index).outputs = wiring.ModuleAt(index).outputs;
+    }
+    for (int index = 0; index < static_cast<int>(lines.size()); ++index) {
+        LineAt(index).to = wiring.LineAt(index).to;
+        LineAt(index).first = wiring.LineAt(index).first;
+    }
+}
 
 Scheduler::End Scheduler::Run() {
     begin = clock.Milliseconds();
@@ -141,7 +150,7 @@ bool Scheduler::HasWork(Node& node) {
 
 int Scheduler::CountTaken(Node& node) {
     int sum = 0;
-    for (const int index : wiring.ModuleAt(position).inputs) {
+    for (const int index : node.inputs) {
         const int depth = LineAt(index).receiver->GetBlockCnt(nullptr);
         const int taken = policy.DepthOf(index) - depth;
         if (taken == 0) continue;
@@ -155,7 +164,7 @@ int Scheduler::CountTaken(Node& node) {
 
 int Scheduler::CountMade(Node& node) {
     int sum = 0;
-    for (const int index : wiring.ModuleAt(position).outputs) {
+    for (const int index : node.outputs) {
         Line& line = LineAt(index);
         const int depth = line.receiver->GetBlockCnt(nullptr);
         const int added = depth - policy.DepthOf(index);
@@ -165,10 +174,9 @@ int Scheduler::CountMade(Node& node) {
         line.blocks += added;
         line.unmeasured = added;
         sum += added;
-        const Wiring::Line& wire = wiring.LineAt(index);
-        if (wire.first) node.made += added;
-        At(wire.to).queued += added;
-        policy.MayHaveWork(wire.to);
+        if (line.first) node.made += added;
+        At(line.to).queued += added;
+        policy.MayHaveWork(line.to);
     }
     return sum;
 }
@@ -194,14 +202,14 @@ void Scheduler::AfterSourceStep(Node& node, int made) {
 }
 
 // The blocks of this step wait where they were written. Of several outputs the one that has got furthest
-// counts. Blocks that do not tell, as spectra, count as long as the last one that did.
+// counts. Blocks without a time, as spectra, count as long as the last one that had one.
 void Scheduler::MeasureSignal(Node& node) {
     double before = 0.0;
     double after = 0.0;
     bool tells = false;
-    for (const int index : wiring.ModuleAt(position).outputs) {
+    for (const int index : node.outputs) {
         Line& line = LineAt(index);
-        if (!wiring.LineAt(index).first) continue;
+        if (!line.first) continue;
         before = std::max(before, line.signal);
         const int depth = policy.DepthOf(index);
         for (int block = depth - line.unmeasured; block < depth; ++block) {

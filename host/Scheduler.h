@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,10 @@ class Scheduler {
 
     struct Line {
         TCIOStream* receiver = nullptr;  // the input's own stream
-        int elementSize = 0;             // bytes, for the throughput
-        bool isTimed = true;             // its values follow each other in time
+        int to = 0;                      // of the wiring, as the next one
+        bool first = false;
+        int elementSize = 0;  // bytes, for the throughput
+        bool isTimed = true;  // its values follow each other in time
         int deepest = 0;
         std::int64_t blocks = 0;
         int unmeasured = 0;   // blocks of the last step, behind a source
@@ -63,6 +66,8 @@ class Scheduler {
 
     struct Node {
         TCBaseModule* module = nullptr;
+        std::span<const int> inputs;  // of the wiring, as the next ones
+        std::span<const int> outputs;
         int number = 0;  // in the graph
         const std::string* name = nullptr;
         bool source = false;
@@ -82,7 +87,7 @@ class Scheduler {
 
     enum class End { NothingToDo, Failed };
 
-    // Nodes and lines are those of the wiring, in its order.
+    // Nodes and lines are those of the wiring, in its order, which they learn here.
     Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<Line> allLines,
               const RunOptions& runOptions);
 

@@ -15,11 +15,13 @@ TC_API bool TCIsTerminal(StandardStream stream);
 // The folder of the running program's file, links resolved; empty when the system does not tell.
 TC_API std::string TCGetProgramFolder();
 
+// What becomes of a call of the system that waits, as for a pipe, when a signal comes.
+enum class WaitingCalls { GoOn, Fail };
+
 // Calls the handler when the program is asked to end: by Ctrl-C, by the system, or because its terminal goes
 // away (which is left ignored where it is, as nohup does). Only the first time: the next one ends the program
-// at once. The handler runs in the middle of anything, so it may only set atomic values and events. Calls of
-// the system that wait on the main thread, as for a pipe, end then.
-TC_API void TCOnInterrupt(void (*handler)());
+// at once. The handler runs in the middle of anything, so it may only set atomic values and events.
+TC_API void TCOnInterrupt(void (*handler)(), WaitingCalls calls);
 
 namespace tc {
 

@@ -122,6 +122,75 @@ TEST_F(Program, FailedAndStalledRunsExitWithOne) {
     EXPECT_THAT(full.err, HasSubstr("standard output cannot be written"));
 }
 
+TEST_F(Program, ATerminalThatGoesAwayDrainsTheRun) {
+    const Answer answer = RunGraph(GOOD, "--set a.blocks=0 --set a.interrupt_at=1000 --set a.signal=1");
+    EXPECT_EQ(answer.code, 130);
+    EXPECT_THAT(answer.out, HasSubstr("interrupted: test.graph"));
+}
+
+// A wait for a file that gives nothing: what is run, who is told to wait for what, and what is told when
+// Ctrl-C comes then. The pipe has a writer that writes nothing where `held` says so.
+struct WaitRow {
+    const char* name;
+    const char* graph;
+    const char* command;
+    const char* wait;
+    const char* end;
+    bool held;
+};
+
+class ProgramWaits : public Program, public testing::WithParamInterface<WaitRow> {};
+
+TEST_P(ProgramWaits, IsToldAndEnds) {
+    const WaitRow& row = GetParam();
+    Write("test.graph", row.graph);
+    const std::string script =
+        "set -m; mkfifo pipe; " + std::string(row.held ? "exec 3<>pipe; " : "") + "'" SIGWEAVE_PROGRAM "' " +
+        row.command +
+        " >out 2>err & n=0; until grep -q waits err || [ \\$n -ge 1000 ]; do sleep 0.02; n=\\$((n+1)); done; "
+        "kill -INT %1; wait %1; echo \\$? >code";
+    const std::string command = "cd '" + folder.string() + "' && " + locale +
+                                " SIGWEAVE_MODULE_PATH='" TEST_LIBRARIES "/good:" SIGWEAVE_MODULE_DIR
+                                "' bash -c \"" +
+                                script + "\" 2>shell";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_EQ(ReadAll(folder / "code"), "130\n");
+    EXPECT_THAT(ReadAll(folder / "err"), HasSubstr(row.wait));
+    EXPECT_THAT(ReadAll(folder / "err") + ReadAll(folder / "out"), HasSubstr(row.end));
+}
+
+constexpr const char* SOUND = "[v]\nmodule=SoundFile\nfile=pipe\n";
+constexpr const char* RECORDING = "[v]\nmodule=XmlPlayer\nfile=pipe\n";
+constexpr const char* READER =
+    "[v]\nmodule=TestReader\nfile=pipe\n[s]\nmodule=TestJoin\n[lines]\nv.Signal=s.Signal\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, ProgramWaits,
+    testing::Values(WaitRow{"Graph", "", "check pipe", "sigweave waits for 'pipe'", "", false},
+                    WaitRow{"SoundFile", SOUND, "run test.graph", "v waits for 'pipe'", "", false},
+                    WaitRow{"Recording", RECORDING, "run test.graph", "v waits for 'pipe'", "", true},
+                    WaitRow{"OpeningInARun", READER, "run test.graph", "v waits for 'pipe'",
+                            "interrupted: test.graph", false},
+                    WaitRow{"ReadingInARun", READER, "run test.graph", "v waits for 'pipe'",
+                            "does not come back from waiting", true}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+// The host cannot see what goes to an output without a line.
+TEST_F(Program, UnwiredOutputsChangeNothing) {
+    Write("test.graph",
+          "[a]\nmodule=Generator\nblock=65536\nstart=2026-01-01\n"
+          "[b]\nmodule=Generator\nduration=0.5\nstart=2026-01-01\n[align]\nmodule=Align\n"
+          "[cut]\nmodule=Reblock\nsize=16\n[s]\nmodule=Statistics\n[lines]\na.Signal=align.Signal 1\n"
+          "b.Signal=align.Signal 2\na.Signal=cut.Signal 1\nb.Signal=cut.Signal 2\ncut.Signal 2=s.Signal\n");
+    const Answer answer = Run("run test.graph --report json", SIGWEAVE_MODULE_DIR);
+    EXPECT_EQ(answer.code, 0) << answer.err;
+    const auto document = nlohmann::json::parse(answer.out);
+    std::vector<double> figures;
+    for (const auto& result : document["modules"][2]["results"]) figures.push_back(result["value"]);
+    EXPECT_THAT(figures, testing::ElementsAre(24000, 24000, 0, 24000, 0, 0)) << "passed, dropped, padded";
+    EXPECT_EQ(document["modules"][4]["results"][0]["value"], 24000);
+}
+
 TEST_F(Program, LogsMessagesErrorsAndStates) {
     const Answer failed =
         RunGraph(GOOD, "--set p.fail_at=5 --set p.talk_at=2 --log run_%yyyy.log --log-level data");

@@ -2,7 +2,9 @@
 
 #include "host/Runner.h"
 #include "host/Topology.h"
+#include "sigweave/platform/Thread.h"
 #include "tests/host/TestModules.h"
+#include "tests/support/HandMovedClock.h"
 
 namespace {
 
@@ -136,6 +138,88 @@ TEST(Runner, AnInterruptedSourceEndsItsSignalAndEverythingIsProcessed) {
     EXPECT_EQ(report.verdict, Verdict::Interrupted);
     EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
     EXPECT_EQ(report.modules[0].blocksOut, report.modules[1].blocksIn);
+}
+
+// Two sources through one module with two ways into a join of both, which waits for both.
+TEST(Runner, LetsEquallyLongSourcesTakeTurns) {
+    Bench bench;
+    bench.Add<TestSource>("a", "blocks=1000\n");
+    bench.Add<TestSource>("b", "blocks=500\nsize=8\n");
+    bench.Add<TestGreedy>("both", "", 2);
+    bench.Wire("a", "both", 0);
+    bench.Wire("b", "both", 1);
+    EXPECT_EQ(bench.Run().verdict, Verdict::Complete);
+    EXPECT_LE(ResultOf(bench.Run(), "apart"), 8.0) << "samples by which one source was ahead of the other";
+}
+
+// It cuts a block into pieces for an output that nobody wired: the host cannot see them.
+TEST(Runner, AsksAModuleThatWorksForAnUnwiredOutput) {
+    Bench bench;
+    bench.Add<TestSource>("source", "blocks=3\n");
+    bench.Add<TestCutter>("cutter", "pieces=1000\n");
+    bench.Wire("source", "cutter");
+    const RunReport report = bench.Run();
+    EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
+    EXPECT_EQ(ResultOf(report, "pieces"), 3000.0);
+}
+
+TEST(Runner, IsHeldUpOnlyOnceByAModuleThatClaimsWork) {
+    Bench bench;
+    bench.Add<TestSource>("source", "blocks=50\n");
+    bench.Add<TestPass>("pass", "hoard_from=1\n");  // whose output leads nowhere
+    bench.Wire("source", "pass");
+    const RunReport report = bench.Run();
+    EXPECT_EQ(report.verdict, Verdict::Stalled);
+    EXPECT_EQ(report.lines[0].deepestQueue, 17);
+}
+
+TEST(Runner, ShowsItsFiguresToOtherThreads) {
+    Bench bench;
+    bench.Add<TestSource>("source", "blocks=0\n");
+    bench.Add<TestPass>("pass");
+    bench.Add<TestJoin>("sum");
+    bench.Wire("source", "pass");
+    bench.Wire("pass", "sum");
+    host::RunGauge gauge;
+    host::Interruption interruption;
+    host::RunOptions options;
+    options.gauge = &gauge;
+    options.interruption = &interruption;
+    host::RunFigures first;
+    EXPECT_FALSE(gauge.Ask(first, 0)) << "no run yet";
+    host::RunFigures second;
+    {
+        tc::Thread viewer("viewer", [&] {
+            while (!gauge.Ask(first, 1000)) continue;
+            while (!gauge.Ask(second, 1000) || second.modules[1].steps == first.modules[1].steps) continue;
+            interruption.Raise();
+        });
+        EXPECT_EQ(bench.Run(options).verdict, Verdict::Interrupted);
+    }
+    EXPECT_EQ(gauge.Current(), -1);
+    EXPECT_GT(second.seconds, first.seconds);
+    EXPECT_GT(second.lines[0].blocks, first.lines[0].blocks);
+    EXPECT_EQ(second.modules[1].blocksOut, second.lines[1].blocks);
+    EXPECT_LE(second.lines[1].depth, second.lines[1].deepest);
+    EXPECT_GT(second.modules[1].seconds, 0.0);
+    EXPECT_EQ(first.modules[1].seconds, 0.0) << "not timed before anybody asked";
+}
+
+TEST(Runner, WaitsForBlocksByTheClockThatItIsGiven) {
+    Bench bench;
+    HandMovedClock clock;
+    bench.Add<TestSource>("fast", "blocks=20\nrate=4\n");
+    bench.Add<TestSource>("slow", "blocks=2\nrate=0.4\n");
+    bench.Add<TestGreedy>("both", "", 2);
+    bench.Wire("fast", "both", 0);
+    bench.Wire("slow", "both", 1);
+    host::RunOptions options;
+    options.realtime = true;
+    options.clock = &clock;
+    const RunReport report = bench.Run(options);
+    EXPECT_EQ(report.verdict, Verdict::Complete);
+    EXPECT_EQ(report.seconds, 19.0) << "20 blocks of a second each; the last one is not waited for";
+    EXPECT_EQ(ResultOf(report, "interval maximum"), 1000.0);
 }
 
 TEST(Runner, GivesUpOnASourceThatMakesNothing) {

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <csignal>
+#include <fstream>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCBaseModuleEx.h"
@@ -20,6 +24,7 @@ class TestSource final : public TCBaseModuleEx {
         {"kind", TCModuleParameter::CHOICE, "DOUBLE[]", "", "", 0, 0, "DOUBLE[]|SWORD[]"},
         {"interrupt_at", TCModuleParameter::INTEGER, "-1", "", "The block at which the user types Ctrl-C"},
         {"interrupts", TCModuleParameter::INTEGER, "1", "", "How often"},
+        {"signal", TCModuleParameter::INTEGER, "2", "", "What comes in place of Ctrl-C's signal"},
         {"file", TCModuleParameter::FILE, "", "", "Told as a result"},
         {"rate", TCModuleParameter::NUMBER, "1", "Hz", "Values a second"},
     };
@@ -45,7 +50,7 @@ class TestSource final : public TCBaseModuleEx {
 
     int Execute() override {
         if (made == ParamInt("interrupt_at"))
-            for (int count = ParamInt("interrupts"); count > 0; --count) std::raise(SIGINT);
+            for (int count = ParamInt("interrupts"); count > 0; --count) std::raise(ParamInt("signal"));
         const int blocks = ParamInt("blocks");
         const bool last = IsInterrupted() || made + 1 == blocks;
         TCTypeInfo info;
@@ -152,4 +157,101 @@ class TestJoin final : public TCBaseModuleEx {
  private:
     double sum = 0.0;
     int stopped = 0;
+};
+
+// Takes whatever comes at any of its inputs at once, and finds how far apart the inputs were at most.
+class TestGreedy final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "TestGreedy";
+
+    explicit TestGreedy(int instance) : TCBaseModuleEx(instance, {}) {
+        UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
+    }
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Takes all at once"; }
+    const char* GetBaseName() const override { return "Test greedy"; }
+
+    int Init() override {
+        taken.assign(static_cast<std::size_t>(GetNoInput()), 0);
+        apart = 0;
+        return TCBaseModuleEx::Init();
+    }
+    int Execute() override {
+        for (unsigned port = 0; port < taken.size(); ++port) {
+            if (portHelper->TakeBlock(port) <= 0) continue;
+            int count = 0;
+            portHelper->AccessDblData(port, count);
+            taken[port] += count;
+        }
+        const auto [least, most] = std::minmax_element(taken.begin(), taken.end());
+        apart = std::max(apart, *most - *least);
+        return 0;
+    }
+    int Done() override {
+        AddResult("", "apart", apart, TCSI_Unit());
+        return TCBaseModuleEx::Done();
+    }
+
+ private:
+    std::vector<int> taken;
+    int apart = 0;
+};
+
+// Works as many steps at each block, for an output that may lead nowhere.
+class TestCutter final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "TestCutter";
+    static constexpr TCModuleParameter PARAMETERS[] = {{"pieces", TCModuleParameter::INTEGER, "10"}};
+
+    explicit TestCutter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+        portHelper->SetPort(INPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+        portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+    }
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Cuts blocks"; }
+    const char* GetBaseName() const override { return "Test cutter"; }
+
+    int Init() override {
+        left = cut = 0;
+        return TCBaseModuleEx::Init();
+    }
+    int Fetch() override { return left > 0 ? 0 : TCBaseModuleEx::Fetch(); }
+    int Execute() override {
+        if (left == 0 && portHelper->TakeBlock(0) > 0) left = ParamInt("pieces");
+        if (left == 0) return 0;
+        --left;
+        ++cut;
+        return 0;
+    }
+    int Done() override {
+        AddResult("", "pieces", cut, TCSI_Unit());
+        return TCBaseModuleEx::Done();
+    }
+
+ private:
+    int left = 0;
+    int cut = 0;
+};
+
+// A source that reads a byte of its file, and makes no block.
+class TestReader final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "TestReader";
+    static constexpr TCModuleParameter PARAMETERS[] = {{"file", TCModuleParameter::FILE, nullptr}};
+
+    explicit TestReader(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+        DeclareSource();
+        portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+    }
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Reads a file"; }
+    const char* GetBaseName() const override { return "Test reader"; }
+
+    int Execute() override {
+        std::ifstream file(std::string(ParamStr("file")));
+        if (!file) return Fail(-1, "its file cannot be opened");
+        file.get();
+        portHelper->SetReadyFlag(false);
+        return 0;
+    }
 };

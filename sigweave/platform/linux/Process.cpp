@@ -35,10 +35,11 @@ std::string TCGetProgramFolder() {
     return failed ? std::string() : program.parent_path().string();
 }
 
-void TCOnInterrupt(void (*handler)()) {
+void TCOnInterrupt(void (*handler)(), WaitingCalls calls) {
     onInterrupt = handler;
-    struct sigaction action {};  // without SA_RESTART
+    struct sigaction action {};
     action.sa_handler = HandleEnd;
+    action.sa_flags = calls == WaitingCalls::GoOn ? SA_RESTART : 0;
     for (const int number : ENDS)
         if (number != SIGHUP || !IsIgnored(number)) sigaction(number, &action, nullptr);
 }

@@ -1,3 +1,3 @@
 #include "tests/host/TestModules.h"
 
-TC_MODULE_LIBRARY(TestSource, TestPass, TestJoin);
+TC_MODULE_LIBRARY(TestSource, TestPass, TestJoin, TestReader);
