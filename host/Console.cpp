@@ -52,7 +52,7 @@ void Warning(const std::string& text) {
 }
 
 bool Print(const std::string& text) {
-    std::fflush(stdout);  // what modules printed stands before it
+    std::fflush(stdout);  // what modules printed comes before it
     const bool written = WriteTo(StandardStream::Output, text);
     if (!written)
         Error(Bilingual(

@@ -56,8 +56,8 @@ bool EnterNamespaces() {
 // All is read-only but the folder, which is tried out.
 bool MakeReadOnly(const fs::path& folder) {
     const char* const path = folder.c_str();
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        mount(path, path, nullptr, MS_BIND, nullptr) != 0 || !SetReadOnly("/", AT_RECURSIVE, true) ||
+    if (mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount(path, path, "none", MS_BIND, nullptr) != 0 || !SetReadOnly("/", AT_RECURSIVE, true) ||
         !SetReadOnly(path, 0, false))
         return false;
     mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr);
@@ -95,6 +95,7 @@ bool RefuseFilters() {
 
 bool Withhold(Enclosure::Lacks lacks) {
     using Lacks = Enclosure::Lacks;
+    if (lacks == Lacks::EnteringFolders) return Refuse(SYS_fchdir, EACCES);
     return (lacks < Lacks::Namespaces || Refuse(SYS_unshare, EPERM)) &&
            (lacks < Lacks::AllConfinement || Refuse(SYS_landlock_create_ruleset, ENOSYS)) &&
            (lacks < Lacks::FiltersToo || RefuseFilters());

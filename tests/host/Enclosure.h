@@ -14,7 +14,7 @@ class Enclosure {
     Enclosure();
 
     // What programs in it are refused, as on systems that do not have it.
-    enum class Lacks { Nothing, Namespaces, AllConfinement, FiltersToo };
+    enum class Lacks { Nothing, Namespaces, AllConfinement, FiltersToo, EnteringFolders };
 
     struct Answer {
         std::string whyNot;  // there is no such place here; the program did not run

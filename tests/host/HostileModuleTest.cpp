@@ -8,6 +8,10 @@
 #include "sigweave/platform/Confinement.h"
 #include "tests/host/Enclosure.h"
 
+void PrintTo(Enclosure::Lacks lacks, std::ostream* out) {
+    *out << "degree " << static_cast<int>(lacks);
+}
+
 namespace {
 
 using Json = nlohmann::json;
@@ -112,6 +116,17 @@ INSTANTIATE_TEST_SUITE_P(CheckModule, HostileModule,
                          testing::Values(Lacks::Nothing, Lacks::Namespaces, Lacks::AllConfinement,
                                          Lacks::FiltersToo),
                          NameOf);
+
+TEST(HostileModuleWithoutFolder, DoesNotBegin) {
+    const Enclosure enclosure;
+    const Enclosure::Answer answer = enclosure.Run(std::string(SIGWEAVE_PROGRAM " check-module ") + LIBRARY,
+                                                   "remove-outside", Lacks::EnteringFolders);
+    if (!answer.whyNot.empty()) GTEST_SKIP() << answer.whyNot;
+    EXPECT_EQ(answer.code, 2);
+    EXPECT_THAT(answer.out, IsEmpty());
+    EXPECT_THAT(answer.err, HasSubstr("its temporary folder could not be entered (Permission denied)"));
+    enclosure.ExpectUntouched();
+}
 
 // The report of a run reaches its reader whatever a module does to the standard streams.
 TEST(HostileModuleInARun, DoesNotSilenceTheReport) {

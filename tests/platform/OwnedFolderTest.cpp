@@ -117,7 +117,7 @@ TEST_F(Owned, KeepsOutOfWhatIsMountedInIt) {
         fs::create_directory(mount);
         if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return NO_NAMESPACE;
         std::ofstream("/proc/self/uid_map") << users << std::flush;
-        if (::mount(canary.c_str(), mount.c_str(), nullptr, MS_BIND, nullptr) != 0) return NO_NAMESPACE;
+        if (::mount(canary.c_str(), mount.c_str(), "none", MS_BIND, nullptr) != 0) return NO_NAMESPACE;
         return own->Remove() ? 1 : 0;
     });
     if (answer == NO_NAMESPACE) GTEST_SKIP() << "this system offers no namespaces";

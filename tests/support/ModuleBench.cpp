@@ -180,8 +180,9 @@ void ModuleBench::Collect() {
 }
 
 std::string FreshFile(const std::string& name) {
-    std::filesystem::remove(name);
-    return std::filesystem::absolute(name).string();
+    const std::filesystem::path path = std::filesystem::absolute(name);
+    std::filesystem::remove(path);
+    return path.string();
 }
 
 std::string ReadText(const std::string& path) {

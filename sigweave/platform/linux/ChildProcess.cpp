@@ -250,6 +250,12 @@ bool Confine(const Equipment& equipment) {
 
 // --- In the watcher
 
+// Or of one that it started; also one that is gone. Processes outside the namespace have the number 0.
+bool IsOfTheChild(pid_t process, pid_t child) {
+    const pid_t session = process != 0 ? getsid(process) : 0;
+    return session == child || session < 0;
+}
+
 // Until the time is up. Notes the child's end, and who signals.
 void Watch(pid_t child, const Equipment& equipment, Clock::time_point deadline, const sigset_t& all,
            Verdict& verdict) {
@@ -264,7 +270,8 @@ void Watch(pid_t child, const Equipment& equipment, Clock::time_point deadline, 
             return;
         }
         const bool isSent = signal > 0 && signal != SIGCHLD && info.si_code <= 0;
-        if (isSent && info.si_pid != 0 && info.si_pid != equipment.parent) verdict.signalled = signal;
+        if (isSent && info.si_pid != equipment.parent && IsOfTheChild(info.si_pid, child))
+            verdict.signalled = signal;
         int status = 0;
         for (pid_t ended; (ended = waitpid(-1, &status, WNOHANG)) > 0;)
             if (ended == child) {

@@ -102,7 +102,7 @@ bool SetAttributes(const char* path, unsigned flags, std::uint64_t set, std::uin
 }
 
 bool BindToItself(const char* path) {
-    return mount(path, path, nullptr, MS_BIND, nullptr) == 0;
+    return mount(path, path, "none", MS_BIND, nullptr) == 0;
 }
 
 // What the newest header of the system does not name yet.
@@ -169,8 +169,7 @@ bool EnterNamespaces(const char* folder) {
         return false;
     }
     if (!mapper.Map()) return false;
-    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 || !BindToItself(folder))
-        return false;
+    if (mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0 || !BindToItself(folder)) return false;
     for (const char* device : HARMLESS_DEVICES) BindToItself(device);
     if (!SetAttributes("/", AT_RECURSIVE, MOUNT_ATTR_RDONLY | MOUNT_ATTR_NODEV | MOUNT_ATTR_NOSUID, 0))
         return false;

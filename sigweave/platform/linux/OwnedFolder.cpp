@@ -27,6 +27,18 @@ std::error_code LastError() {
     return {errno, std::generic_category()};
 }
 
+// For systems that do not let it be asked in one step.
+int OpenUnmounted(int parent, const char* name) {
+    const int opened = openat(parent, name, O_RDONLY | AS_FOLDER);
+    struct statx status {};
+    if (opened < 0 || (statx(opened, "", AT_EMPTY_PATH, STATX_INO, &status) == 0 &&
+                       (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) == 0))
+        return opened;
+    close(opened);
+    errno = EXDEV;
+    return -1;
+}
+
 // Neither through links nor into anything that is mounted there, also from the same disk.
 int OpenBelow(int parent, const char* name) {
     open_how how{};
@@ -34,7 +46,7 @@ int OpenBelow(int parent, const char* name) {
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
     const long opened = syscall(SYS_openat2, parent, name, &how, sizeof how);
     const bool isUnknown = opened < 0 && (errno == ENOSYS || errno == EPERM);
-    return isUnknown ? openat(parent, name, O_RDONLY | AS_FOLDER) : static_cast<int>(opened);
+    return isUnknown ? OpenUnmounted(parent, name) : static_cast<int>(opened);
 }
 
 // Gives the owner all rights to the very folder that was found, never through a link.

@@ -27,7 +27,8 @@ void Keep(StandardStream stream, bool isThere) {
     struct stat status;
     if (fstat(descriptor, &status) != 0) return;
     const int copy = isThere ? fcntl(descriptor, F_DUPFD_CLOEXEC, ABOVE_THE_USUAL) : -1;
-    kept = {copy >= 0 ? fdopen(copy, "w") : nullptr, status.st_dev, status.st_ino, true};
+    std::FILE* const file = copy >= 0 ? fdopen(copy, "w") : kept.file;
+    kept = {isThere ? file : nullptr, status.st_dev, status.st_ino, true};
 }
 
 }  // namespace
