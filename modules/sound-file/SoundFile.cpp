@@ -97,18 +97,18 @@ bool SoundFile::Open(SoundReader& opened, std::string& error) const {
     return opened.Open(std::string(ParamStr("file")), error);
 }
 
-void SoundFile::DeclarePorts(int count) {
-    channels = count;
-    metadata.assign(static_cast<std::size_t>(count), TCTypeInfo());
-    names.resize(static_cast<std::size_t>(count));
+void SoundFile::DeclarePorts(int number) {
+    channels = number;
+    metadata.assign(static_cast<std::size_t>(number), TCTypeInfo());
+    names.resize(static_cast<std::size_t>(number));
     portHelper->ClearPorts(true);
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < number; ++i) {
         names[static_cast<std::size_t>(i)] = TCString::FormatS("Channel %d", i + 1);
         portHelper->SetPort(OUTPUT, static_cast<unsigned>(i), names[static_cast<std::size_t>(i)], "DOUBLE[]",
                             "TIME_DOMAIN", true);
     }
     // The bus block itself has no metadata; each of its channels has its own.
-    portHelper->SetPort(OUTPUT, static_cast<unsigned>(count), "Channels", "STRUCT_BUS", "BUS", false);
+    portHelper->SetPort(OUTPUT, static_cast<unsigned>(number), "Channels", "STRUCT_BUS", "BUS", false);
 }
 
 int SoundFile::Init() {

@@ -33,10 +33,10 @@ class SoundFile final : public TCBaseModuleEx {
 
  private:
     bool Open(SoundReader& opened, std::string& error) const;
-    void DeclarePorts(int count);
+    void DeclarePorts(int number);
     void ReadPiece();
     void ReadAhead();
-    void TakeFrames(std::int64_t frames);
+    void TakeFrames(std::int64_t taken);
     int WritePiece(bool last);
     int Finish();
 
