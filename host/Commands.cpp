@@ -133,10 +133,8 @@ void TellLostStreams() {
 
 // Whether a file of the program is also another's: nothing may be written to it then.
 bool HasClash(const Mistakes& mistakes, const std::vector<FileUse>& files) {
-    return std::ranges::any_of(mistakes.InOrder(), [&](const Mistake& mistake) {
-        return std::ranges::any_of(
-            files, [&](const FileUse& file) { return file.place.source == mistake.place.source; });
-    });
+    return std::ranges::any_of(files,
+                               [&](const FileUse& file) { return mistakes.HasAny(file.place.source); });
 }
 
 int RunLogged(const OpenGraph& open, const CommandOptions& options) {

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <map>
 #include <mutex>
+#include <string_view>
 
 #include "host/RunLog.h"
 #include "sigweave/platform/Process.h"
@@ -30,6 +31,40 @@ bool WriteTo(StandardStream stream, const std::string& text) {
            std::fflush(file) == 0;
 }
 
+// How many bytes of a UTF-8 character come after this one.
+std::size_t BytesAfter(unsigned char first) {
+    return first < 0xC2 || first > 0xF4 ? 0 : first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
+}
+
+std::string Escape(unsigned code) {
+    char text[16];
+    std::snprintf(text, sizeof text, "\\u%04x", code);
+    return text;
+}
+
+// Texts may come from anywhere; what a terminal takes as a command is written by its number, as in JSON. Line
+// ends and tabs stay.
+std::string ForTerminal(std::string_view text) {
+    std::string safe;
+    const auto byte = [&](std::size_t i) {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
+    };
+    const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0U) == 0x80U; };
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const unsigned code = byte(i);
+        std::size_t after = BytesAfter(static_cast<unsigned char>(code));
+        for (std::size_t k = 1; k <= after; ++k)
+            if (!continues(i + k)) after = 0;
+        const bool isLongControl = code == 0xC2 && after == 1 && byte(i + 1) < 0xA0;
+        const bool isControl = (code < 0x20 && code != '\n' && code != '\t') || (code >= 0x7F && code < 0xA0);
+        safe += isLongControl ? Escape(byte(i + 1))
+                : isControl   ? Escape(code)
+                              : std::string(text.substr(i, after + 1));
+        i += after;
+    }
+    return safe;
+}
+
 void Write(const std::string& text) {
     WriteTo(StandardStream::Error, text);
 }
@@ -38,7 +73,8 @@ void Write(const std::string& text) {
 
 void Say(const std::string& line) {
     const std::lock_guard lock(mutex);
-    Write(progress.empty() ? line + "\n" : CLEAR_LINE + line + "\n" + progress);
+    const std::string text = ForTerminal(line) + "\n";
+    Write(progress.empty() ? text : CLEAR_LINE + text + progress);
 }
 
 void Error(const std::string& text) {
@@ -51,8 +87,9 @@ void Warning(const std::string& text) {
     runlog::FromHost(TCLogFile::WARNING, text);
 }
 
-bool Print(const std::string& text) {
+bool Print(const std::string& original) {
     std::fflush(stdout);  // what modules printed comes before it
+    const std::string text = TCIsTerminal(StandardStream::Output) ? ForTerminal(original) : original;
     const bool written = WriteTo(StandardStream::Output, text);
     if (!written)
         Error(Bilingual(
@@ -94,7 +131,7 @@ bool CanAsk() {
 
 bool Ask(const std::string& question) {
     if (!CanAsk()) return false;
-    Write(question + Bilingual(" [y/N] ", " [j/N] ").Text());
+    Write(ForTerminal(question) + Bilingual(" [y/N] ", " [j/N] ").Text());
     std::string answer;
     constexpr const char* YES[] = {"y", "Y", "yes", "j", "J", "ja"};
     return std::getline(std::cin, answer) &&
@@ -104,8 +141,8 @@ bool Ask(const std::string& question) {
 void ShowProgress(const std::string& text) {
     if (!TCIsTerminal(StandardStream::Error)) return;
     const std::lock_guard lock(mutex);
-    if (text == progress) return;
-    progress = text;
+    if (ForTerminal(text) == progress) return;
+    progress = ForTerminal(text);
     Write(CLEAR_LINE + progress);
 }
 

@@ -8,9 +8,11 @@
 
 namespace host {
 
-// Everything that is told while the program works goes to standard error through here, so that standard
-// output holds the report alone. Whole lines only, from any thread; on a terminal one progress line stays
-// below them. What is told of errors and modules also goes to the log of the run.
+// Control characters of a text, which could command a terminal, are shown by their numbers, as \u001b;
+// standard output has them so when it is a terminal, and else as they are. Everything that is told while the
+// program works goes to standard error through here, so that standard output holds the report alone. Whole
+// lines only, from any thread; on a terminal one progress line stays below them. What is told of errors and
+// modules also goes to the log of the run.
 namespace console {
 
 // How serious a message is.

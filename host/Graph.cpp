@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 #include <sstream>
+#include <unordered_map>
 
 #include "host/Console.h"
 #include "host/FileWait.h"
@@ -27,6 +28,9 @@ enum Message : unsigned { MESSAGE_SINK = 27, MESSAGE_LANGUAGE = 41 };
 
 constexpr const char* ONLY_PORT = "Signal";
 constexpr const char* FIRST_PORT = "Signal 1";
+
+// To look for names that are near takes time, and nobody reads so many.
+constexpr int MOST_EXPLAINED = 1000;
 
 struct MessageKind {
     TCModuleMessage::Types type;
@@ -134,7 +138,7 @@ void Graph::Greet(Instance& instance, const CatalogueEntry& entry) {
 void Graph::ApplySettings(Instance& instance) {
     const InstanceEntry& entry = *instance.entry;
     instance.usable = true;
-    std::map<std::string, bool> isSet;
+    std::unordered_map<std::string, bool> isSet;
     for (const Setting& setting : entry.settings) isSet[setting.name] = ApplySetting(instance, setting);
     if (instance.extended == nullptr) return;
     for (const TCModuleParameter& parameter : instance.extended->GetParameters()) {
@@ -180,6 +184,11 @@ bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
         return false;
     }
     const TCModuleParameter* parameter = instance.extended->FindParameter(setting.name.c_str());
+    if (parameter == nullptr && ++unknownSettings > MOST_EXPLAINED) {
+        mistakes.Add(setting.place, Bilingual("%1: unknown parameter '%2'", "%1: unbekannter Parameter '%2'")
+                                        .With({instance.entry->name, setting.name}));
+        return false;
+    }
     std::string value = setting.value;
     if (value.find('\0') != std::string::npos) {
         mistakes.Add(setting.place,

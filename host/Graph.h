@@ -81,6 +81,7 @@ class Graph {
     std::vector<const LineEntry*> lineEntries;       // one for each of `lines`
     std::map<std::pair<int, int>, int> lineOfInput;  // (instance, input) -> line of the file
     bool hasCycles = false;
+    int unknownSettings = 0;
 };
 
 }  // namespace host

@@ -19,6 +19,10 @@ void Mistakes::Add(const Place& place, std::string text) {
     mistakes.push_back({place, std::move(text)});
 }
 
+bool Mistakes::HasAny(const std::string& source) const {
+    return std::ranges::any_of(mistakes, [&](const Mistake& each) { return each.place.source == source; });
+}
+
 std::vector<Mistake> Mistakes::InOrder() const {
     std::vector<Mistake> sorted = mistakes;
     std::stable_sort(sorted.begin(), sorted.end(),

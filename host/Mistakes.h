@@ -26,6 +26,8 @@ class Mistakes {
  public:
     void Add(const Place& place, std::string text);
     bool IsEmpty() const { return mistakes.empty(); }
+    // Whether there is one at this place.
+    bool HasAny(const std::string& source) const;
     // In the order of the lines; those without a line come first.
     std::vector<Mistake> InOrder() const;
 

@@ -4,12 +4,30 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <sstream>
 
 #include "sigweave/services/Bilingual.h"
 
 namespace tc {
 
 namespace {
+
+// Whether the factor is a number above 0, and no exponent of the symbols together has become another one.
+bool IsWithinLimits(const std::string& text, const TCSI_Unit& unit) {
+    if (!std::isfinite(unit.GetFactor()) || unit.GetFactor() <= 0.0) return false;
+    int sums[TCSI_Unit::BASE_UNIT_COUNT] = {};
+    std::istringstream symbols(text.substr(0, text.find('*')));
+    for (std::string symbol; symbols >> symbol;) {
+        std::string exponent;
+        if (symbol.ends_with('^') && symbols >> exponent) symbol += exponent;
+        TCSI_Unit one;
+        if (!one.FromString(symbol.c_str())) return false;
+        for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i) sums[i] += one.GetExponent(i);
+    }
+    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i)
+        if (sums[i] != unit.GetExponent(i)) return false;
+    return true;
+}
 
 // Reads digits from `text` at `at`; -1 when there are not exactly `count`.
 int TakeDigits(const std::string& text, std::size_t& at, std::size_t count) {
@@ -90,7 +108,7 @@ bool ParseStart(const std::string& text, double& milliseconds, std::string& erro
 
 bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error, const char* name) {
     unit.clear();
-    if (text.empty() || unit.FromString(text.c_str())) return true;
+    if (text.empty() || (unit.FromString(text.c_str()) && IsWithinLimits(text, unit))) return true;
     AddReason(error, Bilingual("%1: \"%2\" is no unit; allowed are SI symbols with exponents and a decimal "
                                "factor, as V, m s^-2 or V * 1e-003",
                                "%1: \"%2\" ist keine Einheit; erlaubt sind SI-Zeichen mit Exponenten und "

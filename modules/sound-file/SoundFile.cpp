@@ -42,8 +42,11 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "Zeit des ersten Abtastwerts in UTC, wie 2026-03-01T12:00:00Z; leer: die Zeit des Laufs"}},
 };
 
-// Of all channels together, so that a block of a file with many channels stays within some 100 MB.
+// Of all channels together, so that a block of a file with many channels has 128 MB at most. There is one
+// such block here and, for each that has not been read, one behind the outputs.
 constexpr std::int64_t MOST_BLOCK_VALUES = 1 << 24;
+
+constexpr std::int64_t FRAMES_AT_ONCE = 1024;
 
 }  // namespace
 
@@ -94,18 +97,18 @@ bool SoundFile::Open(SoundReader& opened, std::string& error) const {
     return opened.Open(std::string(ParamStr("file")), error);
 }
 
-void SoundFile::DeclarePorts(int count) {
-    channels = count;
-    metadata.assign(static_cast<std::size_t>(count), TCTypeInfo());
-    names.resize(static_cast<std::size_t>(count));
+void SoundFile::DeclarePorts(int number) {
+    channels = number;
+    metadata.assign(static_cast<std::size_t>(number), TCTypeInfo());
+    names.resize(static_cast<std::size_t>(number));
     portHelper->ClearPorts(true);
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < number; ++i) {
         names[static_cast<std::size_t>(i)] = TCString::FormatS("Channel %d", i + 1);
         portHelper->SetPort(OUTPUT, static_cast<unsigned>(i), names[static_cast<std::size_t>(i)], "DOUBLE[]",
                             "TIME_DOMAIN", true);
     }
     // The bus block itself has no metadata; each of its channels has its own.
-    portHelper->SetPort(OUTPUT, static_cast<unsigned>(count), "Channels", "STRUCT_BUS", "BUS", false);
+    portHelper->SetPort(OUTPUT, static_cast<unsigned>(number), "Channels", "STRUCT_BUS", "BUS", false);
 }
 
 int SoundFile::Init() {
@@ -120,8 +123,10 @@ int SoundFile::Init() {
     runTime.Take();
     position = 0;
     ended = false;
-    ReadPiece(next);
-    if (next.count == 0)
+    values.resize(static_cast<std::size_t>(blockSize * channels));
+    frames.resize(static_cast<std::size_t>(FRAMES_AT_ONCE * channels));
+    ReadAhead();
+    if (!hasAhead)
         return Fail(tc::MODULE_FAILED, Bilingual("%1 holds no samples", "%1 enthält keine Abtastwerte")
                                            .With({std::string(ParamStr("file"))})
                                            .c_str());
@@ -130,18 +135,17 @@ int SoundFile::Init() {
 
 int SoundFile::Execute() {
     if (ended) return Finish();
-    std::swap(current, next);
-    ReadPiece(next);
-    ended = next.count == 0 || IsInterrupted();
+    ReadPiece();
+    ended = !hasAhead || IsInterrupted();
     const int code = WritePiece(ended);
-    position += current.count;
+    position += count;
     return code;
 }
 
 // A step of its own after the last block: by then that has reached its receivers.
 int SoundFile::Finish() {
     portHelper->SetReadyFlag(false);
-    const std::string shortage = next.count == 0 ? reader.Shortage() : std::string();
+    const std::string shortage = !hasAhead ? reader.Shortage() : std::string();
     return shortage.empty() ? 0 : Fail(tc::MODULE_FAILED, shortage.c_str());
 }
 
@@ -156,17 +160,28 @@ double SoundFile::GetProgress() {
     return total > 0.0 ? std::min(1.0, static_cast<double>(position) / total) : -1.0;
 }
 
-void SoundFile::ReadPiece(Piece& piece) {
-    const auto width = static_cast<std::size_t>(channels);
-    interleaved.resize(static_cast<std::size_t>(blockSize) * width);
-    piece.values.resize(interleaved.size());
-    piece.count = reader.Read(interleaved.data(), blockSize);
-    const auto count = static_cast<std::size_t>(piece.count);
-    for (std::size_t channel = 0; channel < width; ++channel) {
-        for (std::size_t i = 0; i < count; ++i) {
-            piece.values[channel * count + i] = interleaved[i * width + channel] * factor + offset;
-        }
+void SoundFile::ReadPiece() {
+    count = 0;
+    if (hasAhead) TakeFrames(1);
+    while (count < blockSize) {
+        const std::int64_t read = reader.Read(frames.data(), std::min(blockSize - count, FRAMES_AT_ONCE));
+        if (read == 0) break;
+        TakeFrames(read);
     }
+    ReadAhead();
+}
+
+void SoundFile::ReadAhead() {
+    hasAhead = reader.Read(frames.data(), 1) == 1;
+}
+
+void SoundFile::TakeFrames(std::int64_t taken) {
+    for (std::int64_t channel = 0; channel < channels; ++channel) {
+        double* to = values.data() + channel * blockSize + count;
+        for (std::int64_t i = 0; i < taken; ++i)
+            *to++ = frames[static_cast<std::size_t>(i * channels + channel)] * factor + offset;
+    }
+    count += taken;
 }
 
 int SoundFile::WritePiece(bool last) {
@@ -179,12 +194,12 @@ int SoundFile::WritePiece(bool last) {
         TCTypeInfo& ti = metadata[output];
         ti.SetTimestamp(begin + 1000.0 * static_cast<double>(position) / ti.GetSamplerate());
         ti.SetState(tc::BlockState(position == 0, last));
-        const double* values = current.values.data() + i * current.count;
-        const auto count = static_cast<int>(current.count);
+        const double* const samples = values.data() + i * blockSize;
         portHelper->SetTypeInfo(output, ti);
-        code = portHelper->WriteDblData(output, static_cast<unsigned long>(count), values);
+        code = portHelper->WriteDblData(output, static_cast<unsigned long>(count), samples);
         if (busWired && code >= 0) {
-            code = portHelper->WriteDblDataBusBlock(bus, count, values, i, names[output], &ti);
+            code = portHelper->WriteDblDataBusBlock(bus, static_cast<int>(count), samples, i, names[output],
+                                                    &ti);
         }
     }
     if (busWired && code >= 0) code = portHelper->EndWriteMultitype(bus);

@@ -32,15 +32,11 @@ class SoundFile final : public TCBaseModuleEx {
     double GetProgress() override;
 
  private:
-    // Samples of every channel, one channel after the other.
-    struct Piece {
-        std::vector<double> values;
-        std::int64_t count = 0;
-    };
-
     bool Open(SoundReader& opened, std::string& error) const;
-    void DeclarePorts(int count);
-    void ReadPiece(Piece& piece);
+    void DeclarePorts(int number);
+    void ReadPiece();
+    void ReadAhead();
+    void TakeFrames(std::int64_t taken);
     int WritePiece(bool last);
     int Finish();
 
@@ -54,9 +50,10 @@ class SoundFile final : public TCBaseModuleEx {
     std::int64_t blockSize = 0;
     std::int64_t position = 0;
     bool ended = false;
-    Piece current;
-    Piece next;  // read ahead: only a piece that nothing follows ends the signals
-    std::vector<double> interleaved;
+    std::vector<double> values;  // of the block, one channel after the other
+    std::int64_t count = 0;      // for each channel
+    std::vector<double> frames;  // as the file has them, a few at a time
+    bool hasAhead = false;  // the frame after the block is in `frames`: only a last block ends the signals
     std::vector<TCTypeInfo> metadata;
     std::vector<TCString> names;
 };

@@ -87,6 +87,22 @@ PartSize FindCutPart(const std::string& log) {
     return {};
 }
 
+// Of a file that the library's log calls truncated without telling by how much: what its header says, less
+// what belongs to the header itself. 0 where there is none.
+std::int64_t PromisedBytes(const std::string& log) {
+    constexpr struct {
+        const char* part;
+        std::int64_t ofHeader;
+    } PARTS[] = {{"Extended II :", 12}, {"Sound Data :", 2}};
+    if (log.find("Seems to be a truncated file") == std::string::npos) return 0;
+    for (const auto& [part, ofHeader] : PARTS) {
+        const std::size_t at = log.find(part);
+        if (at != std::string::npos)
+            return std::strtoll(log.c_str() + at + std::strlen(part), nullptr, 10) - ofHeader;
+    }
+    return 0;
+}
+
 // The samples that the header promises: the library itself only answers those that are there.
 std::int64_t PromisedFrames(const std::string& log, const SF_INFO& info) {
     constexpr const char* RF64_REMARK = "value from 'ds64' chunk of ";
@@ -95,8 +111,10 @@ std::int64_t PromisedFrames(const std::string& log, const SF_INFO& info) {
         return std::strtoll(log.c_str() + remark + std::strlen(RF64_REMARK), nullptr, 10);
     }
     const PartSize part = FindCutPart(log);
-    if (part.promised == 0) return info.frames;
     const std::int64_t perFrame = StoredBytes(info.format) * info.channels;
+    if (part.promised == 0)
+        return perFrame > 0 ? std::max<std::int64_t>(info.frames, PromisedBytes(log) / perFrame)
+                            : info.frames;
     if (perFrame > 0) return info.frames + (part.promised - part.held + perFrame - 1) / perFrame;
     return static_cast<std::int64_t>(static_cast<double>(info.frames) * static_cast<double>(part.promised) /
                                      static_cast<double>(part.held));

@@ -16,7 +16,7 @@ struct ProgramEnd {
     int code = 0;           // of its exit, 128 and the signal when one ended it, or the error number when it
                             // did not start
     std::string output;     // what it wrote to standard output
-    std::string complaint;  // and to standard error
+    std::string complaint;  // and to standard error; then the name of the signal that ended it
 };
 
 // Starts the program, without a shell, gives it the input at its standard input, and waits for its end. It is

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -426,6 +427,49 @@ TEST_F(Program, BrokenLibrariesAreToldAndLeaveTheOthersAlone) {
     EXPECT_THAT(Run("check test.graph", path).err,
                 HasSubstr("test.graph:2: the module id 'TestPass' is offered by"));
     EXPECT_EQ(Run("modules", path).code, 1);
+}
+
+TEST_F(Program, MakesFoldersForARunAndNotForACheck) {
+    setenv("XDG_CONFIG_HOME", (folder / "config").c_str(), 1);
+    Write("test.graph",
+          std::string("[a]\nmodule=TestSource\nfile=%CSIDL_APPDATA|CSIDL_FLAG_CREATE%/x.wav\n") +
+              std::string(GOOD).substr(std::strlen("[a]\nmodule=TestSource\n")));
+    EXPECT_EQ(Run("check test.graph").code, 0);
+    EXPECT_FALSE(fs::exists(folder / "config"));
+    EXPECT_EQ(Run("run test.graph").code, 0);
+    EXPECT_TRUE(fs::exists(folder / "config"));
+    unsetenv("XDG_CONFIG_HOME");
+}
+
+// An escape character and the C1 control character CSI, alone and in UTF-8.
+TEST_F(Program, WhatCouldCommandATerminalDoesNotReachIt) {
+    const std::string hostile =
+        "x\x1B]0;y\x07 \x9B"
+        "2J \xC2\x9B"
+        "2J \xC3\xA4\xE4";
+    const std::string shown = "x\\u001b]0;y\\u0007 \\u009b2J \\u009b2J \xC3\xA4\xE4";
+    EXPECT_THAT(
+        Run("check test.graph --set \"a.$(printf 'x\\033]0;y\\007 \\2332J \\302\\2332J \\303\\244\\344')=1\"")
+            .err,
+        HasSubstr(shown));
+    Write("test.graph", GOOD);
+    setenv("HOSTILE", hostile.c_str(), 1);
+    const Answer piped = Run("run test.graph --set \"a.file=$HOSTILE\"");
+    EXPECT_THAT(piped.out, HasSubstr(hostile)) << "is no terminal";
+    const std::string command = "cd '" + folder.string() +
+                                "' && LC_ALL=C SIGWEAVE_MODULE_PATH='" TEST_LIBRARIES
+                                "/good' script -qec '\"" SIGWEAVE_PROGRAM
+                                "\" run test.graph --set \"a.file=$HOSTILE\"' /dev/null </dev/null >terminal";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_THAT(ReadAll(folder / "terminal"), AllOf(HasSubstr(shown), Not(HasSubstr(hostile))));
+}
+
+TEST_F(Program, AValueWithAZeroByteIsRefused) {
+    const std::string zero("\"x\\0y\"");
+    const Answer answer = RunGraph(std::string("[a]\nmodule=TestSource\nmeaning=") + zero +
+                                   std::string(GOOD).substr(std::strlen("[a]\nmodule=TestSource")));
+    EXPECT_EQ(answer.code, 2) << answer.err;
+    EXPECT_THAT(answer.err, HasSubstr("test.graph:3: a: meaning: a value cannot hold a zero byte"));
 }
 
 TEST_F(Program, FilesAreRelativeToTheGraphUnlessGivenAsArgument) {

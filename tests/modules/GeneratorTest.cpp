@@ -64,9 +64,17 @@ TEST_F(Generator, BlocksCarryTheSignalsMetadata) {
 }
 
 TEST_F(Generator, RefusesWhatMakesNoSignal) {
-    const char* const settings[] = {"duration=0",        "rate=1e9\nduration=1e9", "unit=furlong",
-                                    "start=yesterday",   "start=2026-02-30",       "start=1969-12-31",
-                                    "start=2026-03-01T", "start=2026-03-01T25:00"};
+    const char* const settings[] = {"duration=0",
+                                    "rate=1e9\nduration=1e9",
+                                    "unit=furlong",
+                                    "unit=V * 1e400",
+                                    "unit=V * 1e-400",
+                                    "unit=m^10 m^10 m^10 m^10 m^10 m^10 m^10 m^10 m^10 m^10 m^10 m^10 m^10",
+                                    "start=yesterday",
+                                    "start=2026-02-30",
+                                    "start=1969-12-31",
+                                    "start=2026-03-01T",
+                                    "start=2026-03-01T25:00"};
     for (const char* setting : settings) {
         EXPECT_FALSE(bench.Set(setting)) << setting;
         EXPECT_THAT(bench.Error(), testing::HasSubstr("allowed are")) << setting;

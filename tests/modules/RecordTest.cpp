@@ -229,6 +229,19 @@ TEST(Record, SeveralInputsHaveFilesOfTheirOwnAndOldOnesStay) {
     EXPECT_STREQ(player.Module().GetOutputName(1), "Signal 2");
 }
 
+// A file that takes its place would be lost to whoever writes to the stream.
+TEST(Record, AStandardStreamIsNoFileToReplace) {
+    std::ofstream(FreshFile("stream.txt")) << "precious";
+    const std::string graph =
+        "[a]\nmodule=Generator\nduration=0.01\n[r]\nmodule=XmlRecorder\noverwrite=yes\n"
+        "file=/dev/stdout\n[lines]\na.Signal=r.Signal\n";
+    std::ofstream("stream.graph") << graph;
+    EXPECT_EQ(std::system("LC_ALL=C " SIGWEAVE_HOST " run stream.graph >>stream.txt 2>&1") >> 8, 1);
+    const std::string content = ReadText("stream.txt");
+    EXPECT_TRUE(content.starts_with("precious")) << content;
+    EXPECT_THAT(content, HasSubstr("/dev/stdout is no ordinary file"));
+}
+
 TEST(Record, AddressesAreRefusedInBothDirections) {
     ModuleBench recorder("xml-recorder", "XmlRecorder");
     const std::string file = FreshFile("address.xml");

@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 #include <sndfile.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <numbers>
@@ -255,6 +259,44 @@ TEST(Run, SelectsChannels) {
     EXPECT_NEAR(run.results["mic left rms"], std::sqrt(0.5), 1e-12);
     EXPECT_NEAR(run.results["mic right rms"], std::sqrt(0.125), 1e-12);
     EXPECT_FALSE(run.results.contains("force rms"));
+}
+
+// Ctrl-C while the picture is drawn, by a program that goes on when it is told to.
+TEST(Run, DrawsThePictureOfAnInterruptedRun) {
+    fs::create_directories("fake");
+    std::ofstream("fake/gnuplot")
+        << "#!/bin/sh\ntouch drawing\nwhile [ ! -e go ]; do :; done\necho '<svg></svg>'\n";
+    fs::permissions("fake/gnuplot", fs::perms::owner_all);
+    std::ofstream("drawn.graph")
+        << "[a]\nmodule=Generator\nduration=0.01\n[p]\nmodule=Plot\nfile=drawn.svg\n[lines]\n"
+           "a.Signal=p.Signal\n";
+    for (const char* file : {"drawing", "go", "drawn.svg"}) fs::remove(file);
+    const pid_t host = fork();
+    if (host == 0) {
+        setpgid(0, 0);
+        setenv("PATH", (fs::absolute("fake").string() + ":" + std::getenv("PATH")).c_str(), 1);
+        execl(SIGWEAVE_HOST, SIGWEAVE_HOST, "run", "drawn.graph", nullptr);
+        _exit(127);
+    }
+    while (!fs::exists("drawing") && waitpid(host, nullptr, WNOHANG) == 0) continue;
+    kill(-host, SIGINT);
+    std::ofstream("go").close();
+    int status = 0;
+    ASSERT_EQ(waitpid(host, &status, 0), host);
+    EXPECT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_EQ(ReadText("drawn.svg"), "<svg></svg>\n");
+}
+
+TEST(Run, ReportsAFileThatGetsLargerThanItMay) {
+    std::ofstream("large.graph")
+        << "[a]\nmodule=Generator\nduration=10\n[t]\nmodule=CsvWriter\nfile=large.csv\n[lines]\n"
+           "a.Signal=t.Signal\n";
+    const int code =
+        std::system("ulimit -f 64; LC_ALL=C " SIGWEAVE_HOST " run large.graph >large.out 2>&1") >> 8;
+    EXPECT_EQ(code, 1);
+    EXPECT_NE(ReadText("large.out").find("large.csv cannot be written: File too large"), std::string::npos)
+        << ReadText("large.out");
+    EXPECT_FALSE(fs::exists("large.csv"));
 }
 
 TEST(Run, LoadsTheExampleModule) {

@@ -154,7 +154,8 @@ TEST(SoundFile, RefusesWhatIsNoSound) {
 TEST(SoundFile, DeliversAFileThatBreaksOffAndThenFails) {
     const std::pair<const char*, int> rows[] = {{"cut.wav", SF_FORMAT_WAV},   {"cut.aiff", SF_FORMAT_AIFF},
                                                 {"cut.au", SF_FORMAT_AU},     {"cut.w64", SF_FORMAT_W64},
-                                                {"cut.rf64", SF_FORMAT_RF64}, {"cut.flac", SF_FORMAT_FLAC}};
+                                                {"cut.rf64", SF_FORMAT_RF64}, {"cut.flac", SF_FORMAT_FLAC},
+                                                {"cut.voc", SF_FORMAT_VOC}};
     const std::vector<int> values = Ramp(20000);
     for (const auto& [name, format] : rows) {
         const std::string path = WriteSound(name, format | SF_FORMAT_PCM_16, 1, values);

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string_view>
 
@@ -125,6 +126,7 @@ ProgramEnd RunProgram(const std::string& path, const std::vector<std::string>& a
     end.code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     end.output = output.Content();
     end.complaint = complaint.Content();
+    if (WIFSIGNALED(status)) end.complaint.append("\n").append(strsignal(WTERMSIG(status)));
     return end;
 }
 
