@@ -49,9 +49,7 @@ bool TCIOStream::Block::AddSegment(const char* name, DATATYPE type, int dims, co
 bool TCIOStream::Block::AddEmptySegment(const char* name, DATATYPE type, int dims, const int* extents,
                                         void*& elements) {
     const bool plain = dims == 1 && (name == nullptr || *name == '\0') && (type == INT || type == DOUBLE);
-    if (DataSegment* segment = plain ? SameAgain(type, extents[0]) : nullptr) {
-        segment->dimensions[0] = segment->elementCount = extents[0];
-        Close(*segment);
+    if (DataSegment* segment = plain ? WriteSameAgain(type, extents[0]) : nullptr) {
         elements = segment->data;
         return true;
     }

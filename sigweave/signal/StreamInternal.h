@@ -12,12 +12,16 @@ inline TCIOStream::DataSegment* TCIOStream::Block::At(int index) const {
     return writtenCount == segments.GetSize() ? segments[index] : WrittenAt(index);
 }
 
-inline TCIOStream::DataSegment* TCIOStream::Block::SameAgain(DATATYPE type, int count) const {
-    if (segments.GetSize() != 1) return nullptr;
+inline TCIOStream::DataSegment* TCIOStream::Block::WriteSameAgain(DATATYPE type, int count) {
+    if (segments.GetSize() != 1 || writtenCount != 0) return nullptr;
     DataSegment* segment = segments[0];
     const bool fits = segment->ownsData && segment->type == type && segment->dimensionCount == 1 &&
-                      count > 0 && count <= segment->capacity;
-    return fits && !segment->written && segment->name.IsEmpty() ? segment : nullptr;
+                      count > 0 && count <= segment->capacity && segment->name.IsEmpty();
+    if (!fits) return nullptr;
+    segment->dimensions[0] = segment->elementCount = count;
+    segment->written = true;
+    writtenCount = 1;
+    return segment;
 }
 
 inline void TCIOStream::Release(Block* block) {

@@ -37,6 +37,18 @@ class SegmentIndex;
 // be created or written. Nothing throws. A write that fails leaves the block reserved and usable for the next
 // correct write, with all that was written into it: a copy that is refused with -4 is sent by `SetTI` with
 // `fix` and `EndWriteSegments`, and forgotten by `CancelWriteSegments`.
+//
+// The sources:
+//
+//   TCIOStream.cpp           wiring, free blocks, the names of types
+//   TCIOStreamWrite.cpp      segments and whole blocks
+//   TCIOStreamBus.cpp        the channels of a bus
+//   TCIOStreamState.cpp      how a block's state fits those that wait, and its repair
+//   TCIOStreamDispatch.cpp   handing a block to the receivers
+//   TCIOStreamRead.cpp       taking, reading and peeking
+//   TCIOStreamMove.cpp       copying, sharing, holding and dropping blocks that wait
+//   StreamBlock.cpp, StreamSegment.cpp, SegmentIndex.cpp   what a block is made of
+//   forms/TCIOStream*.cpp    the packed, text and XML forms
 class TC_API TCIOStream {
  public:
     // The values are stored (never change, only append).
@@ -304,7 +316,6 @@ class TC_API TCIOStream {
     template <typename Number>
     int WriteNumbers(DATATYPE type, const Number* data, int count);
     int FinishWhole(bool written);
-    int CheckAndDispatch(bool fix);
 
     Block* TakeBlock();
     bool RemoveBlock();
@@ -316,13 +327,15 @@ class TC_API TCIOStream {
     const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
 
     bool DispatchBlock();
+    int CheckAndDispatch(Block* block, bool fix);
+    int DispatchChecked(bool fix);
     int DispatchFilled(Block* block, bool filled);
     bool Dispatch(Block* block, int held = 0);
     bool DispatchFrom(int done, Block* block, int held);
     bool TakeBack(int receivers);
     int RemoveAllContents();
     int CheckBlockState(TCTypeInfo* ti, bool fix);
-    bool JoinsQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
+    bool JoinQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
     TCTypeInfo* OwnTypeInfo(Fan& waiting, int index);
     static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
     void SetErrFan(int index) const { errorFan = index; }
@@ -431,9 +444,10 @@ class TC_API TCIOStream::Block {
     friend class TCIOStream::DataSegment;
 
     DataSegment* At(int index) const;
-    // The only segment, when it has no name, was not written yet, and owns room for `count` elements of the
-    // type in one dimension: then what is written looks like the block before. Else null.
-    DataSegment* SameAgain(DATATYPE type, int count) const;
+    // Where the block looks as in its last use, nothing is found, shaped or allocated: the only segment, when
+    // it has no name, was not written yet, and owns room for `count` elements of the type in one dimension.
+    // It then has that many, for the caller to fill. Else null.
+    DataSegment* WriteSameAgain(DATATYPE type, int count);
     // Searches round the segments from behind the last one found, so that segments in the order of their
     // creation are found in one step; of many segments, others are found by an index. A null name is the
     // empty one.

@@ -117,11 +117,9 @@ template <typename Number>
 int TCIOStream::WriteNumbers(DATATYPE type, const Number* data, int count) {
     const int reserved = ReserveBlock(true);
     if (reserved < 1) return reserved;
-    DataSegment* segment = data != nullptr ? actualBlock->SameAgain(type, count) : nullptr;
+    DataSegment* segment = data != nullptr ? actualBlock->WriteSameAgain(type, count) : nullptr;
     if (segment == nullptr) return WriteWhole(type, 1, &count, data, true);
     std::copy_n(data, count, static_cast<Number*>(segment->data));
-    segment->dimensions[0] = segment->elementCount = count;
-    actualBlock->Close(*segment);
     return FinishWhole(true);
 }
 
@@ -136,5 +134,5 @@ int TCIOStream::WriteCopy(const Block* src) {
     if (src == nullptr) return 0;
     const int reserved = ReserveBlock(true);
     if (reserved < 1) return reserved;
-    return actualBlock->CopyFrom(*src, src->GetTI()) ? CheckAndDispatch(false) : tc::NOT_WRITTEN;
+    return actualBlock->CopyFrom(*src, src->GetTI()) ? DispatchChecked(false) : tc::NOT_WRITTEN;
 }

@@ -77,6 +77,7 @@ TEST(StreamFlow, RefusedCopiesLoseNothing) {
         WriteInts(source.writer, {2});
         TCIOStream unconnected;
         EXPECT_EQ(copy(unconnected, source.Input()), 0);
+        EXPECT_EQ(source.Input().GetBlockCnt(nullptr), 1);
         target.writer.SetTI(&start, false);
         target.writer.WriteSegment("", 1);
         EXPECT_EQ(copy(target.writer, source.Input()), -14);
@@ -303,10 +304,13 @@ TEST(StreamFlow, BusChannels) {
         return lines.writer.WriteBusSegment(name, TCIOStream::DOUBLE, 1, &count, values, true, info);
     };
     EXPECT_EQ(write(Channel(0, "A", 0x20), 1, nullptr), -14);
+    EXPECT_EQ(input.FindBusSegment("A", 0), -1);
     lines.writer.StartWriteSegments();
     EXPECT_EQ(write(Channel(7, "A", 0x20), 1, nullptr), 0);
     EXPECT_EQ(lines.writer.WriteSegment("plain", 1), 0);
     EXPECT_EQ(write("plain", 1, nullptr), -14);
+    const int two = 2;
+    EXPECT_EQ(lines.writer.WriteBusSegment("a", TCIOStream::DOUBLE, 1, &two, nullptr, true, nullptr), -14);
     EXPECT_EQ(write(Channel(8, "B", 0x20), 0, nullptr), -14);
     EXPECT_EQ(write(Channel(8, "B", 0x20), 2, nullptr), 0);
     EXPECT_EQ(write(Channel(7, "A", 0x40), 3, &ti), 0);

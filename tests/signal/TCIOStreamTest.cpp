@@ -25,7 +25,9 @@ TEST(TCIOStream, LastValuesWin) {
     int value;
     EXPECT_EQ(lines.Input().ReadIntVec(&value, &negative), -14);
     double wrong;
-    EXPECT_EQ(lines.Input().ReadDblVec(&wrong, nullptr), 0);
+    int room = 1;
+    EXPECT_EQ(lines.Input().ReadDblVec(&wrong, &room), 0);
+    EXPECT_EQ(room, 0);
     EXPECT_EQ(lines.Input().GetBlockCnt(nullptr), 0);
     negative = -1;
     EXPECT_EQ(lines.Input().ReadIntVec(&value, &negative), 0) << "nothing waits";
@@ -72,6 +74,9 @@ TEST(TCIOStream, WhoReceivesAndWhatWaits) {
     EXPECT_EQ(lines.Input().GetFan(0), &lines.Input());
     EXPECT_EQ(lines.Input().GetFan(1), nullptr);
     EXPECT_EQ(plain.GetFan(0), nullptr);
+    EXPECT_EQ(plain.StartWriteSegments() + plain.WriteSegment("n", 1) + plain.WriteSegment("d", 1.0), 0);
+    EXPECT_EQ(plain.WriteSegment("t", TCString()) + plain.WriteSegment("c", CString()), 0);
+    EXPECT_EQ(plain.WriteSegment("p", "") + plain.WriteDblVec(nullptr, 1) + plain.WritePtr(&plain, 1), 0);
     EXPECT_EQ(plain.precision(), 3);
     EXPECT_EQ(plain.SetInputStream(7)->precision(), 7);
     int index = 9;
@@ -112,6 +117,8 @@ TEST(TCIOStream, SegmentsByNameAndPosition) {
     EXPECT_EQ(lines.writer.StartWriteSegments(), 1);
     EXPECT_EQ(lines.writer.WriteSegment("x", 2.5), 0);
     EXPECT_EQ(lines.writer.WriteSegment("x", 1), -14);
+    EXPECT_EQ(lines.writer.WriteSegment("x", CString("text")), -14);
+    EXPECT_EQ(lines.writer.WriteSegment("x", "text"), -14);
     EXPECT_EQ(lines.writer.WriteSegment("n", 7), 0);
     EXPECT_EQ(lines.writer.WriteSegment("", TCString("a\0b", 3)), 0);
     EXPECT_TRUE(lines.writer.EndWriteSegments());

@@ -1,3 +1,4 @@
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -20,7 +21,7 @@ namespace {
 
 using Block = TCIOStream::Block;
 
-constexpr int LONGEST_WORD = 16;  // hex digits
+constexpr int WRITTEN_DIGITS = 8;  // hexadecimal ones, at most
 
 constexpr char SET_DATA_FAILED[] = "TCIOStream::DataSegment::XMLToStream: Error at SetData";
 
@@ -46,20 +47,19 @@ const char* ReadNumber(const char* p, double& value) {
     return p + NOT_A_NUMBER.size();
 }
 
-// Any 32 bits, with a sign or without. The writer's form takes the short way.
+// Any 32 bits, as strtoul reads them: a sign negates them. The writer's form takes the short way.
 const char* ReadNumber(const char* p, int& value) {
-    long number;
-    const char* end;
+    std::uint32_t word = 0;
     if (p[0] == '0' && p[1] == 'x') {
-        std::uint32_t word = 0;
-        const auto digits = std::from_chars(p + 2, p + 2 + LONGEST_WORD, word, 16);
-        end = digits.ec == std::errc() ? digits.ptr : nullptr;
-        number = word;
-    } else {
-        end = ReadWord(p, std::strtol, 0, number);
+        const auto digits = std::from_chars(p + 2, p + 2 + WRITTEN_DIGITS, word, 16);
+        value = static_cast<int>(word);
+        if (digits.ec == std::errc() && std::isxdigit(static_cast<unsigned char>(*digits.ptr)) == 0)
+            return digits.ptr;
     }
+    unsigned long number;
+    const char* end = ReadWord(p, std::strtoul, 0, number);
     value = static_cast<int>(number);
-    return number >= INT_MIN && number <= std::int64_t{UINT32_MAX} ? end : nullptr;
+    return (*p == '-' ? 0 - number : number) <= UINT32_MAX ? end : nullptr;
 }
 
 const char* SkipSpace(const char* p) {
@@ -364,7 +364,7 @@ int TCIOStream::XMLToStream(TCXML& xml) {
             actualBlock != nullptr && (actualBlock->writtenCount > 0 || actualBlock->typeInfoValid);
         if (const int reserved = ReserveBlock(true); reserved < 1) return reserved;
         const bool read = tc::Guarded([&] { return reader.GetBlock(node, *actualBlock, 1); }, false);
-        const int result = read ? CheckAndDispatch(false) : xml.IsError() ? tc::OTHER_TYPE : tc::NOT_WRITTEN;
+        const int result = read ? DispatchChecked(false) : xml.IsError() ? tc::OTHER_TYPE : tc::NOT_WRITTEN;
         if (!read && !begun) actualBlock->Reset(true);
         if (result != 1) return result;
     }

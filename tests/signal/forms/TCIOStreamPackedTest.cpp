@@ -79,6 +79,26 @@ TEST(StreamForms, PackedFrameThereAndBack) {
     EXPECT_EQ(to.Input().GetBlockCnt(nullptr), 1);
 }
 
+// Many words are summed in wide registers, what is left of them one by one.
+TEST(StreamForms, ChecksumsOfManyNumbers) {
+    for (const int count : {31, 32, 39, 64, 1027}) {
+        StreamLines from, to;
+        std::vector<double> values(static_cast<std::size_t>(count)), read(values);
+        for (int i = 0; i < count; ++i) values[static_cast<std::size_t>(i)] = -1e-3 * i * i * i;
+        from.writer.WriteDblVec(values.data(), count);
+        std::string frame(static_cast<std::size_t>(from.Input().SerializeBlock(nullptr)), '\0');
+        from.Input().SerializeBlock(frame.data());
+        std::string again = frame;
+        SignFrame(again);
+        EXPECT_EQ(again, frame) << count;
+        ASSERT_EQ(Unpack(to, frame), 1) << count;
+        to.Input().ReadDblVec(read.data(), nullptr);
+        EXPECT_EQ(read, values) << count;
+        frame[frame.size() / 2] = static_cast<char>(frame[frame.size() / 2] ^ 1);
+        EXPECT_EQ(Unpack(to, frame), -14) << count;
+    }
+}
+
 TEST(StreamForms, DamagedFramesChangeNothing) {
     const std::string frame = PackedBlock().Frame();
     StreamLines to;

@@ -80,6 +80,11 @@ TEST(StreamXml, DocumentOfABlock) {
 
 TEST(StreamXml, ReadsWhatOthersWrite) {
     StreamLines lines;
+    for (const char* one : {"0x00000000000000000001", "01", "+1", "-4294967295", "1"}) {
+        ASSERT_EQ(Read(lines.writer, Changed(DOCUMENT, "0xffffffff", one)), 1) << one;
+        lines.Input().StartReadSegments();
+        EXPECT_EQ(lines.Input().Segment(0)->GetInts()[0], 1) << one;
+    }
     std::string text = Changed(DOCUMENT, "0xffffffff", "\n -1\t");
     text = Changed(text, "<State Value=\"1\">BUSY</State>", "<State>stop</State>");
     text = Changed(text, "<DataType Value=\"1\">INT", "<DataType>int");
@@ -144,7 +149,7 @@ TEST(StreamXml, SaysWhatIsWrong) {
         {"0xffffffff", "0x", "Error interpreting value in Integer"},
         {"0xffffffff", "1.5", "Error interpreting value in Integer"},
         {"0xffffffff", "0x100000000", "Error interpreting value in Integer"},
-        {"0xffffffff", "-2147483649", "Error interpreting value in Integer"},
+        {"0xffffffff", "-4294967296", "Error interpreting value in Integer"},
         {"0xffffffff", "18446744073709551615", "Error interpreting value in Integer"},
         {"<Double>-0x0.0000000000000p+0 -1.#IND</Double>", "", "Error Double is missing in Values"},
         {"-1.#IND", "-1.#INE", "Error interpreting value in Double"},
