@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "sigweave/platform/Fork.h"
+
 namespace tc {
 
 namespace {
@@ -27,6 +29,8 @@ std::unique_ptr<OutputFile> OutputFile::Open(const char* path, bool append) {
     if (!append) return file->Empty() ? std::move(file) : nullptr;
     return lseek(descriptor, 0, SEEK_END) >= 0 || errno == ESPIPE ? std::move(file) : nullptr;
 }
+
+OutputFile::OutputFile(int opened) : descriptor(opened), owner(ProcessId()) {}
 
 OutputFile::~OutputFile() {
     Close();
@@ -74,9 +78,12 @@ bool OutputFile::Flush() {
     return fdatasync(descriptor) == 0 || errno == EINVAL;
 }
 
+// The lock would live on in a child of the process that has the file open, too.
 bool OutputFile::Close() {
     const int closed = std::exchange(descriptor, NO_DESCRIPTOR);
-    return closed == NO_DESCRIPTOR || close(closed) == 0;
+    if (closed == NO_DESCRIPTOR) return true;
+    if (owner == ProcessId()) flock(closed, LOCK_UN);
+    return close(closed) == 0;
 }
 
 }  // namespace tc
