@@ -305,6 +305,17 @@ TEST_F(Profile, StartsHivesFromSeveralProcesses) {
     ExpectAllWritten();
 }
 
+// Each is told of its own save, whosever value is there in the end.
+TEST_F(Profile, SavesOneEntryFromManyProcesses) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < 20; ++i)
+        children.push_back(InChild([i] {
+            for (const tc::Hive hive : {tc::Hive::User, tc::Hive::Machine})
+                for (int k = 0; k < 3; ++k) EXPECT_TRUE(tc::SaveProfileEntry(hive, "S", "one", i));
+        }));
+    for (const pid_t child : children) EXPECT_TRUE(EndsWell(child));
+}
+
 TEST_F(Profile, LosesNothingWhenThreadsWriteAndOneForks) {
     std::vector<std::thread> threads;
     for (int writer = 0; writer < WRITERS; ++writer) threads.emplace_back(WriteMany, writer);
