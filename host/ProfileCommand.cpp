@@ -13,7 +13,6 @@
 #include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
-#include "sigweave/services/Profile.h"
 #include "sigweave/services/ProfileEntries.h"
 
 namespace host {
@@ -26,8 +25,7 @@ using Value = std::variant<std::int32_t, std::string>;
 using Entries = std::vector<tc::ProfileEntry>;
 
 bool SameName(const std::string& a, const std::string& b) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
-    return std::ranges::equal(a, b, {}, lower, lower);
+    return TCString(a.c_str()).CompareNoCase(b.c_str()) == 0;
 }
 
 std::string WriteValue(const Value& value, bool quoted) {
@@ -88,20 +86,13 @@ class HiveCommand {
         }
         const Value value = number ? Value(*number) : Value(options.value);
         if (!Read()) return EXIT_INCOMPLETE;
-        number ? (options.machine ? SaveMachineProfileInt : SaveUserProfileInt)(Section(), Entry(), *number)
-               : (options.machine ? SaveMachineProfileString : SaveUserProfileString)(Section(), Entry(),
-                                                                                      options.value.c_str());
-        if (!Read()) return EXIT_INCOMPLETE;
-        const tc::ProfileEntry* saved = Find();
-        return saved != nullptr && saved->value == value ? EXIT_COMPLETE : TellNotWritten();
+        return tc::SaveProfileEntry(hive, Section(), Entry(), value) ? EXIT_COMPLETE : TellNotWritten();
     }
 
     int Delete() {
         if (!Read()) return EXIT_INCOMPLETE;
         if (Find() == nullptr) return TellNoEntry();
-        (options.machine ? DeleteMachineProfileString : DeleteUserProfileString)(Section(), Entry());
-        if (!Read()) return EXIT_INCOMPLETE;
-        return Find() == nullptr ? EXIT_COMPLETE : TellNotWritten();
+        return tc::DeleteProfileEntry(hive, Section(), Entry()) ? EXIT_COMPLETE : TellNotWritten();
     }
 
  private:

@@ -50,6 +50,10 @@ inline bool EqualNoCase(char32_t a, char32_t b) {
     return a == b || ToLower(a) == ToLower(b);
 }
 
+// How many bytes at the beginning of the text differ from `start` in nothing but case; npos when it begins
+// otherwise.
+std::size_t PrefixNoCase(std::string_view text, std::string_view start);
+
 // Appends the character in the locale's character set; false, with nothing appended, when it has no such
 // character.
 bool AppendCharacter(std::string& text, char32_t code);

@@ -40,9 +40,10 @@ class OutputFile {
     bool Close();
 
  private:
-    explicit OutputFile(int opened) : descriptor(opened) {}
+    explicit OutputFile(int opened);
 
     int descriptor;
+    int owner;  // the process that opened it, and gives it free for others when it closes it
 };
 
 }  // namespace tc

@@ -58,6 +58,12 @@ class CanonicalPath {
         const std::string_view input = CutAtBound(prepared);
         std::size_t at = PathRootLength(input);
         path = input.substr(0, at);
+        // A drive's own folder: its point follows no backslash and stays.
+        if (at > 0 && !EndsWithSeparator(path) && input.substr(at).starts_with(".\\")) {
+            segments.push_back(at);
+            path += ".\\";
+            at += 2;
+        }
         while (at < input.size()) {
             const std::size_t end = FindSeparator(input, at);
             const std::size_t next = end == NOWHERE ? input.size() : end + 1;
@@ -104,35 +110,26 @@ std::string AbsolutePath(const char* basePath, const char* path) {
     std::string result = Canonical(given);
     if (!given.empty() && PathRootLength(given) == 0) {
         std::string folder = PreparePath(basePath);
-        if (!folder.empty() && !EndsWithSeparator(folder)) folder += SEPARATOR;
+        if (!EndsWithSeparator(folder)) folder += SEPARATOR;
         result = Canonical(folder + result);
     }
-    return result == "\\" ? result : std::string(WithoutEndSeparator(result));
+    return std::string(WithoutEndSeparator(result));
 }
 
 // What follows the folder and its backslash; npos: the path lies elsewhere.
 std::size_t RestBelow(std::string_view folder, std::string_view path) {
-    const char* p = path.data();
-    const char* const end = p + path.size();
-    bool same = true;
-    EachCharacter(folder, [&](std::size_t, std::string_view character) {
-        if (p == end) return same = false;
-        const Character ours = CharacterAt(p, end);
-        same =
-            EqualNoCase(CharacterAt(character.data(), character.data() + character.size()).code, ours.code);
-        p += ours.bytes;
-        return same;
-    });
-    if (!same || p == end || *p != SEPARATOR || PathRootLength({p + 1, end}) != 0) return NOWHERE;
-    return static_cast<std::size_t>(p + 1 - path.data());
+    const std::size_t end = PrefixNoCase(path, folder);
+    const bool goesOn = end != NOWHERE && path.substr(end).starts_with(SEPARATOR);
+    return goesOn && PathRootLength(path.substr(end + 1)) == 0 ? end + 1 : NOWHERE;
 }
 
 std::string RelativePath(const char* basePath, const char* path) {
     const std::string given = PreparePath(path);
     if (given.empty()) return {};
-    std::string full = PathRootLength(given) == 0 ? AbsolutePath(basePath, given.c_str()) : Canonical(given);
-    if (full.empty()) return ".";  // a base folder without a name
     const std::string folder = Canonical(PreparePath(basePath));
+    const bool joins = PathRootLength(given) == 0 && !folder.empty();
+    std::string full = joins ? AbsolutePath(basePath, given.c_str()) : Canonical(given);
+    if (full.empty()) return ".";  // a base folder without a name
     if (folder.empty()) return MarkRelative(std::move(full));
     const bool isClosed = EndsWithSeparator(full);
     const std::size_t rest = RestBelow(WithoutEndSeparator(folder), isClosed ? full : full + SEPARATOR);
@@ -165,6 +162,15 @@ std::size_t PathRootLength(std::string_view prepared) {
     const bool isLetter = (first >= 'A' && first <= 'Z') || (first >= 'a' && first <= 'z');
     if (isLetter && prepared.substr(1).starts_with(':')) return 2;
     return first == SEPARATOR ? 1 : 0;
+}
+
+bool HasOneOf(std::string_view text, std::string_view set) {
+    bool found = false;
+    EachCharacter(text, [&](std::size_t, std::string_view character) {
+        found = set.find(character.front()) != std::string_view::npos;
+        return !found;
+    });
+    return found;
 }
 
 std::size_t LastSeparator(std::string_view prepared) {

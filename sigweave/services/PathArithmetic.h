@@ -14,9 +14,11 @@
 //
 // A path is absolute when it has a root: \\server\, a letter with a colon, or a single leading backslash.
 
-// The path in its canonical form ("." and ".." resolved, no backslash at its end, except for the root folder
-// "\" itself); a relative one starts at the base folder, and stays relative when that is empty or relative.
-// An empty path stays empty. ".." never climbs above a root: what is left of it stays in the path.
+// The path in its canonical form ("." and ".." resolved, no backslash at its end: deliberately also not for
+// the root folder "\", which becomes the empty path, for settings that join it with names); a relative one
+// follows the base folder and a backslash, so below an empty base it starts at the root folder, and below a
+// relative one it stays relative. An empty path stays empty. ".." never climbs above a root: what is left of
+// it stays in the path, and so does the "." of "C:.\x".
 TC_API TCString MakeAbsPath(const char* basePath, const char* path);
 TC_API CString MakeAbsPath(const CString& basePath, const CString& path);
 
@@ -37,5 +39,8 @@ std::size_t PathRootLength(std::string_view prepared);
 
 // Where the last backslash of a prepared path is; npos: nowhere.
 std::size_t LastSeparator(std::string_view prepared);
+
+// Whether one of its characters is one of the set's, which are ASCII.
+bool HasOneOf(std::string_view text, std::string_view set);
 
 }  // namespace tc

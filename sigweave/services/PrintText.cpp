@@ -211,6 +211,7 @@ bool PrintText(TCString& text, const char* format, va_list given) {
         if (*percent == '\0') break;
         format = percent + 1;
         if (*format == '%') {
+            if (std::strncmp(format + 1, "lpPtr", 5) == 0) return false;
             out.Text("%");
             ++format;
         } else if (!PutConversion(out, ReadConversion(format), arguments)) {

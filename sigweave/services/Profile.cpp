@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "sigweave/platform/CodePage.h"
 #include "sigweave/platform/Fork.h"
 #include "sigweave/services/ProfileEntries.h"
 #include "sigweave/services/ProfileStore.h"
@@ -29,6 +30,7 @@ std::string MachineHivePath() {
 // --- The hives of the process --------------------------------------------------------------------
 
 struct Hives {
+    TCString registryPath = "Software\\Varnholt\\SIGWEAVE\\";
     // Most users may not write in the machine hive's folder.
     ProfileStore machine{MachineHivePath, ProfileStore::Journal::Rollback};
     ProfileStore user{UserHivePath, ProfileStore::Journal::WriteAhead};
@@ -51,7 +53,7 @@ void CloseHives() {
     TheHives().user.Close();
 }
 
-// Never destroyed: a module may save settings while the process goes down.
+// Never destroyed, the path included: a module may save settings while the process goes down.
 union HivesStorage {
     Hives hives;
     HivesStorage() noexcept : hives() {
@@ -71,14 +73,12 @@ Hives& TheHives() {
 
 // --- The operations ------------------------------------------------------------------------------
 
-TCString registryPath = "Software\\Varnholt\\SIGWEAVE\\";
-
 const char* OrEmpty(const char* text) {
     return text != nullptr ? text : "";
 }
 
 TCString Key(const char* section) {
-    return registryPath + OrEmpty(section);
+    return TheHives().registryPath + OrEmpty(section);
 }
 
 bool Exists(ProfileStore& hive, const char* section, const char* entry) {
@@ -100,24 +100,28 @@ TCString LoadText(ProfileStore& hive, const char* section, const char* entry) {
     return Load(hive, section, entry, std::string()).c_str();
 }
 
-void Save(ProfileStore& hive, const char* section, const char* entry, const ProfileStore::Value& value) {
-    hive.Write(Key(section), OrEmpty(entry), value);
+bool Save(ProfileStore& hive, const char* section, const char* entry, const ProfileStore::Value& value) {
+    return hive.Write(Key(section), OrEmpty(entry), value);
 }
 
-void Delete(ProfileStore& hive, const char* section, const char* entry) {
-    hive.Delete(Key(section), OrEmpty(entry));
+bool Delete(ProfileStore& hive, const char* section, const char* entry) {
+    return hive.Delete(Key(section), OrEmpty(entry));
+}
+
+ProfileStore& StoreOf(tc::Hive hive) {
+    return hive == tc::Hive::Machine ? TheHives().machine : TheHives().user;
 }
 
 }  // namespace
 
 TCString ChangeRegistryPath(const char* path) {
-    TCString before = registryPath;
-    registryPath = OrEmpty(path);
+    TCString before = TheHives().registryPath;
+    TheHives().registryPath = OrEmpty(path);
     return before;
 }
 
 const char* GetRegistryPath() {
-    return registryPath;
+    return TheHives().registryPath;
 }
 
 bool ExistsMachineProfileKey(const char* section, const char* entry) {
@@ -178,25 +182,25 @@ void DeleteUserProfileString(const char* section, const char* entry) {
 
 namespace tc {
 
-namespace {
-
-bool StartsWithNoCase(const std::string& text, const TCString& start) {
-    const auto length = static_cast<std::size_t>(start.GetLength());
-    return text.size() >= length && start.CompareNoCase(text.substr(0, length).c_str()) == 0;
-}
-
-}  // namespace
-
 std::optional<std::vector<ProfileEntry>> ReadProfile(Hive hive) {
-    auto all = (hive == Hive::Machine ? TheHives().machine : TheHives().user).List();
+    auto all = StoreOf(hive).List();
     if (!all) return std::nullopt;
     std::vector<ProfileEntry> entries;
     for (ProfileStore::Entry& entry : *all) {
-        if (!StartsWithNoCase(entry.key, registryPath)) continue;
-        entries.push_back({entry.key.substr(static_cast<std::size_t>(registryPath.GetLength())),
-                           std::move(entry.name), std::move(entry.value)});
+        const std::size_t section = PrefixNoCase(entry.key, GetRegistryPath());
+        if (section == std::string::npos) continue;
+        entries.push_back({entry.key.substr(section), std::move(entry.name), std::move(entry.value)});
     }
     return entries;
+}
+
+bool SaveProfileEntry(Hive hive, const char* section, const char* entry,
+                      const std::variant<std::int32_t, std::string>& value) {
+    return Save(StoreOf(hive), section, entry, value);
+}
+
+bool DeleteProfileEntry(Hive hive, const char* section, const char* entry) {
+    return Delete(StoreOf(hive), section, entry);
 }
 
 std::string ProfilePath(Hive hive) {

@@ -4,8 +4,8 @@
 #include "sigweave/platform/Export.h"
 
 // Small persistent settings of modules and hosts: integers and texts, by section and entry, for the machine
-// or for the user. A section lies below the registry path; sections and entries compare without case. Null
-// texts count as empty.
+// or for the user. A section lies below the registry path; sections and entries compare without case, by
+// Unicode. Null texts count as empty.
 //
 // Each hive is one file: SIGWEAVE_USER_HIVE and SIGWEAVE_MACHINE_HIVE name them; else they are
 // sigweave/profile.db in the user's configuration folder (XDG_CONFIG_HOME, HOME/.config) and

@@ -25,6 +25,11 @@ struct ProfileEntry {
 // thread.
 TC_API std::optional<std::vector<ProfileEntry>> ReadProfile(Hive hive);
 
+// As the functions of Profile.h, and whether it is on the disk.
+TC_API bool SaveProfileEntry(Hive hive, const char* section, const char* entry,
+                             const std::variant<std::int32_t, std::string>& value);
+TC_API bool DeleteProfileEntry(Hive hive, const char* section, const char* entry);
+
 // The file of a hive, whether it exists or not; empty when the environment leaves no place for it.
 TC_API std::string ProfilePath(Hive hive);
 

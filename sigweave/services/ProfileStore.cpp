@@ -2,12 +2,15 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <initializer_list>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 
+#include "sigweave/platform/CodePage.h"
 #include "sigweave/platform/Fork.h"
 
 namespace tc {
@@ -35,6 +38,12 @@ constexpr const char* WRITE_ENTRY =
     "INSERT INTO entries VALUES (?1, ?2, ?3, ?4)"
     " ON CONFLICT (key, name) DO UPDATE SET type = excluded.type, data = excluded.data";
 constexpr const char* DELETE_ENTRY = "DELETE FROM entries WHERE key = ?1 AND name = ?2";
+// The spelling that is in use of a key and of a name, the one that differs least first. The tables themselves
+// compare without the case of ASCII letters only.
+constexpr const char* FIND_KEY =
+    "SELECT name FROM keys WHERE name = ?1 COLLATE ANYCASE ORDER BY name != ?1 LIMIT 1";
+constexpr const char* FIND_NAME =
+    "SELECT name FROM entries WHERE key = ?1 AND name = ?2 COLLATE ANYCASE ORDER BY name != ?2 LIMIT 1";
 
 using Database = std::unique_ptr<sqlite3, decltype([](sqlite3* database) { sqlite3_close_v2(database); })>;
 
@@ -110,6 +119,17 @@ std::string RowText(sqlite3_stmt* row, int column) {
     return text != nullptr ? text : "";
 }
 
+// Only whether they are equal matters.
+int CompareAnyCase(void*, int aSize, const void* a, int bSize, const void* b) {
+    const std::string_view text(static_cast<const char*>(a), static_cast<std::size_t>(aSize));
+    const std::string_view other(static_cast<const char*>(b), static_cast<std::size_t>(bSize));
+    return PrefixNoCase(text, other) == text.size() ? 0 : text < other ? -1 : 1;
+}
+
+bool IsAscii(const char* text) {
+    return std::ranges::none_of(std::string_view(text), [](char c) { return (c & 0x80) != 0; });
+}
+
 Database OpenDatabase(const std::string& path, int flags) {
     sqlite3* opened = nullptr;
     // The store's mutex is all the locking that a connection needs.
@@ -117,8 +137,27 @@ Database OpenDatabase(const std::string& path, int flags) {
     Database database(opened);
     if (result != SQLITE_OK) return nullptr;
     sqlite3_busy_timeout(opened, BUSY_MILLISECONDS);
+    sqlite3_create_collation(opened, "ANYCASE", SQLITE_UTF8, nullptr, CompareAnyCase);
     Execute(opened, "PRAGMA synchronous = FULL");
     return database;
+}
+
+// A hive with a write-ahead log is read with a file of locks beside it. Where that can be neither found nor
+// made, nobody writes the hive either.
+bool LacksLocks(sqlite3* database) {
+    const int result = sqlite3_exec(database, "SELECT 1 FROM sqlite_schema", nullptr, nullptr, nullptr);
+    return result == SQLITE_CANTOPEN || result == SQLITE_READONLY;
+}
+
+Database OpenUnchanging(const std::string& path) {
+    std::error_code ignored;
+    std::string uri = "file://";
+    for (const char c : std::filesystem::absolute(path, ignored).string()) {
+        constexpr std::string_view MEANINGFUL = "%?#";
+        const auto special = MEANINGFUL.find(c);
+        special == std::string_view::npos ? uri += c : uri += std::array{"%25", "%3F", "%23"}[special];
+    }
+    return OpenDatabase(uri + "?immutable=1", SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
 }
 
 // What the file's header says of its content. With a rollback journal every commit counts up in it, before
@@ -174,8 +213,12 @@ class ReadValues {
 
 class ProfileStore::Connection {
  public:
-    Connection(std::string filePath, Database opened, Journal hiveJournal)
-        : path(std::move(filePath)), journal(hiveJournal), database(std::move(opened)) {}
+    // An unchanging one is good for one call: it does not see what others change.
+    Connection(std::string filePath, Database opened, Journal hiveJournal, bool unchanging)
+        : path(std::move(filePath)),
+          journal(hiveJournal),
+          isUnchanging(unchanging),
+          database(std::move(opened)) {}
 
     // When the file is gone, the journal at its path belongs to another one: closing must not remove that.
     ~Connection() {
@@ -185,13 +228,15 @@ class ProfileStore::Connection {
     Connection& operator=(const Connection&) = delete;
 
     bool IsOurs() const { return process == ProcessId(); }
-    bool IsAt(const std::string& place) const { return place == path && !HasMoved(); }
+    bool IsAt(const std::string& place) const { return !isUnchanging && place == path && !HasMoved(); }
 
     std::optional<Value> Read(const char* key, const char* name) {
         const auto* known = readValues.Find(key, name);
         if (known != nullptr && readValues.AreGoodFor(FileStamp())) return *known;
         if (!readEntry.Prepare(database.get(), READ_ENTRY)) return std::nullopt;
-        Run run(readEntry, {key, name});
+        const std::string usedKey = UsedKey(key);
+        const std::string usedName = UsedName(usedKey.c_str(), name);
+        Run run(readEntry, {usedKey.c_str(), usedName.c_str()});
         if (!run.HasRow()) return std::nullopt;
         std::optional<Value> value = RowValue(run.statement);
         if (const auto stamp = FileStamp()) readValues.Keep(*stamp, key, name, value);
@@ -215,16 +260,18 @@ class ProfileStore::Connection {
         return entries;
     }
 
-    void Write(const char* key, const char* name, const Value& value) {
-        ChangeKey(key, [&] {
-            Run run(writeEntry, {key, name});
+    bool Write(const char* key, const char* name, const Value& value) {
+        return ChangeEntry(key, name, [&](const char* usedKey, const char* usedName) {
+            Run run(writeEntry, {usedKey, usedName});
             BindValue(run.statement, value);
             return run.IsDone();
         });
     }
 
-    void Delete(const char* key, const char* name) {
-        ChangeKey(key, [&] { return Run(deleteEntry, {key, name}).IsDone(); });
+    bool Delete(const char* key, const char* name) {
+        return ChangeEntry(key, name, [&](const char* usedKey, const char* usedName) {
+            return Run(deleteEntry, {usedKey, usedName}).IsDone();
+        });
     }
 
     void PrepareWriting() {
@@ -250,9 +297,26 @@ class ProfileStore::Connection {
 
     // After a failure the next write makes sure of the tables again: the file may have been emptied in place.
     template <typename Change>
-    void ChangeKey(const char* key, Change change) {
-        if (!writable) return;
-        writable = InTransaction([&] { return Run(makeKey, {key}).IsDone() && change(); });
+    bool ChangeEntry(const char* key, const char* name, Change change) {
+        if (!writable) return false;
+        return writable = InTransaction([&] {
+                   const std::string usedKey = UsedKey(key);
+                   const std::string usedName = UsedName(usedKey.c_str(), name);
+                   return Run(makeKey, {usedKey.c_str()}).IsDone() &&
+                          change(usedKey.c_str(), usedName.c_str());
+               });
+    }
+
+    std::string UsedKey(const char* key) { return IsAscii(key) ? key : Used(findKey, FIND_KEY, {key}, key); }
+    std::string UsedName(const char* key, const char* name) {
+        return IsAscii(name) ? name : Used(findName, FIND_NAME, {key, name}, name);
+    }
+    // The spelling that the query finds, else the one that was given.
+    std::string Used(Statement& query, const char* sql, std::initializer_list<const char*> texts,
+                     const char* given) {
+        if (!query.Prepare(database.get(), sql)) return given;
+        Run run(query, texts);
+        return run.HasRow() ? RowText(run.statement, 0) : given;
     }
 
     // Takes the write lock at once, so that two writers never wait for each other.
@@ -267,6 +331,7 @@ class ProfileStore::Connection {
     const int process = ProcessId();
     const std::string path;
     const Journal journal;
+    const bool isUnchanging;
     bool writable = false;
     ReadValues readValues;
     Database database;
@@ -275,6 +340,8 @@ class ProfileStore::Connection {
     Statement makeKey;
     Statement writeEntry;
     Statement deleteEntry;
+    Statement findKey;
+    Statement findName;
 };
 
 ProfileStore::ProfileStore(PathFinder hivePath, Journal hiveJournal)
@@ -296,14 +363,16 @@ std::optional<std::vector<ProfileStore::Entry>> ProfileStore::List() {
     return isThere ? std::nullopt : std::optional(std::vector<Entry>());
 }
 
-void ProfileStore::Write(const char* key, const char* name, const Value& value) {
+bool ProfileStore::Write(const char* key, const char* name, const Value& value) {
     const std::lock_guard lock(mutex);
-    if (Connection* open = Connect(Access::Write)) open->Write(key, name, value);
+    Connection* open = Connect(Access::Write);
+    return open != nullptr && open->Write(key, name, value);
 }
 
-void ProfileStore::Delete(const char* key, const char* name) {
+bool ProfileStore::Delete(const char* key, const char* name) {
     const std::lock_guard lock(mutex);
-    if (Connection* open = Connect(Access::Write)) open->Delete(key, name);
+    Connection* open = Connect(Access::Write);
+    return open != nullptr && open->Delete(key, name);
 }
 
 void ProfileStore::Close() {
@@ -326,9 +395,11 @@ ProfileStore::Connection* ProfileStore::Connect(Access access) {
             std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
             flags |= SQLITE_OPEN_CREATE;
         }
-        if (Database database = OpenDatabase(path, flags)) {
-            connection = std::make_unique<Connection>(path, std::move(database), journal);
-        }
+        Database database = OpenDatabase(path, flags);
+        const bool unchanging = database != nullptr && LacksLocks(database.get());
+        if (unchanging) database = OpenUnchanging(path);
+        if (database != nullptr)
+            connection = std::make_unique<Connection>(path, std::move(database), journal, unchanging);
     }
     if (connection != nullptr && access == Access::Write) connection->PrepareWriting();
     return connection.get();

@@ -12,15 +12,16 @@
 namespace tc {
 
 // One hive of the settings profile: keys that hold named values, in one SQLite database. Keys and names
-// compare without case (ASCII). Every write is a transaction of its own, on the disk when it returns; several
-// processes and threads may use a hive at once, and a crash loses no more than the write in progress.
+// compare without case, by Unicode. Every write is a transaction of its own, on the disk when it returns;
+// several processes and threads may use a hive at once, and a crash loses no more than the write in progress.
 //
 // The connection is kept between calls, but never across a fork: call `BeforeFork` and `AfterFork` around it.
 // It is made anew when the path of the hive changes, and when the file is removed or replaced. Reading makes
 // no file. A hive with a rollback journal remembers what it read until the file's header tells of a change by
 // anyone; a value that was complete when reading began is never missed.
 //
-// Failures are silent: nothing is read, nothing is written.
+// A hive that may be read is read, also where nothing may be written beside it. Failures are silent: nothing
+// is read, nothing is written.
 class ProfileStore {
  public:
     using Value = std::variant<std::int32_t, std::string>;
@@ -42,10 +43,10 @@ class ProfileStore {
     std::optional<Value> Read(const char* key, const char* name);
     // Everything, ordered by key and name; missing when there is a file that is no hive or may not be read.
     std::optional<std::vector<Entry>> List();
-    // Makes the key when there is none.
-    void Write(const char* key, const char* name, const Value& value);
-    // Leaves the key, and makes it when there is none.
-    void Delete(const char* key, const char* name);
+    // Makes the key when there is none. Whether it is on the disk.
+    bool Write(const char* key, const char* name, const Value& value);
+    // Leaves the key, and makes it when there is none. Whether that is on the disk.
+    bool Delete(const char* key, const char* name);
     void Close();
 
     // In the parent before the fork, and after it on both sides. The store is locked in between.

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 
 #include "sigweave/services/UserFolders.h"
 
@@ -30,14 +31,24 @@ constexpr PersonalFolder PERSONAL_FOLDERS[] = {
     {"PUBLICSHARE", "/Public"}, {"TEMPLATES", "/Templates"}, {"VIDEOS", "/Videos"},
 };
 
+// What the shell reads between the quotation marks in which the text begins; missing without the second one.
+std::optional<std::string> Quoted(std::string_view text) {
+    std::string content;
+    for (std::size_t at = 1; at < text.size() && text.front() == '"'; ++at) {
+        if (text[at] == '"') return content;
+        if (text[at] == '\\' && at + 1 < text.size()) ++at;
+        content += text[at];
+    }
+    return std::nullopt;
+}
+
 // The value of a line NAME="$HOME/folder" or NAME="/folder" of the user's list; empty for any other value.
-std::string ListedFolder(const std::string& value, const std::string& home) {
-    constexpr std::string_view BELOW_HOME = "$HOME/";
-    if (value.size() < 2 || !value.starts_with('"') || !value.ends_with('"')) return {};
-    const std::string folder = value.substr(1, value.size() - 2);
-    if (folder.starts_with(BELOW_HOME))
-        return home.empty() ? home : home + "/" + folder.substr(BELOW_HOME.size());
-    return folder.starts_with('/') ? folder : std::string();
+std::string ListedFolder(std::string_view value, const std::string& home) {
+    constexpr std::string_view HOME = "$HOME";
+    const std::optional<std::string> folder = Quoted(value);
+    if (!folder) return {};
+    if (!value.substr(1).starts_with("$HOME/")) return folder->starts_with('/') ? *folder : std::string();
+    return home.empty() ? home : home + folder->substr(HOME.size());
 }
 
 std::string Personal(const char* name) {
@@ -46,7 +57,7 @@ std::string Personal(const char* name) {
     std::ifstream list(UserFolderPath(UserFolder::Config) + "/user-dirs.dirs");
     for (std::string line; std::getline(list, line);) {
         if (!line.starts_with(start)) continue;
-        const std::string folder = ListedFolder(line.substr(start.size()), home);
+        const std::string folder = ListedFolder(std::string_view(line).substr(start.size()), home);
         if (!folder.empty()) return folder;
     }
     const auto* usual = std::ranges::find(PERSONAL_FOLDERS, name, &PersonalFolder::name);

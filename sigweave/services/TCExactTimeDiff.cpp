@@ -20,7 +20,6 @@ double TCExactTimeDiff::GetTimeDiff() const {
 }
 
 void TCExactTimeDiffPeriodic::Stop() {
-    if (!Running()) return;
     const double interval = GetTimeDiff();
     TCExactTimeDiff::Reset();
     ++count;

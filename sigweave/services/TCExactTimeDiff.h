@@ -23,7 +23,7 @@ class TC_API TCExactTimeDiff {
 // the jitter of a loop. The average and the deviation are 0 before the first interval.
 class TC_API TCExactTimeDiffPeriodic : public TCExactTimeDiff {
  public:
-    // Ends the interval and counts it; nothing without a start.
+    // Ends the interval and counts it; without a start, one of 0.
     void Stop();
     // Forgets all intervals.
     void Reset() override;

@@ -14,6 +14,7 @@ namespace {
 TCPathChooser* pathChooser = nullptr;
 
 constexpr std::string_view ELLIPSIS = "...";
+constexpr const char* HERE = ".";
 
 TCString ToTCString(std::string_view text) {
     return TCString().AllocCopy(text);
@@ -68,7 +69,15 @@ void TCSetPathChooser(TCPathChooser* chooser) {
 }
 
 void TCFilePath::SetPath(const char* newPath) {
-    path = MakeRelPath(BaseFolder(), newPath);
+    path = RelativeToBase(newPath);
+}
+
+// A path that climbs out of a relative base folder keeps its "..": without, it would name a place below it.
+TCString TCFilePath::RelativeToBase(const char* given) const {
+    const TCString base = BaseFolder();
+    TCString relative = MakeRelPath(base, given);
+    const bool isSame = IsAbsolute(relative) || MakeAbsPath(base, relative) == MakeAbsPath(base, given);
+    return isSame ? relative : MakeAbsPath(HERE, given);
 }
 
 TCString TCFilePath::BaseFolder() const {
@@ -80,11 +89,12 @@ TCString TCFilePath::BaseFolder() const {
 TCString TCFilePath::GetAbsPath() const {
     TCString resolved = path;
     Resolve(resolved, resolveFolders, resolveEnvironment);
-    return MakeAbsPath(BaseFolder(), resolved);
+    const TCString base = BaseFolder();
+    return MakeAbsPath(base.IsEmpty() ? TCString(HERE) : base, resolved);
 }
 
 TCString TCFilePath::GetRelPath() const {
-    return MakeRelPath(BaseFolder(), path);
+    return RelativeToBase(path);
 }
 
 TCString TCFilePath::GetDirectory() const {
@@ -128,7 +138,7 @@ TCFilePath::DialogResult TCFilePath::Ask(TCPathQuestion question) {
     question.proposal = proposal.c_str();
     CString chosen;
     if (!pathChooser->Choose(question, chosen)) return CANCELLED;
-    if (chosen.find_first_of("\r\n*?\"<>|") != CString::npos) return REFUSED_NAME;
+    if (tc::HasOneOf(chosen, "\r\n*?\"<>|")) return REFUSED_NAME;
     SetPath(chosen.c_str());
     return CHOSEN;
 }

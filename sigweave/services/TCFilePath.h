@@ -54,8 +54,8 @@ class TC_API TCFilePath {
     // Keeps the path relative to the default folder where that is possible; tokens stay.
     void SetPath(const char* newPath);
 
-    // Canonical, tokens resolved as enabled, relative ones made absolute with the default folder. With
-    // backslashes; see tc::NativePath.
+    // Canonical, tokens resolved as enabled, relative ones made absolute with the default folder; without one
+    // they stay relative. With backslashes; see tc::NativePath.
     TCString GetAbsPath() const;
     // Below the default folder with a leading ".\", else absolute; tokens stay, so this is what settings
     // store.
@@ -103,6 +103,7 @@ class TC_API TCFilePath {
  private:
     DialogResult Ask(TCPathQuestion question);
     TCString BaseFolder() const;
+    TCString RelativeToBase(const char* given) const;
 
     TCString path;
     TCString defaultFolder;

@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <set>
 #include <string_view>
 #include <thread>
 #include <utility>
 
+#include "sigweave/platform/Fork.h"
 #include "sigweave/platform/OutputFile.h"
 #include "sigweave/platform/PathText.h"
 #include "sigweave/platform/Thread.h"
@@ -79,9 +82,48 @@ std::unique_lock<std::mutex> LockSoon(std::mutex& mutex) {
 
 }  // namespace
 
-TCLogFile::TCLogFile() = default;
+// All logs of the process. A fork waits until nobody writes, so that the child finds whole lines and free
+// locks.
+class TCLogFile::Registry {
+ public:
+    Registry() noexcept { tc::AtFork(LockAll, UnlockAll, UnlockAll); }
 
-TCLogFile::TCLogFile(const TCLogFile& other) : state(other.CopyState()) {}
+    void Add(TCLogFile* log) {
+        const std::lock_guard guard(lock);
+        logs.insert(log);
+    }
+    void Remove(TCLogFile* log) {
+        const std::lock_guard guard(lock);
+        logs.erase(log);
+    }
+
+    // Never destroyed: a log may outlive it.
+    static Registry& The() {
+        static Registry& registry = *new Registry;
+        return registry;
+    }
+
+ private:
+    static void LockAll() {
+        The().lock.lock();
+        for (TCLogFile* log : The().logs) log->lock.lock();
+    }
+    static void UnlockAll() {
+        for (TCLogFile* log : The().logs) log->lock.unlock();
+        The().lock.unlock();
+    }
+
+    std::mutex lock;
+    std::set<TCLogFile*> logs;
+};
+
+TCLogFile::TCLogFile() {
+    Registry::The().Add(this);
+}
+
+TCLogFile::TCLogFile(const TCLogFile& other) : state(other.CopyState()) {
+    Registry::The().Add(this);
+}
 
 TCLogFile& TCLogFile::operator=(const TCLogFile& other) {
     if (this == &other) return *this;
@@ -92,6 +134,7 @@ TCLogFile& TCLogFile::operator=(const TCLogFile& other) {
 }
 
 TCLogFile::~TCLogFile() {
+    Registry::The().Remove(this);
     Close();
 }
 
@@ -106,9 +149,9 @@ bool TCLogFile::Open(unsigned long logType, unsigned long logLevel, const char* 
                      bool append, int splitSizeKB) try {
     const std::lock_guard guard(lock);
     state.pattern = fileName;
-    const std::string_view given = View(state.pattern);
-    if (given.empty() || given.ends_with('\\') || given.ends_with('/')) state.pattern += DEFAULT_NAME;
-    const TCString expanded = ExpandPattern();
+    if (state.pattern.IsEmpty() || tc::NativePath(state.pattern).ends_with('/'))
+        state.pattern += DEFAULT_NAME;
+    TCString expanded = ExpandPattern();
     if (state.file != nullptr && expanded != state.currentName) CloseLocked();
     state.currentName = expanded;
     state.typeMask = static_cast<std::uint32_t>(logType);
@@ -116,7 +159,8 @@ bool TCLogFile::Open(unsigned long logType, unsigned long logLevel, const char* 
     state.flush = flush;
     state.append = append;
     state.splitLimit = SplitLimit(splitSizeKB);
-    if (state.file == nullptr && !OpenFile(expanded)) return false;
+    if (state.file == nullptr && !OpenCurrent()) return false;
+    expanded = state.currentName;
     const TCString converted =
         expanded != state.pattern
             ? TCString::FormatS(", converted to '%s'", static_cast<const char*>(expanded))
@@ -129,6 +173,18 @@ bool TCLogFile::Open(unsigned long logType, unsigned long logLevel, const char* 
 } catch (const std::bad_alloc&) {
     Close();
     return false;
+}
+
+// Several that are opened in the same microsecond mean the same file: only one gets it, the others the next.
+bool TCLogFile::OpenCurrent() {
+    while (!OpenFile(state.currentName)) {
+        const int reason = errno;
+        const TCString next = ExpandPattern();
+        errno = reason;
+        if (reason != EWOULDBLOCK || next == state.currentName) return false;
+        state.currentName = next;
+    }
+    return true;
 }
 
 TCString TCLogFile::ExpandPattern() const {

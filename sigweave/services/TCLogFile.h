@@ -48,7 +48,8 @@ class Watched {
 // Any thread may log; every line reaches the file whole, with the call, and is on the disk with it when the
 // log flushes. A copy writes into the same open file and has a lock of its own; the file is closed with the
 // last of them. While a log has a file open for writing, others that share nothing with it are refused it;
-// reading it is free.
+// reading it is free. A child after a fork goes on in the parent's file; who closes it in one of the two
+// leaves it to the other.
 //
 // Nothing throws or is reported: failures (also of a line that memory cannot hold) answer false, and so does
 // what the masks keep out.
@@ -78,6 +79,8 @@ class TC_API TCLogFile {
     // When it expands to another name than that of the open file, that one is closed. `append` keeps what an
     // existing file holds; `flush` brings every line to the disk, which takes milliseconds.
     //
+    // A name that another log has just taken, and that holds the time, is expanded again.
+    //
     // At `splitSizeKB` the log goes on in a new file: the pattern is expanded anew, and without a time in it
     // the file is begun anew. 0 and, deliberately for settings that rely on the overflow, all sizes whose
     // bytes wrap to a negative number of 32 bits or to 0 never split. A file that cannot be opened, here or
@@ -87,8 +90,9 @@ class TC_API TCLogFile {
     // False only when the system reports that something was lost.
     bool Close();
 
-    // By the rules of printf; beside them %lpPtr writes the low 32 bits of a pointer, as 0x0012abcd. CR, LF
-    // and tab become <\r>, <\n> and <\t>. Without text (a null format) the line ends behind the source.
+    // By the rules of printf; beside them %lpPtr writes the low 32 bits of a pointer, as 0x0012abcd: it is
+    // replaced by 0x%08x first, deliberately also behind another percent sign. CR, LF and tab become <\r>,
+    // <\n> and <\t>. Without text (a null format) the line ends behind the source.
     bool Log(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, ...);
     bool LogV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, va_list args);
     // A line whose text ends in the length, then the bytes as they are, then CR LF. The text, written as it
@@ -152,7 +156,10 @@ class TC_API TCLogFile {
         std::int64_t bytesWritten = 0;
     };
 
+    class Registry;
+
     State CopyState() const;
+    bool OpenCurrent();
     TCString ExpandPattern() const;
     bool WriteParts(std::initializer_list<std::string_view> parts);
     bool LogLocked(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, ...);

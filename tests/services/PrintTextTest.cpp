@@ -58,7 +58,7 @@ TEST_F(PrintText, WritesIntegersAndTexts) {
     for (const char* format : {"%ld", "%lu", "%lx", "%lld", "%zu", "%020ld", "%p"})
         for (const long value : {0L, -1L, LONG_MAX, LONG_MIN}) Expect(format, value);
     for (const char* format : {"%s", "[%6s]", "[%-6s]", "%.2s", "%%%s%%"})
-        for (const char* value : {"a", "seven77", "caf\xe9"}) Expect(format, value);
+        for (const char* value : {"", "a", "seven77", "caf\xe9"}) Expect(format, value);
     Expect("%s|%*d|%s", "a", 5, 42, std::string(1500, 'x').c_str());
     Expect("100%% %d %ld %s %.1f %u", 1, 2L, "three", 4.0, 5U);
 }

@@ -14,6 +14,7 @@
 
 #include "sigweave/services/Profile.h"
 #include "tests/support/OwnFolder.h"
+#include "sigweave/services/ProfileEntries.h"
 
 namespace {
 
@@ -69,6 +70,43 @@ TEST_F(Profile, KeepsTypedValuesOfTwoHives) {
     EXPECT_TRUE(ExistsMachineProfileKey("S", "number"));
     SaveUserProfileString(nullptr, nullptr, nullptr);
     EXPECT_TRUE(ExistsUserProfileKey("", ""));
+}
+
+TEST_F(Profile, ComparesWithoutCaseByUnicode) {
+    SaveUserProfileInt(
+        "Gr\xC3\xB6\xC3\x9F"
+        "e",
+        "\xC3\x84nderung", 1);
+    SaveUserProfileInt(
+        "GR\xC3\x96\xC3\x9F"
+        "E",
+        "\xC3\xA4NDERUNG", 2);
+    EXPECT_EQ(LoadUserProfileInt("gr\xC3\xB6\xC3\x9F"
+                                 "e",
+                                 "\xC3\x84nderung", 0),
+              2);
+    EXPECT_EQ(LoadUserProfileInt("gr\xC3\xB8\xC3\x9F"
+                                 "e",
+                                 "\xC3\x84nderung", 0),
+              0);
+    ASSERT_EQ(tc::ReadProfile(tc::Hive::User)->size(), 1U) << "one entry of one section";
+    EXPECT_EQ((*tc::ReadProfile(tc::Hive::User))[0].name, "\xC3\x84nderung");
+    DeleteUserProfileInt(
+        "GR\xC3\x96\xC3\x9F"
+        "E",
+        "\xC3\xA4nderung");
+    EXPECT_FALSE(
+        ExistsUserProfileKey("Gr\xC3\xB6\xC3\x9F"
+                             "e",
+                             "\xC3\x84nderung"));
+    SaveUserProfileInt("S", "\xE4", 1);
+    SaveUserProfileInt("S", "\xC4", 2);
+    EXPECT_EQ(LoadUserProfileInt("S", "\xE4", 0), 1) << "no characters, so without case";
+    ChangeRegistryPath("software\\\xC3\x84");
+    SaveUserProfileInt("", "a", 1);
+    ChangeRegistryPath("Software\\\xC3\xA4");
+    EXPECT_EQ(tc::ReadProfile(tc::Hive::User)->size(), 1U);
+    ChangeRegistryPath("Software\\Varnholt\\SIGWEAVE\\");
 }
 
 TEST_F(Profile, SeesOnlyEntriesOfUpTo255Bytes) {
@@ -127,6 +165,59 @@ TEST_F(Profile, LeavesForeignFilesAlone) {
     EXPECT_EQ(LoadUserProfileInt("S", "a", 5), 5);
     EXPECT_EQ(LoadMachineProfileInt("S", "a", 6), 6);
     EXPECT_EQ(Content(File("a/user.db")), text);
+}
+
+// As a user who may read everything and write nothing.
+TEST_F(Profile, ReadsWhereNothingMayBeWritten) {
+    SaveUserProfileInt("S", "a", 1);
+    SaveMachineProfileInt("S", "a", 2);
+    fs::permissions(fs::current_path(), fs::perms(0755));
+    const auto setWritable = [&](bool writable) {
+        for (const char* file : {"a/user.db", "a/machine.db"})
+            fs::permissions(File(file), fs::perms(writable ? 0644 : 0444));
+        fs::permissions(folder / "a", fs::perms(writable ? 0755 : 0555));
+    };
+    UseHives("none");
+    EXPECT_EQ(LoadUserProfileInt("S", "a", 0), 0) << "closes the hives";
+    EXPECT_EQ(LoadMachineProfileInt("S", "a", 0), 0);
+    UseHives("a");
+    setWritable(false);
+    EXPECT_TRUE(EndsWell(InChild([] {
+        constexpr uid_t NOBODY = 65534;
+        if (geteuid() == 0) {
+            ASSERT_EQ(setuid(NOBODY), 0);
+        }
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(LoadUserProfileInt("S", "a", 0), 1);
+            EXPECT_EQ(LoadMachineProfileInt("S", "a", 0), 2);
+            EXPECT_FALSE(tc::SaveProfileEntry(tc::Hive::User, "S", "a", 3));
+            EXPECT_FALSE(tc::DeleteProfileEntry(tc::Hive::Machine, "S", "a"));
+        }
+        EXPECT_EQ(tc::ReadProfile(tc::Hive::User)->size(), 1U);
+    })));
+    setWritable(true);
+}
+
+// Threads that nobody waits for save until the process is gone.
+TEST_F(Profile, SavesRightKeysWhileTheProcessEnds) {
+    for (int round = 0; round < 15; ++round) {
+        const pid_t child = fork();
+        if (child == 0) {
+            for (const char* name : {"a", "b"})
+                std::thread([name] {
+                    for (int i = 0;; ++i) SaveUserProfileInt("S", name, i);
+                }).detach();
+            while (!ExistsUserProfileKey("S", "b")) continue;
+            std::exit(0);
+        }
+        EXPECT_TRUE(EndsWell(child));
+    }
+    ChangeRegistryPath("");
+    const auto entries = tc::ReadProfile(tc::Hive::User);
+    ChangeRegistryPath("Software\\Varnholt\\SIGWEAVE\\");
+    ASSERT_TRUE(entries.has_value());
+    for (const tc::ProfileEntry& entry : *entries)
+        EXPECT_EQ(entry.section, "Software\\Varnholt\\SIGWEAVE\\S");
 }
 
 // A process of its own that changes the machine hive when told to, and answers when it has.
@@ -209,6 +300,17 @@ TEST_F(Profile, StartsHivesFromSeveralProcesses) {
     for (int writer = 0; writer < WRITERS; ++writer) children.push_back(InChild([=] { WriteMany(writer); }));
     for (const pid_t child : children) EXPECT_TRUE(EndsWell(child));
     ExpectAllWritten();
+}
+
+// Each is told of its own save, whosever value is there in the end.
+TEST_F(Profile, SavesOneEntryFromManyProcesses) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < 20; ++i)
+        children.push_back(InChild([i] {
+            for (const tc::Hive hive : {tc::Hive::User, tc::Hive::Machine})
+                for (int k = 0; k < 3; ++k) EXPECT_TRUE(tc::SaveProfileEntry(hive, "S", "one", i));
+        }));
+    for (const pid_t child : children) EXPECT_TRUE(EndsWell(child));
 }
 
 TEST_F(Profile, LosesNothingWhenThreadsWriteAndOneForks) {

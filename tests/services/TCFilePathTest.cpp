@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -7,6 +8,7 @@
 #include "sigweave/platform/PathText.h"
 #include "sigweave/services/PathArithmetic.h"
 #include "sigweave/services/TCFilePath.h"
+#include "sigweave/services/TCLogFile.h"
 #include "tests/support/FakeWindow.h"
 #include "tests/support/OwnFolder.h"
 
@@ -28,12 +30,19 @@ TEST(PathArithmetic, MakesPathsAbsolute) {
                             {"C:\\data", "..\\..\\..\\x", "C:\\..\\..\\x"},
                             {"C:\\data", "a\\b\\..\\..\\c\\..", "C:\\data"},
                             {"C:\\data", "...\\.x\\x.\\..y", "C:\\data\\...\\.x\\x.\\..y"},
-                            {"", "..\\..\\x", "..\\..\\x"},
+                            {"", "..\\..\\x", "\\..\\..\\x"},
                             {nullptr, nullptr, ""},
                             {"C:\\data", "\\\\srv\\share", "\\\\srv\\share"},
                             {"\\\\srv\\share\\a", "..\\b", "\\\\srv\\share\\b"},
                             {"/home/x", "y.wav", "\\home\\x\\y.wav"},
-                            {"/home/x", "/", "\\"}};
+                            {"", "x", "\\x"},
+                            {nullptr, "x\\..\\..\\y", "\\..\\y"},
+                            {"/", "x", "\\x"},
+                            {"sub\\a", "..\\..\\x", "x"},
+                            {"/home/x", "/", ""},
+                            {"C:\\data", "C:.\\x", "C:.\\x"},
+                            {"C:", ".\\x", "C:\\x"},
+                            {"C:\\data", "C:.\\.\\x\\..\\..\\y", "C:y"}};
     for (const Row& row : ROWS) EXPECT_STREQ(MakeAbsPath(row.base, row.path), row.expected) << row.path;
     EXPECT_EQ(MakeAbsPath(CString("C:\\data"), CString("x")), "C:\\data\\x");
     EXPECT_EQ(tc::NativePath(MakeAbsPath("", "/home/x/../y")), "/home/y");
@@ -71,7 +80,7 @@ TEST(PathArithmetic, CutsBetweenCharactersAtTheBound) {
     std::string umlauts = "/";
     for (int i = 0; i < 5000; ++i) umlauts += "\xC3\xA4";
     EXPECT_EQ(MakeAbsPath("", umlauts.c_str()).GetLength(), 259);
-    EXPECT_EQ(MakeAbsPath("", ("x" + umlauts).c_str()).GetLength(), 258);
+    EXPECT_EQ(MakeAbsPath("", ("C:x" + umlauts).c_str()).GetLength(), 258);
     const std::string name(10'000, 'n');
     EXPECT_EQ(MakeAbsPath(name.c_str(), name.c_str()).GetLength(), 259);
     EXPECT_STREQ(MakeRelPath("C:", name.c_str()), (".\\" + name.substr(0, 256)).c_str());
@@ -83,6 +92,55 @@ TEST(PathArithmetic, CutsBetweenCharactersAtTheBound) {
         EXPECT_LE(TCFilePath(path.c_str()).GetAbsPath().GetLength(), 259) << piece;
     }
 }
+
+// Character sets whose characters may end in a byte that looks like a backslash or a bar; made here where the
+// system has their descriptions.
+class CodePages : public testing::TestWithParam<const char*> {
+ protected:
+    void SetUp() override {
+        const std::string charset = GetParam();
+        const fs::path made = fs::absolute("ja_JP." + charset);
+        const std::string command =
+            "localedef -c -i ja_JP -f " + charset + " '" + made.string() + "' 2>/dev/null";
+        if (!fs::exists(made) && std::system(command.c_str()) < 0) GTEST_SKIP() << "no localedef";
+        setenv("LOCPATH", fs::current_path().c_str(), 1);
+        if (std::setlocale(LC_ALL, made.filename().c_str()) == nullptr) GTEST_SKIP() << "no " << charset;
+    }
+    void TearDown() override {
+        unsetenv("LOCPATH");
+        std::setlocale(LC_ALL, "C");
+    }
+};
+
+class OneAnswer : public TCPathChooser {
+ public:
+    bool Choose(const TCPathQuestion&, CString& path) override {
+        path = "/\x83\x7C";
+        return true;
+    }
+};
+
+TEST_P(CodePages, KeepWholeCharacters) {
+    EXPECT_STREQ(MakeAbsPath("/a\x95\x5C", "..\\\x95\x5Cx/\x95\x5C"), "\\\x95\x5Cx\\\x95\x5C");
+    EXPECT_STREQ(MakeRelPath("/\x95\x5C", "/\x95\x5C\\x"), ".\\x");
+    EXPECT_STREQ(MakeRelPath("/\x95", "/\x95\x5Cx"), "\\\x95\x5Cx");
+    EXPECT_EQ(tc::NativePath("\\a\x95\x5C\\\x95\x5Cx"), "/a\x95\x5C/\x95\x5Cx");
+    TCFilePath path("/");
+    path.SetPath("a\x95\x5C");
+    EXPECT_STREQ(path.GetFileName(), "a\x95\x5C");
+    EXPECT_STREQ(path.GetDirectory(), "\\");
+    OneAnswer chooser;
+    TCSetPathChooser(&chooser);
+    EXPECT_EQ(path.DoFolderDialog(""), TCFilePath::CHOSEN) << "the bar is half of a character";
+    TCSetPathChooser(nullptr);
+    const std::string long260 = "/" + std::string(257, 'x') + "\x95\x5C";
+    EXPECT_EQ(MakeAbsPath("", long260.c_str()).GetLength(), 258) << "cut before the character";
+    TCLogFile log;
+    EXPECT_TRUE(log.Open(1, 0x7F, "log\x95\x5C", false, false, 0));
+    EXPECT_TRUE(fs::exists("log\x95\x5C")) << "no folder";
+}
+
+INSTANTIATE_TEST_SUITE_P(Charsets, CodePages, testing::Values("SHIFT_JIS", "GBK"));
 
 // With folders and variables of its own.
 class PathTokens : public testing::Test {
@@ -106,11 +164,14 @@ class PathTokens : public testing::Test {
 
 TEST_F(PathTokens, StandForFolders) {
     std::ofstream(home / "config/user-dirs.dirs") << "# a comment\nXDG_MUSIC_DIR=\"$HOME/Musik\"\n"
-                                                     "XDG_VIDEOS_DIR=\"/films\"\nXDG_DESKTOP_DIR=broken\n";
+                                                     "XDG_VIDEOS_DIR=\"/films\"\nXDG_DESKTOP_DIR=broken\n"
+                                                     "XDG_PICTURES_DIR=\"$HOME/\\\"my\\\" \\$\\\\\" # mine\n"
+                                                     "XDG_DOCUMENTS_DIR=\"/unfinished\n";
     Expect("%CSIDL_APPDATA%\\x", Home("/config\\x"), 1);
     Expect("%CSIDL_LOCAL_APPDATA%", Home("/.local/share"), 1);
     Expect("%CSIDL_PROFILE%\\%CSIDL_PROFILE%", Home("\\") + Home(""), 2);
     Expect("%CSIDL_MYMUSIC%|%CSIDL_MYVIDEO%|%CSIDL_DESKTOP%", Home("/Musik|/films|") + Home("/Desktop"), 3);
+    Expect("%CSIDL_MYPICTURES%|%CSIDL_PERSONAL%", Home("/\"my\" $\\|") + Home("/Documents"), 2);
     Expect("%CSIDL_WINDOWS%", "/usr", 1);
     Expect("%CSIDL_PRINTERS%\\x%CSIDL_NONE%%csidl_profile%", "\\x", 0);
     Expect("no token, 100 %", "no token, 100 %", 0);
@@ -201,6 +262,23 @@ TEST(TCFilePath, SplitsPathsWithoutFolderOrName) {
         EXPECT_STREQ(path.GetDirectory(), row.folder) << row.path;
         EXPECT_STREQ(path.GetFileTitle(), row.title) << row.path;
         EXPECT_STREQ(path.GetFileExt(), row.extension) << row.path;
+    }
+}
+
+TEST(TCFilePath, KeepsThePlaceThatItWasGiven) {
+    const struct {
+        const char *base, *path, *kept, *place;
+    } rows[] = {{"sub", "..\\x.wav", "..\\x.wav", "x.wav"},
+                {"sub\\a", "../b/x.wav", "..\\b\\x.wav", "sub\\b\\x.wav"},
+                {"sub", "a/../x.wav", ".\\x.wav", "sub\\x.wav"},
+                {"/sub", "../x.wav", "\\x.wav", "\\x.wav"},
+                {"", "../x.wav", "..\\x.wav", "..\\x.wav"},
+                {"", "x.wav", ".\\x.wav", "x.wav"}};
+    for (const auto& row : rows) {
+        TCFilePath path(row.base);
+        path.SetPath(row.path);
+        EXPECT_STREQ(path.GetRelPath(), row.kept) << row.base;
+        EXPECT_STREQ(path.GetAbsPath(), row.place) << row.base;
     }
 }
 

@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -60,6 +64,7 @@ TEST_F(LogFile, WritesItsLines) {
     EXPECT_TRUE(log.Log(0, static_cast<TCLogFile::LOG_LEVEL>(3), "two levels", "x"));
     EXPECT_TRUE(log.Log(0, TCLogFile::WARNING, "Filter", "at %lpPtr, %lpPtr of %d",
                         reinterpret_cast<void*>(0x1f2aL), reinterpret_cast<void*>(0x7f0012345678L), 9));
+    EXPECT_TRUE(log.Log(0, TCLogFile::WARNING, "Filter", "%d%%%%lpPtr", 7, 0x1f, 0x2a));
     EXPECT_TRUE(log.Close());
     EXPECT_FALSE(log.Log(0, TCLogFile::NOTICE, "late", "closed"));
     const std::vector<std::string> expected = {
@@ -71,6 +76,7 @@ TEST_F(LogFile, WritesItsLines) {
         "Logging, Critical , ",
         "Logging,          , two levels, x",
         "Logging, Warning  , Filter, at 0x00001f2a, 0x12345678 of 9",
+        "Logging, Warning  , Filter, 7%1f0000002a",
         "Logging, Trace    , TCLogFile::Close"};
     EXPECT_EQ(Lines(), expected);
 }
@@ -105,7 +111,7 @@ TEST_F(LogFile, NamesTypesInAColumn) {
     EXPECT_TRUE(log.AddLogTypeName(8, "Output")) << "begins with the name that is there";
     EXPECT_FALSE(log.AddLogTypeName(4, "Calculus"));
     EXPECT_TRUE(log.AddLogTypeName(0, "Input")) << "type 0 means the first slot";
-    EXPECT_FALSE(log.AddLogTypeName(1UL << 32, "Far"));
+    EXPECT_FALSE(log.AddLogTypeName(1UL << 32, "Logging")) << "the general name is no slot";
     EXPECT_TRUE(log.AddLogTypeName(1UL << 31, "Last"));
     for (const unsigned long type : {0UL, 1UL, 2UL, 7UL, 15UL, 1UL << 31, (1UL << 32) + 1})
         log.Log(type, TCLogFile::DATA, "s", nullptr);
@@ -116,6 +122,10 @@ TEST_F(LogFile, NamesTypesInAColumn) {
         "Calculation, Data     , s",     "Out        , Data     , s", "Last       , Data     , s",
         "Unknown log type, Data     , s"};
     EXPECT_EQ(lines, expected);
+    const std::vector<const char*> tooMany(33, "x");
+    log.SetLogTypeNames(const_cast<const char**>(tooMany.data()), 33);
+    log.Log(0, TCLogFile::DATA, "s", nullptr);
+    EXPECT_EQ(Lines().back(), "Logging    , Data     , s") << "the general name is no slot";
 }
 
 TEST_F(LogFile, ExpandsItsName) {
@@ -329,6 +339,68 @@ TEST_F(LogThreads, LoseNothingWithCopies) {
     for (std::size_t at = 0; (at = content.find("copy:4>\r\nabcd\r\n", at)) != std::string::npos; ++at)
         ++blocks;
     EXPECT_EQ(blocks, LINES);
+}
+
+TEST_F(LogFile, TakesAFileOfItsOwnInAFolderAtTheSameTime) {
+    std::vector<TCLogFile> logs(8);
+    std::vector<std::thread> threads;
+    std::atomic<int> refused = 0;
+    for (TCLogFile& log : logs)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 100; ++i) {
+                refused += !log.Open(ALL, ALL, (folder.string() + "/").c_str(), false, false, 0);
+                log.Close();
+            }
+        });
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(refused, 0);
+    EXPECT_FALSE(Open(logs[0]) && Open(logs[1])) << "a name without the time stays refused";
+}
+
+// The child's own log calls, and the parent's after it.
+TEST_F(LogThreads, GoOnAfterAFork) {
+    TCLogFile log;
+    Open(log);
+    std::vector<pid_t> children;
+    std::thread forking([&] {
+        for (int i = 0; i < 30; ++i) {
+            const pid_t child = fork();
+            if (child == 0) {
+                alarm(20);
+                const bool done = log.Log(0, TCLogFile::NOTICE, "child", "%d", i) && log.Close();
+                std::_Exit(done ? 0 : 1);
+            }
+            children.push_back(child);
+        }
+    });
+    LogMany(log);
+    forking.join();
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    ExpectAll();
+    TCLogFile stranger;
+    EXPECT_FALSE(Open(stranger)) << "a child that closes leaves the file to the parent";
+}
+
+TEST_F(LogFile, IsFreeWhenItsProcessClosesIt) {
+    TCLogFile log;
+    Open(log);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        close(ends[1]);
+        char word = 0;
+        std::_Exit(read(ends[0], &word, 1) == 0 ? 0 : 1);
+    }
+    close(ends[0]);
+    log.Close();
+    EXPECT_TRUE(Open(log)) << "though a child has it open";
+    close(ends[1]);
+    waitpid(child, nullptr, 0);
 }
 
 }  // namespace

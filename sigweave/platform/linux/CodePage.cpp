@@ -208,6 +208,20 @@ char32_t ToLower(char32_t code) {
     return code < MALFORMED ? Classify(code, towlower, towlower_l) : code;
 }
 
+std::size_t PrefixNoCase(std::string_view text, std::string_view start) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (const char *p = start.data(), *last = p + start.size(); p < last;) {
+        if (at == end) return std::string_view::npos;
+        const Character wanted = CharacterAt(p, last);
+        const Character found = CharacterAt(at, end);
+        if (!EqualNoCase(wanted.code, found.code)) return std::string_view::npos;
+        p += wanted.bytes;
+        at += found.bytes;
+    }
+    return static_cast<std::size_t>(at - text.data());
+}
+
 bool AppendCharacter(std::string& text, char32_t code) {
     if (IsUtf8Locale()) {
         if (code > 0x10FFFF) return false;

@@ -11,6 +11,8 @@
 #include <csignal>
 #include <utility>
 
+#include "sigweave/platform/Fork.h"
+
 namespace tc {
 
 namespace {
@@ -33,6 +35,7 @@ std::unique_ptr<OutputFile> OutputFile::Open(const char* path, bool append) {
 std::unique_ptr<OutputFile> OutputFile::Adopt(int opened) {
     return std::unique_ptr<OutputFile>(new OutputFile(opened));
 }
+OutputFile::OutputFile(int opened) : descriptor(opened), owner(ProcessId()) {}
 
 OutputFile::~OutputFile() {
     Close();
@@ -96,9 +99,12 @@ bool OutputFile::Flush() {
     return fdatasync(descriptor) == 0 || errno == EINVAL;
 }
 
+// The lock would live on in a child of the process that has the file open, too.
 bool OutputFile::Close() {
     const int closed = std::exchange(descriptor, NO_DESCRIPTOR);
-    return closed == NO_DESCRIPTOR || close(closed) == 0;
+    if (closed == NO_DESCRIPTOR) return true;
+    if (owner == ProcessId()) flock(closed, LOCK_UN);
+    return close(closed) == 0;
 }
 
 }  // namespace tc
