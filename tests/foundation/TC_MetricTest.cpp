@@ -83,6 +83,7 @@ TEST(TCLogFont, ReckonsInPointsOfTheScreen) {
     EXPECT_EQ(TCLogFont::PixelHeightToDeviceUnits(12, &printer), -100);
     EXPECT_EQ(TCLogFont::DeviceUnitsToPixelHeight(-100, &printer), 12);
     EXPECT_EQ(TCLogFont::DeviceUnitsToPixelHeight(-13, nullptr), 10);
+    EXPECT_EQ(TCLogFont::PixelHeightToDeviceUnits(1 << 30, &printer), 1) << "beyond int";
     font.SetFontHeight(12);
     EXPECT_EQ(font.lfHeight, -16);
 }

@@ -6,6 +6,7 @@
 
 #include "sigweave/persistence/TCSerializeHelper.h"
 #include "sigweave/persistence/TCSerializeOldStream.h"
+#include "tests/signal/Allocations.h"
 
 namespace {
 
@@ -139,6 +140,24 @@ TEST(TCSerializeOldStream, MetadataComesBackAndLeavesTheBlankBehindTheName) {
     EXPECT_EQ(p, static_cast<const char*>(text) + text.GetLength());
     EXPECT_TRUE(state == COMPLETE && info.GetState() == INVALID && next == 7);
     ExpectSameWithoutState(info, Sample());
+}
+
+TEST(Serialize, ReadingAllocatesNothing) {
+    if (!allocations::AreSeen()) GTEST_SKIP() << "the checker counts for itself";
+    TCTypeInfo sample = Sample(), info;
+    sample.SetSignalnameString(CString(100, 'n'));
+    info.SetSignalnameString(CString(100, 'o'));
+    std::string record(159, '~');
+    Packed::SerializeWithStatus(record.data(), sample);
+    const TCString tokens = Token::Serialize(STOP, sample);
+    const char* p = tokens;
+    TCBLOCKSTATUS state = INVALID;
+    const int before = allocations::Count();
+    Packed::DeSerializeWithStatus(info, record.data());
+    const bool read = Token::DeSerialize(state, info, p);
+    EXPECT_EQ(allocations::Count(), before);
+    EXPECT_TRUE(read && state == STOP);
+    ExpectSameWithoutState(info, sample);
 }
 
 TEST(TCSerializeOldStream, NumbersNeedTheirBlank) {

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <cmath>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -98,7 +99,11 @@ TEST(TCProcessParameters, ValuesAreTypedAsAWhole) {
         {"1" + zeros + "e-5", false, P::FLOAT, INT_MAX, HUGE_VAL},
         {"0." + zeros + "1e+5", false, P::FLOAT, 0, 0},
         {"inf", false, P::FLOAT, 0, HUGE_VAL},
+        {"-nan", false, P::FLOAT, 0, -NAN},
         {"information", false, P::STRING, 0, 0},
+        {"infinity", false, P::STRING, 0, 0},
+        {"-Infinity", false, P::STRING, 0, 0},
+        {"NaN(1)", false, P::STRING, 0, 0},
         {"0x10", false, P::STRING, 0, 0},
         {"+-3", false, P::STRING, 0, 0},
         {"-", false, P::STRING, 0, 0},
@@ -110,7 +115,8 @@ TEST(TCProcessParameters, ValuesAreTypedAsAWhole) {
         ASSERT_EQ(text.ParseParamString(("v=" + row.value + "\n").c_str()), 1) << row.value;
         EXPECT_EQ(text.GetParamValType(0), row.type) << row.value;
         EXPECT_EQ(text.GetParamValInt(0), row.integer) << row.value;
-        EXPECT_EQ(text.GetParamValDbl(0), row.real) << row.value;
+        const double real = text.GetParamValDbl(0);
+        EXPECT_TRUE(real == row.real || (std::isnan(real) && std::isnan(row.real))) << row.value << real;
     }
 }
 
@@ -193,6 +199,51 @@ TEST(TCProcessParameters, ValuesAreReplacedInPlace) {
     EXPECT_EQ(TableOf(text), ".a:0:|.b:2:-0,25|.c:0:|");
     EXPECT_TRUE(text.SetParamValDbl(1, -1.7e308, FORMAT_FIXED, INT_MAX));
     EXPECT_TRUE(text.CheckConsistency());
+}
+
+// What was read stays as it was typed, and edits go by the new syntax.
+TEST(TCProcessParameters, TheSyntaxMayChangeBetweenEdits) {
+    const char* const start = "a=1.5\nb=2.5;3\nc=\"x\\\\y\"\nd=\n";
+    const struct {
+        std::function<void(TCProcessParameters&)> change;
+        const char* after;
+    } rows[] = {
+        {[](TCProcessParameters& text) { text.DecimalComma(true); },
+         "a=-0,25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.UnQuote(true); },
+         "a=-0.25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.AddParamDelimiter(";"); },  // b would fall into two
+         "a=-0.25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.AddParamDelimiter("y"); },
+         "a=-0.25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.Init(true, true, "-", "|", ":", nullptr); },
+         "a=-0,25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.AddParamSplitStr("=="); },
+         "a=-0.25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+    };
+    for (const auto& row : rows) {
+        TCProcessParameters text = Lines();
+        ASSERT_EQ(text.ParseParamString(start), 4);
+        row.change(text);
+        EXPECT_TRUE(text.CheckConsistency());
+        EXPECT_TRUE(text.SetParamValDbl(0, -0.25, FORMAT_FIXED, 2) && text.SetParamValStr(3, "i;'\n"));
+        EXPECT_EQ(text.InsertParameter("e", "", false), 4);
+        EXPECT_STREQ(text.BuildParamString(), row.after);
+        EXPECT_EQ(TableOf(text),
+                  ".a:2:-0" + std::string(1, row.after[4]) + "25|.b:3:2.5;3|.c:3:x\\\\y|.d:3:i;'\n|.e:0:|");
+        EXPECT_EQ(text.GetParamValDbl(0), -0.25);
+        EXPECT_EQ(text.GetParamValDbl(1), 2.5) << "was read with a point";
+        EXPECT_TRUE(text.DeleteParameter(1) && text.ClearParamVal(0) && text.CheckConsistency());
+    }
+    TCProcessParameters text = Lines();
+    text.ParseParamString("a=1\n");
+    text.UnQuote(true);
+    EXPECT_TRUE(text.SetParamValStr(0, "\"both'\n")) << "which needs escapes";
+    text.AddParamDelimiter(";");
+    EXPECT_TRUE(text.SetParamValStr(0, "a;b"));
+    EXPECT_STREQ(text.BuildParamString(), "a=\"a;b\"\n");
+    text.Init(false, false, nullptr, ";", "=", nullptr);
+    EXPECT_EQ(text.ParseParamString("a=1;b=2\n"), 2) << "the next parse takes the syntax in any case";
 }
 
 TEST(TCProcessParameters, ArgumentsMayLieInTheText) {

@@ -1,3 +1,4 @@
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -46,20 +47,22 @@ const char* ReadNumber(const char* p, double& value) {
     return p + NOT_A_NUMBER.size();
 }
 
-// Any 32 bits, with a sign or without. The writer's form takes the short way.
+// As strtoul reads a word of 32 bits, deliberately, for the documents of older programs: a minus sign wraps
+// around, and beyond the range all bits are set. The writer's form takes the short way.
 const char* ReadNumber(const char* p, int& value) {
-    long number;
-    const char* end;
+    std::uint32_t word = 0;
     if (p[0] == '0' && p[1] == 'x') {
-        std::uint32_t word = 0;
         const auto digits = std::from_chars(p + 2, p + 2 + LONGEST_WORD, word, 16);
-        end = digits.ec == std::errc() ? digits.ptr : nullptr;
-        number = word;
-    } else {
-        end = ReadWord(p, std::strtol, 0, number);
+        value = static_cast<int>(word);
+        if (digits.ec == std::errc() && !std::isxdigit(static_cast<unsigned char>(*digits.ptr)))
+            return digits.ptr;
     }
-    value = static_cast<int>(number);
-    return number >= INT_MIN && number <= std::int64_t{UINT32_MAX} ? end : nullptr;
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long read = std::strtoul(p, &end, 0);
+    const bool fits = errno == 0 && (*p == '-' ? -read : read) <= UINT32_MAX;
+    value = fits ? static_cast<int>(static_cast<std::uint32_t>(read)) : -1;
+    return end != p ? end : nullptr;
 }
 
 const char* SkipSpace(const char* p) {
