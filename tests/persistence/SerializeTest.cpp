@@ -96,6 +96,14 @@ TEST(TCSerializeHelper, CountedBytesNeverLeaveTheRoomOfTheReader) {
     unsigned char room[3] = {0, 0, 99};
     EXPECT_EQ(Packed::DeSerialize(room, 2, bytes.data(), 1), bytes.data() + 8);
     EXPECT_TRUE(room[0] == 1 && room[1] == 2 && room[2] == 99);
+    EXPECT_EQ(Packed::DeSerialize(room, 2, "\5\6\7", 0)[0], '\7');
+    EXPECT_TRUE(room[0] == 5 && room[1] == 6 && room[2] == 99);
+    EXPECT_EQ(Pack(static_cast<const unsigned char*>(block), -1, 1), "\0\0\0\0"s);
+    EXPECT_EQ(Pack(static_cast<const unsigned char*>(block), -1, 0), "");
+    CString text = "old";
+    const std::string damaged = "\xFF\xFF\xFF\xFF";
+    EXPECT_EQ(Packed::DeSerialize(text, damaged.data()), damaged.data() + 4);
+    EXPECT_EQ(text, "");
 }
 
 TEST(TCSerializeHelper, MetadataRecordCarriesEveryFieldAndTheState) {

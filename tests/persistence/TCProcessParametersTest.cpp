@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/TCProcessParameters.h"
 
 namespace {
@@ -107,6 +108,11 @@ TEST(TCProcessParameters, ValuesAreTypedAsAWhole) {
         {"0x10", false, P::STRING, 0, 0},
         {"+-3", false, P::STRING, 0, 0},
         {"-", false, P::STRING, 0, 0},
+        {"+", false, P::STRING, 0, 0},
+        {"++3", false, P::STRING, 0, 0},
+        {"\t\v-3", false, P::INTEGER, -3, -3},
+        {"+INF", false, P::FLOAT, 0, HUGE_VAL},
+        {"NaN", false, P::FLOAT, 0, NAN},
         {"'3'", false, P::STRING, 0, 0},
     };
     for (const auto& row : rows) {
@@ -244,6 +250,22 @@ TEST(TCProcessParameters, TheSyntaxMayChangeBetweenEdits) {
     EXPECT_STREQ(text.BuildParamString(), "a=\"a;b\"\n");
     text.Init(false, false, nullptr, ";", "=", nullptr);
     EXPECT_EQ(text.ParseParamString("a=1;b=2\n"), 2) << "the next parse takes the syntax in any case";
+}
+
+// Every text of up to three of these pieces.
+TEST(TCProcessParameters, QuotedValuesReadBack) {
+    std::vector<std::string> texts = {""};
+    for (std::size_t begin = 0, length = 1; length <= 3; ++length)
+        for (const std::size_t end = texts.size(); begin < end; ++begin)
+            for (const char* piece : {"\\", "\"", "'", "\r\n", "\x7F", "\x01", "x5c", "\xFF"})
+                texts.push_back(texts[begin] + piece);
+    TCProcessParameters text = Lines(true);
+    for (const std::string& value : texts) {
+        const std::string quoted(tc::QuoteParameter(value.c_str()));
+        ASSERT_EQ(text.ParseParamString(("v=" + quoted + "\n").c_str()), 1) << quoted;
+        EXPECT_EQ(Str(text.GetParamValStr(0)), value) << quoted;
+        EXPECT_EQ(quoted.find_first_of("\r\n\x7F\x01"), quoted.npos) << quoted;
+    }
 }
 
 TEST(TCProcessParameters, ArgumentsMayLieInTheText) {

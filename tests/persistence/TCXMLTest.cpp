@@ -209,6 +209,27 @@ TEST_F(XmlDocument, LoadsTheEncodingsOfFiles) {
     }
 }
 
+TEST_F(XmlDocument, LoadsTextsAsTheyDeclareThemselves) {
+    for (const char* text : {"<a>hä</a>", "\xEF\xBB\xBF<a>hä</a>", "<?xml version='1.0'?><a>hä</a>",
+                             "<?xml version='1.0' encoding='ISO-8859-1'?><a>h\xE4</a>"}) {
+        Parse(text);
+        EXPECT_EQ(TextAt(xml, "a"), "hä");
+    }
+}
+
+TEST_F(XmlDocument, KnowsTheLinesOfNodesAndMistakes) {
+    Parse("<r>\n<a\n b='1'>t</a>\n<c/></r>");
+    EXPECT_EQ(TCXML::GetNodeLine(xml.SelectSingleNode("r")), 1);
+    EXPECT_EQ(TCXML::GetNodeLine(xml.SelectSingleNode("r/a")), 3);
+    EXPECT_EQ(TCXML::GetNodeLine(xml.SelectSingleNode("r/a/@b")), 3);
+    EXPECT_EQ(TCXML::GetNodeLine(xml.SelectSingleNode("r/c")), 4);
+    EXPECT_EQ(TCXML::GetNodeLine(xml.CreateElement("d", xml.SelectSingleNode("r"))), 0);
+    EXPECT_EQ(TCXML::GetNodeLine({}), 0);
+    EXPECT_EQ(xml.GetErrorLine(), 0);
+    EXPECT_FALSE(xml.LoadXML("<r>\n<a>\n</r>"));
+    EXPECT_EQ(xml.GetErrorLine(), 3);
+}
+
 TEST_F(XmlDocument, RefusesDamagedAndHostileDocuments) {
     const std::string bomb = "<!DOCTYPE l [<!ENTITY a \"" + std::string(50'000, 'x') + "\">]><l>";
     std::string references, attributes;
