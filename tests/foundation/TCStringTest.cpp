@@ -261,6 +261,9 @@ TEST(TCString, EditsInPlace) {
     EXPECT_EQ(2, text.Replace("b", static_cast<const char*>(text)));
     EXPECT_STREQ("bbbb", text);
     EXPECT_EQ(0, text.Replace("", "x"));
+    const char* const storage = text;
+    EXPECT_EQ(0, text.Replace("x", "y"));
+    EXPECT_EQ(storage, static_cast<const char*>(text)) << "nothing changes";
     EXPECT_EQ(2, text.Replace("bb", nullptr));
     EXPECT_EQ(2, TCString("a-a").Remove('a'));
 }
@@ -327,6 +330,9 @@ TEST(TCString, MessagesTakeTheirArgumentsByNumber) {
     EXPECT_STREQ(" 7/  ab", text) << "a star takes the argument of the number, the text follows";
     text.FormatMessageA("%1!.*s!%12!s!", 1, "ab", 0, 0, 0, 0, 0, 0, 0, 0, 0, "twelve");
     EXPECT_STREQ("atwelve", text);
+    text.FormatMessageA("%1!.*s!", -1, "whole");
+    EXPECT_STREQ("whole", text) << "a negative precision is none";
+    text = "atwelve";
     for (const char* wrong : {"%", "%1!d", "%1!!", "%1!y!", "%1!ls!", "%1 %1!d!", "%1!n!"}) {
         text.FormatMessageA(wrong, "x");
         EXPECT_STREQ("atwelve", text) << wrong;

@@ -174,9 +174,11 @@ TEST(TCSerializeOldStream, NumbersNeedTheirBlank) {
         bool good;
         int value;
         int read;
-    } const rows[] = {{"42 ", true, 42, 3}, {" -7\n\n", true, -7, 4}, {"99999999999 ", true, INT_MAX, 12},
-                      {"42", false, 0, 0},  {"", false, 0, 0},        {"4x ", false, 0, 0},
-                      {" x ", false, 0, 0}, {nullptr, false, 0, 0}};
+    } const rows[] = {{"42 ", true, 42, 3},     {"010 ", true, 10, 4},
+                      {" -7\n\n", true, -7, 4}, {"99999999999 ", true, INT_MAX, 12},
+                      {"42", false, 0, 0},      {"", false, 0, 0},
+                      {"4x ", false, 0, 0},     {" x ", false, 0, 0},
+                      {nullptr, false, 0, 0}};
     for (const auto& row : rows) {
         const char* p = row.text;
         int value = 0;

@@ -137,6 +137,9 @@ TEST(TCProcessParameters, SyntaxIsConfigurable) {
     EXPECT_EQ(TableOf(escaped), ".a:3:a\"b|.b:3:c:\\n|.c:3:x\0y|"s);
     TCProcessParameters firstLine(false, false, nullptr, ";", "=", "\n");
     EXPECT_EQ(firstLine.ParseParamString("a=1;b;\nc=2;\nd=3;"), 2) << "a comment may start with a line end";
+    TCProcessParameters slashes = Lines();
+    slashes.AddCommentStart("//");
+    EXPECT_EQ(slashes.ParseParamString("// note\na=1\n"), 1);
     const char* arguments[] = {"program", "-gain=2.5", "-name=left channel", "-v"};
     ASSERT_EQ(line.ParseParamString(4, arguments), 3);
     EXPECT_STREQ(line.BuildParamString(), "-gain=2.5 -name=\"left channel\" -v ");

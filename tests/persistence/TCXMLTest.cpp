@@ -492,6 +492,10 @@ TEST_F(XmlDocument, SetsTextsThatCanBeReadAgain) {
         EXPECT_TRUE(xml.SetNodeText(xml.SelectSingleNode(row.path), row.text)) << row.path;
     }
     EXPECT_FALSE(xml.SetNodeText(xml.GetDocument(), "t"));
+    TCXML section;
+    EXPECT_TRUE(section.LoadXML("<a><![CDATA[x]]></a>") &&
+                section.SetNodeText(section.SelectSingleNode("a"), "<"));
+    EXPECT_EQ(XmlOf(section, section.GetDocument()), "<a>&lt;</a>");
     xml.PreserveWhiteSpace(true);
     Parse(XmlOf(xml, xml.GetDocument()).c_str());
     for (const auto& row : rows) EXPECT_EQ(TextAt(xml, row.path), row.text);
@@ -502,6 +506,7 @@ TEST_F(XmlDocument, SavesOnlyWhatCanBeLoaded) {
     TCXMLNode node = xml.GetDocument();
     for (int level = 1; level <= 1024; ++level) node = xml.CreateElement("a", node);
     EXPECT_TRUE(xml.Save(PATH) && xml.Load(PATH)) << xml.GetError();
+    EXPECT_EQ(XmlOf(xml, xml.GetDocument()).size(), 1023 * 7 + 4);
     node = xml.CreateElement("b", xml.SelectSingleNode("//a[not(a)]"));
     WriteFile("kept");
     EXPECT_FALSE(xml.Save(PATH));
