@@ -14,6 +14,7 @@
 #include "host/ModuleCatalogue.h"
 #include "host/ModuleTemplate.h"
 #include "sigweave/platform/OwnedFolder.h"
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
@@ -114,16 +115,12 @@ constexpr std::string_view RESERVED[] = {"alignas",
                                          "xor_eq",
                                          "reinterpret_cast"};
 
-bool IsLetter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
 bool IsWordCharacter(char c) {
-    return IsLetter(c) || (c >= '0' && c <= '9') || c == '_';
+    return tc::IsLetter(c) || tc::IsDigit(c) || c == '_';
 }
 
 bool IsIdentifier(const std::string& name) {
-    return !name.empty() && name.size() <= LONGEST_NAME && IsLetter(name[0]) &&
+    return !name.empty() && name.size() <= LONGEST_NAME && tc::IsLetter(name[0]) &&
            std::ranges::all_of(name, IsWordCharacter);
 }
 

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/foundation/StringConversion.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
@@ -31,8 +31,8 @@ bool AreSame(const TCString& a, const TCString& b) {
 
 // As few digits as tell the value from every other one.
 std::string Show(double value) {
+    if (!std::isnan(value)) return tc::ShortestText(value);
     char text[40];
-    if (!std::isnan(value)) return {text, std::to_chars(text, text + sizeof text, value).ptr};
     std::snprintf(text, sizeof text, "nan (0x%016llx)",
                   static_cast<unsigned long long>(std::bit_cast<std::uint64_t>(value)));
     return text;

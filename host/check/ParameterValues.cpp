@@ -1,11 +1,11 @@
 #include "host/check/ParameterValues.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <limits>
 
 #include "host/Guard.h"
+#include "sigweave/foundation/NumberFormat.h"
 
 namespace host::check {
 namespace {
@@ -30,11 +30,6 @@ bool IsNumeric(Kind kind) {
     return kind == Kind::INTEGER || kind == Kind::NUMBER;
 }
 
-std::string NumberText(double number) {
-    char text[64];
-    return {text, std::to_chars(text, text + sizeof text, number).ptr};
-}
-
 std::vector<std::string> Words(const std::string& choices) {
     std::vector<std::string> words;
     for (std::size_t begin = 0; begin < choices.size();) {
@@ -51,7 +46,7 @@ std::vector<std::string> Numbers(const TCModuleParameter& parameter) {
     const double most = whole ? std::min<double>(parameter.maximum, Integers::max()) : parameter.maximum;
     std::vector<std::string> texts;
     for (const double value : {least, most, std::clamp(0.0, least, most), std::clamp(7.0, least, most)})
-        texts.push_back(whole ? std::to_string(static_cast<int>(value)) : NumberText(value));
+        texts.push_back(whole ? std::to_string(static_cast<int>(value)) : tc::ShortestText(value));
     return texts;
 }
 
@@ -76,8 +71,8 @@ std::vector<std::string> ForbiddenValues(const TCModuleParameter& parameter) {
     if (!IsNumeric(parameter.kind)) return {};
     std::vector<std::string> values = {"", "x", "1x", "nan", "inf", "1e999", "99999999999999999999x"};
     const double beyond = std::nextafter(parameter.maximum, std::numeric_limits<double>::infinity());
-    if (parameter.maximum < 1e15) values.push_back(NumberText(std::floor(beyond) + 1.0));
-    if (parameter.minimum > -1e15) values.push_back(NumberText(std::ceil(parameter.minimum) - 1.0));
+    if (parameter.maximum < 1e15) values.push_back(tc::ShortestText(std::floor(beyond) + 1.0));
+    if (parameter.minimum > -1e15) values.push_back(tc::ShortestText(std::ceil(parameter.minimum) - 1.0));
     return values;
 }
 

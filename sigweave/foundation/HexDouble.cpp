@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/foundation/StringConversion.h"
 #include "sigweave/platform/CodePage.h"
 #include "sigweave/platform/NumberText.h"
@@ -74,7 +75,7 @@ int ReadExponent(const char* text, char** end) {
     const char* const digits = SkipSign(text);
     const char* p = digits;
     int value = 0;
-    while (*p >= '0' && *p <= '9' && p - digits <= USUAL_DIGITS) value = 10 * value + (*p++ - '0');
+    while (tc::IsDigit(*p) && p - digits <= USUAL_DIGITS) value = 10 * value + (*p++ - '0');
     if (*text == '-') value = -value;
     if (p == digits || p - digits > USUAL_DIGITS) value = GetNumber(p = text, 10);
     if (end != nullptr) *end = const_cast<char*>(p);
@@ -119,7 +120,7 @@ inline const char* ReadWritten(const char* text, double& value) {
     const char* p = SkipSign(text + 18);
     if (p == text + 18) return nullptr;
     int exponent = 0;
-    while (*p >= '0' && *p <= '9' && p < text + 23) exponent = 10 * exponent + (*p++ - '0');
+    while (tc::IsDigit(*p) && p < text + 23) exponent = 10 * exponent + (*p++ - '0');
     if (text[18] == '-') exponent = -exponent;
     if (p == text + 19 || *p != ' ' || exponent <= -BIAS || exponent > BIAS) return nullptr;
     value =
@@ -168,7 +169,9 @@ double StringToDouble(const char* text, char** end) {
     if (text == nullptr) return NOT_A_NUMBER;
     const char* const start = tc::SkipSpace(text);
     if (IsHexPrefix(SkipSign(start))) return HexString2Double(start, end);
-    return tc::ReadDouble(start, end);
+    const double value = tc::ReadDouble(start, end);
+    if (end != nullptr && *end == start) *end = const_cast<char*>(text);
+    return value;
 }
 
 char* itoh(char* dst, unsigned int value) {

@@ -20,7 +20,8 @@ TC_API char* DoubleToHexString(char* dst, int size, const double& value);
 TC_API double HexString2Double(const char* text, char** end);
 
 // Reads a hexadecimal double by its prefix 0x, else a decimal one (with a point in every locale); leading
-// white space is skipped. `end` as in `HexString2Double` and in strtod; a null text answers not-a-number.
+// white space is skipped. `end` as in `HexString2Double` and in strtod: without a decimal number it receives
+// `text` itself. A null text answers not-a-number.
 TC_API double StringToDouble(const char* text, char** end);
 
 // Writes lowercase hex digits without leading zeros and a terminating zero byte into `dst`, which needs room

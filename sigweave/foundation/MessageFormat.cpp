@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "sigweave/foundation/Ascii.h"
+
 namespace tc {
 namespace {
 
@@ -25,10 +27,6 @@ struct Piece {
     std::string spec = "s";
     Kind kind = Kind::POINTER;
 };
-
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 const char* SkipNumber(const char* p) {
     if (*p == '*') return p + 1;

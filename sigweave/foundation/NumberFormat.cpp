@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <limits>
 
 #include "sigweave/foundation/PowersOfTen.h"
@@ -231,6 +233,15 @@ double ExpMul(double value, int exponent) {
 
 double ExpDiv(double value, int exponent) {
     return Scale(value, exponent, std::divides<>());
+}
+
+std::string tc::ShortestText(double value) {
+    if (std::isnan(value)) return "nan";
+    const double size = std::abs(value);
+    const bool plain = value == 0.0 || (size >= 1e-5 && size < 1e16);
+    const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
+    char text[40];
+    return {text, std::to_chars(text, std::end(text), value, format).ptr};
 }
 
 TCString ToString(int value) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/Export.h"
 
@@ -29,6 +31,13 @@ TC_API double Round1(double value, int decimals);
 // `value` times or divided by 10^`exponent`, without leaving the range of double on the way.
 TC_API double ExpMul(double value, int exponent);
 TC_API double ExpDiv(double value, int exponent);
+
+namespace tc {
+// As few digits as distinguish the value from every other double: without an exponent from 0.00001 on and
+// below 10^16, as in 0.00001, 1500000 and 1e-06; "inf", "-inf" and "nan". For messages and settings, in every
+// locale.
+TC_API std::string ShortestText(double value);
+}  // namespace tc
 
 TC_API TCString ToString(int value);
 // "true" or "false".

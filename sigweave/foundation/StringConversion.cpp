@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/foundation/TextFinder.h"
 #include "sigweave/platform/CodePage.h"
 #include "sigweave/platform/NumberText.h"
@@ -29,14 +30,6 @@ unsigned long LimitToUnsigned(long long value) {
     return fits ? static_cast<std::uint32_t>(value) : UINT32_MAX;
 }
 
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-bool IsSign(char c) {
-    return c == '+' || c == '-';
-}
-
 // Settles base 0 by the prefix and skips that; false when there is no number or no such base.
 bool FindBase(const char*& p, int& base) {
     if (p == nullptr) return false;
@@ -47,7 +40,7 @@ bool FindBase(const char*& p, int& base) {
         return true;
     }
     base = 10;
-    return IsSign(*p) || IsDigit(*p);
+    return tc::IsSign(*p) || tc::IsDigit(*p);
 }
 
 template <class Limit>
@@ -59,12 +52,8 @@ auto ReadInteger(const char*& p, int base, Limit limit) {
     return limit(value);
 }
 
-bool IsAsciiAlphaNumeric(char c) {
-    return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
 int DigitValue(char c, int base) {
-    const int value = IsDigit(c)               ? c - '0'
+    const int value = tc::IsDigit(c)           ? c - '0'
                       : (c >= 'a' && c <= 'f') ? c - 'a' + 10
                       : (c >= 'A' && c <= 'F') ? c - 'A' + 10
                                                : base;
@@ -86,10 +75,6 @@ int TakeDigits(std::string_view& text, int base, int most, int& value) {
 TCString& Assign(TCString& dst, std::string_view text, std::size_t room) {
     if (room < INT32_MAX) dst.GetBuffer(static_cast<int>(room));
     return dst.AllocCopy(text);
-}
-
-std::string_view AllBytes(const TCString& text) {
-    return {text, static_cast<std::size_t>(text.GetLength())};
 }
 
 // Escapes of one character: what follows the backslash and the byte it stands for, at the same index.
@@ -253,6 +238,15 @@ int ReadIntegers(const char* text, List& out) {
     return Count(out);
 }
 
+// Where strtod reads the number at the front, the conversion of scanf may read further and then find no
+// number: 0x without a digit or point, and what begins like "infinity".
+bool IsBrokenOff(const char* p, const char* end) {
+    if (tc::IsSign(*p)) ++p;
+    const auto lower = [](char c) { return static_cast<char>(c | ' '); };
+    if (lower(*p) == 'i') return end - p == 3 && lower(*end) == 'i';
+    return *p == '0' && end - p == 1 && lower(*end) == 'x' && end[1] != '.';
+}
+
 template <class List>
 int ReadDoubles(const char* text, List& out, bool decimalComma) {
     Clear(out);
@@ -267,7 +261,7 @@ int ReadDoubles(const char* text, List& out, bool decimalComma) {
     ForEachNumber(text, "0123456789+-.", "0123456789+-.eE", [&](const char* p) {
         char* end = nullptr;
         const double value = tc::ReadDouble(p, &end);
-        if (end != p) AddNumber(out, value);
+        if (end != p && !IsBrokenOff(p, end)) AddNumber(out, value);
     });
     return Count(out);
 }
@@ -305,7 +299,7 @@ unsigned long GetNumberU(const char*& p, int base) {
 bool UnQuoteEscapeChar(TCString& dst, const TCString& src) {
     std::string out;
     bool valid = true;
-    for (std::string_view text = AllBytes(src); !text.empty();) {
+    for (std::string_view text = tc::ViewOf(src); !text.empty();) {
         const char byte = text[0];
         text.remove_prefix(1);
         if (byte != '\\')
@@ -319,7 +313,7 @@ bool UnQuoteEscapeChar(TCString& dst, const TCString& src) {
 
 TCString& QuoteControlChar(TCString& dst, const TCString& src) {
     std::string out;
-    const std::string_view text = AllBytes(src);
+    const std::string_view text = tc::ViewOf(src);
     for (const char byte : text) AppendQuoted(out, byte);
     return Assign(dst, out, 2 * text.size());
 }
@@ -328,7 +322,8 @@ TCString& URLEncode(TCString& dst, const char* src) {
     std::string out;
     const std::string_view text(src != nullptr ? src : "");
     for (const char byte : text) {
-        if (IsAsciiAlphaNumeric(byte) || std::string_view("-_.~").find(byte) != std::string_view::npos) {
+        if (tc::IsLetter(byte) || tc::IsDigit(byte) ||
+            std::string_view("-_.~").find(byte) != std::string_view::npos) {
             out += byte;
         } else {
             out += '%';

@@ -67,7 +67,8 @@ TC_API int ConvertStringToIntArray(const char* text, TCArray<int, int>& out);
 TC_API int ConvertStringToIntArray(const char* text, TCArray<int, const int&>& out);
 TC_API int ConvertStringToIntArray(const char* text, CArray<int>& out);
 
-// The floating-point numbers of the text. With `decimalComma` commas are decimal signs and points are
+// The floating-point numbers of the text, as scanf reads them (hexadecimal ones and infinities too; 0x alone
+// is none). With `decimalComma` commas are decimal signs and points are
 // ignored. Two numbers joined only by a sign are one number.
 TC_API int ConvertStringToDblArray(const char* text, TCArray<double, double>& out, bool decimalComma);
 TC_API int ConvertStringToDblArray(const char* text, TCArray<double, const double&>& out, bool decimalComma);

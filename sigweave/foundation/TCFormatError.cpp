@@ -12,9 +12,14 @@ bool HasText(const char* text) {
     return text != nullptr && *text != '\0';
 }
 
-TCString Describe(unsigned long error, const char* userText, const char* numberFormat) {
+TCString WithoutLineEnd(TCString text) {
+    return text.TrimRight();
+}
+
+TCString Describe(unsigned long error, const char* userText, const char* systemText,
+                  const char* numberFormat) {
     return TCFormatError::AsString(static_cast<int>(error), TCFormatError::GetErrorConstant(error), userText,
-                                   TCFormatError::GetLastErrorText(error), numberFormat);
+                                   systemText, numberFormat);
 }
 
 }  // namespace
@@ -26,9 +31,7 @@ const char* TCFormatError::GetErrorConstant(unsigned long error) {
 }
 
 TCString TCFormatError::GetLastErrorText(unsigned long error) {
-    TCString text = tc::SystemErrorText(error).c_str();
-    text.TrimRight();
-    return text;
+    return WithoutLineEnd(tc::SystemErrorText(error).c_str());
 }
 
 TCString TCFormatError::AsString(int error, const char* constantName, const char* userText,
@@ -48,14 +51,16 @@ TCString TCFormatError::ErrorAsString(int error, const char* format, ...) {
     va_start(arguments, format);
     const TCString userText = TCString::FormatVS(format, arguments);
     va_end(arguments);
-    return Describe(static_cast<unsigned>(error), userText, "%d");
+    return Describe(static_cast<unsigned>(error), userText, GetLastErrorText(static_cast<unsigned>(error)),
+                    "%d");
 }
 
 TCString TCFormatError::LastErrorAsString(const char* format, ...) {
     const unsigned long error = GetLastError();
+    const TCString systemText = error != 0 ? WithoutLineEnd(tc::LastSystemErrorText().c_str()) : TCString();
     va_list arguments;
     va_start(arguments, format);
     const TCString userText = TCString::FormatVS(format, arguments);
     va_end(arguments);
-    return Describe(error, userText, "%u");
+    return Describe(error, userText, systemText, "%u");
 }

@@ -361,6 +361,9 @@ TCString operator+(const TCString& a, const char* b) {
 TCString operator+(const char* a, const TCString& b) {
     return Joined(a, TCString::SafeStrlen(a), b, b.GetLength());
 }
+
+// Only for modules built when the header declared it: there, any number was a character.
+TC_API TCString operator+(const TCString& a, char b);
 TCString operator+(const TCString& a, char b) {
     return Joined(a, a.GetLength(), &b, 1);
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <concepts>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
@@ -183,6 +185,9 @@ class TC_API TCString {
     TCString RightOf(const TCString& sub, int n = 1, DataFormat format = ASCII) const;
     // After the first `a` and before the last `b`.
     TCString MidOf(const TCString& a, const TCString& b, DataFormat format = ASCII) const;
+    // After the `na`-th `a` counted from the start, then before the `nb`-th `b` counted from the end. An
+    // index of 0 keeps its meaning in `RightOf` and `LeftOf`, deliberately, for callers that pass theirs on:
+    // after the last `a`, before the first `b`.
     TCString MidOf(const TCString& a, int na, const TCString& b, int nb, DataFormat format = ASCII) const;
 
     // --- Formatting
@@ -254,4 +259,23 @@ TC_API bool operator>=(const char* a, const TCString& b);
 TC_API TCString operator+(const TCString& a, const TCString& b);
 TC_API TCString operator+(const TCString& a, const char* b);
 TC_API TCString operator+(const char* a, const TCString& b);
-TC_API TCString operator+(const TCString& a, char b);
+// Nothing but a `char` is a character: with any other integer, 0 included, the sum is a pointer into the
+// text.
+template <std::same_as<char> Char>
+TCString operator+(const TCString& a, Char b) {
+    return a + TCString(&b, 1);
+}
+template <std::integral Offset>
+requires(!std::same_as<Offset, char>) const char* operator+(const TCString& text, Offset offset) {
+    return static_cast<const char*>(text) + offset;
+}
+
+namespace tc {
+
+// All bytes of the string, as long as it is not changed.
+inline std::string_view ViewOf(const TCString& text) {
+    return {text, static_cast<std::size_t>(text.GetLength())};
+}
+std::string_view ViewOf(TCString&&) = delete;
+
+}  // namespace tc

@@ -17,12 +17,8 @@ Text ZeroTerminated(const char* text) {
     return text != nullptr ? Text(text) : Text();
 }
 
-Text AllBytes(const TCString& text) {
-    return {text, static_cast<std::size_t>(text.GetLength())};
-}
-
 Text Content(const TCString& text, TCString::DataFormat format) {
-    return format == TCString::BINARY ? AllBytes(text) : ZeroTerminated(text);
+    return format == TCString::BINARY ? tc::ViewOf(text) : ZeroTerminated(text);
 }
 
 // Steps through the characters of a text: `visit` is handed each as its bytes and its code and answers
@@ -108,7 +104,7 @@ template <class Map>
 void MapCharacters(TCString& text, Map map) {
     std::string mapped;
     mapped.reserve(static_cast<std::size_t>(text.GetLength()));
-    ForEachCharacter(AllBytes(text), [&](Text character, char32_t code) {
+    ForEachCharacter(tc::ViewOf(text), [&](Text character, char32_t code) {
         const char32_t other = map(code);
         if (other == code || !tc::AppendCharacter(mapped, other)) mapped += character;
         return true;
@@ -129,7 +125,7 @@ int Occurrence(int n) {
 }
 
 int Opposite(int n) {
-    return n == INT32_MIN ? INT32_MAX : -Occurrence(n);
+    return n == INT32_MIN ? INT32_MAX : -n;
 }
 
 }  // namespace
@@ -165,18 +161,20 @@ int TCString::FindNoCase(const char* text, int start) const {
         return true;
     });
     int index = -1;
-    ForEachCharacter(AllBytes(*this).substr(static_cast<std::size_t>(start)), [&](Text here, char32_t code) {
-        if (code == 0) return false;
-        if (BeginsNoCase(here.data(), data + length, wanted)) index = static_cast<int>(here.data() - data);
-        return index < 0;
-    });
+    ForEachCharacter(tc::ViewOf(*this).substr(static_cast<std::size_t>(start)),
+                     [&](Text here, char32_t code) {
+                         if (code == 0) return false;
+                         if (BeginsNoCase(here.data(), data + length, wanted))
+                             index = static_cast<int>(here.data() - data);
+                         return index < 0;
+                     });
     return index;
 }
 
 int TCString::FindBin(const TCString& bytes, int start) const {
     start = std::max(start, 0);
     if (start > length) return -1;
-    const std::size_t index = AllBytes(*this).find(AllBytes(bytes), static_cast<std::size_t>(start));
+    const std::size_t index = tc::ViewOf(*this).find(tc::ViewOf(bytes), static_cast<std::size_t>(start));
     return index != Text::npos ? static_cast<int>(index) : -1;
 }
 
@@ -189,13 +187,13 @@ int TCString::FindOneOf(const char* set, int setLen, int start) const {
     start = std::max(start, 0);
     if (set == nullptr || setLen < 1 || start >= length) return -1;
     const Text members(set, static_cast<std::size_t>(setLen));
-    const std::size_t index = AllBytes(*this).find_first_of(members, static_cast<std::size_t>(start));
+    const std::size_t index = tc::ViewOf(*this).find_first_of(members, static_cast<std::size_t>(start));
     return index != Text::npos ? static_cast<int>(index) : -1;
 }
 
 int TCString::ReverseFind(char character, DataFormat format) const {
     if (format == BINARY) {
-        const std::size_t index = AllBytes(*this).rfind(character);
+        const std::size_t index = tc::ViewOf(*this).rfind(character);
         return index != Text::npos ? static_cast<int>(index) : -1;
     }
     int last = -1;
@@ -250,7 +248,7 @@ int TCString::Delete(int index, int count) {
 int TCString::Replace(char oldCharacter, char newCharacter) {
     if (oldCharacter == newCharacter) return 0;
     int replaced = 0;
-    ForEachCharacter(AllBytes(*this), [&](Text character, char32_t) {
+    ForEachCharacter(tc::ViewOf(*this), [&](Text character, char32_t) {
         if (character != Text(&oldCharacter, 1)) return true;
         data[character.data() - data] = newCharacter;
         ++replaced;
@@ -320,17 +318,17 @@ TCString& TCString::MakeReverse(DataFormat format) {
 }
 
 TCString& TCString::TrimLeft() {
-    CutFront(*this, LeadingRun(AllBytes(*this), White()));
+    CutFront(*this, LeadingRun(tc::ViewOf(*this), White()));
     return *this;
 }
 
 TCString& TCString::TrimLeft(char character) {
-    CutFront(*this, LeadingRun(AllBytes(*this), Equal(character)));
+    CutFront(*this, LeadingRun(tc::ViewOf(*this), Equal(character)));
     return *this;
 }
 
 TCString& TCString::TrimLeft(const char* set) {
-    CutFront(*this, LeadingRun(AllBytes(*this), MemberOf(ZeroTerminated(set))));
+    CutFront(*this, LeadingRun(tc::ViewOf(*this), MemberOf(ZeroTerminated(set))));
     return *this;
 }
 
@@ -394,7 +392,7 @@ TCString TCString::LeftOf(const TCString& sub, int n, DataFormat format) const {
 }
 
 TCString TCString::RightOf(const TCString& sub, int n, DataFormat format) const {
-    const int index = FindStringIndex(sub, Opposite(n), format);
+    const int index = FindStringIndex(sub, Opposite(Occurrence(n)), format);
     return index >= 0 ? Mid(index + sub.length) : TCString();
 }
 

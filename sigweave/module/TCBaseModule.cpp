@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/module/TCTranslated.h"
@@ -17,7 +18,7 @@ constexpr unsigned HELPER_MESSAGES[] = {4, 7, 16, 18, 19, 26, 32, 35, 36, 38, 44
 // In some character sets the last byte of a longer character is that of a digit.
 bool EndsWithDigit(const CString& text) {
     const char last = TCString(text.c_str()).MakeReverse()[0];
-    return last >= '0' && last <= '9';
+    return tc::IsDigit(last);
 }
 
 int AskVersion(HINSTANCE module, const char* function, int atLeast) {

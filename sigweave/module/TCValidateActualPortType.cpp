@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/platform/Window.h"
 
 namespace {
@@ -17,7 +18,7 @@ struct Extent {
 
 Extent TakeExtent(const char*& p) {
     const char* begin = p;
-    while (*p >= '0' && *p <= '9') ++p;
+    while (tc::IsDigit(*p)) ++p;
     const bool open = p == begin;
     while (begin != p && *begin == '0') ++begin;
     return {open, {begin, p}};

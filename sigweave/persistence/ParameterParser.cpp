@@ -2,14 +2,11 @@
 
 #include <algorithm>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/persistence/ParameterValue.h"
 
 namespace tc {
 namespace {
-
-bool IsLineEnd(char c) {
-    return c == '\r' || c == '\n';
-}
 
 TCString TextOf(const char* from, const char* to) {
     return TCString(from, static_cast<int>(to - from));
@@ -137,6 +134,7 @@ bool ParameterParser::StoreValue(std::string_view written) {
     found->type = numbers.type;
     found->integer = numbers.integer;
     found->real = numbers.real;
+    found->decimalComma = syntax.decimalComma;
     found->escaped = syntax.unquote && IsQuotationMark(written.front()) && written.find('\\') != written.npos;
     TCString value;
     if (!found->escaped || ReadText(value, written, true)) return true;

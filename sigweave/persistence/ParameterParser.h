@@ -9,10 +9,6 @@
 
 namespace tc {
 
-inline std::string_view ViewOf(const TCString& text) {
-    return {text, static_cast<std::size_t>(text.GetLength())};
-}
-
 // Indexes are those of bytes of the text; ends are those of the last byte.
 struct SectionRecord {
     int first = -1;  // of the name between the brackets; -1 for the unnamed section
@@ -33,7 +29,8 @@ struct ParameterRecord {
     int integer = 0;
     double real = 0.0;
     TCProcessParameters::ParamValType type = TCProcessParameters::NO_VALUE;
-    bool escaped = false;  // the value is to be unescaped
+    bool escaped = false;       // the value is to be unescaped
+    bool decimalComma = false;  // how the value was read as a number
 
     bool HasValue() const { return valueEnd != NO_VALUE; }
 };

@@ -35,10 +35,10 @@ int FirstFrom(const std::vector<ParameterRecord>& parameters, std::int64_t place
     return static_cast<int>(at - parameters.begin());
 }
 
-// Of two readings of one text.
+// Of two readings of one text, which may take its values for different ones.
 bool AreSameParameters(const ParameterRecord& a, const ParameterRecord& b) {
     const auto places = [](const ParameterRecord& r) {
-        return std::tie(r.section, r.first, r.start, r.nameEnd, r.valueStart, r.valueEnd, r.type, r.escaped);
+        return std::tie(r.section, r.first, r.start, r.nameEnd, r.valueStart, r.valueEnd);
     };
     return places(a) == places(b);
 }
@@ -58,7 +58,19 @@ void Shift(ParameterRecord& parameter, int shift) {
 
 }  // namespace
 
+void ParameterText::TakeSyntax() {
+    if (!std::exchange(isNewSyntax, false)) return;
+    ParameterTable fresh;
+    TCString failure;
+    if (ReadAll(newSyntax, fresh, failure) && ReadsTheSame(fresh))
+        syntax = newSyntax;
+    else
+        syntax.decimalComma = newSyntax.decimalComma;
+}
+
 void ParameterText::Clear() {
+    syntax = newSyntax;
+    isNewSyntax = false;
     text.Empty();
     error.Empty();
     table.parameters.clear();
@@ -114,13 +126,15 @@ const TCString& ParameterText::Value(int index) const {
     return entry->second;
 }
 
+std::string_view ParameterText::WrittenValue(const ParameterRecord& parameter) const {
+    if (!parameter.HasValue()) return {};
+    return View().substr(static_cast<std::size_t>(parameter.valueStart),
+                         static_cast<std::size_t>(parameter.valueEnd + 1 - parameter.valueStart));
+}
+
 TCString ParameterText::ReadValue(const ParameterRecord& parameter) const {
     TCString value;
-    if (parameter.HasValue())
-        ReadText(value,
-                 View().substr(static_cast<std::size_t>(parameter.valueStart),
-                               static_cast<std::size_t>(parameter.valueEnd + 1 - parameter.valueStart)),
-                 parameter.escaped);
+    if (parameter.HasValue()) ReadText(value, WrittenValue(parameter), parameter.escaped);
     return value;
 }
 
@@ -131,14 +145,29 @@ void ParameterText::ForgetCopies(const TableChange& change) {
     values.clear();
 }
 
+bool ParameterText::ReadAll(const ParameterSyntax& with, ParameterTable& fresh, TCString& failure) const {
+    fresh.sections.emplace_back();
+    ParameterParser parser(with, View(), fresh);
+    const bool complete = parser.ReadAll();
+    failure = parser.Error();
+    return complete;
+}
+
+bool ParameterText::ReadsTheSame(const ParameterTable& fresh) const {
+    return std::ranges::equal(fresh.sections, table.sections, AreSameSections) &&
+           std::ranges::equal(fresh.parameters, table.parameters, AreSameParameters);
+}
+
 bool ParameterText::IsConsistent() const {
     ParameterTable fresh;
-    fresh.sections.emplace_back();
-    ParameterParser parser(syntax, View(), fresh);
-    parser.ReadAll();
-    return ViewOf(parser.Error()) == ViewOf(error) &&
-           std::ranges::equal(fresh.sections, table.sections, AreSameSections) &&
-           std::ranges::equal(fresh.parameters, table.parameters, AreSameParameters);
+    TCString failure;
+    ReadAll(syntax, fresh, failure);
+    const auto isTyped = [&](const ParameterRecord& known) {
+        const ValueNumbers numbers = ReadNumbers(WrittenValue(known), known.decimalComma);
+        return known.HasValue() ? known.type == numbers.type : known.type == TCProcessParameters::NO_VALUE;
+    };
+    return ViewOf(failure) == ViewOf(error) && ReadsTheSame(fresh) &&
+           std::ranges::all_of(table.parameters, isTyped);
 }
 
 int ParameterText::EndOf(const ParameterRecord& parameter) const {
@@ -196,14 +225,15 @@ std::optional<ParameterText::Window> ParameterText::ReadAround(int at, int remov
 }
 
 bool ParameterText::IsTheAdded(const ParameterRecord& parameter, const TableChange::Parameter& added) const {
+    const TCString value = ReadValue(parameter);
     return parameter.section == added.section && NameOf(parameter) == added.name &&
-           parameter.HasValue() == added.value.has_value() &&
-           ViewOf(ReadValue(parameter)) == added.value.value_or("");
+           parameter.HasValue() == added.value.has_value() && ViewOf(value) == added.value.value_or("");
 }
 
 // Everything but the parameter and the section that change must stand where it stood, apart from the shift.
-bool ParameterText::IsAsMeant(const ParameterTable& fresh, const Window& window, const TableChange& change,
-                              int at, int shift) const {
+// Then what was known of the others is put in the place of what was read of them now.
+bool ParameterText::IsAsMeant(ParameterTable& fresh, const Window& window, const TableChange& change, int at,
+                              int shift) const {
     if (change.parameter < window.firstParameter) return false;
     std::vector<ParameterRecord> meant;
     for (int i = window.firstParameter; i < window.endParameter; ++i) {
@@ -219,9 +249,11 @@ bool ParameterText::IsAsMeant(const ParameterTable& fresh, const Window& window,
         if (!IsTheAdded(added, *change.addedParameter)) return false;
         meant.insert(meant.begin() + static_cast<std::ptrdiff_t>(index), added);
     }
-    return std::ranges::equal(fresh.parameters, meant, AreSameParameters) &&
-           std::ranges::equal(fresh.sections, SectionsMeant(fresh, window, change, at, shift),
-                              AreSameSections);
+    if (!std::ranges::equal(fresh.parameters, meant, AreSameParameters) ||
+        !std::ranges::equal(fresh.sections, SectionsMeant(fresh, window, change, at, shift), AreSameSections))
+        return false;
+    fresh.parameters = std::move(meant);
+    return true;
 }
 
 std::vector<SectionRecord> ParameterText::SectionsMeant(const ParameterTable& fresh, const Window& window,

@@ -30,11 +30,22 @@ struct TableChange {
 // A parameter text and the table that was read from it. Edits replace characters and read only the
 // surroundings anew. An edit that would not do exactly what it is meant to do (because the syntax reads the
 // new text in another way) is undone, so that the table always is what reading the whole text gives.
+//
+// The syntax may change at any time. What is read already stays as it is; edits write and read in the new
+// syntax, but for a text that would fall into other parameters by it: that one keeps the strings with which
+// it was read.
 class ParameterText {
  public:
     ParameterText() { Clear(); }
 
-    ParameterSyntax syntax;
+    ParameterSyntax& NewSyntax() {
+        isNewSyntax = true;
+        return newSyntax;
+    }
+    // That of the text.
+    const ParameterSyntax& Syntax() const { return syntax; }
+    // To be called before an edit: the text takes the new syntax if it may.
+    void TakeSyntax();
 
     void Clear();
     // The number of parameters, or -1.
@@ -71,18 +82,25 @@ class ParameterText {
         int endSection = 0;
     };
 
+    // Reads all of the text; false when it breaks the syntax.
+    bool ReadAll(const ParameterSyntax& with, ParameterTable& fresh, TCString& failure) const;
+    bool ReadsTheSame(const ParameterTable& fresh) const;
     void Splice(int at, int removed, std::string_view inserted);
     std::optional<Window> ReadAround(int at, int removed, int inserted, const TableChange& change,
                                      ParameterTable& fresh) const;
-    bool IsAsMeant(const ParameterTable& fresh, const Window& window, const TableChange& change, int at,
+    bool IsAsMeant(ParameterTable& fresh, const Window& window, const TableChange& change, int at,
                    int shift) const;
     std::vector<SectionRecord> SectionsMeant(const ParameterTable& fresh, const Window& window,
                                              const TableChange& change, int at, int shift) const;
     bool IsTheAdded(const ParameterRecord& parameter, const TableChange::Parameter& added) const;
+    std::string_view WrittenValue(const ParameterRecord& parameter) const;
     TCString ReadValue(const ParameterRecord& parameter) const;
     void ForgetCopies(const TableChange& change);
     void Store(ParameterTable&& fresh, const Window& window, int shift);
 
+    ParameterSyntax newSyntax;
+    bool isNewSyntax = false;
+    ParameterSyntax syntax;
     TCString text;
     TCString error;
     ParameterTable table;

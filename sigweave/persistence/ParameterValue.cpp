@@ -1,25 +1,20 @@
 #include "sigweave/persistence/ParameterValue.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <utility>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/foundation/StringConversion.h"
 
 namespace tc {
 namespace {
 
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 std::string_view SkipBlanksAndPlus(std::string_view text) {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())) != 0)
-        text.remove_prefix(1);
+    while (!text.empty() && IsAsciiSpace(text.front())) text.remove_prefix(1);
     if (text.size() > 1 && text[0] == '+' && text[1] != '-' && text[1] != '+') text.remove_prefix(1);
     return text;
 }
@@ -54,8 +49,10 @@ std::size_t ReadReal(std::string_view text, double& value) {
     const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     const auto length = static_cast<std::size_t>(stop - text.data());
     if (error == std::errc::result_out_of_range) value = OutOfRange(text.substr(0, length));
-    // A word that merely begins like "inf" or "nan" is no number.
-    if (length != text.size() && !std::isfinite(value) && error == std::errc()) return value = 0.0, 0;
+    // Of words only "inf" and "nan" are numbers, and nothing that merely begins like them.
+    const std::size_t word = text.starts_with('-') ? 4 : 3;
+    if (!std::isfinite(value) && error == std::errc() && (length != word || length != text.size()))
+        return value = 0.0, 0;
     return length;
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/persistence/ParameterText.h"
 #include "sigweave/persistence/ParameterValue.h"
 
@@ -75,17 +76,13 @@ int Find(const ParameterText& text, FitsName fitsName, FitsSection fitsSection) 
     return -1;
 }
 
-bool IsLineEnd(char c) {
-    return c == '\r' || c == '\n';
-}
-
 // Behind the header's line: a comment and one delimiter.
 int BehindHeader(const ParameterText& text, const SectionRecord& section) {
     const char* begin = text.Text();
     const char* end = begin + text.Text().GetLength();
     const char* behind = begin + section.last + 2;
-    if (const std::ptrdiff_t comment = text.syntax.commentStarts.MatchAt(behind, end); comment != 0)
-        behind = std::find_if(behind + comment, end, IsLineEnd);
+    if (const std::ptrdiff_t comment = text.Syntax().commentStarts.MatchAt(behind, end); comment != 0)
+        behind = std::find_if(behind + comment, end, tc::IsLineEnd);
     return text.BehindDelimiter(static_cast<int>(behind - begin));
 }
 
@@ -94,7 +91,7 @@ int BehindHeader(const ParameterText& text, const SectionRecord& section) {
 int BehindDeleted(const ParameterText& text, const ParameterRecord& parameter) {
     const std::string_view name = text.NameOf(parameter);
     const int end = text.EndOf(parameter);
-    return !name.empty() && IsLineEnd(name.front()) ? end : text.BehindDelimiter(end);
+    return !name.empty() && tc::IsLineEnd(name.front()) ? end : text.BehindDelimiter(end);
 }
 
 // Where a new parameter of the section may stand, the best place first.
@@ -114,13 +111,13 @@ std::vector<int> PlacesIn(const ParameterText& text, int section) {
 }
 
 std::string ParameterLine(const ParameterText& text, const std::string& name) {
-    return std::string(text.syntax.prefixes.First()).append(name).append(text.syntax.delimiters.First());
+    return std::string(text.Syntax().prefixes.First()).append(name).append(text.Syntax().delimiters.First());
 }
 
 bool InsertAt(ParameterText& text, int place, const std::string& name, int index, int section) {
-    const bool onOwnLine = place == 0 || text.syntax.delimiters.IsAtEndOf(
+    const bool onOwnLine = place == 0 || text.Syntax().delimiters.IsAtEndOf(
                                              text.View().substr(0, static_cast<std::size_t>(place)));
-    const std::string lineEnd(onOwnLine ? "" : text.syntax.delimiters.First());
+    const std::string lineEnd(onOwnLine ? "" : text.Syntax().delimiters.First());
     TableChange change;
     change.parameter = index;
     change.addedParameter = {name, std::nullopt, section};
@@ -129,7 +126,7 @@ bool InsertAt(ParameterText& text, int place, const std::string& name, int index
 
 // One edit, so that a name which the syntax cannot carry leaves no section behind.
 bool AppendWithSection(ParameterText& text, const std::string& name, std::string_view section) {
-    const std::string delimiter(text.syntax.delimiters.First());
+    const std::string delimiter(text.Syntax().delimiters.First());
     std::string added = text.Text().IsEmpty() ? "" : delimiter;
     added.append("[").append(section).append("]").append(delimiter).append(ParameterLine(text, name));
     TableChange change;
@@ -146,9 +143,9 @@ bool ReplaceValue(ParameterText& text, int index, std::string_view written,
     const int at = parameter.nameEnd + 1;
     const int end = text.EndOf(parameter);
     std::string inserted;
-    if (meant) inserted.append(text.syntax.splitStrs.First()).append(written);
+    if (meant) inserted.append(text.Syntax().splitStrs.First()).append(written);
     const bool quoted = meant && !written.empty() && tc::IsQuotationMark(written.front());
-    if (quoted && text.BehindDelimiter(end) == end) inserted.append(text.syntax.delimiters.First());
+    if (quoted && text.BehindDelimiter(end) == end) inserted.append(text.Syntax().delimiters.First());
     TableChange change;
     change.parameter = index;
     change.removedParameters = 1;
@@ -180,7 +177,7 @@ void AppendArgument(std::string& text, std::string_view argument, const tc::Para
 TCProcessParameters::TCProcessParameters() : impl(std::make_unique<ParameterText>()) {
     AddParamDelimiter("\r\n");
     AddParamSplitStr("=");
-    impl->syntax.commentStarts.AddEachCharacter("#;");
+    impl->NewSyntax().commentStarts.AddEachCharacter("#;");
 }
 
 TCProcessParameters::TCProcessParameters(bool unquote, bool decimalComma, const char* prefixes,
@@ -202,35 +199,36 @@ TCProcessParameters::~TCProcessParameters() = default;
 
 void TCProcessParameters::Init(bool unquote, bool decimalComma, const char* prefixes, const char* delimiters,
                                const char* splitStrs, const char* commentStarts) {
-    impl->syntax = tc::ParameterSyntax{unquote, decimalComma, {}, {}, {}, {}};
-    impl->syntax.prefixes.AddEachCharacter(prefixes);
-    impl->syntax.delimiters.AddEachCharacter(delimiters);
-    impl->syntax.splitStrs.AddEachCharacter(splitStrs);
-    impl->syntax.commentStarts.AddEachCharacter(commentStarts);
+    tc::ParameterSyntax& syntax = impl->NewSyntax();
+    syntax = tc::ParameterSyntax{unquote, decimalComma, {}, {}, {}, {}};
+    syntax.prefixes.AddEachCharacter(prefixes);
+    syntax.delimiters.AddEachCharacter(delimiters);
+    syntax.splitStrs.AddEachCharacter(splitStrs);
+    syntax.commentStarts.AddEachCharacter(commentStarts);
 }
 
 void TCProcessParameters::AddParamPrefix(const char* prefix) {
-    impl->syntax.prefixes.Add(prefix);
+    impl->NewSyntax().prefixes.Add(prefix);
 }
 
 void TCProcessParameters::AddParamDelimiter(const char* delimiter) {
-    impl->syntax.delimiters.Add(delimiter);
+    impl->NewSyntax().delimiters.Add(delimiter);
 }
 
 void TCProcessParameters::AddParamSplitStr(const char* splitStr) {
-    impl->syntax.splitStrs.Add(splitStr);
+    impl->NewSyntax().splitStrs.Add(splitStr);
 }
 
 void TCProcessParameters::AddCommentStart(const char* commentStart) {
-    impl->syntax.commentStarts.Add(commentStart);
+    impl->NewSyntax().commentStarts.Add(commentStart);
 }
 
 void TCProcessParameters::UnQuote(bool unquote) {
-    impl->syntax.unquote = unquote;
+    impl->NewSyntax().unquote = unquote;
 }
 
 void TCProcessParameters::DecimalComma(bool decimalComma) {
-    impl->syntax.decimalComma = decimalComma;
+    impl->NewSyntax().decimalComma = decimalComma;
 }
 
 int TCProcessParameters::ParseParamString(const char* text) {
@@ -238,8 +236,9 @@ int TCProcessParameters::ParseParamString(const char* text) {
 }
 
 int TCProcessParameters::ParseParamString(int argc, const char** argv) {
+    const tc::ParameterSyntax& syntax = impl->NewSyntax();
     std::string text;
-    for (int i = 1; i < argc && argv[i] != nullptr; ++i) AppendArgument(text, argv[i], impl->syntax);
+    for (int i = 1; i < argc && argv[i] != nullptr; ++i) AppendArgument(text, argv[i], syntax);
     return impl->Parse(text.c_str());
 }
 
@@ -321,25 +320,29 @@ int TCProcessParameters::FindParameterNoCase(const char* name, const char* secti
 }
 
 bool TCProcessParameters::SetParamValInt(int index, int value) {
+    impl->TakeSyntax();
     return SetNumber(*impl, index, std::to_string(value));
 }
 
 bool TCProcessParameters::SetParamValDbl(int index, double value, StringFormat format, int precision) {
+    impl->TakeSyntax();
     char buffer[LONGEST_NUMBER];
     const int digits = std::clamp(precision, 0, MOST_DECIMALS);
-    const int length = ftoa(value, buffer, format, impl->syntax.decimalComma, nullptr, 0, digits);
+    const int length = ftoa(value, buffer, format, impl->Syntax().decimalComma, nullptr, 0, digits);
     return SetNumber(*impl, index, {buffer, static_cast<std::size_t>(length)});
 }
 
 bool TCProcessParameters::SetParamValStr(int index, const char* value) {
     if (!IsParameter(*impl, index)) return false;
+    impl->TakeSyntax();
     const std::string meant(ViewOf(value));  // the argument may lie in the text
-    const std::vector<std::string> ways = tc::WaysToWrite(meant, impl->syntax);
+    const std::vector<std::string> ways = tc::WaysToWrite(meant, impl->Syntax());
     return std::ranges::any_of(
         ways, [&](const std::string& written) { return ReplaceValue(*impl, index, written, meant); });
 }
 
 bool TCProcessParameters::ClearParamVal(int index) {
+    impl->TakeSyntax();
     return IsParameter(*impl, index) && ReplaceValue(*impl, index, {}, std::nullopt);
 }
 
@@ -348,6 +351,7 @@ int TCProcessParameters::InsertParameter(const char* name, const char* section, 
     const char* within = section != nullptr ? section : "";
     const int existing = allowDuplicate ? -1 : FindParameter(name, within);
     if (existing >= 0) return existing;
+    impl->TakeSyntax();
     const std::string wanted(name);  // the argument may lie in the text
     const int found = FindSection(*impl, within);
     if (found < 0) return AppendWithSection(*impl, wanted, within) ? GetParamCount() - 1 : -1;
@@ -359,6 +363,7 @@ int TCProcessParameters::InsertParameter(const char* name, const char* section, 
 
 bool TCProcessParameters::DeleteParameter(int index) {
     if (!IsParameter(*impl, index)) return false;
+    impl->TakeSyntax();
     const ParameterRecord& parameter = RecordAt(impl->Table().parameters, index);
     TableChange change;
     change.parameter = index;
@@ -370,6 +375,7 @@ bool TCProcessParameters::DeleteParameter(int index) {
 bool TCProcessParameters::DeleteSection(const char* section) {
     const int found = FindSection(*impl, ViewOf(section));
     if (found < 0) return false;
+    impl->TakeSyntax();
     const auto [first, last] = ParametersOf(*impl, found);
     const SectionRecord& header = RecordAt(impl->Table().sections, found);
     const int begin = found > 0 ? header.first - 1 : 0;

@@ -22,7 +22,9 @@ class ParameterText;
 //
 // The syntax is configurable: the strings that introduce a parameter (prefixes), end it (delimiters), split
 // name from value and start a comment. Of several that fit at one place the longest counts. Edits write the
-// first of each list. Set the syntax before the text is parsed; a change holds from the next parse on.
+// first of each list. The syntax may be changed at any time. What is read already keeps its place and type;
+// edits go by the new syntax. Only a text that would fall into other parameters by it keeps the strings with
+// which it was parsed until the next parse.
 //
 // A name runs to the split string, a value to the delimiter; blanks belong to both. A value in quotation
 // marks (both kinds) may hold delimiters and needs a delimiter right behind it. With prefixes, a plain value
@@ -40,8 +42,8 @@ class TC_API TCProcessParameters {
     enum ParamValType {
         NO_VALUE = 0,  // the name stands alone, or nothing stands behind the split string
         INTEGER = 1,   // all of it is a decimal integer
-        FLOAT = 2,     // all of it is a decimal number, or "inf" or "nan" with or without a sign
-        STRING = 3     // anything else, and whatever is written in quotation marks
+        FLOAT = 2,  // all of it is a decimal number, or what `SetParamValDbl` writes: "inf", "-nan" and so on
+        STRING = 3  // anything else, and whatever is written in quotation marks
     };
 
     // Delimiter "\r\n" (both characters together), split string "=", comment starts "#" and ";".

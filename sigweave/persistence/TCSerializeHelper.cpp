@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 static_assert(std::endian::native == std::endian::little, "items are copied as they lie in memory");
 
@@ -162,18 +163,18 @@ const char* TCSerializeHelper::DeSerializeWithStatus(TCTypeInfo& value, const ch
     int length;
     double timestamp, samplerate, rangeMin, rangeMax;
     TCSI_Unit unit;
-    CString name;
-    int state;
+    int nameLength, state;
     src = GetCount(length, src);
     const char* item = DeSerialize(samplerate, DeSerialize(timestamp, src));
     item = DeSerialize(rangeMax, DeSerialize(rangeMin, DeSerialize(unit, item)));
-    DeSerialize(state, DeSerialize(name, item));
+    const char* const name = GetCount(nameLength, item);
+    DeSerialize(state, name + nameLength);
     value.SetTimestamp(timestamp);
     value.SetSamplerate(samplerate);
     value.SetUnit(unit);
     value.SetRangeMin(rangeMin);
     value.SetRangeMax(rangeMax);
-    value.SetSignalnameString(name);
+    value.SetSignalname(std::string_view(name, static_cast<std::size_t>(nameLength)));
     value.SetState(static_cast<TCBLOCKSTATUS>(state));
     return src + length;
 }

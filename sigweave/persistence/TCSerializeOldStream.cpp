@@ -1,13 +1,14 @@
 #include "sigweave/persistence/TCSerializeOldStream.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/persistence/TCSerializeHelper.h"
 
 namespace {
@@ -66,13 +67,13 @@ bool HasMark(const char* p, char mark) {
     return p != nullptr && *p == mark;
 }
 
-template <typename Text>
-bool ReadText(Text& value, const char*& p) {
+bool ReadText(std::string_view& bytes, const char*& p) {
     if (!HasMark(p, TEXT_MARK)) return false;
     int length;
-    TCSerializeHelper::DeSerialize(length, p + 1);
+    const char* const begin = TCSerializeHelper::DeSerialize(length, p + 1);
     if (length < 0) return false;
-    p = TCSerializeHelper::DeSerialize(value, p + 1);
+    bytes = {begin, static_cast<std::size_t>(length)};
+    p = begin + length;
     return true;
 }
 
@@ -172,11 +173,17 @@ bool TCSerializeOldStream::DeSerialize(double& value, const char*& p) {
 }
 
 bool TCSerializeOldStream::DeSerialize(CString& value, const char*& p) {
-    return ReadText(value, p);
+    std::string_view bytes;
+    if (!ReadText(bytes, p)) return false;
+    value.assign(bytes);
+    return true;
 }
 
 bool TCSerializeOldStream::DeSerialize(TCString& value, const char*& p) {
-    return ReadText(value, p);
+    std::string_view bytes;
+    if (!ReadText(bytes, p)) return false;
+    value.AllocCopy(bytes);
+    return true;
 }
 
 bool TCSerializeOldStream::DeSerialize(TCSI_Unit& value, const char*& p) {
@@ -197,16 +204,16 @@ bool TCSerializeOldStream::DeSerialize(const void*& value, const char*& p) {
 bool TCSerializeOldStream::DeSerializeWithoutStatus(TCTypeInfo& value, const char*& p) {
     double timestamp, samplerate, rangeMin, rangeMax;
     TCSI_Unit unit;
-    CString name;
+    std::string_view name;
     if (!DeSerialize(timestamp, p) || !DeSerialize(samplerate, p) || !DeSerialize(unit, p) ||
-        !DeSerialize(rangeMin, p) || !DeSerialize(rangeMax, p) || !DeSerialize(name, p))
+        !DeSerialize(rangeMin, p) || !DeSerialize(rangeMax, p) || !ReadText(name, p))
         return false;
     value.SetTimestamp(timestamp);
     value.SetSamplerate(samplerate);
     value.SetUnit(unit);
     value.SetRangeMin(rangeMin);
     value.SetRangeMax(rangeMax);
-    value.SetSignalnameString(name);
+    value.SetSignalname(name);
     return true;
 }
 
@@ -226,7 +233,7 @@ bool TCSerializeOldStream::DeSerialize(double* values, int count, const char*& p
 }
 
 bool TCSerializeOldStream::EatOneWS(const char*& p) {
-    if (p == nullptr || *p == '\0' || std::isspace(static_cast<unsigned char>(*p)) == 0) return false;
+    if (p == nullptr || !tc::IsAsciiSpace(*p)) return false;
     ++p;
     return true;
 }

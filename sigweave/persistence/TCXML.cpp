@@ -121,11 +121,38 @@ void XmlAccess::Reset(TCXML& xml, std::shared_ptr<XmlDocument> document) {
 }  // namespace tc
 
 TCXMLNode::TCXMLNode(std::shared_ptr<tc::XmlDocument> newDocument, void* newNode)
-    : document(std::move(newDocument)), node(newNode) {}
+    : document(std::move(newDocument)), node(newNode) {
+    tc::Hold(static_cast<xmlNode*>(node), 1);
+}
+
+TCXMLNode::TCXMLNode(const TCXMLNode& other) : TCXMLNode(other.document, other.node) {}
+
+TCXMLNode::TCXMLNode(TCXMLNode&& other) noexcept
+    : document(std::move(other.document)), node(std::exchange(other.node, nullptr)) {}
+
+TCXMLNode& TCXMLNode::operator=(TCXMLNode other) noexcept {
+    std::swap(document, other.document);
+    std::swap(node, other.node);
+    return *this;
+}
+
+TCXMLNode::~TCXMLNode() {
+    tc::Hold(static_cast<xmlNode*>(node), -1);
+}
 
 struct TCXMLNodeList::Nodes {
-    std::shared_ptr<tc::XmlDocument> document;
-    std::vector<xmlNode*> nodes;
+    Nodes(std::shared_ptr<tc::XmlDocument> from, std::vector<xmlNode*> found)
+        : document(std::move(from)), nodes(std::move(found)) {
+        for (xmlNode* node : nodes) tc::Hold(node, 1);
+    }
+    Nodes(const Nodes&) = delete;
+    Nodes& operator=(const Nodes&) = delete;
+    ~Nodes() {
+        for (xmlNode* node : nodes) tc::Hold(node, -1);
+    }
+
+    const std::shared_ptr<tc::XmlDocument> document;
+    const std::vector<xmlNode*> nodes;
     std::size_t next = 0;
 };
 
@@ -153,7 +180,7 @@ bool TCXML::Release() {
 }
 
 bool TCXML::PreserveWhiteSpace(bool preserve) {
-    keepBlanks = preserve;
+    keepBlanks = keepWholeBlanks = preserve;
     return true;
 }
 
@@ -179,7 +206,7 @@ bool TCXML::LoadOnce(const char* path) {
     XmlAccess::Reset(*this, nullptr);
     const tc::XmlFile file = tc::OpenXmlFile(path, "rb");
     if (file == nullptr) return Fail(tc::NOT_LOADED, tc::LastSystemErrorText().c_str());
-    tc::XmlBuilder builder(keepBlanks);
+    tc::XmlBuilder builder(keepBlanks, keepWholeBlanks);
     while (builder.FeedFrom(*file)) {
     }
     if (std::ferror(file.get()) != 0) return Fail(tc::NOT_LOADED, tc::LastSystemErrorText().c_str());
@@ -190,7 +217,7 @@ bool TCXML::LoadXML(const char* text) {
     XmlAccess::Reset(*this, nullptr);
     std::string buffer;
     const std::string_view bytes = Shown(text);
-    tc::XmlBuilder builder(keepBlanks);
+    tc::XmlBuilder builder(keepBlanks, keepWholeBlanks);
     builder.Feed(HasEncoding(bytes) ? bytes : tc::ToUtf8(bytes, buffer));
     return Take(builder);
 }

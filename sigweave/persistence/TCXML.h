@@ -18,6 +18,10 @@ struct XmlAccess;
 class TC_API TCXMLNode {
  public:
     TCXMLNode() = default;
+    TCXMLNode(const TCXMLNode& other);
+    TCXMLNode(TCXMLNode&& other) noexcept;
+    TCXMLNode& operator=(TCXMLNode other) noexcept;
+    ~TCXMLNode();
     explicit operator bool() const { return node != nullptr; }
     bool operator==(const TCXMLNode& other) const { return node == other.node; }
 
@@ -72,9 +76,9 @@ class TC_API TCXML {
     // the document is complete, whatever `async` says (it is kept for the callers that set it).
     bool Create(bool async = false);
     bool Release();
-    // Whether texts that are nothing but white space are kept when loading; at first they are not. The text
-    // of an element that holds nothing else is always kept, and so is everything below an
-    // xml:space="preserve". Applies to the loads that follow.
+    // Whether texts that are nothing but white space are kept when loading, in the loads that follow. Without
+    // a call those are kept that are all that their element holds. What stands below an xml:space="preserve"
+    // is always kept, and so are CDATA sections.
     bool PreserveWhiteSpace(bool preserve);
     // From a file in the encoding that it declares or marks (UTF-8 without either), or from a text (in the
     // locale's character set without a declaration). Nothing else is ever opened: external entities and
@@ -101,8 +105,9 @@ class TC_API TCXML {
     // they mean at that node. In a literal in double quotes a backslash escapes \\ \" and \' and is itself
     // before anything else; literals in single quotes are as in XPath.
     //
-    // Where a literal begins or ends with \x20, as `PrepareXPathSearchString` writes blanks, and nothing was
-    // found, blanks are looked for (deliberately: quoting a node's text leaves its blanks alone).
+    // Where a literal begins or ends with \x20, as `PrepareXPathSearchString` writes blanks, it is equal to
+    // the text with blanks there as well (deliberately: quoting a node's text leaves its blanks alone).
+    // Functions and != take the text with blanks, and the other one when nothing is found.
 
     // The first of the nodes in document order. None is null, and a failure when `required`.
     TCXMLNode SelectSingleNode(const char* xpath, const TCXMLNode& node = {}, bool required = false);
@@ -167,6 +172,7 @@ class TC_API TCXML {
 
     std::shared_ptr<tc::XmlDocument> document;
     bool keepBlanks = false;
+    bool keepWholeBlanks = true;
     TCString error;
     int errorLine = 0;
 };

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "sigweave/foundation/Ascii.h"
+
 namespace tc {
 namespace {
 
@@ -55,7 +57,7 @@ bool IsBlank(std::string_view text) {
 }
 
 bool EndsLine(char c) {
-    return c == '\n' || c == '\r' || c == '\0';
+    return IsLineEnd(c) || c == '\0';
 }
 
 std::string SourceLine(const xmlParserInput& input) {
@@ -159,7 +161,8 @@ struct XmlBuilder::Events {
     }
 };
 
-XmlBuilder::XmlBuilder(bool keepAllBlanks) : keepBlanks(keepAllBlanks) {
+XmlBuilder::XmlBuilder(bool keepAllBlanks, bool keepBlanksAlone)
+    : keepBlanks(keepAllBlanks), keepWholeBlanks(keepBlanksAlone) {
     PrepareXmlEngine();
     context = xmlCreatePushParserCtxt(nullptr, nullptr, nullptr, 0, nullptr);
     if (context == nullptr) throw std::bad_alloc();
@@ -269,7 +272,7 @@ void XmlBuilder::Note(const xmlError& record) {
 void XmlBuilder::FlushText(bool atElementEnd) {
     xmlNode* const parent = context->node;
     if (text.empty() || parent == nullptr) return;
-    const bool isWholeText = atElementEnd && parent->children == nullptr;
+    const bool isWholeText = keepWholeBlanks && atElementEnd && parent->children == nullptr;
     const bool kept = keepBlanks || textIsSection || isWholeText || !IsBlank(text) ||
                       (keepsSomeBlanks && xmlNodeGetSpacePreserve(parent) == 1);
     if (kept) {

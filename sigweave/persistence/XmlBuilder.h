@@ -25,9 +25,9 @@ struct XmlParseError {
 // attributes are refused, and document types of over 64 KB. Texts may have any length up to 2 GB.
 class XmlBuilder {
  public:
-    // Without `keepBlanks`, text that is nothing but white space is left out where it stands beside elements;
-    // the whole text of an element is always kept, and so is all below an xml:space="preserve".
-    explicit XmlBuilder(bool keepBlanks);
+    // Without `keepBlanks`, text that is nothing but white space is left out; with `keepWholeBlanks` not
+    // where it is all that an element holds. What is below an xml:space="preserve" is always kept.
+    explicit XmlBuilder(bool keepBlanks, bool keepWholeBlanks = true);
     ~XmlBuilder();
     XmlBuilder(const XmlBuilder&) = delete;
     XmlBuilder& operator=(const XmlBuilder&) = delete;
@@ -57,6 +57,7 @@ class XmlBuilder {
 
     xmlParserCtxt* context;
     bool keepBlanks;
+    bool keepWholeBlanks;
     bool keepsSomeBlanks = false;
     bool failed = false;
     int level = 0;

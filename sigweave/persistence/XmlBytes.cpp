@@ -20,25 +20,6 @@ bool IsXmlCharacter(char32_t code) {
     return code <= 0xD7FF || (code >= 0xE000 && code <= 0xFFFD) || (code >= 0x10000 && code <= LAST_CODE);
 }
 
-void AppendUtf8(std::string& out, char32_t code) {
-    const auto continuation = [&](int shift) { out += static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
-    if (code < 0x80) {
-        out += static_cast<char>(code);
-    } else if (code < 0x800) {
-        out += static_cast<char>(0xC0 | (code >> 6));
-        continuation(0);
-    } else if (code < 0x10000) {
-        out += static_cast<char>(0xE0 | (code >> 12));
-        continuation(6);
-        continuation(0);
-    } else {
-        out += static_cast<char>(0xF0 | (code >> 18));
-        continuation(12);
-        continuation(6);
-        continuation(0);
-    }
-}
-
 // The text comes from a tree, so it is well-formed.
 char32_t TakeUtf8(const char*& p) {
     const auto first = static_cast<unsigned char>(*p++);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <mutex>
 
 #include "sigweave/persistence/XmlTree.h"
@@ -6,6 +7,17 @@ namespace tc {
 namespace {
 
 void PrintNothing(void*, const char*, ...) {}
+
+// Whether there is a handle to the node or to one below it.
+bool IsHeld(const xmlNode* top) {
+    for (const xmlNode* node = top; node != nullptr; node = NextXmlNode(node, top)) {
+        if (node->_private != nullptr) return true;
+        if (node->type != XML_ELEMENT_NODE) continue;
+        for (const xmlAttr* attribute = node->properties; attribute != nullptr; attribute = attribute->next)
+            if (attribute->_private != nullptr) return true;
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -42,6 +54,17 @@ void XmlDocument::DetachFrom(xmlNode* node) {
         detached.push_back(node);
         node = next;
     }
+    if (detached.size() >= enough) ReleaseUnheld();
+}
+
+// Each time that there are twice as many: a node is looked at a few times at most.
+void XmlDocument::ReleaseUnheld() {
+    std::erase_if(detached, [](xmlNode* node) {
+        const bool held = IsHeld(node);
+        if (!held) xmlFreeNode(node);
+        return !held;
+    });
+    enough = std::max<std::size_t>(16, 2 * detached.size());
 }
 
 }  // namespace tc

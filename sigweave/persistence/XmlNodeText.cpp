@@ -8,13 +8,6 @@
 namespace tc {
 namespace {
 
-// The next node behind `node` in the order of the document, without leaving `top`; null at its end.
-const xmlNode* Next(const xmlNode* node, const xmlNode* top) {
-    if ((node->type == XML_ELEMENT_NODE || node == top) && node->children != nullptr) return node->children;
-    while (node != top && node->next == nullptr) node = node->parent;
-    return node != top ? node->next : nullptr;
-}
-
 std::string_view StoredText(const xmlNode* node, std::string& buffer) {
     const bool holdsNodes =
         node->type == XML_ELEMENT_NODE || node->type == XML_ATTRIBUTE_NODE || node->type == XML_DOCUMENT_NODE;
@@ -23,7 +16,7 @@ std::string_view StoredText(const xmlNode* node, std::string& buffer) {
     if (only == nullptr) return "";
     if (only->next == nullptr && HoldsText(only)) return ViewOf(only->content);
     buffer.clear();
-    for (const xmlNode* at = Next(node, node); at != nullptr; at = Next(at, node))
+    for (const xmlNode* at = NextXmlNode(node, node); at != nullptr; at = NextXmlNode(at, node))
         if (HoldsText(at)) buffer += ViewOf(at->content);
     return buffer;
 }

@@ -7,6 +7,7 @@
 #include <libxml/xpathInternals.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,8 +21,7 @@ namespace tc {
 // written.
 constexpr int MOST_LEVELS = 1024, MOST_ATTRIBUTES = 10'000;
 
-// A tree of the engine. Nodes that were taken out of the tree live as long as it does, since somebody may
-// hold a handle to them.
+// A tree of the engine. Nodes that were taken out of it live on while somebody holds a handle to them.
 class XmlDocument {
  public:
     // Takes over the tree, which is not null.
@@ -30,13 +30,16 @@ class XmlDocument {
     XmlDocument(const XmlDocument&) = delete;
     XmlDocument& operator=(const XmlDocument&) = delete;
 
-    // Takes the node and the siblings behind it out of the tree.
+    // Takes the node and the siblings behind it out of the tree, and releases what nobody holds.
     void DetachFrom(xmlNode* node);
 
     xmlDoc* const tree;
 
  private:
+    void ReleaseUnheld();
+
     std::vector<xmlNode*> detached;
+    std::size_t enough = 16;  // detached nodes, to look for those that nobody holds any more
 };
 
 struct XmlAccess {
@@ -45,6 +48,20 @@ struct XmlAccess {
     static const std::shared_ptr<XmlDocument>& Document(const TCXML& xml) { return xml.document; }
     static void Reset(TCXML& xml, std::shared_ptr<XmlDocument> document);
 };
+
+// Counts a handle to the node, which may be null, or one less, in the word that the engine leaves to its
+// user.
+inline void Hold(xmlNode* node, std::intptr_t change) {
+    if (node != nullptr)
+        node->_private = reinterpret_cast<void*>(reinterpret_cast<std::intptr_t>(node->_private) + change);
+}
+
+// The next node behind `node` in the order of the document, without leaving `top`; null at its end.
+inline const xmlNode* NextXmlNode(const xmlNode* node, const xmlNode* top) {
+    if ((node->type == XML_ELEMENT_NODE || node == top) && node->children != nullptr) return node->children;
+    while (node != top && node->next == nullptr) node = node->parent;
+    return node != top ? node->next : nullptr;
+}
 
 // Initialises the engine; to be called before its first use, any number of times.
 void PrepareXmlEngine();

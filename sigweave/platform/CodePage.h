@@ -58,6 +58,9 @@ std::size_t PrefixNoCase(std::string_view text, std::string_view start);
 // character.
 bool AppendCharacter(std::string& text, char32_t code);
 
+// Appends the character, which is one of Unicode, in UTF-8.
+void AppendUtf8(std::string& text, char32_t code);
+
 // What cannot be converted becomes U+FFFD, or "?" where the code page has no such character. False, with `to`
 // empty, for a code page that the system does not know.
 bool MultibyteToUtf16(std::string_view from, unsigned codePage, std::u16string& to);

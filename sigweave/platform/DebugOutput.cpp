@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 std::atomic<TCDebugSink> debugSink{nullptr};
@@ -13,7 +14,9 @@ void OutputDebugStringA(const char* text) {
         sink(text);
         return;
     }
-    std::fputs(text, stderr);
+    const std::size_t length = std::strlen(text);
+    const bool isLine = length > 0 && text[length - 1] == '\n';
+    std::fprintf(stderr, isLine ? "%s" : "%s\n", text);
 }
 
 TCDebugSink TCSetDebugOutput(TCDebugSink sink) {

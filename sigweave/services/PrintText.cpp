@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/platform/NumberText.h"
 
 namespace tc {
@@ -63,7 +64,7 @@ constexpr int LARGEST_COUNT = 100;
 
 int ReadCount(const char*& at) {
     int count = 0;
-    for (; *at >= '0' && *at <= '9' && count <= LARGEST_COUNT; ++at) count = 10 * count + (*at - '0');
+    for (; tc::IsDigit(*at) && count <= LARGEST_COUNT; ++at) count = 10 * count + (*at - '0');
     return count;
 }
 

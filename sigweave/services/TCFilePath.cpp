@@ -20,10 +20,6 @@ TCString ToTCString(std::string_view text) {
     return TCString().AllocCopy(text);
 }
 
-std::string_view View(const TCString& text) {
-    return {text, static_cast<std::size_t>(text.GetLength())};
-}
-
 // --- Compact paths, in characters
 
 std::size_t CountCharacters(std::string_view text) {
@@ -58,7 +54,7 @@ std::string Compact(std::string_view path, std::size_t room) {
 
 // Where the point before the extension is; npos: there is none. A hidden file's point is part of its title.
 std::size_t ExtensionPoint(const TCString& name) {
-    const std::size_t point = View(name).rfind('.');
+    const std::size_t point = tc::ViewOf(name).rfind('.');
     return point != 0 ? point : std::string_view::npos;
 }
 
@@ -99,28 +95,29 @@ TCString TCFilePath::GetRelPath() const {
 
 TCString TCFilePath::GetDirectory() const {
     const TCString full = GetAbsPath();
-    const std::size_t root = tc::PathRootLength(View(full));
-    const std::size_t last = tc::LastSeparator(View(full));
-    if (last == std::string_view::npos || last < root) return ToTCString(View(full).substr(0, root));
-    return ToTCString(View(full).substr(0, last));
+    const std::size_t root = tc::PathRootLength(tc::ViewOf(full));
+    const std::size_t last = tc::LastSeparator(tc::ViewOf(full));
+    if (last == std::string_view::npos || last < root) return ToTCString(tc::ViewOf(full).substr(0, root));
+    return ToTCString(tc::ViewOf(full).substr(0, last));
 }
 
 TCString TCFilePath::GetFileName() const {
     const TCString full = GetAbsPath();
-    const std::size_t root = tc::PathRootLength(View(full));
-    const std::size_t last = tc::LastSeparator(View(full));
-    return ToTCString(View(full).substr(last == std::string_view::npos || last < root ? root : last + 1));
+    const std::size_t root = tc::PathRootLength(tc::ViewOf(full));
+    const std::size_t last = tc::LastSeparator(tc::ViewOf(full));
+    return ToTCString(
+        tc::ViewOf(full).substr(last == std::string_view::npos || last < root ? root : last + 1));
 }
 
 TCString TCFilePath::GetFileTitle() const {
     const TCString name = GetFileName();
-    return ToTCString(View(name).substr(0, ExtensionPoint(name)));
+    return ToTCString(tc::ViewOf(name).substr(0, ExtensionPoint(name)));
 }
 
 TCString TCFilePath::GetFileExt() const {
     const TCString name = GetFileName();
     const std::size_t point = ExtensionPoint(name);
-    return point == std::string_view::npos ? TCString() : ToTCString(View(name).substr(point + 1));
+    return point == std::string_view::npos ? TCString() : ToTCString(tc::ViewOf(name).substr(point + 1));
 }
 
 bool TCFilePath::HasChanged() {
@@ -169,7 +166,7 @@ bool TCFilePath::CreateRecursiveDirectory(const char* folder) {
 }
 
 int TCFilePath::Resolve(TCString& path, bool resolveCSIDL, bool resolveEnvironment) {
-    std::string text(View(path));
+    std::string text(tc::ViewOf(path));
     const int count = Resolve(text, resolveCSIDL, resolveEnvironment);
     path.AllocCopy(text);
     return count;

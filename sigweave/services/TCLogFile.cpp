@@ -37,10 +37,6 @@ std::string_view View(const char* text) {
     return text != nullptr ? text : "";
 }
 
-std::string_view View(const TCString& text) {
-    return {static_cast<const char*>(text), static_cast<std::size_t>(text.GetLength())};
-}
-
 char* Put(char* at, std::string_view text) {
     return std::copy(text.begin(), text.end(), at);
 }
@@ -281,7 +277,7 @@ bool TCLogFile::LogBinary(unsigned long logType, LOG_LEVEL level, const char* so
     const bool hasData = data != nullptr && length > 0;
     const std::string_view bytes(static_cast<const char*>(data),
                                  hasData ? static_cast<std::size_t>(length) : 0);
-    return WriteParts({View(line), bytes, LINE_END}) && CheckSplitLogFile();
+    return WriteParts({tc::ViewOf(line), bytes, LINE_END}) && CheckSplitLogFile();
 } catch (const std::bad_alloc&) {
     return false;
 }
@@ -294,7 +290,7 @@ void TCLogFile::ReplaceNonPrintableCharacters(TCString& text) {
 }
 
 bool TCLogFile::WriteLine(unsigned long logType, LOG_LEVEL level, const char* source, const char* text) {
-    return WriteParts({View(MakeLine(logType, level, source, text))}) && CheckSplitLogFile();
+    return WriteParts({tc::ViewOf(MakeLine(logType, level, source, text))}) && CheckSplitLogFile();
 }
 
 bool TCLogFile::Write(const void* bytes, int count) {
@@ -315,7 +311,7 @@ bool TCLogFile::CheckSplitLogFile() {
     const TCString next = ExpandPattern();
     const auto write = [&](const char* format, const TCString& name) {
         const TCString text = TCString::FormatS(format, static_cast<const char*>(name));
-        return WriteParts({View(MakeLine(0, TRACE, SOURCE, text))});
+        return WriteParts({tc::ViewOf(MakeLine(0, TRACE, SOURCE, text))});
     };
     if (!write("Splitting logfile, next file is '%s'", next)) return false;
     state.open = GoOnIn(next);
@@ -338,7 +334,7 @@ bool TCLogFile::GoOnIn(const TCString& next) {
 const TCString& TCLogFile::MakeLine(unsigned long logType, LOG_LEVEL level, const char* source,
                                     const char* text) {
     constexpr std::size_t FIXED = 128;  // of separators, numbers and level
-    const std::string_view stamp = View(GetDateTime());
+    const std::string_view stamp = tc::ViewOf(GetDateTime());
     const std::string_view type = View(FormatLogType(logType));
     const std::string_view sourceText = View(source);
     const std::string_view message = View(text);
@@ -407,7 +403,7 @@ bool TCLogFile::AddLogTypeName(unsigned long logType, const char* name) try {
     }
     TCString trimmed = known;
     trimmed.TrimRight(' ');
-    const std::string_view a = View(trimmed);
+    const std::string_view a = tc::ViewOf(trimmed);
     const std::string_view b = View(name);
     const std::size_t common = std::min(a.size(), b.size());
     return a.substr(0, common) == b.substr(0, common);

@@ -4,6 +4,7 @@
 #include <array>
 #include <iterator>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/signal/SiSymbols.h"
 
 namespace {
@@ -24,18 +25,6 @@ constexpr auto PACKED_SYMBOLS = [] {
     return packed;
 }();
 
-bool IsLetter(char character) {
-    return (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z');
-}
-
-bool IsSpace(char character) {
-    return character == ' ' || (character >= '\t' && character <= '\r');
-}
-
-bool IsDigit(char character) {
-    return character >= '0' && character <= '9';
-}
-
 // Reads from the front of a text. Behind its end there are zero characters.
 class Scanner {
  public:
@@ -45,14 +34,14 @@ class Scanner {
     char Next() const { return at != end ? *at : '\0'; }
 
     void SkipSpace() {
-        while (IsSpace(Next())) ++at;
+        while (tc::IsAsciiSpace(Next())) ++at;
     }
 
     // A symbol that is too long for any gives a number of none.
     std::uint32_t ReadSymbol() {
         std::uint32_t symbol = 0;
         const char* start = at;
-        for (; IsLetter(Next()); ++at) symbol = Pack(symbol, *at);
+        for (; tc::IsLetter(Next()); ++at) symbol = Pack(symbol, *at);
         return at - start <= LONGEST_SYMBOL ? symbol : UINT32_MAX;
     }
 
@@ -64,9 +53,9 @@ class Scanner {
         SkipSpace();
         const bool negative = Next() == '-';
         if (negative) ++at;
-        if (!IsDigit(Next())) return false;
+        if (!tc::IsDigit(Next())) return false;
         int number = 0;
-        for (; IsDigit(Next()); ++at) number = std::min(number * 10 + (*at - '0'), POWER_LIMIT + 1);
+        for (; tc::IsDigit(Next()); ++at) number = std::min(number * 10 + (*at - '0'), POWER_LIMIT + 1);
         power = negative ? -number : number;
         return number <= POWER_LIMIT;
     }
@@ -91,7 +80,7 @@ bool TCSI_Convert::scan(std::string_view text, TCSI_Unit& unit) {
         const std::uint32_t symbol = scanner.ReadSymbol();
         int power;
         read = symbol != 0 && SetToken(symbol) && scanner.ReadPower(power) &&
-               (scanner.IsAtEnd() || IsSpace(scanner.Next())) && Token2SI(static_cast<char>(power));
+               (scanner.IsAtEnd() || tc::IsAsciiSpace(scanner.Next())) && Token2SI(static_cast<char>(power));
     }
     GetSI(unit);
     return read;

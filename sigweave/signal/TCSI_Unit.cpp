@@ -1,13 +1,13 @@
 #include "sigweave/signal/TCSI_Unit.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <iterator>
 #include <string>
 #include <string_view>
 
+#include "sigweave/foundation/PowersOfTen.h"
 #include "sigweave/signal/SiSymbols.h"
 #include "sigweave/signal/TCSI_Convert.h"
 
@@ -32,13 +32,10 @@ std::string Symbols(const Exponents& exponents) {
     return text;
 }
 
-// 10 to the power, correctly rounded.
+// 10 to the power; infinite beyond the range of a double.
 double PowerOfTen(long power) {
-    char text[32] = "1e";
-    const auto end = std::to_chars(text + 2, text + sizeof text, power).ptr;
-    double value = 1.0;
-    if (std::from_chars(text, end, value).ec == std::errc()) return value;
-    return power < 0 ? 0.0 : HUGE_VAL;
+    if (power > tc::MAX_EXPONENT) return HUGE_VAL;
+    return tc::PowerOfTen(static_cast<int>(std::max<long>(power, tc::MIN_EXPONENT)));
 }
 
 // The base-10 logarithm, truncated; 0 where there is none.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/Export.h"
@@ -27,6 +28,8 @@ class TC_API TCTypeInfo {
     const char* GetSignalname() const { return signalname.c_str(); }
     // A null text sets an empty name.
     void SetSignalname(const char* name) { signalname.assign(name != nullptr ? name : ""); }
+    // Any bytes; allocates nothing where the name before was as long.
+    void SetSignalname(std::string_view bytes) { signalname.assign(bytes); }
     const CString& GetSignalnameString() const { return signalname; }
     void SetSignalnameString(const CString& name) { signalname = name; }
     double GetTimestamp() const { return timestamp; }

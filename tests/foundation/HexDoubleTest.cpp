@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <clocale>
 #include <cmath>
@@ -8,6 +9,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "sigweave/foundation/HexDouble.h"
 
@@ -50,6 +52,33 @@ TEST(HexDouble, EveryBitPatternComesBack) {
     }
 }
 
+TEST(HexDouble, LongTextsAreReadToTheFirstOtherForm) {
+    std::mt19937_64 random(1);
+    std::vector<double> values(2000), read(values.size() + 1);
+    std::string text;
+    for (double& value : values) {
+        do value = std::bit_cast<double>(random() & ~(random() % 2 << 62));
+        while (!std::isnormal(value));
+        text += Written(value) + " ";
+    }
+    const int count = static_cast<int>(values.size());
+    const std::string end(24, ' ');
+    for (const char* other :
+         {"", "0x0.0000000000000p+0 ", "-0x1.000000000000Ap+0 ", "0x1.0000000000000q+0 ",
+          "0x1.0000000000000p+1024 ", "0x1.0000000000000p-1023 ", "0x1.0000000000000p0 ",
+          "0x1.0000000000000p+ ", "0x1.0000000000000p+0;", "0x1.000000000000gp+0 ", "1 "}) {
+        const std::string whole = text + other + end;
+        const char* p = whole.c_str();
+        EXPECT_EQ(tc::ReadWrittenDoubles(p, p + whole.size(), read.data(), count + (*other != '\0')), count)
+            << other;
+        EXPECT_EQ(p, whole.c_str() + text.size());
+        EXPECT_TRUE(std::equal(values.begin(), values.end(), read.begin()));
+    }
+    const char* p = text.c_str();
+    EXPECT_EQ(tc::ReadWrittenDoubles(p, p + text.size(), read.data(), 2), 2);
+    EXPECT_EQ(tc::ReadWrittenDoubles(p, p + 24, read.data(), 2), 0) << "too near to the end";
+}
+
 TEST(HexDouble, ReadsLeniently) {
     const struct {
         const char* text;
@@ -86,6 +115,10 @@ TEST(HexDouble, GeneralNumbersAreReadByTheirPrefix) {
     char* end = nullptr;
     EXPECT_EQ(15.0, StringToDouble(text, &end));
     EXPECT_EQ(text + 7, end);
+    for (const char* none : {"", "  ", " +", "\t.e5", " x"}) {
+        EXPECT_EQ(0.0, StringToDouble(none, &end)) << none;
+        EXPECT_EQ(none, end);
+    }
 }
 
 TEST(HexDouble, IntegersHaveNoLeadingZeros) {

@@ -2,9 +2,11 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "sigweave/foundation/NumberFormat.h"
 
@@ -99,6 +101,45 @@ TEST(NumberFormat, ScalesThroughTheWholeRange) {
     EXPECT_DOUBLE_EQ(ExpDiv(1e300, 600), 1e-300);
     EXPECT_EQ(ExpMul(1, std::numeric_limits<int>::max()), INF);
     EXPECT_EQ(ExpMul(1, std::numeric_limits<int>::min()), 0);
+}
+
+// The exponent of a text is that of the greatest power of ten, as strtod reads it, which is not above the
+// value.
+TEST(NumberFormat, KnowsEveryPowerOfTen) {
+    const auto read = [](const std::string& mantissa, int power) {
+        return std::strtod((mantissa + "e" + std::to_string(power)).c_str(), nullptr);
+    };
+    for (int power = -323; power <= 308; ++power) {
+        if (power >= -307) {
+            EXPECT_EQ(ExpMul(1, power), read("1", power));
+        }
+        for (const char* mantissa : {"1", "5"}) {
+            const double value = read(mantissa, power);
+            int expected = power;
+            while (read("1", expected) > value) --expected;
+            while (expected < 308 && read("1", expected + 1) <= value) ++expected;
+            const std::string text = Text({"", value, FORMAT_EXPONENTIAL, 3});
+            if (std::isfinite(value)) {
+                EXPECT_EQ(std::stoi(text.substr(text.find('e') + 1)), expected) << text;
+            }
+        }
+    }
+}
+
+TEST(NumberFormat, ShortestTextsReadTheSame) {
+    const std::pair<double, const char*> rows[] = {{0, "0"},
+                                                   {-0.0, "-0"},
+                                                   {0.1, "0.1"},
+                                                   {1e-5, "0.00001"},
+                                                   {9e-6, "9e-06"},
+                                                   {1500000, "1500000"},
+                                                   {-1e15, "-1000000000000000"},
+                                                   {1e16, "1e+16"},
+                                                   {1.0 / 3, "0.3333333333333333"},
+                                                   {-INF, "-inf"},
+                                                   {-std::nan(""), "nan"},
+                                                   {-2.2250738585072014e-308, "-2.2250738585072014e-308"}};
+    for (const auto& [value, text] : rows) EXPECT_EQ(tc::ShortestText(value), text);
 }
 
 TEST(NumberFormat, GivesIntegersAndBooleansAsText) {

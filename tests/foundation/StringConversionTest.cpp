@@ -1,7 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -120,7 +125,9 @@ TEST(StringConversion, FindsParameters) {
     EXPECT_EQ(-2, whole);
     EXPECT_EQ(-2.5, real);
     EXPECT_TRUE(ParseParam(text, "late", whole) && whole == 0);
-    EXPECT_FALSE(ParseParam("nothing\n", "nothing", real) || ParseParam(nullptr, "a", real));
+    EXPECT_FALSE(ParseParam("nothing\n", "nothing", real) || ParseParam(nullptr, "a", real) ||
+                 ParseParam("", "nothing", whole));
+    EXPECT_TRUE(whole == 0 && real == -2.5);
 }
 
 TEST(StringConversion, SplitsTexts) {
@@ -166,6 +173,36 @@ TYPED_TEST(RealLists, HoldTheNumbersOfAText) {
     EXPECT_EQ(4, ConvertStringToDblArray("1.5,-.5e1;1-2 + 7..8", list, false));
     EXPECT_THAT(std::vector(list.begin(), list.end()), ElementsAre(1.5, -5, 1, 7));
     EXPECT_EQ(0, ConvertStringToDblArray("- . +", list, false));
+}
+
+// As the description of the lists says it, with the conversion of the C library.
+std::vector<double> ScannedNumbers(const string& text) {
+    std::vector<double> numbers;
+    for (std::size_t at = 0; (at = text.find_first_of("0123456789+-.", at)) != string::npos;) {
+        double number;
+        if (std::sscanf(text.c_str() + at, "%lf", &number) == 1) numbers.push_back(number);
+        at = std::min(text.find_first_not_of("0123456789+-.eE", at + 1), text.size());
+    }
+    return numbers;
+}
+
+TEST(StringConversion, ListsReadNumbersAsScanfDoes) {
+    const auto read = [](const string& text) {
+        CArray<double> list;
+        ConvertStringToDblArray(text.c_str(), list, false);
+        return list;
+    };
+    const auto same = [](double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; };
+    EXPECT_THAT(read("0x"), ElementsAre());
+    EXPECT_THAT(read("0x10"), ElementsAre(16, 10));
+    EXPECT_THAT(read("sub-info 5"), ElementsAre(-HUGE_VAL, 5));
+    std::mt19937 random(1);
+    for (int i = 0; i < 50000; ++i) {
+        string text;
+        for (std::size_t length = random() % 10; text.size() < length;)
+            text += "0019x+--.eEinfatyNIFX( "[random() % 23];
+        EXPECT_TRUE(std::ranges::equal(read(text), ScannedNumbers(text), same)) << text;
+    }
 }
 
 TEST(StringConversion, XmlTextsBecomeUtf16) {

@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <clocale>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -128,6 +129,39 @@ TEST(TCString, CopiesAndAppendsOfItsOwnBytes) {
     EXPECT_EQ("ab" + ZERO, Bytes(grown));
 }
 
+TEST(TCString, OperatorsOrderAsTheBytesDo) {
+    const auto compare = [](const auto& a, const auto& b, int order) {
+        EXPECT_TRUE((a == b) == (order == 0) && (a != b) == (order != 0) && (a < b) == (order < 0) &&
+                    (a > b) == (order > 0) && (a <= b) == (order <= 0) && (a >= b) == (order >= 0))
+            << a << " and " << b;
+    };
+    for (const char* a : {"", "a", "B", "ab", "\xFF"})
+        for (const char* b : {"", "a", "B", "ab", "\xFF"}) {
+            const int order = std::strcmp(a, b);
+            compare(TCString(a), TCString(b), order);
+            compare(TCString(a), b, order);
+            compare(a, TCString(b), order);
+            EXPECT_EQ((order > 0) - (order < 0), TCString(a).Compare(b));
+        }
+    const TCString text("aB");
+    EXPECT_TRUE(text.CompareNoCase("Ab") == 0 && text.CompareNoCase("AC") < 0 &&
+                text.CompareNoCase("AA") > 0);
+    EXPECT_TRUE(text.CompareNoCase("A") > 0 && text.CompareNoCase("abc") < 0 && text.CollateNoCase("AC") < 0);
+}
+
+TEST(TCString, AddsCharactersAndPointsIntoItself) {
+    const TCString line("abcdef");
+    const char letter = 'g';
+    EXPECT_STREQ("abcdefg", line + letter);
+    EXPECT_EQ("abcdef" + ZERO, Bytes(line + '\0'));
+    EXPECT_STREQ("xabcdef-abcdef", "x" + line + "-" + line);
+    const char* const begin = line;
+    EXPECT_EQ(begin, line + 0);
+    for (const char* fifth :
+         {line + 4, line + 4L, line + short{4}, line + static_cast<unsigned char>(4), 4 + line})
+        EXPECT_EQ(begin + 4, fifth);
+}
+
 TEST(TCString, NullRanksBelowEveryText) {
     const char* null = nullptr;
     for (const TCString text : {"", "a"}) {
@@ -174,11 +208,13 @@ TEST(TCString, FindsFromTheFront) {
     const struct {
         const char* sub;
         int n, index;
-    } rows[] = {{"/", 0, 1},   {"/", 2, 3},  {"/", 3, -1},   {"/", -1, 3}, {"/", -2, 1},
-                {"/", -3, -1}, {"aa", 2, 8}, {"aa", -3, -1}, {"", 1, -1},  {"/", INT_MIN, -1}};
+    } rows[] = {{"a", 1, 0},  {"a", -5, 0},  {"/", 0, 1},  {"/", 2, 3},    {"/", 3, -1}, {"/", -1, 3},
+                {"/", -2, 1}, {"/", -3, -1}, {"aa", 2, 8}, {"aa", -3, -1}, {"", 1, -1},  {"/", INT_MIN, -1}};
     for (const auto& row : rows)
         for (const auto format : {TCString::ASCII, TCString::BINARY})
             EXPECT_EQ(row.index, text.FindStringIndex(row.sub, row.n, format)) << row.sub << row.n;
+    EXPECT_EQ(-1, Binary("a" + ZERO + "a").FindStringIndex("a", 2));
+    EXPECT_EQ(2, Binary("a" + ZERO + "a").FindStringIndex("a", 2, TCString::BINARY));
     EXPECT_EQ(1, text.Find('/', -4));
     EXPECT_EQ(-1, text.Find('/', 10));
     EXPECT_EQ(2, text.FindNoCase("B/C"));
@@ -193,6 +229,7 @@ TEST(TCString, CutsWithinItsBounds) {
     EXPECT_STREQ("bc", abc.Mid(1, 100));
     EXPECT_STREQ("", abc.Mid(1, -1));
     EXPECT_STREQ("", abc.Left(-5));
+    EXPECT_TRUE(abc.Right(0) == "" && abc.Right(-1) == "" && abc.Right(1) == "c" && abc.Right(9) == "abc");
     EXPECT_STREQ("abc", abc.Left(INT_MAX));
     EXPECT_STREQ("ab", abc.SpanIncluding("ba"));
     EXPECT_STREQ("ab", abc.SpanExcluding("xc"));
@@ -204,6 +241,8 @@ TEST(TCString, CutsWithinItsBounds) {
     EXPECT_STREQ("", path.LeftOf("x"));
     EXPECT_STREQ("a(b)", TCString("f(a(b))").MidOf("(", ")"));
     EXPECT_STREQ("b", TCString("f(a(b))").MidOf("(", 2, ")", 2));
+    EXPECT_STREQ("b", TCString("f(a(b))").MidOf("(", 0, ")", 0)) << "after the last, before the first";
+    EXPECT_STREQ("b))", TCString("f(a(b))").RightOf("(", 0));
 }
 
 TEST(TCString, EditsInPlace) {
@@ -222,6 +261,9 @@ TEST(TCString, EditsInPlace) {
     EXPECT_EQ(2, text.Replace("b", static_cast<const char*>(text)));
     EXPECT_STREQ("bbbb", text);
     EXPECT_EQ(0, text.Replace("", "x"));
+    const char* const storage = text;
+    EXPECT_EQ(0, text.Replace("x", "y"));
+    EXPECT_EQ(storage, static_cast<const char*>(text)) << "nothing changes";
     EXPECT_EQ(2, text.Replace("bb", nullptr));
     EXPECT_EQ(2, TCString("a-a").Remove('a'));
 }
@@ -274,6 +316,9 @@ TEST(TCString, PrintsAndKeepsTheMessageWhenItCannot) {
     text.FormatAppend("%ls", impossible);
     EXPECT_STREQ("100 %% of %ls%ls", text);
     EXPECT_EQ("a" + ZERO, Bytes(TCString::FormatS("a%c", 0)));
+    for (const int length : {1022, 1023, 1024, 1025, 5000})
+        EXPECT_EQ(string(static_cast<std::size_t>(length - 1), ' ') + "x",
+                  Bytes(TCString::FormatS("%*s", length, "x")));
 }
 
 TEST(TCString, MessagesTakeTheirArgumentsByNumber) {
@@ -285,6 +330,9 @@ TEST(TCString, MessagesTakeTheirArgumentsByNumber) {
     EXPECT_STREQ(" 7/  ab", text) << "a star takes the argument of the number, the text follows";
     text.FormatMessageA("%1!.*s!%12!s!", 1, "ab", 0, 0, 0, 0, 0, 0, 0, 0, 0, "twelve");
     EXPECT_STREQ("atwelve", text);
+    text.FormatMessageA("%1!.*s!", -1, "whole");
+    EXPECT_STREQ("whole", text) << "a negative precision is none";
+    text = "atwelve";
     for (const char* wrong : {"%", "%1!d", "%1!!", "%1!y!", "%1!ls!", "%1 %1!d!", "%1!n!"}) {
         text.FormatMessageA(wrong, "x");
         EXPECT_STREQ("atwelve", text) << wrong;

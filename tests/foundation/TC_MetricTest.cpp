@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 
 #include "sigweave/foundation/TCLogFont.h"
@@ -83,6 +84,9 @@ TEST(TCLogFont, ReckonsInPointsOfTheScreen) {
     EXPECT_EQ(TCLogFont::PixelHeightToDeviceUnits(12, &printer), -100);
     EXPECT_EQ(TCLogFont::DeviceUnitsToPixelHeight(-100, &printer), 12);
     EXPECT_EQ(TCLogFont::DeviceUnitsToPixelHeight(-13, nullptr), 10);
+    EXPECT_EQ(TCLogFont::PixelHeightToDeviceUnits(1 << 30, &printer), 1) << "beyond int";
+    FakeDC points(72);
+    EXPECT_EQ(TCLogFont::PixelHeightToDeviceUnits(INT_MAX, &points), -INT_MAX);
     font.SetFontHeight(12);
     EXPECT_EQ(font.lfHeight, -16);
 }

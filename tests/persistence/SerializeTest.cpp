@@ -6,6 +6,7 @@
 
 #include "sigweave/persistence/TCSerializeHelper.h"
 #include "sigweave/persistence/TCSerializeOldStream.h"
+#include "tests/signal/Allocations.h"
 
 namespace {
 
@@ -95,6 +96,14 @@ TEST(TCSerializeHelper, CountedBytesNeverLeaveTheRoomOfTheReader) {
     unsigned char room[3] = {0, 0, 99};
     EXPECT_EQ(Packed::DeSerialize(room, 2, bytes.data(), 1), bytes.data() + 8);
     EXPECT_TRUE(room[0] == 1 && room[1] == 2 && room[2] == 99);
+    EXPECT_EQ(Packed::DeSerialize(room, 2, "\5\6\7", 0)[0], '\7');
+    EXPECT_TRUE(room[0] == 5 && room[1] == 6 && room[2] == 99);
+    EXPECT_EQ(Pack(static_cast<const unsigned char*>(block), -1, 1), "\0\0\0\0"s);
+    EXPECT_EQ(Pack(static_cast<const unsigned char*>(block), -1, 0), "");
+    CString text = "old";
+    const std::string damaged = "\xFF\xFF\xFF\xFF";
+    EXPECT_EQ(Packed::DeSerialize(text, damaged.data()), damaged.data() + 4);
+    EXPECT_EQ(text, "");
 }
 
 TEST(TCSerializeHelper, MetadataRecordCarriesEveryFieldAndTheState) {
@@ -141,15 +150,35 @@ TEST(TCSerializeOldStream, MetadataComesBackAndLeavesTheBlankBehindTheName) {
     ExpectSameWithoutState(info, Sample());
 }
 
+TEST(Serialize, ReadingAllocatesNothing) {
+    if (!allocations::AreSeen()) GTEST_SKIP() << "the checker counts for itself";
+    TCTypeInfo sample = Sample(), info;
+    sample.SetSignalnameString(CString(100, 'n'));
+    info.SetSignalnameString(CString(100, 'o'));
+    std::string record(159, '~');
+    Packed::SerializeWithStatus(record.data(), sample);
+    const TCString tokens = Token::Serialize(STOP, sample);
+    const char* p = tokens;
+    TCBLOCKSTATUS state = INVALID;
+    const int before = allocations::Count();
+    Packed::DeSerializeWithStatus(info, record.data());
+    const bool read = Token::DeSerialize(state, info, p);
+    EXPECT_EQ(allocations::Count(), before);
+    EXPECT_TRUE(read && state == STOP);
+    ExpectSameWithoutState(info, sample);
+}
+
 TEST(TCSerializeOldStream, NumbersNeedTheirBlank) {
     struct {
         const char* text;
         bool good;
         int value;
         int read;
-    } const rows[] = {{"42 ", true, 42, 3}, {" -7\n\n", true, -7, 4}, {"99999999999 ", true, INT_MAX, 12},
-                      {"42", false, 0, 0},  {"", false, 0, 0},        {"4x ", false, 0, 0},
-                      {" x ", false, 0, 0}, {nullptr, false, 0, 0}};
+    } const rows[] = {{"42 ", true, 42, 3},     {"010 ", true, 10, 4},
+                      {" -7\n\n", true, -7, 4}, {"99999999999 ", true, INT_MAX, 12},
+                      {"42", false, 0, 0},      {"", false, 0, 0},
+                      {"4x ", false, 0, 0},     {" x ", false, 0, 0},
+                      {nullptr, false, 0, 0}};
     for (const auto& row : rows) {
         const char* p = row.text;
         int value = 0;

@@ -2,9 +2,11 @@
 
 #include <climits>
 #include <cmath>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/TCProcessParameters.h"
 
 namespace {
@@ -98,10 +100,19 @@ TEST(TCProcessParameters, ValuesAreTypedAsAWhole) {
         {"1" + zeros + "e-5", false, P::FLOAT, INT_MAX, HUGE_VAL},
         {"0." + zeros + "1e+5", false, P::FLOAT, 0, 0},
         {"inf", false, P::FLOAT, 0, HUGE_VAL},
+        {"-nan", false, P::FLOAT, 0, -NAN},
         {"information", false, P::STRING, 0, 0},
+        {"infinity", false, P::STRING, 0, 0},
+        {"-Infinity", false, P::STRING, 0, 0},
+        {"NaN(1)", false, P::STRING, 0, 0},
         {"0x10", false, P::STRING, 0, 0},
         {"+-3", false, P::STRING, 0, 0},
         {"-", false, P::STRING, 0, 0},
+        {"+", false, P::STRING, 0, 0},
+        {"++3", false, P::STRING, 0, 0},
+        {"\t\v-3", false, P::INTEGER, -3, -3},
+        {"+INF", false, P::FLOAT, 0, HUGE_VAL},
+        {"NaN", false, P::FLOAT, 0, NAN},
         {"'3'", false, P::STRING, 0, 0},
     };
     for (const auto& row : rows) {
@@ -110,7 +121,8 @@ TEST(TCProcessParameters, ValuesAreTypedAsAWhole) {
         ASSERT_EQ(text.ParseParamString(("v=" + row.value + "\n").c_str()), 1) << row.value;
         EXPECT_EQ(text.GetParamValType(0), row.type) << row.value;
         EXPECT_EQ(text.GetParamValInt(0), row.integer) << row.value;
-        EXPECT_EQ(text.GetParamValDbl(0), row.real) << row.value;
+        const double real = text.GetParamValDbl(0);
+        EXPECT_TRUE(real == row.real || (std::isnan(real) && std::isnan(row.real))) << row.value << real;
     }
 }
 
@@ -125,6 +137,9 @@ TEST(TCProcessParameters, SyntaxIsConfigurable) {
     EXPECT_EQ(TableOf(escaped), ".a:3:a\"b|.b:3:c:\\n|.c:3:x\0y|"s);
     TCProcessParameters firstLine(false, false, nullptr, ";", "=", "\n");
     EXPECT_EQ(firstLine.ParseParamString("a=1;b;\nc=2;\nd=3;"), 2) << "a comment may start with a line end";
+    TCProcessParameters slashes = Lines();
+    slashes.AddCommentStart("//");
+    EXPECT_EQ(slashes.ParseParamString("// note\na=1\n"), 1);
     const char* arguments[] = {"program", "-gain=2.5", "-name=left channel", "-v"};
     ASSERT_EQ(line.ParseParamString(4, arguments), 3);
     EXPECT_STREQ(line.BuildParamString(), "-gain=2.5 -name=\"left channel\" -v ");
@@ -193,6 +208,67 @@ TEST(TCProcessParameters, ValuesAreReplacedInPlace) {
     EXPECT_EQ(TableOf(text), ".a:0:|.b:2:-0,25|.c:0:|");
     EXPECT_TRUE(text.SetParamValDbl(1, -1.7e308, FORMAT_FIXED, INT_MAX));
     EXPECT_TRUE(text.CheckConsistency());
+}
+
+// What was read stays as it was typed, and edits go by the new syntax.
+TEST(TCProcessParameters, TheSyntaxMayChangeBetweenEdits) {
+    const char* const start = "a=1.5\nb=2.5;3\nc=\"x\\\\y\"\nd=\n";
+    const struct {
+        std::function<void(TCProcessParameters&)> change;
+        const char* after;
+    } rows[] = {
+        {[](TCProcessParameters& text) { text.DecimalComma(true); },
+         "a=-0,25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.UnQuote(true); },
+         "a=-0.25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.AddParamDelimiter(";"); },  // b would fall into two
+         "a=-0.25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.AddParamDelimiter("y"); },
+         "a=-0.25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.Init(true, true, "-", "|", ":", nullptr); },
+         "a=-0,25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+        {[](TCProcessParameters& text) { text.AddParamSplitStr("=="); },
+         "a=-0.25\nb=2.5;3\nc=\"x\\\\y\"\nd=\"i;'\n\"\ne\n"},
+    };
+    for (const auto& row : rows) {
+        TCProcessParameters text = Lines();
+        ASSERT_EQ(text.ParseParamString(start), 4);
+        row.change(text);
+        EXPECT_TRUE(text.CheckConsistency());
+        EXPECT_TRUE(text.SetParamValDbl(0, -0.25, FORMAT_FIXED, 2) && text.SetParamValStr(3, "i;'\n"));
+        EXPECT_EQ(text.InsertParameter("e", "", false), 4);
+        EXPECT_STREQ(text.BuildParamString(), row.after);
+        EXPECT_EQ(TableOf(text),
+                  ".a:2:-0" + std::string(1, row.after[4]) + "25|.b:3:2.5;3|.c:3:x\\\\y|.d:3:i;'\n|.e:0:|");
+        EXPECT_EQ(text.GetParamValDbl(0), -0.25);
+        EXPECT_EQ(text.GetParamValDbl(1), 2.5) << "was read with a point";
+        EXPECT_TRUE(text.DeleteParameter(1) && text.ClearParamVal(0) && text.CheckConsistency());
+    }
+    TCProcessParameters text = Lines();
+    text.ParseParamString("a=1\n");
+    text.UnQuote(true);
+    EXPECT_TRUE(text.SetParamValStr(0, "\"both'\n")) << "which needs escapes";
+    text.AddParamDelimiter(";");
+    EXPECT_TRUE(text.SetParamValStr(0, "a;b"));
+    EXPECT_STREQ(text.BuildParamString(), "a=\"a;b\"\n");
+    text.Init(false, false, nullptr, ";", "=", nullptr);
+    EXPECT_EQ(text.ParseParamString("a=1;b=2\n"), 2) << "the next parse takes the syntax in any case";
+}
+
+// Every text of up to three of these pieces.
+TEST(TCProcessParameters, QuotedValuesReadBack) {
+    std::vector<std::string> texts = {""};
+    for (std::size_t begin = 0, length = 1; length <= 3; ++length)
+        for (const std::size_t end = texts.size(); begin < end; ++begin)
+            for (const char* piece : {"\\", "\"", "'", "\r\n", "\x7F", "\x01", "x5c", "\xFF"})
+                texts.push_back(texts[begin] + piece);
+    TCProcessParameters text = Lines(true);
+    for (const std::string& value : texts) {
+        const std::string quoted(tc::QuoteParameter(value.c_str()));
+        ASSERT_EQ(text.ParseParamString(("v=" + quoted + "\n").c_str()), 1) << quoted;
+        EXPECT_EQ(Str(text.GetParamValStr(0)), value) << quoted;
+        EXPECT_EQ(quoted.find_first_of("\r\n\x7F\x01"), quoted.npos) << quoted;
+    }
 }
 
 TEST(TCProcessParameters, ArgumentsMayLieInTheText) {

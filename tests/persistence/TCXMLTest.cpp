@@ -210,6 +210,27 @@ TEST_F(XmlDocument, LoadsTheEncodingsOfFiles) {
     }
 }
 
+TEST_F(XmlDocument, LoadsTextsAsTheyDeclareThemselves) {
+    for (const char* text : {"<a>hä</a>", "\xEF\xBB\xBF<a>hä</a>", "<?xml version='1.0'?><a>hä</a>",
+                             "<?xml version='1.0' encoding='ISO-8859-1'?><a>h\xE4</a>"}) {
+        Parse(text);
+        EXPECT_EQ(TextAt(xml, "a"), "hä");
+    }
+}
+
+TEST_F(XmlDocument, KnowsTheLinesOfNodesAndMistakes) {
+    Parse("<r>\n<a\n b='1'>t</a>\n<c/></r>");
+    EXPECT_EQ(TCXML::GetNodeLine(xml.SelectSingleNode("r")), 1);
+    EXPECT_EQ(TCXML::GetNodeLine(xml.SelectSingleNode("r/a")), 3);
+    EXPECT_EQ(TCXML::GetNodeLine(xml.SelectSingleNode("r/a/@b")), 3);
+    EXPECT_EQ(TCXML::GetNodeLine(xml.SelectSingleNode("r/c")), 4);
+    EXPECT_EQ(TCXML::GetNodeLine(xml.CreateElement("d", xml.SelectSingleNode("r"))), 0);
+    EXPECT_EQ(TCXML::GetNodeLine({}), 0);
+    EXPECT_EQ(xml.GetErrorLine(), 0);
+    EXPECT_FALSE(xml.LoadXML("<r>\n<a>\n</r>"));
+    EXPECT_EQ(xml.GetErrorLine(), 3);
+}
+
 TEST_F(XmlDocument, RefusesDamagedAndHostileDocuments) {
     const std::string bomb = "<!DOCTYPE l [<!ENTITY a \"" + std::string(50'000, 'x') + "\">]><l>";
     std::string references, attributes;
@@ -289,11 +310,23 @@ TEST_F(XmlDocument, SavesTheSameLayoutAgain) {
         ASSERT_TRUE(xml.Load(PATH) && xml.Save(PATH)) << xml.GetError();
         EXPECT_EQ(ReadFile(), SAVED);
     }
-    Parse("<a>\n<b/>\n</a>");
-    EXPECT_EQ(XmlOf(xml, xml.GetDocument()), "<a><b/></a>");
-    xml.PreserveWhiteSpace(true);
-    Parse("<a>\n<b/>\n</a>");
-    EXPECT_EQ(XmlOf(xml, xml.GetDocument()), "<a>\n<b/>\n</a>");
+}
+
+TEST_F(XmlDocument, KeepsWhiteSpaceAsItIsTold) {
+    const std::string text = "<a>\n<b> </b> <c xml:space=\"preserve\"> <d/></c><e><![CDATA[ ]]></e></a>";
+    const auto loaded = [&] {
+        Parse(text.c_str());
+        return XmlOf(xml, xml.GetDocument());
+    };
+    const std::string kept = "<c xml:space=\"preserve\"> <d/></c><e><![CDATA[ ]]></e></a>";
+    EXPECT_EQ(loaded(), "<a><b> </b>" + kept) << "at first";
+    EXPECT_TRUE(xml.PreserveWhiteSpace(true));
+    EXPECT_EQ(loaded(), text);
+    EXPECT_TRUE(xml.PreserveWhiteSpace(false));
+    EXPECT_EQ(loaded(), "<a><b/>" + kept);
+    WriteFile(text);
+    EXPECT_TRUE(xml.Load(PATH));
+    EXPECT_EQ(XmlOf(xml, xml.GetDocument()), "<a><b/>" + kept);
 }
 
 TEST_F(XmlDocument, ReplacesTheFileAsAWhole) {
@@ -391,6 +424,33 @@ TEST_F(XmlDocument, KeepsHeldNodes) {
     EXPECT_EQ(XmlOf(xml, a), "<a/>");
 }
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool HOLDS_FREED_MEMORY = true;
+#else
+constexpr bool HOLDS_FREED_MEMORY = false;
+#endif
+
+TEST_F(XmlDocument, DoesNotGrowWhileItsTextsComeAndGo) {
+    if (HOLDS_FREED_MEMORY) GTEST_SKIP() << "the sanitizer keeps what is released";
+    Parse("<r><held/><a>x<b/></a></r>");
+    const TCXMLNode a = xml.SelectSingleNode("r/a");
+    TCXMLNode held = xml.SelectSingleNode("r/a/b");
+    const auto resident = [] {
+        long pages = 0, used = 0;
+        std::ifstream("/proc/self/statm") >> pages >> used;
+        return used * 4096;
+    };
+    const long before = resident();
+    for (int i = 0; i < 200'000; ++i) {
+        ASSERT_TRUE(xml.SetNodeText(a, "") &&
+                    xml.SetNodeText(a, "a text of some length, which needs memory"));
+        if (i % 50 == 0) held = xml.CreateElement("c", a);
+        EXPECT_TRUE(held);
+    }
+    EXPECT_LT(resident() - before, 4'000'000);
+    EXPECT_EQ(XmlOf(xml, held), "<c/>") << "what somebody holds stays";
+}
+
 TEST_F(XmlDocument, WritesNamesThatCanBeReadAgain) {
     Parse("<r xmlns='d'/>");
     const TCXMLNode root = xml.SelectSingleNode("*");
@@ -413,11 +473,41 @@ TEST_F(XmlDocument, WritesNamesThatCanBeReadAgain) {
     EXPECT_FALSE(xml.CreateComment("a\rb", root) || xml.CreateComment("--", root));
 }
 
+TEST_F(XmlDocument, SetsTextsThatCanBeReadAgain) {
+    Parse("<r a='v'>t<!--m--><?i d?><![CDATA[c]]></r>");
+    const struct {
+        const char* path;
+        std::vector<const char*> refused;
+        const char* text;
+    } rows[] = {
+        {"r/processing-instruction()", {"a?>b", " a", "\na", "a\rb"}, "a ?b> "},
+        {"r/comment()", {"a--b", "a-", "a\rb"}, "-a-b>"},
+        {"r/@a", {}, "<&\"'\t\n\r "},
+        {"r/text()[1]", {}, " ]]>&<\r"},
+        {"r/text()[2]", {}, "a]]]>&<"},
+    };
+    for (const auto& row : rows) {
+        for (const char* text : row.refused) {
+            EXPECT_FALSE(xml.SetNodeText(xml.SelectSingleNode(row.path), text)) << row.path << text;
+        }
+        EXPECT_TRUE(xml.SetNodeText(xml.SelectSingleNode(row.path), row.text)) << row.path;
+    }
+    EXPECT_FALSE(xml.SetNodeText(xml.GetDocument(), "t"));
+    TCXML section;
+    EXPECT_TRUE(section.LoadXML("<a><![CDATA[x]]></a>") &&
+                section.SetNodeText(section.SelectSingleNode("a"), "<"));
+    EXPECT_EQ(XmlOf(section, section.GetDocument()), "<a>&lt;</a>");
+    xml.PreserveWhiteSpace(true);
+    Parse(XmlOf(xml, xml.GetDocument()).c_str());
+    for (const auto& row : rows) EXPECT_EQ(TextAt(xml, row.path), row.text);
+}
+
 TEST_F(XmlDocument, SavesOnlyWhatCanBeLoaded) {
     xml.Create();
     TCXMLNode node = xml.GetDocument();
     for (int level = 1; level <= 1024; ++level) node = xml.CreateElement("a", node);
     EXPECT_TRUE(xml.Save(PATH) && xml.Load(PATH)) << xml.GetError();
+    EXPECT_EQ(XmlOf(xml, xml.GetDocument()).size(), 1023 * 7 + 4);
     node = xml.CreateElement("b", xml.SelectSingleNode("//a[not(a)]"));
     WriteFile("kept");
     EXPECT_FALSE(xml.Save(PATH));
@@ -479,6 +569,42 @@ TEST_F(XmlDocument, FindsExactlyThePreparedText) {
             EXPECT_STREQ(found, text.c_str());
         }
     }
+}
+
+TEST_F(XmlDocument, FindsBlanksAtTheEndsOfLiteralsInEveryExpression) {
+    Parse("<r><i> a b</i><i>\\x20a b</i><i>c </i><i b=' '>d</i><i>' \"</i></r>");
+    const struct {
+        const char* path;
+        const char* texts;
+    } rows[] = {
+        {R"(r/i[.="\x20a b"])", " a b|\\x20a b|"},
+        {R"(r/i["\x20a b"=.])", " a b|\\x20a b|"},
+        {R"(r/i[.="\x20a b"or.='d'])", " a b|\\x20a b|d|"},
+        {R"(r/i[.="\x20a b" or .="c\x20"])", " a b|\\x20a b|c |"},
+        {R"(r/i[not(.="\x20a b")])", "c |d|' \"|"},
+        {R"(r/i[. != "\x20a b"])", "\\x20a b|c |d|' \"|"},
+        {R"(r/i["c\x20" != .])", " a b|\\x20a b|d|' \"|"},
+        {R"(r/i[starts-with(., "\x20a")])", " a b|"},
+        {R"(r/i[contains(., "\x20b")])", " a b|\\x20a b|"},
+        {R"(r/i[starts-with(., "\x20a") or .='d'])", " a b|d|"},
+        {R"(r/i[@b="\x20"])", "d|"},
+        {R"(r/i[.="' \""])", "' \"|"},
+        {R"(r/i[.='\x20a b'])", "\\x20a b|"},
+    };
+    for (const auto& row : rows) {
+        TCXMLNodeList found = xml.SelectNodes(row.path);
+        std::string texts;
+        while (const TCXMLNode node = xml.NextNode(found)) {
+            TCString text;
+            EXPECT_TRUE(xml.GetNodeText(node, text));
+            texts += std::string(text) + "|";
+        }
+        EXPECT_EQ(texts.empty() ? "|" : texts, row.texts) << row.path;
+    }
+    for (const char* none : {R"("\x20")", R"("\x20"|r)", "'a'"}) EXPECT_FALSE(xml.SelectNodes(none)) << none;
+    Parse("<r><?pi x?><?other y?></r>");
+    EXPECT_EQ(TextAt(xml, "r/processing-instruction('pi')"), "x");
+    EXPECT_EQ(TextAt(xml, "r/processing-instruction( \"other\")"), "y");
 }
 
 TEST_F(XmlDocument, ReadsLiteralsOfBothKinds) {

@@ -79,17 +79,6 @@ Character Utf8CharacterAt(const char* p, const char* end) {
     return Malformed(p);
 }
 
-void AppendUtf8(std::string& text, char32_t code) {
-    const auto tail = [&](int shift) { text += static_cast<char>(0x80 | (code >> shift & 0x3F)); };
-    if (code < 0x80) {
-        text += static_cast<char>(code);
-        return;
-    }
-    const int form = code < 0x800 ? 0 : code < 0x10000 ? 1 : 2;
-    text += static_cast<char>(UTF8_FORMS[static_cast<std::size_t>(form)].mark | code >> 6 * (form + 1));
-    for (int shift = 6 * form; shift >= 0; shift -= 6) tail(shift);
-}
-
 // The numbers whose converter name is not "CP" and the number.
 struct NamedCodePage {
     unsigned number;
@@ -234,6 +223,17 @@ bool AppendCharacter(std::string& text, char32_t code) {
     if (count > MB_LEN_MAX) return false;
     text.append(bytes, count);
     return true;
+}
+
+void AppendUtf8(std::string& text, char32_t code) {
+    const auto tail = [&](int shift) { text += static_cast<char>(0x80 | (code >> shift & 0x3F)); };
+    if (code < 0x80) {
+        text += static_cast<char>(code);
+        return;
+    }
+    const int form = code < 0x800 ? 0 : code < 0x10000 ? 1 : 2;
+    text += static_cast<char>(UTF8_FORMS[static_cast<std::size_t>(form)].mark | code >> 6 * (form + 1));
+    for (int shift = 6 * form; shift >= 0; shift -= 6) tail(shift);
 }
 
 bool MultibyteToUtf16(std::string_view from, unsigned codePage, std::u16string& to) {

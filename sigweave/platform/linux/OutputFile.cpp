@@ -35,6 +35,7 @@ std::unique_ptr<OutputFile> OutputFile::Open(const char* path, bool append) {
 std::unique_ptr<OutputFile> OutputFile::Adopt(int opened) {
     return std::unique_ptr<OutputFile>(new OutputFile(opened));
 }
+
 OutputFile::OutputFile(int opened) : descriptor(opened), owner(ProcessId()) {}
 
 OutputFile::~OutputFile() {

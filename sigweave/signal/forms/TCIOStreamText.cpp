@@ -1,10 +1,10 @@
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <climits>
 #include <cstring>
 #include <string>
 
+#include "sigweave/foundation/Ascii.h"
 #include "sigweave/persistence/TCSerializeHelper.h"
 #include "sigweave/persistence/TCSerializeOldStream.h"
 #include "sigweave/signal/StreamInternal.h"
@@ -22,10 +22,6 @@ constexpr int MOST_DECIMALS = 400;
 constexpr int TEXT_SIZE = 5;  // of an empty one, without its blank
 constexpr int SHORTEST_INT = 2;
 constexpr int SHORTEST_BLOCK = 8;
-
-bool IsSpace(char c) {
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
-}
 
 // Room grows by half, so that many tokens take linear time.
 void Put(TCString& out, const TCString& token) {
@@ -99,11 +95,11 @@ class TokenReader {
     }
 
     bool Get(int& value) {
-        while (at < end && IsSpace(*at)) ++at;
+        while (at < end && tc::IsAsciiSpace(*at)) ++at;
         const bool plus = end - at > 1 && at[0] == '+' && at[1] != '-';
         const auto number = std::from_chars(at + (plus ? 1 : 0), end, value);
         if (number.ec == std::errc::result_out_of_range) value = *at == '-' ? INT_MIN : INT_MAX;
-        if (number.ec == std::errc::invalid_argument || number.ptr == end || !IsSpace(*number.ptr))
+        if (number.ec == std::errc::invalid_argument || number.ptr == end || !tc::IsAsciiSpace(*number.ptr))
             return false;
         at = number.ptr + 1;
         return true;

@@ -47,19 +47,22 @@ const char* ReadNumber(const char* p, double& value) {
     return p + NOT_A_NUMBER.size();
 }
 
-// Any 32 bits, as strtoul reads them: a sign negates them. The writer's form takes the short way.
+// As strtoul reads a word of 32 bits, deliberately, for the documents of older programs: a minus sign wraps
+// around, and beyond the range all bits are set. The writer's form takes the short way.
 const char* ReadNumber(const char* p, int& value) {
     std::uint32_t word = 0;
     if (p[0] == '0' && p[1] == 'x') {
         const auto digits = std::from_chars(p + 2, p + 2 + WRITTEN_DIGITS, word, 16);
         value = static_cast<int>(word);
-        if (digits.ec == std::errc() && std::isxdigit(static_cast<unsigned char>(*digits.ptr)) == 0)
+        if (digits.ec == std::errc() && !std::isxdigit(static_cast<unsigned char>(*digits.ptr)))
             return digits.ptr;
     }
-    unsigned long number;
-    const char* end = ReadWord(p, std::strtoul, 0, number);
-    value = static_cast<int>(number);
-    return (*p == '-' ? 0 - number : number) <= UINT32_MAX ? end : nullptr;
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long read = std::strtoul(p, &end, 0);
+    const bool fits = errno == 0 && (*p == '-' ? -read : read) <= UINT32_MAX;
+    value = fits ? static_cast<int>(static_cast<std::uint32_t>(read)) : -1;
+    return end != p ? end : nullptr;
 }
 
 const char* SkipSpace(const char* p) {
