@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleSignals.h"
 
 namespace tc {
 

@@ -6,6 +6,7 @@
 #include <limits>
 #include <string_view>
 
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
@@ -38,15 +39,6 @@ const char* WordsOf(const TCModuleParameter& parameter) {
     return parameter.kind == TCModuleParameter::SWITCH ? "no|yes" : parameter.choices;
 }
 
-std::string NumberText(double number) {
-    constexpr double WITHOUT_EXPONENT = 1e15;
-    const bool whole = std::abs(number) < WITHOUT_EXPONENT && number == std::trunc(number);
-    char text[32];
-    char* const end = whole ? std::to_chars(text, text + sizeof text, number, std::chars_format::fixed).ptr
-                            : std::to_chars(text, text + sizeof text, number).ptr;
-    return {text, end};
-}
-
 // What a number may be: without limits, with a lower one, an upper one, or both.
 struct NumberWording {
     Bilingual any;
@@ -68,7 +60,7 @@ TCString DescribeLimits(const NumberWording& wording, double minimum, double max
     const bool from = minimum > -HIGHEST;
     const bool to = maximum < HIGHEST;
     const Bilingual& limits = from ? (to ? wording.between : wording.from) : (to ? wording.to : wording.any);
-    TCString text(limits.With({NumberText(minimum), NumberText(maximum)}).c_str());
+    TCString text(limits.With({tc::NumberText(minimum), tc::NumberText(maximum)}).c_str());
     if (*unit != '\0') text += TCString(" (in ") + unit + ")";
     return text;
 }
