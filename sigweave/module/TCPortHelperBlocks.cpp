@@ -50,6 +50,12 @@ int FinishForeign(Impl& impl, PORT& port, TCBLOCKSTATUS state, int result) {
     return result;
 }
 
+// The same of a copy: one that a receiver refused is not mixed with what is written next.
+int FinishCopy(Impl& impl, PORT& port, TCBLOCKSTATUS state, int result) {
+    if (result == TCPortHelper::STATE_CONFLICT) port.stream->CancelWriteSegments();
+    return FinishForeign(impl, port, state, result);
+}
+
 TCBLOCKSTATUS StateOf(const TCTypeInfo* ti) {
     return ti != nullptr ? ti->GetState() : INVALID;
 }
@@ -78,7 +84,7 @@ int TCPortHelper::WriteCopy(unsigned output, const TCIOStream::Block* block) {
     PORT* port = impl->WritablePort(output, 0);
     if (port == nullptr || block == nullptr) return 0;
     if (!Takes(*port, *block)) return impl->Fail(*port, ANOTHER_TYPE, WRONG_OUTPUT);
-    return std::min(FinishForeign(*impl, *port, StateOf(block->GetTI()), port->stream->WriteCopy(block)), 0);
+    return std::min(FinishCopy(*impl, *port, StateOf(block->GetTI()), port->stream->WriteCopy(block)), 0);
 }
 
 int TCPortHelper::ExchangeBinary(unsigned input, TCIOStream::Block** held, bool take) {
@@ -97,7 +103,7 @@ int TCPortHelper::CopyStreamContent(unsigned input, unsigned output) {
     if (!AreAlike(*to, *from)) return impl->Fail(*to, ANOTHER_TYPE, WRONG_OUTPUT);
     for (int i = 0; i < blocks; ++i) {
         const int moved = to->stream->MoveBlock(*from->stream, i, nullptr, false);
-        const int result = FinishForeign(*impl, *to, StateOf(from->stream->GetTI()), moved);
+        const int result = FinishCopy(*impl, *to, StateOf(from->stream->GetTI()), moved);
         if (result < 0) return result;
     }
     return blocks;

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tests/module/PortBench.h"
@@ -97,6 +99,28 @@ TEST(TCPortHelperBus, EveryKindIsFoundByNameAndByIndex) {
     ExpectAllRead(byIndex, byIndex.ReadAll([](int channel) { return channel; }));
     const char* const none = nullptr;
     EXPECT_EQ(byName.reader.ReadIntBusBlock(0, none, byName.intValue, nullptr), 0);
+    EXPECT_EQ(byName.reader.ReadDblMatrixBusBlock(0, 7, nullptr, byName.rows, byName.cols, nullptr), 0);
+    FullBus counted;
+    EXPECT_TRUE(All(1, {counted.reader.GetBusBlockCnt(0, 3), counted.reader.GetBusBlockCnt(0, "int")}));
+    EXPECT_TRUE(All(
+        4, {counted.reader.GetBusBlockElementCnt(0, 3), counted.reader.GetBusBlockElementCnt(0, "ints")}));
+    EXPECT_TRUE(
+        All(0, {counted.reader.GetBusBlockCnt(0, 9), counted.reader.GetBusBlockCnt(0, -1),
+                counted.reader.GetBusBlockElementCnt(0, "nowhere"), counted.reader.GetBusBlockCnt(7, 3)}));
+}
+
+TEST(TCPortHelperBus, ArraysAndSingleValuesAreReadAsEachOther) {
+    FullBus bus;
+    EXPECT_TRUE(All(1, {bus.reader.ReadIntArrayBusBlock(0, "int", bus.ints, nullptr),
+                        bus.reader.ReadDblArrayBusBlock(0, 1, bus.dbls, nullptr),
+                        bus.reader.ReadStringArrayBusBlock(0, "string", bus.texts, nullptr),
+                        bus.reader.ReadIntBusBlock(0, 3, bus.intValue, nullptr),
+                        bus.reader.ReadDblBusBlock(0, "dbls", bus.dblValue, nullptr),
+                        bus.reader.ReadStringBusBlock(0, 5, bus.text, nullptr)}));
+    EXPECT_TRUE(All(1, {bus.ints.GetSize(), bus.dbls.GetSize(), bus.texts.GetSize()}));
+    EXPECT_EQ(std::tuple(bus.ints[0], bus.dbls[0], bus.texts[0]), std::tuple(7, 7.5, TCString("t")));
+    EXPECT_EQ(std::tuple(bus.intValue, bus.dblValue, bus.text), std::tuple(4, 2.5, TCString("b")))
+        << "the last";
 }
 
 TEST(TCPortHelperBus, MismatchNamesKindAndChannel) {
@@ -158,10 +182,16 @@ TEST(TCPortHelperBus, SteadyFlowAllocatesNothing) {
 
 TEST(TCPortHelperBus, NothingIsWrittenWithoutReceiverOrValues) {
     TCPortHelper alone(nullptr);
-    alone.SetPort(OUTPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
-    EXPECT_EQ(alone.WriteDblBusBlock(0, 1.0, 0, "x", nullptr) + alone.EndWriteMultitype(0), 0);
     BusLine bus;
-    EXPECT_EQ(bus.writer.WriteDblDataBusBlock(0, 0, nullptr, 0, "x", nullptr), 0);
+    const double value = 1.0;
+    const int huge = 1 << 16;
+    alone.SetPort(OUTPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
+    EXPECT_TRUE(All(0, {alone.WriteDblBusBlock(0, 1.0, 0, "x", nullptr), alone.EndWriteMultitype(0),
+                        bus.writer.WriteDblDataBusBlock(0, 0, &value, 0, "x", nullptr),
+                        bus.writer.WriteDblDataBusBlock(0, 1, nullptr, 0, "x", nullptr),
+                        bus.writer.WriteDblMatrixBusBlock(0, 1, 0, &value, true, 0, "x", nullptr),
+                        bus.writer.WriteDblMatrixBusBlock(0, 0, 1, &value, true, 0, "x", nullptr)}));
+    EXPECT_EQ(bus.writer.WriteDblMatrixBusBlock(0, huge, huge, &value, false, 0, "x", nullptr), -14);
     EXPECT_EQ(bus.writer.EndWriteMultitype(0), -14);
     EXPECT_STREQ(bus.writer.GetErrorRecord().text1,
                  "EndWriteMultitype was called without former Write... call");
@@ -184,7 +214,8 @@ TEST(TCPortHelperMultitype, PartsAreReadByNameAndByIndex) {
     TCString s;
     EXPECT_EQ(line.reader.ReadMultitypeInt(0, "i", i) + line.reader.ReadMultitypeDbl(0, 1, d), 2);
     EXPECT_EQ(line.reader.ReadMultitypeString(0, "s", s) + line.reader.ReadMultitypeBlocks(0, 3, blocks), 2);
-    EXPECT_EQ(i + d, 3.5);
+    EXPECT_EQ(i, 1);
+    EXPECT_EQ(d, 2.5);
     EXPECT_STREQ(s, "text");
     EXPECT_EQ(line.reader.ReadMultitypeInt(0, "nowhere", i) + line.reader.ReadMultitypeInt(0, 4, i), 0);
 }
@@ -206,6 +237,60 @@ TEST(TCPortHelperMultitype, MismatchNamesKindAndSegment) {
     expect(line.reader.ReadMultitypeDbl(0, "i", d), "double value at segment 'i'");
     expect(line.reader.ReadMultitypeString(0, 0, s), "string value at segment 0");
     expect(line.reader.ReadMultitypeBlocks(0, "d", b), "block values at segment 'd'");
+}
+
+TEST(TCPortHelperMultitype, NothingOfARefusedBlockIsSentLater) {
+    // A block of parts and one of a channel: refused, then tried again at once, or another one is begun.
+    int (*const writers[])(Helper&, int) = {
+        [](Helper& helper, int value) { return helper.WriteMultitypeInt(0, "i", value); },
+        [](Helper& helper, int value) { return helper.WriteIntBusBlock(0, value, 1, "i", nullptr); }};
+    for (const bool again : {false, true}) {
+        for (const auto& write : writers) {
+            BusLine line(BUS | Helper::TYPE_TYPEINFO);
+            int value = 0;
+            double old = 0;
+            write(line.writer, 1);
+            line.writer.EndWriteMultitype(0);
+            EXPECT_TRUE(All(0, {write(line.writer, 2), line.writer.WriteMultitypeDbl(0, "old", 2.0)}));
+            EXPECT_EQ(line.writer.EndWriteMultitype(0), -18);
+            line.reader.RemoveContents(0, true);
+            EXPECT_EQ(again ? 0 : write(line.writer, 3), 0);
+            line.Dispatch();
+            line.reader.ReadMultitypeInt(0, "i", value) || line.reader.ReadIntBusBlock(0, 1, value, nullptr);
+            EXPECT_EQ(value, again ? 2 : 3);
+            EXPECT_EQ(line.reader.ReadMultitypeDbl(0, "old", old), again ? 1 : 0);
+        }
+    }
+}
+
+TEST(TCPortHelperMultitype, TextsReachTheReaderOfTheStreamToo) {
+    TCIOStream writer, reader;
+    TCString text;
+    const TCString* peeked = nullptr;
+    const CString words[] = {"a", "b", "c"};
+    CString last, buffer[2];
+    int count = 2;
+    writer.AddOutputStream(reader.SetInputStream(4));
+    EXPECT_EQ(std::tuple(reader.precision(), writer.precision()), std::tuple(4, 3));
+    writer.StartWriteSegments();
+    EXPECT_TRUE(All(0, {writer.WriteSegment("", "text"),
+                        writer.WriteSegment("null", static_cast<const char*>(nullptr))}));
+    writer.EndWriteSegments();
+    EXPECT_TRUE(All(0, {writer.WriteStrVec(words, 3), writer.WriteStrVec(words, 3)}));
+    EXPECT_EQ(reader.PeekStrData(0, peeked), 1);
+    EXPECT_STREQ(*peeked, "text");
+    EXPECT_EQ(reader.PeekStrData(2, peeked), 3);
+    EXPECT_EQ(reader.PeekStrData(3, peeked), -1);
+    EXPECT_EQ(reader.ReadStr(text), 1);
+    EXPECT_STREQ(text, "text");
+    EXPECT_EQ(reader.ReadSegment("null", text), 1);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(reader.ReadStrVec(buffer, &count), 2);
+    EXPECT_EQ(buffer[0] + buffer[1], "bc");
+    EXPECT_EQ(reader.ReadStr(last), 1);
+    EXPECT_EQ(last, "c");
+    EXPECT_EQ(std::tuple(TCIOStream::StringToDataType("double"), TCIOStream::StringToDataType("FLOAT")),
+              std::tuple(2, -1));
 }
 
 namespace {
@@ -238,6 +323,19 @@ TEST(TCPortHelperBlocks, ForwardedBlockIsTheSameOne) {
     stage.helper.SetPort(OUTPUT, 1, "Unwired", SIGNAL);
     stage.source.Send(0, BUSY);
     EXPECT_EQ(stage.helper.ForwardBlock(1, 0), 1) << "to nobody, so that the flow goes on";
+    EXPECT_EQ(stage.helper.LastTypeInfo(0)->GetState(), BUSY);
+    // What is written next goes on from the state that was forwarded, unless it was refused.
+    stage.helper.UseAutoTypeInfo(0, false, true, false, false, false, false);
+    for (const auto& [sent, next] : {std::pair(STOP, START), {COMPLETE, BUSY}}) {
+        stage.source.reader.RemoveContents(0, true);
+        stage.source.Send(0, sent);
+        if (sent == COMPLETE) stage.sink.Send(0, COMPLETE);
+        EXPECT_EQ(stage.helper.ForwardBlock(0, 0), sent == COMPLETE ? -18 : 1);
+        EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), sent == COMPLETE ? 1 : 0);
+        stage.sink.reader.RemoveContents(0, true);
+        stage.helper.WriteDblVal(0, 1.0);
+        EXPECT_EQ(stage.sink.Receive().GetState(), next);
+    }
 }
 
 TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {
@@ -298,4 +396,19 @@ TEST(TCPortHelperBlocks, HeldAndWaitingBlocksAreCopied) {
     EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), 2);
     EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 2);
     for (const TCBLOCKSTATUS state : {START, BUSY, STOP}) EXPECT_EQ(stage.sink.Receive().GetState(), state);
+    // One that is refused leaves nothing behind.
+    for (const bool all : {false, true}) {
+        stage.sink.Send(0, COMPLETE);
+        stage.helper.ExchangeBinary(0, &held, true);
+        stage.source.reader.RemoveContents(0, true);
+        stage.source.Send(0, BUSY, 3);
+        EXPECT_EQ(all ? stage.helper.CopyStreamContent(0, 0) : stage.helper.WriteCopy(0, held), -18);
+        stage.helper.ExchangeBinary(0, &held, false);
+        stage.sink.reader.RemoveContents(0, true);
+        EXPECT_EQ(stage.helper.WriteDblVal(0, 7.0), 0);
+        stage.sink.Receive();
+        int count = 0;
+        EXPECT_EQ(stage.sink.reader.AccessDblData(0, count)[0], 7.0);
+        EXPECT_EQ(count, 1);
+    }
 }
