@@ -59,6 +59,8 @@ TEST(PortDataType, CodesAreMatchedAndMeasured) {
         EXPECT_EQ(helper.IsScalarDataType(OUTPUT, 0), scalar) << code;
     }
     Helper helper(nullptr);
+    helper.SetPort(INPUT, 1, "Unknown", Helper::TYPE_UNKNOWN);
+    EXPECT_STREQ(helper.GetPortType(INPUT, 1, nullptr), "{}");
     helper.SetPort(INPUT, 0, "In", "DOUBLE[]", "", true);  // 0x04000040
     // Whether any, all, exactly these bits are there, and by a mode that there is not.
     for (const auto& [mask, fits] :
@@ -140,7 +142,7 @@ TEST(PortDataType, DifferencesGoToTheHost) {
     const std::tuple<const char*, int, const char*, int, bool, const char*> rows[] = {
         {"DOUBLE[]{TIME_DOMAIN}", 1, "DOUBLE[1]{TIME_DOMAIN}", 1, true, ""},
         {"DOUBLE[512]{x}", 1, "DOUBLE[]{x}", 1, true, ""},
-        {"DOUBLE[02]{x}", 1, "DOUBLE[2]{x}", 1, true, ""},
+        {"DOUBLE[09]{x}", 1, "DOUBLE[9]{x}", 1, true, ""},
         {"DOUBLE[2]{x}", 1, "DOUBLE[3]{x}", 1, false, "102 DOUBLE[2]/DOUBLE[3]"},
         {"DOUBLE[]{x}", 1, "DOUBLE{x}", 1, false, "102 DOUBLE[]/DOUBLE"},
         {"DOUBLE[]{x}", 1, "DOUBLE[x]{x}", 1, false, "102 DOUBLE[]/DOUBLE[x]"},
@@ -197,7 +199,7 @@ TEST(PortDataType, TakesItsOwnTexts) {
     EXPECT_FALSE(list.GetInternalToken(-1, token, declarator) || list.GetInternalToken(2, token, declarator));
     EXPECT_STREQ(token, "kept");
     EXPECT_TRUE(list.GetInternalToken(1, token, declarator));
-    EXPECT_STREQ(token, "x");
+    EXPECT_STREQ(token + declarator, "xDOUBLE{}");
     list.ClearNoOfOwnPortToken();
     EXPECT_FALSE(list.GetInternalToken(0, token, declarator));
     EXPECT_STREQ(list.GetInternalPortType(), "DOUBLE{} x{DOUBLE{}}");

@@ -217,7 +217,9 @@ TEST(TCPortHelperMultitype, PartsAreReadByNameAndByIndex) {
     EXPECT_EQ(i, 1);
     EXPECT_EQ(d, 2.5);
     EXPECT_STREQ(s, "text");
-    EXPECT_EQ(line.reader.ReadMultitypeInt(0, "nowhere", i) + line.reader.ReadMultitypeInt(0, 4, i), 0);
+    const char* const none = nullptr;
+    EXPECT_TRUE(All(0, {line.reader.ReadMultitypeInt(0, "nowhere", i), line.reader.ReadMultitypeInt(0, 4, i),
+                        line.reader.ReadMultitypeInt(0, none, i)}));
 }
 
 TEST(TCPortHelperMultitype, MismatchNamesKindAndSegment) {
@@ -271,26 +273,21 @@ TEST(TCPortHelperMultitype, TextsReachTheReaderOfTheStreamToo) {
     CString last, buffer[2];
     int count = 2;
     writer.AddOutputStream(reader.SetInputStream(4));
-    EXPECT_EQ(std::tuple(reader.precision(), writer.precision()), std::tuple(4, 3));
+    EXPECT_EQ(std::pair(reader.precision(), writer.precision()), std::pair(4, 3));
     writer.StartWriteSegments();
-    EXPECT_TRUE(All(0, {writer.WriteSegment("", "text"),
-                        writer.WriteSegment("null", static_cast<const char*>(nullptr))}));
+    writer.WriteSegment("", "text");
     writer.EndWriteSegments();
-    EXPECT_TRUE(All(0, {writer.WriteStrVec(words, 3), writer.WriteStrVec(words, 3)}));
-    EXPECT_EQ(reader.PeekStrData(0, peeked), 1);
-    EXPECT_STREQ(*peeked, "text");
-    EXPECT_EQ(reader.PeekStrData(2, peeked), 3);
-    EXPECT_EQ(reader.PeekStrData(3, peeked), -1);
+    for (int i = 0; i < 2; ++i) writer.WriteStrVec(words, 3);
+    EXPECT_EQ(std::pair(reader.PeekStrData(3, peeked), reader.PeekStrData(1, peeked)), std::pair(-1, 3));
+    EXPECT_STREQ(peeked[2], "c");
     EXPECT_EQ(reader.ReadStr(text), 1);
     EXPECT_STREQ(text, "text");
-    EXPECT_EQ(reader.ReadSegment("null", text), 1);
-    EXPECT_STREQ(text, "");
     EXPECT_EQ(reader.ReadStrVec(buffer, &count), 2);
     EXPECT_EQ(buffer[0] + buffer[1], "bc");
     EXPECT_EQ(reader.ReadStr(last), 1);
     EXPECT_EQ(last, "c");
-    EXPECT_EQ(std::tuple(TCIOStream::StringToDataType("double"), TCIOStream::StringToDataType("FLOAT")),
-              std::tuple(2, -1));
+    EXPECT_EQ(std::pair(TCIOStream::StringToDataType("double"), TCIOStream::StringToDataType("FLOAT")),
+              std::pair(2, -1));
 }
 
 namespace {
@@ -350,6 +347,10 @@ TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {
     EXPECT_STREQ(stage.helper.GetErrorRecord().text1, "Block data does not match datatype of output port");
     EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, false), 0);
     EXPECT_EQ(held, nullptr);
+    Line from(Helper::TYPE_POINTER), to(Helper::TYPE_POINTER);
+    from.writer.WritePtr(0, &held, 1);
+    EXPECT_EQ(from.reader.ExchangeBinary(0, &held, true), 1);
+    EXPECT_EQ(to.writer.WriteCopy(0, held), 0);
 }
 
 TEST(TCPortHelperBlocks, BegunBlockOutlivesAForwardedOne) {

@@ -293,6 +293,7 @@ TEST(TCPortHelperRun, DynamicPortsAreMadeOnRequest) {
     helper.ClearPorts(true);
     EXPECT_EQ(helper.GetMessageA(Helper::MESSAGE_DYN_PORTS, 3), -1);
     EXPECT_FALSE(helper.IsValidated());
+    EXPECT_EQ(helper.GetPortCnt(INPUT), 0);
 }
 
 TEST(TCPortHelperRun, ARunBeginsAndEndsWithEmptyBuffers) {
@@ -326,12 +327,10 @@ TEST(TCPortHelperRun, ARunBeginsAndEndsWithEmptyBuffers) {
 }
 
 TEST(TCPortHelperRun, BlocksGoWithThePortsThatMadeThem) {
-    Line line, other;
-    for (Line* one : {&line, &other}) one->Send(0, {START, BUSY});
+    Line line;
+    line.Send(0, {START, BUSY});
     line.writer.ClearPorts(true);
     EXPECT_EQ(line.reader.BlocksOnStream(INPUT, 0), 0);
-    other.reader.ClearPorts(true);
-    EXPECT_EQ(other.writer.BlocksOnStream(OUTPUT, 0), 0);
     Line deleted;
     deleted.Send(0, START);
     deleted.reader.DeleteStreams();

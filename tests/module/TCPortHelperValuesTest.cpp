@@ -130,6 +130,18 @@ TEST(TCPortHelperValues, TakenValuesAreAccessedWhereTheyLie) {
     }
 }
 
+TEST(TCPortHelperValues, BlocksWithoutValuesAreReadPast) {
+    Line line;
+    TCIOStream::Block empty;
+    double value = 0.0;
+    EXPECT_TRUE(
+        All(0, {line.writer.WriteCopy(0, &empty), line.Send(0, BUSY), line.writer.WriteCopy(0, &empty)}));
+    EXPECT_EQ(line.reader.ReadDblLastVal(0, value, true), 1);
+    EXPECT_EQ(value, 1.0);
+    line.writer.WriteCopy(0, &empty);
+    EXPECT_EQ(line.reader.ReadDblLastVal(0, value, true), 0);
+}
+
 TEST(TCPortHelperValues, NothingHappensWherePortOrReceiverIsMissing) {
     Line texts(Helper::TYPE_TEXT), doubles;
     TCPortHelper alone(nullptr);
@@ -182,7 +194,9 @@ TEST(TCPortHelperValues, BlockOfAnotherTypeIsAnError) {
         reader.SetPort(INPUT, 0, "Other", kind);
         Wire(writer, 0, reader, 0);
         writer.WriteStringVal(0, "a");
+        reader.SetErrMsg(-1, INPUT, 0, 0, "old", "old");
         EXPECT_EQ(read(reader), -2) << kind;
+        EXPECT_EQ(reader.GetErrorRecord().otherIndex, -1);
         EXPECT_STREQ(reader.GetErrorText(),
                      "Input \"Other\": Block data does not match datatype of input port (-2)");
         EXPECT_EQ(read(reader), 0) << "the block is taken";
@@ -265,7 +279,8 @@ TEST(TCPortHelperValues, PolymorphicDataFollowThePort) {
     using Row = std::tuple<Helper::TYPE, const void*, void*, int>;
     for (const auto& [port, values, buffer, cols] : {Row(Helper::TYPE_SWORDMATRIX, ints, intsRead, 3),
                                                      Row(Helper::TYPE_DOUBLEMATRIX, doubles, doublesRead, 2),
-                                                     Row(Helper::TYPE_TEXTARRAY, texts, textsRead, 0)}) {
+                                                     Row(Helper::TYPE_TEXTARRAY, texts, textsRead, 0),
+                                                     Row(Helper::TYPE_SWORDARRAY, ints, intsRead, 0)}) {
         Line line(port);
         int columns = 9;
         unsigned long count = 6;
