@@ -137,7 +137,8 @@ TEST(TCBaseModule, NamesCarryTheInstance) {
 }
 
 TEST(TCBaseModule, MessagesReachTheirServices) {
-    static unsigned translated = 0;
+    static unsigned translated;
+    translated = 0;
     TCTranslated::SetHandler([](unsigned id, long param) {
         translated = translated * 100 + id;
         return param;

@@ -265,31 +265,6 @@ TEST(TCPortHelperMultitype, NothingOfARefusedBlockIsSentLater) {
     }
 }
 
-TEST(TCPortHelperMultitype, TextsReachTheReaderOfTheStreamToo) {
-    TCIOStream writer, reader;
-    TCString text;
-    const TCString* peeked = nullptr;
-    const CString words[] = {"a", "b", "c"};
-    CString last, buffer[2];
-    int count = 2;
-    writer.AddOutputStream(reader.SetInputStream(4));
-    EXPECT_EQ(std::pair(reader.precision(), writer.precision()), std::pair(4, 3));
-    writer.StartWriteSegments();
-    writer.WriteSegment("", "text");
-    writer.EndWriteSegments();
-    for (int i = 0; i < 2; ++i) writer.WriteStrVec(words, 3);
-    EXPECT_EQ(std::pair(reader.PeekStrData(3, peeked), reader.PeekStrData(1, peeked)), std::pair(-1, 3));
-    EXPECT_STREQ(peeked[2], "c");
-    EXPECT_EQ(reader.ReadStr(text), 1);
-    EXPECT_STREQ(text, "text");
-    EXPECT_EQ(reader.ReadStrVec(buffer, &count), 2);
-    EXPECT_EQ(buffer[0] + buffer[1], "bc");
-    EXPECT_EQ(reader.ReadStr(last), 1);
-    EXPECT_EQ(last, "c");
-    EXPECT_EQ(std::pair(TCIOStream::StringToDataType("double"), TCIOStream::StringToDataType("FLOAT")),
-              std::pair(2, -1));
-}
-
 namespace {
 
 // source -> stage (input 0, output 0) -> sink
@@ -318,21 +293,16 @@ TEST(TCPortHelperBlocks, ForwardedBlockIsTheSameOne) {
     int count = 0;
     EXPECT_EQ(stage.sink.reader.AccessDblData(0, count), stage.source.reader.AccessDblData(0, count));
     stage.helper.SetPort(OUTPUT, 1, "Unwired", SIGNAL);
-    stage.source.Send(0, BUSY);
+    stage.source.Send(0, {BUSY, BUSY});
     EXPECT_EQ(stage.helper.ForwardBlock(1, 0), 1) << "to nobody, so that the flow goes on";
+    EXPECT_EQ(stage.helper.ForwardBlock(1, 0), 1) << "and one at a time";
     EXPECT_EQ(stage.helper.LastTypeInfo(0)->GetState(), BUSY);
-    // What is written next goes on from the state that was forwarded, unless it was refused.
+    stage.source.Send(0, BUSY);
     stage.helper.UseAutoTypeInfo(0, false, true, false, false, false, false);
-    for (const auto& [sent, next] : {std::pair(STOP, START), {COMPLETE, BUSY}}) {
-        stage.source.reader.RemoveContents(0, true);
-        stage.source.Send(0, sent);
-        if (sent == COMPLETE) stage.sink.Send(0, COMPLETE);
-        EXPECT_EQ(stage.helper.ForwardBlock(0, 0), sent == COMPLETE ? -18 : 1);
-        EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), sent == COMPLETE ? 1 : 0);
-        stage.sink.reader.RemoveContents(0, true);
-        stage.helper.WriteDblVal(0, 1.0);
-        EXPECT_EQ(stage.sink.Receive().GetState(), next);
-    }
+    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), 1);
+    stage.helper.WriteDblVal(0, 1.0);
+    EXPECT_EQ(stage.sink.Receive().GetState(), BUSY);
+    EXPECT_EQ(stage.sink.Receive().GetState(), BUSY) << "goes on from the state that was forwarded";
 }
 
 TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {

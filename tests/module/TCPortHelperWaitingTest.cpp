@@ -126,17 +126,6 @@ TEST(TCPortHelperWaiting, SynchronousInputsAreComparedAsAsked) {
         EXPECT_EQ(lines.reader.GetErrorRecord().code, code);
         EXPECT_EQ(lines.reader.GetErrorText().Find("Input \"Signal 1\" and input \"Signal 2\": "), 0);
     }
-    // All checks fail at once: they are asked in this order.
-    Lines apart(2);
-    apart.Send(0, START, 2);
-    apart.writer.SetTI_Samplerate(1, 2.0);
-    apart.writer.SetTI_Unit(1, "V", 1.0);
-    for (const unsigned values : {3u, 1u}) apart.Send(1, BUSY, values);
-    unsigned checks = 31;
-    for (const auto& [bit, code] : {std::pair(4u, -5), {1u, -13}, {2u, -12}, {8u, -15}, {16u, -6}, {0u, 1}}) {
-        EXPECT_EQ(apart.reader.SynchronousDataAvail(0, 1, checks), code);
-        checks &= ~bit;
-    }
 }
 
 TEST(TCPortHelperWaiting, SynchronousCountIsTheSmallestOfTheWiredInputs) {
