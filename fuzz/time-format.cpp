@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "fuzz/Fuzz.h"
-#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/TCFormatTime.h"
 
 namespace {

@@ -14,6 +14,7 @@
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/foundation/TC_Metric.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/PortDataType.h"
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCBaseModuleEx.h"

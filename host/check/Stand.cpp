@@ -87,6 +87,11 @@ std::string Stand::GivenValue(const TCModuleParameter& parameter, const std::str
 }
 
 void Stand::ApplySettings() {
+    SetGivenValues();
+    MakeUpSettings();
+}
+
+void Stand::SetGivenValues() {
     TCString error;
     for (const auto& [name, value] : subject.GivenSettings()) {
         const TCModuleParameter* parameter = extended->FindParameter(name.c_str());
@@ -95,23 +100,28 @@ void Stand::ApplySettings() {
         if (!extended->SetParameter(name.c_str(), GivenValue(*parameter, value).c_str(), error))
             DoesNotApply(std::string(error));
     }
-    MakeUpSettings();
 }
 
 // What the name of an output file must end in is only found by trying.
 void Stand::MakeUpSettings() {
     std::vector<const char*> files;
+    std::vector<std::pair<const char*, std::string>> others;
     for (const TCModuleParameter& parameter : extended->GetParameters()) {
         if (parameter.defaultValue != nullptr || !extended->GetParameter(parameter.name).IsEmpty()) continue;
         const std::string value = LikelyValue(parameter);
         TCString ignored;
         if (value.empty() || !extended->SetParameter(parameter.name, value.c_str(), ignored)) continue;
-        if (parameter.kind == TCModuleParameter::OUTPUT_FILE) files.push_back(parameter.name);
+        if (parameter.kind == TCModuleParameter::OUTPUT_FILE)
+            files.push_back(parameter.name);
+        else
+            others.emplace_back(parameter.name, value);
         madeUp.push_back(parameter.name);
     }
     TCString error;
     for (const char* file : OUTPUT_FILES) {
         TCString ignored;
+        SetGivenValues();  // what does not fit is taken back as a whole
+        for (const auto& [name, value] : others) extended->SetParameter(name, value.c_str(), ignored);
         for (const char* parameter : files) extended->SetParameter(parameter, file, ignored);
         error.Empty();
         subject.Call("ApplySettings");

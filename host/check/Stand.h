@@ -74,6 +74,7 @@ class Stand {
 
  private:
     void ApplySettings();
+    void SetGivenValues();
     void MakeUpSettings();
     std::string GivenValue(const TCModuleParameter& parameter, const std::string& value) const;
     Answer Judge(const char* call, int code);

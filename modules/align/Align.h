@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "modules/common/SampleQueue.h"
-#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 

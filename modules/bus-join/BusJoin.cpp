@@ -4,8 +4,8 @@
 #include <numeric>
 #include <vector>
 
-#include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/ModuleSignals.h"
 
 BusJoin::BusJoin(int instance) : TCBaseModuleEx(instance, {}) {
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");

@@ -2,9 +2,9 @@
 
 #include <limits>
 
-#include "modules/common/SignalSettings.h"
 #include "modules/filter/Butterworth.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 

@@ -1,6 +1,6 @@
 #include "modules/math/SignalQueue.h"
 
-#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleSignals.h"
 
 const SignalQueue::Signal* SignalQueue::Continued(const TCTypeInfo& ti) const {
     const bool begins = signals.empty() || signals.back().ended || tc::BeginsSignal(ti.GetState());

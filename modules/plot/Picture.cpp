@@ -7,7 +7,7 @@
 #include <limits>
 #include <string_view>
 
-#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleSignals.h"
 
 namespace tc {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "modules/common/SignalSettings.h"
 #include "modules/plot/Gnuplot.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 

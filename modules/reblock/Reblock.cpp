@@ -4,8 +4,8 @@
 #include <cmath>
 #include <utility>
 
-#include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {

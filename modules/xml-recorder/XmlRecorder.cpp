@@ -3,8 +3,8 @@
 #include <filesystem>
 
 #include "modules/common/RecordFiles.h"
-#include "modules/common/SignalSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/services/Bilingual.h"
 

@@ -22,8 +22,8 @@ class TC_API TCFormatError {
     static TCString AsString(int error, const char* constantName, const char* userText,
                              const char* systemText, const char* numberFormat);
     // Printf-style user text; name and system text are looked up.
-    static TCString ErrorAsString(int error, const char* format, ...);
+    TC_PRINTF(2, 3) static TCString ErrorAsString(int error, const char* format, ...);
     // The same for the calling thread's last system error, which is read first. One without a number of its
     // own has the number of a general failure and the text that the system has for it.
-    static TCString LastErrorAsString(const char* format, ...);
+    TC_PRINTF(1, 2) static TCString LastErrorAsString(const char* format, ...);
 };

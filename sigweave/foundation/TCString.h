@@ -195,11 +195,11 @@ class TC_API TCString {
     // By the rules of printf. A format that the C library refuses leaves the format text itself, so that a
     // message is never lost. The arguments may be texts of this string.
 
-    void Format(const char* format, ...);
+    TC_PRINTF(2, 3) void Format(const char* format, ...);
     void FormatV(const char* format, va_list arguments);
-    void FormatAppend(const char* format, ...);
+    TC_PRINTF(2, 3) void FormatAppend(const char* format, ...);
     void FormatVAppend(const char* format, va_list arguments);
-    static TCString FormatS(const char* format, ...);
+    TC_PRINTF(1, 2) static TCString FormatS(const char* format, ...);
     static TCString FormatVS(const char* format, va_list arguments);
     // With numbered inserts, for texts that are translated: %1 is the first argument as text, %2!5.1f! the
     // second by the rules of printf. %% is a percent sign, %n a line feed, %t a tab; %0 ends the message. A

@@ -61,6 +61,7 @@ struct TCPortHelper::TCPortHelperImpl::PORT {
     const TCArray<DATATYPE>* types = nullptr;  // null until the port is attached
     bool obligatory = false;
     bool multipleBlocksInChannel = false;
+    bool refused = false;  // the parts of the block being written are of one that could not be sent
     std::map<int, tc::ChannelName> channelNames;  // by channel index
     tc::InternalData internalData;
 

@@ -49,20 +49,18 @@ int WriteMatrix(PortHelperImpl& impl, unsigned output, int rows, int cols, const
 // Takes the next block and copies at most `count` of its values; `count` gets the number read.
 template <class T>
 int ReadBlock(PortHelperImpl& impl, PortHelperImpl::PORT& port, T* buffer, int& count) {
-    const int waiting = port.ValuesWaiting();
-    count = std::min(count, waiting);
-    const int result = impl.FinishRead(port, waiting, PortValueTraits<T>::Read(*port.stream, buffer, &count));
+    count = std::min(count, port.ValuesWaiting());
+    const int wanted = buffer != nullptr ? count : 0;
+    const int result = impl.FinishRead(port, wanted, PortValueTraits<T>::Read(*port.stream, buffer, &count));
     if (result != 1) count = 0;
     return result;
 }
 
-// The same with a count that is checked. No room for a value takes nothing.
+// The same with the count of the interface, which is lowered before anything else is asked of it.
 template <class T>
 int ReadChecked(PortHelperImpl& impl, PortHelperImpl::PORT& port, unsigned long& count, T* buffer) {
     if (!port.HoldsBlock()) return 0;
-    if (count > INT_MAX) return impl.Fail(port, TCPortHelper::NOT_CREATED);
-    if (count == 0 || buffer == nullptr) return 0;
-    int read = static_cast<int>(count);
+    int read = static_cast<int>(std::min<unsigned long>(count, INT_MAX));
     const int result = ReadBlock(impl, port, buffer, read);
     count = static_cast<unsigned long>(read);
     return result;

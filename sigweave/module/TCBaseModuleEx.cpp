@@ -1,9 +1,11 @@
 #include "sigweave/module/TCBaseModuleEx.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <utility>
 
+#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/TCProcessParameters.h"
 #include "sigweave/platform/ReplacedFile.h"
@@ -15,6 +17,32 @@ namespace {
 using tc::Bilingual;
 
 constexpr int MOST_INPUTS = 65536;
+
+#ifdef NDEBUG
+constexpr bool VERIFIES_ORDER = false;
+#else
+constexpr bool VERIFIES_ORDER = true;
+#endif
+
+constexpr unsigned BitOf(TCModuleParameter::Kind kind) {
+    return 1u << kind;
+}
+constexpr unsigned INTEGERS = BitOf(TCModuleParameter::INTEGER);
+constexpr unsigned NUMBERS = BitOf(TCModuleParameter::NUMBER) | INTEGERS;
+constexpr unsigned SWITCHES = BitOf(TCModuleParameter::SWITCH);
+constexpr unsigned CHOICES = BitOf(TCModuleParameter::CHOICE) | SWITCHES;
+constexpr unsigned ALL_KINDS = ~0u;
+
+constexpr Bilingual UNDECLARED("the module reads its parameter '%1', which its table does not declare",
+                               "das Modul liest seinen Parameter '%1', den seine Tabelle nicht vereinbart");
+constexpr Bilingual OTHER_KIND("the module reads its parameter '%1' as another kind than its table declares",
+                               "das Modul liest seinen Parameter '%1' als etwas anderes, als seine Tabelle "
+                               "vereinbart");
+constexpr Bilingual OTHER_THREAD("%1 was called on another thread than Init",
+                                 "%1 wurde auf einem anderen Thread aufgerufen als Init");
+constexpr Bilingual OUTSIDE_OF_RUN("%1 was called outside of a run",
+                                   "%1 wurde außerhalb eines Laufs aufgerufen");
+constexpr Bilingual DURING_RUN("%1 was called during a run", "%1 wurde während eines Laufs aufgerufen");
 
 bool IsQuotedKind(TCModuleParameter::Kind kind) {
     return kind == TCModuleParameter::TEXT || kind == TCModuleParameter::FILE ||
@@ -36,12 +64,50 @@ TCProcessParameters MakeSettingsParser() {
 
 }  // namespace
 
+// Takes the values back at the end of its life, also by an exception, unless they are kept.
+class TCBaseModuleEx::Change {
+ public:
+    Change(Values& changing, Values valuesBefore) : values(changing), before(std::move(valuesBefore)) {}
+    ~Change() {
+        if (!isKept) values = std::move(before);
+    }
+    bool Keep(bool keep) { return isKept = keep; }
+
+ private:
+    Values& values;
+    Values before;
+    bool isKept = false;
+};
+
 TCBaseModuleEx::TCBaseModuleEx(int instance, std::span<const TCModuleParameter> declared)
-    : TCBaseModule(instance), parameters(declared), parameterValues(declared.size()) {
+    : TCBaseModule(instance),
+      parameters(declared),
+      parameterValues(Defaults()),
+      effectiveValues(parameterValues) {
     portHelper = std::make_unique<TCPortHelper>(this);
 }
 
 TCBaseModuleEx::~TCBaseModuleEx() = default;
+
+TCBaseModuleEx::Value TCBaseModuleEx::ReadValue(const TCModuleParameter& parameter, const char* text) {
+    Value value;
+    if (text == nullptr) return value;
+    value.isThere = true;
+    value.text = text;
+    parameter.ReadNumber(text, value.number);
+    if (parameter.kind == TCModuleParameter::INTEGER)
+        parameter.ReadInteger(text, value.integer);
+    else
+        value.integer = std::max(parameter.FindChoice(text), 0);
+    return value;
+}
+
+TCBaseModuleEx::Values TCBaseModuleEx::Defaults() const {
+    Values defaults;
+    for (const TCModuleParameter& parameter : parameters)
+        defaults.push_back(ReadValue(parameter, parameter.defaultValue));
+    return defaults;
+}
 
 int TCBaseModuleEx::GetTypeOfModule() {
     return source ? 1 : 0;
@@ -90,10 +156,43 @@ void TCBaseModuleEx::AddReplacedFile(TCArray<TCModuleFile>& files, const char* p
     files.Add({tc::PartNameOf(path).c_str(), TCModuleFile::WRITES_NUMBERED, parameter});
 }
 
+int TCBaseModuleEx::Init() {
+    VerifyOrder("Init", false);
+    const int result = TCBaseModule::Init();
+    if (result >= 0) runThread = std::this_thread::get_id();
+    return result;
+}
+
+int TCBaseModuleEx::Fetch() {
+    VerifyOrder("Fetch", true);
+    return TCBaseModule::Fetch();
+}
+
+int TCBaseModuleEx::Done() {
+    if (runThread != std::thread::id()) VerifyOrder("Done", true);
+    runThread = std::thread::id();
+    return TCBaseModule::Done();
+}
+
+void TCBaseModuleEx::VerifyOrder(const char* operation, bool inRun) const {
+    if (!VERIFIES_ORDER) return;
+    const bool running = runThread != std::thread::id();
+    if (running != inRun)
+        ReportMistake(inRun ? OUTSIDE_OF_RUN : DURING_RUN, operation);
+    else if (running && runThread != std::this_thread::get_id())
+        ReportMistake(OTHER_THREAD, operation);
+}
+
+void TCBaseModuleEx::ReportMistake(const Bilingual& text, std::string_view what) const {
+    const CString message = text.With({what});
+    if (std::ranges::find(reportedMistakes, message) != reportedMistakes.end()) return;
+    reportedMistakes.push_back(message);
+    TCModuleMessage::Send(portHelper->GetModuleName(), TCModuleMessage::Types::Critical, message.c_str());
+}
+
 int TCBaseModuleEx::FindIndex(const char* name) const {
-    const TCString wanted(name);
-    for (std::size_t i = 0; i < parameters.size(); ++i)
-        if (wanted == parameters[i].name) return static_cast<int>(i);
+    for (std::size_t i = 0; name != nullptr && i < parameters.size(); ++i)
+        if (std::strcmp(name, parameters[i].name) == 0) return static_cast<int>(i);
     return -1;
 }
 
@@ -104,9 +203,7 @@ const TCModuleParameter* TCBaseModuleEx::FindParameter(const char* name) const {
 
 // Null for an index out of range, and for a parameter that has no value.
 const char* TCBaseModuleEx::ValueText(int index) const {
-    if (index < 0) return nullptr;
-    return parameterValues[index] ? static_cast<const char*>(*parameterValues[index])
-                                  : parameters[index].defaultValue;
+    return index >= 0 && parameterValues[index].isThere ? parameterValues[index].text.c_str() : nullptr;
 }
 
 TCString TCBaseModuleEx::GetParameter(const char* name) const {
@@ -128,11 +225,17 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
                     .c_str();
         return false;
     }
-    parameterValues[index] = newValue;
+    parameterValues[index] = ReadValue(parameters[index], newValue);
     return true;
 }
 
 bool TCBaseModuleEx::ApplySettings(TCString& error) {
+    VerifyOrder("ApplySettings", false);
+    Change change(parameterValues, effectiveValues);
+    return change.Keep(MakeEffective(error));
+}
+
+bool TCBaseModuleEx::MakeEffective(TCString& error) {
     for (std::size_t i = 0; i < parameters.size(); ++i) {
         if (ValueText(static_cast<int>(i)) != nullptr) continue;
         error = Bilingual("parameter '%1' must be given; allowed is %2",
@@ -141,7 +244,9 @@ bool TCBaseModuleEx::ApplySettings(TCString& error) {
                     .c_str();
         return false;
     }
-    return OnSettingsChanged(error);
+    if (!OnSettingsChanged(error)) return false;
+    effectiveValues = parameterValues;
+    return true;
 }
 
 TCString TCBaseModuleEx::GetSettings() const {
@@ -157,10 +262,9 @@ TCString TCBaseModuleEx::GetSettings() const {
 }
 
 bool TCBaseModuleEx::SetSettings(const char* text, TCString& error) {
-    Values before = std::exchange(parameterValues, Values(parameters.size()));
-    if (ReadSettings(text, error) && ApplySettings(error)) return true;
-    parameterValues = std::move(before);
-    return false;
+    VerifyOrder("SetSettings", false);
+    Change change(parameterValues, std::exchange(parameterValues, Defaults()));
+    return change.Keep(ReadSettings(text, error) && MakeEffective(error));
 }
 
 bool TCBaseModuleEx::ReadSettings(const char* text, TCString& error) {
@@ -192,31 +296,62 @@ bool TCBaseModuleEx::ReadSettings(const char* text, TCString& error) {
     return true;
 }
 
-int TCBaseModuleEx::ParamInt(const char* name) const {
+const TCBaseModuleEx::Value& TCBaseModuleEx::ValueAt(int index, const char* name, unsigned kinds) const {
+    static const Value NOTHING;
+    const bool isDeclared = index >= 0 && static_cast<std::size_t>(index) < parameters.size();
+    if (isDeclared && (kinds & BitOf(parameters[index].kind)) != 0) return parameterValues[index];
+    const CString shown = name != nullptr ? CString(name) : std::to_string(index);
+    ReportMistake(isDeclared ? OTHER_KIND : UNDECLARED, shown);
+    assert(!"a parameter is read that is not declared, or as another kind");
+    return NOTHING;
+}
+
+int TCBaseModuleEx::ParamIndex(const char* name) const {
     const int index = FindIndex(name);
-    int value = 0;
-    if (index >= 0) parameters[index].ReadInteger(ValueText(index), value);
-    return value;
+    ValueAt(index, name, ALL_KINDS);
+    return index;
+}
+
+int TCBaseModuleEx::ParamInt(const char* name) const {
+    return ValueAt(FindIndex(name), name, INTEGERS).integer;
+}
+
+int TCBaseModuleEx::ParamInt(int index) const {
+    return ValueAt(index, nullptr, INTEGERS).integer;
 }
 
 double TCBaseModuleEx::ParamDbl(const char* name) const {
-    const int index = FindIndex(name);
-    double value = 0.0;
-    if (index >= 0) parameters[index].ReadNumber(ValueText(index), value);
-    return value;
+    return ValueAt(FindIndex(name), name, NUMBERS).number;
+}
+
+double TCBaseModuleEx::ParamDbl(int index) const {
+    return ValueAt(index, nullptr, NUMBERS).number;
+}
+
+const CString& TCBaseModuleEx::ParamText(const char* name) const {
+    return ValueAt(FindIndex(name), name, ALL_KINDS).text;
 }
 
 TCString TCBaseModuleEx::ParamStr(const char* name) const {
-    return GetParameter(name);
+    return ParamText(name).c_str();
 }
 
 bool TCBaseModuleEx::ParamBool(const char* name) const {
-    return ParamChoice(name) == 1;
+    return ValueAt(FindIndex(name), name, SWITCHES).integer == 1;
+}
+
+bool TCBaseModuleEx::ParamBool(int index) const {
+    return ValueAt(index, nullptr, SWITCHES).integer == 1;
 }
 
 int TCBaseModuleEx::ParamChoice(const char* name) const {
+    return ValueAt(FindIndex(name), name, CHOICES).integer;
+}
+
+int TCBaseModuleEx::ChoicePosition(const char* name, const char* words) const {
     const int index = FindIndex(name);
-    return index >= 0 ? std::max(parameters[index].FindChoice(ValueText(index)), 0) : 0;
+    const bool fits = index >= 0 && std::strcmp(parameters[index].choices, words) == 0;
+    return ValueAt(index, name, fits ? CHOICES : 0).integer;
 }
 
 void TCBaseModuleEx::DeclareSource() {
@@ -231,6 +366,7 @@ void TCBaseModuleEx::UseAnyNumberOfInputs(const char* token, const char* declara
 }
 
 int TCBaseModuleEx::DeclareInputs(int count) {
+    VerifyOrder("MESSAGE_DYN_PORTS", false);
     const int inputs = std::clamp(count, 1, MOST_INPUTS);
     portHelper->ClearPorts(true);
     for (int i = 0; i < inputs; ++i) {
@@ -256,4 +392,12 @@ void TCBaseModuleEx::AddResult(const char* signal, const char* quantity, double 
 int TCBaseModuleEx::Fail(int code, const TCString& text) {
     lastError = text;
     return code;
+}
+
+int TCBaseModuleEx::Fail(int code, const Bilingual& text, std::initializer_list<std::string_view> inserts) {
+    return Fail(code, text.With(inserts));
+}
+
+void TCBaseModuleEx::Warn(const Bilingual& text, std::initializer_list<std::string_view> inserts) {
+    TCModuleMessage::Send(GetModuleName(), TCModuleMessage::Types::Warning, text.With(inserts).c_str());
 }

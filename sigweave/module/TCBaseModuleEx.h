@@ -1,7 +1,10 @@
 #pragma once
 
-#include <optional>
+#include <concepts>
+#include <initializer_list>
 #include <span>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 #include "sigweave/foundation/TCArray.h"
@@ -9,6 +12,8 @@
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCModuleParameter.h"
 #include "sigweave/platform/Export.h"
+#include "sigweave/platform/Framework.h"
+#include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/TCSI_Unit.h"
 
 // One figure that a module found, for the host's table and report.
@@ -39,8 +44,13 @@ struct TCModuleFile {
 // values with `ParamInt` and the others; they hold what the declaration allows, always.
 //
 // It also gives the module a place for its results, a way to tell its progress and its errors, and as many
-// inputs as the user wires. Same threads and tags as TCBaseModule. The order of the virtual operations is
-// part of the binary interface.
+// inputs as the user wires. Same threads and tags as TCBaseModule. A library that was built for debugging
+// checks that a host keeps them, and sends a critical message once for each operation that does not. The
+// order of the virtual operations is part of the binary interface.
+//
+// Two mistakes of an author are reported in every library, once each, by a critical message, and fail an
+// assertion when it was built for debugging: the value of a parameter that is not declared, and one that is
+// read as another kind than it is. They read as 0 or empty.
 class TC_API TCBaseModuleEx : public TCBaseModule {
  public:
     // The table must outlive the module. The helper is created here.
@@ -53,6 +63,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // When a run begins (TCPortHelper::MESSAGE_RUNNING with 1), results, error text and interruption of the
     // last run are forgotten; then the base handles the message.
     long GetMessageA(unsigned id, long param) override;
+    // The base's. They note where the run begins and ends.
+    int Init() override;
+    int Fetch() override;
+    int Done() override;
 
     // 28: the share of the work that is done, 0 to 1, or -1 when it is not known. [run]
     virtual double GetProgress();
@@ -85,7 +99,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // and what is allowed, and nothing has changed. The module learns of the new values by ApplySettings.
     bool SetParameter(const char* name, const char* value, TCString& error);
     // Makes the values effective, to be called after SetParameter: false with `error` when one that must be
-    // given is missing, or what OnSettingsChanged answers.
+    // given is missing, or what OnSettingsChanged answers. All values are then as they were when they were
+    // last effective.
     bool ApplySettings(TCString& error);
 
     // All settings as parameter text: name=value lines, texts in quotation marks with escapes. Parameters
@@ -101,14 +116,28 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
  protected:
     ~TCBaseModuleEx();
 
-    // The values. A name that is not declared, and a value that must be given and was not, read as 0 or
-    // empty.
+    // The values, which are kept as they were read when they were set: nothing is parsed or allocated. One
+    // that must be given and was not reads as 0 or empty. ParamInt is for INTEGER, ParamDbl for INTEGER and
+    // NUMBER, ParamBool for SWITCH, the texts for every kind.
     int ParamInt(const char* name) const;
     double ParamDbl(const char* name) const;
     TCString ParamStr(const char* name) const;
+    // The same text without a copy, valid until the settings change.
+    const CString& ParamText(const char* name) const;
     bool ParamBool(const char* name) const;
-    // The position of the value among the choices.
+    // The position of the value among the choices, of a SWITCH 0 or 1. Rather use the one below.
     int ParamChoice(const char* name) const;
+    // What the word of a CHOICE means, by the table of tc::Choice that the parameter was declared with (see
+    // tc::CHOICE_WORDS); a parameter of other words is a mistake as above, and the first entry.
+    template <const auto& CHOICES>
+    auto ParamChoice(const char* name) const {
+        return CHOICES[ChoicePosition(name, tc::CHOICE_WORDS<CHOICES>)].value;
+    }
+    // Where there is no time to look for the name: its index among the parameters, -1 for an unknown one.
+    int ParamIndex(const char* name) const;
+    int ParamInt(int index) const;
+    double ParamDbl(int index) const;
+    bool ParamBool(int index) const;
 
     // The module makes blocks without being asked, until it clears its ready flag.
     void DeclareSource();
@@ -122,20 +151,47 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     void ClearResults() { results.RemoveAll(); }
     // For GetFiles: a file that is written by way of tc::ReplacedFile, and the names that it has meanwhile.
     static void AddReplacedFile(TCArray<TCModuleFile>& files, const char* path, const char* parameter);
-    // Keeps the text for GetLastErrorText and answers the code.
+    // Keeps the text for GetLastErrorText and answers the code: `return Fail(tc::MODULE_FAILED, FULL,
+    // {path})` with `constexpr tc::Bilingual FULL("%1 is full", "%1 ist voll")`.
+    int Fail(int code, const tc::Bilingual& text, std::initializer_list<std::string_view> inserts = {});
+    // The same with a text that was made already.
     int Fail(int code, const TCString& text);
+    int Fail(int code, const CString& text) { return Fail(code, TCString(text.c_str())); }
+    template <std::convertible_to<const char*> Text>
+    int Fail(int code, const Text& text) {
+        return Fail(code, TCString(static_cast<const char*>(text)));
+    }
+    // Sends the text to the user as a warning of this module; the run goes on.
+    void Warn(const tc::Bilingual& text, std::initializer_list<std::string_view> inserts = {});
 
  private:
-    // One entry a parameter, empty for one that was not set.
-    using Values = std::vector<std::optional<TCString>>;
+    // A value, as text and as what its kind makes of it. Not there: it must be given and was not.
+    struct Value {
+        bool isThere = false;
+        CString text;
+        int integer = 0;  // or the position of a choice
+        double number = 0.0;
+    };
+    using Values = std::vector<Value>;  // one a parameter
+    class Change;
 
     int FindIndex(const char* name) const;
     const char* ValueText(int index) const;
+    static Value ReadValue(const TCModuleParameter& parameter, const char* text);
+    Values Defaults() const;
+    const Value& ValueAt(int index, const char* name, unsigned kinds) const;
+    int ChoicePosition(const char* name, const char* words) const;
+    void ReportMistake(const tc::Bilingual& text, std::string_view what) const;
+    void VerifyOrder(const char* operation, bool inRun) const;
+    bool MakeEffective(TCString& error);
     bool ReadSettings(const char* text, TCString& error);
     int DeclareInputs(int count);
 
     std::span<const TCModuleParameter> parameters;
     Values parameterValues;
+    Values effectiveValues;
+    mutable CStringArray reportedMistakes;  // mistakes
+    std::thread::id runThread;              // none outside of runs
     TCArray<TCModuleResult> results;
     TCString lastError;
     TCString inputToken;

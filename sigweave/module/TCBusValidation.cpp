@@ -15,9 +15,10 @@ constexpr std::string_view CODE_PREFIX = "DT_";
 constexpr std::size_t CODE_DIGITS = 8;
 constexpr TYPE KIND_MASK = 0x00FFFFFF;
 
-// Scalars and arrays of one element type stand in for each other.
+// Single values and arrays of one element type are read as each other.
 constexpr TYPE EXCHANGEABLE[] = {TCPortHelper::TYPE_SWORD1 | TCPortHelper::TYPE_SWORDARRAY,
-                                 TCPortHelper::TYPE_DOUBLE1 | TCPortHelper::TYPE_DOUBLEARRAY};
+                                 TCPortHelper::TYPE_DOUBLE1 | TCPortHelper::TYPE_DOUBLEARRAY,
+                                 TCPortHelper::TYPE_TEXT | TCPortHelper::TYPE_TEXTARRAY};
 
 template <typename Number>
 bool ReadNumber(std::string_view text, int base, Number& number, std::string_view& rest) {
@@ -57,14 +58,14 @@ bool AreKindsExchangeable(TYPE a, TYPE b) {
 
 }  // namespace
 
-TCString TCBusValidation::SerializeValidation(TYPE code, const char* typeString, int count) {
+TCString TCBusSerializeHelper::SerializeValidation(std::uint32_t code, const char* typeString, int count) {
     TCBusSerializeHelper name;
     name.ParseSegmentName(TCBusSerializeHelper::GenSegmentName(code, typeString, count, 0, "", ""));
     return name.GetValidation();
 }
 
-bool TCBusValidation::DeSerializeValidation(const char* validation, TYPE& code, TCString& typeString,
-                                            int& count) {
+bool TCBusSerializeHelper::DeSerializeValidation(const char* validation, std::uint32_t& code,
+                                                 TCString& typeString, int& count) {
     const std::string_view text(validation != nullptr ? validation : "");
     TYPE readCode = 0;
     if (ReadCode(text, readCode)) {
@@ -81,22 +82,22 @@ bool TCBusValidation::DeSerializeValidation(const char* validation, TYPE& code, 
     return true;
 }
 
-TYPE TCBusValidation::GetDataType(const char* validation) {
+std::uint32_t TCBusSerializeHelper::GetDataType(const char* validation) {
     return validation != nullptr ? CodeOf(validation) : 0;
 }
 
-bool TCBusValidation::SameDataType(const char* validation, TYPE code) {
+bool TCBusSerializeHelper::SameDataType(const char* validation, std::uint32_t code) {
     return SameDataType(std::string_view(validation != nullptr ? validation : ""), code);
 }
 
-bool TCBusValidation::SameDataType(std::string_view validation, TYPE code) {
+bool TCBusSerializeHelper::SameDataType(std::string_view validation, std::uint32_t code) {
     const TYPE signal = CodeOf(validation) & ~TCPortHelper::TYPE_TYPEINFO;
     const TYPE wanted = code & ~TCPortHelper::TYPE_TYPEINFO;
     if (((signal | wanted) & KIND_MASK) == 0) return signal == wanted && signal != 0;
     return (signal & KIND_MASK) == (wanted & KIND_MASK) || AreKindsExchangeable(signal, wanted);
 }
 
-int TCBusValidation::FindOutputPort(const TCPortHelper& helper, const char* busSegmentName) {
+int TCBusSerializeHelper::FindOutputPort(const TCPortHelper& helper, const char* busSegmentName) {
     TCBusSerializeHelper segment;
     if (!segment.ParseSegmentName(busSegmentName)) return -1;
     const auto fits = [&](int port) {
@@ -108,4 +109,29 @@ int TCBusValidation::FindOutputPort(const TCPortHelper& helper, const char* busS
     for (int port = 0; port < ports; ++port)
         if (fits(port)) return port;
     return -1;
+}
+
+TCString TCBusValidation::SerializeValidation(TYPE code, const char* typeString, int count) {
+    return TCBusSerializeHelper::SerializeValidation(code, typeString, count);
+}
+
+bool TCBusValidation::DeSerializeValidation(const char* validation, TYPE& code, TCString& typeString,
+                                            int& count) {
+    return TCBusSerializeHelper::DeSerializeValidation(validation, code, typeString, count);
+}
+
+TYPE TCBusValidation::GetDataType(const char* validation) {
+    return TCBusSerializeHelper::GetDataType(validation);
+}
+
+bool TCBusValidation::SameDataType(const char* validation, TYPE code) {
+    return TCBusSerializeHelper::SameDataType(validation, code);
+}
+
+bool TCBusValidation::SameDataType(std::string_view validation, TYPE code) {
+    return TCBusSerializeHelper::SameDataType(validation, code);
+}
+
+int TCBusValidation::FindOutputPort(const TCPortHelper& helper, const char* busSegmentName) {
+    return TCBusSerializeHelper::FindOutputPort(helper, busSegmentName);
 }

@@ -25,14 +25,14 @@ class TC_API TCModuleMessage {
     // Never fails; null texts are passed to the sink as they are.
     static void Send(const char* module, Types type, const char* message);
 
-    // Printf-style; see TCString::Format.
-    static void Emergency(const char* module, const char* format, ...);
-    static void Alert(const char* module, const char* format, ...);
-    static void Critical(const char* module, const char* format, ...);
-    static void Warning(const char* module, const char* format, ...);
-    static void Notice(const char* module, const char* format, ...);
-    static void Info(const char* module, const char* format, ...);
-    static void Debug(const char* module, const char* format, ...);
+    // Printf-style; see TCString::Format. The compiler checks the arguments of a literal format.
+    TC_PRINTF(2, 3) static void Emergency(const char* module, const char* format, ...);
+    TC_PRINTF(2, 3) static void Alert(const char* module, const char* format, ...);
+    TC_PRINTF(2, 3) static void Critical(const char* module, const char* format, ...);
+    TC_PRINTF(2, 3) static void Warning(const char* module, const char* format, ...);
+    TC_PRINTF(2, 3) static void Notice(const char* module, const char* format, ...);
+    TC_PRINTF(2, 3) static void Info(const char* module, const char* format, ...);
+    TC_PRINTF(2, 3) static void Debug(const char* module, const char* format, ...);
 
     // Null until a sink is installed.
     static Sink s_PFN;

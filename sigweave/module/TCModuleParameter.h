@@ -1,5 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <string_view>
+
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/Export.h"
 #include "sigweave/services/Bilingual.h"
@@ -32,3 +36,57 @@ struct TC_API TCModuleParameter {
     // The position among the choices (no is 0, yes is 1 for a SWITCH), or -1.
     int FindChoice(const char* value) const;
 };
+
+namespace tc {
+
+// One word of a CHOICE, and what it means to the module. The words stand in one place, so that none can be
+// added or moved in the parameter alone:
+//
+//     enum class Mode { CUT, PAD };
+//     constexpr tc::Choice<Mode> MODES[] = {{"cut", Mode::CUT}, {"pad", Mode::PAD}};
+//     ... {.name = "mode", .kind = TCModuleParameter::CHOICE, .defaultValue = "cut",
+//          .choices = tc::CHOICE_WORDS<MODES>}
+//     ... switch (ParamChoice<MODES>("mode"))
+template <class Enum>
+struct Choice {
+    const char* word;
+    Enum value;
+};
+
+// No word is empty, holds a '|', or is there twice, and no value either.
+template <const auto& CHOICES>
+consteval bool AreChoicesValid() {
+    for (const auto& choice : CHOICES) {
+        const std::string_view word(choice.word);
+        if (word.empty() || word.find('|') != word.npos) return false;
+        for (const auto& other : CHOICES)
+            if (&other != &choice && (word == other.word || choice.value == other.value)) return false;
+    }
+    return true;
+}
+
+template <const auto& CHOICES>
+consteval auto JoinChoices() {
+    constexpr std::size_t LENGTH = [] {
+        std::size_t length = 0;
+        for (const auto& choice : CHOICES) length += std::string_view(choice.word).size() + 1;
+        return length;
+    }();
+    std::array<char, LENGTH> joined{};
+    std::size_t at = 0;
+    for (const auto& choice : CHOICES) {
+        if (at > 0) joined[at++] = '|';
+        for (const char c : std::string_view(choice.word)) joined[at++] = c;
+    }
+    return joined;
+}
+
+template <const auto& CHOICES>
+inline constexpr auto JOINED_CHOICES = JoinChoices<CHOICES>();
+
+// The words of a table as TCModuleParameter::choices has them.
+template <const auto& CHOICES>
+requires(AreChoicesValid<CHOICES>()) inline constexpr const
+    char* CHOICE_WORDS = JOINED_CHOICES<CHOICES>.data();
+
+}  // namespace tc

@@ -13,6 +13,7 @@ constexpr int SOURCE_MODULE = 1;
 void ClearPort(Impl::PORT& port) {
     tc::DropBlocks(*port.stream);
     port.stream->CancelWriteSegments();
+    port.refused = false;
     port.previousState = INVALID;
     port.metadata.handedOverBefore = false;
     if (port.kind == INPUT) port.typeInfo.Init();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <memory>
 
@@ -47,6 +48,24 @@ struct TCPortError {
 // receiver when it meets the first block of the output in a run and -18 afterwards, -14 a block or segment
 // that could not be made, or what was read not be kept, -5 -6 -12 -13 -15 inputs that do not belong together.
 // Nothing throws and nothing is shown: the host prints GetErrorText when it stops because of a negative code.
+//
+// The sources, each beginning with TCPortHelper:
+//
+//   TCPortHelper.cpp   the run: Init, Fetch, Done, flags, the host's messages
+//   ...Ports           declaring ports, names, trigger groups, ClearPorts
+//   ...Types           the types of ports; one type is in PortDataType.cpp, the check of lines against it in
+//                      TCValidateActualPortType.cpp
+//   ...Wiring          lines and connections, obligatory and external ports, ComputeValidationData
+//   ...Waiting         what waits on inputs: peeking, triggers, SynchronousDataAvail, packets
+//   ...Metadata        the metadata of outputs
+//   ...Values          one block of ints, doubles or texts, matrices, pointers
+//   ...InternalData    buffers that ports own, and data of the port's own kind
+//   ...Multitype, Bus  several named parts, or channels, in one block
+//   ...Blocks          whole blocks: forwarding, copies, packed frames
+//   ...Errors          the error record and its text
+//
+// The state is in TCPortHelperImpl.h, a port in PortRecord.h; PortValueOperations.h writes and reads blocks
+// of any element type, of which PortValueTraits.h knows the differences.
 class TC_API TCPortHelper {
  public:
     // The numeric data-type code of a port: one kind in the low 24 bits, flags in the high byte. The values
@@ -137,8 +156,8 @@ class TC_API TCPortHelper {
     // a group.
     void SetTriggerInputs(const unsigned* indexes, unsigned count);
     void SetTriggerInputs(unsigned a, unsigned b);
-    // So that the number 0 is an input and not a null list.
-    void SetTriggerInputs(int a, int b) {
+    // So that a number 0 of any type is an input and not a null list.
+    void SetTriggerInputs(std::integral auto a, std::integral auto b) {
         SetTriggerInputs(static_cast<unsigned>(a), static_cast<unsigned>(b));
     }
     void ClearTriggerInputs();
@@ -197,8 +216,8 @@ class TC_API TCPortHelper {
     int CheckWired(unsigned inputA, unsigned inputB);
     int CheckWired(unsigned inputA, const unsigned* inputs, unsigned count, CHECK_PT mode);
     int CheckAllOrNoneWired(unsigned inputA, unsigned inputB);
-    // 0 when the names of all ports of that kind are there and differ, else -3 with the port, and the other
-    // one of that name, in the error record.
+    // 0 when the names of all ports of that kind are there and differ, else -3 with the port, and as
+    // `otherIndex` the other one of that name, in the error record.
     int CheckPortNames(PORTTYPE kind);
     // `name`, or with " 2", " 3" ... behind it when another port of that kind has that name already.
     TCString MakePortNameUnique(PORTTYPE kind, unsigned index, const char* name) const;
@@ -298,7 +317,7 @@ class TC_API TCPortHelper {
     // block or no metadata.
     int SynchronousDataAvail(const unsigned* inputs, unsigned count, unsigned checks);
     int SynchronousDataAvail(unsigned a, unsigned b, unsigned checks);
-    int SynchronousDataAvail(int a, int b, unsigned checks) {
+    int SynchronousDataAvail(std::integral auto a, std::integral auto b, unsigned checks) {
         return SynchronousDataAvail(static_cast<unsigned>(a), static_cast<unsigned>(b), checks);
     }
     // Whether the last block read (with `peek`: the next one) begins a signal, by its own state or because
@@ -308,20 +327,23 @@ class TC_API TCPortHelper {
     // The state of a piece when a block is cut into `parts` pieces and the piece covers `count` of them from
     // `index`.
     static TCBLOCKSTATUS ConvBlockState(TCBLOCKSTATUS state, unsigned parts, unsigned index, unsigned count);
-    // Drops the next waiting block, or all, unread; answers how many.
+    // Drops the next waiting block, or all, unread; answers how many. The last one dropped becomes the block
+    // read last, for `Access...Data` and LastTypeInfo alike.
     int RemoveContents(unsigned input, bool all);
 
     // --- Output metadata ----------------------------------------------------------------------------------
 
     // The metadata of a block come from four sources, field by field: given for this block (SetTI_... and
     // SetTypeInfo), made automatically, copied from the linked input, or left as they were. What is given
-    // holds until a block with it was written - a write without values or one that fails keeps it - except a
-    // name, which holds until another is given. What is written is repaired first: an invalid state becomes
-    // COMPLETE, a timestamp that is none the time now, a samplerate or unit factor that is none 1, and the
-    // range is put in order and made finite.
+    // holds until a block with it was written, with two exceptions: a name holds until another is given, and
+    // a timestamp or state of an automatic field is used up when the metadata are next prepared, which every
+    // write does first, also one without values or one that fails, and WriteTypeInfo. What is written is
+    // repaired first: an invalid state becomes COMPLETE, a timestamp that is none the time now, a samplerate
+    // or unit factor that is none 1, and the range is put in order and made finite.
 
     // Fields that the library makes itself: the timestamp is the time of the run's start, the states make one
-    // signal (the first block of a port is COMPLETE; after START comes BUSY, after STOP a new START), the
+    // signal (the first block of a port is COMPLETE; after START comes BUSY, after STOP a new START; each
+    // preparation is a step, whether or not a block follows from it), the
     // name is that of the port; range, samplerate and unit are only kept from being copied.
     void UseAutoTypeInfo(unsigned output, bool timestamp, bool state, bool name, bool range, bool unit,
                          bool samplerate);
@@ -341,12 +363,14 @@ class TC_API TCPortHelper {
     // Symbols as "m s^-2"; a text that is no unit is ignored.
     void SetTI_Unit(unsigned output, const char* symbols, double factor);
     // Several fields at once, also before there is a receiver. The state INVALID is given by nobody: it takes
-    // back a state given before, and the rules above then make the state.
+    // back a state given before, and the rules above then make the state. A record without a name takes back
+    // a name in the same way.
     void SetTypeInfo(unsigned output, const TCTypeInfo& ti);
     // `range` points at minimum and maximum; null pointers are skipped.
     void SetTypeInfo(unsigned output, const double* timestamp, const TCBLOCKSTATUS* state, const char* name,
                      const double* range, const double* samplerate, const TCSI_Unit* unit);
-    // Gives the metadata to the block being written, before its values; writing the values does so anyway.
+    // Prepares the metadata and gives them to the block being written, before its values. Writing the values
+    // does so anyway, and prepares once more. 0, or the negative code.
     int WriteTypeInfo(unsigned output);
 
     // --- Values: writers answer 0, readers 1 when values were read ----------------------------------------
@@ -372,8 +396,9 @@ class TC_API TCPortHelper {
     int WritePtr(unsigned output, const void* data, int count);
 
     // Each read takes one block and keeps its metadata. `count` is the capacity of the buffer, then the
-    // number read; when the block is longer its last values are read. A null buffer, or one without room,
-    // takes nothing. -2 when the block's values are of another type than the port; the block is then taken.
+    // number read; when the block is longer its last values are read. A count of 0 and a null buffer take the
+    // block too and answer 0. -2 when the block's values are of another type than the port; the block is then
+    // taken.
     // `...LastVal`: the last value of the next block, or with `all` of the last block that waits.
     int ReadIntData(unsigned input, unsigned long& count, int* buffer);
     int ReadIntLastVal(unsigned input, int& value, bool all);
@@ -423,8 +448,8 @@ class TC_API TCPortHelper {
     // --- Multitype: several named parts in one block ------------------------------------------------------
 
     // The parts of one block, each name once (-14 else; the block can go on). Nothing is sent before
-    // EndWriteMultitype, which answers -14 when nothing was written, and on a state conflict keeps the block
-    // for another try.
+    // EndWriteMultitype, which answers -14 when nothing was written. When it fails, the block can be tried
+    // again at once; the next part or channel that is written begins another one.
     int WriteMultitypeInt(unsigned output, const char* name, int value);
     int WriteMultitypeDbl(unsigned output, const char* name, double value);
     int WriteMultitypeString(unsigned output, const char* name, const TCString& value);

@@ -5,7 +5,6 @@
 
 #include "sigweave/module/PortRecord.h"
 #include "sigweave/module/PortValueTraits.h"
-#include "sigweave/module/TCBusValidation.h"
 #include "sigweave/services/SystemTime.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 
@@ -77,8 +76,8 @@ int WriteChannel(Impl& impl, unsigned output, const ChannelKind& kind, const Cha
     const char* name = SegmentName(impl, *port, kind, channel);
     if (name == nullptr)
         return impl.Fail(*port, TCPortHelper::NOT_CREATED, "The name of a channel holds a line break");
-    int result = port->stream->StartWriteSegments();
-    if (result < 1) return result < 0 ? impl.Fail(*port, result) : 0;
+    int result = impl.StartParts(*port);
+    if (result < 1) return result;
     result = port->stream->WriteBusSegment(name, values.element, values.dimensions, values.extents,
                                            values.data, values.copy, channel.typeInfo);
     return result < 0 ? impl.Fail(*port, result) : 0;
@@ -120,7 +119,7 @@ TCString Place(int channel) {
 bool IsOfKind(const TCIOStream& stream, int segment, const ChannelKind& kind) {
     TCBusSerializeHelper::Parts name;
     return TCBusSerializeHelper::SplitSegmentName(stream.SegmentName(segment), name) &&
-           TCBusValidation::SameDataType(name.validation, kind.code);
+           TCBusSerializeHelper::SameDataType(name.validation, kind.code);
 }
 
 // Hands the next block of a channel to `deliver`, which is false when it is of another element type.

@@ -83,10 +83,11 @@ TCString TCPortHelper::GetErrorText() const {
     TCString text = isInput ? "Input" : "Output";
     text.FormatAppend(
         " \"%s\"", static_cast<const char*>(GetPortName(error.kind, static_cast<unsigned>(error.portIndex))));
-    if (error.otherIndex >= 0 && isInput)
+    const bool namesOther = error.otherIndex >= 0 && error.otherStream != nullptr;
+    if (namesOther && isInput)
         text.FormatAppend(" and input \"%s\"", static_cast<const char*>(GetPortName(
                                                    INPUT, static_cast<unsigned>(error.otherIndex))));
-    if (error.otherIndex >= 0 && !isInput) text.FormatAppend(", receiver %d", error.otherIndex + 1);
+    if (namesOther && !isInput) text.FormatAppend(", receiver %d", error.otherIndex + 1);
     text += ": ";
     text += error.text1.IsEmpty() ? TCString(TextOf(error.code)) : error.text1;
     if (!error.text2.IsEmpty()) text += " " + error.text2;

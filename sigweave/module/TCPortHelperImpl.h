@@ -54,13 +54,16 @@ class TCPortHelper::TCPortHelperImpl {
 
     // The input that the output's metadata is copied from; null for none.
     const PORT* LinkedInput(const PORT& output) const;
-    // Sets the metadata of the port's next block from the linked input and by the automatic rules. Changes
-    // nothing when it is called again before a block is written.
+    // Sets the metadata of the port's next block from the linked input and by the automatic rules. An
+    // automatic state goes on with each call.
     void PrepareTypeInfo(PORT& port);
     // Repairs the metadata and gives it to the block being written; 0, or a negative code that is recorded.
     int HandOverTypeInfo(PORT& port);
     // Both, for a port that carries metadata.
     int WriteTypeInfo(PORT& port);
+    // Begins or goes on with a block of several parts, afresh after one that was refused; 1, 0 without a
+    // receiver, or a negative code that is recorded.
+    int StartParts(PORT& port);
     // The result of handing metadata to the receivers: tells the first state conflict from later ones.
     int RecordConflict(PORT& port, int result);
     // Ends what was given for the block just written. 0, or the negative result, recorded.
@@ -68,9 +71,9 @@ class TCPortHelper::TCPortHelperImpl {
 
     // Takes the input's next block; false when none waits.
     bool Take(PORT& port, bool firstElements);
-    // After a block of `waiting` values was taken: keeps its metadata and answers the result. An empty block
-    // is nothing to read, but values that could not be read are of another type.
-    int FinishRead(PORT& port, int waiting, int result);
+    // After a block was taken of which `wanted` values were to be read: keeps its metadata and answers the
+    // result. Values that could not be read are of another type.
+    int FinishRead(PORT& port, int wanted, int result);
     int WrongData(const PORT& port);
     // The result of `read`, or -14, recorded, when there is no memory for what it reads.
     template <class Read>

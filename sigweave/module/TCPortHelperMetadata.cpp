@@ -10,6 +10,10 @@ using PORT = Impl::PORT;
 
 namespace {
 
+// Deliberate: an automatic timestamp or state that was given serves for one preparation, also when no block
+// follows from it; modules count on the states that this makes.
+constexpr tc::TypeInfoFlags USED_UP_WHEN_PREPARED(1u << tc::TIMESTAMP | 1u << tc::STATE);
+
 void CopyRange(TCTypeInfo& to, const TCTypeInfo& from) {
     to.SetRangeMin(from.GetRangeMin());
     to.SetRangeMax(from.GetRangeMax());
@@ -88,19 +92,26 @@ const PORT* Impl::LinkedInput(const PORT& output) const {
 }
 
 void Impl::PrepareTypeInfo(PORT& port) {
-    const tc::OutputMetadata& meta = port.metadata;
+    tc::OutputMetadata& meta = port.metadata;
     if (const PORT* input = LinkedInput(port)) {
         if (!input->CarriesTypeInfo()) return;
-        CopyExcept(meta.automatic | meta.given, port.typeInfo, input->typeInfo);
+        const tc::TypeInfoFlags kept = meta.automatic | meta.given;
+        CopyExcept(kept, port.typeInfo, input->typeInfo);
+        if (!kept[tc::STATE]) port.previousState = input->typeInfo.GetState();
     }
     const tc::TypeInfoFlags made = meta.automatic & ~meta.given;
     if (made[tc::TIMESTAMP]) port.typeInfo.SetTimestamp(SyncTime());
-    if (made[tc::STATE]) port.typeInfo.SetState(StateAfter(port.previousState));
+    if (made[tc::STATE]) {
+        port.previousState = StateAfter(port.previousState);
+        port.typeInfo.SetState(port.previousState);
+    }
     if (made[tc::NAME]) port.typeInfo.SetSignalname(port.name);
+    meta.given &= ~(meta.automatic & USED_UP_WHEN_PREPARED);
 }
 
 int Impl::HandOverTypeInfo(PORT& port) {
     Repair(port.typeInfo);
+    port.previousState = port.typeInfo.GetState();
     return RecordConflict(port, port.stream->SetTI(&port.typeInfo, false));
 }
 
@@ -121,9 +132,7 @@ int Impl::WriteTypeInfo(PORT& port) {
 
 int Impl::FinishBlock(PORT& port, int result) {
     if (result < 0) return Fail(port, result);
-    tc::OutputMetadata& meta = port.metadata;
-    port.previousState = port.typeInfo.GetState();
-    meta.given &= tc::TypeInfoFlags(1u << tc::NAME);  // a name stays until it is given again
+    port.metadata.given &= tc::TypeInfoFlags(1u << tc::NAME);  // a name stays until it is given again
     return 0;
 }
 
@@ -190,6 +199,9 @@ void TCPortHelper::SetTypeInfo(unsigned output, const TCTypeInfo& ti) {
     const double range[] = {ti.GetRangeMin(), ti.GetRangeMax()};
     const TCBLOCKSTATUS state = ti.GetState();
     SetTypeInfo(output, &timestamp, &state, ti.GetSignalname(), range, &samplerate, &ti.GetUnit());
+    // A record without a name gives none.
+    PORT* port = impl->Port(OUTPUT, output);
+    if (port != nullptr && port->typeInfo.GetSignalnameString().empty()) port->metadata.given.reset(tc::NAME);
 }
 
 void TCPortHelper::SetTypeInfo(unsigned output, const double* timestamp, const TCBLOCKSTATUS* state,
@@ -218,5 +230,5 @@ void TCPortHelper::SetTypeInfo(unsigned output, const double* timestamp, const T
 
 int TCPortHelper::WriteTypeInfo(unsigned output) {
     PORT* port = impl->Port(OUTPUT, output);
-    return port != nullptr && port->IsConnected() ? impl->WriteTypeInfo(*port) : 0;
+    return port != nullptr ? impl->WriteTypeInfo(*port) : 0;
 }

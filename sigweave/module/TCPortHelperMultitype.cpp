@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "sigweave/module/PortRecord.h"
 #include "sigweave/module/PortValueTraits.h"
 
@@ -27,8 +29,8 @@ template <class T>
 int WritePart(Impl& impl, unsigned output, const char* name, const T& value) {
     PORT* port = impl.WritablePort(output, TCPortHelper::TYPE_MULTI);
     if (port == nullptr) return 0;
-    int result = port->stream->StartWriteSegments();
-    if (result < 1) return result < 0 ? impl.Fail(*port, result) : 0;
+    int result = impl.StartParts(*port);
+    if (result < 1) return result;
     result = port->stream->WriteSegment(name != nullptr ? name : "", value);
     return result < 0 ? impl.Fail(*port, result) : 0;
 }
@@ -52,6 +54,12 @@ int ReadNamedPart(Impl& impl, unsigned input, const char* name, T& value) {
 
 }  // namespace
 
+int Impl::StartParts(PORT& port) {
+    if (std::exchange(port.refused, false)) port.stream->CancelWriteSegments();
+    const int result = port.stream->StartWriteSegments();
+    return result < 0 ? Fail(port, result) : result;
+}
+
 int TCPortHelper::WriteMultitypeInt(unsigned output, const char* name, int value) {
     return WritePart(*impl, output, name, value);
 }
@@ -71,7 +79,9 @@ int TCPortHelper::EndWriteMultitype(unsigned output) {
     if (port == nullptr) return 0;
     if (port->stream->SegmentCnt() == 0)
         return impl->Fail(*port, NOT_CREATED, "EndWriteMultitype was called without former Write... call");
+    port->refused = true;
     if (const int result = impl->WriteTypeInfo(*port); result < 0) return result;
+    port->refused = false;
     return impl->FinishBlock(*port, port->stream->EndWriteSegments() ? 0 : NOT_CREATED);
 }
 

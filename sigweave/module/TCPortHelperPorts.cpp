@@ -124,9 +124,10 @@ int TCPortHelper::CheckPortNames(PORTTYPE kind) {
         if (ports[i].name.IsEmpty())
             return SetErrMsg(NOT_WIRED, kind, i, -1, "The port has no name", nullptr);
         for (unsigned other = 0; other < i; ++other) {
-            if (ports[other].name == ports[i].name)
-                return SetErrMsg(NOT_WIRED, kind, i, static_cast<int>(other), "Two ports have the same name",
-                                 nullptr);
+            if (ports[other].name != ports[i].name) continue;
+            SetErrMsg(NOT_WIRED, kind, i, static_cast<int>(other), "Two ports have the same name", nullptr);
+            if (kind != INPUT) impl->error.otherStream = nullptr;  // the other port is no receiver
+            return NOT_WIRED;
         }
     }
     return 0;

@@ -87,10 +87,10 @@ int Impl::WrongData(const PORT& port) {
     return Fail(port, ANOTHER_TYPE, "Block data does not match datatype of input port");
 }
 
-int Impl::FinishRead(PORT& port, int waiting, int result) {
+int Impl::FinishRead(PORT& port, int wanted, int result) {
     if (port.CarriesTypeInfo()) port.KeepTypeInfo(port.stream->GetTI());
     if (result < 0) return Fail(port, result);
-    if (result == 0) return waiting == 0 ? 0 : WrongData(port);
+    if (result == 0) return wanted > 0 ? WrongData(port) : 0;
     return 1;
 }
 

@@ -215,5 +215,11 @@ TCBLOCKSTATUS TCPortHelper::ConvBlockState(TCBLOCKSTATUS state, unsigned parts, 
 
 int TCPortHelper::RemoveContents(unsigned input, bool all) {
     PORT* port = impl->Port(INPUT, input);
-    return port != nullptr ? port->stream->RemoveContents(all) : 0;
+    if (port == nullptr) return 0;
+    int removed = 0;
+    while ((all || removed == 0) && port->stream->RemoveContents(false) == 1) {
+        ++removed;
+        if (port->CarriesTypeInfo()) port->KeepTypeInfo(port->stream->GetTI());
+    }
+    return removed;
 }

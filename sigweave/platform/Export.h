@@ -2,3 +2,7 @@
 
 // Marks what the shared library exports; everything else is hidden.
 #define TC_API __attribute__((visibility("default")))
+
+// Before a printf-style function: which argument is the format text, and which the first one for it, counted
+// from 1; the object of a member function counts.
+#define TC_PRINTF(text, first) __attribute__((format(printf, text, first)))

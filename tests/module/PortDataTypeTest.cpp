@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "sigweave/module/PortDataType.h"
@@ -11,6 +12,7 @@
 namespace {
 
 using DATATYPE = TCPortHelper::TCPortHelperImpl::DATATYPE;
+using Helper = TCPortHelper;
 
 DATATYPE Declared(const char* token, const char* declarator = "", bool withTypeInfo = false) {
     DATATYPE type;
@@ -42,48 +44,68 @@ TEST(PortDataType, EveryKindHasOneCodeAndOneString) {
     EXPECT_STREQ(DATATYPE::GetTypeStr(0x80, nullptr, nullptr), "POINTER{DOUBLE[][]}");
     EXPECT_STREQ(DATATYPE::GetTypeStr(0x20000000, "Image", nullptr), "POINTER[]{Image}");
     EXPECT_STREQ(DATATYPE::GetTypeStr(0x10000000, nullptr, nullptr), "{}");
+    EXPECT_STREQ(DATATYPE::GetTypeStr(0x10000080, "x", nullptr), "POINTER{x}");
+}
+
+TEST(PortDataType, CodesAreMatchedAndMeasured) {
+    using Row = std::tuple<Helper::TYPE, int, bool>;
+    for (const auto& [code, size, scalar] :
+         {Row(0x01, 4, false), Row(0x02, 4, true), Row(0x04, 4, false), Row(0x10000008, 4, false),
+          Row(0x10, 8, false), Row(0x20, 8, true), Row(0x04000040, 8, false), Row(0x10000080, 8, false),
+          Row(0x100, 1, false), Row(0x200, 1, false), Row(0x01000000, 0, false), Row(0x10000000, 0, false)}) {
+        Helper helper(nullptr);
+        helper.SetPort(OUTPUT, 0, "Out", code);
+        EXPECT_EQ(helper.ElemSize(OUTPUT, 0), size) << code;
+        EXPECT_EQ(helper.IsScalarDataType(OUTPUT, 0), scalar) << code;
+    }
+    Helper helper(nullptr);
+    helper.SetPort(INPUT, 1, "Unknown", Helper::TYPE_UNKNOWN);
+    EXPECT_STREQ(helper.GetPortType(INPUT, 1, nullptr), "{}");
+    helper.SetPort(INPUT, 0, "In", "DOUBLE[]", "", true);  // 0x04000040
+    // Whether any, all, exactly these bits are there, and by a mode that there is not.
+    for (const auto& [mask, fits] :
+         {std::pair(0, "1100"), {0x04000040, "1110"}, {0x40, "1100"}, {0xF0, "1000"}, {4, "0000"}})
+        for (int mode = 0; mode < 4; ++mode)
+            EXPECT_EQ(helper.DoesDataTypeMatch(INPUT, 0, static_cast<unsigned>(mask),
+                                               static_cast<Helper::CHECK_DT>(mode)),
+                      fits[mode] == '1')
+                << mask << " " << mode;
+    EXPECT_FALSE(helper.DoesDataTypeMatch(INPUT, 7, 0) || helper.ElemSize(INPUT, 1) != 0);
+    EXPECT_EQ(Helper::Datatype(2, "TYPEINFO{TypeInfo} DOUBLE[]{x}"), 0x04000040u);
 }
 
 TEST(PortDataType, CodesOfUnusualTypeStrings) {
-    const struct {
-        const char* text;
-        int count;
-        unsigned long code;
-        bool plain;
-    } rows[] = {
+    const std::tuple<const char*, int, unsigned long, bool> rows[] = {
         {"DOUBLE[]{TIME_DOMAIN}", 2, 0, true},
         {"TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}", 1, 0x04000000, true},
         {"DOUBLE[]", 1, 0x02000000, true},
         {nullptr, 1, 0x02000000, true},
         {"MultiType{}", 1, 0x01000000, false},
+        {"EXT/DB{}", 1, 0x01000000, false},
         {" STRUCT_BUS{BUS} ", 1, 0x01000000, true},
         {"POINTER{SWORD[][]}", 1, 0x10000008, true},
         {"POINTER{DOUBLE[][]}", 1, 0x10000080, true},
+        {"POINTER[]{x}", 1, 0x20000000, true},
         {"DOUBLE[][]{x}", 1, 0x40000000, true},
-        {"double[]{x}", 1, 0x40000000, true},
-    };
-    for (const auto& row : rows) {
-        bool plain = !row.plain;
-        EXPECT_EQ(DATATYPE::FindType(row.text, row.count, &plain), row.code) << row.text << " " << row.count;
-        EXPECT_EQ(plain, row.plain) << row.text;
+        {"double[]{x}", 1, 0x40000000, true}};
+    for (const auto& [text, count, code, isPlain] : rows) {
+        bool plain = !isPlain;
+        EXPECT_EQ(DATATYPE::FindType(text, count, &plain), code) << text << " " << count;
+        EXPECT_EQ(plain, isPlain) << text;
     }
 }
 
 TEST(PortDataType, DeclarationsAsTheHostSeesThem) {
-    const struct {
-        const char* token;
-        const char* declarator;
-        bool withTypeInfo;
-        const char* type;
-    } rows[] = {
+    const std::tuple<const char*, const char*, bool, const char*> rows[] = {
         {"DOUBLE[]", nullptr, true, "2 TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}"},
+        {"SWORD[]", "", false, "1 SWORD[]{BIN}"},
+        {"UBYTE[]", "", false, "1 UBYTE[]{Text}"},
         {"POINTER", "", false, "1 POINTER{}"},
         {"STRUCT_BUS", "", true, "2 TYPEINFO{TypeInfo} STRUCT_BUS{BUS}"},
         {"MultiType", "", false, "1 NULL{no_parameters}"},
-        {"", "", true, "0 null"},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(TypeOf(Declared(row.token, row.declarator, row.withTypeInfo)), row.type) << row.token;
+        {"", "", true, "0 null"}};
+    for (const auto& [token, declarator, withTypeInfo, type] : rows)
+        EXPECT_EQ(TypeOf(Declared(token, declarator, withTypeInfo)), type) << token;
 }
 
 TEST(PortDataType, AdoptsTheLineInEitherOrderOfWiring) {
@@ -100,21 +122,27 @@ TEST(PortDataType, AdoptsTheLineInEitherOrderOfWiring) {
         }
         EXPECT_EQ(type, 0x02000040u) << "it may adopt again";
     }
-    EXPECT_FALSE(Declared("").ValidatePortType("SWORD{BIN}", 0, "m"));
+    DATATYPE type = Declared("");
+    EXPECT_FALSE(type.ValidatePortType("SWORD{BIN}", 0, "m"));
+    EXPECT_FALSE(type.ParseType("", 1) || type.ParseType(nullptr, 1));
+    type.AddLine(2);
+    EXPECT_TRUE(type.ParseType("SWORD{BIN}", 1));
+    type.DelLine();
+    EXPECT_EQ(TypeOf(type), "1 SWORD{BIN}") << "a line is left";
+    for (int i = 0; i < 3; ++i) type.DelLine();
+    type.AddLine(1);
+    EXPECT_EQ(TypeOf(type), "1 SWORD{BIN}") << "there are never fewer than no lines";
+    DATATYPE list = Declared("MultiType");
+    EXPECT_TRUE(list.ValidatePortType("SWORD{BIN} DOUBLE{x}", 2, "m"));
+    EXPECT_EQ(TypeOf(list), "2 SWORD{BIN} DOUBLE{x}");
+    EXPECT_EQ(list, 0x01000000u);
 }
 
 TEST(PortDataType, DifferencesGoToTheHost) {
-    const struct {
-        const char* declared;
-        int declaredCount;
-        const char* actual;
-        int actualCount;
-        bool accepted;
-        const char* reported;
-    } rows[] = {
+    const std::tuple<const char*, int, const char*, int, bool, const char*> rows[] = {
         {"DOUBLE[]{TIME_DOMAIN}", 1, "DOUBLE[1]{TIME_DOMAIN}", 1, true, ""},
         {"DOUBLE[512]{x}", 1, "DOUBLE[]{x}", 1, true, ""},
-        {"DOUBLE[02]{x}", 1, "DOUBLE[2]{x}", 1, true, ""},
+        {"DOUBLE[09]{x}", 1, "DOUBLE[9]{x}", 1, true, ""},
         {"DOUBLE[2]{x}", 1, "DOUBLE[3]{x}", 1, false, "102 DOUBLE[2]/DOUBLE[3]"},
         {"DOUBLE[]{x}", 1, "DOUBLE{x}", 1, false, "102 DOUBLE[]/DOUBLE"},
         {"DOUBLE[]{x}", 1, "DOUBLE[x]{x}", 1, false, "102 DOUBLE[]/DOUBLE[x]"},
@@ -123,8 +151,12 @@ TEST(PortDataType, DifferencesGoToTheHost) {
          "102 POINTER{DOUBLE[][]}/POINTER{SWORD[][]}"},
         {"SWORD{A} POINTER{B}", 2, "DOUBLE{A} POINTER{B}", 2, true, "102 SWORD/DOUBLE"},
         {"SWORD{A}", 1, "SWORD{A} UBYTE{B}", 2, true, ""},
-    };
-    for (const auto& row : rows) {
+        {"DOUBLE[2][]{x}", 1, "DOUBLE[][3]{x}", 1, true, ""},
+        {"DOUBLE[]{x}", 1, "DOUBLE[]x{x}", 1, false, "102 DOUBLE[]/DOUBLE[]x"},
+        {"DOUBLE{x}", 1, "DOUBLF{x}", 1, false, "102 DOUBLE/DOUBLF"},
+        {"SWORD{A} SWORD{B} SWORD{C}", 3, "SWORD{A} SWORD{x} SWORD{y}", 3, true, "101 B/x101 C/y"},
+        {"POINTER[]{A}", 1, "POINTER[]{B}", 1, false, "102 POINTER[]{A}/POINTER[]{B}"}};
+    for (const auto& [declared, declaredCount, actual, actualCount, accepted, questions] : rows) {
         std::string reported;
         FakeMainWindow host;
         host.onCommand = [&](unsigned long command, void* record) {
@@ -135,9 +167,9 @@ TEST(PortDataType, DifferencesGoToTheHost) {
             question.answer = 1;
         };
         DATATYPE type;
-        type.ParseType(row.declared, row.declaredCount);
-        EXPECT_EQ(type.ValidatePortType(row.actual, row.actualCount, "Filter3"), row.accepted) << row.actual;
-        EXPECT_EQ(reported, row.reported);
+        type.ParseType(declared, declaredCount);
+        EXPECT_EQ(type.ValidatePortType(actual, actualCount, "Filter3"), accepted) << actual;
+        EXPECT_EQ(reported, questions);
     }
 }
 
@@ -162,6 +194,14 @@ TEST(PortDataType, TakesItsOwnTexts) {
     EXPECT_EQ(TypeOf(type), "1 POINTER{DOUBLE[]{longer than a freed block leaves alone}}");
     TCValidateActualPortType list;
     for (const char* text : {"DOUBLE", "x"}) list.InsertPortToken(text, list.GetInternalPortType());
+    EXPECT_STREQ(list.GetInternalPortType(), "DOUBLE{} x{DOUBLE{}}");
+    TCString token("kept"), declarator;
+    EXPECT_FALSE(list.GetInternalToken(-1, token, declarator) || list.GetInternalToken(2, token, declarator));
+    EXPECT_STREQ(token, "kept");
+    EXPECT_TRUE(list.GetInternalToken(1, token, declarator));
+    EXPECT_STREQ(token + declarator, "xDOUBLE{}");
+    list.ClearNoOfOwnPortToken();
+    EXPECT_FALSE(list.GetInternalToken(0, token, declarator));
     EXPECT_STREQ(list.GetInternalPortType(), "DOUBLE{} x{DOUBLE{}}");
 }
 
@@ -188,7 +228,11 @@ TEST(PortDataType, PortsReadAndChangeTheirEntry) {
     EXPECT_STREQ(helper.GetPortType(INPUT, 0, nullptr), "DOUBLE[1]{TIME_DOMAIN}");
     helper.ChangeType(INPUT, 0, "SWORD", "", false);
     EXPECT_FALSE(helper.IsScalarDataType(INPUT, 0)) << "deliberately, only one-element arrays are";
-    EXPECT_TRUE(helper.DoesDataTypeMatch(INPUT, 0, 0)) << "no mask fits any type";
+    int count = 9;
+    EXPECT_EQ(helper.GetPortType(INPUT, 7, &count), nullptr);
+    EXPECT_EQ(count, 0);
+    EXPECT_FALSE(helper.ValidatePortType(INPUT, 7, "SWORD{BIN}", 1));
+    EXPECT_TRUE(helper.ValidatePortType(INPUT, 0, "SWORD{BIN}", 1));
 }
 
 struct FakeArchive : ArchiveParser {
@@ -215,8 +259,12 @@ TEST(PortDataType, StoredAndLoaded) {
     archive.storing = false;
     DATATYPE loaded;
     EXPECT_TRUE(loaded.Serialize(&archive));
-    archive.count = 2000000000;
-    EXPECT_FALSE(loaded.Serialize(&archive));
+    for (const auto& [code, count] : {std::pair(4ll, 2000000000ll), {4, -1}, {-1, 2}, {1ll << 32, 2}}) {
+        archive.code = code;
+        archive.count = count;
+        EXPECT_FALSE(loaded.Serialize(&archive)) << code;
+    }
+    EXPECT_EQ(loaded, 0x04000040u);
     EXPECT_EQ(TypeOf(loaded), "2 TYPEINFO{TypeInfo} DOUBLE[]{A\\ B}");
 }
 

@@ -1,18 +1,35 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <stdexcept>
+#include <thread>
 #include <utility>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "tests/signal/Allocations.h"
+#include "tests/support/MessageLog.h"
 
 namespace {
+
+enum class Window { FLAT, HANN, HAMMING };
+constexpr tc::Choice<Window> WINDOWS[] = {
+    {"hann", Window::HANN}, {"hamming", Window::HAMMING}, {"flat", Window::FLAT}};
+constexpr tc::Choice<Window> OTHER_WINDOWS[] = {{"hann", Window::HANN}, {"flat", Window::FLAT}};
+constexpr tc::Choice<int> WRONG_CHOICES[][2] = {
+    {{"a", 1}, {"a", 2}}, {{"a", 1}, {"b", 1}}, {{"a|b", 1}, {"c", 2}}, {{"", 1}, {"c", 2}}};
+static_assert(tc::AreChoicesValid<WINDOWS>() && !tc::AreChoicesValid<WRONG_CHOICES[0]>() &&
+              !tc::AreChoicesValid<WRONG_CHOICES[1]>() && !tc::AreChoicesValid<WRONG_CHOICES[2]>() &&
+              !tc::AreChoicesValid<WRONG_CHOICES[3]>());
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {"block", TCModuleParameter::INTEGER, "1024", "", "", 1, 1048576},
     {"rate", TCModuleParameter::NUMBER, "48000", "Hz", "", 0},
     {"title", TCModuleParameter::TEXT, ""},
-    {"window", TCModuleParameter::CHOICE, "hann", "", "", 0, 0, "hann|hamming|flat"},
+    {"window", TCModuleParameter::CHOICE, "hann", "", "", 0, 0, tc::CHOICE_WORDS<WINDOWS>},
     {"loop", TCModuleParameter::SWITCH, "no"},
     {"file", TCModuleParameter::FILE, nullptr},
+    {"gain", TCModuleParameter::NUMBER, "1", "", "", -HUGE_VAL, 4.5},
+    {"out", TCModuleParameter::OUTPUT_FILE, ""},
 };
 
 class Recorder final : public TCBaseModuleEx {
@@ -21,8 +38,8 @@ class Recorder final : public TCBaseModuleEx {
     const char* GetModuleId() const override { return "Recorder"; }
     const char* GetDescription() const override { return "Has one parameter of each kind."; }
     int Execute() override { return 0; }
-    const char* GetBaseName() const override { return "Recorder"; }
     bool OnSettingsChanged(TCString& error) override {
+        if (ParamText("file") == "thrown.wav") throw std::runtime_error("thrown");
         if (ParamStr("file") != "missing.wav") return true;
         error = "there is no file 'missing.wav'";
         return false;
@@ -31,8 +48,10 @@ class Recorder final : public TCBaseModuleEx {
         for (int i = 0; i < count; ++i) GetPortHelper()->SetPort(OUTPUT, i, "Out", "DOUBLE[]", "", true);
     }
 
-    using TCBaseModuleEx::ParamInt;
-    using TCBaseModuleEx::ParamStr;
+    using TCBaseModuleEx::AddResult, TCBaseModuleEx::DeclareSource, TCBaseModuleEx::Fail,
+        TCBaseModuleEx::IsInterrupted, TCBaseModuleEx::ParamBool, TCBaseModuleEx::ParamChoice,
+        TCBaseModuleEx::ParamDbl, TCBaseModuleEx::ParamIndex, TCBaseModuleEx::ParamInt,
+        TCBaseModuleEx::ParamStr, TCBaseModuleEx::ParamText, TCBaseModuleEx::Warn;
 };
 
 TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
@@ -47,8 +66,13 @@ TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
          "parameter 'window': 'Hann' is not allowed; allowed is one of hann, hamming, flat"},
         {"loop", "1", "parameter 'loop': '1' is not allowed; allowed is yes or no"},
         {"file", "", "parameter 'file': '' is not allowed; allowed is a file name"},
+        {"block", "1048577",
+         "parameter 'block': '1048577' is not allowed; allowed is an integer from 1 to 1048576"},
+        {"gain", "4.6", "parameter 'gain': '4.6' is not allowed; allowed is a number of at most 4.5"},
         {"blok", "1", "unknown parameter 'blok'; did you mean 'block'?"},
-        {"zzz", "1", "unknown parameter 'zzz'; known are block, rate, title, window, loop, file"},
+        {"zzz", "1",
+         "unknown parameter 'zzz'; known are block, rate, title, window, loop, file, "
+         "gain, out"},
     };
     Recorder module;
     const TCString before = module.GetSettings();
@@ -58,6 +82,135 @@ TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
         EXPECT_STREQ(error, row.error);
     }
     EXPECT_STREQ(module.GetSettings(), before);
+}
+
+TEST(TCBaseModuleEx, ValuesAreReadOnceAndByKind) {
+    Recorder module;
+    TCString error;
+    EXPECT_EQ(module.ParamChoice<WINDOWS>("window"), Window::HANN);
+    EXPECT_FALSE(module.ParamBool("loop"));
+    EXPECT_EQ(module.ParamText("file"), "") << "not given yet";
+    for (const auto& [name, value] : {std::pair("block", " 8\t"),
+                                      {"rate", "+44100.5"},
+                                      {"window", "flat"},
+                                      {"loop", "yes"},
+                                      {"title", "5"},
+                                      {"gain", "-1e300"},
+                                      {"block", "1048576"},
+                                      {"gain", "4.5"},
+                                      {"rate", "0"},
+                                      {"block", "1"},
+                                      {"rate", " 2.5"}})
+        ASSERT_TRUE(module.SetParameter(name, value, error)) << error;
+    const int block = module.ParamIndex("block"), rate = module.ParamIndex("rate");
+    const int loop = module.ParamIndex("loop"), before = allocations::Count();
+    double sum = 0.0;
+    for (int i = 0; i < 1000; ++i) {
+        sum += module.ParamInt("block") + module.ParamDbl("rate") + module.ParamDbl("block");
+        sum += module.ParamInt(block) + module.ParamDbl(rate) + module.ParamDbl(block);
+        sum += module.ParamBool("loop") + module.ParamBool(loop) + module.ParamChoice("window");
+        sum += module.ParamChoice<WINDOWS>("window") == Window::FLAT;
+    }
+    EXPECT_EQ(allocations::Count() - before, 0);
+    EXPECT_EQ(sum, 14000.0);
+    EXPECT_EQ(module.ParamText("title") + module.ParamText("block"), "51");
+}
+
+TEST(TCBaseModuleEx, MistakesOfTheAuthorAreReportedOnce) {
+    const MessageLog log;
+    Recorder module;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamDbl("ratio"), 0.0), "declared");
+        EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamIndex(nullptr), -1), "declared");
+        EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamInt(8) + module.ParamInt("gain"), 0), "declared");
+        EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamDbl("title"), 0.0), "declared");
+        EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamChoice("block"), 0), "declared");
+        EXPECT_DEBUG_DEATH(EXPECT_FALSE(module.ParamBool("window")), "declared");
+        EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamChoice<OTHER_WINDOWS>("window"), Window::HANN), "declared");
+    }
+    std::string names;
+    for (const std::string& line : log.Lines()) {
+        EXPECT_EQ(line.find("4 Recorder: the module reads its parameter '"), 0u) << line;
+        names += line.substr(line.find('\''), line.rfind('\'') + 1 - line.find('\''));
+        names += line.find("another kind") != line.npos ? " is of another kind, " : " is not declared, ";
+    }
+#ifdef NDEBUG
+    EXPECT_EQ(
+        names,
+        "'ratio' is not declared, '-1' is not declared, '8' is not declared, 'gain' is of another kind, "
+        "'title' is of another kind, 'block' is of another kind, 'window' is of another kind, ");
+#endif
+}
+
+TEST(TCBaseModuleEx, DebugBuildsWatchOrderAndThread) {
+    const MessageLog log;
+    Recorder module;
+    TCString error;
+    for (int run = 0; run < 2; ++run) {
+        module.SetSettings("file=x", error);
+        module.Init(), module.Fetch(), module.Done();
+    }
+    EXPECT_EQ(log.Lines().size(), 0u);
+    module.Done(), module.Fetch(), module.Init(), module.Init(), module.ApplySettings(error);
+    std::thread([&module] { module.Fetch(), module.Done(); }).join();
+    std::string calls;
+    for (const std::string& line : log.Lines()) calls += line.substr(12) + "; ";
+#ifdef NDEBUG
+    EXPECT_EQ(calls, "");
+#else
+    EXPECT_EQ(calls,
+              "Fetch was called outside of a run; Init was called during a run; ApplySettings was called "
+              "during a run; Fetch was called on another thread than Init; Done was called on another thread "
+              "than Init; ");
+#endif
+}
+
+TEST(TCBaseModuleEx, FailuresAndWarningsAreInBothLanguages) {
+    constexpr tc::Bilingual FULL("%1 is full", "%1 ist voll");
+    const MessageLog log;
+    Recorder module;
+    const CString text("made elsewhere");
+    for (const int language : {0, 1}) {
+        module.GetMessageA(41, language);
+        EXPECT_EQ(module.Fail(-7, FULL, {"disk"}), -7);
+        EXPECT_STREQ(module.GetLastErrorText(), language == 0 ? "disk is full" : "disk ist voll");
+        module.Warn(FULL, {"memory"});
+    }
+    module.GetMessageA(41, 0);
+    EXPECT_EQ(log.Lines(),
+              (std::vector<std::string>{"8 Recorder: memory is full", "8 Recorder: memory ist voll"}));
+    EXPECT_EQ(module.Fail(-1, text) + module.Fail(-2, TCString(text.c_str())) + module.Fail(-4, text.c_str()),
+              -7);
+    EXPECT_STREQ(module.GetLastErrorText(), "made elsewhere");
+    EXPECT_EQ(module.Fail(-3, "a literal"), -3);
+    EXPECT_STREQ(module.GetLastErrorText(), "a literal");
+}
+
+TEST(TCBaseModuleEx, ARunBeginsWithNothingOfTheLastOne) {
+    Recorder module;
+    TCSI_Unit volt;
+    volt.FromString("V");
+    EXPECT_EQ(module.GetTypeOfModule(), 0);
+    module.DeclareSource();
+    EXPECT_EQ(module.GetTypeOfModule(), 1);
+    module.AddResult("left", "rms", 0.5, volt);
+    const TCModuleResult result = module.GetResults()[0];
+    EXPECT_STREQ(result.signal + " " + result.quantity + " " + result.unit, "left rms V");
+    EXPECT_EQ(result.value, 0.5);
+    module.Fail(-1, "the disk is full");
+    module.Interrupt();
+    for (const long message : {0, 2, 1}) {
+        module.GetMessageA(TCPortHelper::MESSAGE_RUNNING, message);
+        EXPECT_EQ(module.GetResults().GetSize(), message == 1 ? 0 : 1) << message;
+        EXPECT_STREQ(module.GetLastErrorText(), message == 1 ? "" : "the disk is full");
+        EXPECT_EQ(module.IsInterrupted(), message != 1);
+        EXPECT_EQ(module.GetPortHelper()->IsRunning(), message != 0) << "the base gets the message too";
+    }
+    EXPECT_EQ(module.GetProgress(), -1.0);
+    EXPECT_EQ(module.Init(), 0);
+    EXPECT_EQ(module.Fetch(), 0);
+    module.GetPortHelper()->SetObligatoryInput(0);
+    EXPECT_EQ(module.Init(), -3);
 }
 
 TEST(TCBaseModuleEx, SettingsCarryAnyText) {
@@ -79,6 +232,7 @@ TEST(TCBaseModuleEx, SettingsThatFailLeaveTheOldOnes) {
         const char* error;
     } rows[] = {
         {"block=8", "parameter 'file' must be given; allowed is a file name"},
+        {"", "parameter 'file' must be given; allowed is a file name"},
         {"file=x\nblock=8\nblock=9", "parameter 'block' is given twice"},
         {"file=missing.wav", "there is no file 'missing.wav'"},
         {"file=\"x", "settings: Ending quotation mark is missing at parameter file"},
@@ -92,17 +246,37 @@ TEST(TCBaseModuleEx, SettingsThatFailLeaveTheOldOnes) {
         EXPECT_STREQ(error, row.error);
         EXPECT_STREQ(module.GetSettings(), before);
     }
+    // The other door, on what was effective last.
+    for (const char* file : {"missing.wav", "thrown.wav"}) {
+        EXPECT_TRUE(module.SetParameter("block", "8", error) && module.SetParameter("file", file, error));
+        try {
+            EXPECT_FALSE(module.ApplySettings(error));
+        } catch (const std::runtime_error&) {
+        }
+        EXPECT_STREQ(module.GetSettings(), before) << file;
+        EXPECT_EQ(module.ParamInt("block"), 64);
+    }
+    EXPECT_TRUE(module.SetParameter("block", "8", error) && module.ApplySettings(error));
+    EXPECT_TRUE(module.SetParameter("rate", "1", error));
+    EXPECT_FALSE(module.SetSettings("file=missing.wav", error));
+    EXPECT_EQ(module.ParamInt("block") + module.ParamDbl("rate"), 9.0);
     EXPECT_TRUE(module.SetSettings("file=b.wav", error));
     EXPECT_EQ(module.ParamInt("block"), 1024) << "what the text does not name has its default";
+    EXPECT_EQ(module.FindParameter("rate")->unit, std::string("Hz"));
+    EXPECT_EQ(module.FindParameter("none"), nullptr);
+    EXPECT_STREQ(module.GetParameter("none"), "");
+    EXPECT_STREQ(module.GetParameter("file"), "b.wav");
 }
 
 TEST(TCBaseModuleEx, InputsAreNamedByTheirNumber) {
     Recorder module;
-    for (const auto& [inputs, last] : {std::pair(3, "Signal 3"), std::pair(1, "Signal")}) {
+    for (const auto& [inputs, last] : {std::pair(3, "Signal 3"), {1, "Signal"}}) {
         EXPECT_EQ(module.GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, inputs), inputs);
         EXPECT_EQ(module.GetNoOutput(), inputs);
         EXPECT_STREQ(module.GetInputName(inputs - 1), last);
+        EXPECT_EQ(module.GetPortHelper()->DataType(INPUT, 0), 0x04000040u);
     }
+    EXPECT_EQ(module.GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 0), 1);
 }
 
 }  // namespace

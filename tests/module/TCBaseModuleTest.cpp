@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCBaseModule.h"
@@ -21,6 +23,10 @@ class Bare final : public TCBaseModule {
     const char* GetDescription() const override { return "Declares nothing."; }
     int Execute() override { return 0; }
     const char* GetBaseName() const override { return baseName; }
+    TCPortHelper& MakeHelper() {
+        portHelper = std::make_unique<TCPortHelper>(this);
+        return *portHelper;
+    }
     const char* baseName;
 };
 
@@ -58,6 +64,68 @@ TEST(TCBaseModule, VirtualOperationsKeepTheirSlots) {
     static_assert(!std::has_virtual_destructor_v<Checker>);
 }
 
+TEST(TCBaseModule, WithoutAHelperThereIsNothing) {
+    Bare module(0);
+    const char* type = "kept";
+    int count = 7, accepted = 1, other = 2;
+    RET_PORT hit;
+    module.GetPortType(INPUT, 0, type, count);
+    EXPECT_EQ(std::pair(std::string(type), count), std::pair(std::string("kept"), 7));
+    const int nothing[] = {module.GetNoInput(),
+                           module.GetNoOutput(),
+                           module.Init(),
+                           module.Done(),
+                           module.GetTypeOfModule(),
+                           module.ValidatePortType(INPUT, 0, "SWORD{BIN}", 1),
+                           module.ComputeValidationData(CALLED_FROM_RUN),
+                           module.OnEndShowDialog(other),
+                           static_cast<int>(module.GetFrameColor()),
+                           static_cast<int>(module.GetBaseAdr(INPUT, 0)),
+                           module.OnLeftDblClk(0, 0, hit),
+                           static_cast<int>(module.GetMessageA(44, 3))};
+    for (const int answer : nothing) EXPECT_EQ(answer, 0) << &answer - nothing;
+    EXPECT_EQ(std::string(module.GetInputName(0)) + module.GetOutputName(0), "");
+    EXPECT_EQ(module.SetInputStream(0, 0, 3), nullptr);
+    EXPECT_EQ(std::tuple(module.Fetch(), module.OnEndShowDialog(accepted), hit.action), std::tuple(1, 1, 2));
+    EXPECT_EQ(module.Priority(), 255);
+    module.Priority(3);
+    EXPECT_EQ(module.Priority(), 3);
+}
+
+TEST(TCBaseModule, ForwardsToItsHelper) {
+    Bare module(0);
+    TCPortHelper& helper = module.MakeHelper();
+    const char* type = nullptr;
+    int count = 0;
+    helper.SetPort(INPUT, 0, "In", "DOUBLE[]", "", true);
+    helper.SetPort(OUTPUT, 1, "Out", "", "", false);
+    EXPECT_EQ(std::pair(module.GetNoInput(), module.GetNoOutput()), std::pair(1, 2));
+    EXPECT_EQ(std::string(module.GetInputName(0)) + module.GetOutputName(1) + module.GetInputName(-1),
+              "InOut");
+    module.GetPortType(INPUT, 0, type, count);
+    EXPECT_EQ(std::pair(std::string(type), count),
+              std::pair(std::string("TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}"), 2));
+    EXPECT_EQ(module.ValidatePortType(INPUT, 0, type, 2), 1);
+    EXPECT_EQ(module.ValidatePortType(INPUT, 0, "SWORD{BIN}", 1), 0);
+    module.AddLine(INPUT, 0);
+    EXPECT_TRUE(helper.IsWired(INPUT, 0));
+    module.ComputeValidationData(CALLED_FROM_EDIT);
+    helper.ChangeType(INPUT, 0, "SWORD[]", "", false);
+    EXPECT_EQ(module.ComputeValidationData(CALLED_FROM_EDIT), 1);
+    EXPECT_EQ(module.ComputeValidationData(CALLED_FROM_EDIT), 0) << "the types are stored";
+    module.DelLine(INPUT, 0);
+    EXPECT_FALSE(helper.IsWired(INPUT, 0));
+    helper.SetObligatoryInput(0);
+    EXPECT_EQ(module.Init(), -3);
+    EXPECT_EQ(module.SetInputStream(0, 0, 5)->precision(), 5);
+    EXPECT_EQ(std::tuple(module.Init(), module.Fetch(), module.Done()), std::tuple(0, 1, 0));
+    TCIOStream receiver;
+    module.AddOutputStream(1, receiver.SetInputStream(3));
+    EXPECT_TRUE(helper.IsWired(OUTPUT, 1, TCPortHelper::STREAM_CONNECTED));
+    module.DeleteStreams();
+    EXPECT_FALSE(helper.IsWired(OUTPUT, 1, TCPortHelper::STREAM_CONNECTED));
+}
+
 TEST(TCBaseModule, NamesCarryTheInstance) {
     EXPECT_STREQ(Bare(0).GetModuleName(), "Filter");
     EXPECT_STREQ(Bare(3).GetModuleName(), "Filter3");
@@ -69,7 +137,8 @@ TEST(TCBaseModule, NamesCarryTheInstance) {
 }
 
 TEST(TCBaseModule, MessagesReachTheirServices) {
-    static unsigned translated = 0;
+    static unsigned translated;
+    translated = 0;
     TCTranslated::SetHandler([](unsigned id, long param) {
         translated = translated * 100 + id;
         return param;

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tests/module/PortBench.h"
@@ -97,6 +99,28 @@ TEST(TCPortHelperBus, EveryKindIsFoundByNameAndByIndex) {
     ExpectAllRead(byIndex, byIndex.ReadAll([](int channel) { return channel; }));
     const char* const none = nullptr;
     EXPECT_EQ(byName.reader.ReadIntBusBlock(0, none, byName.intValue, nullptr), 0);
+    EXPECT_EQ(byName.reader.ReadDblMatrixBusBlock(0, 7, nullptr, byName.rows, byName.cols, nullptr), 0);
+    FullBus counted;
+    EXPECT_TRUE(All(1, {counted.reader.GetBusBlockCnt(0, 3), counted.reader.GetBusBlockCnt(0, "int")}));
+    EXPECT_TRUE(All(
+        4, {counted.reader.GetBusBlockElementCnt(0, 3), counted.reader.GetBusBlockElementCnt(0, "ints")}));
+    EXPECT_TRUE(
+        All(0, {counted.reader.GetBusBlockCnt(0, 9), counted.reader.GetBusBlockCnt(0, -1),
+                counted.reader.GetBusBlockElementCnt(0, "nowhere"), counted.reader.GetBusBlockCnt(7, 3)}));
+}
+
+TEST(TCPortHelperBus, ArraysAndSingleValuesAreReadAsEachOther) {
+    FullBus bus;
+    EXPECT_TRUE(All(1, {bus.reader.ReadIntArrayBusBlock(0, "int", bus.ints, nullptr),
+                        bus.reader.ReadDblArrayBusBlock(0, 1, bus.dbls, nullptr),
+                        bus.reader.ReadStringArrayBusBlock(0, "string", bus.texts, nullptr),
+                        bus.reader.ReadIntBusBlock(0, 3, bus.intValue, nullptr),
+                        bus.reader.ReadDblBusBlock(0, "dbls", bus.dblValue, nullptr),
+                        bus.reader.ReadStringBusBlock(0, 5, bus.text, nullptr)}));
+    EXPECT_TRUE(All(1, {bus.ints.GetSize(), bus.dbls.GetSize(), bus.texts.GetSize()}));
+    EXPECT_EQ(std::tuple(bus.ints[0], bus.dbls[0], bus.texts[0]), std::tuple(7, 7.5, TCString("t")));
+    EXPECT_EQ(std::tuple(bus.intValue, bus.dblValue, bus.text), std::tuple(4, 2.5, TCString("b")))
+        << "the last";
 }
 
 TEST(TCPortHelperBus, MismatchNamesKindAndChannel) {
@@ -158,10 +182,16 @@ TEST(TCPortHelperBus, SteadyFlowAllocatesNothing) {
 
 TEST(TCPortHelperBus, NothingIsWrittenWithoutReceiverOrValues) {
     TCPortHelper alone(nullptr);
-    alone.SetPort(OUTPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
-    EXPECT_EQ(alone.WriteDblBusBlock(0, 1.0, 0, "x", nullptr) + alone.EndWriteMultitype(0), 0);
     BusLine bus;
-    EXPECT_EQ(bus.writer.WriteDblDataBusBlock(0, 0, nullptr, 0, "x", nullptr), 0);
+    const double value = 1.0;
+    const int huge = 1 << 16;
+    alone.SetPort(OUTPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
+    EXPECT_TRUE(All(0, {alone.WriteDblBusBlock(0, 1.0, 0, "x", nullptr), alone.EndWriteMultitype(0),
+                        bus.writer.WriteDblDataBusBlock(0, 0, &value, 0, "x", nullptr),
+                        bus.writer.WriteDblDataBusBlock(0, 1, nullptr, 0, "x", nullptr),
+                        bus.writer.WriteDblMatrixBusBlock(0, 1, 0, &value, true, 0, "x", nullptr),
+                        bus.writer.WriteDblMatrixBusBlock(0, 0, 1, &value, true, 0, "x", nullptr)}));
+    EXPECT_EQ(bus.writer.WriteDblMatrixBusBlock(0, huge, huge, &value, false, 0, "x", nullptr), -14);
     EXPECT_EQ(bus.writer.EndWriteMultitype(0), -14);
     EXPECT_STREQ(bus.writer.GetErrorRecord().text1,
                  "EndWriteMultitype was called without former Write... call");
@@ -184,9 +214,12 @@ TEST(TCPortHelperMultitype, PartsAreReadByNameAndByIndex) {
     TCString s;
     EXPECT_EQ(line.reader.ReadMultitypeInt(0, "i", i) + line.reader.ReadMultitypeDbl(0, 1, d), 2);
     EXPECT_EQ(line.reader.ReadMultitypeString(0, "s", s) + line.reader.ReadMultitypeBlocks(0, 3, blocks), 2);
-    EXPECT_EQ(i + d, 3.5);
+    EXPECT_EQ(i, 1);
+    EXPECT_EQ(d, 2.5);
     EXPECT_STREQ(s, "text");
-    EXPECT_EQ(line.reader.ReadMultitypeInt(0, "nowhere", i) + line.reader.ReadMultitypeInt(0, 4, i), 0);
+    const char* const none = nullptr;
+    EXPECT_TRUE(All(0, {line.reader.ReadMultitypeInt(0, "nowhere", i), line.reader.ReadMultitypeInt(0, 4, i),
+                        line.reader.ReadMultitypeInt(0, none, i)}));
 }
 
 TEST(TCPortHelperMultitype, MismatchNamesKindAndSegment) {
@@ -206,6 +239,30 @@ TEST(TCPortHelperMultitype, MismatchNamesKindAndSegment) {
     expect(line.reader.ReadMultitypeDbl(0, "i", d), "double value at segment 'i'");
     expect(line.reader.ReadMultitypeString(0, 0, s), "string value at segment 0");
     expect(line.reader.ReadMultitypeBlocks(0, "d", b), "block values at segment 'd'");
+}
+
+TEST(TCPortHelperMultitype, NothingOfARefusedBlockIsSentLater) {
+    // A block of parts and one of a channel: refused, then tried again at once, or another one is begun.
+    int (*const writers[])(Helper&, int) = {
+        [](Helper& helper, int value) { return helper.WriteMultitypeInt(0, "i", value); },
+        [](Helper& helper, int value) { return helper.WriteIntBusBlock(0, value, 1, "i", nullptr); }};
+    for (const bool again : {false, true}) {
+        for (const auto& write : writers) {
+            BusLine line(BUS | Helper::TYPE_TYPEINFO);
+            int value = 0;
+            double old = 0;
+            write(line.writer, 1);
+            line.writer.EndWriteMultitype(0);
+            EXPECT_TRUE(All(0, {write(line.writer, 2), line.writer.WriteMultitypeDbl(0, "old", 2.0)}));
+            EXPECT_EQ(line.writer.EndWriteMultitype(0), -18);
+            line.reader.RemoveContents(0, true);
+            EXPECT_EQ(again ? 0 : write(line.writer, 3), 0);
+            line.Dispatch();
+            line.reader.ReadMultitypeInt(0, "i", value) || line.reader.ReadIntBusBlock(0, 1, value, nullptr);
+            EXPECT_EQ(value, again ? 2 : 3);
+            EXPECT_EQ(line.reader.ReadMultitypeDbl(0, "old", old), again ? 1 : 0);
+        }
+    }
 }
 
 namespace {
@@ -236,8 +293,16 @@ TEST(TCPortHelperBlocks, ForwardedBlockIsTheSameOne) {
     int count = 0;
     EXPECT_EQ(stage.sink.reader.AccessDblData(0, count), stage.source.reader.AccessDblData(0, count));
     stage.helper.SetPort(OUTPUT, 1, "Unwired", SIGNAL);
-    stage.source.Send(0, BUSY);
+    stage.source.Send(0, {BUSY, BUSY});
     EXPECT_EQ(stage.helper.ForwardBlock(1, 0), 1) << "to nobody, so that the flow goes on";
+    EXPECT_EQ(stage.helper.ForwardBlock(1, 0), 1) << "and one at a time";
+    EXPECT_EQ(stage.helper.LastTypeInfo(0)->GetState(), BUSY);
+    stage.source.Send(0, BUSY);
+    stage.helper.UseAutoTypeInfo(0, false, true, false, false, false, false);
+    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), 1);
+    stage.helper.WriteDblVal(0, 1.0);
+    EXPECT_EQ(stage.sink.Receive().GetState(), BUSY);
+    EXPECT_EQ(stage.sink.Receive().GetState(), BUSY) << "goes on from the state that was forwarded";
 }
 
 TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {
@@ -252,6 +317,10 @@ TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {
     EXPECT_STREQ(stage.helper.GetErrorRecord().text1, "Block data does not match datatype of output port");
     EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, false), 0);
     EXPECT_EQ(held, nullptr);
+    Line from(Helper::TYPE_POINTER), to(Helper::TYPE_POINTER);
+    from.writer.WritePtr(0, &held, 1);
+    EXPECT_EQ(from.reader.ExchangeBinary(0, &held, true), 1);
+    EXPECT_EQ(to.writer.WriteCopy(0, held), 0);
 }
 
 TEST(TCPortHelperBlocks, BegunBlockOutlivesAForwardedOne) {
@@ -301,4 +370,19 @@ TEST(TCPortHelperBlocks, HeldAndWaitingBlocksAreCopied) {
     EXPECT_EQ(stage.helper.RemoveContents(0, false), 1);
     EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), 1);
     EXPECT_EQ(stage.sink.Receive().GetState(), STOP);
+    // One that is refused leaves nothing behind.
+    for (const bool all : {false, true}) {
+        stage.sink.Send(0, COMPLETE);
+        stage.helper.ExchangeBinary(0, &held, true);
+        stage.source.reader.RemoveContents(0, true);
+        stage.source.Send(0, BUSY, 3);
+        EXPECT_EQ(all ? stage.helper.CopyStreamContent(0, 0) : stage.helper.WriteCopy(0, held), -18);
+        stage.helper.ExchangeBinary(0, &held, false);
+        stage.sink.reader.RemoveContents(0, true);
+        EXPECT_EQ(stage.helper.WriteDblVal(0, 7.0), 0);
+        stage.sink.Receive();
+        int count = 0;
+        EXPECT_EQ(stage.sink.reader.AccessDblData(0, count)[0], 7.0);
+        EXPECT_EQ(count, 1);
+    }
 }

@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
+#include <string>
+#include <utility>
 #include <vector>
 
+#include "sigweave/services/SystemTime.h"
 #include "tests/module/PortBench.h"
 
 using namespace bench;
@@ -13,6 +17,23 @@ namespace {
 constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 constexpr double INFINITE = std::numeric_limits<double>::infinity();
 constexpr double LARGEST = std::numeric_limits<double>::max();
+
+// "timestamp 'name' samplerate/s minimum..maximum factor unit state", where a timestamp may be that of the
+// run or the present.
+TCString Text(const TCTypeInfo& ti, double sync = -1.0) {
+    TCString unit;
+    TCSI_Unit symbols = ti.GetUnit();
+    symbols.SetFactor(1.0);
+    symbols.ToString(unit);
+    const double time = ti.GetTimestamp();
+    const bool now = std::fabs(time - TCSystemTime()) < 60000.0;
+    TCString text = time == sync ? TCString("sync") : now ? TCString("now") : TCString::FormatS("%g", time);
+    text.FormatAppend(" '%s' %g/s %g..%g %g", ti.GetSignalname(), ti.GetSamplerate(), ti.GetRangeMin(),
+                      ti.GetRangeMax(), ti.GetUnit().GetFactor());
+    if (!unit.IsEmpty()) text += " " + unit;
+    text.FormatAppend(" %c", LetterOf(ti.GetState()));
+    return text;
+}
 
 // sensor -> filter -> reader, where the filter's output is linked to its input.
 struct Chain {
@@ -41,11 +62,44 @@ struct Chain {
     Line sensor;
 };
 
-std::vector<TCBLOCKSTATUS> StatesOf(Line& line, int blocks) {
-    std::vector<TCBLOCKSTATUS> states;
-    for (int i = 0; i < blocks; ++i) {
-        line.writer.WriteDblVal(0, 1.0);
-        states.push_back(line.Receive().GetState());
+// An output whose receiver can be made to refuse its blocks.
+struct Refusable : Line {
+    Refusable() {
+        rival.SetPort(OUTPUT, 0, "Rival", SIGNAL);
+        rival.AddOutputStream(0, reader.SetInputStream(0, 0, 3));
+    }
+    // Writes a block, of which the receiver cannot take the state.
+    int WriteRefused() {
+        const TCBLOCKSTATUS complete = COMPLETE;
+        rival.SetTypeInfo(0, nullptr, &complete, nullptr, nullptr, nullptr, nullptr);
+        rival.WriteDblVal(0, 1.0);
+        const int result = writer.WriteDblVal(0, 1.0);
+        EXPECT_EQ(reader.RemoveContents(0, true), 1);
+        return result;
+    }
+    TCPortHelper rival{nullptr};
+};
+
+// Plays a script on an output and answers the states of the blocks that went out:
+//   SBPC  the state START, BUSY, STOP or COMPLETE is given     -  the state INVALID is given
+//   w     a block is written     x  one is refused     0  no values are written     t  metadata alone
+std::string States(const char* script) {
+    Refusable line;
+    line.writer.UseAutoTypeInfo(0, false, true, false, false, false, false);
+    std::string states;
+    for (; *script != '\0'; ++script) {
+        const TCBLOCKSTATUS given = StateOf(*script);
+        if (*script == 'x')
+            line.WriteRefused();
+        else if (*script == '0')
+            line.writer.WriteDblData(0, 0, nullptr);
+        else if (*script == 't')
+            EXPECT_EQ(line.writer.WriteTypeInfo(0), 0);
+        else if (*script == 'w') {
+            EXPECT_EQ(line.writer.WriteDblVal(0, 1.0), 0);
+            states += LetterOf(line.Receive().GetState());
+        } else
+            line.writer.SetTypeInfo(0, nullptr, &given, nullptr, nullptr, nullptr, nullptr);
     }
     return states;
 }
@@ -53,92 +107,120 @@ std::vector<TCBLOCKSTATUS> StatesOf(Line& line, int blocks) {
 }  // namespace
 
 TEST(TCPortHelperMetadata, AutomaticStatesMakeOneSignal) {
-    Line line;
-    line.writer.UseAutoTypeInfo(0, false, true, false, false, false, false);
-    EXPECT_EQ(StatesOf(line, 2), (std::vector{COMPLETE, COMPLETE}));
-    line.Send(0, START);
-    EXPECT_EQ(line.Receive().GetState(), START);
-    EXPECT_EQ(StatesOf(line, 2), (std::vector{BUSY, BUSY}));
-    line.Send(0, STOP);
-    EXPECT_EQ(line.Receive().GetState(), STOP);
-    EXPECT_EQ(StatesOf(line, 2), (std::vector{START, BUSY}));
-}
-
-TEST(TCPortHelperMetadata, GivenStateWaitsForTheBlockThatIsWritten) {
-    Line line;
-    line.writer.UseAutoTypeInfo(0, false, true, false, false, false, false);
-    EXPECT_EQ(line.Send(0, START, 0) + line.writer.WriteTypeInfo(0), 0) << "no values, no block";
-    EXPECT_EQ(StatesOf(line, 2), (std::vector{START, BUSY}));
-    line.Send(0, STOP, 0);
-    line.Send(0, INVALID, 0);
-    EXPECT_EQ(StatesOf(line, 1), (std::vector{BUSY})) << "INVALID takes back the state before it";
+    for (const auto& [script, states] :
+         Rows("www:CCC SwwwPwwww:SBBPSBB BwwCwBw:BBCB S-w:C SwPBw:SB "  // what is given last counts, - is
+                                                                        // nothing
+              "S0w:C Pw0w:PB Sw0w:SB Stw:B tw:C "  // each preparation uses up and goes on
+              "Sxw:B Pwxw:PB SwPxw:SS"))           // a refused block counts all the same
+        EXPECT_EQ(States(script.c_str()), states) << script;
 }
 
 TEST(TCPortHelperMetadata, AutomaticTimestampAndName) {
     Line line;
+    TCTypeInfo record;
     line.writer.UseAutoTypeInfo(0, true, true, true, false, false, false);
-    line.writer.SetTI_Timestamp(0, 1000.0);
-    line.writer.WriteDblVal(0, 1.0);
-    TCTypeInfo ti = line.Receive();
-    EXPECT_EQ(ti.GetTimestamp(), 1000.0);
-    EXPECT_STREQ(ti.GetSignalname(), "Signal 1");
-    line.writer.SetTI_SignalName(0, "Own");
-    for (int i = 0; i < 2; ++i) {
+    const auto write = [&line] {
         line.writer.WriteDblVal(0, 1.0);
-        ti = line.Receive();
-        EXPECT_EQ(ti.GetTimestamp(), line.writer.SyncTime());
-        EXPECT_STREQ(ti.GetSignalname(), "Own") << "a name stays";
+        return line.Receive();
+    };
+    line.writer.SetTI_Timestamp(0, 1000.0);
+    EXPECT_EQ(write().GetTimestamp(), 1000.0);
+    EXPECT_EQ(write().GetTimestamp(), line.writer.SyncTime());
+    line.writer.SetTI_Timestamp(0, 1000.0);
+    line.writer.WriteDblData(0, 0, nullptr);
+    EXPECT_EQ(write().GetTimestamp(), line.writer.SyncTime()) << "used up by a write without values";
+    line.writer.SetTI_SignalName(0, nullptr);
+    EXPECT_STREQ(write().GetSignalname(), "Signal 1");
+    line.writer.SetTI_SignalName(0, "Own");
+    for (int i = 0; i < 2; ++i) EXPECT_STREQ(write().GetSignalname(), "Own") << "a name stays";
+    for (const char* name : {"Other", ""}) {
+        record.SetSignalname(name);
+        line.writer.SetTypeInfo(0, record);
+        EXPECT_STREQ(write().GetSignalname(), *name != '\0' ? name : "Signal 1") << "no name is none";
     }
+    line.writer.UseAutoTypeInfo(0, true, true, false, false, false, false);
+    line.writer.SetTypeInfo(0, record);
+    EXPECT_STREQ(write().GetSignalname(), "");
+}
+
+TEST(TCPortHelperMetadata, NothingIsGivenForNobody) {
+    Line plain(Helper::TYPE_DOUBLEARRAY);
+    TCPortHelper alone(nullptr);
+    alone.SetPort(OUTPUT, 0, "Out", SIGNAL);
+    for (Helper* helper : {&plain.writer, &alone}) {
+        for (const unsigned port : {0u, 9u}) {
+            helper->SetTI_Timestamp(port, 7.0);
+            helper->SetTI_SignalName(port, "x");
+            helper->SetTI_Samplerate(port, 7.0);
+            helper->SetTI_Range(port, 6.0, 7.0);
+            helper->SetTI_Unit(port, "V", 7.0);
+            EXPECT_EQ(helper->WriteTypeInfo(port), 0);
+        }
+    }
+    Line reader;
+    alone.AddOutputStream(0, reader.reader.SetInputStream(0, 0, 3));
+    alone.WriteDblVal(0, 1.0);
+    EXPECT_STREQ(Text(reader.Receive()), "now '' 1/s 0..1 1 C");
 }
 
 TEST(TCPortHelperMetadata, FieldsAreGivenForOneBlockElsePassedOn) {
     Chain chain;
-    TCString unit;
     chain.Sense("Speed", 500.0, START);
     chain.filter.SetTI_Range(0, 0.0, 1.0);
     chain.filter.SetTI_Samplerate(0, 50.0);
     chain.filter.SetTI_Unit(0, "m", 0.001);
+    chain.filter.SetTI_Unit(0, "no unit", 2.0);
     chain.filter.SetTI_Timestamp(0, 7.0);
-    TCTypeInfo ti = chain.Filter();
-    EXPECT_EQ(ti.GetRangeMax(), 1.0);
-    EXPECT_EQ(ti.GetSamplerate(), 50.0);
-    EXPECT_EQ(ti.GetUnit().GetFactor(), 0.001);
-    EXPECT_EQ(ti.GetTimestamp(), 7.0);
-    EXPECT_STREQ(ti.GetSignalname(), "Speed");
-    ti = chain.Filter();
-    EXPECT_EQ(ti.GetRangeMin(), -5.0);
-    EXPECT_EQ(ti.GetRangeMax(), 5.0);
-    EXPECT_EQ(ti.GetSamplerate(), 100.0);
-    EXPECT_STREQ(ti.GetUnit().GetString(unit), "V");
-    EXPECT_EQ(ti.GetTimestamp(), 500.0);
-    EXPECT_EQ(ti.GetState(), START);
+    EXPECT_STREQ(Text(chain.Filter()), "7 'Speed' 50/s 0..1 0.001 m S");
+    EXPECT_STREQ(Text(chain.Filter()), "500 'Speed' 100/s -5..5 1 V S");
+    chain.filter.SetTI_SignalName(0, "Own");
+    for (int i = 0; i < 2; ++i) EXPECT_STREQ(Text(chain.Filter()), "500 'Own' 100/s -5..5 1 V S");
+    TCTypeInfo record = chain.filter.LastTypeInfo(0)[0];
+    record.SetSignalname("");
+    record.SetState(STOP);
+    record.SetRangeMin(-1.0);
+    chain.filter.SetTypeInfo(0, record);
+    EXPECT_STREQ(Text(chain.Filter()), "500 'Speed' 100/s -1..5 1 V P");
 }
 
 TEST(TCPortHelperMetadata, AutomaticFieldsAreNotCopied) {
+    // The arguments of UseAutoTypeInfo are in another order than the fields: the unit is before the
+    // samplerate.
+    const char* written[] = {"sync 'Speed' 100/s -5..5 1 V S",   "500 'Speed' 100/s -5..5 1 V C",
+                             "500 'Filtered' 100/s -5..5 1 V S", "500 'Speed' 100/s 0..1 1 V S",
+                             "500 'Speed' 100/s -5..5 1 S",      "500 'Speed' 1/s -5..5 1 V S"};
+    for (int field = 0; field < 6; ++field) {
+        Chain chain;
+        chain.filter.UseAutoTypeInfo(0, field == 0, field == 1, field == 2, field == 3, field == 4,
+                                     field == 5);
+        chain.Sense("Speed", 500.0, START);
+        EXPECT_STREQ(Text(chain.Filter(), chain.filter.SyncTime()), written[field]);
+    }
     Chain chain;
-    // The order of the arguments is not that of the fields: the unit comes before the samplerate.
-    chain.filter.UseAutoTypeInfo(0, false, false, true, true, true, false);
-    chain.Sense("Speed", 500.0, START);
-    const TCTypeInfo ti = chain.Filter();
-    EXPECT_STREQ(ti.GetSignalname(), "Filtered");
-    EXPECT_EQ(ti.GetRangeMax(), 1.0);
-    EXPECT_EQ(ti.GetUnit(), TCSI_Unit());
-    EXPECT_EQ(ti.GetSamplerate(), 100.0);
+    chain.Sense("Speed", 500.0, STOP);
+    chain.filter.WriteDblData(0, 0, nullptr);
+    chain.filter.UseAutoTypeInfo(0, false, true, false, false, false, false);
+    EXPECT_EQ(chain.Filter().GetState(), START) << "goes on from the STOP that was copied";
 }
 
 TEST(TCPortHelperMetadata, FirstConnectedInputOfAListIsLinked) {
     Chain chain;
     chain.filter.SetPort(INPUT, 1, "Loose", SIGNAL);
     chain.filter.SetPort(INPUT, 2, "Plain", Helper::TYPE_DOUBLEARRAY);
-    const unsigned looseFirst[] = {1, 0};
-    chain.filter.UseTypeInfoFromInputs(0, looseFirst, 2);
+    chain.filter.UseAutoTypeInfo(0, true, true, false, true, true, true);
     chain.Sense("Speed", 500.0, START);
-    EXPECT_STREQ(chain.Filter().GetSignalname(), "Speed");
+    using Row = std::pair<std::vector<unsigned>, const char*>;
+    for (const auto& [inputs, name] :
+         {Row({1, 0}, "Speed"), Row({9, 0, 1}, "Speed"), Row({1}, ""), Row({2}, "")}) {
+        chain.filter.UseTypeInfoFromInputs(0, inputs.data(), static_cast<unsigned>(inputs.size()));
+        EXPECT_STREQ(chain.Filter().GetSignalname(), name) << inputs[0];
+    }
+    chain.filter.UseTypeInfoFromInput(0, 0);
+    chain.Filter();
     chain.filter.UseAutoTypeInfo(0, true, true, true, true, true, true);
     chain.filter.UseTypeInfoFromInput(0, 2);
-    EXPECT_STREQ(chain.Filter().GetSignalname(), "Speed")
-        << "linked to an input without metadata: nothing is done";
-    chain.filter.UseTypeInfoFromInput(0, 9);
+    EXPECT_STREQ(chain.Filter().GetSignalname(), "Speed") << "no metadata there: nothing is done";
+    chain.filter.UseTypeInfoFromInputs(0, nullptr, 2);
     EXPECT_STREQ(chain.Filter().GetSignalname(), "Filtered") << "linked to nothing";
 }
 
@@ -170,24 +252,24 @@ TEST(TCPortHelperMetadata, InvalidValuesAreRepaired) {
 }
 
 TEST(TCPortHelperMetadata, LaterStateConflictsHaveTheirOwnCode) {
-    Line line;
-    TCPortHelper rival(nullptr);
-    rival.SetPort(OUTPUT, 0, "Rival", SIGNAL);
+    Refusable line;
     TCIOStream* receiver = line.reader.SetInputStream(0, 0, 3);
-    rival.AddOutputStream(0, receiver);
-    line.Send(0, COMPLETE);
-    const TCBLOCKSTATUS start = START;
-    rival.SetTypeInfo(0, nullptr, &start, nullptr, nullptr, nullptr, nullptr);
-    EXPECT_EQ(rival.WriteDblVal(0, 1.0), -4);
-    EXPECT_EQ(rival.WriteDblVal(0, 1.0), -18);
-    const TCPortError& error = rival.GetErrorRecord();
+    EXPECT_EQ(line.WriteRefused(), -4);
+    EXPECT_EQ(line.WriteRefused(), -18);
+    const TCPortError& error = line.writer.GetErrorRecord();
     EXPECT_EQ(error.code, -18);
+    EXPECT_EQ(error.otherIndex, 0);
     EXPECT_EQ(error.otherStream, receiver);
-    EXPECT_EQ(rival.GetErrorText().Find("Output \"Rival\", receiver 1: "), 0);
-    EXPECT_EQ(line.reader.BlocksOnStream(INPUT, 0), 1);
-    line.Receive();
-    EXPECT_EQ(rival.WriteDblVal(0, 1.0), 0);
-    EXPECT_EQ(line.Receive().GetState(), START) << "the state was still to be written";
-    line.Send(0, COMPLETE);
-    EXPECT_EQ(line.Send(0, COMPLETE), -18) << "the first hand-over decides";
+    EXPECT_STREQ(
+        line.writer.GetErrorText(),
+        "Output \"Signal 1\", receiver 1: again the block's state does not follow that of a block that "
+        "waits (-18)");
+    line.Send(0, START);
+    line.reader.RemoveContents(0, true);
+    line.writer.Init();
+    EXPECT_EQ(line.WriteRefused(), -4) << "another run";
+    Refusable other;
+    other.Send(0, START);
+    other.reader.RemoveContents(0, true);
+    EXPECT_EQ(other.WriteRefused(), -18) << "the first hand-over decides";
 }

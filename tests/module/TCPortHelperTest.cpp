@@ -1,6 +1,11 @@
 // Declaring and wiring ports, and the run's life cycle.
 #include <gtest/gtest.h>
 
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/services/SystemTime.h"
 #include "tests/module/PortBench.h"
@@ -23,7 +28,7 @@ class Source : public TCBaseModule {
     const char* GetBaseName() const override { return "Source"; }
 };
 
-// Four inputs, of which the even ones can be wired.
+// Four inputs that a test connects.
 struct Inputs {
     Inputs() {
         for (unsigned i = 0; i < 4; ++i) helper.SetPort(INPUT, i, TCString::FormatS("In %u", i + 1), SIGNAL);
@@ -33,114 +38,239 @@ struct Inputs {
     TCPortHelper helper{nullptr};
 };
 
+// What IsWired says of each kind of line of three inputs, and whether any input or output counts.
+std::string Wired(const TCPortHelper& helper) {
+    std::string text;
+    for (const int lineType : {0, 1, 2, 3})
+        for (unsigned i = 0; i < 3; ++i)
+            text += helper.IsWired(INPUT, i, static_cast<Helper::LINETYPE>(lineType)) ? '1' : '0';
+    for (const int kind : {1, 2, 3, 0}) text += helper.AnyPortWired(kind) ? '1' : '0';
+    return text;
+}
+
 }  // namespace
 
 TEST(TCPortHelperPorts, SecondDeclarationAddsATypeButKeepsThePort) {
     TCPortHelper helper(nullptr);
+    unsigned type = 9;
     EXPECT_EQ(helper.SetPort(INPUT, 1, "First", "DOUBLE[]", "", true), 0u);
     EXPECT_EQ(helper.SetPort(INPUT, 1, "Second", Helper::TYPE_TEXT), 1u);
-    EXPECT_EQ(helper.GetPortCnt(INPUT), 2);
-    EXPECT_STREQ(helper.GetPortName(INPUT, 1), "First");
+    helper.AttachPort(INPUT, 0, "Nothing", 2);
+    EXPECT_EQ(helper.DataType(INPUT, 0, &type), 0u) << "a gap has no type, nor one beyond the table";
+    EXPECT_EQ(type, 9u);
+    helper.AttachPort(INPUT, 0, "Text", 1);
+    EXPECT_EQ(helper.DataType(INPUT, 0, &type), Helper::TYPE_TEXT);
+    EXPECT_EQ(type, 1u);
     EXPECT_EQ(helper.DataType(INPUT, 1), SIGNAL);
-    EXPECT_EQ(helper.DataType(INPUT, 0), 0u) << "a gap has no type";
+    EXPECT_STREQ(helper.GetPortName(INPUT, 0) + helper.GetPortName(INPUT, 1) + helper.GetPortName(INPUT, 2),
+                 "TextFirst");
+    EXPECT_EQ(helper.GetPortCnt(INPUT), 2);
+    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 0);
 }
 
-TEST(TCPortHelperPorts, RangesSkipAttachedPortsAndNamesAreChecked) {
+TEST(TCPortHelperPorts, RangesSkipAttachedPortsAndEnd) {
+    const auto name = [](PORTTYPE kind, unsigned index) { return TCString::FormatS("%d/%u", kind, index); };
     TCPortHelper helper(nullptr);
     helper.SetPort(OUTPUT, 1, "Own", Helper::TYPE_TEXT);
-    helper.SetPortRange(
-        OUTPUT, 0, 3, [](PORTTYPE, unsigned) { return TCString("Out"); }, SIGNAL);
-    EXPECT_STREQ(helper.GetPortName(OUTPUT, 1), "Own");
+    helper.SetPortRange(OUTPUT, 0, 2, name, "DOUBLE[]", "", true);
+    helper.AttachPortRange(static_cast<PORTTYPE>(3), 3, 2, name, 0);
+    helper.AttachPortRange(OUTPUT, 2, 1, nullptr, 2);
+    const char* names[] = {"2/0", "Own", "", "3/3", "3/4"};
+    for (unsigned i = 0; i < 5; ++i) EXPECT_STREQ(helper.GetPortName(OUTPUT, i), names[i]);
+    EXPECT_EQ(helper.DataType(OUTPUT, 0), SIGNAL);
+    EXPECT_EQ(helper.DataType(OUTPUT, 2), 0u) << "a type beyond the table only makes room";
+    helper.SetPort(OUTPUT, 65536, "absurd", SIGNAL);
+    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 5);
+}
+
+TEST(TCPortHelperPorts, NamesAreThereAndDiffer) {
+    TCPortHelper helper(nullptr);
+    Lines lines(2);
+    for (unsigned i = 0; i < 3; ++i) helper.SetPort(OUTPUT, i, i == 1 ? "Own" : "Out", SIGNAL);
+    for (unsigned i = 0; i < 3; ++i) helper.AddOutputStream(i, lines.reader.SetInputStream(0, 0, 3));
     EXPECT_EQ(helper.CheckPortNames(OUTPUT), -3);
-    EXPECT_EQ(helper.GetErrorRecord().portIndex * 10 + helper.GetErrorRecord().otherIndex, 20);
-    EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 2, "Out"), "Out 2");
+    EXPECT_STREQ(helper.GetErrorText(), "Output \"Out\": Two ports have the same name (-3)");
+    EXPECT_EQ(helper.GetErrorRecord().portIndex, 2);
+    EXPECT_EQ(helper.GetErrorRecord().otherIndex, 0);
     EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 1, "Own"), "Own");
-    helper.SetPort(OUTPUT, 4000000000u, "absurd", SIGNAL);
-    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 3);
+    EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 2, "Out"), "Out 2");
+    helper.SetPort(OUTPUT, 3, "Out 2", SIGNAL);
+    EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 2, "Out"), "Out 3");
+    EXPECT_EQ(lines.reader.CheckPortNames(INPUT), 0);
+    lines.reader.SetPort(INPUT, 2, "", SIGNAL);
+    EXPECT_EQ(lines.reader.CheckPortNames(INPUT), -3);
+    EXPECT_STREQ(lines.reader.GetErrorText(), "Input \"\": The port has no name (-3)");
+    helper.ClearPorts(false);
+    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 0);
+    EXPECT_EQ(helper.SetPort(OUTPUT, 0, "New", SIGNAL), 0u) << "the types are gone too";
 }
 
 TEST(TCPortHelperWiring, DrawnLinesAndConnectionsAreTwoThings) {
     Inputs in;
     in.helper.DelLine(INPUT, 0);
-    in.helper.AddLine(INPUT, 0);
+    for (const unsigned index : {0u, 0u, 7u}) in.helper.AddLine(INPUT, index);
+    in.helper.DelLine(INPUT, 7);
     in.Connect(1);
-    EXPECT_FALSE(in.helper.IsWired(INPUT, 0, Helper::STREAM_CONNECTED));
-    EXPECT_TRUE(in.helper.IsWired(INPUT, 0)) << "while the graph is edited, lines count";
-    EXPECT_TRUE(in.helper.AnyPortWired(3));
-    for (const int kind : {0, 2, 5}) EXPECT_FALSE(in.helper.AnyPortWired(kind)) << "outputs";
+    EXPECT_EQ(Wired(in.helper), "1000101000001010") << "while the graph is edited, lines count";
     in.helper.GetMessageA(Helper::MESSAGE_RUNNING, 1);
-    EXPECT_FALSE(in.helper.IsWired(INPUT, 0)) << "in a run, streams do";
-    EXPECT_TRUE(in.helper.IsWired(INPUT, 1));
+    EXPECT_EQ(Wired(in.helper), "1000100100001010") << "in a run, streams do";
+    in.helper.DelLine(INPUT, 0);
+    EXPECT_TRUE(in.helper.IsWired(INPUT, 0, Helper::LINES_DRAWN)) << "one of two lines is left";
+    in.helper.DelLine(INPUT, 0);
+    in.helper.GetMessageA(Helper::MESSAGE_RUNNING, 0);
+    EXPECT_EQ(Wired(in.helper), "0000100000000000");
+    in.helper.SetPort(OUTPUT, 0, "Out", SIGNAL);
+    in.helper.AddLine(OUTPUT, 0);
+    EXPECT_EQ(Wired(in.helper).substr(12), "0111") << "other kinds are outputs";
+}
+
+// A check of inputs by their digits, in which A is the first: A needs B ">", both or none "=", one of a list
+// "|", every one "&", a list by a mode that there is not "?".
+int Check(TCPortHelper& helper, const std::string& check) {
+    std::vector<unsigned> inputs;
+    for (const char digit : check) inputs.push_back(Digit(digit));
+    const auto mode = static_cast<Helper::CHECK_PT>(std::string("|&?").find(check[1]));
+    const auto count = static_cast<unsigned>(check.size() - 2);
+    if (check[1] == '>') return helper.CheckWired(inputs[0], inputs[2]);
+    if (check[1] == '=') return helper.CheckAllOrNoneWired(inputs[0], inputs[2]);
+    return helper.CheckWired(inputs[0], inputs.data() + 2, count, mode);
 }
 
 TEST(TCPortHelperWiring, ChecksNameTheFirstInputAtFault) {
+    // Of four inputs 0 and 1 are connected. The input at fault, if any.
+    for (const auto& [check, offender] :
+         Rows("0>1: 0>2:2 2>3: 0>9: 9>2: 0=1: 2=3: 0=3:3 2=1:2 0|: 0&: 2&3: 9&3: 0|23:2 "
+              "0|21: 0|29: 0&132:3 0&1: 0&93: 0?23:")) {
+        Inputs in;
+        in.Connect(0);
+        in.Connect(1);
+        EXPECT_EQ(Check(in.helper, check), offender.empty() ? 0 : -3) << check;
+        EXPECT_EQ(in.OffendingInput(), offender.empty() ? -1 : static_cast<int>(Digit(offender[0]))) << check;
+    }
     Inputs in;
-    const unsigned odd[] = {1, 3};
-    const unsigned beyond[] = {9, 1};
-    EXPECT_EQ(in.helper.CheckWired(0, 1), 0) << "nothing is asked of an unwired input";
-    EXPECT_EQ(in.helper.CheckWired(0, odd, 2, Helper::CHECK_EVERY), 0);
     in.Connect(0);
-    EXPECT_EQ(in.helper.CheckWired(0, 1), -3);
-    EXPECT_EQ(in.OffendingInput(), 1);
-    EXPECT_EQ(in.helper.CheckWired(0, beyond, 2, Helper::CHECK_AT_LEAST_ONE), 0);
-    EXPECT_EQ(in.helper.CheckWired(0, odd, 2, Helper::CHECK_AT_LEAST_ONE), -3);
-    in.Connect(1);
-    EXPECT_EQ(in.helper.CheckWired(0, odd, 2, Helper::CHECK_AT_LEAST_ONE), 0);
-    EXPECT_EQ(in.helper.CheckWired(0, odd, 2, Helper::CHECK_EVERY), -3);
-    EXPECT_EQ(in.OffendingInput(), 3);
-    EXPECT_EQ(in.helper.CheckAllOrNoneWired(0, 1), 0);
-    EXPECT_EQ(in.helper.CheckAllOrNoneWired(2, 1), -3);
-    EXPECT_STREQ(in.helper.GetErrorText(), "Input \"In 3\": the port is not wired (-3)");
-    in.helper.SetErrMsg(-2, INPUT, 0, -1, "one", "two");
-    in.helper.SetErrMsg(-2, INPUT, 0, -1, in.helper.GetErrorRecord().text2, in.helper.GetErrorRecord().text1);
-    EXPECT_STREQ(in.helper.GetErrorText(), "Input \"In 1\": two one (-2)");
+    EXPECT_EQ(in.helper.CheckWired(0, nullptr, 1, Helper::CHECK_EVERY), 0);
+}
+
+TEST(TCPortHelperWiring, ErrorsNameWhatIsThere) {
+    Line line;
+    line.reader.SetPort(INPUT, 1, "Second", SIGNAL);
+    const std::tuple<PORTTYPE, int, const char*> rows[] = {
+        {INPUT, -1, "Input \"Signal 1\": one two (-2)"},
+        {INPUT, 1, "Input \"Signal 1\" and input \"Second\": one two (-2)"},
+        {INPUT, 2, "Input \"Signal 1\": one two (-2)"},
+        {OUTPUT, 0, "Output \"Signal 1\", receiver 1: one two (-2)"},
+        {OUTPUT, 1, "Output \"Signal 1\": one two (-2)"}};
+    for (const auto& [kind, other, text] : rows) {
+        Helper& helper = kind == INPUT ? line.reader : line.writer;
+        EXPECT_EQ(helper.SetErrMsg(-2, kind, 0, other, "two", "one"), -2);
+        const TCPortError& error = helper.GetErrorRecord();
+        helper.SetErrMsg(-2, kind, 0, other, error.text2, error.text1);
+        EXPECT_STREQ(helper.GetErrorText(), text);
+        EXPECT_EQ(error.otherIndex, other);
+        EXPECT_NE(error.ownStream, nullptr);
+    }
+    EXPECT_EQ(line.writer.SetErrMsg(-14, OUTPUT, 3, 0), -14);
+    EXPECT_STREQ(line.writer.GetErrorText(), "Output \"\": the block could not be made (-14)");
+    line.writer.ClearErrorRecord();
+    EXPECT_STREQ(line.writer.GetErrorText(), "");
 }
 
 TEST(TCPortHelperWiring, RunNeedsObligatoryAndExternalInputs) {
     Inputs in;
-    in.helper.SetObligatoryInput(1);
+    const unsigned list[] = {1, 9};
+    in.helper.SetObligatoryInputs(nullptr, 1);
+    in.helper.SetObligatoryInputs(list, 2);
+    EXPECT_TRUE(in.helper.IsObligatoryInput(1));
+    EXPECT_FALSE(in.helper.IsObligatoryInput(2) || in.helper.IsObligatoryInput(9));
     EXPECT_EQ(in.helper.Init(), -3);
-    EXPECT_EQ(in.OffendingInput(), 1);
+    EXPECT_STREQ(in.helper.GetErrorText(), "Input \"In 2\": the port is not wired (-3)");
     EXPECT_FALSE(in.helper.ReadyToExecute());
     in.Connect(1);
+    EXPECT_EQ(in.helper.UseExtPar(1), 0) << "without such ports it means nothing";
     EXPECT_EQ(in.helper.Init(), 0);
+    EXPECT_TRUE(in.helper.ReadyToExecute());
     in.helper.SetExtPorts(2, 3);
-    EXPECT_EQ(in.helper.UseExtPar(2), 0);
-    EXPECT_EQ(in.helper.Init(), -3);
-    EXPECT_EQ(in.OffendingInput(), 3);
+    int before = 1;
+    for (const auto& [selector, offender] : {std::pair(1, 2), {2, 3}, {3, -1}, {0, -1}}) {
+        in.helper.ClearErrorRecord();
+        EXPECT_EQ(in.helper.UseExtPar(selector), std::exchange(before, selector));
+        EXPECT_EQ(in.helper.Init(), offender < 0 ? 0 : -3) << selector;
+        EXPECT_EQ(in.OffendingInput(), offender);
+    }
+    in.helper.UseExtPar(2);
+    in.helper.SetObligatoryInput(2);
     in.helper.GetMessageA(Helper::MESSAGE_CHECK_OBLIGATORY, 0);
     EXPECT_EQ(in.helper.Init(), 0);
+    in.helper.GetMessageA(Helper::MESSAGE_CHECK_OBLIGATORY, 1);
+    in.Connect(3);
+    EXPECT_EQ(in.helper.Init(), -3);
+    EXPECT_EQ(in.OffendingInput(), 2) << "the external port is connected, the obligatory one not";
+}
+
+TEST(TCPortHelperWiring, TypesAreComparedWithThoseStored) {
+    Inputs in;
+    const auto expect = [&](CALLED_FROM from, bool store, int changed) {
+        EXPECT_EQ(in.helper.ComputeValidationData(from, store), changed);
+        EXPECT_EQ(in.helper.IsValidated(), changed == 0);
+    };
+    in.helper.SetPort(OUTPUT, 0, "Out", "MultiType", "", false);
+    in.helper.AddLine(INPUT, 0);
+    in.helper.AddLine(OUTPUT, 0);
+    in.Connect(1);
+    in.helper.StoreValidation(OUTPUT, 9);
+    expect(CALLED_FROM_EDIT, true, 0);  // nothing was stored before
+    in.helper.AddMultitype(4, "NULL", "no_parameters");
+    for (const unsigned input : {0u, 1u}) in.helper.ChangeType(INPUT, input, "SWORD[]", "", false);
+    expect(CALLED_FROM_EDIT, false, 1);  // the output's type reads as before
+    in.helper.AddMultitype(4, "SWORD", "BIN");
+    expect(CALLED_FROM_EDIT, false, 2);
+    expect(CALLED_FROM_RUN, false, 0);  // the only connected one was never stored
+    in.helper.StoreValidation(INPUT, 0);
+    expect(CALLED_FROM_EDIT, true, 1);
+    expect(CALLED_FROM_EDIT, false, 0);
+    in.helper.StoreValidation(INPUT, 1);
+    in.helper.ChangeType(INPUT, 1, "SWORD[]", "", true);
+    expect(CALLED_FROM_RUN, true, 1);
+    expect(CALLED_FROM_RUN, true, 0);
 }
 
 TEST(TCPortHelperRun, SourcesHaveWorkUntilTheyAreNoLongerReady) {
-    struct {
-        Helper::SourceBehaviour behaviour;
-        int ready, cleared, afterwards;
-    } const rows[] = {{Helper::SOURCE_REPORT_END, 0, 2, 1},
-                      {Helper::SOURCE_UNTIL_READY_CLEARED, 0, 1, 1},
-                      {Helper::SOURCE_NONE, 1, 1, 1}};
-    for (const auto& row : rows) {
-        Source source(row.behaviour);
+    const std::tuple<Helper::SourceBehaviour, int, int, int> rows[] = {
+        {Helper::SOURCE_REPORT_END, 0, 2, 1},
+        {Helper::SOURCE_UNTIL_READY_CLEARED, 0, 1, 1},
+        {Helper::SOURCE_NONE, 1, 1, 1}};
+    for (const auto& [behaviour, ready, cleared, afterwards] : rows) {
+        Source source(behaviour);
         ASSERT_EQ(source.Init(), 0);
-        EXPECT_EQ(source.Fetch(), row.ready);
+        EXPECT_EQ(source.Fetch(), ready);
         source.GetPortHelper()->SetReadyFlag(false);
-        EXPECT_EQ(source.Fetch(), row.cleared);
-        EXPECT_EQ(source.Fetch(), row.afterwards);
+        EXPECT_EQ(source.Fetch(), cleared);
+        EXPECT_EQ(source.Fetch(), afterwards);
     }
 }
 
 TEST(TCPortHelperRun, TheHostSetsFlagsByMessage) {
     TCPortHelper helper(nullptr);
-    helper.GetMessageA(Helper::MESSAGE_FIRST_IN_CYCLE, 0);
-    EXPECT_TRUE(helper.FirstInCycle(true));
+    EXPECT_STREQ(helper.GetModuleName(), "No module");
+    EXPECT_EQ(helper.GetMessageA(Helper::MESSAGE_FIRST_IN_CYCLE, 0), 0);
+    EXPECT_TRUE(helper.FirstInCycle(false) && helper.FirstInCycle(true));
     EXPECT_FALSE(helper.FirstInCycle(false));
-    helper.GetMessageA(Helper::MESSAGE_VALIDATED, 1);
-    EXPECT_TRUE(helper.IsValidated());
+    helper.GetMessageA(Helper::MESSAGE_INSTANCE_HANDLE, reinterpret_cast<long>(&helper));
+    EXPECT_EQ(static_cast<const void*>(helper.GetInstanceHandle()), &helper);
+    for (const bool on : {true, false}) {
+        helper.GetMessageA(Helper::MESSAGE_VALIDATED, on);
+        EXPECT_EQ(helper.IsValidated(), on);
+    }
     const double before = helper.SyncTime();
+    EXPECT_NEAR(before, TCSystemTime(), 60e3);
     while (TCSystemTime() <= before) {  // a double holds today's time in steps of 240 ns
     }
+    helper.GetMessageA(Helper::MESSAGE_RUNNING, 0);
     EXPECT_EQ(helper.SyncTime(), before) << "kept for the run";
+    EXPECT_FALSE(helper.IsRunning());
     helper.GetMessageA(Helper::MESSAGE_RUNNING, 1);
+    EXPECT_TRUE(helper.IsRunning());
     EXPECT_GT(helper.SyncTime(), before);
 }
 
@@ -154,18 +284,58 @@ TEST(TCPortHelperRun, DynamicPortsAreMadeOnRequest) {
     EXPECT_EQ(helper.GetMessageA(Helper::MESSAGE_DYN_PORTS, 3), -1) << "a fixed number of ports";
     helper.UseDynPorts(declare, reinterpret_cast<long>(&helper));
     EXPECT_EQ(helper.GetMessageA(Helper::MESSAGE_DYN_PORTS, 3), 3);
+    helper.GetMessageA(Helper::MESSAGE_VALIDATED, 1);
     helper.ClearPorts(true);
     EXPECT_EQ(helper.GetMessageA(Helper::MESSAGE_DYN_PORTS, 3), -1);
+    EXPECT_FALSE(helper.IsValidated());
+    EXPECT_EQ(helper.GetPortCnt(INPUT), 0);
 }
 
-TEST(TCPortHelperRun, ARunBeginsWithEmptyBuffers) {
+TEST(TCPortHelperRun, ARunBeginsAndEndsWithEmptyBuffers) {
+    void (*const clear[])(Helper&) = {[](Helper& helper) { EXPECT_EQ(helper.Init(), 0); },
+                                      [](Helper& helper) { EXPECT_EQ(helper.Done(), 0); },
+                                      [](Helper& helper) {
+                                          for (const PORTTYPE kind : {INPUT, OUTPUT})
+                                              for (const unsigned port : {0u, 9u})
+                                                  helper.ClearBuffer(kind, port);
+                                      }};
+    for (const auto& empty : clear) {
+        Line line(SIGNAL | Helper::TYPE_MULTI);
+        int count = 0;
+        line.writer.UseAutoTypeInfo(0, false, true, false, false, false, false);
+        line.writer.SetTI_Samplerate(0, 8.0);
+        EXPECT_EQ(line.Send(0, START), 0);
+        line.reader.TakeBlock(0);
+        line.Send(0, BUSY);
+        EXPECT_EQ(line.Send(0, COMPLETE), -18) << "a refused block";
+        line.writer.WriteMultitypeInt(0, "begun", 1);
+        empty(line.reader);
+        empty(line.writer);
+        EXPECT_FALSE(line.reader.AnyDataAvail());
+        EXPECT_EQ(line.reader.AccessDblData(0, count), nullptr);
+        EXPECT_EQ(line.reader.GetTypeInfo(0, nullptr), INVALID);
+        EXPECT_EQ(line.writer.EndWriteMultitype(0), -14) << "what was begun is forgotten";
+        line.writer.WriteDblVal(0, 1.0);
+        EXPECT_EQ(line.reader.PeekStatus(0, false, nullptr), COMPLETE) << "the states begin anew";
+        EXPECT_EQ(line.Receive().GetSamplerate(), 8.0) << "what was given stays";
+    }
+}
+
+TEST(TCPortHelperRun, BlocksGoWithThePortsThatMadeThem) {
     Line line;
     line.Send(0, {START, BUSY});
-    line.reader.TakeBlock(0);
-    EXPECT_EQ(line.reader.Init(), 0);
-    EXPECT_FALSE(line.reader.AnyDataAvail());
-    EXPECT_EQ(line.reader.GetTypeInfo(0, nullptr), INVALID);
-    line.Send(0, {BUSY, BUSY});
     line.writer.ClearPorts(true);
-    EXPECT_EQ(line.reader.BlocksOnStream(INPUT, 0), 0) << "the blocks went with the ports that made them";
+    EXPECT_EQ(line.reader.BlocksOnStream(INPUT, 0), 0);
+    Line deleted;
+    deleted.Send(0, START);
+    deleted.reader.DeleteStreams();
+    deleted.writer.DeleteStreams();
+    EXPECT_FALSE(deleted.reader.IsWired(INPUT, 0, Helper::STREAM_CONNECTED));
+    EXPECT_FALSE(deleted.writer.IsWired(OUTPUT, 0, Helper::STREAM_CONNECTED));
+    EXPECT_EQ(deleted.reader.BlocksOnStream(INPUT, 0), 0);
+    Wire(deleted.writer, 0, deleted.reader, 0);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(deleted.Send(0, BUSY), 0);
+        EXPECT_EQ(deleted.Receive().GetState(), BUSY) << "the streams serve again";
+    }
 }

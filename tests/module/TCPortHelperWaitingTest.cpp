@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tests/module/PortBench.h"
@@ -8,19 +11,32 @@ using namespace bench;
 using Helper = TCPortHelper;
 
 TEST(TCPortHelperWaiting, DataAvailDescribesTheFirstBlock) {
-    Line line;
-    TCBLOCKSTATUS state = STOP;
-    int blocks = 9, values = 9, size = 9;
-    EXPECT_FALSE(line.reader.DataAvail(0, state, blocks, values, size));
-    EXPECT_EQ(state, INVALID);
-    EXPECT_EQ(blocks + values + size, 0);
-    line.Send(0, START, 7);
-    line.Send(0, BUSY, 5);
-    EXPECT_TRUE(line.reader.DataAvail(0, state, blocks, values, size));
-    EXPECT_EQ(state, START);
-    EXPECT_EQ(blocks * 100 + values * 10 + size, 278);
-    EXPECT_EQ(line.reader.GetBufferSize(0), 12 * 8);
-    EXPECT_FALSE(line.reader.DataAvail(4, state, blocks, values, size));
+    const std::tuple<Helper::TYPE, int, int> rows[] = {{SIGNAL, 3, 8},
+                                                       {Helper::TYPE_DOUBLE1, 1, 8},
+                                                       {Helper::TYPE_DOUBLE, 1, 8},
+                                                       {Helper::TYPE_MULTI, 3, 0},
+                                                       {Helper::TYPE_SWORD1, 1, 4},
+                                                       {Helper::TYPE_TEXT, 1, 1},
+                                                       {Helper::TYPE_SWORDARRAY, 3, 4}};
+    for (const auto& [kind, length, elementSize] : rows) {
+        Line line;
+        TCPortHelper reader(nullptr);
+        TCBLOCKSTATUS state = STOP;
+        int blocks = 9, values = 9, size = 9;
+        reader.SetPort(INPUT, 0, "In", kind);
+        line.writer.AddOutputStream(0, reader.SetInputStream(0, 0, 3));
+        EXPECT_FALSE(reader.DataAvail(0, state, blocks, values, size));
+        EXPECT_EQ(state, INVALID);
+        EXPECT_TRUE(All(0, {blocks, values, size}));
+        line.Send(0, START, 3);
+        line.Send(0, BUSY, 5);
+        EXPECT_TRUE(reader.DataAvail(0, state, blocks, values, size));
+        EXPECT_EQ(std::tuple(state, blocks, values, size), std::tuple(START, 2, length, elementSize)) << kind;
+        EXPECT_EQ(reader.GetBufferSize(0), 8 * elementSize);
+        EXPECT_FALSE(reader.DataAvail(4, state, blocks, values, size) || reader.GetBufferSize(4) != 0);
+        EXPECT_EQ(std::tuple(state, blocks, values, size), std::tuple(INVALID, 0, 0, 0));
+        reader.RemoveContents(0, true);
+    }
 }
 
 TEST(TCPortHelperWaiting, MetadataIsPeekedAndRemembered) {
@@ -28,6 +44,7 @@ TEST(TCPortHelperWaiting, MetadataIsPeekedAndRemembered) {
     TCTypeInfo ti;
     int blocks = 0;
     EXPECT_EQ(line.reader.PeekTypeInfo(0, &ti), INVALID);
+    EXPECT_EQ(line.reader.PeekStatus(0, false, &blocks), INVALID);
     line.writer.SetTI_SignalName(0, "Speed");
     line.Send(0, {START, STOP});
     EXPECT_EQ(line.reader.PeekTypeInfo(0, &ti), START);
@@ -37,64 +54,76 @@ TEST(TCPortHelperWaiting, MetadataIsPeekedAndRemembered) {
     EXPECT_EQ(line.reader.GetTypeInfo(0, &ti), INVALID) << "nothing was read yet";
     line.reader.TakeBlock(0);
     EXPECT_EQ(line.reader.GetTypeInfo(0, &ti), START);
-    EXPECT_EQ(line.reader.PeekStatus(0, false, nullptr), STOP);
-    EXPECT_EQ(line.reader.RemoveContents(0, true), 1);
+    EXPECT_EQ(line.reader.BlocksOnStream(INPUT, 0), 1);
+    EXPECT_EQ(line.writer.BlocksOnStream(OUTPUT, 0), 1);
+    EXPECT_EQ(line.reader.BlocksOnStream(static_cast<PORTTYPE>(3), 0), 0);
+    // Peeking also goes by the adopt flag.
+    const std::tuple<const char*, bool, TCBLOCKSTATUS, TCBLOCKSTATUS> rows[] = {
+        {"DOUBLE[]", true, STOP, START}, {"", false, STOP, INVALID}, {"DOUBLE[]", false, INVALID, INVALID}};
+    for (const auto& [token, withTypeInfo, peeked, last] : rows) {
+        line.reader.ChangeType(INPUT, 0, token, "", withTypeInfo);
+        EXPECT_EQ(line.reader.PeekTypeInfo(0, &ti), peeked);
+        EXPECT_EQ(line.reader.PeekStatus(0, false, nullptr), peeked);
+        EXPECT_EQ(line.reader.GetTypeInfo(0, &ti), last);
+    }
+    // A block without metadata resets what was there.
+    line.writer.ChangeType(OUTPUT, 0, "DOUBLE[]", "", false);
+    line.reader.ChangeType(INPUT, 0, "DOUBLE[]", "", true);
+    line.reader.RemoveContents(0, true);
+    line.writer.WriteDblVal(0, 1.0);
+    EXPECT_EQ(line.reader.PeekTypeInfo(0, &ti), INVALID);
+    EXPECT_STREQ(ti.GetSignalname(), "");
+    line.reader.TakeBlock(0);
+    EXPECT_EQ(line.reader.LastTypeInfo(0)->GetState(), INVALID);
+    EXPECT_EQ(line.reader.LastTypeInfo(7), nullptr);
 }
 
 TEST(TCPortHelperWaiting, TriggerGroupNeedsAllItsWiredMembers) {
     Lines lines(4);
-    lines.reader.SetPort(INPUT, 4, "Loose", SIGNAL);
-    lines.reader.SetTriggerInputs(0, 1);
-    const unsigned second[] = {2, 4};
-    lines.reader.SetTriggerInputs(second, 2);
-    lines.Send(0, START);
-    EXPECT_FALSE(lines.reader.TriggerDataAvail());
-    lines.Send(1, START);
-    EXPECT_TRUE(lines.reader.TriggerDataAvail());
-    EXPECT_EQ(lines.reader.Fetch(), 0);
-    lines.reader.TakeBlock(0);
-    EXPECT_FALSE(lines.reader.TriggerDataAvail());
-    lines.Send(2, START);
-    EXPECT_TRUE(lines.reader.TriggerDataAvail()) << "the unwired member of the second group does not count";
-    lines.reader.TakeBlock(2);
-    lines.Send(3, START);
-    EXPECT_TRUE(lines.reader.TriggerDataAvail()) << "an input of no group";
-    lines.reader.TakeBlock(3);
-    lines.reader.ClearTriggerInputs();
-    EXPECT_TRUE(lines.reader.TriggerDataAvail()) << "without groups any input counts";
+    Helper& reader = lines.reader;
+    reader.SetPort(INPUT, 4, "Loose", SIGNAL);
+    // s0 sends to input 0, t0 takes from it, x1 selects the first external port, + is work and - none.
+    const auto play = [&](const std::string& script) {
+        for (std::size_t i = 0; i < script.size(); ++i) {
+            const unsigned digit = i + 1 < script.size() ? static_cast<unsigned>(script[i + 1] - '0') : 0;
+            if (script[i] == 's') lines.Send(digit, BUSY);
+            if (script[i] == 't') reader.TakeBlock(digit);
+            if (script[i] == 'x') reader.UseExtPar(static_cast<int>(digit));
+            const bool work = reader.TriggerDataAvail();
+            EXPECT_FALSE(script[i] == (work ? '-' : '+')) << script.substr(0, i + 1);
+        }
+    };
+    const unsigned second[] = {2, 4}, loose[] = {4, 9};
+    reader.SetTriggerInputs(0u, 1);
+    reader.SetTriggerInputs(nullptr, 2);
+    reader.SetTriggerInputs(second, 0);
+    reader.SetTriggerInputs(second, 2);
+    reader.SetTriggerInputs(loose, 2);
+    play("-s0-s1+t0-s2+t2-s3+t3-x1-");
+    EXPECT_EQ(reader.Fetch(), 1);
+    reader.SetExtPorts(1, 0);
+    play("+x2-x3-x0-");
+    reader.ClearTriggerInputs();
+    play("+t1-");
 }
 
-namespace {
-
-struct Difference {
-    const char* what;
-    unsigned check;
-    int code;
-    void (*make)(Lines& lines);
-};
-
-}  // namespace
-
 TEST(TCPortHelperWaiting, SynchronousInputsAreComparedAsAsked) {
-    const Difference rows[] = {
-        {"values", Helper::CHECK_VALUE_COUNTS, -5,
-         [](Lines& l) { l.Send(0, START, 2), l.Send(1, START, 3); }},
-        {"states", Helper::CHECK_STATES, -13, [](Lines& l) { l.Send(0, START), l.Send(1, COMPLETE); }},
-        {"blocks", Helper::CHECK_BLOCK_COUNTS, -12,
-         [](Lines& l) {
-             l.Send(0, {START}), l.Send(1, {START, BUSY});
-         }},
-        {"rates", Helper::CHECK_SAMPLERATES, -15,
+    using Make = void (*)(Lines&);
+    const std::tuple<unsigned, int, Make> rows[] = {
+        {Helper::CHECK_VALUE_COUNTS, -5, [](Lines& l) { l.Send(0, START, 2), l.Send(1, START, 3); }},
+        {Helper::CHECK_STATES, -13, [](Lines& l) { l.Send(0, START), l.Send(1, COMPLETE); }},
+        {Helper::CHECK_BLOCK_COUNTS, -12,
+         [](Lines& l) { l.Send(0, START), l.Send(1, START), l.Send(1, BUSY); }},
+        {Helper::CHECK_SAMPLERATES, -15,
          [](Lines& l) { l.Send(0, START), l.writer.SetTI_Samplerate(1, 2.0), l.Send(1, START); }},
-        {"units", Helper::CHECK_UNITS, -6,
-         [](Lines& l) { l.Send(0, START), l.writer.SetTI_Unit(1, "V", 1.0), l.Send(1, START); }},
-    };
-    for (const Difference& row : rows) {
-        SCOPED_TRACE(row.what);
+        {Helper::CHECK_UNITS, -6,
+         [](Lines& l) { l.Send(0, START), l.writer.SetTI_Unit(1, "V", 1.0), l.Send(1, START); }}};
+    for (const auto& [check, code, make] : rows) {
         Lines lines(2);
-        row.make(lines);
-        EXPECT_EQ(lines.reader.SynchronousDataAvail(0, 1, 31u & ~row.check), 1);
-        EXPECT_EQ(lines.reader.SynchronousDataAvail(0, 1, row.check), row.code);
+        make(lines);
+        EXPECT_EQ(lines.reader.SynchronousDataAvail(0, 1, 31u & ~check), 1) << check;
+        EXPECT_EQ(lines.reader.SynchronousDataAvail(0u, 1, check), code);
+        EXPECT_EQ(lines.reader.GetErrorRecord().code, code);
         EXPECT_EQ(lines.reader.GetErrorText().Find("Input \"Signal 1\" and input \"Signal 2\": "), 0);
     }
 }
@@ -112,7 +141,7 @@ TEST(TCPortHelperWaiting, SynchronousCountIsTheSmallestOfTheWiredInputs) {
     EXPECT_EQ(lines.reader.SynchronousDataAvail(nullptr, 3, 0), 0);
     Lines plain(2, Helper::TYPE_DOUBLEARRAY);
     for (const unsigned port : {0u, 1u}) plain.Send(port, START);
-    EXPECT_EQ(plain.reader.SynchronousDataAvail(0, 1, 0), 0) << "without metadata nothing belongs together";
+    EXPECT_EQ(plain.reader.SynchronousDataAvail(0, 1, 5), 0) << "without metadata nothing belongs together";
 }
 
 TEST(TCPortHelperWaiting, PacketsBeginAndEnd) {
@@ -130,17 +159,13 @@ TEST(TCPortHelperWaiting, PacketsBeginAndEnd) {
 }
 
 TEST(TCPortHelperWaiting, PiecesOfABlockGetTheirStates) {
-    struct {
-        TCBLOCKSTATUS state;
-        unsigned parts, index, count;
-        TCBLOCKSTATUS piece;
-    } const rows[] = {
-        {COMPLETE, 3, 0, 1, START}, {COMPLETE, 3, 1, 1, BUSY}, {COMPLETE, 3, 2, 1, STOP},
-        {START, 3, 0, 2, START},    {START, 3, 2, 1, BUSY},    {STOP, 3, 0, 1, BUSY},
-        {STOP, 3, 1, 2, STOP},      {BUSY, 0, 0, 0, INVALID},  {STOP, 1, 0, 1, STOP},
-        {BUSY, 3, 2, 2, INVALID},   {INVALID, 2, 0, 1, BUSY},  {BUSY, 2, 1, 4294967295u, INVALID},
-    };
-    for (const auto& row : rows)
-        EXPECT_EQ(Helper::ConvBlockState(row.state, row.parts, row.index, row.count), row.piece)
-            << row.state << " " << row.parts << " " << row.index << " " << row.count;
+    // State, parts, index, count: state of the piece.
+    for (const auto& [piece, state] :
+         Rows("C301:S C311:B C321:P S302:S S321:B P301:B P312:P B000:- P101:P B322:- "
+              "-201:B C211:P S211:B C310:B C202:S"))
+        EXPECT_EQ(
+            Helper::ConvBlockState(StateOf(piece[0]), Digit(piece[1]), Digit(piece[2]), Digit(piece[3])),
+            StateOf(state[0]))
+            << piece;
+    EXPECT_EQ(Helper::ConvBlockState(BUSY, 2, 1, 4294967295u), INVALID);
 }

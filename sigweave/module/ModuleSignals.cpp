@@ -1,4 +1,4 @@
-#include "modules/common/SignalSettings.h"
+#include "sigweave/module/ModuleSignals.h"
 
 #include <charconv>
 #include <chrono>
@@ -13,7 +13,7 @@ namespace tc {
 namespace {
 
 // Whether the factor is a number above 0, and no exponent of the symbols together has become another one.
-bool IsWithinLimits(const std::string& text, const TCSI_Unit& unit) {
+bool IsWithinLimits(const CString& text, const TCSI_Unit& unit) {
     if (!std::isfinite(unit.GetFactor()) || unit.GetFactor() <= 0.0) return false;
     int sums[TCSI_Unit::BASE_UNIT_COUNT] = {};
     std::istringstream symbols(text.substr(0, text.find('*')));
@@ -30,7 +30,7 @@ bool IsWithinLimits(const std::string& text, const TCSI_Unit& unit) {
 }
 
 // Reads digits from `text` at `at`; -1 when there are not exactly `count`.
-int TakeDigits(const std::string& text, std::size_t& at, std::size_t count) {
+int TakeDigits(const CString& text, std::size_t& at, std::size_t count) {
     int value = 0;
     for (std::size_t i = 0; i < count; ++i, ++at) {
         if (at >= text.size() || text[at] < '0' || text[at] > '9') return -1;
@@ -39,13 +39,13 @@ int TakeDigits(const std::string& text, std::size_t& at, std::size_t count) {
     return value;
 }
 
-bool TakeCharacter(const std::string& text, std::size_t& at, const char* allowed) {
-    const bool found = at < text.size() && std::string(allowed).find(text[at]) != std::string::npos;
+bool TakeCharacter(const CString& text, std::size_t& at, const char* allowed) {
+    const bool found = at < text.size() && CString(allowed).find(text[at]) != CString::npos;
     if (found) ++at;
     return found;
 }
 
-bool TakeDate(const std::string& text, std::size_t& at, double& days) {
+bool TakeDate(const CString& text, std::size_t& at, double& days) {
     const int year = TakeDigits(text, at, 4);
     if (year < 0 || !TakeCharacter(text, at, "-")) return false;
     const int month = TakeDigits(text, at, 2);
@@ -59,7 +59,7 @@ bool TakeDate(const std::string& text, std::size_t& at, double& days) {
     return true;
 }
 
-bool TakeFraction(const std::string& text, std::size_t& at, double& seconds) {
+bool TakeFraction(const CString& text, std::size_t& at, double& seconds) {
     double digit = 0.1;
     const std::size_t start = at;
     for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at, digit /= 10) {
@@ -68,7 +68,7 @@ bool TakeFraction(const std::string& text, std::size_t& at, double& seconds) {
     return at > start;
 }
 
-bool TakeTime(const std::string& text, std::size_t& at, double& seconds) {
+bool TakeTime(const CString& text, std::size_t& at, double& seconds) {
     const int hours = TakeDigits(text, at, 2);
     if (hours < 0 || hours > 23 || !TakeCharacter(text, at, ":")) return false;
     const int minutes = TakeDigits(text, at, 2);
@@ -83,11 +83,11 @@ bool TakeTime(const std::string& text, std::size_t& at, double& seconds) {
 
 }  // namespace
 
-void AddReason(std::string& error, const std::string& reason) {
+void AddReason(CString& error, const CString& reason) {
     error += (error.empty() ? "" : "\n") + reason;
 }
 
-bool ParseStart(const std::string& text, double& milliseconds, std::string& error) {
+bool ParseStart(const CString& text, double& milliseconds, CString& error) {
     milliseconds = 0.0;
     if (text.empty()) return true;
     std::size_t at = 0;
@@ -106,7 +106,7 @@ bool ParseStart(const std::string& text, double& milliseconds, std::string& erro
     return false;
 }
 
-bool ParseUnit(const std::string& text, TCSI_Unit& unit, std::string& error, const char* name) {
+bool ParseUnit(const CString& text, TCSI_Unit& unit, CString& error, const char* name) {
     unit.clear();
     if (text.empty() || (unit.FromString(text.c_str()) && IsWithinLimits(text, unit))) return true;
     AddReason(error, Bilingual("%1: \"%2\" is no unit; allowed are SI symbols with exponents and a decimal "
@@ -145,12 +145,12 @@ int WriteSamples(TCPortHelper& ports, unsigned output, const TCTypeInfo& ti, con
     return empty.SetTI(&ti) ? ports.WriteCopy(output, &empty) : TCPortHelper::NOT_CREATED;
 }
 
-std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti) {
-    const std::string& name = ti.GetSignalnameString();
-    return name.empty() ? std::string(ports.GetPortName(INPUT, input)) : name;
+CString SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti) {
+    const CString& name = ti.GetSignalnameString();
+    return name.empty() ? CString(ports.GetPortName(INPUT, input)) : name;
 }
 
-bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error) {
+bool CheckDoubleInputs(const TCPortHelper& ports, CString& error) {
     constexpr TCPortHelper::TYPE DOUBLES =
         TCPortHelper::TYPE_DOUBLE | TCPortHelper::TYPE_DOUBLE1 | TCPortHelper::TYPE_DOUBLEARRAY;
     for (int i = 0; i < ports.GetPortCnt(INPUT); ++i) {
@@ -166,12 +166,12 @@ bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error) {
     return true;
 }
 
-std::string InputName(const TCPortHelper& ports, unsigned input) {
+CString InputName(const TCPortHelper& ports, unsigned input) {
     return Bilingual("the input \"%1\"", "der Eingang \"%1\"")
-        .With({std::string(ports.GetPortName(INPUT, input))});
+        .With({CString(ports.GetPortName(INPUT, input))});
 }
 
-bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, std::string& error) {
+bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, CString& error) {
     const double rate = ti.GetSamplerate();
     if (std::isfinite(rate) && rate > 0.0) return true;
     error = Bilingual("%1 has the samplerate %2; allowed are numbers above 0",
@@ -181,13 +181,13 @@ bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, 
 }
 
 bool CheckGoesOn(const TCPortHelper& ports, unsigned input, const TCTypeInfo& before, const TCTypeInfo& now,
-                 std::string& error) {
+                 CString& error) {
     const bool sameRate = before.GetSamplerate() == now.GetSamplerate();
     if (sameRate && before.GetUnit() == now.GetUnit()) return true;
     const auto text = [sameRate](const TCTypeInfo& ti) {
         TCString unit;
         ti.GetUnit().ToString(unit);
-        return sameRate ? std::string("\"").append(unit).append("\"") : NumberText(ti.GetSamplerate());
+        return sameRate ? CString("\"").append(unit).append("\"") : NumberText(ti.GetSamplerate());
     };
     static constexpr Bilingual UNIT("%1 changes its unit within a signal, from %2 to %3",
                                     "%1 wechselt innerhalb eines Signals die Einheit, von %2 zu %3");
@@ -197,7 +197,7 @@ bool CheckGoesOn(const TCPortHelper& ports, unsigned input, const TCTypeInfo& be
     return false;
 }
 
-std::string NumberText(double value) {
+CString NumberText(double value) {
     char text[64];
     const double size = std::fabs(value);
     const bool plain = value == 0.0 || (size >= 1e-5 && size < 1e16);
