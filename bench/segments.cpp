@@ -47,4 +47,36 @@ void BM_Segments(benchmark::State& state, Names (*makeNames)(int)) {
 BENCHMARK_CAPTURE(BM_Segments, Plain, PlainNames)->Arg(4)->Arg(64)->Arg(1024);
 BENCHMARK_CAPTURE(BM_Segments, Bus, BusNames)->Arg(4)->Arg(64)->Arg(1024);
 
+// Channels of a bus, found by the names of their signals. The first of them is not written any more.
+void BM_Channels(benchmark::State& state) {
+    const int count = static_cast<int>(state.range(0));
+    Names signals, names;
+    for (int i = 0; i < count; ++i) {
+        signals.push_back("channel " + std::to_string(1000 + i));
+        names.emplace_back(
+            TCBusSerializeHelper::GenSegmentName(0x20, "", 1, i, signals.back().c_str(), "check"));
+    }
+    TCIOStream writer, input;
+    writer.AddOutputStream(input.SetInputStream(3));
+    double sum = 0;
+    const auto pass = [&](std::size_t first) {
+        const int one = 1;
+        const double value = 1.5;
+        writer.StartWriteSegments();
+        for (std::size_t i = first; i < names.size(); ++i)
+            writer.WriteBusSegment(names[i].c_str(), TCIOStream::DOUBLE, 1, &one, &value, true, nullptr);
+        writer.EndWriteSegments();
+        input.StartReadSegments();
+        for (std::size_t i = first; i < names.size(); ++i)
+            sum += *input.ReadBusSegment(input.FindBusSegment(signals[i].c_str(), -1), nullptr)->GetDoubles();
+    };
+    pass(0);  // the first block makes the segments
+    for (auto _ : state) {
+        pass(1);
+        benchmark::DoNotOptimize(sum);
+    }
+    state.SetItemsProcessed(state.iterations() * (count - 1));
+}
+BENCHMARK(BM_Channels)->Arg(64)->Arg(1024);
+
 }  // namespace

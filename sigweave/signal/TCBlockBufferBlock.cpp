@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <bit>
 #include <climits>
 #include <cstring>
 #include <new>
@@ -23,11 +22,16 @@ constexpr TCPortHelper::TYPE DOUBLE_VECTORS =
 constexpr TCPortHelper::TYPE TEXTS = TCPortHelper::TYPE_TEXT | TCPortHelper::TYPE_TEXTARRAY;
 constexpr TCPortHelper::TYPE MATRICES = TCPortHelper::TYPE_SWORDMATRIX | TCPortHelper::TYPE_DOUBLEMATRIX;
 
+// std::has_single_bit is a call where the compiler does not count on the processor's own.
+bool HasSingleBit(unsigned long type) {
+    return type != 0 && (type & (type - 1)) == 0;
+}
+
 // Calls `work` with a null pointer of the type's elements; answers `none` for a type that has none.
 template <class Result, class Work>
 Result WithElements(unsigned long type, Result none, Work work) {
     if (type == 0) return work(static_cast<char*>(nullptr));
-    if (!std::has_single_bit(type)) return none;
+    if (!HasSingleBit(type)) return none;
     if ((type & (INT_VECTORS | TCPortHelper::TYPE_SWORDMATRIX)) != 0) return work(static_cast<int*>(nullptr));
     if ((type & (DOUBLE_VECTORS | TCPortHelper::TYPE_DOUBLEMATRIX)) != 0)
         return work(static_cast<double*>(nullptr));
@@ -81,7 +85,7 @@ bool CopyMatrix(T* to, const void* from, int count) {
 
 std::uint32_t TCBlock::MakeCompatibleDatatype(unsigned long type) {
     for (const TCPortHelper::TYPE family : {INT_VECTORS, DOUBLE_VECTORS, TEXTS})
-        if (std::has_single_bit(type) && (type & family) != 0) return family;
+        if (HasSingleBit(type) && (type & family) != 0) return family;
     return static_cast<std::uint32_t>(type);
 }
 

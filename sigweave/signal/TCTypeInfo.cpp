@@ -57,7 +57,8 @@ double ReadNumber(CArchive& archive) {
 }  // namespace
 
 void TCTypeInfo::Init() {
-    *this = TCTypeInfo();
+    static const TCTypeInfo FRESH;
+    *this = FRESH;
 }
 
 const char* TCTypeInfo::BlockStateToString(TCBLOCKSTATUS state) {

@@ -206,6 +206,13 @@ TEST(BlockBuffer, RefusesToJoinWhatDoesNotBelongTogether) {
     shapes.source.WriteDblMat(REALS, 1, 3);
     shapes.buffer.ReadBlock(0, true);
     EXPECT_EQ(shapes.buffer.WriteAllBlocks(0, true), Helper::VALUE_COUNTS_DIFFER);
+    Bench empty(MATRIX, MATRIX);
+    for (int i = 0; i < 2; ++i) empty.source.WriteDblMat(REALS, 0, 2);
+    ASSERT_EQ(empty.buffer.ReadBlock(0, true), 2);
+    EXPECT_EQ(empty.buffer.WriteAllBlocks(0, true), 0);
+    EXPECT_EQ(empty.sink.PeekDblData(0, values, &rows, &columns), 0);
+    EXPECT_EQ(columns, 2);
+    EXPECT_EQ(empty.sink.PeekStatus(false), BUSY);
 }
 
 TEST(BlockBuffer, MeasuresItsBlocks) {

@@ -251,11 +251,16 @@ TEST(StreamFlow, SurvivesWithoutMemory) {
         allocations::FailAfter(after);
         const int set = lines.writer.SetTI(&ti, false);
         const int bus = lines.writer.WriteBusSegment(name, TCIOStream::INT, 1, &one, &one, true, &ti);
+        const int text = lines.writer.WriteSegment("text", "one that is too long for a short string buffer");
         const int written = lines.writer.WriteStrVec(texts, 2);
         allocations::FailAfter(-1);
         EXPECT_TRUE(set == 0 || set == -14);
         EXPECT_TRUE(bus == 0 || bus == -14);
+        EXPECT_TRUE(text == 0 || text == -14);
+        const int segments = 1 + (bus == 0 ? 1 : 0) + (text == 0 ? 1 : 0);
         EXPECT_EQ(lines.inputs[11].GetBlockCnt(nullptr), written == 0 ? 1 : 0);
+        EXPECT_EQ(lines.inputs[11].GetBlockLen(0, segments - 1) > 0, written == 0);
+        EXPECT_EQ(lines.inputs[11].GetBlockLen(0, segments), 0);
         EXPECT_EQ(lines.writer.SetTI(nullptr, false), 0);
         EXPECT_EQ(WriteInts(lines.writer, {1}), 0);
         for (TCIOStream& input : lines.inputs) EXPECT_EQ(input.RemoveContents(true), written == 0 ? 2 : 1);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "sigweave/persistence/TCXML.h"
+#include "sigweave/signal/forms/StreamRecord.h"
 #include "tests/signal/StreamLines.h"
 
 // Random blocks through every form in which blocks leave the process.
@@ -183,6 +184,28 @@ TEST(StreamForms, SegmentsStayInTheOrderOfTheirCreation) {
                 }
             }
         }
+}
+
+// A recording comes back as it is, whatever the blocks before had.
+TEST(StreamForms, RecordedBlocksKeepTheirOrderAndNames) {
+    const char* const blocks[][2] = {{"a", "1\r\nB\r\n\r\nx"}, {"1\r\nB\r\n\r\ny", "a"}};
+    tc::StreamRecordWriter recorder;
+    ASSERT_TRUE(recorder.Open("order.xml", nullptr, 0)) << recorder.GetError();
+    for (const auto& names : blocks) {
+        StreamLines lines;
+        lines.writer.StartWriteSegments();
+        for (const char* name : names) lines.writer.WriteSegment(name, 1);
+        lines.writer.EndWriteSegments();
+        ASSERT_TRUE(recorder.Append(lines.Input())) << recorder.GetError();
+    }
+    ASSERT_TRUE(recorder.Close());
+    tc::StreamRecordReader reader;
+    ASSERT_TRUE(reader.Open("order.xml")) << reader.GetError();
+    for (const auto& names : blocks) {
+        ASSERT_EQ(reader.Next(), 1) << reader.GetError();
+        for (int i = 0; i < 2; ++i) EXPECT_EQ(reader.GetBlock().Segment(i)->GetName(), names[i]);
+    }
+    EXPECT_EQ(reader.Next(), 0);
 }
 
 // Numbers that are none come back exactly from frames and the older form, from documents as not-a-number.
