@@ -19,6 +19,7 @@ TEST(TC_Metric, TakesFactorsFromTheModeAndItsSign) {
                 {11, 0.1, 0.1},
                 {-11, 0.1, -0.1},
                 {1, 1, 1},
+                {0, 10 / 3.0, -10 / 3.0},
                 {2, 10 / 3.0, -10 / 3.0},
                 {-2, 10 / 3.0, 10 / 3.0}};
     for (const auto& row : rows) {

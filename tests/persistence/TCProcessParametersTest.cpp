@@ -137,6 +137,8 @@ TEST(TCProcessParameters, SyntaxIsConfigurable) {
     EXPECT_EQ(TableOf(escaped), ".a:3:a\"b|.b:3:c:\\n|.c:3:x\0y|"s);
     TCProcessParameters firstLine(false, false, nullptr, ";", "=", "\n");
     EXPECT_EQ(firstLine.ParseParamString("a=1;b;\nc=2;\nd=3;"), 2) << "a comment may start with a line end";
+    TCProcessParameters digits(false, false, nullptr, "9", "=", nullptr);
+    EXPECT_TRUE(digits.ParseParamString("a=129b=3") == 2 && digits.GetParamValInt(0) == 12);
     TCProcessParameters slashes = Lines();
     slashes.AddCommentStart("//");
     EXPECT_EQ(slashes.ParseParamString("// note\na=1\n"), 1);

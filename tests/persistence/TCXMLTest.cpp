@@ -414,6 +414,7 @@ TEST_F(XmlDocument, KeepsHeldNodes) {
     Parse("<r><a>old<b/></a></r>");
     const TCXMLNode a = xml.SelectSingleNode("r/a"), b = xml.SelectSingleNode("r/a/b");
     EXPECT_TRUE(xml.SetNodeText(a, "new"));
+    EXPECT_EQ(XmlOf(xml, a), "<a>new</a>");
     EXPECT_EQ(XmlOf(xml, b), "<b/>");
     EXPECT_TRUE(xml.CreateElement("c", b));
     EXPECT_TRUE(xml.SetNodeText(a, "newer"));
