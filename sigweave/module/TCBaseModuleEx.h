@@ -8,6 +8,7 @@
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCModuleParameter.h"
+#include "sigweave/module/TCStartCheck.h"
 #include "sigweave/platform/Export.h"
 #include "sigweave/signal/TCSI_Unit.h"
 
@@ -55,6 +56,13 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // 32: all ports were taken away and so many inputs declared (see UseAnyNumberOfInputs): a module that has
     // outputs declares them. Comes for the first time in the module's constructor. [control]
     virtual void OnInputsDeclared(int count);
+    // 34: tells what Init would refuse, or what a run would, with the settings and lines as they are now and
+    // the signals that are foretold: all of it, in the words of Init. Makes nothing, opens nothing for
+    // writing and changes nothing. [control]
+    virtual void CheckStart(TCStartCheck& check);
+    // 35: what is known before a run of the signal that an output will send, given what is known of the
+    // inputs'. Exact, or not known: the base knows nothing. [control]
+    virtual TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs);
 
     std::span<const TCModuleParameter> GetParameters() const { return parameters; }
     // Null when there is no such parameter.
@@ -89,6 +97,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     bool ParamBool(const char* name) const;
     // The position of the value among the choices.
     int ParamChoice(const char* name) const;
+    // Whether a value was given that is not the default.
+    bool IsGiven(const char* name) const;
+    // Warns of each parameter that was given and does not count.
+    void WarnWithoutEffect(std::span<const TCParameterEffect> effects, TCStartCheck& check) const;
 
     // The module makes blocks without being asked, until it clears its ready flag.
     void DeclareSource();

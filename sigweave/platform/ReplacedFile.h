@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 
+#include "sigweave/platform/Export.h"
+
 namespace tc {
 
 // A file that gets its new content as a whole: what is written goes to a file beside it, which takes its name
@@ -11,7 +13,7 @@ namespace tc {
 // owner stay. Where a file beside it could not be the same file, it is written in place instead: what is not
 // a regular file, has further names, belongs to somebody else, or stands in a folder that takes no new files.
 // Used by one thread.
-class ReplacedFile {
+class TC_API ReplacedFile {
  public:
     // Null when the file cannot be written; the system's error then says why.
     static std::unique_ptr<ReplacedFile> Open(const char* path);

@@ -50,7 +50,7 @@ TEST(TCBaseModule, VirtualOperationsKeepTheirSlots) {
                        &M::Execute, &M::Done, &M::SetInputStream, &M::AddOutputStream, &M::DeleteStreams,
                        &M::ComputeValidationData, &M::BuildPropertyDialog, &M::OnEndShowDialog,
                        &M::GetBaseName, &Ex::GetProgress, &Ex::Interrupt, &Ex::OnSettingsChanged,
-                       &Ex::GetLastErrorText, &Ex::OnInputsDeclared);
+                       &Ex::GetLastErrorText, &Ex::OnInputsDeclared, &Ex::CheckStart, &Ex::ForetellOutput);
     ExpectSlotsInOrder(&Checker::ValidateTokenSet, &Checker::ValidateDeclaratorSet, &Checker::ExtractToken,
                        &Checker::ExtractDeclarator);
     ExpectSlotsInOrder(&TCArray<int>::GetGrowBy);
