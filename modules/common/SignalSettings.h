@@ -2,7 +2,9 @@
 
 #include <string>
 
+#include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCPortHelper.h"
+#include "sigweave/platform/FileAccess.h"
 
 // What the module libraries of this tree share: the meaning of settings that occur in several of them, and
 // the small questions that every module asks about its signals.
@@ -13,6 +15,11 @@ inline constexpr int MODULE_FAILED = -1;
 
 // Adds a line to what is wrong with the settings (see TCBaseModuleEx::OnSettingsChanged).
 void AddReason(std::string& error, const std::string& reason);
+
+// What is wrong with a parameter, in one shape: "corner: '0' is not valid; expected more than 0 Hz". The
+// value may have its circumstances behind it, as "'0' ... at 8000 samples per second".
+std::string NotValid(const char* name, const std::string& value, const std::string& expected,
+                     const std::string& circumstances = "");
 
 // The parameter "start": a date, or a date and a time, in UTC, as 2026-03-01 or 2026-03-01T12:00:00.5Z.
 // Milliseconds since 1970-01-01; 0 for an empty text, which stands for the time of the run. False, with a
@@ -40,12 +47,20 @@ int WriteSamples(TCPortHelper& ports, unsigned output, const TCTypeInfo& ti, con
 // The name that a signal goes by: that of its metadata, or the port's when it has none.
 std::string SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti);
 
-// For modules whose inputs adopt their type: false, with the port and its type in the error, when an input is
-// wired to anything but double values.
-bool CheckDoubleInputs(const TCPortHelper& ports, std::string& error);
-
 // For messages: the input "Signal 1"
 std::string InputName(const TCPortHelper& ports, unsigned input);
+
+// For modules whose inputs adopt their type: refuses every input that is wired to anything but double values.
+void CheckDoubleInputs(const TCPortHelper& ports, TCStartCheck& check);
+// Refuses every input whose samplerate is known and no number above 0 (see CheckRate).
+void CheckRates(const TCPortHelper& ports, TCStartCheck& check);
+// The name that the signal of an input will go by, as far as it is known; else the port's.
+std::string SignalName(const TCPortHelper& ports, unsigned input, const TCStartCheck& check);
+
+// The reason why a file could not be written, as far as the system tells without trying; empty when it can.
+std::string WhyNotWritable(const std::string& path, FileWriting how);
+// Of a file that is there and is to be kept.
+std::string ThereAlready(const std::string& path);
 
 // False, with the port and the samplerate in the error, unless that is a number above 0.
 bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, std::string& error);

@@ -4,10 +4,17 @@
 #include <filesystem>
 #include <system_error>
 
-#include "sigweave/services/Bilingual.h"
+#include "modules/common/SignalSettings.h"
 #include "sigweave/services/FileMessages.h"
 
 namespace fs = std::filesystem;
+
+std::string CsvFile::WhyRefused(const std::string& path, bool overwrite) {
+    std::error_code ignored;
+    if (path == "/dev/stdout") return "";
+    if (fs::is_regular_file(path, ignored) && !overwrite) return tc::ThereAlready(path);
+    return tc::WhyNotWritable(path, FileWriting::Beside);
+}
 
 bool CsvFile::Open(const std::string& name, int number, bool overwrite) {
     path = part = name;
@@ -54,9 +61,7 @@ void CsvFile::Discard() {
 bool CsvFile::RefuseExisting() {
     std::error_code ignored;
     if (mayReplace || !fs::exists(path, ignored)) return false;
-    error = tc::Bilingual("%1 is there already; it is replaced only with overwrite=yes",
-                          "%1 gibt es schon; ersetzt wird die Datei nur mit overwrite=yes")
-                .With({path});
+    error = tc::ThereAlready(path);
     return true;
 }
 

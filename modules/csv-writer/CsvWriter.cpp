@@ -47,8 +47,14 @@ CsvWriter::CsvWriter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("", "");
 }
 
+void CsvWriter::CheckStart(TCStartCheck& check) {
+    tc::CheckDoubleInputs(*portHelper, check);
+    const std::string reason = CsvFile::WhyRefused(std::string(ParamStr("file")), ParamBool("overwrite"));
+    if (!reason.empty()) check.Refuse("file: " + reason);
+}
+
 int CsvWriter::Init() {
-    std::string error;
+    TCStartCheck check;
     file.Abandon();
     runBegun = headerWritten = false;
     separator = SEPARATORS[ParamChoice("separator")];
@@ -57,7 +63,8 @@ int CsvWriter::Init() {
     for (unsigned input = 0; input < columns.size(); ++input) {
         columns[input].ended = !portHelper->IsWired(INPUT, input);
     }
-    if (!tc::CheckDoubleInputs(*portHelper, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    CheckStart(check);
+    if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
     const int code = TCBaseModuleEx::Init();
     if (code < 0) return code;
     const std::string path(ParamStr("file"));

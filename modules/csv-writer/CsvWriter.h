@@ -30,6 +30,7 @@ class CsvWriter final : public TCBaseModuleEx {
                              "Schreibt Signale als Spalten einer CSV-Datei")
             .Text();
     }
+    void CheckStart(TCStartCheck& check) override;
     int Init() override;
     int Fetch() override;
     int Execute() override;

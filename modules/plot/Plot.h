@@ -25,6 +25,7 @@ class Plot final : public TCBaseModuleEx {
             .Text();
     }
     bool OnSettingsChanged(TCString& error) override;
+    void CheckStart(TCStartCheck& check) override;
     int Init() override;
     int Execute() override;
     int Done() override;
@@ -37,7 +38,8 @@ class Plot final : public TCBaseModuleEx {
         bool spectrum = false;
     };
 
-    bool HasRoom(std::string& error);
+    std::string WhyNoRoom() const;
+    bool IsSpectrum(unsigned input) const;
     int Take(unsigned input);
     // Those that have anything to draw.
     std::vector<tc::PictureSignal> Signals() const;

@@ -28,6 +28,7 @@ class XmlRecorder final : public TCBaseModuleEx {
     TCIOStream* SetInputStream(int port, int unused, int precision) override;
     void DeleteStreams() override;
     void OnInputsDeclared(int count) override;
+    void CheckStart(TCStartCheck& check) override;
     int Init() override;
     int Fetch() override;
     int Execute() override;
@@ -42,7 +43,8 @@ class XmlRecorder final : public TCBaseModuleEx {
         std::int64_t blocks = 0;
     };
 
-    bool CheckInput(unsigned input, const std::string& file, std::string& error) const;
+    std::string FileOf(unsigned input) const;
+    std::string WhyRefused(unsigned input) const;
     bool OpenTracks(bool replacing, std::string& error);
 
     std::vector<TCIOStream*> streams;  // of the inputs that are connected; the helper owns them
