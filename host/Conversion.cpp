@@ -123,7 +123,8 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
         return false;
     }
     Mistakes mistakes;
-    const std::string lost = FindDifference(graph, GraphFile::Read(part.GetPath(), mistakes));
+    std::string lost = FindDifference(graph, GraphFile::Read(part.GetPath(), mistakes));
+    if (lost.empty() && !mistakes.IsEmpty()) lost = mistakes.InOrder().front().text;
     if (!lost.empty()) {
         static constexpr Bilingual NOT_IN_TEXT(
             "%1: %2 cannot be said in parameter text; give it a simpler name",
