@@ -1,19 +1,26 @@
 #include "host/Commands.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <system_error>
 
 #include "host/Console.h"
 #include "host/Conversion.h"
 #include "host/FileWait.h"
 #include "host/Graph.h"
+#include "host/IdleSinks.h"
+#include "host/Messages.h"
 #include "host/ModuleListing.h"
 #include "host/ProgressLine.h"
 #include "host/RecordDiff.h"
 #include "host/Report.h"
 #include "sigweave/platform/Process.h"
+#include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/platform/StandardStreams.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/FileMessages.h"
 
 namespace host {
 namespace {
@@ -57,14 +64,25 @@ void TellMistakes(const Mistakes& mistakes, const std::string& outcome) {
 
 using console::Print;
 
-// A graph read and checked, with all that it needs.
+void TellWarnings(const std::vector<Message>& warnings) {
+    for (const Message& warning : warnings) {
+        messages::Add(warning);
+        runlog::FromHost(TCLogFile::WARNING, WriteMessage(warning));
+    }
+}
+
+// A graph read and checked, with all that it needs. What is wrong is told.
 struct OpenGraph {
-    explicit OpenGraph(const CommandOptions& options, const std::vector<FileUse>& filesOfHost = {})
+    OpenGraph(const CommandOptions& options, bool reportTakesOutput,
+              const std::vector<FileUse>& filesOfHost = {})
         : file(GraphFile::Read(options.graph, mistakes)), catalogue(OpenCatalogue(options)) {
         for (const std::string& setting : options.settings) file.Set(setting, mistakes);
         graph = std::make_unique<Graph>(file, catalogue, window, mistakes, filesOfHost);
+        if (reportTakesOutput) graph->RefuseStandardOutput();
         TellProblems(catalogue, !mistakes.IsEmpty());
-        if (!mistakes.IsEmpty())
+        if (mistakes.IsEmpty())
+            TellWarnings(graph->Warnings());
+        else
             TellMistakes(
                 mistakes,
                 Bilingual("nothing of %1 was run", "von %1 wurde nichts ausgeführt").With({options.graph}));
@@ -100,8 +118,13 @@ RunReport RunWithSignals(const Graph& graph, bool realtime) {
     return report;
 }
 
+bool IsOver(Verdict verdict) {
+    return verdict == Verdict::Complete || verdict == Verdict::Interrupted;
+}
+
 int ExitCodeOf(Verdict verdict) {
     if (verdict == Verdict::Complete) return EXIT_COMPLETE;
+    if (verdict == Verdict::Mistakes) return EXIT_WRONG_INPUT;
     return verdict == Verdict::Interrupted ? EXIT_INTERRUPTED : EXIT_INCOMPLETE;
 }
 
@@ -110,7 +133,11 @@ std::vector<FileUse> FilesOf(const CommandOptions& options) {
     return {{Bilingual("the log", "das Protokoll").Text(),
              runlog::FileOf(options.log),
              TCModuleFile::WRITES,
-             {"--log " + options.log.pattern}}};
+             {"--log " + options.log.pattern}},
+            {Bilingual("the report", "der Bericht").Text(),
+             options.reportFile,
+             TCModuleFile::WRITES,
+             {"--report-file " + options.reportFile}}};
 }
 
 // The report and messages go their own way; what modules print is lost or goes elsewhere.
@@ -137,45 +164,123 @@ bool HasClash(const Mistakes& mistakes, const std::vector<FileUse>& files) {
                                [&](const FileUse& file) { return mistakes.HasAny(file.place.source); });
 }
 
-int RunLogged(const OpenGraph& open, const CommandOptions& options) {
-    if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
+// The file for the JSON report, open from the start: that it cannot be written is told before a long run.
+class ReportFile {
+ public:
+    // Answers why not; empty when it is open, or none was asked for.
+    std::string Open(const CommandOptions& options) {
+        path = options.reportFile;
+        if (path.empty()) return "";
+        errno = 0;
+        file = tc::ReplacedFile::Open(path);
+        return file != nullptr ? "" : tc::WhyNotWritten(path, std::generic_category().message(errno));
+    }
+
+    // False, and the reason told, when it is not in place.
+    bool Write(const std::string& text) {
+        if (file == nullptr) return true;
+        errno = 0;
+        const bool written = std::fwrite(text.data(), 1, text.size(), file->Get()) == text.size();
+        if (written && file->Commit()) return true;
+        console::Error(tc::WhyNotWritten(path, std::generic_category().message(errno)));
+        return false;
+    }
+
+ private:
+    std::string path;
+    std::unique_ptr<tc::ReplacedFile> file;
+};
+
+// What came of a graph without mistakes.
+RunReport RunLogged(const OpenGraph& open, const CommandOptions& options) {
     open.graph->MakeFolders();
-    const RunReport report = RunWithSignals(*open.graph, options.realtime);
+    RunReport report = RunWithSignals(*open.graph, options.realtime);
     TellLostStreams();
+    if (IsOver(report.verdict)) TellWarnings(FindIdleSinks(report, open.graph->Lines()));
+    return report;
+}
+
+RunReport ReportMistakes(const Mistakes& mistakes) {
+    RunReport report;
+    report.verdict = Verdict::Mistakes;
+    report.mistakes = mistakes.InOrder();
+    return report;
+}
+
+// Of what could not even begin.
+RunReport RefuseRun(const std::string& option, const std::string& problem) {
+    console::Error(Bilingual("%1; nothing was run", "%1; nichts wurde ausgeführt").With({problem}));
+    Mistakes mistakes;
+    mistakes.Add({option}, problem);
+    return ReportMistakes(mistakes);
+}
+
+// False when not all of it was written.
+bool Deliver(const RunReport& report, const CommandOptions& options, bool outputIsTaken) {
+    const bool hasRun = report.verdict != Verdict::Mistakes;
     const std::string verdict = WriteVerdict(report, options.graph);
-    runlog::StateOf("", verdict);
-    if (options.json) console::Say(verdict);
-    const bool written =
-        Print(options.json ? WriteJson(report, options.graph) : WriteTable(report) + verdict + "\n");
-    const int code = ExitCodeOf(report.verdict);
-    return written || code != EXIT_COMPLETE ? code : EXIT_INCOMPLETE;
+    if (options.json) {
+        if (hasRun) console::Tell(WriteWarnings(report, Warnings::NotTold) + verdict + "\n");
+        return Print(WriteJson(report, options.graph));
+    }
+    if (!hasRun) return true;
+    const std::string text = WriteTable(report) + WriteWarnings(report, Warnings::All) + verdict + "\n";
+    if (!outputIsTaken) return Print(text);
+    console::Tell(text);
+    return true;
+}
+
+// The code, unless warnings count.
+int StrictCode(const CommandOptions& options, int code, std::int64_t warnings) {
+    if (!options.strict || code != EXIT_COMPLETE || warnings == 0) return code;
+    console::Error(
+        Bilingual("--strict: warnings: %1", "--strict: Warnungen: %1").With({std::to_string(warnings)}));
+    return EXIT_INCOMPLETE;
+}
+
+void AddMessages(RunReport& report) {
+    report.messages = messages::Take(report.messagesLeftOut);
 }
 
 }  // namespace
 
 int RunGraph(const CommandOptions& options) {
     const std::vector<FileUse> files = FilesOf(options);
+    ReportFile file;
+    RunReport report;
     runlog::Hold();
-    const OpenGraph open(options, files);
-    if (HasClash(open.mistakes, files)) return EXIT_WRONG_INPUT;
-    const std::string problem = runlog::Open(options.log);
-    if (!problem.empty()) {
-        console::Error(Bilingual("%1; nothing was run", "%1; nichts wurde ausgeführt").With({problem}));
-        return EXIT_WRONG_INPUT;
-    }
-    const int code = RunLogged(open, options);
+    const OpenGraph open(options, options.json, files);
+    const bool outputIsTaken = open.mistakes.IsEmpty() && open.graph->WritesToStandardOutput();
+    const bool clashes = HasClash(open.mistakes, files);
+    if (clashes)
+        report = ReportMistakes(open.mistakes);
+    else if (const std::string problem = file.Open(options); !problem.empty())
+        report = RefuseRun("--report-file " + options.reportFile, problem);
+    else if (const std::string reason = runlog::Open(options.log); !reason.empty())
+        report = RefuseRun("--log " + options.log.pattern, reason);
+    else
+        report = open.mistakes.IsEmpty() ? RunLogged(open, options) : ReportMistakes(open.mistakes);
+    if (report.verdict != Verdict::Mistakes) runlog::StateOf("", WriteVerdict(report, options.graph));
     runlog::Close();
-    return code;
+    AddMessages(report);
+    const bool printed = Deliver(report, options, outputIsTaken);
+    const bool kept = file.Write(WriteJson(report, options.graph));
+    const int code = StrictCode(options, ExitCodeOf(report.verdict), CountWarnings(report));
+    return printed && kept ? code : std::max<int>(code, EXIT_INCOMPLETE);
 }
 
 int CheckGraph(const CommandOptions& options) {
-    const OpenGraph open(options);
+    const OpenGraph open(options, false);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
+    RunReport report;
+    AddMessages(report);
+    console::Tell(WriteWarnings(report, Warnings::NotTold));
     const std::string told = Bilingual("%1: no mistakes; modules: %2, lines: %3\n",
                                        "%1: keine Fehler; Module: %2, Verbindungen: %3\n")
                                  .With({options.graph, std::to_string(open.graph->Modules().size()),
                                         std::to_string(open.graph->Lines().size())});
-    return Print(told) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+    if (!Print(told)) return EXIT_INCOMPLETE;
+    return StrictCode(options, EXIT_COMPLETE, CountWarnings(report));
 }
 
 int ConvertGraph(const CommandOptions& options) {

@@ -19,6 +19,8 @@ struct CommandOptions {
     std::vector<std::string>
         modulePath;  // each folders separated by colons; empty: the environment's or the default
     bool json = false;
+    std::string reportFile;  // for the JSON report; empty: none
+    bool strict = false;     // warnings count as a failure
     LogOptions log;
     bool realtime = false;
 };

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <string_view>
 
+#include "host/Guard.h"
+#include "host/Messages.h"
 #include "host/RunLog.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/platform/StandardStreams.h"
@@ -72,19 +74,26 @@ void Write(const std::string& text) {
 }  // namespace
 
 void Say(const std::string& line) {
+    Tell(line + "\n");
+}
+
+void Tell(const std::string& lines) {
+    if (lines.empty()) return;
     const std::lock_guard lock(mutex);
-    const std::string text = ForTerminal(line) + "\n";
+    const std::string text = ForTerminal(lines);
     Write(progress.empty() ? text : CLEAR_LINE + text + progress);
 }
 
 void Error(const std::string& text) {
     Say(std::string(ERROR_WORD.Text()) + ": " + text);
     runlog::FromHost(TCLogFile::ERROR, text);
+    messages::Add({Severity::Error, "", text, {}, true});
 }
 
 void Warning(const std::string& text) {
     Say(std::string(WARNING_WORD.Text()) + ": " + text);
     runlog::FromHost(TCLogFile::WARNING, text);
+    messages::Add({Severity::Warning, "", text, {}, true});
 }
 
 bool Print(const std::string& original) {
@@ -118,11 +127,29 @@ std::string FullName(const std::string& moduleName) {
     return found != instances.end() ? found->second + " (" + moduleName + ")" : moduleName;
 }
 
+namespace {
+
+// The instance's name in the graph, else the module's.
+std::string InstanceName(const std::string& moduleName) {
+    const std::lock_guard lock(mutex);
+    const auto found = instances.find(moduleName);
+    return found != instances.end() ? found->second : moduleName;
+}
+
+Severity SeverityOf(const Bilingual* word) {
+    if (word == &ERROR_WORD) return Severity::Error;
+    return word == &WARNING_WORD ? Severity::Warning : Severity::Note;
+}
+
+}  // namespace
+
 void FromModule(const Bilingual* severity, TCLogFile::LOG_LEVEL level, const char* module, const char* text) {
     const std::string name = FullName(module != nullptr ? module : Bilingual("a module", "ein Modul").Text());
     const char* const told = text != nullptr ? text : Bilingual("(no text)", "(ohne Text)").Text();
     if (severity != nullptr) Say(std::string(severity->Text()) + ": " + name + ": " + told);
     runlog::FromModule(level, name, told);
+    if (severity != nullptr)
+        messages::Add({SeverityOf(severity), InstanceName(Text(module)), told, {}, true});
 }
 
 bool CanAsk() {

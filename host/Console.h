@@ -21,6 +21,8 @@ inline constexpr tc::Bilingual WARNING_WORD("warning", "Warnung");
 inline constexpr tc::Bilingual NOTE_WORD("note", "Hinweis");
 
 void Say(const std::string& line);
+// Lines with their ends; none for an empty text.
+void Tell(const std::string& lines);
 void Error(const std::string& text);
 void Warning(const std::string& text);
 

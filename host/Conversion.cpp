@@ -89,8 +89,9 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
     const bool made = toText || (WriteGraphXml(graph, xml) && xml.GetNodeXML(xml.GetDocument(), text));
     if (toText) text = WriteGraphText(graph).c_str();
     Mistakes mistakes;
-    const std::string lost =
+    std::string lost =
         made ? FindDifference(graph, GraphFile::Parse(path, std::string(text), mistakes)) : std::string();
+    if (made && lost.empty() && !mistakes.IsEmpty()) lost = mistakes.InOrder().front().text;
     if (!lost.empty()) {
         static constexpr Bilingual NOT_IN_TEXT(
             "%1: %2 cannot be said in parameter text; give it a simpler name",

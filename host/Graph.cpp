@@ -3,17 +3,14 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
-#include <sstream>
-#include <unordered_map>
 
 #include "host/Console.h"
-#include "host/FileWait.h"
+#include "host/GraphText.h"
 #include "host/Guard.h"
 #include "host/RunLog.h"
 #include "host/Topology.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCModuleMessage.h"
-#include "sigweave/platform/PathText.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
 #include "sigweave/services/PathTokens.h"
@@ -24,13 +21,10 @@ namespace {
 
 using tc::Bilingual;
 
-enum Message : unsigned { MESSAGE_SINK = 27, MESSAGE_LANGUAGE = 41 };
+enum MessageNumber : unsigned { MESSAGE_SINK = 27, MESSAGE_LANGUAGE = 41 };
 
 constexpr const char* ONLY_PORT = "Signal";
 constexpr const char* FIRST_PORT = "Signal 1";
-
-// To look for names that are near takes time, and nobody reads so many.
-constexpr int MOST_EXPLAINED = 1000;
 
 struct MessageKind {
     TCModuleMessage::Types type;
@@ -62,6 +56,12 @@ bool IsFile(const TCModuleParameter& parameter) {
 constexpr Bilingual NO_INPUT("'%1' has no input '%2'; %3", "'%1' hat keinen Eingang '%2'; %3");
 constexpr Bilingual NO_OUTPUT("'%1' has no output '%2'; %3", "'%1' hat keinen Ausgang '%2'; %3");
 
+bool IsStandardOutput(const std::string& path) {
+    constexpr const char* NAMES[] = {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
+    const std::string plain = std::filesystem::path(path).lexically_normal().string();
+    return std::ranges::find(NAMES, plain) != std::end(NAMES);
+}
+
 std::string LineText(const LineEntry& entry) {
     return entry.from.instance + "." + entry.from.port + "=" + entry.to.instance + "." + entry.to.port;
 }
@@ -78,8 +78,13 @@ Graph::Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue,
     PrepareDynamicPorts();
     CheckFiles(filesOfHost);
     ResolveLines();
-    ValidateTypes(Sort());
+    const std::vector<int> order = Sort();
+    ValidateTypes(order);
     CheckInputs();
+    CheckStarts(order);
+    WarnOfIdleSources();
+    WarnOfComments();
+    std::ranges::stable_sort(warnings, {}, [](const Message& warning) { return warning.place.line; });
 }
 
 std::vector<RunModule> Graph::Modules() const {
@@ -111,7 +116,8 @@ void Graph::Create(Instance& instance, std::map<std::string, int>& used) {
                                                    "die Kennungen nennt 'sigweave modules'")
                                              .With({entry.name, file.GetWording().addModuleId.Text()}));
     const CatalogueEntry* found = catalogue.Find(entry.module);
-    if (found == nullptr) return mistakes.Add(entry.modulePlace, catalogue.WhyUnusable(entry.module));
+    if (found == nullptr)
+        return mistakes.Add(entry.modulePlace, catalogue.WhyUnusable(entry.module) + HintFor(entry.module));
     std::string error;
     int& number = used[entry.module];
     instance.module = catalogue.Create(*found, number, error);
@@ -134,38 +140,12 @@ void Graph::Greet(Instance& instance, const CatalogueEntry& entry) {
     instance.extended = dynamic_cast<TCBaseModuleEx*>(&module);
 }
 
-// A value that is not allowed leaves the default, so that what else is wrong can be told too.
+// A module that takes as many inputs as are wired has its ports by their number alone; those of others may
+// depend on the settings.
 void Graph::ApplySettings(Instance& instance) {
-    const InstanceEntry& entry = *instance.entry;
-    instance.usable = true;
-    std::unordered_map<std::string, bool> isSet;
-    for (const Setting& setting : entry.settings) isSet[setting.name] = ApplySetting(instance, setting);
-    if (instance.extended == nullptr) return;
-    for (const TCModuleParameter& parameter : instance.extended->GetParameters()) {
-        const auto found = isSet.find(parameter.name);
-        if (parameter.defaultValue != nullptr || (found != isSet.end() && found->second)) continue;
-        instance.usable = false;
-        if (found == isSet.end())
-            mistakes.Add(entry.place,
-                         Bilingual("the instance '%1' needs the parameter '%2', %3; %4",
-                                   "die Instanz '%1' braucht den Parameter '%2' (%3); %4")
-                             .With({entry.name, parameter.name, std::string(parameter.DescribeAllowed()),
-                                    file.GetWording().addSetting.With({parameter.name})}));
-    }
-    if (instance.usable) instance.usable = MakeEffective(instance);
-}
-
-bool Graph::MakeEffective(Instance& instance) {
-    bool done = false;
-    TCString error;
-    const FileWait wait(instance.entry->name, FilesOf(*instance.extended));
-    const std::string thrown = WhatItThrows([&] { done = instance.extended->ApplySettings(error); });
-    if (done) return true;
-    std::istringstream reasons(thrown.empty() ? std::string(error) : thrown);
-    for (std::string reason; std::getline(reasons, reason);)
-        mistakes.Add(PlaceOf(*instance.entry, reason.substr(0, reason.find(':'))),
-                     instance.entry->name + ": " + reason);
-    return false;
+    instance.settings = std::make_unique<ModuleSettings>(file, *instance.entry, instance.extended, mistakes);
+    instance.settled =
+        instance.settings->Apply() || instance.module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1) >= 0;
 }
 
 // Where a parameter was set; the instance's place when it was not.
@@ -173,52 +153,6 @@ const Place& Graph::PlaceOf(const InstanceEntry& entry, const std::string& param
     for (const Setting& setting : entry.settings)
         if (setting.name == parameter) return setting.place;
     return entry.place;
-}
-
-bool Graph::ApplySetting(Instance& instance, const Setting& setting) {
-    if (instance.extended == nullptr) {
-        mistakes.Add(setting.place,
-                     Bilingual("the module '%1' takes no settings; remove '%2'",
-                               "das Modul '%1' nimmt keine Einstellungen an; entfernen Sie '%2'")
-                         .With({instance.entry->module, setting.name}));
-        return false;
-    }
-    const TCModuleParameter* parameter = instance.extended->FindParameter(setting.name.c_str());
-    if (parameter == nullptr && ++unknownSettings > MOST_EXPLAINED) {
-        mistakes.Add(setting.place, Bilingual("%1: unknown parameter '%2'", "%1: unbekannter Parameter '%2'")
-                                        .With({instance.entry->name, setting.name}));
-        return false;
-    }
-    std::string value = setting.value;
-    if (value.find('\0') != std::string::npos) {
-        mistakes.Add(setting.place,
-                     Bilingual("%1: %2: a value cannot hold a zero byte; remove it",
-                               "%1: %2: ein Wert kann kein Nullbyte enthalten; entfernen Sie es")
-                         .With({instance.entry->name, setting.name}));
-        return false;
-    }
-    if (parameter != nullptr && IsFile(*parameter) && !ResolvePath(instance, setting, value)) return false;
-    TCString error;
-    if (instance.extended->SetParameter(setting.name.c_str(), value.c_str(), error)) return true;
-    mistakes.Add(setting.place, instance.entry->name + ": " + std::string(error));
-    return false;
-}
-
-// Into one that starts at the graph file's folder, or at the current directory when it is an argument.
-bool Graph::ResolvePath(const Instance& instance, const Setting& setting, std::string& path) const {
-    CStringArray unknown;
-    tc::ResolvePathTokens(path, {.create = false}, &unknown);
-    for (const std::string& name : unknown)
-        mistakes.Add(setting.place,
-                     Bilingual("%1: %2: '%%3%' is no folder and no environment variable; set the variable, "
-                               "or rename a file that has two percent signs in its name",
-                               "%1: %2: '%%3%' ist kein Ordner und keine Umgebungsvariable; setzen Sie die "
-                               "Variable, oder benennen Sie eine Datei mit zwei Prozentzeichen im Namen um")
-                         .With({instance.entry->name, setting.name, name}));
-    path = tc::NativePath(path.c_str());
-    if (!setting.onCommandLine && !path.empty())
-        path = (std::filesystem::path(file.GetPath()).parent_path() / path).lexically_normal().string();
-    return unknown.empty();
 }
 
 void Graph::MakeFolders() const {
@@ -260,7 +194,7 @@ void Graph::PrepareDynamicPorts() {
     }
     for (std::size_t index = 0; index < instances.size(); ++index) {
         Instance& instance = instances[index];
-        if (!instance.usable) continue;
+        if (instance.module == nullptr) continue;
         instance.module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, std::max(wired[index], 1));
         instance.inputs = ReadPorts(*instance.module, INPUT);
         instance.outputs = ReadPorts(*instance.module, OUTPUT);
@@ -331,12 +265,12 @@ int Graph::FindInstance(const PortName& name, const Place& place) {
 }
 
 int Graph::FindPort(PORTTYPE kind, const PortName& name, int instance, const Place& place) {
-    if (!At(instance).usable) return -1;  // its own mistake is told already
     const Ports& ports = kind == INPUT ? At(instance).inputs : At(instance).outputs;
     const int index = FindPort(ports, name.port);
-    if (index < 0)
-        mistakes.Add(place, (kind == INPUT ? NO_INPUT : NO_OUTPUT)
-                                .With({name.instance, name.port, tc::SuggestNames(name.port, ports.names)}));
+    if (index >= 0 || !At(instance).settled) return index;  // with other settings it may have the port
+    mistakes.Add(place, (kind == INPUT ? NO_INPUT : NO_OUTPUT)
+                                .With({name.instance, name.port, tc::SuggestNames(name.port, ports.names)}) +
+                            HintFor(name.port));
     return index;
 }
 
@@ -387,6 +321,7 @@ void Graph::ValidateTypes(const std::vector<int>& order) {
 
 void Graph::ValidateType(std::size_t index) {
     const RunLine& line = lines[index];
+    if (!At(line.from).settled || !At(line.to).settled) return;
     const LineEntry& entry = *lineEntries[index];
     TCBaseModule& from = ModuleAt(line.from);
     TCBaseModule& to = ModuleAt(line.to);
@@ -428,7 +363,7 @@ void Graph::CheckInputs() {
         reached.insert(found->second);
     }
     for (int index = 0; index < static_cast<int>(instances.size()); ++index)
-        if (At(index).usable) CheckInputs(index, wired, reached.contains(index));
+        if (At(index).module != nullptr) CheckInputs(index, wired, reached.contains(index));
 }
 
 void Graph::CheckInputs(int at, const std::set<std::pair<int, int>>& wired, bool anyWired) {
@@ -437,7 +372,7 @@ void Graph::CheckInputs(int at, const std::set<std::pair<int, int>>& wired, bool
     const CStringArray& inputs = instance.inputs.names;
     const TCPortHelper* helper = instance.module->GetPortHelper();
     bool missing = false;
-    for (unsigned index = 0; index < inputs.size() && helper != nullptr; ++index) {
+    for (unsigned index = 0; index < inputs.size() && helper != nullptr && instance.settled; ++index) {
         const bool isWired = wired.contains({at, static_cast<int>(index)});
         if (isWired || !helper->IsObligatoryInput(index)) continue;
         const std::string port = name + "." + inputs[index];
@@ -454,6 +389,132 @@ void Graph::CheckInputs(int at, const std::set<std::pair<int, int>>& wired, bool
         Bilingual("nothing is wired to '%1', so it would never have work; %2, or remove it",
                   "mit '%1' ist nichts verbunden, es hätte nie etwas zu tun; %2, oder entfernen Sie es")
             .With({name, file.GetWording().addLineTo.With({name + "." + inputs.front()})}));
+}
+
+// --- The start
+
+// From the sources on, so that what is known of their signals is known of those that follow from them.
+void Graph::CheckStarts(const std::vector<int>& order) {
+    std::vector<std::vector<TCForetoldSignal>> inputs(instances.size());
+    std::vector<std::map<std::string, Place>> places(instances.size());
+    std::vector<std::vector<std::size_t>> linesFrom(instances.size());
+    for (std::size_t index = 0; index < instances.size(); ++index)
+        inputs[index].resize(instances[index].inputs.names.size());
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        const RunLine& line = lines[index];
+        linesFrom[static_cast<std::size_t>(line.from)].push_back(index);
+        places[static_cast<std::size_t>(line.to)].emplace(
+            At(line.to).inputs.names[static_cast<std::size_t>(line.input)], lineEntries[index]->place);
+    }
+    for (const int index : order) {
+        Instance& instance = At(index);
+        const auto at = static_cast<std::size_t>(index);
+        if (instance.extended == nullptr || !instance.settled) continue;
+        CheckStart(instance, inputs[at], places[at]);
+        const std::vector<TCForetoldSignal> outputs = Foretell(instance, inputs[at]);
+        for (const std::size_t line : linesFrom[at])
+            inputs[static_cast<std::size_t>(lines[line].to)][static_cast<std::size_t>(lines[line].input)] =
+                outputs[static_cast<std::size_t>(lines[line].output)];
+    }
+}
+
+void Graph::CheckStart(Instance& instance, const std::vector<TCForetoldSignal>& known,
+                       const std::map<std::string, Place>& places) {
+    TCStartCheck check;
+    check.inputs = known;
+    const std::string thrown = WhatItThrows([&] { instance.extended->CheckStart(check); });
+    if (!thrown.empty()) check.Refuse(thrown);
+    for (const Mistake& mistake : instance.settings->Locate(std::string(check.mistakes), places))
+        mistakes.Add(mistake.place, mistake.text);
+    for (const Mistake& warning : instance.settings->Locate(std::string(check.warnings), places))
+        Warn(instance.entry->name, warning.place, warning.text);
+}
+
+// Of each output.
+std::vector<TCForetoldSignal> Graph::Foretell(Instance& instance,
+                                              const std::vector<TCForetoldSignal>& known) {
+    std::vector<TCForetoldSignal> outputs(instance.outputs.names.size());
+    for (std::size_t output = 0; output < outputs.size() && instance.settings->AreRight(); ++output) {
+        TCForetoldSignal signal;
+        const std::string thrown = WhatItThrows(
+            [&] { signal = instance.extended->ForetellOutput(static_cast<int>(output), known); });
+        if (thrown.empty()) outputs[output] = signal;
+    }
+    return outputs;
+}
+
+void Graph::WarnOfIdleSources() {
+    std::set<std::string> wired;
+    for (const LineEntry& entry : file.GetLines()) wired.insert(entry.from.instance);
+    for (const Instance& instance : instances) {
+        const std::string& name = instance.entry->name;
+        if (instance.module == nullptr || instance.module->GetTypeOfModule() != 1 || wired.contains(name))
+            continue;
+        Warn(name, instance.entry->place,
+             Bilingual(
+                 "the source '%1' is wired to nothing, so its signals go nowhere; draw a line from it, or "
+                 "remove it",
+                 "die Quelle '%1' ist mit nichts verbunden, ihre Signale gehen ins Leere; ergänzen Sie eine "
+                 "Verbindung, oder entfernen Sie sie")
+                 .With({name}));
+    }
+}
+
+// Where the value is a text that may mean it so.
+void Graph::WarnOfComments() {
+    for (const InstanceEntry& entry : file.GetInstances())
+        for (const Setting& setting : entry.settings) {
+            const bool written =
+                file.GetForm() == GraphForm::Text && !setting.onCommandLine && !setting.quoted;
+            const std::size_t comment = written ? FindComment(setting.value) : std::string::npos;
+            if (comment == std::string::npos || setting.value.substr(comment + 1, 1) != " ") continue;
+            Warn(entry.name, setting.place,
+                 Bilingual(
+                     "%1.%2: '%3' is a part of the value; a comment has a line of its own, and a value in "
+                     "quotation marks is meant so",
+                     "%1.%2: '%3' ist ein Teil des Werts; ein Kommentar hat eine eigene Zeile, und ein Wert "
+                     "in Anführungszeichen ist so gemeint")
+                     .With({entry.name, setting.name, setting.value.substr(comment)}));
+        }
+}
+
+void Graph::Warn(const std::string& instance, const Place& place, const std::string& text) {
+    warnings.push_back({Severity::Warning, instance, text, place});
+}
+
+std::string Graph::HintFor(const std::string& written) const {
+    return file.GetForm() == GraphForm::Text ? CommentHint(written) : "";
+}
+
+// --- Standard output
+
+template <class Use>
+void Graph::ForEachStandardOutput(Use use) const {
+    for (const Instance& instance : instances) {
+        if (instance.extended == nullptr) continue;
+        for (const TCModuleParameter& parameter : instance.extended->GetParameters())
+            if (parameter.kind == TCModuleParameter::OUTPUT_FILE &&
+                IsStandardOutput(std::string(instance.extended->GetParameter(parameter.name))))
+                use(*instance.entry, parameter.name);
+    }
+}
+
+void Graph::RefuseStandardOutput() {
+    ForEachStandardOutput([this](const InstanceEntry& entry, const char* parameter) {
+        mistakes.Add(
+            PlaceOf(entry, parameter),
+            Bilingual("%1.%2: standard output belongs to the report; name another file, or write the report "
+                      "to one with --report-file",
+                      "%1.%2: die Standardausgabe gehört dem Bericht; nennen Sie eine andere Datei, oder "
+                      "schreiben Sie den Bericht mit --report-file in eine")
+                .With({entry.name, parameter}));
+    });
+}
+
+bool Graph::WritesToStandardOutput() const {
+    bool found = false;
+    ForEachStandardOutput([&found](const InstanceEntry&, const char*) { found = true; });
+    return found;
 }
 
 }  // namespace host

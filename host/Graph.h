@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -8,9 +9,12 @@
 #include "host/FileClashes.h"
 #include "host/GraphFile.h"
 #include "host/HostWindow.h"
+#include "host/Messages.h"
 #include "host/Mistakes.h"
 #include "host/ModuleCatalogue.h"
+#include "host/ModuleSettings.h"
 #include "host/Runner.h"
+#include "sigweave/module/TCStartCheck.h"
 
 class TCBaseModuleEx;
 
@@ -29,6 +33,11 @@ class Graph {
     const std::vector<RunLine>& Lines() const { return lines; }
     // The folders that file settings want to be made (CSIDL_FLAG_CREATE): for a run, not for a check.
     void MakeFolders() const;
+    // What works otherwise than its author may think, with its place; of a graph without mistakes.
+    const std::vector<Message>& Warnings() const { return warnings; }
+    // A mistake for each module that writes to standard output.
+    void RefuseStandardOutput();
+    bool WritesToStandardOutput() const;
 
  private:
     struct Ports {
@@ -40,7 +49,8 @@ class Graph {
         const InstanceEntry* entry = nullptr;
         ModulePointer module;
         TCBaseModuleEx* extended = nullptr;  // the same module, when it has declared parameters
-        bool usable = false;                 // its ports are those that it will have in the run
+        std::unique_ptr<ModuleSettings> settings;
+        bool settled = false;  // its ports are those that it will have in the run
         Ports inputs;
         Ports outputs;
     };
@@ -49,10 +59,7 @@ class Graph {
     void Create(Instance& instance, std::map<std::string, int>& used);
     void Greet(Instance& instance, const CatalogueEntry& entry);
     void ApplySettings(Instance& instance);
-    bool ApplySetting(Instance& instance, const Setting& setting);
-    bool MakeEffective(Instance& instance);
     static const Place& PlaceOf(const InstanceEntry& entry, const std::string& parameter);
-    bool ResolvePath(const Instance& instance, const Setting& setting, std::string& path) const;
     void CheckFiles(const std::vector<FileUse>& ofHost);
     void PrepareDynamicPorts();
     static Ports ReadPorts(TCBaseModule& module, PORTTYPE kind);
@@ -67,6 +74,17 @@ class Graph {
     void ValidateType(std::size_t line);
     void CheckInputs();
     void CheckInputs(int at, const std::set<std::pair<int, int>>& wired, bool anyWired);
+    void CheckStarts(const std::vector<int>& order);
+    void CheckStart(Instance& instance, const std::vector<TCForetoldSignal>& known,
+                    const std::map<std::string, Place>& places);
+    static std::vector<TCForetoldSignal> Foretell(Instance& instance,
+                                                  const std::vector<TCForetoldSignal>& known);
+    void WarnOfIdleSources();
+    void WarnOfComments();
+    std::string HintFor(const std::string& written) const;
+    void Warn(const std::string& instance, const Place& place, const std::string& text);
+    template <class Use>
+    void ForEachStandardOutput(Use use) const;
 
     Instance& At(int index) { return instances[static_cast<std::size_t>(index)]; }
     TCBaseModule& ModuleAt(int index) { return *At(index).module; }
@@ -78,10 +96,10 @@ class Graph {
     std::vector<Instance> instances;
     std::map<std::string, int> indexes;  // of the instances, by name
     std::vector<RunLine> lines;
+    std::vector<Message> warnings;
     std::vector<const LineEntry*> lineEntries;       // one for each of `lines`
     std::map<std::pair<int, int>, int> lineOfInput;  // (instance, input) -> line of the file
     bool hasCycles = false;
-    int unknownSettings = 0;
 };
 
 }  // namespace host

@@ -70,9 +70,9 @@ void GraphBuilder::SetModule(const std::string& id) {
     graph.instances.back().modulePlace = place;
 }
 
-void GraphBuilder::AddSetting(const std::string& name, const std::string& value) {
+void GraphBuilder::AddSetting(const std::string& name, const std::string& value, bool quoted) {
     if (name == MODULE) return SetModule(value);
-    if (IsNewSetting(name)) graph.instances.back().settings.push_back({name, value, place});
+    if (IsNewSetting(name)) graph.instances.back().settings.push_back({name, value, place, false, quoted});
 }
 
 bool GraphBuilder::AddLine(std::string_view from, std::string_view to) {

@@ -29,7 +29,7 @@ class GraphBuilder {
     bool BeginInstance(const std::string& name);
     // Of the instance begun last.
     void SetModule(const std::string& id);
-    void AddSetting(const std::string& name, const std::string& value);
+    void AddSetting(const std::string& name, const std::string& value, bool quoted = false);
     // Each instance.Port. False, and nothing told, when one of them is not.
     bool AddLine(std::string_view from, std::string_view to);
     void SetAccept(const std::string& value);

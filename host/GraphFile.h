@@ -18,6 +18,7 @@ struct Setting {
     std::string value;
     Place place;
     bool onCommandLine = false;
+    bool quoted = false;  // in parameter text
 };
 
 struct InstanceEntry {

@@ -1,6 +1,7 @@
 #include "host/GraphText.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "host/CommentCursor.h"
 #include "sigweave/persistence/ParameterQuote.h"
@@ -16,9 +17,46 @@ bool IsComment(std::string_view line) {
     return line.front() == '#' || line.front() == ';';
 }
 
+bool IsQuoted(std::string_view value) {
+    return !value.empty() && (value.front() == '"' || value.front() == '\'');
+}
+
+// The greatest length of a sequence is 4, of which the first two bytes say whether it is allowed.
+std::size_t Utf8Length(std::string_view text) {
+    const auto byte = [&](std::size_t at) {
+        return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
+    };
+    struct Lead {
+        unsigned first, last, lowest, highest;  // of the lead byte, and of the one after it
+        std::size_t length;
+    };
+    constexpr Lead LEADS[] = {{0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
+                              {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3},
+                              {0xEE, 0xEF, 0x80, 0xBF, 3}, {0xF0, 0xF0, 0x90, 0xBF, 4},
+                              {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
+    if (byte(0) < 0x80) return 1;
+    for (const Lead& lead : LEADS) {
+        if (byte(0) < lead.first || byte(0) > lead.last) continue;
+        bool valid = byte(1) >= lead.lowest && byte(1) <= lead.highest;
+        for (std::size_t at = 2; at < lead.length; ++at) valid = valid && (byte(at) & 0xC0) == 0x80;
+        return valid ? lead.length : 0;
+    }
+    return 0;
+}
+
+// The first byte of a line that is not UTF-8, counted from 1; 0 when there is none.
+std::size_t FindBadByte(std::string_view line) {
+    for (std::size_t at = 0; at < line.size();) {
+        const std::size_t length = Utf8Length(line.substr(at));
+        if (length == 0) return at + 1;
+        at += length;
+    }
+    return 0;
+}
+
 // Why a quoted value that must stand alone on its line does not; null when it does.
 const char* WhyBadQuotes(std::string_view value) {
-    if (value.empty() || (value.front() != '"' && value.front() != '\'')) return nullptr;
+    if (!IsQuoted(value)) return nullptr;
     std::size_t end = 1;
     while (end < value.size() && value[end] != value.front()) end += value[end] == '\\' ? 2 : 1;
     if (end >= value.size())
@@ -47,6 +85,7 @@ class Reader {
         for (int line = 1; !text.empty(); ++line) {
             builder.SetLine(line);
             const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+            CheckBytes(text.substr(0, end));
             ReadLine(TrimBlanks(text.substr(0, end)));
             const bool pair = text.substr(end).starts_with("\r\n");
             text.remove_prefix(std::min(end + (pair ? 2 : 1), text.size()));
@@ -59,6 +98,18 @@ class Reader {
     }
 
  private:
+    void CheckBytes(std::string_view line) {
+        const std::size_t bad = FindBadByte(line);
+        if (bad > 0)
+            builder.Tell(
+                Bilingual(
+                    "byte %1 of this line is not UTF-8; save the file in UTF-8, or write a byte of a file's "
+                    "name as \\x and two digits, in quotation marks",
+                    "Byte %1 dieser Zeile ist kein UTF-8; speichern Sie die Datei in UTF-8, oder schreiben "
+                    "Sie ein Byte eines Dateinamens als \\x und zwei Ziffern, in Anführungszeichen")
+                    .With({std::to_string(bad)}));
+    }
+
     enum class Section { None, Lines, Instance, Skipped };
 
     void ReadLine(std::string_view line) {
@@ -120,10 +171,11 @@ class Reader {
                           "%1; ein Rückstrich in Anführungszeichen wird als \\\\ "
                           "geschrieben, der letzte als \\x5c")
                     .With({std::string(syntax.GetErrorText())}));
-        Take(std::string(syntax.GetParamName(0)), TCString::TCString2BinCString(syntax.GetParamValStr(0)));
+        Take(std::string(syntax.GetParamName(0)), TCString::TCString2BinCString(syntax.GetParamValStr(0)),
+             IsQuoted(value));
     }
 
-    void Take(const std::string& name, const std::string& value) {
+    void Take(const std::string& name, const std::string& value, bool quoted) {
         switch (section) {
             case Section::None:
                 return builder.Tell(Bilingual("'%1' stands before the first section; put it behind the "
@@ -134,7 +186,7 @@ class Reader {
             case Section::Lines:
                 return TakeLine(name, value);
             case Section::Instance:
-                return builder.AddSetting(name, value);
+                return builder.AddSetting(name, value, quoted);
             case Section::Skipped:
                 return;
         }
@@ -146,7 +198,8 @@ class Reader {
             builder.Tell(
                 Bilingual("'%1=%2' is no line; write instance.Output=instance.Input",
                           "'%1=%2' ist keine Verbindung; schreiben Sie Instanz.Ausgang=Instanz.Eingang")
-                    .With({name, value}));
+                    .With({name, value}) +
+                CommentHint(value));
     }
 
     GraphBuilder& builder;
@@ -158,14 +211,28 @@ class Reader {
 bool NeedsQuotes(std::string_view value) {
     if (value.empty()) return false;
     const auto isControl = [](char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == 0x7F; };
-    return value != TrimBlanks(value) || value.front() == '"' || value.front() == '\'' ||
-           std::any_of(value.begin(), value.end(), isControl);
+    return value != TrimBlanks(value) || IsQuoted(value) || FindComment(value) != std::string_view::npos ||
+           FindBadByte(value) > 0 || std::any_of(value.begin(), value.end(), isControl);
+}
+
+// Those that are not UTF-8, of a value in quotation marks.
+std::string EscapeBadBytes(const std::string& quoted) {
+    std::string text;
+    for (std::size_t at = 0; at < quoted.size();) {
+        const std::size_t length = Utf8Length(std::string_view(quoted).substr(at));
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(quoted[at]));
+        text += length > 0 ? quoted.substr(at, length) : escape;
+        at += std::max<std::size_t>(length, 1);
+    }
+    return text;
 }
 
 std::string Parameter(const std::string& name, const std::string& value) {
     TCString bytes;
     bytes.AllocCopy(value);
-    return name + "=" + (NeedsQuotes(value) ? std::string(tc::QuoteParameter(bytes)) : value) + "\n";
+    const bool quotes = NeedsQuotes(value);
+    return name + "=" + (quotes ? EscapeBadBytes(std::string(tc::QuoteParameter(bytes))) : value) + "\n";
 }
 
 class Writer {
@@ -218,6 +285,20 @@ class Writer {
 };
 
 }  // namespace
+
+std::size_t FindComment(std::string_view value) {
+    for (std::size_t at = 1; at < value.size(); ++at)
+        if (IsComment(value.substr(at)) && TrimBlanks(value.substr(at - 1, 1)).empty()) return at;
+    return std::string_view::npos;
+}
+
+std::string CommentHint(std::string_view value) {
+    const std::size_t at = FindComment(value);
+    if (at == std::string_view::npos) return "";
+    return Bilingual("; the comment '%1' must have a line of its own",
+                     "; der Kommentar '%1' braucht eine eigene Zeile")
+        .With({value.substr(at)});
+}
 
 void ReadGraphText(std::string_view text, GraphBuilder& builder) {
     Reader(builder).Read(text);

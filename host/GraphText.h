@@ -13,4 +13,10 @@ void ReadGraphText(std::string_view text, GraphBuilder& builder);
 // else; the caller compares.
 std::string WriteGraphText(const GraphFile& graph);
 
+// The begin of what looks like a comment after a value, which it would be a part of; npos where there is
+// none.
+std::size_t FindComment(std::string_view value);
+// What helps there, to be put after a mistake; empty where nothing looks like a comment.
+std::string CommentHint(std::string_view value);
+
 }  // namespace host

@@ -4,6 +4,7 @@
 
 #include "host/Console.h"
 #include "host/Guard.h"
+#include "host/Messages.h"
 #include "host/RunLog.h"
 #include "sigweave/foundation/HostRecords.h"
 #include "sigweave/module/TCValidateActualPortType.h"
@@ -26,6 +27,20 @@ void ShowBalloon(const TCBalloonRecord& record) {
     console::Say(std::string(console::NOTE_WORD.Text()) + ": " + speaker + (speaker.empty() ? "" : ": ") +
                  note);
     runlog::FromModule(TCLogFile::NOTICE, speaker, note);
+    messages::Add({Severity::Note, speaker, note, {}, true});
+}
+
+// For a line between two types of data.
+const Bilingual& RemedyFor(const std::string& expected, const std::string& actual) {
+    static constexpr Bilingual SELECT("a module BusSelect between them takes signals out of a bus",
+                                      "ein Modul BusSelect dazwischen holt Signale aus einem Bus");
+    static constexpr Bilingual JOIN("a module BusJoin between them makes a bus of signals",
+                                    "ein Modul BusJoin dazwischen macht aus Signalen einen Bus");
+    static constexpr Bilingual OTHER("wire it to an output of its type",
+                                     "verbinden Sie ihn mit einem Ausgang seines Typs");
+    constexpr const char* BUS = "STRUCT_BUS";
+    if (actual.find(BUS) != std::string::npos) return SELECT;
+    return expected.find(BUS) != std::string::npos ? JOIN : OTHER;
 }
 
 }  // namespace
@@ -76,11 +91,10 @@ void HostWindow::Validate(VALIDATION_STRUCT& difference) {
                                    .With({expected, actual, acceptRemedy}));
     } else if (difference.code == VALIDATION_STRUCT::TOKEN_DIFFERS) {
         refusals.push_back(
-            Bilingual("the input takes data of another type: it takes '%1', and the line brings '%2'; wire "
-                      "it to an output of its type",
-                      "der Eingang nimmt Daten anderen Typs: er nimmt '%1', und die Verbindung bringt '%2'; "
-                      "verbinden Sie ihn mit einem Ausgang seines Typs")
-                .With({expected, actual}));
+            Bilingual(
+                "the input takes data of another type: it takes '%1', and the line brings '%2'; %3",
+                "der Eingang nimmt Daten anderen Typs: er nimmt '%1', und die Verbindung bringt '%2'; %3")
+                .With({expected, actual, RemedyFor(expected, actual).Text()}));
     } else {
         refusals.push_back(
             Bilingual(

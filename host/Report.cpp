@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "host/Console.h"
 #include "host/Table.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -18,7 +19,60 @@ constexpr int VALUE_COLUMN = 3;
 constexpr Bilingual VERDICTS[] = {{"complete", "vollständig"},
                                   {"interrupted", "unterbrochen"},
                                   {"stalled", "steckengeblieben"},
-                                  {"failed", "fehlgeschlagen"}};
+                                  {"failed", "fehlgeschlagen"},
+                                  {"mistakes", "Fehler im Graphen"}};
+
+using Json = nlohmann::ordered_json;
+
+Json ModulesOf(const RunReport& report) {
+    Json modules = Json::array();
+    for (const ModuleReport& module : report.modules) {
+        Json results = Json::array();
+        for (const ResultReport& result : module.results)
+            results.push_back({{"signal", result.signal},
+                               {"quantity", result.quantity},
+                               {"value", result.value},
+                               {"unit", result.unit}});
+        modules.push_back({{"instance", module.instance},
+                           {"module", module.module},
+                           {"blocks_in", module.blocksIn},
+                           {"blocks_out", module.blocksOut},
+                           {"results", std::move(results)}});
+    }
+    return modules;
+}
+
+Json LinesOf(const RunReport& report) {
+    Json lines = Json::array();
+    for (const LineReport& line : report.lines)
+        lines.push_back({{"from", line.from},
+                         {"to", line.to},
+                         {"blocks", line.blocks},
+                         {"deepest_queue", line.deepestQueue}});
+    return lines;
+}
+
+// The warnings, or all others.
+Json MessagesOf(const RunReport& report, bool warnings) {
+    Json messages = Json::array();
+    for (const Message& message : report.messages) {
+        if ((message.severity == Severity::Warning) != warnings) continue;
+        Json entry = {{"instance", message.instance}, {"text", message.text}, {"times", message.times}};
+        if (!warnings) entry["severity"] = ToText(message.severity);
+        if (!message.place.source.empty()) entry["file"] = message.place.source;
+        if (message.place.line > 0) entry["line"] = message.place.line;
+        messages.push_back(std::move(entry));
+    }
+    return messages;
+}
+
+Json MistakesOf(const RunReport& report) {
+    Json mistakes = Json::array();
+    for (const Mistake& mistake : report.mistakes)
+        mistakes.push_back(
+            {{"file", mistake.place.source}, {"line", mistake.place.line}, {"text", mistake.text}});
+    return mistakes;
+}
 
 // Counts are told in full.
 int DigitsOf(double value) {
@@ -39,6 +93,30 @@ std::string WriteTable(const RunReport& report) {
     return rows.size() > 1 ? LayOut(rows, VALUE_COLUMN) : std::string();
 }
 
+std::string WriteMessage(const Message& message) {
+    const std::string place = message.place.source.empty() ? "" : ToText(message.place) + ": ";
+    const bool named = !place.empty() || message.instance.empty();
+    std::string text = place + (named ? "" : message.instance + ": ") + message.text;
+    if (message.times > 1)
+        text += Bilingual(" (%1 times)", " (%1-mal)").With({std::to_string(message.times)});
+    return text;
+}
+
+std::string WriteWarnings(const RunReport& report, Warnings which) {
+    std::string text;
+    for (const Message& message : report.messages)
+        if (message.severity == Severity::Warning && (which == Warnings::All || !message.told))
+            text += std::string(console::WARNING_WORD.Text()) + ": " + WriteMessage(message) + "\n";
+    return text;
+}
+
+std::int64_t CountWarnings(const RunReport& report) {
+    std::int64_t count = 0;
+    for (const Message& message : report.messages)
+        if (message.severity == Severity::Warning) count += message.times;
+    return count;
+}
+
 std::string WriteVerdict(const RunReport& report, const std::string& graph) {
     std::string text = std::string(VERDICTS[static_cast<int>(report.verdict)].Text()) + ": " + graph + ", ";
     if (report.signalSeconds >= 0.0)
@@ -49,32 +127,16 @@ std::string WriteVerdict(const RunReport& report, const std::string& graph) {
 }
 
 std::string WriteJson(const RunReport& report, const std::string& graph) {
-    using Json = nlohmann::ordered_json;
-    Json modules = Json::array();
-    for (const ModuleReport& module : report.modules) {
-        Json results = Json::array();
-        for (const ResultReport& result : module.results)
-            results.push_back({{"signal", result.signal},
-                               {"quantity", result.quantity},
-                               {"value", result.value},
-                               {"unit", result.unit}});
-        modules.push_back({{"instance", module.instance},
-                           {"module", module.module},
-                           {"blocks_in", module.blocksIn},
-                           {"blocks_out", module.blocksOut},
-                           {"results", std::move(results)}});
-    }
-    Json lines = Json::array();
-    for (const LineReport& line : report.lines)
-        lines.push_back({{"from", line.from},
-                         {"to", line.to},
-                         {"blocks", line.blocks},
-                         {"deepest_queue", line.deepestQueue}});
     const Json document = {{"graph", graph},
                            {"verdict", ToText(report.verdict)},
+                           {"reason", report.explanation},
                            {"seconds", report.seconds},
-                           {"modules", std::move(modules)},
-                           {"lines", std::move(lines)}};
+                           {"warnings", MessagesOf(report, true)},
+                           {"messages", MessagesOf(report, false)},
+                           {"messages_left_out", report.messagesLeftOut},
+                           {"mistakes", MistakesOf(report)},
+                           {"modules", ModulesOf(report)},
+                           {"lines", LinesOf(report)}};
     return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

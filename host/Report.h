@@ -9,11 +9,21 @@ namespace host {
 // The results of a run as an aligned table, one line a figure; empty when there are none.
 std::string WriteTable(const RunReport& report);
 
+// "voice.graph:7: low.upper_corner: has no effect ..."
+std::string WriteMessage(const Message& message);
+
+// The warnings, one a line; empty when there are none.
+enum class Warnings { All, NotTold };
+std::string WriteWarnings(const RunReport& report, Warnings which);
+// How many there were, each as often as it was told.
+std::int64_t CountWarnings(const RunReport& report);
+
 // One line: the verdict, and what is behind it. `graph` is the file's name.
 std::string WriteVerdict(const RunReport& report, const std::string& graph);
 
-// The whole report as one JSON document. Numbers have all digits that their doubles need and a point in every
-// locale; what JSON has no number for (NaN, infinity) is null; bytes that are no UTF-8 become U+FFFD.
+// The whole report as one JSON document (docs/reports.md). Numbers have all digits that their doubles need
+// and a point in every locale; what JSON has no number for (NaN, infinity) is null; bytes that are no UTF-8
+// become U+FFFD.
 std::string WriteJson(const RunReport& report, const std::string& graph);
 
 }  // namespace host

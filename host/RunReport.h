@@ -4,11 +4,15 @@
 #include <string>
 #include <vector>
 
+#include "host/Messages.h"
+#include "host/Mistakes.h"
+
 namespace host {
 
-enum class Verdict { Complete, Interrupted, Stalled, Failed };
+// Mistakes: of the graph or of the command line, and nothing was run.
+enum class Verdict { Complete, Interrupted, Stalled, Failed, Mistakes };
 
-// "complete", "interrupted", "stalled" or "failed", in every language: for the JSON report.
+// "complete", "interrupted", "stalled", "failed" or "mistakes", in every language: for the JSON report.
 const char* ToText(Verdict verdict);
 
 struct ResultReport {
@@ -41,6 +45,9 @@ struct RunReport {
     double signalSeconds = -1.0;  // the longest signal of a source; -1 when no block told
     std::vector<ModuleReport> modules;
     std::vector<LineReport> lines;
+    std::vector<Message> messages;  // that modules and the host told
+    std::int64_t messagesLeftOut = 0;
+    std::vector<Mistake> mistakes;
 };
 
 // Where a run stands; -1 is "not known".

@@ -43,7 +43,7 @@ std::string Blocks(std::int64_t count) {
 }  // namespace
 
 const char* ToText(Verdict verdict) {
-    constexpr const char* WORDS[] = {"complete", "interrupted", "stalled", "failed"};
+    constexpr const char* WORDS[] = {"complete", "interrupted", "stalled", "failed", "mistakes"};
     return WORDS[static_cast<int>(verdict)];
 }
 

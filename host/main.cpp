@@ -157,6 +157,11 @@ bool IsCommand(const std::string& word, const CStringArray& commands) {
     return false;
 }
 
+void AddStrict(CLI::App& command, host::CommandOptions& options) {
+    command.add_flag("--strict", options.strict, "Any warning makes the exit code 1")
+        ->disable_flag_override();
+}
+
 void AddReportFormat(CLI::App& command, std::string& format) {
     command
         .add_option("--report", format, "text: a table of the results; json: one document with all figures")
@@ -211,6 +216,11 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
     CLI::App* const run = app.add_subcommand("run", "Checks a graph and runs it");
     AddGraph(*run, options);
     AddReportFormat(*run, format);
+    run->add_option("--report-file", options.reportFile,
+                    "Writes the JSON report to this file, as a whole, beside what --report prints")
+        ->check(CLI::Validator(WhyNoFile, ""))
+        ->type_name("FILE");
+    AddStrict(*run, options);
     AddRunOptions(*run, options);
     return run;
 }
@@ -218,6 +228,7 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
 CLI::App* AddCheck(CLI::App& app, host::CommandOptions& options) {
     CLI::App* const check = app.add_subcommand("check", "Tells every mistake of a graph; runs nothing");
     AddGraph(*check, options);
+    AddStrict(*check, options);
     return check;
 }
 

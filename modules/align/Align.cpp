@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
@@ -33,6 +34,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .minimum = 0.0},
 };
 
+constexpr TCParameterEffect EFFECTS[] = {{"fill", "mode", "pad"}, {"most_padding", "mode", "pad"}};
+
 constexpr std::int64_t MOST_AT_ONCE = 65536;
 constexpr double MOST_SAMPLES = 9007199254740992.0;  // beyond, a sample number is no exact double
 
@@ -48,6 +51,32 @@ Align::Align(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
 
 void Align::OnInputsDeclared(int) {
     tc::DeclareOutputs(*portHelper, "TIME_DOMAIN");
+}
+
+void Align::CheckStart(TCStartCheck& check) {
+    WarnWithoutEffect(EFFECTS, check);
+    tc::CheckRates(*portHelper, check);
+    const auto known = [](const TCForetoldSignal& input) { return input.samplerate.has_value(); };
+    const auto first = std::ranges::find_if(check.inputs, known);
+    for (auto other = first; other != check.inputs.end(); ++other) {
+        if (!known(*other) || *other->samplerate == *first->samplerate) continue;
+        const auto port = [&](auto input) { return static_cast<unsigned>(input - check.inputs.begin()); };
+        check.Refuse(std::string(portHelper->GetPortName(INPUT, port(other))) + ": " +
+                     RatesDiffer(port(other), *other->samplerate, port(first), *first->samplerate));
+    }
+}
+
+// For two inputs, the words about it.
+std::string Align::RatesDiffer(unsigned input, double ownRate, unsigned other, double otherRate) const {
+    return Bilingual(
+               "%1 has the samplerate %2 and %3 %4; only signals of one samplerate can be aligned",
+               "%1 hat die Abtastrate %2 und %3 %4; ausrichten lassen sich nur Signale gleicher Abtastrate")
+        .With({tc::InputName(*portHelper, input), tc::ShortestText(ownRate),
+               tc::InputName(*portHelper, other), tc::ShortestText(otherRate)});
+}
+
+TCForetoldSignal Align::ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) {
+    return inputs[static_cast<std::size_t>(output)];
 }
 
 int Align::Init() {
@@ -122,17 +151,12 @@ int Align::CheckMetadata(Signal& signal, const TCTypeInfo& ti) {
     if (!IsTime(ti.GetTimestamp())) {
         return FailWith(Bilingual("%1 has the start time %2; allowed are milliseconds since 1970, above 0",
                                   "%1 hat die Startzeit %2; erlaubt sind Millisekunden seit 1970, über 0")
-                            .With({InputName(signal), tc::NumberText(ti.GetTimestamp())}));
+                            .With({InputName(signal), tc::ShortestText(ti.GetTimestamp())}));
     }
     for (const Signal& other : signals) {
         const double otherRate = other.metadata.GetSamplerate();
         if (!other.begun || otherRate == ti.GetSamplerate()) continue;
-        return FailWith(
-            Bilingual(
-                "%1 has the samplerate %2 and %3 %4; only signals of one samplerate can be aligned",
-                "%1 hat die Abtastrate %2 und %3 %4; ausrichten lassen sich nur Signale gleicher Abtastrate")
-                .With({InputName(signal), tc::NumberText(ti.GetSamplerate()), InputName(other),
-                       tc::NumberText(otherRate)}));
+        return FailWith(RatesDiffer(signal.port, ti.GetSamplerate(), other.port, otherRate));
     }
     signal.metadata = ti;
     signal.begun = true;
@@ -150,12 +174,12 @@ int Align::Start() {
         return FailWith(
             Bilingual("%1 starts %2 samples after %3; mode=drop and mode=pad align them",
                       "%1 beginnt %2 Abtastwerte später als %3; mode=drop und mode=pad richten sie aus")
-                .With({InputName(*last), tc::NumberText(apart), InputName(*first)}));
+                .With({InputName(*last), tc::ShortestText(apart), InputName(*first)}));
     }
     if (mode == PAD && apart > ParamInt("most_padding")) {
         return FailWith(Bilingual("%1 starts %2 samples after %3; most_padding allows %4",
                                   "%1 beginnt %2 Abtastwerte später als %3; most_padding erlaubt %4")
-                            .With({InputName(*last), tc::NumberText(apart), InputName(*first),
+                            .With({InputName(*last), tc::ShortestText(apart), InputName(*first),
                                    std::to_string(ParamInt("most_padding"))}));
     }
     for (Signal& signal : signals) {

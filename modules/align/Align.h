@@ -40,6 +40,8 @@ class Align final : public TCBaseModuleEx {
             .Text();
     }
     void OnInputsDeclared(int count) override;
+    void CheckStart(TCStartCheck& check) override;
+    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     int Fetch() override;
     int Execute() override;
@@ -86,6 +88,7 @@ class Align final : public TCBaseModuleEx {
     void FinishRound();
     int FailWith(const std::string& text) { return Fail(tc::MODULE_FAILED, text.c_str()); }
     std::string InputName(const Signal& signal) const;
+    std::string RatesDiffer(unsigned input, double ownRate, unsigned other, double otherRate) const;
 
     Mode mode = DROP;
     double fill = 0.0;

@@ -67,9 +67,9 @@ bool BusSelect::OnSettingsChanged(TCString& error) {
     unsigned long code = 0;
     expression.Init(pattern, TCRegExp::ECMASCRIPT);
     if (expression.IsError(&code)) {
-        error = Bilingual("expression: \"%1\" is no regular expression: %2",
-                          "expression: \"%1\" ist kein regulärer Ausdruck: %2")
-                    .With({static_cast<const char*>(pattern), tc::RegExpErrorText(code)})
+        error = tc::NotValid("expression", std::string(pattern),
+                             Bilingual("a regular expression", "ein regulärer Ausdruck").Text(),
+                             std::string("(") + tc::RegExpErrorText(code) + ")")
                     .c_str();
         return false;
     }

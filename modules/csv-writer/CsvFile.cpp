@@ -2,11 +2,20 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
+
+std::string CsvFile::WhyRefused(const std::string& path, bool overwrite) {
+    std::error_code ignored;
+    if (path == "/dev/stdout") return "";
+    if (std::filesystem::is_regular_file(path, ignored) && !overwrite) return tc::ThereAlready(path);
+    return tc::WhyNotWritable(path, FileWriting::Beside);
+}
 
 bool CsvFile::Open(const std::string& name, bool overwrite) {
     path = part = name;
@@ -45,15 +54,13 @@ void CsvFile::Discard() {
 }
 
 bool CsvFile::FailWithReason(int number) {
-    static constexpr tc::Bilingual IS_THERE("%1 is there already; it is replaced only with overwrite=yes",
-                                            "%1 gibt es schon; ersetzt wird die Datei nur mit overwrite=yes");
     static constexpr tc::Bilingual IS_WRITTEN(
         "%1 is being written by another module or program; name another file, or wait for its end",
         "%1 wird gerade von einem anderen Modul oder Programm geschrieben; nennen Sie eine andere Datei, "
         "oder "
         "warten Sie, bis es fertig ist");
     if (number == EEXIST)
-        error = IS_THERE.With({path});
+        error = tc::ThereAlready(path);
     else if (number == EWOULDBLOCK)
         error = IS_WRITTEN.With({path});
     else

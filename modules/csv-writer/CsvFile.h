@@ -11,6 +11,8 @@
 // Operations answer false on failure; `Error` then says why, with the file's name.
 class CsvFile {
  public:
+    // Why `Open` would refuse, as far as can be told without opening; empty when it would not.
+    static std::string WhyRefused(const std::string& path, bool overwrite);
     // Refuses a file that is there, unless `overwrite`, and one that somebody else is writing.
     bool Open(const std::string& path, bool overwrite);
     bool Write(const std::string& text);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
@@ -59,8 +60,14 @@ void CsvWriter::GetFiles(TCArray<TCModuleFile>& files) const {
     AddReplacedFile(files, ParamStr("file"), "file");
 }
 
+void CsvWriter::CheckStart(TCStartCheck& check) {
+    tc::CheckDoubleInputs(*portHelper, check);
+    const std::string reason = CsvFile::WhyRefused(std::string(ParamStr("file")), ParamBool("overwrite"));
+    if (!reason.empty()) check.Refuse("file: " + reason);
+}
+
 int CsvWriter::Init() {
-    std::string error;
+    TCStartCheck check;
     file.Abandon();
     runBegun = headerWritten = false;
     separator = SEPARATORS[ParamChoice("separator")];
@@ -73,7 +80,8 @@ int CsvWriter::Init() {
         const char* const type = portHelper->GetPortType(INPUT, input, nullptr);
         columns[input].spectrum = type != nullptr && std::strstr(type, "{FREQ_DOMAIN}") != nullptr;
     }
-    if (!tc::CheckDoubleInputs(*portHelper, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    CheckStart(check);
+    if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
     const int code = TCBaseModuleEx::Init();
     if (code < 0) return code;
     const std::string path(ParamStr("file"));
@@ -177,7 +185,7 @@ std::string CsvWriter::Header() {
         TCString unit;
         column.metadata.GetUnit().ToString(unit);
         add(tc::SignalName(*portHelper, input, column.metadata), std::string(unit),
-            column.begun ? tc::NumberText(column.spectrum ? 1.0 / rate : rate) : std::string());
+            column.begun ? tc::ShortestText(column.spectrum ? 1.0 / rate : rate) : std::string());
     }
     if (units.empty()) units = "\"\"";  // an empty line would be no row for many readers
     return names + "\n" + units + "\n" + rates + "\n";
@@ -186,7 +194,7 @@ std::string CsvWriter::Header() {
 void CsvWriter::AppendAxis(std::string& text) {
     std::deque<std::int64_t>& begins = axis->begins;
     for (; !begins.empty() && begins.front() <= rows; begins.pop_front()) firstOfSignal = begins.front();
-    text += tc::NumberText(static_cast<double>(rows - firstOfSignal) / axis->metadata.GetSamplerate());
+    text += tc::ShortestText(static_cast<double>(rows - firstOfSignal) / axis->metadata.GetSamplerate());
     text += separator;
 }
 
@@ -196,7 +204,7 @@ void CsvWriter::AppendRow(std::string& text) {
         Column& column = columns[i];
         if (i > 0) text += separator;
         if (column.samples.Waiting() > 0) {
-            text += tc::NumberText(column.samples.Take());
+            text += tc::ShortestText(column.samples.Take());
         } else {
             column.hasEmptyCells = true;
         }

@@ -35,6 +35,7 @@ class CsvWriter final : public TCBaseModuleEx {
             .Text();
     }
     void GetFiles(TCArray<TCModuleFile>& files) const override;
+    void CheckStart(TCStartCheck& check) override;
     int Init() override;
     int Fetch() override;
     int Execute() override;

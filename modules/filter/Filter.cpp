@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "modules/filter/Butterworth.h"
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
@@ -38,21 +39,24 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"of a band; must be given for one", "eines Bandes; für ein solches anzugeben"}},
 };
 
-// A line about a corner that does not lie above `least` and below half of `rate`; 0: it is not known yet.
-void CheckCorner(const char* name, double corner, double least, double rate, std::string& reason) {
+constexpr TCParameterEffect EFFECTS[] = {{"upper_corner", "type", "bandpass|bandstop"}};
+
+// A line about a corner that does not lie above `least` and below half of the signal's `rate`; 0: it is not
+// known yet.
+void CheckCorner(const char* name, double corner, double least, double rate, const std::string& signal,
+                 std::string& reason) {
     const bool known = rate != 0.0;
     if (corner > least && (!known || corner < rate / 2)) return;
-    static constexpr Bilingual KNOWN(
-        "%1: %2 Hz is no corner frequency at %4 samples per second; allowed is more than %3 Hz and less than "
-        "%5 Hz",
-        "%1: %2 Hz ist bei %4 Abtastwerten je Sekunde keine Grenzfrequenz; erlaubt ist mehr als %3 Hz und "
-        "weniger als %5 Hz");
-    static constexpr Bilingual UNKNOWN(
-        "%1: %2 Hz is no corner frequency; allowed is more than %3 Hz and less than half the samplerate",
-        "%1: %2 Hz ist keine Grenzfrequenz; erlaubt ist mehr als %3 Hz und weniger als die halbe Abtastrate");
-    tc::AddReason(reason, (known ? KNOWN : UNKNOWN)
-                              .With({name, tc::NumberText(corner), tc::NumberText(least),
-                                     tc::NumberText(rate), tc::NumberText(rate / 2)}));
+    static constexpr Bilingual KNOWN("more than %1 Hz and less than %2 Hz",
+                                     "mehr als %1 Hz und weniger als %2 Hz");
+    static constexpr Bilingual UNKNOWN("more than %1 Hz and less than half the samplerate",
+                                       "mehr als %1 Hz und weniger als die halbe Abtastrate");
+    const std::string expected = known ? KNOWN.With({tc::ShortestText(least), tc::ShortestText(rate / 2)})
+                                       : UNKNOWN.With({tc::ShortestText(least)});
+    const std::string where =
+        Bilingual("for '%1' at %2 samples per second", "für '%1' bei %2 Abtastwerten je Sekunde")
+            .With({signal, tc::ShortestText(rate)});
+    tc::AddReason(reason, tc::NotValid(name, tc::ShortestText(corner), expected, known ? where : ""));
 }
 
 }  // namespace
@@ -66,12 +70,32 @@ void Filter::OnInputsDeclared(int) {
 }
 
 bool Filter::OnSettingsChanged(TCString& error) {
+    error = WhyBadCorners(0.0, "").c_str();
+    return error.IsEmpty();
+}
+
+// A line for each corner that a signal of that rate cannot have; 0: it is not known yet.
+std::string Filter::WhyBadCorners(double rate, const std::string& signal) const {
     std::string reason;
     const double corner = ParamDbl("corner");
-    CheckCorner("corner", corner, 0.0, 0.0, reason);
-    if (HasUpperCorner()) CheckCorner("upper_corner", ParamDbl("upper_corner"), corner, 0.0, reason);
-    error = reason.c_str();
-    return reason.empty();
+    CheckCorner("corner", corner, 0.0, rate, signal, reason);
+    if (HasUpperCorner()) CheckCorner("upper_corner", ParamDbl("upper_corner"), corner, rate, signal, reason);
+    return reason;
+}
+
+void Filter::CheckStart(TCStartCheck& check) {
+    WarnWithoutEffect(EFFECTS, check);
+    tc::CheckRates(*portHelper, check);
+    for (unsigned input = 0; input < check.inputs.size(); ++input) {
+        const double rate = check.inputs[input].samplerate.value_or(0.0);
+        if (!(rate > 0.0)) continue;
+        const std::string reason = WhyBadCorners(rate, tc::SignalName(*portHelper, input, check));
+        if (!reason.empty()) check.Refuse(reason);
+    }
+}
+
+TCForetoldSignal Filter::ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) {
+    return inputs[static_cast<std::size_t>(output)];
 }
 
 int Filter::Init() {
@@ -121,12 +145,8 @@ int Filter::Design(unsigned input) {
     std::string error;
     if (!tc::CheckRate(*portHelper, input, channel.metadata, error))
         return Fail(tc::MODULE_FAILED, error.c_str());
-    CheckCorner("corner", corner, 0.0, rate, error);
-    if (HasUpperCorner()) CheckCorner("upper_corner", upper, corner, rate, error);
-    if (!error.empty()) {
-        const std::string name = tc::SignalName(*portHelper, input, channel.metadata);
-        return Fail(tc::MODULE_FAILED, (name + ": " + error).c_str());
-    }
+    error = WhyBadCorners(rate, tc::SignalName(*portHelper, input, channel.metadata));
+    if (!error.empty()) return Fail(tc::MODULE_FAILED, error.c_str());
     const long double perSample = 1.0L / rate;
     channel.cascade =
         tc::SectionCascade(tc::DesignButterworth(static_cast<tc::FilterBand>(ParamChoice("type")),

@@ -33,6 +33,8 @@ class Filter final : public TCBaseModuleEx {
     }
     void OnInputsDeclared(int count) override;
     bool OnSettingsChanged(TCString& error) override;
+    void CheckStart(TCStartCheck& check) override;
+    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     int Execute() override;
 
@@ -46,6 +48,7 @@ class Filter final : public TCBaseModuleEx {
     };
 
     bool HasUpperCorner() const;
+    std::string WhyBadCorners(double rate, const std::string& signal) const;
     int Prepare(unsigned input);
     int Design(unsigned input);
     int Pass(unsigned input);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <numbers>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
@@ -83,6 +84,11 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .maximum = 1048576.0},
 };
 
+constexpr TCParameterEffect EFFECTS[] = {{"frequency", "form", "sine|square|sweep"},
+                                         {"end_frequency", "form", "sweep"},
+                                         {"phase", "form", "sine|square|sweep"},
+                                         {"seed", "form", "noise"}};
+
 // Beyond this many samples a sample number is no exact double any more.
 constexpr double MOST_SAMPLES = 9007199254740992.0;
 
@@ -99,17 +105,30 @@ bool Generator::OnSettingsChanged(TCString& error) {
     tc::ParseStart(std::string(ParamStr("start")), start, reason);
     tc::ParseUnit(std::string(ParamStr("unit")), metadata.GetUnit(), reason);
     if (samples < 1.0 || samples > MOST_SAMPLES) {
-        static constexpr Bilingual LENGTH(
-            "duration: %g s at %g samples per second are %g samples; allowed are 1 to %.0f",
-            "duration: %g s mit %g Abtastwerten je Sekunde sind %g Abtastwerte; erlaubt sind 1 bis %.0f");
-        const TCString text =
-            TCString::FormatS(LENGTH.Text(), ParamDbl("duration"), ParamDbl("rate"), samples, MOST_SAMPLES);
-        tc::AddReason(reason, std::string(text));
+        tc::AddReason(reason,
+                      tc::NotValid("duration", std::string(ParamStr("duration")),
+                                   Bilingual("1 to %1 samples", "eine Länge von 1 bis %1 Abtastwerten")
+                                       .With({tc::ShortestText(MOST_SAMPLES)}),
+                                   Bilingual("at %1 samples per second", "bei %1 Abtastwerten je Sekunde")
+                                       .With({tc::ShortestText(ParamDbl("rate"))})));
     }
     error = reason.c_str();
     if (!reason.empty()) return false;
     total = static_cast<std::int64_t>(samples);
     return true;
+}
+
+void Generator::CheckStart(TCStartCheck& check) {
+    WarnWithoutEffect(EFFECTS, check);
+}
+
+TCString Generator::SignalName() const {
+    const TCString name = ParamStr("name");
+    return name.IsEmpty() ? ParamStr("form") : name;
+}
+
+TCForetoldSignal Generator::ForetellOutput(int, std::span<const TCForetoldSignal>) {
+    return {SignalName(), ParamDbl("rate"), metadata.GetUnit()};
 }
 
 int Generator::Init() {
@@ -126,8 +145,7 @@ int Generator::Init() {
     position = 0;
     random.seed(static_cast<std::uint64_t>(ParamInt("seed")));
     block.resize(static_cast<std::size_t>(ParamInt("block")));
-    const TCString name = ParamStr("name");
-    metadata.SetSignalname(name.IsEmpty() ? ParamStr("form") : name);
+    metadata.SetSignalname(SignalName());
     metadata.SetSamplerate(rate);
     metadata.SetRangeMin(offset - std::fabs(amplitude));
     metadata.SetRangeMax(offset + std::fabs(amplitude));

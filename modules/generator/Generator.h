@@ -24,6 +24,8 @@ class Generator final : public TCBaseModuleEx {
             .Text();
     }
     bool OnSettingsChanged(TCString& error) override;
+    void CheckStart(TCStartCheck& check) override;
+    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     int Execute() override;
     int Done() override;
@@ -32,6 +34,7 @@ class Generator final : public TCBaseModuleEx {
  private:
     enum Form { SINE, SQUARE, SWEEP, NOISE, DC };
 
+    TCString SignalName() const;
     double Sample(std::int64_t index);
     double Cycles(std::int64_t index) const;
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
@@ -62,22 +63,59 @@ bool Math::OnSettingsChanged(TCString& error) {
     return reason.empty();
 }
 
+std::string Math::WhyWrongCount() const {
+    const tc::Operation given = GivenOperation();
+    const bool takesTwo = given == tc::Operation::DIFFERENCE || given == tc::Operation::QUOTIENT;
+    const int count = portHelper->GetPortCnt(INPUT);
+    if (!takesTwo || count == 2) return "";
+    return tc::NotValid(
+        "operation", std::string(ParamStr("operation")),
+        Bilingual("two inputs, or sum or product", "zwei Eingänge, oder sum oder product").Text(),
+        Bilingual("for %1 inputs", "für %1 Eingänge").With({std::to_string(count)}));
+}
+
+void Math::CheckStart(TCStartCheck& check) {
+    const std::string wrongCount = WhyWrongCount();
+    if (!wrongCount.empty()) check.Refuse(wrongCount);
+    tc::CheckRates(*portHelper, check);
+    Mismatch rates;
+    Mismatch units;
+    std::vector<std::optional<TCSI_Unit>> known;
+    for (const TCForetoldSignal& input : check.inputs) known.push_back(input.unit);
+    const std::optional<double> rate = check.inputs.front().samplerate;
+    for (std::size_t i = 1; i < check.inputs.size() && rate && rates.error.empty(); ++i) {
+        rates.input = i;
+        CheckRates(*rate, check.inputs[i].samplerate.value_or(*rate), rates);
+    }
+    ComputeUnit(known, units);
+    for (const Mismatch& found : {rates, units}) {
+        if (found.error.empty()) continue;
+        const auto port = static_cast<unsigned>(found.input);
+        const bool isAboutInput = !found.error.starts_with("scale_unit:");
+        check.Refuse((isAboutInput ? std::string(portHelper->GetPortName(INPUT, port)) + ": " : "") +
+                     found.error);
+    }
+}
+
+TCForetoldSignal Math::ForetellOutput(int, std::span<const TCForetoldSignal> known) {
+    TCForetoldSignal signal;
+    Mismatch ignored;
+    std::vector<std::optional<TCSI_Unit>> units;
+    for (const TCForetoldSignal& input : known) units.push_back(input.unit);
+    signal.samplerate = known.front().samplerate;
+    signal.unit = ComputeUnit(units, ignored);
+    return signal;
+}
+
 int Math::Init() {
-    operation = static_cast<tc::Operation>(ParamChoice("operation"));
+    operation = GivenOperation();
     scale = ParamDbl("scale");
     offset = ParamDbl("offset");
     open = false;
     inputs.clear();
     inputs.resize(static_cast<std::size_t>(GetNoInput()));
-    const bool takesTwo = operation == tc::Operation::DIFFERENCE || operation == tc::Operation::QUOTIENT;
-    if (takesTwo && inputs.size() != 2) {
-        return Fail(tc::MODULE_FAILED,
-                    Bilingual("operation: a %1 takes two inputs, but there are %2",
-                              "operation: %1 nimmt zwei Eingänge, es sind aber %2")
-                        .With({std::string(ParamStr("operation")), std::to_string(inputs.size())})
-                        .c_str());
-    }
-    return TCBaseModuleEx::Init();
+    const std::string wrongCount = WhyWrongCount();
+    return wrongCount.empty() ? TCBaseModuleEx::Init() : Fail(tc::MODULE_FAILED, wrongCount.c_str());
 }
 
 int Math::Execute() {
@@ -148,55 +186,85 @@ bool Math::CheckTimes(std::string& error) const {
     for (std::size_t i = 1; i < inputs.size() && error.empty(); ++i) {
         const double otherRate = Metadata(i).GetSamplerate();
         const double apart = Metadata(i).GetTimestamp() - time;
-        if (!(std::fabs(otherRate - rate) <= SAMPLERATE_TOLERANCE * std::fabs(rate))) {
-            error = Bilingual(
-                        "%1 and %2 have different samplerates, %3 and %4; allowed is one for all, as for the "
-                        "module Align",
-                        "%1 und %2 haben verschiedene Abtastraten, %3 und %4; erlaubt ist nur eine für alle, "
-                        "wie beim Modul Align")
-                        .With({PortText(0), PortText(i), tc::NumberText(rate), tc::NumberText(otherRate)});
-        } else if (!(std::fabs(apart * rate / 1000.0) <= START_TOLERANCE)) {
+        Mismatch found{{}, i};
+        CheckRates(rate, otherRate, found);
+        error = found.error;
+        if (error.empty() && !(std::fabs(apart * rate / 1000.0) <= START_TOLERANCE)) {
             error = Bilingual(
                         "%1 and %2 begin %3 ms apart; a module Align in front of this one makes them begin "
                         "together",
                         "%1 und %2 beginnen %3 ms auseinander; ein Modul Align vor diesem lässt sie "
                         "gemeinsam beginnen")
-                        .With({PortText(0), PortText(i), tc::NumberText(apart)});
+                        .With({PortText(0), PortText(i), tc::ShortestText(apart)});
         }
     }
     return error.empty();
+}
+
+void Math::CheckRates(double rate, double otherRate, Mismatch& found) const {
+    if (std::fabs(otherRate - rate) <= SAMPLERATE_TOLERANCE * std::fabs(rate)) return;
+    found.error =
+        Bilingual(
+            "%1 and %2 have different samplerates, %3 and %4; allowed is one for all, as for the module "
+            "Align",
+            "%1 und %2 haben verschiedene Abtastraten, %3 und %4; erlaubt ist nur eine für alle, wie beim "
+            "Modul "
+            "Align")
+            .With({PortText(0), PortText(found.input), tc::ShortestText(rate), tc::ShortestText(otherRate)});
 }
 
 // Into the metadata of the result.
 bool Math::ComputeUnit(std::string& error) {
-    const bool keeps = KeepsUnit();
-    const std::string word(ParamStr("operation"));
-    TCSI_Unit unit = Metadata(0).GetUnit();
-    for (std::size_t i = 1; i < inputs.size() && error.empty(); ++i) {
-        const TCSI_Unit& other = Metadata(i).GetUnit();
-        if (keeps && !tc::IsConvertible(other, unit)) {
-            error = Bilingual(
-                        "%1 (%2) and %3 (%4) have different units; a %5 needs the same, or one that differs "
-                        "by a factor",
-                        "%1 (%2) und %3 (%4) haben verschiedene Einheiten; %5 braucht die gleiche oder eine, "
-                        "die um einen Faktor abweicht")
-                        .With({PortText(0), tc::UnitText(unit), PortText(i), tc::UnitText(other), word});
-        } else if (!keeps && !tc::ScaleUnit(unit, other, operation == tc::Operation::PRODUCT ? 1 : -1)) {
-            error = Bilingual("no unit can hold the %1 of %2 (%3) and the inputs before it",
-                              "%1: keine Einheit fasst das Ergebnis aus %2 (%3) und den Eingängen davor")
-                        .With({word, PortText(i), tc::UnitText(other)});
-        }
-    }
-    if (error.empty() && !tc::ScaleUnit(unit, scaleUnit, 1))
-        error = Bilingual("scale_unit: no unit can hold the product of %1 and the inputs'",
-                          "scale_unit: keine Einheit fasst das Produkt aus %1 und den Einheiten der Eingänge")
-                    .With({tc::UnitText(scaleUnit)});
-    metadata.SetUnit(unit);
+    Mismatch found;
+    std::vector<std::optional<TCSI_Unit>> units;
+    for (std::size_t i = 0; i < inputs.size(); ++i) units.emplace_back(Metadata(i).GetUnit());
+    if (const std::optional<TCSI_Unit> unit = ComputeUnit(units, found)) metadata.SetUnit(*unit);
+    error = found.error;
     return error.empty();
 }
 
-bool Math::KeepsUnit() const {
-    return operation == tc::Operation::SUM || operation == tc::Operation::DIFFERENCE;
+// Nothing where too little is known.
+std::optional<TCSI_Unit> Math::ComputeUnit(const std::vector<std::optional<TCSI_Unit>>& units,
+                                           Mismatch& found) const {
+    const tc::Operation given = GivenOperation();
+    const bool keeps = KeepsUnit(given);
+    const std::string word(ParamStr("operation"));
+    std::optional<TCSI_Unit> known = units.front();
+    for (std::size_t i = 1; i < units.size() && known && found.error.empty(); ++i) {
+        found.input = i;
+        if (!units[i] && !keeps) known.reset();
+        if (!units[i]) continue;
+        const TCSI_Unit& other = *units[i];
+        TCSI_Unit& unit = *known;
+        if (keeps && !tc::IsConvertible(other, unit)) {
+            found.error =
+                Bilingual(
+                    "%1 (%2) and %3 (%4) have different units; a %5 needs the same, or one that differs "
+                    "by a factor",
+                    "%1 (%2) und %3 (%4) haben verschiedene Einheiten; %5 braucht die gleiche oder eine, "
+                    "die um einen Faktor abweicht")
+                    .With({PortText(0), tc::UnitText(unit), PortText(i), tc::UnitText(other), word});
+        } else if (!keeps && !tc::ScaleUnit(unit, other, given == tc::Operation::PRODUCT ? 1 : -1)) {
+            found.error =
+                Bilingual("no unit can hold the %1 of %2 (%3) and the inputs before it",
+                          "%1: keine Einheit fasst das Ergebnis aus %2 (%3) und den Eingängen davor")
+                    .With({word, PortText(i), tc::UnitText(other)});
+        }
+    }
+    if (known && found.error.empty() && !tc::ScaleUnit(*known, scaleUnit, 1))
+        found.error =
+            Bilingual("scale_unit: no unit can hold the product of %1 and the inputs'",
+                      "scale_unit: keine Einheit fasst das Produkt aus %1 und den Einheiten der Eingänge")
+                .With({tc::UnitText(scaleUnit)});
+    return known;
+}
+
+tc::Operation Math::GivenOperation() const {
+    return static_cast<tc::Operation>(ParamChoice("operation"));
+}
+
+bool Math::KeepsUnit(tc::Operation kind) {
+    return kind == tc::Operation::SUM || kind == tc::Operation::DIFFERENCE;
 }
 
 void Math::DescribeResult() {
@@ -219,7 +287,7 @@ tc::ValueRange Math::RangeOf(std::size_t index) const {
 }
 
 void Math::ToCommonUnit(std::size_t index, double* values, std::size_t count) const {
-    if (KeepsUnit()) tc::Convert(values, count, Metadata(index).GetUnit(), Metadata(0).GetUnit());
+    if (KeepsUnit(operation)) tc::Convert(values, count, Metadata(index).GetUnit(), Metadata(0).GetUnit());
 }
 
 int Math::Write(std::int64_t count) {

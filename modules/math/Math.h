@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,8 @@ class Math final : public TCBaseModuleEx {
     }
     void OnInputsDeclared(int count) override;
     bool OnSettingsChanged(TCString& error) override;
+    void CheckStart(TCStartCheck& check) override;
+    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     int Execute() override;
     int Done() override;
@@ -53,9 +56,20 @@ class Math final : public TCBaseModuleEx {
     int Join();
     bool IsReady() const;
     int Begin();
+    // Why the inputs do not belong together; the last input that was looked at is the one that does not.
+    struct Mismatch {
+        std::string error;
+        std::size_t input = 0;
+    };
+
+    std::string WhyWrongCount() const;
+    void CheckRates(double rate, double otherRate, Mismatch& found) const;
     bool CheckTimes(std::string& error) const;
+    std::optional<TCSI_Unit> ComputeUnit(const std::vector<std::optional<TCSI_Unit>>& units,
+                                         Mismatch& found) const;
     bool ComputeUnit(std::string& error);
-    bool KeepsUnit() const;
+    tc::Operation GivenOperation() const;
+    static bool KeepsUnit(tc::Operation kind);
     void DescribeResult();
     tc::ValueRange RangeOf(std::size_t index) const;
     void ToCommonUnit(std::size_t index, double* values, std::size_t count) const;

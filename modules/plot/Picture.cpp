@@ -7,6 +7,7 @@
 #include <limits>
 #include <string_view>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleSignals.h"
 
 namespace tc {
@@ -63,9 +64,9 @@ struct Layout {
         const double top = HEADLINE + cell * panel + AbovePanel();
         const double bottom = HEADLINE + cell * (panel + 1) - BelowPanel();
         const double names = top - AbovePanel() / 2.0;
-        return "set tmargin at screen " + NumberText(1.0 - top / height) + "\nset bmargin at screen " +
-               NumberText(1.0 - bottom / height) + "\nset key center center at screen 0.55,screen " +
-               NumberText(1.0 - names / height) + " maxrows " + std::to_string(keyRows) + "\n";
+        return "set tmargin at screen " + ShortestText(1.0 - top / height) + "\nset bmargin at screen " +
+               ShortestText(1.0 - bottom / height) + "\nset key center center at screen 0.55,screen " +
+               ShortestText(1.0 - names / height) + " maxrows " + std::to_string(keyRows) + "\n";
     }
 };
 
@@ -160,14 +161,14 @@ std::string WavePoints(const PictureSignal& signal) {
     double index = 0.0;
     bool upwards = true;
     for (const Envelope::Stretch& stretch : signal.envelope->Stretches()) {
-        const std::string x = NumberText(step * index++);
+        const std::string x = ShortestText(step * index++);
         if (stretch.IsEmpty()) {
             text += "\n";
             continue;
         }
-        text += x + " " + NumberText(upwards ? stretch.minimum : stretch.maximum) + "\n";
+        text += x + " " + ShortestText(upwards ? stretch.minimum : stretch.maximum) + "\n";
         if (stretch.minimum == stretch.maximum) continue;
-        text += x + " " + NumberText(upwards ? stretch.maximum : stretch.minimum) + "\n";
+        text += x + " " + ShortestText(upwards ? stretch.maximum : stretch.minimum) + "\n";
         upwards = !upwards;
     }
     return text;
@@ -179,8 +180,8 @@ std::string SpectrumPoints(const PictureSignal& signal, double floor) {
     std::string text;
     double index = 0.0;
     for (const Envelope::Stretch& stretch : signal.envelope->Stretches()) {
-        text += NumberText(index++ * perStretch / perHertz) + " " +
-                NumberText(Decibels(stretch.maximum, floor)) + "\n";
+        text += ShortestText(index++ * perStretch / perHertz) + " " +
+                ShortestText(Decibels(stretch.maximum, floor)) + "\n";
     }
     return text;
 }
@@ -247,11 +248,11 @@ std::string SpectrumAxes(const Panel& panel, const PictureOptions& options, bool
     const double top = TopDecibels(panel);
     return HorizontalAxis("Frequency", "Hz", compact) + "set ylabel " +
            Quoted(unit.empty() ? "Level [dB]" : "Level [dB re 1 " + unit + "]") + "\n" +
-           Range("y", NumberText(top - options.decibels), NumberText(top)) + "unset offsets\nset ytics " +
-           NumberText(NiceStep(options.decibels, compact ? 4 : 7)) + "\n" +
+           Range("y", ShortestText(top - options.decibels), ShortestText(top)) + "unset offsets\nset ytics " +
+           ShortestText(NiceStep(options.decibels, compact ? 4 : 7)) + "\n" +
            (options.logarithmic ? "set logscale x\n" : "unset logscale x\n") +
-           (options.logarithmic ? Range("x", NumberText(first), NumberText(std::max(last, 2 * first)))
-                                : Range("x", "0", NumberText(last)));
+           (options.logarithmic ? Range("x", ShortestText(first), ShortestText(std::max(last, 2 * first)))
+                                : Range("x", "0", ShortestText(last)));
 }
 
 std::string WaveAxes(const Panel& panel, bool compact) {
@@ -265,11 +266,11 @@ std::string WaveAxes(const Panel& panel, bool compact) {
     return HorizontalAxis("Time", "s", compact) + "set ylabel " +
            Quoted(unit.empty() ? "Value" : "Value [" + unit + "]") + "\nunset logscale x\n" +
            (step > 0.0 ? "set yrange [*:*] noextend\nset offsets 0,0,graph 0.06,graph 0.06\nset ytics " +
-                             NumberText(step) + "\n"
-                       : Range("y", NumberText(std::max(all.minimum - around, -MOST)),
-                               NumberText(std::min(all.maximum + around, MOST))) +
+                             ShortestText(step) + "\n"
+                       : Range("y", ShortestText(std::max(all.minimum - around, -MOST)),
+                               ShortestText(std::min(all.maximum + around, MOST))) +
                              "unset offsets\nset ytics autofreq\n") +
-           Range("x", "0", NumberText(LastPosition(panel)));
+           Range("x", "0", ShortestText(LastPosition(panel)));
 }
 
 // The names stand over the panel: that of a single curve as its title, those of several as its key.
@@ -308,7 +309,7 @@ std::string Header(const Layout& layout, const std::string& title, bool png) {
            "set border 3 lc rgb \"#606060\"\nset tics nomirror out scale 0.6 textcolor rgb \"#303030\"\n"
            "set title offset 0,-0.7\nset grid lc rgb \"#d8d8d8\" lt 1 lw 0.6\nset key horizontal samplen 1\n"
            "set lmargin at screen " +
-           NumberText(std::min(0.3, 120.0 / layout.width)) +
+           ShortestText(std::min(0.3, 120.0 / layout.width)) +
            "\nset rmargin at screen 0.97\nset multiplot title " + Quoted(title) + "\n";
 }
 

@@ -72,9 +72,10 @@ bool Plot::OnSettingsChanged(TCString& error) {
     const std::string file(ParamStr("file"));
     const bool known = EndsWith(file, ".svg") || EndsWith(file, ".png");
     if (!known)
-        error = Bilingual("file: \"%1\" is no picture; allowed are names that end in .svg or .png",
-                          "file: \"%1\" ist kein Bild; erlaubt sind Namen, die auf .svg oder .png enden")
-                    .With({file})
+        error = tc::NotValid(
+                    "file", file,
+                    Bilingual("a name that ends in .svg or .png", "ein Name mit der Endung .svg oder .png")
+                        .Text())
                     .c_str();
     return known;
 }
@@ -83,37 +84,56 @@ void Plot::GetFiles(TCArray<TCModuleFile>& files) const {
     AddReplacedFile(files, ParamStr("file"), "file");
 }
 
+void Plot::CheckStart(TCStartCheck& check) {
+    tc::CheckDoubleInputs(*portHelper, check);
+    tc::CheckRates(*portHelper, check);
+    const std::string room = WhyNoRoom();
+    if (!room.empty()) check.Refuse(room);
+    const std::string unwritable = tc::WhyNotWritable(std::string(ParamStr("file")), FileWriting::Beside);
+    if (!unwritable.empty()) check.Refuse("file: " + unwritable);
+    if (!tc::HasGnuplot())
+        check.Refuse(
+            Bilingual("the program gnuplot is not in the PATH; it comes with the package gnuplot-nox",
+                      "das Programm gnuplot ist nicht im PATH; es kommt mit dem Paket gnuplot-nox")
+                .Text());
+    bool anySpectrum = false;
+    for (unsigned input = 0; input < static_cast<unsigned>(GetNoInput()); ++input)
+        anySpectrum = anySpectrum || IsSpectrum(input);
+    for (const char* parameter : {"decibels", "log_frequency"})
+        if (!anySpectrum && IsGiven(parameter))
+            check.Warn(Bilingual("%1: has no effect, for no spectrum is wired to it",
+                                 "%1: hat keine Wirkung, denn mit dem Modul ist kein Spektrum verbunden")
+                           .With({parameter}));
+}
+
+bool Plot::IsSpectrum(unsigned input) const {
+    const char* type = portHelper->GetPortType(INPUT, input, nullptr);
+    return type != nullptr && std::strstr(type, "{FREQ_DOMAIN}") != nullptr;
+}
+
 int Plot::Init() {
+    TCStartCheck check;
     std::string error;
     ready = false;
-    if (!tc::CheckDoubleInputs(*portHelper, error) || !HasRoom(error) ||
-        !tc::CanWrite(std::string(ParamStr("file")), error)) {
-        return Fail(tc::MODULE_FAILED, error.c_str());
-    }
-    if (!tc::HasGnuplot()) {
-        return Fail(tc::MODULE_FAILED,
-                    Bilingual("the program gnuplot is not in the PATH; it comes with the package gnuplot-nox",
-                              "das Programm gnuplot ist nicht im PATH; es kommt mit dem Paket gnuplot-nox")
-                        .Text());
-    }
+    CheckStart(check);
+    if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
+    if (!tc::CanWrite(std::string(ParamStr("file")), error)) return Fail(tc::MODULE_FAILED, error.c_str());
     curves.assign(static_cast<std::size_t>(GetNoInput()), Curve{Envelope(MOST_STRETCHES), {}, false, false});
-    for (unsigned input = 0; input < curves.size(); ++input) {
-        const char* type = portHelper->GetPortType(INPUT, input, nullptr);
-        curves[input].spectrum = type != nullptr && std::strstr(type, "{FREQ_DOMAIN}") != nullptr;
-    }
+    for (unsigned input = 0; input < curves.size(); ++input) curves[input].spectrum = IsSpectrum(input);
     const int code = TCBaseModuleEx::Init();
     ready = code >= 0;
     return code;
 }
 
-bool Plot::HasRoom(std::string& error) {
-    const int least = tc::LeastHeight(ParamChoice("layout") == 0 ? GetNoInput() : std::min(GetNoInput(), 2));
+std::string Plot::WhyNoRoom() const {
+    const int signals = portHelper->GetPortCnt(INPUT);
+    const int least = tc::LeastHeight(ParamChoice("layout") == 0 ? signals : std::min(signals, 2));
     const int height = ParamInt("height");
-    if (height == 0 || height >= least) return true;
-    error = Bilingual("height: %1 pixels are too few for %2 signals; allowed are 0 and at least %3",
-                      "height: %1 Pixel sind zu wenig für %2 Signale; erlaubt sind 0 und mindestens %3")
-                .With({std::to_string(height), std::to_string(GetNoInput()), std::to_string(least)});
-    return false;
+    if (height == 0 || height >= least) return "";
+    return tc::NotValid(
+        "height", std::to_string(height),
+        Bilingual("0 or at least %1 pixels", "0, oder mindestens %1 Pixel").With({std::to_string(least)}),
+        Bilingual("for %1 signals", "für %1 Signale").With({std::to_string(signals)}));
 }
 
 int Plot::Execute() {

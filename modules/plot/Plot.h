@@ -26,6 +26,7 @@ class Plot final : public TCBaseModuleEx {
     }
     bool OnSettingsChanged(TCString& error) override;
     void GetFiles(TCArray<TCModuleFile>& files) const override;
+    void CheckStart(TCStartCheck& check) override;
     int Init() override;
     int Execute() override;
     int Done() override;
@@ -38,7 +39,8 @@ class Plot final : public TCBaseModuleEx {
         bool spectrum = false;
     };
 
-    bool HasRoom(std::string& error);
+    std::string WhyNoRoom() const;
+    bool IsSpectrum(unsigned input) const;
     int Take(unsigned input);
     // Those that have anything to draw.
     std::vector<tc::PictureSignal> Signals() const;

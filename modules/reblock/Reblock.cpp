@@ -33,6 +33,14 @@ void Reblock::OnInputsDeclared(int) {
     tc::DeclareOutputs(*portHelper, "TIME_DOMAIN");
 }
 
+void Reblock::CheckStart(TCStartCheck& check) {
+    tc::CheckRates(*portHelper, check);
+}
+
+TCForetoldSignal Reblock::ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) {
+    return inputs[static_cast<std::size_t>(output)];
+}
+
 int Reblock::Init() {
     blockSize = static_cast<unsigned>(ParamInt("size"));
     signals.clear();

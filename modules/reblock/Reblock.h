@@ -32,6 +32,8 @@ class Reblock final : public TCBaseModuleEx {
             .Text();
     }
     void OnInputsDeclared(int count) override;
+    void CheckStart(TCStartCheck& check) override;
+    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     // A long input block is cut in several steps, so that memory stays flat.
     int Fetch() override;

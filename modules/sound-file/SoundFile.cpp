@@ -68,10 +68,11 @@ bool SoundFile::OnSettingsChanged(TCString& error) {
     if (!reason.empty()) return false;
     const std::int64_t newBlockSize = ParamInt("block");
     if (newBlockSize * probe.Channels() > MOST_BLOCK_VALUES) {
-        error = Bilingual("block: %1 samples of %2 channels are too many at once; allowed are %3 samples",
-                          "block: %1 Abtastwerte von %2 Kanälen sind zu viele auf einmal; erlaubt sind %3")
-                    .With({std::to_string(newBlockSize), std::to_string(probe.Channels()),
-                           std::to_string(MOST_BLOCK_VALUES / probe.Channels())})
+        error = tc::NotValid(
+                    "block", std::to_string(newBlockSize),
+                    Bilingual("at most %1 samples", "eine Zahl bis %1 Abtastwerte")
+                        .With({std::to_string(MOST_BLOCK_VALUES / probe.Channels())}),
+                    Bilingual("with %1 channels", "bei %1 Kanälen").With({std::to_string(probe.Channels())}))
                     .c_str();
         return false;
     }
@@ -91,6 +92,12 @@ bool SoundFile::OnSettingsChanged(TCString& error) {
         ti.SetUnit(unit);
     }
     return true;
+}
+
+TCForetoldSignal SoundFile::ForetellOutput(int output, std::span<const TCForetoldSignal>) {
+    if (output >= channels) return {};  // the bus
+    const TCTypeInfo& ti = metadata[static_cast<std::size_t>(output)];
+    return {names[static_cast<std::size_t>(output)], ti.GetSamplerate(), ti.GetUnit()};
 }
 
 bool SoundFile::Open(SoundReader& opened, std::string& error) const {

@@ -26,6 +26,7 @@ class SoundFile final : public TCBaseModuleEx {
             .Text();
     }
     bool OnSettingsChanged(TCString& error) override;
+    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     int Execute() override;
     int Done() override;

@@ -48,6 +48,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .choices = "none|amplitude"},
 };
 
+constexpr TCParameterEffect EFFECTS[] = {{"overlap", "average", "power"}};
+
 // a0 - a1 cos(x) + a2 cos(2x), in the order of the choices.
 constexpr double WINDOW_COEFFICIENTS[][3] = {
     {0.5, 0.5, 0.0}, {1.0, 0.0, 0.0}, {0.54, 0.46, 0.0}, {0.42, 0.5, 0.08}};
@@ -76,6 +78,18 @@ Spectrum::Spectrum(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
 
 void Spectrum::OnInputsDeclared(int) {
     tc::DeclareOutputs(*portHelper, "FREQ_DOMAIN");
+}
+
+void Spectrum::CheckStart(TCStartCheck& check) {
+    WarnWithoutEffect(EFFECTS, check);
+}
+
+TCForetoldSignal Spectrum::ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) {
+    TCForetoldSignal signal = inputs[static_cast<std::size_t>(output)];
+    if (signal.name && signal.name->IsEmpty())
+        signal.name = portHelper->GetPortName(INPUT, static_cast<unsigned>(output));
+    if (signal.samplerate) signal.samplerate = ParamInt("length") / *signal.samplerate;  // bins per Hz
+    return signal;
 }
 
 int Spectrum::Init() {
@@ -115,8 +129,10 @@ int Spectrum::Execute() {
 int Spectrum::Done() {
     ClearResults();
     for (unsigned input = 0; input < signals.size(); ++input) {
+        if (signals[input].open) WarnOfLoss(input);
         if (!signals[input].magnitudes.empty()) Report(input, signals[input]);
     }
+    signals.clear();
     return TCBaseModuleEx::Done();
 }
 
@@ -151,8 +167,15 @@ int Spectrum::Consume(unsigned input, const double* values, int count) {
 
 int Spectrum::EndSignal(unsigned input) {
     Signal& signal = signals[input];
-    const std::string name = tc::SignalName(*portHelper, input, signal.metadata);
     signal.open = false;
+    WarnOfLoss(input);
+    return !firstOnly && signal.used > 0 ? Write(input) : 0;
+}
+
+// Of a signal that is over.
+void Spectrum::WarnOfLoss(unsigned input) {
+    const Signal& signal = signals[input];
+    const std::string name = tc::SignalName(*portHelper, input, signal.metadata);
     if (signal.skipped > 0) {
         TCModuleMessage::Warning(
             GetModuleName(),
@@ -168,7 +191,6 @@ int Spectrum::EndSignal(unsigned input) {
                 .Text(),
             name.c_str(), signal.segment.size(), window.size());
     }
-    return !firstOnly && signal.used > 0 ? Write(input) : 0;
 }
 
 void Spectrum::UseSegment(Signal& signal) {

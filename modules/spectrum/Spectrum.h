@@ -36,6 +36,8 @@ class Spectrum final : public TCBaseModuleEx {
             .Text();
     }
     void OnInputsDeclared(int count) override;
+    void CheckStart(TCStartCheck& check) override;
+    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     int Execute() override;
     int Done() override;
@@ -58,6 +60,7 @@ class Spectrum final : public TCBaseModuleEx {
     void Begin(Signal& signal, const TCTypeInfo& ti) const;
     int Consume(unsigned input, const double* values, int count);
     int EndSignal(unsigned input);
+    void WarnOfLoss(unsigned input);
     void UseSegment(Signal& signal);
     bool FillTransform(const std::vector<double>& segment);
     int Write(unsigned output);

@@ -113,7 +113,11 @@ bool XmlPlayer::OnSettingsChanged(TCString& error) {
         std::string mistake;
         Track& track = found.emplace_back();
         track.file = file;
-        if (!Open(track, mistake)) tc::AddReason(reason, "file: " + mistake);
+        if (!Open(track, mistake))
+            tc::AddReason(reason, "file: " + mistake);
+        else if (const TCTypeInfo* const ti =
+                     track.reader->Next() > 0 ? track.reader->GetBlock().GetTI() : nullptr)
+            track.foretold = {TCString(ti->GetSignalname()), ti->GetSamplerate(), ti->GetUnit()};
         track.reader = nullptr;
     }
     error = reason.c_str();
@@ -125,6 +129,10 @@ bool XmlPlayer::OnSettingsChanged(TCString& error) {
     }
     tracks = std::move(found);
     return true;
+}
+
+TCForetoldSignal XmlPlayer::ForetellOutput(int output, std::span<const TCForetoldSignal>) {
+    return tracks[static_cast<std::size_t>(output)].foretold;
 }
 
 void XmlPlayer::DeclareOutput(unsigned output, const TCString& name, const Track& track) {

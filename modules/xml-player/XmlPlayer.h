@@ -27,6 +27,7 @@ class XmlPlayer final : public TCBaseModuleEx {
     }
     bool OnSettingsChanged(TCString& error) override;
     void GetFiles(TCArray<TCModuleFile>& files) const override;
+    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     int Execute() override;
     int Done() override;
@@ -36,6 +37,7 @@ class XmlPlayer final : public TCBaseModuleEx {
         std::string file;
         std::string type;
         int items = 0;
+        TCForetoldSignal foretold;                       // by the first block
         std::unique_ptr<tc::StreamRecordReader> reader;  // in a run, until the end of the document
         bool breaksOff = false;                          // at the block played last
     };

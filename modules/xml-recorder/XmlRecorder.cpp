@@ -62,7 +62,15 @@ void XmlRecorder::GetFiles(TCArray<TCModuleFile>& files) const {
         AddReplacedFile(files, FileOf(input).c_str(), "file");
 }
 
+void XmlRecorder::CheckStart(TCStartCheck& check) {
+    for (unsigned input = 0; input < static_cast<unsigned>(GetNoInput()); ++input) {
+        const std::string reason = portHelper->IsWired(INPUT, input) ? WhyRefused(input) : std::string();
+        if (!reason.empty()) check.Refuse(reason);
+    }
+}
+
 int XmlRecorder::Init() {
+    TCStartCheck check;
     tracks.clear();
     begun = false;
     for (unsigned input = 0; input < streams.size(); ++input) {
@@ -70,9 +78,9 @@ int XmlRecorder::Init() {
         Track& track = *tracks.emplace_back(std::make_unique<Track>());
         track.stream = streams[input];
         track.file = FileOf(static_cast<int>(input));
-        std::string error;
-        if (!CheckInput(input, track.file, error)) return Fail(tc::MODULE_FAILED, error.c_str());
     }
+    CheckStart(check);
+    if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
     for (const auto& track : tracks)
         if (!track->writer.Prepare(track->file.c_str(), ParamBool("overwrite")))
             return Fail(tc::MODULE_FAILED, track->writer.GetError().c_str());
@@ -87,33 +95,29 @@ int XmlRecorder::Fetch() {
     return TCBaseModuleEx::Fetch();
 }
 
-// All of them before any file is touched.
-bool XmlRecorder::CheckInput(unsigned input, const std::string& file, std::string& error) const {
+std::string XmlRecorder::WhyRefused(unsigned input) const {
     constexpr TCPortHelper::TYPE ADDRESSES = TCPortHelper::TYPE_POINTER | TCPortHelper::TYPE_POINTERARRAY;
     constexpr TCPortHelper::TYPE MATRICES = TCPortHelper::TYPE_SWORDMATRIX | TCPortHelper::TYPE_DOUBLEMATRIX;
     if (portHelper->DoesDataTypeMatch(INPUT, input, ADDRESSES) &&
-        !portHelper->DoesDataTypeMatch(INPUT, input, MATRICES)) {
-        error =
-            Bilingual("the input \"%1\" brings addresses, which mean nothing in a file; wire it to values",
-                      "der Eingang \"%1\" bringt Adressen, die in einer Datei nichts bedeuten; verbinden Sie "
-                      "ihn mit Werten")
-                .With({std::string(portHelper->GetPortName(INPUT, input))});
-        return false;
-    }
+        !portHelper->DoesDataTypeMatch(INPUT, input, MATRICES))
+        return Bilingual(
+                   "%1: brings addresses, which mean nothing in a file; wire it to values",
+                   "%1: bringt Adressen, die in einer Datei nichts bedeuten; verbinden Sie den Eingang mit "
+                   "Werten")
+            .With({std::string(portHelper->GetPortName(INPUT, input))});
+    const std::string file = FileOf(static_cast<int>(input));
     std::error_code ignored;
     const std::filesystem::file_status status = std::filesystem::status(file, ignored);
-    if (!std::filesystem::exists(status)) return true;
-    if (!std::filesystem::is_regular_file(status) || tc::IsStandardStream(file))
-        error =
-            Bilingual(
-                "%1 is no ordinary file, which a recording needs; name another one",
-                "%1 ist keine gewöhnliche Datei, eine Aufzeichnung braucht aber eine; nennen Sie eine andere")
-                .With({file});
-    else if (!ParamBool("overwrite"))
-        error = Bilingual("%1 is there already; it is replaced only with overwrite=yes",
-                          "%1 gibt es schon; ersetzt wird die Datei nur mit overwrite=yes")
-                    .With({file});
-    return error.empty();
+    const bool exists = std::filesystem::exists(status);
+    if (exists && (!std::filesystem::is_regular_file(status) || tc::IsStandardStream(file)))
+        return Bilingual(
+                   "file: %1 is no ordinary file, which a recording needs; name another one",
+                   "file: %1 ist keine gewöhnliche Datei, eine Aufzeichnung braucht aber eine; nennen Sie "
+                   "eine andere")
+            .With({file});
+    if (exists && !ParamBool("overwrite")) return "file: " + tc::ThereAlready(file);
+    const std::string unwritable = tc::WhyNotWritable(file, FileWriting::InPlace);
+    return unwritable.empty() ? "" : "file: " + unwritable;
 }
 
 bool XmlRecorder::BeginTracks(std::string& error) {

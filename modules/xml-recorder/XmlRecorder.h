@@ -29,6 +29,7 @@ class XmlRecorder final : public TCBaseModuleEx {
     void DeleteStreams() override;
     void OnInputsDeclared(int count) override;
     void GetFiles(TCArray<TCModuleFile>& files) const override;
+    void CheckStart(TCStartCheck& check) override;
     int Init() override;
     int Fetch() override;
     int Execute() override;
@@ -43,7 +44,7 @@ class XmlRecorder final : public TCBaseModuleEx {
     };
 
     std::string FileOf(int input) const;
-    bool CheckInput(unsigned input, const std::string& file, std::string& error) const;
+    std::string WhyRefused(unsigned input) const;
     bool BeginTracks(std::string& error);
 
     std::vector<TCIOStream*> streams;  // of the inputs that are connected; the helper owns them

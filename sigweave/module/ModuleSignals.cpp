@@ -1,12 +1,14 @@
 #include "sigweave/module/ModuleSignals.h"
 
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <sstream>
+#include <system_error>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/FileMessages.h"
 
 namespace tc {
 
@@ -87,6 +89,12 @@ void AddReason(CString& error, const CString& reason) {
     error += (error.empty() ? "" : "\n") + reason;
 }
 
+CString NotValid(const char* name, const CString& value, const CString& expected,
+                 const CString& circumstances) {
+    return Bilingual("%1: '%2' is not valid%3; expected %4", "%1: '%2' ist nicht gültig%3; erwartet wird %4")
+        .With({name, value, circumstances.empty() ? std::string() : " " + circumstances, expected});
+}
+
 bool ParseStart(const CString& text, double& milliseconds, CString& error) {
     milliseconds = 0.0;
     if (text.empty()) return true;
@@ -98,22 +106,25 @@ bool ParseStart(const CString& text, double& milliseconds, CString& error) {
     TakeCharacter(text, at, "Z");
     milliseconds = std::round((days * 86400.0 + seconds) * 1e6) / 1e3;
     if (valid && at == text.size() && milliseconds > 0.0) return true;
-    AddReason(error, Bilingual("start: \"%1\" is no time; allowed are UTC dates and times after 1970-01-01, "
-                               "as 2026-03-01T12:00:00Z, or nothing for the time of the run",
-                               "start: \"%1\" ist keine Zeit; erlaubt sind Daten und Zeiten in UTC nach "
-                               "1970-01-01, wie 2026-03-01T12:00:00Z, oder nichts für die Zeit des Laufs")
-                         .With({text}));
+    AddReason(error, NotValid("start", text,
+                              Bilingual("a UTC date, or date and time, after 1970-01-01, as "
+                                        "2026-03-01T12:00:00Z, or nothing for the time of the run",
+                                        "ein Datum, auch mit Zeit, in UTC nach 1970-01-01, wie "
+                                        "2026-03-01T12:00:00Z, oder nichts für die Zeit des Laufs")
+                                  .Text()));
     return false;
 }
 
 bool ParseUnit(const CString& text, TCSI_Unit& unit, CString& error, const char* name) {
     unit.clear();
     if (text.empty() || (unit.FromString(text.c_str()) && IsWithinLimits(text, unit))) return true;
-    AddReason(error, Bilingual("%1: \"%2\" is no unit; allowed are SI symbols with exponents and a decimal "
-                               "factor, as V, m s^-2 or V * 1e-003",
-                               "%1: \"%2\" ist keine Einheit; erlaubt sind SI-Zeichen mit Exponenten und "
-                               "einem dezimalen Faktor, wie V, m s^-2 oder V * 1e-003")
-                         .With({name, text}));
+    AddReason(error,
+              NotValid(name, text,
+                       Bilingual("a unit of SI symbols with exponents and a decimal factor, as V, m s^-2 "
+                                 "or V * 1e-003",
+                                 "eine Einheit aus SI-Zeichen mit Exponenten und einem dezimalen Faktor, "
+                                 "wie V, m s^-2 oder V * 1e-003")
+                           .Text()));
     return false;
 }
 
@@ -150,7 +161,7 @@ CString SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& 
     return name.empty() ? CString(ports.GetPortName(INPUT, input)) : name;
 }
 
-bool CheckDoubleInputs(const TCPortHelper& ports, CString& error) {
+void CheckDoubleInputs(const TCPortHelper& ports, TCStartCheck& check) {
     constexpr TCPortHelper::TYPE DOUBLES =
         TCPortHelper::TYPE_DOUBLE | TCPortHelper::TYPE_DOUBLE1 | TCPortHelper::TYPE_DOUBLEARRAY;
     for (int i = 0; i < ports.GetPortCnt(INPUT); ++i) {
@@ -158,12 +169,45 @@ bool CheckDoubleInputs(const TCPortHelper& ports, CString& error) {
         int count = 0;
         const char* type = ports.GetPortType(INPUT, input, &count);
         if (type == nullptr || ports.DoesDataTypeMatch(INPUT, input, DOUBLES)) continue;
-        error = Bilingual("%1 takes double values (DOUBLE[]), but is wired to %2",
-                          "%1 nimmt Double-Werte (DOUBLE[]), ist aber verbunden mit %2")
-                    .With({InputName(ports, input), type});
-        return false;
+        static constexpr Bilingual OTHER("%1: takes double values (DOUBLE[]), but is wired to %2",
+                                         "%1: nimmt Double-Werte (DOUBLE[]), ist aber verbunden mit %2");
+        static constexpr Bilingual BUS(
+            "%1: takes double values (DOUBLE[]), but is wired to a bus (%2); a module BusSelect between them "
+            "takes "
+            "signals out of a bus",
+            "%1: nimmt Double-Werte (DOUBLE[]), ist aber verbunden mit einem Bus (%2); ein Modul BusSelect "
+            "dazwischen holt Signale aus einem Bus");
+        const bool isBus = std::string(type).find("STRUCT_BUS") != std::string::npos;
+        check.Refuse((isBus ? BUS : OTHER).With({std::string(ports.GetPortName(INPUT, input)), type}));
     }
-    return true;
+}
+
+void CheckRates(const TCPortHelper& ports, TCStartCheck& check) {
+    for (unsigned input = 0; input < check.inputs.size(); ++input) {
+        const std::optional<double>& rate = check.inputs[input].samplerate;
+        TCTypeInfo ti;
+        CString error;
+        ti.SetSamplerate(rate.value_or(1.0));
+        if (!CheckRate(ports, input, ti, error))
+            check.Refuse(std::string(ports.GetPortName(INPUT, input)) + ": " + error);
+    }
+}
+
+CString SignalName(const TCPortHelper& ports, unsigned input, const TCStartCheck& check) {
+    TCTypeInfo ti;
+    if (input < check.inputs.size()) ti.SetSignalname(check.inputs[input].name.value_or(TCString()));
+    return SignalName(ports, input, ti);
+}
+
+CString WhyNotWritable(const CString& path, FileWriting how) {
+    const int error = TCFileWriteError(path.c_str(), how);
+    return error == 0 ? "" : WhyNotWritten(path, std::generic_category().message(error));
+}
+
+CString ThereAlready(const CString& path) {
+    return Bilingual("%1 is there already; it is replaced only with overwrite=yes",
+                     "%1 gibt es schon; ersetzt wird die Datei nur mit overwrite=yes")
+        .With({path});
 }
 
 CString InputName(const TCPortHelper& ports, unsigned input) {
@@ -176,7 +220,7 @@ bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti, 
     if (std::isfinite(rate) && rate > 0.0) return true;
     error = Bilingual("%1 has the samplerate %2; allowed are numbers above 0",
                       "%1 hat die Abtastrate %2; erlaubt sind Zahlen über 0")
-                .With({InputName(ports, input), NumberText(rate)});
+                .With({InputName(ports, input), ShortestText(rate)});
     return false;
 }
 
@@ -187,7 +231,7 @@ bool CheckGoesOn(const TCPortHelper& ports, unsigned input, const TCTypeInfo& be
     const auto text = [sameRate](const TCTypeInfo& ti) {
         TCString unit;
         ti.GetUnit().ToString(unit);
-        return sameRate ? CString("\"").append(unit).append("\"") : NumberText(ti.GetSamplerate());
+        return sameRate ? CString("\"").append(unit).append("\"") : ShortestText(ti.GetSamplerate());
     };
     static constexpr Bilingual UNIT("%1 changes its unit within a signal, from %2 to %3",
                                     "%1 wechselt innerhalb eines Signals die Einheit, von %2 zu %3");
@@ -195,15 +239,6 @@ bool CheckGoesOn(const TCPortHelper& ports, unsigned input, const TCTypeInfo& be
                                     "%1 wechselt innerhalb eines Signals die Abtastrate, von %2 zu %3");
     error = (sameRate ? UNIT : RATE).With({InputName(ports, input), text(before), text(now)});
     return false;
-}
-
-CString NumberText(double value) {
-    char text[64];
-    const double size = std::fabs(value);
-    const bool plain = value == 0.0 || (size >= 1e-5 && size < 1e16);
-    if (std::isnan(value)) return "nan";
-    const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
-    return {text, std::to_chars(text, text + sizeof(text), value, format).ptr};
 }
 
 }  // namespace tc

@@ -4,7 +4,9 @@
 
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/module/TCPortHelper.h"
+#include "sigweave/module/TCStartCheck.h"
 #include "sigweave/platform/Export.h"
+#include "sigweave/platform/FileAccess.h"
 #include "sigweave/platform/Framework.h"
 #include "sigweave/signal/TCSI_Unit.h"
 #include "sigweave/signal/TCTypeInfo.h"
@@ -19,6 +21,11 @@ inline constexpr int MODULE_FAILED = -1;
 
 // Adds a line to what is wrong with the settings (see TCBaseModuleEx::OnSettingsChanged).
 TC_API void AddReason(CString& error, const CString& reason);
+
+// What is wrong with a parameter, in one shape: "corner: '0' is not valid; expected more than 0 Hz". The
+// value may be followed by its circumstances, as "'0' ... at 8000 samples per second".
+TC_API CString NotValid(const char* name, const CString& value, const CString& expected,
+                        const CString& circumstances = "");
 
 // The parameter "start": a date, or a date and a time, in UTC, as 2026-03-01 or 2026-03-01T12:00:00.5Z.
 // Milliseconds since 1970-01-01; 0 for an empty text, which stands for the time of the run. False, with a
@@ -50,9 +57,18 @@ TC_API int WriteSamples(TCPortHelper& ports, unsigned output, const TCTypeInfo& 
 // The name that a signal goes by: that of its metadata, or the port's when it has none.
 TC_API CString SignalName(const TCPortHelper& ports, unsigned input, const TCTypeInfo& ti);
 
-// For modules whose inputs adopt their type: false, with the port and its type in the error, when an input is
-// wired to anything but double values.
-TC_API bool CheckDoubleInputs(const TCPortHelper& ports, CString& error);
+// For CheckStart of modules whose inputs adopt their type: refuses every input that is wired to anything but
+// double values.
+TC_API void CheckDoubleInputs(const TCPortHelper& ports, TCStartCheck& check);
+// Refuses every input whose samplerate is known and no number above 0 (see CheckRate).
+TC_API void CheckRates(const TCPortHelper& ports, TCStartCheck& check);
+// The name that the signal of an input will have, as far as it is known; else the port's.
+TC_API CString SignalName(const TCPortHelper& ports, unsigned input, const TCStartCheck& check);
+
+// Why a file could not be written, as far as the system says without trying; empty when it can.
+TC_API CString WhyNotWritable(const CString& path, FileWriting how);
+// Of a file that is there and is to be kept.
+TC_API CString ThereAlready(const CString& path);
 
 // For messages: the input "Signal 1"
 TC_API CString InputName(const TCPortHelper& ports, unsigned input);
@@ -63,9 +79,5 @@ TC_API bool CheckRate(const TCPortHelper& ports, unsigned input, const TCTypeInf
 // False, with the port and both values in the error, when a signal goes on with another samplerate or unit.
 TC_API bool CheckGoesOn(const TCPortHelper& ports, unsigned input, const TCTypeInfo& before,
                         const TCTypeInfo& now, CString& error);
-
-// As few digits as read back to the same double, with a point in every locale; "nan", "inf" or "-inf" for
-// what is no finite number.
-TC_API CString NumberText(double value);
 
 }  // namespace tc

@@ -52,9 +52,26 @@ bool IsQuotedKind(TCModuleParameter::Kind kind) {
 TCString DescribeUnknown(const char* name, std::span<const TCModuleParameter> parameters) {
     CStringArray names;
     for (const TCModuleParameter& parameter : parameters) names.push_back(parameter.name);
-    return Bilingual("unknown parameter '%1'; %2", "unbekannter Parameter '%1'; %2")
+    return Bilingual("%1: there is no such parameter; %2", "%1: diesen Parameter gibt es nicht; %2")
         .With({name, tc::SuggestNames(name, names)})
         .c_str();
+}
+
+// What helps where a number was written as in German texts; empty where that is not the mistake.
+std::string PointHint(const TCModuleParameter& parameter, const TCString& value) {
+    TCString written = value;
+    const bool isNumber = parameter.kind == TCModuleParameter::NUMBER;
+    if (!isNumber || written.Replace(",", ".") != 1 || !parameter.Allows(written)) return {};
+    return Bilingual("; write a point: %1", "; schreiben Sie einen Punkt: %1")
+        .With({static_cast<const char*>(written)});
+}
+
+TCString DescribeWrong(const TCModuleParameter& parameter, const TCString& value) {
+    const std::string text =
+        Bilingual("%1: '%2' is not valid; expected %3", "%1: '%2' ist nicht gültig; erwartet wird %3")
+            .With({parameter.name, static_cast<const char*>(value),
+                   static_cast<const char*>(parameter.DescribeAllowed())});
+    return (text + PointHint(parameter, value)).c_str();
 }
 
 // One name=value a line, ended by line feed, carriage return, or both.
@@ -190,6 +207,35 @@ void TCBaseModuleEx::ReportMistake(const Bilingual& text, std::string_view what)
     TCModuleMessage::Send(portHelper->GetModuleName(), TCModuleMessage::Types::Critical, message.c_str());
 }
 
+void TCBaseModuleEx::CheckStart(TCStartCheck&) {}
+
+TCForetoldSignal TCBaseModuleEx::ForetellOutput(int, std::span<const TCForetoldSignal>) {
+    return {};
+}
+
+bool TCBaseModuleEx::IsGiven(const char* name) const {
+    const int index = FindIndex(name);
+    if (index < 0 || !parameterValues[index].isThere) return false;
+    const char* const usual = parameters[index].defaultValue;
+    return usual == nullptr || parameterValues[index].text != usual;
+}
+
+void TCBaseModuleEx::WarnWithoutEffect(std::span<const TCParameterEffect> effects,
+                                       TCStartCheck& check) const {
+    for (const TCParameterEffect& effect : effects) {
+        const TCModuleParameter words{
+            .name = "", .kind = TCModuleParameter::CHOICE, .defaultValue = "", .choices = effect.values};
+        const TCString now = GetParameter(effect.other);
+        if (!IsGiven(effect.name) || words.FindChoice(now) >= 0) continue;
+        TCString values(effect.values);
+        values.Replace("|", ", ");
+        check.Warn(Bilingual("%1: has no effect with %2=%3, only with %4",
+                             "%1: hat keine Wirkung bei %2=%3, nur bei %4")
+                       .With({effect.name, effect.other, static_cast<const char*>(now),
+                              static_cast<const char*>(values)}));
+    }
+}
+
 int TCBaseModuleEx::FindIndex(const char* name) const {
     for (std::size_t i = 0; name != nullptr && i < parameters.size(); ++i)
         if (std::strcmp(name, parameters[i].name) == 0) return static_cast<int>(i);
@@ -218,11 +264,7 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
     }
     const TCString newValue(value);
     if (!parameters[index].Allows(newValue)) {
-        error = Bilingual("parameter '%1': '%2' is not allowed; allowed is %3",
-                          "Parameter '%1': '%2' ist nicht erlaubt; erlaubt ist %3")
-                    .With({parameters[index].name, static_cast<const char*>(newValue),
-                           static_cast<const char*>(parameters[index].DescribeAllowed())})
-                    .c_str();
+        error = DescribeWrong(parameters[index], newValue);
         return false;
     }
     parameterValues[index] = ReadValue(parameters[index], newValue);
@@ -238,8 +280,7 @@ bool TCBaseModuleEx::ApplySettings(TCString& error) {
 bool TCBaseModuleEx::MakeEffective(TCString& error) {
     for (std::size_t i = 0; i < parameters.size(); ++i) {
         if (ValueText(static_cast<int>(i)) != nullptr) continue;
-        error = Bilingual("parameter '%1' must be given; allowed is %2",
-                          "der Parameter '%1' muss angegeben werden; erlaubt ist %2")
+        error = Bilingual("%1: must be given; expected %2", "%1: muss angegeben werden; erwartet wird %2")
                     .With({parameters[i].name, static_cast<const char*>(parameters[i].DescribeAllowed())})
                     .c_str();
         return false;
@@ -278,7 +319,8 @@ bool TCBaseModuleEx::ReadSettings(const char* text, TCString& error) {
     for (int i = 0; i < parser.GetParamCount(); ++i) {
         const TCString& name = parser.GetParamName(i);
         if (parser.FindParameter(name, nullptr) != i) {
-            error = Bilingual("parameter '%1' is given twice", "der Parameter '%1' ist zweimal angegeben")
+            error = Bilingual("%1: is given twice; remove one of the two",
+                              "%1: ist zweimal angegeben; entfernen Sie eins von beiden")
                         .With({static_cast<const char*>(name)})
                         .c_str();
             return false;

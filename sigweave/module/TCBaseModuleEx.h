@@ -11,6 +11,7 @@
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCModuleParameter.h"
+#include "sigweave/module/TCStartCheck.h"
 #include "sigweave/platform/Export.h"
 #include "sigweave/platform/Framework.h"
 #include "sigweave/services/Bilingual.h"
@@ -89,6 +90,13 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // default the values of all parameters of the kinds FILE and OUTPUT_FILE. Files without a name of their
     // own, as temporary ones in a fresh folder, need not be told. [control]
     virtual void GetFiles(TCArray<TCModuleFile>& files) const;
+    // 34: tells what Init would refuse, or what a run would, with the settings and lines as they are now and
+    // the signals that are foretold: all of it, in the words of Init. Makes nothing, opens nothing for
+    // writing and changes nothing. [control]
+    virtual void CheckStart(TCStartCheck& check);
+    // 35: what is known before a run of the signal that an output will send, given what is known of the
+    // inputs'. Exact, or not known: the base knows nothing. [control]
+    virtual TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs);
 
     std::span<const TCModuleParameter> GetParameters() const { return parameters; }
     // Null when there is no such parameter.
@@ -138,6 +146,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     int ParamInt(int index) const;
     double ParamDbl(int index) const;
     bool ParamBool(int index) const;
+    // Whether a value was given that is not the default.
+    bool IsGiven(const char* name) const;
+    // Warns of each parameter that was given and does not count.
+    void WarnWithoutEffect(std::span<const TCParameterEffect> effects, TCStartCheck& check) const;
 
     // The module makes blocks without being asked, until it clears its ready flag.
     void DeclareSource();

@@ -85,6 +85,40 @@ TEST(GraphFile, TellsEveryMistakeAtItsLine) {
         EXPECT_THAT(told[index], HasSubstr(expected[index]));
 }
 
+TEST(GraphFile, TellsWhatIsNotUtf8WithItsLine) {
+    const std::pair<const char*, int> rows[] = {// a value, and its byte that is wrong
+                                                {"\xC3\xA4", 0},
+                                                {"\xE2\x82\xAC", 0},
+                                                {"\xF0\x9F\x98\x80", 0},
+                                                {"\xEF\xBF\xBF", 0},
+                                                {"\xED\x9F\xBF", 0},
+                                                {"\xF4\x8F\xBF\xBF", 0},
+                                                {"\xE4", 1},
+                                                {"a\x80", 2},
+                                                {"\xC1\xBF", 1},
+                                                {"\xE0\x9F\xBF", 1},
+                                                {"\xED\xA0\x80", 1},
+                                                {"\xF0\x8F\xBF\xBF", 1},
+                                                {"\xF4\x90\x80\x80", 1},
+                                                {"\xF5\x80\x80\x80", 1},
+                                                {"\xE2\x82", 1},
+                                                {"\xC3", 1},
+                                                {"\xC3\xA4\xE2\x82(", 3},
+                                                {"\xF0\x9F\x98(", 1},
+                                                {"\xFF", 1}};
+    for (const auto& [value, byte] : rows) {
+        const auto told = MistakesOf("[a]\nmodule=M\nname=" + std::string(value) + "\n# \xC3\xA4\n");
+        ASSERT_EQ(told.size(), byte > 0 ? 1U : 0U) << testing::PrintToString(value);
+        if (byte == 0) continue;
+        EXPECT_THAT(told[0],
+                    HasSubstr("g:3: byte " + std::to_string(5 + byte) + " of this line is not UTF-8"));
+    }
+    EXPECT_THAT(MistakesOf("# \xE4\n[a]\nmodule=M\n\xE4=\xE4\n"),
+                testing::ElementsAre(HasSubstr("g:1: byte 3 "), HasSubstr("g:4: byte 1 ")));
+    EXPECT_THAT(MistakesOf("<Graph>\n<Module name='\xE4' kind='M'/></Graph>"),
+                testing::ElementsAre(HasSubstr("g:2: ")));
+}
+
 TEST(GraphFile, RefusesWhatIsNoGraphAtAll) {
     EXPECT_THAT(MistakesOf(""), testing::ElementsAre(HasSubstr("is empty")));
     EXPECT_THAT(MistakesOf(" \n# only this\n"), testing::ElementsAre(HasSubstr("nothing in it")));

@@ -94,6 +94,7 @@ TEST(GraphXml, ConversionThereAndBackLosesNoValue) {
         ASSERT_TRUE(ConvertTo(graph, name, error)) << error;
         Mistakes mistakes;
         graph = GraphFile::Read(name, mistakes);
+        EXPECT_TRUE(mistakes.IsEmpty());
         for (std::size_t i = 0; i < values.size(); ++i)
             EXPECT_EQ(graph.GetInstances()[0].settings[i].value, values[i]) << name;
     }

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
+#include "tests/host/ProgramBench.h"
 #include "tests/support/OwnFolder.h"
 
 namespace {
@@ -18,49 +18,6 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-
-std::string ReadAll(const fs::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
-struct Answer {
-    int code;
-    std::string out;
-    std::string err;
-};
-
-// Works in an empty folder of its own.
-class Program : public testing::Test {
- protected:
-    void SetUp() override {
-        own = MakeOwnFolder();
-        folder = own->Path();
-    }
-
-    void Write(const std::string& name, const std::string& text) {
-        std::ofstream(folder / name, std::ios::binary) << text;
-    }
-
-    Answer Run(const std::string& arguments, const std::string& modulePath = TEST_LIBRARIES "/good",
-               const std::string& output = "out") {
-        const std::string command = "cd '" + folder.string() + "' && " + locale + " SIGWEAVE_MODULE_PATH='" +
-                                    modulePath + "' '" SIGWEAVE_PROGRAM "' " + arguments + " </dev/null >" +
-                                    output + " 2>err; echo $? >code";
-        EXPECT_EQ(std::system(command.c_str()), 0);
-        return {std::stoi(ReadAll(folder / "code")), ReadAll(folder / "out"), ReadAll(folder / "err")};
-    }
-
-    Answer RunGraph(const std::string& text, const std::string& arguments = "") {
-        Write("test.graph", text);
-        return Run("run test.graph " + arguments);
-    }
-
-    std::unique_ptr<tc::OwnedFolder> own;
-    fs::path folder;
-    std::string locale = "LC_ALL=C";
-};
 
 constexpr const char* GOOD =
     "[a]\nmodule=TestSource\n[p]\nmodule=TestPass\n[s]\nmodule=TestJoin\n"
@@ -82,7 +39,8 @@ TEST_F(Program, JsonReportIsOneExactDocumentOnStandardOutput) {
     const auto document = nlohmann::ordered_json::parse(answer.out);
     std::vector<std::string> keys;
     for (const auto& [key, value] : document.items()) keys.push_back(key);
-    EXPECT_THAT(keys, testing::ElementsAre("graph", "verdict", "seconds", "modules", "lines"));
+    EXPECT_THAT(keys, testing::ElementsAre("graph", "verdict", "reason", "seconds", "warnings", "messages",
+                                           "messages_left_out", "mistakes", "modules", "lines"));
     EXPECT_EQ(document["verdict"], "complete");
     EXPECT_EQ(document["lines"][1].dump(),
               R"({"from":"p.Signal","to":"s.Signal","blocks":10,"deepest_queue":1})");
@@ -213,7 +171,7 @@ TEST_F(Program, LogsWhatIsAsSeriousAsWanted) {
     EXPECT_EQ(RunGraph(GOOD, "--set a.blocks=many --log run.log --log-level error").code, 2);
     EXPECT_THAT(
         ReadAll(folder / "run.log"),
-        testing::MatchesRegex("[^\n]*Host  , Error    , sigweave, [^\n]*'many' is not allowed[^\n]*\n"));
+        testing::MatchesRegex("[^\n]*Host  , Error    , sigweave, [^\n]*'many' is not valid[^\n]*\n"));
     fs::create_directory(folder / "logs");
     EXPECT_EQ(RunGraph(GOOD, "--set p.talk_at=1 --log logs/ --log-level data --log-split 1").code, 0);
     const auto files = std::distance(fs::directory_iterator(folder / "logs"), fs::directory_iterator());
@@ -274,8 +232,8 @@ TEST_F(Program, CheckTellsEveryMistakeAtItsPlace) {
     for (const char* told :
          {"bad.graph:2: there is no module 'TestSorce'; did you mean 'TestSource'?",
           "bad.graph:3: the instance 'b' does not say which module",
-          "bad.graph:6: c: parameter 'blocks': 'many' is not allowed; allowed is an integer from 0 to",
-          "bad.graph:7: c: unknown parameter 'block'; did you mean 'blocks'",
+          "bad.graph:6: c.blocks: 'many' is not valid; expected an integer from 0 to",
+          "bad.graph:7: c.block: there is no such parameter; did you mean 'blocks'",
           "bad.graph:10: the input 'e.Signal' must be wired", "bad.graph:18: nothing is wired to 'i'",
           "bad.graph:26: the instance 'd' is there already, in line 8",
           "bad.graph:28: 'd' has no output 'Signl'; did you mean 'Signal'?",
@@ -285,7 +243,7 @@ TEST_F(Program, CheckTellsEveryMistakeAtItsPlace) {
           "bad.graph:35: j.Signal=f.Signal 3: the input takes data of another type",
           "bad.graph:36: k.Signal=f.Signal 4: the input expects data of another meaning",
           "--set z.blocks=1: the graph has no instance 'z'",
-          "--set c.size=-1: c: parameter 'size': '-1' is not allowed"})
+          "--set c.size=-1: c.size: '-1' is not valid; expected an integer from 1"})
         EXPECT_THAT(answer.err, HasSubstr(told));
     EXPECT_THAT(RunGraph("[a]\nmodule=TestSource\n[p]\nmodule=TestPass\n[lines]\na.Signal=p.Sgnal\n", "").err,
                 AllOf(HasSubstr("did you mean 'Signal'"), HasSubstr("1 mistake;")));
@@ -304,6 +262,17 @@ TEST_F(Program, TypesAreCheckedAndADifferentMeaningIsAQuestion) {
                 AllOf(HasSubstr("test.graph:9:"), HasSubstr("'TIME_DOMAIN'"), HasSubstr("'FREQ_DOMAIN'"),
                       HasSubstr("write accept=yes in the section [lines]")));
     EXPECT_EQ(RunGraph(graph + "accept=yes\n", "--set a.meaning=FREQ_DOMAIN").code, 0);
+}
+
+TEST_F(Program, TellsNoMoreThanAThousandMistakes) {
+    std::string graph = "[a]\nmodule=TestSource\n[lines]\n";
+    for (int line = 0; line < 1003; ++line) graph += "a.x=b.y\n";
+    Write("many.graph", graph);
+    const Answer answer = Run("check many.graph");
+    EXPECT_EQ(std::ranges::count(answer.err, '\n'), 1002);
+    EXPECT_THAT(answer.err, HasSubstr("many.graph:1003: "));
+    EXPECT_THAT(answer.err, Not(HasSubstr("many.graph:1004: ")));
+    EXPECT_THAT(answer.err, HasSubstr("\n... and 3 more\n1003 mistakes; nothing of many.graph was run\n"));
 }
 
 TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
@@ -503,8 +472,8 @@ TEST_F(Program, FilesTakeFolderTokensAndEnvironmentVariables) {
                 HasSubstr("s writes '1.wav', which a reads too"));
     const Answer unknown = Run("check sub/test.graph --set s.log=%CSIDL_PRINTERS%/%NO_SUCH%/x");
     EXPECT_EQ(unknown.code, 2);
-    EXPECT_THAT(unknown.err, AllOf(HasSubstr("s: log: '%CSIDL_PRINTERS%' is no folder"),
-                                   HasSubstr("s: log: '%NO_SUCH%' is no folder")));
+    EXPECT_THAT(unknown.err, AllOf(HasSubstr("s.log: '%CSIDL_PRINTERS%' is no folder"),
+                                   HasSubstr("s.log: '%NO_SUCH%' is no folder")));
 }
 
 // The program on two hives of its own.
@@ -561,10 +530,11 @@ TEST_F(ProfileProgram, TellsWhatIsWrong) {
 
 // What the user's language changes, and what it does not.
 
-// A report without the time that the run took.
-std::string WithoutTime(const std::string& json) {
+// A report without the time that the run took, and without the text for people.
+std::string ForPrograms(const std::string& json) {
     auto document = nlohmann::ordered_json::parse(json);
     document.erase("seconds");
+    document.erase("reason");
     return document.dump();
 }
 
@@ -580,7 +550,7 @@ TEST_F(Program, ChecksInGermanWithTheSameExitCodes) {
     EXPECT_EQ(bad.code, 2);
     EXPECT_THAT(bad.out, IsEmpty());
     for (const char* told : {"bad.graph:2: es gibt kein Modul 'TestSorce'; meinten Sie 'TestSource'?",
-                             "bad.graph:5: b: Parameter 'blocks': 'many' ist nicht erlaubt; erlaubt ist eine "
+                             "bad.graph:5: b.blocks: 'many' ist nicht gültig; erwartet wird eine "
                              "ganze Zahl von 0 bis",
                              "bad.graph:9: 'b' hat keinen Ausgang 'Signl'; meinten Sie 'Signal'?\n",
                              "3 Fehler; von bad.graph wurde nichts ausgeführt\n"})
@@ -607,7 +577,7 @@ TEST_F(Program, RunsInGermanWithTheSameReportAndFiles) {
         const Answer german = RunGraph(GOOD, std::string("--language de --report json ") + arguments);
         EXPECT_EQ(english.code, code);
         EXPECT_EQ(german.code, code);
-        EXPECT_EQ(WithoutTime(german.out), WithoutTime(english.out));
+        EXPECT_EQ(ForPrograms(german.out), ForPrograms(english.out));
         EXPECT_THAT(german.err, HasSubstr(told));
     }
     EXPECT_EQ(Run("convert test.graph english.xml").code, 0);
@@ -670,8 +640,8 @@ TEST_F(Program, WhatDoesNotFitTogetherIsToldWhereItWasSet) {
     Write("test.graph",
           "[a]\nmodule=TestSource\nblocks=3\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");
     EXPECT_THAT(Run("check test.graph --set a.size=999").err,
-                AllOf(HasSubstr("--set a.size=999: a: size: 999 is odd\n"),
-                      HasSubstr("test.graph:3: a: blocks: too many\n"),
+                AllOf(HasSubstr("--set a.size=999: a.size: 999 is odd\n"),
+                      HasSubstr("test.graph:3: a.blocks: too many\n"),
                       HasSubstr("test.graph:1: a: nobody likes it\n")));
 }
 

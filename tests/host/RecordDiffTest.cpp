@@ -32,6 +32,22 @@ TEST(RecordDiff, ComparesMeaningAndNamesTheFirstDifference) {
         {inSecond("Value='2'/>", "Value='1'/>"), RecordVerdict::Different, "block 2, state: STOP and BUSY"},
         {inSecond("<Unit>V", "<Unit Factor='0x1.4p+1' Exponents='2 1 -3 -1 0 0 0'>V"),
          RecordVerdict::Different, "block 2, unit: 'V' with factor 1 and 'V' with factor 2.5"},
+        {inSecond("<Unit>V", "<Unit>A"), RecordVerdict::Different,
+         "block 2, unit: 'V' with factor 1 and 'A' with factor 1"},
+        {inSecond("<Unit>", "<Name>n</Name><Unit>"), RecordVerdict::Different,
+         "block 2, signal name: '' and 'n'"},
+        {inSecond("<Unit>", "<Timestamp>0x1.0p+1</Timestamp><Unit>"), RecordVerdict::Different,
+         "block 2, timestamp: 0 and 2"},
+        {inSecond("<Unit>", "<Samplerate>0x1.0p+1</Samplerate><Unit>"), RecordVerdict::Different,
+         "block 2, samplerate: 1 and 2"},
+        {inSecond("<Unit>", "<Range><Min>-0x1.0p+0</Min><Max>0x1.0p+0</Max></Range><Unit>"),
+         RecordVerdict::Different, "block 2, range minimum: 0 and -1"},
+        {inSecond("<Unit>", "<Range><Min>0x0.0p+0</Min><Max>0x1.0p+1</Max></Range><Unit>"),
+         RecordVerdict::Different, "block 2, range maximum: 1 and 2"},
+        {Replace(RECORDING, "<TypeInfo><State Value='2'/><Unit>V</Unit></TypeInfo>", ""),
+         RecordVerdict::Different, "block 2, metadata: some and none"},
+        {inSecond("0x1.8p+0 0x0.0p+0", "nan nan"), RecordVerdict::Different,
+         "block 2, segment 1 'x', element 1: 1.5 and nan (0x7ff8000000000000)"},
         {inSecond(" 0x0.0p+0", " -0x0.0p+0"), RecordVerdict::Different,
          "block 2, segment 1 'x', element 2: 0 and -0"},
         {inSecond(">a<", ">b\\n<"), RecordVerdict::Different,
@@ -47,6 +63,14 @@ TEST(RecordDiff, ComparesMeaningAndNamesTheFirstDifference) {
          "type of the port: TYPEINFO{TypeInfo} NULL{no_parameters} (2 items) and A{b} (1 item)"},
         {inSecond("0x1.8p", "1,5p"), RecordVerdict::Unreadable,
          "b.xml: block 2: Error interpreting value in Double"}};
+    const std::string damaged = Replace(RECORDING, "0x1.8p", "1,5p");
+    for (const auto& [a, b] : {std::pair(damaged, RECORDING), std::pair(damaged, damaged)}) {
+        std::ofstream("a.xml") << a;
+        std::ofstream("b.xml") << b;
+        const host::RecordComparison found = host::CompareRecords("a.xml", "b.xml");
+        EXPECT_EQ(found.verdict, RecordVerdict::Unreadable);
+        EXPECT_EQ(found.text, "a.xml: block 1: Error interpreting value in Double");
+    }
     std::ofstream("a.xml") << RECORDING;
     for (const auto& [text, verdict, told] : rows) {
         std::ofstream("b.xml") << text;

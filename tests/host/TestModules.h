@@ -83,6 +83,7 @@ class TestPass final : public TCBaseModuleEx {
         {"fail_at", TCModuleParameter::INTEGER, "-1"},
         {"hoard_from", TCModuleParameter::INTEGER, "1000000000"},
         {"talk_at", TCModuleParameter::INTEGER, "-1", "", "The block at which it has something to say"},
+        {"talk_always", TCModuleParameter::SWITCH, "no"},
     };
 
     explicit TestPass(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
@@ -100,6 +101,10 @@ class TestPass final : public TCBaseModuleEx {
         if (++seen == ParamInt("talk_at")) {
             TCModuleMessage::Warning(GetModuleName(), "the wire\nis hot");
             TCModuleMessage::Debug(GetModuleName(), "%d degrees", 40);
+        }
+        if (ParamBool("talk_always")) {
+            TCModuleMessage::Warning(GetModuleName(), "it is cold");
+            TCModuleMessage::Notice(GetModuleName(), "it is late");
         }
         portHelper->ForwardBlock(0, 0);
         return 0;

@@ -121,5 +121,5 @@ TEST(ModuleSignals, NumbersHaveAsFewDigitsAsReadBack) {
                                       {-INFINITY, "-inf"},
                                       {NAN, "nan"},
                                       {1048576, "1048576"}})
-        EXPECT_EQ(tc::NumberText(value), text);
+        EXPECT_EQ(tc::ShortestText(value), text);
 }

@@ -49,9 +49,10 @@ class Recorder final : public TCBaseModuleEx {
     }
 
     using TCBaseModuleEx::AddResult, TCBaseModuleEx::DeclareSource, TCBaseModuleEx::Fail,
-        TCBaseModuleEx::IsInterrupted, TCBaseModuleEx::ParamBool, TCBaseModuleEx::ParamChoice,
-        TCBaseModuleEx::ParamDbl, TCBaseModuleEx::ParamIndex, TCBaseModuleEx::ParamInt,
-        TCBaseModuleEx::ParamStr, TCBaseModuleEx::ParamText, TCBaseModuleEx::Warn;
+        TCBaseModuleEx::IsGiven, TCBaseModuleEx::WarnWithoutEffect, TCBaseModuleEx::IsInterrupted,
+        TCBaseModuleEx::ParamBool, TCBaseModuleEx::ParamChoice, TCBaseModuleEx::ParamDbl,
+        TCBaseModuleEx::ParamIndex, TCBaseModuleEx::ParamInt, TCBaseModuleEx::ParamStr,
+        TCBaseModuleEx::ParamText, TCBaseModuleEx::Warn;
 };
 
 TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
@@ -60,19 +61,21 @@ TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
         const char* value;
         const char* error;
     } rows[] = {
-        {"block", "0", "parameter 'block': '0' is not allowed; allowed is an integer from 1 to 1048576"},
-        {"rate", "nan", "parameter 'rate': 'nan' is not allowed; allowed is a number of at least 0 (in Hz)"},
-        {"window", "Hann",
-         "parameter 'window': 'Hann' is not allowed; allowed is one of hann, hamming, flat"},
-        {"loop", "1", "parameter 'loop': '1' is not allowed; allowed is yes or no"},
-        {"file", "", "parameter 'file': '' is not allowed; allowed is a file name"},
-        {"block", "1048577",
-         "parameter 'block': '1048577' is not allowed; allowed is an integer from 1 to 1048576"},
-        {"gain", "4.6", "parameter 'gain': '4.6' is not allowed; allowed is a number of at most 4.5"},
-        {"blok", "1", "unknown parameter 'blok'; did you mean 'block'?"},
+        {"block", "0", "block: '0' is not valid; expected an integer from 1 to 1048576"},
+        {"rate", "nan", "rate: 'nan' is not valid; expected a number of at least 0 (in Hz)"},
+        {"rate", "0,5",
+         "rate: '0,5' is not valid; expected a number of at least 0 (in Hz); write a point: 0.5"},
+        {"rate", "1,000,5", "rate: '1,000,5' is not valid; expected a number of at least 0 (in Hz)"},
+        {"rate", "-0,5", "rate: '-0,5' is not valid; expected a number of at least 0 (in Hz)"},
+        {"window", "Hann", "window: 'Hann' is not valid; expected one of hann, hamming, flat"},
+        {"loop", "1", "loop: '1' is not valid; expected yes or no"},
+        {"file", "", "file: '' is not valid; expected a file name"},
+        {"blok", "1", "blok: there is no such parameter; did you mean 'block'?"},
         {"zzz", "1",
-         "unknown parameter 'zzz'; known are block, rate, title, window, loop, file, "
+         "zzz: there is no such parameter; known are block, rate, title, window, loop, file, "
          "gain, out"},
+        {"block", "1048577", "block: '1048577' is not valid; expected an integer from 1 to 1048576"},
+        {"gain", "4.6", "gain: '4.6' is not valid; expected a number of at most 4.5"},
     };
     Recorder module;
     const TCString before = module.GetSettings();
@@ -231,9 +234,9 @@ TEST(TCBaseModuleEx, SettingsThatFailLeaveTheOldOnes) {
         const char* text;
         const char* error;
     } rows[] = {
-        {"block=8", "parameter 'file' must be given; allowed is a file name"},
-        {"", "parameter 'file' must be given; allowed is a file name"},
-        {"file=x\nblock=8\nblock=9", "parameter 'block' is given twice"},
+        {"block=8", "file: must be given; expected a file name"},
+        {"file=x\nblock=8\nblock=9", "block: is given twice; remove one of the two"},
+        {"", "file: must be given; expected a file name"},
         {"file=missing.wav", "there is no file 'missing.wav'"},
         {"file=\"x", "settings: Ending quotation mark is missing at parameter file"},
     };
@@ -266,6 +269,41 @@ TEST(TCBaseModuleEx, SettingsThatFailLeaveTheOldOnes) {
     EXPECT_EQ(module.FindParameter("none"), nullptr);
     EXPECT_STREQ(module.GetParameter("none"), "");
     EXPECT_STREQ(module.GetParameter("file"), "b.wav");
+}
+
+TEST(TCBaseModuleEx, ARunForgetsTheOneBefore) {
+    Recorder module;
+    module.AddResult("voice", "rms", 1.0, TCSI_Unit());
+    EXPECT_EQ(module.Fail(-7, "the disk is full"), -7);
+    module.Interrupt();
+    module.GetMessageA(TCPortHelper::MESSAGE_RUNNING, 0);
+    EXPECT_EQ(module.GetResults().GetSize(), 1) << "the end of a run keeps them";
+    EXPECT_STREQ(module.GetLastErrorText(), "the disk is full");
+    module.GetMessageA(TCPortHelper::MESSAGE_RUNNING, 1);
+    EXPECT_EQ(module.GetResults().GetSize(), 0);
+    EXPECT_STREQ(module.GetLastErrorText(), "");
+    EXPECT_FALSE(module.IsInterrupted());
+}
+
+TEST(TCBaseModuleEx, WarnsOfWhatWasGivenAndDoesNotCount) {
+    constexpr TCParameterEffect EFFECTS[] = {{"block", "window", "hamming|flat"}, {"rate", "loop", "yes"}};
+    const std::pair<const char*, const char*> rows[] = {
+        {"", ""},
+        {"block=1024", ""},  // its default
+        {"block=8\nwindow=flat", ""},
+        {"block=8\nrate=1",
+         "block: has no effect with window=hann, only with hamming, flat\n"
+         "rate: has no effect with loop=no, only with yes"}};
+    for (const auto& [settings, warnings] : rows) {
+        Recorder module;
+        TCString error;
+        TCStartCheck check;
+        ASSERT_TRUE(module.SetSettings(TCString("file=a.wav\n") + settings, error)) << error;
+        module.WarnWithoutEffect(EFFECTS, check);
+        EXPECT_STREQ(check.warnings, warnings);
+        EXPECT_TRUE(check.mistakes.IsEmpty());
+        EXPECT_TRUE(module.IsGiven("file"));
+    }
 }
 
 TEST(TCBaseModuleEx, InputsAreNamedByTheirNumber) {

@@ -49,14 +49,14 @@ TEST(TCBaseModule, VirtualOperationsKeepTheirSlots) {
     using M = TCBaseModule;
     using Ex = TCBaseModuleEx;
     using Checker = TCValidateActualPortType;
-    ExpectSlotsInOrder(&M::GetModuleId, &M::GetTypeOfModule, &M::GetDescription, &M::GetFrameColor,
-                       &M::AddLine, &M::DelLine, &M::OnLeftDblClk, &M::GetMessageA, &M::GetBaseAdr,
-                       &M::SetBaseAdr, &M::DelBaseAdr, &M::GetNoInput, &M::GetNoOutput, &M::GetInputName,
-                       &M::GetOutputName, &M::GetPortType, &M::ValidatePortType, &M::Init, &M::Fetch,
-                       &M::Execute, &M::Done, &M::SetInputStream, &M::AddOutputStream, &M::DeleteStreams,
-                       &M::ComputeValidationData, &M::BuildPropertyDialog, &M::OnEndShowDialog,
-                       &M::GetBaseName, &Ex::GetProgress, &Ex::Interrupt, &Ex::OnSettingsChanged,
-                       &Ex::GetLastErrorText, &Ex::OnInputsDeclared, &Ex::GetFiles);
+    ExpectSlotsInOrder(
+        &M::GetModuleId, &M::GetTypeOfModule, &M::GetDescription, &M::GetFrameColor, &M::AddLine, &M::DelLine,
+        &M::OnLeftDblClk, &M::GetMessageA, &M::GetBaseAdr, &M::SetBaseAdr, &M::DelBaseAdr, &M::GetNoInput,
+        &M::GetNoOutput, &M::GetInputName, &M::GetOutputName, &M::GetPortType, &M::ValidatePortType, &M::Init,
+        &M::Fetch, &M::Execute, &M::Done, &M::SetInputStream, &M::AddOutputStream, &M::DeleteStreams,
+        &M::ComputeValidationData, &M::BuildPropertyDialog, &M::OnEndShowDialog, &M::GetBaseName,
+        &Ex::GetProgress, &Ex::Interrupt, &Ex::OnSettingsChanged, &Ex::GetLastErrorText,
+        &Ex::OnInputsDeclared, &Ex::GetFiles, &Ex::CheckStart, &Ex::ForetellOutput);
     ExpectSlotsInOrder(&Checker::ValidateTokenSet, &Checker::ValidateDeclaratorSet, &Checker::ExtractToken,
                        &Checker::ExtractDeclarator);
     ExpectSlotsInOrder(&TCArray<int>::GetGrowBy);

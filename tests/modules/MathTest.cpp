@@ -99,7 +99,9 @@ TEST_F(Math, CountsItsInputs) {
     Wire(3);
     ASSERT_TRUE(bench.Set("operation=quotient"));
     EXPECT_FALSE(bench.Start());
-    EXPECT_THAT(bench.Error(), HasSubstr("a quotient takes two inputs, but there are 3"));
+    EXPECT_THAT(
+        bench.Error(),
+        HasSubstr("operation: 'quotient' is not valid for 3 inputs; expected two inputs, or sum or product"));
     ASSERT_TRUE(bench.Set("operation=product"));
     ASSERT_TRUE(bench.Start());
     for (int input = 0; input < 2; ++input) ASSERT_TRUE(bench.Feed(input, {2.0}, In("kg^10")));
@@ -115,7 +117,7 @@ TEST_F(Math, RefusesUnitsThatNoUnitCanHold) {
     EXPECT_FALSE(bench.Feed(12, {1.0}, In("m^10")));
     EXPECT_THAT(bench.Error(), HasSubstr("no unit can hold the product of the input \"Signal 13\" (m^10)"));
     EXPECT_FALSE(bench.Set("scale_unit=furlong"));
-    EXPECT_THAT(bench.Error(), HasSubstr("scale_unit: \"furlong\" is no unit"));
+    EXPECT_THAT(bench.Error(), HasSubstr("scale_unit: 'furlong' is not valid; expected a unit"));
 }
 
 // The first input is far ahead, beyond what waits in memory.

@@ -105,7 +105,7 @@ TEST_F(Plot, KeepsLinksModesAndFilesThatOthersMade) {
 TEST_F(Plot, RefusesWhatItCannotWriteOrDraw) {
     EXPECT_FALSE(bench.Set("file=plot.bmp"));
     EXPECT_THAT(bench.Error(),
-                HasSubstr("\"plot.bmp\" is no picture; allowed are names that end in .svg or .png"));
+                HasSubstr("file: 'plot.bmp' is not valid; expected a name that ends in .svg or .png"));
     EXPECT_FALSE(Draw("/no/such/folder/plot.svg"));
     EXPECT_THAT(bench.Error(), HasSubstr("/no/such/folder/plot.svg cannot be written: No such file"));
     for (const double rate : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {

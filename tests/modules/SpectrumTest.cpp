@@ -100,6 +100,8 @@ TEST_F(Spectrum, SaysThatAShortSignalHasNone) {
     EXPECT_TRUE(bench.Blocks(0).empty());
     EXPECT_EQ(bench.Module().GetResults().GetSize(), 0);
     EXPECT_THAT(ModuleBench::TakeWarnings(), testing::HasSubstr("999 samples"));
+    ASSERT_TRUE(bench.Start() && bench.Feed(0, {1.0, 2.0}, {}, 1000, true, false) && bench.Finish());
+    EXPECT_THAT(ModuleBench::TakeWarnings(), testing::HasSubstr(" 2 samples")) << "its end did not come";
 }
 
 }  // namespace
