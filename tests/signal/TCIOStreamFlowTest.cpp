@@ -101,6 +101,7 @@ TEST(StreamFlow, RefusedCopiesLoseNothing) {
         target.writer.CancelWriteSegments();
         WriteInts(target.writer, {1, 2, 3});
         EXPECT_EQ(target.Input().StartReadSegments(), 1);
+        EXPECT_EQ(target.Input().SegmentCnt(), 1) << "what was begun was forgotten";
         EXPECT_EQ(target.Input().RemoveContents(true), 0);
         EXPECT_EQ(target.Input().SegmentCnt(), 0);
     }

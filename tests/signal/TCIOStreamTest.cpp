@@ -76,6 +76,7 @@ TEST(TCIOStream, WhoReceivesAndWhatWaits) {
     EXPECT_EQ(plain.GetFan(0), nullptr);
     EXPECT_EQ(plain.StartWriteSegments() + plain.WriteSegment("n", 1) + plain.WriteSegment("d", 1.0), 0);
     EXPECT_EQ(plain.WriteSegment("t", TCString()) + plain.WriteSegment("c", CString()), 0);
+    EXPECT_EQ(plain.WriteSegment("b", TCArray<TCIOStream::Block*>()), 0);
     EXPECT_EQ(plain.WriteSegment("p", "") + plain.WriteDblVec(nullptr, 1) + plain.WritePtr(&plain, 1), 0);
     EXPECT_EQ(plain.precision(), 3);
     EXPECT_EQ(plain.SetInputStream(7)->precision(), 7);

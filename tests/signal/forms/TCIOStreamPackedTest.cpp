@@ -204,6 +204,7 @@ TEST(StreamForms, OldFormIsWellFormedToItsEnd) {
     StreamLines to;
     const std::string signals("BUS 0 2 ", 8);
     const char* at = signals.data();
+    EXPECT_EQ(TCIOStream().DeSerializeForOldStream(at, at + signals.size()), 0) << "no receiver";
     EXPECT_EQ(to.writer.DeSerializeForOldStream(at, at + signals.size()), -14);
 }
 
@@ -293,6 +294,7 @@ TEST(StreamForms, ReadableText) {
         EXPECT_EQ(input.ConvertToString(0, row.segment, row.comma, FORMAT_FIXED, 2), row.text);
     EXPECT_EQ(input.ConvertToString(0, 1, false, FORMAT_FIXED, 2).GetLength(), 4);
     EXPECT_EQ(input.ConvertToString(0, 3, false, FORMAT_FIXED, -1).Left(5), "1.000");
+    EXPECT_EQ(input.ConvertToString(0, 3, false, FORMAT_FIXED, 0).Left(2), "1 ");
     EXPECT_EQ(input.ConvertToString(0, 3, false, FORMAT_FIXED, INT_MAX).Left(3), "1.0");
 }
 

@@ -209,7 +209,9 @@ TEST(StreamXml, StopsAtTheFirstBadBlock) {
         EXPECT_EQ(lines.Input().StartReadSegments(), 1);
         EXPECT_EQ(lines.Input().SegmentCnt(), segments);
     }
-    lines.writer.WriteSegment("n\n", 7);
+    EXPECT_EQ(Read(lines.writer, "<Stream><Block/></Stream>"), 1);
+    lines.Input().StartReadSegments();
+    EXPECT_EQ(lines.Input().GetTI(), nullptr) << "nothing is left of the block's last use";
     lines.writer.StartWriteSegments();
     EXPECT_EQ(lines.writer.WriteSegment("n\n", 7), 0);
     EXPECT_EQ(Read(lines.writer, DOCUMENT), -2);
