@@ -24,9 +24,9 @@ bool Mistakes::HasAny(const std::string& source) const {
 }
 
 std::vector<Mistake> Mistakes::InOrder() const {
+    const auto isBefore = [](const Mistake& a, const Mistake& b) { return a.place.line < b.place.line; };
     std::vector<Mistake> sorted = mistakes;
-    std::stable_sort(sorted.begin(), sorted.end(),
-                     [](const Mistake& a, const Mistake& b) { return a.place.line < b.place.line; });
+    if (!std::ranges::is_sorted(sorted, isBefore)) std::ranges::stable_sort(sorted, isBefore);
     return sorted;
 }
 

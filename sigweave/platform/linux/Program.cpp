@@ -18,7 +18,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A file without a name, in memory: what a program reads and writes needs no pipe that could fill up.
+// A file without a name, in memory: only one of a program's streams is a pipe, so that nobody waits in a
+// circle.
 class MemoryFile {
  public:
     explicit MemoryFile(const char* name) : descriptor(memfd_create(name, MFD_CLOEXEC)) {}
@@ -55,6 +56,18 @@ class MemoryFile {
  private:
     int descriptor;
 };
+
+// What comes out of a pipe until nobody can write to it any more.
+std::string ReadAll(int pipeEnd) {
+    std::string text;
+    char piece[65536];
+    while (true) {
+        const ssize_t count = read(pipeEnd, piece, sizeof piece);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return text;
+        text.append(piece, static_cast<std::size_t>(count));
+    }
+}
 
 // How a program is started; answers 0, or the error number.
 class Start {
@@ -111,20 +124,23 @@ std::string FindProgram(const std::string& name) {
 
 ProgramEnd RunProgram(const std::string& path, const std::vector<std::string>& arguments,
                       const std::string& input) {
-    const MemoryFile given("input"), output("output"), complaint("complaint");
+    const MemoryFile given("input"), complaint("complaint");
     ProgramEnd end;
-    if (given.Get() < 0 || output.Get() < 0 || complaint.Get() < 0 || !given.Write(input)) {
+    int output[2];
+    if (given.Get() < 0 || complaint.Get() < 0 || !given.Write(input) || pipe2(output, O_CLOEXEC) != 0) {
         end.code = errno;
         return end;
     }
     pid_t child = -1;
-    end.code = Start(given.Get(), output.Get(), complaint.Get()).Run(path, arguments, child);
+    end.code = Start(given.Get(), output[1], complaint.Get()).Run(path, arguments, child);
+    close(output[1]);
     end.started = end.code == 0;
+    if (end.started) end.output = ReadAll(output[0]);
+    close(output[0]);
     if (!end.started) return end;
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
     end.code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-    end.output = output.Content();
     end.complaint = complaint.Content();
     if (WIFSIGNALED(status)) end.complaint.append("\n").append(strsignal(WTERMSIG(status)));
     return end;
