@@ -149,6 +149,10 @@ struct Row {
     double spread;  // ms
 };
 
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.name;
+}
+
 // a and b through one module with two ways into a join of both.
 void ThroughOneModule(Model& model, double lengthOfB, int blocksOfB) {
     const int a = model.Source(10, 1000);

@@ -98,6 +98,10 @@ struct WaitRow {
     bool held;
 };
 
+void PrintTo(const WaitRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class ProgramWaits : public Program, public testing::WithParamInterface<WaitRow> {};
 
 TEST_P(ProgramWaits, IsToldAndEnds) {
