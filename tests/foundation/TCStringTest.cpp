@@ -43,6 +43,7 @@ TEST(TCString, ConstructsAndAssignsFromEverySource) {
     EXPECT_EQ("abc", Bytes(TCString(reinterpret_cast<const unsigned char*>("abc"))));
     EXPECT_EQ("\xE2\x82\xAC\xF0\x9D\x84\x9E", Bytes(TCString(L"\u20AC\U0001D11E")));
     EXPECT_EQ("\xE2\x82\xAC", Bytes(TCString(u"\u20ACuro", 1)));
+    EXPECT_EQ("\xE2\x82\xACuro", Bytes(TCString(u"\u20ACuro")));
     const wchar_t beyond[] = {0x110000, 'a', 0};
     EXPECT_EQ("\uFFFDa", Bytes(TCString(beyond))) << "no character has this code";
     TCString text("12345");

@@ -133,6 +133,7 @@ TEST(TCSerializeOldStream, WritesTheStoredTokens) {
     EXPECT_EQ(Bytes(Token::Serialize(unit)), one + "-3 0 0 0 0 0 0 ");
     EXPECT_EQ(Bytes(Token::Serialize(ones, 5)), one + one + one + one + one);
     EXPECT_EQ(Bytes(Token::Serialize(numbers, 3)), "-2147483648 0 2147483647 ");
+    EXPECT_EQ(Token::Serialize(numbers, 1).GetAllocLength(), 19) << "13 times 1.5";
     EXPECT_TRUE(Token::Serialize(ones, 0).IsEmpty() && Token::Serialize(numbers, -1).IsEmpty());
 }
 

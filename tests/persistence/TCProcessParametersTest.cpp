@@ -65,6 +65,7 @@ TEST(TCProcessParameters, EveryErrorHasItsMessage) {
         TCProcessParameters text = Lines(true);
         EXPECT_EQ(text.ParseParamString(row.text), -1) << row.text;
         EXPECT_STREQ(text.GetErrorText(), row.message);
+        EXPECT_TRUE(TableOf(text).empty() || TableOf(text) == ".a:1:1|") << "what precedes the mistake";
         EXPECT_TRUE(text.CheckConsistency());
         EXPECT_EQ(text.InsertParameter("new", "", true), -1) << "edits wait for a text that can be read";
         EXPECT_EQ(text.ParseParamString("a=1\n"), 1);

@@ -421,6 +421,7 @@ TEST_F(XmlDocument, KeepsHeldNodes) {
     EXPECT_TRUE(xml.SetNodeText(a, ""));
     EXPECT_EQ(XmlOf(xml, xml.GetDocument()), "<r><a/></r>");
     xml.Release();
+    EXPECT_FALSE(xml.GetDocument());
     EXPECT_EQ(XmlOf(xml, b), "<b><c/></b>");
     EXPECT_EQ(XmlOf(xml, a), "<a/>");
 }
