@@ -156,6 +156,11 @@ TEST_F(NeverSilent, TellsHowAMistakeIsMended) {
           "g:8: there is no module 'Statistics # all'; "}},
         {source + "[s]\nmodule=Statistics\n[lines]\na.Signal=s.Signal ; there\n",
          {"; the comment '; there' must have a line of its own\n"}},
+        {source + "block=\"1 # x\"\n[s]\nmodule=Statistics\n[lines]\na.Signal=s.Signal\n",
+         {"g:3: a.block: '1 # x' is not valid; expected an integer from 1 to 1048576\n"}},
+        // A default in place of what was meant tells nothing.
+        {source + "rate=x\n[low]\nmodule=Filter\ncorner=30000\n[lines]\na.Signal=low.Signal\n",
+         {"g:3: a.rate: 'x' is not valid; expected a number"}},
         // Every mistake, also of an instance whose settings are wrong.
         {source +
              "[low]\nmodule=Filter\norder=x\ntype=bandpass\nupper_corner=-1\n[s]\nmodule=BusSelect\n"
@@ -225,7 +230,9 @@ TEST_F(NeverSilent, WarnsBelowTheTableAndInTheReport) {
         EXPECT_EQ(checked.code, 0);
         EXPECT_THAT(checked.err, testing::StartsWith(row.before ? warning : ""));
     }
-    const Answer silent = Use("run", tone + lines, "--strict");
+    const Answer silent =
+        Use("run", tone + "[b]\nmodule=Generator\nname=\"a # b\"\n" + lines + "b.Signal=s.Signal 2\n",
+            "--strict");
     EXPECT_EQ(silent.code, 0);
     EXPECT_THAT(silent.out + silent.err, Not(HasSubstr("warning")));
 }
@@ -273,7 +280,7 @@ TEST_F(NeverSilent, EveryVerdictHasAReportOfOneShape) {
     const json schema = json::parse(ReadAll(SIGWEAVE_DOCS "/report.schema.json"));
     const std::tuple<const char*, int, const char*, const char*> rows[] = {
         {"--set p.talk_at=3", 0, "complete", ""},
-        {"--set p.fail_at=2", 1, "failed", "p (Test pass) failed while running: the wire is broken"},
+        {"--set p.fail_at=0", 1, "failed", "p (Test pass) failed while running: the wire is broken"},
         {"--set p.hoard_from=2", 1, "stalled", "p leaves what waits for it: 8 blocks at p.Signal"},
         {"--set a.blocks=0 --set a.interrupt_at=5", 130, "interrupted", ""},
         {"--set a.blocks=x", 2, "mistakes", ""},
@@ -286,6 +293,7 @@ TEST_F(NeverSilent, EveryVerdictHasAReportOfOneShape) {
         EXPECT_EQ(report["verdict"], verdict);
         EXPECT_EQ(report["reason"], reason);
         EXPECT_EQ(report["mistakes"].empty(), code != 2);
+        EXPECT_EQ(report["warnings"].empty(), std::string(arguments) != "--set p.talk_at=3") << arguments;
         EXPECT_EQ(report["modules"].empty(), code == 2);
     }
 }
@@ -405,7 +413,8 @@ TEST_F(NeverSilent, AsksAboutAnotherMeaningOnce) {
         {"yo\n\n", 2, 2}};
     for (const auto& [typed, code, questions] : rows) {
         const Screen screen =
-            RunOnTerminal({SIGWEAVE_PROGRAM, "check", (folder / "g").string(), "--language", "en"}, typed);
+            RunOnTerminal({SIGWEAVE_PROGRAM, "check", (folder / "g").string(), "--language", "en"},
+                          typed + std::string("\004"));
         EXPECT_EQ(screen.code, code) << typed << screen.text;
         const std::string question =
             "s.Signal 1: s (Test join) expects 'TIME_DOMAIN', and the line brings "
