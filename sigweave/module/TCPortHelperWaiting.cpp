@@ -217,9 +217,10 @@ int TCPortHelper::RemoveContents(unsigned input, bool all) {
     PORT* port = impl->Port(INPUT, input);
     if (port == nullptr) return 0;
     int removed = 0;
-    while ((all || removed == 0) && port->stream->RemoveContents(false) == 1) {
+    do {
+        if (port->stream->RemoveContents(false) != 1) break;
         ++removed;
         if (port->CarriesTypeInfo()) port->KeepTypeInfo(port->stream->GetTI());
-    }
+    } while (all && port->HoldsBlock());
     return removed;
 }

@@ -71,10 +71,10 @@ void PrintTo(const Case& shown, std::ostream* out) {
     *out << shown.name;
 }
 
-// Times of the day and durations differ from run to run.
+// Times of the day, durations and process numbers differ from run to run, also in length.
 std::string WithoutDigits(std::string text) {
     std::erase_if(text,
-                  [](char c) { return std::string_view("0123456789.e-").find(c) != std::string::npos; });
+                  [](char c) { return std::string_view("0123456789.e- ").find(c) != std::string::npos; });
     return text;
 }
 

@@ -131,7 +131,7 @@ TEST(Files, ARecorderThatRefusesLeavesThoseOfOthers) {
         std::system("'" SIGWEAVE_PROGRAM "' run refusing/g.graph --module-path '" SIGWEAVE_MODULE_DIR
                     "' >out 2>err") >>
         8;
-    EXPECT_EQ(code, 1);
+    EXPECT_EQ(code, 2);
     EXPECT_THAT(ReadAll("err") + ReadAll("out"), HasSubstr("none/second.xml"));
     EXPECT_EQ(ReadAll("refusing/first.xml"), RECORDING);
     EXPECT_EQ(std::distance(fs::directory_iterator("refusing"), fs::directory_iterator()), 2);

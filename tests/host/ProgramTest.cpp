@@ -442,7 +442,7 @@ TEST_F(Program, AValueWithAZeroByteIsRefused) {
     const Answer answer = RunGraph(std::string("[a]\nmodule=TestSource\nmeaning=") + zero +
                                    std::string(GOOD).substr(std::strlen("[a]\nmodule=TestSource")));
     EXPECT_EQ(answer.code, 2) << answer.err;
-    EXPECT_THAT(answer.err, HasSubstr("test.graph:3: a: meaning: a value cannot hold a zero byte"));
+    EXPECT_THAT(answer.err, HasSubstr("test.graph:3: a.meaning: a value cannot hold a zero byte"));
 }
 
 TEST_F(Program, FilesAreRelativeToTheGraphUnlessGivenAsArgument) {

@@ -31,7 +31,7 @@ TEST(ModuleSignals, StartsAreDatesAndTimes) {
         double read = -1.0;
         error = "before";
         EXPECT_FALSE(tc::ParseStart(text, read, error)) << text;
-        EXPECT_EQ(error.find(CString("before\nstart: \"") + text + "\" is no time; "), 0u) << error;
+        EXPECT_EQ(error.find(CString("before\nstart: '") + text + "' is not valid; expected a UTC date"), 0u) << error;
     }
 }
 
@@ -41,7 +41,7 @@ TEST(ModuleSignals, UnitsAreSymbolsAndFactors) {
     EXPECT_TRUE(tc::ParseUnit("V * 1e-003", unit, error));
     EXPECT_EQ(unit.GetFactor(), 0.001);
     EXPECT_FALSE(tc::ParseUnit("Volt", unit, error, "scale_unit"));
-    EXPECT_EQ(error.find("scale_unit: \"Volt\" is no unit; "), 0u);
+    EXPECT_EQ(error.find("scale_unit: 'Volt' is not valid; expected a unit"), 0u);
     EXPECT_TRUE(tc::ParseUnit("", unit, error));
     EXPECT_EQ(unit, TCSI_Unit());
 }

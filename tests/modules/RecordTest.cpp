@@ -236,7 +236,7 @@ TEST(Record, AStandardStreamIsNoFileToReplace) {
         "[a]\nmodule=Generator\nduration=0.01\n[r]\nmodule=XmlRecorder\noverwrite=yes\n"
         "file=/dev/stdout\n[lines]\na.Signal=r.Signal\n";
     std::ofstream("stream.graph") << graph;
-    EXPECT_EQ(std::system("LC_ALL=C " SIGWEAVE_HOST " run stream.graph >>stream.txt 2>&1") >> 8, 1);
+    EXPECT_EQ(std::system("LC_ALL=C " SIGWEAVE_HOST " run stream.graph >>stream.txt 2>&1") >> 8, 2);
     const std::string content = ReadText("stream.txt");
     EXPECT_TRUE(content.starts_with("precious")) << content;
     EXPECT_THAT(content, HasSubstr("/dev/stdout is no ordinary file"));

@@ -171,7 +171,7 @@ TEST_F(Profile, LeavesForeignFilesAlone) {
 TEST_F(Profile, ReadsWhereNothingMayBeWritten) {
     SaveUserProfileInt("S", "a", 1);
     SaveMachineProfileInt("S", "a", 2);
-    fs::permissions(fs::current_path(), fs::perms(0755));
+    for (const fs::path& path : {fs::current_path(), own->Path()}) fs::permissions(path, fs::perms(0755));
     const auto setWritable = [&](bool writable) {
         for (const char* file : {"a/user.db", "a/machine.db"})
             fs::permissions(File(file), fs::perms(writable ? 0644 : 0444));

@@ -162,6 +162,10 @@ struct ReplacedFile::Impl {
 };
 
 bool ReplacedFile::Impl::Begin() {
+    if (old == nullptr && name.empty()) {
+        errno = ENOENT;
+        return false;
+    }
     const bool isRegular = old != nullptr && S_ISREG(old->st_mode);
     if (isRegular && !options.mayReplace) {
         errno = EEXIST;
