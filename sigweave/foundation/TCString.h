@@ -224,9 +224,9 @@ class TC_API TCString {
  private:
     // Grows the storage to at least `size` bytes, the content kept. More than a 32-bit length can tell throws
     // std::bad_alloc, as any allocation that fails.
-    void Reserve(std::int64_t size);
+    TC_LOCAL void Reserve(std::int64_t size);
     // Prints behind the first `offset` bytes.
-    void PrintAt(int offset, const char* format, va_list arguments);
+    TC_LOCAL void PrintAt(int offset, const char* format, va_list arguments);
 
     char* data = nullptr;
     std::int32_t length = 0;

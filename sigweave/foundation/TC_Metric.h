@@ -33,8 +33,8 @@ class TC_API TC_Metric {
     void LPtoDP(CSize* size) const;
 
  private:
-    void Compute(CDC* context) const;
-    void ComputeFrom(CWnd* window) const;
+    TC_LOCAL void Compute(CDC* context) const;
+    TC_LOCAL void ComputeFrom(CWnd* window) const;
 
     // Computed at the first use when there was no main window before.
     mutable double xFactor = 0;

@@ -68,9 +68,9 @@ class TC_API TCPortHelper::TCPortHelperImpl::DATATYPE {
     bool Serialize(ArchiveParser* archive);
 
  private:
-    void AddItem(const char* token, const char* declarator);
-    const char* DefaultDeclarator(const char* token) const;
-    bool IsToBeAdopted() const;
+    TC_LOCAL void AddItem(const char* token, const char* declarator);
+    TC_LOCAL const char* DefaultDeclarator(const char* token) const;
+    TC_LOCAL bool IsToBeAdopted() const;
 
     std::uint32_t code = 0;
     std::int32_t lines = 0;

@@ -185,19 +185,19 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
         double number = 0.0;
     };
     using Values = std::vector<Value>;  // one a parameter
-    class Change;
+    class TC_LOCAL Change;
 
-    int FindIndex(const char* name) const;
-    const char* ValueText(int index) const;
-    static Value ReadValue(const TCModuleParameter& parameter, const char* text);
-    Values Defaults() const;
-    const Value& ValueAt(int index, const char* name, unsigned kinds) const;
-    int ChoicePosition(const char* name, const char* words) const;
-    void ReportMistake(const tc::Bilingual& text, std::string_view what) const;
-    void VerifyOrder(const char* operation, bool inRun) const;
-    bool MakeEffective(TCString& error);
-    bool ReadSettings(const char* text, TCString& error);
-    int DeclareInputs(int count);
+    TC_LOCAL int FindIndex(const char* name) const;
+    TC_LOCAL const char* ValueText(int index) const;
+    TC_LOCAL static Value ReadValue(const TCModuleParameter& parameter, const char* text);
+    TC_LOCAL Values Defaults() const;
+    TC_LOCAL const Value& ValueAt(int index, const char* name, unsigned kinds) const;
+    TC_LOCAL int ChoicePosition(const char* name, const char* words) const;
+    TC_LOCAL void ReportMistake(const tc::Bilingual& text, std::string_view what) const;
+    TC_LOCAL void VerifyOrder(const char* operation, bool inRun) const;
+    TC_LOCAL bool MakeEffective(TCString& error);
+    TC_LOCAL bool ReadSettings(const char* text, TCString& error);
+    TC_LOCAL int DeclareInputs(int count);
 
     std::span<const TCModuleParameter> parameters;
     Values parameterValues;

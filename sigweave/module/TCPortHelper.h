@@ -122,7 +122,7 @@ class TC_API TCPortHelper {
     using PortNameFunction = TCString (*)(PORTTYPE kind, unsigned index);
     using DynPortCallback = int (*)(long user, int count);
 
-    class TCPortHelperImpl;
+    class TC_LOCAL TCPortHelperImpl;
 
     explicit TCPortHelper(TCBaseModule* module);
     virtual ~TCPortHelper();

@@ -74,7 +74,7 @@ class TC_API TCValidateActualPortType {
     bool GetActualToken(int index, TCString& token, TCString& declarator) const;
 
  private:
-    bool ValidateToken(int index, const char* name, bool silent, bool before) const;
+    TC_LOCAL bool ValidateToken(int index, const char* name, bool silent, bool before) const;
 
     std::int32_t actualCount = 0;
     std::int32_t declaredCount = 0;

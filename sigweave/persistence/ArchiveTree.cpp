@@ -15,6 +15,14 @@ ArchiveTree::ArchiveTree() {
 
 ArchiveTree::~ArchiveTree() = default;
 
+void ArchiveTree::BeginStoring() {
+    Begin(true);
+}
+
+void ArchiveTree::BeginLoading() {
+    Begin(false);
+}
+
 void ArchiveTree::Begin(bool store) {
     storing = store;
     levels.clear();

@@ -47,8 +47,8 @@ class TC_API ArchiveTree final : public ArchiveParser {
     ArchiveTree& operator=(const ArchiveTree&) = delete;
 
     // Which way the operations go from now on, at the top level. An archive begins empty and storing.
-    void BeginStoring() { Begin(true); }
-    void BeginLoading() { Begin(false); }
+    void BeginStoring();
+    void BeginLoading();
 
     const std::vector<ArchiveItem>& Items() const { return root.items; }
     // Takes these items in place of its own, and loads. Of equal numbers in a subsection the first counts.
@@ -75,11 +75,11 @@ class TC_API ArchiveTree final : public ArchiveParser {
         std::size_t indexed = 0;
     };
 
-    void Begin(bool store);
-    ArchiveItem* Find(int number);
-    ArchiveItem* Open(int number, const char* label, ArchiveItem::Type type);
-    bool Text(int number, const char* label, ArchiveItem::Type type, TCString& value);
-    bool Bits(int number, const char* label, ArchiveItem::Type type, std::uint64_t& bits);
+    TC_LOCAL void Begin(bool store);
+    TC_LOCAL ArchiveItem* Find(int number);
+    TC_LOCAL ArchiveItem* Open(int number, const char* label, ArchiveItem::Type type);
+    TC_LOCAL bool Text(int number, const char* label, ArchiveItem::Type type, TCString& value);
+    TC_LOCAL bool Bits(int number, const char* label, ArchiveItem::Type type, std::uint64_t& bits);
 
     ArchiveItem root;
     std::vector<Level> levels;

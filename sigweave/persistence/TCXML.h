@@ -28,7 +28,7 @@ class TC_API TCXMLNode {
  private:
     friend class TCXML;
     friend struct tc::XmlAccess;
-    TCXMLNode(std::shared_ptr<tc::XmlDocument> document, void* node);
+    TC_LOCAL TCXMLNode(std::shared_ptr<tc::XmlDocument> document, void* node);
 
     std::shared_ptr<tc::XmlDocument> document;
     void* node = nullptr;
@@ -45,7 +45,7 @@ class TC_API TCXMLNodeList {
 
  private:
     friend class TCXML;
-    struct Nodes;
+    struct TC_LOCAL Nodes;
     std::shared_ptr<Nodes> nodes;
 };
 
@@ -166,9 +166,9 @@ class TC_API TCXML {
  private:
     friend struct tc::XmlAccess;
     // Keep the message and answer false.
-    bool Fail(int message, ...);
-    bool LoadOnce(const char* path);
-    bool Take(tc::XmlBuilder& builder);
+    TC_LOCAL bool Fail(int message, ...);
+    TC_LOCAL bool LoadOnce(const char* path);
+    TC_LOCAL bool Take(tc::XmlBuilder& builder);
 
     std::shared_ptr<tc::XmlDocument> document;
     bool keepBlanks = false;

@@ -37,7 +37,7 @@ class TC_API XmlRecordWriter {
     const std::string& GetError() const { return error; }
 
  private:
-    struct Impl;
+    struct TC_LOCAL Impl;
     std::unique_ptr<Impl> impl;
     std::string error;
 };
@@ -58,7 +58,7 @@ class TC_API XmlRecordReader {
     const std::string& GetError() const { return error; }
 
  private:
-    struct Impl;
+    struct TC_LOCAL Impl;
     std::unique_ptr<Impl> impl;
     std::string error;
 };

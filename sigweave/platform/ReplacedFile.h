@@ -53,8 +53,8 @@ class TC_API ReplacedFile {
     bool IsInPlace() const;
 
  private:
-    struct Impl;
-    explicit ReplacedFile(std::unique_ptr<Impl> opened);
+    struct TC_LOCAL Impl;
+    TC_LOCAL explicit ReplacedFile(std::unique_ptr<Impl> opened);
 
     std::unique_ptr<Impl> impl;
 };

@@ -101,9 +101,9 @@ class TC_API TCFilePath {
     static bool MakeCompactPath(TCString& path, int width, HWND window);
 
  private:
-    DialogResult Ask(TCPathQuestion question);
-    TCString BaseFolder() const;
-    TCString RelativeToBase(const char* given) const;
+    TC_LOCAL DialogResult Ask(TCPathQuestion question);
+    TC_LOCAL TCString BaseFolder() const;
+    TC_LOCAL TCString RelativeToBase(const char* given) const;
 
     TCString path;
     TCString defaultFolder;

@@ -156,18 +156,19 @@ class TC_API TCLogFile {
         std::int64_t bytesWritten = 0;
     };
 
-    class Registry;
+    class TC_LOCAL Registry;
 
-    State CopyState() const;
-    bool OpenCurrent();
-    TCString ExpandPattern() const;
-    bool WriteParts(std::initializer_list<std::string_view> parts);
-    bool LogLocked(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, ...);
-    bool LogLockedV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
-                    va_list args);
-    bool CloseLocked();
-    bool ReleaseFile();
-    bool GoOnIn(const TCString& next);
+    TC_LOCAL State CopyState() const;
+    TC_LOCAL bool OpenCurrent();
+    TC_LOCAL TCString ExpandPattern() const;
+    TC_LOCAL bool WriteParts(std::initializer_list<std::string_view> parts);
+    TC_LOCAL bool LogLocked(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
+                            ...);
+    TC_LOCAL bool LogLockedV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format,
+                             va_list args);
+    TC_LOCAL bool CloseLocked();
+    TC_LOCAL bool ReleaseFile();
+    TC_LOCAL bool GoOnIn(const TCString& next);
 
     State state;
     mutable std::mutex lock;

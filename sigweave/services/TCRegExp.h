@@ -134,7 +134,7 @@ class TC_API TCRegExp {
                         const TCString& format, unsigned long matchFlags);
 
  private:
-    struct Impl;
+    struct TC_LOCAL Impl;
 
     std::unique_ptr<Impl> impl;
 };

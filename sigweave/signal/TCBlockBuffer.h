@@ -78,11 +78,11 @@ class TC_API TCBlockBuffer {
     int GetDataSize() const;
 
  private:
-    TCBlock* TakeFreeBlock(unsigned long type, unsigned int size);
-    bool KeepFree(TCBlock* block);
-    int WriteConcatenatedBlocks(unsigned int port);
-    int CheckConcatenation(unsigned int port) const;
-    TCBLOCKSTATUS GetCommonStatus() const;
+    TC_LOCAL TCBlock* TakeFreeBlock(unsigned long type, unsigned int size);
+    TC_LOCAL bool KeepFree(TCBlock* block);
+    TC_LOCAL int WriteConcatenatedBlocks(unsigned int port);
+    TC_LOCAL int CheckConcatenation(unsigned int port) const;
+    TC_LOCAL TCBLOCKSTATUS GetCommonStatus() const;
     bool CheckPortHelper() const { return portHelper != nullptr; }
 
     TCPortHelper* portHelper = nullptr;
@@ -144,28 +144,28 @@ class TC_API TCBlockBuffer::TCBlock {
 
     static constexpr int NO_PORT_HELPER = -1;
 
-    static std::uint32_t MakeCompatibleDatatype(unsigned long type);
-    static int ElemSize(unsigned long type);
-    static void* Alloc(int count, unsigned long type);
-    static void Free(void* elements, unsigned long type);
-    static bool CopyData(void* to, const void* from, unsigned int count, unsigned long type);
-    bool CopyFrom(const TCBlock& other);
-    bool CopyTI(const TCBlock& other, TCBLOCKSTATUS state);
-    bool IsFree(unsigned long type, unsigned int count) const;
-    bool IsMatrix() const;
-    bool IsText() const;
-    bool Put(int position, const TCBlock& block);
+    TC_LOCAL static std::uint32_t MakeCompatibleDatatype(unsigned long type);
+    TC_LOCAL static int ElemSize(unsigned long type);
+    TC_LOCAL static void* Alloc(int count, unsigned long type);
+    TC_LOCAL static void Free(void* elements, unsigned long type);
+    TC_LOCAL static bool CopyData(void* to, const void* from, unsigned int count, unsigned long type);
+    TC_LOCAL bool CopyFrom(const TCBlock& other);
+    TC_LOCAL bool CopyTI(const TCBlock& other, TCBLOCKSTATUS state);
+    TC_LOCAL bool IsFree(unsigned long type, unsigned int count) const;
+    TC_LOCAL bool IsMatrix() const;
+    TC_LOCAL bool IsText() const;
+    TC_LOCAL bool Put(int position, const TCBlock& block);
     // 0 when the other's elements can stand behind this block's, else what keeps them apart.
-    int Misfit(const TCBlock& other) const;
-    static int NotCreated(TCPortHelper* ph, int kind, unsigned int port);
-    int Read(TCPortHelper* ph, unsigned int port);
-    int Write(TCPortHelper* ph, unsigned int port) const;
-    int TakeEmpty(TCPortHelper* ph, unsigned int port);
-    int ReadPacked(TCPortHelper* ph, unsigned int port);
-    int ReadValues(TCPortHelper* ph, unsigned int port);
-    int WritePacked(TCPortHelper* ph, unsigned int port) const;
-    int WriteMatrix(TCPortHelper* ph, unsigned int port) const;
-    int WriteEmptyMatrix(TCPortHelper* ph, unsigned int port) const;
+    TC_LOCAL int Misfit(const TCBlock& other) const;
+    TC_LOCAL static int NotCreated(TCPortHelper* ph, int kind, unsigned int port);
+    TC_LOCAL int Read(TCPortHelper* ph, unsigned int port);
+    TC_LOCAL int Write(TCPortHelper* ph, unsigned int port) const;
+    TC_LOCAL int TakeEmpty(TCPortHelper* ph, unsigned int port);
+    TC_LOCAL int ReadPacked(TCPortHelper* ph, unsigned int port);
+    TC_LOCAL int ReadValues(TCPortHelper* ph, unsigned int port);
+    TC_LOCAL int WritePacked(TCPortHelper* ph, unsigned int port) const;
+    TC_LOCAL int WriteMatrix(TCPortHelper* ph, unsigned int port) const;
+    TC_LOCAL int WriteEmptyMatrix(TCPortHelper* ph, unsigned int port) const;
 
     void* data = nullptr;
     std::int32_t size = 0;

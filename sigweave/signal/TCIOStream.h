@@ -303,41 +303,41 @@ class TC_API TCIOStream {
 
  private:
     bool CanWrite() const { return !isInput && !fan.IsEmpty(); }
-    int ReserveBlock(bool clearTypeInfo);
-    int ReserveNewBlock(bool clearTypeInfo);
-    Block* TakeFreeBlock();
-    void AddBlockToFreeList(Block* block);
-    static void Release(Block* block);
-    static int GiveBack(Block* block, int result);
-    int WriteSingle(const char* name, DATATYPE type, const void* value);
-    int WriteWhole(DATATYPE type, int dims, const int* extents, const void* data, bool copy);
+    TC_LOCAL int ReserveBlock(bool clearTypeInfo);
+    TC_LOCAL int ReserveNewBlock(bool clearTypeInfo);
+    TC_LOCAL Block* TakeFreeBlock();
+    TC_LOCAL void AddBlockToFreeList(Block* block);
+    TC_LOCAL static void Release(Block* block);
+    TC_LOCAL static int GiveBack(Block* block, int result);
+    TC_LOCAL int WriteSingle(const char* name, DATATYPE type, const void* value);
+    TC_LOCAL int WriteWhole(DATATYPE type, int dims, const int* extents, const void* data, bool copy);
     template <typename Text>
     bool WriteTexts(const char* name, const Text* texts, int count);
     template <typename Number>
     int WriteNumbers(DATATYPE type, const Number* data, int count);
-    int FinishWhole(bool written);
+    TC_LOCAL int FinishWhole(bool written);
 
-    Block* TakeBlock();
-    bool RemoveBlock();
-    int PeekBlock(int index);
-    Block* QueuedBlock(int index) const;
+    TC_LOCAL Block* TakeBlock();
+    TC_LOCAL bool RemoveBlock();
+    TC_LOCAL int PeekBlock(int index);
+    TC_LOCAL Block* QueuedBlock(int index) const;
     int LongestQueue(int* fanIndex) const;
     template <typename Read>
     int TakeWhole(Read read);
-    const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
+    TC_LOCAL const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
 
-    bool DispatchBlock();
-    int CheckAndDispatch(Block* block, bool fix);
-    int DispatchChecked(bool fix);
-    int DispatchFilled(Block* block, bool filled);
-    bool Dispatch(Block* block, int held = 0);
-    bool DispatchFrom(int done, Block* block, int held);
-    bool TakeBack(int receivers);
-    int RemoveAllContents();
-    int CheckBlockState(TCTypeInfo* ti, bool fix);
-    bool JoinQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
-    TCTypeInfo* OwnTypeInfo(Fan& waiting, int index);
-    static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
+    TC_LOCAL bool DispatchBlock();
+    TC_LOCAL int CheckAndDispatch(Block* block, bool fix);
+    TC_LOCAL int DispatchChecked(bool fix);
+    TC_LOCAL int DispatchFilled(Block* block, bool filled);
+    TC_LOCAL bool Dispatch(Block* block, int held = 0);
+    TC_LOCAL bool DispatchFrom(int done, Block* block, int held);
+    TC_LOCAL bool TakeBack(int receivers);
+    TC_LOCAL int RemoveAllContents();
+    TC_LOCAL int CheckBlockState(TCTypeInfo* ti, bool fix);
+    TC_LOCAL bool JoinQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
+    TC_LOCAL TCTypeInfo* OwnTypeInfo(Fan& waiting, int index);
+    TC_LOCAL static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
     void SetErrFan(int index) const { errorFan = index; }
 
     // What a hand-off touches lies together.
@@ -390,19 +390,19 @@ class TC_API TCIOStream::DataSegment {
     // Stores the elements, copied or by address; with `copy` a null `source` gives empty texts and blocks,
     // and numbers that are not set. Keeps the storage when it is large enough. False when the type or the
     // shape is none; throws std::bad_alloc.
-    bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
-    void SetShape(DATATYPE newType, int dims, const int* extents);
-    void* Storage(DATATYPE newType, int count);
-    bool Fill(int count, const void* source);
+    TC_LOCAL bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
+    TC_LOCAL void SetShape(DATATYPE newType, int dims, const int* extents);
+    TC_LOCAL void* Storage(DATATYPE newType, int count);
+    TC_LOCAL bool Fill(int count, const void* source);
     bool OwnsBlocks() const { return ownsData && type == BLOCK; }
     // An owned nested block, created when it is not there yet.
-    Block* OwnBlock(int index);
-    void Free();
+    TC_LOCAL Block* OwnBlock(int index);
+    TC_LOCAL void Free();
 
     int& Cursor() { return dimensions[dimensionCount]; }
     int Cursor() const { return dimensions[dimensionCount]; }
     // The nested block at the cursor; null when the channel is used up or the segment holds no blocks.
-    Block* BlockAtCursor() const;
+    TC_LOCAL Block* BlockAtCursor() const;
 
     TCString name;
     DATATYPE type = UNDEF;
@@ -443,35 +443,36 @@ class TC_API TCIOStream::Block {
     friend class TCIOStream;
     friend class TCIOStream::DataSegment;
 
-    DataSegment* At(int index) const;
+    TC_LOCAL DataSegment* At(int index) const;
     // Where the block looks as in its last use, nothing is found, shaped or allocated: the only segment, when
     // it has no name, was not written yet, and owns room for `count` elements of the type in one dimension.
     // It then has that many, for the caller to fill. Else null.
-    DataSegment* WriteSameAgain(DATATYPE type, int count);
+    TC_LOCAL DataSegment* WriteSameAgain(DATATYPE type, int count);
     // Searches round the segments from behind the last one found, so that segments in the order of their
     // creation are found in one step; of many segments, others are found by an index. A null name is the
     // empty one.
-    DataSegment* Find(const char* name, bool writtenOnly);
+    TC_LOCAL DataSegment* Find(const char* name, bool writtenOnly);
     template <typename Ask>
     int AskIndex(Ask ask) const;
     // The written segment of that number, where some are not written.
-    DataSegment* WrittenAt(int number) const;
+    TC_LOCAL DataSegment* WrittenAt(int number) const;
     // See TCIOStream::FindBusSegment.
-    int FindChannel(const char* signal, int port) const;
+    TC_LOCAL int FindChannel(const char* signal, int port) const;
     // The segment behind the last one found, going round.
-    DataSegment* Next();
+    TC_LOCAL DataSegment* Next();
     // The segment to write under that name, created when it is new; null when it is already written, unless
     // `append` asks for it.
-    DataSegment* Open(const char* name, bool append);
-    void Close(DataSegment& segment);
-    bool Write(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy);
-    bool Append(const char* name, DATATYPE type, int dims, const int* extents, const void* data, bool copy,
-                const TCTypeInfo* ti);
+    TC_LOCAL DataSegment* Open(const char* name, bool append);
+    TC_LOCAL void Close(DataSegment& segment);
+    TC_LOCAL bool Write(const char* name, DATATYPE type, int dims, const int* extents, const void* data,
+                        bool copy);
+    TC_LOCAL bool Append(const char* name, DATATYPE type, int dims, const int* extents, const void* data,
+                         bool copy, const TCTypeInfo* ti);
     // Sets the metadata, which may be the block's own, and writes the written segments of `source`; owned
     // data is copied deeply. False at the first that fails; what was written before it stays.
-    bool CopyFrom(const Block& source, const TCTypeInfo* ti);
+    TC_LOCAL bool CopyFrom(const Block& source, const TCTypeInfo* ti);
     // Ready for reuse: nothing is written; all segments and their storage are kept.
-    void Reset(bool clearTypeInfo);
+    TC_LOCAL void Reset(bool clearTypeInfo);
 
     TCTypeInfo* typeInfo = nullptr;
     TCArray<DataSegment*> segments;

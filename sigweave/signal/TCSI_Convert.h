@@ -32,7 +32,7 @@ class TC_API TCSI_Convert {
     bool Token2SI(char power);
 
  private:
-    bool SetToken(std::uint32_t symbol);
+    TC_LOCAL bool SetToken(std::uint32_t symbol);
 
     std::int8_t exponents[TCSI_Unit::BASE_UNIT_COUNT] = {};
     std::int32_t token = 0;

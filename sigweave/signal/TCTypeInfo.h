@@ -60,8 +60,8 @@ class TC_API TCTypeInfo {
     void DeSerializeWithStatus(const TCString& record);
 
  private:
-    void Store(CArchive& archive) const;
-    void Load(CArchive& archive);
+    TC_LOCAL void Store(CArchive& archive) const;
+    TC_LOCAL void Load(CArchive& archive);
 
     CString signalname;
     double timestamp = 0.0;

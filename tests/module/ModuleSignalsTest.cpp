@@ -31,7 +31,8 @@ TEST(ModuleSignals, StartsAreDatesAndTimes) {
         double read = -1.0;
         error = "before";
         EXPECT_FALSE(tc::ParseStart(text, read, error)) << text;
-        EXPECT_EQ(error.find(CString("before\nstart: '") + text + "' is not valid; expected a UTC date"), 0u) << error;
+        EXPECT_EQ(error.find(CString("before\nstart: '") + text + "' is not valid; expected a UTC date"), 0u)
+            << error;
     }
 }
 

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "sigweave/services/Profile.h"
-#include "tests/support/OwnFolder.h"
 #include "sigweave/services/ProfileEntries.h"
+#include "tests/support/OwnFolder.h"
 
 namespace {
 

@@ -38,8 +38,8 @@ class TC_API StreamRecordWriter {
     const std::string& GetError() const { return error; }
 
  private:
-    bool AppendType(const char* typeString, int itemCount);
-    bool Fail(const std::string& reason);
+    TC_LOCAL bool AppendType(const char* typeString, int itemCount);
+    TC_LOCAL bool Fail(const std::string& reason);
 
     XmlRecordWriter file;
     TCXML xml;
@@ -69,10 +69,10 @@ class TC_API StreamRecordReader {
     const std::string& GetError() const { return error; }
 
  private:
-    int Read();
-    int Take();
-    bool ReadType();
-    int Fail(const std::string& reason);
+    TC_LOCAL int Read();
+    TC_LOCAL int Take();
+    TC_LOCAL bool ReadType();
+    TC_LOCAL int Fail(const std::string& reason);
 
     XmlRecordReader file;
     TCXML xml;
