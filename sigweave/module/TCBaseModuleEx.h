@@ -192,7 +192,7 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     TC_LOCAL static Value ReadValue(const TCModuleParameter& parameter, const char* text);
     TC_LOCAL Values Defaults() const;
     TC_LOCAL const Value& ValueAt(int index, const char* name, unsigned kinds) const;
-    TC_LOCAL int ChoicePosition(const char* name, const char* words) const;
+    int ChoicePosition(const char* name, const char* words) const;
     TC_LOCAL void ReportMistake(const tc::Bilingual& text, std::string_view what) const;
     TC_LOCAL void VerifyOrder(const char* operation, bool inRun) const;
     TC_LOCAL bool MakeEffective(TCString& error);
