@@ -189,8 +189,8 @@ class TC_API TCIOStream {
     // --- Moving blocks
 
     // Takes one block (one, despite the name) from the source and writes a copy of it with the given state;
-    // results and what stays reserved as for `WriteCopy`. Only a block that was copied is taken: with 0 and
-    // -14 it waits at the source as before.
+    // results and what stays reserved as for `WriteCopy`. The block is taken first: without a receiver, and
+    // with -14, it is dropped.
     int MoveBlocks(TCIOStream& source, TCBLOCKSTATUS state);
     // Writes a copy of a waiting block, which stays where it is; with `ti` the copy gets that metadata.
     int MoveBlock(TCIOStream& source, int index, const TCTypeInfo* ti, bool fix);
@@ -330,6 +330,7 @@ class TC_API TCIOStream {
     int CheckAndDispatch(Block* block, bool fix);
     int DispatchChecked(bool fix);
     int DispatchFilled(Block* block, bool filled);
+    int WriteMoved(const Block& block, TCBLOCKSTATUS state);
     bool Dispatch(Block* block, int held = 0);
     bool DispatchFrom(int done, Block* block, int held);
     bool TakeBack(int receivers);
@@ -388,8 +389,8 @@ class TC_API TCIOStream::DataSegment {
     friend class tc::SegmentIndex;
 
     // Stores the elements, copied or by address; with `copy` a null `source` gives empty texts and blocks,
-    // and numbers that are not set. Keeps the storage when it is large enough. False when the type or the
-    // shape is none; throws std::bad_alloc.
+    // and numbers that are not set. Keeps the storage when it is large enough, nested blocks when their
+    // number stays. False when the type or the shape is none; throws std::bad_alloc.
     bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
     void SetShape(DATATYPE newType, int dims, const int* extents);
     void* Storage(DATATYPE newType, int count);

@@ -186,6 +186,31 @@ TEST(StreamForms, SegmentsStayInTheOrderOfTheirCreation) {
         }
 }
 
+// Nested ones are new where their number changes, and always when they are read from a document.
+TEST(StreamForms, NestedSegmentsStayInOrderWhileTheirBlockIsKept) {
+    const struct {
+        int count;
+        const char *first, *second, *keptFirst;
+    } steps[] = {{2, "a", "b", "a"}, {1, "b", "a", "b"}, {1, "a", "b", "b"}};
+    for (const auto& through : {ThroughXml, ThroughCopy}) {
+        StreamLines to;
+        for (const auto& step : steps) {
+            StreamLines lines;
+            Block original;
+            void* nested;
+            ASSERT_TRUE(original.AddEmptySegment("n", TCIOStream::BLOCK, 1, &step.count, nested));
+            const int one = 1;
+            for (const char* name : {step.first, step.second})
+                static_cast<Block**>(nested)[0]->AddSegment(name, TCIOStream::INT, 1, &one, &one);
+            lines.writer.WriteCopy(&original);
+            ASSERT_EQ(through(lines.Input(), to.writer), 1);
+            ASSERT_EQ(to.Input().StartReadSegments(), 1);
+            const Block& read = *to.Input().Segment(0)->GetBlocks()[0];
+            EXPECT_EQ(read.Segment(0)->GetName(), through == ThroughXml ? step.first : step.keptFirst);
+        }
+    }
+}
+
 // A recording comes back as it is, whatever the blocks before had.
 TEST(StreamForms, RecordedBlocksKeepTheirOrderAndNames) {
     const char* const blocks[][2] = {{"a", "1\r\nB\r\n\r\nx"}, {"1\r\nB\r\n\r\ny", "a"}};
