@@ -54,6 +54,7 @@ bool TCIOStream::DataSegment::SetData(DATATYPE newType, int dims, const int* ext
         data = const_cast<void*>(source);
         return true;
     }
+    if (OwnsBlocks() && count != elementCount) Free();
     Storage(newType, count);
     SetShape(newType, dims, extents);
     return Fill(count, source);

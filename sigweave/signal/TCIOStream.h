@@ -189,8 +189,8 @@ class TC_API TCIOStream {
     // --- Moving blocks
 
     // Takes one block (one, despite the name) from the source and writes a copy of it with the given state;
-    // results and what stays reserved as for `WriteCopy`. Only a block that was copied is taken: with 0 and
-    // -14 it waits at the source as before.
+    // results and what stays reserved as for `WriteCopy`. The block is taken first: without a receiver, and
+    // with -14, it is dropped.
     int MoveBlocks(TCIOStream& source, TCBLOCKSTATUS state);
     // Writes a copy of a waiting block, which stays where it is; with `ti` the copy gets that metadata.
     int MoveBlock(TCIOStream& source, int index, const TCTypeInfo* ti, bool fix);
@@ -326,18 +326,19 @@ class TC_API TCIOStream {
     int TakeWhole(Read read);
     TC_LOCAL const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
 
-    TC_LOCAL bool DispatchBlock();
-    TC_LOCAL int CheckAndDispatch(Block* block, bool fix);
-    TC_LOCAL int DispatchChecked(bool fix);
-    TC_LOCAL int DispatchFilled(Block* block, bool filled);
-    TC_LOCAL bool Dispatch(Block* block, int held = 0);
-    TC_LOCAL bool DispatchFrom(int done, Block* block, int held);
-    TC_LOCAL bool TakeBack(int receivers);
-    TC_LOCAL int RemoveAllContents();
-    TC_LOCAL int CheckBlockState(TCTypeInfo* ti, bool fix);
-    TC_LOCAL bool JoinQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
-    TC_LOCAL TCTypeInfo* OwnTypeInfo(Fan& waiting, int index);
-    TC_LOCAL static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
+    bool DispatchBlock();
+    int CheckAndDispatch(Block* block, bool fix);
+    int DispatchChecked(bool fix);
+    int DispatchFilled(Block* block, bool filled);
+    int WriteMoved(const Block& block, TCBLOCKSTATUS state);
+    bool Dispatch(Block* block, int held = 0);
+    bool DispatchFrom(int done, Block* block, int held);
+    bool TakeBack(int receivers);
+    int RemoveAllContents();
+    int CheckBlockState(TCTypeInfo* ti, bool fix);
+    bool JoinQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
+    TCTypeInfo* OwnTypeInfo(Fan& waiting, int index);
+    static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
     void SetErrFan(int index) const { errorFan = index; }
 
     // What a hand-off touches lies together.
@@ -388,12 +389,12 @@ class TC_API TCIOStream::DataSegment {
     friend class tc::SegmentIndex;
 
     // Stores the elements, copied or by address; with `copy` a null `source` gives empty texts and blocks,
-    // and numbers that are not set. Keeps the storage when it is large enough. False when the type or the
-    // shape is none; throws std::bad_alloc.
-    TC_LOCAL bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
-    TC_LOCAL void SetShape(DATATYPE newType, int dims, const int* extents);
-    TC_LOCAL void* Storage(DATATYPE newType, int count);
-    TC_LOCAL bool Fill(int count, const void* source);
+    // and numbers that are not set. Keeps the storage when it is large enough, nested blocks when their
+    // number stays. False when the type or the shape is none; throws std::bad_alloc.
+    bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
+    void SetShape(DATATYPE newType, int dims, const int* extents);
+    void* Storage(DATATYPE newType, int count);
+    bool Fill(int count, const void* source);
     bool OwnsBlocks() const { return ownsData && type == BLOCK; }
     // An owned nested block, created when it is not there yet.
     TC_LOCAL Block* OwnBlock(int index);

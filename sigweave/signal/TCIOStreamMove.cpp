@@ -8,18 +8,22 @@ int TCIOStream::PeekBlock(int index) {
     return actualBlock != nullptr ? 1 : 0;
 }
 
-// The source's block is taken as soon as there is a copy of it, before the states are compared: the source
-// may be one of this writer's receivers.
+// The source's block goes, whatever becomes of its copy: deliberately, so that nothing piles up at a module
+// whose output nobody reads. Until then it counts as held, for the source may be one of this writer's
+// receivers.
 int TCIOStream::MoveBlocks(TCIOStream& source, TCBLOCKSTATUS state) {
-    const Block* next = source.QueuedBlock(0);
-    if (next == nullptr) return source.RemoveContents(false);
-    if (const int reserved = ReserveBlock(true); reserved < 1) return reserved;
-    if (!actualBlock->CopyFrom(*next, next->GetTI())) return tc::NOT_WRITTEN;
     Block* taken = source.TakeBlock();
-    if (actualBlock->typeInfo != nullptr) actualBlock->typeInfo->SetState(state);
-    const int result = DispatchChecked(false);
+    if (taken == nullptr) return 0;
+    const int result = WriteMoved(*taken, state);
     Release(taken);
     return result;
+}
+
+int TCIOStream::WriteMoved(const Block& block, TCBLOCKSTATUS state) {
+    if (const int reserved = ReserveBlock(true); reserved < 1) return reserved;
+    if (!actualBlock->CopyFrom(block, block.GetTI())) return tc::NOT_WRITTEN;
+    if (actualBlock->typeInfo != nullptr) actualBlock->typeInfo->SetState(state);
+    return DispatchChecked(false);
 }
 
 int TCIOStream::MoveBlock(TCIOStream& source, int index, const TCTypeInfo* ti, bool fix) {

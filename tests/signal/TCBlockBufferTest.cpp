@@ -67,12 +67,6 @@ TEST(BlockBuffer, GathersWhatWaits) {
     EXPECT_EQ(ti.GetTimestamp(), 3.0);
 }
 
-std::string TakeFrame(TCIOStream& input) {
-    std::string frame(static_cast<std::size_t>(input.SerializeBlock(nullptr)), '\0');
-    input.SerializeBlock(frame.data());
-    return frame;
-}
-
 constexpr int NUMBERS[] = {1, -2, 3, 4, 5, 6};
 constexpr double REALS[] = {0.1, -2.5, 3.0, 4.0, 5.0, 1e300};
 const TCString WORDS[] = {"one", TCString("\0two", 4), ""};
@@ -239,6 +233,22 @@ TEST(BlockBuffer, GrowsAndCopiesItsBlocks) {
     EXPECT_EQ(copy.GetAllocSpace(), 100);
     EXPECT_FALSE(copy.SetSize(1u + INT_MAX));
     EXPECT_FALSE(TCBlock(Helper::TYPE_POINTER).SetSize(1));
+    if (!allocations::AreSeen()) return;
+
+    TCBlockBuffer buffer, fresh;
+    buffer.NewBlock(INTS, 100);
+    allocations::FailAfter(0);
+    const TCBlock none(block);
+    copy = block;
+    const bool grown = block.SetSize(101);
+    buffer.RemoveAt(0, false);
+    const bool added = fresh.Add(&block) != -1 || fresh.NewBlock(INTS, 0) != nullptr;
+    allocations::FailAfter(-1);
+    EXPECT_EQ(none.GetSize(), 0);
+    EXPECT_EQ(copy.GetSize(), 1);
+    EXPECT_FALSE(grown || added);
+    EXPECT_STREQ(static_cast<TCString*>(block.GetData())[1], "changed");
+    EXPECT_EQ(CountReused(buffer, 1), 0) << "no memory to keep it";
 }
 
 TEST(BlockBuffer, EndsWithACodeWhereABlockCannotBeReadOrWritten) {

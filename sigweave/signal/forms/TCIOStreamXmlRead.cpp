@@ -5,9 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "sigweave/foundation/HexDouble.h"
 #include "sigweave/persistence/TCXML.h"
@@ -321,13 +323,16 @@ class BlockReader {
         return elements != nullptr || Fail("Error String is missing Values");
     }
 
+    // Each nested block is a new one, so that its segments have the order of the document whatever the block
+    // before had.
     bool GetBlocks(const TCXMLNode& values, Block& block, const Shape& shape, int level) {
         TCXMLNodeList list = xml.SelectNodes("Block", values);
         void* elements = nullptr;
         if (!AddListed(list, block, shape, elements)) return false;
         for (int i = 0; i < list.GetCount(); ++i) {
-            Block aside;
-            Block& nested = elements != nullptr ? *static_cast<Block**>(elements)[i] : aside;
+            auto fresh = std::make_unique<Block>();
+            Block& nested = *fresh;
+            if (elements != nullptr) delete std::exchange(static_cast<Block**>(elements)[i], fresh.release());
             if (!GetBlock(xml.NextNode(list), nested, level + 1)) return false;
         }
         return elements != nullptr || Fail("Error Block is missing in Values");

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -29,54 +28,36 @@ struct PackedBlock {
         from.writer.WriteDblMat(matrix, 2, 3);
     }
 
-    std::string Frame() {
-        std::string frame(static_cast<std::size_t>(from.Input().SerializeBlock(nullptr)), '\0');
-        EXPECT_EQ(from.Input().SerializeBlock(frame.data()), static_cast<int>(frame.size()));
-        return frame;
-    }
-
     StreamLines from;
     const double matrix[6] = {1, 2, 3, 4, 5, 6};
 };
 
-int Unpack(StreamLines& to, const std::string& frame) {
-    return to.writer.DeSerializeBlock(frame.data(), static_cast<int>(frame.size()));
-}
-
-void ExpectSame(TCIOStream& input) {
-    EXPECT_TRUE(std::isnan(input.PeekTI()->GetTimestamp()));
-    ASSERT_EQ(input.StartReadSegments(true), 1);
-    EXPECT_STREQ(input.GetTI()->GetSignalname(), "voice");
-    EXPECT_EQ(input.GetTI()->GetUnit().GetFactor(), 1e-3);
-    EXPECT_EQ(input.SegmentCnt(), 4);
-    int number = 0;
-    TCString text;
-    EXPECT_EQ(input.ReadSegment("n", number), 1);
-    EXPECT_EQ(number, INT_MIN);
-    input.ReadSegment("text", text);
-    EXPECT_EQ(text.CompareBin(TCString("a\0 b", 4)), 0);
-    TCTypeInfo ti;
-    EXPECT_EQ(input.BusSegmentCnt(2), 2);
-    input.ReadBusSegment(2, nullptr);
-    EXPECT_TRUE(std::signbit(input.ReadBusSegment(2, &ti)->GetDoubles()[1]));
-    EXPECT_EQ(ti.GetState(), STOP);
-    EXPECT_EQ(input.Segment(3)->GetExtent(1), 3);
-    EXPECT_EQ(input.Segment(3)->GetDoubles()[5], 6);
-}
-
-TEST(StreamForms, PackedFrameThereAndBack) {
+TEST(StreamForms, ThereAndBack) {
     PackedBlock block;
-    const std::string frame = block.Frame();
+    const TCString text = block.from.Input().SerializeForOldStream(0);
+    const std::string frame = TakeFrame(block.from.Input());
     std::string again = frame;
+    const std::string oldForm(text, static_cast<std::size_t>(text.GetLength()));
     SignFrame(again);
     EXPECT_EQ(again, frame);
     EXPECT_EQ(block.from.Input().SerializeBlock(nullptr), 0);
-    StreamLines to;
-    EXPECT_EQ(Unpack(to, frame), 1);
-    ExpectSame(to.Input());
-    EXPECT_EQ(Unpack(to, frame), 1);
-    EXPECT_EQ(Unpack(to, frame), -4);
+    StreamLines to, old;
+    EXPECT_EQ(Unpack(to.writer, frame), 1);
+    EXPECT_EQ(TakeFrame(to.Input()), frame);
+    EXPECT_EQ(Unpack(to.writer, frame), 1);
+    EXPECT_EQ(Unpack(to.writer, frame), -4);
     EXPECT_EQ(to.Input().GetBlockCnt(nullptr), 1);
+    std::size_t end;
+    EXPECT_EQ(ReadOldForm(old.writer, oldForm + "rest", end), 1);
+    EXPECT_EQ(end, oldForm.size());
+    EXPECT_EQ(TakeFrame(old.Input()), frame);
+    for (std::size_t size = 0; size < oldForm.size(); ++size) {
+        EXPECT_EQ(ReadOldForm(old.writer, oldForm.substr(0, size), end), -14) << size;
+        EXPECT_EQ(end, 0u);
+    }
+    WriteInts(old.writer, {1, -20});
+    EXPECT_EQ(old.Input().SerializeForOldStream(0),
+              TCString("BUS 1 0 \xFF\0\0\0\0 1 1 2 1 -20 ", 27).operator const char*());
 }
 
 // Many words are summed in wide registers, what is left of them one by one.
@@ -86,30 +67,29 @@ TEST(StreamForms, ChecksumsOfManyNumbers) {
         std::vector<double> values(static_cast<std::size_t>(count)), read(values);
         for (int i = 0; i < count; ++i) values[static_cast<std::size_t>(i)] = -1e-3 * i * i * i;
         from.writer.WriteDblVec(values.data(), count);
-        std::string frame(static_cast<std::size_t>(from.Input().SerializeBlock(nullptr)), '\0');
-        from.Input().SerializeBlock(frame.data());
-        std::string again = frame;
+        std::string frame = TakeFrame(from.Input()), again = frame;
         SignFrame(again);
         EXPECT_EQ(again, frame) << count;
-        ASSERT_EQ(Unpack(to, frame), 1) << count;
+        ASSERT_EQ(Unpack(to.writer, frame), 1) << count;
         to.Input().ReadDblVec(read.data(), nullptr);
         EXPECT_EQ(read, values) << count;
         frame[frame.size() / 2] = static_cast<char>(frame[frame.size() / 2] ^ 1);
-        EXPECT_EQ(Unpack(to, frame), -14) << count;
+        EXPECT_EQ(Unpack(to.writer, frame), -14) << count;
     }
 }
 
 TEST(StreamForms, DamagedFramesChangeNothing) {
-    const std::string frame = PackedBlock().Frame();
+    const std::string frame = TakeFrame(PackedBlock().from.Input());
     StreamLines to;
     to.writer.StartWriteSegments();
     to.writer.WriteSegment("begun", 1);
-    for (std::size_t size = 0; size < frame.size(); ++size) EXPECT_EQ(Unpack(to, frame.substr(0, size)), -14);
-    EXPECT_EQ(Unpack(to, frame + '\0'), -14);
+    for (std::size_t size = 0; size < frame.size(); ++size)
+        EXPECT_EQ(Unpack(to.writer, frame.substr(0, size)), -14);
+    EXPECT_EQ(Unpack(to.writer, frame + '\0'), -14);
     for (std::size_t i = 0; i < frame.size(); ++i) {
         std::string flipped = frame;
         flipped[i] = static_cast<char>(flipped[i] ^ 0xFF);
-        EXPECT_EQ(Unpack(to, flipped), -14) << i;
+        EXPECT_EQ(Unpack(to.writer, flipped), -14) << i;
     }
     EXPECT_EQ(to.writer.DeSerializeBlock(nullptr, 20), -14);
     EXPECT_EQ(to.Input().GetBlockCnt(nullptr), 0);
@@ -120,14 +100,14 @@ TEST(StreamForms, DamagedFramesChangeNothing) {
 
 // Every word of a correctly signed frame becomes a length that lies; and every cut of one.
 TEST(StreamForms, LyingLengthsAreRefused) {
-    const std::string frame = PackedBlock().Frame();
+    const std::string frame = TakeFrame(PackedBlock().from.Input());
     StreamLines to;
     for (const int lie : {INT_MAX, INT_MIN, -1, 0x10000, 0x7FFFFFF0})
         for (std::size_t i = 24; i + 4 <= frame.size(); ++i) {
             std::string lying = frame;
             std::memcpy(lying.data() + i, &lie, 4);
             SignFrame(lying);
-            const int result = Unpack(to, lying);
+            const int result = Unpack(to.writer, lying);
             EXPECT_TRUE(result == -14 || (result == 1 && to.Input().RemoveContents(true) == 1)) << i;
         }
     for (std::size_t size = 24; size < frame.size(); ++size) {
@@ -135,7 +115,7 @@ TEST(StreamForms, LyingLengthsAreRefused) {
         const int length = static_cast<int>(size);
         std::memcpy(cut.data() + 8, &length, 4);
         SignFrame(cut);
-        EXPECT_EQ(Unpack(to, cut), -14) << size;
+        EXPECT_EQ(Unpack(to.writer, cut), -14) << size;
     }
 }
 
@@ -160,30 +140,11 @@ TEST(StreamForms, AddressesAndEndlessNestingAreNotPacked) {
     }
 }
 
-TEST(StreamForms, OldFormThereAndBack) {
-    PackedBlock block;
-    TCString text = block.from.Input().SerializeForOldStream(0);
-    const std::string both = std::string(text, static_cast<std::size_t>(text.GetLength())) + "rest";
-    StreamLines to;
-    const char* at = both.data();
-    EXPECT_EQ(to.writer.DeSerializeForOldStream(at, both.data() + both.size()), 1);
-    EXPECT_STREQ(at, "rest");
-    ExpectSame(to.Input());
-    for (std::size_t size = 0; size < both.size() - 4; ++size) {
-        const std::string cut = both.substr(0, size);
-        at = cut.data();
-        EXPECT_EQ(to.writer.DeSerializeForOldStream(at, cut.data() + size), -14) << size;
-        EXPECT_EQ(at, cut.data());
-    }
-    WriteInts(to.writer, {1, -20});
-    EXPECT_EQ(to.Input().SerializeForOldStream(0),
-              TCString("BUS 1 0 \xFF\0\0\0\0 1 1 2 1 -20 ", 27).operator const char*());
-}
-
 TEST(StreamForms, OldFormIsWellFormedToItsEnd) {
     const std::string head("BUS 1 0 \xFF\0\0\0\0 ", 14);
     for (const auto& [rest, result] : {std::pair{"1 1 2 1 -20 ", 1},
                                        {"1 1 2 1\t+20\n", 1},
+                                       {"1 1 3 1 2 3 ", 1},
                                        {"1 1 2 1 -20", -14},
                                        {"1 1 2 1 -2x ", -14},
                                        {"1 1 2 1 +-2 ", -14},
@@ -195,17 +156,16 @@ TEST(StreamForms, OldFormIsWellFormedToItsEnd) {
                                        {"6 1 1 1 ", -14},
                                        {"1 2 2 99999 1 2 ", -14}}) {
         StreamLines to;
-        const std::string text = head + rest;
-        const char* at = text.data();
-        EXPECT_EQ(to.writer.DeSerializeForOldStream(at, at + text.size()), result) << rest;
+        std::size_t end;
+        EXPECT_EQ(ReadOldForm(to.writer, head + rest, end), result) << rest;
         EXPECT_EQ(to.Input().GetBlockCnt(nullptr), result == 1 ? 1 : 0);
-        EXPECT_EQ(at - text.data(), result == 1 ? static_cast<std::ptrdiff_t>(text.size()) : 0);
+        EXPECT_EQ(end, result == 1 ? head.size() + std::strlen(rest) : 0u);
     }
     StreamLines to;
-    const std::string signals("BUS 0 2 ", 8);
-    const char* at = signals.data();
-    EXPECT_EQ(TCIOStream().DeSerializeForOldStream(at, at + signals.size()), 0) << "no receiver";
-    EXPECT_EQ(to.writer.DeSerializeForOldStream(at, at + signals.size()), -14);
+    TCIOStream unconnected;
+    std::size_t end;
+    EXPECT_EQ(ReadOldForm(unconnected, "BUS 0 2 ", end), 0) << "no receiver";
+    EXPECT_EQ(ReadOldForm(to.writer, "BUS 0 2 ", end), -14);
 }
 
 // At each level the first of very many nested blocks, none of which has room left for the others.
@@ -224,9 +184,9 @@ TEST(StreamForms, NestedClaimsDoNotAddUp) {
     SignFrame(frame += body);
     StreamLines to;
     const int before = allocations::Count();
-    EXPECT_EQ(Unpack(to, frame), -14);
-    const char* at = text.data();
-    EXPECT_EQ(to.writer.DeSerializeForOldStream(at, at + SIZE), -14);
+    EXPECT_EQ(Unpack(to.writer, frame), -14);
+    std::size_t end;
+    EXPECT_EQ(ReadOldForm(to.writer, text, end), -14);
     EXPECT_LT(allocations::Count() - before, SIZE);
 }
 
@@ -247,12 +207,11 @@ TEST(StreamForms, FramesHoldNothingBetweenTheirItems) {
     from.writer.StartWriteSegments();
     from.writer.WriteSegment("text", "a");
     from.writer.EndWriteSegments();
-    std::string frame(static_cast<std::size_t>(from.Input().SerializeBlock(nullptr)), '\0');
-    from.Input().SerializeBlock(frame.data());
+    std::string frame = TakeFrame(from.Input());
     ASSERT_EQ(frame.back(), '\0');
     frame.back() = 'x';
     SignFrame(frame);
-    EXPECT_EQ(Unpack(to, frame), -14);
+    EXPECT_EQ(Unpack(to.writer, frame), -14);
 }
 
 // Extents without elements take fewer bytes than those before them promise, and no room before the next item.
@@ -265,11 +224,9 @@ TEST(StreamForms, EmptySegmentsThereAndBack) {
         ASSERT_TRUE(block.AddEmptySegment(TCIOStream::DataTypeToString(type), type, 2, extents, none));
     ASSERT_EQ(from.writer.WriteCopy(&block), 1);
     const TCString text = from.Input().SerializeForOldStream(0);
-    const char* at = text;
-    EXPECT_EQ(old.writer.DeSerializeForOldStream(at, at + text.GetLength()), 1);
-    std::string frame(static_cast<std::size_t>(from.Input().SerializeBlock(nullptr)), '\0');
-    from.Input().SerializeBlock(frame.data());
-    EXPECT_EQ(Unpack(packed, frame), 1);
+    std::size_t end;
+    EXPECT_EQ(ReadOldForm(old.writer, std::string(text, static_cast<std::size_t>(text.GetLength())), end), 1);
+    EXPECT_EQ(Unpack(packed.writer, TakeFrame(from.Input())), 1);
     for (TCIOStream* input : {&packed.Input(), &old.Input()}) {
         ASSERT_EQ(input->StartReadSegments(), 1);
         ASSERT_EQ(input->SegmentCnt(), 4);
