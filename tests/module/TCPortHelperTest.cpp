@@ -86,24 +86,25 @@ TEST(TCPortHelperPorts, APortKeepsItsFirstDeclaration) {
 
 TEST(TCPortHelperPorts, NamesAreThereAndDiffer) {
     TCPortHelper helper(nullptr);
-    Lines lines(2);
-    for (unsigned i = 0; i < 3; ++i) helper.SetPort(OUTPUT, i, i == 1 ? "Own" : "Out", SIGNAL);
-    for (unsigned i = 0; i < 3; ++i) helper.AddOutputStream(i, lines.reader.SetInputStream(0, 0, 3));
+    TCIOStream receiver;
+    for (unsigned i = 0; i < 3; ++i) {
+        EXPECT_EQ(helper.CheckPortNames(OUTPUT), 0);
+        helper.SetPort(OUTPUT, i, i == 1 ? "Own" : "Out", SIGNAL);
+        helper.AddOutputStream(i, receiver.SetInputStream(3));
+    }
     EXPECT_EQ(helper.CheckPortNames(OUTPUT), -3);
     EXPECT_STREQ(helper.GetErrorText(), "Output \"Out\": Two ports have the same name (-3)");
-    EXPECT_EQ(helper.GetErrorRecord().portIndex, 2);
-    EXPECT_EQ(helper.GetErrorRecord().otherIndex, 0);
+    EXPECT_EQ(helper.GetErrorRecord().portIndex * 10 + helper.GetErrorRecord().otherIndex, 20);
     EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 1, "Own"), "Own");
     EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 2, "Out"), "Out 2");
     helper.SetPort(OUTPUT, 3, "Out 2", SIGNAL);
     EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 2, "Out"), "Out 3");
-    EXPECT_EQ(lines.reader.CheckPortNames(INPUT), 0);
-    lines.reader.SetPort(INPUT, 2, "", SIGNAL);
-    EXPECT_EQ(lines.reader.CheckPortNames(INPUT), -3);
-    EXPECT_STREQ(lines.reader.GetErrorText(), "Input \"\": The port has no name (-3)");
+    helper.SetPort(INPUT, 0, "", SIGNAL);
+    EXPECT_EQ(helper.CheckPortNames(INPUT), -3);
+    EXPECT_STREQ(helper.GetErrorText(), "Input \"\": The port has no name (-3)");
     helper.ClearPorts(false);
-    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 0);
     EXPECT_EQ(helper.SetPort(OUTPUT, 0, "New", SIGNAL), 0u) << "the types are gone too";
+    EXPECT_EQ(Ports(helper, OUTPUT), " New:4000040");
 }
 
 TEST(TCPortHelperWiring, DrawnLinesAndConnectionsAreTwoThings) {
@@ -333,12 +334,10 @@ TEST(TCPortHelperRun, BlocksGoWithThePortsThatMadeThem) {
     deleted.Send(0, START);
     deleted.reader.DeleteStreams();
     deleted.writer.DeleteStreams();
-    EXPECT_FALSE(deleted.reader.IsWired(INPUT, 0, Helper::STREAM_CONNECTED));
-    EXPECT_FALSE(deleted.writer.IsWired(OUTPUT, 0, Helper::STREAM_CONNECTED));
+    EXPECT_FALSE(deleted.reader.IsWired(INPUT, 0, Helper::STREAM_CONNECTED) ||
+                 deleted.writer.IsWired(OUTPUT, 0, Helper::STREAM_CONNECTED));
     EXPECT_EQ(deleted.reader.BlocksOnStream(INPUT, 0), 0);
     Wire(deleted.writer, 0, deleted.reader, 0);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(deleted.Send(0, BUSY), 0);
-        EXPECT_EQ(deleted.Receive().GetState(), BUSY) << "the streams serve again";
-    }
+    for (int i = 0; i < 3; ++i) deleted.Send(0, BUSY);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(deleted.Receive().GetState(), BUSY) << "the streams serve again";
 }
