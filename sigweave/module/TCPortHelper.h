@@ -284,7 +284,8 @@ class TC_API TCPortHelper {
     // metadata given for blocks to come.
     void ClearBuffer(PORTTYPE kind, unsigned index);
     void ClearBuffers();
-    // Removes all ports with their streams, all types, trigger groups and the dynamic-port callback.
+    // Removes all ports with their streams, all types, trigger groups and the dynamic-port callback. Stored
+    // types stay, deliberately: `ComputeValidationData` compares the ports that are declared next with them.
     // `release` first empties the queues of the inputs, and those that the outputs feed, for their blocks go
     // with the ports. The host removes the lines before and wires the new ports anew.
     void ClearPorts(bool release);

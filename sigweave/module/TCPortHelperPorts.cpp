@@ -174,8 +174,6 @@ void TCPortHelper::ClearPorts(bool release) {
     if (release) ReleaseBlocks(*impl);
     impl->inputs.clear();
     impl->outputs.clear();
-    impl->inputBackups.clear();
-    impl->outputBackups.clear();
     impl->typeTable.RemoveAll(true);
     impl->triggerGroups.clear();
     UseDynPorts(nullptr, 0);

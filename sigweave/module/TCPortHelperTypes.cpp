@@ -50,6 +50,7 @@ void TCPortHelper::ChangeType(PORTTYPE kind, unsigned index, const char* token, 
 
 void TCPortHelper::AddMultitype(unsigned typeIndex, const char* token, const char* declarator) {
     const unsigned types = static_cast<unsigned>(impl->typeTable.GetSize());
+    // Deliberate: the index one beyond the last entry is accepted as any other, and reaches no entry.
     if (typeIndex < types) impl->typeTable[static_cast<int>(typeIndex)].AddMultitype(token, declarator);
 }
 

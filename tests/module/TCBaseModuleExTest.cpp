@@ -271,20 +271,6 @@ TEST(TCBaseModuleEx, SettingsThatFailLeaveTheOldOnes) {
     EXPECT_STREQ(module.GetParameter("file"), "b.wav");
 }
 
-TEST(TCBaseModuleEx, ARunForgetsTheOneBefore) {
-    Recorder module;
-    module.AddResult("voice", "rms", 1.0, TCSI_Unit());
-    EXPECT_EQ(module.Fail(-7, "the disk is full"), -7);
-    module.Interrupt();
-    module.GetMessageA(TCPortHelper::MESSAGE_RUNNING, 0);
-    EXPECT_EQ(module.GetResults().GetSize(), 1) << "the end of a run keeps them";
-    EXPECT_STREQ(module.GetLastErrorText(), "the disk is full");
-    module.GetMessageA(TCPortHelper::MESSAGE_RUNNING, 1);
-    EXPECT_EQ(module.GetResults().GetSize(), 0);
-    EXPECT_STREQ(module.GetLastErrorText(), "");
-    EXPECT_FALSE(module.IsInterrupted());
-}
-
 TEST(TCBaseModuleEx, WarnsOfWhatWasGivenAndDoesNotCount) {
     constexpr TCParameterEffect EFFECTS[] = {{"block", "window", "hamming|flat"}, {"rate", "loop", "yes"}};
     const std::pair<const char*, const char*> rows[] = {

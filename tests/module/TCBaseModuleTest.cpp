@@ -64,49 +64,45 @@ TEST(TCBaseModule, VirtualOperationsKeepTheirSlots) {
     static_assert(!std::has_virtual_destructor_v<Checker>);
 }
 
-TEST(TCBaseModule, WithoutAHelperThereIsNothing) {
-    Bare module(0);
+// What a module answers to the host, in the order of its operations.
+std::string Answers(TCBaseModule& module) {
     const char* type = "kept";
-    int count = 7, accepted = 1, other = 2;
-    RET_PORT hit;
+    int count = 7;
     module.GetPortType(INPUT, 0, type, count);
-    EXPECT_EQ(std::pair(std::string(type), count), std::pair(std::string("kept"), 7));
-    const int nothing[] = {module.GetNoInput(),
-                           module.GetNoOutput(),
-                           module.Init(),
-                           module.Done(),
-                           module.GetTypeOfModule(),
-                           module.ValidatePortType(INPUT, 0, "SWORD{BIN}", 1),
-                           module.ComputeValidationData(CALLED_FROM_RUN),
-                           module.OnEndShowDialog(other),
-                           static_cast<int>(module.GetFrameColor()),
-                           static_cast<int>(module.GetBaseAdr(INPUT, 0)),
-                           module.OnLeftDblClk(0, 0, hit),
-                           static_cast<int>(module.GetMessageA(44, 3))};
-    for (const int answer : nothing) EXPECT_EQ(answer, 0) << &answer - nothing;
-    EXPECT_EQ(std::string(module.GetInputName(0)) + module.GetOutputName(0), "");
-    EXPECT_EQ(module.SetInputStream(0, 0, 3), nullptr);
-    EXPECT_EQ(std::tuple(module.Fetch(), module.OnEndShowDialog(accepted), hit.action), std::tuple(1, 1, 2));
+    std::string text = std::string(type) + " " + std::to_string(count) + " '" + module.GetInputName(0) +
+                       "' '" + module.GetOutputName(1) + "' '" + module.GetInputName(-1) + "'";
+    const TCIOStream* stream = module.SetInputStream(0, 0, 5);
+    for (const int answer :
+         {module.GetNoInput(), module.GetNoOutput(), module.Init(), module.Fetch(), module.Done(),
+          module.ValidatePortType(INPUT, 0, "SWORD{BIN}", 1), module.ValidatePortType(INPUT, 0, type, count),
+          stream ? stream->precision() : -1})
+        text += " " + std::to_string(answer);
+    return text;
+}
+
+TEST(TCBaseModule, AnswersFromItsHelperIfThereIsOne) {
+    Bare module(0);
+    int accepted = 1, other = 2;
+    RET_PORT hit;
+    TCIOStream receiver;
+    for (const long nothing :
+         {long{module.GetTypeOfModule()}, long{module.ComputeValidationData(CALLED_FROM_RUN)},
+          long{module.OnEndShowDialog(other)}, static_cast<long>(module.GetFrameColor()),
+          module.GetBaseAdr(INPUT, 0), long{module.OnLeftDblClk(0, 0, hit)}, module.GetMessageA(44, 3)})
+        EXPECT_EQ(nothing, 0);
+    EXPECT_EQ(std::pair(module.OnEndShowDialog(accepted), hit.action), std::pair(1, 2));
     EXPECT_EQ(module.Priority(), 255);
     module.Priority(3);
     EXPECT_EQ(module.Priority(), 3);
-}
+    EXPECT_EQ(Answers(module), "kept 7 '' '' '' 0 0 0 1 0 0 0 -1");
 
-TEST(TCBaseModule, ForwardsToItsHelper) {
-    Bare module(0);
     TCPortHelper& helper = module.MakeHelper();
-    const char* type = nullptr;
-    int count = 0;
     helper.SetPort(INPUT, 0, "In", "DOUBLE[]", "", true);
     helper.SetPort(OUTPUT, 1, "Out", "", "", false);
-    EXPECT_EQ(std::pair(module.GetNoInput(), module.GetNoOutput()), std::pair(1, 2));
-    EXPECT_EQ(std::string(module.GetInputName(0)) + module.GetOutputName(1) + module.GetInputName(-1),
-              "InOut");
-    module.GetPortType(INPUT, 0, type, count);
-    EXPECT_EQ(std::pair(std::string(type), count),
-              std::pair(std::string("TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}"), 2));
-    EXPECT_EQ(module.ValidatePortType(INPUT, 0, type, 2), 1);
-    EXPECT_EQ(module.ValidatePortType(INPUT, 0, "SWORD{BIN}", 1), 0);
+    helper.SetObligatoryInput(0);
+    EXPECT_EQ(module.Init(), -3);
+    EXPECT_EQ(Answers(module), "TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN} 2 'In' 'Out' '' 1 2 0 1 0 0 1 5");
+    EXPECT_EQ(module.GetMessageA(44, 3), -1);
     module.AddLine(INPUT, 0);
     EXPECT_TRUE(helper.IsWired(INPUT, 0));
     module.ComputeValidationData(CALLED_FROM_EDIT);
@@ -115,11 +111,6 @@ TEST(TCBaseModule, ForwardsToItsHelper) {
     EXPECT_EQ(module.ComputeValidationData(CALLED_FROM_EDIT), 0) << "the types are stored";
     module.DelLine(INPUT, 0);
     EXPECT_FALSE(helper.IsWired(INPUT, 0));
-    helper.SetObligatoryInput(0);
-    EXPECT_EQ(module.Init(), -3);
-    EXPECT_EQ(module.SetInputStream(0, 0, 5)->precision(), 5);
-    EXPECT_EQ(std::tuple(module.Init(), module.Fetch(), module.Done()), std::tuple(0, 1, 0));
-    TCIOStream receiver;
     module.AddOutputStream(1, receiver.SetInputStream(3));
     EXPECT_TRUE(helper.IsWired(OUTPUT, 1, TCPortHelper::STREAM_CONNECTED));
     module.DeleteStreams();

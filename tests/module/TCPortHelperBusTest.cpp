@@ -2,10 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
 
+#include "sigweave/signal/TCBusSerializeHelper.h"
 #include "tests/module/PortBench.h"
 #include "tests/signal/Allocations.h"
 
@@ -76,6 +79,12 @@ const char* const NAMES[] = {"int",     "dbl",        "string",     "ints", "dbl
 const char* const KINDS[] = {"int value",    "double value", "string value",  "int array",    "double array",
                              "string array", "int matrix",   "double matrix", "pointer value"};
 
+// The validation text of each channel: of the code, or where that names no kind of elements, of the type
+// string.
+const char* const TYPES[] = {"DT_04000002", "DT_04000020", "DT_04000100",
+                             "DT_04000004", "DT_04000040", "DT_04000200",
+                             "DT_14000008", "DT_14000080", "2 TYPEINFO{TypeInfo} POINTER{}"};
+
 void ExpectAllRead(FullBus& bus, const std::vector<int>& results) {
     EXPECT_EQ(results, std::vector<int>(9, 1));
     EXPECT_EQ(bus.intValue, 7);
@@ -97,6 +106,16 @@ TEST(TCPortHelperBus, EveryKindIsFoundByNameAndByIndex) {
     ExpectAllRead(byName, byName.ReadAll([](int channel) { return NAMES[channel]; }));
     FullBus byIndex;
     ExpectAllRead(byIndex, byIndex.ReadAll([](int channel) { return channel; }));
+    TCString symbol;
+    for (int i = 0; i < 9; ++i) {
+        TCBusSerializeHelper name;
+        EXPECT_TRUE(name.ParseSegmentName(byName.reader.SetInputStream(0, 0, 3)->SegmentName(i)));
+        EXPECT_EQ(std::tuple(name.PortIdx(), name.GetSegmentName(), name.GetValidation()),
+                  std::tuple(i, TCString(NAMES[i]), TCString(TYPES[i])));
+        EXPECT_TRUE(i == 0 || name.CompCheck() == symbol) << "one of each helper";
+        symbol = name.CompCheck();
+    }
+    EXPECT_EQ(std::string(symbol).find_first_not_of("0123456789abcdef"), std::string::npos);
     const char* const none = nullptr;
     EXPECT_EQ(byName.reader.ReadIntBusBlock(0, none, byName.intValue, nullptr), 0);
     EXPECT_EQ(byName.reader.ReadDblMatrixBusBlock(0, 7, nullptr, byName.rows, byName.cols, nullptr), 0);
@@ -220,17 +239,6 @@ TEST(TCPortHelperMultitype, PartsAreReadByNameAndByIndex) {
     const char* const none = nullptr;
     EXPECT_TRUE(All(0, {line.reader.ReadMultitypeInt(0, "nowhere", i), line.reader.ReadMultitypeInt(0, 4, i),
                         line.reader.ReadMultitypeInt(0, none, i)}));
-}
-
-TEST(TCPortHelperMultitype, MismatchNamesKindAndSegment) {
-    BusLine line;
-    line.writer.WriteMultitypeInt(0, "i", 1);
-    line.writer.WriteMultitypeDbl(0, "d", 2.5);
-    line.Dispatch();
-    int i = 0;
-    double d = 0;
-    TCString s;
-    TCArray<TCIOStream::Block*> b;
     const auto expect = [&line](int result, const char* what) {
         EXPECT_EQ(result, -2);
         EXPECT_EQ(line.Message(), TCString("Datatype does not match while reading ") + what);
@@ -238,7 +246,7 @@ TEST(TCPortHelperMultitype, MismatchNamesKindAndSegment) {
     expect(line.reader.ReadMultitypeInt(0, 1, i), "integer value at segment 1");
     expect(line.reader.ReadMultitypeDbl(0, "i", d), "double value at segment 'i'");
     expect(line.reader.ReadMultitypeString(0, 0, s), "string value at segment 0");
-    expect(line.reader.ReadMultitypeBlocks(0, "d", b), "block values at segment 'd'");
+    expect(line.reader.ReadMultitypeBlocks(0, "d", blocks), "block values at segment 'd'");
 }
 
 TEST(TCPortHelperMultitype, NothingOfARefusedBlockIsSentLater) {
@@ -267,60 +275,76 @@ TEST(TCPortHelperMultitype, NothingOfARefusedBlockIsSentLater) {
 
 namespace {
 
-// source -> stage (input 0, output 0) -> sink
+// source -> stage (input 0, output 0; output 1 has no line) -> sink
 struct Stage {
     explicit Stage(Helper::TYPE output = SIGNAL) : sink(output) {
         helper.SetPort(INPUT, 0, "In", SIGNAL);
         helper.SetPort(OUTPUT, 0, "Out", output);
+        helper.SetPort(OUTPUT, 1, "Unwired", SIGNAL);
+        helper.UseAutoTypeInfo(0, false, true, false, false, false, false);
         Wire(source.writer, 0, helper, 0);
         Wire(helper, 0, sink.reader, 0);
+    }
+    // Plays a script and answers what its calls answer:
+    //   SBPC  the source sends three values     R  another output puts a COMPLETE block into the sink's queue
+    //   f u   the stage forwards to output 0, 1     h c H  it takes a block to hold, copies it, gives it back
+    //   a  it copies all that wait     w  it writes a value     n d s  blocks that wait, dropping one, last
+    //   state r  the sink receives: state and number of values     D  it drops all
+    std::string Play(const char* script) {
+        std::string log;
+        for (; *script != '\0'; ++script) {
+            const char step = *script;
+            if (StateOf(step) != INVALID) source.Send(0, StateOf(step), 3), source.reader.TakeBlock(0);
+            if (step == 'R') sink.Send(0, COMPLETE);
+            if (step == 's') log += std::string(" ") + LetterOf(helper.LastTypeInfo(0)->GetState());
+            if (step == 'r') {
+                int count = 0;
+                log += std::string(" ") + LetterOf(sink.Receive().GetState());
+                log += sink.reader.AccessDblData(0, count) != nullptr ? std::to_string(count) : "";
+            }
+            const std::pair<char, std::function<int()>> calls[] = {
+                {'f', [this] { return helper.ForwardBlock(0, 0); }},
+                {'u', [this] { return helper.ForwardBlock(1, 0); }},
+                {'h', [this] { return helper.ExchangeBinary(0, &held, true); }},
+                {'H', [this] { return helper.ExchangeBinary(0, &held, false); }},
+                {'c', [this] { return helper.WriteCopy(0, held); }},
+                {'a', [this] { return helper.CopyStreamContent(0, 0); }},
+                {'w', [this] { return helper.WriteDblVal(0, 1.0); }},
+                {'n', [this] { return helper.BlocksOnStream(INPUT, 0); }},
+                {'d', [this] { return helper.RemoveContents(0, false); }},
+                {'D', [this] { return sink.reader.RemoveContents(0, true); }}};
+            for (const auto& [letter, call] : calls)
+                if (letter == step) log += " " + std::to_string(call());
+        }
+        return log;
     }
     Line sink;
     TCPortHelper helper{nullptr};
     Line source;
+    TCIOStream::Block* held = nullptr;
 };
 
 }  // namespace
 
-TEST(TCPortHelperBlocks, ForwardedBlockIsTheSameOne) {
+TEST(TCPortHelperBlocks, BlocksAreForwardedHeldAndCopied) {
     Stage stage;
-    stage.source.Send(0, START, 2);
-    stage.source.reader.TakeBlock(0);
-    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), 1);
-    EXPECT_EQ(stage.helper.LastTypeInfo(0)->GetState(), START);
-    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), 0);
-    EXPECT_EQ(stage.sink.Receive().GetState(), START);
     int count = 0;
-    EXPECT_EQ(stage.sink.reader.AccessDblData(0, count), stage.source.reader.AccessDblData(0, count));
-    stage.helper.SetPort(OUTPUT, 1, "Unwired", SIGNAL);
-    stage.source.Send(0, {BUSY, BUSY});
-    EXPECT_EQ(stage.helper.ForwardBlock(1, 0), 1) << "to nobody, so that the flow goes on";
-    EXPECT_EQ(stage.helper.ForwardBlock(1, 0), 1) << "and one at a time";
-    EXPECT_EQ(stage.helper.LastTypeInfo(0)->GetState(), BUSY);
-    stage.source.Send(0, BUSY);
-    stage.helper.UseAutoTypeInfo(0, false, true, false, false, false, false);
-    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), 1);
-    stage.helper.WriteDblVal(0, 1.0);
-    EXPECT_EQ(stage.sink.Receive().GetState(), BUSY);
-    EXPECT_EQ(stage.sink.Receive().GetState(), BUSY) << "goes on from the state that was forwarded";
-}
-
-TEST(TCPortHelperBlocks, BlocksOfAnotherTypeAreRefused) {
-    Stage stage(Helper::TYPE_SWORDARRAY);
-    TCIOStream::Block* held = nullptr;
-    stage.source.Send(0, {START, BUSY});
-    EXPECT_EQ(stage.helper.ForwardBlock(0, 0), -2);
-    EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), -2);
-    EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 2);
-    EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, true), 1);
-    EXPECT_EQ(stage.helper.WriteCopy(0, held), -2);
-    EXPECT_STREQ(stage.helper.GetErrorRecord().text1, "Block data does not match datatype of output port");
-    EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, false), 0);
-    EXPECT_EQ(held, nullptr);
+    EXPECT_EQ(stage.Play("Sfsfr"), " 1 S 0 S3");
+    EXPECT_EQ(stage.sink.reader.AccessDblData(0, count), stage.source.reader.AccessDblData(0, count))
+        << "the same block";
+    EXPECT_EQ(stage.Play("BBuus"), " 1 1 B") << "to nobody one at a time, so that the flow goes on";
+    EXPECT_EQ(stage.Play("Bfwrr"), " 1 0 B3 B1") << "goes on from the state that was forwarded";
+    Stage copies;
+    EXPECT_EQ(copies.Play("SBPhcHanrrrdar"), " 1 0 0 2 2 S3 B3 P3 1 1 P3");
+    EXPECT_EQ(copies.Play("RhBcHDwrRhBaHDwr"), " 1 -18 0 1 0 S1 1 -18 0 1 0 B1")
+        << "what is refused leaves nothing";
+    Stage ints(Helper::TYPE_SWORDARRAY);
+    EXPECT_EQ(ints.Play("SBfanhcH"), " -2 -2 2 1 -2 0") << "blocks of another type";
+    EXPECT_STREQ(ints.helper.GetErrorRecord().text1, "Block data does not match datatype of output port");
+    EXPECT_EQ(ints.held, nullptr);
     Line from(Helper::TYPE_POINTER), to(Helper::TYPE_POINTER);
-    from.writer.WritePtr(0, &held, 1);
-    EXPECT_EQ(from.reader.ExchangeBinary(0, &held, true), 1);
-    EXPECT_EQ(to.writer.WriteCopy(0, held), 0);
+    from.writer.WritePtr(0, &count, 1);
+    EXPECT_EQ(from.reader.ExchangeBinary(0, &ints.held, true) + to.writer.WriteCopy(0, ints.held), 1);
 }
 
 TEST(TCPortHelperBlocks, BegunBlockOutlivesAForwardedOne) {
@@ -355,34 +379,4 @@ TEST(TCPortHelperBlocks, FramesCarryABlockToAnotherHelper) {
     EXPECT_EQ(to.Receive().GetState(), BUSY) << "the states go on behind it";
     EXPECT_EQ(to.writer.DeSerializeBlock(0, frame.Left(frame.GetLength() - 1)), -14);
     EXPECT_EQ(ints.writer.DeSerializeBlock(0, frame), -2);
-}
-
-TEST(TCPortHelperBlocks, HeldAndWaitingBlocksAreCopied) {
-    Stage stage;
-    TCIOStream::Block* held = nullptr;
-    stage.source.Send(0, {START, BUSY, STOP});
-    EXPECT_EQ(stage.helper.ExchangeBinary(0, &held, true), 1);
-    EXPECT_EQ(stage.helper.WriteCopy(0, held), 0);
-    stage.helper.ExchangeBinary(0, &held, false);
-    EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), 2);
-    EXPECT_EQ(stage.helper.BlocksOnStream(INPUT, 0), 2);
-    for (const TCBLOCKSTATUS state : {START, BUSY, STOP}) EXPECT_EQ(stage.sink.Receive().GetState(), state);
-    EXPECT_EQ(stage.helper.RemoveContents(0, false), 1);
-    EXPECT_EQ(stage.helper.CopyStreamContent(0, 0), 1);
-    EXPECT_EQ(stage.sink.Receive().GetState(), STOP);
-    // One that is refused leaves nothing behind.
-    for (const bool all : {false, true}) {
-        stage.sink.Send(0, COMPLETE);
-        stage.helper.ExchangeBinary(0, &held, true);
-        stage.source.reader.RemoveContents(0, true);
-        stage.source.Send(0, BUSY, 3);
-        EXPECT_EQ(all ? stage.helper.CopyStreamContent(0, 0) : stage.helper.WriteCopy(0, held), -18);
-        stage.helper.ExchangeBinary(0, &held, false);
-        stage.sink.reader.RemoveContents(0, true);
-        EXPECT_EQ(stage.helper.WriteDblVal(0, 7.0), 0);
-        stage.sink.Receive();
-        int count = 0;
-        EXPECT_EQ(stage.sink.reader.AccessDblData(0, count)[0], 7.0);
-        EXPECT_EQ(count, 1);
-    }
 }

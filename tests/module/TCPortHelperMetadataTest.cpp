@@ -35,27 +35,58 @@ TCString Text(const TCTypeInfo& ti, double sync = -1.0) {
     return text;
 }
 
-// sensor -> filter -> reader, where the filter's output is linked to its input.
+// sensor -> filter -> reader, where the filter's output is linked to its input; the inputs 1 and 2 have no
+// line, and 2 no metadata.
 struct Chain {
     Chain() {
         filter.SetPort(INPUT, 0, "In", SIGNAL);
+        filter.SetPort(INPUT, 1, "Loose", SIGNAL);
+        filter.SetPort(INPUT, 2, "Plain", Helper::TYPE_DOUBLEARRAY);
         filter.SetPort(OUTPUT, 0, "Filtered", SIGNAL);
         filter.UseTypeInfoFromInput(0, 0);
         Wire(sensor.writer, 0, filter, 0);
         Wire(filter, 0, reader.reader, 0);
     }
-    void Sense(const char* name, double timestamp, TCBLOCKSTATUS state) {
-        const double range[] = {-5.0, 5.0};
-        const double samplerate = 100.0;
+    void Sense(TCBLOCKSTATUS state) {
+        const double range[] = {-5.0, 5.0}, timestamp = 500.0, samplerate = 100.0;
         TCSI_Unit volt;
         volt.FromString("V");
-        sensor.writer.SetTypeInfo(0, &timestamp, &state, name, range, &samplerate, &volt);
+        sensor.writer.SetTypeInfo(0, &timestamp, &state, "Speed", range, &samplerate, &volt);
         sensor.writer.WriteDblVal(0, 1.0);
         filter.TakeBlock(0);
     }
-    TCTypeInfo Filter() {
-        EXPECT_EQ(filter.WriteDblVal(0, 2.0), 0);
-        return reader.Receive();
+    // Gives fields of the next block, or a whole record with a name or without.
+    void Give(char field) {
+        TCTypeInfo record;
+        record.SetTimestamp(9.0);
+        record.SetState(STOP);
+        record.SetSignalname(field == 'q' ? "Other" : "");
+        if (field == 't') filter.SetTI_Timestamp(0, 7.0);
+        if (field == 'n') filter.SetTI_SignalName(0, "Own"), filter.SetTI_SignalName(0, nullptr);
+        if (field == 'r') filter.SetTI_Range(0, -1.0, 1.0);
+        if (field == 'y') filter.SetTI_Samplerate(0, 50.0);
+        if (field == 'u') filter.SetTI_Unit(0, "m", 0.001), filter.SetTI_Unit(0, "no unit", 2.0);
+        if (field == 'q' || field == 'e') filter.SetTypeInfo(0, record);
+    }
+    // Plays a script and answers the metadata of the blocks that the filter writes, in lines:
+    //   SBPC  the sensor sends a block of that state     w 0  the filter writes a block, or no values
+    //   a...  its automatic fields, in the order of the arguments, as six digits     others as for Give
+    std::string Play(const char* script) {
+        std::string log;
+        for (; *script != '\0'; ++script) {
+            Give(*script);
+            if (StateOf(*script) != INVALID) Sense(StateOf(*script));
+            if (*script == '0') filter.WriteDblData(0, 0, nullptr);
+            if (*script == 'a') {
+                const auto on = [script](int i) { return script[i] == '1'; };
+                filter.UseAutoTypeInfo(0, on(1), on(2), on(3), on(4), on(5), on(6));
+                script += 6;
+            }
+            if (*script != 'w') continue;
+            EXPECT_EQ(filter.WriteDblVal(0, 2.0), 0);
+            log += (log.empty() ? "" : "\n") + std::string(Text(reader.Receive(), filter.SyncTime()));
+        }
+        return log;
     }
     Line reader;
     TCPortHelper filter{nullptr};
@@ -115,34 +146,6 @@ TEST(TCPortHelperMetadata, AutomaticStatesMakeOneSignal) {
         EXPECT_EQ(States(script.c_str()), states) << script;
 }
 
-TEST(TCPortHelperMetadata, AutomaticTimestampAndName) {
-    Line line;
-    TCTypeInfo record;
-    line.writer.UseAutoTypeInfo(0, true, true, true, false, false, false);
-    const auto write = [&line] {
-        line.writer.WriteDblVal(0, 1.0);
-        return line.Receive();
-    };
-    line.writer.SetTI_Timestamp(0, 1000.0);
-    EXPECT_EQ(write().GetTimestamp(), 1000.0);
-    EXPECT_EQ(write().GetTimestamp(), line.writer.SyncTime());
-    line.writer.SetTI_Timestamp(0, 1000.0);
-    line.writer.WriteDblData(0, 0, nullptr);
-    EXPECT_EQ(write().GetTimestamp(), line.writer.SyncTime()) << "used up by a write without values";
-    line.writer.SetTI_SignalName(0, nullptr);
-    EXPECT_STREQ(write().GetSignalname(), "Signal 1");
-    line.writer.SetTI_SignalName(0, "Own");
-    for (int i = 0; i < 2; ++i) EXPECT_STREQ(write().GetSignalname(), "Own") << "a name stays";
-    for (const char* name : {"Other", ""}) {
-        record.SetSignalname(name);
-        line.writer.SetTypeInfo(0, record);
-        EXPECT_STREQ(write().GetSignalname(), *name != '\0' ? name : "Signal 1") << "no name is none";
-    }
-    line.writer.UseAutoTypeInfo(0, true, true, false, false, false, false);
-    line.writer.SetTypeInfo(0, record);
-    EXPECT_STREQ(write().GetSignalname(), "");
-}
-
 TEST(TCPortHelperMetadata, NothingIsGivenForNobody) {
     Line plain(Helper::TYPE_DOUBLEARRAY);
     TCPortHelper alone(nullptr);
@@ -163,65 +166,48 @@ TEST(TCPortHelperMetadata, NothingIsGivenForNobody) {
     EXPECT_STREQ(Text(reader.Receive()), "now '' 1/s 0..1 1 C");
 }
 
-TEST(TCPortHelperMetadata, FieldsAreGivenForOneBlockElsePassedOn) {
-    Chain chain;
-    chain.Sense("Speed", 500.0, START);
-    chain.filter.SetTI_Range(0, 0.0, 1.0);
-    chain.filter.SetTI_Samplerate(0, 50.0);
-    chain.filter.SetTI_Unit(0, "m", 0.001);
-    chain.filter.SetTI_Unit(0, "no unit", 2.0);
-    chain.filter.SetTI_Timestamp(0, 7.0);
-    EXPECT_STREQ(Text(chain.Filter()), "7 'Speed' 50/s 0..1 0.001 m S");
-    EXPECT_STREQ(Text(chain.Filter()), "500 'Speed' 100/s -5..5 1 V S");
-    chain.filter.SetTI_SignalName(0, "Own");
-    for (int i = 0; i < 2; ++i) EXPECT_STREQ(Text(chain.Filter()), "500 'Own' 100/s -5..5 1 V S");
-    TCTypeInfo record = chain.filter.LastTypeInfo(0)[0];
-    record.SetSignalname("");
-    record.SetState(STOP);
-    record.SetRangeMin(-1.0);
-    chain.filter.SetTypeInfo(0, record);
-    EXPECT_STREQ(Text(chain.Filter()), "500 'Speed' 100/s -1..5 1 V P");
-}
-
-TEST(TCPortHelperMetadata, AutomaticFieldsAreNotCopied) {
-    // The arguments of UseAutoTypeInfo are in another order than the fields: the unit is before the
-    // samplerate.
-    const char* written[] = {"sync 'Speed' 100/s -5..5 1 V S",   "500 'Speed' 100/s -5..5 1 V C",
-                             "500 'Filtered' 100/s -5..5 1 V S", "500 'Speed' 100/s 0..1 1 V S",
-                             "500 'Speed' 100/s -5..5 1 S",      "500 'Speed' 1/s -5..5 1 V S"};
-    for (int field = 0; field < 6; ++field) {
-        Chain chain;
-        chain.filter.UseAutoTypeInfo(0, field == 0, field == 1, field == 2, field == 3, field == 4,
-                                     field == 5);
-        chain.Sense("Speed", 500.0, START);
-        EXPECT_STREQ(Text(chain.Filter(), chain.filter.SyncTime()), written[field]);
-    }
-    Chain chain;
-    chain.Sense("Speed", 500.0, STOP);
-    chain.filter.WriteDblData(0, 0, nullptr);
-    chain.filter.UseAutoTypeInfo(0, false, true, false, false, false, false);
-    EXPECT_EQ(chain.Filter().GetState(), START) << "goes on from the STOP that was copied";
+TEST(TCPortHelperMetadata, FieldsAreGivenMadeOrPassedOn) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"Stryuww", "7 'Speed' 50/s -1..1 0.001 m S\n500 'Speed' 100/s -5..5 1 V S"},
+        {"Snww", "500 'Own' 100/s -5..5 1 V S\n500 'Own' 100/s -5..5 1 V S"},  // a name stays
+        {"Snew", "9 'Speed' 1/s 0..1 1 P"},                                    // an empty one takes it back
+        {"Sqww", "9 'Other' 1/s 0..1 1 P\n500 'Other' 100/s -5..5 1 V S"},
+        // Each automatic field by itself is not copied. The unit is given before the samplerate.
+        {"Sa100000w", "sync 'Speed' 100/s -5..5 1 V S"},
+        {"Sa010000w", "500 'Speed' 100/s -5..5 1 V C"},
+        {"Sa001000w", "500 'Filtered' 100/s -5..5 1 V S"},
+        {"Sa000100w", "500 'Speed' 100/s 0..1 1 V S"},
+        {"Sa000010w", "500 'Speed' 100/s -5..5 1 S"},
+        {"Sa000001w", "500 'Speed' 1/s -5..5 1 V S"},
+        {"P0a010000w", "500 'Speed' 100/s -5..5 1 V S"},  // goes on from the STOP that was copied
+        // What is given goes before what is made; a timestamp is used up by a write without values.
+        {"Sa100000tw", "7 'Speed' 100/s -5..5 1 V S"},
+        {"Sa100000t0w", "sync 'Speed' 100/s -5..5 1 V S"},
+        {"Sa001000nww", "500 'Own' 100/s -5..5 1 V S\n500 'Own' 100/s -5..5 1 V S"},
+        {"Sa001000new", "9 'Filtered' 1/s 0..1 1 P"}};
+    for (const auto& [script, written] : rows) EXPECT_EQ(Chain().Play(script), written) << script;
 }
 
 TEST(TCPortHelperMetadata, FirstConnectedInputOfAListIsLinked) {
     Chain chain;
-    chain.filter.SetPort(INPUT, 1, "Loose", SIGNAL);
-    chain.filter.SetPort(INPUT, 2, "Plain", Helper::TYPE_DOUBLEARRAY);
-    chain.filter.UseAutoTypeInfo(0, true, true, false, true, true, true);
-    chain.Sense("Speed", 500.0, START);
+    const auto name = [&chain] {
+        chain.filter.WriteDblVal(0, 2.0);
+        return TCString(chain.reader.Receive().GetSignalname());
+    };
+    chain.Play("a110111S");
     using Row = std::pair<std::vector<unsigned>, const char*>;
-    for (const auto& [inputs, name] :
+    for (const auto& [inputs, expected] :
          {Row({1, 0}, "Speed"), Row({9, 0, 1}, "Speed"), Row({1}, ""), Row({2}, "")}) {
         chain.filter.UseTypeInfoFromInputs(0, inputs.data(), static_cast<unsigned>(inputs.size()));
-        EXPECT_STREQ(chain.Filter().GetSignalname(), name) << inputs[0];
+        EXPECT_STREQ(name(), expected) << inputs[0];
     }
     chain.filter.UseTypeInfoFromInput(0, 0);
-    chain.Filter();
-    chain.filter.UseAutoTypeInfo(0, true, true, true, true, true, true);
+    EXPECT_STREQ(name(), "Speed");
+    chain.Play("a111111");
     chain.filter.UseTypeInfoFromInput(0, 2);
-    EXPECT_STREQ(chain.Filter().GetSignalname(), "Speed") << "no metadata there: nothing is done";
+    EXPECT_STREQ(name(), "Speed") << "no metadata there: nothing is done";
     chain.filter.UseTypeInfoFromInputs(0, nullptr, 2);
-    EXPECT_STREQ(chain.Filter().GetSignalname(), "Filtered") << "linked to nothing";
+    EXPECT_STREQ(name(), "Filtered") << "linked to nothing";
 }
 
 TEST(TCPortHelperMetadata, InvalidValuesAreRepaired) {

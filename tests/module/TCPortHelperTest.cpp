@@ -48,61 +48,63 @@ std::string Wired(const TCPortHelper& helper) {
     return text;
 }
 
+// The name and the code of each port.
+std::string Ports(const TCPortHelper& helper, PORTTYPE kind) {
+    TCString text;
+    for (int i = 0; i < helper.GetPortCnt(kind); ++i) {
+        text += " " + helper.GetPortName(kind, static_cast<unsigned>(i));
+        text.FormatAppend(":%x", helper.DataType(kind, static_cast<unsigned>(i)));
+    }
+    return std::string(text);
+}
+
 }  // namespace
 
-TEST(TCPortHelperPorts, SecondDeclarationAddsATypeButKeepsThePort) {
+TEST(TCPortHelperPorts, APortKeepsItsFirstDeclaration) {
+    const auto name = [](PORTTYPE kind, unsigned index) { return TCString::FormatS("%d/%u", kind, index); };
     TCPortHelper helper(nullptr);
     unsigned type = 9;
     EXPECT_EQ(helper.SetPort(INPUT, 1, "First", "DOUBLE[]", "", true), 0u);
     EXPECT_EQ(helper.SetPort(INPUT, 1, "Second", Helper::TYPE_TEXT), 1u);
     helper.AttachPort(INPUT, 0, "Nothing", 2);
-    EXPECT_EQ(helper.DataType(INPUT, 0, &type), 0u) << "a gap has no type, nor one beyond the table";
+    EXPECT_EQ(helper.DataType(INPUT, 0, &type), 0u) << "a gap has no type";
     EXPECT_EQ(type, 9u);
+    EXPECT_EQ(Ports(helper, INPUT), " :0 First:4000040");
     helper.AttachPort(INPUT, 0, "Text", 1);
     EXPECT_EQ(helper.DataType(INPUT, 0, &type), Helper::TYPE_TEXT);
     EXPECT_EQ(type, 1u);
-    EXPECT_EQ(helper.DataType(INPUT, 1), SIGNAL);
-    EXPECT_STREQ(helper.GetPortName(INPUT, 0) + helper.GetPortName(INPUT, 1) + helper.GetPortName(INPUT, 2),
-                 "TextFirst");
-    EXPECT_EQ(helper.GetPortCnt(INPUT), 2);
-    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 0);
-}
-
-TEST(TCPortHelperPorts, RangesSkipAttachedPortsAndEnd) {
-    const auto name = [](PORTTYPE kind, unsigned index) { return TCString::FormatS("%d/%u", kind, index); };
-    TCPortHelper helper(nullptr);
     helper.SetPort(OUTPUT, 1, "Own", Helper::TYPE_TEXT);
     helper.SetPortRange(OUTPUT, 0, 2, name, "DOUBLE[]", "", true);
     helper.AttachPortRange(static_cast<PORTTYPE>(3), 3, 2, name, 0);
-    helper.AttachPortRange(OUTPUT, 2, 1, nullptr, 2);
-    const char* names[] = {"2/0", "Own", "", "3/3", "3/4"};
-    for (unsigned i = 0; i < 5; ++i) EXPECT_STREQ(helper.GetPortName(OUTPUT, i), names[i]);
-    EXPECT_EQ(helper.DataType(OUTPUT, 0), SIGNAL);
-    EXPECT_EQ(helper.DataType(OUTPUT, 2), 0u) << "a type beyond the table only makes room";
+    helper.AttachPortRange(OUTPUT, 2, 1, nullptr, 9);
+    helper.AttachPortRange(OUTPUT, 6, 0, name, 0);
     helper.SetPort(OUTPUT, 65536, "absurd", SIGNAL);
-    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 5);
+    EXPECT_EQ(Ports(helper, OUTPUT), " 2/0:4000040 Own:100 :0 3/3:4000040 3/4:4000040 :0")
+        << "no ports, and a type beyond the table, only make room";
+    EXPECT_STREQ(helper.GetPortName(INPUT, 2), "");
 }
 
 TEST(TCPortHelperPorts, NamesAreThereAndDiffer) {
     TCPortHelper helper(nullptr);
-    Lines lines(2);
-    for (unsigned i = 0; i < 3; ++i) helper.SetPort(OUTPUT, i, i == 1 ? "Own" : "Out", SIGNAL);
-    for (unsigned i = 0; i < 3; ++i) helper.AddOutputStream(i, lines.reader.SetInputStream(0, 0, 3));
+    TCIOStream receiver;
+    for (unsigned i = 0; i < 3; ++i) {
+        EXPECT_EQ(helper.CheckPortNames(OUTPUT), 0);
+        helper.SetPort(OUTPUT, i, i == 1 ? "Own" : "Out", SIGNAL);
+        helper.AddOutputStream(i, receiver.SetInputStream(3));
+    }
     EXPECT_EQ(helper.CheckPortNames(OUTPUT), -3);
     EXPECT_STREQ(helper.GetErrorText(), "Output \"Out\": Two ports have the same name (-3)");
-    EXPECT_EQ(helper.GetErrorRecord().portIndex, 2);
-    EXPECT_EQ(helper.GetErrorRecord().otherIndex, 0);
+    EXPECT_EQ(helper.GetErrorRecord().portIndex * 10 + helper.GetErrorRecord().otherIndex, 20);
     EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 1, "Own"), "Own");
     EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 2, "Out"), "Out 2");
     helper.SetPort(OUTPUT, 3, "Out 2", SIGNAL);
     EXPECT_STREQ(helper.MakePortNameUnique(OUTPUT, 2, "Out"), "Out 3");
-    EXPECT_EQ(lines.reader.CheckPortNames(INPUT), 0);
-    lines.reader.SetPort(INPUT, 2, "", SIGNAL);
-    EXPECT_EQ(lines.reader.CheckPortNames(INPUT), -3);
-    EXPECT_STREQ(lines.reader.GetErrorText(), "Input \"\": The port has no name (-3)");
+    helper.SetPort(INPUT, 0, "", SIGNAL);
+    EXPECT_EQ(helper.CheckPortNames(INPUT), -3);
+    EXPECT_STREQ(helper.GetErrorText(), "Input \"\": The port has no name (-3)");
     helper.ClearPorts(false);
-    EXPECT_EQ(helper.GetPortCnt(OUTPUT), 0);
     EXPECT_EQ(helper.SetPort(OUTPUT, 0, "New", SIGNAL), 0u) << "the types are gone too";
+    EXPECT_EQ(Ports(helper, OUTPUT), " New:4000040");
 }
 
 TEST(TCPortHelperWiring, DrawnLinesAndConnectionsAreTwoThings) {
@@ -183,29 +185,27 @@ TEST(TCPortHelperWiring, RunNeedsObligatoryAndExternalInputs) {
     in.helper.SetObligatoryInputs(list, 2);
     EXPECT_TRUE(in.helper.IsObligatoryInput(1));
     EXPECT_FALSE(in.helper.IsObligatoryInput(2) || in.helper.IsObligatoryInput(9));
-    EXPECT_EQ(in.helper.Init(), -3);
-    EXPECT_STREQ(in.helper.GetErrorText(), "Input \"In 2\": the port is not wired (-3)");
+    // c1 connects input 1, o2 makes input 2 obligatory, k1 checks such inputs and k0 does not, e- makes 2 and
+    // 3 external ports, u1 uses the first of them: the input that a run then lacks, if any.
+    int before = 0;
     EXPECT_FALSE(in.helper.ReadyToExecute());
-    in.Connect(1);
-    EXPECT_EQ(in.helper.UseExtPar(1), 0) << "without such ports it means nothing";
-    EXPECT_EQ(in.helper.Init(), 0);
-    EXPECT_TRUE(in.helper.ReadyToExecute());
-    in.helper.SetExtPorts(2, 3);
-    int before = 1;
-    for (const auto& [selector, offender] : {std::pair(1, 2), {2, 3}, {3, -1}, {0, -1}}) {
+    for (const auto& [step, lacking] : Rows("--:1 c1: u1: e-:2 u2:3 u3: u0: u2:3 o2:3 k0: k1:3 c3:2")) {
+        const unsigned digit = Digit(step[1]);
+        const int number = static_cast<int>(digit);
         in.helper.ClearErrorRecord();
-        EXPECT_EQ(in.helper.UseExtPar(selector), std::exchange(before, selector));
-        EXPECT_EQ(in.helper.Init(), offender < 0 ? 0 : -3) << selector;
-        EXPECT_EQ(in.OffendingInput(), offender);
+        if (step[0] == 'c') in.Connect(digit);
+        if (step[0] == 'o') in.helper.SetObligatoryInput(digit);
+        if (step[0] == 'k') in.helper.GetMessageA(Helper::MESSAGE_CHECK_OBLIGATORY, number);
+        if (step[0] == 'e') in.helper.SetExtPorts(2, 3);
+        if (step[0] == 'u') {
+            EXPECT_EQ(in.helper.UseExtPar(number), std::exchange(before, number));
+        }
+        in.helper.SetReadyFlag(false);
+        EXPECT_EQ(in.helper.Init(), lacking.empty() ? 0 : -3) << step;
+        EXPECT_EQ(in.helper.ReadyToExecute(), lacking.empty());
+        EXPECT_EQ(in.OffendingInput(), lacking.empty() ? -1 : static_cast<int>(Digit(lacking[0]))) << step;
     }
-    in.helper.UseExtPar(2);
-    in.helper.SetObligatoryInput(2);
-    in.helper.GetMessageA(Helper::MESSAGE_CHECK_OBLIGATORY, 0);
-    EXPECT_EQ(in.helper.Init(), 0);
-    in.helper.GetMessageA(Helper::MESSAGE_CHECK_OBLIGATORY, 1);
-    in.Connect(3);
-    EXPECT_EQ(in.helper.Init(), -3);
-    EXPECT_EQ(in.OffendingInput(), 2) << "the external port is connected, the obligatory one not";
+    EXPECT_STREQ(in.helper.GetErrorText(), "Input \"In 3\": the port is not wired (-3)");
 }
 
 TEST(TCPortHelperWiring, TypesAreComparedWithThoseStored) {
@@ -233,6 +233,10 @@ TEST(TCPortHelperWiring, TypesAreComparedWithThoseStored) {
     in.helper.ChangeType(INPUT, 1, "SWORD[]", "", true);
     expect(CALLED_FROM_RUN, true, 1);
     expect(CALLED_FROM_RUN, true, 0);
+    in.helper.ClearPorts(false);
+    in.helper.SetPort(INPUT, 1, "In 2", "SWORD[]", "", false);
+    in.Connect(1);
+    expect(CALLED_FROM_RUN, false, 1);  // declared anew, with another type than before
 }
 
 TEST(TCPortHelperRun, SourcesHaveWorkUntilTheyAreNoLongerReady) {
@@ -330,12 +334,10 @@ TEST(TCPortHelperRun, BlocksGoWithThePortsThatMadeThem) {
     deleted.Send(0, START);
     deleted.reader.DeleteStreams();
     deleted.writer.DeleteStreams();
-    EXPECT_FALSE(deleted.reader.IsWired(INPUT, 0, Helper::STREAM_CONNECTED));
-    EXPECT_FALSE(deleted.writer.IsWired(OUTPUT, 0, Helper::STREAM_CONNECTED));
+    EXPECT_FALSE(deleted.reader.IsWired(INPUT, 0, Helper::STREAM_CONNECTED) ||
+                 deleted.writer.IsWired(OUTPUT, 0, Helper::STREAM_CONNECTED));
     EXPECT_EQ(deleted.reader.BlocksOnStream(INPUT, 0), 0);
     Wire(deleted.writer, 0, deleted.reader, 0);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(deleted.Send(0, BUSY), 0);
-        EXPECT_EQ(deleted.Receive().GetState(), BUSY) << "the streams serve again";
-    }
+    for (int i = 0; i < 3; ++i) deleted.Send(0, BUSY);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(deleted.Receive().GetState(), BUSY) << "the streams serve again";
 }

@@ -130,21 +130,6 @@ TEST(TCPortHelperValues, TakenValuesAreAccessedWhereTheyLie) {
     }
 }
 
-TEST(TCPortHelperValues, TextsAreReadFromTheStreamOfAPort) {
-    Line line(Helper::TYPE_TEXTARRAY);
-    TCIOStream& stream = *line.reader.SetInputStream(0, 0, 3);
-    const TCString words[] = {"a", "b"};
-    const TCString* peeked = nullptr;
-    TCString text, last;
-    int count = 1;
-    for (int i = 0; i < 2; ++i) line.writer.WriteStringData(0, 2, words);
-    EXPECT_EQ(std::pair(stream.PeekStrData(1, peeked), stream.PeekStrData(2, peeked)), std::pair(2, -1));
-    EXPECT_EQ(std::pair(stream.ReadStr(text), stream.ReadStrVec(&last, &count)), std::pair(1, 1));
-    EXPECT_STREQ(text + last + peeked[1], "bbb");
-    EXPECT_EQ(std::pair(stream.StringToDataType("string"), stream.StringToDataType("text")),
-              std::pair(3, -1));
-}
-
 TEST(TCPortHelperValues, BlocksWithoutValuesAreReadPast) {
     Line line;
     TCIOStream::Block empty;
