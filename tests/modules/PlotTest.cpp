@@ -62,14 +62,22 @@ struct Curve {
     std::vector<double> samples;
 };
 
-// What gnuplot is given to draw: it is a program in its place that keeps the script.
-std::string ScriptOf(const std::string& settings, const std::vector<Curve>& curves) {
-    namespace fs = std::filesystem;
-    fs::create_directories("script");
-    std::ofstream("script/gnuplot") << "#!/bin/sh\ncat >" << FreshFile("script.txt") << "\necho '</svg>'\n";
-    fs::permissions("script/gnuplot", fs::perms::owner_all);
+// A script that is run in place of gnuplot.
+struct FakeGnuplot {
+    explicit FakeGnuplot(const std::string& commands) {
+        namespace fs = std::filesystem;
+        fs::create_directories("script");
+        std::ofstream("script/gnuplot") << "#!/bin/sh\n" << commands;
+        fs::permissions("script/gnuplot", fs::perms::owner_all);
+        setenv("PATH", (fs::absolute("script").string() + ":" + path).c_str(), 1);
+    }
+    ~FakeGnuplot() { setenv("PATH", path.c_str(), 1); }
     const std::string path = std::getenv("PATH");
-    setenv("PATH", (fs::absolute("script").string() + ":" + path).c_str(), 1);
+};
+
+// What gnuplot is given to draw.
+std::string ScriptOf(const std::string& settings, const std::vector<Curve>& curves) {
+    const FakeGnuplot fake("cat >" + FreshFile("script.txt") + "\necho '</svg>'\n");
     ModuleBench bench("plot", "Plot");
     std::vector<const char*> types;
     for (const Curve& curve : curves) types.push_back(curve.type);
@@ -78,7 +86,6 @@ std::string ScriptOf(const std::string& settings, const std::vector<Curve>& curv
     for (std::size_t i = 0; i < curves.size() && well; ++i)
         well = bench.Feed(static_cast<int>(i), curves[i].samples, curves[i].signal);
     EXPECT_TRUE(bench.Finish() && well) << bench.Error();
-    setenv("PATH", path.c_str(), 1);
     return ReadText("script.txt");
 }
 
@@ -86,7 +93,7 @@ TEST_F(Plot, DrawsPointsAxesAndHeadline) {
     const Curve wave{
         ModuleBench::TIME_DOMAIN, {"wave", 8.0, "V", 1772366400250.0}, {0.0, 1.0, 0.5, -1.0, 0.25}};
     const Curve spectrum{ModuleBench::FREQ_DOMAIN, {"lines", 2.0, "V"}, {0.1, 9.0, 0.0}};
-    const Curve force{ModuleBench::TIME_DOMAIN, {"force", 2.0, "N"}, {3.0}};
+    const Curve force{ModuleBench::TIME_DOMAIN, {"force", 50.0, "N"}, {3.0}};
     std::vector<double> many(10000);  // in strokes of 4, every second one downwards
     for (std::size_t i = 0; i < many.size(); ++i) many[i] = static_cast<double>(i);
     const Curve ramp{ModuleBench::TIME_DOMAIN, {"ramp", 8.0}, many};
@@ -109,7 +116,7 @@ TEST_F(Plot, DrawsPointsAxesAndHeadline) {
           " size 700,500 ", "set multiplot title \"\"\n", "with lines lw"}},
         {"",
          {force},
-         {"$d0 << EOD\n0 3\nEOD\n", "set xrange [0:0.5]\n", "set yrange [1.5:4.5]\n", "set ytics autofreq\n",
+         {"$d0 << EOD\n0 3\nEOD\n", "set xrange [0:0.02]\n", "set yrange [1.5:4.5]\n", "set ytics autofreq\n",
           "\"start 2001-09-09 01:46:40.000 UTC\"\n", "[N]"}},
         {"",
          {ramp},
@@ -227,6 +234,19 @@ TEST_F(Plot, DrawsAsLittleAsOneSample) {
         ASSERT_TRUE(bench.Feed(0, samples) && bench.Feed(1, samples));
         EXPECT_TRUE(bench.Finish()) << samples[0] << ": " << bench.Error();
         EXPECT_TRUE(std::filesystem::exists(file));
+    }
+}
+
+TEST_F(Plot, SaysWhatGnuplotComplainedOfLast) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"printf 'first\\nline 0: bad\\n   ^\\nWarning: odd\\n\\n' >&2\nexit 1\n", "no picture: line 0: bad"},
+        {"printf '<svg></svg>'\nexit 1\n", "no picture: it gave no reason"},
+        {"printf '<svg>'\n", "no picture: it gave no reason"}};  // half of one
+    for (const auto& [commands, reason] : rows) {
+        const FakeGnuplot fake("cat >script.txt\n" + std::string(commands));
+        EXPECT_FALSE(Draw(FreshFile("failed.svg")));
+        EXPECT_THAT(bench.Error(), testing::EndsWith(reason));
+        EXPECT_FALSE(std::filesystem::exists("failed.svg"));
     }
 }
 

@@ -87,6 +87,8 @@ TEST_F(Spectrum, OutputTellsItsAxisAndUnit) {
     EXPECT_NEAR(bench.Samples(0)[100], 3.0, 1e-12);
     EXPECT_STREQ(bench.Module().GetResults()[1].unit, "Hz");
     EXPECT_STREQ(bench.Module().GetResults()[2].unit, "V");
+    Measure("length=2", {1.0, -1.0}, {""});
+    EXPECT_STREQ(bench.Blocks(0)[0].GetSignalname(), "Signal") << "that of the port";
 }
 
 // Of nine segments of 256 with half overlap four are loud, four silent, and one is half of each; without
