@@ -176,7 +176,7 @@ int Scheduler::CountMade(Node& node) {
         sum += added;
         if (line.first) node.made += added;
         At(line.to).queued += added;
-        policy.MayHaveWork(line.to);
+        if (At(line.to).stepsLeft != 0) policy.MayHaveWork(line.to);
     }
     return sum;
 }
@@ -248,6 +248,7 @@ void Scheduler::Interrupt() {
 
 void Scheduler::EndSource(Node& node) {
     node.ended = true;
+    node.stepsLeft = 0;
     policy.HasNoWork(static_cast<int>(&node - nodes.data()));
 }
 

@@ -80,7 +80,7 @@ class Scheduler {
         double seconds = 0.0;              // of its steps, once somebody has asked
         bool ended = false;                // a source that has nothing more to give
         bool silent = false;               // a source that says it has work and makes nothing
-        int stepsLeft = -1;                // after an interrupt; -1: no bound
+        int stepsLeft = -1;                // after an interrupt; -1: no bound, 0: ended for good
         double lastSign = -1.0;            // when it began to make nothing; -1: it makes blocks
         std::unique_ptr<SourcePace> pace;  // of a source in a run in real time
     };

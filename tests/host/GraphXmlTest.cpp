@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <sstream>
 
 #include "host/Conversion.h"
 
@@ -62,6 +63,47 @@ TEST(GraphXml, TellsEveryMistakeAtItsLine) {
     for (std::size_t i = 0; i < told.size(); ++i) {
         EXPECT_EQ(told[i].place.line, expected[i].first) << told[i].text;
         EXPECT_THAT(told[i].text, HasSubstr(expected[i].second));
+    }
+}
+
+TEST(GraphXml, EveryDifferenceIsFound) {
+    const std::string instances = "[a]\nmodule=M\nx=1\ny=2\n[b]\nmodule=N\n";
+    const std::string lines = "[lines]\na.o=b.i\n";
+    const GraphFile graph = Read(instances + lines);
+    const std::pair<std::string, const char*> rows[] = {
+        {"[a]\nmodule=K\nx=1\ny=2\n[b]\nmodule=N\n" + lines, "the module 'M' of a"},
+        {"[a]\nmodule=M\nx=3\ny=2\n[b]\nmodule=N\n" + lines, "the setting 'x' of a"},
+        {"[a]\nmodule=M\nx=1\nz=2\n[b]\nmodule=N\n" + lines, "the setting 'y' of a"},
+        {"[a]\nmodule=M\nx=1\n[b]\nmodule=N\n" + lines, "the setting 'y' of a"},
+        {"[a]\nmodule=M\nx=1\ny=2\nz=3\n[b]\nmodule=N\n" + lines, "a setting of a"},
+        {"[a]\nmodule=M\nx=1\ny=2\n" + lines, "the instance 'b'"},
+        {"[a]\nmodule=M\nx=1\ny=2\n[c]\nmodule=N\n" + lines, "the instance 'b'"},
+        {instances, "the line from 'a.o' to 'b.i'"},
+        {instances + "[lines]\na.p=b.i\n", "the line from 'a.o' to 'b.i'"},
+        {instances + "[lines]\na.o=b.j\n", "the line from 'a.o' to 'b.i'"},
+        {instances + "[c]\nmodule=N\n" + lines, "a part of it"},
+        {instances + lines + "b.o=a.i\n", "a part of it"},
+        {instances + lines + "accept=yes\n", "a part of it"},
+        {instances + lines, ""}};
+    for (const auto& [other, difference] : rows)
+        EXPECT_EQ(FindDifference(graph, Read(other)), difference) << other;
+}
+
+// The lines come first in the text and last in the document.
+TEST(GraphXml, CommentsStayWithWhatFollowsThem) {
+    const GraphFile graph = Read(
+        "# wire\n[lines]\na.o=b.i\n# of a\n[a]\n# of x\nx=1\n# its module\nmodule=M\n# of b\n[b]\n"
+        "module=N\n# rest\n");
+    std::string error;
+    ASSERT_TRUE(ConvertTo(graph, "comments.xml", error)) << error;
+    std::ostringstream document;
+    document << std::ifstream("comments.xml").rdbuf();
+    std::size_t at = 0;
+    for (const char* part : {"of a", "<Module", "its module", "of x", "<Setting", "of b", "<Module", "wire",
+                             "<Line", "rest", "</Graph>"}) {
+        const std::size_t next = document.str().find(part, at);
+        ASSERT_NE(next, std::string::npos) << part << " in\n" << document.str().substr(at);
+        at = next + 1;
     }
 }
 

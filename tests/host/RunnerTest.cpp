@@ -82,6 +82,21 @@ TEST(Runner, CountsBlocksOfEveryModuleAndLine) {
     EXPECT_EQ(report.lines[2].to, "sum.Signal 2");
 }
 
+TEST(Runner, CountsEachOfTheBlocksOfOneStep) {
+    Bench bench;
+    bench.Add<TestSource>("source", "blocks=60\nburst=6\n");
+    bench.Add<TestJoin>("sum");
+    bench.Wire("source", "sum");
+    const RunReport report = bench.Run();
+    EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
+    EXPECT_EQ(ResultOf(report, "sum"), 4 * 1770.0);  // 0 + ... + 59, four of each
+    EXPECT_EQ(report.modules[0].blocksOut, 60);
+    EXPECT_EQ(report.modules[1].blocksIn, 60);
+    EXPECT_EQ(report.lines[0].blocks, 60);
+    EXPECT_EQ(report.lines[0].deepestQueue, 6);
+    EXPECT_EQ(report.signalSeconds, 240.0);
+}
+
 TEST(Runner, NamesTheStarvedInputAndKeepsQueuesShort) {
     Bench bench;
     bench.Add<TestSource>("long", "blocks=100000\n");
@@ -138,6 +153,23 @@ TEST(Runner, AnInterruptedSourceEndsItsSignalAndEverythingIsProcessed) {
     EXPECT_EQ(report.verdict, Verdict::Interrupted);
     EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
     EXPECT_EQ(report.modules[0].blocksOut, report.modules[1].blocksIn);
+}
+
+TEST(Runner, ASourceThatWasEndedByForceDoesNotComeBack) {
+    Bench bench;
+    bench.Add<TestDeaf>("a");
+    bench.Add<TestDeaf>("b", "rate=2\n");  // ends first, for it goes twice as often; blocks still come to it
+    bench.Add<TestJoin>("sum");
+    bench.Wire("a", "b");
+    bench.Wire("b", "sum");
+    host::Interruption interruption;
+    interruption.Raise();
+    host::RunOptions options;
+    options.interruption = &interruption;
+    const RunReport report = bench.Run(options);
+    EXPECT_EQ(report.verdict, Verdict::Interrupted);
+    EXPECT_THAT(report.explanation, HasSubstr(" at b.Signal")) << "which came when it had ended";
+    EXPECT_EQ(report.modules[2].blocksIn, report.modules[1].blocksOut);
 }
 
 // Two sources through one module with two ways into a join of both, which waits for both.
@@ -208,8 +240,8 @@ TEST(Runner, ShowsItsFiguresToOtherThreads) {
 TEST(Runner, WaitsForBlocksByTheClockThatItIsGiven) {
     Bench bench;
     HandMovedClock clock;
-    bench.Add<TestSource>("fast", "blocks=20\nrate=4\n");
-    bench.Add<TestSource>("slow", "blocks=2\nrate=0.4\n");
+    bench.Add<TestSource>("fast", "blocks=20\nsize=3\nrate=20\n");
+    bench.Add<TestSource>("slow", "blocks=2\nsize=30\nrate=20\n");
     bench.Add<TestGreedy>("both", "", 2);
     bench.Wire("fast", "both", 0);
     bench.Wire("slow", "both", 1);
@@ -218,8 +250,10 @@ TEST(Runner, WaitsForBlocksByTheClockThatItIsGiven) {
     options.clock = &clock;
     const RunReport report = bench.Run(options);
     EXPECT_EQ(report.verdict, Verdict::Complete);
-    EXPECT_EQ(report.seconds, 19.0) << "20 blocks of a second each; the last one is not waited for";
-    EXPECT_EQ(ResultOf(report, "interval maximum"), 1000.0);
+    EXPECT_DOUBLE_EQ(report.seconds, 19 * 0.15) << "20 blocks of 150 ms; the last one is not waited for";
+    EXPECT_EQ(ResultOf(report, "intervals"), 19.0);
+    EXPECT_DOUBLE_EQ(ResultOf(report, "interval average"), 150.0);
+    EXPECT_DOUBLE_EQ(ResultOf(report, "interval maximum"), 150.0);
 }
 
 TEST(Runner, GivesUpOnASourceThatMakesNothing) {

@@ -27,6 +27,7 @@ class TestSource final : public TCBaseModuleEx {
         {"signal", TCModuleParameter::INTEGER, "2", "", "What comes in place of Ctrl-C's signal"},
         {"file", TCModuleParameter::FILE, "", "", "Told as a result"},
         {"rate", TCModuleParameter::NUMBER, "1", "Hz", "Values a second"},
+        {"burst", TCModuleParameter::INTEGER, "1", "", "Blocks a step", 1, 1e6},
     };
 
     explicit TestSource(int instance) : TCBaseModuleEx(instance, PARAMETERS) { DeclareSource(); }
@@ -51,16 +52,10 @@ class TestSource final : public TCBaseModuleEx {
     int Execute() override {
         if (made == ParamInt("interrupt_at"))
             for (int count = ParamInt("interrupts"); count > 0; --count) std::raise(ParamInt("signal"));
-        const int blocks = ParamInt("blocks");
-        const bool last = IsInterrupted() || made + 1 == blocks;
-        TCTypeInfo info;
-        info.SetState(made == 0 ? (last ? COMPLETE : START) : last ? STOP : BUSY);
-        info.SetSamplerate(ParamDbl("rate"));
-        info.SetTimestamp(1.6e12 + 1000.0 * made * values.GetSize() / ParamDbl("rate"));
-        for (double& value : values) value = made;
-        portHelper->SetTypeInfo(0, info);
-        const int code = portHelper->WriteDblArray(0, values);
-        ++made;
+        int code = 0;
+        bool last = false;
+        for (int left = ParamInt("burst"); left > 0 && !last && code >= 0; --left)
+            code = Write(last = IsInterrupted() || made + 1 == ParamInt("blocks"));
         if (last) portHelper->SetReadyFlag(false);
         return code;
     }
@@ -71,8 +66,49 @@ class TestSource final : public TCBaseModuleEx {
     }
 
  private:
+    int Write(bool last) {
+        TCTypeInfo info;
+        info.SetState(made == 0 ? (last ? COMPLETE : START) : last ? STOP : BUSY);
+        info.SetSamplerate(ParamDbl("rate"));
+        info.SetTimestamp(1.6e12 + 1000.0 * made * values.GetSize() / ParamDbl("rate"));
+        for (double& value : values) value = made;
+        portHelper->SetTypeInfo(0, info);
+        ++made;
+        return portHelper->WriteDblArray(0, values);
+    }
+
     TCArray<double, double> values;
     int made = 0;
+};
+
+// A source that no interrupt ends. What comes to it is taken and lost.
+class TestDeaf final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "TestDeaf";
+    static constexpr TCModuleParameter PARAMETERS[] = {{"rate", TCModuleParameter::NUMBER, "1", "Hz"}};
+
+    explicit TestDeaf(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+        DeclareSource();
+        portHelper->SetPort(INPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+        portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+    }
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override { return "Goes on"; }
+    const char* GetBaseName() const override { return "Test deaf"; }
+
+    int Fetch() override { return 0; }
+    int Execute() override {
+        portHelper->TakeBlock(0);
+        TCTypeInfo info;
+        info.SetState(begun ? BUSY : START);
+        info.SetSamplerate(ParamDbl("rate"));
+        portHelper->SetTypeInfo(0, info);
+        begun = true;
+        return portHelper->WriteDblVal(0, 1.0);
+    }
+
+ private:
+    bool begun = false;
 };
 
 // Hands on what it gets; fails at block `fail_at`, keeps everything waiting from block `hoard_from` on.

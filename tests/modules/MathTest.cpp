@@ -83,7 +83,7 @@ TEST_F(Math, RefusesWhatDoesNotBelongTogether) {
     late.timestamp -= 0.25;
     EXPECT_TRUE(Run("", In("V"), late)) << "half a sample is the same time";
     late.rate = 0.0;
-    EXPECT_FALSE(Run("", late, late));
+    EXPECT_FALSE(Run("", late, In("V")));
     EXPECT_THAT(bench.Error(), HasSubstr("the input \"Signal 1\" has the samplerate 0"));
 }
 

@@ -56,6 +56,112 @@ TEST_F(Plot, TellsNameUnitAndStartInThePicture) {
     EXPECT_EQ(ReadText(png).substr(1, 3), "PNG");
 }
 
+struct Curve {
+    const char* type;
+    TestSignal signal;
+    std::vector<double> samples;
+};
+
+// A script that is run in place of gnuplot.
+struct FakeGnuplot {
+    explicit FakeGnuplot(const std::string& commands) {
+        namespace fs = std::filesystem;
+        fs::create_directories("script");
+        std::ofstream("script/gnuplot") << "#!/bin/sh\n" << commands;
+        fs::permissions("script/gnuplot", fs::perms::owner_all);
+        setenv("PATH", (fs::absolute("script").string() + ":" + path).c_str(), 1);
+    }
+    ~FakeGnuplot() { setenv("PATH", path.c_str(), 1); }
+    const std::string path = std::getenv("PATH");
+};
+
+// What gnuplot is given to draw.
+std::string ScriptOf(const std::string& settings, const std::vector<Curve>& curves) {
+    const FakeGnuplot fake("cat >" + FreshFile("script.txt") + "\necho '</svg>'\n");
+    ModuleBench bench("plot", "Plot");
+    std::vector<const char*> types;
+    for (const Curve& curve : curves) types.push_back(curve.type);
+    bench.WireInputs(types);
+    bool well = bench.Set("file=\"" + FreshFile("script.svg") + "\"\n" + settings) && bench.Start();
+    for (std::size_t i = 0; i < curves.size() && well; ++i)
+        well = bench.Feed(static_cast<int>(i), curves[i].samples, curves[i].signal);
+    EXPECT_TRUE(bench.Finish() && well) << bench.Error();
+    return ReadText("script.txt");
+}
+
+TEST_F(Plot, DrawsPointsAxesAndHeadline) {
+    const Curve wave{
+        ModuleBench::TIME_DOMAIN, {"wave", 8.0, "V", 1772366400250.0}, {0.0, 1.0, 0.5, -1.0, 0.25}};
+    const Curve spectrum{ModuleBench::FREQ_DOMAIN, {"lines", 2.0, "V"}, {0.1, 9.0, 0.0}};
+    const Curve force{ModuleBench::TIME_DOMAIN, {"force", 50.0, "N"}, {3.0}};
+    std::vector<double> many(10000);  // in strokes of 4, every second one downwards
+    for (std::size_t i = 0; i < many.size(); ++i) many[i] = static_cast<double>(i);
+    const Curve ramp{ModuleBench::TIME_DOMAIN, {"ramp", 8.0}, many};
+    const struct {
+        const char* settings;
+        std::vector<Curve> curves;
+        std::vector<const char*> lines;
+    } rows[] = {
+        {"title=Bench\ndecibels=60",
+         {wave, spectrum},
+         {"set multiplot title \"Bench, start 2026-03-01 12:00:00.250 UTC\"\n",
+          "$d0 << EOD\n0 0\n0.125 1\n0.25 0.5\n0.375 -1\n0.5 0.25\nEOD\n", "set xrange [0:0.5]\n",
+          "set yrange [*:*] noextend\n", "set ytics 0.5\n", "linespoints pt 7", "set title \"wave\"\n",
+          "set ylabel \"Value [V]\"\n", "set xlabel \"Time [s]\"\n",
+          "$d0 << EOD\n0 -20\n0.5 19.084850188786497\n1 -40\nEOD\n", "set yrange [-40:20]\n",
+          "set xrange [0:1]\n", "set ytics 10\n", "unset logscale x\n", " size 1000,696 "}},
+        {"log_frequency=yes\nwidth=700\nheight=500",
+         {spectrum},
+         {"set logscale x\n", "set xrange [0.5:1]\n", "set yrange [-100:20]\n", "set ytics 20\n",
+          " size 700,500 ", "set multiplot title \"\"\n", "with lines lw"}},
+        {"",
+         {force},
+         {"$d0 << EOD\n0 3\nEOD\n", "set xrange [0:0.02]\n", "set yrange [1.5:4.5]\n", "set ytics autofreq\n",
+          "\"start 2001-09-09 01:46:40.000 UTC\"\n", "[N]"}},
+        {"",
+         {ramp},
+         {"$d0 << EOD\n0 0\n0 3\n0.5 7\n0.5 4\n1 8\n1 11\n", "set xrange [0:1249.875]\n", "with lines lw",
+          "set ytics 2000\n", "set ylabel \"Value\"\n"}},
+        {"layout=overlay\ntitle=Both",
+         {wave, force, spectrum},
+         {"\"Both, start 2026-03-01 12:00:00.250 UTC\"", "plot $d0 using 1:2 with linespoints pt 7",
+          "title \"wave [V]\", $d1 using", "title \"force [N]\"\n", "set ylabel \"Value\"\n",
+          "set xrange [0:0.5]\n", "set ytics 1\n", "set ylabel \"Level [dB re 1 V]\"\n"}},
+        {"",
+         {wave, wave, force, spectrum},
+         {"unset xlabel\nset format x \"\\045g s\"", "set format x \"\\045g Hz\"", "set ytics 50\n"}}};
+    for (const auto& row : rows) {
+        const std::string script = ScriptOf(row.settings, row.curves);
+        for (const char* line : row.lines) EXPECT_THAT(script, HasSubstr(line)) << row.settings;
+    }
+}
+
+// From the top: the headline, and of each panel its name, its curves and the numbers of its axis.
+TEST_F(Plot, LeavesRoomForWhatIsAroundThePanels) {
+    const Curve wave{ModuleBench::TIME_DOMAIN, {"wave", 8.0, "V"}, {0.0, 1.0}};
+    for (const std::size_t panels : {1U, 3U, 4U, 7U}) {
+        const std::string script = ScriptOf("", std::vector<Curve>(panels, wave));
+        const auto numberAfter = [&](const std::string& word, std::size_t from) {
+            return std::stod(script.substr(script.find(word, from) + word.size()));
+        };
+        const double height = numberAfter("size 1000,", 0);
+        double above = height - 36;
+        for (std::size_t i = 0, at = 0; i < panels; ++i) {
+            at = script.find("set tmargin", at + 1);
+            ASSERT_NE(at, std::string::npos) << panels;
+            const double top = height * numberAfter("screen ", at);
+            const double bottom = height * numberAfter("screen ", script.find("set bmargin", at));
+            const double name = height * numberAfter("screen 0.55,screen ", at);
+            EXPECT_LE(top, above - 30) << panels << " " << i;
+            EXPECT_GT(name, top);
+            EXPECT_LT(name, above);
+            EXPECT_GT(top - bottom, 60) << panels << " " << i;
+            above = bottom - 30;
+        }
+        EXPECT_GE(above, 0.0) << panels;
+    }
+}
+
 // "\xE9" alone is no UTF-8.
 TEST_F(Plot, DrawsAnyTextIntoAPictureThatABrowserOpens) {
     for (const std::string name : {"'",
@@ -128,6 +234,19 @@ TEST_F(Plot, DrawsAsLittleAsOneSample) {
         ASSERT_TRUE(bench.Feed(0, samples) && bench.Feed(1, samples));
         EXPECT_TRUE(bench.Finish()) << samples[0] << ": " << bench.Error();
         EXPECT_TRUE(std::filesystem::exists(file));
+    }
+}
+
+TEST_F(Plot, SaysWhatGnuplotComplainedOfLast) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"printf 'first\\nline 0: bad\\n   ^\\nWarning: odd\\n\\n' >&2\nexit 1\n", "no picture: line 0: bad"},
+        {"printf '<svg></svg>'\nexit 1\n", "no picture: it gave no reason"},
+        {"printf '<svg>'\n", "no picture: it gave no reason"}};  // half of one
+    for (const auto& [commands, reason] : rows) {
+        const FakeGnuplot fake("cat >script.txt\n" + std::string(commands));
+        EXPECT_FALSE(Draw(FreshFile("failed.svg")));
+        EXPECT_THAT(bench.Error(), testing::EndsWith(reason));
+        EXPECT_FALSE(std::filesystem::exists("failed.svg"));
     }
 }
 

@@ -86,7 +86,7 @@ void WriteBus(TCIOStream& stream) {
     const TCTypeInfo ti = Metadata(COMPLETE);
     TCSI_Unit odd;
     odd.SetFactor(0.123);
-    odd.SetExponent(TCSI_Unit::METRE, -3);
+    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i) odd.SetExponent(i, i < 4 ? i - 4 : i);
     TCTypeInfo other = ti;
     other.SetUnit(odd);
     const int extent = 6;
@@ -178,7 +178,9 @@ TEST(Record, KeepsEveryBitOfValuesAndUnits) {
     ASSERT_EQ(bus.Next(), 1);
     const TCIOStream::Block& channel = *bus.GetBlock().Segment(1)->GetBlocks()[0];
     EXPECT_EQ(channel.GetTI()->GetUnit().GetFactor(), 0.123);
-    EXPECT_EQ(channel.GetTI()->GetUnit().GetExponent(TCSI_Unit::METRE), -3);
+    EXPECT_NE(ReadText("bus.xml").find("Exponents=\"-4 -3 -2 -1 4 5 6\""), std::string::npos);
+    for (int i = 0; i < TCSI_Unit::BASE_UNIT_COUNT; ++i)
+        EXPECT_EQ(channel.GetTI()->GetUnit().GetExponent(i), i < 4 ? i - 4 : i) << i;
 }
 
 TEST(Record, ThePlainReaderTakesARecording) {

@@ -59,6 +59,23 @@ TEST_F(Spectrum, OfACosineIsTheWindowsOwnSpectrum) {
     }
 }
 
+// Half way between bins all terms of a window add up, so that the sign of each tells; by the definition.
+TEST_F(Spectrum, OfACosineBetweenBinsIsWhatTheDefinitionSays) {
+    const std::tuple<const char*, double, double> rows[] = {
+        {"rectangular", 209.12037102505354, 633.5610924634686},
+        {"hann", 84.88247483755828, 424.4133382784961},
+        {"hamming", 61.363220889988874, 441.1449350873127},
+        {"blackman", 123.68606910206968, 370.0883507185735}};
+    std::vector<double> samples(1000);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = 2.0 * std::cos(2 * PI * 50.5 * static_cast<double>(i) / 1000);
+    for (const auto& [window, at49, at50] : rows) {
+        Measure(std::string("length=1000\nwindow=") + window, samples);
+        EXPECT_NEAR(bench.Samples(0)[49], at49, 1e-9) << window;
+        EXPECT_NEAR(bench.Samples(0)[50], at50, 1e-9) << window;
+    }
+}
+
 TEST_F(Spectrum, OutputTellsItsAxisAndUnit) {
     Measure("length=8192\nscale=amplitude", Cosines(20000, 8192, {{100, 3.0}}, 0.0),
             {"voice", 48000.0, "V", 1e12});
@@ -70,6 +87,8 @@ TEST_F(Spectrum, OutputTellsItsAxisAndUnit) {
     EXPECT_NEAR(bench.Samples(0)[100], 3.0, 1e-12);
     EXPECT_STREQ(bench.Module().GetResults()[1].unit, "Hz");
     EXPECT_STREQ(bench.Module().GetResults()[2].unit, "V");
+    Measure("length=2", {1.0, -1.0}, {""});
+    EXPECT_STREQ(bench.Blocks(0)[0].GetSignalname(), "Signal") << "that of the port";
 }
 
 // Of nine segments of 256 with half overlap four are loud, four silent, and one is half of each; without
