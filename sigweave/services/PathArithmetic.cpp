@@ -59,10 +59,11 @@ class CanonicalPath {
         std::size_t at = PathRootLength(input);
         path = input.substr(0, at);
         // A drive's own folder: its point follows no backslash and stays.
-        if (at > 0 && !EndsWithSeparator(path) && input.substr(at).starts_with(".\\")) {
+        const std::string_view first = input.substr(at, 2);
+        if (at > 0 && !EndsWithSeparator(path) && (first == "." || first == ".\\")) {
             segments.push_back(at);
-            path += ".\\";
-            at += 2;
+            path += first;
+            at += first.size();
         }
         while (at < input.size()) {
             const std::size_t end = FindSeparator(input, at);

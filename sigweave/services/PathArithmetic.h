@@ -18,7 +18,7 @@
 // the root folder "\", which becomes the empty path, for settings that join it with names); a relative one
 // follows the base folder and a backslash, so below an empty base it starts at the root folder, and below a
 // relative one it stays relative. An empty path stays empty. ".." never climbs above a root: what is left of
-// it stays in the path, and so does the "." of "C:.\x".
+// it stays in the path, and so does the "." of "C:." and "C:.\x".
 TC_API TCString MakeAbsPath(const char* basePath, const char* path);
 TC_API CString MakeAbsPath(const CString& basePath, const CString& path);
 

@@ -41,6 +41,8 @@ TEST(PathArithmetic, MakesPathsAbsolute) {
                             {"sub\\a", "..\\..\\x", "x"},
                             {"/home/x", "/", ""},
                             {"C:\\data", "C:.\\x", "C:.\\x"},
+                            {"C:\\data", "C:.", "C:."},
+                            {"C:\\data", "C:..", "C:.."},
                             {"C:", ".\\x", "C:\\x"},
                             {"C:\\data", "C:.\\.\\x\\..\\..\\y", "C:y"}};
     for (const Row& row : ROWS) EXPECT_STREQ(MakeAbsPath(row.base, row.path), row.expected) << row.path;
