@@ -329,7 +329,8 @@ int ShowModules(const CommandOptions& options) {
         console::Error(catalogue.WhyUnusable(options.moduleId));
         return EXIT_WRONG_INPUT;
     }
-    const bool described = DescribeModule(catalogue, *entry, text);
+    const bool described =
+        options.json ? DeclareModule(catalogue, *entry, text) : DescribeModule(catalogue, *entry, text);
     if (!described) console::Error(text);
     return described && Print(text) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }

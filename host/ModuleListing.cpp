@@ -1,5 +1,8 @@
 #include "host/ModuleListing.h"
 
+#include <algorithm>
+#include <limits>
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "host/Guard.h"
@@ -39,15 +42,75 @@ std::string Ports(TCBaseModule& module, PORTTYPE kind) {
     return rows.empty() ? NONE.Text() : LayOut(rows, -1, "  ");
 }
 
-std::string DefaultText(const char* value) {
+using Json = nlohmann::ordered_json;
+
+constexpr double HIGHEST = std::numeric_limits<double>::max();
+// In the order of the values.
+constexpr const char* KINDS[] = {"integer", "number", "text", "choice", "switch", "file", "output_file"};
+constexpr const char* SCALES[] = {"linear", "logarithmic"};
+
+Json PortsOf(TCBaseModule& module, PORTTYPE kind) {
+    Json ports = Json::array();
+    const int count = kind == INPUT ? module.GetNoInput() : module.GetNoOutput();
+    for (int port = 0; port < count; ++port) {
+        const char* type = nullptr;
+        int items = 0;
+        module.GetPortType(kind, port, type, items);
+        ports.push_back(
+            {{"name", Text(kind == INPUT ? module.GetInputName(port) : module.GetOutputName(port))},
+             {"type", Text(type)}});
+    }
+    return ports;
+}
+
+Json WordsOf(const char* texts) {
+    Json words = Json::array();
+    const std::string all = Text(texts);
+    for (std::size_t begin = 0; begin < all.size();) {
+        const std::size_t end = std::min(all.find('|', begin), all.size());
+        words.push_back(all.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return words;
+}
+
+// Limits, steps and conditions are there only where the parameter has them.
+Json DeclarationOf(const TCModuleParameter& parameter) {
+    Json one = {{"name", Text(parameter.name)},
+                {"label", parameter.label.Text()},
+                {"group", parameter.group.Text()},
+                {"help", parameter.help.Text()},
+                {"kind", KINDS[parameter.kind]},
+                {"required", parameter.defaultValue == nullptr},
+                {"unit", Text(parameter.unit)},
+                {"scale", SCALES[parameter.scale]},
+                {"live", parameter.live},
+                {"secret", parameter.secret},
+                {"choices", WordsOf(parameter.choices)},
+                {"suggestions", WordsOf(parameter.suggestions)},
+                {"file_filter", WordsOf(parameter.fileFilter)}};
+    if (parameter.defaultValue != nullptr && !parameter.secret) one["default"] = parameter.defaultValue;
+    if (parameter.minimum > -HIGHEST) one["minimum"] = parameter.minimum;
+    if (parameter.maximum < HIGHEST) one["maximum"] = parameter.maximum;
+    if (parameter.step > 0.0) one["step"] = parameter.step;
+    if (parameter.digits >= 0) one["digits"] = parameter.digits;
+    const std::string other = Text(parameter.enabledWhen.parameter);
+    if (!other.empty())
+        one["enabled_when"] = {{"parameter", other}, {"values", WordsOf(parameter.enabledWhen.values)}};
+    return one;
+}
+
+std::string DefaultText(const TCModuleParameter& parameter) {
+    const char* const value = parameter.defaultValue;
     if (value == nullptr) return Bilingual("(required)", "(erforderlich)").Text();
+    if (parameter.secret) return Bilingual("(secret)", "(geheim)").Text();
     return *value != '\0' ? value : Bilingual("(empty)", "(leer)").Text();
 }
 
 std::string Parameters(const TCBaseModuleEx& module) {
     Rows rows;
     for (const TCModuleParameter& parameter : module.GetParameters())
-        rows.push_back({parameter.name, DefaultText(parameter.defaultValue), parameter.unit,
+        rows.push_back({parameter.name, DefaultText(parameter), parameter.unit,
                         std::string(parameter.DescribeAllowed()), parameter.help.Text()});
     if (rows.empty()) return NONE.Text();
     rows.insert(rows.begin(),
@@ -76,6 +139,32 @@ bool ListModules(const ModuleCatalogue& catalogue, std::string& text) {
                                        "keine Module in%1; nennen Sie andere Ordner mit --module-path\n")
                                  .With({folders});
     return complete;
+}
+
+bool DeclareModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& text) {
+    std::string error;
+    const ModulePointer module = catalogue.Create(entry, 0, error);
+    if (module == nullptr) {
+        text = entry.id + ": " + error;
+        return false;
+    }
+    auto* extended = dynamic_cast<TCBaseModuleEx*>(module.get());
+    TCString missing;
+    if (extended != nullptr) extended->ApplySettings(missing);
+    const bool anyNumber = module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1) >= 0;
+    Json parameters = Json::array();
+    if (extended != nullptr)
+        for (const TCModuleParameter& parameter : extended->GetParameters())
+            parameters.push_back(DeclarationOf(parameter));
+    const Json document = {{"id", entry.id},
+                           {"description", Text(module->GetDescription())},
+                           {"library", ModuleCatalogue::FileOf(entry)},
+                           {"any_number_of_inputs", anyNumber},
+                           {"inputs", PortsOf(*module, INPUT)},
+                           {"outputs", PortsOf(*module, OUTPUT)},
+                           {"parameters", std::move(parameters)}};
+    text = document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return true;
 }
 
 bool DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& text) {

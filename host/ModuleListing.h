@@ -13,4 +13,8 @@ bool ListModules(const ModuleCatalogue& catalogue, std::string& text);
 // cannot be created; `text` then says why.
 bool DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& text);
 
+// The same as a JSON document, as docs/modules.schema.json describes it. Labels and help are in the language
+// of messages.
+bool DeclareModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& text);
+
 }  // namespace host

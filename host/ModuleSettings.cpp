@@ -67,7 +67,7 @@ void ModuleSettings::Apply(const Setting& setting) {
 
 // Begins with the parameter's name.
 void ModuleSettings::Tell(const Setting& setting, const std::string& text) {
-    mistakes.Add(setting.place, entry.name + "." + text);
+    mistakes.Add(PlaceOf(setting), entry.name + "." + text);
     wrong.insert(setting.name);
 }
 
@@ -128,7 +128,7 @@ std::vector<Mistake> ModuleSettings::Locate(const std::string& reasons,
         if (wrong.contains(subject)) return;
         if (isParameter) {
             const Setting* const setting = Find(subject);
-            located.push_back({setting != nullptr ? setting->place : entry.place,
+            located.push_back({setting != nullptr ? PlaceOf(*setting) : entry.place,
                                entry.name + "." + reason + HintFor(setting)});
         } else if (input != inputs.end()) {
             located.push_back({input->second, entry.name + "." + reason});
@@ -144,8 +144,21 @@ const Setting* ModuleSettings::Find(const std::string& parameter) const {
     return found != entry.settings.end() ? &*found : nullptr;
 }
 
+bool ModuleSettings::IsSecret(const Setting& setting) const {
+    const TCModuleParameter* const parameter =
+        module != nullptr ? module->FindParameter(setting.name.c_str()) : nullptr;
+    return parameter != nullptr && parameter->secret;
+}
+
+// An argument is its own place, and quotes the value.
+Place ModuleSettings::PlaceOf(const Setting& setting) const {
+    const bool hides = setting.onCommandLine && IsSecret(setting);
+    return hides ? Place{"--set " + entry.name + "." + setting.name + "=...", 0} : setting.place;
+}
+
 std::string ModuleSettings::HintFor(const Setting* setting) const {
-    const bool written = setting != nullptr && !setting->onCommandLine && !setting->quoted;
+    const bool written =
+        setting != nullptr && !setting->onCommandLine && !setting->quoted && !IsSecret(*setting);
     return written && file.GetForm() == GraphForm::Text ? CommentHint(setting->value) : "";
 }
 

@@ -35,6 +35,8 @@ class ModuleSettings {
     bool ResolvePath(const Setting& setting, std::string& path);
     void Tell(const Setting& setting, const std::string& text);
     const Setting* Find(const std::string& parameter) const;
+    bool IsSecret(const Setting& setting) const;
+    Place PlaceOf(const Setting& setting) const;
     std::string HintFor(const Setting* setting) const;
 
     const GraphFile& file;

@@ -7,6 +7,7 @@
 #include "host/Console.h"
 #include "host/Table.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/signal/UnitText.h"
 
 namespace host {
 namespace {
@@ -79,6 +80,12 @@ int DigitsOf(double value) {
     return value == std::floor(value) && std::fabs(value) < 1e15 ? 15 : 10;
 }
 
+// What is no stored unit stays as it is.
+std::string ShownUnit(const std::string& stored) {
+    TCSI_Unit unit;
+    return unit.FromString(stored.c_str()) ? tc::DisplayUnit(unit) : stored;
+}
+
 }  // namespace
 
 std::string WriteTable(const RunReport& report) {
@@ -89,7 +96,7 @@ std::string WriteTable(const RunReport& report) {
     for (const ModuleReport& module : report.modules)
         for (const ResultReport& result : module.results)
             rows.push_back({module.instance, result.signal, result.quantity,
-                            NumberText(result.value, DigitsOf(result.value)), result.unit});
+                            NumberText(result.value, DigitsOf(result.value)), ShownUnit(result.unit)});
     return rows.size() > 1 ? LayOut(rows, VALUE_COLUMN) : std::string();
 }
 

@@ -253,7 +253,11 @@ CLI::App* AddDiff(CLI::App& app, host::CommandOptions& options) {
 void AddModules(CLI::App& app, host::CommandOptions& options) {
     CLI::App* const modules =
         app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
-    modules->add_option("ID", options.moduleId, "The module to show")->type_name("");
+    CLI::Option* const id = modules->add_option("ID", options.moduleId, "The module to show");
+    id->type_name("");
+    modules->add_flag("--json", options.json, "Shows all of its declaration as a JSON document")
+        ->disable_flag_override()
+        ->needs(id);
     AddModulePath(*modules, options);
 }
 
@@ -315,7 +319,8 @@ int main(int argc, char** argv) {
     }
     if (!BeginsWithCommand(arguments)) return host::EXIT_WRONG_INPUT;
     if (const std::optional<int> ended = Parse(app, arguments)) return *ended;
-    options.json = checkOptions.json = format == "json";
+    checkOptions.json = format == "json";
+    options.json = options.json || checkOptions.json;
     if (*run) return host::RunGraph(options);
     if (*newModule) return host::WriteNewModule(newModuleOptions);
     if (*checkModule) return host::CheckModuleLibrary(checkOptions);

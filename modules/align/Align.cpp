@@ -24,17 +24,17 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "fill",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
-     .help = {"the value of samples that are padded", "Wert der ergänzten Abtastwerte"}},
+     .help = {"the value of samples that are padded", "Wert der ergänzten Abtastwerte"},
+     .enabledWhen = {"mode", "pad"}},
     {.name = "most_padding",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "100000000",
      .help =
          {"samples that may be padded before a signal; a start later than that fails",
           "so viele Abtastwerte dürfen vor einem Signal ergänzt werden; ein späterer Beginn ist ein Fehler"},
-     .minimum = 0.0},
+     .minimum = 0.0,
+     .enabledWhen = {"mode", "pad"}},
 };
-
-constexpr TCParameterEffect EFFECTS[] = {{"fill", "mode", "pad"}, {"most_padding", "mode", "pad"}};
 
 constexpr std::int64_t MOST_AT_ONCE = 65536;
 constexpr double MOST_SAMPLES = 9007199254740992.0;  // beyond, a sample number is no exact double
@@ -54,7 +54,7 @@ void Align::OnInputsDeclared(int) {
 }
 
 void Align::CheckStart(TCStartCheck& check) {
-    WarnWithoutEffect(EFFECTS, check);
+    WarnWithoutEffect(check);
     tc::CheckRates(*portHelper, check);
     const auto known = [](const TCForetoldSignal& input) { return input.samplerate.has_value(); };
     const auto first = std::ranges::find_if(check.inputs, known);

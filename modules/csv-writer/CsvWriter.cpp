@@ -10,6 +10,7 @@
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/signal/UnitText.h"
 
 namespace {
 
@@ -19,7 +20,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
      .kind = TCModuleParameter::OUTPUT_FILE,
      .defaultValue = nullptr,
-     .help = {"the file to write", "die zu schreibende Datei"}},
+     .help = {"the file to write", "die zu schreibende Datei"},
+     .fileFilter = "*.csv"},
     {.name = "overwrite",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
@@ -182,9 +184,7 @@ std::string CsvWriter::Header() {
     for (unsigned input = 0; input < columns.size(); ++input) {
         const Column& column = columns[input];
         const double rate = column.metadata.GetSamplerate();
-        TCString unit;
-        column.metadata.GetUnit().ToString(unit);
-        add(tc::SignalName(*portHelper, input, column.metadata), std::string(unit),
+        add(tc::SignalName(*portHelper, input, column.metadata), tc::DisplayUnit(column.metadata.GetUnit()),
             column.begun ? tc::ShortestText(column.spectrum ? 1.0 / rate : rate) : std::string());
     }
     if (units.empty()) units = "\"\"";  // an empty line would be no row for many readers

@@ -31,15 +31,16 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = nullptr,
      .unit = "Hz",
      .help = {"where a sine loses 3 dB; the lower corner of a band",
-              "wo ein Sinus 3 dB verliert; bei einem Band die untere Grenze"}},
+              "wo ein Sinus 3 dB verliert; bei einem Band die untere Grenze"},
+     .scale = TCModuleParameter::LOGARITHMIC},
     {.name = "upper_corner",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
      .unit = "Hz",
-     .help = {"of a band; must be given for one", "eines Bandes; für ein solches anzugeben"}},
+     .help = {"of a band; must be given for one", "eines Bandes; für ein solches anzugeben"},
+     .enabledWhen = {"type", "bandpass|bandstop"},
+     .scale = TCModuleParameter::LOGARITHMIC},
 };
-
-constexpr TCParameterEffect EFFECTS[] = {{"upper_corner", "type", "bandpass|bandstop"}};
 
 // A line about a corner that does not lie above `least` and below half of the signal's `rate`; 0: it is not
 // known yet.
@@ -84,7 +85,7 @@ std::string Filter::WhyBadCorners(double rate, const std::string& signal) const 
 }
 
 void Filter::CheckStart(TCStartCheck& check) {
-    WarnWithoutEffect(EFFECTS, check);
+    WarnWithoutEffect(check);
     tc::CheckRates(*portHelper, check);
     for (unsigned input = 0; input < check.inputs.size(); ++input) {
         const double rate = check.inputs[input].samplerate.value_or(0.0);

@@ -33,24 +33,30 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "1000",
      .unit = "Hz",
      .help = {"of sine and square; where a sweep begins", "von Sinus und Rechteck; wo ein Sweep beginnt"},
-     .minimum = 0.0},
+     .minimum = 0.0,
+     .enabledWhen = {"form", "sine|square|sweep"},
+     .scale = TCModuleParameter::LOGARITHMIC},
     {.name = "end_frequency",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "10000",
      .unit = "Hz",
      .help = {"where a sweep ends; the frequency changes linearly with time",
               "wo ein Sweep endet; die Frequenz ändert sich linear mit der Zeit"},
-     .minimum = 0.0},
+     .minimum = 0.0,
+     .enabledWhen = {"form", "sweep"},
+     .scale = TCModuleParameter::LOGARITHMIC},
     {.name = "phase",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
-     .help = {"of the first sample, in degrees", "des ersten Abtastwerts, in Grad"}},
+     .help = {"of the first sample, in degrees", "des ersten Abtastwerts, in Grad"},
+     .enabledWhen = {"form", "sine|square|sweep"}},
     {.name = "rate",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "48000",
      .unit = "Hz",
      .help = {"samples per second", "Abtastwerte je Sekunde"},
-     .minimum = 1e-6},
+     .minimum = 1e-6,
+     .suggestions = "8000|44100|48000|96000|192000"},
     {.name = "duration",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "1",
@@ -75,7 +81,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "1",
      .help = {"noise with the same seed is the same", "Rauschen mit gleichem Startwert ist gleich"},
-     .minimum = 0.0},
+     .minimum = 0.0,
+     .enabledWhen = {"form", "noise"}},
     {.name = "block",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "1024",
@@ -83,11 +90,6 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .minimum = 1.0,
      .maximum = 1048576.0},
 };
-
-constexpr TCParameterEffect EFFECTS[] = {{"frequency", "form", "sine|square|sweep"},
-                                         {"end_frequency", "form", "sweep"},
-                                         {"phase", "form", "sine|square|sweep"},
-                                         {"seed", "form", "noise"}};
 
 // Beyond this many samples a sample number is no exact double any more.
 constexpr double MOST_SAMPLES = 9007199254740992.0;
@@ -119,7 +121,7 @@ bool Generator::OnSettingsChanged(TCString& error) {
 }
 
 void Generator::CheckStart(TCStartCheck& check) {
-    WarnWithoutEffect(EFFECTS, check);
+    WarnWithoutEffect(check);
 }
 
 TCString Generator::SignalName() const {

@@ -9,6 +9,7 @@
 
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleSignals.h"
+#include "sigweave/signal/UnitText.h"
 
 namespace tc {
 
@@ -188,18 +189,18 @@ std::string SpectrumPoints(const PictureSignal& signal, double floor) {
 
 // Whether all curves of a panel have one unit, so that it can stand at the axis.
 bool HasOneUnit(const Panel& panel) {
-    const std::string first = UnitText(panel.front()->metadata.GetUnit());
+    const std::string first = DisplayUnit(panel.front()->metadata.GetUnit());
     return std::all_of(panel.begin(), panel.end(), [&](const PictureSignal* signal) {
-        return UnitText(signal->metadata.GetUnit()) == first;
+        return DisplayUnit(signal->metadata.GetUnit()) == first;
     });
 }
 
 std::string AxisUnit(const Panel& panel) {
-    return HasOneUnit(panel) ? UnitText(panel.front()->metadata.GetUnit()) : std::string();
+    return HasOneUnit(panel) ? DisplayUnit(panel.front()->metadata.GetUnit()) : std::string();
 }
 
 std::string NameInKey(const Panel& panel, const PictureSignal& signal) {
-    const std::string unit = UnitText(signal.metadata.GetUnit());
+    const std::string unit = DisplayUnit(signal.metadata.GetUnit());
     return HasOneUnit(panel) || unit.empty() ? signal.name : signal.name + " [" + unit + "]";
 }
 
@@ -314,20 +315,6 @@ std::string Header(const Layout& layout, const std::string& title, bool png) {
 }
 
 }  // namespace
-
-std::string UnitText(const TCSI_Unit& unit) {
-    constexpr const char* PREFIXES[] = {"p", "n", "µ", "m", "", "k", "M", "G", "T"};
-    TCString symbols;
-    unit.GetString(symbols);
-    const std::string text(symbols);
-    const double power = std::log10(unit.GetFactor()) / 3.0 + 4.0;
-    const bool oneSymbol = !text.empty() && text.find_first_of(" ^") == std::string::npos && text != "kg";
-    if (oneSymbol && std::fabs(power - std::round(power)) < 1e-9 && power > -0.5 && power < 8.5) {
-        return PREFIXES[std::lround(power)] + text;
-    }
-    unit.ToString(symbols);
-    return std::string(symbols);
-}
 
 std::string PictureScript(const std::vector<PictureSignal>& signals, const PictureOptions& options) {
     const std::vector<Panel> panels = ArrangePanels(signals, options.overlay);

@@ -32,7 +32,4 @@ std::string PictureScript(const std::vector<PictureSignal>& signals, const Pictu
 // In pixels: with less, so many panels have no room for their curves.
 int LeastHeight(int panels);
 
-// The unit as a reader expects it: "mV" rather than "V * 1e-003". Empty for a plain number.
-std::string UnitText(const TCSI_Unit& unit);
-
 }  // namespace tc

@@ -33,7 +33,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"share of a segment that the next one repeats",
               "Anteil eines Abschnitts, den der nächste wiederholt"},
      .minimum = 0.0,
-     .maximum = 0.99},
+     .maximum = 0.99,
+     .enabledWhen = {"average", "power"}},
     {.name = "average",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "first",
@@ -47,8 +48,6 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "der Ausgabe: |X[k]| unverändert, oder als Amplitude eines Sinus"},
      .choices = "none|amplitude"},
 };
-
-constexpr TCParameterEffect EFFECTS[] = {{"overlap", "average", "power"}};
 
 // a0 - a1 cos(x) + a2 cos(2x), in the order of the choices.
 constexpr double WINDOW_COEFFICIENTS[][3] = {
@@ -81,7 +80,7 @@ void Spectrum::OnInputsDeclared(int) {
 }
 
 void Spectrum::CheckStart(TCStartCheck& check) {
-    WarnWithoutEffect(EFFECTS, check);
+    WarnWithoutEffect(check);
 }
 
 TCForetoldSignal Spectrum::ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) {

@@ -57,23 +57,6 @@ TCString DescribeUnknown(const char* name, std::span<const TCModuleParameter> pa
         .c_str();
 }
 
-// What helps where a number was written as in German texts; empty where that is not the mistake.
-std::string PointHint(const TCModuleParameter& parameter, const TCString& value) {
-    TCString written = value;
-    const bool isNumber = parameter.kind == TCModuleParameter::NUMBER;
-    if (!isNumber || written.Replace(",", ".") != 1 || !parameter.Allows(written)) return {};
-    return Bilingual("; write a point: %1", "; schreiben Sie einen Punkt: %1")
-        .With({static_cast<const char*>(written)});
-}
-
-TCString DescribeWrong(const TCModuleParameter& parameter, const TCString& value) {
-    const std::string text =
-        Bilingual("%1: '%2' is not valid; expected %3", "%1: '%2' ist nicht gültig; erwartet wird %3")
-            .With({parameter.name, static_cast<const char*>(value),
-                   static_cast<const char*>(parameter.DescribeAllowed())});
-    return (text + PointHint(parameter, value)).c_str();
-}
-
 // One name=value a line, ended by line feed, carriage return, or both.
 TCProcessParameters MakeSettingsParser() {
     return {true, false, nullptr, "\r\n", "=", "#;"};
@@ -111,7 +94,7 @@ TCBaseModuleEx::Value TCBaseModuleEx::ReadValue(const TCModuleParameter& paramet
     if (text == nullptr) return value;
     value.isThere = true;
     value.text = text;
-    parameter.ReadNumber(text, value.number);
+    if ((BitOf(parameter.kind) & NUMBERS) != 0) parameter.ReadNumber(text, value.number);
     if (parameter.kind == TCModuleParameter::INTEGER)
         parameter.ReadInteger(text, value.integer);
     else
@@ -220,20 +203,47 @@ bool TCBaseModuleEx::IsGiven(const char* name) const {
     return usual == nullptr || parameterValues[index].text != usual;
 }
 
+bool TCBaseModuleEx::HasOneOf(const char* name, const char* values) const {
+    const TCModuleParameter words{
+        .name = "", .kind = TCModuleParameter::CHOICE, .defaultValue = "", .choices = values};
+    return words.FindChoice(GetParameter(name)) >= 0;
+}
+
 void TCBaseModuleEx::WarnWithoutEffect(std::span<const TCParameterEffect> effects,
                                        TCStartCheck& check) const {
     for (const TCParameterEffect& effect : effects) {
-        const TCModuleParameter words{
-            .name = "", .kind = TCModuleParameter::CHOICE, .defaultValue = "", .choices = effect.values};
-        const TCString now = GetParameter(effect.other);
-        if (!IsGiven(effect.name) || words.FindChoice(now) >= 0) continue;
+        if (!IsGiven(effect.name) || HasOneOf(effect.other, effect.values)) continue;
         TCString values(effect.values);
         values.Replace("|", ", ");
         check.Warn(Bilingual("%1: has no effect with %2=%3, only with %4",
                              "%1: hat keine Wirkung bei %2=%3, nur bei %4")
-                       .With({effect.name, effect.other, static_cast<const char*>(now),
+                       .With({effect.name, effect.other, static_cast<const char*>(GetParameter(effect.other)),
                               static_cast<const char*>(values)}));
     }
+}
+
+void TCBaseModuleEx::WarnWithoutEffect(TCStartCheck& check) const {
+    for (const TCModuleParameter& parameter : parameters) {
+        const TCParameterEffect effect{parameter.name, parameter.enabledWhen.parameter,
+                                       parameter.enabledWhen.values};
+        if (*effect.other != '\0') WarnWithoutEffect(std::span(&effect, 1), check);
+    }
+}
+
+const TCBaseModuleEx::Info& TCBaseModuleEx::GetInfo(int index) const {
+    static constexpr Info NONE{.name = "", .kind = Info::TEXT, .defaultValue = ""};
+    const bool isThere = index >= 0 && static_cast<std::size_t>(index) < parameters.size();
+    return isThere ? parameters[static_cast<std::size_t>(index)] : NONE;
+}
+
+TCBaseModuleEx::InfoExtern TCBaseModuleEx::GetInfoExtern(int index) const {
+    const Info& info = GetInfo(index);
+    return {info.live, info.unit, info.minimum, info.maximum};
+}
+
+bool TCBaseModuleEx::IsEnabled(int index) const {
+    const TCModuleParameter::Condition& condition = GetInfo(index).enabledWhen;
+    return *condition.parameter == '\0' || HasOneOf(condition.parameter, condition.values);
 }
 
 int TCBaseModuleEx::FindIndex(const char* name) const {
@@ -264,7 +274,7 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
     }
     const TCString newValue(value);
     if (!parameters[index].Allows(newValue)) {
-        error = DescribeWrong(parameters[index], newValue);
+        error = parameters[index].DescribeRefusal(newValue);
         return false;
     }
     parameterValues[index] = ReadValue(parameters[index], newValue);

@@ -98,7 +98,23 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // inputs'. Exact, or not known: the base knows nothing. [control]
     virtual TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs);
 
+    // What a host reads of a parameter: its declaration itself.
+    using Info = TCModuleParameter;
+    // How a parameter may be driven from outside while the module runs.
+    struct InfoExtern {
+        bool isLive = false;  // else not at all
+        const char* unit = "";
+        double minimum = 0.0;  // in the unit; values beyond the limits are refused
+        double maximum = 0.0;
+    };
+
     std::span<const TCModuleParameter> GetParameters() const { return parameters; }
+    // By the index in the table; a nameless TEXT that is not live for an index out of range. The texts are
+    // the declaration's.
+    const Info& GetInfo(int index) const;
+    InfoExtern GetInfoExtern(int index) const;
+    // Whether the parameter counts, with the others as they are now (see Info::enabledWhen).
+    bool IsEnabled(int index) const;
     // Null when there is no such parameter.
     const TCModuleParameter* FindParameter(const char* name) const;
     // The value as text; for a parameter that was not set, its default; empty for an unknown one.
@@ -148,7 +164,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     bool ParamBool(int index) const;
     // Whether a value was given that is not the default.
     bool IsGiven(const char* name) const;
-    // Warns of each parameter that was given and does not count.
+    // Warns of each parameter that was given and does not count: by its declaration, or by these rules.
+    void WarnWithoutEffect(TCStartCheck& check) const;
     void WarnWithoutEffect(std::span<const TCParameterEffect> effects, TCStartCheck& check) const;
 
     // The module makes blocks without being asked, until it clears its ready flag.
@@ -187,11 +204,12 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     using Values = std::vector<Value>;  // one a parameter
     class TC_LOCAL Change;
 
-    TC_LOCAL int FindIndex(const char* name) const;
-    TC_LOCAL const char* ValueText(int index) const;
-    TC_LOCAL static Value ReadValue(const TCModuleParameter& parameter, const char* text);
-    TC_LOCAL Values Defaults() const;
-    TC_LOCAL const Value& ValueAt(int index, const char* name, unsigned kinds) const;
+    int FindIndex(const char* name) const;
+    bool HasOneOf(const char* name, const char* values) const;
+    const char* ValueText(int index) const;
+    static Value ReadValue(const TCModuleParameter& parameter, const char* text);
+    Values Defaults() const;
+    const Value& ValueAt(int index, const char* name, unsigned kinds) const;
     int ChoicePosition(const char* name, const char* words) const;
     TC_LOCAL void ReportMistake(const tc::Bilingual& text, std::string_view what) const;
     TC_LOCAL void VerifyOrder(const char* operation, bool inRun) const;

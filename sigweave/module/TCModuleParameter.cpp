@@ -8,6 +8,7 @@
 
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/signal/UnitText.h"
 
 namespace {
 
@@ -23,12 +24,11 @@ std::string_view Trimmed(const char* text) {
     return trimmed.substr(first, trimmed.find_last_not_of(blanks) + 1 - first);
 }
 
-template <typename Number>
-bool ReadWhole(const char* text, Number& number) {
+bool ReadWhole(const char* text, int& number) {
     std::string_view digits = Trimmed(text);
     if (digits.starts_with('+') && !digits.starts_with("+-")) digits.remove_prefix(1);
     const char* end = digits.data() + digits.size();
-    Number read{};
+    int read = 0;
     const auto [stop, failure] = std::from_chars(digits.data(), end, read);
     if (failure != std::errc() || stop != end || digits.empty()) return false;
     number = read;
@@ -65,6 +65,21 @@ TCString DescribeLimits(const NumberWording& wording, double minimum, double max
     return text;
 }
 
+// What more there is to say about a NUMBER that is none, as "; ..."; nothing of what is no number at all.
+std::string WhyNoNumber(const TCModuleParameter& parameter, const TCString& value) {
+    if (parameter.kind != TCModuleParameter::NUMBER) return {};
+    TCString written = value;
+    if (written.Replace(",", ".") == 1 && parameter.Allows(written))
+        return Bilingual("; write a point: %1", "; schreiben Sie einen Punkt: %1")
+            .With({static_cast<const char*>(written)});
+    double ignored = 0.0;
+    CString reason;
+    CString isNone;
+    if (tc::ReadQuantity(Trimmed(value), parameter.unit, ignored, reason)) return {};
+    tc::ReadQuantity("", parameter.unit, ignored, isNone);
+    return reason != isNone ? "; " + reason : std::string();
+}
+
 }  // namespace
 
 bool TCModuleParameter::ReadInteger(const char* value, int& number) const {
@@ -76,7 +91,9 @@ bool TCModuleParameter::ReadInteger(const char* value, int& number) const {
 
 bool TCModuleParameter::ReadNumber(const char* value, double& number) const {
     double read = 0.0;
-    if (!ReadWhole(value, read) || !std::isfinite(read) || read < minimum || read > maximum) return false;
+    CString ignored;
+    if (!tc::ReadQuantity(Trimmed(value), unit, read, ignored) || !std::isfinite(read)) return false;
+    if (read < minimum || read > maximum) return false;
     number = read;
     return true;
 }
@@ -132,4 +149,18 @@ TCString TCModuleParameter::DescribeAllowed() const {
             break;
     }
     return Bilingual("any text", "ein beliebiger Text").Text();
+}
+
+TCString TCModuleParameter::DescribeRefusal(const char* value) const {
+    const TCString allowed = DescribeAllowed();
+    if (secret)
+        return Bilingual("%1: the value is not valid; expected %2",
+                         "%1: der Wert ist nicht gültig; erwartet wird %2")
+            .With({name, static_cast<const char*>(allowed)})
+            .c_str();
+    const TCString shown(value);
+    const std::string text =
+        Bilingual("%1: '%2' is not valid; expected %3", "%1: '%2' ist nicht gültig; erwartet wird %3")
+            .With({name, static_cast<const char*>(shown), static_cast<const char*>(allowed)});
+    return (text + WhyNoNumber(*this, shown)).c_str();
 }

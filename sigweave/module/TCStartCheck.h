@@ -34,7 +34,7 @@ struct TCStartCheck {
 };
 
 // A parameter that counts only while another one, a CHOICE or a SWITCH, has one of the values: words between
-// '|'.
+// '|'. For what TCModuleParameter::enabledWhen cannot say, as a second condition.
 struct TCParameterEffect {
     const char* name;
     const char* other;

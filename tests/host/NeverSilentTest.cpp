@@ -258,6 +258,7 @@ void ExpectShape(const json& document, const json& schema, const std::string& pl
     const std::string type = schema["type"].is_string() ? schema["type"] : "";
     const bool fits = type == "string"    ? document.is_string()
                       : type == "integer" ? document.is_number_integer() && document >= schema["minimum"]
+                      : type == "boolean" ? document.is_boolean()
                       : type == "array"   ? document.is_array()
                       : type == "object"  ? document.is_object()
                                           : document.is_number() || (type.empty() && document.is_null());
@@ -270,6 +271,28 @@ void ExpectShape(const json& document, const json& schema, const std::string& pl
         ASSERT_TRUE(schema["properties"].contains(name)) << place << "/" << name;
         ExpectShape(value, schema["properties"][name], place + "/" + name);
     }
+}
+
+TEST_F(NeverSilent, EveryModuleDeclaresItselfInOneShape) {
+    const json schema = json::parse(ReadAll(SIGWEAVE_DOCS "/modules.schema.json"));
+    for (const char* id : {"Align", "CsvWriter", "Filter", "Generator", "Math", "SoundFile", "TestPass"}) {
+        const Answer answer = Run(std::string("modules --json ") + id, MODULES);
+        ASSERT_EQ(answer.code, 0) << answer.err;
+        const json module = json::parse(answer.out);
+        ExpectShape(module, schema, id);
+        EXPECT_EQ(module["id"], id);
+        const bool isOfAnyNumber = !module["inputs"].empty() && id != std::string("TestPass");
+        EXPECT_EQ(module["any_number_of_inputs"], isOfAnyNumber) << id;
+    }
+    const json filter = json::parse(Run("modules Filter --json --language de", MODULES).out);
+    EXPECT_EQ(filter["inputs"].size(), 1U);
+    const json& corner = filter["parameters"][2];
+    EXPECT_EQ(corner["name"], "corner");
+    EXPECT_TRUE(corner["required"] == true && !corner.contains("default") && !corner.contains("minimum"));
+    EXPECT_EQ(corner["help"], "wo ein Sinus 3 dB verliert; bei einem Band die untere Grenze");
+    EXPECT_EQ(filter["parameters"][3]["enabled_when"].dump(),
+              R"({"parameter":"type","values":["bandpass","bandstop"]})");
+    EXPECT_EQ(Run("modules --json").code, 2) << "of which module?";
 }
 
 constexpr const char* PASS =

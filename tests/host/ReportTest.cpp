@@ -30,11 +30,18 @@ TEST(Table, AlignsColumnsAsPeopleSeeThem) {
 TEST(Report, TableHasCountsInFullAndOtherFiguresInTenDigits) {
     RunReport report;
     report.modules.push_back({"s", "Statistics", 1, 0, {{"x", "samples", 123456789012345.0, ""}}});
-    report.modules.push_back({"t", "Statistics", 1, 0, {{"x", "mean", 1.0 / 3.0, "V"}, {"y", "n", NAN, ""}}});
+    report.modules.push_back({"t",
+                              "Statistics",
+                              1,
+                              0,
+                              {{"x", "mean", 1.0 / 3.0, "m s^-2 * 1e-003"},
+                               {"y", "peak", 2.0, "1 * 1e+003"},
+                               {"y", "n", NAN, ""}}});
     EXPECT_EQ(host::WriteTable(report),
               "instance  signal  quantity            value  unit\n"
               "s         x       samples   123456789012345\n"
-              "t         x       mean         0.3333333333  V\n"
+              "t         x       mean         0.3333333333  mm/s²\n"
+              "t         y       peak                    2  1 * 1e+003\n"
               "t         y       n                     nan\n");
     EXPECT_EQ(host::WriteTable({}), "");
 }

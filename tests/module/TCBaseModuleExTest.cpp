@@ -30,6 +30,17 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {"file", TCModuleParameter::FILE, nullptr},
     {"gain", TCModuleParameter::NUMBER, "1", "", "", -HUGE_VAL, 4.5},
     {"out", TCModuleParameter::OUTPUT_FILE, ""},
+    {.name = "taps",
+     .kind = TCModuleParameter::INTEGER,
+     .defaultValue = "3",
+     .enabledWhen = {"window", "hamming|flat"}},
+    {.name = "pin",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0",
+     .unit = "V",
+     .maximum = 5,
+     .live = true,
+     .secret = true},
 };
 
 class Recorder final : public TCBaseModuleEx {
@@ -65,15 +76,31 @@ TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
         {"rate", "nan", "rate: 'nan' is not valid; expected a number of at least 0 (in Hz)"},
         {"rate", "0,5",
          "rate: '0,5' is not valid; expected a number of at least 0 (in Hz); write a point: 0.5"},
-        {"rate", "1,000,5", "rate: '1,000,5' is not valid; expected a number of at least 0 (in Hz)"},
-        {"rate", "-0,5", "rate: '-0,5' is not valid; expected a number of at least 0 (in Hz)"},
+        {"rate", "3,5 kHz",
+         "rate: '3,5 kHz' is not valid; expected a number of at least 0 (in Hz); write a point: 3.5 kHz"},
+        {"rate", "1,000,5",
+         "rate: '1,000,5' is not valid; expected a number of at least 0 (in Hz); write a point in place of "
+         "the "
+         "comma"},
+        {"rate", "-0,5",
+         "rate: '-0,5' is not valid; expected a number of at least 0 (in Hz); write a point in place of the "
+         "comma"},
+        {"rate", "3 V",
+         "rate: '3 V' is not valid; expected a number of at least 0 (in Hz); the unit V does not fit; "
+         "expected Hz"},
+        {"rate", "-1 kHz", "rate: '-1 kHz' is not valid; expected a number of at least 0 (in Hz)"},
+        {"gain", "1e308k",
+         "gain: '1e308k' is not valid; expected a number of at most 4.5; the number is too "
+         "large or too small"},
+        {"block", "1k", "block: '1k' is not valid; expected an integer from 1 to 1048576"},
+        {"pin", "1234", "pin: the value is not valid; expected a number of at most 5 (in V)"},
         {"window", "Hann", "window: 'Hann' is not valid; expected one of hann, hamming, flat"},
         {"loop", "1", "loop: '1' is not valid; expected yes or no"},
         {"file", "", "file: '' is not valid; expected a file name"},
         {"blok", "1", "blok: there is no such parameter; did you mean 'block'?"},
         {"zzz", "1",
          "zzz: there is no such parameter; known are block, rate, title, window, loop, file, "
-         "gain, out"},
+         "gain, out, taps, pin"},
         {"block", "1048577", "block: '1048577' is not valid; expected an integer from 1 to 1048576"},
         {"gain", "4.6", "gain: '4.6' is not valid; expected a number of at most 4.5"},
     };
@@ -103,7 +130,9 @@ TEST(TCBaseModuleEx, ValuesAreReadOnceAndByKind) {
                                       {"gain", "4.5"},
                                       {"rate", "0"},
                                       {"block", "1"},
-                                      {"rate", " 2.5"}})
+                                      {"pin", "20 mV"},
+                                      {"gain", "30 %"},
+                                      {"rate", " 0.0025 kHz"}})
         ASSERT_TRUE(module.SetParameter(name, value, error)) << error;
     const int block = module.ParamIndex("block"), rate = module.ParamIndex("rate");
     const int loop = module.ParamIndex("loop"), before = allocations::Count();
@@ -117,6 +146,9 @@ TEST(TCBaseModuleEx, ValuesAreReadOnceAndByKind) {
     EXPECT_EQ(allocations::Count() - before, 0);
     EXPECT_EQ(sum, 14000.0);
     EXPECT_EQ(module.ParamText("title") + module.ParamText("block"), "51");
+    EXPECT_EQ(module.ParamDbl("pin"), 0.02);
+    EXPECT_EQ(module.ParamDbl("gain"), 0.3);
+    EXPECT_EQ(module.ParamText("rate"), " 0.0025 kHz") << "stored as it was typed";
 }
 
 TEST(TCBaseModuleEx, MistakesOfTheAuthorAreReportedOnce) {
@@ -125,7 +157,7 @@ TEST(TCBaseModuleEx, MistakesOfTheAuthorAreReportedOnce) {
     for (int i = 0; i < 3; ++i) {
         EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamDbl("ratio"), 0.0), "declared");
         EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamIndex(nullptr), -1), "declared");
-        EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamInt(8) + module.ParamInt("gain"), 0), "declared");
+        EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamInt(10) + module.ParamInt("gain"), 0), "declared");
         EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamDbl("title"), 0.0), "declared");
         EXPECT_DEBUG_DEATH(EXPECT_EQ(module.ParamChoice("block"), 0), "declared");
         EXPECT_DEBUG_DEATH(EXPECT_FALSE(module.ParamBool("window")), "declared");
@@ -140,7 +172,7 @@ TEST(TCBaseModuleEx, MistakesOfTheAuthorAreReportedOnce) {
 #ifdef NDEBUG
     EXPECT_EQ(
         names,
-        "'ratio' is not declared, '-1' is not declared, '8' is not declared, 'gain' is of another kind, "
+        "'ratio' is not declared, '-1' is not declared, '10' is not declared, 'gain' is of another kind, "
         "'title' is of another kind, 'block' is of another kind, 'window' is of another kind, ");
 #endif
 }
@@ -277,6 +309,8 @@ TEST(TCBaseModuleEx, WarnsOfWhatWasGivenAndDoesNotCount) {
         {"", ""},
         {"block=1024", ""},  // its default
         {"block=8\nwindow=flat", ""},
+        {"taps=4", "taps: has no effect with window=hann, only with hamming, flat"},
+        {"taps=4\nwindow=flat", ""},
         {"block=8\nrate=1",
          "block: has no effect with window=hann, only with hamming, flat\n"
          "rate: has no effect with loop=no, only with yes"}};
@@ -286,10 +320,24 @@ TEST(TCBaseModuleEx, WarnsOfWhatWasGivenAndDoesNotCount) {
         TCStartCheck check;
         ASSERT_TRUE(module.SetSettings(TCString("file=a.wav\n") + settings, error)) << error;
         module.WarnWithoutEffect(EFFECTS, check);
+        module.WarnWithoutEffect(check);
         EXPECT_STREQ(check.warnings, warnings);
         EXPECT_TRUE(check.mistakes.IsEmpty());
         EXPECT_TRUE(module.IsGiven("file"));
     }
+}
+
+TEST(TCBaseModuleEx, HostsReadTheDeclarationByIndex) {
+    Recorder module;
+    TCString error;
+    EXPECT_EQ(&module.GetInfo(8), &PARAMETERS[8]) << "no copy";
+    EXPECT_FALSE(module.IsEnabled(8));
+    ASSERT_TRUE(module.SetParameter("window", "flat", error));
+    EXPECT_TRUE(module.IsEnabled(8) && module.IsEnabled(0));
+    EXPECT_FALSE(module.GetInfoExtern(8).isLive);
+    const TCBaseModuleEx::InfoExtern pin = module.GetInfoExtern(9);
+    EXPECT_TRUE(pin.isLive && pin.maximum == 5.0 && std::string(pin.unit) == "V");
+    for (const int wrong : {-1, 10}) EXPECT_STREQ(module.GetInfo(wrong).name, "") << wrong;
 }
 
 TEST(TCBaseModuleEx, InputsAreNamedByTheirNumber) {

@@ -33,7 +33,7 @@ TEST_F(CsvWriter, HeadersAndRowsOfSignalsOfDifferentLength) {
     EXPECT_FALSE(std::filesystem::exists(path));
     ASSERT_TRUE(bench.Finish()) << bench.Error();
     EXPECT_EQ(ReadText(path),
-              "x,Signal 2,\"say \"\"a, b\"\"\"\n,,V * 1e-003\n100,,8000.5\n"
+              "x,Signal 2,\"say \"\"a, b\"\"\"\n,,mV\n100,,8000.5\n"
               "0.1,,7\n-2.5,,8\n,,9\n,,1e+300\n");
     EXPECT_FALSE(std::filesystem::exists(path + ".part"));
 }
