@@ -13,7 +13,7 @@
 struct TC_API TCModuleParameter {
     // INTEGER: 32 bits. NUMBER: finite, with a point whatever the locale. CHOICE: one of the words of
     // `choices`. SWITCH: yes or no. FILE: the path of a file that is read; OUTPUT_FILE: of one that is
-    // written. A host resolves tokens and backslashes in both, and takes a relative path that stands in a
+    // written. A host resolves tokens and backslashes in both, and takes a relative path in a
     // graph file as relative to that file's folder.
     enum Kind { INTEGER, NUMBER, TEXT, CHOICE, SWITCH, FILE, OUTPUT_FILE };
 
@@ -39,7 +39,7 @@ struct TC_API TCModuleParameter {
 
 namespace tc {
 
-// One word of a CHOICE, and what it means to the module. The words stand in one place, so that none can be
+// One word of a CHOICE, and what it means to the module. The words are in one place, so that none can be
 // added or moved in the parameter alone:
 //
 //     enum class Mode { CUT, PAD };

@@ -64,7 +64,7 @@ class TC_API TCFilePath {
     TCString& GetPathRef() { return path; }
 
     // Of the absolute path: all before the last backslash (with it where it is the root), and what follows
-    // it; of that what stands before the last point, and what follows that.
+    // it; of that the part before the last point, and what follows that.
     TCString GetDirectory() const;
     TCString GetFileName() const;
     TCString GetFileTitle() const;

@@ -7,7 +7,7 @@
 #include "sigweave/platform/Export.h"
 
 // A regular expression: searches, matches and replaces in 8-bit text, byte by byte, zero bytes included. It
-// is the standard library's engine behind an interface without its types. Nothing is thrown: what goes wrong
+// is the standard library's engine with an interface without its types. Nothing is thrown: what goes wrong
 // is kept as a code that `IsError` hands out.
 //
 // The engine tries the ways in which an expression can match one after the other, by recursion. What that
@@ -123,7 +123,7 @@ class TC_API TCRegExp {
     // the expression matches the empty text.
     bool Find(const TCString& text, unsigned long matchFlags);
     // `result` becomes the text with each match replaced by `format`, where $1 is the first group, $& the
-    // match, $` and $' what stands before and after it and $$ a dollar sign. True also when nothing matched.
+    // match, $` and $' what is before and after it and $$ a dollar sign. True also when nothing matched.
     // `result` may be one of the other texts; it is unchanged when the answer is false.
     bool Replace(TCString& result, const TCString& text, const TCString& format, unsigned long matchFlags);
 

@@ -78,7 +78,7 @@ class TC_API TCIOStream {
     // The receiver that refused the last block, or -1; reading it resets it.
     int GetErrFan() const;
     int precision() const { return digits; }
-    // Whether a block whose first segment has that type and number of dimensions fits behind what waits at
+    // Whether a block whose first segment has that type and number of dimensions fits after what waits at
     // every receiver: the last waiting block is of the same kind, or there is none. A receiver that refuses
     // becomes the error fan.
     bool VerifyType(DATATYPE type, int dims);
@@ -247,7 +247,7 @@ class TC_API TCIOStream {
     // number of dimensions, extents and values (nested blocks in the same form). Empty when there is no such
     // block, or when it holds a POINTER segment, more than 32 levels or more than a text can hold.
     TCString SerializeForOldStream(int index) const;
-    // Reads that form from [text, end), moves `text` behind it and dispatches the block; results as for
+    // Reads that form from [text, end), moves `text` past it and dispatches the block; results as for
     // DeSerializeBlock. Text that is not well formed changes nothing, not even `text`.
     int DeSerializeForOldStream(const char*& text, const char* end);
     // The values of one segment of a waiting block, to be read by people: separated by a blank, each row of a
@@ -407,7 +407,7 @@ class TC_API TCIOStream::DataSegment {
     TCString name;
     DATATYPE type = UNDEF;
     std::int32_t dimensionCount = 0;
-    TCArray<int> dimensions;  // the bus cursor is kept behind the dimensions
+    TCArray<int> dimensions;  // the bus cursor is kept after the dimensions
     void* data = nullptr;
     bool written = false;
     bool ownsData = false;
@@ -448,7 +448,7 @@ class TC_API TCIOStream::Block {
     // it has no name, was not written yet, and owns room for `count` elements of the type in one dimension.
     // It then has that many, for the caller to fill. Else null.
     DataSegment* WriteSameAgain(DATATYPE type, int count);
-    // Searches round the segments from behind the last one found, so that segments in the order of their
+    // Searches round the segments from after the last one found, so that segments in the order of their
     // creation are found in one step; of many segments, others are found by an index. A null name is the
     // empty one.
     DataSegment* Find(const char* name, bool writtenOnly);
@@ -458,7 +458,7 @@ class TC_API TCIOStream::Block {
     DataSegment* WrittenAt(int number) const;
     // See TCIOStream::FindBusSegment.
     int FindChannel(const char* signal, int port) const;
-    // The segment behind the last one found, going round.
+    // The segment after the last one found, going round.
     DataSegment* Next();
     // The segment to write under that name, created when it is new; null when it is already written, unless
     // `append` asks for it.
