@@ -152,7 +152,7 @@ bool HasTooManyLookAheads(const TCString& pattern) {
 }
 
 // The engine copies what a counted repeat repeats, up to 100,000 times, with all that its sets of characters
-// were written with. A bracket behind one of these does not end a set.
+// were written with. A bracket after one of these does not end a set.
 bool HasLargeSetToCopy(std::string_view pattern) {
     constexpr std::string_view NO_END_BEHIND = "=:.\\";
     constexpr std::size_t SHORTEST = 3;
