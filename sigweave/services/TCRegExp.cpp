@@ -31,7 +31,7 @@ constexpr std::size_t MOST_REPLACED_BYTES = std::size_t{256} << 20;
 constexpr std::size_t STACK_BYTES = std::size_t{512} << 20;
 constexpr std::size_t SMALLEST_STACK_BYTES = std::size_t{128} << 20;
 constexpr std::size_t STACK_RESERVE = std::size_t{64} << 20;
-// Calls that stay within this keep their memory for the next; deeper ones are slow, for they leave the
+// Calls that stay within this keep their memory for the next; deeper ones are slow, because they leave the
 // caches.
 constexpr std::size_t STACK_KEPT = std::size_t{1} << 20;
 

@@ -103,7 +103,7 @@ bool StreamRecordWriter::AppendType(const char* typeString, int itemCount) {
     return file.Append(xml) || Fail(file.GetError());
 }
 
-// The document is made before the block is taken, for then the stream lets go of it.
+// The document is made before the block is taken, because the stream then lets go of it.
 bool StreamRecordWriter::Append(TCIOStream& input) {
     Block* block = nullptr;
     const bool made = input.StreamToXML(xml, true, 0);
