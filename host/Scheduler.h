@@ -38,7 +38,7 @@ struct RunOptions {
 };
 
 // The step loop of a run: steps the modules that the policy chooses, counts what they take and make, and
-// tells the policy. Which modules may have work is known without asking all: after a step these are the
+// informs the policy. Which modules may have work is known without asking all: after a step these are the
 // module itself and those that it wrote to.
 //
 // A module has work when its Fetch answers 0. One whose step neither takes nor makes a block is left alone
