@@ -13,7 +13,7 @@ using tc::Bilingual;
 constexpr std::size_t MOST_INSERTS = 4;
 using Inserts = std::array<std::string, MOST_INSERTS>;
 
-// The parser's text, with a star for each insert, and what is told instead.
+// The parser's text, with a star for each insert, and ours.
 struct Form {
     std::string_view pattern;
     Bilingual told;
@@ -22,7 +22,7 @@ struct Form {
 // The first that fits counts.
 constexpr Form FORMS[] = {
     {"A subcommand is required",
-     {"a command is missing behind this one", "hinter diesem Befehl fehlt noch einer"}},
+     {"a command is missing after this one", "nach diesem Befehl fehlt noch einer"}},
     {"* is required", {"%1 is required", "%1 fehlt"}},
     {"The following argument was not expected: *", {"'%1' was not expected", "'%1' wurde nicht erwartet"}},
     {"The following arguments were not expected: *",
@@ -31,9 +31,10 @@ constexpr Form FORMS[] = {
      {"%1: '%2' is not allowed; allowed are %3 to %4", "%1: '%2' ist nicht erlaubt; erlaubt sind %3 bis %4"}},
     {"*: * not in {*}",
      {"%1: '%2' is not allowed; allowed are %3", "%1: '%2' ist nicht erlaubt; erlaubt sind %3"}},
-    {"*: 1 required * missing", {"%1 needs %2 behind it", "hinter %1 fehlt %2"}},
-    {"*: At Most 1 required but received *", {"%1 may be given once only", "%1 darf nur einmal stehen"}},
-    {"* was given a disallowed flag override", {"--%1 takes no value", "--%1 hat keinen Wert"}},
+    {"*: 1 required * missing", {"%1 needs %2 after it", "nach %1 fehlt %2"}},
+    {"*: At Most 1 required but received *",
+     {"%1 may be given once only", "%1 darf nur einmal angegeben werden"}},
+    {"* was given a disallowed flag override", {"--%1 takes no value", "--%1 nimmt keinen Wert an"}},
     {"* requires *", {"%1 needs %2 too", "%1 braucht auch %2"}},
     {"Could not convert: * = *", {"%1: '%2' cannot be read", "%1: '%2' ist nicht lesbar"}},
 };

@@ -71,7 +71,7 @@ void TellWarnings(const std::vector<Message>& warnings) {
     }
 }
 
-// A graph read and checked, with all that it needs. What is wrong is told.
+// A graph read and checked, with all that it needs. Mistakes are reported.
 struct OpenGraph {
     OpenGraph(const CommandOptions& options, bool reportTakesOutput,
               const std::vector<FileUse>& filesOfHost = {})
@@ -128,7 +128,7 @@ int ExitCodeOf(Verdict verdict) {
     return verdict == Verdict::Interrupted ? EXIT_INTERRUPTED : EXIT_INCOMPLETE;
 }
 
-// What the program itself writes in a run, beside its standard streams.
+// What the program itself writes in a run, besides its standard streams.
 std::vector<FileUse> FilesOf(const CommandOptions& options) {
     return {{Bilingual("the log", "das Protokoll").Text(),
              runlog::FileOf(options.log),
@@ -146,7 +146,7 @@ void TellLostStreams() {
         "a module closed %1; what modules print there is lost",
         "ein Modul hat %1 geschlossen; was Module dorthin schreiben, ist verloren");
     static constexpr Bilingual REDIRECTED(
-        "a module led %1 elsewhere; what modules print there is not seen",
+        "a module redirected %1; what modules print there is not shown",
         "ein Modul hat %1 umgelenkt; was Module dorthin schreiben, erscheint nicht");
     static constexpr std::pair<StandardStream, Bilingual> STREAMS[] = {
         {StandardStream::Output, {"standard output", "die Standardausgabe"}},
@@ -164,7 +164,8 @@ bool HasClash(const Mistakes& mistakes, const std::vector<FileUse>& files) {
                                [&](const FileUse& file) { return mistakes.HasAny(file.place.source); });
 }
 
-// The file for the JSON report, open from the start: that it cannot be written is told before a long run.
+// The file for the JSON report, open from the start: if it cannot be written, the user learns it before a
+// long run.
 class ReportFile {
  public:
     // Answers why not; empty when it is open, or none was asked for.
@@ -176,7 +177,7 @@ class ReportFile {
         return file != nullptr ? "" : tc::WhyNotWritten(path, std::generic_category().message(errno));
     }
 
-    // False, and the reason told, when it is not in place.
+    // False, after an error message, when it is not in place.
     bool Write(const std::string& text) {
         if (file == nullptr) return true;
         errno = 0;

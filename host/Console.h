@@ -9,10 +9,10 @@
 namespace host {
 
 // Control characters of a text, which could command a terminal, are shown by their numbers, as \u001b;
-// standard output has them so when it is a terminal, and else as they are. Everything that is told while the
-// program works goes to standard error through here, so that standard output holds the report alone. Whole
-// lines only, from any thread; on a terminal one progress line stays below them. What is told of errors and
-// modules also goes to the log of the run.
+// standard output has them so when it is a terminal, and else as they are. Everything that is said while the
+// program works goes to standard error through here, so that standard output has only the report. Whole
+// lines only, from any thread; on a terminal one progress line stays below them. Messages of errors and
+// modules also go to the log of the run.
 namespace console {
 
 // How serious a message is.
@@ -26,16 +26,16 @@ void Tell(const std::string& lines);
 void Error(const std::string& text);
 void Warning(const std::string& text);
 
-// Writes to standard output. True when all of it was written; a full disk or a closed pipe is told as an
-// error.
+// Writes to standard output. True when all of it was written; a full disk or a closed pipe is reported as
+// an error.
 bool Print(const std::string& text);
 
-// Text of a module: told with the instance's name in the graph when the module's display name is known, else
+// Text of a module: shown with the instance's name in the graph when the module's display name is known, else
 // with the display name. `severity` is one of the words above; null leaves the text to the log of the run.
 void FromModule(const tc::Bilingual* severity, TCLogFile::LOG_LEVEL level, const char* module,
                 const char* text);
 void NameInstance(const std::string& moduleName, const std::string& instance);
-// Tells whose work the thread of the run is doing, for texts that come without a name; null: nobody's.
+// Says whose work the thread of the run is doing, for texts that come without a name; null: nobody's.
 void SetSpeaker(std::function<std::string()> speaker);
 std::string Speaker();
 // "levels (Statistics)", or the module's name alone.

@@ -72,7 +72,7 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
     const fs::file_status status = fs::status(path, ignored);
     // What /dev/stdout leads to may be an ordinary file, but not one to replace.
     if ((fs::exists(status) && !fs::is_regular_file(status)) || path.starts_with("/dev/")) {
-        error = Bilingual("%1 is no ordinary file; name another one",
+        error = Bilingual("%1 is not an ordinary file; name another one",
                           "%1 ist keine gewöhnliche Datei; nennen Sie eine andere")
                     .With({path});
         return false;

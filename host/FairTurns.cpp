@@ -125,7 +125,7 @@ int FairTurns::TakeTurn(int source) {
     return source;
 }
 
-// What waits is not too much then, but what the modules behind hold back.
+// What waits is not too much then, but what the modules after it hold back.
 void FairTurns::MakeRoom(int source) {
     for (std::size_t index = full.size(); index-- > 0;) {
         const int line = full[index];

@@ -62,7 +62,7 @@ RunWait::RunWait(RunGauge& runGauge, const std::vector<RunModule>& modules, cons
 }
 
 void RunWait::Watch() {
-    int told = -1;  // the module whose wait was told
+    int told = -1;  // the module whose wait was reported
     while (tc::WaitForHandle(done.GetHandle(), PAUSE) == tc::WAIT_TIMED_OUT) {
         const int module = gauge.Current();
         const bool mayWait = module >= 0 && !files[static_cast<std::size_t>(module)].empty();
@@ -74,8 +74,8 @@ void RunWait::Watch() {
         const std::string& instance = instances[static_cast<std::size_t>(module)];
         const std::string& file = files[static_cast<std::size_t>(module)];
         if (interruption.IsRaised()) {
-            Tell(Bilingual("%1 does not come back from waiting for '%2'; the program ends here",
-                           "%1 kehrt vom Warten auf '%2' nicht zurück; das Programm endet hier")
+            Tell(Bilingual("%1 does not come back from waiting for '%2'; the program ends now",
+                           "%1 kehrt vom Warten auf '%2' nicht zurück; das Programm wird beendet")
                      .With({instance, file}));
             return giveUp();
         }

@@ -348,7 +348,7 @@ void Graph::ValidateType(std::size_t index) {
     for (const std::string& refusal : refusals) mistakes.Add(entry.place, LineText(entry) + ": " + refusal);
 }
 
-// An input that a faulty line was meant for counts as wired: the mistake is told at that line.
+// An input that a faulty line was meant for counts as wired: the mistake is reported at that line.
 void Graph::CheckInputs() {
     std::set<std::pair<int, int>> wired;
     std::set<int> reached;

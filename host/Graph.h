@@ -24,7 +24,7 @@ namespace host {
 // a graph with mistakes must not be run. Owns the modules; the catalogue and the window must outlive it.
 class Graph {
  public:
-    // `filesOfHost` are those that the program itself will read and write beside the graph file, as a log.
+    // `filesOfHost` are those that the program itself will read and write besides the graph file, as a log.
     Graph(const GraphFile& graphFile, const ModuleCatalogue& moduleCatalogue, HostWindow& hostWindow,
           Mistakes& allMistakes, const std::vector<FileUse>& filesOfHost = {});
 

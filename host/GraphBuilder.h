@@ -14,8 +14,8 @@ inline constexpr const char* LINES_SECTION = "lines";
 // Blanks around names and values do not count, in either form.
 std::string_view TrimBlanks(std::string_view text);
 
-// Puts a graph together while it is read, and tells the mistakes that both forms can have. What is added goes
-// to the current line of the file.
+// Puts a graph together while it is read, and reports the mistakes that both forms can have. What is added
+// goes to the current line of the file.
 class GraphBuilder {
  public:
     // Both must outlive the builder.
@@ -30,7 +30,7 @@ class GraphBuilder {
     // Of the instance begun last.
     void SetModule(const std::string& id);
     void AddSetting(const std::string& name, const std::string& value, bool quoted = false);
-    // Each instance.Port. False, and nothing told, when one of them is not.
+    // Each instance.Port. False, without a message, when one of them is not.
     bool AddLine(std::string_view from, std::string_view to);
     void SetAccept(const std::string& value);
     void AddComment(std::string_view text) { graph.comments.push_back({std::string(text), place}); }

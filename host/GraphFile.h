@@ -48,7 +48,7 @@ struct Comment {
 
 class GraphFile {
  public:
-    // The form is told by the content, not by the name. Adds a mistake for everything that is not well
+    // The content decides which form it is, not the name. Adds a mistake for everything that is not well
     // formed, and keeps what is.
     static GraphFile Read(const std::string& path, Mistakes& mistakes);
     static GraphFile Parse(const std::string& path, const std::string& text, Mistakes& mistakes);

@@ -54,7 +54,7 @@ std::size_t FindBadByte(std::string_view line) {
     return 0;
 }
 
-// Why a quoted value that must stand alone on its line does not; null when it does.
+// Why a quoted value is not alone on its line; null when it is.
 const char* WhyBadQuotes(std::string_view value) {
     if (!IsQuoted(value)) return nullptr;
     std::size_t end = 1;
@@ -66,7 +66,7 @@ const char* WhyBadQuotes(std::string_view value) {
             .Text();
     if (end + 1 < value.size())
         return Bilingual(
-                   "there is text behind the closing quotation mark; remove it, or put a comment on a line "
+                   "there is text after the closing quotation mark; remove it, or put a comment on a line "
                    "of its own",
                    "hinter dem schließenden Anführungszeichen steht noch Text; entfernen Sie ihn, oder "
                    "setzen Sie einen Kommentar in eine eigene Zeile")
@@ -74,7 +74,7 @@ const char* WhyBadQuotes(std::string_view value) {
     return nullptr;
 }
 
-// Reads line by line, so that one mistake does not hide the next; what stands in a line is parameter text.
+// Reads line by line, so that one mistake does not hide the next; each line is parameter text.
 class Reader {
  public:
     explicit Reader(GraphBuilder& graphBuilder) : builder(graphBuilder) {
@@ -92,7 +92,7 @@ class Reader {
         }
         if (!sawContent)
             builder.Tell(
-                Bilingual("has nothing in it but blanks and comments; 'sigweave --help' shows an example",
+                Bilingual("contains only blanks and comments; 'sigweave --help' shows an example",
                           "enthält nur Leerraum und Kommentare; ein Beispiel zeigt 'sigweave --help'")
                     .Text());
     }
@@ -147,7 +147,7 @@ class Reader {
         if (rest.empty()) return;
         if (IsComment(rest)) return builder.AddComment(TrimBlanks(rest.substr(1)));
         builder.Tell(
-            Bilingual("there is text behind the section name; put it on a line of its own",
+            Bilingual("there is text after the section name; put it on a line of its own",
                       "hinter dem Abschnittsnamen steht noch Text; setzen Sie ihn in eine eigene Zeile")
                 .Text());
     }
@@ -168,7 +168,7 @@ class Reader {
         if (syntax.ParseParamString(text.c_str()) != 1)
             return builder.Tell(
                 Bilingual("%1; a backslash in quotation marks is written \\\\, the last one \\x5c",
-                          "%1; ein Rückstrich in Anführungszeichen wird als \\\\ "
+                          "%1; ein umgekehrter Schrägstrich in Anführungszeichen wird als \\\\ "
                           "geschrieben, der letzte als \\x5c")
                     .With({std::string(syntax.GetErrorText())}));
         Take(std::string(syntax.GetParamName(0)), TCString::TCString2BinCString(syntax.GetParamValStr(0)),
@@ -178,7 +178,7 @@ class Reader {
     void Take(const std::string& name, const std::string& value, bool quoted) {
         switch (section) {
             case Section::None:
-                return builder.Tell(Bilingual("'%1' stands before the first section; put it behind the "
+                return builder.Tell(Bilingual("'%1' is before the first section; put it after the "
                                               "[instance] that it belongs to",
                                               "'%1' steht vor dem ersten Abschnitt; setzen Sie es hinter die "
                                               "[Instanz], zu der es gehört")
@@ -196,7 +196,7 @@ class Reader {
         if (name == "accept") return builder.SetAccept(value);
         if (!builder.AddLine(name, value))
             builder.Tell(
-                Bilingual("'%1=%2' is no line; write instance.Output=instance.Input",
+                Bilingual("'%1=%2' is not a line; write instance.Output=instance.Input",
                           "'%1=%2' ist keine Verbindung; schreiben Sie Instanz.Ausgang=Instanz.Eingang")
                     .With({name, value}) +
                 CommentHint(value));

@@ -34,7 +34,7 @@ class Reader {
         if (!xml.LoadXML(text.c_str())) return TellDamage();
         const TCXMLNode root = Enter(xml.SelectSingleNode("/*"));
         if (NameOf(root) != ROOT)
-            return builder.Tell(Bilingual("the outermost element is <%1>; that of a graph is <Graph>",
+            return builder.Tell(Bilingual("the root element is <%1>; that of a graph is <Graph>",
                                           "das äußerste Element ist <%1>; bei einem Graphen ist es <Graph>")
                                     .With({NameOf(root)}));
         const Attributes attributes = ReadAttributes(root, {"accept"});
@@ -53,7 +53,7 @@ class Reader {
         builder.Tell(std::string(xml.GetError()));
     }
 
-    // What is told from here on is about that node.
+    // What is reported from here on is about that node.
     const TCXMLNode& Enter(const TCXMLNode& node) {
         builder.SetLine(xml.GetNodeLine(node));
         return node;
@@ -79,7 +79,7 @@ class Reader {
             const std::string_view content = TrimWhiteSpace(std::string_view(value, value.GetLength()));
             if (content.empty()) return;
             Enter(node);
-            builder.Tell(Bilingual("'%1' stands between the elements; remove it",
+            builder.Tell(Bilingual("there is '%1' between the elements; remove it",
                                    "'%1' steht zwischen den Elementen; entfernen Sie es")
                              .With({content}));
         });
@@ -91,15 +91,17 @@ class Reader {
         });
     }
 
-    // A name or value as it was meant. What is wrong with it is told with `what`.
+    // A name or value as it was meant. Mistakes in it are reported with `what`.
     std::string Unquote(const TCString& written, const std::string& what) {
         TCString text;
         text.AllocCopy(TrimWhiteSpace(std::string_view(written, written.GetLength())));
         if (!TCXML::UnquoteNodeTextString(text))
-            builder.Tell(Bilingual("a backslash in %1 begins no escape; write \\\\ for the backslash itself",
-                                   "ein Rückstrich in %1 leitet kein Sonderzeichen ein; schreiben Sie \\\\ "
-                                   "für den Rückstrich selbst")
-                             .With({what}));
+            builder.Tell(
+                Bilingual(
+                    "a backslash in %1 does not begin an escape; write \\\\ for the backslash itself",
+                    "ein umgekehrter Schrägstrich in %1 leitet kein Sonderzeichen ein; schreiben Sie \\\\ "
+                    "für den Schrägstrich selbst")
+                    .With({what}));
         return TCString::TCString2BinCString(text);
     }
 
@@ -162,9 +164,9 @@ class Reader {
         const std::string& from = attributes.at("from");
         const std::string& to = attributes.at("to");
         if (!builder.AddLine(from, to))
-            builder.Tell(Bilingual("the line from '%1' to '%2' is none; write from=\"instance.Output\" "
+            builder.Tell(Bilingual("'%1' to '%2' is not a line; write from=\"instance.Output\" "
                                    "to=\"instance.Input\"",
-                                   "die Verbindung von '%1' nach '%2' ist keine; schreiben Sie "
+                                   "'%1' nach '%2' ist keine Verbindung; schreiben Sie "
                                    "from=\"Instanz.Ausgang\" to=\"Instanz.Eingang\"")
                              .With({from, to}));
     }

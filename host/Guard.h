@@ -15,10 +15,11 @@ std::string WhatItThrows(Work&& work) {
         std::forward<Work>(work)();
         return {};
     } catch (const std::exception& failure) {
-        return tc::Bilingual("it threw an exception: %1", "es warf eine Ausnahme: %1").With({failure.what()});
+        return tc::Bilingual("it threw an exception: %1", "es hat eine Ausnahme geworfen: %1")
+            .With({failure.what()});
     } catch (...) {
-        return tc::Bilingual("it threw something that is no exception",
-                             "es warf etwas, das keine Ausnahme ist")
+        return tc::Bilingual("it threw something that is not an exception",
+                             "es hat etwas geworfen, das keine Ausnahme ist")
             .Text();
     }
 }

@@ -13,7 +13,7 @@ enum class Severity { Error, Warning, Note };
 // "error", "warning" or "note", in every language: for the JSON report.
 const char* ToText(Severity severity);
 
-// Something that a module or the host told.
+// A message of a module or the host.
 struct Message {
     Severity severity = Severity::Note;
     std::string instance;    // empty: of the host, or of the run as a whole

@@ -21,7 +21,7 @@ struct Mistake {
     std::string text;
 };
 
-// Collects mistakes, so that all of them can be told in one go.
+// Collects mistakes, so that all of them can be reported in one go.
 class Mistakes {
  public:
     void Add(const Place& place, std::string text);

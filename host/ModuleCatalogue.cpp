@@ -132,7 +132,7 @@ ModulePointer ModuleCatalogue::Create(const CatalogueEntry& entry, int instance,
     ModulePointer module(nullptr, {entry.library->destroy, entry.kind});
     error = WhatItThrows([&] { module.reset(entry.library->create(entry.kind, instance)); });
     if (module == nullptr && error.empty())
-        error = Bilingual("its library %1 did not create it", "die Bibliothek %1 erzeugte es nicht")
+        error = Bilingual("its library %1 did not create it", "die Bibliothek %1 hat es nicht erzeugt")
                     .With({FileOf(entry)});
     return module;
 }

@@ -37,7 +37,7 @@ class ModuleCatalogue {
     ModuleCatalogue(const ModuleCatalogue&) = delete;
     ModuleCatalogue& operator=(const ModuleCatalogue&) = delete;
 
-    // The folders of a module path: entries separated by colons, where an empty one stands for the folder of
+    // The folders of a module path: entries separated by colons, where an empty one means the folder of
     // the modules that came with the program.
     static std::vector<std::string> SplitPath(const std::string& path);
 

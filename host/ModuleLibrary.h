@@ -14,7 +14,7 @@ class ModuleLibrary {
     // What is looked at, in this order.
     enum class Step { Load, EntryPoints, Versions, Ids, Done };
 
-    // Null when the file cannot be used; `error` then tells the reason and the remedy, and `failed` (may be
+    // Null when the file cannot be used; `error` then gives the reason and the remedy, and `failed` (may be
     // null) the step. No module is created.
     static std::unique_ptr<ModuleLibrary> Open(const std::string& file, std::string& error,
                                                Step* failed = nullptr);

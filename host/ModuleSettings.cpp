@@ -25,7 +25,7 @@ bool IsFile(const TCModuleParameter* parameter) {
            (parameter->kind == TCModuleParameter::FILE || parameter->kind == TCModuleParameter::OUTPUT_FILE);
 }
 
-// Of each line, with what it is about: what stands before its first colon.
+// Of each line, with what it is about: the part before its first colon.
 template <class Use>
 void ForEachReason(const std::string& reasons, Use use) {
     std::istringstream lines(reasons);

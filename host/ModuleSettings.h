@@ -19,7 +19,7 @@ class ModuleSettings {
     ModuleSettings(const GraphFile& graph, const InstanceEntry& instance, TCBaseModuleEx* settable,
                    Mistakes& allMistakes);
 
-    // A setting that is wrong leaves the default, so that what else is wrong can be told too. False when
+    // A setting that is wrong leaves the default, so that other mistakes can be reported too. False when
     // there is none, or the values do not fit together: the module then is as it was.
     bool Apply();
     // Whether every setting is as it was written.

@@ -11,7 +11,7 @@ struct NewModuleOptions {
 
 // Writes a project of its own for a module: the example module under another name, with a build file, a graph
 // and tests. Refuses a name that C++, CMake or another module has, and a folder that is there already.
-// Answers the exit code; nothing is left behind when a file cannot be written.
+// Answers the exit code; nothing is left when a file cannot be written.
 int WriteNewModule(const NewModuleOptions& options);
 
 }  // namespace host

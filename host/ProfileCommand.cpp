@@ -42,7 +42,7 @@ std::optional<std::int32_t> ReadInteger(const std::string& text) {
     return number;
 }
 
-// One hive, and what is told about it.
+// One hive, and the messages about it.
 class HiveCommand {
  public:
     explicit HiveCommand(const ProfileOptions& commandOptions)

@@ -29,7 +29,7 @@ bool AreSame(const TCString& a, const TCString& b) {
     return a.CompareBin(b) == 0;
 }
 
-// As few digits as tell the value from every other one.
+// As few digits as distinguish the value from every other one.
 std::string Show(double value) {
     if (!std::isnan(value)) return tc::ShortestText(value);
     char text[40];

@@ -9,7 +9,7 @@ enum class RecordVerdict : int { Equal = 0, Different = 1, Unreadable = 2 };
 
 struct RecordComparison {
     RecordVerdict verdict = RecordVerdict::Equal;
-    // Where the first difference is and what stands there in each, or why a document cannot be read.
+    // Where the first difference is and what is there in each, or why a document cannot be read.
     std::string text;
 };
 

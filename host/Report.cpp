@@ -75,7 +75,7 @@ Json MistakesOf(const RunReport& report) {
     return mistakes;
 }
 
-// Counts are told in full.
+// Counts are written in full.
 int DigitsOf(double value) {
     return value == std::floor(value) && std::fabs(value) < 1e15 ? 15 : 10;
 }

@@ -15,10 +15,10 @@ std::string WriteMessage(const Message& message);
 // The warnings, one a line; empty when there are none.
 enum class Warnings { All, NotTold };
 std::string WriteWarnings(const RunReport& report, Warnings which);
-// How many there were, each as often as it was told.
+// How many there were, each as often as it came.
 std::int64_t CountWarnings(const RunReport& report);
 
-// One line: the verdict, and what is behind it. `graph` is the file's name.
+// One line: the verdict, and the reason for it. `graph` is the file's name.
 std::string WriteVerdict(const RunReport& report, const std::string& graph);
 
 // The whole report as one JSON document (docs/reports.md). Numbers have all digits that their doubles need

@@ -12,8 +12,8 @@ struct LogOptions {
     int splitKilobytes = 0;  // 0: one file
 };
 
-// What modules and the host tell and how a run goes, in a log file of the process. Any thread; nothing
-// happens while the log is closed.
+// The messages of modules and the host and the course of a run, in a log file of the process. Any thread;
+// nothing happens while the log is closed.
 namespace runlog {
 
 // The words for levels, the most serious first.
@@ -27,7 +27,7 @@ void Hold();
 // Writes what is as serious as the level of the options or more. Answers what is wrong; empty when nothing
 // is.
 std::string Open(const LogOptions& options);
-// Tells when the log has become incomplete.
+// Warns when the log has become incomplete.
 void Close();
 
 void FromHost(TCLogFile::LOG_LEVEL level, const std::string& text);

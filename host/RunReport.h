@@ -42,15 +42,15 @@ struct RunReport {
     Verdict verdict = Verdict::Complete;
     std::string explanation;      // what went wrong, with the remedy; empty for a complete run
     double seconds = 0.0;         // that the run took
-    double signalSeconds = -1.0;  // the longest signal of a source; -1 when no block told
+    double signalSeconds = -1.0;  // the longest signal of a source; -1 when not known
     std::vector<ModuleReport> modules;
     std::vector<LineReport> lines;
-    std::vector<Message> messages;  // that modules and the host told
+    std::vector<Message> messages;  // of modules and the host
     std::int64_t messagesLeftOut = 0;
     std::vector<Mistake> mistakes;
 };
 
-// Where a run stands; -1 is "not known".
+// How far a run has got; -1 is "not known".
 struct RunProgress {
     double signalSeconds = -1.0;
     double share = -1.0;  // 0 to 1

@@ -268,9 +268,10 @@ std::string Runner::DescribeLeftovers(const Scheduler& scheduler, int position) 
     }
     if (left.empty()) return "";
     if (starved.empty())
-        return Bilingual("%1 leaves what waits for it: %2", "%1 lässt liegen, was wartet: %2")
+        return Bilingual("%1 did not take the blocks that wait for it: %2",
+                         "%1 nahm die wartenden Blöcke nicht: %2")
             .With({Name(order[static_cast<std::size_t>(position)]), left});
-    return Bilingual("starved input: %1, while there wait %2", "unversorgter Eingang: %1; es warten %2")
+    return Bilingual("starved input: %1, while %2 are waiting", "unversorgter Eingang: %1; es warten %2")
         .With({starved, left});
 }
 
@@ -289,8 +290,8 @@ void Runner::ReportCounts(const Scheduler& scheduler) {
 
 void Runner::ReportPace(const SourcePace& pace, ModuleReport& module) const {
     if (pace.SignalMade() == 0.0 && module.blocksOut > 0 && options.onWarning)
-        options.onWarning(Bilingual("%1: its blocks tell no sample rate, so nothing paced it",
-                                    "%1: die Blöcke nennen keine Abtastrate, daher gab nichts den Takt vor")
+        options.onWarning(Bilingual("%1: its blocks have no sample rate, so it was not paced",
+                                    "%1: die Blöcke haben keine Abtastrate, daher lief die Quelle ungebremst")
                               .With({module.instance}));
     const Intervals& intervals = pace.GetIntervals();
     constexpr const char* SIGNAL = "real time";

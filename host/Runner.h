@@ -62,7 +62,7 @@ class Runner {
     std::vector<TCIOStream*> streams;  // the receiving stream of each line
     RunOptions options;
     std::vector<int> order;  // of the steps; entries are indexes of modules
-    int initialised = 0;     // so many of `order`
+    int initialised = 0;     // the first of `order`, this many
     int called = -1;         // module, outside of the step loop
     const Scheduler* stepping = nullptr;
     RunReport report;

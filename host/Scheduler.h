@@ -25,7 +25,7 @@ struct RunOptions {
     int queueLimit = 16;
     // How long a source may say that it has work without making a block.
     std::chrono::milliseconds patience{10000};
-    // Whether sources make their blocks no faster than their sample rate tells.
+    // Whether sources make their blocks no faster than at their sample rate.
     bool realtime = false;
     const Interruption* interruption = nullptr;  // ends the run early; may be null
     tc::Clock* clock = nullptr;                  // null: the machine's
@@ -38,11 +38,11 @@ struct RunOptions {
 };
 
 // The step loop of a run: steps the modules that the policy chooses, counts what they take and make, and
-// tells the policy. Which modules may have work is known without asking all: after a step these are the
+// informs the policy. Which modules may have work is known without asking all: after a step these are the
 // module itself and those that it wrote to.
 //
 // A module has work when its Fetch answers 0. One whose step neither takes nor makes a block is left alone
-// until a block arrives, for what waits is not enough for it. But the blocks of an output without a line
+// until a block arrives, because what waits is not enough for it. But the blocks of an output without a line
 // cannot be seen: a module with such an output is asked again, as long as it has been known to end.
 //
 // The modules are wired and initialised. One thread.
@@ -59,8 +59,8 @@ class Scheduler {
         bool isTimed = true;  // its values follow each other in time
         int deepest = 0;
         std::int64_t blocks = 0;
-        int unmeasured = 0;   // blocks of the last step, behind a source
-        double signal = 0.0;  // ms, behind a source
+        int unmeasured = 0;   // blocks of the last step, of a source
+        double signal = 0.0;  // ms, of a source
         int askedDepth = 0;   // at the last question
     };
 
@@ -140,7 +140,7 @@ class Scheduler {
     bool interrupted = false;
     bool timesSteps = false;  // somebody has asked
     double signalSeconds = -1.0;
-    double lastLength = 1.0;  // ms, of the last block that told
+    double lastLength = 1.0;  // ms, of the last block that had one
     double bytes = 0.0;
     double begin = 0.0;  // ms
     double nextProgress = 0.0;

@@ -32,14 +32,14 @@ constexpr const char* EXAMPLE = R"(Example:
     [lines]
     voice.Channel 1=levels.Signal
 
-  sigweave check voice.graph                     tells every mistake in it
+  sigweave check voice.graph                     reports every mistake in it
   sigweave run voice.graph --set voice.block=512 runs it and prints the results
   sigweave modules SoundFile                     shows a module's ports and parameters
-  sigweave convert voice.graph voice.xml         writes it as an XML document, or such a one as text
+  sigweave convert voice.graph voice.xml         writes it as an XML document, or such a document as text
   sigweave new-module LowPass                    writes a project for a module of your own
   sigweave profile list                          shows the user's settings profile
-  sigweave diff a.xml b.xml                      tells whether two recordings are equal
-  sigweave check-module Gain.so                  puts an own module library through all checks
+  sigweave diff a.xml b.xml                      compares two recordings
+  sigweave check-module Gain.so                  runs all checks on a module library
 
 Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 130 interrupted; of diff
 0 equal, 1 different, 2 unreadable; of check-module 0 nothing failed, 1 a check failed, 2 unreadable.)";
@@ -47,7 +47,7 @@ Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 1
 void AddModulePath(CLI::App& command, host::CommandOptions& options) {
     command
         .add_option("--module-path", options.modulePath,
-                    "Folders with module libraries, separated by colons; an empty entry stands for the "
+                    "Folders with module libraries, separated by colons; an empty entry means the "
                     "modules that came with the program. Default: SIGWEAVE_MODULE_PATH, else those modules")
         ->type_name("FOLDERS")
         ->allow_extra_args(false);
@@ -56,8 +56,7 @@ void AddModulePath(CLI::App& command, host::CommandOptions& options) {
 void AddGraph(CLI::App& command, host::CommandOptions& options) {
     command.add_option("GRAPH", options.graph, "The graph file")->required()->type_name("");
     command
-        .add_option("--set", options.settings,
-                    "Sets one parameter, in place of what the graph file says; may be repeated")
+        .add_option("--set", options.settings, "Sets a parameter, overriding the graph file; may be repeated")
         ->type_name("INSTANCE.PARAMETER=VALUE")
         ->allow_extra_args(false);
     AddModulePath(command, options);
@@ -69,7 +68,7 @@ void AddProfileAction(CLI::App& profile, host::ProfileOptions& options, const ch
     CLI::App* command = profile.add_subcommand(name, help);
     command->callback([&options, action] { options.action = action; });
     CLI::Option* section =
-        command->add_option("SECTION", options.section, "A section, as 'Plot' or 'Plot\\Colours'");
+        command->add_option("SECTION", options.section, "A section, such as 'Plot' or 'Plot\\Colours'");
     section->type_name("")->required(action != Action::List);
     if (action != Action::List)
         command->add_option("ENTRY", options.entry, "The entry's name")->required()->type_name("");
@@ -97,32 +96,35 @@ CLI::App* AddProfile(CLI::App& app, host::ProfileOptions& options) {
     AddProfileAction(*profile, options, "list", "Lists all sections, or the entries of one", Action::List);
     AddProfileAction(*profile, options, "get", "Prints the value of an entry", Action::Get);
     AddProfileAction(*profile, options, "set", "Stores a value under an entry", Action::Set);
-    AddProfileAction(*profile, options, "delete", "Takes an entry out", Action::Delete);
+    AddProfileAction(*profile, options, "delete", "Deletes an entry", Action::Delete);
     return profile;
 }
 
 CLI::App* AddNewModule(CLI::App& app, host::NewModuleOptions& options) {
     CLI::App* command =
         app.add_subcommand("new-module", "Writes a project for a module of your own, ready to build and run");
-    command->add_option("NAME", options.name, "The module's name, as LowPass2")->required()->type_name("");
-    command->add_option("--folder", options.folder, "The folder to make; default: one with the module's name")
+    command->add_option("NAME", options.name, "The module's name, such as LowPass2")
+        ->required()
+        ->type_name("");
+    command
+        ->add_option("--folder", options.folder, "The folder to create; default: one with the module's name")
         ->type_name("PATH");
     return command;
 }
 
 CLI::App* AddCheckModule(CLI::App& app, host::check::CheckOptions& options) {
-    CLI::App* command = app.add_subcommand(
-        "check-module", "Puts a module library through checks, each in a process of its own");
+    CLI::App* command =
+        app.add_subcommand("check-module", "Runs checks on a module library, each in a process of its own");
     command->add_option("LIBRARY", options.library, "The library's file")->required()->type_name("");
-    command->add_option("--module", options.module, "Checks this module alone; default: all of the library")
+    command->add_option("--module", options.module, "Checks only this module; default: all of the library")
         ->type_name("ID");
     command
         ->add_option("--set", options.settings,
-                     "Sets a parameter, as the file that a source reads; may be repeated")
+                     "Sets a parameter, such as the file that a source reads; may be repeated")
         ->type_name("PARAMETER=VALUE")
         ->allow_extra_args(false);
     CLI::Option* seed =
-        command->add_option("--seed", options.seed, "Begins the random calls with another seed; default: 1");
+        command->add_option("--seed", options.seed, "The first seed of the random calls; default: 1");
     seed->type_name("N");
     command
         ->add_option_function<std::uint64_t>(
@@ -131,11 +133,11 @@ CLI::App* AddCheckModule(CLI::App& app, host::check::CheckOptions& options) {
                 options.seed = value;
                 options.reproduce = true;
             },
-            "Does only the random calls of this seed again, and lists them")
+            "Repeats only the random calls of this seed, and lists them")
         ->type_name("SEED")
         ->excludes(seed);
     constexpr double LONGEST = 86400.0;
-    command->add_option("--time-limit", options.timeLimit, "For each check; default: 20")
+    command->add_option("--time-limit", options.timeLimit, "The limit for each check; default: 20")
         ->check(CLI::Validator(CLI::Range(0.1, LONGEST)).description(""))
         ->type_name("SECONDS");
     return command;
@@ -143,11 +145,11 @@ CLI::App* AddCheckModule(CLI::App& app, host::check::CheckOptions& options) {
 
 std::string WriteMistake(const CLI::App*, const CLI::Error& error) {
     return host::ExplainCommandLine(error.what()) +
-           Bilingual("\nRun with --help for more information.\n", "\nMit --help gibt es mehr Auskunft.\n")
+           Bilingual("\nRun with --help for more information.\n", "\nWeitere Informationen gibt --help.\n")
                .Text();
 }
 
-// Tells what else may have been meant when it is none.
+// Suggests what else may have been meant if it is not one.
 bool IsCommand(const std::string& word, const CStringArray& commands) {
     if (word.starts_with('-') || std::find(commands.begin(), commands.end(), word) != commands.end())
         return true;
@@ -158,7 +160,7 @@ bool IsCommand(const std::string& word, const CStringArray& commands) {
 }
 
 void AddStrict(CLI::App& command, host::CommandOptions& options) {
-    command.add_flag("--strict", options.strict, "Any warning makes the exit code 1")
+    command.add_flag("--strict", options.strict, "With any warning the exit code is 1")
         ->disable_flag_override();
 }
 
@@ -175,40 +177,40 @@ std::string WhyNoFile(const std::string& name) {
 
 void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
     const std::vector<std::string> levels(std::begin(host::runlog::LEVELS), std::end(host::runlog::LEVELS));
-    constexpr int MOST_KILOBYTES = 2097151;  // what 32 bits of bytes can tell
+    constexpr int MOST_KILOBYTES = 2097151;  // 2 GB of bytes, the most that 32 bits can hold
     CLI::Option* log =
         command
             .add_option(
                 "--log", options.log.pattern,
-                "Appends what modules and the host tell to this file; it may hold tokens of the time, "
-                "as %yyyy-%MM-%dd, and a folder with a slash behind it gets a file of its own")
+                "Appends the messages of modules and the host to this file; the name may contain tokens of "
+                "the time, such as %yyyy-%MM-%dd; with a slash at its end it is a folder for the file")
             ->check(CLI::Validator(WhyNoFile, ""))
             ->type_name("PATTERN");
     command
-        .add_option("--log-level", options.log.level,
-                    "How serious what goes to the log must be: emergency, critical, error, warning, notice, "
-                    "trace (the default) or data (all)")
+        .add_option(
+            "--log-level", options.log.level,
+            "How serious a message must be to be logged: emergency, critical, error, warning, notice, "
+            "trace (the default) or data (all)")
         ->check(CLI::Validator(CLI::IsMember(levels)).description(""))
         ->type_name("LEVEL")
         ->needs(log);
     command
         .add_option("--log-split", options.log.splitKilobytes,
-                    "Begins a new log file when this size is reached")
+                    "Starts a new log file when this size is reached")
         ->check(CLI::Validator(CLI::Range(0, MOST_KILOBYTES)).description(""))
         ->type_name("KB")
         ->needs(log);
     command
         .add_flag("--realtime", options.realtime,
-                  "Lets sources make their blocks as fast as the sample rate tells, and reports how evenly "
-                  "they came")
+                  "Makes sources send their blocks at the pace of the sample rate, and reports how regular "
+                  "they were")
         ->disable_flag_override();
 }
 
 void AddLanguage(CLI::App& app, std::string& language) {
-    app.add_option(
-           "--language", language,
-           "The language of messages; may also stand behind the command. Default: the profile's, else "
-           "the locale's")
+    app.add_option("--language", language,
+                   "The language of messages; may also follow the command. Default: the profile's, else "
+                   "the locale's")
         ->type_name("en|de");
 }
 
@@ -217,7 +219,7 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
     AddGraph(*run, options);
     AddReportFormat(*run, format);
     run->add_option("--report-file", options.reportFile,
-                    "Writes the JSON report to this file, as a whole, beside what --report prints")
+                    "Also writes the JSON report to this file, which is replaced as a whole")
         ->check(CLI::Validator(WhyNoFile, ""))
         ->type_name("FILE");
     AddStrict(*run, options);
@@ -226,7 +228,7 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
 }
 
 CLI::App* AddCheck(CLI::App& app, host::CommandOptions& options) {
-    CLI::App* const check = app.add_subcommand("check", "Tells every mistake of a graph; runs nothing");
+    CLI::App* const check = app.add_subcommand("check", "Reports every mistake in a graph; runs nothing");
     AddGraph(*check, options);
     AddStrict(*check, options);
     return check;
@@ -236,15 +238,15 @@ CLI::App* AddConvert(CLI::App& app, host::CommandOptions& options) {
     CLI::App* const convert = app.add_subcommand(
         "convert", "Writes a graph in its other form: parameter text as an XML document, and back");
     convert->add_option("IN", options.graph, "The graph file")->required()->type_name("");
-    convert->add_option("OUT", options.target, "The file to write; replaced when it is there")
+    convert->add_option("OUT", options.target, "The file to write; replaced if it exists")
         ->required()
         ->type_name("");
     return convert;
 }
 
 CLI::App* AddDiff(CLI::App& app, host::CommandOptions& options) {
-    CLI::App* const diff = app.add_subcommand(
-        "diff", "Compares two recordings by what they mean and tells the first difference");
+    CLI::App* const diff =
+        app.add_subcommand("diff", "Compares the content of two recordings and reports the first difference");
     diff->add_option("A", options.records[0], "A recording")->required()->type_name("");
     diff->add_option("B", options.records[1], "Another one")->required()->type_name("");
     return diff;
@@ -261,7 +263,7 @@ void AddModules(CLI::App& app, host::CommandOptions& options) {
     AddModulePath(*modules, options);
 }
 
-// Else tells the names that are near.
+// If not, suggests similar names.
 bool BeginsWithCommand(const std::vector<std::string>& arguments) {
     const CStringArray commands = {"run",  "check",   "check-module", "convert",
                                    "diff", "modules", "new-module",   "profile"};

@@ -21,7 +21,7 @@ class Gain final : public TCBaseModuleEx {
     int Execute() override {
         const int code = portHelper->ReadDblArray(0, samples);
         if (code <= 0) return code;
-        const double factor = ParamDbl("factor");
+        const double factor = ParamDbl(factorIndex);
         const TCTypeInfo* ti = portHelper->LastTypeInfo(0);
         portHelper->SetTI_Range(0, ti->GetRangeMin() * factor, ti->GetRangeMax() * factor);
         for (double& sample : samples) sample *= factor;
@@ -29,6 +29,7 @@ class Gain final : public TCBaseModuleEx {
     }
 
  private:
+    const int factorIndex = ParamIndex("factor");  // found once: Execute looks for no names
     TCArray<double, double> samples;
 };
 

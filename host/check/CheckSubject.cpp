@@ -23,22 +23,22 @@ struct PlaceFault {
 
 constexpr PlaceFault PLACE_FAULTS[] = {
     {Change::Elsewhere,
-     {"it changed the working directory to '%1'", "es wechselte das Arbeitsverzeichnis nach '%1'"},
-     {"the working directory belongs to the host and to all its modules; open files by their whole path",
+     {"it changed the working directory to '%1'", "es hat das Arbeitsverzeichnis auf '%1' geändert"},
+     {"the working directory belongs to the host and to all its modules; open files by their full path",
       "das Arbeitsverzeichnis gehört dem Programm und allen Modulen; öffnen Sie Dateien mit dem ganzen "
       "Pfad"}},
     {Change::Replaced,
      {"it renamed or replaced the folder in which it works",
-      "es benannte den Ordner um, in dem es arbeitet, oder ersetzte ihn"},
-     {"make, rename and remove only files and folders of the module's own",
+      "es hat den Ordner, in dem es arbeitet, umbenannt oder ersetzt"},
+     {"create, rename and remove only the module's own files and folders",
       "legen Sie nur eigene Dateien und Ordner an, und benennen und löschen Sie nur solche"}},
     {Change::Closed,
      {"it closed the file descriptor %1, which it had not opened",
-      "es schloss den Dateideskriptor %1, den es nicht geöffnet hatte"},
+      "es hat den Dateideskriptor %1 geschlossen, den es nicht geöffnet hatte"},
      {"close only what the module opened, and once",
       "schließen Sie nur, was das Modul geöffnet hat, und nur einmal"}},
     {Change::Redirected,
-     {"it led the standard stream %1 elsewhere", "es lenkte den Standardkanal %1 um"},
+     {"it redirected the standard stream %1", "es hat den Standardkanal %1 umgelenkt"},
      {"the standard streams belong to the host; send texts with TCModuleMessage, and write files of the "
       "module's "
       "own",
@@ -92,7 +92,7 @@ ModulePointer CheckSubject::Create(int instance) {
     ModulePointer module(Library().create(kind, instance), {Library().destroy, kind});
     if (module == nullptr)
         Fail(
-            Bilingual("the library did not create it", "die Bibliothek erzeugte es nicht").Text(),
+            Bilingual("the library did not create it", "die Bibliothek hat es nicht erzeugt").Text(),
             Bilingual("name its class in TC_MODULE_LIBRARY(...), and let its constructor do no more than "
                       "declare ports",
                       "nennen Sie seine Klasse in TC_MODULE_LIBRARY(...), und lassen Sie den Konstruktor nur "

@@ -28,7 +28,7 @@ struct CheckOptions {
 using Settings = std::vector<std::pair<std::string, std::string>>;
 
 // What a check looks at: a library, and of most checks one kind of module in it. Lives in the child process
-// that does the check, and tells the parent where the check is, so that it is known when the child dies.
+// that does the check, and reports to the parent where the check is, so that it is known when the child dies.
 class CheckSubject {
  public:
     CheckSubject(const CheckOptions& checkOptions, const Settings& checkSettings, std::string moduleId,

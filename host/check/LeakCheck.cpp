@@ -23,7 +23,7 @@ constexpr double SHARE_OF_TIME = 0.3;  // of the limit, for each measuring
 constexpr std::int64_t LEAST_LEAK = 8;
 
 struct Loss {
-    std::int64_t bytes = 0;  // that each turn leaves behind; 0 when memory stays level
+    std::int64_t bytes = 0;  // that each turn leaks; 0 when memory stays level
     int turns = 0;           // that were done
 };
 
@@ -78,7 +78,7 @@ Finding CheckLeaks(CheckSubject& subject) {
     const Loss created = Measure(MODULES_A_ROUND, seconds, [&] { subject.Create(1); });
     MustBeNone(
         created,
-        {"each module that is created and deleted leaves %1 bytes behind",
+        {"each module that is created and deleted leaks %1 bytes",
          "jedes erzeugte und gelöschte Modul lässt %1 Byte zurück"},
         {"TCModuleLibrary_Delete must delete the module as its class, and its destructor what it owns",
          "TCModuleLibrary_Delete muss das Modul als seine Klasse löschen, und sein Destruktor, was ihm "
@@ -86,9 +86,9 @@ Finding CheckLeaks(CheckSubject& subject) {
     const std::optional<Wiring> wiring = WiringToRun(subject);
     subject.Scene(Bilingual("runs, one after the other", "Läufe nacheinander").Text());
     const Loss ran = wiring ? LossOfRuns(subject, *wiring, seconds) : Loss{};
-    MustBeNone(ran, {"each run leaves %1 bytes behind", "jeder Lauf lässt %1 Byte zurück"},
-               {"Done must give back all that Init and Execute took",
-                "Done muss alles zurückgeben, was Init und Execute nahmen"});
+    MustBeNone(ran, {"each run leaks %1 bytes", "jeder Lauf lässt %1 Byte zurück"},
+               {"Done must release all that Init and Execute acquired",
+                "Done muss alles freigeben, was Init und Execute belegt haben"});
     return Passed(Bilingual("%1 modules created and deleted, %2 runs: memory stays level",
                             "%1 Module erzeugt und gelöscht, %2 Läufe: der Speicher bleibt gleich")
                       .With({std::to_string(created.turns), std::to_string(ran.turns)}));

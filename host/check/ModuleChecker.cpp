@@ -20,7 +20,7 @@ constexpr const char* STANDARD_OUTPUT = "standard-output";
 constexpr const char* RANDOM_CALLS = "random-calls";
 constexpr std::size_t MOST_QUOTED = 200;
 
-// What the child tells beside scenes and calls.
+// What the child reports besides scenes and calls.
 enum Tale : char {
     STATUS = 's',
     REASON = 'w',
@@ -47,8 +47,9 @@ void Tell(const tc::ChildReport& report, const Finding& finding) {
 
 Finding ThrownBy(const std::string& thrown) {
     return {Finding::FAILED, thrown,
-            Bilingual("catch it in the module; nothing may throw out of an entry point",
-                      "fangen Sie sie im Modul; aus einem Einsprung darf nichts geworfen werden")
+            Bilingual("catch it in the module; no exception may leave an entry point",
+                      "fangen Sie sie im Modul; aus einer Schnittstellenfunktion darf keine Ausnahme nach "
+                      "außen gelangen")
                 .Text()};
 }
 
@@ -97,15 +98,16 @@ constexpr Ending ENDINGS[] = {
      {"build the library with -g -fsanitize=address,undefined and check it again",
       "bauen Sie die Bibliothek mit -g -fsanitize=address,undefined und prüfen Sie sie noch einmal"}},
     {ChildEnd::Kind::Exited,
-     {"it ended the program with exit code %1", "es beendete das Programm mit dem Exitcode %1"},
-     {"answer a negative code in place of exit()", "antworten Sie einen negativen Code statt exit()"}},
+     {"it ended the program with exit code %1", "es hat das Programm mit dem Exitcode %1 beendet"},
+     {"return a negative code instead of calling exit()",
+      "geben Sie einen negativen Code zurück, statt exit() aufzurufen"}},
     {ChildEnd::Kind::TimedOut,
      {"no end within %1 s", "kein Ende binnen %1 s"},
-     {"a call must return; when the work is only long, --time-limit SECONDS",
-      "ein Aufruf muss zurückkehren; dauert die Arbeit nur lange: --time-limit SEKUNDEN"}},
+     {"a call must return; if it only takes long, raise --time-limit SECONDS",
+      "ein Aufruf muss zurückkehren; dauert er nur lange, erhöhen Sie --time-limit SEKUNDEN"}},
     {ChildEnd::Kind::Silenced,
      {"it closed file descriptors that it had not opened",
-      "es schloss Dateideskriptoren, die es nicht geöffnet hatte"},
+      "es hat Dateideskriptoren geschlossen, die es nicht geöffnet hatte"},
      {"close only what the module opened, and once",
       "schließen Sie nur, was das Modul geöffnet hat, und nur einmal"}},
     {ChildEnd::Kind::NotStarted,
@@ -113,13 +115,13 @@ constexpr Ending ENDINGS[] = {
      {"look for room and rights in the folder for temporary files (TMPDIR), and for the limits of processes",
       "prüfen Sie Platz und Rechte im Ordner für temporäre Dateien (TMPDIR) und die Grenzen für Prozesse"}},
     {ChildEnd::Kind::Signalled,
-     {"it sent a signal to the program that checks it%1", "es sandte dem prüfenden Programm ein Signal%1"},
+     {"it sent a signal to the program that checks it%1",
+      "es hat dem prüfenden Programm ein Signal gesendet%1"},
      {"a module ends nothing but its own work; answer a negative code, and signal only processes that it "
       "started",
-      "ein Modul beendet nur seine eigene Arbeit; antworten Sie einen negativen Code, und senden Sie Signale "
-      "nur an "
-      "eigene Prozesse"}},
-    {ChildEnd::Kind::Finished, {"the check told nothing", "die Prüfung sagte nichts"}, ""},
+      "ein Modul beendet nur seine eigene Arbeit; geben Sie einen negativen Code zurück, und senden Sie "
+      "Signale nur an eigene Prozesse"}},
+    {ChildEnd::Kind::Finished, {"the check reported nothing", "die Prüfung hat nichts gemeldet"}, ""},
 };
 
 constexpr Bilingual STEPS[] = {{"no temporary folder could be made for it (%1)",
@@ -145,7 +147,7 @@ Finding EndedBy(const ChildEnd& end, double timeLimit) {
     const Ending& ending = *std::ranges::find(ENDINGS, end.kind, &Ending::kind);
     Finding finding{Finding::FAILED, ending.reason.With({insert}), ending.remedy.Text()};
     const std::string said = LastLine(end.errors);
-    if (!said.empty()) finding.reason += Bilingual("; it said: %1", "; es sagte: %1").With({said});
+    if (!said.empty()) finding.reason += Bilingual("; it said: %1", "; es meldete: %1").With({said});
     return finding;
 }
 
@@ -207,7 +209,7 @@ bool ModuleChecker::Prepare(std::string& error) {
     return FindConfinement(error) && Look(error) && ChooseModule(error) && ReadSettings(error);
 }
 
-// In a child too: opening the library runs code of it. When that dies, the checks tell how.
+// In a child too: opening the library runs code of it. When that dies, the checks report how.
 bool ModuleChecker::Look(std::string& error) {
     const auto look = [&](const tc::ChildReport& child, tc::ChildPlace&) {
         ModuleLibrary::Step step{};

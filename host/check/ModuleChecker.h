@@ -34,7 +34,7 @@ class ModuleChecker {
     explicit ModuleChecker(const CheckOptions& checkOptions);
 
     // False when the library cannot be read, the options name what it does not have, or no check can be
-    // started; `error` tells what. Warns when the system cannot keep the library's code from the user's
+    // started; `error` says what. Warns when the system cannot keep the library's code from the user's
     // files.
     bool Prepare(std::string& error);
     // After Prepare.

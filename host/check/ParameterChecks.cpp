@@ -51,7 +51,7 @@ void CheckLimits(const TCModuleParameter& parameter) {
     const std::string text = Text(parameter.unit);
     if (!text.empty() && !unit.FromString(text.c_str()))
         Fail(Bilingual("%1: '%2' is no unit", "%1: '%2' ist keine Einheit").With({Which(parameter), text}),
-             Bilingual("write SI symbols, as m s^-2; what is no SI unit belongs into the help",
+             Bilingual("write SI symbols, as m s^-2; what is not an SI unit belongs in the help",
                        "schreiben Sie SI-Zeichen, wie m s^-2; was keine SI-Einheit ist, gehört in die Hilfe")
                  .Text());
 }
@@ -94,7 +94,7 @@ class Refusals {
                 CheckRefused(parameter, value, restored, std::string(error));
             else if (std::string(module.GetSettings()) != text || Get(parameter) != value)
                 Fail(Bilingual("%1 does not round-trip: '%2' comes back as '%3'",
-                               "%1 kommt nicht heil zurück: aus '%2' wird '%3'")
+                               "%1 wird nicht unverändert zurückgelesen: aus '%2' wird '%3'")
                          .With({Which(parameter), value, Get(parameter)}),
                      Bilingual("do not change values in OnSettingsChanged: refuse what does not fit",
                                "ändern Sie in OnSettingsChanged keine Werte: lehnen Sie ab, was nicht passt")
@@ -119,7 +119,7 @@ class Refusals {
         if (error.empty())
             Fail(Bilingual("%1='%2' is refused without a text", "%1='%2' wird ohne Text abgelehnt")
                      .With({Which(parameter), value}),
-                 Bilingual("tell in `error` of OnSettingsChanged what is wrong and what is allowed",
+                 Bilingual("say in `error` of OnSettingsChanged what is wrong and what is allowed",
                            "nennen Sie in `error` von OnSettingsChanged, was falsch ist und was erlaubt wäre")
                      .Text());
         if (std::string(module.GetSettings()) != before)

@@ -34,10 +34,10 @@ class Sequence {
     void Play() {
         for (step = 1; step <= STEPS; ++step) {
             const Operation& operation = Choose();
-            Tell(operation.name);
+            Tell(operation.name.Text());
             (this->*operation.run)();
         }
-        Tell("End");
+        Tell(Bilingual("the end", "das Ende").Text());
         if (state == RUNNING) stand.End();
     }
 
@@ -45,7 +45,7 @@ class Sequence {
     enum State : unsigned { EDITING = 1, WIRED = 2, RUNNING = 4, ANY = 7 };
 
     struct Operation {
-        const char* name;
+        Bilingual name;
         unsigned states;
         void (Sequence::*run)();
     };
@@ -53,7 +53,7 @@ class Sequence {
     static const Operation OPERATIONS[21];
 
     const Operation& Choose();
-    void Tell(const char* what) {
+    void Tell(const std::string& what) {
         subject.Scene(Bilingual("seed %1, step %2: %3", "Startwert %1, Schritt %2: %3")
                           .With({std::to_string(seed), std::to_string(step), what}));
     }
@@ -244,29 +244,29 @@ class Sequence {
     long resultBytes = 0;    // so that the texts are read
 };
 
-// What stands there twice comes twice as often.
+// What is there twice comes twice as often.
 const Sequence::Operation Sequence::OPERATIONS[21] = {
-    {"a parameter", EDITING, &Sequence::SetParameter},
-    {"a parameter", EDITING, &Sequence::SetParameter},
-    {"the settings", EDITING, &Sequence::SetSettings},
-    {"the number of inputs", EDITING, &Sequence::AskForInputs},
-    {"a line drawn and removed", EDITING, &Sequence::DrawLine},
-    {"all lines", EDITING, &Sequence::Wire},
-    {"all lines", EDITING, &Sequence::Wire},
-    {"the begin of a run", WIRED, &Sequence::Begin},
-    {"the begin of a run", WIRED, &Sequence::Begin},
-    {"no lines", WIRED, &Sequence::Unwire},
-    {"a block", RUNNING, &Sequence::Feed},
-    {"a block", RUNNING, &Sequence::Feed},
-    {"a block", RUNNING, &Sequence::Feed},
-    {"a step", RUNNING, &Sequence::MakeStep},
-    {"a step", RUNNING, &Sequence::MakeStep},
-    {"all steps", RUNNING, &Sequence::Pump},
-    {"an interruption", RUNNING, &Sequence::Interrupt},
-    {"the end of the run", RUNNING, &Sequence::End},
-    {"questions", EDITING | WIRED | RUNNING, &Sequence::Ask},
-    {"a message", EDITING | WIRED | RUNNING, &Sequence::Send},
-    {"another module", EDITING | WIRED | RUNNING, &Sequence::CreateOther},
+    {{"a parameter", "ein Parameter"}, EDITING, &Sequence::SetParameter},
+    {{"a parameter", "ein Parameter"}, EDITING, &Sequence::SetParameter},
+    {{"the settings", "die Einstellungen"}, EDITING, &Sequence::SetSettings},
+    {{"the number of inputs", "die Zahl der Eingänge"}, EDITING, &Sequence::AskForInputs},
+    {{"a line drawn and removed", "eine Verbindung, gezogen und entfernt"}, EDITING, &Sequence::DrawLine},
+    {{"all lines", "alle Verbindungen"}, EDITING, &Sequence::Wire},
+    {{"all lines", "alle Verbindungen"}, EDITING, &Sequence::Wire},
+    {{"the beginning of a run", "der Beginn eines Laufs"}, WIRED, &Sequence::Begin},
+    {{"the beginning of a run", "der Beginn eines Laufs"}, WIRED, &Sequence::Begin},
+    {{"no lines", "keine Verbindungen"}, WIRED, &Sequence::Unwire},
+    {{"a block", "ein Block"}, RUNNING, &Sequence::Feed},
+    {{"a block", "ein Block"}, RUNNING, &Sequence::Feed},
+    {{"a block", "ein Block"}, RUNNING, &Sequence::Feed},
+    {{"a step", "ein Schritt"}, RUNNING, &Sequence::MakeStep},
+    {{"a step", "ein Schritt"}, RUNNING, &Sequence::MakeStep},
+    {{"all steps", "alle Schritte"}, RUNNING, &Sequence::Pump},
+    {{"an interruption", "ein Abbruch"}, RUNNING, &Sequence::Interrupt},
+    {{"the end of the run", "das Ende des Laufs"}, RUNNING, &Sequence::End},
+    {{"questions", "Abfragen"}, EDITING | WIRED | RUNNING, &Sequence::Ask},
+    {{"a message", "eine Meldung"}, EDITING | WIRED | RUNNING, &Sequence::Send},
+    {{"another module", "ein weiteres Modul"}, EDITING | WIRED | RUNNING, &Sequence::CreateOther},
 };
 
 const Sequence::Operation& Sequence::Choose() {

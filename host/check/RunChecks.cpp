@@ -64,7 +64,7 @@ Answer Survive(CheckSubject& subject, const Wiring& wiring, const std::vector<Bl
     return stand.Run(maker, plans, nullptr);
 }
 
-// Of the first wirings, `most` of them; tells how many took the blocks.
+// Of the first wirings, `most` of them; reports how many took the blocks.
 Finding SurviveAll(CheckSubject& subject, const std::vector<BlockPlan>& plans, const Bilingual& scene,
                    std::size_t most = 100) {
     int taken = 0;
@@ -85,8 +85,9 @@ Finding SurviveAll(CheckSubject& subject, const std::vector<BlockPlan>& plans, c
 void MustNotRefuse(const Answer& answer, const char* what) {
     if (answer.IsRefusal())
         Fail(std::string(what) + ": " + ToText(answer),
-             Bilingual("Done must give back all that Init took, so that Init can come again",
-                       "Done muss alles zurückgeben, was Init nahm, damit Init wieder kommen kann")
+             Bilingual(
+                 "Done must release all that Init acquired, so that Init can be called again",
+                 "Done muss alles freigeben, was Init belegt hat, damit Init erneut aufgerufen werden kann")
                  .Text());
 }
 
@@ -138,27 +139,24 @@ void MustYield(CheckSubject& subject, const std::vector<Wiring>& wirings, Yield&
             RunOnce(subject, wiring, Bilingual("a long signal", "ein langes Signal").Text(),
                     PlentifulSignal(), yield);
     if (yield.IsNothing())
-        Fail(
-            Bilingual(
-                "it makes no block, no result and no file of anything that it is fed",
-                "es macht aus nichts, was ihm zugeführt wird, einen Block, ein Ergebnis oder eine Datei")
-                .Text(),
-            Bilingual(
-                "write a block for those that Execute takes, as WriteDblData does; when it only answers to "
-                "certain signals, set it with --set PARAMETER=VALUE so that it answers to numbers between -1 "
-                "and 1",
-                "schreiben Sie einen Block zu denen, die Execute nimmt, wie WriteDblData es tut; antwortet "
-                "es "
-                "nur auf bestimmte Signale, so stellen Sie es mit --set PARAMETER=WERT so ein, dass es auf "
-                "Zahlen zwischen -1 und 1 antwortet")
-                .Text());
+        Fail(Bilingual("it makes no block, no result and no file, whatever it is fed",
+                       "es erzeugt weder Block noch Ergebnis noch Datei, was immer ihm zugeführt wird")
+                 .Text(),
+             Bilingual(
+                 "write a block for each that Execute takes, for example with WriteDblData; if it only "
+                 "reacts to certain signals, set it with --set PARAMETER=VALUE so that it reacts to numbers "
+                 "between -1 and 1",
+                 "schreiben Sie für jeden Block, den Execute nimmt, einen, etwa mit WriteDblData; reagiert "
+                 "es nur auf bestimmte Signale, so stellen Sie es mit --set PARAMETER=WERT so ein, dass es "
+                 "auf Zahlen zwischen -1 und 1 reagiert")
+                 .Text());
 }
 
 Finding WarnOfNameless(const OutputRecord::Nameless& nameless) {
-    static constexpr Bilingual NAME("output %1 forgets the name that its input has",
-                                    "Ausgang %1 vergisst den Namen, den sein Eingang hat");
-    static constexpr Bilingual NAME_AND_UNIT("output %1 forgets the name and the unit that its input has",
-                                             "Ausgang %1 vergisst Namen und Einheit, die sein Eingang hat");
+    static constexpr Bilingual NAME("output %1 loses the name of its input",
+                                    "Ausgang %1 verliert den Namen seines Eingangs");
+    static constexpr Bilingual NAME_AND_UNIT("output %1 loses the name and the unit of its input",
+                                             "Ausgang %1 verliert Namen und Einheit seines Eingangs");
     return Warned(
         (nameless.unitToo ? NAME_AND_UNIT : NAME).With({std::to_string(nameless.output)}),
         Bilingual("call UseTypeInfoFromInput(output, input) in the constructor, or set them with "
@@ -208,20 +206,20 @@ Finding CheckInitDone(CheckSubject& subject) {
         subject.EnterFreshFolder();
         const Answer begun = stand.Begin();
         const Answer ended = stand.End();
-        MustNotRefuse(begun, Bilingual("Init behind Done", "Init nach Done").Text());
-        MustNotRefuse(ended, Bilingual("Done behind Init", "Done nach Init").Text());
+        MustNotRefuse(begun, Bilingual("Init after Done", "Init nach Done").Text());
+        MustNotRefuse(ended, Bilingual("Done after Init", "Done nach Init").Text());
     }
     subject.Scene(Bilingual("Init twice, Done twice", "zweimal Init, zweimal Done").Text());
     subject.EnterFreshFolder();
     stand.Begin();
-    stand.Begin();  // may be refused, and must leave nothing behind
+    stand.Begin();  // may be refused, and must leave no trace
     stand.End();
     stand.End();
-    subject.Scene(Bilingual("Init and Done behind them", "danach Init und Done").Text());
+    subject.Scene(Bilingual("Init and Done after them", "danach Init und Done").Text());
     subject.EnterFreshFolder();
     const Answer begun = stand.Begin();
     stand.End();
-    MustNotRefuse(begun, Bilingual("Init behind Init twice", "Init nach zweimal Init").Text());
+    MustNotRefuse(begun, Bilingual("Init after Init twice", "Init nach zweimal Init").Text());
     return Passed(Bilingual("Init follows Done again and again", "Init folgt auf Done, immer wieder").Text());
 }
 
@@ -244,8 +242,8 @@ Finding CheckEqualRuns(CheckSubject& subject) {
                 Fail(Bilingual("over the same input, run 1 and run %1 differ: %2",
                                "bei gleicher Eingabe unterscheiden sich Lauf 1 und Lauf %1: %2")
                          .With({std::to_string(run), difference}),
-                     Bilingual("Init must bring the module into the state of a first run",
-                               "Init muss das Modul in den Zustand eines ersten Laufs bringen")
+                     Bilingual("Init must put the module into the state before a first run",
+                               "Init muss das Modul in den Zustand vor einem ersten Lauf versetzen")
                          .Text());
         }
         ++compared;

@@ -16,9 +16,9 @@ constexpr int MOST_PORTS = 65536;
 
 void MustSay(const char* text, const char* call) {
     if (!Text(text).empty()) return;
-    Fail(Bilingual("%1 answers nothing", "%1 antwortet nichts").With({call}),
-         Bilingual("let it answer a text that lives as long as the module",
-                   "lassen Sie es einen Text antworten, der so lange lebt wie das Modul")
+    Fail(Bilingual("%1 answers nothing", "%1 liefert nichts").With({call}),
+         Bilingual("return a text that lives as long as the module",
+                   "geben Sie einen Text zurück, der so lange lebt wie das Modul")
              .Text());
 }
 
@@ -26,9 +26,9 @@ void CheckWords(TCBaseModule& module, const std::string& id, const CheckSubject&
     subject.Call("GetModuleId");
     if (Text(module.GetModuleId()) != id)
         Fail(Bilingual("GetModuleId answers '%1', and its library calls it '%2'",
-                       "GetModuleId antwortet '%1', die Bibliothek nennt es '%2'")
+                       "GetModuleId liefert '%1', die Bibliothek nennt es '%2'")
                  .With({Text(module.GetModuleId()), id}),
-             Bilingual("let it answer ID", "lassen Sie es ID antworten").Text());
+             Bilingual("return ID", "geben Sie ID zurück").Text());
     subject.Call("GetDescription");
     MustSay(module.GetDescription(), "GetDescription");
     subject.Call("GetBaseName");
@@ -38,10 +38,10 @@ void CheckWords(TCBaseModule& module, const std::string& id, const CheckSubject&
     subject.Call("GetTypeOfModule");
     const int type = module.GetTypeOfModule();
     if (type != 0 && type != 1)
-        Fail(Bilingual("GetTypeOfModule answers %1", "GetTypeOfModule antwortet %1")
+        Fail(Bilingual("GetTypeOfModule answers %1", "GetTypeOfModule liefert %1")
                  .With({std::to_string(type)}),
-             Bilingual("answer 1 for a source and 0 for all others",
-                       "antworten Sie 1 für eine Quelle, sonst 0")
+             Bilingual("return 1 for a source and 0 for all others",
+                       "geben Sie 1 für eine Quelle zurück, sonst 0")
                  .Text());
 }
 
@@ -55,7 +55,8 @@ class PortList {
         subject.Call(kind == INPUT ? "GetNoInput" : "GetNoOutput");
         const int count = kind == INPUT ? module.GetNoInput() : module.GetNoOutput();
         if (count < 0 || count > MOST_PORTS)
-            Fail(Bilingual("%1 ports are no number of ports", "%1 ist keine Zahl von Anschlüssen")
+            Fail(Bilingual("%1 is not a possible number of ports",
+                           "%1 ist keine mögliche Zahl von Anschlüssen")
                      .With({std::to_string(count)}),
                  Bilingual("there are 0 to 65536 of a kind", "es gibt 0 bis 65536 einer Art").Text());
         for (int port = 0; port < count; ++port) Check(port);
@@ -85,7 +86,7 @@ class PortList {
                            "eine Verbindung in einer Graphdatei muss ihn nennen können")
                      .Text());
         if (!names.insert(name).second)
-            Fail(Bilingual("the name of %1 is there twice", "den Namen von %1 gibt es zweimal").With({which}),
+            Fail(Bilingual("the name of %1 is used twice", "den Namen von %1 gibt es zweimal").With({which}),
                  Bilingual("give each port a name of its own; MakePortNameUnique makes one",
                            "geben Sie jedem Anschluss einen eigenen Namen; MakePortNameUnique macht einen")
                      .Text());
@@ -101,9 +102,9 @@ class PortList {
         if (text.empty() && items == 0) return;  // it adopts the type of its line
         const TCPortHelper::TYPE code = TCPortHelper::Datatype(items, type);
         if (!IsTypeText(text, items) || (code & TCPortHelper::TYPE_UNKNOWN) != 0)
-            Fail(Bilingual("%1 has the type '%2' of %3 items, which is none",
+            Fail(Bilingual("%1 has the type '%2' of %3 items, which does not exist",
                            "%1 hat den Typ '%2' aus %3 Teilen, "
-                           "das ist keiner")
+                           "den es nicht gibt")
                      .With({which, text, std::to_string(items)}),
                  Bilingual(
                      "a type is token{declarator}, as DOUBLE[]{TIME_DOMAIN}; docs/module-guide.md lists the "
@@ -116,7 +117,7 @@ class PortList {
             Fail(Bilingual("%1 refuses its own type '%2'", "%1 lehnt den eigenen Typ '%2' ab")
                      .With({which, text}),
                  Bilingual("let ValidatePortType take what GetPortType answers",
-                           "lassen Sie ValidatePortType annehmen, was GetPortType antwortet")
+                           "lassen Sie ValidatePortType annehmen, was GetPortType liefert")
                      .Text());
     }
 
@@ -149,11 +150,11 @@ Finding CheckCreation(CheckSubject& subject) {
     for (const int outside : {-1, kinds}) {
         subject.Call("TCModuleLibrary_Create");
         if (subject.Library().create(outside, 0) == nullptr) continue;
-        Fail(Bilingual("the library creates a module of kind %1, which is none",
+        Fail(Bilingual("the library creates a module of kind %1, which does not exist",
                        "die Bibliothek erzeugt ein Modul der Art %1, die es nicht gibt")
                  .With({std::to_string(outside)}),
              Bilingual("export the entry points with TC_MODULE_LIBRARY(...)",
-                       "exportieren Sie die Einsprünge mit TC_MODULE_LIBRARY(...)")
+                       "exportieren Sie die Schnittstellenfunktionen mit TC_MODULE_LIBRARY(...)")
                  .Text());
     }
     const ModulePointer first = subject.Create(0);
@@ -163,7 +164,7 @@ Finding CheckCreation(CheckSubject& subject) {
     if (second->GetInstance() != 2)
         Fail(Bilingual("the instance number 2 became %1", "aus der Instanznummer 2 wurde %1")
                  .With({std::to_string(second->GetInstance())}),
-             Bilingual("hand the constructor's argument on to the base",
+             Bilingual("pass the constructor's argument on to the base",
                        "geben Sie das Argument des Konstruktors an die Basis weiter")
                  .Text());
     subject.Call("TCModuleLibrary_Delete");

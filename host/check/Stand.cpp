@@ -52,7 +52,7 @@ std::string LikelyValue(const TCModuleParameter& parameter) {
          Bilingual(
              "Fetch must answer 1 when Execute has nothing to take or to make; a source clears its ready "
              "flag with its last block",
-             "Fetch muss 1 antworten, wenn Execute nichts zu nehmen oder zu erzeugen hat; eine Quelle "
+             "Fetch muss 1 liefern, wenn Execute nichts zu nehmen oder zu erzeugen hat; eine Quelle "
              "löscht mit dem letzten Block ihr Bereit-Flag")
              .Text());
 }
@@ -131,7 +131,7 @@ void Stand::MakeUpSettings() {
         Fail(Bilingual("OnSettingsChanged refuses the settings without a text",
                        "OnSettingsChanged lehnt die Einstellungen ohne Text ab")
                  .Text(),
-             Bilingual("tell in `error` what is wrong and what is allowed",
+             Bilingual("say in `error` what is wrong and what is allowed",
                        "nennen Sie in `error`, was falsch ist und was erlaubt wäre")
                  .Text());
     Finding finding{Finding::NOT_APPLICABLE, std::string(error),
@@ -249,10 +249,10 @@ Answer Stand::Judge(const char* call, int code) {
     if (text.empty() && module->GetPortHelper() != nullptr)
         text = std::string(module->GetPortHelper()->GetErrorText());
     if (text.empty())
-        Fail(Bilingual("%1 answers %2 without a text", "%1 antwortet %2 ohne Text")
+        Fail(Bilingual("%1 answers %2 without a text", "%1 liefert %2 ohne Text")
                  .With({call, std::to_string(code)}),
-             Bilingual("end it with Fail(code, text), which tells the user what is wrong",
-                       "beenden Sie es mit Fail(code, text), das sagt, was falsch ist")
+             Bilingual("end it with Fail(code, text), whose text says what is wrong",
+                       "beenden Sie es mit Fail(code, text); der Text sagt, was falsch ist")
                  .Text());
     return {code, call, text};
 }
@@ -298,7 +298,7 @@ Answer Stand::Step(bool& hasWork, bool& moved) {
     const int verdict = module->Fetch();
     if (verdict < 0) return Judge("Fetch", verdict);
     if (verdict > 2)
-        Fail(Bilingual("Fetch answers %1", "Fetch antwortet %1").With({std::to_string(verdict)}),
+        Fail(Bilingual("Fetch answers %1", "Fetch liefert %1").With({std::to_string(verdict)}),
              Bilingual("0 is work, 1 is none, 2 the end of a source",
                        "0 heißt Arbeit, 1 keine, 2 das Ende einer Quelle")
                  .Text());
@@ -334,7 +334,7 @@ Answer Stand::Pump(OutputRecord* record) {
                      STEPS_AFTER_INTERRUPT);
     }
     HasNoEnd({"Fetch answers 0 for ever: %1 steps after one block",
-              "Fetch antwortet endlos 0: %1 Schritte nach einem Block"},
+              "Fetch liefert endlos 0: %1 Schritte nach einem Block"},
              MOST_STEPS);
 }
 

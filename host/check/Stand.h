@@ -62,7 +62,7 @@ class Stand {
     // Lets it work as long as it moves blocks; what it makes goes to `record` (null: nowhere). A source that
     // does not end is interrupted.
     Answer Pump(OutputRecord* record);
-    // One Fetch and, when there is work, one Execute. `moved` tells whether a block was taken or made.
+    // One Fetch and, when there is work, one Execute. `moved` says whether a block was taken or made.
     Answer Step(bool& hasWork, bool& moved);
     Answer End();
     // Begin, the blocks of all plans to every input with Pump after each, End. Stops at the first refusal.

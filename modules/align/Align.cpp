@@ -18,7 +18,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "mode",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "drop",
-     .help = {"what becomes of samples where other signals have none",
+     .help = {"what to do with samples where other signals have none",
               "was mit Abtastwerten geschieht, zu denen andere Signale keine haben"},
      .choices = "drop|pad|fail"},
     {.name = "fill",
@@ -204,7 +204,7 @@ std::int64_t Align::Ready() const {
     return std::min({ready, longest, MOST_AT_ONCE});
 }
 
-// Whether the outputs end when so many samples more were sent.
+// Whether the outputs end after `count` more samples.
 bool Align::IsLast(std::int64_t count) const {
     const auto ends = [count](const Signal& signal) { return signal.ended && signal.Left() <= count; };
     return mode == PAD ? std::ranges::all_of(signals, ends) : std::ranges::any_of(signals, ends);
@@ -249,7 +249,7 @@ int Align::SendBlock(Signal& signal, std::int64_t count, bool last) {
     return portHelper->WriteDblData(signal.port, buffer.size(), buffer.data());
 }
 
-// Drops what comes behind the outputs' end, and gets ready for the next signals when all of these have ended.
+// Drops what comes after the outputs' end, and gets ready for the next signals when all of these have ended.
 void Align::FinishRound() {
     for (Signal& signal : signals) signal.Drop(signal.samples.Waiting());
     if (!std::ranges::all_of(signals, &Signal::ended)) return;
@@ -301,10 +301,10 @@ int Align::Done() {
         if (held == 0) continue;
         AddResult(name, "held", static_cast<double>(held), TCSI_Unit());
         static constexpr Bilingual NO_END(
-            "%s: %lld samples were not passed; they waited for the signals' ends",
+            "%s: %lld samples were not passed on; they waited for the ends of the signals",
             "%s: %lld Abtastwerte wurden nicht weitergegeben; sie warteten auf das Ende der Signale");
         static constexpr Bilingual NO_BEGIN(
-            "%s: %lld samples were not passed; they waited for the other signals to begin",
+            "%s: %lld samples were not passed on; they waited for the other signals to begin",
             "%s: %lld Abtastwerte wurden nicht weitergegeben; sie warteten auf den Beginn der anderen "
             "Signale");
         TCModuleMessage::Warning(GetModuleName(), (started ? NO_END : NO_BEGIN).Text(), name,

@@ -8,16 +8,16 @@
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
-// Makes signals of one samplerate begin and end together, one output for each input. Where they begin is told
-// by the timestamps of their first blocks, rounded to whole samples of the first output sample's time; from
+// Makes signals of one samplerate begin and end together, one output for each input. They begin at
+// the timestamps of their first blocks, rounded to whole samples of the first output sample's time; from
 // there on samples are counted. `mode` says what becomes of what does not overlap:
 //
 //   drop   from the last start to the first end; what lies outside is dropped
-//   pad    from the first start to the last end; `fill` stands where a signal has no samples
+//   pad    from the first start to the last end; `fill` is put where a signal has no samples
 //   fail   a start or an end that differs by a sample fails the run
 //
 // All outputs get blocks of the same sizes and timestamps. The newest block of a signal is kept until there
-// is a further one or the signal has ended, so that the last block sent can be told. What is ahead of other
+// is a further one or the signal has ended, so that the last block sent is known. What is ahead of other
 // signals waits in memory, beyond some thousand samples in a temporary file. When all signals have ended, the
 // next signal of each input is aligned in the same way. A block without a state counts as COMPLETE.
 //
@@ -69,7 +69,7 @@ class Align final : public TCBaseModuleEx {
         // Drops what has arrived of the samples to be dropped before the first one.
         void Skip();
         void Drop(std::int64_t count);
-        // Fills `values` with the next samples, with padding before and behind them.
+        // Fills `values` with the next samples, with padding before and after them.
         void Take(std::vector<double>& values, double fill);
     };
 

@@ -33,7 +33,7 @@ class BusSelect final : public TCBaseModuleEx {
  private:
     using Segment = TCIOStream::DataSegment;
 
-    // What a segment's name tells, and whether it is wanted; kept from block to block.
+    // What a segment's name says, and whether it is wanted; kept from block to block.
     struct Channel {
         TCString segmentName;
         TCString name;

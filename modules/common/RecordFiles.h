@@ -4,7 +4,7 @@
 
 namespace tc {
 
-// Where the number of a recording stands in the names that XmlRecorder and XmlPlayer take.
+// The place of a recording's number in the names that XmlRecorder and XmlPlayer take.
 inline constexpr const char* RECORD_NUMBER = "{n}";
 
 // The file of one of several recordings, counted from 1: the number takes the place of {n}. A name without it

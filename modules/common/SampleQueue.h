@@ -10,7 +10,7 @@
 
 namespace tc {
 
-// What to tell when samples could not be added, or the queue is broken.
+// What to report when samples could not be added, or the queue is broken.
 inline constexpr Bilingual QUEUE_FAILED(
     "the temporary file for signals that are ahead of others cannot be written and read",
     "die temporäre Datei für Signale, die anderen voraus sind, ist nicht schreib- und lesbar");

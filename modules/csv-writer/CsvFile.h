@@ -6,12 +6,12 @@
 #include "sigweave/platform/ReplacedFile.h"
 
 // A text file that appears under its name only when it is whole (see tc::ReplacedFile): until `Finish` it has
-// ".part" behind its name. /dev/stdout is the stream itself.
+// ".part" after its name. /dev/stdout is the stream itself.
 //
 // Operations answer false on failure; `Error` then says why, with the file's name.
 class CsvFile {
  public:
-    // Why `Open` would refuse, as far as can be told without opening; empty when it would not.
+    // Why `Open` would refuse, as far as can be known without opening; empty when it would not.
     static std::string WhyRefused(const std::string& path, bool overwrite);
     // Refuses a file that is there, unless `overwrite`, and one that somebody else is writing.
     bool Open(const std::string& path, bool overwrite);

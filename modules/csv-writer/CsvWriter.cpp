@@ -25,7 +25,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "overwrite",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
-     .help = {"replace a file that is there", "eine vorhandene Datei ersetzen"}},
+     .help = {"replace an existing file", "eine vorhandene Datei ersetzen"}},
     {.name = "separator",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "comma",
@@ -34,7 +34,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "time",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "yes",
-     .help = {"a first column with the time, of spectra the frequency; none where rates or domains differ",
+     .help = {"a first column with the time, or for spectra the frequency; none if rates or domains differ",
               "eine erste Spalte mit der Zeit, bei Spektren der Frequenz; keine bei verschiedenen Raten oder "
               "Domänen"}},
 };
@@ -235,8 +235,8 @@ int CsvWriter::Close() {
     if (code < 0) return code;
     if (whole) return Fail(tc::MODULE_FAILED, file.Error().c_str());
     TCModuleMessage::Warning(GetModuleName(),
-                             Bilingual("the signals did not end; what there is of them is in %s",
-                                       "die Signale endeten nicht; was davon da ist, steht in %s")
+                             Bilingual("the signals did not end; what arrived is in %s",
+                                       "die Signale endeten nicht; was angekommen ist, steht in %s")
                                  .Text(),
                              file.PartName().c_str());
     return 0;

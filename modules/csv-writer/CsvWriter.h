@@ -14,7 +14,7 @@
 // signals have one rate and one domain, a first column holds the time, or the frequency, counted from where
 // the first of them begins. Numbers have a point in every locale and as
 // many digits as read back to the same double ("nan", "inf" and "-inf" for what is no finite number); texts
-// that hold a separator, a quotation mark or a line end stand in quotation marks.
+// that hold a separator, a quotation mark or a line end are in quotation marks.
 //
 // A column ends with the STOP block of its signal; the rows of longer signals then have empty cells there,
 // and a block that comes later still fails the run. What is ahead of the other columns waits in memory, and

@@ -177,7 +177,7 @@ void Filter::Watch(unsigned input) {
     TCModuleMessage::Warning(
         GetModuleName(),
         Bilingual(
-            "%s: a value that is no finite number, or too large a one, leaves the rest of the signal without "
+            "%s: after a value that is not finite, or too large, the rest of the signal is without "
             "a result",
             "%s: ein Wert, der nicht endlich oder zu groß ist, lässt den Rest des Signals ohne Ergebnis")
             .Text(),

@@ -18,7 +18,7 @@
 //
 // The filter is designed when a signal begins, for its samplerate: a corner that this rate cannot have fails
 // the run, and so does a samplerate or unit that changes within a signal. A value that is not finite spoils
-// everything behind it in its signal, and is told as a warning.
+// everything after it in its signal, with a warning.
 class Filter final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Filter";

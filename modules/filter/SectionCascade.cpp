@@ -7,9 +7,9 @@ namespace tc {
 
 namespace {
 
-// What rings out for long ends in numbers below 1e-308, with which processors reckon a hundred times slower.
-// So it becomes silence, at samples that are counted from the signal's start: no result depends on the
-// blocks.
+// What rings out for long ends in numbers below 1e-308, with which processors calculate a hundred times
+// slower. So it becomes silence, at samples that are counted from the signal's start: no result depends on
+// the blocks.
 constexpr double SILENCE = 1e-300;
 constexpr int SILENCED_EVERY = 512;
 

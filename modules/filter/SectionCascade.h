@@ -5,7 +5,7 @@
 namespace tc {
 
 // A second-order section in the form of two integrators under the trapezoidal rule (the bilinear transform
-// of the analogue section). Beside the direct form, whose coefficients lose (rate / corner)^2 of their digits
+// of the analogue section). Unlike the direct form, whose coefficients lose (rate / corner)^2 of their digits
 // at low corners, this one keeps them all: its coefficients are small numbers of full precision that are
 // added to the states. For each sample x:
 //
@@ -21,7 +21,7 @@ struct Section {
     double low = 0.0;
 };
 
-// Sections behind one another, and their states, which stay from one call to the next: how samples are shared
+// Sections after one another, and their states, which stay from one call to the next: how samples are shared
 // out among calls makes no difference, to the last bit.
 class SectionCascade {
  public:

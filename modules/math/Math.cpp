@@ -152,12 +152,12 @@ int Math::Join() {
         std::int64_t count = inputs.front().signals.Front().waiting;
         for (const Input& input : inputs) count = std::min(count, input.signals.Front().waiting);
         if (count == 0 && !IsOver()) return 0;
-        const bool endsLate = count == 0 && position > 0;  // what was sent last did not tell
+        const bool endsLate = count == 0 && position > 0;  // what was sent last did not say
         if (endsLate) Stamp();
         code = count > 0 ? Write(count) : 0;
         if (code < 0) return code;
         if (IsOver()) End();
-        // Where the next signal follows at once, its first block tells.
+        // Where the next signal follows at once, its first block says it.
         if (endsLate && !IsReady()) code = tc::WriteSamples(*portHelper, 0, metadata, nullptr, 0);
         if (code < 0) return code;
     }
@@ -191,7 +191,7 @@ bool Math::CheckTimes(std::string& error) const {
         error = found.error;
         if (error.empty() && !(std::fabs(apart * rate / 1000.0) <= START_TOLERANCE)) {
             error = Bilingual(
-                        "%1 and %2 begin %3 ms apart; a module Align in front of this one makes them begin "
+                        "%1 and %2 begin %3 ms apart; a module Align before this one makes them begin "
                         "together",
                         "%1 und %2 beginnen %3 ms auseinander; ein Modul Align vor diesem lässt sie "
                         "gemeinsam beginnen")

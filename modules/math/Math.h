@@ -20,7 +20,7 @@
 // have the same samplerate (to 1e-9) and begin at the same time (to half a sample): else the run fails, and
 // the message names the module Align, which makes signals begin together. Blocks may be cut differently: what
 // is ahead waits in bounded memory and a temporary file. The result ends with the signal that ends first,
-// with a block without samples when that one did so; what the others have left is counted, and told as a
+// with a block without samples when that one did so; what the others have left is counted, with a
 // warning.
 class Math final : public TCBaseModuleEx {
  public:

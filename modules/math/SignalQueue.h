@@ -21,8 +21,8 @@ class SignalQueue {
     // The signal that came first; there must be one.
     bool IsEmpty() const { return signals.empty(); }
     const Signal& Front() const { return signals.front(); }
-    // Takes samples of the first signal, of which so many must wait. False when the temporary file cannot be
-    // read.
+    // Takes samples of the first signal, of which at least that many must wait. False when the temporary file
+    // cannot be read.
     bool Take(double* values, std::int64_t count);
     // Drops what waits of the first signal, and answers how much that was.
     std::int64_t Drop();

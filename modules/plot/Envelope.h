@@ -6,7 +6,7 @@
 #include <vector>
 
 // The outline of a signal of any length in bounded memory: the least and the greatest value of each of a
-// limited number of equal stretches. When all are full, neighbours merge in pairs and each stands for twice
+// limited number of equal stretches. When all are full, neighbours merge in pairs and each covers twice
 // as many samples, so that a single spike stays visible however long the signal gets.
 class Envelope {
  public:

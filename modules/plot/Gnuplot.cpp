@@ -62,7 +62,7 @@ bool HasGnuplot() {
     return !FindProgram("gnuplot").empty();
 }
 
-// gnuplot writes to a pipe, for it does not say when the disk is full, and may go on behind a gap.
+// gnuplot writes to a pipe, because it does not say when the disk is full, and may go on after a gap.
 bool RunGnuplot(const std::string& script, const std::string& path, std::string& error) {
     ProgramEnd end = RunProgram(FindProgram("gnuplot"), {"-d", "-"}, script);
     if (end.started && end.code == 0 && IsWhole(end.output)) {

@@ -22,7 +22,7 @@ constexpr const char* COLOURS[] = {"#1f5fa8", "#c8501e", "#2e8b57", "#8a4fa3",
 
 constexpr std::int64_t FEW_SAMPLES = 50;
 
-// What gnuplot still reckons with: a narrower axis is empty for it, and a longer one no number.
+// What gnuplot can still handle: a narrower axis is empty for it, and a longer one no number.
 constexpr double NARROWEST = 1e-300;
 constexpr double LONGEST = 1e300;
 
@@ -187,7 +187,7 @@ std::string SpectrumPoints(const PictureSignal& signal, double floor) {
     return text;
 }
 
-// Whether all curves of a panel have one unit, so that it can stand at the axis.
+// Whether all curves of a panel have one unit, so that it can be written at the axis.
 bool HasOneUnit(const Panel& panel) {
     const std::string first = DisplayUnit(panel.front()->metadata.GetUnit());
     return std::all_of(panel.begin(), panel.end(), [&](const PictureSignal* signal) {
@@ -274,7 +274,7 @@ std::string WaveAxes(const Panel& panel, bool compact) {
            Range("x", "0", ShortestText(LastPosition(panel)));
 }
 
-// The names stand over the panel: that of a single curve as its title, those of several as its key.
+// The names are above the panel: that of a single curve as its title, those of several as its key.
 std::string PanelScript(const Panel& panel, const PictureOptions& options, bool compact) {
     const bool spectrum = panel.front()->spectrum;
     const double floor = TopDecibels(panel) - options.decibels;

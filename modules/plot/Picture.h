@@ -23,13 +23,13 @@ struct PictureOptions {
     int width = 1000;
     int height = 0;           // 0: by the number of panels
     double decibels = 120.0;  // from the top to the bottom of a spectrum
-    std::string title;        // stands before the start time
+    std::string title;        // comes before the start time
 };
 
 // The gnuplot script that draws the signals, one panel under the other, into a file called "picture".
 std::string PictureScript(const std::vector<PictureSignal>& signals, const PictureOptions& options);
 
-// In pixels: with less, so many panels have no room for their curves.
+// In pixels: with less, that many panels have no room for their curves.
 int LeastHeight(int panels);
 
 }  // namespace tc

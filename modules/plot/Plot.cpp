@@ -26,7 +26,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "title",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
-     .help = {"stands over the picture, before the start time of the first signal",
+     .help = {"written above the picture, before the start time of the first signal",
               "steht über dem Bild, vor der Startzeit des ersten Signals"}},
     {.name = "layout",
      .kind = TCModuleParameter::CHOICE,
@@ -95,15 +95,15 @@ void Plot::CheckStart(TCStartCheck& check) {
     if (!tc::HasGnuplot())
         check.Refuse(
             Bilingual("the program gnuplot is not in the PATH; it comes with the package gnuplot-nox",
-                      "das Programm gnuplot ist nicht im PATH; es kommt mit dem Paket gnuplot-nox")
+                      "das Programm gnuplot ist nicht im PATH; es ist im Paket gnuplot-nox enthalten")
                 .Text());
     bool anySpectrum = false;
     for (unsigned input = 0; input < static_cast<unsigned>(GetNoInput()); ++input)
         anySpectrum = anySpectrum || IsSpectrum(input);
     for (const char* parameter : {"decibels", "log_frequency"})
         if (!anySpectrum && IsGiven(parameter))
-            check.Warn(Bilingual("%1: has no effect, for no spectrum is wired to it",
-                                 "%1: hat keine Wirkung, denn mit dem Modul ist kein Spektrum verbunden")
+            check.Warn(Bilingual("%1: has no effect, because no spectrum is wired to it",
+                                 "%1: hat keine Wirkung, weil mit dem Modul kein Spektrum verbunden ist")
                            .With({parameter}));
 }
 

@@ -11,15 +11,15 @@
 // block of a signal may be shorter. Each sample is copied twice: into the block that is being filled, and
 // into the output's.
 //
-// A full block is sent when the next sample or the signal's end is there, for only then its state is known.
-// Its timestamp is that of its first sample: counted by the samplerate from the signal's start, and anew from
-// a block whose own timestamp shows that there is a gap before it. Blocks without a timestamp, or with the
-// same one as the block before, are counted on; a signal that starts without one starts at the time of the
-// run. The other metadata are those of the input block that the first sample came in.
+// A full block is sent when the next sample or the signal's end is there, because its state is known only
+// then. Its timestamp is that of its first sample: counted by the samplerate from the signal's start, and
+// anew from a block whose own timestamp shows that there is a gap before it. Blocks without a timestamp, or
+// with the same one as the block before, are counted on; a signal that starts without one starts at the time
+// of the run. The other metadata are those of the input block that the first sample came in.
 //
 // A signal ends with STOP or COMPLETE, or where another one starts; a block without a state counts as
 // COMPLETE. Within a signal the samplerate and the unit must not change, and a samplerate that is no number
-// above 0 fails the run. What is left of a signal that had not ended when the run was over is told.
+// above 0 fails the run. There is a warning when a signal had not ended when the run was over.
 class Reblock final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Reblock";

@@ -43,7 +43,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
 };
 
 // Of all channels together, so that a block of a file with many channels has 128 MB at most. There is one
-// such block here and, for each that has not been read, one behind the outputs.
+// such block here and, for each that has not been read, one at the outputs.
 constexpr std::int64_t MOST_BLOCK_VALUES = 1 << 24;
 
 constexpr std::int64_t FRAMES_AT_ONCE = 1024;

@@ -176,7 +176,7 @@ bool SoundReader::Open(const std::string& path, std::string& error) {
     if (reason.empty()) {
         opened->file.reset(sf_open(path.c_str(), SFM_READ, &opened->info));
         if (opened->file == nullptr)
-            reason = Bilingual("%1 is no sound file; WAV, FLAC, Ogg, AIFF and the like can be read (%2)",
+            reason = Bilingual("%1 is not a sound file; WAV, FLAC, Ogg, AIFF and the like can be read (%2)",
                                "%1 ist keine Tondatei; lesbar sind WAV, FLAC, Ogg, AIFF und dergleichen (%2)")
                          .With({path, sf_strerror(nullptr)});
     }
@@ -255,6 +255,6 @@ std::string SoundReader::Shortage() const {
             .With({state->path, std::to_string(state->promised), held, reason});
     }
     if (decoder.empty()) return "";
-    return Bilingual("%1 cannot be read beyond sample %2%3", "%1 ist hinter Abtastwert %2 nicht lesbar%3")
+    return Bilingual("%1 cannot be read after sample %2%3", "%1 ist nach Abtastwert %2 nicht lesbar%3")
         .With({state->path, held, reason});
 }

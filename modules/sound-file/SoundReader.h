@@ -23,7 +23,7 @@ class SoundReader {
     bool IsOpen() const { return state != nullptr; }
     int Channels() const;
     double Samplerate() const;
-    // Samples of each channel; -1 when only reading will tell.
+    // Samples of each channel; -1 when only reading will show it.
     std::int64_t Frames() const;
     // What the format can hold. A floating-point file holds -1 to 1 by convention, or as far as the peak that
     // it names.

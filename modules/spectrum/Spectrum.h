@@ -17,7 +17,7 @@
 // stretching it with zeros would change its figures.
 //
 // The output is one COMPLETE block of length / 2 + 1 values for each signal: |X[k]| without any scaling, or
-// with `scale` set to "amplitude" the amplitude of a sine at the middle of that bin. Bin k stands for k *
+// with `scale` set to "amplitude" the amplitude of a sine at the middle of that bin. Bin k is at k *
 // rate / length; the block's samplerate is length / rate, the number of bins per Hz, so that an axis can be
 // drawn; its timestamp is that of the first sample used.
 //

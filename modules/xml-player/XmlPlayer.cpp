@@ -19,13 +19,13 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
      .kind = TCModuleParameter::FILE,
      .defaultValue = nullptr,
-     .help = {"the document to play; {n} stands for 1, 2 and so on",
+     .help = {"the document to play; {n} is replaced by 1, 2 and so on",
               "das abzuspielende Dokument; {n} steht für 1, 2 und so weiter"},
      .fileFilter = "*.xml"},
     {.name = "documents",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "0",
-     .help = {"how many of them; 0: of a name with {n} as many as are there, else one",
+     .help = {"how many of them; 0: all that exist for a name with {n}, else one",
               "wie viele davon; 0: bei einem Namen mit {n} alle vorhandenen, sonst eins"},
      .minimum = 0.0,
      .maximum = 65536.0},
@@ -101,7 +101,7 @@ bool XmlPlayer::Open(Track& track, std::string& error) {
     track.type = track.reader->GetTypeString();
     track.items = track.reader->GetItemCount();
     if (track.items > 0) return true;
-    error = Bilingual("%1 holds no block, and does not tell the type of the port that was recorded",
+    error = Bilingual("%1 contains no block and not the type of the port that was recorded",
                       "%1 enthält keinen Block und nennt nicht den Typ des aufgezeichneten Anschlusses")
                 .With({track.file});
     return false;
@@ -202,8 +202,8 @@ int XmlPlayer::Play(unsigned output, Track& track) {
 void XmlPlayer::WarnOfBreak(const Track& track) {
     if (!track.breaksOff) return;
     TCModuleMessage::Warning(GetModuleName(),
-                             Bilingual("%s breaks off behind block %lld: its signal does not end",
-                                       "%s bricht hinter Block %lld ab: das Signal endet nicht")
+                             Bilingual("%s breaks off after block %lld: its signal does not end",
+                                       "%s bricht nach Block %lld ab: das Signal endet nicht")
                                  .Text(),
                              track.file.c_str(), static_cast<long long>(track.reader->GetBlockNumber()));
 }

@@ -49,5 +49,5 @@ class XmlPlayer final : public TCBaseModuleEx {
     void WarnOfBreak(const Track& track);
 
     std::vector<Track> tracks;
-    std::string failure;  // of the documents, to be told when what they sent has arrived
+    std::string failure;  // of the documents, to be reported when what they sent has arrived
 };

@@ -16,13 +16,14 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
      .kind = TCModuleParameter::OUTPUT_FILE,
      .defaultValue = nullptr,
-     .help = {"the document to write; of several inputs {n} is the number, or it comes before the extension",
-              "das zu schreibende Dokument; bei mehreren Eingängen ist {n} die Nummer, sonst steht sie vor "
-              "der Endung"}},
+     .help =
+         {"the document to write; with several inputs their number replaces {n} or precedes the extension",
+          "das zu schreibende Dokument; bei mehreren Eingängen ist {n} die Nummer, sonst steht sie vor "
+          "der Endung"}},
     {.name = "overwrite",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
-     .help = {"replace files that are there", "vorhandene Dateien ersetzen"}},
+     .help = {"replace existing files", "vorhandene Dateien ersetzen"}},
 };
 
 }  // namespace
@@ -101,8 +102,8 @@ std::string XmlRecorder::WhyRefused(unsigned input) const {
     if (portHelper->DoesDataTypeMatch(INPUT, input, ADDRESSES) &&
         !portHelper->DoesDataTypeMatch(INPUT, input, MATRICES))
         return Bilingual(
-                   "%1: brings addresses, which mean nothing in a file; wire it to values",
-                   "%1: bringt Adressen, die in einer Datei nichts bedeuten; verbinden Sie den Eingang mit "
+                   "%1: delivers addresses, which mean nothing in a file; wire it to values",
+                   "%1: liefert Adressen, die in einer Datei nichts bedeuten; verbinden Sie den Eingang mit "
                    "Werten")
             .With({std::string(portHelper->GetPortName(INPUT, input))});
     const std::string file = FileOf(static_cast<int>(input));
@@ -111,7 +112,7 @@ std::string XmlRecorder::WhyRefused(unsigned input) const {
     const bool exists = std::filesystem::exists(status);
     if (exists && (!std::filesystem::is_regular_file(status) || tc::IsStandardStream(file)))
         return Bilingual(
-                   "file: %1 is no ordinary file, which a recording needs; name another one",
+                   "file: %1 is not an ordinary file, which a recording needs; name another one",
                    "file: %1 ist keine gewöhnliche Datei, eine Aufzeichnung braucht aber eine; nennen Sie "
                    "eine andere")
             .With({file});

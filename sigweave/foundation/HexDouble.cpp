@@ -109,7 +109,7 @@ bool ReadDigits(const char* text, std::uint64_t& mantissa) {
     return true;
 }
 
-// A normal value as it is written, with a blank behind it; null for any other text. `text` has the length of
+// A normal value as it is written, with a blank after it; null for any other text. `text` has the length of
 // the longest one at least.
 inline const char* ReadWritten(const char* text, double& value) {
     const std::uint64_t sign = *text == '-' ? SIGN : 0;

@@ -31,8 +31,8 @@ TC_API char* itoh(char* dst, unsigned int value);
 namespace tc {
 
 // The short way through long texts: reads up to `count` normal values in exactly the form that is written,
-// each with one blank behind it, and answers how many there were; `text` then is behind the last blank. It
-// ends before anything else, be it a number or not, and within the last 25 bytes; `StringToDouble` tells what
+// each with one blank after it, and answers how many there were; `text` then is after the last blank. It
+// ends before anything else, be it a number or not, and within the last 25 bytes; `StringToDouble` reads what
 // is there.
 TC_API int ReadWrittenDoubles(const char*& text, const char* end, double* values, int count);
 

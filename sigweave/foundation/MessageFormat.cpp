@@ -20,7 +20,7 @@ struct Argument {
     const void* pointer = nullptr;
 };
 
-// A piece of text and the insert behind it (number 0: none).
+// A piece of text and the insert after it (number 0: none).
 struct Piece {
     std::string text;
     int number = 0;

@@ -8,7 +8,7 @@ namespace tc {
 // Prints a message with numbered inserts, so that a translation may change their order:
 //   %1 .. %99     the argument of that number as text
 //   %1!spec!      the same by the rules of printf, as %1!d! or %2!-8.3f!; a "*" in it takes the argument of
-//                 that number and shifts the others behind it: %1!*s! is argument 2 in the width of argument
+//                 that number and shifts the others after it: %1!*s! is argument 2 in the width of argument
 //                 1
 //   %n %r %t      line feed, carriage return, tab
 //   %0            ends the message

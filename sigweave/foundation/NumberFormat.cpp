@@ -38,7 +38,7 @@ std::uint64_t ScaledInteger(double value, int shift) {
 
 // --- Decimal digits ------------------------------------------------------------------------------
 
-constexpr int MAX_DIGITS = 17;  // behind the first one
+constexpr int MAX_DIGITS = 17;  // after the first one
 constexpr int EXPONENT_WIDTH = 5;
 
 constexpr auto INTEGER_POWERS = [] {

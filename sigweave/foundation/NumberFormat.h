@@ -14,7 +14,7 @@ enum StringFormat : int {
 };
 
 // Writes the number, right-aligned in `width` characters, and the suffix (null: none; not counted in the
-// width) behind it; answers the number of characters. The decimal separator is a comma or a point, whatever
+// width) after it; answers the number of characters. The decimal separator is a comma or a point, whatever
 // the locale. Halves round away from zero; beyond 18 digits zeros follow. Infinities and not-a-number are
 // written as printf does, without width and suffix. The buffer must have room for all of it and a terminating
 // zero.

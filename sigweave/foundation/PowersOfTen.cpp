@@ -70,7 +70,7 @@ static_assert(POWERS_OF_TEN[-MIN_EXPONENT] == 1.0 && POWERS_OF_TEN[POWER_COUNT -
 
 namespace {
 
-// A double has 52 bits behind its 11 bits of exponent.
+// A double has 52 bits after its 11 bits of exponent.
 constexpr int FRACTION_BITS = 52;
 constexpr int EXPONENT_BIAS = 1023;
 

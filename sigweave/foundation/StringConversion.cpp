@@ -77,12 +77,12 @@ TCString& Assign(TCString& dst, std::string_view text, std::size_t room) {
     return dst.AllocCopy(text);
 }
 
-// Escapes of one character: what follows the backslash and the byte it stands for, at the same index.
+// Escapes of one character: what follows the backslash and the byte it means, at the same index.
 constexpr std::string_view ESCAPES = "\"'?\\abcfnrtv";
 constexpr std::string_view ESCAPED = "\"'?\\\a\b\x11\f\n\r\t\v";
 static_assert(ESCAPES.size() == ESCAPED.size());
 
-// `text` begins behind the backslash. Appends what the escape stands for; false when it is wrong.
+// `text` begins after the backslash. Appends what the escape means; false when it is wrong.
 bool TakeEscape(std::string_view& text, std::string& out) {
     if (text.empty()) {
         out += '\\';
@@ -211,7 +211,7 @@ int SplitTexts(const char* text, List& out, const char* separator, bool keepSepa
     return Count(out);
 }
 
-// Calls `read` wherever one of the characters `begin` stands, then steps over that character and all that are
+// Calls `read` wherever one of the characters `begin` is, then steps over that character and all that are
 // in `within`.
 template <class Read>
 void ForEachNumber(const char* p, const char* begin, const char* within, Read read) {
@@ -270,7 +270,7 @@ bool HasMark(std::string_view text, std::string_view mark) {
     return text.substr(0, mark.size()) == mark;
 }
 
-// UTF-16 bytes behind the mark, with a 16-bit zero behind them that counts.
+// UTF-16 bytes after the mark, with a 16-bit zero after them that counts.
 void CopyUtf16(TCString& dst, std::string_view bytes, bool swap) {
     std::string copy(bytes);
     if (swap)

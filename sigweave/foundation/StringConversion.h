@@ -44,7 +44,7 @@ TC_API const char* GetLine(const char* p);
 // Looks for a line that begins with the name, without regard to case, and answers in `value` what follows the
 // next "=". The line need not go on with "=" (deliberately: a line gainx=1 answers to gain, and callers
 // order their names). With `maxLen` -1 the value ends at the line feed and is trimmed; without a line feed
-// behind it the value is empty (deliberately: texts end with a line feed). Any other `maxLen` takes that many
+// after it the value is empty (deliberately: texts end with a line feed). Any other `maxLen` takes that many
 // bytes as they are. False, and `value` unchanged, when there is no such line or no "=".
 TC_API bool ParseParam(const char* text, const char* name, TCString& value, int maxLen = -1);
 TC_API bool ParseParam(const char* text, const char* name, CString& value, int maxLen = -1);
@@ -62,7 +62,7 @@ TC_API int ConvertStringToStrArray(const char* text, TCArray<TCString, const TCS
 TC_API int ConvertStringToStrArray(const char* text, CStringArray& out, const char* separator,
                                    bool keepSeparator);
 
-// The decimal integers of the text, whatever stands between them.
+// The decimal integers of the text, whatever is between them.
 TC_API int ConvertStringToIntArray(const char* text, TCArray<int, int>& out);
 TC_API int ConvertStringToIntArray(const char* text, TCArray<int, const int&>& out);
 TC_API int ConvertStringToIntArray(const char* text, CArray<int>& out);
@@ -78,5 +78,5 @@ TC_API int ConvertStringToDblArray(const char* text, CArray<double>& out, bool d
 
 // The text (up to its first zero byte) as UTF-16 in `dst`, whose buffer is answered. A byte order mark
 // decides how the text is encoded, then an encoding="UTF-8" (in double quotes) in its declaration, else it is
-// code page 0. Behind a mark of UTF-16 the length of `dst` takes in the 16-bit zero that ends the text.
+// code page 0. After a mark of UTF-16 the length of `dst` takes in the 16-bit zero that ends the text.
 TC_API const char16_t* XMLToUnicode(TCString& dst, const char* text);

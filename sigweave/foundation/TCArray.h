@@ -14,8 +14,11 @@
 // `RemoveAll` with `freeMemory`, and by the destructor, so an array that is filled again and again allocates
 // nothing.
 //
-// ARG_TYPE is the type in which an element is handed to `Add`. Indexes are not checked; use one thread at a
-// time.
+// Pointers, references and iterators that it hands out are valid until the array grows beyond its storage
+// (GetAllocSize), gives the storage back, or is assigned to, moved from or destroyed. Removing elements moves
+// the ones after them, so what pointed there then shows another element, or none.
+//
+// ARG_TYPE is the type of the parameter of `Add`. Indexes are not checked; use one thread at a time.
 //
 // Field order and the order of the two virtual operations are part of the binary interface.
 template <class TYPE, class ARG_TYPE = const TYPE&>
@@ -42,6 +45,7 @@ class TCArray {
     int GetAllocSize() const { return maxSize; }
     bool IsEmpty() const { return size == 0; }
 
+    // Null while there is no storage.
     TYPE* GetData() { return data; }
     const TYPE* GetData() const { return data; }
     TYPE& operator[](int index) { return data[index]; }
@@ -132,7 +136,7 @@ void TCArray<TYPE, ARG_TYPE>::SetSize(int newSize, int newGrowBy) {
     }
     const int kept = std::max(newSize, 0);
     if (kept > maxSize) Grow(kept);
-    const int used = std::max<int>(size, 0);  // tells the optimiser that it is not negative
+    const int used = std::max<int>(size, 0);  // shows the optimiser that it is not negative
     if (kept > used)
         std::uninitialized_value_construct(data + used, data + kept);
     else

@@ -18,7 +18,7 @@ class TC_API TCCompareDBL {
     // -1, 0 or 1, for sorting: not-a-number comes before every number, and ties with itself.
     static int Compare(double a, double b, bool exact);
     // Moves two finite values that are equal (tolerantly) apart, `a` up and `b` down, by the epsilon of
-    // single precision. The step is absolute, deliberately, for callers that reckon with it: far from 0 it is
+    // single precision. The step is absolute, deliberately, for callers that rely on it: far from 0 it is
     // too small to part them.
     static void MakeUnequal(double& a, double& b);
 };

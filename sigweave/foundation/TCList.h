@@ -35,7 +35,7 @@ class TCList {
 
     // Whether one more value fits without memory.
     bool HasRoom() const { return added - removed != room; }
-    // Makes sure that so many more values fit; false when there is no memory.
+    // Makes sure that `count` more values fit; false when there is no memory.
     bool MakeRoom(int count) {
         const std::uint32_t needed = added - removed + static_cast<std::uint32_t>(count);
         return needed <= room || Grow(needed);

@@ -11,7 +11,7 @@
 #include "sigweave/platform/Framework.h"
 
 // The library's string: 8-bit characters with an explicit length, so that it can hold zero bytes, and always
-// a zero byte behind them, so that its buffer can be handed to functions that expect zero-terminated text.
+// a zero byte after them, so that its buffer can be handed to functions that expect zero-terminated text.
 //
 // It owns its storage; every copy is deep. A string without storage reads as the empty text: no reader ever
 // sees a null pointer, except from `LockBuffer`. Indexes and lengths are in bytes. Text operations step by
@@ -26,7 +26,7 @@ class TC_API TCString {
  public:
     enum DataFormat { ASCII = 0, BINARY = 1 };
 
-    // The empty text that stands in for missing storage.
+    // The empty text in place of missing storage.
     static const char s_Empty[1];
 
     TCString() = default;
@@ -95,7 +95,7 @@ class TC_API TCString {
     // Storage of exactly `n` + 1 bytes. The length is only cut, never raised (deliberately, despite the name:
     // callers set it with `ReleaseBuffer` when they know how much they wrote).
     char* GetBufferSetLength(int n);
-    // Room for `extra` bytes behind the content, answered as a pointer to the first of them. When the storage
+    // Room for `extra` bytes after the content, answered as a pointer to the first of them. When the storage
     // must grow it grows by `factor` more than needed, so that a run of appends copies little. The length
     // stays.
     char* AllocAddBuffer(int extra, double factor);
@@ -126,7 +126,7 @@ class TC_API TCString {
     // unless said otherwise
 
     int Find(char character, int start = 0) const;
-    // `start` must not be negative; a wrong one answers -1, as every `start` behind the content does. An
+    // `start` must not be negative; a wrong one answers -1, as every `start` after the content does. An
     // empty text is found at once.
     int Find(const char* text, int start = 0) const;
     // An empty text is never found.
@@ -146,7 +146,7 @@ class TC_API TCString {
     int Insert(int index, char character);
     int Insert(int index, const char* text);
     int Delete(int index, int count = 1);
-    // Both answer the number of replacements and go through all bytes, also those behind a zero byte.
+    // Both answer the number of replacements and go through all bytes, also those after a zero byte.
     int Replace(char oldCharacter, char newCharacter);
     int Replace(const char* oldText, const char* newText);
     // Answers the number of bytes removed.
@@ -222,10 +222,10 @@ class TC_API TCString {
     void Init();
 
  private:
-    // Grows the storage to at least `size` bytes, the content kept. More than a 32-bit length can tell throws
+    // Grows the storage to at least `size` bytes, the content kept. More than a 32-bit length can hold throws
     // std::bad_alloc, as any allocation that fails.
     TC_LOCAL void Reserve(std::int64_t size);
-    // Prints behind the first `offset` bytes.
+    // Prints after the first `offset` bytes.
     TC_LOCAL void PrintAt(int offset, const char* format, va_list arguments);
 
     char* data = nullptr;

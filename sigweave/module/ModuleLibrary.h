@@ -7,12 +7,15 @@
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/platform/Export.h"
 
-// What a module library exports. Kinds are numbered from 0; ids are the stable names that graph files use. A
-// module is deleted by the library that created it, as the class that it is.
+// What a module library exports. Kinds are numbered from 0; ids are the stable names that graph files use.
 extern "C" {
 TC_API int TCModuleLibrary_GetCount();
+// Valid as long as the library is loaded; null when there is no such kind.
 TC_API const char* TCModuleLibrary_GetId(int kind);
+// A new module, which the caller owns and gives back to TCModuleLibrary_Delete of this library, with the same
+// kind. Null when there is no such kind: nothing was created then. What the constructor throws comes out.
 TC_API TCBaseModule* TCModuleLibrary_Create(int kind, int instance);
+// Deletes a module of that kind as the class that it is. Ignored when there is no such kind; null is allowed.
 TC_API void TCModuleLibrary_Delete(int kind, TCBaseModule* module);
 // The interface versions of the headers that the library was built with.
 TC_API int TCGetInterfaceVersionProvidedByModule();

@@ -28,7 +28,7 @@ TC_API CString NotValid(const char* name, const CString& value, const CString& e
                         const CString& circumstances = "");
 
 // The parameter "start": a date, or a date and a time, in UTC, as 2026-03-01 or 2026-03-01T12:00:00.5Z.
-// Milliseconds since 1970-01-01; 0 for an empty text, which stands for the time of the run. False, with a
+// Milliseconds since 1970-01-01; 0 for an empty text, which means the time of the run. False, with a
 // further line in `error` that says what is allowed, for anything else; times up to 1970 are refused, since
 // no block can carry them.
 TC_API bool ParseStart(const CString& text, double& milliseconds, CString& error);
@@ -47,10 +47,10 @@ TC_API bool EndsSignal(TCBLOCKSTATUS state);
 // Declares an output for each input, of the same name: blocks of double values of that domain.
 TC_API void DeclareOutputs(TCPortHelper& ports, const char* domain);
 
-// The way to send samples: a block of `count` values, which are copied, with these metadata, of which the
-// state says where the block stands in its signal. Without samples the block has its metadata alone, so that
-// the end of a signal still gets there. 0 when sent, or nobody is wired to the output; else a negative code,
-// which is also in the port helper's error record.
+// Sends samples: a block of `count` values, which are copied, with these metadata, whose state is the place
+// of the block in its signal. Without samples the block has just its metadata, so that the end of a signal
+// still gets there. 0 when sent, or nobody is wired to the output; else a negative code, which is also in the
+// port helper's error record.
 TC_API int WriteSamples(TCPortHelper& ports, unsigned output, const TCTypeInfo& ti, const double* values,
                         std::size_t count);
 

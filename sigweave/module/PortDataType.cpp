@@ -15,7 +15,7 @@ constexpr TYPE LIST_OR_ADOPT = TCPortHelper::TYPE_MULTI | TCPortHelper::TYPE_ADO
 
 constexpr char TYPEINFO_ITEM[] = "TYPEINFO{TypeInfo}";
 
-// A matrix is only ever a pointer, told by its declarator.
+// A matrix is only ever a pointer, recognised by its declarator.
 struct Kind {
     TYPE code;
     const char* token;

@@ -27,8 +27,8 @@ class TC_API TCPortHelper::TCPortHelperImpl::DATATYPE {
     DATATYPE& operator=(DATATYPE&& other) noexcept;
     ~DATATYPE();
 
-    // The code of a type string with `count` items. A string of several items has only flags, for there is no
-    // single kind of elements. `plain` gets false for a token that stands for a list of items still to come.
+    // The code of a type string with `count` items. A string of several items has only flags, because there
+    // is no single kind of elements. `plain` gets false for a token that means a list of items still to come.
     static TYPE FindType(const char* typeString, int count, bool* plain = nullptr);
     // The type string of a code; `declarator` is that of a pointer. A code without a token, and a pointer
     // without a declarator, give an item that is empty on both sides. `count` gets the number of items.
@@ -45,7 +45,7 @@ class TC_API TCPortHelper::TCPortHelperImpl::DATATYPE {
     // one.
     void AddMultitype(const char* token, const char* declarator);
 
-    // What the port tells the host: null and 0 while the type is still to be adopted. Valid until the type
+    // What the port says to the host: null and 0 while the type is still to be adopted. Valid until the type
     // changes.
     const char* GetPortType(int* count) const;
     // Checks the type that a line brings, or adopts it. Differences go to the host under `name`.

@@ -19,7 +19,7 @@ using TypeInfoFlags = std::bitset<TYPE_INFO_FIELDS>;
 struct OutputMetadata {
     TypeInfoFlags automatic;
     TypeInfoFlags given;                 // explicitly, for the next block
-    bool handedOverBefore = false;       // tells the first state conflict from those after it
+    bool handedOverBefore = false;       // distinguishes the first state conflict from those after it
     int errorReceiver = -1;              // the receiver that refused the metadata last
     std::vector<unsigned> linkedInputs;  // the first that is connected is copied from
 };
@@ -46,7 +46,7 @@ inline void DropBlocks(TCIOStream& stream) {
 
 }  // namespace tc
 
-// One port: what was declared, its stream, and where reading or writing stands.
+// One port: what was declared, its stream, and how far reading or writing has got.
 struct TCPortHelper::TCPortHelperImpl::PORT {
     // Input: the state before the last one read. Output: the state of the last block written.
     TCBLOCKSTATUS previousState = INVALID;

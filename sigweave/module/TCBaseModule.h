@@ -22,7 +22,7 @@ struct RET_PORT {
 //
 //   constructed -> ports declared -> wired -> Init -> (Fetch, Execute)... -> Done -> DeleteStreams -> deleted
 //
-// The tag behind an operation says when the host calls it (docs/module-guide.md): [control] outside of runs,
+// The tag after an operation says when the host calls it (docs/module-guide.md): [control] outside of runs,
 // on the thread that edits the graph; [run] from Init to Done, on the one thread that runs it; [any] at any
 // time between construction and deletion. A module is never called by two threads at once.
 //
@@ -40,7 +40,7 @@ class TC_API TCBaseModule {
         MESSAGE_REGISTRY_PATH = 43,  // param: the address of the settings profile's new path
     };
 
-    // `instance` tells several modules of one kind in a graph apart; 0 means there is only one.
+    // `instance` distinguishes several modules of one kind in a graph; 0 means there is only one.
     explicit TCBaseModule(int instance);
     TCBaseModule(const TCBaseModule&) = delete;
     TCBaseModule& operator=(const TCBaseModule&) = delete;
@@ -49,7 +49,7 @@ class TC_API TCBaseModule {
     virtual const char* GetModuleId() const = 0;
     // 1: 1 for a source, else 0. [any]
     virtual int GetTypeOfModule();
-    // 2: one line that tells what the module does. [any]
+    // 2: one line that says what the module does. [any]
     virtual const char* GetDescription() const = 0;
     // 3: 0 means the host's default. [any]
     virtual unsigned long GetFrameColor();
@@ -95,7 +95,7 @@ class TC_API TCBaseModule {
     // 27: the name that the user sees, without the instance number. [any]
     virtual const char* GetBaseName() const = 0;
 
-    // The base name with the instance number behind it ("Filter3", "FFT2 3"), built at the first call. Valid
+    // The base name followed by the instance number ("Filter3", "FFT2 3"), built at the first call. Valid
     // as long as the module.
     const char* GetModuleName();
     int GetInstance() const { return instanceNumber; }

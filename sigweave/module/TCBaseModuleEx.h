@@ -31,7 +31,7 @@ struct TCModuleFile {
     enum USE : int {
         READS = 0,
         WRITES = 1,
-        // Beside files of this name those that have any digits behind it, as out.csv.part3: the module takes
+        // Besides files of this name also those with any digits after it, as out.csv.part3: the module takes
         // one that is free.
         WRITES_NUMBERED = 2
     };
@@ -44,7 +44,7 @@ struct TCModuleFile {
 // so that a host can show, check and store its settings without knowing the module. The module reads its
 // values with `ParamInt` and the others; they hold what the declaration allows, always.
 //
-// It also gives the module a place for its results, a way to tell its progress and its errors, and as many
+// It also gives the module a place for its results, a way to report its progress and its errors, and as many
 // inputs as the user wires. Same threads and tags as TCBaseModule. A library that was built for debugging
 // checks that a host keeps them, and sends a critical message once for each operation that does not. The
 // order of the virtual operations is part of the binary interface.
@@ -82,16 +82,16 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // 31: why the last operation that answered a negative code failed; empty when the port helper's error
     // record says it. Valid until the next failure. [any]
     virtual const char* GetLastErrorText();
-    // 32: all ports were taken away and so many inputs declared (see UseAnyNumberOfInputs): a module that has
+    // 32: all ports were taken away and `count` inputs declared (see UseAnyNumberOfInputs): a module that has
     // outputs declares them. Comes for the first time in the module's constructor. [control]
     virtual void OnInputsDeclared(int count);
     // 33: adds every file that the module will read and write with its present settings and ports, also
     // those that it writes for a while only. A host refuses a graph in which one of them would be lost. By
     // default the values of all parameters of the kinds FILE and OUTPUT_FILE. Files without a name of their
-    // own, as temporary ones in a fresh folder, need not be told. [control]
+    // own, as temporary ones in a fresh folder, need not be added. [control]
     virtual void GetFiles(TCArray<TCModuleFile>& files) const;
-    // 34: tells what Init would refuse, or what a run would, with the settings and lines as they are now and
-    // the signals that are foretold: all of it, in the words of Init. Makes nothing, opens nothing for
+    // 34: reports what Init would refuse, or what a run would, with the settings and lines as they are now
+    // and the signals that are foretold: all of it, in the words of Init. Makes nothing, opens nothing for
     // writing and changes nothing. [control]
     virtual void CheckStart(TCStartCheck& check);
     // 35: what is known before a run of the signal that an output will send, given what is known of the
@@ -134,7 +134,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // when the text is wrong or the values do not fit together; the settings are then as before.
     bool SetSettings(const char* text, TCString& error);
 
-    // What the module found so far, in the order in which it was added.
+    // What the module found so far, in the order in which it was added. The array is the module's: it changes
+    // as the module works and is emptied when a run begins, so copy what is to be kept.
     const TCArray<TCModuleResult>& GetResults() const { return results; }
 
  protected:
@@ -204,12 +205,12 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     using Values = std::vector<Value>;  // one a parameter
     class TC_LOCAL Change;
 
-    int FindIndex(const char* name) const;
-    bool HasOneOf(const char* name, const char* values) const;
-    const char* ValueText(int index) const;
-    static Value ReadValue(const TCModuleParameter& parameter, const char* text);
-    Values Defaults() const;
-    const Value& ValueAt(int index, const char* name, unsigned kinds) const;
+    TC_LOCAL int FindIndex(const char* name) const;
+    TC_LOCAL bool HasOneOf(const char* name, const char* values) const;
+    TC_LOCAL const char* ValueText(int index) const;
+    TC_LOCAL static Value ReadValue(const TCModuleParameter& parameter, const char* text);
+    TC_LOCAL Values Defaults() const;
+    TC_LOCAL const Value& ValueAt(int index, const char* name, unsigned kinds) const;
     int ChoicePosition(const char* name, const char* words) const;
     TC_LOCAL void ReportMistake(const tc::Bilingual& text, std::string_view what) const;
     TC_LOCAL void VerifyOrder(const char* operation, bool inRun) const;

@@ -14,7 +14,7 @@ struct TC_API TCModuleParameter {
     // INTEGER: 32 bits. NUMBER: finite, with a point whatever the locale, and with a unit if one likes: "3
     // kHz" and "3k" are 3000 in Hz (see tc::ReadQuantity). CHOICE: one of the words of `choices`. SWITCH: yes
     // or no. FILE: the path of a file that is read; OUTPUT_FILE: of one that is written. A host resolves
-    // tokens and backslashes in both, and takes a relative path that stands in a graph file as relative to
+    // tokens and backslashes in both, and takes a relative path in a graph file as relative to
     // that file's folder.
     enum Kind { INTEGER, NUMBER, TEXT, CHOICE, SWITCH, FILE, OUTPUT_FILE };
     // How a control goes from the minimum to the maximum.
@@ -63,7 +63,7 @@ struct TC_API TCModuleParameter {
 
 namespace tc {
 
-// One word of a CHOICE, and what it means to the module. The words stand in one place, so that none can be
+// One word of a CHOICE, and what it means to the module. The words are in one place, so that none can be
 // added or moved in the parameter alone:
 //
 //     enum class Mode { CUT, PAD };

@@ -44,7 +44,7 @@ struct TCPortError {
 //
 // Queries with an index out of range answer 0, false, null or the empty text. Value operations answer 0 when
 // there is nothing to do (no such port, not that element kind, nothing wired), and negative codes for
-// failures, which also stand in the error record: -2 another type, -3 wiring, -4 a state conflict at a
+// failures, which are also in the error record: -2 another type, -3 wiring, -4 a state conflict at a
 // receiver when it meets the first block of the output in a run and -18 afterwards, -14 a block or segment
 // that could not be made, or what was read not be kept, -5 -6 -12 -13 -15 inputs that do not belong together.
 // Nothing throws and nothing is shown: the host prints GetErrorText when it stops because of a negative code.
@@ -69,7 +69,7 @@ struct TCPortError {
 class TC_API TCPortHelper {
  public:
     // The numeric data-type code of a port: one kind in the low 24 bits, flags in the high byte. The values
-    // stand in files and bus segment names (never change).
+    // are stored in files and bus segment names (never change).
     using TYPE = std::uint32_t;
     static constexpr TYPE TYPE_SWORD = 0x00000001;
     static constexpr TYPE TYPE_SWORD1 = 0x00000002;
@@ -219,13 +219,13 @@ class TC_API TCPortHelper {
     // 0 when the names of all ports of that kind are there and differ, else -3 with the port, and as
     // `otherIndex` the other one of that name, in the error record.
     int CheckPortNames(PORTTYPE kind);
-    // `name`, or with " 2", " 3" ... behind it when another port of that kind has that name already.
+    // `name`, or followed by " 2", " 3" ... when another port of that kind has that name already.
     TCString MakePortNameUnique(PORTTYPE kind, unsigned index, const char* name) const;
 
     // --- External-parameter ports: inputs whose values stand in for settings ------------------------------
 
     // Two inputs that may carry external parameters, of which at most one is in use. They are ordinary inputs
-    // beside that: a block on the one in use is work for the module whatever the trigger groups say, and a
+    // besides that: a block on the one in use is work for the module whatever the trigger groups say, and a
     // run needs that one to be connected.
     void SetExtPorts(unsigned first, unsigned second);
     // The selector: 1 the first port is in use, 2 the second, any other number none. Answers the selector
@@ -280,7 +280,7 @@ class TC_API TCPortHelper {
     // Takes all connections and blocks from the streams of all ports, which can then be wired anew.
     void DeleteStreams();
     // An input drops its waiting blocks and forgets the metadata that it read. An output forgets a block that
-    // was begun and where it stood in its signal; what its receivers hold stays, and so do settings and
+    // was begun and its place in its signal; what its receivers hold stays, and so do settings and
     // metadata given for blocks to come.
     void ClearBuffer(PORTTYPE kind, unsigned index);
     void ClearBuffers();
@@ -434,7 +434,7 @@ class TC_API TCPortHelper {
     int* AllocIntMatrix(unsigned output, int rows, int cols);
     double* AllocDblMatrix(unsigned output, int rows, int cols);
     int WriteInternalData(unsigned output);
-    // Reads the next block into a buffer that the input owns, so that a module can tell whether anything
+    // Reads the next block into a buffer that the input owns, so that a module can find out whether anything
     // changed: compares that buffer with an output's, shape and values, bit by bit. Two buffers that were
     // never filled are not the same.
     int ReadInternalData(unsigned input);

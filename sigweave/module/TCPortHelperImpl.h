@@ -64,7 +64,8 @@ class TCPortHelper::TCPortHelperImpl {
     // Begins or goes on with a block of several parts, afresh after one that was refused; 1, 0 without a
     // receiver, or a negative code that is recorded.
     int StartParts(PORT& port);
-    // The result of handing metadata to the receivers: tells the first state conflict from later ones.
+    // The result of handing metadata to the receivers: distinguishes the first state conflict from later
+    // ones.
     int RecordConflict(PORT& port, int result);
     // Ends what was given for the block just written. 0, or the negative result, recorded.
     int FinishBlock(PORT& port, int result);
@@ -86,7 +87,7 @@ class TCPortHelper::TCPortHelperImpl {
     }
 
     double SyncTime();
-    // A text that tells the bus blocks of this module from those of others, made at the first use.
+    // A text that distinguishes the bus blocks of this module from those of others, made at the first use.
     const TCString& SymbolName();
     // The external-parameter input in use, if any.
     std::optional<unsigned> SelectedExtPort() const {

@@ -51,7 +51,7 @@ T* AllocMatrix(Impl& impl, unsigned output, int rows, int cols) {
                      rows, cols);
 }
 
-// Calls `work` with a pointer that tells the port's element type; 0 for a port without one.
+// Calls `work` with a pointer that has the port's element type; 0 for a port without one.
 template <class Work>
 int WithElements(TYPE code, Work work) {
     if ((code & (Impl::INT_KINDS | TCPortHelper::TYPE_SWORDMATRIX)) != 0)

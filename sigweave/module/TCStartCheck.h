@@ -14,7 +14,7 @@ struct TCForetoldSignal {
     std::optional<TCSI_Unit> unit;
 };
 
-// What a module is told, and what it says, when a host asks before a run whether it could begin (see
+// What a module learns, and what it answers, when a host asks before a run whether it could begin (see
 // TCBaseModuleEx::CheckStart).
 struct TCStartCheck {
     // By input: what is known of the signal that its line will bring; nothing for one without a line.

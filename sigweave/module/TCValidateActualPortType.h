@@ -7,7 +7,7 @@
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/platform/Export.h"
 
-// What the host's main window is asked or told about a type that arrives on a line. The record travels with
+// What the host's main window is asked or shown about a type that arrives on a line. The record travels with
 // HostCommand::ValidatePortType; the texts live as long as the call.
 struct VALIDATION_STRUCT {
     // Never change, only append.
@@ -22,7 +22,7 @@ struct VALIDATION_STRUCT {
 static_assert(offsetof(VALIDATION_STRUCT, code) == 24 && sizeof(VALIDATION_STRUCT) == 32);
 
 // Compares the type that a port declares with the type that a line brings. A type string is a list of items
-// token{declarator}, separated by blanks; the number of items always travels beside the string. Tokens name
+// token{declarator}, separated by blanks; the number of items always travels with the string. Tokens name
 // the kind of the elements and must be compatible; declarators name their meaning, and a difference is a
 // question to the user.
 //

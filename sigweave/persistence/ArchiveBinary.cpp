@@ -83,7 +83,7 @@ class ItemReader {
     // `bytes` are those of the whole archive, for the places in messages.
     ItemReader(std::string_view archiveBytes, CString& errorText) : bytes(archiveBytes), error(errorText) {}
 
-    // Behind those that `items` has already; `numbers` are theirs.
+    // After those that `items` has already; `numbers` are theirs.
     bool ReadItems(std::size_t begin, std::size_t end, int level, std::vector<ArchiveItem>& items,
                    std::unordered_set<int>& numbers) {
         for (std::size_t at = begin, next = begin; at < end; at = next) {

@@ -16,7 +16,7 @@ TC_API bool WriteXmlArchive(const ArchiveTree& archive, TCXML& document);
 // document's error then says which and in which line, and the archive is as before.
 TC_API bool ReadXmlArchive(TCXML& document, ArchiveTree& archive);
 
-// Whether a text can stand inside an element as it is.
+// Whether a text can be put inside an element as it is.
 bool IsXmlFragment(std::string_view text);
 
 }  // namespace tc

@@ -104,7 +104,7 @@ bool ParameterParser::ReadValue() {
     return StoreValue({value, static_cast<std::size_t>(p - value)});
 }
 
-// Behind the closing mark, or null.
+// After the closing mark, or null.
 const char* ParameterParser::FindEndOfQuoted(const char* value) const {
     const char mark = *value;
     for (const char* q = value + 1; q != end; ++q) {
@@ -118,7 +118,7 @@ const char* ParameterParser::FindEndOfQuoted(const char* value) const {
     return nullptr;
 }
 
-// At the delimiter or the end. Where parameters have prefixes, a delimiter without one behind it belongs to
+// At the delimiter or the end. Where parameters have prefixes, a delimiter without one after it belongs to
 // the value.
 const char* ParameterParser::FindEndOfPlain(const char* value) const {
     for (const char* q = value;; ++q) {

@@ -27,7 +27,7 @@ void ReplaceRange(std::vector<Record>& records, int from, int to, std::vector<Re
         records.erase(end, records.begin() + to);
 }
 
-// The first parameter that starts at `place` or behind it.
+// The first parameter that starts at `place` or after it.
 int FirstFrom(const std::vector<ParameterRecord>& parameters, std::int64_t place) {
     const auto at =
         std::partition_point(parameters.begin(), parameters.end(),
@@ -193,8 +193,8 @@ void ParameterText::Splice(int at, int removed, std::string_view inserted) {
     text.SetLength(oldLength + added - removed);
 }
 
-// Reads from the last parameter that no character behind `at` can have influenced to the first known one
-// behind the edit, from which on nothing changes.
+// Reads from the last parameter that no character after `at` can have influenced to the first known one
+// after the edit, from which on nothing changes.
 std::optional<ParameterText::Window> ParameterText::ReadAround(int at, int removed, int inserted,
                                                                const TableChange& change,
                                                                ParameterTable& fresh) const {
@@ -230,7 +230,7 @@ bool ParameterText::IsTheAdded(const ParameterRecord& parameter, const TableChan
            parameter.HasValue() == added.value.has_value() && ViewOf(value) == added.value.value_or("");
 }
 
-// Everything but the parameter and the section that change must stand where it stood, apart from the shift.
+// Everything but the parameter and the section that change must be where it was, apart from the shift.
 // Then what was known of the others is put in the place of what was read of them now.
 bool ParameterText::IsAsMeant(ParameterTable& fresh, const Window& window, const TableChange& change, int at,
                               int shift) const {

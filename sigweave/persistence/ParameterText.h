@@ -24,7 +24,7 @@ struct TableChange {
     int removedParameters = 0;
     std::optional<Parameter> addedParameter;
     std::optional<int> removedSection;
-    std::optional<std::string> addedSection;  // behind all others
+    std::optional<std::string> addedSection;  // after all others
 };
 
 // A parameter text and the table that was read from it. Edits replace characters and read only the
@@ -54,7 +54,7 @@ class ParameterText {
     std::string_view View() const { return ViewOf(text); }
     const TCString& Error() const { return error; }
     const ParameterTable& Table() const { return table; }
-    // As it stands in the text.
+    // As it is written in the text.
     std::string_view NameOf(const ParameterRecord& parameter) const;
     // Copies that are made when they are asked for; the index must be one of the table. A name lives until a
     // parameter comes or goes, a value until it is changed.
@@ -68,9 +68,9 @@ class ParameterText {
     bool Edit(int at, int removed, std::string_view inserted, const TableChange& change);
     bool IsConsistent() const;
 
-    // Behind the parameter, its split string included.
+    // After the parameter, its split string included.
     int EndOf(const ParameterRecord& parameter) const;
-    // Behind the delimiter at `place`; `place` when there is none.
+    // After the delimiter at `place`; `place` when there is none.
     int BehindDelimiter(int place) const;
 
  private:

@@ -51,7 +51,7 @@ int FindSection(const ParameterText& text, std::string_view name) {
     return at == sections.end() ? -1 : static_cast<int>(at - sections.begin());
 }
 
-// The section's parameters, which stand together: the index of the first and that behind the last.
+// The section's parameters, which are together: the index of the first and that after the last.
 std::pair<int, int> ParametersOf(const ParameterText& text, int section) {
     const auto& parameters = text.Table().parameters;
     const auto run = std::ranges::equal_range(parameters, section, {}, &ParameterRecord::section);
@@ -76,7 +76,7 @@ int Find(const ParameterText& text, FitsName fitsName, FitsSection fitsSection) 
     return -1;
 }
 
-// Behind the header's line: a comment and one delimiter.
+// After the header's line: a comment and one delimiter.
 int BehindHeader(const ParameterText& text, const SectionRecord& section) {
     const char* begin = text.Text();
     const char* end = begin + text.Text().GetLength();
@@ -86,7 +86,7 @@ int BehindHeader(const ParameterText& text, const SectionRecord& section) {
     return text.BehindDelimiter(static_cast<int>(behind - begin));
 }
 
-// Behind what goes with a deleted parameter. A line end that is no delimiter and so begins the name ends the
+// After what goes with a deleted parameter. A line end that is no delimiter and so begins the name ends the
 // comment before it; the parameter's delimiter takes its place.
 int BehindDeleted(const ParameterText& text, const ParameterRecord& parameter) {
     const std::string_view name = text.NameOf(parameter);
@@ -94,7 +94,7 @@ int BehindDeleted(const ParameterText& text, const ParameterRecord& parameter) {
     return !name.empty() && tc::IsLineEnd(name.front()) ? end : text.BehindDelimiter(end);
 }
 
-// Where a new parameter of the section may stand, the best place first.
+// Where a new parameter of the section may be, the best place first.
 std::vector<int> PlacesIn(const ParameterText& text, int section) {
     const int end = text.Text().GetLength();
     const auto& [parameters, sections] = text.Table();
@@ -124,7 +124,7 @@ bool InsertAt(ParameterText& text, int place, const std::string& name, int index
     return text.Edit(place, 0, lineEnd + ParameterLine(text, name), change);
 }
 
-// One edit, so that a name which the syntax cannot carry leaves no section behind.
+// One edit, so that a name which the syntax cannot carry leaves no empty section.
 bool AppendWithSection(ParameterText& text, const std::string& name, std::string_view section) {
     const std::string delimiter(text.Syntax().delimiters.First());
     std::string added = text.Text().IsEmpty() ? "" : delimiter;
@@ -136,7 +136,7 @@ bool AppendWithSection(ParameterText& text, const std::string& name, std::string
     return text.Edit(text.Text().GetLength(), 0, added, change);
 }
 
-// `written` is the value as it stands in the text, `meant` what it says; no value without it.
+// `written` is the value as it is in the text, `meant` what it says; no value without it.
 bool ReplaceValue(ParameterText& text, int index, std::string_view written,
                   std::optional<std::string_view> meant) {
     const ParameterRecord& parameter = RecordAt(text.Table().parameters, index);
@@ -158,7 +158,7 @@ bool SetNumber(ParameterText& text, int index, std::string_view number) {
     return IsParameter(text, index) && ReplaceValue(text, index, number, number);
 }
 
-// One argument and the delimiter behind it. The shell has taken the quotation marks away.
+// One argument and the delimiter after it. The shell has taken the quotation marks away.
 void AppendArgument(std::string& text, std::string_view argument, const tc::ParameterSyntax& syntax) {
     const char* end = argument.data() + argument.size();
     const char* p = argument.data();

@@ -27,11 +27,11 @@ class ParameterText;
 // which it was parsed until the next parse.
 //
 // A name runs to the split string, a value to the delimiter; blanks belong to both. A value in quotation
-// marks (both kinds) may hold delimiters and needs a delimiter right behind it. With prefixes, a plain value
-// may hold delimiters too, for there a delimiter ends it only before a prefix or at the end; a section header
-// or comment behind a plain value is then part of the value.
+// marks (both kinds) may hold delimiters and needs a delimiter right after it. With prefixes, a plain value
+// may hold delimiters too, because a delimiter then ends it only before a prefix or at the end; a section
+// header or comment after a plain value is then part of the value.
 //
-// Operations answer success. Why a text could not be parsed stands in `GetErrorText`; the table then holds
+// Operations answer success. `GetErrorText` says why a text could not be parsed; the table then holds
 // what precedes the error, and every edit is refused until a text is parsed or `Reset`. An edit that the
 // syntax cannot express without changing something else (a section name with a closing bracket, say) answers
 // false or -1 and changes nothing. References that are handed out are valid until the next parse or edit.
@@ -40,7 +40,7 @@ class TC_API TCProcessParameters {
  public:
     // How the text of a value reads (stored; never change). Independent of the locale.
     enum ParamValType {
-        NO_VALUE = 0,  // the name stands alone, or nothing stands behind the split string
+        NO_VALUE = 0,  // the name is alone, or nothing follows the split string
         INTEGER = 1,   // all of it is a decimal integer
         FLOAT = 2,  // all of it is a decimal number, or what `SetParamValDbl` writes: "inf", "-nan" and so on
         STRING = 3  // anything else, and whatever is written in quotation marks
@@ -63,7 +63,7 @@ class TC_API TCProcessParameters {
     void AddParamDelimiter(const char* delimiter);
     void AddParamSplitStr(const char* splitStr);
     void AddCommentStart(const char* commentStart);
-    // Values in quotation marks are written with backslash escapes (see UnQuoteEscapeChar). A mark behind a
+    // Values in quotation marks are written with backslash escapes (see UnQuoteEscapeChar). A mark after a
     // backslash does not end the value, even when that backslash is escaped itself: write a backslash at the
     // end of a value as \x5c.
     void UnQuote(bool unquote);
@@ -73,7 +73,7 @@ class TC_API TCProcessParameters {
 
     // Replaces the text; the number of parameters, or -1. A null text is an empty one.
     int ParseParamString(const char* text);
-    // A command line as `main` gets it: `argv[0]` is passed over, the first delimiter is put behind each of
+    // A command line as `main` gets it: `argv[0]` is passed over, the first delimiter is put after each of
     // the others, and values that hold a delimiter are put in quotation marks.
     int ParseParamString(int argc, const char** argv);
     // Forgets text, table and error; the syntax stays.
@@ -100,7 +100,7 @@ class TC_API TCProcessParameters {
     // Sections in the order of the text; 0 is the unnamed one before the first header, with position -1.
     int GetSectionCount() const;
     const TCString& GetSectionName(int section) const;
-    // Where the header's opening bracket stands.
+    // Where the header's opening bracket is.
     int GetSectionPosition(int section) const;
 
     // The index of the first match, or -1. A null section searches all, an empty one the unnamed section.
@@ -121,15 +121,15 @@ class TC_API TCProcessParameters {
     bool SetParamValStr(int index, const char* value);
     // Removes the value and its split string; the name stays.
     bool ClearParamVal(int index);
-    // Adds a parameter without a value behind the last one of its section (for an empty section, behind the
+    // Adds a parameter without a value after the last one of its section (for an empty section, after the
     // header; for the last section, at the end of the text), and the section at the end of the text when it
     // is missing; answers its index. Null and empty name the unnamed section; of sections of one name, the
     // first is meant. A prefix and a missing delimiter before it are written too. Without `allowDuplicate` a
     // parameter of that name is answered instead.
     int InsertParameter(const char* name, const char* section, bool allowDuplicate);
-    // Removes the parameter with its prefix and the delimiter behind it.
+    // Removes the parameter with its prefix and the delimiter after it.
     bool DeleteParameter(int index);
-    // Removes the first section of that name: its parameters, its header and the delimiters behind them.
+    // Removes the first section of that name: its parameters, its header and the delimiters after them.
     // Comments stay. False when there is none.
     bool DeleteSection(const char* section);
     // Whether the table is what parsing the text gives.

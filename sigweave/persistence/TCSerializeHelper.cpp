@@ -35,7 +35,7 @@ const char* GetCount(int& count, const char* src) {
     return src;
 }
 
-// Writes the items of a record one behind the other; without a destination it only counts.
+// Writes the items of a record one after the other; without a destination it only counts.
 class ItemWriter {
  public:
     explicit ItemWriter(char* start) : dst(start) {}

@@ -13,7 +13,7 @@
 //   the seven exponents), text and counted bytes 4 + length, metadata with its state 59 + length of the name.
 //
 // Writing answers the number of bytes; with a null `dst` it writes nothing and only answers the size, so that
-// callers measure first. Reading answers the address behind the item and trusts the data: the caller
+// callers measure first. Reading answers the address after the item and trusts the data: the caller
 // guarantees that all of it is there. Stateless; for any thread.
 class TC_API TCSerializeHelper {
  public:
@@ -25,9 +25,9 @@ class TC_API TCSerializeHelper {
     static int Serialize(char* dst, const TCSI_Unit& value);
     // The address, not what it points at, also for a pointer to characters.
     static int Serialize(char* dst, const void* value);
-    // `count` bytes, behind their 4-byte length when `withLength` is not 0.
+    // `count` bytes, after their 4-byte length when `withLength` is not 0.
     static int Serialize(char* dst, const unsigned char* bytes, int count, int withLength);
-    // All fields and the state, behind the 4-byte length of the rest.
+    // All fields and the state, after the 4-byte length of the rest.
     static int SerializeWithStatus(char* dst, const TCTypeInfo& value);
 
     static const char* DeSerialize(bool& value, const char* src);

@@ -11,15 +11,15 @@
 //   int       decimal text and a blank
 //   double    byte FE, the 8 raw bytes, a blank
 //   text      byte FF, 4-byte length, the bytes, a blank
-//   pointer   byte FD, the low 4 bytes of the address, nothing behind them
+//   pointer   byte FD, the low 4 bytes of the address, nothing after them
 //   unit      the factor as a double, the seven exponents as ints
 //   metadata  timestamp, samplerate, unit, range min, range max, then the name as text
 //
-// Reading moves `p` behind the token and answers true. On a mismatch it answers false, `p` stays before the
+// Reading moves `p` past the token and answers true. On a mismatch it answers false, `p` stays before the
 // token that did not fit, and single values and metadata are unchanged. Tokens are zero-terminated as a
 // whole; lengths inside them are trusted.
 //
-// Reading a text leaves the blank behind it unread, unlike every other token. That is deliberate: a text is
+// Reading a text leaves the blank after it unread, unlike every other token. That is deliberate: a text is
 // the last token of its group, and an int, which alone may follow it, passes over the blank. Stateless; for
 // any thread.
 class TC_API TCSerializeOldStream {

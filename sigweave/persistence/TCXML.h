@@ -55,7 +55,7 @@ class TC_API TCXMLNodeList {
 // is such a failure. One thread at a time; handles count as the document.
 //
 // Texts are in the character set of the locale, in the document in Unicode. What a document cannot hold,
-// control characters and malformed bytes, stands in it as the private characters U+10FE00 + byte, and reads
+// control characters and malformed bytes, becomes the private characters U+10FE00 + byte, and reads
 // as that byte again; so texts and values of attributes hold any bytes and come back the same. Reading a
 // character that the locale's character set lacks fails.
 //
@@ -77,24 +77,25 @@ class TC_API TCXML {
     bool Create(bool async = false);
     bool Release();
     // Whether texts that are nothing but white space are kept when loading, in the loads that follow. Without
-    // a call those are kept that are all that their element holds. What stands below an xml:space="preserve"
+    // a call those are kept that are all that their element holds. What is below an xml:space="preserve"
     // is always kept, and so are CDATA sections.
     bool PreserveWhiteSpace(bool preserve);
     // From a file in the encoding that it declares or marks (UTF-8 without either), or from a text (in the
     // locale's character set without a declaration). Nothing else is ever opened: external entities and
     // document types are not read. A reference to an entity that the document declares is refused, and its
     // default values for attributes are not filled in, so that no document grows when loaded. After a failure
-    // there is no document; a mistake in it is told with code, reason, line, column, byte and source line.
+    // there is no document; a mistake in it is reported with code, reason, line, column, byte and source
+    // line.
     bool Load(const char* path);
     bool LoadXML(const char* text);
     // UTF-8 with a full declaration; each element, comment and processing instruction on a line of its own,
     // one tab a level, lines ending in a line feed. What holds text, and what lies below an
     // xml:space="preserve", is written as it is. CDATA sections and the internal document type survive.
     //
-    // The file is written beside the old one and then takes its name, so a failure, as of a full disk, leaves
-    // the old one. Symbolic links, permissions and owner stay. Only what cannot be replaced so is written in
-    // place: devices, files with several names or of another owner, in folders that take no new files. A
-    // document without a root, or beyond the limits for loading it again, fails.
+    // The file is written next to the old one and then takes its name, so a failure, as of a full disk,
+    // leaves the old one. Symbolic links, permissions and owner stay. Only what cannot be replaced so is
+    // written in place: devices, files with several names or of another owner, in folders that take no new
+    // files. A document without a root, or beyond the limits for loading it again, fails.
     bool Save(const char* path);
     // Null when there is none.
     TCXMLNode GetDocument();
@@ -112,7 +113,7 @@ class TC_API TCXML {
     // The first of the nodes in document order. None is null, and a failure when `required`.
     TCXMLNode SelectSingleNode(const char* xpath, const TCXMLNode& node = {}, bool required = false);
     TCXMLNodeList SelectNodes(const char* xpath, const TCXMLNode& node = {});
-    // Null behind the last node; a failure for a list whose selection failed.
+    // Null after the last node; a failure for a list whose selection failed.
     TCXMLNode NextNode(TCXMLNodeList& list);
 
     // --- Reading and changing nodes
@@ -128,7 +129,7 @@ class TC_API TCXML {
     bool GetNodeText(const TCXMLNode& node, TCString& text);
     // As it is, in UTF-8, without a declaration. Private characters are not resolved.
     bool GetNodeXML(const TCXMLNode& node, TCString& xml);
-    // The line of the loaded text where the node stands, counted from 1: of an element the last line of its
+    // The line of the loaded text where the node is, counted from 1: of an element the last line of its
     // start tag, of an attribute that of its element, beyond 65535 that number. 0 when it is not known, as
     // for texts and for what was created.
     static int GetNodeLine(const TCXMLNode& node);

@@ -235,7 +235,7 @@ xmlDoc* XmlBuilder::Finish() {
     // What the engine waits for the end of, it knows best what is wrong with.
     if (!failed && !IsBlank(Pending(*context))) Parse({}, true);
     const bool open = context->nodeNr > 0, empty = xmlDocGetRootElement(context->myDoc) == nullptr;
-    // Its word for content behind the end, and for an end that comes too early.
+    // Its word for content after the end, and for an end that comes too early.
     if (error.code == XML_ERR_DOCUMENT_END) failed = !open && !empty;
     if (!failed && open) Fail(XML_ERR_TAG_NOT_FINISHED, UnclosedElement(*context->node));
     if (!failed && empty) Fail(XML_ERR_DOCUMENT_EMPTY, "There is no element");

@@ -32,11 +32,11 @@ class XmlBuilder {
     XmlBuilder(const XmlBuilder&) = delete;
     XmlBuilder& operator=(const XmlBuilder&) = delete;
 
-    // False once the text is wrong; `GetError` then tells.
+    // False once the text is wrong; `GetError` then says why.
     bool Feed(std::string_view piece);
     // Feeds the next piece of the file. False at its end or when reading failed, too.
     bool FeedFrom(std::FILE& file);
-    // Behind the last piece: the finished tree, or null.
+    // After the last piece: the finished tree, or null.
     xmlDoc* Finish();
     const XmlParseError& GetError() const { return error; }
     // Empty before its start tag came.

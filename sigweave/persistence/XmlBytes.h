@@ -4,8 +4,8 @@
 #include <string_view>
 
 // The 8-bit texts of the library as texts of an XML document, and back. A document holds Unicode characters
-// only, no control characters beside tab, line feed and carriage return, and nothing that is malformed. So a
-// byte that it cannot hold stands in it as the private character U+10FE00 + byte; reading turns that into the
+// only, no control characters besides tab, line feed and carriage return, and nothing that is malformed. So a
+// byte that it cannot hold becomes the private character U+10FE00 + byte; reading turns that into the
 // byte again. Every text without zero bytes comes back the same.
 namespace tc {
 

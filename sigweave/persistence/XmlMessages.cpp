@@ -10,7 +10,7 @@
 namespace tc {
 namespace {
 
-// Rows 1 to 4 tell of failures that this engine does not have.
+// Rows 1 to 4 are about failures that this engine does not have.
 constexpr _TC_StrResource MESSAGES[] = {
     {NOT_CREATED, "The XML document cannot be created", "Das XML Dokument kann nicht erzeugt werden"},
     {1,

@@ -10,7 +10,7 @@
 // message is kept.
 namespace tc {
 
-// The text of the node and all below it, without a copy where it is one plain text. A zero byte stands behind
+// The text of the node and all below it, without a copy where it is one plain text. A zero byte follows
 // it. Valid until the node's text is set or `buffer`, which holds it otherwise, changes. False for a null
 // node and for a text that the locale's character set cannot hold.
 TC_API bool XmlNodeText(const TCXMLNode& node, std::string& buffer, std::string_view& text);

@@ -27,7 +27,7 @@ std::string Reason() {
     return errno == EWOULDBLOCK ? IS_WRITTEN.Text() : LastSystemErrorText();
 }
 
-// Opens and ends what hides the room behind the document; the end has a name, too, so that it is an
+// Opens and ends what hides the room after the document; the end has a name, too, so that it is an
 // instruction of its own as long as nothing before it hides it.
 constexpr std::string_view HIDE = "<?part ", END = "<?part?>\n", END_MARK = "?>";
 
@@ -78,7 +78,7 @@ struct XmlRecordWriter::Impl {
     std::string root;
     std::unique_ptr<ReplacedFile> whole;  // until it begins
     std::unique_ptr<OutputFile> file;     // from then on
-    // Where the next part begins, and what stands there as long as none follows.
+    // Where the next part begins, and what is there as long as none follows.
     std::int64_t end = 0;
     std::string closing;
     std::int64_t size = 0;  // of the file
@@ -256,7 +256,7 @@ struct XmlRecordReader::Impl {
 
     XmlFile file;
     XmlBuilder builder{false};
-    // What is complete but was not asked for, and the root that it stood in.
+    // What is complete but was not asked for, and the root that it was in.
     std::deque<xmlNode*> children;
     xmlNode* root = nullptr;
     xmlDoc* rest = nullptr;
@@ -269,7 +269,7 @@ XmlRecordReader::Impl::~Impl() {
     xmlFreeDoc(rest);
 }
 
-// Whatever else stands below the root is dropped, so that the tree does not grow.
+// Whatever else is below the root is dropped, so that the tree does not grow.
 void XmlRecordReader::Impl::Take(xmlNode* child) {
     root = child->parent;
     xmlUnlinkNode(child);

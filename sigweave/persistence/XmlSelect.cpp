@@ -73,7 +73,7 @@ std::string VariableName(std::size_t index) {
     return "t" + std::to_string(index);
 }
 
-// Reads the literal behind its opening quote; false when it is not closed.
+// Reads the literal after its opening quote; false when it is not closed.
 bool TakeLiteral(std::string_view& xpath, std::string& text) {
     while (!xpath.empty()) {
         const char c = xpath[0];
@@ -129,7 +129,7 @@ std::optional<std::string> TakeLiterals(std::string_view xpath, std::vector<Lite
         }
         const std::string_view behind = xpath.substr(std::min(xpath.find_first_not_of(WHITE), xpath.size()));
         const std::string_view before = std::string_view(out).substr(0, out.find_last_not_of(WHITE) + 1);
-        if (before.ends_with("processing-instruction(")) {  // the one place where no variable may stand
+        if (before.ends_with("processing-instruction(")) {  // the one place where no variable is allowed
             out += '"' + text + '"';
             continue;
         }

@@ -11,8 +11,8 @@ namespace tc {
 // The nodes that an XPath expression (in UTF-8) selects from a node, in document order; with `first` no more
 // than one. Nothing when the expression is wrong or selects no nodes by its kind.
 //
-// Literals in double quotes are read with backslash escapes: \\ \" and \' stand for the character, any other
-// backslash for itself.
+// Literals in double quotes are read with backslash escapes: \\ \" and \' mean the character, any other
+// backslash itself.
 std::optional<std::vector<xmlNode*>> SelectXmlNodes(xmlNode* from, std::string_view xpath, bool first);
 
 }  // namespace tc

@@ -30,7 +30,7 @@ class XmlDocument {
     XmlDocument(const XmlDocument&) = delete;
     XmlDocument& operator=(const XmlDocument&) = delete;
 
-    // Takes the node and the siblings behind it out of the tree, and releases what nobody holds.
+    // Takes the node and the siblings after it out of the tree, and releases what nobody holds.
     void DetachFrom(xmlNode* node);
 
     xmlDoc* const tree;
@@ -56,7 +56,7 @@ inline void Hold(xmlNode* node, std::intptr_t change) {
         node->_private = reinterpret_cast<void*>(reinterpret_cast<std::intptr_t>(node->_private) + change);
 }
 
-// The next node behind `node` in the order of the document, without leaving `top`; null at its end.
+// The next node after `node` in the order of the document, without leaving `top`; null at its end.
 inline const xmlNode* NextXmlNode(const xmlNode* node, const xmlNode* top) {
     if ((node->type == XML_ELEMENT_NODE || node == top) && node->children != nullptr) return node->children;
     while (node != top && node->next == nullptr) node = node->parent;

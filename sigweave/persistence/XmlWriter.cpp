@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t BUFFER_SIZE = 1 << 16;
 constexpr int NO_LAYOUT = -1;
 
-// What stands for a byte in a text and in an attribute; null for the byte itself.
+// What replaces a byte in a text and in an attribute; null for the byte itself.
 struct Escape {
     char byte;
     const char* inText;
@@ -28,7 +28,7 @@ constexpr EscapeTable MakeTable(const char* Escape::*text) {
 }
 constexpr EscapeTable IN_TEXT = MakeTable(&Escape::inText), IN_ATTRIBUTE = MakeTable(&Escape::inAttribute);
 
-// How many bytes at the front of a text stay as they are, as far as eight at a time tell.
+// How many bytes at the front of a text stay as they are, as far as eight at a time show.
 std::size_t CountPlain(std::string_view text) {
     constexpr std::uint64_t ONES = 0x0101010101010101u, HIGH = 0x80 * ONES;
     const auto marks = [](std::uint64_t bytes, char c) {

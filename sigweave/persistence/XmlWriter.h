@@ -8,8 +8,8 @@
 
 namespace tc {
 
-// Writes nodes as text in UTF-8. Indented, each element, comment and processing instruction stands on a line
-// of its own behind one tab per level; the inside of an element that holds text, or is below an
+// Writes nodes as text in UTF-8. Indented, each element, comment and processing instruction is on a line
+// of its own after one tab per level; the inside of an element that holds text, or is below an
 // xml:space="preserve", is written as it is.
 class XmlWriter {
  public:

@@ -16,13 +16,13 @@ namespace tc {
 
 struct ChildPlan {
     std::chrono::milliseconds time{10000};          // by the clock on the wall; then the child is killed
-    std::size_t memory = std::size_t{2} << 30;      // address space beside what the parent has
+    std::size_t memory = std::size_t{2} << 30;      // address space, besides the parent's
     std::size_t fileSize = std::size_t{256} << 20;  // of each file that it writes
     std::vector<std::string> fileVariables;  // environment variables that name files in the child's folder
     Confinement confinement;                 // all of it, or the child does not begin
 };
 
-// The child's way to tell its parent something while it works.
+// With this the child reports to its parent while it works.
 class ChildReport {
  public:
     explicit ChildReport(int pipeEnd) : descriptor(pipeEnd) {}
@@ -90,7 +90,7 @@ struct ChildEnd {
 // from standard input, leaves no core file, and takes the processes that it started with it. Its folder, and
 // those that variables name for temporary and own files, lie in a temporary folder that was made for it; this
 // one is taken away when no process of the child is left. A child that could not enter its folder, or not be
-// confined as planned, does not begin. `onReport` is called in the parent for everything that the child told,
+// confined as planned, does not begin. `onReport` is called in the parent for each report of the child,
 // in order. The work's return is the end Finished, whatever static objects there are; exit() in it is Exited.
 //
 // To be called while the process has one thread.
@@ -101,7 +101,7 @@ ChildEnd RunInChild(const ChildPlan& plan, const std::function<void(const ChildR
 // be started at all. As RunInChild.
 Confinement FindConfinement(ChildEnd& end);
 
-// Bytes of the heap that are in use in this process; -1 where that cannot be told.
+// Bytes of the heap that are in use in this process; -1 where it is not known.
 std::int64_t HeapInUse();
 
 }  // namespace tc

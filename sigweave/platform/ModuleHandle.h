@@ -4,7 +4,7 @@
 
 #include "sigweave/platform/Export.h"
 
-// A loaded module library. Null stands for "no library".
+// A loaded module library. Null means "no library".
 using HINSTANCE = void*;
 
 // Loads the library with every symbol resolved at once and none of them visible to other libraries. Null on

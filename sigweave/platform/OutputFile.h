@@ -22,9 +22,9 @@ class OutputFile {
     // Hands the parts to the system in one piece, so that no other write comes between them; false when it
     // did not take all of them.
     bool Write(std::initializer_list<std::string_view> parts);
-    // Over what stands there, and beyond the end.
+    // Over what is there, and beyond the end.
     bool WriteAt(std::int64_t offset, std::string_view text);
-    // Cuts off what stands behind that many bytes, at once.
+    // Cuts off everything after that many bytes, at once.
     bool Shrink(std::int64_t size);
     // In bytes; -1 when the system does not say.
     std::int64_t Size() const;

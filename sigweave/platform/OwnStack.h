@@ -23,7 +23,7 @@ class OwnStack {
     // The lowest address that work may use, and the one above the highest. Null before `Reserve`.
     const char* Lowest() const;
     const char* Top() const { return base + size; }
-    // How far down the running stack is, this one or another. The frame address would tell it too, but costs
+    // How far down the running stack is, this one or another. The frame address would show it too, but costs
     // each function that asks for it a frame pointer.
     [[gnu::always_inline]] static const char* Here() {
         const char* here;

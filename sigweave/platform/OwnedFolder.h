@@ -16,7 +16,7 @@ namespace tc {
 // made it takes it away, not one forked from it. One thread.
 class OwnedFolder {
  public:
-    // With a random name behind `prefix`, for the owner alone, in the folder for temporary files or in
+    // With a random name after `prefix`, for the owner alone, in the folder for temporary files or in
     // `parent`. Null when it cannot be made; `failed` says why.
     static std::unique_ptr<OwnedFolder> MakeTemporary(const std::string& prefix, std::error_code& failed,
                                                       const std::filesystem::path& parent = {});

@@ -12,10 +12,10 @@ enum class StandardStream : int { Input = 0, Output = 1, Error = 2 };
 // Whether a person sits at the other end.
 TC_API bool TCIsTerminal(StandardStream stream);
 
-// The folder of the running program's file, links resolved; empty when the system does not tell.
+// The folder of the running program's file, links resolved; empty when the system does not say.
 TC_API std::string TCGetProgramFolder();
 
-// What becomes of a call of the system that waits, as for a pipe, when a signal comes.
+// What happens to a waiting call of the system, such as for a pipe, when a signal comes.
 enum class WaitingCalls { GoOn, Fail };
 
 // Calls the handler when the program is asked to end: by Ctrl-C, by the system, or because its terminal goes

@@ -10,14 +10,14 @@ namespace tc {
 
 class OutputFile;
 
-// A file that gets its new content as a whole: what is written goes to a file beside it, which takes its name
-// in the end, so that whatever fails leaves the old content. Symbolic links are followed; permissions and
-// owner stay.
+// A file that gets its new content as a whole: what is written goes to a file next to it, which takes its
+// name in the end, so that whatever fails leaves the old content. Symbolic links are followed; permissions
+// and owner stay.
 //
-// The file beside it is called NAME.part, or NAME.part2, NAME.part3 and so on where there is such a file
+// The file next to it is called NAME.part, or NAME.part2, NAME.part3 and so on where there is such a file
 // already: no file that this object did not make is ever written or removed.
 //
-// Where a file beside it could not be the same file, it is written in place instead, from its beginning on,
+// Where a new file could not be the same file, it is written in place instead, from its beginning on,
 // and cut where the new content ends: what is not a regular file, is a standard stream of this process, has
 // further names, belongs to somebody else, or lies in a folder that takes no new files. Used by one thread.
 class TC_API ReplacedFile {
@@ -33,7 +33,7 @@ class TC_API ReplacedFile {
     // Null when the file cannot be written; `errno` then says why.
     static std::unique_ptr<ReplacedFile> Open(const std::string& path, Options options);
     static std::unique_ptr<ReplacedFile> Open(const std::string& path) { return Open(path, Options{}); }
-    // Leaves the old content, and nothing beside it, unless `Commit` succeeded or `Keep` was called.
+    // Leaves the old content, and no other file, unless `Commit` succeeded or `Keep` was called.
     ~ReplacedFile();
     ReplacedFile(const ReplacedFile&) = delete;
     ReplacedFile& operator=(const ReplacedFile&) = delete;
@@ -47,7 +47,7 @@ class TC_API ReplacedFile {
     std::unique_ptr<OutputFile> CommitAndGoOn();
     // What was written stays where it is (see PartName), unless it is put in place.
     void Keep();
-    // The path of the file that is being written: of the one beside it, or of the file itself when it is
+    // The path of the file that is being written: of the one next to it, or of the file itself when it is
     // written in place.
     std::string PartName() const;
     bool IsInPlace() const;

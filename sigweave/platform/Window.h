@@ -71,6 +71,6 @@ enum class HostCommand : unsigned long {
 TC_API void TCSetMainWindow(CWnd* window);
 TC_API CWnd* TCGetMainWindow();
 
-// The context by which sizes on the screen are reckoned: the main window's, or a stand-in of 96 pixels per
+// The context by which sizes on the screen are calculated: the main window's, or a stand-in of 96 pixels per
 // inch while there is none. Never null. The stand-in keeps one mapping mode for the process.
 TC_API CDC* TCGetScreenDC();

@@ -13,7 +13,7 @@ namespace tc {
 //     constexpr tc::Bilingual NO_FILE("there is no file '%1'", "es gibt keine Datei '%1'");
 //     report(NO_FILE.With({path}));
 //
-// "%1" to "%9" stand for the inserts, in any order. Both texts must have the same ones, or it does not
+// "%1" to "%9" are replaced by the inserts, in any order. Both texts must have the same ones, or it does not
 // compile. What machines read (names, codes, numbers, files) is never translated. Stateless; any thread.
 class Bilingual {
  public:

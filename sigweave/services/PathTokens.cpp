@@ -11,7 +11,7 @@ namespace tc {
 
 namespace {
 
-// Missing for a name that stands for nothing.
+// Missing for an unknown name.
 using Lookup = std::optional<std::string> (*)(const std::string& name);
 
 constexpr std::size_t LONGEST_TEXT = 32'767;
@@ -23,7 +23,7 @@ void Trim(std::string& text, const char* set) {
 }
 
 // `token` begins with the percent sign, which is trimmed last. So the flag is deliberately understood only
-// behind a folder's name, not before it, for the settings that were written so.
+// after a folder's name, not before it, for the settings that were written so.
 template <bool MAY_CREATE>
 std::optional<std::string> FolderOf(const std::string& token) {
     constexpr std::string_view CREATE = "CSIDL_FLAG_CREATE";

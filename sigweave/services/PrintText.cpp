@@ -68,7 +68,7 @@ int ReadCount(const char*& at) {
     return count;
 }
 
-// From behind the percent sign; `at` moves behind the conversion.
+// From after the percent sign; `at` moves past the conversion.
 Conversion ReadConversion(const char*& at) {
     Conversion conversion;
     for (; *at == '-' || *at == '0'; ++at) (*at == '-' ? conversion.left : conversion.zeros) = true;

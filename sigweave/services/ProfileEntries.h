@@ -16,7 +16,7 @@ enum class Hive { Machine, User };
 struct ProfileEntry {
     std::string section;
     std::string name;
-    // Missing for the row that stands for a section without entries.
+    // Missing for the row of a section without entries.
     std::optional<std::variant<std::int32_t, std::string>> value;
 };
 

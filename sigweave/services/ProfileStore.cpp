@@ -142,7 +142,7 @@ Database OpenDatabase(const std::string& path, int flags) {
     return database;
 }
 
-// A hive with a write-ahead log is read with a file of locks beside it. Where that can be neither found nor
+// A hive with a write-ahead log is read with a file of locks next to it. Where that can be neither found nor
 // made, nobody writes the hive either.
 bool LacksLocks(sqlite3* database) {
     const int result = sqlite3_exec(database, "SELECT 1 FROM sqlite_schema", nullptr, nullptr, nullptr);
@@ -335,7 +335,7 @@ class ProfileStore::Connection {
     bool writable = false;
     ReadValues readValues;
     Database database;
-    // Behind the database, so that they go first.
+    // After the database, so that they go first.
     Statement readEntry;
     Statement makeKey;
     Statement writeEntry;

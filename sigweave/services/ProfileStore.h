@@ -17,10 +17,10 @@ namespace tc {
 //
 // The connection is kept between calls, but never across a fork: call `BeforeFork` and `AfterFork` around it.
 // It is made anew when the path of the hive changes, and when the file is removed or replaced. Reading makes
-// no file. A hive with a rollback journal remembers what it read until the file's header tells of a change by
+// no file. A hive with a rollback journal remembers what it read until the file's header shows a change by
 // anyone; a value that was complete when reading began is never missed.
 //
-// A hive that may be read is read, also where nothing may be written beside it. Failures are silent: nothing
+// A hive that may be read is read, also where nothing may be written next to it. Failures are silent: nothing
 // is read, nothing is written.
 class ProfileStore {
  public:

@@ -31,7 +31,7 @@ TC_API int TCSetLoadStrResLanguage(int language);
 TC_API const char* LoadStrRes(int id, int language, int count, const _TC_StrResource* table);
 TC_API const char* LoadStrRes(int id, int count, const _TC_StrResource* table);
 
-// From the table that a module library exports, in the language in use. A null module stands for the current
+// From the table that a module library exports, in the language in use. A null module means the current
 // resource module.
 TC_API CString LoadStrRes(unsigned int resourceId, HINSTANCE module);
 // Sets the current resource module (null, the default: none) and answers the one before. The library must

@@ -43,6 +43,6 @@ class TC_API TCExactTimeDiffPeriodic : public TCExactTimeDiff {
     double variance = 0.0;  // ms^2
 };
 
-// Keeps the processor busy until at least so many milliseconds have passed; answers how many have. Nothing is
-// waited for when `ms` is negative or not finite.
+// Keeps the processor busy until at least that many milliseconds have passed; answers how many did. Nothing
+// is waited for when `ms` is negative or not finite.
 TC_API double TCBusyWaiting(double ms);

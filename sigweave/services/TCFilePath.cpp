@@ -36,7 +36,7 @@ std::string_view FirstCharacters(std::string_view text, std::size_t count) {
     return {text.data(), p};
 }
 
-// The name behind as much of its folder as there is room for.
+// The name after as much of its folder as there is room for.
 std::string Compact(std::string_view path, std::size_t room) {
     if (CountCharacters(path) <= room) return std::string(path);
     // The backslash at the end of a folder belongs to its name.

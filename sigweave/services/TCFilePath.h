@@ -64,7 +64,7 @@ class TC_API TCFilePath {
     TCString& GetPathRef() { return path; }
 
     // Of the absolute path: all before the last backslash (with it where it is the root), and what follows
-    // it; of that what stands before the last point, and what follows that.
+    // it; of that the part before the last point, and what follows that.
     TCString GetDirectory() const;
     TCString GetFileName() const;
     TCString GetFileTitle() const;
@@ -96,8 +96,8 @@ class TC_API TCFilePath {
     static bool IsRelative(const char* path) { return !IsAbsolute(path); }
 
     // Shortens a path for display in `width` pixels of the window (null: the main window): folders in the
-    // middle give way to "...", the file's name last. Reckoned with the average width of a character. False,
-    // and the text as short as it gets, when even that is too wide.
+    // middle give way to "...", the file's name last. Calculated with the average width of a character.
+    // False, and the text as short as it gets, when even that is too wide.
     static bool MakeCompactPath(TCString& path, int width, HWND window);
 
  private:

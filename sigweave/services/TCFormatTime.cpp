@@ -282,7 +282,7 @@ std::string_view View(const char* format) {
 }
 
 bool CalcLocal(tm& calendar, double time, double& fraction) {
-    constexpr double LIMIT = 9e18;  // of what an integer of 64 bits can tell
+    constexpr double LIMIT = 9e18;  // of what an integer of 64 bits can hold
     const double seconds = std::trunc(time / 1000);
     if (!(std::abs(seconds) < LIMIT)) return false;
     if (!tc::ToLocalTime(static_cast<std::int64_t>(seconds), calendar)) return false;

@@ -12,8 +12,8 @@
 //     TCFormatTime::FormatTime(name, "run_%yyyy-%MM-%dd_%hh-%mm-%ss.txt", TCSystemTime(), 0);
 //
 // Times are milliseconds since 1970-01-01 00:00 UTC and are shown in local time. With a reference (not 0) the
-// text shows the duration from the reference to the time instead: as the time of day that a clock shows which
-// stood at midnight of the reference's day when the duration began. That clock is the local one: on a day
+// text shows the duration from the reference to the time instead: as the time of day on a clock
+// that showed midnight of the reference's day when the duration began. That clock is the local one: on a day
 // when summer time begins or ends, it jumps with it.
 //
 // What is no token stays as it is, also a percent sign at the end. The longest token counts. Names are in the
@@ -80,7 +80,7 @@ class TC_API TCFormatTime {
         isoWoY,
         Percent
     };
-    // How far a token reaches: it stands for its unit and, in a duration, for all below.
+    // How far a token reaches: it means its unit and, in a duration, all below.
     enum SystemType : int { NONE = 0, FRACTION = 1, SECOND = 2, MINUTE = 3, HOUR = 4, DAY = 5 };
 
     TCFormatTime() = default;
@@ -91,7 +91,7 @@ class TC_API TCFormatTime {
     bool IsEmpty() const { return formatText.IsEmpty(); }
     // The tokens of the format in their order.
     const std::vector<TimeFormat>& GetTokens() const { return tokens; }
-    // Of the first token that stands for a time; NONE without one. Months and years count as DAY.
+    // Of the first token that means a time; NONE without one. Months and years count as DAY.
     SystemType GetSystem() const;
 
     // Both as `FormatTime`.
@@ -109,7 +109,7 @@ class TC_API TCFormatTime {
     // (never negative). Null for a time that no calendar has, or a reference whose day began before 1970.
     static tm* CalcTime(tm* calendar, const double& time, const double& reference, double& fraction);
 
-    // The duration in milliseconds that the calendar fields tell up to the unit of `GetSystem`: seconds and
+    // The duration in milliseconds that the calendar fields give up to the unit of `GetSystem`: seconds and
     // their fraction, then minutes, hours and the day of the month as far as it reaches. Without tokens, time
     // - reference; 0 when the calendar does not know the time.
     double CalcDiffTimeLow(const double& time, const double& reference) const;

@@ -41,7 +41,7 @@ class Watched {
 //
 //     2024-03-05 07:08:09.012345,  4711, Logging, Notice   , Filter, corner frequency 50 Hz
 //
-// A line tells the local time, the thread, the name of the log type, the level, the source and the text; it
+// A line has the local time, the thread, the name of the log type, the level, the source and the text; it
 // ends in CR LF. Log types say which part of a program speaks: bit n is type 2^n, and type 0 is of no part.
 // The masks of types and levels decide what is written. Library entries have type 0 and level TRACE.
 //
@@ -75,7 +75,7 @@ class TC_API TCLogFile {
     virtual ~TCLogFile();
 
     // Opens the file, or changes the settings of the open one. `fileName` is a pattern with the tokens of
-    // TCFormatTime; empty or ending in a slash or backslash it gets a default name with the time behind it.
+    // TCFormatTime; empty or ending in a slash or backslash it gets a default name followed by the time.
     // When it expands to another name than that of the open file, that one is closed. `append` keeps what an
     // existing file holds; `flush` brings every line to the disk, which takes milliseconds.
     //
@@ -90,9 +90,9 @@ class TC_API TCLogFile {
     // False only when the system reports that something was lost.
     bool Close();
 
-    // By the rules of printf; beside them %lpPtr writes the low 32 bits of a pointer, as 0x0012abcd: it is
-    // replaced by 0x%08x first, deliberately also behind another percent sign. CR, LF and tab become <\r>,
-    // <\n> and <\t>. Without text (a null format) the line ends behind the source.
+    // By the rules of printf; besides them %lpPtr writes the low 32 bits of a pointer, as 0x0012abcd: it is
+    // replaced by 0x%08x first, deliberately also after another percent sign. CR, LF and tab become <\r>,
+    // <\n> and <\t>. Without text (a null format) the line ends after the source.
     bool Log(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, ...);
     bool LogV(unsigned long logType, LOG_LEVEL level, const char* source, const char* format, va_list args);
     // A line whose text ends in the length, then the bytes as they are, then CR LF. The text, written as it

@@ -31,7 +31,7 @@ constexpr std::size_t MOST_REPLACED_BYTES = std::size_t{256} << 20;
 constexpr std::size_t STACK_BYTES = std::size_t{512} << 20;
 constexpr std::size_t SMALLEST_STACK_BYTES = std::size_t{128} << 20;
 constexpr std::size_t STACK_RESERVE = std::size_t{64} << 20;
-// Calls that stay within this keep their memory for the next; deeper ones are slow, for they leave the
+// Calls that stay within this keep their memory for the next; deeper ones are slow, because they leave the
 // caches.
 constexpr std::size_t STACK_KEPT = std::size_t{1} << 20;
 
@@ -152,7 +152,7 @@ bool HasTooManyLookAheads(const TCString& pattern) {
 }
 
 // The engine copies what a counted repeat repeats, up to 100,000 times, with all that its sets of characters
-// were written with. A bracket behind one of these does not end a set.
+// were written with. A bracket after one of these does not end a set.
 bool HasLargeSetToCopy(std::string_view pattern) {
     constexpr std::string_view NO_END_BEHIND = "=:.\\";
     constexpr std::size_t SHORTEST = 3;

@@ -7,7 +7,7 @@
 #include "sigweave/platform/Export.h"
 
 // A regular expression: searches, matches and replaces in 8-bit text, byte by byte, zero bytes included. It
-// is the standard library's engine behind an interface without its types. Nothing is thrown: what goes wrong
+// is the standard library's engine with an interface without its types. Nothing is thrown: what goes wrong
 // is kept as a code that `IsError` hands out.
 //
 // The engine tries the ways in which an expression can match one after the other, by recursion. What that
@@ -22,13 +22,13 @@
 //           refuses all. What a deep match took of the memory is given back when it is done.
 //   time    Nested repeats ("(a+)+$", "(a|aa)*b") and repeated alternatives ("(a|a){40}b", "(|){40}b") can
 //           take exponential time to fail, several open repeats in a row (".*.*.*x") a power of the text's
-//           length, and a search without a match ("[a-z]*x") its square, for it starts anew at each
+//           length, and a search without a match ("[a-z]*x") its square, as it starts anew at each
 //           character. After 120 million steps, and 1000 more for each byte of the text, an operation gives
 //           up with ERROR_COMPLEXITY: after a second or two for a short text, and up to ten for a megabyte. A
 //           step is one look at a character or an edge of the text, whether it matches or not, one round of
 //           a repeat, one group, and one state of the expression for each match and look-ahead; a round far
 //           down the stack counts as 60. So at each byte there may be hundreds of alternatives. In a pattern
-//           of hundreds of groups, n, there are n / 100 times fewer steps, for each may pass all of them.
+//           of hundreds of groups, n, there are n / 100 times fewer steps, as each may pass all of them.
 //   size    A pattern of more than 65,536 bytes or 100 look-aheads is refused with ERROR_COMPLEXITY, one of
 //           more than 100,000 states (as "a{100001}"), or with counted repeats and a set of more than 500
 //           bytes, with ERROR_SPACE. Stored results repeat the rest of the text for each match: 17,000
@@ -123,7 +123,7 @@ class TC_API TCRegExp {
     // the expression matches the empty text.
     bool Find(const TCString& text, unsigned long matchFlags);
     // `result` becomes the text with each match replaced by `format`, where $1 is the first group, $& the
-    // match, $` and $' what stands before and after it and $$ a dollar sign. True also when nothing matched.
+    // match, $` and $' what is before and after it and $$ a dollar sign. True also when nothing matched.
     // `result` may be one of the other texts; it is unchanged when the answer is false.
     bool Replace(TCString& result, const TCString& text, const TCString& format, unsigned long matchFlags);
 

@@ -10,7 +10,7 @@ namespace {
 constexpr double TIMER_TICKS_PER_MS = 10'000;
 constexpr double SPIN_MS = 0.4;
 
-// Saturates: a period may be longer than the counter can tell.
+// Saturates: a period may be longer than the counter can count.
 std::int64_t Later(std::int64_t counter, double ticks) {
     constexpr std::int64_t LAST = std::numeric_limits<std::int64_t>::max();
     if (ticks >= static_cast<double>(LAST - counter)) return LAST;

@@ -23,12 +23,12 @@ class TC_API TCWaitTimeout : public TCExactTimeDiff {
     // Nothing is left when the clock does not run.
     double GetRest() const { return Running() ? timeout - GetExpired() : 0.0; }
 
-    // False when the time-out has passed; else sleeps so long, -1: one step, but not beyond the whole
+    // False when the time-out has passed; else sleeps for `ms` (-1: one step), but not beyond the whole
     // milliseconds of the rest.
     bool Sleep(int ms) const;
-    // True when the handle was signalled within the whole milliseconds of the rest. Null stands for the event
-    // of the constructor; without one, and when the time-out has passed, false at once. `result` (may be
-    // null) takes a `tc::WaitResult` when there was a wait.
+    // True when the handle was signalled within the whole milliseconds of the rest. Null means the event of
+    // the constructor. Without either, and when the time-out has passed, false at once: there is no wait.
+    // `result` (may be null) takes a `tc::WaitResult` when there was one, and is unchanged otherwise.
     bool Wait(void* handle, unsigned long* result);
 
  private:

@@ -9,7 +9,7 @@
 
 namespace tc {
 
-// Compares many names with one. Most other channels are told apart by their index alone.
+// Compares many names with one. Most other channels are distinguished by their index alone.
 class WantedName {
  public:
     explicit WantedName(const char* wanted);

@@ -16,7 +16,7 @@ class TCPortHelper;
 // that runs the graph.
 //
 // Results: a negative code is a failure; -1 there is no port helper, others as for TCPortHelper, whose error
-// record then tells more. Nothing throws.
+// record then says more. Nothing throws.
 class TC_API TCBlockBuffer {
  public:
     class TCBlock;
@@ -135,7 +135,7 @@ class TC_API TCBlockBuffer::TCBlock {
     // bytes are no whole frame.
     int WriteBlock(TCPortHelper* ph, unsigned int port) const;
 
-    // Characters, which are bytes, of all texts together, without anything between or behind them. A text
+    // Characters, which are bytes, of all texts together, without anything between or after them. A text
     // ends at its first zero byte; with `binary` all its bytes count. 0 for a block of other elements.
     int StrLen(bool binary) const;
 
@@ -155,7 +155,7 @@ class TC_API TCBlockBuffer::TCBlock {
     TC_LOCAL bool IsMatrix() const;
     TC_LOCAL bool IsText() const;
     TC_LOCAL bool Put(int position, const TCBlock& block);
-    // 0 when the other's elements can stand behind this block's, else what keeps them apart.
+    // 0 when the other's elements can follow this block's, else what keeps them apart.
     TC_LOCAL int Misfit(const TCBlock& other) const;
     TC_LOCAL static int NotCreated(TCPortHelper* ph, int kind, unsigned int port);
     TC_LOCAL int Read(TCPortHelper* ph, unsigned int port);

@@ -8,16 +8,16 @@
 
 class TCPortHelper;
 
-// The name of a bus segment: it tells which of a bus's channels the segment holds, and what its data are.
+// The name of a bus segment: it says which of a bus's channels the segment holds, and what its data are.
 // Four texts joined by carriage return and line feed (stored; never change):
 //
 //   port index     decimal
 //   segment name   the signal's name
-//   comp check     a text that tells the blocks of one module apart from those of another
+//   comp check     a text that distinguishes the blocks of one module from those of another
 //   validation     the data type: "DT_" and eight hexadecimal digits of its code, or, without a code, the
 //                  item count, a blank and the port type string
 //
-// Plain names and bus names may stand side by side in one block. A value class.
+// One block may have both plain names and bus names. A value class.
 class TC_API TCBusSerializeHelper {
  public:
     // A name taken apart without copying it: the texts point into the name.

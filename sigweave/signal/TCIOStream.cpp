@@ -48,7 +48,7 @@ bool TCIOStream::VerifyType(DATATYPE type, int dims) {
     return true;
 }
 
-// Blocks that wait in other queues go as well, and those queues are not told: they may be gone already.
+// Blocks that wait in other queues go as well, and those queues do not learn of it: they may be gone already.
 void TCIOStream::DeleteStreams() {
     fan.RemoveAll(true);
     queue.RemoveAll();

@@ -78,7 +78,7 @@ class TC_API TCIOStream {
     // The receiver that refused the last block, or -1; reading it resets it.
     int GetErrFan() const;
     int precision() const { return digits; }
-    // Whether a block whose first segment has that type and number of dimensions fits behind what waits at
+    // Whether a block whose first segment has that type and number of dimensions fits after what waits at
     // every receiver: the last waiting block is of the same kind, or there is none. A receiver that refuses
     // becomes the error fan.
     bool VerifyType(DATATYPE type, int dims);
@@ -247,7 +247,7 @@ class TC_API TCIOStream {
     // number of dimensions, extents and values (nested blocks in the same form). Empty when there is no such
     // block, or when it holds a POINTER segment, more than 32 levels or more than a text can hold.
     TCString SerializeForOldStream(int index) const;
-    // Reads that form from [text, end), moves `text` behind it and dispatches the block; results as for
+    // Reads that form from [text, end), moves `text` past it and dispatches the block; results as for
     // DeSerializeBlock. Text that is not well formed changes nothing, not even `text`.
     int DeSerializeForOldStream(const char*& text, const char* end);
     // The values of one segment of a waiting block, to be read by people: separated by a blank, each row of a
@@ -326,19 +326,19 @@ class TC_API TCIOStream {
     int TakeWhole(Read read);
     TC_LOCAL const DataSegment* PeekSegment(int block, int segment, DATATYPE type) const;
 
-    bool DispatchBlock();
-    int CheckAndDispatch(Block* block, bool fix);
-    int DispatchChecked(bool fix);
-    int DispatchFilled(Block* block, bool filled);
-    int WriteMoved(const Block& block, TCBLOCKSTATUS state);
-    bool Dispatch(Block* block, int held = 0);
-    bool DispatchFrom(int done, Block* block, int held);
-    bool TakeBack(int receivers);
-    int RemoveAllContents();
-    int CheckBlockState(TCTypeInfo* ti, bool fix);
-    bool JoinQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
-    TCTypeInfo* OwnTypeInfo(Fan& waiting, int index);
-    static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
+    TC_LOCAL bool DispatchBlock();
+    TC_LOCAL int CheckAndDispatch(Block* block, bool fix);
+    TC_LOCAL int DispatchChecked(bool fix);
+    TC_LOCAL int DispatchFilled(Block* block, bool filled);
+    TC_LOCAL int WriteMoved(const Block& block, TCBLOCKSTATUS state);
+    TC_LOCAL bool Dispatch(Block* block, int held = 0);
+    TC_LOCAL bool DispatchFrom(int done, Block* block, int held);
+    TC_LOCAL bool TakeBack(int receivers);
+    TC_LOCAL int RemoveAllContents();
+    TC_LOCAL int CheckBlockState(TCTypeInfo* ti, bool fix);
+    TC_LOCAL bool JoinQueue(Fan& waiting, TCTypeInfo* ti, bool fix);
+    TC_LOCAL TCTypeInfo* OwnTypeInfo(Fan& waiting, int index);
+    TC_LOCAL static void ChangeFlags(TCTypeInfo* ti, int begins, int ends);
     void SetErrFan(int index) const { errorFan = index; }
 
     // What a hand-off touches lies together.
@@ -391,10 +391,10 @@ class TC_API TCIOStream::DataSegment {
     // Stores the elements, copied or by address; with `copy` a null `source` gives empty texts and blocks,
     // and numbers that are not set. Keeps the storage when it is large enough, nested blocks when their
     // number stays. False when the type or the shape is none; throws std::bad_alloc.
-    bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
-    void SetShape(DATATYPE newType, int dims, const int* extents);
-    void* Storage(DATATYPE newType, int count);
-    bool Fill(int count, const void* source);
+    TC_LOCAL bool SetData(DATATYPE newType, int dims, const int* extents, const void* source, bool copy);
+    TC_LOCAL void SetShape(DATATYPE newType, int dims, const int* extents);
+    TC_LOCAL void* Storage(DATATYPE newType, int count);
+    TC_LOCAL bool Fill(int count, const void* source);
     bool OwnsBlocks() const { return ownsData && type == BLOCK; }
     // An owned nested block, created when it is not there yet.
     TC_LOCAL Block* OwnBlock(int index);
@@ -408,7 +408,7 @@ class TC_API TCIOStream::DataSegment {
     TCString name;
     DATATYPE type = UNDEF;
     std::int32_t dimensionCount = 0;
-    TCArray<int> dimensions;  // the bus cursor is kept behind the dimensions
+    TCArray<int> dimensions;  // the bus cursor is kept after the dimensions
     void* data = nullptr;
     bool written = false;
     bool ownsData = false;
@@ -449,7 +449,7 @@ class TC_API TCIOStream::Block {
     // it has no name, was not written yet, and owns room for `count` elements of the type in one dimension.
     // It then has that many, for the caller to fill. Else null.
     TC_LOCAL DataSegment* WriteSameAgain(DATATYPE type, int count);
-    // Searches round the segments from behind the last one found, so that segments in the order of their
+    // Searches round the segments from after the last one found, so that segments in the order of their
     // creation are found in one step; of many segments, others are found by an index. A null name is the
     // empty one.
     TC_LOCAL DataSegment* Find(const char* name, bool writtenOnly);
@@ -459,7 +459,7 @@ class TC_API TCIOStream::Block {
     TC_LOCAL DataSegment* WrittenAt(int number) const;
     // See TCIOStream::FindBusSegment.
     TC_LOCAL int FindChannel(const char* signal, int port) const;
-    // The segment behind the last one found, going round.
+    // The segment after the last one found, going round.
     TC_LOCAL DataSegment* Next();
     // The segment to write under that name, created when it is new; null when it is already written, unless
     // `append` asks for it.

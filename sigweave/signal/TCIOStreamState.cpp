@@ -7,7 +7,7 @@
 
 namespace {
 
-// What is no state becomes a middle piece, which fits behind any other.
+// What is no state becomes a middle piece, which fits after any other.
 void RepairAsMiddle(TCTypeInfo& ti) {
     if (!tc::IsBlockState(ti.GetState())) ti.SetState(BUSY);
     if (ti.GetTimestamp() <= 0.0) ti.SetTimestamp(TCSystemTime());

@@ -25,7 +25,7 @@ constexpr auto PACKED_SYMBOLS = [] {
     return packed;
 }();
 
-// Reads from the front of a text. Behind its end there are zero characters.
+// Reads from the front of a text. After its end there are zero characters.
 class Scanner {
  public:
     explicit Scanner(std::string_view text) : at(text.data()), end(at + text.size()) {}
@@ -45,7 +45,7 @@ class Scanner {
         return at - start <= LONGEST_SYMBOL ? symbol : UINT32_MAX;
     }
 
-    // The exponent behind a symbol, 1 without one; false when it is no number or beyond the limit.
+    // The exponent after a symbol, 1 without one; false when it is no number or beyond the limit.
     bool ReadPower(int& power) {
         power = 1;
         if (Next() != '^') return true;

@@ -7,7 +7,7 @@
 #include "sigweave/signal/TCSI_Unit.h"
 
 // Reads unit texts: terms as "V", "s^-2" or "m^ 3", separated by white space. A term is a symbol and
-// optionally, directly behind it, "^" and an exponent from -10 to 10. The symbols are those of the SI base
+// optionally, directly after it, "^" and an exponent from -10 to 10. The symbols are those of the SI base
 // units and of the derived units N, P (pascal), J, W, C, V, Ohm, S, F, Wb, H, T, lm, lx, Hz, Bq and Gy;
 // there are no prefixes. Symbols compare exactly.
 //

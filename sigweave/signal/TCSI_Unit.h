@@ -36,7 +36,7 @@ class TC_API TCSI_Unit {
     // is the factor's logarithm, truncated: other factors lose their digits, and one without a logarithm (0,
     // negative, infinite, not a number) is written as 1e+000.
     const char* ToString(TCString& out) const;
-    // Reads symbols (see TCSI_Convert), optionally followed by "*" and, anywhere behind it, "1e" and a power.
+    // Reads symbols (see TCSI_Convert), optionally followed by "*" and, anywhere after it, "1e" and a power.
     // False for a text that is no unit; the unit then holds the terms that were read, with factor 1. The text
     // of a dimensionless unit with a factor, "1 * 1e+003", is refused although `ToString` writes it (a
     // deliberate asymmetry of the text form); " * 1e3" and "* 1e3" are read.

@@ -10,7 +10,7 @@
 
 class CArchive;
 
-// Where a block stands in its signal (the values are stored; never change, only append).
+// The place of a block in its signal (the values are stored; never change, only append).
 enum TCBLOCKSTATUS : std::int32_t { INVALID = -1, START = 0, BUSY = 1, STOP = 2, COMPLETE = 3 };
 
 // The metadata that travels with every block: the signal's name, the time of the block's first sample in

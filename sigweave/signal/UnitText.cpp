@@ -406,7 +406,7 @@ std::string Shown(std::string_view unit) {
                         : std::string(unit);
 }
 
-// A unit text behind a number, in relation to that of the value.
+// A unit text after a number, in relation to that of the value.
 bool Relate(std::string_view text, std::string_view target, UnitMeaning& meaning, CString& error) {
     if (text == target || text.empty()) return true;
     if (IsBarePrefix(text)) {

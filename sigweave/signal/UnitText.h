@@ -29,7 +29,7 @@ TC_API bool ReadUnit(std::string_view text, UnitMeaning& meaning, CString& error
 
 // Reads a number with an optional unit, as "3 kHz", "3k", "20 mV", "-5 ms" or "20 °C", in the given unit,
 // whose text is as in a declaration of a parameter: "Hz", "V", or one that people would write. Without a unit
-// the number counts as it stands; with one that does not fit, with a decimal comma, or where ReadUnit fails
+// the number counts as it is; with one that does not fit, with a decimal comma, or where ReadUnit fails
 // the answer is false, and `error` is the end of a message. Powers of ten are exact: "0.1 kHz" is 100.
 TC_API bool ReadQuantity(std::string_view text, std::string_view unit, double& value, CString& error);
 

@@ -49,7 +49,7 @@ int CountBlocks() {
 void ExpectPlayable(int blocks) {
     EXPECT_EQ(Shell(SIGWEAVE_HOST " run play.graph"), 0) << ReadAll("err");
     EXPECT_THAT(ReadAll("out"), ContainsRegex("samples +" + std::to_string(256 * blocks) + "\n"));
-    const std::string warning = "breaks off behind block " + std::to_string(blocks);
+    const std::string warning = "breaks off after block " + std::to_string(blocks);
     EXPECT_EQ(ReadAll("err").find(warning) != std::string::npos, blocks < BLOCKS) << ReadAll("err");
 }
 

@@ -85,7 +85,7 @@ constexpr Faulty FAULTY[] = {
     {"faulty/ClosesEverything", "run", "file descriptors"},
     {"faulty/NoSecondInit", "init-done", "the device is in use"},
     {"faulty/UnequalRuns", "equal-runs", "output 0, block 1"},
-    {"faulty/LeakedModules", "leaks", "bytes behind"},
+    {"faulty/LeakedModules", "leaks", "deleted leaks"},
     {"faulty/CrashOnEmptyBlock", "empty-blocks", "SIGSEGV"},
     {"faulty/AbortOnHugeBlock", "huge-blocks", "SIGABRT"},
     {"faulty/LoopOnNotANumber", "not-a-number", "no end within 8 s"},
@@ -105,11 +105,11 @@ TEST(CheckModule, WarnsOfAForgottenNameAndUnit) {
     EXPECT_EQ(answer.code, 0) << answer.text;
     const Json warning = ChecksOf(answer, "warning").at(0);
     EXPECT_EQ(warning["check"], "run");
-    EXPECT_EQ(warning["reason"], "output 0 forgets the name and the unit that its input has");
+    EXPECT_EQ(warning["reason"], "output 0 loses the name and the unit of its input");
     EXPECT_THAT(warning["remedy"].get<std::string>(), HasSubstr("UseTypeInfoFromInput"));
     EXPECT_EQ(answer.report["warnings"], 1);
     const Answer german = Check("--language de " TEST_LIBRARIES "/faulty/ForgetsItsInput.so");
-    EXPECT_THAT(german.text, testing::ContainsRegex("run +Warnung +Ausgang 0 vergisst Namen und Einheit"));
+    EXPECT_THAT(german.text, testing::ContainsRegex("run +Warnung +Ausgang 0 verliert Namen und Einheit"));
     EXPECT_THAT(german.text, HasSubstr(" entfallen, 1 Warnung, in "));
 }
 

@@ -66,20 +66,20 @@ TEST(GraphFile, TellsEveryMistakeAtItsLine) {
         "[lines]\n"
         "accept=maybe\n"
         "a.b=c\n");
-    const std::vector<std::string> expected{"g:1: 'before' stands before the first section",
+    const std::vector<std::string> expected{"g:1: 'before' is before the first section",
                                             "g:2: the section name is not closed",
                                             "g:3: the instance name 'b.c' holds a point",
                                             "g:4: the section has no name",
-                                            "g:5: there is text behind the section name",
+                                            "g:5: there is text after the section name",
                                             "g:6: the instance 'd' is there already, in line 5",
                                             "g:8: the quotation mark is not closed",
-                                            "g:9: there is text behind the closing quotation mark",
+                                            "g:9: there is text after the closing quotation mark",
                                             "g:10: Error at unquoting value of parameter path",
                                             "g:11: there is no name before the '='",
                                             "g:12: 'alone' is neither name=value",
                                             "g:14: 'size' of e is set already, in line 13",
                                             "g:16: accept is 'maybe'; it must be yes or no",
-                                            "g:17: 'a.b=c' is no line"};
+                                            "g:17: 'a.b=c' is not a line"};
     ASSERT_EQ(told.size(), expected.size()) << testing::PrintToString(told);
     for (std::size_t index = 0; index < told.size(); ++index)
         EXPECT_THAT(told[index], HasSubstr(expected[index]));
@@ -121,7 +121,7 @@ TEST(GraphFile, TellsWhatIsNotUtf8WithItsLine) {
 
 TEST(GraphFile, RefusesWhatIsNoGraphAtAll) {
     EXPECT_THAT(MistakesOf(""), testing::ElementsAre(HasSubstr("is empty")));
-    EXPECT_THAT(MistakesOf(" \n# only this\n"), testing::ElementsAre(HasSubstr("nothing in it")));
+    EXPECT_THAT(MistakesOf(" \n# only this\n"), testing::ElementsAre(HasSubstr("only blanks")));
     EXPECT_THAT(MistakesOf(std::string("\x7F"
                                        "ELF\0\1\2",
                                        7)),

@@ -44,18 +44,19 @@ TEST(GraphXml, TellsEveryMistakeAtItsLine) {
         "<Module name='lines'/>\n<Module name='g'>stray\n<Setting name='x'>\\q</Setting>\n"
         "<Setting name='x'/>\n<Setting name='y'><b/></Setting></Module>\n<Module name='g'/>\n"
         "<Line from='g' to='g.a'/>\n<Line from='g.a'/></Graph>";
-    const std::pair<int, const char*> expected[] = {{1, "no attribute 'acept'; did you mean 'accept'?"},
-                                                    {2, "<Modul> is not known here; did you mean 'Module'?"},
-                                                    {3, "<Module> needs the attribute name"},
-                                                    {4, "'b.c' holds a point"},
-                                                    {5, "no instance can be called 'lines'"},
-                                                    {6, "'stray' stands between the elements"},
-                                                    {7, "a backslash in the setting x begins no escape"},
-                                                    {8, "'x' of g is set already, in line 7"},
-                                                    {9, "a setting is text"},
-                                                    {10, "'g' is there already, in line 6"},
-                                                    {11, "write from=\"instance.Output\""},
-                                                    {12, "<Line> needs the attribute to"}};
+    const std::pair<int, const char*> expected[] = {
+        {1, "no attribute 'acept'; did you mean 'accept'?"},
+        {2, "<Modul> is not known here; did you mean 'Module'?"},
+        {3, "<Module> needs the attribute name"},
+        {4, "'b.c' holds a point"},
+        {5, "no instance can be called 'lines'"},
+        {6, "there is 'stray' between the elements"},
+        {7, "a backslash in the setting x does not begin an escape"},
+        {8, "'x' of g is set already, in line 7"},
+        {9, "a setting is text"},
+        {10, "'g' is there already, in line 6"},
+        {11, "write from=\"instance.Output\""},
+        {12, "<Line> needs the attribute to"}};
     Mistakes mistakes;
     GraphFile::Parse("g", document, mistakes);
     const auto told = mistakes.InOrder();

@@ -52,7 +52,7 @@ constexpr Row ROWS[] = {
     {"stop-parent", SIGNALLED, ANYWHERE},
     {"kill-all", SIGNALLED, CONFINED | BY_RULES | UNCONFINED},
     {"close-streams", "it closed the file descriptor 1", ANYWHERE},
-    {"redirect-output", "it led the standard stream 1 elsewhere", ANYWHERE},
+    {"redirect-output", "it redirected the standard stream 1", ANYWHERE},
 };
 
 class HostileModule : public testing::TestWithParam<Lacks> {};
@@ -131,7 +131,7 @@ TEST(HostileModuleWithoutFolder, DoesNotBegin) {
 // The report of a run reaches its reader whatever a module does to the standard streams.
 TEST(HostileModuleInARun, DoesNotSilenceTheReport) {
     constexpr const char* ROWS_OF_RUNS[][2] = {{"close-streams", "a module closed standard output"},
-                                               {"redirect-output", "a module led standard output elsewhere"}};
+                                               {"redirect-output", "a module redirected standard output"}};
     for (const auto& [deed, warning] : ROWS_OF_RUNS) {
         SCOPED_TRACE(deed);
         const Enclosure enclosure;

@@ -82,7 +82,7 @@ TEST_F(NeverSilent, CheckFindsAllThatAStartWouldRefuseAndMakesNothing) {
         "g:25: picture.file: missing/x.svg cannot be written: No such file or directory",
         "g:26: picture.height: '30' is not valid for 1 signals; expected 0 or at least ",
         "g:29: table.file: there.csv is there already; it is replaced only with overwrite=yes\n",
-        "g:32: record.file: . is no ordinary file",
+        "g:32: record.file: . is not an ordinary file",
         "g:35: again.file: there.csv is there already",
         "again writes 'there.csv', which table writes too"};
     Write("g", graph);
@@ -197,7 +197,7 @@ TEST_F(NeverSilent, WarnsBelowTheTableAndInTheReport) {
         {tone + "[p]\nmodule=Plot\nfile=x.svg\ntitle=Take # 7\n" + lines + "a.Signal=p.Signal\n", "p",
          "g:10: p.title: '# 7' is a part of the value; a comment has a line of its own", true},
         {tone + "[p]\nmodule=Plot\nfile=x.svg\nlog_frequency=yes\n" + lines + "a.Signal=p.Signal\n", "p",
-         "g:10: p.log_frequency: has no effect, for no spectrum is wired to it", true},
+         "g:10: p.log_frequency: has no effect, because no spectrum is wired to it", true},
         {tone + "[f]\nmodule=Spectrum\nlength=101\n" + lines + "a.Signal=f.Signal\n", "f",
          "f: sine: no spectrum of 100 samples; one segment is 101 samples long", false},
         {tone + "[f]\nmodule=Spectrum\nlength=101\n[t]\nmodule=CsvWriter\nfile=x.csv\noverwrite=yes\n" +
@@ -304,7 +304,8 @@ TEST_F(NeverSilent, EveryVerdictHasAReportOfOneShape) {
     const std::tuple<const char*, int, const char*, const char*> rows[] = {
         {"--set p.talk_at=3", 0, "complete", ""},
         {"--set p.fail_at=0", 1, "failed", "p (Test pass) failed while running: the wire is broken"},
-        {"--set p.hoard_from=2", 1, "stalled", "p leaves what waits for it: 8 blocks at p.Signal"},
+        {"--set p.hoard_from=2", 1, "stalled",
+         "p did not take the blocks that wait for it: 8 blocks at p.Signal"},
         {"--set a.blocks=0 --set a.interrupt_at=5", 130, "interrupted", ""},
         {"--set a.blocks=x", 2, "mistakes", ""},
         {"--log .", 2, "mistakes", ""}};

@@ -301,7 +301,7 @@ TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
         {"run a --report text --report json", "--report may be given once only"},
         {"run a --realtime=7", "--realtime takes no value"},
         {"run a --log ''", "--log: a file name is missing"},
-        {"run --language de", "GRAPH fehlt\nMit --help"},
+        {"run --language de", "GRAPH fehlt\nWeitere Informationen gibt --help"},
         {"run a b --language de", "'b' wurde nicht erwartet\n"},
         {"run a --log b --log-split -1 --language de", "'-1' ist nicht erlaubt; erlaubt sind 0 bis 2097151"},
         {"modul", "there is no command 'modul'; did you mean 'modules'?"},
@@ -337,7 +337,7 @@ TEST_F(Program, AConversionThatFailsLeavesTheOldFile) {
         {"convert missing old", 2, "there is no such file"},
         {"convert name.xml missing/old", 1,
          "missing/old cannot be written: No such file or directory; name another place"},
-        {"convert name.xml .", 1, "is no ordinary file"}};
+        {"convert name.xml .", 1, "is not an ordinary file"}};
     for (const auto& [arguments, code, told] : rows) {
         const Answer answer = Run(arguments);
         EXPECT_EQ(answer.code, code) << arguments;

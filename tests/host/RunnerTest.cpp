@@ -125,7 +125,8 @@ TEST(Runner, DoesNotSpinOnAModuleThatTakesNothing) {
     bench.Wire("pass", "sum");
     const RunReport report = bench.Run();
     EXPECT_EQ(report.verdict, Verdict::Stalled);
-    EXPECT_THAT(report.explanation, HasSubstr("pass leaves what waits for it: 2 blocks at pass.Signal"));
+    EXPECT_THAT(report.explanation,
+                HasSubstr("pass did not take the blocks that wait for it: 2 blocks at pass.Signal"));
 }
 
 TEST(Runner, TellsWhichModuleFailedAndWhy) {

@@ -241,7 +241,7 @@ TEST(Record, AStandardStreamIsNoFileToReplace) {
     EXPECT_EQ(std::system("LC_ALL=C " SIGWEAVE_HOST " run stream.graph >>stream.txt 2>&1") >> 8, 2);
     const std::string content = ReadText("stream.txt");
     EXPECT_TRUE(content.starts_with("precious")) << content;
-    EXPECT_THAT(content, HasSubstr("/dev/stdout is no ordinary file"));
+    EXPECT_THAT(content, HasSubstr("/dev/stdout is not an ordinary file"));
 }
 
 TEST(Record, AddressesAreRefusedInBothDirections) {
@@ -262,7 +262,7 @@ TEST(Record, ADamagedDocumentIsToldWithItsBlock) {
     const std::pair<std::string, const char*> rows[] = {
         {"", "could not be parsed"},
         {"<Graph/>", "The root element is 'Graph'"},
-        {"<Stream/>", "holds no block"},
+        {"<Stream/>", "contains no block"},
         {text.substr(0, text.find("START")), "block 1: The XML source could not be parsed"},
         {std::string(text).replace(text.find("Items=\"2"), 8, "Items=\"x"),
          "Error interpreting Type in Port"},

@@ -141,9 +141,9 @@ TEST(SoundFile, RefusesWhatIsNoSound) {
     WriteSound("header.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 1, Ramp(100));
     std::filesystem::resize_file("header.wav", 30);
     const std::pair<const char*, const char*> rows[] = {
-        {"missing.wav", "does not exist"},  {"empty.wav", "is empty"},
-        {"text.wav", "is no sound file"},   {"silent.wav", "no samples"},
-        {"header.wav", "header.wav is no"}, {".", "is a folder"}};
+        {"missing.wav", "does not exist"},   {"empty.wav", "is empty"},
+        {"text.wav", "is not a sound file"}, {"silent.wav", "no samples"},
+        {"header.wav", "header.wav is no"},  {".", "is a folder"}};
     for (const auto& [name, reason] : rows) {
         const Player player(name);
         EXPECT_FALSE(player.opened) << name;

@@ -35,7 +35,7 @@ constexpr char OF_THE_WATCH = '\0';
 constexpr char FINISHED = 'f', NOT_STARTED = 'n';
 
 constexpr int EXIT_SILENCED = 251, EXIT_NOT_STARTED = 252;
-constexpr int PIPE = 3;  // the child's end, the only descriptor beside the standard streams
+constexpr int PIPE = 3;  // the child's end, the only descriptor besides the standard streams
 constexpr std::chrono::milliseconds GRACE{3000};  // for the watcher to end what has timed out
 constexpr int MOST_ROUNDS = 1000;                 // of a millisecond, until what was killed is gone
 constexpr std::size_t MOST_SAID = 4000;           // of each of its standard streams
@@ -48,7 +48,7 @@ struct RecordHead {
 
 // What the watcher says at its end. Zeros: nothing.
 struct Verdict {
-    int status;     // of the child, as waitpid tells it
+    int status;     // of the child, as waitpid gives it
     int timedOut;   // 1: then it was killed
     int signalled;  // the signal that it sent
     int ended;      // 1: the watcher saw it end
@@ -340,7 +340,7 @@ void EndTheRest(pid_t child) {
 
 // --- In the parent
 
-// Cuts what arrives at the pipe into the records that were told.
+// Cuts what arrives at the pipe into the records that were reported.
 class Listener {
  public:
     Listener(int pipeEnd, const std::function<void(char, std::string_view)>& callback)

@@ -21,7 +21,7 @@ struct Callee {
 };
 
 // The address sanitizer has to know which stack is in use, and does not see what an exception or given-back
-// memory leaves behind on it.
+// memory leaves on it.
 #ifdef __SANITIZE_ADDRESS__
 void BeginSwitch(void** kept, const void* stack, std::size_t size) {
     __sanitizer_start_switch_fiber(kept, stack, size);
@@ -47,7 +47,7 @@ void Enter(void* argument) {
 
 // Calls entry(argument) with the stack pointer at `top`. The frame address is asked for so that this
 // function has a frame pointer, by which debuggers find the caller's frames across the switch; "noipa" keeps
-// the compiler from reckoning which registers survive the call.
+// the compiler from working out which registers survive the call.
 [[gnu::noipa]] void CallAt(char* top, void (*entry)(void*), void* argument) {
     void* volatile frame = __builtin_frame_address(0);
     static_cast<void>(frame);

@@ -156,7 +156,7 @@ struct ReplacedFile::Impl {
     Descriptor oldLock;
     Descriptor folder;
     Descriptor descriptor;  // of the new content
-    std::string part;       // beside the file; empty when written in place
+    std::string part;       // next to the file; empty when written in place
     std::FILE* file = nullptr;
     bool kept = false;
 };
@@ -255,7 +255,7 @@ bool ReplacedFile::Impl::IsStillMine() const {
            fstatat(folder.Get(), part.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && IsSame(made, named);
 }
 
-// What the old content had behind the new one; a pipe has nothing to cut.
+// What the old content had after the new one; a pipe has nothing to cut.
 bool ReplacedFile::Impl::Cut(long end) const {
     struct stat written;
     if (fstat(descriptor.Get(), &written) != 0 || !S_ISREG(written.st_mode)) return true;

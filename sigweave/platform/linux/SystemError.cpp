@@ -10,7 +10,7 @@ namespace {
 struct ErrorTwin {
     unsigned long number;
     int error;
-    bool preferred;  // of several numbers of one errno, the one that stands for it
+    bool preferred;  // of several numbers of one errno, the one that is used for it
 };
 
 // Sorted by number.

@@ -31,7 +31,7 @@ constexpr tc::Bilingual CANNOT_BE_MADE(
     "zweimal "
     "vor");
 
-// The type of the port that a segment may have come from; empty when it does not tell.
+// The type of the port that a segment may have come from; empty when it does not say.
 const char* TypeOf(const Segment& segment) {
     static constexpr struct {
         TCIOStream::DATATYPE type;
@@ -53,7 +53,7 @@ const char* TypeOf(const Segment& segment) {
     return "";
 }
 
-// The message of a segment that cannot be made does not tell why.
+// The message of a segment that cannot be made does not say why.
 std::string Explain(const std::string& message) {
     if (!message.ends_with("Error at SetData")) return message;
     return message + ": " + CANNOT_BE_MADE.Text();
@@ -103,7 +103,7 @@ bool StreamRecordWriter::AppendType(const char* typeString, int itemCount) {
     return file.Append(xml) || Fail(file.GetError());
 }
 
-// The document is made before the block is taken, for then the stream lets go of it.
+// The document is made before the block is taken, because the stream then lets go of it.
 bool StreamRecordWriter::Append(TCIOStream& input) {
     Block* block = nullptr;
     const bool made = input.StreamToXML(xml, true, 0);

@@ -3,7 +3,7 @@
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/signal/TCIOStream.h"
 
-// What the XML form of a block alone does not restore, kept in attributes beside it (see StreamRecord.h).
+// What the XML form of a block alone does not restore, kept in attributes next to it (see StreamRecord.h).
 namespace tc {
 
 // Whether the block, or one nested in it, holds an address.

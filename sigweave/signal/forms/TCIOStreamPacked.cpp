@@ -40,7 +40,7 @@ std::int64_t ElementSize(TCIOStream::DATATYPE type) {
     return type == TCIOStream::INT ? sizeof(int) : sizeof(double);
 }
 
-// Puts items one behind the other; without a buffer it only counts. Numbers are summed as they are copied,
+// Puts items one after the other; without a buffer it only counts. Numbers are summed as they are copied,
 // everything else before the next numbers.
 class Packer {
  public:
@@ -74,7 +74,7 @@ class Packer {
             if (buffer != nullptr) *Place() = '\0';
     }
 
-    // The checksum of all that was put, behind an alignment.
+    // The checksum of all that was put, after an alignment.
     std::uint64_t Checksum() {
         SumUpToHere();
         return sums.Value();
@@ -128,7 +128,7 @@ class Packer {
     tc::FrameChecksum sums;
 };
 
-// Takes items one behind the other. Each read checks that all of the item is there. The checksum comes last:
+// Takes items one after the other. Each read checks that all of the item is there. The checksum comes last:
 // it is formed while numbers are copied.
 class Unpacker {
  public:

@@ -65,7 +65,7 @@ bool PutBlock(TCString& out, const Block& block, int level) {
 }
 
 // Reads tokens and checks, before it hands one to a reader that trusts it, that all of it is there. Ints,
-// whose reader trusts in a zero byte behind them, it reads itself.
+// whose reader trusts in a zero byte after them, it reads itself.
 class TokenReader {
  public:
     TokenReader(const char* start, const char* stop) : at(start), end(stop) {}
@@ -85,7 +85,7 @@ class TokenReader {
  private:
     bool Has(std::int64_t bytes) const { return bytes <= end - at; }
 
-    // A text leaves the blank behind it.
+    // A text leaves the blank after it.
     bool SkipOpening() {
         while (at < end && *at == ' ') ++at;
         const auto size = sizeof OPENING - 1;

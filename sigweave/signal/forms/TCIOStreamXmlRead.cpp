@@ -28,7 +28,7 @@ constexpr int WRITTEN_DIGITS = 8;  // hexadecimal ones, at most
 constexpr char SET_DATA_FAILED[] = "TCIOStream::DataSegment::XMLToStream: Error at SetData";
 
 // Readers of one number, which begins at `p`: they answer where it ends, or null when there is none. A zero
-// byte stands at the end of the text.
+// byte is at the end of the text.
 
 template <typename Word>
 const char* ReadWord(const char* p, Word (*convert)(const char*, char**, int), int base, Word& value) {
@@ -212,7 +212,7 @@ class BlockReader {
         int count = 0;  // of elements
     };
 
-    // A name that is there already is told before anything that is wrong with the values.
+    // A name that is there already is reported before anything that is wrong with the values.
     bool GetSegment(const TCXMLNode& node, Block& block, int level) {
         Shape shape;
         if (!GetSegmentName(node, shape.name) || !GetType(node, shape.type) || !GetExtents(node, shape))
