@@ -107,8 +107,10 @@ class Edit {
     }
 
     bool MakeText() {
-        return parameters.SetParamValStr(index, second.c_str()) &&
-               Keeps(fuzz::Bytes(parameters.GetParamValStr(index)) == second, 0);
+        if (!parameters.SetParamValStr(index, second.c_str())) return false;
+        const bool hasOwnMarks = second.size() > 1 && second.front() == second.back() &&
+                                 (second.front() == '"' || second.front() == '\'');
+        return Keeps(hasOwnMarks || fuzz::Bytes(parameters.GetParamValStr(index)) == second, 0);
     }
 
     bool Insert(bool allowDuplicate) {

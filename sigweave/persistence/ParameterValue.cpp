@@ -64,7 +64,8 @@ std::string Quoted(std::string_view value, char mark, bool escape) {
     std::string out(1, mark);
     for (std::size_t i = 0; i < value.size(); ++i) {
         const char c = value[i];
-        // A backslash right before the closing mark would hide the mark.
+        // Without their escapes backslashes would change the value or break the text. One right before the
+        // closing mark would hide the mark.
         if (escape && c == '\\')
             out += i + 1 == value.size() ? "\\x5c" : "\\\\";
         else if (escape && c == mark)

@@ -136,16 +136,17 @@ bool AppendWithSection(ParameterText& text, const std::string& name, std::string
     return text.Edit(text.Text().GetLength(), 0, added, change);
 }
 
-// `written` is the value as it is in the text, `meant` what it says; no value without it.
-bool ReplaceValue(ParameterText& text, int index, std::string_view written,
+// `written` is the text after the split string, which is left out too without it; `meant` is
+// the value that it says.
+bool ReplaceValue(ParameterText& text, int index, std::optional<std::string_view> written,
                   std::optional<std::string_view> meant) {
     const ParameterRecord& parameter = RecordAt(text.Table().parameters, index);
     const int at = parameter.nameEnd + 1;
     const int end = text.EndOf(parameter);
     std::string inserted;
-    if (meant) inserted.append(text.Syntax().splitStrs.First()).append(written);
-    const bool quoted = meant && !written.empty() && tc::IsQuotationMark(written.front());
-    if (quoted && text.BehindDelimiter(end) == end) inserted.append(text.Syntax().delimiters.First());
+    if (written) inserted.append(text.Syntax().splitStrs.First()).append(*written);
+    const bool needsDelimiter = written && (written->empty() || tc::IsQuotationMark(written->front()));
+    if (needsDelimiter && text.BehindDelimiter(end) == end) inserted.append(text.Syntax().delimiters.First());
     TableChange change;
     change.parameter = index;
     change.removedParameters = 1;
@@ -156,6 +157,18 @@ bool ReplaceValue(ParameterText& text, int index, std::string_view written,
 
 bool SetNumber(ParameterText& text, int index, std::string_view number) {
     return IsParameter(text, index) && ReplaceValue(text, index, number, number);
+}
+
+// Deliberate: without a delimiter in it, a value that has its own quotation marks, and one that is empty,
+// goes into the text as it is, for callers that quote their values themselves. False when the text does not
+// allow that.
+bool WriteAsItIs(ParameterText& text, int index, const std::string& value) {
+    const tc::ParameterSyntax& syntax = text.Syntax();
+    if (value.empty()) return ReplaceValue(text, index, value, std::nullopt);
+    if (value.size() < 2 || !tc::IsQuotationMark(value.front()) || syntax.delimiters.IsIn(value))
+        return false;
+    TCString meant;
+    return tc::ReadText(meant, value, syntax.unquote) && ReplaceValue(text, index, value, ViewOf(meant));
 }
 
 // One argument and the delimiter after it. The shell has taken the quotation marks away.
@@ -336,6 +349,7 @@ bool TCProcessParameters::SetParamValStr(int index, const char* value) {
     if (!IsParameter(*impl, index)) return false;
     impl->TakeSyntax();
     const std::string meant(ViewOf(value));  // the argument may lie in the text
+    if (WriteAsItIs(*impl, index, meant)) return true;
     const std::vector<std::string> ways = tc::WaysToWrite(meant, impl->Syntax());
     return std::ranges::any_of(
         ways, [&](const std::string& written) { return ReplaceValue(*impl, index, written, meant); });
@@ -343,7 +357,7 @@ bool TCProcessParameters::SetParamValStr(int index, const char* value) {
 
 bool TCProcessParameters::ClearParamVal(int index) {
     impl->TakeSyntax();
-    return IsParameter(*impl, index) && ReplaceValue(*impl, index, {}, std::nullopt);
+    return IsParameter(*impl, index) && ReplaceValue(*impl, index, std::nullopt, std::nullopt);
 }
 
 int TCProcessParameters::InsertParameter(const char* name, const char* section, bool allowDuplicate) {

@@ -114,10 +114,12 @@ class TC_API TCProcessParameters {
     bool SetParamValInt(int index, int value);
     // `precision` is limited to 0 to 700.
     bool SetParamValDbl(int index, double value, StringFormat format, int precision);
-    // The value reads back as given (a null one as the empty text). It is written in quotation marks when it
-    // holds a delimiter or would else be read as something different: when it is empty or begins with a
-    // quotation mark. With unescaping, marks and backslashes in it are escaped then. Without, the kind of
-    // mark that it does not hold is taken, and a value with both kinds is refused.
+    // The value (null: the empty one) is written as it is unless it holds a delimiter; then it is written in
+    // quotation marks. Deliberately, for callers that quote their values themselves, one in quotation marks
+    // is read without them, and an empty one is no value. Every other one reads back as given: what would
+    // else be read as something different, as a text that begins with a mark, is quoted too. With unescaping,
+    // marks and backslashes in it are escaped then. Without, the kind of mark that it does not hold is taken,
+    // and a value with both kinds is refused.
     bool SetParamValStr(int index, const char* value);
     // Removes the value and its split string; the name stays.
     bool ClearParamVal(int index);

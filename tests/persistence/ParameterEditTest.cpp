@@ -102,7 +102,8 @@ class RandomEdits : public testing::TestWithParam<Syntax> {
         EXPECT_EQ(Str(text.GetParamSection(index)), section);
     }
     void SetValue(int index) {
-        const std::string value = Word("ab1 =#[]'\"\\\r\n;-", 5);
+        std::string value = Word("ab1 =#[]'\"\\\r\n;-", 5);
+        if (value.size() > 1 && value.back() == value.front()) value += 'x';  // else its marks may be its own
         if (!text.SetParamValStr(index, value.c_str())) {
             const bool bothMarks = value.find('"') != value.npos && value.find('\'') != value.npos;
             const bool halfSplit =
@@ -114,7 +115,7 @@ class RandomEdits : public testing::TestWithParam<Syntax> {
         }
         ++done;
         const auto [section, entry] = model.Locate(index);
-        section->entries[entry].value = value;
+        section->entries[entry].value = value.empty() ? std::nullopt : std::optional(value);
     }
     void Delete(int index) {
         if (!text.DeleteParameter(index)) return;

@@ -184,7 +184,7 @@ TEST(TCProcessParameters, WhatTheSyntaxCannotExpressIsRefused) {
     for (const char* name : {"", "x=y", "x\r\ny", "#x", "[x", "\r\n"})
         EXPECT_EQ(text.InsertParameter(name, "s", true), -1) << name;
     for (const char* section : {"x]", "x\ny"}) EXPECT_EQ(text.InsertParameter("n", section, true), -1);
-    EXPECT_FALSE(text.SetParamValStr(0, "\"it's\""));
+    EXPECT_FALSE(text.SetParamValStr(0, "\"it's"));
     EXPECT_FALSE(text.SetParamValInt(1, 5) || text.ClearParamVal(-1) || text.DeleteParameter(1));
     EXPECT_FALSE(text.DeleteSection("s"));
     EXPECT_STREQ(text.BuildParamString(), "a=1\r\n");
@@ -201,7 +201,7 @@ TEST(TCProcessParameters, ValuesAreReplacedInPlace) {
     EXPECT_TRUE(text.SetParamValInt(0, INT_MIN));
     EXPECT_TRUE(text.SetParamValStr(1, "two\r\nlines"));
     EXPECT_TRUE(text.SetParamValStr(2, ""));
-    EXPECT_STREQ(text.BuildParamString(), "a=-2147483648\r\n# note\r\nb=\"two\r\nlines\"\r\nc=\"\"\r\n");
+    EXPECT_STREQ(text.BuildParamString(), "a=-2147483648\r\n# note\r\nb=\"two\r\nlines\"\r\nc=\r\n");
     EXPECT_TRUE(text.SetParamValDbl(1, 2.5, FORMAT_FIXED, 2) && text.ClearParamVal(2) &&
                 text.ClearParamVal(0));
     EXPECT_STREQ(text.BuildParamString(), "a\r\n# note\r\nb=2.50\r\nc\r\n");
@@ -211,6 +211,33 @@ TEST(TCProcessParameters, ValuesAreReplacedInPlace) {
     EXPECT_EQ(TableOf(text), ".a:0:|.b:2:-0,25|.c:0:|");
     EXPECT_TRUE(text.SetParamValDbl(1, -1.7e308, FORMAT_FIXED, INT_MAX));
     EXPECT_TRUE(text.CheckConsistency());
+}
+
+TEST(TCProcessParameters, TextsAreWrittenAsTheyAreUnlessTheyHoldADelimiter) {
+    const struct {
+        bool unquote;
+        const char* value;
+        const char* text;
+        const char* reads;
+    } rows[] = {
+        {false, "a \"b\"", "v=a \"b\"\n", ".v:3:a \"b\"|"},
+        {false, "", "v=\n", ".v:0:|"},
+        {false, "\"12\"", "v=\"12\"\n", ".v:3:12|"},
+        {false, "'it\"s'", "v='it\"s'\n", ".v:3:it\"s|"},
+        {false, "\"12", "v='\"12'\n", ".v:3:\"12|"},
+        {true, "\"\\x41\"", "v=\"\\x41\"\n", ".v:3:A|"},
+        {true, "\"\\q\"", "v=\"\\\"\\\\q\\\"\"\n", ".v:3:\"\\q\"|"},
+        {true, "1\n\"b\"", "v=\"1\n\\\"b\\\"\"\n", ".v:3:1\n\"b\"|"},
+        {true, "\\\n", "v=\"\\\\\n\"\n", ".v:3:\\\n|"},
+    };
+    for (const auto& row : rows) {
+        TCProcessParameters text = Lines(row.unquote);
+        ASSERT_EQ(text.ParseParamString("v=old\n"), 1);
+        EXPECT_TRUE(text.SetParamValStr(0, row.value)) << row.value;
+        EXPECT_STREQ(text.BuildParamString(), row.text);
+        EXPECT_EQ(TableOf(text), row.reads);
+        EXPECT_TRUE(text.CheckConsistency());
+    }
 }
 
 // What was read stays as it was typed, and edits go by the new syntax.
