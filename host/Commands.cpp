@@ -13,6 +13,7 @@
 #include "host/IdleSinks.h"
 #include "host/Messages.h"
 #include "host/ModuleListing.h"
+#include "host/PresetCommand.h"
 #include "host/ProgressLine.h"
 #include "host/RecordDiff.h"
 #include "host/Report.h"
@@ -315,6 +316,10 @@ int DiffRecords(const CommandOptions& options) {
     else
         written = Print(Bilingual("%1 and %2 are equal\n", "%1 und %2 sind gleich\n").With({a, b}));
     return written ? static_cast<int>(found.verdict) : static_cast<int>(RecordVerdict::Unreadable);
+}
+
+int UsePresets(const CommandOptions& options, const PresetOptions& presets) {
+    return RunPresetCommand(OpenCatalogue(options), presets);
 }
 
 int ShowModules(const CommandOptions& options) {

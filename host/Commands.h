@@ -32,5 +32,8 @@ int ConvertGraph(const CommandOptions& options);
 // 0 when two recordings are equal, 1 when they differ, 2 when one cannot be read.
 int DiffRecords(const CommandOptions& options);
 int ShowModules(const CommandOptions& options);
+// See PresetCommand.h.
+struct PresetOptions;
+int UsePresets(const CommandOptions& options, const PresetOptions& presets);
 
 }  // namespace host

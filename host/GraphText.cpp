@@ -304,6 +304,10 @@ void ReadGraphText(std::string_view text, GraphBuilder& builder) {
     Reader(builder).Read(text);
 }
 
+std::string WriteSettingLine(const std::string& name, const std::string& value) {
+    return Parameter(name, value);
+}
+
 std::string WriteGraphText(const GraphFile& graph) {
     return Writer(graph).Write();
 }

@@ -13,6 +13,9 @@ void ReadGraphText(std::string_view text, GraphBuilder& builder);
 // else; the caller compares.
 std::string WriteGraphText(const GraphFile& graph);
 
+// One line NAME=VALUE of it, with quotation marks where the value needs them.
+std::string WriteSettingLine(const std::string& name, const std::string& value);
+
 // The begin of what looks like a comment after a value, which it would be a part of; npos where there is
 // none.
 std::size_t FindComment(std::string_view value);

@@ -12,6 +12,7 @@
 #include "host/Console.h"
 #include "host/Language.h"
 #include "host/NewModule.h"
+#include "host/PresetCommand.h"
 #include "host/ProfileCommand.h"
 #include "sigweave/platform/StandardStreams.h"
 #include "sigweave/services/Bilingual.h"
@@ -98,6 +99,32 @@ CLI::App* AddProfile(CLI::App& app, host::ProfileOptions& options) {
     AddProfileAction(*profile, options, "set", "Stores a value under an entry", Action::Set);
     AddProfileAction(*profile, options, "delete", "Deletes an entry", Action::Delete);
     return profile;
+}
+
+CLI::App* AddPreset(CLI::App& app, host::CommandOptions& common, host::PresetOptions& options) {
+    using Action = host::PresetOptions::Action;
+    const struct {
+        const char* name;
+        const char* help;
+        Action action;
+    } rows[] = {{"save", "Keeps settings of a module under a name, replacing older ones", Action::Save},
+                {"load", "Prints such settings as lines of a graph file", Action::Load},
+                {"list", "Lists what was kept, of one module or all", Action::List}};
+    CLI::App* preset = app.add_subcommand("preset", "Keeps settings of modules under names");
+    preset->require_subcommand(1);
+    for (const auto& row : rows) {
+        CLI::App* command = preset->add_subcommand(row.name, row.help);
+        command->callback([&options, action = row.action] { options.action = action; });
+        CLI::Option* module = command->add_option("MODULE", options.module, "The module's id");
+        module->type_name("")->required(row.action != Action::List);
+        if (row.action != Action::List)
+            command->add_option("NAME", options.name, "The preset's name")->required()->type_name("");
+        if (row.action == Action::Save)
+            command->add_option("SETTINGS", options.settings, "PARAMETER=VALUE; all others as by default")
+                ->type_name("");
+        AddModulePath(*command, common);
+    }
+    return preset;
 }
 
 CLI::App* AddNewModule(CLI::App& app, host::NewModuleOptions& options) {
@@ -265,8 +292,8 @@ void AddModules(CLI::App& app, host::CommandOptions& options) {
 
 // If not, suggests similar names.
 bool BeginsWithCommand(const std::vector<std::string>& arguments) {
-    const CStringArray commands = {"run",  "check",   "check-module", "convert",
-                                   "diff", "modules", "new-module",   "profile"};
+    const CStringArray commands = {"run",     "check",      "check-module", "convert", "diff",
+                                   "modules", "new-module", "preset",       "profile"};
     const CStringArray actions = {"list", "get", "set", "delete"};
     const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
     return IsCommand(arguments[0], commands) && (!isAction || IsCommand(arguments[1], actions));
@@ -315,6 +342,8 @@ int main(int argc, char** argv) {
     AddReportFormat(*checkModule, format);
     host::ProfileOptions profileOptions;
     const CLI::App* profile = AddProfile(app, profileOptions);
+    host::PresetOptions presetOptions;
+    const CLI::App* preset = AddPreset(app, options, presetOptions);
     if (arguments.empty()) {
         std::cerr << app.help();
         return host::EXIT_WRONG_INPUT;
@@ -327,6 +356,7 @@ int main(int argc, char** argv) {
     if (*newModule) return host::WriteNewModule(newModuleOptions);
     if (*checkModule) return host::CheckModuleLibrary(checkOptions);
     if (*profile) return host::RunProfileCommand(profileOptions);
+    if (*preset) return host::UsePresets(options, presetOptions);
     if (*diff) return host::DiffRecords(options);
     if (*convert) return host::ConvertGraph(options);
     return *check ? host::CheckGraph(options) : host::ShowModules(options);

@@ -16,6 +16,7 @@
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/PortDataType.h"
+#include "sigweave/module/SettingsArchive.h"
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCBusValidation.h"

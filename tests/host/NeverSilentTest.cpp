@@ -295,6 +295,36 @@ TEST_F(NeverSilent, EveryModuleDeclaresItselfInOneShape) {
     EXPECT_EQ(Run("modules --json").code, 2) << "of which module?";
 }
 
+TEST_F(NeverSilent, PresetsKeepSettingsAsTheyWereTyped) {
+    locale += " XDG_DATA_HOME='" + folder.string() + "/data'";
+    EXPECT_EQ(Run("preset list", MODULES).out, "");
+    ASSERT_EQ(Run("preset save Filter 'low 2' 'corner=3 kHz' type=highpass", MODULES).code, 0);
+    const std::tuple<const char*, int, const char*> rows[] = {
+        {"save Filter 'low 2' corner=x type=lowpass", 2, "corner: 'x' is not valid; expected a number"},
+        {"save Filter 'low 2' corner", 2, "write PARAMETER=VALUE"},
+        {"save Filter ../low corner=1", 2, "'../low' is no name for a preset"},
+        {"save Filtr low", 2, "did you mean 'Filter'?"},
+        {"load Filter high", 1, "/high.xml"}};
+    for (const auto& [arguments, code, error] : rows) {
+        const Answer answer = Run(std::string("preset ") + arguments, MODULES);
+        EXPECT_EQ(answer.code, code) << arguments;
+        EXPECT_THAT(answer.err, HasSubstr(error));
+    }
+    EXPECT_EQ(Run("preset list", MODULES).out, "Filter low 2\n");
+    EXPECT_EQ(Run("preset load Filter 'low 2'", MODULES).out, "type=highpass\ncorner=3 kHz\n");
+    std::string stored = ReadAll(folder / "data/sigweave/presets/Filter/low 2.xml");
+    fs::create_directories(folder / "data/sigweave/presets/Generator");
+    Write("data/sigweave/presets/Generator/a.xml", stored);
+    EXPECT_THAT(Run("preset load Generator a", MODULES).err,
+                HasSubstr("is no preset of the module 'Generator'"));
+    stored.replace(stored.find("3 kHz"), 5, "3 V");
+    Write("data/sigweave/presets/Filter/a.xml", stored);
+    const Answer damaged = Run("preset load Filter a", MODULES);
+    EXPECT_EQ(damaged.code, 1);
+    EXPECT_THAT(damaged.err, HasSubstr("a.xml: corner: '3 V' is not valid"));
+    EXPECT_EQ(damaged.out, "");
+}
+
 constexpr const char* PASS =
     "[a]\nmodule=TestSource\n[p]\nmodule=TestPass\n[s]\nmodule=TestJoin\n"
     "[lines]\na.Signal=p.Signal\np.Signal=s.Signal\n";

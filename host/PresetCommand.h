@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/ModuleCatalogue.h"
+
+namespace host {
+
+// What `sigweave preset` is to do: settings of a module that are kept under a name, in the user's data
+// folder.
+struct PresetOptions {
+    enum class Action { Save, Load, List };
+
+    Action action = Action::List;
+    std::string module;  // of List: empty for all
+    std::string name;
+    std::vector<std::string> settings;  // of Save: PARAMETER=VALUE
+};
+
+// Save keeps the settings, with the defaults for those that are not named, in place of an older preset of the
+// name. Load prints them as lines of a graph file, without those that are as their defaults. List prints the
+// names. Answers the program's exit code: 1 for what cannot be read or written, 2 for a wrong name, value or
+// module.
+int RunPresetCommand(const ModuleCatalogue& catalogue, const PresetOptions& options);
+
+}  // namespace host
