@@ -68,6 +68,9 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     int Init() override;
     int Fetch() override;
     int Done() override;
+    // An item for each declared parameter, checked and set as by SetParameter and ApplySettings; 0 when none
+    // is declared. A module that overrides it calls this one first and adds to the dialog, or begins anew.
+    int BuildPropertyDialog(TCPropertyDialog& dialog) override;
 
     // 28: the share of the work that is done, 0 to 1, or -1 when it is not known. [run]
     virtual double GetProgress();
@@ -217,6 +220,7 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     TC_LOCAL bool MakeEffective(TCString& error);
     TC_LOCAL bool ReadSettings(const char* text, TCString& error);
     TC_LOCAL int DeclareInputs(int count);
+    TC_LOCAL CString WhyNotSettable(const char* name, const CString& text);
 
     std::span<const TCModuleParameter> parameters;
     Values parameterValues;

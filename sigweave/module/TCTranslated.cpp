@@ -1,13 +1,15 @@
 #include "sigweave/module/TCTranslated.h"
 
+#include "sigweave/ui/CTranslator.h"
+
 namespace {
-TCTranslated::Handler translationHandler = nullptr;
+TCTranslated::Handler translationHandler = &CTranslator::GetMessageA;
 }
 
 void TCTranslated::SetHandler(Handler handler) {
-    translationHandler = handler;
+    translationHandler = handler != nullptr ? handler : &CTranslator::GetMessageA;
 }
 
 long TCTranslated::GetMessageA(unsigned id, long param) {
-    return translationHandler != nullptr ? translationHandler(id, param) : 0;
+    return translationHandler(id, param);
 }
