@@ -250,7 +250,7 @@ TEST(Record, AddressesAreRefusedInBothDirections) {
     ASSERT_TRUE(recorder.Set("file=\"" + file + "\"\n"));
     recorder.WireInputs({"POINTER{STRUCT}"});
     EXPECT_FALSE(recorder.Start());
-    EXPECT_THAT(recorder.Error(), HasSubstr("brings addresses"));
+    EXPECT_THAT(recorder.Error(), HasSubstr("delivers addresses"));
     std::ofstream(file) << "<Stream><Block><Segments><Segment><Name/><DataType Value='4'/><Length>1</Length>"
                            "<Values><Pointer>0x10</Pointer></Values></Segment></Segments></Block></Stream>";
     EXPECT_THAT(Player(file).Error(), HasSubstr("block 1: the block holds addresses"));
