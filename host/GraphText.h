@@ -12,6 +12,8 @@ void ReadGraphText(std::string_view text, GraphBuilder& builder);
 // What cannot be said in this form (a parameter's name with an equals sign, say) reads back as something
 // else; the caller compares.
 std::string WriteGraphText(const GraphFile& graph);
+// One setting, as name=value, with the quotation marks that the value needs; without an end of line.
+std::string WriteTextSetting(const std::string& name, const std::string& value);
 
 // The begin of what looks like a comment after a value, which it would be a part of; npos where there is
 // none.
