@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/FormSession.h"
+#include "host/SettingEdit.h"
 #include "sigweave/services/StringResources.h"
 #include "sigweave/ui/PropertyItems.h"
 #include "sigweave/ui/TCDialog.h"
@@ -191,6 +192,22 @@ TEST_F(SetCommand, RewritesExactlyThoseLines) {
     EXPECT_EQ(Graph(), wanted);
     ASSERT_EQ(Run("set a.graph reader hold=yes size=1").code, 2);
     EXPECT_EQ(Graph(), wanted);
+}
+
+TEST(EditSettings, QuotesWhatHasToBe) {
+    host::Mistakes mistakes;
+    std::string text = "[a]\nmodule=M\nx = \"old\"\n[b]";
+    const host::GraphFile file = host::GraphFile::Parse("", text, mistakes);
+    std::string error;
+    EXPECT_TRUE(host::EditSettings(file, "a", {{"x", " # \t"}, {"y", ""}}, text, error)) << error;
+    EXPECT_TRUE(host::EditSettings(file, "b", {}, text, error));
+    EXPECT_EQ(text, "[a]\nmodule=M\nx = \" # \\t\"\ny=\n[b]");
+    for (const char* name : {"a=b", "[a", "# a", ""})
+        EXPECT_FALSE(host::EditSettings(file, "a", {{name, "1"}}, text, error)) << name;
+    const host::GraphFile last = host::GraphFile::Parse("", text, mistakes);
+    EXPECT_FALSE(host::EditSettings(last, "b", {{"module", "M"}}, text, error));
+    EXPECT_TRUE(host::EditSettings(last, "b", {{"x", "1"}}, text, error)) << error;
+    EXPECT_TRUE(text.ends_with("[b]\nx=1"));
 }
 
 TEST_F(SetCommand, RefusesInTheWordsOfCheck) {
