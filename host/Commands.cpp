@@ -17,6 +17,7 @@
 #include "host/ProgressLine.h"
 #include "host/RecordDiff.h"
 #include "host/Report.h"
+#include "host/SetCommand.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/platform/StandardStreams.h"
@@ -31,14 +32,6 @@ using tc::Bilingual;
 constexpr std::size_t MOST_MISTAKES_TOLD = 1000;
 
 Interruption interruption;
-
-ModuleCatalogue OpenCatalogue(const CommandOptions& options) {
-    std::string path;
-    for (const std::string& part : options.modulePath) path += (path.empty() ? "" : ":") + part;
-    const char* environment = std::getenv("SIGWEAVE_MODULE_PATH");
-    if (options.modulePath.empty() && environment != nullptr) path = environment;
-    return ModuleCatalogue(ModuleCatalogue::SplitPath(path));
-}
 
 void TellProblems(const ModuleCatalogue& catalogue, bool areErrors) {
     for (const std::string& problem : catalogue.Problems())
@@ -245,6 +238,14 @@ void AddMessages(RunReport& report) {
 }
 
 }  // namespace
+
+ModuleCatalogue OpenCatalogue(const CommandOptions& options) {
+    std::string path;
+    for (const std::string& part : options.modulePath) path += (path.empty() ? "" : ":") + part;
+    const char* environment = std::getenv("SIGWEAVE_MODULE_PATH");
+    if (options.modulePath.empty() && environment != nullptr) path = environment;
+    return ModuleCatalogue(ModuleCatalogue::SplitPath(path));
+}
 
 int RunGraph(const CommandOptions& options) {
     const std::vector<FileUse> files = FilesOf(options);

@@ -76,6 +76,14 @@ GraphFile GraphFile::Read(const std::string& path, Mistakes& mistakes) {
     return graph;
 }
 
+std::string GraphFile::ReadText(const std::string& path, Mistakes& mistakes) {
+    std::string text;
+    std::string error;
+    if (ReadBytes(path, text, error)) return text;
+    mistakes.Add({path.empty() ? "''" : path}, std::move(error));
+    return "";
+}
+
 GraphFile GraphFile::Parse(const std::string& path, const std::string& text, Mistakes& mistakes) {
     GraphFile graph;
     graph.path = path;

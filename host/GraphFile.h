@@ -51,6 +51,8 @@ class GraphFile {
     // The content decides which form it is, not the name. Adds a mistake for everything that is not well
     // formed, and keeps what is.
     static GraphFile Read(const std::string& path, Mistakes& mistakes);
+    // Its content; empty, with a mistake, when it cannot be read.
+    static std::string ReadText(const std::string& path, Mistakes& mistakes);
     static GraphFile Parse(const std::string& path, const std::string& text, Mistakes& mistakes);
 
     // An argument INSTANCE.PARAMETER=VALUE of the command line: replaces what the file says.

@@ -229,10 +229,7 @@ std::string EscapeBadBytes(const std::string& quoted) {
 }
 
 std::string Parameter(const std::string& name, const std::string& value) {
-    TCString bytes;
-    bytes.AllocCopy(value);
-    const bool quotes = NeedsQuotes(value);
-    return name + "=" + (quotes ? EscapeBadBytes(std::string(tc::QuoteParameter(bytes))) : value) + "\n";
+    return WriteTextSetting(name, value) + "\n";
 }
 
 class Writer {
@@ -298,6 +295,12 @@ std::string CommentHint(std::string_view value) {
     return Bilingual("; the comment '%1' must have a line of its own",
                      "; der Kommentar '%1' braucht eine eigene Zeile")
         .With({value.substr(at)});
+}
+
+std::string WriteTextSetting(const std::string& name, const std::string& value) {
+    TCString bytes;
+    bytes.AllocCopy(value);
+    return name + "=" + (NeedsQuotes(value) ? EscapeBadBytes(std::string(tc::QuoteParameter(bytes))) : value);
 }
 
 void ReadGraphText(std::string_view text, GraphBuilder& builder) {

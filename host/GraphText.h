@@ -12,6 +12,8 @@ void ReadGraphText(std::string_view text, GraphBuilder& builder);
 // What cannot be said in this form (a parameter's name with an equals sign, say) reads back as something
 // else; the caller compares.
 std::string WriteGraphText(const GraphFile& graph);
+// One setting, as name=value, with the quotation marks that the value needs; without an end of line.
+std::string WriteTextSetting(const std::string& name, const std::string& value);
 
 // One line NAME=VALUE of it, with quotation marks where the value needs them.
 std::string WriteSettingLine(const std::string& name, const std::string& value);

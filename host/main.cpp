@@ -10,10 +10,12 @@
 #include "host/CommandLineMistake.h"
 #include "host/Commands.h"
 #include "host/Console.h"
+#include "host/FormCommand.h"
 #include "host/Language.h"
 #include "host/NewModule.h"
 #include "host/PresetCommand.h"
 #include "host/ProfileCommand.h"
+#include "host/SetCommand.h"
 #include "sigweave/platform/StandardStreams.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
@@ -36,6 +38,7 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave check voice.graph                     reports every mistake in it
   sigweave run voice.graph --set voice.block=512 runs it and prints the results
   sigweave modules SoundFile                     shows a module's ports and parameters
+  sigweave set voice.graph voice block=512       changes a setting in the file
   sigweave convert voice.graph voice.xml         writes it as an XML document, or such a document as text
   sigweave new-module LowPass                    writes a project for a module of your own
   sigweave profile list                          shows the user's settings profile
@@ -290,10 +293,35 @@ void AddModules(CLI::App& app, host::CommandOptions& options) {
     AddModulePath(*modules, options);
 }
 
+void AddInstance(CLI::App& command, host::SetOptions& set, host::CommandOptions& options) {
+    command.add_option("GRAPH", set.graph, "The graph file")->required()->type_name("");
+    command.add_option("INSTANCE", set.instance, "The instance whose settings they are")
+        ->required()
+        ->type_name("");
+    AddModulePath(command, options);
+}
+
+CLI::App* AddSet(CLI::App& app, host::SetOptions& set, host::CommandOptions& options) {
+    CLI::App* const command = app.add_subcommand(
+        "set", "Changes settings in a graph file, when the graph has no new mistake through them");
+    AddInstance(*command, set, options);
+    command->add_option("SETTINGS", set.settings, "What is to be set; paths as in the graph file")
+        ->required()
+        ->type_name("NAME=VALUE");
+    return command;
+}
+
+CLI::App* AddForm(CLI::App& app, host::SetOptions& set, host::CommandOptions& options) {
+    CLI::App* const command = app.add_subcommand(
+        "form", "Speaks the settings dialog of an instance as lines of JSON, for other programs");
+    AddInstance(*command, set, options);
+    return command;
+}
+
 // If not, suggests similar names.
 bool BeginsWithCommand(const std::vector<std::string>& arguments) {
-    const CStringArray commands = {"run",     "check",      "check-module", "convert", "diff",
-                                   "modules", "new-module", "preset",       "profile"};
+    const CStringArray commands = {"run",  "check",   "check-module", "convert", "diff",    "form",
+                                   "modules", "new-module", "preset", "profile", "set"};
     const CStringArray actions = {"list", "get", "set", "delete"};
     const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
     return IsCommand(arguments[0], commands) && (!isAction || IsCommand(arguments[1], actions));
@@ -334,6 +362,9 @@ int main(int argc, char** argv) {
     const CLI::App* check = AddCheck(app, options);
     const CLI::App* convert = AddConvert(app, options);
     const CLI::App* diff = AddDiff(app, options);
+    host::SetOptions setOptions;
+    const CLI::App* set = AddSet(app, setOptions, options);
+    const CLI::App* form = AddForm(app, setOptions, options);
     AddModules(app, options);
     host::NewModuleOptions newModuleOptions;
     const CLI::App* newModule = AddNewModule(app, newModuleOptions);
@@ -358,6 +389,8 @@ int main(int argc, char** argv) {
     if (*profile) return host::RunProfileCommand(profileOptions);
     if (*preset) return host::UsePresets(options, presetOptions);
     if (*diff) return host::DiffRecords(options);
+    if (*form) return host::ShowForm(setOptions, options);
+    if (*set) return host::SetInGraph(setOptions, options);
     if (*convert) return host::ConvertGraph(options);
     return *check ? host::CheckGraph(options) : host::ShowModules(options);
 }

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/Commands.h"
+#include "host/Mistakes.h"
+#include "host/ModuleCatalogue.h"
+#include "host/SettingEdit.h"
+
+namespace host {
+
+struct SetOptions {
+    std::string graph;
+    std::string instance;
+    std::vector<std::string> settings;  // name=value
+};
+
+// Writes settings of one instance into its graph file, when the graph has no mistake through them that it did
+// not have before; else tells what is wrong and leaves the file as it is. Answers the exit code.
+int SetInGraph(const SetOptions& set, const CommandOptions& options);
+
+// The same for settings that were read already. What is wrong goes to `mistakes`, as `check` would tell it.
+bool WriteSettings(const std::string& graph, const std::string& instance, const SettingValues& settings,
+                   const ModuleCatalogue& catalogue, Mistakes& mistakes);
+
+// By the options, the environment, or the default.
+ModuleCatalogue OpenCatalogue(const CommandOptions& options);
+
+}  // namespace host
