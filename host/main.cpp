@@ -320,8 +320,8 @@ CLI::App* AddForm(CLI::App& app, host::SetOptions& set, host::CommandOptions& op
 
 // If not, suggests similar names.
 bool BeginsWithCommand(const std::vector<std::string>& arguments) {
-    const CStringArray commands = {"run",  "check",   "check-module", "convert", "diff",    "form",
-                                   "modules", "new-module", "preset", "profile", "set"};
+    const CStringArray commands = {"run",     "check",      "check-module", "convert", "diff", "form",
+                                   "modules", "new-module", "preset",       "profile", "set"};
     const CStringArray actions = {"list", "get", "set", "delete"};
     const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
     return IsCommand(arguments[0], commands) && (!isAction || IsCommand(arguments[1], actions));

@@ -37,8 +37,8 @@ class Program : public testing::Test {
     Answer Run(const std::string& arguments, const std::string& modulePath = TEST_LIBRARIES "/good",
                const std::string& output = "out") {
         const std::string command = "cd '" + folder.string() + "' && " + locale + " SIGWEAVE_MODULE_PATH='" +
-                                    modulePath + "' '" SIGWEAVE_PROGRAM "' " + arguments + " <" + input + " >" +
-                                    output + " 2>err; echo $? >code";
+                                    modulePath + "' '" SIGWEAVE_PROGRAM "' " + arguments + " <" + input +
+                                    " >" + output + " 2>err; echo $? >code";
         EXPECT_EQ(std::system(command.c_str()), 0);
         return {std::stoi(ReadAll(folder / "code")), ReadAll(folder / "out"), ReadAll(folder / "err")};
     }
