@@ -16,8 +16,6 @@ namespace tc {
 
 namespace {
 
-using tc::Bilingual;
-
 // What a program said last that is no warning.
 std::string LastComplaint(const std::string& text) {
     std::istringstream lines(text);
