@@ -7,6 +7,7 @@
 
 #include "sigweave/services/Profile.h"
 #include "tests/faults/FaultBench.h"
+#include "tests/support/OwnFolder.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ TEST(Kill, LeavesWhatWasRecorded) {
     const std::string table = ReadAll("take.csv");
     int partial = 0;
     for (int kills = FaultCount(8); kills > 0; --kills) {
-        for (const char* file : {"take.xml", "take.csv", "take.csv.part"}) fs::remove(file);
+        for (const char* file : {"take.xml", "take.csv", "take.csv.part"}) fs::remove(ProgramFolder() / file);
         const int code = RunAndKill(SIGWEAVE_HOST " run noise.graph", seconds);
         ASSERT_THAT(code, AnyOf(0, KILLED)) << ReadAll("err");
         ExpectTableRight(table, code);

@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "tests/support/ModuleBench.h"
+#include "tests/support/OwnFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -270,7 +271,7 @@ TEST(Run, DrawsThePictureOfAnInterruptedRun) {
     std::ofstream("drawn.graph")
         << "[a]\nmodule=Generator\nduration=0.01\n[p]\nmodule=Plot\nfile=drawn.svg\n[lines]\n"
            "a.Signal=p.Signal\n";
-    for (const char* file : {"drawing", "go", "drawn.svg"}) fs::remove(file);
+    for (const char* file : {"drawing", "go", "drawn.svg"}) fs::remove(ProgramFolder() / file);
     const pid_t host = fork();
     if (host == 0) {
         setpgid(0, 0);

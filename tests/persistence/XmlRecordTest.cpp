@@ -12,6 +12,7 @@
 
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/persistence/XmlRecord.h"
+#include "tests/support/OwnFolder.h"
 
 namespace {
 
@@ -97,7 +98,7 @@ void WriteForever() {
 }
 
 TEST(XmlRecord, IsAWholeDocumentToWhoReadsItMeanwhile) {
-    std::filesystem::remove(PATH);
+    std::filesystem::remove(ProgramFolder() / PATH);
     const pid_t writing = fork();
     if (writing == 0) {
         WriteForever();
@@ -124,7 +125,7 @@ TEST(XmlRecord, IsAWholeDocumentWhenTheWriterIsKilled) {
     TCXML part, whole;
     ASSERT_TRUE(part.LoadXML(("<a><Block>" + std::string(1'000'000, 'x') + "</Block></a>").c_str()));
     for (std::uintmax_t megabytes = 1; megabytes <= 10; ++megabytes) {
-        std::filesystem::remove(PATH);
+        std::filesystem::remove(ProgramFolder() / PATH);
         const pid_t writing = fork();
         if (writing == 0) {
             tc::XmlRecordWriter writer;
@@ -165,12 +166,12 @@ TEST(XmlRecord, KeepsTheOldFilesModeAndItsContentWhenItFails) {
     fs::permissions(PATH, fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read);
     // A further name: it is one file, so it is written in its place, and longer than what comes.
     Write("<Stream>" + std::string(300, 'x') + "</Stream>");
-    fs::remove("further.xml");
+    fs::remove(ProgramFolder() / "further.xml");
     fs::create_hard_link(PATH, "further.xml");
     ASSERT_TRUE(writer.Open(PATH, "Stream") && writer.Close()) << writer.GetError();
     EXPECT_EQ(Content("further.xml"), Content(PATH));
     EXPECT_EQ(ReadParts(), std::vector<std::string>{"end"});
-    fs::remove("further.xml");
+    fs::remove(ProgramFolder() / "further.xml");
     ASSERT_TRUE(writer.Open(PATH, "Stream") && writer.Close());
     EXPECT_EQ(fs::status(PATH).permissions() & fs::perms::all,
               fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read);
@@ -224,7 +225,7 @@ TEST(XmlRecord, GivesThePartsBeforeTheDamage) {
     }
     Write("<Streams/>");
     EXPECT_NE(ReadParts().back().find("'Streams'"), std::string::npos);
-    std::filesystem::remove(PATH);
+    std::filesystem::remove(ProgramFolder() / PATH);
     EXPECT_EQ(ReadParts().size(), 1u);
 }
 

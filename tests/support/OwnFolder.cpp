@@ -1,3 +1,5 @@
+#include "tests/support/OwnFolder.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -10,6 +12,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+fs::path programFolder;
+
 // Every test program works in a temporary folder of its own, with profiles, time zone and locale of its own:
 // wherever and as whoever it is started, it finds the same and leaves nothing behind.
 class OwnFolder : public testing::Environment {
@@ -18,6 +22,7 @@ class OwnFolder : public testing::Environment {
         std::error_code failed;
         folder = tc::OwnedFolder::MakeTemporary("sigweave-test-", failed);
         ASSERT_NE(folder, nullptr) << failed.message();
+        programFolder = folder->Path();
         before = fs::current_path();
         fs::current_path(folder->Path());
         setenv("SIGWEAVE_USER_HIVE", (folder->Path() / "user.db").c_str(), 1);
@@ -39,3 +44,7 @@ class OwnFolder : public testing::Environment {
 const testing::Environment* const ownFolder = testing::AddGlobalTestEnvironment(new OwnFolder);
 
 }  // namespace
+
+const fs::path& ProgramFolder() {
+    return programFolder;
+}

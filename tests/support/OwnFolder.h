@@ -1,9 +1,14 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <system_error>
 
 #include "sigweave/platform/OwnedFolder.h"
+
+// The temporary folder in which the test program works, by its whole path: what a test removes is named from
+// here.
+const std::filesystem::path& ProgramFolder();
 
 // An empty folder for one test, that goes with it.
 inline std::unique_ptr<tc::OwnedFolder> MakeOwnFolder() {
