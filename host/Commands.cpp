@@ -9,10 +9,9 @@
 #include "host/Console.h"
 #include "host/Conversion.h"
 #include "host/FileWait.h"
-#include "host/Graph.h"
-#include "host/IdleSinks.h"
 #include "host/Messages.h"
 #include "host/ModuleListing.h"
+#include "host/OpenGraph.h"
 #include "host/PresetCommand.h"
 #include "host/ProgressLine.h"
 #include "host/RecordDiff.h"
@@ -65,31 +64,22 @@ void TellWarnings(const std::vector<Message>& warnings) {
     }
 }
 
-// A graph read and checked, with all that it needs. Mistakes are reported.
-struct OpenGraph {
-    OpenGraph(const CommandOptions& options, bool reportTakesOutput,
-              const std::vector<FileUse>& filesOfHost = {})
-        : file(GraphFile::Read(options.graph, mistakes)), catalogue(OpenCatalogue(options)) {
-        for (const std::string& setting : options.settings) file.Set(setting, mistakes);
-        graph = std::make_unique<Graph>(file, catalogue, window, mistakes, filesOfHost);
-        if (reportTakesOutput) graph->RefuseStandardOutput();
-        TellProblems(catalogue, !mistakes.IsEmpty());
-        if (mistakes.IsEmpty())
-            TellWarnings(graph->Warnings());
-        else
-            TellMistakes(
-                mistakes,
-                Bilingual("nothing of %1 was run", "von %1 wurde nichts ausgeführt").With({options.graph}));
-    }
+GraphSource SourceOf(const CommandOptions& options, const std::vector<FileUse>& filesOfHost = {}) {
+    return {options.graph, std::nullopt, options.settings, ModuleCatalogue::FoldersOf(options.modulePath),
+            filesOfHost};
+}
 
-    Mistakes mistakes;
-    GraphFile file;
-    HostWindow window;
-    ModuleCatalogue catalogue;
-    std::unique_ptr<Graph> graph;
-};
+// What is wrong with the graph, or what to look out for.
+void TellFindings(OpenGraph& open, bool reportTakesOutput) {
+    if (reportTakesOutput) open.graph.RefuseStandardOutput();
+    TellProblems(open.catalogue, !open.mistakes.IsEmpty());
+    if (open.mistakes.IsEmpty()) return TellWarnings(open.graph.Warnings());
+    TellMistakes(
+        open.mistakes,
+        Bilingual("nothing of %1 was run", "von %1 wurde nichts ausgeführt").With({open.file.GetPath()}));
+}
 
-RunReport RunWithSignals(const Graph& graph, bool realtime) {
+RunReport RunWithSignals(const OpenGraph& open, bool realtime, std::vector<Message>& warnings) {
     RunOptions options;
     options.realtime = realtime;
     options.interruption = &interruption;
@@ -102,18 +92,11 @@ RunReport RunWithSignals(const Graph& graph, bool realtime) {
         };
     RunGauge gauge;
     options.gauge = &gauge;
-    Runner runner(graph.Modules(), graph.Lines(), options);
-    console::SetSpeaker([&runner] { return runner.Speaker(); });
-    const RunWait wait(gauge, graph.Modules(), interruption, [] { std::_Exit(EXIT_INTERRUPTED); });
+    const RunWait wait(gauge, open.graph.Modules(), interruption, [] { std::_Exit(EXIT_INTERRUPTED); });
     TCOnInterrupt([] { interruption.Raise(); }, wait.MayBe() ? WaitingCalls::Fail : WaitingCalls::GoOn);
-    RunReport report = runner.Run();
-    console::SetSpeaker(nullptr);
+    RunReport report = open.Run(options, warnings);
     console::ShowProgress("");
     return report;
-}
-
-bool IsOver(Verdict verdict) {
-    return verdict == Verdict::Complete || verdict == Verdict::Interrupted;
 }
 
 int ExitCodeOf(Verdict verdict) {
@@ -188,10 +171,10 @@ class ReportFile {
 
 // What came of a graph without mistakes.
 RunReport RunLogged(const OpenGraph& open, const CommandOptions& options) {
-    open.graph->MakeFolders();
-    RunReport report = RunWithSignals(*open.graph, options.realtime);
+    std::vector<Message> warnings;
+    RunReport report = RunWithSignals(open, options.realtime, warnings);
     TellLostStreams();
-    if (IsOver(report.verdict)) TellWarnings(FindIdleSinks(report, open.graph->Lines()));
+    TellWarnings(warnings);
     return report;
 }
 
@@ -240,11 +223,7 @@ void AddMessages(RunReport& report) {
 }  // namespace
 
 ModuleCatalogue OpenCatalogue(const CommandOptions& options) {
-    std::string path;
-    for (const std::string& part : options.modulePath) path += (path.empty() ? "" : ":") + part;
-    const char* environment = std::getenv("SIGWEAVE_MODULE_PATH");
-    if (options.modulePath.empty() && environment != nullptr) path = environment;
-    return ModuleCatalogue(ModuleCatalogue::SplitPath(path));
+    return ModuleCatalogue(ModuleCatalogue::FoldersOf(options.modulePath));
 }
 
 int RunGraph(const CommandOptions& options) {
@@ -252,8 +231,9 @@ int RunGraph(const CommandOptions& options) {
     ReportFile file;
     RunReport report;
     runlog::Hold();
-    const OpenGraph open(options, options.json, files);
-    const bool outputIsTaken = open.mistakes.IsEmpty() && open.graph->WritesToStandardOutput();
+    OpenGraph open(SourceOf(options, files));
+    TellFindings(open, options.json);
+    const bool outputIsTaken = open.mistakes.IsEmpty() && open.graph.WritesToStandardOutput();
     const bool clashes = HasClash(open.mistakes, files);
     if (clashes)
         report = ReportMistakes(open.mistakes);
@@ -273,15 +253,16 @@ int RunGraph(const CommandOptions& options) {
 }
 
 int CheckGraph(const CommandOptions& options) {
-    const OpenGraph open(options, false);
+    OpenGraph open(SourceOf(options));
+    TellFindings(open, false);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
     RunReport report;
     AddMessages(report);
     console::Tell(WriteWarnings(report, Warnings::NotTold));
     const std::string told = Bilingual("%1: no mistakes; modules: %2, lines: %3\n",
                                        "%1: keine Fehler; Module: %2, Verbindungen: %3\n")
-                                 .With({options.graph, std::to_string(open.graph->Modules().size()),
-                                        std::to_string(open.graph->Lines().size())});
+                                 .With({options.graph, std::to_string(open.graph.Modules().size()),
+                                        std::to_string(open.graph.Lines().size())});
     if (!Print(told)) return EXIT_INCOMPLETE;
     return StrictCode(options, EXIT_COMPLETE, CountWarnings(report));
 }

@@ -274,6 +274,13 @@ int Graph::FindPort(PORTTYPE kind, const PortName& name, int instance, const Pla
     return index;
 }
 
+std::optional<OutputWatch> Graph::WatchOutput(const PortName& name, const Place& place) {
+    const int instance = FindInstance(name, place);
+    const int output = instance >= 0 ? FindPort(OUTPUT, name, instance, place) : -1;
+    if (output < 0) return std::nullopt;
+    return OutputWatch{instance, output, {}};
+}
+
 bool Graph::CheckInputFree(const RunLine& line, const LineEntry& entry) {
     const auto [known, isNew] = lineOfInput.emplace(std::pair(line.to, line.input), entry.place.line);
     if (!isNew)

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -37,6 +38,8 @@ class Graph {
     const std::vector<Message>& Warnings() const { return warnings; }
     // A mistake for each module that writes to standard output.
     void RefuseStandardOutput();
+    // An output for a watch of a run; none, with a mistake at `place`, when there is no such output.
+    std::optional<OutputWatch> WatchOutput(const PortName& name, const Place& place);
     bool WritesToStandardOutput() const;
 
  private:

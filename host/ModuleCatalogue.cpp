@@ -1,6 +1,7 @@
 #include "host/ModuleCatalogue.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "host/Guard.h"
@@ -44,6 +45,14 @@ std::vector<std::string> ModuleCatalogue::SplitPath(const std::string& path) {
         begin = end + 1;
     }
     return parts;
+}
+
+std::vector<std::string> ModuleCatalogue::FoldersOf(const std::vector<std::string>& paths) {
+    std::string path;
+    for (const std::string& part : paths) path += (path.empty() ? "" : ":") + part;
+    const char* environment = std::getenv("SIGWEAVE_MODULE_PATH");
+    if (paths.empty() && environment != nullptr) path = environment;
+    return SplitPath(path);
 }
 
 ModuleCatalogue::ModuleCatalogue(const std::vector<std::string>& searched) : folders(searched) {

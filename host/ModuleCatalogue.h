@@ -40,6 +40,9 @@ class ModuleCatalogue {
     // The folders of a module path: entries separated by colons, where an empty one means the folder of
     // the modules that came with the program.
     static std::vector<std::string> SplitPath(const std::string& path);
+    // Those of several module paths; of none: of SIGWEAVE_MODULE_PATH, and without that variable the modules
+    // that came with the program.
+    static std::vector<std::string> FoldersOf(const std::vector<std::string>& paths);
 
     // In the order of the ids. An id that two libraries offer is not among them.
     const std::map<std::string, CatalogueEntry>& Entries() const { return entries; }

@@ -101,6 +101,12 @@ void Runner::Join() {
         report.lines.push_back(
             {PortText(line.from, OUTPUT, line.output), PortText(line.to, INPUT, line.input)});
     }
+    for (const OutputWatch& watch : options.watches) {
+        watchStreams.push_back(nullptr);
+        if (FirstLineOf(watch.module, watch.output) >= 0) continue;
+        watchStreams.back() = std::make_unique<TCIOStream>();
+        Module(watch.module).AddOutputStream(watch.output, watchStreams.back()->SetInputStream(TEXT_DIGITS));
+    }
     for (const RunModule& entry : modules)
         report.modules.push_back({entry.instance, Text(entry.module->GetModuleId()), 0, 0, {}});
 }
@@ -148,6 +154,25 @@ Scheduler::Line Runner::MakeLine(std::size_t index) const {
     return made;
 }
 
+// -1 when it has none.
+int Runner::FirstLineOf(int module, int output) const {
+    const auto found = std::ranges::find_if(
+        lines, [&](const RunLine& line) { return line.from == module && line.output == output; });
+    return found != lines.end() ? static_cast<int>(found - lines.begin()) : -1;
+}
+
+// Nodes are in the order of the steps.
+void Runner::AddWatches(std::vector<Scheduler::Node>& nodes) const {
+    for (std::size_t index = 0; index < options.watches.size(); ++index) {
+        const OutputWatch& watch = options.watches[index];
+        const int line = FirstLineOf(watch.module, watch.output);
+        const auto node = std::ranges::find(nodes, watch.module, &Scheduler::Node::number);
+        TCIOStream* receiver =
+            line >= 0 ? streams[static_cast<std::size_t>(line)] : watchStreams[index].get();
+        node->watches.push_back({&watch, receiver, line, 0});
+    }
+}
+
 std::set<std::pair<int, int>> Runner::WiredOutputs() const {
     std::set<std::pair<int, int>> wired;
     for (const RunLine& line : lines) wired.emplace(line.from, line.output);
@@ -185,6 +210,7 @@ Scheduler Runner::MakeScheduler() const {
         wired.push_back(MakeLine(index));
     }
     wiring.FindSources();
+    AddWatches(nodes);
     return Scheduler(std::move(wiring), std::move(nodes), std::move(wired), options);
 }
 

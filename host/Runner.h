@@ -45,6 +45,8 @@ class Runner {
     void Calls(int module);
     Scheduler MakeScheduler() const;
     Scheduler::Line MakeLine(std::size_t index) const;
+    void AddWatches(std::vector<Scheduler::Node>& nodes) const;
+    int FirstLineOf(int module, int output) const;
     std::set<std::pair<int, int>> WiredOutputs() const;
     void TellState(const std::string& instance, const tc::Bilingual& state) const;
     void Fail(int module, int code, const std::string& thrown, const tc::Bilingual& failure);
@@ -59,7 +61,8 @@ class Runner {
 
     std::vector<RunModule> modules;  // in the order of the graph
     std::vector<RunLine> lines;
-    std::vector<TCIOStream*> streams;  // the receiving stream of each line
+    std::vector<TCIOStream*> streams;                       // the receiving stream of each line
+    std::vector<std::unique_ptr<TCIOStream>> watchStreams;  // of each watch; null: it looks at a line
     RunOptions options;
     std::vector<int> order;  // of the steps; entries are indexes of modules
     int initialised = 0;     // the first of `order`, this many

@@ -77,6 +77,7 @@ Scheduler::Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<L
     for (int index = 0; index < static_cast<int>(nodes.size()); ++index) {
         At(index).inputs = wiring.ModuleAt(index).inputs;
         At(index).outputs = wiring.ModuleAt(index).outputs;
+        observes = observes || !At(index).watches.empty();
     }
     for (int index = 0; index < static_cast<int>(lines.size()); ++index) {
         LineAt(index).to = wiring.LineAt(index).to;
@@ -104,7 +105,23 @@ bool Scheduler::StepNext() {
         options.gauge->Calls(node.number);
         if (options.gauge->IsAsked()) AnswerGauge();
     }
-    return timesSteps ? StepTimed(node) : Step(node);
+    return observes ? StepObserved(node) : Step(node);
+}
+
+bool Scheduler::StepObserved(Node& node) {
+    for (Watch& watch : node.watches)
+        if (watch.line >= 0) watch.before = policy.DepthOf(watch.line);
+    const bool goesOn = timesSteps ? StepTimed(node) : Step(node);
+    if (goesOn)
+        for (const Watch& watch : node.watches) ShowMade(watch);
+    return goesOn;
+}
+
+void Scheduler::ShowMade(const Watch& watch) {
+    const int count = watch.receiver->GetBlockCnt(nullptr);
+    for (int block = watch.before; block < count; ++block)
+        watch.watch->onBlock(*watch.receiver->GetWaitingBlock(block));
+    if (watch.line < 0) watch.receiver->RemoveContents(true);
 }
 
 bool Scheduler::StepTimed(Node& node) {
@@ -271,7 +288,7 @@ void Scheduler::AnswerGauge() {
         }
     });
     askedAt = now;
-    timesSteps = true;
+    timesSteps = observes = true;
 }
 
 void Scheduler::TellProgress() {

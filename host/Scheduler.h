@@ -14,11 +14,21 @@
 #include "host/RunReport.h"
 #include "host/SourcePace.h"
 #include "host/Wiring.h"
+#include "sigweave/signal/TCIOStream.h"
 
 class TCBaseModule;
-class TCIOStream;
 
 namespace host {
+
+// An output whose blocks somebody looks at while a run goes on.
+struct OutputWatch {
+    int module = 0;  // of the graph, which has it
+    int output = 0;  // of the module, which has it
+    // Called once for each block that the output got, on the thread of the run, right after the step that
+    // made it. The block is valid, and stays as it is, until the function returns: what is to be kept longer
+    // is to be copied. Must not throw. The blocks of a step that failed are not shown.
+    std::function<void(const TCIOStream::Block&)> onBlock;
+};
 
 struct RunOptions {
     // How many blocks may wait in a line before that decides which source goes next (see FairTurns).
@@ -30,6 +40,10 @@ struct RunOptions {
     const Interruption* interruption = nullptr;  // ends the run early; may be null
     tc::Clock* clock = nullptr;                  // null: the machine's
     RunGauge* gauge = nullptr;                   // through which others look on; may be null
+    // Modules are stepped as they are without watches, and the report is the same. But an output without a
+    // line has a receiver then: its module does not skip the work for it, and a block that could not be sent
+    // into a line is refused.
+    std::vector<OutputWatch> watches;
     // What the run says, on its thread; each may be empty. An instance's name is empty for the whole run.
     std::function<void(const RunProgress&)> onProgress;  // some times a second
     std::function<void(const std::string& instance, const std::string& state)> onState;
@@ -64,6 +78,13 @@ class Scheduler {
         int askedDepth = 0;   // at the last question
     };
 
+    struct Watch {
+        const OutputWatch* watch = nullptr;  // of the options
+        TCIOStream* receiver = nullptr;
+        int line = -1;  // of the wiring, the output's first; -1: it has none, and the receiver is the watch's
+        int before = 0;  // blocks that waited before the step
+    };
+
     struct Node {
         TCBaseModule* module = nullptr;
         std::span<const int> inputs;  // of the wiring, as the next ones
@@ -83,6 +104,7 @@ class Scheduler {
         int stepsLeft = -1;                // after an interrupt; -1: no bound, 0: ended for good
         double lastSign = -1.0;            // when it began to make nothing; -1: it makes blocks
         std::unique_ptr<SourcePace> pace;  // of a source in a run in real time
+        std::vector<Watch> watches;
     };
 
     enum class End { NothingToDo, Failed };
@@ -113,7 +135,9 @@ class Scheduler {
     Line& LineAt(int index) { return lines[static_cast<std::size_t>(index)]; }
 
     bool StepNext();
+    bool StepObserved(Node& node);
     bool StepTimed(Node& node);
+    static void ShowMade(const Watch& watch);
     bool Step(Node& node);
     bool HasWork(Node& node);
     int CountTaken(Node& node);
@@ -139,6 +163,7 @@ class Scheduler {
     bool interruptSeen = false;
     bool interrupted = false;
     bool timesSteps = false;  // somebody has asked
+    bool observes = false;    // steps are timed, or outputs are watched
     double signalSeconds = -1.0;
     double lastLength = 1.0;  // ms, of the last block that had one
     double bytes = 0.0;

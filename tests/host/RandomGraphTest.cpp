@@ -1,5 +1,6 @@
 // Random graphs of the real modules run to their end, with queues that do not grow with the signals, and find
-// the same however much room a line has. SIGWEAVE_RANDOM_GRAPHS is how many, SIGWEAVE_RANDOM_SEED the first.
+// the same however much room a line has, and whoever watches their outputs. SIGWEAVE_RANDOM_GRAPHS is how
+// many, SIGWEAVE_RANDOM_SEED the first.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -20,15 +21,27 @@ long FromEnvironment(const char* name, long otherwise) {
 
 class RandomGraphs : public testing::Test {
  protected:
-    host::RunReport Run(const RandomGraph& random, int queueLimit) {
+    host::RunReport Run(const RandomGraph& random, int queueLimit, bool watched = false) {
         host::Mistakes mistakes;
         const host::GraphFile file = host::GraphFile::Parse("random.graph", random.text, mistakes);
         const host::Graph graph(file, catalogue, window, mistakes);
         for (const host::Mistake& mistake : mistakes.InOrder()) ADD_FAILURE() << mistake.text;
         host::RunOptions options;
         options.queueLimit = queueLimit;
+        std::int64_t seen = 0;
+        const std::vector<host::RunModule> modules = graph.Modules();
+        for (int module = 0; watched && module < static_cast<int>(modules.size()); ++module)
+            for (int output = 0; output < modules[static_cast<std::size_t>(module)].module->GetNoOutput();
+                 ++output)
+                options.watches.push_back({module, output, [&](const TCIOStream::Block&) { ++seen; }});
         if (HasFailure()) return {};
-        return host::Runner(graph.Modules(), graph.Lines(), options).Run();
+        host::RunReport report = host::Runner(modules, graph.Lines(), options).Run();
+        std::int64_t made = 0;
+        for (const host::ModuleReport& module : report.modules) made += module.blocksOut;
+        if (watched) {
+            EXPECT_GE(seen, made);
+        }
+        return report;
     }
 
     host::HostWindow window;
@@ -41,6 +54,8 @@ std::string Results(const host::RunReport& report) {
         for (const host::ResultReport& result : module.results)
             text += module.instance + " " + result.signal + " " + result.quantity + " " +
                     std::to_string(result.value) + "\n";
+    for (const host::LineReport& line : report.lines)
+        text += line.from + " " + line.to + " " + std::to_string(line.blocks) + "\n";
     return text;
 }
 
@@ -60,6 +75,9 @@ TEST_F(RandomGraphs, Complete) {
             EXPECT_LE(line.deepestQueue, random.deepest) << line.from << "=" << line.to;
         if (done % COMPARED == 0) {
             EXPECT_EQ(Results(Run(random, 1)), Results(report));
+            const host::RunReport seen = Run(random, 16, true);
+            EXPECT_EQ(Results(seen), Results(report)) << "with a watch on every output";
+            EXPECT_EQ(seen.verdict, report.verdict) << seen.explanation;
         }
     }
     RecordProperty("graphs", static_cast<int>(done));

@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <numeric>
+
+#include "host/Report.h"
 #include "host/Runner.h"
 #include "host/Topology.h"
 #include "sigweave/platform/Thread.h"
@@ -95,6 +98,39 @@ TEST(Runner, CountsEachOfTheBlocksOfOneStep) {
     EXPECT_EQ(report.lines[0].blocks, 60);
     EXPECT_EQ(report.lines[0].deepestQueue, 6);
     EXPECT_EQ(report.signalSeconds, 240.0);
+}
+
+// What a watch of the only output of a module was shown: the first value of each block.
+host::OutputWatch Keep(int module, std::vector<double>& values) {
+    return {module, 0, [&values](const TCIOStream::Block& block) {
+                values.push_back(block.Segment(0)->GetDoubles()[0]);
+            }};
+}
+
+TEST(Runner, ShowsTheBlocksOfWatchedOutputsAndGoesOnAsWithout) {
+    const auto run = [](const host::RunOptions& options) {
+        Bench bench;
+        bench.Add<TestSource>("source", "blocks=60\nburst=6\n");
+        bench.Add<TestPass>("pass");
+        bench.Add<TestPass>("loose");  // its output has no line
+        bench.Add<TestJoin>("sum", "", 2);
+        bench.Wire("source", "sum", 0);
+        bench.Wire("source", "pass");
+        bench.Wire("pass", "sum", 1);
+        bench.Wire("source", "loose");
+        RunReport report = bench.Run(options);
+        report.seconds = 0.0;
+        return host::WriteJson(report, "");
+    };
+    std::vector<double> shown[4];
+    host::RunOptions options;
+    options.watches = {Keep(0, shown[0]), Keep(1, shown[1]), Keep(2, shown[2]), Keep(2, shown[3])};
+    host::RunGauge gauge;
+    options.gauge = &gauge;
+    EXPECT_EQ(run(options), run({}));
+    std::vector<double> expected(60);
+    std::iota(expected.begin(), expected.end(), 0.0);
+    for (const std::vector<double>& values : shown) EXPECT_EQ(values, expected);
 }
 
 TEST(Runner, NamesTheStarvedInputAndKeepsQueuesShort) {

@@ -1,0 +1,58 @@
+#include "host/OpenGraph.h"
+
+#include "host/Console.h"
+#include "host/IdleSinks.h"
+#include "sigweave/services/Bilingual.h"
+
+namespace host {
+namespace {
+
+using tc::Bilingual;
+
+// Texts of modules that come without a name are those of the module that the runner is calling.
+class SpeakerOf {
+ public:
+    explicit SpeakerOf(const Runner& runner) {
+        console::SetSpeaker([&runner] { return runner.Speaker(); });
+    }
+    ~SpeakerOf() { console::SetSpeaker(nullptr); }
+    SpeakerOf(const SpeakerOf&) = delete;
+    SpeakerOf& operator=(const SpeakerOf&) = delete;
+};
+
+}  // namespace
+
+OpenGraph::OpenGraph(const GraphSource& source)
+    : file(Read(source)),
+      catalogue(source.folders),
+      graph(file, catalogue, window, mistakes, source.filesOfHost) {}
+
+GraphFile OpenGraph::Read(const GraphSource& source) {
+    GraphFile read = source.text ? GraphFile::Parse(source.path, *source.text, mistakes)
+                                 : GraphFile::Read(source.path, mistakes);
+    for (const std::string& setting : source.settings) read.Set(setting, mistakes);
+    return read;
+}
+
+std::optional<OutputWatch> OpenGraph::WatchOutput(const std::string& name, const Place& place) {
+    const std::size_t point = name.find('.');
+    if (point == 0 || point == std::string::npos || point + 1 == name.size()) {
+        mistakes.Add(place, Bilingual("'%1' must be INSTANCE.OUTPUT, for example voice.Channel 1",
+                                      "'%1' muss INSTANZ.AUSGANG lauten, zum Beispiel voice.Channel 1")
+                                .With({name}));
+        return std::nullopt;
+    }
+    return graph.WatchOutput({name.substr(0, point), name.substr(point + 1)}, place);
+}
+
+RunReport OpenGraph::Run(const RunOptions& options, std::vector<Message>& warnings) const {
+    graph.MakeFolders();
+    Runner runner(graph.Modules(), graph.Lines(), options);
+    const SpeakerOf speaker(runner);
+    RunReport report = runner.Run();
+    if (report.verdict == Verdict::Complete || report.verdict == Verdict::Interrupted)
+        for (Message& warning : FindIdleSinks(report, graph.Lines())) warnings.push_back(std::move(warning));
+    return report;
+}
+
+}  // namespace host
