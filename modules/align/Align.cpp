@@ -20,11 +20,13 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "drop",
      .help = {"what to do with samples where other signals have none",
               "was mit Abtastwerten geschieht, zu denen andere Signale keine haben"},
-     .choices = "drop|pad|fail"},
+     .choices = "drop|pad|fail",
+     .label = {"Missing samples", "Fehlende Abtastwerte"}},
     {.name = "fill",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
      .help = {"the value of samples that are padded", "Wert der ergänzten Abtastwerte"},
+     .label = {"Fill value", "Füllwert"},
      .enabledWhen = {"mode", "pad"}},
     {.name = "most_padding",
      .kind = TCModuleParameter::INTEGER,
@@ -33,6 +35,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
          {"samples that may be padded before a signal; a start later than that fails",
           "so viele Abtastwerte dürfen vor einem Signal ergänzt werden; ein späterer Beginn ist ein Fehler"},
      .minimum = 0.0,
+     .label = {"Most padding", "Höchste Zahl ergänzter Werte"},
      .enabledWhen = {"mode", "pad"}},
 };
 

@@ -18,7 +18,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"samples per block; the last one of a signal may be shorter",
               "Abtastwerte je Block; der letzte eines Signals darf kürzer sein"},
      .minimum = 1.0,
-     .maximum = 16777216.0},
+     .maximum = 16777216.0,
+     .label = {"Block size", "Blockgröße"}},
 };
 
 constexpr int MOST_BLOCKS_AT_ONCE = 64;

@@ -11,35 +11,51 @@ namespace {
 
 using tc::Bilingual;
 
+// Groups of parameters.
+constexpr Bilingual SOUND("File", "Datei");
+constexpr Bilingual CALIBRATION("Calibration", "Kalibrierung");
+
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
      .kind = TCModuleParameter::FILE,
      .defaultValue = nullptr,
-     .help = {"the file to read", "die zu lesende Datei"}},
+     .help = {"the file to read", "die zu lesende Datei"},
+     .label = {"File", "Datei"},
+     .group = SOUND},
     {.name = "block",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "1024",
      .help = {"samples per block", "Abtastwerte je Block"},
      .minimum = 1.0,
-     .maximum = 1048576.0},
+     .maximum = 1048576.0,
+     .label = {"Block size", "Blockgröße"},
+     .group = SOUND},
     {.name = "factor",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "1",
-     .help = {"multiplies the file's values", "multipliziert die Werte der Datei"}},
+     .help = {"multiplies the file's values", "multipliziert die Werte der Datei"},
+     .label = {"Factor", "Faktor"},
+     .group = CALIBRATION},
     {.name = "offset",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
-     .help = {"is added after the multiplication", "wird nach der Multiplikation addiert"}},
+     .help = {"is added after the multiplication", "wird nach der Multiplikation addiert"},
+     .label = {"Offset", "Versatz"},
+     .group = CALIBRATION},
     {.name = "unit",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
      .help = {"of the values that result: SI text, as V * 1e-003",
-              "der entstehenden Werte: SI-Text, wie V * 1e-003"}},
+              "der entstehenden Werte: SI-Text, wie V * 1e-003"},
+     .label = {"Unit", "Einheit"},
+     .group = CALIBRATION},
     {.name = "start",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
      .help = {"UTC time of the first sample, as 2026-03-01T12:00:00Z; empty: the time of the run",
-              "Zeit des ersten Abtastwerts in UTC, wie 2026-03-01T12:00:00Z; leer: die Zeit des Laufs"}},
+              "Zeit des ersten Abtastwerts in UTC, wie 2026-03-01T12:00:00Z; leer: die Zeit des Laufs"},
+     .label = {"Start time", "Startzeit"},
+     .group = SOUND},
 };
 
 // Of all channels together, so that a block of a file with many channels has 128 MB at most. There is one

@@ -14,19 +14,27 @@ namespace {
 
 using tc::Bilingual;
 
+// Groups of parameters.
+constexpr Bilingual SEGMENTS("Segments", "Abschnitte");
+constexpr Bilingual RESULT("Result", "Ergebnis");
+
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "length",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "8192",
      .help = {"samples per segment", "Abtastwerte je Abschnitt"},
      .minimum = 2.0,
-     .maximum = 16777216.0},
+     .maximum = 16777216.0,
+     .label = {"Segment length", "Abschnittslänge"},
+     .group = SEGMENTS},
     {.name = "window",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "hann",
      .help = {"weights of a segment, each in its periodic form",
               "Gewichte eines Abschnitts, jeweils in periodischer Form"},
-     .choices = "hann|rectangular|hamming|blackman"},
+     .choices = "hann|rectangular|hamming|blackman",
+     .label = {"Window", "Fenster"},
+     .group = SEGMENTS},
     {.name = "overlap",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
@@ -34,19 +42,25 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "Anteil eines Abschnitts, den der nächste wiederholt"},
      .minimum = 0.0,
      .maximum = 0.99,
+     .label = {"Overlap", "Überlappung"},
+     .group = SEGMENTS,
      .enabledWhen = {"average", "power"}},
     {.name = "average",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "first",
      .help = {"the first segment only, or the root of the mean power of all",
               "nur der erste Abschnitt, oder die Wurzel der mittleren Leistung aller"},
-     .choices = "first|power"},
+     .choices = "first|power",
+     .label = {"Averaging", "Mittelung"},
+     .group = RESULT},
     {.name = "scale",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "none",
      .help = {"of the output: |X[k]| as it is, or as the amplitude of a sine",
               "der Ausgabe: |X[k]| unverändert, oder als Amplitude eines Sinus"},
-     .choices = "none|amplitude"},
+     .choices = "none|amplitude",
+     .label = {"Scaling", "Skalierung"},
+     .group = RESULT},
 };
 
 // a0 - a1 cos(x) + a2 cos(2x), in the order of the choices.

@@ -21,6 +21,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = nullptr,
      .help = {"the document to play; {n} is replaced by 1, 2 and so on",
               "das abzuspielende Dokument; {n} steht für 1, 2 und so weiter"},
+     .label = {"File", "Datei"},
      .fileFilter = "*.xml"},
     {.name = "documents",
      .kind = TCModuleParameter::INTEGER,
@@ -28,7 +29,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"how many of them; 0: all that exist for a name with {n}, else one",
               "wie viele davon; 0: bei einem Namen mit {n} alle vorhandenen, sonst eins"},
      .minimum = 0.0,
-     .maximum = 65536.0},
+     .maximum = 65536.0,
+     .label = {"Documents", "Dokumente"}},
 };
 constexpr int MOST_DOCUMENTS = 65536;
 

@@ -19,11 +19,13 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help =
          {"the document to write; with several inputs their number replaces {n} or precedes the extension",
           "das zu schreibende Dokument; bei mehreren Eingängen ist {n} die Nummer, sonst steht sie vor "
-          "der Endung"}},
+          "der Endung"},
+     .label = {"File", "Datei"}},
     {.name = "overwrite",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
-     .help = {"replace existing files", "vorhandene Dateien ersetzen"}},
+     .help = {"replace existing files", "vorhandene Dateien ersetzen"},
+     .label = {"Overwrite", "Überschreiben"}},
 };
 
 }  // namespace
