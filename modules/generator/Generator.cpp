@@ -4,22 +4,28 @@
 #include <cmath>
 #include <numbers>
 
+#include "modules/common/SharedSettings.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
 
 using tc::Bilingual;
 
+constexpr tc::Choice<Generator::Form> FORMS[] = {{"sine", Generator::SINE},
+                                                 {"square", Generator::SQUARE},
+                                                 {"sweep", Generator::SWEEP},
+                                                 {"noise", Generator::NOISE},
+                                                 {"dc", Generator::DC}};
+
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "form",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "sine",
      .help = {"what to make", "was erzeugt wird"},
-     .choices = "sine|square|sweep|noise|dc"},
+     .choices = tc::CHOICE_WORDS<FORMS>},
     {.name = "amplitude",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "1",
@@ -72,23 +78,14 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
      .help = {"the signal's name; empty: the form", "Name des Signals; leer: die Form"}},
-    {.name = "start",
-     .kind = TCModuleParameter::TEXT,
-     .defaultValue = "",
-     .help = {"UTC time of the first sample, as 2026-03-01T12:00:00Z; empty: the time of the run",
-              "Zeit des ersten Abtastwerts in UTC, wie 2026-03-01T12:00:00Z; leer: die Zeit des Laufs"}},
+    tc::START_PARAMETER,
     {.name = "seed",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "1",
      .help = {"noise with the same seed is the same", "Rauschen mit gleichem Startwert ist gleich"},
      .minimum = 0.0,
      .enabledWhen = {"form", "noise"}},
-    {.name = "block",
-     .kind = TCModuleParameter::INTEGER,
-     .defaultValue = "1024",
-     .help = {"samples per block", "Abtastwerte je Block"},
-     .minimum = 1.0,
-     .maximum = 1048576.0},
+    tc::BLOCK_PARAMETER,
 };
 
 // Beyond this many samples a sample number is no exact double any more.
@@ -136,7 +133,7 @@ TCForetoldSignal Generator::ForetellOutput(int, std::span<const TCForetoldSignal
 int Generator::Init() {
     TCString error;
     if (!OnSettingsChanged(error)) return Fail(tc::MODULE_FAILED, error);
-    form = static_cast<Form>(ParamChoice("form"));
+    form = ParamChoice<FORMS>("form");
     amplitude = ParamDbl("amplitude");
     offset = ParamDbl("offset");
     frequency = ParamDbl("frequency");
@@ -153,12 +150,9 @@ int Generator::Init() {
     metadata.SetRangeMax(offset + std::fabs(amplitude));
     const double highest = form == SWEEP ? std::max(frequency, endFrequency) : frequency;
     if (form < NOISE && highest > rate / 2) {
-        TCModuleMessage::Warning(
-            GetModuleName(),
-            Bilingual("%g Hz is more than half the rate and shows as a lower frequency",
-                      "%g Hz ist mehr als die halbe Abtastrate und erscheint als tiefere Frequenz")
-                .Text(),
-            highest);
+        Warn(Bilingual("%1 Hz is more than half the rate and shows as a lower frequency",
+                       "%1 Hz ist mehr als die halbe Abtastrate und erscheint als tiefere Frequenz"),
+             {tc::ShortestText(highest)});
     }
     return TCBaseModuleEx::Init();
 }
