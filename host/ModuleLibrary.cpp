@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/platform/ModuleHandle.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -105,24 +106,22 @@ bool ModuleLibrary::FindEntryPoints(std::string& error) {
 bool ModuleLibrary::CheckVersions(std::string& error) const {
     const int provided = TCGetInterfaceVersionProvidedByBase(handle);
     const int required = TCGetInterfaceVersionRequiredByBase(handle);
-    const int ownProvided = TCGetInterfaceVersionProvidedByBase(nullptr);
-    const int ownRequired = TCGetInterfaceVersionRequiredByBase(nullptr);
-    if (required > ownProvided) {
+    if (required > TC_INTERFACE_VERSION) {
         error = Bilingual(
                     "needs interface version %1, and this program provides %2; install a newer sigweave or "
                     "build the library against this one",
                     "braucht die Schnittstellenversion %1, dieses Programm bietet %2; installieren Sie ein "
                     "neueres sigweave, oder bauen Sie die Bibliothek gegen dieses")
-                    .With({std::to_string(required), std::to_string(ownProvided)});
+                    .With({std::to_string(required), std::to_string(TC_INTERFACE_VERSION)});
         return false;
     }
-    if (provided >= ownRequired) return true;
+    if (provided >= TC_INTERFACE_VERSION) return true;
     error = Bilingual(
-                "provides interface version %1, and this program needs at least %2; build the library "
-                "against this sigweave",
-                "bietet die Schnittstellenversion %1, dieses Programm braucht mindestens %2; bauen Sie die "
-                "Bibliothek gegen dieses sigweave")
-                .With({std::to_string(provided), std::to_string(ownRequired)});
+                "was built with older headers: it provides interface version %1, and this program needs %2; "
+                "build the library again, against this sigweave",
+                "wurde mit älteren Headern gebaut: sie bietet die Schnittstellenversion %1, dieses Programm "
+                "braucht %2; bauen Sie die Bibliothek neu, gegen dieses sigweave")
+                .With({std::to_string(provided), std::to_string(TC_INTERFACE_VERSION)});
     return false;
 }
 

@@ -16,8 +16,10 @@ class Module {
  public:
     explicit Module(const char* file) : library(dlopen(file, RTLD_NOW | RTLD_LOCAL), dlclose) {
         if (library == nullptr) throw std::runtime_error(dlerror());
-        if (TCGetInterfaceVersionProvidedByBase(library.get()) < TC_INTERFACE_VERSION_REQUIRED)
-            throw std::runtime_error(std::string(file) + " was built for an older host");
+        if (TCGetInterfaceVersionProvidedByBase(library.get()) < TC_INTERFACE_VERSION)
+            throw std::runtime_error(std::string(file) + " was built with older headers; build it again");
+        if (TCGetInterfaceVersionRequiredByBase(library.get()) > TC_INTERFACE_VERSION)
+            throw std::runtime_error(std::string(file) + " needs a newer host");
         const auto create = Find<decltype(TCModuleLibrary_Create)>("TCModuleLibrary_Create");
         const auto destroy = Find<decltype(TCModuleLibrary_Delete)>("TCModuleLibrary_Delete");
         if (create != nullptr && destroy != nullptr)

@@ -7,12 +7,14 @@
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
 
 using tc::Bilingual;
+
+constexpr tc::Choice<Align::Mode> MODES[] = {
+    {"drop", Align::DROP}, {"pad", Align::PAD}, {"fail", Align::FAIL}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "mode",
@@ -20,7 +22,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "drop",
      .help = {"what to do with samples where other signals have none",
               "was mit Abtastwerten geschieht, zu denen andere Signale keine haben"},
-     .choices = "drop|pad|fail",
+     .choices = tc::CHOICE_WORDS<MODES>,
      .label = {"Missing samples", "Fehlende Abtastwerte"}},
     {.name = "fill",
      .kind = TCModuleParameter::NUMBER,
@@ -84,7 +86,7 @@ TCForetoldSignal Align::ForetellOutput(int output, std::span<const TCForetoldSig
 
 int Align::Init() {
     ClearResults();
-    mode = static_cast<Mode>(ParamChoice("mode"));
+    mode = ParamChoice<MODES>("mode");
     fill = ParamDbl("fill");
     started = finished = false;
     signals.clear();
@@ -139,7 +141,7 @@ int Align::TakeBlock(Signal& signal) {
     int count = 0;
     const double* values = portHelper->AccessDblData(signal.port, count);
     if (count > 0 && !signal.samples.Add(values, static_cast<std::size_t>(count)))
-        return FailWith(tc::QUEUE_FAILED.Text());
+        return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED);
     if (count > 0) signal.newest = count;
     signal.ended = tc::EndsSignal(state);
     signal.Skip();
@@ -149,17 +151,20 @@ int Align::TakeBlock(Signal& signal) {
 int Align::CheckMetadata(Signal& signal, const TCTypeInfo& ti) {
     std::string error;
     if (signal.begun)
-        return tc::CheckGoesOn(*portHelper, signal.port, signal.metadata, ti, error) ? 0 : FailWith(error);
-    if (!tc::CheckRate(*portHelper, signal.port, ti, error)) return FailWith(error);
+        return tc::CheckGoesOn(*portHelper, signal.port, signal.metadata, ti, error)
+                   ? 0
+                   : Fail(tc::MODULE_FAILED, error);
+    if (!tc::CheckRate(*portHelper, signal.port, ti, error)) return Fail(tc::MODULE_FAILED, error);
     if (!IsTime(ti.GetTimestamp())) {
-        return FailWith(Bilingual("%1 has the start time %2; allowed are milliseconds since 1970, above 0",
-                                  "%1 hat die Startzeit %2; erlaubt sind Millisekunden seit 1970, über 0")
-                            .With({InputName(signal), tc::ShortestText(ti.GetTimestamp())}));
+        return Fail(tc::MODULE_FAILED,
+                    Bilingual("%1 has the start time %2; allowed are milliseconds since 1970, above 0",
+                              "%1 hat die Startzeit %2; erlaubt sind Millisekunden seit 1970, über 0"),
+                    {InputName(signal), tc::ShortestText(ti.GetTimestamp())});
     }
     for (const Signal& other : signals) {
         const double otherRate = other.metadata.GetSamplerate();
         if (!other.begun || otherRate == ti.GetSamplerate()) continue;
-        return FailWith(RatesDiffer(signal.port, ti.GetSamplerate(), other.port, otherRate));
+        return Fail(tc::MODULE_FAILED, RatesDiffer(signal.port, ti.GetSamplerate(), other.port, otherRate));
     }
     signal.metadata = ti;
     signal.begun = true;
@@ -174,16 +179,18 @@ int Align::Start() {
     startTime = timestamp(mode == PAD ? *first : *last);
     const double apart = std::round((timestamp(*last) - timestamp(*first)) * rate / 1000.0);
     if (mode == FAIL && apart > 0.0) {
-        return FailWith(
+        return Fail(
+            tc::MODULE_FAILED,
             Bilingual("%1 starts %2 samples after %3; mode=drop and mode=pad align them",
-                      "%1 beginnt %2 Abtastwerte später als %3; mode=drop und mode=pad richten sie aus")
-                .With({InputName(*last), tc::ShortestText(apart), InputName(*first)}));
+                      "%1 beginnt %2 Abtastwerte später als %3; mode=drop und mode=pad richten sie aus"),
+            {InputName(*last), tc::ShortestText(apart), InputName(*first)});
     }
     if (mode == PAD && apart > ParamInt("most_padding")) {
-        return FailWith(Bilingual("%1 starts %2 samples after %3; most_padding allows %4",
-                                  "%1 beginnt %2 Abtastwerte später als %3; most_padding erlaubt %4")
-                            .With({InputName(*last), tc::ShortestText(apart), InputName(*first),
-                                   std::to_string(ParamInt("most_padding"))}));
+        return Fail(tc::MODULE_FAILED,
+                    Bilingual("%1 starts %2 samples after %3; most_padding allows %4",
+                              "%1 beginnt %2 Abtastwerte später als %3; most_padding erlaubt %4"),
+                    {InputName(*last), tc::ShortestText(apart), InputName(*first),
+                     std::to_string(ParamInt("most_padding"))});
     }
     for (Signal& signal : signals) {
         const double shift = std::round((timestamp(signal) - startTime) * rate / 1000.0);
@@ -234,17 +241,18 @@ int Align::CheckEnds(std::int64_t count) {
     if (longer == signals.end()) return 0;
     const auto ended =
         std::ranges::find_if(signals, [count](const Signal& s) { return s.ended && s.Left() <= count; });
-    return FailWith(
+    return Fail(
+        tc::MODULE_FAILED,
         Bilingual(
             "%1 ends after %2 samples and %3 goes on; mode=drop and mode=pad align them",
-            "%1 endet nach %2 Abtastwerten, und %3 liefert weiter; mode=drop und mode=pad richten sie aus")
-            .With({InputName(*ended), std::to_string(sent + count), InputName(*longer)}));
+            "%1 endet nach %2 Abtastwerten, und %3 liefert weiter; mode=drop und mode=pad richten sie aus"),
+        {InputName(*ended), std::to_string(sent + count), InputName(*longer)});
 }
 
 int Align::SendBlock(Signal& signal, std::int64_t count, bool last) {
     buffer.resize(static_cast<std::size_t>(count));
     signal.Take(buffer, fill);
-    if (signal.samples.IsBroken()) return FailWith(tc::QUEUE_FAILED.Text());
+    if (signal.samples.IsBroken()) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED);
     signal.metadata.SetTimestamp(startTime + 1000.0 * static_cast<double>(sent) / rate);
     signal.metadata.SetState(tc::BlockState(sent == 0, last));
     portHelper->SetTypeInfo(signal.port, signal.metadata);
@@ -257,9 +265,7 @@ void Align::FinishRound() {
     for (Signal& signal : signals) signal.Drop(signal.samples.Waiting());
     if (!std::ranges::all_of(signals, &Signal::ended)) return;
     if (sent == 0)
-        TCModuleMessage::Warning(GetModuleName(), Bilingual("the signals have no time in common",
-                                                            "die Signale haben keine gemeinsame Zeit")
-                                                      .Text());
+        Warn(Bilingual("the signals have no time in common", "die Signale haben keine gemeinsame Zeit"));
     for (Signal& signal : signals) {
         signal.begun = signal.ended = false;
         signal.lead = signal.skip = signal.newest = 0;
@@ -304,14 +310,13 @@ int Align::Done() {
         if (held == 0) continue;
         AddResult(name, "held", static_cast<double>(held), TCSI_Unit());
         static constexpr Bilingual NO_END(
-            "%s: %lld samples were not passed on; they waited for the ends of the signals",
-            "%s: %lld Abtastwerte wurden nicht weitergegeben; sie warteten auf das Ende der Signale");
+            "%1: %2 samples were not passed on; they waited for the ends of the signals",
+            "%1: %2 Abtastwerte wurden nicht weitergegeben; sie warteten auf das Ende der Signale");
         static constexpr Bilingual NO_BEGIN(
-            "%s: %lld samples were not passed on; they waited for the other signals to begin",
-            "%s: %lld Abtastwerte wurden nicht weitergegeben; sie warteten auf den Beginn der anderen "
+            "%1: %2 samples were not passed on; they waited for the other signals to begin",
+            "%1: %2 Abtastwerte wurden nicht weitergegeben; sie warteten auf den Beginn der anderen "
             "Signale");
-        TCModuleMessage::Warning(GetModuleName(), (started ? NO_END : NO_BEGIN).Text(), name,
-                                 static_cast<long long>(held));
+        Warn(started ? NO_END : NO_BEGIN, {name, std::to_string(held)});
     }
     signals.clear();
     return TCBaseModuleEx::Done();

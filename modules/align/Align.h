@@ -29,6 +29,8 @@
 // padded.
 class Align final : public TCBaseModuleEx {
  public:
+    enum Mode { DROP, PAD, FAIL };
+
     static constexpr const char* ID = "Align";
 
     explicit Align(int instance);
@@ -48,8 +50,6 @@ class Align final : public TCBaseModuleEx {
     int Done() override;
 
  private:
-    enum Mode { DROP, PAD, FAIL };  // in the order of the choices
-
     struct Signal {
         unsigned port = 0;
         TCTypeInfo metadata;  // of the first block
@@ -86,7 +86,6 @@ class Align final : public TCBaseModuleEx {
     int Send();
     int SendBlock(Signal& signal, std::int64_t count, bool last);
     void FinishRound();
-    int FailWith(const std::string& text) { return Fail(tc::MODULE_FAILED, text.c_str()); }
     std::string InputName(const Signal& signal) const;
     std::string RatesDiffer(unsigned input, double ownRate, unsigned other, double otherRate) const;
 

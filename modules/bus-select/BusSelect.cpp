@@ -7,13 +7,15 @@
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCBusValidation.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 
 namespace {
 
 using tc::Bilingual;
+
+constexpr tc::Choice<TCRegExp::FindType> MATCHES[] = {{"find", TCRegExp::FIND_ANYWHERE},
+                                                      {"whole", TCRegExp::FIND_WHOLE}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "expression",
@@ -27,7 +29,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "find",
      .help = {"whether a part of the name is enough or the whole must match",
               "ob ein Teil des Namens genügt oder der ganze passen muss"},
-     .choices = "find|whole",
+     .choices = tc::CHOICE_WORDS<MATCHES>,
      .label = {"Match", "Übereinstimmung"}},
     {.name = "invert",
      .kind = TCModuleParameter::SWITCH,
@@ -77,7 +79,7 @@ bool BusSelect::OnSettingsChanged(TCString& error) {
                     .c_str();
         return false;
     }
-    expression.SetFindType(ParamChoice("match") == 1 ? TCRegExp::FIND_WHOLE : TCRegExp::FIND_ANYWHERE);
+    expression.SetFindType(ParamChoice<MATCHES>("match"));
     DeclarePorts(ParamInt("signals"));
     return true;
 }
@@ -128,10 +130,10 @@ bool BusSelect::Read(Channel& channel, const TCString& segmentName) {
     if (channel.selected) channel.output = OutputOf(segmentName);
     unsigned long code = 0;
     if (!expression.IsError(&code)) return true;
-    Fail(tc::MODULE_FAILED, Bilingual("expression: matching the channel \"%1\" was given up: %2",
-                                      "expression: der Vergleich mit dem Kanal \"%1\" wurde aufgegeben: %2")
-                                .With({static_cast<const char*>(channel.name), tc::RegExpErrorText(code)})
-                                .c_str());
+    Fail(tc::MODULE_FAILED,
+         Bilingual("expression: matching the channel \"%1\" was given up: %2",
+                   "expression: der Vergleich mit dem Kanal \"%1\" wurde aufgegeben: %2"),
+         {std::string(channel.name), tc::RegExpErrorText(code)});
     return false;
 }
 
@@ -197,9 +199,8 @@ int BusSelect::WriteToBus(const Channel& channel, const Segment& values, const T
     return Fail(
         tc::MODULE_FAILED,
         Bilingual("the channel \"%1\" holds blocks inside of its blocks, which cannot be passed on",
-                  "der Kanal \"%1\" enthält Blöcke in seinen Blöcken; sie lassen sich nicht weitergeben")
-            .With({name})
-            .c_str());
+                  "der Kanal \"%1\" enthält Blöcke in seinen Blöcken; sie lassen sich nicht weitergeben"),
+        {name});
 }
 
 int BusSelect::WriteSignal(const Channel& channel, const Segment* values, const TCTypeInfo* metadata) {
@@ -212,9 +213,8 @@ int BusSelect::WriteSignal(const Channel& channel, const Segment* values, const 
             tc::MODULE_FAILED,
             Bilingual(
                 "the channel \"%1\" holds no double values and cannot be the signal \"Channel %2\"",
-                "der Kanal \"%1\" enthält keine Double-Werte und kann nicht das Signal \"Channel %2\" sein")
-                .With({static_cast<const char*>(channel.name), std::to_string(channel.output)})
-                .c_str());
+                "der Kanal \"%1\" enthält keine Double-Werte und kann nicht das Signal \"Channel %2\" sein"),
+            {std::string(channel.name), std::to_string(channel.output)});
     }
     return tc::WriteSamples(*portHelper, channel.output, ti, doubles,
                             static_cast<std::size_t>(values->GetElementCount()));
@@ -227,13 +227,11 @@ void BusSelect::WarnOfNone(std::size_t count) {
         names += (i == 0 ? "\"" : ", \"") + std::string(channels[i].name) + "\"";
     }
     if (names.empty()) names = "-";
-    TCModuleMessage::Warning(GetModuleName(),
-                             Bilingual("nothing is sent: no channel of the bus is selected by the expression "
-                                       "\"%s\"; its channels are %s",
-                                       "nichts wird gesendet: der Ausdruck \"%s\" wählt keinen Kanal des "
-                                       "Busses aus; dessen Kanäle sind %s")
-                                 .Text(),
-                             static_cast<const char*>(ParamStr("expression")), names.c_str());
+    Warn(Bilingual("nothing is sent: no channel of the bus is selected by the expression "
+                   "\"%1\"; its channels are %2",
+                   "nichts wird gesendet: der Ausdruck \"%1\" wählt keinen Kanal des "
+                   "Busses aus; dessen Kanäle sind %2"),
+         {ParamText("expression"), names});
 }
 
 TC_MODULE_LIBRARY(BusSelect);

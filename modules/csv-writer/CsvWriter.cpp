@@ -8,13 +8,14 @@
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/UnitText.h"
 
 namespace {
 
 using tc::Bilingual;
+
+constexpr tc::Choice<char> SEPARATORS[] = {{"comma", ','}, {"semicolon", ';'}, {"tab", '\t'}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
@@ -32,7 +33,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "comma",
      .help = {"between the columns", "zwischen den Spalten"},
-     .choices = "comma|semicolon|tab",
+     .choices = tc::CHOICE_WORDS<SEPARATORS>,
      .label = {"Separator", "Trennzeichen"}},
     {.name = "time",
      .kind = TCModuleParameter::SWITCH,
@@ -42,9 +43,6 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "Domänen"},
      .label = {"Time column", "Zeitspalte"}},
 };
-
-// In the order of the choices.
-constexpr char SEPARATORS[] = {',', ';', '\t'};
 
 constexpr std::int64_t MOST_ROWS_AT_ONCE = 4096;
 
@@ -76,7 +74,7 @@ int CsvWriter::Init() {
     TCStartCheck check;
     file.Abandon();
     runBegun = headerWritten = false;
-    separator = SEPARATORS[ParamChoice("separator")];
+    separator = ParamChoice<SEPARATORS>("separator");
     columns.clear();
     columns.resize(static_cast<std::size_t>(GetNoInput()));
     axis = nullptr;
@@ -92,7 +90,7 @@ int CsvWriter::Init() {
     if (code < 0) return code;
     const std::string path(ParamStr("file"));
     const bool opened = file.Open(path, ParamBool("overwrite"));
-    return opened ? 0 : Fail(tc::MODULE_FAILED, file.Error().c_str());
+    return opened ? 0 : Fail(tc::MODULE_FAILED, file.Error());
 }
 
 // Asked for the first time when all modules have started.
@@ -113,12 +111,11 @@ int CsvWriter::Take(unsigned input) {
     Column& column = columns[input];
     const int code = portHelper->TakeBlock(input);
     if (code <= 0) return code;
-    if (column.hasEmptyCells) {
-        const std::string error = Bilingual("%1 goes on after its signal has ended",
-                                            "%1 liefert weiter, obwohl das Signal zu Ende ist")
-                                      .With({tc::InputName(*portHelper, input)});
-        return Fail(tc::MODULE_FAILED, error.c_str());
-    }
+    if (column.hasEmptyCells)
+        return Fail(tc::MODULE_FAILED,
+                    Bilingual("%1 goes on after its signal has ended",
+                              "%1 liefert weiter, obwohl das Signal zu Ende ist"),
+                    {tc::InputName(*portHelper, input)});
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
     if (metadata != nullptr) column.metadata = *metadata;
     if (tc::BeginsSignal(column.metadata.GetState())) NoteBegin(column);
@@ -127,7 +124,7 @@ int CsvWriter::Take(unsigned input) {
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
     if (column.samples.Add(values, static_cast<std::size_t>(count))) return 0;
-    return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text());
+    return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED);
 }
 
 int CsvWriter::WriteRows() {
@@ -136,11 +133,11 @@ int CsvWriter::WriteRows() {
         std::string text = headerWritten ? std::string() : Header();
         headerWritten = true;
         for (std::int64_t i = std::min(ready, MOST_ROWS_AT_ONCE); i > 0; --i, --ready) AppendRow(text);
-        if (!file.Write(text)) return Fail(tc::MODULE_FAILED, file.Error().c_str());
+        if (!file.Write(text)) return Fail(tc::MODULE_FAILED, file.Error());
     }
     const bool broken = std::any_of(columns.begin(), columns.end(),
                                     [](const Column& column) { return column.samples.IsBroken(); });
-    return broken ? Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text()) : 0;
+    return broken ? Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED) : 0;
 }
 
 // Rows about which every column has something to say.
@@ -237,12 +234,10 @@ int CsvWriter::Close() {
     if (code >= 0 && whole && (headerWritten || file.Write(Header())) && file.Finish()) return 0;
     file.Abandon();
     if (code < 0) return code;
-    if (whole) return Fail(tc::MODULE_FAILED, file.Error().c_str());
-    TCModuleMessage::Warning(GetModuleName(),
-                             Bilingual("the signals did not end; what arrived is in %s",
-                                       "die Signale endeten nicht; was angekommen ist, steht in %s")
-                                 .Text(),
-                             file.PartName().c_str());
+    if (whole) return Fail(tc::MODULE_FAILED, file.Error());
+    Warn(Bilingual("the signals did not end; what arrived is in %1",
+                   "die Signale endeten nicht; was angekommen ist, steht in %1"),
+         {file.PartName()});
     return 0;
 }
 

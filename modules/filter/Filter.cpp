@@ -6,19 +6,23 @@
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
 
 using tc::Bilingual;
 
+constexpr tc::Choice<tc::FilterBand> BANDS[] = {{"lowpass", tc::FilterBand::LOWPASS},
+                                                {"highpass", tc::FilterBand::HIGHPASS},
+                                                {"bandpass", tc::FilterBand::BANDPASS},
+                                                {"bandstop", tc::FilterBand::BANDSTOP}};
+
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "type",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "lowpass",
      .help = {"what it does", "was es tut"},
-     .choices = "lowpass|highpass|bandpass|bandstop",
+     .choices = tc::CHOICE_WORDS<BANDS>,
      .label = {"Type", "Typ"}},
     {.name = "order",
      .kind = TCModuleParameter::INTEGER,
@@ -121,7 +125,8 @@ int Filter::Execute() {
 }
 
 bool Filter::HasUpperCorner() const {
-    return ParamChoice("type") >= static_cast<int>(tc::FilterBand::BANDPASS);
+    const tc::FilterBand band = ParamChoice<BANDS>("type");
+    return band == tc::FilterBand::BANDPASS || band == tc::FilterBand::BANDSTOP;
 }
 
 int Filter::Prepare(unsigned input) {
@@ -132,7 +137,7 @@ int Filter::Prepare(unsigned input) {
     const bool begins = !channel.open || tc::BeginsSignal(metadata.GetState());
     std::string error;
     if (!begins && !tc::CheckGoesOn(*portHelper, input, channel.metadata, metadata, error))
-        return Fail(tc::MODULE_FAILED, error.c_str());
+        return Fail(tc::MODULE_FAILED, error);
     channel.metadata = metadata;
     if (!begins) return 0;
     channel.open = true;
@@ -148,14 +153,12 @@ int Filter::Design(unsigned input) {
     const double corner = ParamDbl("corner");
     const double upper = HasUpperCorner() ? ParamDbl("upper_corner") : 0.0;
     std::string error;
-    if (!tc::CheckRate(*portHelper, input, channel.metadata, error))
-        return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!tc::CheckRate(*portHelper, input, channel.metadata, error)) return Fail(tc::MODULE_FAILED, error);
     error = WhyBadCorners(rate, tc::SignalName(*portHelper, input, channel.metadata));
-    if (!error.empty()) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!error.empty()) return Fail(tc::MODULE_FAILED, error);
     const long double perSample = 1.0L / rate;
-    channel.cascade =
-        tc::SectionCascade(tc::DesignButterworth(static_cast<tc::FilterBand>(ParamChoice("type")),
-                                                 ParamInt("order"), corner * perSample, upper * perSample));
+    channel.cascade = tc::SectionCascade(tc::DesignButterworth(ParamChoice<BANDS>("type"), ParamInt("order"),
+                                                               corner * perSample, upper * perSample));
     channel.rate = rate;
     return 0;
 }
@@ -178,14 +181,11 @@ void Filter::Watch(unsigned input) {
     Channel& channel = channels[input];
     if (channel.told || channel.cascade.IsFinite()) return;
     channel.told = true;
-    TCModuleMessage::Warning(
-        GetModuleName(),
-        Bilingual(
-            "%s: after a value that is not finite, or too large, the rest of the signal is without "
-            "a result",
-            "%s: ein Wert, der nicht endlich oder zu groß ist, lässt den Rest des Signals ohne Ergebnis")
-            .Text(),
-        tc::SignalName(*portHelper, input, channel.metadata).c_str());
+    Warn(Bilingual(
+             "%1: after a value that is not finite, or too large, the rest of the signal is without "
+             "a result",
+             "%1: ein Wert, der nicht endlich oder zu groß ist, lässt den Rest des Signals ohne Ergebnis"),
+         {tc::SignalName(*portHelper, input, channel.metadata)});
 }
 
 TC_MODULE_LIBRARY(Filter);

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <numbers>
 
+#include "modules/common/SharedSettings.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
@@ -16,15 +16,20 @@ using tc::Bilingual;
 
 // Groups of parameters.
 constexpr Bilingual WAVEFORM("Waveform", "Signalform");
-constexpr Bilingual TIME("Time", "Zeit");
 constexpr Bilingual DESCRIPTION("Name and unit", "Name und Einheit");
+
+constexpr tc::Choice<Generator::Form> FORMS[] = {{"sine", Generator::SINE},
+                                                 {"square", Generator::SQUARE},
+                                                 {"sweep", Generator::SWEEP},
+                                                 {"noise", Generator::NOISE},
+                                                 {"dc", Generator::DC}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "form",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "sine",
      .help = {"what to make", "was erzeugt wird"},
-     .choices = "sine|square|sweep|noise|dc",
+     .choices = tc::CHOICE_WORDS<FORMS>,
      .label = {"Waveform", "Signalform"},
      .group = WAVEFORM},
     {.name = "amplitude",
@@ -74,7 +79,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"samples per second", "Abtastwerte je Sekunde"},
      .minimum = 1e-6,
      .label = {"Sample rate", "Abtastrate"},
-     .group = TIME,
+     .group = tc::TIME_GROUP,
      .suggestions = "8000|44100|48000|96000|192000"},
     {.name = "duration",
      .kind = TCModuleParameter::NUMBER,
@@ -84,7 +89,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "Länge des Signals; auf ganze Abtastwerte gerundet"},
      .minimum = 0.0,
      .label = {"Duration", "Dauer"},
-     .group = TIME},
+     .group = tc::TIME_GROUP},
     {.name = "unit",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
@@ -97,13 +102,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"the signal's name; empty: the form", "Name des Signals; leer: die Form"},
      .label = {"Name", "Name"},
      .group = DESCRIPTION},
-    {.name = "start",
-     .kind = TCModuleParameter::TEXT,
-     .defaultValue = "",
-     .help = {"UTC time of the first sample, as 2026-03-01T12:00:00Z; empty: the time of the run",
-              "Zeit des ersten Abtastwerts in UTC, wie 2026-03-01T12:00:00Z; leer: die Zeit des Laufs"},
-     .label = {"Start time", "Startzeit"},
-     .group = TIME},
+    tc::START_PARAMETER,
     {.name = "seed",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "1",
@@ -112,14 +111,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .label = {"Seed", "Startwert"},
      .group = WAVEFORM,
      .enabledWhen = {"form", "noise"}},
-    {.name = "block",
-     .kind = TCModuleParameter::INTEGER,
-     .defaultValue = "1024",
-     .help = {"samples per block", "Abtastwerte je Block"},
-     .minimum = 1.0,
-     .maximum = 1048576.0,
-     .label = {"Block size", "Blockgröße"},
-     .group = TIME},
+    tc::BLOCK_PARAMETER,
 };
 
 // Beyond this many samples a sample number is no exact double any more.
@@ -167,7 +159,7 @@ TCForetoldSignal Generator::ForetellOutput(int, std::span<const TCForetoldSignal
 int Generator::Init() {
     TCString error;
     if (!OnSettingsChanged(error)) return Fail(tc::MODULE_FAILED, error);
-    form = static_cast<Form>(ParamChoice("form"));
+    form = ParamChoice<FORMS>("form");
     amplitude = ParamDbl("amplitude");
     offset = ParamDbl("offset");
     frequency = ParamDbl("frequency");
@@ -184,12 +176,9 @@ int Generator::Init() {
     metadata.SetRangeMax(offset + std::fabs(amplitude));
     const double highest = form == SWEEP ? std::max(frequency, endFrequency) : frequency;
     if (form < NOISE && highest > rate / 2) {
-        TCModuleMessage::Warning(
-            GetModuleName(),
-            Bilingual("%g Hz is more than half the rate and shows as a lower frequency",
-                      "%g Hz ist mehr als die halbe Abtastrate und erscheint als tiefere Frequenz")
-                .Text(),
-            highest);
+        Warn(Bilingual("%1 Hz is more than half the rate and shows as a lower frequency",
+                       "%1 Hz ist mehr als die halbe Abtastrate und erscheint als tiefere Frequenz"),
+             {tc::ShortestText(highest)});
     }
     return TCBaseModuleEx::Init();
 }

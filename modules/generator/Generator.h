@@ -13,6 +13,8 @@
 // every machine.
 class Generator final : public TCBaseModuleEx {
  public:
+    enum Form { SINE, SQUARE, SWEEP, NOISE, DC };
+
     static constexpr const char* ID = "Generator";
 
     explicit Generator(int instance);
@@ -32,8 +34,6 @@ class Generator final : public TCBaseModuleEx {
     double GetProgress() override;
 
  private:
-    enum Form { SINE, SQUARE, SWEEP, NOISE, DC };
-
     TCString SignalName() const;
     double Sample(std::int64_t index);
     double Cycles(std::int64_t index) const;

@@ -8,7 +8,6 @@
 // What is done with two signals, sample by sample, and with what describes them.
 namespace tc {
 
-// In the order of the module's choices.
 enum class Operation { SUM, DIFFERENCE, PRODUCT, QUOTIENT };
 
 // The result is in `left`. A division by zero follows IEEE 754: infinite, or not a number for 0 / 0.

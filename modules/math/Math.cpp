@@ -7,12 +7,16 @@
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
 
 using tc::Bilingual;
+
+constexpr tc::Choice<tc::Operation> OPERATIONS[] = {{"sum", tc::Operation::SUM},
+                                                    {"difference", tc::Operation::DIFFERENCE},
+                                                    {"product", tc::Operation::PRODUCT},
+                                                    {"quotient", tc::Operation::QUOTIENT}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "operation",
@@ -20,7 +24,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "sum",
      .help = {"of the inputs; difference and quotient take two",
               "der Eingänge; difference und quotient nehmen zwei"},
-     .choices = "sum|difference|product|quotient",
+     .choices = tc::CHOICE_WORDS<OPERATIONS>,
      .label = {"Operation", "Operation"}},
     {.name = "scale",
      .kind = TCModuleParameter::NUMBER,
@@ -120,7 +124,7 @@ int Math::Init() {
     inputs.clear();
     inputs.resize(static_cast<std::size_t>(GetNoInput()));
     const std::string wrongCount = WhyWrongCount();
-    return wrongCount.empty() ? TCBaseModuleEx::Init() : Fail(tc::MODULE_FAILED, wrongCount.c_str());
+    return wrongCount.empty() ? TCBaseModuleEx::Init() : Fail(tc::MODULE_FAILED, wrongCount);
 }
 
 int Math::Execute() {
@@ -142,10 +146,10 @@ int Math::Take(std::size_t index) {
     const SignalQueue::Signal* continued = signals.Continued(ti);
     std::string error;
     if (continued != nullptr && !tc::CheckGoesOn(*portHelper, port, continued->metadata, ti, error))
-        return Fail(tc::MODULE_FAILED, error.c_str());
+        return Fail(tc::MODULE_FAILED, error);
     int count = 0;
     const double* values = portHelper->AccessDblData(port, count);
-    if (!signals.Add(ti, values, count)) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text());
+    if (!signals.Add(ti, values, count)) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED);
     if (inputs[index].over) LeaveOut(index);
     return 0;
 }
@@ -177,7 +181,7 @@ bool Math::IsReady() const {
 int Math::Begin() {
     std::string error;
     metadata = Metadata(0);
-    if (!CheckTimes(error) || !ComputeUnit(error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!CheckTimes(error) || !ComputeUnit(error)) return Fail(tc::MODULE_FAILED, error);
     DescribeResult();
     position = 0;
     open = true;
@@ -265,7 +269,7 @@ std::optional<TCSI_Unit> Math::ComputeUnit(const std::vector<std::optional<TCSI_
 }
 
 tc::Operation Math::GivenOperation() const {
-    return static_cast<tc::Operation>(ParamChoice("operation"));
+    return ParamChoice<OPERATIONS>("operation");
 }
 
 bool Math::KeepsUnit(tc::Operation kind) {
@@ -305,7 +309,7 @@ int Math::Write(std::int64_t count) {
         ToCommonUnit(i, operand.data(), size);
         tc::Combine(operation, result.data(), operand.data(), size);
     }
-    if (!whole) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text());
+    if (!whole) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED);
     if (scale != 1.0 || offset != 0.0)
         for (double& value : result) value = scale * value + offset;
     Stamp();
@@ -350,12 +354,9 @@ void Math::LeaveOut(std::size_t index) {
 void Math::TellLeftOut(std::size_t index) {
     const std::int64_t count = std::exchange(inputs[index].leftOut, 0);
     if (count == 0) return;
-    TCModuleMessage::Warning(
-        GetModuleName(),
-        Bilingual("%s goes on where %s has no more; samples left out: %lld",
-                  "%s liefert weiter, wo %s nichts mehr hat; ausgelassene Abtastwerte: %lld")
-            .Text(),
-        PortText(index).c_str(), PortText(inputs[index].endedBefore).c_str(), static_cast<long long>(count));
+    Warn(Bilingual("%1 goes on where %2 has no more; samples left out: %3",
+                   "%1 liefert weiter, wo %2 nichts mehr hat; ausgelassene Abtastwerte: %3"),
+         {PortText(index), PortText(inputs[index].endedBefore), std::to_string(count)});
 }
 
 // What still waits has no partner: an input had no signal, or one that was not ended.

@@ -6,7 +6,6 @@
 #include "modules/plot/Gnuplot.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
@@ -19,6 +18,10 @@ constexpr std::size_t MOST_STRETCHES = 4096;
 // Groups of parameters.
 constexpr Bilingual PICTURE("Picture", "Bild");
 constexpr Bilingual SPECTRA("Spectra", "Spektren");
+
+enum class Layout { STACKED, OVERLAY };
+
+constexpr tc::Choice<Layout> LAYOUTS[] = {{"stacked", Layout::STACKED}, {"overlay", Layout::OVERLAY}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
@@ -41,7 +44,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "stacked",
      .help = {"a panel for each signal, or one for all waveforms and one for all spectra",
               "ein Feld je Signal, oder eins für alle Zeitverläufe und eins für alle Spektren"},
-     .choices = "stacked|overlay",
+     .choices = tc::CHOICE_WORDS<LAYOUTS>,
      .label = {"Layout", "Anordnung"},
      .group = PICTURE},
     {.name = "width",
@@ -136,7 +139,7 @@ int Plot::Init() {
     ready = false;
     CheckStart(check);
     if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
-    if (!tc::CanWrite(std::string(ParamStr("file")), error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!tc::CanWrite(std::string(ParamStr("file")), error)) return Fail(tc::MODULE_FAILED, error);
     curves.assign(static_cast<std::size_t>(GetNoInput()), Curve{Envelope(MOST_STRETCHES), {}, false, false});
     for (unsigned input = 0; input < curves.size(); ++input) curves[input].spectrum = IsSpectrum(input);
     const int code = TCBaseModuleEx::Init();
@@ -146,7 +149,8 @@ int Plot::Init() {
 
 std::string Plot::WhyNoRoom() const {
     const int signals = portHelper->GetPortCnt(INPUT);
-    const int least = tc::LeastHeight(ParamChoice("layout") == 0 ? signals : std::min(signals, 2));
+    const bool stacked = ParamChoice<LAYOUTS>("layout") == Layout::STACKED;
+    const int least = tc::LeastHeight(stacked ? signals : std::min(signals, 2));
     const int height = ParamInt("height");
     if (height == 0 || height >= least) return "";
     return tc::NotValid(
@@ -173,7 +177,7 @@ int Plot::Take(unsigned input) {
     curve.begun = true;
     std::string error;
     ready = tc::CheckRate(*portHelper, input, curve.metadata, error);
-    if (!ready) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!ready) return Fail(tc::MODULE_FAILED, error);
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
     curve.envelope.Add(values, static_cast<std::size_t>(count));
@@ -202,12 +206,9 @@ void Plot::WarnOfGaps() {
     for (unsigned input = 0; input < curves.size(); ++input) {
         const std::int64_t gaps = curves[input].envelope.NotFinite();
         if (gaps == 0) continue;
-        TCModuleMessage::Warning(GetModuleName(),
-                                 Bilingual("%s: %lld values that are not finite are not drawn",
-                                           "%s: %lld nicht endliche Werte sind nicht gezeichnet")
-                                     .Text(),
-                                 tc::SignalName(*portHelper, input, curves[input].metadata).c_str(),
-                                 static_cast<long long>(gaps));
+        Warn(Bilingual("%1: %2 values that are not finite are not drawn",
+                       "%1: %2 nicht endliche Werte sind nicht gezeichnet"),
+             {tc::SignalName(*portHelper, input, curves[input].metadata), std::to_string(gaps)});
     }
 }
 
@@ -215,25 +216,22 @@ int Plot::Draw() {
     WarnOfGaps();
     const std::vector<tc::PictureSignal> signals = Signals();
     if (signals.empty()) {
-        TCModuleMessage::Warning(GetModuleName(),
-                                 Bilingual("nothing to draw arrived, so there is no picture",
-                                           "es kam nichts zu zeichnen an, daher gibt es kein Bild")
-                                     .Text());
+        Warn(Bilingual("nothing to draw arrived, so there is no picture",
+                       "es kam nichts zu zeichnen an, daher gibt es kein Bild"));
         return 0;
     }
     const std::string file(ParamStr("file"));
     tc::PictureOptions options;
     options.png = EndsWith(file, ".png");
-    options.overlay = ParamChoice("layout") == 1;
+    options.overlay = ParamChoice<LAYOUTS>("layout") == Layout::OVERLAY;
     options.logarithmic = ParamBool("log_frequency");
     options.width = ParamInt("width");
     options.height = ParamInt("height");
     options.decibels = ParamDbl("decibels");
     options.title = std::string(ParamStr("title"));
     std::string error;
-    return tc::RunGnuplot(tc::PictureScript(signals, options), file, error)
-               ? 0
-               : Fail(tc::MODULE_FAILED, error.c_str());
+    return tc::RunGnuplot(tc::PictureScript(signals, options), file, error) ? 0
+                                                                            : Fail(tc::MODULE_FAILED, error);
 }
 
 TC_MODULE_LIBRARY(Plot);

@@ -6,7 +6,6 @@
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
@@ -88,7 +87,7 @@ int Reblock::CheckMetadata(unsigned input, const TCTypeInfo& ti) {
     if (tc::CheckRate(*portHelper, input, ti, error) &&
         (!signal.IsOpen() || tc::CheckGoesOn(*portHelper, input, signal.arrived, ti, error)))
         return 0;
-    return Fail(tc::MODULE_FAILED, error.c_str());
+    return Fail(tc::MODULE_FAILED, error);
 }
 
 double Reblock::Signal::TimeOfNext() const {
@@ -115,10 +114,9 @@ int Reblock::Cut(unsigned port) {
         }
         if (!signal.IsOpen() && !Open(signal)) {
             return Fail(TCPortHelper::NOT_CREATED,
-                        TCString::FormatS(tc::Bilingual("no memory for a block of %u samples",
-                                                        "kein Speicher für einen Block von %u Abtastwerten")
-                                              .Text(),
-                                          blockSize));
+                        tc::Bilingual("no memory for a block of %1 samples",
+                                      "kein Speicher für einen Block von %1 Abtastwerten"),
+                        {std::to_string(blockSize)});
         }
         const int count = std::min(signal.left, static_cast<int>(blockSize - signal.filled));
         std::copy_n(signal.values, count, static_cast<double*>(signal.buffer[0]->GetData()) + signal.filled);
@@ -154,12 +152,9 @@ int Reblock::Done() {
         const Signal& signal = signals[input];
         const long long kept = static_cast<long long>(signal.filled) + signal.left;
         if (kept == 0) continue;
-        TCModuleMessage::Warning(
-            GetModuleName(),
-            tc::Bilingual("%s: the signal did not end; %lld samples were not sent",
-                          "%s: das Signal endete nicht; %lld Abtastwerte wurden nicht gesendet")
-                .Text(),
-            tc::SignalName(*portHelper, input, signal.filling).c_str(), kept);
+        Warn(tc::Bilingual("%1: the signal did not end; %2 samples were not sent",
+                           "%1: das Signal endete nicht; %2 Abtastwerte wurden nicht gesendet"),
+             {tc::SignalName(*portHelper, input, signal.filling), std::to_string(kept)});
     }
     signals.clear();
     return TCBaseModuleEx::Done();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "modules/common/SharedSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
@@ -22,14 +23,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"the file to read", "die zu lesende Datei"},
      .label = {"File", "Datei"},
      .group = SOUND},
-    {.name = "block",
-     .kind = TCModuleParameter::INTEGER,
-     .defaultValue = "1024",
-     .help = {"samples per block", "Abtastwerte je Block"},
-     .minimum = 1.0,
-     .maximum = 1048576.0,
-     .label = {"Block size", "Blockgröße"},
-     .group = SOUND},
+    tc::BLOCK_PARAMETER,
     {.name = "factor",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "1",
@@ -49,13 +43,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "der entstehenden Werte: SI-Text, wie V * 1e-003"},
      .label = {"Unit", "Einheit"},
      .group = CALIBRATION},
-    {.name = "start",
-     .kind = TCModuleParameter::TEXT,
-     .defaultValue = "",
-     .help = {"UTC time of the first sample, as 2026-03-01T12:00:00Z; empty: the time of the run",
-              "Zeit des ersten Abtastwerts in UTC, wie 2026-03-01T12:00:00Z; leer: die Zeit des Laufs"},
-     .label = {"Start time", "Startzeit"},
-     .group = SOUND},
+    tc::START_PARAMETER,
 };
 
 // Of all channels together, so that a block of a file with many channels has 128 MB at most. There is one
@@ -136,12 +124,9 @@ void SoundFile::DeclarePorts(int number) {
 
 int SoundFile::Init() {
     std::string error;
-    if (!Open(reader, error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!Open(reader, error)) return Fail(tc::MODULE_FAILED, error);
     if (reader.Channels() != channels || reader.Samplerate() != metadata.front().GetSamplerate()) {
-        return Fail(tc::MODULE_FAILED,
-                    Bilingual("%1 has changed since it was checked", "%1 hat sich seit der Prüfung geändert")
-                        .With({std::string(ParamStr("file"))})
-                        .c_str());
+        return Fail(tc::MODULE_FAILED, tc::HAS_CHANGED, {ParamText("file")});
     }
     runTime.Take();
     position = 0;
@@ -150,9 +135,8 @@ int SoundFile::Init() {
     frames.resize(static_cast<std::size_t>(FRAMES_AT_ONCE * channels));
     ReadAhead();
     if (!hasAhead)
-        return Fail(tc::MODULE_FAILED, Bilingual("%1 holds no samples", "%1 enthält keine Abtastwerte")
-                                           .With({std::string(ParamStr("file"))})
-                                           .c_str());
+        return Fail(tc::MODULE_FAILED, Bilingual("%1 holds no samples", "%1 enthält keine Abtastwerte"),
+                    {ParamText("file")});
     return TCBaseModuleEx::Init();
 }
 
@@ -169,7 +153,7 @@ int SoundFile::Execute() {
 int SoundFile::Finish() {
     portHelper->SetReadyFlag(false);
     const std::string shortage = !hasAhead ? reader.Shortage() : std::string();
-    return shortage.empty() ? 0 : Fail(tc::MODULE_FAILED, shortage.c_str());
+    return shortage.empty() ? 0 : Fail(tc::MODULE_FAILED, shortage);
 }
 
 int SoundFile::Done() {

@@ -1,13 +1,13 @@
 #include "modules/spectrum/Spectrum.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <numeric>
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
@@ -17,6 +17,17 @@ using tc::Bilingual;
 // Groups of parameters.
 constexpr Bilingual SEGMENTS("Segments", "Abschnitte");
 constexpr Bilingual RESULT("Result", "Ergebnis");
+
+enum class Window { HANN, RECTANGULAR, HAMMING, BLACKMAN };
+enum class Average { FIRST, POWER };
+enum class Scale { NONE, AMPLITUDE };
+
+constexpr tc::Choice<Window> WINDOWS[] = {{"hann", Window::HANN},
+                                          {"rectangular", Window::RECTANGULAR},
+                                          {"hamming", Window::HAMMING},
+                                          {"blackman", Window::BLACKMAN}};
+constexpr tc::Choice<Average> AVERAGES[] = {{"first", Average::FIRST}, {"power", Average::POWER}};
+constexpr tc::Choice<Scale> SCALES[] = {{"none", Scale::NONE}, {"amplitude", Scale::AMPLITUDE}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "length",
@@ -32,7 +43,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "hann",
      .help = {"weights of a segment, each in its periodic form",
               "Gewichte eines Abschnitts, jeweils in periodischer Form"},
-     .choices = "hann|rectangular|hamming|blackman",
+     .choices = tc::CHOICE_WORDS<WINDOWS>,
      .label = {"Window", "Fenster"},
      .group = SEGMENTS},
     {.name = "overlap",
@@ -50,7 +61,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "first",
      .help = {"the first segment only, or the root of the mean power of all",
               "nur der erste Abschnitt, oder die Wurzel der mittleren Leistung aller"},
-     .choices = "first|power",
+     .choices = tc::CHOICE_WORDS<AVERAGES>,
      .label = {"Averaging", "Mittelung"},
      .group = RESULT},
     {.name = "scale",
@@ -58,17 +69,28 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "none",
      .help = {"of the output: |X[k]| as it is, or as the amplitude of a sine",
               "der Ausgabe: |X[k]| unverändert, oder als Amplitude eines Sinus"},
-     .choices = "none|amplitude",
+     .choices = tc::CHOICE_WORDS<SCALES>,
      .label = {"Scaling", "Skalierung"},
      .group = RESULT},
 };
 
-// a0 - a1 cos(x) + a2 cos(2x), in the order of the choices.
-constexpr double WINDOW_COEFFICIENTS[][3] = {
-    {0.5, 0.5, 0.0}, {1.0, 0.0, 0.0}, {0.54, 0.46, 0.0}, {0.42, 0.5, 0.08}};
+// a0 - a1 cos(x) + a2 cos(2x).
+constexpr std::array<double, 3> WindowCoefficients(Window window) {
+    switch (window) {
+        case Window::HANN:
+            return {0.5, 0.5, 0.0};
+        case Window::RECTANGULAR:
+            return {1.0, 0.0, 0.0};
+        case Window::HAMMING:
+            return {0.54, 0.46, 0.0};
+        case Window::BLACKMAN:
+            break;
+    }
+    return {0.42, 0.5, 0.08};
+}
 
-std::vector<double> MakeWindow(int choice, int length) {
-    const double* a = WINDOW_COEFFICIENTS[choice];
+std::vector<double> MakeWindow(Window kind, int length) {
+    const std::array<double, 3> a = WindowCoefficients(kind);
     std::vector<double> window(static_cast<std::size_t>(length));
     for (std::size_t i = 0; i < window.size(); ++i) {
         const double x = 2.0 * std::numbers::pi * static_cast<double>(i) / length;
@@ -108,13 +130,13 @@ TCForetoldSignal Spectrum::ForetellOutput(int output, std::span<const TCForetold
 int Spectrum::Init() {
     ClearResults();
     const int length = ParamInt("length");
-    firstOnly = ParamChoice("average") == 0;
-    scaled = ParamChoice("scale") == 1;
+    firstOnly = ParamChoice<AVERAGES>("average") == Average::FIRST;
+    scaled = ParamChoice<SCALES>("scale") == Scale::AMPLITUDE;
     hop =
         std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(length * (1.0 - ParamDbl("overlap")))));
     if (transform == nullptr || transform->Length() != length)
         transform = std::make_unique<FourierTransform>(length);
-    window = MakeWindow(ParamChoice("window"), length);
+    window = MakeWindow(ParamChoice<WINDOWS>("window"), length);
     windowSum = std::accumulate(window.begin(), window.end(), 0.0);
     scratch.resize(static_cast<std::size_t>(transform->Bins()));
     signals.assign(static_cast<std::size_t>(GetNoInput()), Signal{});
@@ -190,19 +212,13 @@ void Spectrum::WarnOfLoss(unsigned input) {
     const Signal& signal = signals[input];
     const std::string name = tc::SignalName(*portHelper, input, signal.metadata);
     if (signal.skipped > 0) {
-        TCModuleMessage::Warning(
-            GetModuleName(),
-            Bilingual("%s: segments left out for values that are not finite: %lld",
-                      "%s: Abschnitte, die wegen nicht endlicher Werte ausgelassen wurden: %lld")
-                .Text(),
-            name.c_str(), static_cast<long long>(signal.skipped));
+        Warn(Bilingual("%1: segments left out for values that are not finite: %2",
+                       "%1: Abschnitte, die wegen nicht endlicher Werte ausgelassen wurden: %2"),
+             {name, std::to_string(signal.skipped)});
     } else if (signal.used == 0) {
-        TCModuleMessage::Warning(
-            GetModuleName(),
-            Bilingual("%s: no spectrum of %zu samples; one segment is %zu samples long",
-                      "%s: kein Spektrum aus %zu Abtastwerten; ein Abschnitt ist %zu Abtastwerte lang")
-                .Text(),
-            name.c_str(), signal.segment.size(), window.size());
+        Warn(Bilingual("%1: no spectrum of %2 samples; one segment is %3 samples long",
+                       "%1: kein Spektrum aus %2 Abtastwerten; ein Abschnitt ist %3 Abtastwerte lang"),
+             {name, std::to_string(signal.segment.size()), std::to_string(window.size())});
     }
 }
 

@@ -4,7 +4,6 @@
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/services/Bilingual.h"
 
 Statistics::Statistics(int instance) : TCBaseModuleEx(instance, {}) {
@@ -58,12 +57,9 @@ void Statistics::Report(unsigned input, const Figures& figures) {
         AddResult(name.c_str(), "infinite", static_cast<double>(figures.infinite), TCSI_Unit());
     }
     if (figures.nans + figures.infinite == 0) return;
-    TCModuleMessage::Warning(GetModuleName(),
-                             tc::Bilingual("%s: values left out: not a number %lld, infinite %lld",
-                                           "%s: ausgelassene Werte: keine Zahl %lld, unendlich %lld")
-                                 .Text(),
-                             name.c_str(), static_cast<long long>(figures.nans),
-                             static_cast<long long>(figures.infinite));
+    Warn(tc::Bilingual("%1: values left out: not a number %2, infinite %3",
+                       "%1: ausgelassene Werte: keine Zahl %2, unendlich %3"),
+         {name, std::to_string(figures.nans), std::to_string(figures.infinite)});
 }
 
 void Statistics::Figures::Add(const double* values, int count) {

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "modules/common/RecordFiles.h"
+#include "modules/common/SharedSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/module/TCValidateActualPortType.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -161,16 +161,14 @@ int XmlPlayer::Init() {
     for (Track& track : tracks) {
         const std::string type = track.type;
         std::string error;
-        if (Open(track, error) && track.type != type)
-            error = Bilingual("%1 has changed since it was checked", "%1 hat sich seit der Prüfung geändert")
-                        .With({track.file});
-        if (!error.empty()) return Fail(tc::MODULE_FAILED, error.c_str());
+        if (!Open(track, error)) return Fail(tc::MODULE_FAILED, error);
+        if (track.type != type) return Fail(tc::MODULE_FAILED, tc::HAS_CHANGED, {track.file});
     }
     return TCBaseModuleEx::Init();
 }
 
 int XmlPlayer::Execute() {
-    if (!failure.empty()) return Fail(tc::MODULE_FAILED, failure.c_str());
+    if (!failure.empty()) return Fail(tc::MODULE_FAILED, failure);
     bool more = false;
     for (unsigned output = 0; output < tracks.size(); ++output) {
         const int code = Play(output, tracks[output]);
@@ -195,19 +193,16 @@ int XmlPlayer::Play(unsigned output, Track& track) {
     if (IsInterrupted()) EndSignal(track.reader->GetBlock());
     track.breaksOff = BreaksOff(track.reader->GetBlock());
     if (portHelper->WriteCopy(output, &track.reader->GetBlock()) >= 0) return 1;
-    return Fail(tc::MODULE_FAILED, Bilingual("%1: block %2 does not fit: %3", "%1: Block %2 passt nicht: %3")
-                                       .With({track.file, std::to_string(track.reader->GetBlockNumber()),
-                                              std::string(portHelper->GetErrorText())})
-                                       .c_str());
+    return Fail(tc::MODULE_FAILED, Bilingual("%1: block %2 does not fit: %3", "%1: Block %2 passt nicht: %3"),
+                {track.file, std::to_string(track.reader->GetBlockNumber()),
+                 std::string(portHelper->GetErrorText())});
 }
 
 void XmlPlayer::WarnOfBreak(const Track& track) {
     if (!track.breaksOff) return;
-    TCModuleMessage::Warning(GetModuleName(),
-                             Bilingual("%s breaks off after block %lld: its signal does not end",
-                                       "%s bricht nach Block %lld ab: das Signal endet nicht")
-                                 .Text(),
-                             track.file.c_str(), static_cast<long long>(track.reader->GetBlockNumber()));
+    Warn(Bilingual("%1 breaks off after block %2: its signal does not end",
+                   "%1 bricht nach Block %2 ab: das Signal endet nicht"),
+         {track.file, std::to_string(track.reader->GetBlockNumber())});
 }
 
 int XmlPlayer::Done() {

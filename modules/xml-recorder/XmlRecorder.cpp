@@ -86,14 +86,14 @@ int XmlRecorder::Init() {
     if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
     for (const auto& track : tracks)
         if (!track->writer.Prepare(track->file.c_str(), ParamBool("overwrite")))
-            return Fail(tc::MODULE_FAILED, track->writer.GetError().c_str());
+            return Fail(tc::MODULE_FAILED, track->writer.GetError());
     return TCBaseModuleEx::Init();
 }
 
 // Asked for the first time when all modules have started.
 int XmlRecorder::Fetch() {
     std::string error;
-    if (!begun && !BeginTracks(error)) return Fail(tc::MODULE_FAILED, error.c_str());
+    if (!begun && !BeginTracks(error)) return Fail(tc::MODULE_FAILED, error);
     begun = true;
     return TCBaseModuleEx::Fetch();
 }
@@ -139,8 +139,7 @@ bool XmlRecorder::BeginTracks(std::string& error) {
 int XmlRecorder::Execute() {
     for (const auto& track : tracks) {
         if (track->stream->GetBlockCnt(nullptr) == 0) continue;
-        if (!track->writer.Append(*track->stream))
-            return Fail(tc::MODULE_FAILED, track->writer.GetError().c_str());
+        if (!track->writer.Append(*track->stream)) return Fail(tc::MODULE_FAILED, track->writer.GetError());
         ++track->blocks;
     }
     return 0;
@@ -154,7 +153,7 @@ int XmlRecorder::Done() {
     }
     tracks.clear();
     const int code = TCBaseModuleEx::Done();
-    return error.empty() ? code : Fail(tc::MODULE_FAILED, error.c_str());
+    return error.empty() ? code : Fail(tc::MODULE_FAILED, error);
 }
 
 TC_MODULE_LIBRARY(XmlRecorder);

@@ -17,11 +17,20 @@ TC_API const char* TCModuleLibrary_GetId(int kind);
 TC_API TCBaseModule* TCModuleLibrary_Create(int kind, int instance);
 // Deletes a module of that kind as the class that it is. Ignored when there is no such kind; null is allowed.
 TC_API void TCModuleLibrary_Delete(int kind, TCBaseModule* module);
-// The interface versions of the headers that the library was built with.
+// The interface version of the headers that the library was built with: TC_INTERFACE_VERSION, from both.
 TC_API int TCGetInterfaceVersionProvidedByModule();
 TC_API int TCGetInterfaceVersionRequiredByModule();
 }
 
+// The interface between library, host and modules that these headers describe; a module library states it as
+// what it provides and as what it requires. Raised whenever a module that was built with older headers would
+// be misread: a structure has grown, or a virtual operation was appended. A host refuses a library that
+// provides less, or requires more, before it creates a module.
+//
+// 801: a parameter also has what a form needs; GetFiles, CheckStart and ForetellOutput were appended.
+inline constexpr int TC_INTERFACE_VERSION = 801;
+
+// What a library that states nothing counts as providing and requiring, and the least that any counts as.
 inline constexpr int TC_INTERFACE_VERSION_PROVIDED = 800;
 inline constexpr int TC_INTERFACE_VERSION_REQUIRED = 700;
 
@@ -71,9 +80,9 @@ constexpr const ModuleKind* FindModuleKind(int kind) {
         if (found != nullptr && module != nullptr) found->destroy(module);   \
     }                                                                        \
     int TCGetInterfaceVersionProvidedByModule() {                            \
-        return TC_INTERFACE_VERSION_PROVIDED;                                \
+        return TC_INTERFACE_VERSION;                                         \
     }                                                                        \
     int TCGetInterfaceVersionRequiredByModule() {                            \
-        return TC_INTERFACE_VERSION_REQUIRED;                                \
+        return TC_INTERFACE_VERSION;                                         \
     }                                                                        \
     static_assert(true, "ask for a semicolon")

@@ -75,6 +75,7 @@ TEST_P(FaultyLibrary, IsCaughtByTheRightCheckAlone) {
 constexpr Faulty FAULTY[] = {
     {"broken/NoEntryPoints", "entry-points", "TCModuleLibrary_GetCount"},
     {"broken/NewerVersion", "versions", "900"},
+    {"broken/OlderVersion", "versions", "800"},
     {"faulty/DuplicateId", "ids", "twice"},
     {"faulty/MalformedType", "ports", "FLOAT["},
     {"faulty/DefaultOutsideLimits", "parameters", "200"},

@@ -6,6 +6,7 @@
 #include <tuple>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCBaseModule.h"
@@ -186,13 +187,31 @@ TEST(ModuleLibrary, InterfaceVersionsHaveFloors) {
         const char* library;
         int provided;
         int required;
-    } rows[] = {{"small-modules", 800, 700}, {"old-version", 800, 700}, {"new-version", 900, 900}};
+    } rows[] = {{"no-version", 800, 700},
+                {"old-version", 800, 700},
+                {"small-modules", TC_INTERFACE_VERSION, TC_INTERFACE_VERSION},
+                {"new-version", 900, 900}};
     for (const auto& row : rows) {
         Library library(row.library);
         EXPECT_EQ(TCGetInterfaceVersionProvidedByBase(library.handle), row.provided) << row.library;
         EXPECT_EQ(TCGetInterfaceVersionRequiredByBase(library.handle), row.required) << row.library;
     }
     EXPECT_EQ(TCGetInterfaceVersionProvidedByBase(nullptr), 800);
+    EXPECT_EQ(TCGetInterfaceVersionRequiredByBase(nullptr), 700);
+}
+
+// What is compiled into a module library: what it derives from, keeps and hands over.
+TEST(ModuleLibrary, InterfaceVersionRisesWithEveryLayout) {
+    if (sizeof(void*) != 8) GTEST_SKIP() << "the sizes are those of 64 bits";
+    const std::vector<std::size_t> layouts = {
+        TC_INTERFACE_VERSION,     sizeof(TCModuleParameter),
+        sizeof(TCBaseModule),     sizeof(TCBaseModuleEx),
+        sizeof(TCModuleResult),   sizeof(TCModuleFile),
+        sizeof(TCForetoldSignal), sizeof(TCStartCheck),
+        sizeof(TCTypeInfo),       sizeof(TCSI_Unit),
+        sizeof(TCString),         static_cast<std::size_t>(SlotOf(&TCBaseModuleEx::ForetellOutput))};
+    EXPECT_EQ(layouts, std::vector<std::size_t>({801, 168, 56, 240, 56, 40, 64, 48, 88, 16, 16, 35}))
+        << "raise TC_INTERFACE_VERSION after a release that had the old layout, then enter the new one here";
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "sigweave/module/ModuleLibrary.h"
 
+#ifdef TEST_VERSION
+
 int TCGetInterfaceVersionProvidedByModule() {
     return TEST_VERSION;
 }
@@ -7,3 +9,5 @@ int TCGetInterfaceVersionProvidedByModule() {
 int TCGetInterfaceVersionRequiredByModule() {
     return TEST_VERSION;
 }
+
+#endif

@@ -126,8 +126,8 @@ void TCModuleLibrary_Delete(int, TCBaseModule* module) {
     if (!Is(Fault::LeakedModules)) delete static_cast<Faulty*>(module);
 }
 int TCGetInterfaceVersionProvidedByModule() {
-    return TC_INTERFACE_VERSION_PROVIDED;
+    return TC_INTERFACE_VERSION;
 }
 int TCGetInterfaceVersionRequiredByModule() {
-    return TC_INTERFACE_VERSION_REQUIRED;
+    return TC_INTERFACE_VERSION;
 }
