@@ -257,16 +257,22 @@ TEST(TCIOStream, CopiesAndReferencesInTurns) {
 
 TEST(TCIOStream, NestedBlocksAreCopiedDeeply) {
     StreamLines inner;
+    WriteInts(inner.writer, {0});
     WriteInts(inner.writer, {4, 5});
+    inner.Input().RemoveContents(false);
     TCIOStream::Block* held = nullptr;
+    EXPECT_EQ(inner.Input().SegmentCnt(), 1);
     inner.Input().ExchangeBinary(&held, true);
-    TCArray<TCIOStream::Block*> blocks;
+    EXPECT_EQ(inner.Input().SegmentCnt(), 0) << "what is held is not read";
+    TCArray<TCIOStream::Block*> blocks, gap;
     blocks.Add(held);
     blocks.Add(held);
+    gap.Add(nullptr);
 
     StreamLines outer;
     outer.writer.StartWriteSegments();
     EXPECT_EQ(outer.writer.WriteSegment("none", TCArray<TCIOStream::Block*>()), -14);
+    EXPECT_EQ(outer.writer.WriteSegment("gap", gap), -14);
     EXPECT_EQ(outer.writer.WriteSegment("pair", blocks), 0);
     EXPECT_EQ(outer.writer.WriteSegment("n", 1), 0);
     outer.writer.EndWriteSegments();

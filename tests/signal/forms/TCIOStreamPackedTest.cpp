@@ -137,6 +137,7 @@ TEST(StreamForms, AddressesAndEndlessNestingAreNotPacked) {
         lines.writer.EndWriteSegments();
         lines.Input().ExchangeBinary(&held, false);
         EXPECT_EQ(lines.Input().SerializeBlock(nullptr) > 0, level <= 32) << level;
+        EXPECT_EQ(lines.Input().SerializeForOldStream(0).GetLength() > 0, level <= 32) << level;
     }
 }
 

@@ -85,12 +85,14 @@ TEST(StreamXml, ReadsWhatOthersWrite) {
     text = Changed(text, "<DataType Value=\"1\">INT", "<DataType>int");
     text = Changed(text, "<Timestamp>0x1.8000000000000p+1</Timestamp>", "");
     text = Changed(text, "<Samplerate>0x1.0000000000000p+0", "<Samplerate> 2.5e3 ");
+    text = Changed(text, "<Unit>V * 1e-003</Unit>", "");
     ASSERT_EQ(Read(lines.writer, text), 1);
     lines.Input().StartReadSegments();
     const TCTypeInfo& ti = *lines.Input().GetTI();
     EXPECT_EQ(ti.GetState(), STOP);
     EXPECT_EQ(ti.GetTimestamp(), 0);
     EXPECT_EQ(ti.GetSamplerate(), 2500);
+    EXPECT_EQ(ti.GetUnit(), TCSI_Unit());
     int number = 0;
     lines.Input().ReadSegment("n\n", number);
     EXPECT_EQ(number, -1);
