@@ -90,6 +90,9 @@ constexpr Definition DEFINITIONS[] = {
     {"°F degF", 5.0 / 9, "K", "K", 459.67 * 5 / 9},
 };
 
+// Those that stored units may have, too.
+constexpr std::string_view STORED = " m kg s A K mol cd N P J W C V Ohm S F Wb H T lm lx Hz Bq Gy ";
+
 TEST(UnitText, UnitsAreWhatTheyAreDefinedAs) {
     for (const Definition& row : DEFINITIONS) {
         TCSI_Unit base;
@@ -100,7 +103,11 @@ TEST(UnitText, UnitsAreWhatTheyAreDefinedAs) {
             const bool takesPrefixes = symbol.front() == '+';
             symbol.erase(0, takesPrefixes ? 1 : 0);
             tc::UnitMeaning meaning, large;
+            TCSI_Unit stored;
             CString error;
+            const bool isStored = STORED.find(" " + symbol + " ") != STORED.npos;
+            EXPECT_EQ(TCSI_Convert().scan(symbol.c_str(), stored), isStored) << symbol;
+            EXPECT_TRUE(!isStored || stored == base || symbol == "Gy") << symbol;
             EXPECT_TRUE(tc::ReadUnit(symbol, meaning, error)) << error;
             EXPECT_TRUE(meaning.unit == base) << symbol;
             EXPECT_NEAR(meaning.Factor() / row.factor, 1.0, 1e-15) << symbol;

@@ -314,6 +314,8 @@ TEST(StreamForms, DamagedRecordingsAreRefusedWithTheirReason) {
     EXPECT_FALSE(recorder.Append(lines.Input()));
     EXPECT_EQ(recorder.GetError(), "whole.xml: no block is waiting");
     ASSERT_TRUE(recorder.Close());
+    WriteInts(lines.writer, {1});
+    EXPECT_FALSE(recorder.Append(lines.Input())) << "it is closed";
     const std::string
         unit = "block 1: Error interpreting Unit/@Factor or @Exponents in TypeInfo",
         type =

@@ -125,6 +125,15 @@ TEST(StreamXml, ReadsIntegersAsWordsOf32Bits) {
     }
 }
 
+TEST(StreamXml, ReadsWhateverStateAndLength) {
+    StreamLines lines;
+    std::string text = Changed(DOCUMENT, "<State Value=\"1\">BUSY</State>", "<State>INVALID</State>");
+    text = Changed(text, "<Length>1</Length>", "<Length>10</Length>");
+    EXPECT_EQ(Read(lines.writer, Changed(text, "0xffffffff", "1 2 3 4 5 6 7 8 9 10")), 1);
+    EXPECT_EQ(lines.Input().PeekTI()->GetState(), INVALID);
+    EXPECT_EQ(lines.Input().GetBlockLen(0, 0), 10);
+}
+
 TEST(StreamXml, SaysWhatIsWrong) {
     const std::string setData = "TCIOStream::DataSegment::XMLToStream: Error at SetData";
     const struct {
