@@ -129,6 +129,14 @@ TEST(CheckModule, RepeatsTheRandomCallsOfASeed) {
     EXPECT_EQ(again.report["calls"].back(), "Interrupt");
 }
 
+TEST(CheckModule, RandomCallsBringAllThatAHostMayDo) {
+    const Answer answer = Check(TEST_LIBRARIES "/faulty/Witness.so --report json", "WITNESS=1");
+    const std::vector<Json> failed = ChecksOf(answer, "failed");
+    ASSERT_EQ(failed.size(), 1u) << answer.text;
+    EXPECT_EQ(failed[0]["check"], "random-calls");
+    EXPECT_THAT(failed[0]["reason"], HasSubstr("it has seen everything"));
+}
+
 TEST(CheckModule, TellsPlainlyWhatIsNotThere) {
     const std::string gain = SIGWEAVE_EXAMPLE_DIR "/gain.so ";
     EXPECT_EQ(Check("no-such-library.so").code, 2);
@@ -171,6 +179,7 @@ const std::vector<std::string> OF_A_SOURCE = {"empty-blocks", "huge-blocks", "no
 
 const Good GOOD[] = {
     {SIGWEAVE_EXAMPLE_DIR "/gain", "", {}},
+    {TEST_LIBRARIES "/faulty/Witness", "", {}},
     {SIGWEAVE_MODULE_DIR "/align", "", {}},
     {SIGWEAVE_MODULE_DIR "/bus-join", "", {"parameters"}},
     {SIGWEAVE_MODULE_DIR "/bus-select", "", {}},

@@ -100,13 +100,21 @@ TEST(ModuleSignals, SignalsThatDoNotFitAreNamed) {
     now.SetSamplerate(2.5);
     EXPECT_FALSE(tc::CheckGoesOn(lines.reader, 1, before, now, error));
     EXPECT_EQ(error, "the input \"Signal 2\" changes its samplerate within a signal, from 1 to 2.5");
-    lines.reader.SetPort(INPUT, 2, "Open", "", "", true);
-    lines.reader.SetPort(INPUT, 3, "Ints", "SWORD[]", "", false);
+    TCPortHelper mixed(nullptr);
+    mixed.SetPort(INPUT, 0, "Ints", "SWORD[]", "", false);
+    mixed.SetPort(INPUT, 1, "Open", "", "", true);
+    mixed.SetPort(INPUT, 2, "Bus", "STRUCT_BUS", "", false);
+    for (const char* token : {"DOUBLE", "DOUBLE[1]", "DOUBLE[]"})
+        mixed.SetPort(INPUT, static_cast<unsigned>(mixed.GetPortCnt(INPUT)), token, token, "", false);
     TCStartCheck check;
-    tc::CheckDoubleInputs(lines.reader, check);
-    EXPECT_STREQ(check.mistakes, "Ints: takes double values (DOUBLE[]), but is wired to SWORD[]{BIN}");
-    tc::DeclareOutputs(lines.reader, "FREQ_DOMAIN");
-    EXPECT_EQ(lines.reader.GetPortCnt(OUTPUT), 4);
-    EXPECT_STREQ(lines.reader.GetPortName(OUTPUT, 3), "Ints");
-    EXPECT_STREQ(lines.reader.GetPortType(OUTPUT, 0, nullptr), "TYPEINFO{TypeInfo} DOUBLE[]{FREQ_DOMAIN}");
+    tc::CheckDoubleInputs(mixed, check);
+    EXPECT_STREQ(
+        check.mistakes,
+        "Ints: takes double values (DOUBLE[]), but is wired to SWORD[]{BIN}\nBus: takes double values "
+        "(DOUBLE[]), but is wired to a bus (STRUCT_BUS{BUS}); a module BusSelect between them takes "
+        "signals out of a bus");
+    tc::DeclareOutputs(mixed, "FREQ_DOMAIN");
+    EXPECT_EQ(mixed.GetPortCnt(OUTPUT), 6);
+    EXPECT_STREQ(mixed.GetPortName(OUTPUT, 0), "Ints");
+    EXPECT_STREQ(mixed.GetPortType(OUTPUT, 5, nullptr), "TYPEINFO{TypeInfo} DOUBLE[]{FREQ_DOMAIN}");
 }

@@ -216,6 +216,8 @@ TEST(PortDataType, LinesStayWithTheEntryWhenTheTableGrows) {
     EXPECT_EQ(TypeOf(table[0]), "1 SWORD[]{BIN}");
     table[1] = table[0];
     EXPECT_EQ(TypeOf(table[1]), "0 null") << "a copy has no lines";
+    const DATATYPE declared = Declared("DOUBLE[]", "x");
+    EXPECT_EQ(TypeOf(DATATYPE(declared)), "1 DOUBLE[]{x}");
 }
 
 TEST(PortDataType, PortsReadAndChangeTheirEntry) {

@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <cfloat>
 #include <cmath>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/ui/TCPropertyDialog.h"
 #include "tests/signal/Allocations.h"
 #include "tests/support/MessageLog.h"
 
@@ -338,6 +341,46 @@ TEST(TCBaseModuleEx, HostsReadTheDeclarationByIndex) {
     const TCBaseModuleEx::InfoExtern pin = module.GetInfoExtern(9);
     EXPECT_TRUE(pin.isLive && pin.maximum == 5.0 && std::string(pin.unit) == "V");
     for (const int wrong : {-1, 10}) EXPECT_STREQ(module.GetInfo(wrong).name, "") << wrong;
+}
+
+TEST(TCBaseModuleEx, TheDialogIsMadeOfTheDeclaration) {
+    Recorder module;
+    TCPropertyDialog dialog;
+    ASSERT_EQ(module.BuildPropertyDialog(dialog), 1);
+    EXPECT_EQ(dialog.GetCount(), 10);
+    const struct {
+        const char* key;
+        TCPropertyDialogInfo::KIND kind;
+        bool required;
+        const char* unit;
+        double minimum, maximum;
+    } rows[] = {{"block", TCPropertyDialogInfo::INT, false, "", 1, 1048576},
+                {"title", TCPropertyDialogInfo::STRING, false, "", -DBL_MAX, DBL_MAX},
+                {"window", TCPropertyDialogInfo::COMBO, false, "", 0, 0},
+                {"loop", TCPropertyDialogInfo::BOOL, false, "", -DBL_MAX, DBL_MAX},
+                {"file", TCPropertyDialogInfo::FILE, true, "", -DBL_MAX, DBL_MAX},
+                {"out", TCPropertyDialogInfo::OUTPUT_FILE, false, "", -DBL_MAX, DBL_MAX},
+                {"pin", TCPropertyDialogInfo::DOUBLE, false, "V", -DBL_MAX, 5}};
+    for (const auto& row : rows) {
+        const TCPropertyDialogInfo* const item = dialog.Find(row.key);
+        ASSERT_NE(item, nullptr);
+        EXPECT_EQ(
+            std::tuple(item->kind, item->required, std::string(item->unit), item->minimum, item->maximum),
+            std::tuple(row.kind, row.required, std::string(row.unit), row.minimum, row.maximum))
+            << row.key;
+    }
+    EXPECT_EQ(dialog.Find("window")->choices, (CStringArray{"hann", "hamming", "flat"}));
+    const TCPropertyDialogInfo& block = *dialog.Find("block");
+    EXPECT_EQ(block.get(), "1024");
+    EXPECT_EQ(block.check("0"), "block: '0' is not valid; expected an integer from 1 to 1048576");
+    EXPECT_EQ(block.check("8") + block.get(), "1024") << "a check changes nothing";
+    block.set("8");
+    CString refusal;
+    EXPECT_FALSE(dialog.apply(refusal));
+    EXPECT_EQ(refusal, "file: must be given; expected a file name");
+    for (const char* key : {"block", "file"}) dialog.Find(key)->set("9");
+    EXPECT_TRUE(dialog.apply(refusal)) << refusal;
+    EXPECT_EQ(module.ParamInt("block"), 9);
 }
 
 TEST(TCBaseModuleEx, InputsAreNamedByTheirNumber) {

@@ -71,7 +71,8 @@ TEST(TCBusValidation, SegmentsBelongToTheOutputOfTheirNameAndType) {
     // The same operations under their other name.
     EXPECT_STREQ(TCBusValidation::SerializeValidation(0x40, "", 1), "DT_00000040");
     EXPECT_EQ(TCBusValidation::GetDataType("DT_00000040"), 0x40u);
-    EXPECT_TRUE(TCBusValidation::SameDataType("DT_00000040", 0x40));
+    for (const TCPortHelper::TYPE code : {0x40u, 0x4u})
+        EXPECT_EQ(TCBusValidation::SameDataType("DT_00000040", code), code == 0x40);
     EXPECT_EQ(TCBusValidation::FindOutputPort(helper, "Speed"), -1);
 }
 

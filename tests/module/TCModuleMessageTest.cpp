@@ -14,9 +14,9 @@ TEST(TCModuleMessage, GivesEachOperationItsSeverity) {
     TCModuleMessage::Alert("M", "%s", "two");
     TCModuleMessage::Critical("M", "%.1f", 3.0);
     TCModuleMessage::Warning("Filter", "%d samples lost", 5);
-    TCModuleMessage::Notice("M", "100%%");
+    TCModuleMessage::Notice("M", "%d%%", 100);
     TCModuleMessage::Info("M", "%c%c", 'o', 'k');
-    TCModuleMessage::Debug("M", "x");
+    TCModuleMessage::Debug("M", "%c", 'x');
     EXPECT_EQ(log.Lines(), (Lines{"1 M: 1", "2 M: two", "4 M: 3.0", "8 Filter: 5 samples lost", "16 M: 100%",
                                   "32 M: ok", "64 M: x"}));
 }

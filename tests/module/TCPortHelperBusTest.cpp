@@ -95,7 +95,7 @@ void ExpectAllRead(FullBus& bus, const std::vector<int>& results) {
     EXPECT_STREQ(bus.texts[1], "b");
     EXPECT_EQ(bus.intMatrix[3], 4);
     EXPECT_EQ(bus.rows * 10 + bus.cols, 12);
-    EXPECT_EQ(bus.pointer, &bus);
+    EXPECT_EQ(std::pair(bus.pointer, bus.count), std::pair(static_cast<void*>(&bus), 1));
     EXPECT_STREQ(bus.ti.GetSignalname(), "Own");
 }
 

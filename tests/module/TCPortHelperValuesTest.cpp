@@ -130,6 +130,28 @@ TEST(TCPortHelperValues, TakenValuesAreAccessedWhereTheyLie) {
     }
 }
 
+TEST(TCPortHelperValues, WithoutMemoryAWriteSaysThatNothingWentOut) {
+    if (!allocations::AreSeen()) return;
+    int (*const writers[])(Helper&) = {[](Helper& helper) { return helper.WriteDblVal(0, 1.0); },
+                                       [](Helper& helper) { return helper.WriteTypeInfo(0); },
+                                       [](Helper& helper) {
+                                           const int result = helper.WriteMultitypeInt(0, "i", 1);
+                                           return result < 0 ? result : helper.EndWriteMultitype(0);
+                                       }};
+    for (const auto& write : writers) {
+        int after = 0, result = -1;
+        for (; result < 0 && after < 100; ++after) {
+            Line line(SIGNAL | Helper::TYPE_MULTI);
+            allocations::FailAfter(after);
+            result = write(line.writer);
+            allocations::FailAfter(-1);
+            EXPECT_TRUE(result == 0 || result == -14) << result;
+            EXPECT_TRUE(write == writers[1] || line.reader.BlocksOnStream(INPUT, 0) == (result == 0 ? 1 : 0));
+        }
+        EXPECT_TRUE(after > 1 && result == 0) << after;
+    }
+}
+
 TEST(TCPortHelperValues, BlocksWithoutValuesAreReadPast) {
     Line line;
     TCIOStream::Block empty;

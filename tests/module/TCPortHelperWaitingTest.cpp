@@ -110,21 +110,21 @@ TEST(TCPortHelperWaiting, TriggerGroupNeedsAllItsWiredMembers) {
 TEST(TCPortHelperWaiting, SynchronousInputsAreComparedAsAsked) {
     using Make = void (*)(Lines&);
     const std::tuple<unsigned, int, Make> rows[] = {
-        {Helper::CHECK_VALUE_COUNTS, -5, [](Lines& l) { l.Send(0, START, 2), l.Send(1, START, 3); }},
-        {Helper::CHECK_STATES, -13, [](Lines& l) { l.Send(0, START), l.Send(1, COMPLETE); }},
+        {Helper::CHECK_VALUE_COUNTS, -5, [](Lines& l) { l.Send(1, START, 2), l.Send(2, START, 3); }},
+        {Helper::CHECK_STATES, -13, [](Lines& l) { l.Send(1, START), l.Send(2, COMPLETE); }},
         {Helper::CHECK_BLOCK_COUNTS, -12,
-         [](Lines& l) { l.Send(0, START), l.Send(1, START), l.Send(1, BUSY); }},
+         [](Lines& l) { l.Send(1, START), l.Send(2, START), l.Send(2, BUSY); }},
         {Helper::CHECK_SAMPLERATES, -15,
-         [](Lines& l) { l.Send(0, START), l.writer.SetTI_Samplerate(1, 2.0), l.Send(1, START); }},
+         [](Lines& l) { l.Send(1, START), l.writer.SetTI_Samplerate(2, 2.0), l.Send(2, START); }},
         {Helper::CHECK_UNITS, -6,
-         [](Lines& l) { l.Send(0, START), l.writer.SetTI_Unit(1, "V", 1.0), l.Send(1, START); }}};
+         [](Lines& l) { l.Send(1, START), l.writer.SetTI_Unit(2, "V", 1.0), l.Send(2, START); }}};
     for (const auto& [check, code, make] : rows) {
-        Lines lines(2);
+        Lines lines(3);
         make(lines);
-        EXPECT_EQ(lines.reader.SynchronousDataAvail(0, 1, 31u & ~check), 1) << check;
-        EXPECT_EQ(lines.reader.SynchronousDataAvail(0u, 1, check), code);
+        EXPECT_EQ(lines.reader.SynchronousDataAvail(1, 2, 31u & ~check), 1) << check;
+        EXPECT_EQ(lines.reader.SynchronousDataAvail(1u, 2, check), code);
         EXPECT_EQ(lines.reader.GetErrorRecord().code, code);
-        EXPECT_EQ(lines.reader.GetErrorText().Find("Input \"Signal 1\" and input \"Signal 2\": "), 0);
+        EXPECT_EQ(lines.reader.GetErrorText().Find("Input \"Signal 2\" and input \"Signal 3\": "), 0);
     }
 }
 

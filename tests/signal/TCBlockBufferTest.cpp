@@ -51,6 +51,7 @@ TEST(BlockBuffer, GathersWhatWaits) {
     Bench bench;
     EXPECT_EQ(TCBlockBuffer().ReadBlock(0, true), -1);
     EXPECT_EQ(TCBlockBuffer().WriteAllBlocks(0, true), -1);
+    EXPECT_EQ(TCBlock(DOUBLES).ReadBlock(nullptr, 0) + TCBlock(DOUBLES).WriteBlock(nullptr, 0), -2);
     for (const unsigned port : {0, 7}) EXPECT_EQ(bench.buffer.ReadBlock(port, true), 0);
     EXPECT_EQ(bench.buffer.WriteAllBlocks(0, true), 0);
     bench.Send(START, 1.0, 2);
@@ -232,6 +233,7 @@ TEST(BlockBuffer, GrowsAndCopiesItsBlocks) {
     EXPECT_TRUE(copy.SetSize(1));
     EXPECT_EQ(copy.GetAllocSpace(), 100);
     EXPECT_FALSE(copy.SetSize(1u + INT_MAX));
+    EXPECT_TRUE(TCBlock(0).SetSize(INT_MAX)) << "bytes that nobody touches";
     EXPECT_FALSE(TCBlock(Helper::TYPE_POINTER).SetSize(1));
     if (!allocations::AreSeen()) return;
 

@@ -252,6 +252,10 @@ TEST(StreamFlow, SurvivesWithoutMemory) {
         const int written = lines.writer.WriteStrVec(texts, 2);
         allocations::FailAfter(-1);
         EXPECT_TRUE(set == 0 || set == -14);
+        const TCTypeInfo* const given = lines.writer.GetTI();  // of a block that is not written yet
+        EXPECT_EQ(given != nullptr && given->GetSignalnameString() == ti.GetSignalnameString(),
+                  set == 0 && written != 0)
+            << after;
         EXPECT_TRUE(bus == 0 || bus == -14);
         EXPECT_TRUE(text == 0 || text == -14);
         const int segments = 1 + (bus == 0 ? 1 : 0) + (text == 0 ? 1 : 0);
@@ -291,6 +295,15 @@ TEST(StreamFlow, SteadyFlowAllocatesNothing) {
         for (TCIOStream& input : lines.inputs) EXPECT_EQ(input.ReadDblVec(read, nullptr), 1024);
     }
     EXPECT_EQ(allocations::Count() - before, 0);
+    StreamLines exchanged;
+    TCIOStream::Block* held = nullptr;
+    for (int i = 0; i < 30; ++i) {
+        if (i == 10) before = allocations::Count();
+        exchanged.writer.WriteDblVec(values.data(), 1024);
+        EXPECT_EQ(exchanged.Input().ExchangeBinary(&held, true), 1);
+    }
+    EXPECT_EQ(allocations::Count() - before, 0);
+    exchanged.Input().ExchangeBinary(&held, false);
 }
 
 TCString Channel(int index, const char* signal, unsigned long code) {

@@ -138,6 +138,12 @@ TEST(TCIOStream, SegmentsByNameAndPosition) {
     EXPECT_EQ(number, 7);
     EXPECT_EQ(input.ReadSegment(2, text), 1);
     EXPECT_EQ(text, std::string("a\0b", 3));
+    TCString other;
+    text.clear();
+    EXPECT_EQ(input.ReadSegment("", text) + input.ReadSegment("", other), 2);
+    EXPECT_EQ(text, std::string("a\0b", 3));
+    EXPECT_EQ(other.GetLength(), 3);
+    EXPECT_EQ(input.ReadSegment("x", text) + input.ReadSegment("x", other), -4);
     TCArray<TCString> names;
     names.SetSize(7);
     EXPECT_EQ(input.AvailableSegments(nullptr), 3);
@@ -230,6 +236,7 @@ TEST(TCIOStream, MatricesAndPointersAreNotCopied) {
     EXPECT_EQ(rows * 10 + cols, 23);
     const int* ints;
     EXPECT_EQ(lines.Input().PeekIntData(0, ints, nullptr, nullptr), -1);
+    EXPECT_EQ(lines.Input().PeekDblData(0, peeked, nullptr, nullptr), -1);
     void* pointer;
     int count = -1;
     EXPECT_EQ(lines.Input().ReadPtr(&pointer, &count), 1);
@@ -257,16 +264,22 @@ TEST(TCIOStream, CopiesAndReferencesInTurns) {
 
 TEST(TCIOStream, NestedBlocksAreCopiedDeeply) {
     StreamLines inner;
+    WriteInts(inner.writer, {0});
     WriteInts(inner.writer, {4, 5});
+    inner.Input().RemoveContents(false);
     TCIOStream::Block* held = nullptr;
+    EXPECT_EQ(inner.Input().SegmentCnt(), 1);
     inner.Input().ExchangeBinary(&held, true);
-    TCArray<TCIOStream::Block*> blocks;
+    EXPECT_EQ(inner.Input().SegmentCnt(), 0) << "what is held is not read";
+    TCArray<TCIOStream::Block*> blocks, gap;
     blocks.Add(held);
     blocks.Add(held);
+    gap.Add(nullptr);
 
     StreamLines outer;
     outer.writer.StartWriteSegments();
     EXPECT_EQ(outer.writer.WriteSegment("none", TCArray<TCIOStream::Block*>()), -14);
+    EXPECT_EQ(outer.writer.WriteSegment("gap", gap), -14);
     EXPECT_EQ(outer.writer.WriteSegment("pair", blocks), 0);
     EXPECT_EQ(outer.writer.WriteSegment("n", 1), 0);
     outer.writer.EndWriteSegments();

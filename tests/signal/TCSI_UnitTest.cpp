@@ -42,6 +42,12 @@ TEST(TCSI_Unit, ReadsUnitTexts) {
         EXPECT_TRUE(unit.FromString(row.text)) << row.text;
         EXPECT_EQ(Text(unit), row.unit) << row.text;
     }
+    struct : TCSI_Convert {
+        using TCSI_Convert::String2Token;
+    } words;
+    EXPECT_TRUE(words.String2Token("") && words.String2Token("Ohm"));
+    for (const char* none : {static_cast<const char*>(nullptr), "O", "Ohms"})
+        EXPECT_FALSE(words.String2Token(none));
     TCSI_Unit volt;
     TCSI_Convert convert;
     for (int i = 0; i < 2; ++i) EXPECT_TRUE(convert.scan("V", volt));

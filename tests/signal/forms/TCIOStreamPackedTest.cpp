@@ -40,6 +40,7 @@ TEST(StreamForms, ThereAndBack) {
     const std::string oldForm(text, static_cast<std::size_t>(text.GetLength()));
     SignFrame(again);
     EXPECT_EQ(again, frame);
+    EXPECT_EQ(frame.substr(0, 8), std::string("SWBK\2\0\0\0", 8));
     EXPECT_EQ(block.from.Input().SerializeBlock(nullptr), 0);
     StreamLines to, old;
     EXPECT_EQ(Unpack(to.writer, frame), 1);
@@ -137,6 +138,7 @@ TEST(StreamForms, AddressesAndEndlessNestingAreNotPacked) {
         lines.writer.EndWriteSegments();
         lines.Input().ExchangeBinary(&held, false);
         EXPECT_EQ(lines.Input().SerializeBlock(nullptr) > 0, level <= 32) << level;
+        EXPECT_EQ(lines.Input().SerializeForOldStream(0).GetLength() > 0, level <= 32) << level;
     }
 }
 

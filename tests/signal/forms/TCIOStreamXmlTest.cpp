@@ -85,12 +85,14 @@ TEST(StreamXml, ReadsWhatOthersWrite) {
     text = Changed(text, "<DataType Value=\"1\">INT", "<DataType>int");
     text = Changed(text, "<Timestamp>0x1.8000000000000p+1</Timestamp>", "");
     text = Changed(text, "<Samplerate>0x1.0000000000000p+0", "<Samplerate> 2.5e3 ");
+    text = Changed(text, "<Unit>V * 1e-003</Unit>", "");
     ASSERT_EQ(Read(lines.writer, text), 1);
     lines.Input().StartReadSegments();
     const TCTypeInfo& ti = *lines.Input().GetTI();
     EXPECT_EQ(ti.GetState(), STOP);
     EXPECT_EQ(ti.GetTimestamp(), 0);
     EXPECT_EQ(ti.GetSamplerate(), 2500);
+    EXPECT_EQ(ti.GetUnit(), TCSI_Unit());
     int number = 0;
     lines.Input().ReadSegment("n\n", number);
     EXPECT_EQ(number, -1);
@@ -121,6 +123,15 @@ TEST(StreamXml, ReadsIntegersAsWordsOf32Bits) {
         lines.Input().ReadSegment("n\n", number);
         EXPECT_EQ(number, row.number) << row.text;
     }
+}
+
+TEST(StreamXml, ReadsWhateverStateAndLength) {
+    StreamLines lines;
+    std::string text = Changed(DOCUMENT, "<State Value=\"1\">BUSY</State>", "<State>INVALID</State>");
+    text = Changed(text, "<Length>1</Length>", "<Length>10</Length>");
+    EXPECT_EQ(Read(lines.writer, Changed(text, "0xffffffff", "1 2 3 4 5 6 7 8 9 10")), 1);
+    EXPECT_EQ(lines.Input().PeekTI()->GetState(), INVALID);
+    EXPECT_EQ(lines.Input().GetBlockLen(0, 0), 10);
 }
 
 TEST(StreamXml, SaysWhatIsWrong) {
