@@ -7,6 +7,8 @@ namespace allocations {
 bool AreSeen();
 
 int Count();
+// How many of them were not given back.
+int Live();
 // The next but `after` allocation fails, and all behind it; negative: none.
 void FailAfter(int after);
 

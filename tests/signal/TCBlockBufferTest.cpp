@@ -201,6 +201,11 @@ TEST(BlockBuffer, RefusesToJoinWhatDoesNotBelongTogether) {
     shapes.source.WriteDblMat(REALS, 1, 3);
     shapes.buffer.ReadBlock(0, true);
     EXPECT_EQ(shapes.buffer.WriteAllBlocks(0, true), Helper::VALUE_COUNTS_DIFFER);
+    Bench gaps(MATRIX, MATRIX);
+    for (const auto& [shapeRows, shapeColumns] : {std::pair(1, 2), {0, 3}, {1, 3}})
+        gaps.source.WriteDblMat(REALS, shapeRows, shapeColumns);
+    ASSERT_EQ(gaps.buffer.ReadBlock(0, true), 3);
+    EXPECT_EQ(gaps.buffer.WriteAllBlocks(0, true), Helper::VALUE_COUNTS_DIFFER) << "what is empty fits both";
     Bench empty(MATRIX, MATRIX);
     for (int i = 0; i < 2; ++i) empty.source.WriteDblMat(REALS, 0, 2);
     ASSERT_EQ(empty.buffer.ReadBlock(0, true), 2);
@@ -227,7 +232,10 @@ TEST(BlockBuffer, GrowsAndCopiesItsBlocks) {
     ASSERT_TRUE(block.SetSize(2));
     static_cast<TCString*>(block.GetData())[1] = "kept";
     ASSERT_TRUE(block.SetSize(100));
+    const TCTypeInfo own = State(STOP, "own");
+    block.SetTI(&own);
     copy = block;
+    EXPECT_EQ(copy.GetStatus(), STOP);
     static_cast<TCString*>(block.GetData())[1] = "changed";
     EXPECT_STREQ(static_cast<TCString*>(copy.GetData())[1], "kept");
     EXPECT_TRUE(copy.SetSize(1));
@@ -237,6 +245,15 @@ TEST(BlockBuffer, GrowsAndCopiesItsBlocks) {
     EXPECT_FALSE(TCBlock(Helper::TYPE_POINTER).SetSize(1));
     if (!allocations::AreSeen()) return;
 
+    static_cast<TCString*>(block.GetData())[99] = "a text that is too long for a short string buffer";
+    for (int after = 0; after < 8; ++after) {
+        allocations::FailAfter(after);
+        const TCBlock whole(block);
+        allocations::FailAfter(-1);
+        const auto* const texts = static_cast<const TCString*>(whole.GetData());
+        EXPECT_TRUE(whole.GetSize() == 0 || texts[99] == static_cast<TCString*>(block.GetData())[99])
+            << after;
+    }
     TCBlockBuffer buffer, fresh;
     buffer.NewBlock(INTS, 100);
     allocations::FailAfter(0);
@@ -251,6 +268,21 @@ TEST(BlockBuffer, GrowsAndCopiesItsBlocks) {
     EXPECT_FALSE(grown || added);
     EXPECT_STREQ(static_cast<TCString*>(block.GetData())[1], "changed");
     EXPECT_EQ(CountReused(buffer, 1), 0) << "no memory to keep it";
+}
+
+TEST(BlockBuffer, ABlockWithoutMetadataHasNoneOfTheLastOne) {
+    TCIOStream source;
+    Helper helper(nullptr);
+    helper.SetPort(INPUT, 0, "in", DOUBLES | Helper::TYPE_TYPEINFO);
+    source.AddOutputStream(helper.SetInputStream(0, 0, 3));
+    source.WriteDblVec(REALS, 2);
+    TCBlock block(DOUBLES);
+    const TCTypeInfo old = State(STOP, "old");
+    block.SetTI(&old);
+    EXPECT_EQ(block.ReadBlock(&helper, 0), 1);
+    TCTypeInfo ti;
+    EXPECT_EQ(block.GetTI(ti), INVALID);
+    EXPECT_STREQ(ti.GetSignalname(), "");
 }
 
 TEST(BlockBuffer, EndsWithACodeWhereABlockCannotBeReadOrWritten) {

@@ -6,6 +6,8 @@
 #include <memory>
 #include <random>
 
+#include "sigweave/module/TCPortHelper.h"
+#include "sigweave/signal/TCBlockBuffer.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 #include "tests/signal/Allocations.h"
 #include "tests/signal/StreamLines.h"
@@ -304,6 +306,44 @@ TEST(StreamFlow, SteadyFlowAllocatesNothing) {
     }
     EXPECT_EQ(allocations::Count() - before, 0);
     exchanged.Input().ExchangeBinary(&held, false);
+}
+
+// Blocks of every kind that wait, are held, begun or copied, when their streams end.
+TEST(StreamFlow, NothingIsLeftBehind) {
+    const auto use = [] {
+        StreamLines lines(2), copy;
+        TCBlockBuffer buffer;
+        const TCTypeInfo ti = State(BUSY, "a name that is too long for a short string buffer");
+        const CString text = "a text that is too long for a short string buffer";
+        const double numbers[] = {1, 2};
+        for (int i = 0; i < 4; ++i) {
+            lines.writer.SetTI(&ti, false);
+            for (const char* name : {"a", "b"})
+                EXPECT_EQ(
+                    i % 2 == 0 ? lines.writer.WriteSegment(name, text) : lines.writer.WriteSegment(name, i),
+                    0);
+            for (const int extent : {2, 1, 2})
+                lines.writer.WriteBusSegment("1\r\nA\r\n\r\nx", TCIOStream::DOUBLE, 1, &extent, numbers, true,
+                                             &ti);
+            lines.writer.WriteDblMat(numbers, 2, 1, i % 2 == 0);
+            TCArray<TCIOStream::Block*> nested;
+            TCIOStream::Block* held = nullptr;
+            lines.inputs[0].ExchangeBinary(&held, true);
+            nested.Add(held);
+            copy.writer.StartWriteSegments();
+            copy.writer.WriteSegment("nested", nested);
+            if (i < 3) copy.writer.EndWriteSegments();
+            lines.inputs[0].ExchangeBinary(&held, false);
+            static_cast<TCString*>(buffer.NewBlock(TCPortHelper::TYPE_TEXTARRAY, 3)->GetData())[2] =
+                text.c_str();
+            if (i == 1) buffer.RemoveAt(0, false);
+            if (i == 2) buffer.RemoveAt(0, true);
+        }
+    };
+    use();
+    const int before = allocations::Live();
+    use();
+    EXPECT_EQ(allocations::Live(), before);
 }
 
 TCString Channel(int index, const char* signal, unsigned long code) {

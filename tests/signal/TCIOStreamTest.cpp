@@ -89,6 +89,8 @@ TEST(TCIOStream, WhoReceivesAndWhatWaits) {
     EXPECT_EQ(index, 1);
     EXPECT_EQ(lines.inputs[1].GetBlockCnt(&index), 2);
     EXPECT_EQ(index, 0);
+    EXPECT_EQ(lines.inputs[1].GetWaitingBlock(1)->Segment(0)->GetInts()[0], 1);
+    for (const int none : {-1, 2}) EXPECT_EQ(lines.inputs[1].GetWaitingBlock(none), nullptr);
     EXPECT_EQ(TCIOStream::StringToDataType("double"), 2);
     EXPECT_EQ(TCIOStream::StringToDataType("FLOAT"), -1);
     EXPECT_STREQ(TCIOStream::DataTypeToString(TCIOStream::BLOCK), "BLOCK");

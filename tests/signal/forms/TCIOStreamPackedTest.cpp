@@ -168,6 +168,11 @@ TEST(StreamForms, OldFormIsWellFormedToItsEnd) {
     std::size_t end;
     EXPECT_EQ(ReadOldForm(unconnected, "BUS 0 2 ", end), 0) << "no receiver";
     EXPECT_EQ(ReadOldForm(to.writer, "BUS 0 2 ", end), -14);
+    std::string nested = "BUS 0 0 ";
+    for (int level = 2; level <= 40; ++level) {
+        nested = std::string("BUS 1 0 \xFF\0\0\0\0 5 1 1 ", 20) + nested;
+        EXPECT_EQ(ReadOldForm(to.writer, nested, end), level <= 32 ? 1 : -14) << level;
+    }
 }
 
 // At each level the first of very many nested blocks, none of which has room left for the others.
