@@ -42,6 +42,12 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "eine erste Spalte mit der Zeit, bei Spektren der Frequenz; keine bei verschiedenen Raten oder "
               "Domänen"},
      .label = {"Time column", "Zeitspalte"}},
+    {.name = "on",
+     .kind = TCModuleParameter::SWITCH,
+     .defaultValue = "yes",
+     .help = {"while it is off, rows are left out", "solange es aus ist, entfallen die Zeilen"},
+     .label = {"On", "Ein"},
+     .live = true},
 };
 
 constexpr std::int64_t MOST_ROWS_AT_ONCE = 4096;
@@ -200,6 +206,7 @@ void CsvWriter::AppendAxis(std::string& text) {
 }
 
 void CsvWriter::AppendRow(std::string& text) {
+    const std::size_t before = text.size();
     if (axis != nullptr) AppendAxis(text);
     for (std::size_t i = 0; i < columns.size(); ++i) {
         Column& column = columns[i];
@@ -211,6 +218,7 @@ void CsvWriter::AppendRow(std::string& text) {
         }
     }
     text += '\n';
+    if (on == 0) text.resize(before);
     ++rows;
 }
 
