@@ -165,6 +165,15 @@ bool Ask(const std::string& question) {
            std::find(std::begin(YES), std::end(YES), answer) != std::end(YES);
 }
 
+bool ReadLine(const std::string& prompt, bool hidden, std::string& line) {
+    Write(ForTerminal(prompt));
+    const tc::HiddenTyping typing(hidden);
+    const bool isRead = static_cast<bool>(std::getline(std::cin, line));
+    if (isRead && line.ends_with('\r')) line.pop_back();
+    if (hidden || !isRead) Write("\n");
+    return isRead;
+}
+
 void ShowProgress(const std::string& text) {
     if (!TCIsTerminal(StandardStream::Error)) return;
     const std::lock_guard lock(mutex);

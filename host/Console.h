@@ -46,6 +46,10 @@ bool CanAsk();
 // False for every answer but yes, in English or German, and when nobody can answer.
 bool Ask(const std::string& question);
 
+// Asks for a line, without its end; what is typed for a hidden one does not appear. False when the input has
+// ended or a signal came.
+bool ReadLine(const std::string& prompt, bool hidden, std::string& line);
+
 // Draws the line anew, or with an empty text takes it away. Nothing happens when standard error is no
 // terminal.
 void ShowProgress(const std::string& text);

@@ -3,9 +3,11 @@
 #include <iostream>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/ui/PropertyText.h"
+#include "sigweave/ui/TCPropertyChooser.h"
 
 namespace host {
 namespace {
@@ -16,10 +18,9 @@ using tc::Bilingual;
 
 constexpr Bilingual NO_COMMAND(
     "this line is no command; write {\"set\": {\"name\": \"value\"}}, {\"press\": \"name\"}, {\"undo\": "
-    "true} "
-    "or {\"end\": \"ok\"}",
+    "true}, {\"choose\": \"name\"} or {\"end\": \"ok\"}",
     "diese Zeile ist kein Befehl; schreiben Sie {\"set\": {\"Name\": \"Wert\"}}, {\"press\": \"Name\"}, "
-    "{\"undo\": true} oder {\"end\": \"ok\"}");
+    "{\"undo\": true}, {\"choose\": \"Name\"} oder {\"end\": \"ok\"}");
 constexpr Bilingual NO_TEXT(
     "%1: a value is written as a text, a number, true or false, that of a list as "
     "rows of texts",
@@ -61,7 +62,9 @@ Json DescribeColumn(const TCPropertyColumn& column) {
 // What may change while the dialog is up.
 Json DescribeState(const TCDialog& dialog, const Info& item) {
     Json json = {{"key", item.key}};
-    if (item.kind == Info::LIST) {
+    if (item.secret) {
+        json["given"] = !dialog.GetText(item.key).empty();
+    } else if (item.kind == Info::LIST) {
         CArray<CStringArray> rows;
         tc::ReadPropertyRows(dialog.GetText(item.key), rows);
         json["value"] = rows;
@@ -80,6 +83,10 @@ Json DescribeItem(const TCDialog& dialog, const Info& item) {
     AddText(json, "help", item.help.Get());
     AddLimits(json, item);
     if (item.step > 0.0) json["step"] = item.step;
+    if (item.logarithmic) json["scale"] = "logarithmic";
+    if (item.digits >= 0) json["digits"] = item.digits;
+    if (item.live) json["live"] = true;
+    if (item.secret) json["secret"] = true;
     if (!item.suggestions.empty()) json["suggestions"] = item.suggestions;
     AddText(json, "filter", item.fileFilter);
     AddText(json, "language", item.language);
@@ -152,9 +159,24 @@ Json Refuse(const TCDialog::Refusal& refusal) {
     return answer;
 }
 
+constexpr Bilingual NO_CHOICE("%1: there is nothing to choose from; set a value",
+                              "%1: hier gibt es keine Auswahl; setzen Sie einen Wert");
+
 }  // namespace
 
-FormSession::FormSession(TCDialog& dialog) : shown(dialog) {}
+// The chooser of an item, while it is up.
+struct FormSession::Chooser {
+    CString key;
+    CString text;
+    TCPropertyDialog description;
+    std::unique_ptr<TCDialog> dialog;
+    std::unique_ptr<FormSession> session;
+};
+
+FormSession::FormSession(TCDialog& dialog, std::string folderOfPaths)
+    : shown(dialog), folder(std::move(folderOfPaths)) {}
+
+FormSession::~FormSession() = default;
 
 std::string FormSession::Describe() const {
     return Write({{"form", DescribeForm(shown)}});
@@ -168,6 +190,7 @@ bool FormSession::Do(const std::string& line, TCDialog::Refusal& refusal) {
     const Json& given = parsed.begin().value();
     if (command == "set" && given.is_object()) return Set(shown, given, refusal);
     if (command == "press" && given.is_string()) return shown.Press(given.get<CString>(), refusal);
+    if (command == "choose" && given.is_string()) return Choose(given.get<CString>(), refusal);
     if (command == "undo") {
         refusal.text = NOTHING_TO_UNDO.Text();
         return shown.Undo();
@@ -179,11 +202,40 @@ bool FormSession::Do(const std::string& line, TCDialog::Refusal& refusal) {
     return over;
 }
 
+bool FormSession::Choose(const CString& key, TCDialog::Refusal& refusal) {
+    const Info* const item = shown.GetDescription().Find(key);
+    auto made = std::make_unique<Chooser>();
+    made->key = key;
+    made->text = shown.GetText(key);
+    if (item == nullptr || TCPropertyChooser(made->description, *item, made->text, folder) == 0) {
+        refusal = {key, NO_CHOICE.With({key})};
+        return false;
+    }
+    made->dialog = std::make_unique<TCDialog>(made->description);
+    made->session = std::make_unique<FormSession>(*made->dialog, folder);
+    chooser = std::move(made);
+    return true;
+}
+
+// Of the chooser, until it is over: then the item has what was chosen.
+std::string FormSession::AnswerOfChooser(const std::string& line) {
+    std::string answer = chooser->session->Answer(line);
+    if (!chooser->session->IsOver()) return answer;
+    const std::unique_ptr<Chooser> done = std::move(chooser);
+    if (done->session->GetResult() != TCDialog::OK) return Write({{"ok", true}});
+    return Answer(Write({{"set", {{done->key, done->text}}}}));
+}
+
 std::string FormSession::Answer(const std::string& line) {
+    if (chooser != nullptr) return AnswerOfChooser(line);
     const Json before = ForEachItem(shown, DescribeState);
     TCDialog::Refusal refusal;
     if (!Do(line, refusal)) return Write(Refuse(refusal));
     Json answer = {{"ok", true}};
+    if (chooser != nullptr) {
+        answer["chooser"] = DescribeForm(*chooser->dialog);
+        return Write(answer);
+    }
     if (over) answer["result"] = result;
     const Json now = ForEachItem(shown, DescribeState);
     bool sameItems = now.size() == before.size();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <memory>
 #include <string>
 
 #include "sigweave/ui/TCDialog.h"
@@ -11,8 +12,9 @@ namespace host {
 // is read. Whatever comes in, nothing is changed by what is refused.
 class FormSession {
  public:
-    // The dialog must outlive it.
-    explicit FormSession(TCDialog& dialog);
+    // The dialog must outlive it. In choosers, relative paths start at the folder.
+    explicit FormSession(TCDialog& dialog, std::string folderOfPaths = "");
+    ~FormSession();
 
     // The line that describes all items.
     std::string Describe() const;
@@ -25,9 +27,15 @@ class FormSession {
     void Run(std::istream& in, std::ostream& out);
 
  private:
+    struct Chooser;
+
     bool Do(const std::string& line, TCDialog::Refusal& refusal);
+    bool Choose(const CString& key, TCDialog::Refusal& refusal);
+    std::string AnswerOfChooser(const std::string& line);
 
     TCDialog& shown;
+    std::string folder;
+    std::unique_ptr<Chooser> chooser;
     int result = TCDialog::CANCEL;
     bool over = false;
 };

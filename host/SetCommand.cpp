@@ -8,6 +8,7 @@
 
 #include "host/Console.h"
 #include "host/Graph.h"
+#include "host/TerminalCommand.h"
 #include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
@@ -86,6 +87,7 @@ bool WriteSettings(const std::string& graph, const std::string& instance, const 
 }
 
 int SetInGraph(const SetOptions& set, const CommandOptions& options) {
+    if (set.settings.empty()) return ShowTerminalForm(set, options);
     Mistakes mistakes;
     SettingValues settings;
     if (ReadSettings(set.settings, settings, mistakes)) {
@@ -94,7 +96,7 @@ int SetInGraph(const SetOptions& set, const CommandOptions& options) {
     }
     for (const Mistake& mistake : mistakes.InOrder())
         console::Error(ToText(mistake.place) + ": " + mistake.text);
-    console::Say(Bilingual("%1 was not changed", "%1 wurde nicht geändert").With({set.graph}));
+    console::Say(NOT_CHANGED.With({set.graph}));
     return EXIT_WRONG_INPUT;
 }
 

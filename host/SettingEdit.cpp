@@ -22,8 +22,9 @@ constexpr Bilingual NO_TEXT(
     "'sigweave convert'",
     "ist ein XML-Dokument, dessen Einstellungen sich nicht zeilenweise ändern lassen; schreiben Sie es mit "
     "'sigweave convert' als Parametertext");
-constexpr Bilingual NOT_EXPRESSIBLE("%1: cannot be written in a graph file as '%2'",
-                                    "%1: lässt sich in einer Graphdatei nicht als '%2' schreiben");
+// The value may be secret.
+constexpr Bilingual NOT_EXPRESSIBLE("%1: cannot be written in a graph file with this value",
+                                    "%1: lässt sich in einer Graphdatei mit diesem Wert nicht schreiben");
 
 struct TextLine {
     std::string text;
@@ -84,7 +85,7 @@ std::string FindUnwritten(const std::string& text, const std::string& instance, 
     for (const auto& [name, value] : settings) {
         const Setting* const setting = entry != nullptr ? FindSetting(*entry, name) : nullptr;
         const bool isRight = setting != nullptr && setting->value == value;
-        if (!isRight || entry->settings.size() != settingCount) return NOT_EXPRESSIBLE.With({name, value});
+        if (!isRight || entry->settings.size() != settingCount) return NOT_EXPRESSIBLE.With({name});
     }
     return "";
 }

@@ -39,6 +39,7 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave run voice.graph --set voice.block=512 runs it and prints the results
   sigweave modules SoundFile                     shows a module's ports and parameters
   sigweave set voice.graph voice block=512       changes a setting in the file
+  sigweave set voice.graph voice                 shows a form of all its settings
   sigweave convert voice.graph voice.xml         writes it as an XML document, or such a document as text
   sigweave new-module LowPass                    writes a project for a module of your own
   sigweave profile list                          shows the user's settings profile
@@ -305,8 +306,9 @@ CLI::App* AddSet(CLI::App& app, host::SetOptions& set, host::CommandOptions& opt
     CLI::App* const command = app.add_subcommand(
         "set", "Changes settings in a graph file, when the graph has no new mistake through them");
     AddInstance(*command, set, options);
-    command->add_option("SETTINGS", set.settings, "What is to be set; paths as in the graph file")
-        ->required()
+    command
+        ->add_option("SETTINGS", set.settings,
+                     "What is to be set; paths as in the graph file. Without any, a form asks for them")
         ->type_name("NAME=VALUE");
     return command;
 }

@@ -87,6 +87,7 @@
 #include "sigweave/ui/PropertyItems.h"
 #include "sigweave/ui/PropertyText.h"
 #include "sigweave/ui/TCDialog.h"
+#include "sigweave/ui/TCPropertyChooser.h"
 #include "sigweave/ui/TCPropertyDialog.h"
 #include "sigweave/ui/TCPropertyDialogInfo.h"
 #include "sigweave/ui/TCResizeable.h"

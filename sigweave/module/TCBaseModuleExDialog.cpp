@@ -1,7 +1,9 @@
-#include <limits>
+#include <algorithm>
+#include <span>
 #include <sstream>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/ui/PropertyItems.h"
 #include "sigweave/ui/TCPropertyDialog.h"
 
 namespace {
@@ -12,6 +14,19 @@ using Info = TCPropertyDialogInfo;
 constexpr Info::KIND KINDS[] = {Info::INT,  Info::DOUBLE, Info::STRING,     Info::COMBO,
                                 Info::BOOL, Info::FILE,   Info::OUTPUT_FILE};
 
+Info::KIND KindOf(const TCModuleParameter& parameter) {
+    const Info::KIND kind = KINDS[parameter.kind];
+    const bool isTyped = kind == Info::INT || kind == Info::DOUBLE || kind == Info::STRING;
+    return isTyped && *parameter.suggestions != '\0' ? Info::EDIT_COMBO : kind;
+}
+
+CStringArray WordsOf(const char* texts) {
+    CStringArray words;
+    std::istringstream all(texts);
+    for (CString word; std::getline(all, word, '|');) words.push_back(word);
+    return words;
+}
+
 // What a front end shows of the declaration; its texts live as long as the module.
 void Describe(const TCModuleParameter& parameter, Info& item) {
     item.help = parameter.help;
@@ -19,8 +34,30 @@ void Describe(const TCModuleParameter& parameter, Info& item) {
     item.minimum = parameter.minimum;
     item.maximum = parameter.maximum;
     item.required = parameter.defaultValue == nullptr;
-    std::istringstream words(parameter.choices);
-    for (CString word; std::getline(words, word, '|');) item.choices.push_back(word);
+    item.choices = WordsOf(parameter.choices);
+    item.suggestions = WordsOf(parameter.suggestions);
+    item.enabledWhen = {parameter.enabledWhen.parameter, WordsOf(parameter.enabledWhen.values)};
+    item.logarithmic = parameter.scale == TCModuleParameter::LOGARITHMIC;
+    item.step = parameter.step;
+    item.digits = parameter.digits;
+    item.live = parameter.live;
+    item.secret = parameter.secret;
+    item.fileFilter = parameter.fileFilter;
+    std::ranges::replace(item.fileFilter, '|', ';');
+    item.allowed = [&parameter] { return CString(static_cast<const char*>(parameter.DescribeAllowed())); };
+}
+
+// Parameters of one group stand together, where the first of them is.
+CArray<const TCModuleParameter*> InOrderOfGroups(std::span<const TCModuleParameter> parameters) {
+    CArray<const TCModuleParameter*> ordered;
+    for (const TCModuleParameter& parameter : parameters) {
+        const CString group = parameter.group.Text();
+        const auto isOfGroup = [&](const TCModuleParameter* other) { return other->group.Text() == group; };
+        const auto last = std::find_if(ordered.rbegin(), ordered.rend(), isOfGroup);
+        const bool isIn = !group.empty() && last != ordered.rend();
+        ordered.insert(isIn ? last.base() : ordered.end(), &parameter);
+    }
+    return ordered;
 }
 
 }  // namespace
@@ -37,8 +74,17 @@ CString TCBaseModuleEx::WhyNotSettable(const char* name, const CString& text) {
 
 int TCBaseModuleEx::BuildPropertyDialog(TCPropertyDialog& dialog) {
     if (dialog.title.IsEmpty()) dialog.title = GetModuleName();
-    for (const TCModuleParameter& parameter : parameters) {
+    CString group;
+    int groups = 0;
+    for (const TCModuleParameter* const declared : InOrderOfGroups(parameters)) {
+        const TCModuleParameter& parameter = *declared;
         const char* const name = parameter.name;
+        if (group != parameter.group.Text()) {
+            group = parameter.group.Text();
+            dialog.EndGroup();
+            const CString key = "group:" + std::to_string(++groups);
+            if (!group.empty()) TCPropertyGroup(dialog, key.c_str(), parameter.group);
+        }
         TCPropertyBinding binding;
         binding.get = [this, name] { return CString(static_cast<const char*>(GetParameter(name))); };
         binding.set = [this, name](const CString& text) {
@@ -46,8 +92,11 @@ int TCBaseModuleEx::BuildPropertyDialog(TCPropertyDialog& dialog) {
             SetParameter(name, text.c_str(), error);
         };
         binding.check = [this, name](const CString& text) { return WhyNotSettable(name, text); };
-        Describe(parameter, dialog.Add(KINDS[parameter.kind], name, name, binding));
+        const bool isLabelled = *parameter.label.Text() != '\0';
+        const TCTranslatedString label = isLabelled ? TCTranslatedString(parameter.label) : name;
+        Describe(parameter, dialog.Add(KindOf(parameter), name, label, binding));
     }
+    dialog.EndGroup();
     dialog.apply = [this](CString& refusal) {
         TCString error;
         const bool done = ApplySettings(error);

@@ -21,4 +21,17 @@ std::FILE* KeptStream(StandardStream stream);
 enum class StreamChange { None, Closed, Redirected };
 StreamChange WhatBecameOf(StandardStream stream);
 
+// While it lives, what is typed does not appear on the terminal that standard input is; nothing where it is
+// none.
+class HiddenTyping {
+ public:
+    explicit HiddenTyping(bool hides);
+    ~HiddenTyping();
+    HiddenTyping(const HiddenTyping&) = delete;
+    HiddenTyping& operator=(const HiddenTyping&) = delete;
+
+ private:
+    bool hidden = false;
+};
+
 }  // namespace tc

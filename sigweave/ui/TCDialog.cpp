@@ -34,6 +34,14 @@ CString Unknown(const CString& key, const TCPropertyDialog& dialog) {
     return UNKNOWN.With({key, tc::SuggestNames(key, keys)});
 }
 
+// As values are read, whatever blanks a file has around them.
+CString Trimmed(const CString& text) {
+    constexpr const char* BLANKS = " \t";
+    const std::size_t first = text.find_first_not_of(BLANKS);
+    if (first == text.npos) return "";
+    return text.substr(first, text.find_last_not_of(BLANKS) + 1 - first);
+}
+
 // The names of ports that an item gives, with their kinds.
 using PortNames = CArray<std::pair<Info::PORTS, CString>>;
 PortNames PortNamesOf(const Info& item, const CString& text) {
@@ -88,7 +96,7 @@ bool TCDialog::IsChanged(const CString& key) const {
 bool TCDialog::Holds(const TCPropertyCondition& condition, const Texts& texts) {
     if (condition.values.empty()) return true;
     const auto found = texts.find(condition.key);
-    return found != texts.end() && std::ranges::count(condition.values, found->second) > 0;
+    return found != texts.end() && std::ranges::count(condition.values, Trimmed(found->second)) > 0;
 }
 
 bool TCDialog::HoldForAll(const CString& key, TCPropertyCondition Info::*condition) const {

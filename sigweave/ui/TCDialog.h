@@ -43,6 +43,8 @@ class TC_API TCDialog {
     bool SetText(const CString& key, const CString& text, Refusal& refusal);
     // Takes the last change back; false when there is none.
     bool Undo();
+    // The item that Undo would change; empty: none.
+    CString GetUndoKey() const { return undo.empty() ? CString() : undo.back().first; }
     // Presses a button; shows what it changed in bound values. False when there is no such button, or it
     // cannot be pressed now.
     bool Press(const CString& key, Refusal& refusal);

@@ -170,12 +170,18 @@ Info& Info::Rebuilds() {
     return *this;
 }
 
+Info& Info::Secret() {
+    secret = true;
+    return *this;
+}
+
 Info& Info::Check(std::function<CString(const CString&)> furtherCheck) {
     check = std::move(furtherCheck);
     return *this;
 }
 
 CString Info::DescribeAllowed() const {
+    if (allowed) return allowed();
     if (kind == INT)
         return DescribeNumber(*this, INTEGER_WORDING, std::numeric_limits<int>::min(),
                               std::numeric_limits<int>::max());
@@ -187,15 +193,27 @@ CString Info::DescribeAllowed() const {
                     : Bilingual("any text", "ein beliebiger Text").Text();
 }
 
+CString Info::Refuse(const CString& text) const {
+    if (secret)
+        return Bilingual("%1: the value is not valid; expected %2",
+                         "%1: der Wert ist nicht gültig; erwartet wird %2")
+            .With({key, DescribeAllowed()});
+    return Bilingual("%1: '%2' is not valid; expected %3", "%1: '%2' ist nicht gültig; erwartet wird %3")
+               .With({key, text, DescribeAllowed()}) +
+           PointHint(*this, text);
+}
+
 CString Info::WhyNotAllowed(const CString& text) const {
+    if (text.find('\0') != text.npos)
+        return Bilingual("%1: a value cannot hold a zero byte; remove it",
+                         "%1: ein Wert kann kein Nullbyte enthalten; entfernen Sie es")
+            .With({key});
     if (!checksAlone && kind == LIST) {
         TC_ListEditCtrl list(*this);
         CString refusal;
         if (!list.SetText(text, refusal)) return refusal;
     } else if (!checksAlone && !IsAllowed(*this, text)) {
-        return Bilingual("%1: '%2' is not valid; expected %3", "%1: '%2' ist nicht gültig; erwartet wird %3")
-                   .With({key, text, DescribeAllowed()}) +
-               PointHint(*this, text);
+        return Refuse(text);
     }
     return check ? check(text) : CString();
 }

@@ -64,7 +64,7 @@ struct TC_API TCPropertyDialogInfo {
     CString unit;
     double minimum = std::numeric_limits<double>::lowest();  // of numbers, both ends allowed
     double maximum = std::numeric_limits<double>::max();
-    double step = 0.0;  // of a slider; 0: any
+    double step = 0.0;  // of a number; 0: any
     CStringArray choices;
     CStringArray suggestions;
     CString fileFilter;  // as "*.wav;*.flac"
@@ -87,6 +87,14 @@ struct TC_API TCPropertyDialogInfo {
     bool checksAlone = false;
     std::function<void()> press;  // of a button
 
+    // Of a number that a slider may show: whether equal ways are equal ratios.
+    bool logarithmic = false;
+    int digits = -1;      // to show behind the point; -1: as many as the value has
+    bool live = false;    // it may change while the module runs
+    bool secret = false;  // no front end, message or log shows its value
+    // For messages, what a text may be; null: by the kind.
+    std::function<CString()> allowed;
+
     TCPropertyDialogInfo& Help(const TCTranslatedString& text);
     TCPropertyDialogInfo& Unit(const char* text);
     TCPropertyDialogInfo& Limits(double lowest, double highest);
@@ -98,6 +106,7 @@ struct TC_API TCPropertyDialogInfo {
     TCPropertyDialogInfo& EnabledWhen(const char* other, const CStringArray& values);
     TCPropertyDialogInfo& ShownWhen(const char* other, const CStringArray& values);
     TCPropertyDialogInfo& Rebuilds();
+    TCPropertyDialogInfo& Secret();
     TCPropertyDialogInfo& Check(std::function<CString(const CString&)> check);
 
     bool HasValue() const { return get != nullptr; }
@@ -106,6 +115,9 @@ struct TC_API TCPropertyDialogInfo {
     CString WhyNotAllowed(const CString& text) const;
     // "an integer from 1 to 10 (in Hz)", for messages.
     CString DescribeAllowed() const;
+
+ private:
+    TC_LOCAL CString Refuse(const CString& text) const;
 };
 
 // A column of a list: its cells are values of one of the kinds above LIST.

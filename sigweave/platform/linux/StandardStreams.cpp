@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace tc {
@@ -54,6 +55,20 @@ StreamChange WhatBecameOf(StandardStream stream) {
     if (fstat(static_cast<int>(stream), &status) != 0) return StreamChange::Closed;
     const bool same = status.st_dev == kept.device && status.st_ino == kept.inode;
     return same ? StreamChange::None : StreamChange::Redirected;
+}
+
+HiddenTyping::HiddenTyping(bool hides) {
+    termios settings{};
+    if (!hides || tcgetattr(STDIN_FILENO, &settings) != 0 || (settings.c_lflag & ECHO) == 0) return;
+    settings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    hidden = tcsetattr(STDIN_FILENO, TCSANOW, &settings) == 0;
+}
+
+HiddenTyping::~HiddenTyping() {
+    termios settings{};
+    if (!hidden || tcgetattr(STDIN_FILENO, &settings) != 0) return;
+    settings.c_lflag |= ECHO;
+    tcsetattr(STDIN_FILENO, TCSANOW, &settings);
 }
 
 }  // namespace tc
