@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "sigweave/module/TCBaseModuleEx.h"
-#include "tests/signal/Allocations.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/MessageLog.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <random>
 
 #include "sigweave/signal/TCBusSerializeHelper.h"
-#include "tests/signal/Allocations.h"
 #include "tests/signal/StreamLines.h"
+#include "tests/support/Allocations.h"
 
 namespace {
 

@@ -7,7 +7,7 @@ namespace allocations {
 bool AreSeen();
 
 int Count();
-// The next but `after` allocation fails, and all behind it; negative: none.
+// After `after` further allocations all fail; negative: none does.
 void FailAfter(int after);
 
 }  // namespace allocations
