@@ -1,5 +1,5 @@
 // Do the exact hexadecimal doubles keep up with a plain loop over the digits, written for normal numbers only
-// and without a check of the text? (limit: 1.5 times its time) And where does the C library stand?
+// and without a check of the text? (limit: 1.5 times its time) And how long does the C library take?
 #include <benchmark/benchmark.h>
 
 #include <array>
@@ -29,7 +29,7 @@ const std::vector<double>& Values() {
     return values;
 }
 
-// All values, with a blank behind each.
+// All values, with a blank after each.
 const std::string& Text() {
     static const std::string text = [] {
         std::string result;

@@ -1,5 +1,5 @@
 // What does the wrapper with its stack and its limits cost over the engine that it wraps, on a log of 100 KB?
-// And, for the record, where do other engines stand?
+// And, for the record, how long do other engines take?
 #include <benchmark/benchmark.h>
 #include <re2/re2.h>
 
@@ -126,7 +126,7 @@ void BM_Regex_LinesStd(benchmark::State& state) {
     CountBytes(state);
 }
 
-// Copies of all matches with what stands around them.
+// Copies of all matches with what is around them.
 void BM_Regex_Results(benchmark::State& state) {
     TCRegExp expression(VALUE.c_str(), TCRegExp::ECMASCRIPT);
     expression.SetStoreResults(true);

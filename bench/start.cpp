@@ -101,7 +101,7 @@ void BM_Start_CheckThousand(benchmark::State& state) {
 }
 BENCHMARK(BM_Start_CheckThousand)->UseManualTime();
 
-// The least that a program costs: the host tells its version.
+// The least that a program costs: the host prints its version.
 void BM_Start_Version(benchmark::State& state) {
     RunHosts(state, {"--version"});
 }

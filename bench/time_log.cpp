@@ -6,10 +6,13 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
+#include "sigweave/platform/OwnedFolder.h"
 #include "sigweave/services/SystemTime.h"
 #include "sigweave/services/TCFormatTime.h"
 #include "sigweave/services/TCLogFile.h"
@@ -30,53 +33,57 @@ void BM_TimeLog_ClockGettime(benchmark::State& state) {
 // Both convert a new second each time.
 constexpr double FIRST_SECOND = 1'700'000'000;
 
-void BM_TimeLog_FormatTime(benchmark::State& state) {
+void FormatSeconds(benchmark::State& state, const char* format) {
     double second = FIRST_SECOND;
     char text[64];
     for (auto _ : state) {
         second += 1;
-        benchmark::DoNotOptimize(
-            TCFormatTime::FormatTime(text, sizeof text, "%yyyy-%MM-%dd %hh:%mm:%ss", second * 1000, 0));
+        benchmark::DoNotOptimize(TCFormatTime::FormatTime(text, sizeof text, format, second * 1000, 0));
     }
+}
+// `format` calls strftime, whose format the compiler wants to see.
+template <class Format>
+void StrftimeSeconds(benchmark::State& state, Format format) {
+    double second = FIRST_SECOND;
+    char text[64];
+    for (auto _ : state) {
+        second += 1;
+        const auto time = static_cast<time_t>(second);
+        tm calendar;
+        localtime_r(&time, &calendar);
+        benchmark::DoNotOptimize(format(text, sizeof text, calendar));
+    }
+}
+
+void BM_TimeLog_FormatTime(benchmark::State& state) {
+    FormatSeconds(state, "%yyyy-%MM-%dd %hh:%mm:%ss");
 }
 void BM_TimeLog_Strftime(benchmark::State& state) {
-    double second = FIRST_SECOND;
-    char text[64];
-    for (auto _ : state) {
-        second += 1;
-        const auto time = static_cast<time_t>(second);
-        tm calendar;
-        localtime_r(&time, &calendar);
-        benchmark::DoNotOptimize(std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &calendar));
-    }
+    StrftimeSeconds(state, [](char* text, std::size_t size, const tm& calendar) {
+        return std::strftime(text, size, "%Y-%m-%d %H:%M:%S", &calendar);
+    });
 }
 void BM_TimeLog_FormatNames(benchmark::State& state) {
-    double second = FIRST_SECOND;
-    char text[64];
-    for (auto _ : state) {
-        second += 1;
-        benchmark::DoNotOptimize(TCFormatTime::FormatTime(
-            text, sizeof text, "%dEn %d %MonEn %yyyy, week %WoY %isoWoY", second * 1000, 0));
-    }
+    FormatSeconds(state, "%dEn %d %MonEn %yyyy, week %WoY %isoWoY");
 }
 void BM_TimeLog_StrftimeNames(benchmark::State& state) {
-    double second = FIRST_SECOND;
-    char text[64];
-    for (auto _ : state) {
-        second += 1;
-        const auto time = static_cast<time_t>(second);
-        tm calendar;
-        localtime_r(&time, &calendar);
-        benchmark::DoNotOptimize(std::strftime(text, sizeof text, "%a %d %B %Y, week %U %V", &calendar));
-    }
+    StrftimeSeconds(state, [](char* text, std::size_t size, const tm& calendar) {
+        return std::strftime(text, size, "%a %d %B %Y, week %U %V", &calendar);
+    });
 }
 
 constexpr int LINES = 50'000;
 
-// In memory, where the system has such a folder.
+// In a folder that this process made, and that goes with it; in memory, where the system has such a place.
 std::string LogName() {
-    const char* folder = std::filesystem::exists("/dev/shm") ? "/dev/shm" : ".";
-    return std::string(folder) + "/bench-time_log." + std::to_string(getpid());
+    static const std::unique_ptr<tc::OwnedFolder> folder = [] {
+        const std::filesystem::path memory = "/dev/shm";
+        std::error_code failed;
+        return tc::OwnedFolder::MakeTemporary("bench-time_log-", failed,
+                                              std::filesystem::exists(memory) ? memory : "");
+    }();
+    if (folder == nullptr) std::abort();
+    return (folder->Path() / "log").string();
 }
 
 void WriteLines(TCLogFile& log, int lines) {

@@ -148,7 +148,7 @@ int LoadLibxml2() {
     return count;
 }
 
-// In kB, as the system tells it.
+// In kB, as the system reports it.
 std::int64_t Memory(const char* which) {
     std::ifstream status("/proc/self/status");
     for (std::string line; std::getline(status, line);)

@@ -31,7 +31,7 @@ install(TARGETS sigweave EXPORT sigweave-targets
         FILE_SET HEADERS COMPONENT development)
 install(EXPORT sigweave-targets NAMESPACE sigweave:: DESTINATION ${SIGWEAVE_INSTALL_CMAKE} COMPONENT development)
 
-# The configuration stands beside the build's own targets too: projects outside this tree find the library with
+# The configuration is beside the build's own targets too: projects outside this tree find the library with
 # -Dsigweave_DIR=<this build folder>.
 set(SIGWEAVE_PROGRAM_FOLDER bin)
 configure_file(cmake/sigweave-config.cmake.in ${CMAKE_BINARY_DIR}/sigweave-config.cmake @ONLY)

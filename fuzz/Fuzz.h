@@ -38,7 +38,7 @@ inline TCString Text(const std::string& bytes) {
     return TCString::CString2BinTCString(bytes);
 }
 
-// Takes an input apart at its zero bytes. Behind the last part all further ones are empty.
+// Takes an input apart at its zero bytes. After the last part all further ones are empty.
 class Parts {
  public:
     Parts(const std::uint8_t* data, std::size_t size)

@@ -23,7 +23,7 @@ inline std::string TakeFrame(TCIOStream& input) {
     return frame;
 }
 
-// Tells every segment of the first block that waits in words.
+// Every segment of the first block that waits, in words.
 inline void Show(TCIOStream& input) {
     for (int segment = 0; input.GetBlockLen(0, segment) > 0; ++segment)
         input.ConvertToString(0, segment, false, static_cast<StringFormat>(0), -1);

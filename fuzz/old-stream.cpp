@@ -27,7 +27,7 @@ void ReadBlock(const std::string& text) {
     fuzz::Require(fuzz::TakeFrame(again.input) == fuzz::TakeFrame(line.input), "as a frame too");
 }
 
-// One token, or those of a unit, at `p`: moved behind it, and written and read the same again.
+// One token, or those of a unit, at `p`: moved past it, and written and read the same again.
 template <typename Value>
 bool ReadToken(const char*& p) {
     const char* at = p;
@@ -47,7 +47,7 @@ bool ReadToken(const char*& p) {
 }
 
 void ReadTokens(std::string text) {
-    text.append(16, '\0');  // no token but a text is longer than what a terminator may stand in
+    text.append(16, '\0');  // no token but a text is longer than the room in which a terminator may be
     const char* p = text.c_str();
     const char* end = p + text.size() - 16;
     while (p < end && (ReadToken<TCSI_Unit>(p) || ReadToken<double>(p) || ReadToken<const void*>(p) ||

@@ -1,4 +1,4 @@
-// TCIOStream::DeSerializeBlock, given the input as a frame, and as what stands behind the header of a frame
+// TCIOStream::DeSerializeBlock, given the input as a frame, and as what follows the header of a frame
 // that is otherwise right: else the checksum would keep every input out.
 #include "fuzz/StreamLine.h"
 #include "tests/support/PackedFrame.h"

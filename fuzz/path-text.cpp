@@ -9,7 +9,7 @@
 
 namespace {
 
-// Variables that stand for each other; and no home, so that no folder can be made.
+// Variables that contain each other; and no home, so that no folder can be made.
 bool PrepareEnvironment() {
     clearenv();
     setenv("HOME", "/dev/null/home", 1);

@@ -12,7 +12,7 @@ namespace {
 void Replay(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    // An array of exactly that size, so that a sanitizer sees the first byte read behind it.
+    // An array of exactly that size, so that a sanitizer sees the first byte that is read after its end.
     const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
     LLVMFuzzerTestOneInput(input.data(), input.size());
 }

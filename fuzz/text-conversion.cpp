@@ -74,7 +74,7 @@ void ConvertCodePage(const std::string& text, unsigned codePage) {
                      static_cast<int>(units.size() / 2), codePage);
     TCString again;
     again.ToUnicode(back, back.GetLength(), codePage);
-    // U+FFFD stands for what has no character, and most code pages lack it.
+    // U+FFFD replaces what has no character, and most code pages lack it.
     const bool isLossy = codePage != 0 && codePage != 65001 && units.find("\xFD\xFF") != std::string::npos;
     fuzz::Require(fuzz::Bytes(again) == units || isLossy,
                   "Unicode survives the way through a code page that made it");

@@ -16,7 +16,7 @@ std::string Format(const std::string& format, double time, double reference) {
     return fuzz::Bytes(text);
 }
 
-// A buffer of exactly the size, so that a sanitizer sees the first byte written behind it.
+// A buffer of exactly the size, so that a sanitizer sees the first byte that is written after its end.
 void FormatInto(int size, const std::string& format, double time, double reference) {
     std::vector<char> buffer(static_cast<std::size_t>(size));
     const int length = TCFormatTime::FormatTime(buffer.data(), size, format.c_str(), time, reference);

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <system_error>
 
 #include "host/Console.h"
 #include "host/Conversion.h"
@@ -145,13 +144,14 @@ bool HasClash(const Mistakes& mistakes, const std::vector<FileUse>& files) {
 // long run.
 class ReportFile {
  public:
-    // Answers why not; empty when it is open, or none was asked for.
-    std::string Open(const CommandOptions& options) {
+    // True also when none was asked for.
+    bool Open(const CommandOptions& options, std::string& error) {
         path = options.reportFile;
-        if (path.empty()) return "";
+        if (path.empty()) return true;
         errno = 0;
         file = tc::ReplacedFile::Open(path);
-        return file != nullptr ? "" : tc::WhyNotWritten(path, std::generic_category().message(errno));
+        if (file == nullptr) error = tc::WhyNotWritten(path, errno);
+        return file != nullptr;
     }
 
     // False, after an error message, when it is not in place.
@@ -160,7 +160,7 @@ class ReportFile {
         errno = 0;
         const bool written = std::fwrite(text.data(), 1, text.size(), file->Get()) == text.size();
         if (written && file->Commit()) return true;
-        console::Error(tc::WhyNotWritten(path, std::generic_category().message(errno)));
+        console::Error(tc::WhyNotWritten(path, errno));
         return false;
     }
 
@@ -230,6 +230,7 @@ int RunGraph(const CommandOptions& options) {
     const std::vector<FileUse> files = FilesOf(options);
     ReportFile file;
     RunReport report;
+    std::string error;
     runlog::Hold();
     OpenGraph open(SourceOf(options, files));
     TellFindings(open, options.json);
@@ -237,10 +238,10 @@ int RunGraph(const CommandOptions& options) {
     const bool clashes = HasClash(open.mistakes, files);
     if (clashes)
         report = ReportMistakes(open.mistakes);
-    else if (const std::string problem = file.Open(options); !problem.empty())
-        report = RefuseRun("--report-file " + options.reportFile, problem);
-    else if (const std::string reason = runlog::Open(options.log); !reason.empty())
-        report = RefuseRun("--log " + options.log.pattern, reason);
+    else if (!file.Open(options, error))
+        report = RefuseRun("--report-file " + options.reportFile, error);
+    else if (!runlog::Open(options.log, error))
+        report = RefuseRun("--log " + options.log.pattern, error);
     else
         report = open.mistakes.IsEmpty() ? RunLogged(open, options) : ReportMistakes(open.mistakes);
     if (report.verdict != Verdict::Mistakes) runlog::StateOf("", WriteVerdict(report, options.graph));

@@ -80,7 +80,7 @@ bool ConvertTo(const GraphFile& graph, const std::string& path, std::string& err
     errno = 0;
     const auto target = tc::ReplacedFile::Open(path);
     if (target == nullptr) {
-        error = tc::WhyNotWritten(path, std::generic_category().message(errno));
+        error = tc::WhyNotWritten(path, errno);
         return false;
     }
     const bool toText = graph.GetForm() == GraphForm::Xml;

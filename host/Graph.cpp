@@ -334,9 +334,12 @@ void Graph::ValidateType(std::size_t index) {
     TCBaseModule& to = ModuleAt(line.to);
     from.AddLine(OUTPUT, line.output);
     const char* type = nullptr;
+    const char* expected = nullptr;
     int count = 0;
+    to.GetPortType(INPUT, line.input, expected, count);
+    const std::string inputType = Text(expected);
     from.GetPortType(OUTPUT, line.output, type, count);
-    window.BeginLine(LineText(entry));
+    window.BeginLine(LineText(entry), Text(type), inputType);
     const bool fits = to.ValidatePortType(INPUT, line.input, type, count) != 0;
     to.AddLine(INPUT, line.input);
     std::vector<std::string> refusals = window.TakeRefusals();

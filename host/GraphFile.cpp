@@ -50,8 +50,8 @@ bool IsBinary(char byte) {
     return (code < ' ' && byte != '\t' && byte != '\n' && byte != '\r') || code == 0x7F;
 }
 
-// Why the text cannot be a graph at all; null when it may be one.
-const char* WhyNoGraph(const std::string& text) {
+// Why the text cannot be a graph at all; empty when it may be one.
+std::string WhyNoGraph(const std::string& text) {
     if (text.size() > MAX_SIZE)
         return Bilingual(
                    "is larger than 16 MB, the most that a graph file may have; is it the right file?",
@@ -61,7 +61,11 @@ const char* WhyNoGraph(const std::string& text) {
         return Bilingual("is a binary file, not a graph; a graph is plain text or XML, in UTF-8",
                          "ist eine Binärdatei, kein Graph; ein Graph ist einfacher Text oder XML, in UTF-8")
             .Text();
-    return nullptr;
+    if (text.empty())
+        return Bilingual("is empty; 'sigweave --help' shows an example",
+                         "ist leer; ein Beispiel zeigt 'sigweave --help'")
+            .Text();
+    return "";
 }
 
 }  // namespace
@@ -87,14 +91,11 @@ std::string GraphFile::ReadText(const std::string& path, Mistakes& mistakes) {
 GraphFile GraphFile::Parse(const std::string& path, const std::string& text, Mistakes& mistakes) {
     GraphFile graph;
     graph.path = path;
-    if (const char* reason = WhyNoGraph(text))
-        mistakes.Add({path}, reason);
-    else if (text.empty())
-        mistakes.Add({path}, Bilingual("is empty; 'sigweave --help' shows an example",
-                                       "ist leer; ein Beispiel zeigt 'sigweave --help'")
-                                 .Text());
-    else
+    std::string reason = WhyNoGraph(text);
+    if (reason.empty())
         graph.Fill(text, mistakes);
+    else
+        mistakes.Add({path}, std::move(reason));
     return graph;
 }
 

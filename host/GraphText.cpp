@@ -18,7 +18,7 @@ bool IsComment(std::string_view line) {
 }
 
 bool IsQuoted(std::string_view value) {
-    return !value.empty() && (value.front() == '"' || value.front() == '\'');
+    return !value.empty() && tc::IsQuotationMark(value.front());
 }
 
 // The greatest length of a sequence is 4, of which the first two bytes say whether it is allowed.
@@ -54,24 +54,31 @@ std::size_t FindBadByte(std::string_view line) {
     return 0;
 }
 
-// Why a quoted value is not alone on its line; null when it is.
-const char* WhyBadQuotes(std::string_view value) {
-    if (!IsQuoted(value)) return nullptr;
-    std::size_t end = 1;
-    while (end < value.size() && value[end] != value.front()) end += value[end] == '\\' ? 2 : 1;
-    if (end >= value.size())
+// Why a quoted value is not alone on its line; empty when it is.
+std::string WhyBadQuotes(std::string_view value) {
+    if (!IsQuoted(value)) return "";
+    const std::size_t end = tc::FindQuotedEnd(value, true);
+    const bool isHidden = value.size() > 2 && value.back() == value.front();
+    if (end == std::string_view::npos && isHidden)
+        return Bilingual(
+                   "the backslash before the last quotation mark hides the mark; write that backslash as "
+                   "\\x5c",
+                   "der umgekehrte Schrägstrich vor dem letzten Anführungszeichen verdeckt dieses; schreiben "
+                   "Sie ihn als \\x5c")
+            .Text();
+    if (end == std::string_view::npos)
         return Bilingual("the quotation mark is not closed on this line; add the closing one",
                          "das Anführungszeichen wird in dieser Zeile nicht geschlossen; ergänzen Sie das "
                          "schließende")
             .Text();
-    if (end + 1 < value.size())
+    if (end < value.size())
         return Bilingual(
                    "there is text after the closing quotation mark; remove it, or put a comment on a line "
                    "of its own",
                    "hinter dem schließenden Anführungszeichen steht noch Text; entfernen Sie ihn, oder "
                    "setzen Sie einen Kommentar in eine eigene Zeile")
             .Text();
-    return nullptr;
+    return "";
 }
 
 // Reads line by line, so that one mistake does not hide the next; each line is parameter text.
@@ -84,11 +91,9 @@ class Reader {
     void Read(std::string_view text) {
         for (int line = 1; !text.empty(); ++line) {
             builder.SetLine(line);
-            const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
-            CheckBytes(text.substr(0, end));
-            ReadLine(TrimBlanks(text.substr(0, end)));
-            const bool pair = text.substr(end).starts_with("\r\n");
-            text.remove_prefix(std::min(end + (pair ? 2 : 1), text.size()));
+            const std::string_view content = TakeTextLine(text).text;
+            CheckBytes(content);
+            ReadLine(TrimBlanks(content));
         }
         if (!sawContent)
             builder.Tell(
@@ -153,18 +158,17 @@ class Reader {
     }
 
     void ReadParameter(std::string_view line) {
-        const std::size_t split = line.find('=');
-        if (split == std::string_view::npos)
+        const std::optional<TextSetting> split = SplitTextSetting(line);
+        if (!split)
             return builder.Tell(Bilingual("'%1' is neither name=value, [section] nor a # comment",
                                           "'%1' ist weder Name=Wert noch [Abschnitt] noch ein #-Kommentar")
                                     .With({line}));
-        const std::string_view value = TrimBlanks(line.substr(split + 1));
-        if (const char* reason = WhyBadQuotes(value)) return builder.Tell(reason);
-        const std::string text =
-            std::string(TrimBlanks(line.substr(0, split))) + "=" + std::string(value) + "\n";
-        if (text.front() == '=')
+        const std::string reason = WhyBadQuotes(split->value);
+        if (!reason.empty()) return builder.Tell(reason);
+        if (split->name.empty())
             return builder.Tell(
                 Bilingual("there is no name before the '='", "vor dem '=' steht kein Name").Text());
+        const std::string text = std::string(split->name) + "=" + std::string(split->value) + "\n";
         if (syntax.ParseParamString(text.c_str()) != 1)
             return builder.Tell(
                 Bilingual("%1; a backslash in quotation marks is written \\\\, the last one \\x5c",
@@ -172,7 +176,7 @@ class Reader {
                           "geschrieben, der letzte als \\x5c")
                     .With({std::string(syntax.GetErrorText())}));
         Take(std::string(syntax.GetParamName(0)), TCString::TCString2BinCString(syntax.GetParamValStr(0)),
-             IsQuoted(value));
+             IsQuoted(split->value));
     }
 
     void Take(const std::string& name, const std::string& value, bool quoted) {
@@ -283,6 +287,21 @@ class Writer {
 
 }  // namespace
 
+TextLine TakeTextLine(std::string_view& text) {
+    const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+    const std::size_t length =
+        std::min<std::size_t>(text.substr(end).starts_with("\r\n") ? 2 : 1, text.size() - end);
+    const TextLine line{text.substr(0, end), text.substr(end, length)};
+    text.remove_prefix(end + length);
+    return line;
+}
+
+std::optional<TextSetting> SplitTextSetting(std::string_view line) {
+    const std::size_t split = line.find('=');
+    if (split == std::string_view::npos) return std::nullopt;
+    return TextSetting{TrimBlanks(line.substr(0, split)), TrimBlanks(line.substr(split + 1))};
+}
+
 std::size_t FindComment(std::string_view value) {
     for (std::size_t at = 1; at < value.size(); ++at)
         if (IsComment(value.substr(at)) && TrimBlanks(value.substr(at - 1, 1)).empty()) return at;
@@ -305,10 +324,6 @@ std::string WriteTextSetting(const std::string& name, const std::string& value) 
 
 void ReadGraphText(std::string_view text, GraphBuilder& builder) {
     Reader(builder).Read(text);
-}
-
-std::string WriteSettingLine(const std::string& name, const std::string& value) {
-    return Parameter(name, value);
 }
 
 std::string WriteGraphText(const GraphFile& graph) {

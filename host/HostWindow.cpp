@@ -94,7 +94,8 @@ void HostWindow::Validate(VALIDATION_STRUCT& difference) {
             Bilingual(
                 "the input takes data of another type: it takes '%1', and the line brings '%2'; %3",
                 "der Eingang nimmt Daten anderen Typs: er nimmt '%1', und die Verbindung bringt '%2'; %3")
-                .With({expected, actual, RemedyFor(expected, actual).Text()}));
+                .With({inputType.empty() ? expected : inputType, outputType.empty() ? actual : outputType,
+                       RemedyFor(expected, actual).Text()}));
     } else {
         refusals.push_back(
             Bilingual(

@@ -36,8 +36,13 @@ class HostWindow final : public CWnd {
         acceptAll = accept;
         acceptRemedy = remedy;
     }
-    // The line that is being checked, for questions: "voice.Channel 1=levels.Signal".
-    void BeginLine(const std::string& text) { line = text; }
+    // The line that is being checked, for questions: "voice.Channel 1=levels.Signal", and the types that it
+    // joins, for refusals; empty where a port has none yet.
+    void BeginLine(const std::string& text, const std::string& output, const std::string& input) {
+        line = text;
+        outputType = output;
+        inputType = input;
+    }
     // What was refused since the last call, in words with the remedy.
     std::vector<std::string> TakeRefusals();
 
@@ -54,6 +59,8 @@ class HostWindow final : public CWnd {
     bool acceptAll = false;
     std::string acceptRemedy;
     std::string line;
+    std::string outputType;
+    std::string inputType;
     std::vector<std::string> refusals;
     // Module, expected, actual: a question is asked once.
     std::set<std::tuple<std::string, std::string, std::string>> accepted;

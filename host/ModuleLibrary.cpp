@@ -70,15 +70,16 @@ std::unique_ptr<ModuleLibrary> ModuleLibrary::Open(const std::string& file, std:
                     .With({error, FindRemedy(error)});
     } else {
         library.reset(new ModuleLibrary(file, handle));
-        step = library->FindMistake(error);
+        step = library->Prepare(error);
     }
     if (failed != nullptr) *failed = step;
     return step == Step::Done ? std::move(library) : nullptr;
 }
 
-ModuleLibrary::Step ModuleLibrary::FindMistake(std::string& error) {
+ModuleLibrary::Step ModuleLibrary::Prepare(std::string& error) {
     if (!FindEntryPoints(error)) return Step::EntryPoints;
-    if (!CheckVersions(error)) return Step::Versions;
+    error = WhyVersionsDiffer();
+    if (!error.empty()) return Step::Versions;
     return ReadIds(error) ? Step::Done : Step::Ids;
 }
 
@@ -103,26 +104,23 @@ bool ModuleLibrary::FindEntryPoints(std::string& error) {
     return false;
 }
 
-bool ModuleLibrary::CheckVersions(std::string& error) const {
+std::string ModuleLibrary::WhyVersionsDiffer() const {
     const int provided = TCGetInterfaceVersionProvidedByBase(handle);
     const int required = TCGetInterfaceVersionRequiredByBase(handle);
-    if (required > TC_INTERFACE_VERSION) {
-        error = Bilingual(
-                    "needs interface version %1, and this program provides %2; install a newer sigweave or "
-                    "build the library against this one",
-                    "braucht die Schnittstellenversion %1, dieses Programm bietet %2; installieren Sie ein "
-                    "neueres sigweave, oder bauen Sie die Bibliothek gegen dieses")
-                    .With({std::to_string(required), std::to_string(TC_INTERFACE_VERSION)});
-        return false;
-    }
-    if (provided >= TC_INTERFACE_VERSION) return true;
-    error = Bilingual(
-                "was built with older headers: it provides interface version %1, and this program needs %2; "
-                "build the library again, against this sigweave",
-                "wurde mit älteren Headern gebaut: sie bietet die Schnittstellenversion %1, dieses Programm "
-                "braucht %2; bauen Sie die Bibliothek neu, gegen dieses sigweave")
-                .With({std::to_string(provided), std::to_string(TC_INTERFACE_VERSION)});
-    return false;
+    if (required > TC_INTERFACE_VERSION)
+        return Bilingual(
+                   "needs interface version %1, and this program provides %2; install a newer sigweave or "
+                   "build the library against this one",
+                   "braucht die Schnittstellenversion %1, dieses Programm bietet %2; installieren Sie ein "
+                   "neueres sigweave, oder bauen Sie die Bibliothek gegen dieses")
+            .With({std::to_string(required), std::to_string(TC_INTERFACE_VERSION)});
+    if (provided >= TC_INTERFACE_VERSION) return "";
+    return Bilingual(
+               "was built with older headers: it provides interface version %1, and this program needs %2; "
+               "build the library again, against this sigweave",
+               "wurde mit älteren Headern gebaut: sie bietet die Schnittstellenversion %1, dieses Programm "
+               "braucht %2; bauen Sie die Bibliothek neu, gegen dieses sigweave")
+        .With({std::to_string(provided), std::to_string(TC_INTERFACE_VERSION)});
 }
 
 bool ModuleLibrary::ReadIds(std::string& error) {

@@ -35,9 +35,10 @@ class ModuleLibrary {
  private:
     ModuleLibrary(const std::string& libraryFile, HINSTANCE library) : file(libraryFile), handle(library) {}
 
-    Step FindMistake(std::string& error);
+    // Done, or the first step that failed, with the reason.
+    Step Prepare(std::string& error);
     bool FindEntryPoints(std::string& error);
-    bool CheckVersions(std::string& error) const;
+    std::string WhyVersionsDiffer() const;
     bool ReadIds(std::string& error);
 
     std::string file;

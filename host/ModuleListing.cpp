@@ -119,6 +119,21 @@ std::string Parameters(const TCBaseModuleEx& module) {
     return LayOut(rows, -1, "  ");
 }
 
+// A module with its default settings, to be described.
+struct Sample {
+    // No module, with the reason in `error`, when the library makes none.
+    Sample(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& error)
+        : module(catalogue.Create(entry, 0, error)), extended(dynamic_cast<TCBaseModuleEx*>(module.get())) {
+        if (module == nullptr) error = entry.id + ": " + error;
+        TCString missing;
+        hasSettings = extended == nullptr || extended->ApplySettings(missing);
+    }
+
+    ModulePointer module;
+    TCBaseModuleEx* extended;  // null: it has no settings
+    bool hasSettings = false;  // else one must be given, and there are no ports that depend on it
+};
+
 }  // namespace
 
 bool ListModules(const ModuleCatalogue& catalogue, std::string& text) {
@@ -142,19 +157,13 @@ bool ListModules(const ModuleCatalogue& catalogue, std::string& text) {
 }
 
 bool DeclareModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& text) {
-    std::string error;
-    const ModulePointer module = catalogue.Create(entry, 0, error);
-    if (module == nullptr) {
-        text = entry.id + ": " + error;
-        return false;
-    }
-    auto* extended = dynamic_cast<TCBaseModuleEx*>(module.get());
-    TCString missing;
-    if (extended != nullptr) extended->ApplySettings(missing);
+    const Sample sample(catalogue, entry, text);
+    const ModulePointer& module = sample.module;
+    if (module == nullptr) return false;
     const bool anyNumber = module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1) >= 0;
     Json parameters = Json::array();
-    if (extended != nullptr)
-        for (const TCModuleParameter& parameter : extended->GetParameters())
+    if (sample.extended != nullptr)
+        for (const TCModuleParameter& parameter : sample.extended->GetParameters())
             parameters.push_back(DeclarationOf(parameter));
     const Json document = {{"id", entry.id},
                            {"description", Text(module->GetDescription())},
@@ -168,26 +177,20 @@ bool DeclareModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry
 }
 
 bool DescribeModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry, std::string& text) {
-    std::string error;
-    const ModulePointer module = catalogue.Create(entry, 0, error);
-    if (module == nullptr) {
-        text = entry.id + ": " + error;
-        return false;
-    }
-    auto* extended = dynamic_cast<TCBaseModuleEx*>(module.get());
-    TCString missing;  // without a parameter that must be given there are no ports that depend on it
-    const bool hasSettings = extended == nullptr || extended->ApplySettings(missing);
+    const Sample sample(catalogue, entry, text);
+    const ModulePointer& module = sample.module;
+    if (module == nullptr) return false;
     text = Bilingual("%1: %2\nlibrary: %3\n", "%1: %2\nBibliothek: %3\n")
                .With({entry.id, Text(module->GetDescription()), ModuleCatalogue::FileOf(entry)});
     const bool pairs =
         module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 2) >= 0 && module->GetNoOutput() == 2;
     const bool anyNumber = module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1) >= 0;
-    const bool mayGrow = !hasSettings && module->GetNoOutput() > 0;
+    const bool mayGrow = !sample.hasSettings && module->GetNoOutput() > 0;
     const Bilingual& inputs = anyNumber ? ANY_INPUTS : INPUTS;
     const Bilingual& outputs = pairs ? PAIRED_OUTPUTS : mayGrow ? GROWING_OUTPUTS : OUTPUTS;
     text += inputs.Text() + Ports(*module, INPUT) + outputs.Text() + Ports(*module, OUTPUT);
-    if (extended != nullptr)
-        text += Bilingual("parameters:\n", "Parameter:\n").Text() + Parameters(*extended);
+    if (sample.extended != nullptr)
+        text += Bilingual("parameters:\n", "Parameter:\n").Text() + Parameters(*sample.extended);
     return true;
 }
 

@@ -157,7 +157,7 @@ bool IsTaken(const std::string& name) {
 }
 
 // Why a module cannot be called so; empty when it can.
-std::string WhyNot(const std::string& name) {
+std::string WhyNoModuleName(const std::string& name) {
     if (!IsIdentifier(name))
         return Bilingual(
                    "'%1' cannot be a module's name; it takes a letter, then letters, digits and '_', at "
@@ -179,23 +179,23 @@ std::string WhyNot(const std::string& name) {
         .With({name, ModuleCatalogue::FileOf(*known)});
 }
 
-std::string WriteFile(const fs::path& path, const std::string& text) {
+bool WriteFile(const fs::path& path, const std::string& text, std::string& error) {
     errno = 0;
     std::ofstream file(path, std::ios::binary);
     file << text;
     file.close();
-    if (file) return "";
-    return tc::WhyNotWritten(path.string(), std::generic_category().message(errno));
+    if (!file) error = tc::WhyNotWritten(path.string(), errno);
+    return !file.fail();
 }
 
 // Names each file in `written` before it is there.
-std::string WriteFiles(const fs::path& folder, const std::string& name, std::vector<std::string>& written) {
+bool WriteFiles(const fs::path& folder, const std::string& name, std::vector<std::string>& written,
+                std::string& error) {
     for (const TemplateFile& file : ModuleTemplate()) {
         written.push_back(Rename(file.name, name));
-        std::string error = WriteFile(folder / written.back(), Rename(file.text, name));
-        if (!error.empty()) return error;
+        if (!WriteFile(folder / written.back(), Rename(file.text, name), error)) return false;
     }
-    return "";
+    return true;
 }
 
 // As a shell reads it back.
@@ -247,7 +247,7 @@ int Refuse(const std::string& why, ExitCode code) {
 }  // namespace
 
 int WriteNewModule(const NewModuleOptions& options) {
-    const std::string why = WhyNot(options.name);
+    const std::string why = WhyNoModuleName(options.name);
     if (!why.empty()) return Refuse(why, EXIT_WRONG_INPUT);
     const fs::path folder = options.folder.empty() ? options.name : options.folder;
     std::error_code failed;
@@ -265,8 +265,8 @@ int WriteNewModule(const NewModuleOptions& options) {
                 .With({folder.string(), failed.message()}),
             EXIT_INCOMPLETE);
     std::vector<std::string> written;
-    const std::string error = WriteFiles(folder, options.name, written);
-    if (!error.empty()) {
+    std::string error;
+    if (!WriteFiles(folder, options.name, written, error)) {
         made->RemoveFiles(written);
         return Refuse(error, EXIT_INCOMPLETE);
     }

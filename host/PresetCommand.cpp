@@ -89,7 +89,7 @@ int PrintSettings(const TCBaseModuleEx& module) {
         const std::string value(module.GetParameter(parameter.name));
         const bool isUsual =
             parameter.defaultValue != nullptr ? value == parameter.defaultValue : value.empty();
-        if (!isUsual && !parameter.secret) lines += WriteSettingLine(parameter.name, value);
+        if (!isUsual && !parameter.secret) lines += WriteTextSetting(parameter.name, value) + "\n";
     }
     return console::Print(lines) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }
@@ -125,6 +125,21 @@ int ListPresets(const fs::path& folder, const std::string& wanted) {
         const std::string module = entry.path().parent_path().filename();
         if (entry.path().extension() != ENDING || (!wanted.empty() && module != wanted)) continue;
         rows.push_back(module + " " + entry.path().stem().string() + "\n");
+    }
+    if (rows.empty()) {
+        const Bilingual none =
+            wanted.empty() ? Bilingual(
+                                 "there are no presets yet; 'sigweave preset save MODULE NAME "
+                                 "PARAMETER=VALUE' keeps one",
+                                 "es gibt noch keine Vorlagen; 'sigweave preset save MODUL NAME "
+                                 "PARAMETER=WERT' legt eine an")
+                           : Bilingual(
+                                 "there are no presets of the module '%1' yet; 'sigweave preset save %1 "
+                                 "NAME PARAMETER=VALUE' keeps one",
+                                 "es gibt noch keine Vorlagen des Moduls '%1'; 'sigweave preset save "
+                                 "%1 NAME PARAMETER=WERT' legt eine an");
+        console::Say(none.With({wanted}));
+        return EXIT_COMPLETE;
     }
     std::ranges::sort(rows);
     std::string text;

@@ -20,8 +20,8 @@ struct PresetOptions {
 
 // Save keeps the settings, with the defaults for those that are not named, in place of an older preset of the
 // name. Load prints them as lines of a graph file, without those that are as their defaults. List prints the
-// names. Answers the program's exit code: 1 for what cannot be read or written, 2 for a wrong name, value or
-// module.
+// names, or says on standard error that there are none. Answers the program's exit code: 1 for what cannot be
+// read or written, 2 for a wrong name, value or module.
 int RunPresetCommand(const ModuleCatalogue& catalogue, const PresetOptions& options);
 
 }  // namespace host

@@ -84,9 +84,9 @@ void Hold() {
     held.emplace();
 }
 
-std::string Open(const LogOptions& options) {
+bool Open(const LogOptions& options, std::string& error) {
     const std::vector<Entry> entries = TakeHeld();
-    if (options.pattern.empty()) return "";
+    if (options.pattern.empty()) return true;
     const char* names[std::size(TYPE_NAMES)];
     std::copy(std::begin(TYPE_NAMES), std::end(TYPE_NAMES), names);
     logFile.SetLogTypeNames(names, std::size(names));
@@ -94,11 +94,12 @@ std::string Open(const LogOptions& options) {
     if (logFile.Open(ALL_TYPES, MaskOf(options.level), options.pattern.c_str(), false, true,
                      options.splitKilobytes)) {
         for (const Entry& entry : entries) Write(entry.type, entry.level, entry.source, entry.text);
-        return "";
+        return true;
     }
     const std::string reason = ReasonOf(errno);
-    return Bilingual("the log '%1' cannot be written: %2", "das Protokoll '%1' ist nicht beschreibbar: %2")
-        .With({options.pattern, reason});
+    error = Bilingual("the log '%1' cannot be written: %2", "das Protokoll '%1' ist nicht beschreibbar: %2")
+                .With({options.pattern, reason});
+    return false;
 }
 
 void Close() {

@@ -24,9 +24,9 @@ inline constexpr const char* LEVELS[] = {"emergency", "critical", "error", "warn
 std::string FileOf(const LogOptions& options);
 // What comes from now on is kept for the log that is opened next, or until `Close`.
 void Hold();
-// Writes what is as serious as the level of the options or more. Answers what is wrong; empty when nothing
-// is.
-std::string Open(const LogOptions& options);
+// Writes what is as serious as the level of the options or more. False, with the reason in `error`, when the
+// file cannot be written.
+bool Open(const LogOptions& options, std::string& error);
 // Warns when the log has become incomplete.
 void Close();
 

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <set>
-#include <system_error>
 
 #include "host/Console.h"
 #include "host/Graph.h"
@@ -47,7 +46,7 @@ bool WriteFile(const std::string& path, const std::string& text, Mistakes& mista
     if (file != nullptr && std::fwrite(text.data(), 1, text.size(), file->Get()) == text.size() &&
         file->Commit())
         return true;
-    mistakes.Add({path}, tc::WhyNotWritten(path, std::generic_category().message(errno)));
+    mistakes.Add({path}, tc::WhyNotWritten(path, errno));
     return false;
 }
 

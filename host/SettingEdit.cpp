@@ -26,35 +26,32 @@ constexpr Bilingual NO_TEXT(
 constexpr Bilingual NOT_EXPRESSIBLE("%1: cannot be written in a graph file with this value",
                                     "%1: lässt sich in einer Graphdatei mit diesem Wert nicht schreiben");
 
-struct TextLine {
+struct EditedLine {
     std::string text;
-    std::string end;  // of the last line perhaps empty
+    std::string end;
 };
 
-// As GraphText counts them: ended by line feed, carriage return, or both.
-std::vector<TextLine> SplitLines(const std::string& text) {
-    std::vector<TextLine> lines;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find_first_of("\r\n", at), text.size());
-        const std::size_t next = std::min(end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1), text.size());
-        lines.push_back({text.substr(at, end - at), text.substr(end, next - end)});
-        at = next;
+std::vector<EditedLine> SplitLines(std::string_view text) {
+    std::vector<EditedLine> lines;
+    while (!text.empty()) {
+        const TextLine line = TakeTextLine(text);
+        lines.push_back({std::string(line.text), std::string(line.end)});
     }
     return lines;
 }
 
-std::string JoinLines(const std::vector<TextLine>& lines) {
+std::string JoinLines(const std::vector<EditedLine>& lines) {
     std::string text;
-    for (const TextLine& line : lines) text += line.text + line.end;
+    for (const EditedLine& line : lines) text += line.text + line.end;
     return text;
 }
 
 // What is left of the value, and the blanks around it, stay.
 void ReplaceValue(std::string& line, const std::string& written) {
-    const std::size_t behindSplit = line.find('=') + 1;
-    const std::size_t begin = std::min(line.find_first_not_of(" \t", behindSplit), line.size());
-    const std::size_t end = std::max(begin, line.find_last_not_of(" \t") + 1);
-    line.replace(begin, end - begin, written);
+    const std::string_view value = SplitTextSetting(line)->value;
+    const std::size_t begin =
+        value.empty() ? line.size() : static_cast<std::size_t>(value.data() - line.data());
+    line.replace(begin, value.size(), written);
 }
 
 std::string WhyNotEditable(const GraphFile& file, const InstanceEntry* entry, const std::string& instance,
@@ -76,9 +73,9 @@ const Setting* FindSetting(const InstanceEntry& entry, const std::string& name) 
     return found != entry.settings.end() ? &*found : nullptr;
 }
 
-// The first setting that would not read back as it is wanted; empty when all do.
-std::string FindUnwritten(const std::string& text, const std::string& instance, std::size_t settingCount,
-                          const SettingValues& settings) {
+// About the first setting that would not read back as it is wanted; empty when all do.
+std::string WhyNotExpressible(const std::string& text, const std::string& instance, std::size_t settingCount,
+                              const SettingValues& settings) {
     Mistakes ignored;
     const GraphFile written = GraphFile::Parse("", text, ignored);
     const InstanceEntry* const entry = FindInstance(written, instance);
@@ -102,16 +99,16 @@ bool EditSettings(const GraphFile& file, const std::string& instance, const Sett
     const InstanceEntry* const entry = FindInstance(file, instance);
     error = WhyNotEditable(file, entry, instance, settings);
     if (!error.empty()) return false;
-    std::vector<TextLine> lines = SplitLines(text);
+    std::vector<EditedLine> lines = SplitLines(text);
     int last = std::max(entry->place.line, entry->modulePlace.line);
     for (const Setting& setting : entry->settings) last = std::max(last, setting.place.line);
     std::size_t added = 0;
-    const auto lineAt = [&](int line) -> TextLine& { return lines[static_cast<std::size_t>(line - 1)]; };
+    const auto lineAt = [&](int line) -> EditedLine& { return lines[static_cast<std::size_t>(line - 1)]; };
     for (const auto& [name, value] : settings) {
         const std::string written = WriteTextSetting(name, value);
         const Setting* const old = FindSetting(*entry, name);
         if (old == nullptr) {
-            TextLine& before = lineAt(last + static_cast<int>(added));
+            EditedLine& before = lineAt(last + static_cast<int>(added));
             const std::string end = before.end;
             if (end.empty()) before.end = lines.front().end.empty() ? "\n" : lines.front().end;
             lines.insert(lines.begin() + last + static_cast<std::ptrdiff_t>(added++), {written, end});
@@ -120,7 +117,7 @@ bool EditSettings(const GraphFile& file, const std::string& instance, const Sett
         }
     }
     std::string edited = JoinLines(lines);
-    error = FindUnwritten(edited, instance, entry->settings.size() + added, settings);
+    error = WhyNotExpressible(edited, instance, entry->settings.size() + added, settings);
     if (!error.empty()) return false;
     text = std::move(edited);
     return true;

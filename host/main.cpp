@@ -324,9 +324,11 @@ CLI::App* AddForm(CLI::App& app, host::SetOptions& set, host::CommandOptions& op
 bool BeginsWithCommand(const std::vector<std::string>& arguments) {
     const CStringArray commands = {"run",     "check",      "check-module", "convert", "diff", "form",
                                    "modules", "new-module", "preset",       "profile", "set"};
-    const CStringArray actions = {"list", "get", "set", "delete"};
-    const bool isAction = arguments.size() > 1 && arguments[0] == "profile";
-    return IsCommand(arguments[0], commands) && (!isAction || IsCommand(arguments[1], actions));
+    const std::pair<const char*, CStringArray> actions[] = {{"preset", {"save", "load", "list"}},
+                                                            {"profile", {"list", "get", "set", "delete"}}};
+    if (!IsCommand(arguments[0], commands)) return false;
+    const auto found = std::ranges::find(actions, arguments[0], [](const auto& row) { return row.first; });
+    return found == std::end(actions) || arguments.size() < 2 || IsCommand(arguments[1], found->second);
 }
 
 // Nothing when a command is to be done, else the exit code.

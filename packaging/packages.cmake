@@ -63,7 +63,7 @@ sigweave_package(host sigweave
   SECTION science
   SUMMARY "modular measurement and signal processing: the program"
   DESCRIPTION "Checks and runs graphs of signal-processing modules from the command line,
-tells every mistake with its remedy, reports figures as a table or as JSON,
+names every mistake and its remedy, reports figures as a table or as JSON,
 and writes a project for a module of one's own."
   DEPENDS "libsigweave0 (>= ${PROJECT_VERSION})"
   RECOMMENDS "sigweave-modules")

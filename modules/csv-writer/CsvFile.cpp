@@ -17,29 +17,34 @@ std::string CsvFile::WhyRefused(const std::string& path, bool overwrite) {
     return tc::WhyNotWritable(path, FileWriting::Beside);
 }
 
-bool CsvFile::Open(const std::string& name, bool overwrite) {
+bool CsvFile::Open(const std::string& name, bool overwrite, std::string& error) {
     path = part = name;
     isStandardOutput = path == "/dev/stdout";
     if (isStandardOutput) return true;
     errno = 0;
     file = tc::ReplacedFile::Open(path, {.exclusive = true, .mayReplace = overwrite});
-    if (file == nullptr) return FailWithReason(errno);
-    part = file->PartName();
-    return true;
+    if (file == nullptr)
+        error = WhyFailed(errno);
+    else
+        part = file->PartName();
+    return file != nullptr;
 }
 
-bool CsvFile::Write(const std::string& text) {
+bool CsvFile::Write(const std::string& text, std::string& error) {
     errno = 0;
     std::FILE* const stream = isStandardOutput ? stdout : file->Get();
-    return std::fwrite(text.data(), 1, text.size(), stream) == text.size() || FailWithReason(errno);
+    const bool written = std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+    if (!written) error = WhyFailed(errno);
+    return written;
 }
 
-bool CsvFile::Finish() {
+bool CsvFile::Finish(std::string& error) {
     errno = 0;
-    if (std::exchange(isStandardOutput, false)) return std::fflush(stdout) == 0 || FailWithReason(errno);
-    if (!file->Commit()) return FailWithReason(errno);
-    file = nullptr;
-    return true;
+    const bool finished = isStandardOutput ? std::fflush(stdout) == 0 : file->Commit();
+    if (!finished) error = WhyFailed(errno);
+    if (finished) file = nullptr;
+    isStandardOutput = false;
+    return finished;
 }
 
 void CsvFile::Abandon() {
@@ -53,17 +58,13 @@ void CsvFile::Discard() {
     file = nullptr;
 }
 
-bool CsvFile::FailWithReason(int number) {
+std::string CsvFile::WhyFailed(int number) const {
     static constexpr tc::Bilingual IS_WRITTEN(
         "%1 is being written by another module or program; name another file, or wait for its end",
         "%1 wird gerade von einem anderen Modul oder Programm geschrieben; nennen Sie eine andere Datei, "
         "oder "
         "warten Sie, bis es fertig ist");
-    if (number == EEXIST)
-        error = tc::ThereAlready(path);
-    else if (number == EWOULDBLOCK)
-        error = IS_WRITTEN.With({path});
-    else
-        error = tc::WhyNotWritten(path, std::generic_category().message(number));
-    return false;
+    if (number == EEXIST) return tc::ThereAlready(path);
+    if (number == EWOULDBLOCK) return IS_WRITTEN.With({path});
+    return tc::WhyNotWritten(path, number);
 }

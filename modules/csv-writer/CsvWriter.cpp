@@ -94,9 +94,9 @@ int CsvWriter::Init() {
     if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
     const int code = TCBaseModuleEx::Init();
     if (code < 0) return code;
-    const std::string path(ParamStr("file"));
-    const bool opened = file.Open(path, ParamBool("overwrite"));
-    return opened ? 0 : Fail(tc::MODULE_FAILED, file.Error());
+    std::string error;
+    const bool opened = file.Open(ParamText("file"), ParamBool("overwrite"), error);
+    return opened ? 0 : Fail(tc::MODULE_FAILED, error);
 }
 
 // Asked for the first time when all modules have started.
@@ -139,7 +139,8 @@ int CsvWriter::WriteRows() {
         std::string text = headerWritten ? std::string() : Header();
         headerWritten = true;
         for (std::int64_t i = std::min(ready, MOST_ROWS_AT_ONCE); i > 0; --i, --ready) AppendRow(text);
-        if (!file.Write(text)) return Fail(tc::MODULE_FAILED, file.Error());
+        std::string error;
+        if (!file.Write(text, error)) return Fail(tc::MODULE_FAILED, error);
     }
     const bool broken = std::any_of(columns.begin(), columns.end(),
                                     [](const Column& column) { return column.samples.IsBroken(); });
@@ -239,10 +240,11 @@ int CsvWriter::Close() {
     const bool whole = IsWhole();
     for (Column& column : columns) column.ended = true;
     const int code = WriteRows();
-    if (code >= 0 && whole && (headerWritten || file.Write(Header())) && file.Finish()) return 0;
+    std::string error;
+    if (code >= 0 && whole && (headerWritten || file.Write(Header(), error)) && file.Finish(error)) return 0;
     file.Abandon();
     if (code < 0) return code;
-    if (whole) return Fail(tc::MODULE_FAILED, file.Error());
+    if (whole) return Fail(tc::MODULE_FAILED, error);
     Warn(Bilingual("the signals did not end; what arrived is in %1",
                    "die Signale endeten nicht; was angekommen ist, steht in %1"),
          {file.PartName()});

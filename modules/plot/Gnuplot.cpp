@@ -27,10 +27,6 @@ std::string LastComplaint(const std::string& text) {
     return complaint;
 }
 
-std::string WhyNotWritten(const std::string& path, int number) {
-    return tc::WhyNotWritten(path, std::generic_category().message(number));
-}
-
 bool IsWhole(const std::string& picture) {
     const std::string end = picture.substr(picture.size() - std::min<std::size_t>(picture.size(), 12));
     return end.find("</svg>") != std::string::npos || end.find("IEND") != std::string::npos;
@@ -74,11 +70,9 @@ bool RunGnuplot(const std::string& script, const std::string& path, std::string&
     return false;
 }
 
-bool CanWrite(const std::string& path, std::string& error) {
+std::string WhyNotReplaceable(const std::string& path) {
     errno = 0;
-    if (ReplacedFile::Open(path) != nullptr) return true;
-    error = WhyNotWritten(path, errno);
-    return false;
+    return ReplacedFile::Open(path) != nullptr ? "" : WhyNotWritten(path, errno);
 }
 
 }  // namespace tc

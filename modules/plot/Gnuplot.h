@@ -11,7 +11,7 @@ bool HasGnuplot();
 // all (see tc::ReplacedFile). False with the reason in `error`.
 bool RunGnuplot(const std::string& script, const std::string& path, std::string& error);
 
-// False with the reason in `error` when the file cannot be written. One that is there is kept.
-bool CanWrite(const std::string& path, std::string& error);
+// Why the picture could not be put there, found by trying; empty when it can. A file that is there is kept.
+std::string WhyNotReplaceable(const std::string& path);
 
 }  // namespace tc

@@ -135,11 +135,11 @@ bool Plot::IsSpectrum(unsigned input) const {
 
 int Plot::Init() {
     TCStartCheck check;
-    std::string error;
     ready = false;
     CheckStart(check);
     if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
-    if (!tc::CanWrite(std::string(ParamStr("file")), error)) return Fail(tc::MODULE_FAILED, error);
+    const std::string error = tc::WhyNotReplaceable(ParamText("file"));
+    if (!error.empty()) return Fail(tc::MODULE_FAILED, error);
     curves.assign(static_cast<std::size_t>(GetNoInput()), Curve{Envelope(MOST_STRETCHES), {}, false, false});
     for (unsigned input = 0; input < curves.size(); ++input) curves[input].spectrum = IsSpectrum(input);
     const int code = TCBaseModuleEx::Init();

@@ -4,11 +4,11 @@
 #include <cmath>
 #include <cstdio>
 #include <sstream>
-#include <system_error>
 
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
+#include "sigweave/services/ValueWording.h"
 
 namespace tc {
 
@@ -91,8 +91,7 @@ void AddReason(CString& error, const CString& reason) {
 
 CString NotValid(const char* name, const CString& value, const CString& expected,
                  const CString& circumstances) {
-    return Bilingual("%1: '%2' is not valid%3; expected %4", "%1: '%2' ist nicht gültig%3; erwartet wird %4")
-        .With({name, value, circumstances.empty() ? std::string() : " " + circumstances, expected});
+    return NotValidText(name, value, expected, circumstances);
 }
 
 bool ParseStart(const CString& text, double& milliseconds, CString& error) {
@@ -201,7 +200,7 @@ CString SignalName(const TCPortHelper& ports, unsigned input, const TCStartCheck
 
 CString WhyNotWritable(const CString& path, FileWriting how) {
     const int error = TCFileWriteError(path.c_str(), how);
-    return error == 0 ? "" : WhyNotWritten(path, std::generic_category().message(error));
+    return error == 0 ? "" : WhyNotWritten(path, error);
 }
 
 CString ThereAlready(const CString& path) {

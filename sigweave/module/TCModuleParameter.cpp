@@ -3,18 +3,15 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <limits>
 #include <string_view>
 
-#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/ValueWording.h"
 #include "sigweave/signal/UnitText.h"
 
 namespace {
 
 using tc::Bilingual;
-
-constexpr double HIGHEST = std::numeric_limits<double>::max();
 
 std::string_view Trimmed(const char* text) {
     std::string_view trimmed(text != nullptr ? text : "");
@@ -44,30 +41,17 @@ const char* WordsOf(const TCModuleParameter& parameter) {
     return parameter.kind == TCModuleParameter::SWITCH ? "no|yes" : parameter.choices;
 }
 
-// What a number may be: without limits, with a lower one, an upper one, or both.
-struct NumberWording {
-    Bilingual any;
-    Bilingual from;
-    Bilingual to;
-    Bilingual between;
-};
+// The first of the words between '|', which is taken off.
+std::string_view TakeWord(std::string_view& words) {
+    const std::string_view word = words.substr(0, words.find('|'));
+    words.remove_prefix(std::min(words.size(), word.size() + 1));
+    return word;
+}
 
-constexpr NumberWording INTEGER_WORDING = {{"an integer", "eine ganze Zahl"},
-                                           {"an integer of at least %1", "eine ganze Zahl ab %1"},
-                                           {"an integer of at most %2", "eine ganze Zahl bis %2"},
-                                           {"an integer from %1 to %2", "eine ganze Zahl von %1 bis %2"}};
-constexpr NumberWording NUMBER_WORDING = {{"a number", "eine Zahl"},
-                                          {"a number of at least %1", "eine Zahl ab %1"},
-                                          {"a number of at most %2", "eine Zahl bis %2"},
-                                          {"a number from %1 to %2", "eine Zahl von %1 bis %2"}};
-
-TCString DescribeLimits(const NumberWording& wording, double minimum, double maximum, const char* unit) {
-    const bool from = minimum > -HIGHEST;
-    const bool to = maximum < HIGHEST;
-    const Bilingual& limits = from ? (to ? wording.between : wording.from) : (to ? wording.to : wording.any);
-    TCString text(limits.With({tc::ShortestText(minimum), tc::ShortestText(maximum)}).c_str());
-    if (*unit != '\0') text += TCString(" (in ") + unit + ")";
-    return text;
+CStringArray SplitWords(std::string_view words) {
+    CStringArray split;
+    while (!words.empty()) split.emplace_back(TakeWord(words));
+    return split;
 }
 
 // What more there is to say about a NUMBER that is none, as "; ..."; nothing of what is no number at all.
@@ -75,8 +59,7 @@ std::string WhyNoNumber(const TCModuleParameter& parameter, const TCString& valu
     if (parameter.kind != TCModuleParameter::NUMBER) return {};
     TCString written = value;
     if (written.Replace(",", ".") == 1 && parameter.Allows(written))
-        return Bilingual("; write a point: %1", "; schreiben Sie einen Punkt: %1")
-            .With({static_cast<const char*>(written)});
+        return tc::WRITE_A_POINT.With({static_cast<const char*>(written)});
     double ignored = 0.0;
     CString reason;
     CString isNone;
@@ -126,11 +109,8 @@ TCString TCModuleParameter::AsText(double number) const {
 int TCModuleParameter::FindChoice(const char* value) const {
     const std::string_view wanted = Trimmed(value);
     std::string_view words = WordsOf(*this);
-    for (int position = 0; !words.empty(); ++position) {
-        const std::string_view word = words.substr(0, words.find('|'));
-        if (word == wanted) return position;
-        words.remove_prefix(std::min(words.size(), word.size() + 1));
-    }
+    for (int position = 0; !words.empty(); ++position)
+        if (TakeWord(words) == wanted) return position;
     return -1;
 }
 
@@ -155,25 +135,22 @@ bool TCModuleParameter::Allows(const char* value) const {
 }
 
 TCString TCModuleParameter::DescribeAllowed() const {
-    TCString words(WordsOf(*this));
-    words.Replace("|", ", ");
     switch (kind) {
         case INTEGER:
-            return DescribeLimits(INTEGER_WORDING, std::max<double>(minimum, std::numeric_limits<int>::min()),
-                                  std::min<double>(maximum, std::numeric_limits<int>::max()), unit);
+            return tc::DescribeNumbers(tc::NumberKind::INTEGER, minimum, maximum, unit).c_str();
         case NUMBER:
-            return DescribeLimits(NUMBER_WORDING, minimum, maximum, unit);
+            return tc::DescribeNumbers(tc::NumberKind::REAL, minimum, maximum, unit).c_str();
         case CHOICE:
-            return Bilingual("one of %1", "eins von %1").With({static_cast<const char*>(words)}).c_str();
+            return tc::DescribeWords(SplitWords(choices)).c_str();
         case SWITCH:
-            return Bilingual("yes or no", "yes oder no").Text();
+            return tc::YES_OR_NO.Text();
         case FILE:
         case OUTPUT_FILE:
-            return Bilingual("a file name", "ein Dateiname").Text();
+            return tc::A_FILE_NAME.Text();
         case TEXT:
             break;
     }
-    return Bilingual("any text", "ein beliebiger Text").Text();
+    return tc::ANY_TEXT.Text();
 }
 
 TCString TCModuleParameter::DescribeRefusal(const char* value) const {
@@ -184,8 +161,6 @@ TCString TCModuleParameter::DescribeRefusal(const char* value) const {
             .With({name, static_cast<const char*>(allowed)})
             .c_str();
     const TCString shown(value);
-    const std::string text =
-        Bilingual("%1: '%2' is not valid; expected %3", "%1: '%2' ist nicht gültig; erwartet wird %3")
-            .With({name, static_cast<const char*>(shown), static_cast<const char*>(allowed)});
+    const CString text = tc::NotValidText(name, CString(shown), CString(allowed));
     return (text + WhyNoNumber(*this, shown)).c_str();
 }

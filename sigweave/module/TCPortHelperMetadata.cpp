@@ -58,7 +58,8 @@ void RepairRange(TCTypeInfo& ti) {
     ti.SetRangeMax(maximum);
 }
 
-void Repair(TCTypeInfo& ti) {
+// What is no state becomes COMPLETE: a whole signal.
+void RepairAsWhole(TCTypeInfo& ti) {
     if (ti.GetState() < START || ti.GetState() > COMPLETE) ti.SetState(COMPLETE);
     if (!IsPositive(ti.GetTimestamp())) ti.SetTimestamp(TCSystemTime());
     if (!IsPositive(ti.GetSamplerate())) ti.SetSamplerate(1.0);
@@ -110,7 +111,7 @@ void Impl::PrepareTypeInfo(PORT& port) {
 }
 
 int Impl::HandOverTypeInfo(PORT& port) {
-    Repair(port.typeInfo);
+    RepairAsWhole(port.typeInfo);
     port.previousState = port.typeInfo.GetState();
     return RecordConflict(port, port.stream->SetTI(&port.typeInfo, false));
 }

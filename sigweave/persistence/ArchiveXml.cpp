@@ -186,7 +186,7 @@ class Reader {
                     .With({NumberText(xmlGetLineNo(element)), what.With({insert})});
         return false;
     }
-    const std::string& Error() const { return error; }
+    const std::string& GetError() const { return error; }
 
  private:
     bool ReadItem(const xmlNode* node, int level, ArchiveItem& item) {
@@ -308,7 +308,7 @@ bool ReadXmlArchive(TCXML& document, ArchiveTree& archive) {
     Reader reader;
     std::vector<ArchiveItem> items;
     if (!reader.ReadItems(XmlAccess::Node(root), 0, items)) {
-        document.SetUserError(reader.Error().c_str());
+        document.SetUserError(reader.GetError().c_str());
         return false;
     }
     archive.SetItems(std::move(items));

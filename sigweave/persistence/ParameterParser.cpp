@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "sigweave/foundation/Ascii.h"
+#include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/ParameterValue.h"
 
 namespace tc {
@@ -92,8 +93,9 @@ bool ParameterParser::ReadValue() {
     if (p == end) return FailHere("Value is missing");
     const char* value = p;
     if (IsQuotationMark(*p)) {
-        p = FindEndOfQuoted(p);
-        if (p == nullptr) return FailHere("Ending quotation mark is missing");
+        const std::size_t length = FindQuotedEnd({p, static_cast<std::size_t>(end - p)}, syntax.unquote);
+        if (length == std::string_view::npos) return FailHere("Ending quotation mark is missing");
+        p += length;
         if (syntax.delimiters.MatchAt(p, end) == 0)
             return FailHere("Parameter delimiter is missing after ending quotation mark");
     } else {
@@ -102,20 +104,6 @@ bool ParameterParser::ReadValue() {
     found->valueStart = IndexOf(value);
     found->valueEnd = IndexOf(p - 1);
     return StoreValue({value, static_cast<std::size_t>(p - value)});
-}
-
-// After the closing mark, or null.
-const char* ParameterParser::FindEndOfQuoted(const char* value) const {
-    const char mark = *value;
-    for (const char* q = value + 1; q != end; ++q) {
-        // Deliberate: two backslashes before the mark hide it as well, for the texts that are stored that
-        // way.
-        if (syntax.unquote && *q == '\\' && q + 1 != end && q[1] == mark)
-            ++q;
-        else if (*q == mark)
-            return q + 1;
-    }
-    return nullptr;
 }
 
 // At the delimiter or the end. Where parameters have prefixes, a delimiter without one after it belongs to

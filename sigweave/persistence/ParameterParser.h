@@ -64,7 +64,7 @@ class ParameterParser {
     bool Read();
 
     // Empty while all is well.
-    const TCString& Error() const { return error; }
+    const TCString& GetError() const { return error; }
 
  private:
     int IndexOf(const char* place) const { return static_cast<int>(place - begin); }
@@ -74,7 +74,6 @@ class ParameterParser {
     bool ReadPrefix();
     void ReadName();
     bool ReadValue();
-    const char* FindEndOfQuoted(const char* value) const;
     const char* FindEndOfPlain(const char* value) const;
     bool StoreValue(std::string_view written);
     TCString FoundName() const;

@@ -4,6 +4,17 @@
 
 namespace tc {
 
+std::size_t FindQuotedEnd(std::string_view text, bool escapes) {
+    const char mark = text.front();
+    for (std::size_t at = 1; at < text.size(); ++at) {
+        if (escapes && text[at] == '\\' && text.substr(at + 1).starts_with(mark))
+            ++at;
+        else if (text[at] == mark)
+            return at + 1;
+    }
+    return std::string_view::npos;
+}
+
 TCString QuoteParameter(const TCString& value) {
     TCString escaped;
     QuoteControlChar(escaped, value);

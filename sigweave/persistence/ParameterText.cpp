@@ -85,7 +85,7 @@ int ParameterText::Parse(const char* newText) {
     text = std::move(copy);
     ParameterParser parser(syntax, View(), table);
     parser.ReadAll();
-    error = parser.Error();
+    error = parser.GetError();
     return error.IsEmpty() ? ParameterCount() : -1;
 }
 
@@ -149,7 +149,7 @@ bool ParameterText::ReadAll(const ParameterSyntax& with, ParameterTable& fresh, 
     fresh.sections.emplace_back();
     ParameterParser parser(with, View(), fresh);
     const bool complete = parser.ReadAll();
-    failure = parser.Error();
+    failure = parser.GetError();
     return complete;
 }
 
@@ -217,7 +217,7 @@ std::optional<ParameterText::Window> ParameterText::ReadAround(int at, int remov
         more = parser.FindNext();
         while (more && next != known.end() && next->start + shift < parser.Start()) ++next;
     }
-    if (!parser.Error().IsEmpty()) return std::nullopt;
+    if (!parser.GetError().IsEmpty()) return std::nullopt;
     if (!more) next = known.end();
     window.endParameter = static_cast<int>(next - known.begin());
     window.endSection = next == known.end() ? SectionCount() : next->section + 1;

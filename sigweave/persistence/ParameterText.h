@@ -52,7 +52,7 @@ class ParameterText {
     int Parse(const char* newText);
     const TCString& Text() const { return text; }
     std::string_view View() const { return ViewOf(text); }
-    const TCString& Error() const { return error; }
+    const TCString& GetError() const { return error; }
     const ParameterTable& Table() const { return table; }
     // As it is written in the text.
     std::string_view NameOf(const ParameterRecord& parameter) const;

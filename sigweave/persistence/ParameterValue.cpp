@@ -9,6 +9,7 @@
 
 #include "sigweave/foundation/Ascii.h"
 #include "sigweave/foundation/StringConversion.h"
+#include "sigweave/persistence/ParameterQuote.h"
 
 namespace tc {
 namespace {

@@ -25,8 +25,4 @@ bool ReadText(TCString& value, std::string_view written, bool escaped);
 // it can be. Not every one need survive in a given text, so the caller reads back what it wrote.
 std::vector<std::string> WaysToWrite(std::string_view value, const ParameterSyntax& syntax);
 
-inline bool IsQuotationMark(char c) {
-    return c == '"' || c == '\'';
-}
-
 }  // namespace tc

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sigweave/foundation/Ascii.h"
+#include "sigweave/persistence/ParameterQuote.h"
 #include "sigweave/persistence/ParameterText.h"
 #include "sigweave/persistence/ParameterValue.h"
 
@@ -264,7 +265,7 @@ const TCString& TCProcessParameters::BuildParamString() const {
 }
 
 const TCString& TCProcessParameters::GetErrorText() const {
-    return impl->Error();
+    return impl->GetError();
 }
 
 int TCProcessParameters::GetParamCount() const {

@@ -1,5 +1,7 @@
 #include "sigweave/services/FileMessages.h"
 
+#include <system_error>
+
 #include "sigweave/services/Bilingual.h"
 
 std::string tc::WhyNotWritten(const std::string& path, const std::string& reason) {
@@ -9,4 +11,8 @@ std::string tc::WhyNotWritten(const std::string& path, const std::string& reason
         "%1 ist nicht beschreibbar: %2; nennen Sie einen anderen Ort, oder prüfen Sie die Rechte und den "
         "Platz");
     return TEXT.With({path, reason});
+}
+
+std::string tc::WhyNotWritten(const std::string& path, int reason) {
+    return WhyNotWritten(path, std::generic_category().message(reason));
 }

@@ -9,5 +9,7 @@ namespace tc {
 
 // "<path> cannot be written: <reason>", and what helps.
 TC_API std::string WhyNotWritten(const std::string& path, const std::string& reason);
+// The reason as the system words it; a value of errno.
+TC_API std::string WhyNotWritten(const std::string& path, int reason);
 
 }  // namespace tc

@@ -15,9 +15,14 @@ TCPropertyBinding Bind(TCString& value) {
             [&value](const CString& text) { value = text.c_str(); }, nullptr};
 }
 
+template <class Value>
+TCPropertyBinding Bind(Value& value, auto write, auto read) {
+    return {[&value, write] { return write(value); },
+            [&value, read](const CString& text) { read(text, value); }, nullptr};
+}
+
 TCPropertyBinding Bind(double& value) {
-    return {[&value] { return tc::ShortestText(value); },
-            [&value](const CString& text) { tc::ReadPropertyDouble(text, value); }, nullptr};
+    return Bind(value, tc::ShortestText, tc::ReadPropertyDouble);
 }
 
 Info& AddChoice(TCPropertyDialog& dialog, Info::KIND kind, const char* key, const TCTranslatedString& label,
@@ -37,9 +42,8 @@ Info& AddChoice(TCPropertyDialog& dialog, Info::KIND kind, const char* key, cons
 }  // namespace
 
 Info& TCPropertyInt(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label, int& value) {
-    return dialog.Add(Info::INT, key, label,
-                      {[&value] { return std::to_string(value); },
-                       [&value](const CString& text) { tc::ReadPropertyInt(text, value); }, nullptr});
+    const auto write = [](int number) { return std::to_string(number); };
+    return dialog.Add(Info::INT, key, label, Bind(value, write, tc::ReadPropertyInt));
 }
 
 Info& TCPropertyDouble(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label,
@@ -54,9 +58,9 @@ Info& TCPropertyString(TCPropertyDialog& dialog, const char* key, const TCTransl
 
 Info& TCPropertyBool(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label,
                      bool& value) {
-    return dialog.Add(Info::BOOL, key, label,
-                      {[&value] { return CString(value ? "yes" : "no"); },
-                       [&value](const CString& text) { value = text == "yes"; }, nullptr});
+    const auto write = [](bool is) { return CString(is ? "yes" : "no"); };
+    const auto read = [](const CString& text, bool& is) { is = text == "yes"; };
+    return dialog.Add(Info::BOOL, key, label, Bind(value, write, read));
 }
 
 Info& TCPropertyCombo(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label,
@@ -83,9 +87,7 @@ Info& TCPropertySlider(TCPropertyDialog& dialog, const char* key, const TCTransl
 
 Info& TCPropertyDateTime(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label,
                          double& time) {
-    return dialog.Add(Info::DATE_TIME, key, label,
-                      {[&time] { return tc::WritePropertyTime(time); },
-                       [&time](const CString& text) { tc::ReadPropertyTime(text, time); }, nullptr});
+    return dialog.Add(Info::DATE_TIME, key, label, Bind(time, tc::WritePropertyTime, tc::ReadPropertyTime));
 }
 
 Info& TCPropertyFile(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label,
@@ -105,23 +107,18 @@ Info& TCPropertyFolder(TCPropertyDialog& dialog, const char* key, const TCTransl
 
 Info& TCPropertyFont(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label,
                      TCLogFont& font) {
-    return dialog.Add(Info::FONT, key, label,
-                      {[&font] { return tc::WritePropertyFont(font); },
-                       [&font](const CString& text) { tc::ReadPropertyFont(text, font); }, nullptr});
+    return dialog.Add(Info::FONT, key, label, Bind(font, tc::WritePropertyFont, tc::ReadPropertyFont));
 }
 
 Info& TCPropertyColour(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label,
                        unsigned long& colour) {
     return dialog.Add(Info::COLOUR, key, label,
-                      {[&colour] { return tc::WritePropertyColour(colour); },
-                       [&colour](const CString& text) { tc::ReadPropertyColour(text, colour); }, nullptr});
+                      Bind(colour, tc::WritePropertyColour, tc::ReadPropertyColour));
 }
 
 Info& TCPropertyList(TCPropertyDialog& dialog, const char* key, const TCTranslatedString& label,
                      const CArray<TCPropertyColumn>& columns, CArray<CStringArray>& rows) {
-    Info& item = dialog.Add(Info::LIST, key, label,
-                            {[&rows] { return tc::WritePropertyRows(rows); },
-                             [&rows](const CString& text) { tc::ReadPropertyRows(text, rows); }, nullptr});
+    Info& item = dialog.Add(Info::LIST, key, label, Bind(rows, tc::WritePropertyRows, tc::ReadPropertyRows));
     item.columns = columns;
     return item;
 }

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <utility>
 
-#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/ValueWording.h"
 #include "sigweave/ui/PropertyText.h"
 #include "sigweave/ui/TC_ListEditCtrl.h"
 
@@ -14,52 +14,22 @@ namespace {
 using tc::Bilingual;
 using Info = TCPropertyDialogInfo;
 
-constexpr double LOWEST = std::numeric_limits<double>::lowest();
-constexpr double HIGHEST = std::numeric_limits<double>::max();
-
-// What a number may be: without limits, with a lower one, an upper one, or both.
-struct NumberWording {
-    Bilingual any;
-    Bilingual from;
-    Bilingual to;
-    Bilingual between;
-};
-constexpr NumberWording INTEGER_WORDING = {{"an integer", "eine ganze Zahl"},
-                                           {"an integer of at least %1", "eine ganze Zahl ab %1"},
-                                           {"an integer of at most %2", "eine ganze Zahl bis %2"},
-                                           {"an integer from %1 to %2", "eine ganze Zahl von %1 bis %2"}};
-constexpr NumberWording NUMBER_WORDING = {{"a number", "eine Zahl"},
-                                          {"a number of at least %1", "eine Zahl ab %1"},
-                                          {"a number of at most %2", "eine Zahl bis %2"},
-                                          {"a number from %1 to %2", "eine Zahl von %1 bis %2"}};
-
 // Of the kinds whose values are described by one sentence.
 struct KindWording {
     Info::KIND kind;
     Bilingual text;
 };
 constexpr KindWording WORDINGS[] = {
-    {Info::BOOL, {"yes or no", "yes oder no"}},
+    {Info::BOOL, tc::YES_OR_NO},
     {Info::DATE_TIME,
      {"a date and time as 2026-03-01 12:00:00.250", "Datum und Uhrzeit wie 2026-03-01 12:00:00.250"}},
-    {Info::FILE, {"a file name", "ein Dateiname"}},
-    {Info::OUTPUT_FILE, {"a file name", "ein Dateiname"}},
+    {Info::FILE, tc::A_FILE_NAME},
+    {Info::OUTPUT_FILE, tc::A_FILE_NAME},
     {Info::FOLDER, {"the name of a folder", "der Name eines Ordners"}},
     {Info::FONT, {"a font as Tahoma 10 bold italic", "eine Schrift wie Tahoma 10 bold italic"}},
     {Info::COLOUR, {"a colour as #ff8000", "eine Farbe wie #ff8000"}},
     {Info::LIST, {"rows of cells", "Zeilen aus Zellen"}},
 };
-
-CString DescribeNumber(const Info& info, const NumberWording& wording, double lowest, double highest) {
-    const double minimum = std::max(info.minimum, lowest);
-    const double maximum = std::min(info.maximum, highest);
-    const bool from = minimum > LOWEST;
-    const bool to = maximum < HIGHEST;
-    const Bilingual& limits = from ? (to ? wording.between : wording.from) : (to ? wording.to : wording.any);
-    CString text = limits.With({tc::ShortestText(minimum), tc::ShortestText(maximum)});
-    if (!info.unit.empty()) text += " (in " + info.unit + ")";
-    return text;
-}
 
 bool IsNumberAllowed(const Info& info, double value) {
     return value >= info.minimum && value <= info.maximum;
@@ -103,13 +73,7 @@ CString PointHint(const Info& info, CString text) {
     if (!isNumber || comma == text.npos) return "";
     text[comma] = '.';
     if (!IsAllowed(info, text)) return "";
-    return Bilingual("; write a point: %1", "; schreiben Sie einen Punkt: %1").With({text});
-}
-
-CString DescribeChoices(const CStringArray& choices) {
-    CString words;
-    for (const CString& choice : choices) words += (words.empty() ? "" : ", ") + choice;
-    return Bilingual("one of %1", "eins von %1").With({words});
+    return tc::WRITE_A_POINT.With({text});
 }
 
 }  // namespace
@@ -182,15 +146,14 @@ Info& Info::Check(std::function<CString(const CString&)> furtherCheck) {
 
 CString Info::DescribeAllowed() const {
     if (allowed) return allowed();
-    if (kind == INT)
-        return DescribeNumber(*this, INTEGER_WORDING, std::numeric_limits<int>::min(),
-                              std::numeric_limits<int>::max());
-    if (kind == DOUBLE || kind == SLIDER) return DescribeNumber(*this, NUMBER_WORDING, LOWEST, HIGHEST);
-    if (kind == COMBO || kind == RADIO) return DescribeChoices(choices);
+    if (kind == INT) return tc::DescribeNumbers(tc::NumberKind::INTEGER, minimum, maximum, unit);
+    if (kind == DOUBLE || kind == SLIDER)
+        return tc::DescribeNumbers(tc::NumberKind::REAL, minimum, maximum, unit);
+    if (kind == COMBO || kind == RADIO) return tc::DescribeWords(choices);
     const auto found = std::ranges::find(WORDINGS, kind, &KindWording::kind);
     if (found != std::end(WORDINGS)) return found->text.Text();
     return required ? Bilingual("a text that is not empty", "ein Text, der nicht leer ist").Text()
-                    : Bilingual("any text", "ein beliebiger Text").Text();
+                    : tc::ANY_TEXT.Text();
 }
 
 CString Info::Refuse(const CString& text) const {
@@ -198,9 +161,7 @@ CString Info::Refuse(const CString& text) const {
         return Bilingual("%1: the value is not valid; expected %2",
                          "%1: der Wert ist nicht gültig; erwartet wird %2")
             .With({key, DescribeAllowed()});
-    return Bilingual("%1: '%2' is not valid; expected %3", "%1: '%2' ist nicht gültig; erwartet wird %3")
-               .With({key, text, DescribeAllowed()}) +
-           PointHint(*this, text);
+    return tc::NotValidText(key, text, DescribeAllowed()) + PointHint(*this, text);
 }
 
 CString Info::WhyNotAllowed(const CString& text) const {

@@ -32,7 +32,7 @@ std::vector<std::string> ReadLines(const fs::path& path) {
     return lines;
 }
 
-// "```language file" opens a fragment that stands in that file.
+// "```language file" opens a fragment that is in that file.
 TEST(Documents, QuoteFilesOfTheTree) {
     int fragments = 0;
     for (const fs::path& document : Documents()) {

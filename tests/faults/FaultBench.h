@@ -8,7 +8,7 @@
 // What full-disk and the test that preloads it share through a file.
 struct FullDiskState {
     int failing;   // the number of the call that fails, counted from 1
-    bool onlyOne;  // else all behind it fail too
+    bool onlyOne;  // else all after it fail too
     bool failed = false;
     int calls = 0;
 };

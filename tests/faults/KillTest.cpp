@@ -54,7 +54,7 @@ void ExpectPlayable(int blocks) {
     EXPECT_EQ(ReadAll("err").find(warning) != std::string::npos, blocks < BLOCKS) << ReadAll("err");
 }
 
-// A table under its name is whole; what there is of one under the other name is right as far as it goes.
+// A table under its name is whole; one that is still under the other name is right as far as it goes.
 void ExpectTableRight(const std::string& whole, int code) {
     EXPECT_TRUE(!fs::exists("take.csv") || ReadAll("take.csv") == whole);
     EXPECT_TRUE(whole.starts_with(ReadAll("take.csv.part")));

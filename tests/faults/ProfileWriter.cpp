@@ -1,4 +1,4 @@
-// Saves 1, 2, 3, ... from a first number on in both profiles, and tells each number when it was saved, until
+// Saves 1, 2, 3, ... from a first number on in both profiles, and prints each number when it was saved, until
 // it is killed.
 #include <cstdio>
 #include <cstdlib>

@@ -299,8 +299,7 @@ TEST(TCString, TrimsRunsOfCharacters) {
     EXPECT_EQ(" a", Bytes(Binary(zeros).TrimRight(set, TCString::BINARY)));
     EXPECT_EQ(zeros, Bytes(Binary(zeros).TrimRight(set)));
     EXPECT_EQ("a", Bytes(Binary(ZERO + " a").TrimLeft(set, TCString::BINARY)));
-    EXPECT_EQ("a", Bytes(Binary("a " + ZERO + "b").TrimRight()))
-        << "a run at that end cuts what is behind it";
+    EXPECT_EQ("a", Bytes(Binary("a " + ZERO + "b").TrimRight())) << "a run at that end cuts what follows it";
 }
 
 TEST(TCString, PrintsAndKeepsTheMessageWhenItCannot) {

@@ -59,6 +59,7 @@ TEST(GraphFile, TellsEveryMistakeAtItsLine) {
         "block=\"1\n"
         "file=\"x\" y\n"
         "path=\"\\q\"\n"
+        "folder=\"C:\\\\a\\\\\"\n"
         "=1\n"
         "alone\n"
         "size=1\n"
@@ -66,20 +67,22 @@ TEST(GraphFile, TellsEveryMistakeAtItsLine) {
         "[lines]\n"
         "accept=maybe\n"
         "a.b=c\n");
-    const std::vector<std::string> expected{"g:1: 'before' is before the first section",
-                                            "g:2: the section name is not closed",
-                                            "g:3: the instance name 'b.c' holds a point",
-                                            "g:4: the section has no name",
-                                            "g:5: there is text after the section name",
-                                            "g:6: the instance 'd' is there already, in line 5",
-                                            "g:8: the quotation mark is not closed",
-                                            "g:9: there is text after the closing quotation mark",
-                                            "g:10: Error at unquoting value of parameter path",
-                                            "g:11: there is no name before the '='",
-                                            "g:12: 'alone' is neither name=value",
-                                            "g:14: 'size' of e is set already, in line 13",
-                                            "g:16: accept is 'maybe'; it must be yes or no",
-                                            "g:17: 'a.b=c' is not a line"};
+    const std::vector<std::string> expected{
+        "g:1: 'before' is before the first section",
+        "g:2: the section name is not closed",
+        "g:3: the instance name 'b.c' holds a point",
+        "g:4: the section has no name",
+        "g:5: there is text after the section name",
+        "g:6: the instance 'd' is there already, in line 5",
+        "g:8: the quotation mark is not closed",
+        "g:9: there is text after the closing quotation mark",
+        "g:10: Error at unquoting value of parameter path",
+        "g:11: the backslash before the last quotation mark hides the mark",
+        "g:12: there is no name before the '='",
+        "g:13: 'alone' is neither name=value",
+        "g:15: 'size' of e is set already, in line 14",
+        "g:17: accept is 'maybe'; it must be yes or no",
+        "g:18: 'a.b=c' is not a line"};
     ASSERT_EQ(told.size(), expected.size()) << testing::PrintToString(told);
     for (std::size_t index = 0; index < told.size(); ++index)
         EXPECT_THAT(told[index], HasSubstr(expected[index]));

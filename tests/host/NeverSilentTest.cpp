@@ -1,4 +1,4 @@
-// What the built program tells of what is wrong, or only looks right: mistakes before a run, warnings after
+// What the built program says about what is wrong, or only looks right: mistakes before a run, warnings after
 // it, and the report of both. Graphs use the module libraries that come with it.
 #include <pty.h>
 #include <sys/wait.h>
@@ -28,7 +28,7 @@ class NeverSilent : public Program {
         return Run(command + " g " + arguments, MODULES);
     }
 
-    // Each text stands in a line of its own.
+    // Each text has a line of its own.
     void ExpectMistakes(const std::string& graph, const std::vector<const char*>& mistakes) {
         const Answer checked = Use("check", graph);
         EXPECT_EQ(checked.code, 2) << graph;
@@ -134,16 +134,16 @@ TEST_F(NeverSilent, TellsHowAMistakeIsMended) {
     const std::string join = source + "[j]\nmodule=BusJoin\n[s]\n";
     const std::pair<std::string, std::vector<const char*>> rows[] = {
         {join + "module=Filter\ncorner=1\n[lines]\na.Signal=j.Signal\nj.Bus=s.Signal\n",
-         {"g:10: j.Bus=s.Signal: the input takes data of another type: it takes 'TYPEINFO', and the line "
-          "brings "
-          "'STRUCT_BUS'; a module BusSelect between them takes signals out of a bus\n"}},
+         {"g:10: j.Bus=s.Signal: the input takes data of another type: it takes 'TYPEINFO{TypeInfo} "
+          "DOUBLE[]{TIME_DOMAIN}', and the line brings 'STRUCT_BUS{BUS}'; a module BusSelect between them "
+          "takes signals out of a bus\n"}},
         {join + "module=CsvWriter\nfile=x.csv\n[lines]\na.Signal=j.Signal\nj.Bus=s.Signal\n",
          {"g:10: s.Signal: takes double values (DOUBLE[]), but is wired to a bus (STRUCT_BUS{BUS}); a module "
           "BusSelect"}},
         {join + "module=BusSelect\nexpression=x\n[lines]\na.Signal=j.Signal\na.Signal=s.Bus\n",
-         {"g:10: a.Signal=s.Bus: the input takes data of another type: it takes 'STRUCT_BUS', and the line "
-          "brings "
-          "'TYPEINFO'; a module BusJoin between them"}},
+         {"g:10: a.Signal=s.Bus: the input takes data of another type: it takes 'STRUCT_BUS{BUS}', and the "
+          "line "
+          "brings 'TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}'; a module BusJoin between them"}},
         {source + "amplitude=0,5\nblock=512 # samples\nform=sine; or noise\nunit=V # volts\n[s]\n"
                   "module=Statistics # all\n[lines]\na.Signal=s.Signal ; there\n",
          {"g:3: a.amplitude: '0,5' is not valid; expected a number; write a point: 0.5\n",
@@ -158,7 +158,7 @@ TEST_F(NeverSilent, TellsHowAMistakeIsMended) {
          {"; the comment '; there' must have a line of its own\n"}},
         {source + "block=\"1 # x\"\n[s]\nmodule=Statistics\n[lines]\na.Signal=s.Signal\n",
          {"g:3: a.block: '1 # x' is not valid; expected an integer from 1 to 1048576\n"}},
-        // A default in place of what was meant tells nothing.
+        // A default in place of what was meant says nothing.
         {source + "rate=x\n[low]\nmodule=Filter\ncorner=30000\n[lines]\na.Signal=low.Signal\n",
          {"g:3: a.rate: 'x' is not valid; expected a number"}},
         // Every mistake, also of an instance whose settings are wrong.
@@ -297,13 +297,18 @@ TEST_F(NeverSilent, EveryModuleDeclaresItselfInOneShape) {
 
 TEST_F(NeverSilent, PresetsKeepSettingsAsTheyWereTyped) {
     locale += " XDG_DATA_HOME='" + folder.string() + "/data'";
-    EXPECT_EQ(Run("preset list", MODULES).out, "");
+    const Answer none = Run("preset list", MODULES);
+    EXPECT_EQ(none.code, 0);
+    EXPECT_EQ(none.out, "");
+    EXPECT_THAT(none.err, HasSubstr("there are no presets yet; 'sigweave preset save MODULE NAME"));
+    EXPECT_THAT(Run("preset list Filter", MODULES).err, HasSubstr("'sigweave preset save Filter NAME"));
     ASSERT_EQ(Run("preset save Filter 'low 2' 'corner=3 kHz' type=highpass", MODULES).code, 0);
     const std::tuple<const char*, int, const char*> rows[] = {
         {"save Filter 'low 2' corner=x type=lowpass", 2, "corner: 'x' is not valid; expected a number"},
         {"save Filter 'low 2' corner", 2, "write PARAMETER=VALUE"},
         {"save Filter ../low corner=1", 2, "'../low' is no name for a preset"},
         {"save Filtr low", 2, "did you mean 'Filter'?"},
+        {"lod Filter high", 2, "there is no command 'lod'; did you mean 'load'?"},
         {"load Filter high", 1, "/high.xml"}};
     for (const auto& [arguments, code, error] : rows) {
         const Answer answer = Run(std::string("preset ") + arguments, MODULES);
@@ -450,7 +455,7 @@ TEST_F(NeverSilent, ShowsOneLineOfProgressAndTakesItAway) {
     EXPECT_THAT(screen.text, testing::ContainsRegex("\r\033\\[K0\\.[12] s of signal"));
     EXPECT_THAT(screen.text,
                 testing::ContainsRegex("\r\033\\[Kwarning: p \\(Test pass\\): the wire[^\033]*\n0\\.[12] s"))
-        << "the line comes back below what is told";
+        << "the line comes back below the message";
     const std::size_t cleared = screen.text.rfind("\r\033[K");
     ASSERT_NE(cleared, std::string::npos);
     EXPECT_EQ(screen.text.find("instance", cleared), cleared + 4) << "gone before the table";

@@ -87,8 +87,8 @@ TEST_F(Program, ATerminalThatGoesAwayDrainsTheRun) {
     EXPECT_THAT(answer.out, HasSubstr("interrupted: test.graph"));
 }
 
-// A wait for a file that gives nothing: what is run, who is told to wait for what, and what is told when
-// Ctrl-C comes then. The pipe has a writer that writes nothing where `held` says so.
+// A wait for a file that gives nothing: what is run, the message that names who is waiting for what, and the
+// one after Ctrl-C. The pipe has a writer that writes nothing where `held` says so.
 struct WaitRow {
     const char* name;
     const char* graph;

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr int GRAPHS = 2000;
-constexpr int COMPARED = 10;  // every so many graphs
+constexpr int COMPARED = 10;  // one of this number of graphs
 constexpr double MILLISECONDS = 60000.0;
 
 long FromEnvironment(const char* name, long otherwise) {

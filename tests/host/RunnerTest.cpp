@@ -148,7 +148,7 @@ TEST(Runner, NamesTheStarvedInputAndKeepsQueuesShort) {
     EXPECT_EQ(report.verdict, Verdict::Stalled);
     EXPECT_THAT(report.explanation,
                 HasSubstr("starved input: sum.Signal 2 (fed by short.Signal with 7 blocks)"));
-    EXPECT_EQ(report.lines[1].deepestQueue, 6);  // not behind the source itself, but one stage on
+    EXPECT_EQ(report.lines[1].deepestQueue, 6);  // not right after the source, but one stage on
     EXPECT_EQ(report.lines[1].blocks, 13);
 }
 

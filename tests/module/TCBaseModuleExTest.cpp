@@ -9,7 +9,7 @@
 
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/ui/TCPropertyDialog.h"
-#include "tests/signal/Allocations.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/MessageLog.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "sigweave/module/TCExtPar.h"
-#include "tests/signal/Allocations.h"
+#include "tests/support/Allocations.h"
 
 namespace {
 

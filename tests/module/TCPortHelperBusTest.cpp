@@ -10,7 +10,7 @@
 
 #include "sigweave/signal/TCBusSerializeHelper.h"
 #include "tests/module/PortBench.h"
-#include "tests/signal/Allocations.h"
+#include "tests/support/Allocations.h"
 
 using namespace bench;
 using Helper = TCPortHelper;
@@ -376,7 +376,7 @@ TEST(TCPortHelperBlocks, FramesCarryABlockToAnotherHelper) {
     EXPECT_EQ(to.writer.DeSerializeBlock(0, frame), 0);
     to.writer.WriteDblVal(0, 1.0);
     EXPECT_EQ(to.Receive().GetState(), START);
-    EXPECT_EQ(to.Receive().GetState(), BUSY) << "the states go on behind it";
+    EXPECT_EQ(to.Receive().GetState(), BUSY) << "the states go on after it";
     EXPECT_EQ(to.writer.DeSerializeBlock(0, frame.Left(frame.GetLength() - 1)), -14);
     EXPECT_EQ(ints.writer.DeSerializeBlock(0, frame), -2);
 }

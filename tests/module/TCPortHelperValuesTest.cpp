@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tests/module/PortBench.h"
-#include "tests/signal/Allocations.h"
+#include "tests/support/Allocations.h"
 
 using namespace bench;
 using Helper = TCPortHelper;

@@ -98,7 +98,7 @@ TEST(BusSelect, TakesPartsOfNamesOrWholeOnesOrTheOthers) {
         const std::string warnings = ModuleBench::TakeWarnings();
         const bool none = std::string(row.channels) == "nothing";
         EXPECT_EQ(warnings.find("\"count\", \"mic 1\", \"image\", \"notes\"") != std::string::npos, none);
-        EXPECT_EQ(warnings.find('\n'), none ? warnings.size() - 1 : std::string::npos) << "told once";
+        EXPECT_EQ(warnings.find('\n'), none ? warnings.size() - 1 : std::string::npos) << "reported once";
     }
 }
 

@@ -22,7 +22,7 @@ struct Filter : testing::Test {
         EXPECT_TRUE(bench.Run(samples, {"test", RATE})) << bench.Error();
         return bench.Samples(0);
     }
-    // The transfer function, of an impulse that has died away within so many samples.
+    // The transfer function, of an impulse that has died away within that number of samples.
     std::vector<std::complex<double>> Response(const std::string& settings,
                                                const std::vector<double>& frequencies, std::size_t samples) {
         std::vector<double> impulse(samples);

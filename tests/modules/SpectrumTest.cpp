@@ -59,7 +59,7 @@ TEST_F(Spectrum, OfACosineIsTheWindowsOwnSpectrum) {
     }
 }
 
-// Half way between bins all terms of a window add up, so that the sign of each tells; by the definition.
+// Half way between bins all terms of a window add up, so that a wrong sign of any shows; by the definition.
 TEST_F(Spectrum, OfACosineBetweenBinsIsWhatTheDefinitionSays) {
     const std::tuple<const char*, double, double> rows[] = {
         {"rectangular", 209.12037102505354, 633.5610924634686},

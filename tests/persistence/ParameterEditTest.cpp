@@ -67,8 +67,8 @@ struct Syntax {
     const char* split;
 };
 
-// Random edits of a text with comments; after each the text says what the model says, and the comments stand
-// as they stood.
+// Random edits of a text with comments; after each the text says what the model says, and the comments are as
+// they were.
 class RandomEdits : public testing::TestWithParam<Syntax> {
  protected:
     RandomEdits() : text(GetParam().unquote, false, GetParam().prefix, nullptr, nullptr, "#") {

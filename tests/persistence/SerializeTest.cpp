@@ -6,7 +6,7 @@
 
 #include "sigweave/persistence/TCSerializeHelper.h"
 #include "sigweave/persistence/TCSerializeOldStream.h"
-#include "tests/signal/Allocations.h"
+#include "tests/support/Allocations.h"
 
 namespace {
 

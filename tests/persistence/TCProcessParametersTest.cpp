@@ -305,7 +305,7 @@ TEST(TCProcessParameters, ArgumentsMayLieInTheText) {
     TCProcessParameters text(false, false, nullptr, ";", "=", "#");
     ASSERT_EQ(text.ParseParamString("a=1;# the name is in a comment"), 1);
     const char* name = text.BuildParamString();
-    EXPECT_EQ(text.InsertParameter(name + 5, "", false), 1) << "behind the comment there is no place";
+    EXPECT_EQ(text.InsertParameter(name + 5, "", false), 1) << "there is no place after the comment";
     EXPECT_STREQ(text.BuildParamString(), "a=1; the name is in a comment;# the name is in a comment");
 }
 

@@ -46,7 +46,7 @@ int CountNodes(TCXML& xml, const std::string& xpath) {
     return xml.SelectNodes(xpath.c_str()).GetCount();
 }
 
-// As if the disk were full behind that many bytes of a file.
+// As if the disk were full after that many bytes of a file.
 class FileSizeLimit {
  public:
     explicit FileSizeLimit(rlim_t bytes) {
@@ -530,7 +530,7 @@ TEST_F(XmlDocument, FollowsPathsOfNamesAsTheEngineDoes) {
     EXPECT_EQ(CountNodes(xml, "r/p:b/c"), 0) << "prefixes of the document are not known outside its root";
     EXPECT_EQ(xml.SelectNodes("p:b/c", xml.SelectSingleNode("r")).GetCount(), 1);
     EXPECT_FALSE(xml.SelectNodes("r/namespace::*"));
-    EXPECT_FALSE(xml.SelectSingleNode("r|r/namespace::*")) << "behind another node, too";
+    EXPECT_FALSE(xml.SelectSingleNode("r|r/namespace::*")) << "after another node, too";
 }
 
 TEST_F(XmlDocument, PreparesSearchTexts) {

@@ -28,7 +28,7 @@ void Write(const std::string& content) {
     std::ofstream(PATH, std::ios::binary) << content;
 }
 
-// What each part holds, and behind it what ended the reading: "end" or the error.
+// What each part holds, followed by what ended the reading: "end" or the error.
 std::vector<std::string> ReadParts() {
     tc::XmlRecordReader reader;
     if (!reader.Open(PATH, "Stream")) return {reader.GetError()};

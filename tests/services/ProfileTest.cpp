@@ -302,7 +302,7 @@ TEST_F(Profile, StartsHivesFromSeveralProcesses) {
     ExpectAllWritten();
 }
 
-// Each is told of its own save, whosever value is there in the end.
+// Each learns that its own save succeeded, whichever value is there in the end.
 TEST_F(Profile, SavesOneEntryFromManyProcesses) {
     std::vector<pid_t> children;
     for (int i = 0; i < 20; ++i)

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Seconds since 1970 as date(1) tells them; local times are those of Berlin.
+// Seconds since 1970 as date(1) gives them; local times are those of Berlin.
 constexpr double MARCH = 1709618889.012345 * 1000;  // Tuesday, 2024-03-05 07:08:09.012345
 constexpr double HOUR = 3600e3;
 

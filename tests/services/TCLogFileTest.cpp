@@ -99,7 +99,7 @@ TEST_F(LogFile, FiltersByTypeAndLevel) {
         EXPECT_EQ(log.LogBinary(row.type, row.level, "s", "t>", 0, nullptr), row.written);
     }
     log.Close();
-    EXPECT_EQ(Lines().size(), 6u - 3u + 6u) << "a binary entry has an empty line behind it";
+    EXPECT_EQ(Lines().size(), 6u - 3u + 6u) << "a binary entry has an empty line after it";
 }
 
 TEST_F(LogFile, NamesTypesInAColumn) {

@@ -5,8 +5,8 @@
 
 #include "sigweave/module/TCPortHelper.h"
 #include "sigweave/signal/TCBlockBuffer.h"
-#include "tests/signal/Allocations.h"
 #include "tests/signal/StreamLines.h"
+#include "tests/support/Allocations.h"
 
 namespace {
 

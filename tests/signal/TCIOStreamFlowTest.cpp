@@ -9,8 +9,8 @@
 #include "sigweave/module/TCPortHelper.h"
 #include "sigweave/signal/TCBlockBuffer.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
-#include "tests/signal/Allocations.h"
 #include "tests/signal/StreamLines.h"
+#include "tests/support/Allocations.h"
 
 namespace {
 

@@ -40,7 +40,7 @@ class ModuleBench {
               bool first = true, bool last = true);
     // Sends one block, which without samples has metadata only, and lets the module work.
     bool Send(int input, const TCTypeInfo& ti, const std::vector<double>& samples);
-    // Lets the module work until it has nothing to do, at most so many steps.
+    // Lets the module work until it has nothing to do, at most this number of steps.
     bool Pump(int steps = 1 << 30);
     bool Finish();
     // Start, Feed to input 0 or Pump, Finish.
@@ -55,7 +55,7 @@ class ModuleBench {
     std::string States(int output) const;
     // NaN when there is no such result.
     double Result(const std::string& quantity, const std::string& signal = "test") const;
-    // The streams behind an input and an output, for blocks that are no plain samples; they must be wired.
+    // The streams of an input and an output, for blocks that are no plain samples; they must be wired.
     TCIOStream& Input(int input) { return *inputs[Index(input)]; }
     TCIOStream& Stream(int output) { return outputs[Index(output)]->stream; }
     // The warnings of all modules since the last call, one a line.

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-// Sets the checksum right, so that what lies behind it is tried.
+// Sets the checksum right, so that what follows it is tried.
 inline void SignFrame(std::string& frame) {
     const std::uint64_t factor = 0x9E3779B97F4A7C15;
     std::uint64_t sums[4] = {};

@@ -5,8 +5,8 @@
 #include <limits>
 #include <vector>
 
-#include "tests/signal/Allocations.h"
 #include "tests/signal/StreamLines.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/PackedFrame.h"
 
 namespace {
@@ -208,7 +208,7 @@ TEST(StreamForms, OldFormOfManyTexts) {
     EXPECT_LT(allocations::Count() - before, 10'100);
 }
 
-// One block has one frame: what stands between its items is part of it.
+// One block has one frame: what is between its items is part of it.
 TEST(StreamForms, FramesHoldNothingBetweenTheirItems) {
     StreamLines from, to;
     from.writer.StartWriteSegments();

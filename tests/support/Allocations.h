@@ -9,7 +9,7 @@ bool AreSeen();
 int Count();
 // How many of them were not given back.
 int Live();
-// The next but `after` allocation fails, and all behind it; negative: none.
+// After `after` further allocations all fail; negative: none does.
 void FailAfter(int after);
 
 }  // namespace allocations

@@ -1,4 +1,4 @@
-#include "tests/signal/Allocations.h"
+#include "tests/support/Allocations.h"
 
 #include <cstdlib>
 #include <new>
