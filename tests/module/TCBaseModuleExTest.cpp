@@ -373,14 +373,23 @@ TEST(TCBaseModuleEx, TheDialogIsMadeOfTheDeclaration) {
     const TCPropertyDialogInfo& block = *dialog.Find("block");
     EXPECT_EQ(block.get(), "1024");
     EXPECT_EQ(block.check("0"), "block: '0' is not valid; expected an integer from 1 to 1048576");
-    EXPECT_EQ(block.check("8") + block.get(), "1024") << "a check changes nothing";
+    EXPECT_EQ(block.check("8"), "");
+    EXPECT_EQ(block.get(), "1024") << "a check changes nothing";
     block.set("8");
     CString refusal;
     EXPECT_FALSE(dialog.apply(refusal));
     EXPECT_EQ(refusal, "file: must be given; expected a file name");
-    for (const char* key : {"block", "file"}) dialog.Find(key)->set("9");
+    TCArray<TCModuleFile> files;
+    for (const char* key : {"block", "file", "out"}) {
+        module.GetFiles(files);
+        dialog.Find(key)->set("9");
+    }
     EXPECT_TRUE(dialog.apply(refusal)) << refusal;
     EXPECT_EQ(module.ParamInt("block"), 9);
+    module.GetFiles(files);
+    std::string uses;
+    for (const TCModuleFile& file : files) uses += std::to_string(file.use) + std::string(file.path) + " ";
+    EXPECT_EQ(uses, "09 09 19 ") << "those that are given, read and written";
 }
 
 TEST(TCBaseModuleEx, InputsAreNamedByTheirNumber) {

@@ -334,6 +334,16 @@ TEST(TCPortHelperBlocks, BlocksAreForwardedHeldAndCopied) {
         << "the same block";
     EXPECT_EQ(stage.Play("BBuus"), " 1 1 B") << "to nobody one at a time, so that the flow goes on";
     EXPECT_EQ(stage.Play("Bfwrr"), " 1 0 B3 B1") << "goes on from the state that was forwarded";
+    stage.sink.reader.RemoveContents(0, true);
+    EXPECT_TRUE(All(
+        0, {stage.helper.ForwardBlock(0, 0), stage.helper.ForwardBlock(9, 0), stage.helper.ForwardBlock(0, 9),
+            stage.helper.WriteCopy(0, nullptr), stage.helper.WriteCopy(9, nullptr),
+            stage.helper.ExchangeBinary(9, &stage.held, true), stage.helper.CopyStreamContent(0, 0),
+            stage.helper.CopyStreamContent(9, 0), stage.helper.SerializeBlock(9, nullptr),
+            stage.helper.DeSerializeBlock(9, ""), stage.helper.RemoveContents(9, true)}))
+        << "no port, or nothing waits";
+    EXPECT_EQ(stage.Play("Sa"), " 1");
+    EXPECT_TRUE(All(0, {stage.helper.CopyStreamContent(0, 9), stage.helper.ForwardBlock(9, 0)}));
     Stage copies;
     EXPECT_EQ(copies.Play("SBPhcHanrrrdar"), " 1 0 0 2 2 S3 B3 P3 1 1 P3");
     EXPECT_EQ(copies.Play("RhBcHDwrRhBaHDwr"), " 1 -18 0 1 0 S1 1 -18 0 1 0 B1")

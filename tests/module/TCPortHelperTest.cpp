@@ -79,6 +79,9 @@ TEST(TCPortHelperPorts, APortKeepsItsFirstDeclaration) {
     helper.AttachPortRange(OUTPUT, 2, 1, nullptr, 9);
     helper.AttachPortRange(OUTPUT, 6, 0, name, 0);
     helper.SetPort(OUTPUT, 65536, "absurd", SIGNAL);
+    TCPortHelper most(nullptr);
+    for (const unsigned last : {65535u, 65536u}) most.SetPort(INPUT, last, "Last", SIGNAL);
+    EXPECT_EQ(most.GetPortCnt(INPUT), 65536);
     EXPECT_EQ(Ports(helper, OUTPUT), " 2/0:4000040 Own:100 :0 3/3:4000040 3/4:4000040 :0")
         << "no ports, and a type beyond the table, only make room";
     EXPECT_STREQ(helper.GetPortName(INPUT, 2), "");

@@ -156,6 +156,11 @@ TEST(TCPortHelperWaiting, PacketsBeginAndEnd) {
         EXPECT_EQ(line.reader.IsPacketStart(0, false), starts[i]) << i;
         EXPECT_EQ(line.reader.IsPacketStop(0), stops[i]) << i;
     }
+    line.Send(0, START);
+    line.reader.TakeBlock(0);
+    line.Send(0, {BUSY, STOP, START});
+    EXPECT_FALSE(line.reader.IsPacketStart(0, true)) << "the first that waits counts";
+    EXPECT_FALSE(line.reader.IsPacketStart(9, true) || line.reader.IsPacketStop(9));
 }
 
 TEST(TCPortHelperWaiting, PiecesOfABlockGetTheirStates) {
