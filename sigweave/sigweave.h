@@ -58,6 +58,8 @@
 #include "sigweave/platform/SystemError.h"
 #include "sigweave/platform/Thread.h"
 #include "sigweave/platform/Window.h"
+#include "sigweave/recording/RecordingReader.h"
+#include "sigweave/recording/RecordingWriter.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
 #include "sigweave/services/NearNames.h"

@@ -5,10 +5,10 @@
 #include <utility>
 
 #include "modules/common/RecordFiles.h"
+#include "modules/common/Recording.h"
 #include "modules/common/SharedSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/module/TCValidateActualPortType.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
@@ -37,32 +37,6 @@ constexpr int MOST_DOCUMENTS = 65536;
 bool Exists(const std::string& file) {
     std::error_code ignored;
     return std::filesystem::exists(file, ignored);
-}
-
-// A block after which nothing follows, with all that is nested in it, ends its signal.
-void EndSignal(TCIOStream::Block& block) {
-    if (block.GetTI() != nullptr) {
-        TCTypeInfo ti = *block.GetTI();
-        ti.SetState(tc::BlockState(tc::BeginsSignal(ti.GetState()), true));
-        block.SetTI(&ti);
-    }
-    for (int i = 0; i < block.SegmentCnt(); ++i) {
-        const TCIOStream::DataSegment& segment = *block.Segment(i);
-        if (segment.GetBlocks() != nullptr && segment.GetElementCount() > 0)
-            EndSignal(*segment.GetBlocks()[segment.GetElementCount() - 1]);
-    }
-}
-
-// Whether more of its signal, or of one that is nested in it, was to follow.
-bool BreaksOff(const TCIOStream::Block& block) {
-    if (block.GetTI() != nullptr && !tc::EndsSignal(block.GetTI()->GetState())) return true;
-    for (int i = 0; i < block.SegmentCnt(); ++i) {
-        const TCIOStream::DataSegment& segment = *block.Segment(i);
-        if (segment.GetBlocks() != nullptr && segment.GetElementCount() > 0 &&
-            BreaksOff(*segment.GetBlocks()[segment.GetElementCount() - 1]))
-            return true;
-    }
-    return false;
 }
 
 }  // namespace
@@ -128,7 +102,7 @@ bool XmlPlayer::OnSettingsChanged(TCString& error) {
     portHelper->ClearPorts(true);
     for (unsigned i = 0; i < found.size(); ++i) {
         const TCString name = found.size() == 1 ? TCString("Signal") : TCString::FormatS("Signal %u", i + 1);
-        DeclareOutput(i, name, found[i]);
+        tc::DeclareRecordedOutput(*portHelper, i, name, found[i].type, found[i].items);
     }
     tracks = std::move(found);
     return true;
@@ -136,24 +110,6 @@ bool XmlPlayer::OnSettingsChanged(TCString& error) {
 
 TCForetoldSignal XmlPlayer::ForetellOutput(int output, std::span<const TCForetoldSignal>) {
     return tracks[static_cast<std::size_t>(output)].foretold;
-}
-
-void XmlPlayer::DeclareOutput(unsigned output, const TCString& name, const Track& track) {
-    TCValidateActualPortType items;
-    items.FillValidation(track.items, track.type.c_str());
-    TCString token;
-    TCString declarator;
-    int item = 0;
-    items.GetInternalToken(item, token, declarator);
-    const bool withTypeInfo = token == "TYPEINFO" && track.items > 1;
-    if (withTypeInfo) items.GetInternalToken(++item, token, declarator);
-    if (item + 1 == track.items) {
-        portHelper->SetPort(OUTPUT, output, name, token, declarator, withTypeInfo);
-        return;
-    }
-    const unsigned type = portHelper->SetPort(OUTPUT, output, name, "MultiType", "", withTypeInfo);
-    for (; items.GetInternalToken(item, token, declarator); ++item)
-        portHelper->AddMultitype(type, token, declarator);
 }
 
 int XmlPlayer::Init() {
@@ -190,8 +146,8 @@ int XmlPlayer::Play(unsigned output, Track& track) {
         track.reader = nullptr;
         return 0;
     }
-    if (IsInterrupted()) EndSignal(track.reader->GetBlock());
-    track.breaksOff = BreaksOff(track.reader->GetBlock());
+    if (IsInterrupted()) tc::EndSignal(track.reader->GetBlock());
+    track.breaksOff = tc::BreaksOff(track.reader->GetBlock());
     if (portHelper->WriteCopy(output, &track.reader->GetBlock()) >= 0) return 1;
     return Fail(tc::MODULE_FAILED, Bilingual("%1: block %2 does not fit: %3", "%1: Block %2 passt nicht: %3"),
                 {track.file, std::to_string(track.reader->GetBlockNumber()),

@@ -44,7 +44,6 @@ class XmlPlayer final : public TCBaseModuleEx {
 
     std::vector<std::string> Files() const;
     static bool Open(Track& track, std::string& error);
-    void DeclareOutput(unsigned output, const TCString& name, const Track& track);
     int Play(unsigned output, Track& track);
     void WarnOfBreak(const Track& track);
 

@@ -1,17 +1,12 @@
 #include "modules/xml-recorder/XmlRecorder.h"
 
-#include <filesystem>
-#include <utility>
-
 #include "modules/common/RecordFiles.h"
+#include "modules/common/Recording.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
-#include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
-
-using tc::Bilingual;
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
@@ -109,28 +104,9 @@ int XmlRecorder::Fetch() {
 }
 
 std::string XmlRecorder::WhyRefused(unsigned input) const {
-    constexpr TCPortHelper::TYPE ADDRESSES = TCPortHelper::TYPE_POINTER | TCPortHelper::TYPE_POINTERARRAY;
-    constexpr TCPortHelper::TYPE MATRICES = TCPortHelper::TYPE_SWORDMATRIX | TCPortHelper::TYPE_DOUBLEMATRIX;
-    if (portHelper->DoesDataTypeMatch(INPUT, input, ADDRESSES) &&
-        !portHelper->DoesDataTypeMatch(INPUT, input, MATRICES))
-        return Bilingual(
-                   "%1: delivers addresses, which mean nothing in a file; wire it to values",
-                   "%1: liefert Adressen, die in einer Datei nichts bedeuten; verbinden Sie den Eingang mit "
-                   "Werten")
-            .With({std::string(portHelper->GetPortName(INPUT, input))});
-    const std::string file = FileOf(static_cast<int>(input));
-    std::error_code ignored;
-    const std::filesystem::file_status status = std::filesystem::status(file, ignored);
-    const bool exists = std::filesystem::exists(status);
-    if (exists && (!std::filesystem::is_regular_file(status) || tc::IsStandardStream(file)))
-        return Bilingual(
-                   "file: %1 is not an ordinary file, which a recording needs; name another one",
-                   "file: %1 ist keine gewöhnliche Datei, eine Aufzeichnung braucht aber eine; nennen Sie "
-                   "eine andere")
-            .With({file});
-    if (exists && !ParamBool("overwrite")) return "file: " + tc::ThereAlready(file);
-    const std::string unwritable = tc::WhyNotWritable(file, FileWriting::InPlace);
-    return unwritable.empty() ? "" : "file: " + unwritable;
+    const std::string reason = tc::WhyNotRecorded(*portHelper, input);
+    return !reason.empty() ? reason
+                           : tc::WhyNotRecordFile(FileOf(static_cast<int>(input)), ParamBool("overwrite"));
 }
 
 bool XmlRecorder::BeginTracks(std::string& error) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string_view>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/ValueWording.h"
 #include "sigweave/signal/UnitText.h"

@@ -7,6 +7,7 @@
 #include <functional>
 #include <limits>
 
+#include "sigweave/recording/RecordingReader.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
 #include "sigweave/signal/forms/StreamRecord.h"
 #include "tests/support/ModuleBench.h"
@@ -107,10 +108,14 @@ const Kind KINDS[] = {{"TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}", 2, WriteDoubl
                       {"DOUBLE[1]{gain} SWORD[1]{BIN} UBYTE[]{Text}", 3, WriteParts},
                       {"STRUCT_BUS{BUS}", 1, WriteBus}};
 
-// Records what `fill` sends over a line of that type.
+bool IsXml(const std::string& file) {
+    return file.ends_with(".xml");
+}
+
+// Records what `fill` sends over a line of that type, by the recorder of such files.
 std::string Record(const std::string& file, const char* type, int items,
                    const std::function<void(TCIOStream&)>& fill) {
-    ModuleBench recorder("xml-recorder", "XmlRecorder");
+    ModuleBench recorder(IsXml(file) ? "xml-recorder" : "recorder", IsXml(file) ? "XmlRecorder" : "Recorder");
     EXPECT_TRUE(recorder.Set("file=\"" + file + "\"\n"));
     EXPECT_EQ(recorder.Module().ValidatePortType(INPUT, 0, type, items), 1);
     recorder.Module().AddLine(INPUT, 0);
@@ -124,7 +129,8 @@ std::string Record(const std::string& file, const char* type, int items,
 
 // A player with the stream that hears its first output.
 struct Player : ModuleBench {
-    explicit Player(const std::string& file) : ModuleBench("xml-player", "XmlPlayer") {
+    explicit Player(const std::string& file)
+        : ModuleBench(IsXml(file) ? "xml-player" : "player", IsXml(file) ? "XmlPlayer" : "Player") {
         isSet = Set("file=\"" + file + "\"\n");
         Module().AddLine(OUTPUT, 0);
         Module().AddOutputStream(0, heard.SetInputStream(3));
@@ -139,18 +145,20 @@ struct Player : ModuleBench {
     bool failed = false;
 };
 
-TEST(Record, WhatIsPlayedAndRecordedAgainIsTheSameFile) {
+class RecordForm : public testing::TestWithParam<std::string> {};
+
+TEST_P(RecordForm, WhatIsPlayedAndRecordedAgainIsTheSameFile) {
     for (const Kind& kind : KINDS) {
         SCOPED_TRACE(kind.type);
-        const std::string first = Record(FreshFile("first.xml"), kind.type, kind.items, kind.write);
-        Player player("first.xml");
+        const std::string first = Record(FreshFile("first" + GetParam()), kind.type, kind.items, kind.write);
+        Player player("first" + GetParam());
         ASSERT_TRUE(player.isSet) << player.Error();
         const char* type = nullptr;
         int items = 0;
         player.Module().GetPortType(OUTPUT, 0, type, items);
         EXPECT_STREQ(type, kind.type);
         EXPECT_EQ(items, kind.items);
-        const std::string again = Record(FreshFile("again.xml"), type, items, [&](TCIOStream& line) {
+        const std::string again = Record(FreshFile("again" + GetParam()), type, items, [&](TCIOStream& line) {
             ASSERT_TRUE(player.Start()) << player.Error();
             while (player.PlayStep())
                 while (line.ForwardBlock(player.heard) == 1) continue;
@@ -159,6 +167,82 @@ TEST(Record, WhatIsPlayedAndRecordedAgainIsTheSameFile) {
         EXPECT_TRUE(player.Finish());
         EXPECT_EQ(again, first);
     }
+}
+
+TEST_P(RecordForm, AnInterruptedPlayerEndsItsSignals) {
+    Record(FreshFile("long" + GetParam()), KINDS[0].type, 2, WriteDoubles);
+    Player player("long" + GetParam());
+    ASSERT_TRUE(player.isSet && player.Start());
+    ASSERT_TRUE(player.PlayStep());
+    player.Module().Interrupt();
+    while (player.PlayStep()) continue;
+    ASSERT_EQ(player.heard.GetBlockCnt(nullptr), 2);
+    EXPECT_EQ(player.heard.PeekStatus(true), COMPLETE);
+}
+
+INSTANTIATE_TEST_SUITE_P(Record, RecordForm, testing::Values(".xml", ".mcap"));
+
+TEST(Record, KeepsEveryBitInPackedFrames) {
+    Record(FreshFile("bits.mcap"), KINDS[0].type, 2, WriteDoubles);
+    tc::RecordingReader doubles;
+    ASSERT_TRUE(doubles.Open("bits.mcap")) << doubles.GetError();
+    ASSERT_EQ(doubles.Next(), 1);
+    EXPECT_EQ(std::memcmp(doubles.GetBlock().Segment(0)->GetDoubles(), DOUBLES, sizeof DOUBLES), 0);
+    EXPECT_EQ(doubles.GetBlock().GetTI()->GetUnit().GetFactor(), 1000.0);
+    EXPECT_EQ(doubles.GetBlock().GetTI()->GetSignalnameString(), " caf\xE9\n<&> ");
+    Record(FreshFile("bus.mcap"), "STRUCT_BUS{BUS}", 1, WriteBus);
+    tc::RecordingReader bus;
+    ASSERT_TRUE(bus.Open("bus.mcap") && bus.Next() == 1) << bus.GetError();
+    const TCIOStream::Block& channel = *bus.GetBlock().Segment(1)->GetBlocks()[0];
+    EXPECT_EQ(channel.GetTI()->GetUnit().GetFactor(), 0.123);
+    EXPECT_EQ(bus.GetTime(), 1000000000000099976u)
+        << "of its first channel: the double next to 0.1 there is 0.0999755859375";
+}
+
+// One file for all inputs; what one of them brings comes out of the output of the same number, in the order
+// in which it was recorded. A file that breaks off is played to its end.
+TEST(Record, OneFileHoldsAllInputs) {
+    const std::string file = FreshFile("many.mcap");
+    ModuleBench recorder("recorder", "Recorder");
+    ASSERT_TRUE(recorder.Set("file=many.mcap\nsync=1s\n"));
+    recorder.WireInputs({ModuleBench::TIME_DOMAIN, ModuleBench::TIME_DOMAIN});
+    ASSERT_TRUE(recorder.Start()) << recorder.Error();
+    EXPECT_TRUE(recorder.Feed(0, {1.0, 2.0}, {}, 2, true, false));
+    EXPECT_TRUE(recorder.Feed(1, {3.0}, {}, 1));
+    EXPECT_TRUE(recorder.Feed(0, {4.0, 5.0}, {}, 2, false, true));
+    const std::string unended = ReadText(file);
+    EXPECT_TRUE(recorder.Finish());
+    EXPECT_EQ(recorder.Result("blocks", "Signal 1"), 2.0);
+    for (const std::string& bytes :
+         {ReadText(file), unended + "12345", unended.substr(0, unended.size() - 1)}) {
+        std::ofstream(file, std::ios::binary) << bytes;
+        ModuleBench player("player", "Player");
+        ASSERT_TRUE(player.Set("file=many.mcap\n")) << player.Error();
+        ASSERT_EQ(player.Module().GetNoOutput(), 2);
+        for (const int output : {0, 1}) player.WireOutput(output);
+        ASSERT_TRUE(player.Start() && player.Pump() && player.Finish()) << player.Error();
+        const bool isCut = bytes.size() < unended.size();
+        EXPECT_EQ(player.Samples(0), isCut ? std::vector<double>({1, 2}) : std::vector<double>({1, 2, 4, 5}));
+        EXPECT_EQ(player.Samples(1), std::vector<double>{3});
+        const std::string warnings = ModuleBench::TakeWarnings();
+        EXPECT_EQ(warnings.find("breaks off after block 1 of 'test'") != std::string::npos, isCut)
+            << warnings;
+        EXPECT_EQ(warnings.find("5 bytes at its end are no block") != std::string::npos,
+                  bytes.ends_with("12345"));
+    }
+}
+
+TEST(Record, ADamagedRecordingIsPlayedUpToThere) {
+    std::string bytes = Record(FreshFile("damaged.mcap"), KINDS[0].type, 2, WriteDoubles);
+    const std::size_t second = bytes.find("SWBK", bytes.find("SWBK") + 1);
+    bytes[second + 100] ^= 4;
+    std::ofstream("damaged.mcap", std::ios::binary) << bytes;
+    Player player("damaged.mcap");
+    ASSERT_TRUE(player.isSet && player.Start()) << player.Error();
+    while (player.PlayStep()) continue;
+    EXPECT_TRUE(player.failed);
+    EXPECT_EQ(player.heard.GetBlockCnt(nullptr), 1);
+    EXPECT_THAT(player.Module().GetLastErrorText(), HasSubstr("damaged.mcap: block 2 of "));
 }
 
 TEST(Record, KeepsEveryBitOfValuesAndUnits) {
@@ -245,12 +329,16 @@ TEST(Record, AStandardStreamIsNoFileToReplace) {
 }
 
 TEST(Record, AddressesAreRefusedInBothDirections) {
-    ModuleBench recorder("xml-recorder", "XmlRecorder");
     const std::string file = FreshFile("address.xml");
-    ASSERT_TRUE(recorder.Set("file=\"" + file + "\"\n"));
-    recorder.WireInputs({"POINTER{STRUCT}"});
-    EXPECT_FALSE(recorder.Start());
-    EXPECT_THAT(recorder.Error(), HasSubstr("delivers addresses"));
+    const std::pair<const char*, const char*> recorders[] = {{"xml-recorder", "XmlRecorder"},
+                                                             {"recorder", "Recorder"}};
+    for (const auto& [library, id] : recorders) {
+        ModuleBench recorder(library, id);
+        ASSERT_TRUE(recorder.Set("file=\"" + file + "\"\n"));
+        recorder.WireInputs({"POINTER{STRUCT}"});
+        EXPECT_FALSE(recorder.Start());
+        EXPECT_THAT(recorder.Error(), HasSubstr("delivers addresses"));
+    }
     std::ofstream(file) << "<Stream><Block><Segments><Segment><Name/><DataType Value='4'/><Length>1</Length>"
                            "<Values><Pointer>0x10</Pointer></Values></Segment></Segments></Block></Stream>";
     EXPECT_THAT(Player(file).Error(), HasSubstr("block 1: the block holds addresses"));
@@ -281,17 +369,6 @@ TEST(Record, ADamagedDocumentIsToldWithItsBlock) {
     EXPECT_TRUE(player.failed);
     EXPECT_EQ(player.heard.GetBlockCnt(nullptr), 1);
     EXPECT_THAT(player.Module().GetLastErrorText(), HasSubstr("damaged.xml: block 2: "));
-}
-
-TEST(Record, AnInterruptedPlayerEndsItsSignals) {
-    Record(FreshFile("long.xml"), KINDS[0].type, 2, WriteDoubles);
-    Player player("long.xml");
-    ASSERT_TRUE(player.isSet && player.Start());
-    ASSERT_TRUE(player.PlayStep());
-    player.Module().Interrupt();
-    while (player.PlayStep()) continue;
-    ASSERT_EQ(player.heard.GetBlockCnt(nullptr), 2);
-    EXPECT_EQ(player.heard.PeekStatus(true), COMPLETE);
 }
 
 TEST(Record, TheTypeOfOtherDocumentsFollowsFromTheirFirstBlock) {

@@ -25,6 +25,7 @@ constexpr const char* LAYERS[] = {
     "sigweave/signal/",
     "sigweave/persistence/",
     "sigweave/signal/forms/",
+    "sigweave/recording/",
     "sigweave/ui/",
     "sigweave/module/",
     "sigweave/sigweave.h",

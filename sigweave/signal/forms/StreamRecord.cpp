@@ -3,21 +3,18 @@
 #include <charconv>
 
 #include "sigweave/services/Bilingual.h"
-#include "sigweave/signal/TCBusSerializeHelper.h"
+#include "sigweave/signal/forms/BlockType.h"
 #include "sigweave/signal/forms/StreamRecordExact.h"
 
 namespace tc {
 namespace {
 
 using Block = TCIOStream::Block;
-using Segment = TCIOStream::DataSegment;
 
 constexpr const char* ROOT = "Stream";
 constexpr const char* BLOCK_PATH = "Stream/Block";
 constexpr const char* TYPE_PATH = "Stream/Port/Type";
 constexpr const char* ITEMS = "Items";
-// A type that any block fits.
-constexpr const char* ANY_TYPE = "NULL{no_parameters}";
 
 constexpr tc::Bilingual HOLDS_ADDRESSES(
     "the block holds addresses, which mean nothing outside the program",
@@ -31,48 +28,10 @@ constexpr tc::Bilingual CANNOT_BE_MADE(
     "zweimal "
     "vor");
 
-// The type of the port that a segment may have come from; empty when it does not say.
-const char* TypeOf(const Segment& segment) {
-    static constexpr struct {
-        TCIOStream::DATATYPE type;
-        int dimensions;
-        const char* text;
-    } TYPES[] = {
-        {TCIOStream::INT, 1, "SWORD[]{BIN}"},
-        {TCIOStream::INT, 2, "POINTER{SWORD[][]}"},
-        {TCIOStream::DOUBLE, 1, "DOUBLE[]{TIME_DOMAIN}"},
-        {TCIOStream::DOUBLE, 2, "POINTER{DOUBLE[][]}"},
-        {TCIOStream::STRING, 1, "UBYTE[][]{Text}"},
-    };
-    TCBusSerializeHelper::Parts parts;
-    if (segment.GetType() == TCIOStream::BLOCK &&
-        TCBusSerializeHelper::SplitSegmentName(segment.GetName(), parts))
-        return "STRUCT_BUS{BUS}";
-    for (const auto& row : TYPES)
-        if (row.type == segment.GetType() && row.dimensions == segment.GetDimensionCount()) return row.text;
-    return "";
-}
-
 // The message of a segment that cannot be made does not say why.
 std::string Explain(const std::string& message) {
     if (!message.ends_with("Error at SetData")) return message;
     return message + ": " + CANNOT_BE_MADE.Text();
-}
-
-struct PortTypeText {
-    std::string text;
-    int items = 0;
-};
-
-PortTypeText TypeOf(const Block& block) {
-    PortTypeText type;
-    const auto add = [&](const std::string& item) { type.text += (type.items++ > 0 ? " " : "") + item; };
-    if (block.GetTI() != nullptr) add("TYPEINFO{TypeInfo}");
-    const int segments = block.SegmentCnt();
-    const std::string first = segments > 0 ? TypeOf(*block.Segment(0)) : "";
-    const bool isPlain = segments == 1 && block.Segment(0)->GetName().IsEmpty();
-    add((isPlain && !first.empty()) || first.starts_with("STRUCT_BUS") ? first : ANY_TYPE);
-    return type;
 }
 
 }  // namespace
@@ -150,7 +109,7 @@ bool StreamRecordReader::Open(const char* newPath) {
     const int read = Read();
     waiting = read == 1;
     if (waiting && typeString.empty()) {
-        PortTypeText type = TypeOf(*block);
+        BlockType type = TypeOf(*block);
         typeString = std::move(type.text);
         itemCount = type.items;
     }

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/recording/RecordingWriter.h"
+#include "sigweave/services/Bilingual.h"
+
+// Writes every block that arrives at its inputs to one recording, which Player plays again bit for bit.
+// Inputs are of any type but addresses. What was written survives the end of the program, however it comes;
+// memory is that for one block. An old file stays when the run does not begin, as when another module fails
+// to start.
+class Recorder final : public TCBaseModuleEx {
+ public:
+    static constexpr const char* ID = "Recorder";
+
+    explicit Recorder(int instance);
+
+    const char* GetModuleId() const override { return ID; }
+    const char* GetDescription() const override {
+        return tc::Bilingual(
+                   "Records what arrives in one file that survives any end of the program",
+                   "Zeichnet in einer Datei auf, was ankommt; sie übersteht jedes Ende des Programms")
+            .Text();
+    }
+    TCIOStream* SetInputStream(int port, int unused, int precision) override;
+    void DeleteStreams() override;
+    void OnInputsDeclared(int count) override;
+    void GetFiles(TCArray<TCModuleFile>& files) const override;
+    void CheckStart(TCStartCheck& check) override;
+    int Init() override;
+    int Fetch() override;
+    int Execute() override;
+    int Done() override;
+
+ private:
+    struct Track {
+        TCIOStream* stream;  // the helper owns it
+        unsigned input;
+    };
+
+    bool Begin();
+
+    std::vector<Track> tracks;  // of the inputs that are connected; by the number of their signal
+    tc::RecordingWriter writer;
+    bool begun = false;
+};
