@@ -4,6 +4,7 @@
 #include <set>
 
 #include "host/GraphText.h"
+#include "host/TextLines.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
 
@@ -24,29 +25,6 @@ constexpr Bilingual NO_TEXT(
     "'sigweave convert' als Parametertext");
 constexpr Bilingual NOT_EXPRESSIBLE("%1: cannot be written in a graph file as '%2'",
                                     "%1: lässt sich in einer Graphdatei nicht als '%2' schreiben");
-
-struct TextLine {
-    std::string text;
-    std::string end;  // of the last line perhaps empty
-};
-
-// As GraphText counts them: ended by line feed, carriage return, or both.
-std::vector<TextLine> SplitLines(const std::string& text) {
-    std::vector<TextLine> lines;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find_first_of("\r\n", at), text.size());
-        const std::size_t next = std::min(end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1), text.size());
-        lines.push_back({text.substr(at, end - at), text.substr(end, next - end)});
-        at = next;
-    }
-    return lines;
-}
-
-std::string JoinLines(const std::vector<TextLine>& lines) {
-    std::string text;
-    for (const TextLine& line : lines) text += line.text + line.end;
-    return text;
-}
 
 // What is left of the value, and the blanks around it, stay.
 void ReplaceValue(std::string& line, const std::string& written) {
