@@ -25,8 +25,8 @@ std::string ReadAll(const std::filesystem::path& path) {
 }
 
 // Waits for the end, or until `isEnough`.
-struct Run {
-    explicit Run(const json& order) {
+struct Watched {
+    explicit Watched(const json& order) {
         studio::RunProcess::Handlers handlers;
         handlers.onText = [this](std::string text) { Note([&] { texts.push_back(json::parse(text)); }); };
         handlers.onPictures = [this] { Note([this] { hasPictures = true; }); };
@@ -95,7 +95,7 @@ TEST_F(StudioRun, GivesTheSameBytesWhoeverLooks) {
         const std::string record = "r" + std::to_string(watching) + ".xml";
         json order = Order("2", record);
         if (watching == 1) order["watch"] = Watching(50);
-        Run run(order);
+        Watched run(order);
         ASSERT_TRUE(run.WaitForEnd());
         EXPECT_EQ(run.Find("report")["report"]["verdict"], "complete");
         EXPECT_EQ(run.hasPictures, watching == 1);
@@ -108,7 +108,7 @@ TEST_F(StudioRun, GivesTheSameBytesWhoeverLooks) {
 TEST_F(StudioRun, CanBeLookedAtLaterAndEndedEarly) {
     json order = Order("1000000", "r.xml");
     order["realtime"] = true;
-    Run run(order);
+    Watched run(order);
     ASSERT_TRUE(run.WaitFor([&] { return !run.texts.empty(); }));
     ASSERT_TRUE(run.process->Send(json({{"watch", Watching(1)}}).dump()));
     ASSERT_TRUE(run.WaitFor([&] { return run.hasPictures; }));
@@ -121,7 +121,7 @@ TEST_F(StudioRun, CanBeLookedAtLaterAndEndedEarly) {
 }
 
 TEST_F(StudioRun, TellsTheMistakesOfAGraphThatCannotRun) {
-    Run run({{"path", "a.graph"}, {"text", "[a]\nmodule=Nothing\n"}, {"folders", {SIGWEAVE_MODULE_DIR}}});
+    Watched run({{"path", "a.graph"}, {"text", "[a]\nmodule=Nothing\n"}, {"folders", {SIGWEAVE_MODULE_DIR}}});
     ASSERT_TRUE(run.WaitForEnd());
     const json report = run.Find("report")["report"];
     EXPECT_EQ(report["verdict"], "mistakes");
@@ -129,7 +129,7 @@ TEST_F(StudioRun, TellsTheMistakesOfAGraphThatCannotRun) {
 }
 
 TEST_F(StudioRun, IsKilledWithoutAWord) {
-    Run run(Order("1000000", "r.xml"));
+    Watched run(Order("1000000", "r.xml"));
     ASSERT_TRUE(run.WaitFor([&] { return !run.texts.empty(); }));
     run.process->Kill();
     ASSERT_TRUE(run.WaitForEnd());

@@ -19,7 +19,7 @@ const HEAD_HEIGHT = 46;
 const ROW_HEIGHT = 24;
 
 export function nodeHeight(inputs: number, outputs: number): number {
-  return HEAD_HEIGHT + Math.max(inputs, outputs, 1) * ROW_HEIGHT + 30;
+  return HEAD_HEIGHT + Math.max(inputs, outputs, 1) * ROW_HEIGHT + 23;
 }
 
 // A module that takes any number of inputs shows one more than are wired.
