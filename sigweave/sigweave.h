@@ -20,6 +20,7 @@
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCBusValidation.h"
+#include "sigweave/module/TCExtPar.h"
 #include "sigweave/module/TCModuleMessage.h"
 #include "sigweave/module/TCModuleParameter.h"
 #include "sigweave/module/TCPortHelper.h"

@@ -37,6 +37,11 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"a first column with the time, or for spectra the frequency; none if rates or domains differ",
               "eine erste Spalte mit der Zeit, bei Spektren der Frequenz; keine bei verschiedenen Raten oder "
               "Domänen"}},
+    {.name = "on",
+     .kind = TCModuleParameter::SWITCH,
+     .defaultValue = "yes",
+     .help = {"while it is off, rows are left out", "solange es aus ist, entfallen die Zeilen"},
+     .live = true},
 };
 
 // In the order of the choices.
@@ -199,6 +204,7 @@ void CsvWriter::AppendAxis(std::string& text) {
 }
 
 void CsvWriter::AppendRow(std::string& text) {
+    const std::size_t before = text.size();
     if (axis != nullptr) AppendAxis(text);
     for (std::size_t i = 0; i < columns.size(); ++i) {
         Column& column = columns[i];
@@ -210,6 +216,7 @@ void CsvWriter::AppendRow(std::string& text) {
         }
     }
     text += '\n';
+    if (on == 0) text.resize(before);
     ++rows;
 }
 

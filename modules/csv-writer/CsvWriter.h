@@ -16,6 +16,9 @@
 // many digits as read back to the same double ("nan", "inf" and "-inf" for what is no finite number); texts
 // that hold a separator, a quotation mark or a line end are in quotation marks.
 //
+// While the writer is off, which may change in a run, rows are left out; the time of those that follow goes
+// on as if they were there.
+//
 // A column ends with the STOP block of its signal; the rows of longer signals then have empty cells there,
 // and a block that comes later still fails the run. What is ahead of the other columns waits in memory, and
 // beyond some thousand samples in a temporary file, so that memory stays flat.
@@ -65,6 +68,7 @@ class CsvWriter final : public TCBaseModuleEx {
 
     CsvFile file;
     char separator = ',';
+    const int& on = LiveInt("on");
     bool runBegun = false;
     bool headerWritten = false;
     std::vector<Column> columns;

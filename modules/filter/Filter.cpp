@@ -32,14 +32,16 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .unit = "Hz",
      .help = {"where a sine loses 3 dB; the lower corner of a band",
               "wo ein Sinus 3 dB verliert; bei einem Band die untere Grenze"},
-     .scale = TCModuleParameter::LOGARITHMIC},
+     .scale = TCModuleParameter::LOGARITHMIC,
+     .live = true},
     {.name = "upper_corner",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
      .unit = "Hz",
      .help = {"of a band; must be given for one", "eines Bandes; für ein solches anzugeben"},
      .enabledWhen = {"type", "bandpass|bandstop"},
-     .scale = TCModuleParameter::LOGARITHMIC},
+     .scale = TCModuleParameter::LOGARITHMIC,
+     .live = true},
 };
 
 // A line about a corner that does not lie above `least` and below half of the signal's `rate`; 0: it is not
@@ -141,19 +143,39 @@ int Filter::Prepare(unsigned input) {
 int Filter::Design(unsigned input) {
     Channel& channel = channels[input];
     const double rate = channel.metadata.GetSamplerate();
-    const double corner = ParamDbl("corner");
-    const double upper = HasUpperCorner() ? ParamDbl("upper_corner") : 0.0;
     std::string error;
     if (!tc::CheckRate(*portHelper, input, channel.metadata, error))
         return Fail(tc::MODULE_FAILED, error.c_str());
     error = WhyBadCorners(rate, tc::SignalName(*portHelper, input, channel.metadata));
     if (!error.empty()) return Fail(tc::MODULE_FAILED, error.c_str());
-    const long double perSample = 1.0L / rate;
-    channel.cascade =
-        tc::SectionCascade(tc::DesignButterworth(static_cast<tc::FilterBand>(ParamChoice("type")),
-                                                 ParamInt("order"), corner * perSample, upper * perSample));
+    channel.cascade = tc::SectionCascade(Sections(rate));
     channel.rate = rate;
     return 0;
+}
+
+std::vector<tc::Section> Filter::Sections(double rate) const {
+    const long double perSample = 1.0L / rate;
+    const double corner = ParamDbl("corner");
+    const double upper = HasUpperCorner() ? ParamDbl("upper_corner") : 0.0;
+    return tc::DesignButterworth(static_cast<tc::FilterBand>(ParamChoice("type")), ParamInt("order"),
+                                 corner * perSample, upper * perSample);
+}
+
+bool Filter::OnLiveChanged(TCString& error) {
+    std::string reason = WhyBadCorners(0.0, "");
+    for (unsigned input = 0; input < channels.size() && reason.empty(); ++input)
+        if (channels[input].open)
+            reason = WhyBadCorners(channels[input].rate,
+                                   tc::SignalName(*portHelper, input, channels[input].metadata));
+    error = reason.c_str();
+    for (Channel& channel : channels) {
+        if (!reason.empty()) break;
+        if (channel.open)
+            channel.cascade.Redesign(Sections(channel.rate));
+        else
+            channel.rate = std::numeric_limits<double>::quiet_NaN();  // designed when its signal begins
+    }
+    return reason.empty();
 }
 
 int Filter::Pass(unsigned input) {

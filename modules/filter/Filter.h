@@ -17,8 +17,9 @@
 // it (the widest there is).
 //
 // The filter is designed when a signal begins, for its samplerate: a corner that this rate cannot have fails
-// the run, and so does a samplerate or unit that changes within a signal. A value that is not finite spoils
-// everything after it in its signal, with a warning.
+// the run, and so does a samplerate or unit that changes within a signal. A corner that changes in a run
+// changes the filter and keeps its states; one that a signal cannot have is refused. A value that is not
+// finite spoils everything after it in its signal, with a warning.
 class Filter final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Filter";
@@ -37,6 +38,7 @@ class Filter final : public TCBaseModuleEx {
     TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
     int Init() override;
     int Execute() override;
+    bool OnLiveChanged(TCString& error) override;
 
  private:
     struct Channel {
@@ -51,6 +53,7 @@ class Filter final : public TCBaseModuleEx {
     std::string WhyBadCorners(double rate, const std::string& signal) const;
     int Prepare(unsigned input);
     int Design(unsigned input);
+    std::vector<tc::Section> Sections(double rate) const;
     int Pass(unsigned input);
     void Watch(unsigned input);
 

@@ -23,8 +23,24 @@ SectionCascade::SectionCascade(const std::vector<Section>& sections) {
     for (const Section& section : sections) stages.push_back({section});
 }
 
+void SectionCascade::Redesign(const std::vector<Section>& sections) {
+    for (std::size_t i = 0; i < stages.size() && i < sections.size(); ++i)
+        if (stages[i].section != sections[i]) Redesign(stages[i], sections[i]);
+}
+
+// A state is what its integrator holds and half a step more at the present slope.
+void SectionCascade::Redesign(Stage& stage, const Section& section) {
+    const bool hasOneIntegrator = section.drive == 0.0;
+    const double halfStep =
+        hasOneIntegrator ? section.pull / (2.0 - section.pull) : section.pull / section.drive;
+    const double damping = hasOneIntegrator ? 0.0 : section.damping / section.drive - halfStep;
+    stage.section = section;
+    stage.s1 = stage.held1 + halfStep * (stage.x - stage.held2 - damping * stage.held1);
+    stage.s2 = stage.held2 + halfStep * (hasOneIntegrator ? stage.x - stage.held2 : stage.held1);
+}
+
 void SectionCascade::Reset() {
-    for (Stage& stage : stages) stage.s1 = stage.s2 = 0.0;
+    for (Stage& stage : stages) stage = {stage.section};
     untilSilenced = 0;
 }
 
@@ -62,17 +78,33 @@ template <int COUNT>
 void SectionCascade::RunStages(Stage* first, const double* input, double* output, int count) {
     Stage local[COUNT];
     std::copy_n(first, COUNT, local);
-    for (int i = 0; i < count; ++i) {
-        double x = input[i];
-        for (Stage& stage : local) {
-            const Section& a = stage.section;
-            const double s1 = stage.s1;
-            const double s2 = stage.s2;
-            stage.s1 = (s1 + a.drive * x) - (a.drive * s2 + a.damping * s1);
-            stage.s2 = (s2 + a.pull * x) + (a.drive * s1 - a.pull * s2);
-            x = a.direct * x + (a.band * (s1 + stage.s1) + a.low * (s2 + stage.s2));
+    const auto run = [&](int begin, int end) {
+        for (int i = begin; i < end; ++i) {
+            double x = input[i];
+            for (Stage& stage : local) {
+                const Section& a = stage.section;
+                const double s1 = stage.s1;
+                const double s2 = stage.s2;
+                stage.s1 = (s1 + a.drive * x) - (a.drive * s2 + a.damping * s1);
+                stage.s2 = (s2 + a.pull * x) + (a.drive * s1 - a.pull * s2);
+                x = a.direct * x + (a.band * (s1 + stage.s1) + a.low * (s2 + stage.s2));
+            }
+            output[i] = x;
         }
-        output[i] = x;
+    };
+    run(0, count - 1);
+    Stage before[COUNT];
+    std::copy_n(local, COUNT, before);
+    double x = input[count - 1];
+    run(count - 1, count);
+    for (int i = 0; i < COUNT; ++i) {
+        Stage& stage = local[i];
+        const double sum1 = before[i].s1 + stage.s1;
+        const double sum2 = before[i].s2 + stage.s2;
+        stage.x = x;
+        stage.held1 = sum1 / 2;
+        stage.held2 = sum2 / 2;
+        x = stage.section.direct * x + (stage.section.band * sum1 + stage.section.low * sum2);
     }
     std::copy_n(local, COUNT, first);
 }

@@ -19,6 +19,8 @@ struct Section {
     double direct = 0.0;
     double band = 0.0;
     double low = 0.0;
+
+    bool operator==(const Section&) const = default;
 };
 
 // Sections after one another, and their states, which stay from one call to the next: how samples are shared
@@ -28,6 +30,11 @@ class SectionCascade {
     SectionCascade() = default;
     explicit SectionCascade(const std::vector<Section>& sections);
 
+    // Other sections, as many as there are. The integrators keep what they hold, as the capacitors of an
+    // analogue filter do, so that the output goes on from where it was. By the trapezoidal rule no section
+    // can raise the sum of the squares of what its two integrators hold: the output stays bounded however
+    // far and often the corners move. Sections that are as before change nothing, to the last bit.
+    void Redesign(const std::vector<Section>& sections);
     // Back to zero states.
     void Reset();
     // `output` may be `input`.
@@ -40,10 +47,15 @@ class SectionCascade {
         Section section;
         double s1 = 0.0;
         double s2 = 0.0;
+        // Of the last sample: the input, and what the integrators held.
+        double x = 0.0;
+        double held1 = 0.0;
+        double held2 = 0.0;
     };
 
     void Silence();
     void RunAll(const double* input, double* output, int count);
+    static void Redesign(Stage& stage, const Section& section);
     template <int COUNT>
     static void RunStages(Stage* stages, const double* input, double* output, int count);
 

@@ -23,7 +23,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "amplitude",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "1",
-     .help = {"peak value; the level of dc", "Scheitelwert; bei dc der Pegel"}},
+     .help = {"peak value; the level of dc", "Scheitelwert; bei dc der Pegel"},
+     .live = true},
     {.name = "offset",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
@@ -35,7 +36,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"of sine and square; where a sweep begins", "von Sinus und Rechteck; wo ein Sweep beginnt"},
      .minimum = 0.0,
      .enabledWhen = {"form", "sine|square|sweep"},
-     .scale = TCModuleParameter::LOGARITHMIC},
+     .scale = TCModuleParameter::LOGARITHMIC,
+     .live = true},
     {.name = "end_frequency",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "10000",
@@ -142,6 +144,7 @@ int Generator::Init() {
     frequency = ParamDbl("frequency");
     endFrequency = ParamDbl("end_frequency");
     phase = ParamDbl("phase") / 360.0;
+    origin = 0;
     rate = ParamDbl("rate");
     runTime.Take();
     position = 0;
@@ -149,8 +152,7 @@ int Generator::Init() {
     block.resize(static_cast<std::size_t>(ParamInt("block")));
     metadata.SetSignalname(SignalName());
     metadata.SetSamplerate(rate);
-    metadata.SetRangeMin(offset - std::fabs(amplitude));
-    metadata.SetRangeMax(offset + std::fabs(amplitude));
+    SetRange();
     const double highest = form == SWEEP ? std::max(frequency, endFrequency) : frequency;
     if (form < NOISE && highest > rate / 2) {
         TCModuleMessage::Warning(
@@ -161,6 +163,22 @@ int Generator::Init() {
             highest);
     }
     return TCBaseModuleEx::Init();
+}
+
+void Generator::SetRange() {
+    metadata.SetRangeMin(offset - std::fabs(amplitude));
+    metadata.SetRangeMax(offset + std::fabs(amplitude));
+}
+
+bool Generator::OnLiveChanged(TCString&) {
+    amplitude = ParamDbl("amplitude");
+    SetRange();
+    const double changed = ParamDbl("frequency");
+    if (changed == frequency) return true;
+    phase = Cycles(position);
+    origin = position;
+    frequency = changed;
+    return true;
 }
 
 int Generator::Execute() {
@@ -190,9 +208,9 @@ double Generator::Sample(std::int64_t index) {
     switch (form) {
         case SINE:
         case SWEEP:
-            return amplitude * std::sin(2.0 * std::numbers::pi * Cycles(index));
+            return amplitude * std::sin(2.0 * std::numbers::pi * static_cast<double>(Cycles(index)));
         case SQUARE:
-            return Cycles(index) < 0.5 ? amplitude : -amplitude;
+            return static_cast<double>(Cycles(index)) < 0.5 ? amplitude : -amplitude;
         case NOISE:
             return amplitude * (static_cast<double>(random() >> 11) * 0x1p-52 - 1.0);
         case DC:
@@ -203,12 +221,13 @@ double Generator::Sample(std::int64_t index) {
 
 // The phase as a part of a cycle, 0 to below 1. Reckoned in extended precision, since hours of a fast signal
 // are many cycles; divided last, so that where a cycle or half of one begins at a sample it does so exactly.
-double Generator::Cycles(std::int64_t index) const {
+long double Generator::Cycles(std::int64_t number) const {
+    const std::int64_t index = number - origin;
     const long double seconds = static_cast<long double>(index) / rate;
-    const long double length = static_cast<long double>(total) / rate;
+    const long double length = static_cast<long double>(total - origin) / rate;
     const long double slope = form == SWEEP ? (endFrequency - frequency) / (2.0L * length) : 0.0L;
     const long double cycles = (frequency + slope * seconds) * static_cast<long double>(index) / rate + phase;
-    return static_cast<double>(cycles - std::floor(cycles));
+    return cycles - std::floor(cycles);
 }
 
 TC_MODULE_LIBRARY(Generator);

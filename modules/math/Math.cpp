@@ -24,7 +24,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "scale",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "1",
-     .help = {"multiplies the result", "multipliziert das Ergebnis"}},
+     .help = {"multiplies the result", "multipliziert das Ergebnis"},
+     .live = true},
     {.name = "scale_unit",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
@@ -33,7 +34,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "offset",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
-     .help = {"added at last, in the unit of the result", "zuletzt addiert, in der Einheit des Ergebnisses"}},
+     .help = {"added at last, in the unit of the result", "zuletzt addiert, in der Einheit des Ergebnisses"},
+     .live = true},
     {.name = "name",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
@@ -109,8 +111,6 @@ TCForetoldSignal Math::ForetellOutput(int, std::span<const TCForetoldSignal> kno
 
 int Math::Init() {
     operation = GivenOperation();
-    scale = ParamDbl("scale");
-    offset = ParamDbl("offset");
     open = false;
     inputs.clear();
     inputs.resize(static_cast<std::size_t>(GetNoInput()));
@@ -272,6 +272,15 @@ void Math::DescribeResult() {
     const std::string own =
         inputs.size() > 1 ? std::string(ParamStr("operation")) : tc::SignalName(*portHelper, 0, metadata);
     metadata.SetSignalnameString(given.empty() ? own : given);
+    DescribeRange();
+}
+
+bool Math::OnLiveChanged(TCString&) {
+    if (open) DescribeRange();
+    return true;
+}
+
+void Math::DescribeRange() {
     tc::ValueRange range = RangeOf(0);
     for (std::size_t i = 1; i < inputs.size(); ++i) range = tc::Combine(operation, range, RangeOf(i));
     range = tc::Combine(tc::Operation::PRODUCT, range, {scale, scale});
@@ -301,8 +310,10 @@ int Math::Write(std::int64_t count) {
         tc::Combine(operation, result.data(), operand.data(), size);
     }
     if (!whole) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED.Text());
-    if (scale != 1.0 || offset != 0.0)
-        for (double& value : result) value = scale * value + offset;
+    const double factor = scale;
+    const double shift = offset;
+    if (factor != 1.0 || shift != 0.0)
+        for (double& value : result) value = factor * value + shift;
     Stamp();
     position += count;
     return tc::WriteSamples(*portHelper, 0, metadata, result.data(), size);

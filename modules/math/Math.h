@@ -41,6 +41,7 @@ class Math final : public TCBaseModuleEx {
     int Init() override;
     int Execute() override;
     int Done() override;
+    bool OnLiveChanged(TCString& error) override;
 
  private:
     struct Input {
@@ -71,6 +72,7 @@ class Math final : public TCBaseModuleEx {
     tc::Operation GivenOperation() const;
     static bool KeepsUnit(tc::Operation kind);
     void DescribeResult();
+    void DescribeRange();
     tc::ValueRange RangeOf(std::size_t index) const;
     void ToCommonUnit(std::size_t index, double* values, std::size_t count) const;
     int Write(std::int64_t count);
@@ -83,8 +85,8 @@ class Math final : public TCBaseModuleEx {
     const TCTypeInfo& Metadata(std::size_t index) const { return inputs[index].signals.Front().metadata; }
 
     tc::Operation operation = tc::Operation::SUM;
-    double scale = 1.0;
-    double offset = 0.0;
+    const double& scale = LiveDbl("scale");
+    const double& offset = LiveDbl("offset");
     TCSI_Unit scaleUnit;
     std::vector<Input> inputs;
     bool open = false;          // the result has begun and not ended

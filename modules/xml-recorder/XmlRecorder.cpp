@@ -1,6 +1,7 @@
 #include "modules/xml-recorder/XmlRecorder.h"
 
 #include <filesystem>
+#include <utility>
 
 #include "modules/common/RecordFiles.h"
 #include "sigweave/module/ModuleLibrary.h"
@@ -24,12 +25,20 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
      .help = {"replace existing files", "vorhandene Dateien ersetzen"}},
+    {.name = "on",
+     .kind = TCModuleParameter::SWITCH,
+     .defaultValue = "yes",
+     .help = {"while it is off, blocks are left out", "solange es aus ist, entfallen die Blöcke"},
+     .live = true},
 };
+
+constexpr int DIGITS = 9;  // of text forms, which a recording does not have
 
 }  // namespace
 
 XmlRecorder::XmlRecorder(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("", "");
+    remade.AddOutputStream(remadeQueue.SetInputStream(DIGITS));
 }
 
 TCIOStream* XmlRecorder::SetInputStream(int port, int unused, int precision) {
@@ -137,11 +146,41 @@ bool XmlRecorder::BeginTracks(std::string& error) {
 int XmlRecorder::Execute() {
     for (const auto& track : tracks) {
         if (track->stream->GetBlockCnt(nullptr) == 0) continue;
-        if (!track->writer.Append(*track->stream))
+        if (!(on != 0 ? Record(*track) : LeaveOut(*track)))
             return Fail(tc::MODULE_FAILED, track->writer.GetError().c_str());
-        ++track->blocks;
     }
     return 0;
+}
+
+bool XmlRecorder::Record(Track& track) {
+    const TCTypeInfo* const next = track.stream->PeekTI();
+    const TCBLOCKSTATUS state = next != nullptr ? next->GetState() : INVALID;
+    const bool begins = next == nullptr || tc::BeginsSignal(state) || !track.gap;
+    if (next != nullptr) track.metadata = *next;
+    track.open = next != nullptr && !tc::EndsSignal(state);
+    track.gap = false;
+    if (begins) return Append(track, *track.stream);
+    remade.MoveBlocks(*track.stream, tc::BlockState(true, tc::EndsSignal(state)));
+    return Append(track, remadeQueue);
+}
+
+bool XmlRecorder::LeaveOut(Track& track) {
+    const TCTypeInfo* const next = track.stream->PeekTI();
+    const double end = next != nullptr ? next->GetTimestamp() : 0.0;
+    track.stream->RemoveContents(false);
+    track.gap = true;
+    if (!std::exchange(track.open, false)) return true;
+    track.metadata.SetTimestamp(end);
+    track.metadata.SetState(STOP);
+    remade.StartWriteSegments();
+    remade.SetTI(&track.metadata, false);
+    remade.EndWriteSegments();
+    return Append(track, remadeQueue);
+}
+
+bool XmlRecorder::Append(Track& track, TCIOStream& from) {
+    ++track.blocks;
+    return track.writer.Append(from);
 }
 
 int XmlRecorder::Done() {

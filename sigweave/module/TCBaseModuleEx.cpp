@@ -57,6 +57,21 @@ TCString DescribeUnknown(const char* name, std::span<const TCModuleParameter> pa
         .c_str();
 }
 
+// Of a parameter that is not live.
+TCString DescribeFixed(const char* name, std::span<const TCModuleParameter> parameters) {
+    std::string live;
+    for (const TCModuleParameter& parameter : parameters)
+        if (parameter.live) live += (live.empty() ? "" : ", ") + std::string(parameter.name);
+    if (live.empty())
+        return Bilingual("%1: cannot change in a run; the module has no parameter that can",
+                         "%1: kann sich im Lauf nicht ändern; das Modul hat keinen Parameter, der es kann")
+            .With({name})
+            .c_str();
+    return Bilingual("%1: cannot change in a run; %2 can", "%1: kann sich im Lauf nicht ändern, wohl aber %2")
+        .With({name, live})
+        .c_str();
+}
+
 // One name=value a line, ended by line feed, carriage return, or both.
 TCProcessParameters MakeSettingsParser() {
     return {true, false, nullptr, "\r\n", "=", "#;"};
@@ -69,7 +84,7 @@ class TCBaseModuleEx::Change {
  public:
     Change(Values& changing, Values valuesBefore) : values(changing), before(std::move(valuesBefore)) {}
     ~Change() {
-        if (!isKept) values = std::move(before);
+        if (!isKept) Assign(values, before);
     }
     bool Keep(bool keep) { return isKept = keep; }
 
@@ -107,6 +122,12 @@ TCBaseModuleEx::Values TCBaseModuleEx::Defaults() const {
     for (const TCModuleParameter& parameter : parameters)
         defaults.push_back(ReadValue(parameter, parameter.defaultValue));
     return defaults;
+}
+
+// Value by value, for others hold their addresses.
+void TCBaseModuleEx::Assign(Values& to, const Values& from) {
+    to.resize(from.size());
+    std::ranges::copy(from, to.begin());
 }
 
 int TCBaseModuleEx::GetTypeOfModule() {
@@ -171,6 +192,7 @@ int TCBaseModuleEx::Fetch() {
 int TCBaseModuleEx::Done() {
     if (runThread != std::thread::id()) VerifyOrder("Done", true);
     runThread = std::thread::id();
+    if (!settledValues.empty()) Assign(parameterValues, std::exchange(settledValues, {}));
     return TCBaseModule::Done();
 }
 
@@ -238,7 +260,9 @@ const TCBaseModuleEx::Info& TCBaseModuleEx::GetInfo(int index) const {
 
 TCBaseModuleEx::InfoExtern TCBaseModuleEx::GetInfoExtern(int index) const {
     const Info& info = GetInfo(index);
-    return {info.live, info.unit, info.minimum, info.maximum};
+    const bool isNumber = info.kind == Info::INTEGER || info.kind == Info::NUMBER;
+    return {info.live, info.unit, info.minimum, info.maximum,
+            info.live && (isNumber || info.kind == Info::SWITCH)};
 }
 
 bool TCBaseModuleEx::IsEnabled(int index) const {
@@ -259,7 +283,15 @@ const TCModuleParameter* TCBaseModuleEx::FindParameter(const char* name) const {
 
 // Null for an index out of range, and for a parameter that has no value.
 const char* TCBaseModuleEx::ValueText(int index) const {
-    return index >= 0 && parameterValues[index].isThere ? parameterValues[index].text.c_str() : nullptr;
+    return index >= 0 && parameterValues[index].isThere ? TextOf(index).c_str() : nullptr;
+}
+
+const CString& TCBaseModuleEx::TextOf(int index) const {
+    const Value& value = parameterValues[index];
+    if (!value.isDriven) return value.text;
+    const TCModuleParameter& parameter = parameters[index];
+    const double number = parameter.kind == TCModuleParameter::NUMBER ? value.number : value.integer;
+    return value.drivenText = static_cast<const char*>(parameter.AsText(number));
 }
 
 TCString TCBaseModuleEx::GetParameter(const char* name) const {
@@ -279,6 +311,64 @@ bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString&
     }
     parameterValues[index] = ReadValue(parameters[index], newValue);
     return true;
+}
+
+bool TCBaseModuleEx::OnLiveChanged(TCString&) {
+    return true;
+}
+
+bool TCBaseModuleEx::SetLive(const char* name, const char* value, TCString& error) {
+    VerifyOrder("SetLive", true);
+    const int index = FindIndex(name);
+    if (index >= 0 && !parameters[index].live) {
+        error = DescribeFixed(parameters[index].name, parameters);
+        return false;
+    }
+    Assign(valuesInTrial, parameterValues);
+    return SetParameter(name, value, error) && MakeLive(error);
+}
+
+bool TCBaseModuleEx::SetLive(std::span<const LiveValue> values, TCString& error) {
+    VerifyOrder("SetLive", true);
+    for (const LiveValue& value : values)
+        if (!CheckLive(value, error)) return false;
+    Assign(valuesInTrial, parameterValues);
+    for (const LiveValue& value : values) Drive(value);
+    return MakeLive(error);
+}
+
+bool TCBaseModuleEx::CheckLive(const LiveValue& value, TCString& error) const {
+    const Info& info = GetInfo(value.parameter);
+    if (!info.live)
+        error = DescribeFixed(info.name, parameters);
+    else if (!info.AllowsNumber(value.number))
+        error = info.DescribeRefusal(info.AsText(value.number));
+    else
+        return true;
+    return false;
+}
+
+void TCBaseModuleEx::Drive(const LiveValue& value) {
+    Value& driven = parameterValues[static_cast<std::size_t>(value.parameter)];
+    driven.isThere = driven.isDriven = true;
+    driven.number = value.number;
+    if (GetInfo(value.parameter).kind != TCModuleParameter::NUMBER)
+        driven.integer = static_cast<int>(value.number);
+}
+
+// What is in trial is in force already; the values of before are in `valuesInTrial`.
+bool TCBaseModuleEx::MakeLive(TCString& error) {
+    if (settledValues.empty()) settledValues = valuesInTrial;
+    if (OnLiveChanged(error)) return true;
+    Assign(parameterValues, valuesInTrial);
+    return false;
+}
+
+double TCBaseModuleEx::GetNumber(int index) const {
+    const Info::Kind kind = GetInfo(index).kind;
+    if (kind == Info::NUMBER) return parameterValues[static_cast<std::size_t>(index)].number;
+    const bool isWhole = kind == Info::INTEGER || kind == Info::SWITCH;
+    return isWhole ? parameterValues[static_cast<std::size_t>(index)].integer : 0.0;
 }
 
 bool TCBaseModuleEx::ApplySettings(TCString& error) {
@@ -314,7 +404,8 @@ TCString TCBaseModuleEx::GetSettings() const {
 
 bool TCBaseModuleEx::SetSettings(const char* text, TCString& error) {
     VerifyOrder("SetSettings", false);
-    Change change(parameterValues, std::exchange(parameterValues, Defaults()));
+    Change change(parameterValues, parameterValues);
+    Assign(parameterValues, Defaults());
     return change.Keep(ReadSettings(text, error) && MakeEffective(error));
 }
 
@@ -381,7 +472,17 @@ double TCBaseModuleEx::ParamDbl(int index) const {
 }
 
 const CString& TCBaseModuleEx::ParamText(const char* name) const {
-    return ValueAt(FindIndex(name), name, ALL_KINDS).text;
+    const int index = FindIndex(name);
+    const Value& value = ValueAt(index, name, ALL_KINDS);
+    return value.isDriven ? TextOf(index) : value.text;
+}
+
+const double& TCBaseModuleEx::LiveDbl(const char* name) const {
+    return ValueAt(FindIndex(name), name, NUMBERS).number;
+}
+
+const int& TCBaseModuleEx::LiveInt(const char* name) const {
+    return ValueAt(FindIndex(name), name, INTEGERS | SWITCHES).integer;
 }
 
 TCString TCBaseModuleEx::ParamStr(const char* name) const {

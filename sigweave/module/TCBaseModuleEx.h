@@ -101,6 +101,12 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // inputs'. Exact, or not known: the base knows nothing. [control]
     virtual TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs);
 
+    // 36: live parameters have new values (see SetLive), which hold from the next block on. False when they
+    // do not fit the others or the signal; `error` then says why, as for OnSettingsChanged, nothing else may
+    // have changed, and the values are taken back. For what follows from the values, as coefficients; a
+    // module that only reads them (LiveDbl) need not override it. [run]
+    virtual bool OnLiveChanged(TCString& error);
+
     // What a host reads of a parameter: its declaration itself.
     using Info = TCModuleParameter;
     // How a parameter may be driven from outside while the module runs.
@@ -109,6 +115,7 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
         const char* unit = "";
         double minimum = 0.0;  // in the unit; values beyond the limits are refused
         double maximum = 0.0;
+        bool isDrivable = false;  // live, and a number or a switch: a signal may drive it (see TCExtPar)
     };
 
     std::span<const TCModuleParameter> GetParameters() const { return parameters; }
@@ -129,6 +136,21 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // given is missing, or what OnSettingsChanged answers. All values are then as they were when they were
     // last effective.
     bool ApplySettings(TCString& error);
+
+    // A number for a live parameter, by the index in the table; in its unit, for a SWITCH 0 or 1.
+    struct LiveValue {
+        int parameter = 0;
+        double number = 0.0;
+    };
+    // New values for live parameters, between two steps of a run; several at once where they belong together,
+    // as the corners of a band. They hold from the next block on, and at the end of the run the settings are
+    // again as before it. False for a parameter that is not live and for a value that is not allowed, by the
+    // checks and in the words of SetParameter, and when OnLiveChanged refuses; all values are then as they
+    // were. Numbers are set without an allocation. [run]
+    bool SetLive(const char* name, const char* value, TCString& error);
+    bool SetLive(std::span<const LiveValue> values, TCString& error);
+    // The present value of an INTEGER, a NUMBER or a SWITCH (0 or 1); 0 for others.
+    double GetNumber(int index) const;
 
     // All settings as parameter text: name=value lines, texts in quotation marks with escapes. Parameters
     // that must be given and were not are left out.
@@ -153,6 +175,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // The same text without a copy, valid until the settings change.
     const CString& ParamText(const char* name) const;
     bool ParamBool(const char* name) const;
+    // The values themselves, as they are now: valid as long as the module, for a member that Execute reads
+    // like a variable of its own. LiveDbl is for INTEGER and NUMBER, LiveInt for INTEGER and SWITCH (0 or 1).
+    const double& LiveDbl(const char* name) const;
+    const int& LiveInt(const char* name) const;
     // The position of the value among the choices, of a SWITCH 0 or 1. Rather use the one below.
     int ParamChoice(const char* name) const;
     // What the word of a CHOICE means, by the table of tc::Choice that the parameter was declared with (see
@@ -198,19 +224,27 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     void Warn(const tc::Bilingual& text, std::initializer_list<std::string_view> inserts = {});
 
  private:
-    // A value, as text and as what its kind makes of it. Not there: it must be given and was not.
+    // A value, as text and as what its kind makes of it. Not there: it must be given and was not. While it is
+    // driven by numbers, its text is made when somebody asks.
     struct Value {
         bool isThere = false;
         CString text;
         int integer = 0;  // or the position of a choice
         double number = 0.0;
+        bool isDriven = false;
+        mutable CString drivenText = {};
     };
-    using Values = std::vector<Value>;  // one a parameter
+    using Values = std::vector<Value>;  // one a parameter, each at one address as long as the module
     class TC_LOCAL Change;
 
     TC_LOCAL int FindIndex(const char* name) const;
     TC_LOCAL bool HasOneOf(const char* name, const char* values) const;
     TC_LOCAL const char* ValueText(int index) const;
+    TC_LOCAL const CString& TextOf(int index) const;
+    TC_LOCAL static void Assign(Values& to, const Values& from);
+    TC_LOCAL bool CheckLive(const LiveValue& value, TCString& error) const;
+    TC_LOCAL void Drive(const LiveValue& value);
+    TC_LOCAL bool MakeLive(TCString& error);
     TC_LOCAL static Value ReadValue(const TCModuleParameter& parameter, const char* text);
     TC_LOCAL Values Defaults() const;
     TC_LOCAL const Value& ValueAt(int index, const char* name, unsigned kinds) const;
@@ -225,6 +259,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     std::span<const TCModuleParameter> parameters;
     Values parameterValues;
     Values effectiveValues;
+    Values settledValues;                   // while live ones hold: those of before
+    Values valuesInTrial;                   // before live ones that may be refused
     mutable CStringArray reportedMistakes;  // mistakes
     std::thread::id runThread;              // none outside of runs
     TCArray<TCModuleResult> results;

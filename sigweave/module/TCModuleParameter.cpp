@@ -35,6 +35,11 @@ bool ReadWhole(const char* text, int& number) {
     return true;
 }
 
+// Not for what is no number.
+bool IsWithin(const TCModuleParameter& parameter, double number) {
+    return std::isfinite(number) && number >= parameter.minimum && number <= parameter.maximum;
+}
+
 const char* WordsOf(const TCModuleParameter& parameter) {
     return parameter.kind == TCModuleParameter::SWITCH ? "no|yes" : parameter.choices;
 }
@@ -84,7 +89,7 @@ std::string WhyNoNumber(const TCModuleParameter& parameter, const TCString& valu
 
 bool TCModuleParameter::ReadInteger(const char* value, int& number) const {
     int read = 0;
-    if (!ReadWhole(value, read) || read < minimum || read > maximum) return false;
+    if (!ReadWhole(value, read) || !IsWithin(*this, read)) return false;
     number = read;
     return true;
 }
@@ -92,10 +97,30 @@ bool TCModuleParameter::ReadInteger(const char* value, int& number) const {
 bool TCModuleParameter::ReadNumber(const char* value, double& number) const {
     double read = 0.0;
     CString ignored;
-    if (!tc::ReadQuantity(Trimmed(value), unit, read, ignored) || !std::isfinite(read)) return false;
-    if (read < minimum || read > maximum) return false;
+    if (!tc::ReadQuantity(Trimmed(value), unit, read, ignored) || !IsWithin(*this, read)) return false;
     number = read;
     return true;
+}
+
+bool TCModuleParameter::AllowsNumber(double number) const {
+    constexpr double LARGEST = std::numeric_limits<int>::max();
+    constexpr double SMALLEST = std::numeric_limits<int>::min();
+    switch (kind) {
+        case INTEGER:
+            return IsWithin(*this, number) && number == std::trunc(number) && number <= LARGEST &&
+                   number >= SMALLEST;
+        case NUMBER:
+            return IsWithin(*this, number);
+        case SWITCH:
+            return number == 0.0 || number == 1.0;
+        default:
+            return false;
+    }
+}
+
+TCString TCModuleParameter::AsText(double number) const {
+    if (kind == SWITCH && AllowsNumber(number)) return number == 1.0 ? "yes" : "no";
+    return tc::ShortestText(number).c_str();
 }
 
 int TCModuleParameter::FindChoice(const char* value) const {

@@ -43,7 +43,7 @@ struct TC_API TCModuleParameter {
     Scale scale = LINEAR;
     double step = 0.0;            // of INTEGER and NUMBER, in the unit; 0: none
     int digits = -1;              // digits to show behind the point; -1: as many as the value has
-    bool live = false;            // it may change in a run
+    bool live = false;            // it may change in a run (see TCBaseModuleEx::SetLive)
     const char* fileFilter = "";  // of FILE and OUTPUT_FILE: "*.wav|*.flac"; empty: all files
     bool secret = false;          // no table, message, log or report shows its value
 
@@ -54,6 +54,10 @@ struct TC_API TCModuleParameter {
     // around the number are ignored. ReadNumber converts what has another unit to the declared one.
     bool ReadInteger(const char* value, int& number) const;
     bool ReadNumber(const char* value, double& number) const;
+    // Whether a number in the declared unit, as a signal brings it, is a value: for an INTEGER a whole one,
+    // for a SWITCH 0 (no) or 1 (yes); of other kinds none is. AsText is the value that it stands for.
+    bool AllowsNumber(double number) const;
+    TCString AsText(double number) const;
     // Of a value that is not allowed, in all of the program's messages: "corner: '3 V' is not valid; expected
     // a number (in Hz); the unit V does not fit; expected Hz". A secret value is not quoted.
     TCString DescribeRefusal(const char* value) const;
