@@ -13,6 +13,7 @@ std::vector<int> LinesOfEntries(const GraphFile& graph) {
         for (const Setting& setting : instance.settings) lines.push_back(setting.place.line);
     }
     for (const LineEntry& line : graph.GetLines()) lines.push_back(line.place.line);
+    for (const ViewEntry& entry : graph.GetView()) lines.push_back(entry.place.line);
     std::sort(lines.begin(), lines.end());
     return lines;
 }

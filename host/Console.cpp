@@ -1,6 +1,7 @@
 #include "host/Console.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <iostream>
 #include <map>
@@ -22,6 +23,7 @@ using tc::Bilingual;
 constexpr const char* CLEAR_LINE = "\r\033[K";
 
 std::mutex mutex;
+std::atomic<bool> isSilent{false};
 std::string progress;
 std::map<std::string, std::string> instances;
 std::function<std::string()> currentSpeaker;
@@ -78,7 +80,7 @@ void Say(const std::string& line) {
 }
 
 void Tell(const std::string& lines) {
-    if (lines.empty()) return;
+    if (lines.empty() || isSilent) return;
     const std::lock_guard lock(mutex);
     const std::string text = ForTerminal(lines);
     Write(progress.empty() ? text : CLEAR_LINE + text + progress);
@@ -152,8 +154,12 @@ void FromModule(const Bilingual* severity, TCLogFile::LOG_LEVEL level, const cha
         messages::Add({SeverityOf(severity), InstanceName(Text(module)), told, {}, true});
 }
 
+void BeSilent() {
+    isSilent = true;
+}
+
 bool CanAsk() {
-    return TCIsTerminal(StandardStream::Input) && TCIsTerminal(StandardStream::Error);
+    return !isSilent && TCIsTerminal(StandardStream::Input) && TCIsTerminal(StandardStream::Error);
 }
 
 bool Ask(const std::string& question) {

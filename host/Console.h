@@ -41,6 +41,10 @@ std::string Speaker();
 // "levels (Statistics)", or the module's name alone.
 std::string FullName(const std::string& moduleName);
 
+// From now on nothing is written to standard error and nobody is asked: for programs that show messages in
+// another place. Messages still are collected, and go to the log.
+void BeSilent();
+
 // Whether a question can be asked: a person reads standard error and types on standard input.
 bool CanAsk();
 // False for every answer but yes, in English or German, and when nobody can answer.

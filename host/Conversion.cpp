@@ -1,5 +1,6 @@
 #include "host/Conversion.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -41,6 +42,10 @@ std::string FindDifference(const InstanceEntry& wanted, const InstanceEntry& wri
     return Bilingual("a setting of %1", "eine Einstellung von %1").With({wanted.name});
 }
 
+bool IsSame(const ViewEntry& a, const ViewEntry& b) {
+    return a.section == b.section && a.name == b.name && a.value == b.value;
+}
+
 bool IsSame(const LineEntry& a, const LineEntry& b) {
     return Join(a.from) == Join(b.from) && Join(a.to) == Join(b.to);
 }
@@ -61,7 +66,10 @@ std::string FindDifference(const GraphFile& graph, const GraphFile& written) {
         if (index >= written.GetLines().size() || !IsSame(lines[index], written.GetLines()[index]))
             return Bilingual("the line from '%1' to '%2'", "die Verbindung von '%1' nach '%2'")
                 .With({Join(lines[index].from), Join(lines[index].to)});
-    const bool same = instances.size() == written.GetInstances().size() &&
+    const bool sameView =
+        std::ranges::equal(graph.GetView(), written.GetView(),
+                           [](const ViewEntry& a, const ViewEntry& b) { return IsSame(a, b); });
+    const bool same = sameView && instances.size() == written.GetInstances().size() &&
                       lines.size() == written.GetLines().size() &&
                       graph.AcceptsDifferences() == written.AcceptsDifferences();
     return same ? "" : Bilingual("a part of it", "ein Teil davon").Text();

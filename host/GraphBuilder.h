@@ -10,6 +10,9 @@ namespace host {
 
 // The name of the section that holds the lines in parameter text; no instance can have it.
 inline constexpr const char* LINES_SECTION = "lines";
+// How the names of sections begin that say how the graph is shown: no instance can have such a name, for it
+// has a point.
+inline constexpr std::string_view VIEW_PREFIX = "studio.";
 
 // Blanks around names and values do not count, in either form.
 std::string_view TrimBlanks(std::string_view text);
@@ -32,6 +35,10 @@ class GraphBuilder {
     void AddSetting(const std::string& name, const std::string& value, bool quoted = false);
     // Each instance.Port. False, without a message, when one of them is not.
     bool AddLine(std::string_view from, std::string_view to);
+    // What may be wrong with it concerns nobody but who shows the graph.
+    void AddView(std::string_view section, const std::string& name, const std::string& value) {
+        graph.view.push_back({std::string(section), name, value, place});
+    }
     void SetAccept(const std::string& value);
     void AddComment(std::string_view text) { graph.comments.push_back({std::string(text), place}); }
 

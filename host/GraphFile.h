@@ -40,6 +40,14 @@ struct LineEntry {
     Place place;
 };
 
+// How a page shows the graph, as where an instance is drawn: kept with it, and ignored by a check and a run.
+struct ViewEntry {
+    std::string section;  // without the prefix
+    std::string name;
+    std::string value;
+    Place place;
+};
+
 // One line of it.
 struct Comment {
     std::string text;
@@ -63,6 +71,7 @@ class GraphFile {
     const GraphWording& GetWording() const { return GraphWording::Of(form); }
     const std::vector<InstanceEntry>& GetInstances() const { return instances; }
     const std::vector<LineEntry>& GetLines() const { return lines; }
+    const std::vector<ViewEntry>& GetView() const { return view; }
     const std::vector<Comment>& GetComments() const { return comments; }
     // Whether lines between ports whose declarators differ are accepted without a question.
     bool AcceptsDifferences() const { return acceptsDifferences; }
@@ -77,6 +86,7 @@ class GraphFile {
     GraphForm form = GraphForm::Text;
     std::vector<InstanceEntry> instances;
     std::vector<LineEntry> lines;
+    std::vector<ViewEntry> view;
     std::vector<Comment> comments;
     bool acceptsDifferences = false;
 };

@@ -115,7 +115,7 @@ class Reader {
                     .With({std::to_string(bad)}));
     }
 
-    enum class Section { None, Lines, Instance, Skipped };
+    enum class Section { None, Lines, Instance, View, Skipped };
 
     void ReadLine(std::string_view line) {
         if (line.empty()) return;
@@ -138,6 +138,8 @@ class Reader {
         const std::string name(TrimBlanks(line.substr(1, end - 1)));
         if (name == LINES_SECTION)
             section = Section::Lines;
+        else if (name.starts_with(VIEW_PREFIX))
+            BeginView(name);
         else if (name.empty())
             builder.Tell(
                 Bilingual(
@@ -146,6 +148,11 @@ class Reader {
                     .Text());
         else if (builder.BeginInstance(name))
             section = Section::Instance;
+    }
+
+    void BeginView(const std::string& name) {
+        section = Section::View;
+        view = name.substr(VIEW_PREFIX.size());
     }
 
     void ReadBehindName(std::string_view rest) {
@@ -191,6 +198,8 @@ class Reader {
                 return TakeLine(name, value);
             case Section::Instance:
                 return builder.AddSetting(name, value, quoted);
+            case Section::View:
+                return builder.AddView(view, name, value);
             case Section::Skipped:
                 return;
         }
@@ -209,6 +218,7 @@ class Reader {
     GraphBuilder& builder;
     TCProcessParameters syntax;
     Section section = Section::None;
+    std::string view;  // of the section of that kind begun last
     bool sawContent = false;
 };
 
@@ -243,6 +253,7 @@ class Writer {
     std::string Write() {
         for (const InstanceEntry& instance : graph.GetInstances()) Write(instance);
         if (!graph.GetLines().empty() || graph.AcceptsDifferences()) WriteLines();
+        WriteView();
         Write(comments.Rest());
         return std::move(text);
     }
@@ -277,6 +288,19 @@ class Writer {
             Write(comments.Before(line.place));
             text +=
                 Parameter(line.from.instance + "." + line.from.port, line.to.instance + "." + line.to.port);
+        }
+    }
+
+    void WriteView() {
+        std::string section;
+        for (const ViewEntry& entry : graph.GetView()) {
+            if (entry.section != section) {
+                Separate();
+                Write(comments.Before(entry.place));
+                text += "[" + std::string(VIEW_PREFIX) + entry.section + "]\n";
+            }
+            section = entry.section;
+            text += Parameter(entry.name, entry.value);
         }
     }
 

@@ -18,6 +18,7 @@ constexpr const char* ROOT = "Graph";
 constexpr const char* MODULE = "Module";
 constexpr const char* SETTING = "Setting";
 constexpr const char* LINE = "Line";
+constexpr const char* VIEW = "View";
 
 std::string_view TrimWhiteSpace(std::string_view text) {
     constexpr std::string_view WHITE = " \t\r\n";
@@ -39,7 +40,8 @@ class Reader {
                                     .With({NameOf(root)}));
         const Attributes attributes = ReadAttributes(root, {"accept"});
         if (attributes.contains("accept")) builder.SetAccept(attributes.at("accept"));
-        ForEachChild(root, {MODULE, LINE}, [&](const TCXMLNode& node, const std::string& name) {
+        ForEachChild(root, {MODULE, LINE, VIEW}, [&](const TCXMLNode& node, const std::string& name) {
+            if (name == VIEW) return ReadView(node);
             name == MODULE ? ReadModule(node) : ReadLine(node);
         });
         ReadComments();
@@ -171,6 +173,16 @@ class Reader {
                              .With({from, to}));
     }
 
+    void ReadView(const TCXMLNode& node) {
+        const Attributes attributes = ReadAttributes(node, {"section", "name"});
+        if (!HasAll(attributes, {"section", "name"}, node)) return;
+        const std::string& name = attributes.at("name");
+        TCString value;
+        xml.GetNodeText(node, value);
+        builder.AddView(attributes.at("section"), name,
+                        Unquote(value, Bilingual("the element %1", "dem Element %1").With({name})));
+    }
+
     void ReadComments() {
         ForEach("//comment()", {}, [&](const TCXMLNode& comment) {
             Enter(comment);
@@ -217,6 +229,12 @@ class Writer {
             const TCXMLNode node = Create(LINE, root);
             Set(node, "from", Quote(line.from.instance) + "." + Quote(line.from.port));
             Set(node, "to", Quote(line.to.instance) + "." + Quote(line.to.port));
+        }
+        for (const ViewEntry& entry : graph.GetView()) {
+            const TCXMLNode node = Create(VIEW, root);
+            Set(node, "section", Quote(entry.section));
+            Set(node, "name", Quote(entry.name));
+            done = done && (entry.value.empty() || xml.SetNodeText(node, Quote(entry.value).c_str()));
         }
         Write(comments.Rest(), root);
         return done;

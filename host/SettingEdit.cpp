@@ -4,6 +4,7 @@
 #include <set>
 
 #include "host/GraphText.h"
+#include "host/TextLines.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
 
@@ -25,26 +26,6 @@ constexpr Bilingual NO_TEXT(
 // The value may be secret.
 constexpr Bilingual NOT_EXPRESSIBLE("%1: cannot be written in a graph file with this value",
                                     "%1: lässt sich in einer Graphdatei mit diesem Wert nicht schreiben");
-
-struct EditedLine {
-    std::string text;
-    std::string end;
-};
-
-std::vector<EditedLine> SplitLines(std::string_view text) {
-    std::vector<EditedLine> lines;
-    while (!text.empty()) {
-        const TextLine line = TakeTextLine(text);
-        lines.push_back({std::string(line.text), std::string(line.end)});
-    }
-    return lines;
-}
-
-std::string JoinLines(const std::vector<EditedLine>& lines) {
-    std::string text;
-    for (const EditedLine& line : lines) text += line.text + line.end;
-    return text;
-}
 
 // What is left of the value, and the blanks around it, stay.
 void ReplaceValue(std::string& line, const std::string& written) {

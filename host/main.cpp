@@ -16,6 +16,7 @@
 #include "host/PresetCommand.h"
 #include "host/ProfileCommand.h"
 #include "host/SetCommand.h"
+#include "host/StudioCommand.h"
 #include "sigweave/platform/StandardStreams.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
@@ -42,6 +43,7 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave set voice.graph voice                 shows a form of all its settings
   sigweave convert voice.graph voice.xml         writes it as an XML document, or such a document as text
   sigweave new-module LowPass                    writes a project for a module of your own
+  sigweave studio voice.graph                    builds, runs and shows it in the browser
   sigweave profile list                          shows the user's settings profile
   sigweave diff a.xml b.xml                      compares two recordings
   sigweave check-module Gain.so                  runs all checks on a module library
@@ -320,10 +322,19 @@ CLI::App* AddForm(CLI::App& app, host::SetOptions& set, host::CommandOptions& op
     return command;
 }
 
+// Its options are those of the program that it becomes.
+CLI::App* AddStudio(CLI::App& app) {
+    CLI::App* const command = app.add_subcommand(
+        "studio", "Builds, runs and shows a graph in the browser; 'studio --help' has its options");
+    command->prefix_command();
+    command->set_help_flag("");
+    return command;
+}
+
 // If not, suggests similar names.
 bool BeginsWithCommand(const std::vector<std::string>& arguments) {
     const CStringArray commands = {"run",     "check",      "check-module", "convert", "diff", "form",
-                                   "modules", "new-module", "preset",       "profile", "set"};
+                                   "modules", "new-module", "preset",       "profile", "set",  "studio"};
     const std::pair<const char*, CStringArray> actions[] = {{"preset", {"save", "load", "list"}},
                                                             {"profile", {"list", "get", "set", "delete"}}};
     if (!IsCommand(arguments[0], commands)) return false;
@@ -378,6 +389,7 @@ int main(int argc, char** argv) {
     host::ProfileOptions profileOptions;
     const CLI::App* profile = AddProfile(app, profileOptions);
     host::PresetOptions presetOptions;
+    const CLI::App* studio = AddStudio(app);
     const CLI::App* preset = AddPreset(app, options, presetOptions);
     if (arguments.empty()) {
         std::cerr << app.help();
@@ -391,6 +403,7 @@ int main(int argc, char** argv) {
     if (*newModule) return host::WriteNewModule(newModuleOptions);
     if (*checkModule) return host::CheckModuleLibrary(checkOptions);
     if (*profile) return host::RunProfileCommand(profileOptions);
+    if (*studio) return host::BeginStudio(studio->remaining());
     if (*preset) return host::UsePresets(options, presetOptions);
     if (*diff) return host::DiffRecords(options);
     if (*form) return host::ShowForm(setOptions, options);

@@ -47,6 +47,26 @@ TEST(GraphFile, ReadsInstancesSettingsAndLinesWithTheirPlaces) {
     EXPECT_TRUE(graph.AcceptsDifferences());
 }
 
+TEST(GraphFile, KeepsHowItIsShownAndNothingElseOfIt) {
+    host::Mistakes mistakes;
+    const host::GraphFile graph = host::GraphFile::Parse("g",
+                                                         "[studio.positions]\n"
+                                                         "a=1,2\n"
+                                                         "gone=x\n"
+                                                         "[a]\n"
+                                                         "module=M\n"
+                                                         "[studio.other]\n"
+                                                         "module=N\n",
+                                                         mistakes);
+    EXPECT_TRUE(mistakes.IsEmpty());
+    ASSERT_EQ(graph.GetInstances().size(), 1u);
+    EXPECT_TRUE(graph.GetInstances()[0].settings.empty());
+    ASSERT_EQ(graph.GetView().size(), 3u);
+    EXPECT_EQ(graph.GetView()[0].section, "positions");
+    EXPECT_EQ(graph.GetView()[1].value, "x");
+    EXPECT_EQ(graph.GetView()[2].section, "other");
+}
+
 TEST(GraphFile, TellsEveryMistakeAtItsLine) {
     const auto told = MistakesOf(
         "before=1\n"

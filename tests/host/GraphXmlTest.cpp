@@ -85,6 +85,7 @@ TEST(GraphXml, EveryDifferenceIsFound) {
         {instances + "[c]\nmodule=N\n" + lines, "a part of it"},
         {instances + lines + "b.o=a.i\n", "a part of it"},
         {instances + lines + "accept=yes\n", "a part of it"},
+        {instances + lines + "[studio.positions]\na=1,2\n", "a part of it"},
         {instances + lines, ""}};
     for (const auto& [other, difference] : rows)
         EXPECT_EQ(FindDifference(graph, Read(other)), difference) << other;
@@ -131,7 +132,7 @@ TEST(GraphXml, ConversionThereAndBackLosesNoValue) {
         }
         document += "</Setting>";
     }
-    GraphFile graph = Read(document + "</Module></Graph>");
+    GraphFile graph = Read(document + "</Module><View section='positions' name='a'>1,-2</View></Graph>");
     for (const char* name : {"there.graph", "back.xml", "again.graph"}) {
         std::string error;
         ASSERT_TRUE(ConvertTo(graph, name, error)) << error;
@@ -140,6 +141,9 @@ TEST(GraphXml, ConversionThereAndBackLosesNoValue) {
         EXPECT_TRUE(mistakes.IsEmpty());
         for (std::size_t i = 0; i < values.size(); ++i)
             EXPECT_EQ(graph.GetInstances()[0].settings[i].value, values[i]) << name;
+        ASSERT_EQ(graph.GetView().size(), 1u);
+        EXPECT_EQ(graph.GetView()[0].section + graph.GetView()[0].name + graph.GetView()[0].value,
+                  "positionsa1,-2");
     }
 }
 

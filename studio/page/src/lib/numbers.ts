@@ -1,0 +1,39 @@
+// Numbers and quantities for people.
+
+const PREFIXES: [number, string][] = [
+  [1e12, 'T'],
+  [1e9, 'G'],
+  [1e6, 'M'],
+  [1e3, 'k'],
+  [1, ''],
+  [1e-3, 'm'],
+  [1e-6, 'µ'],
+  [1e-9, 'n'],
+  [1e-12, 'p'],
+];
+
+export function numberText(value: number, digits = 6): string {
+  if (!Number.isFinite(value)) return Number.isNaN(value) ? 'NaN' : value > 0 ? '∞' : '−∞';
+  if (Number.isInteger(value) && Math.abs(value) < 1e15) return String(value).replace('-', '−');
+  const text = value.toPrecision(digits);
+  const plain = text.includes('e') ? text.replace(/\.?0+e/, 'e') : text.replace(/\.?0+$/, '');
+  return plain.replace('-', '−');
+}
+
+// Units that take a prefix of a thousand; others (%, dB, 1/s) stay beside the number.
+const SCALED = /^(s|V|A|Hz|Pa|W|N|m|g|F|Ω|T|J|K)$/;
+
+// "3 kHz", "20 ms"
+export function quantityText(value: number, unit: string, digits = 4): string {
+  if (!SCALED.test(unit) || value === 0 || !Number.isFinite(value))
+    return unit ? `${numberText(value, digits)} ${unit}` : numberText(value, digits);
+  const size = Math.abs(value) * (1 + 1e-12);
+  const [factor, prefix] = PREFIXES.find(([each]) => size >= each) ?? PREFIXES[PREFIXES.length - 1]!;
+  return `${numberText(value / factor, digits)} ${prefix}${unit}`;
+}
+
+// The time of a sample of a signal that began at `start` (ms since 1970): "12:00:03.210".
+export function clockText(start: number, seconds: number): string {
+  const time = new Date(start + seconds * 1000);
+  return Number.isNaN(time.getTime()) ? '' : time.toISOString().slice(11, 23);
+}

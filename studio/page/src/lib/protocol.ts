@@ -1,0 +1,204 @@
+// What the server and the page say to each other (docs/studio.md describes it).
+
+export interface Port {
+  name: string;
+  type: string;
+}
+
+export interface ModuleKind {
+  id: string;
+  description: string;
+  source: boolean;
+  inputs: Port[];
+  outputs: Port[];
+}
+
+export interface Instance {
+  name: string;
+  module: string;
+  line: number;
+  settings: { name: string; value: string; line: number }[];
+  inputs?: Port[];
+  outputs?: Port[];
+  source?: boolean;
+  grows?: boolean; // takes any number of inputs
+  at?: [number, number];
+}
+
+export interface Wire {
+  from: [string, string]; // instance and port
+  to: [string, string];
+  line: number;
+}
+
+export interface Note {
+  text: string;
+  line: number; // counted from 1; 0: about the graph as a whole
+  instance?: string;
+  parameter?: string;
+  wire?: number;
+}
+
+export interface GraphState {
+  state: number; // the version
+  form: 'text' | 'xml';
+  path: string;
+  text: string;
+  changed: boolean;
+  canUndo: boolean;
+  canRedo: boolean;
+  instances: Instance[];
+  wires: Wire[];
+  mistakes: Note[];
+  warnings: Note[];
+}
+
+export interface RunState {
+  running: boolean;
+  stopping: boolean;
+  number: number;
+}
+
+// steps, blocks in, blocks out, seconds in its steps
+export type ModuleFigures = [number, number, number, number];
+// blocks, depth, deepest, trend in blocks a second
+export type LineFigures = [number, number, number, number];
+
+export interface Figures {
+  busy: number;
+  seconds?: number;
+  modules?: ModuleFigures[];
+  lines?: LineFigures[];
+}
+
+export interface Result {
+  signal: string;
+  quantity: string;
+  value: number | null;
+  unit: string;
+}
+
+export interface Report {
+  verdict: string;
+  reason: string;
+  seconds: number;
+  warnings: { instance: string; text: string; times: number; line?: number }[];
+  messages: { instance: string; text: string; times: number; severity?: string }[];
+  mistakes: { file: string; line: number; text: string }[];
+  modules: { instance: string; module: string; blocks_in: number; blocks_out: number; results: Result[] }[];
+  lines: { from: string; to: string; blocks: number; deepest_queue: number }[];
+}
+
+export type FormValue = string | string[][];
+
+export interface FormItem {
+  key: string;
+  kind: string;
+  value?: FormValue;
+  enabled?: false;
+  shown?: false;
+  label?: string;
+  help?: string;
+  unit?: string;
+  minimum?: number;
+  maximum?: number;
+  step?: number;
+  choices?: string[];
+  suggestions?: string[];
+  required?: boolean;
+  parent?: string;
+}
+
+export interface Form {
+  title?: string;
+  items: FormItem[];
+}
+
+export interface Answer {
+  answer: number;
+  ok: boolean;
+  text?: string;
+  key?: string;
+  name?: string;
+  version?: number;
+  outside?: boolean;
+  form?: Form;
+  parameters?: Record<string, { live: boolean; allowed: string }>;
+}
+
+export type Edit =
+  | { kind: 'place'; other: string; name?: string; positions?: Position[] }
+  | { kind: 'copy'; name: string; other?: string; positions?: Position[] }
+  | { kind: 'remove'; names: string[] }
+  | { kind: 'rename'; name: string; other: string }
+  | { kind: 'connect' | 'disconnect'; name: string; other: string }
+  | { kind: 'move'; positions: Position[] };
+
+export interface Position {
+  instance: string;
+  x: number;
+  y: number;
+}
+
+export interface Wish {
+  trace: number;
+  port: string;
+  kind: 'envelope' | 'samples';
+  seconds?: number;
+  samples?: number;
+  triggers?: boolean;
+  level?: number;
+}
+
+// A picture of a signal, as docs/studio.md describes it.
+export interface Picture {
+  key: number;
+  kind: 'envelope' | 'samples';
+  columns: number;
+  first: number;
+  perColumn: number;
+  newest: number;
+  start: number; // ms since 1970
+  rate: number;
+  hasRate: boolean;
+  ended: boolean;
+  signals: number;
+  name: string;
+  unit: string;
+  base: number;
+  low: Float32Array;
+  high: Float32Array; // empty for samples
+}
+
+// Null for bytes that are no picture.
+export function decodePicture(bytes: ArrayBuffer): Picture | null {
+  if (bytes.byteLength < 4) return null;
+  const length = new DataView(bytes).getUint32(0, true);
+  const begin = 4 + length;
+  if (length % 4 !== 0 || begin > bytes.byteLength) return null;
+  try {
+    const header = JSON.parse(new TextDecoder().decode(new Uint8Array(bytes, 4, length))) as Picture;
+    const columns = header.columns;
+    const count = header.kind === 'samples' ? 1 : 2;
+    if (!Number.isInteger(columns) || columns < 0 || begin + 4 * columns * count !== bytes.byteLength) return null;
+    const low = new Float32Array(bytes, begin, columns);
+    const high = new Float32Array(bytes, begin + 4 * columns, count === 2 ? columns : 0);
+    return { ...header, low, high };
+  } catch {
+    return null;
+  }
+}
+
+export function portText(instance: string, port: string): string {
+  return `${instance}.${port}`;
+}
+
+// A module that takes any number of inputs calls a single one "Signal" and the first of several "Signal 1";
+// either name means either.
+export function findPort(ports: Port[], name: string): number {
+  const index = ports.findIndex((port) => port.name === name);
+  if (index >= 0) return index;
+  if (name === 'Signal') return ports.findIndex((port) => port.name === 'Signal 1');
+  if (name === 'Signal 1') return ports.findIndex((port) => port.name === 'Signal');
+  return -1;
+}

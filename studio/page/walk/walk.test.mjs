@@ -1,0 +1,187 @@
+// A new user's way: place, wire, set, run, watch, save, and run the file from the command line. Pictures are taken on the
+// way, for docs/studio.md and to be looked at.
+import assert from 'node:assert/strict';
+import { execFileSync } from 'node:child_process';
+import fs from 'node:fs';
+import { createRequire } from 'node:module';
+import os from 'node:os';
+import path from 'node:path';
+import { after, before, test } from 'node:test';
+import { openPage, startBrowser, startStudio } from './studio.mjs';
+
+const axe = fs.readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
+const pictures = process.env.STUDIO_PICTURES ?? fs.mkdtempSync(path.join(os.tmpdir(), 'studio-pictures-'));
+fs.mkdirSync(pictures, { recursive: true });
+const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'studio-walk-'));
+const opened = [];
+let browser;
+
+before(async () => {
+  browser = await startBrowser();
+});
+after(async () => {
+  await browser?.close();
+  for (const studio of opened) await studio.stop();
+});
+
+async function open(file, options) {
+  const studio = await startStudio(folder, file);
+  opened.push(studio);
+  const { page, errors } = await openPage(browser, studio.address, options);
+  await page.getByRole('button', { name: 'Save' }).waitFor();
+  return { studio, page, errors };
+}
+
+async function picture(page, name) {
+  await page.waitForTimeout(300);
+  await page.screenshot({ path: path.join(pictures, `${name}.png`), animations: 'disabled' });
+}
+
+// Every finding of the rules for accessibility, in words.
+async function barriers(page) {
+  await page.evaluate(axe);
+  return page.evaluate(async () => {
+    const tags = ['wcag2a', 'wcag2aa', 'wcag21a', 'wcag21aa', 'wcag22aa'];
+    const { violations } = await window.axe.run(document, { runOnly: tags, resultTypes: ['violations'] });
+    return violations.map((found) => `${found.id}: ${found.nodes.map((node) => node.target.join(' ')).join('; ')}`);
+  });
+}
+
+const node = (page, name) => page.locator(`.svelte-flow__node[data-id="${name}"]`);
+const handle = (page, name, port, kind) => node(page, name).locator(`.svelte-flow__handle.${kind}[data-handleid="${port}"]`);
+
+async function drag(page, from, to) {
+  const start = await from.boundingBox();
+  const end = await to.boundingBox();
+  await page.mouse.move(start.x + start.width / 2, start.y + start.height / 2);
+  await page.mouse.down();
+  await page.mouse.move(end.x - 30, end.y + 4, { steps: 6 });
+  await page.mouse.move(end.x + end.width / 2, end.y + end.height / 2, { steps: 4 });
+  await page.mouse.up();
+}
+
+async function setField(page, label, value) {
+  const field = page.getByLabel(new RegExp(`^\\s*${label}(\\s+\\(required\\))?\\s*$`));
+  await field.fill(value);
+  await field.press('Enter');
+}
+
+test('a new user draws, runs, watches and saves a graph', async () => {
+  const { page, errors } = await open('first.graph');
+  await picture(page, '1-empty');
+  assert.deepEqual(await barriers(page), []);
+
+  const modules = page.getByRole('region', { name: 'Modules' });
+  await modules.getByRole('searchbox').fill('gener');
+  await modules.getByRole('button', { name: /^Generator/ }).click();
+  await node(page, 'generator').waitFor();
+  await setField(page, 'frequency', '50');
+  await setField(page, 'duration', '2');
+  for (const [query, name] of [['filter', 'filter'], ['stat', 'statistics']]) {
+    await modules.getByRole('searchbox').fill(query);
+    await modules.getByRole('button').first().click();
+    await node(page, name).waitFor();
+  }
+  await modules.getByRole('searchbox').fill('');
+
+  await page.waitForTimeout(300);
+  await drag(page, handle(page, 'generator', 'Signal', 'source'), handle(page, 'filter', 'Signal', 'target'));
+  await page.locator('.svelte-flow__edge').first().waitFor({ state: 'attached' });
+  // The other line by keys alone.
+  await node(page, 'filter').focus();
+  await page.keyboard.press('Enter');
+  await page.getByLabel('Connect filter.Signal to').selectOption('statistics.Signal');
+  await page.waitForFunction(() => document.querySelectorAll('.svelte-flow__edge').length === 2);
+  await setField(page, 'corner', '1 kHz');
+  await page.waitForFunction(() => document.querySelector('.cm-content')?.textContent.includes('corner=1000'));
+  await picture(page, '2-wired');
+  assert.deepEqual(await barriers(page), []);
+
+  await page.getByRole('button', { name: 'Show signal filter.Signal' }).click();
+  await page.getByRole('button', { name: 'Run', exact: true }).click();
+  await   await page.locator('article[aria-label="filter.Signal"] canvas').waitFor();
+  await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
+  await picture(page, '3-watched');
+  assert.deepEqual(await barriers(page), []);
+  await page.getByRole('tab', { name: 'Report' }).click();
+  await page.getByText(/^complete/).waitFor();
+  const rms = await page.getByRole('row', { name: /rms/ }).innerText();
+  assert.match(rms, /0\.7071/);
+  await picture(page, '4-report');
+  assert.deepEqual(await barriers(page), []);
+
+  await page.getByRole('button', { name: 'Save' }).click();
+  await page.getByText('Saved.').waitFor();
+  const text = fs.readFileSync(path.join(folder, 'first.graph'), 'utf8');
+  assert.match(text, /\[filter\]\nmodule=Filter\ncorner=1000\n/);
+  assert.match(text, /generator\.Signal=filter\.Signal\nfilter\.Signal=statistics\.Signal\n/);
+  const said = execFileSync(process.env.STUDIO_HOST, ['--language', 'en', 'run', 'first.graph'], { cwd: folder, encoding: 'utf8' });
+  assert.match(said, /rms +0\.7071/);
+  assert.deepEqual(errors, []);
+});
+
+test('the text and the drawing are one document', async () => {
+  fs.writeFileSync(path.join(folder, 'text.graph'), '# mine\n[a]\nmodule=Generator\n\n[b]\nmodule=Statistics\n\n[lines]\na.Signal=b.Signal\n');
+  const { page, errors } = await open('text.graph');
+  await page.locator('.svelte-flow__edge').waitFor({ state: 'attached' });
+  const text = page.getByRole('textbox', { name: 'Text of the graph' });
+  await text.click();
+  await page.keyboard.press('Control+End');
+  await page.keyboard.type('a.Nothing=b.Signal 2\n[c]\nmodule=Genrator\n');
+  await node(page, 'c').waitFor();
+  await page.getByRole('tab', { name: /Problems/ }).click();
+  await page.getByText("'a' has no output 'Nothing'").first().waitFor();
+  await page.getByText(/Genrator/).first().waitFor();
+  await picture(page, '5-problems');
+  assert.deepEqual(await barriers(page), []);
+  await page.getByRole('button', { name: /has no output/ }).click();
+  await page.locator('.cm-activeLine', { hasText: 'a.Nothing' }).waitFor();
+  // A line that does not fit is refused in the words of the check.
+  await page.getByRole('button', { name: /Undo/ }).click();
+  await page.waitForFunction(() => !document.querySelector('.cm-content')?.textContent.includes('Nothing'));
+  await node(page, 'a').click();
+  await page.getByRole('textbox', { name: 'Name', exact: true }).fill('b');
+  await page.keyboard.press('Enter');
+  await page.getByText("there is an instance 'b' already").waitFor();
+  await page.getByRole('textbox', { name: 'Name', exact: true }).fill('tone');
+  await page.keyboard.press('Enter');
+  await page.waitForFunction(() => document.querySelector('.cm-content')?.textContent.includes('tone.Signal=b.Signal'));
+  assert.match(await page.locator('.cm-content').innerText(), /^# mine/);
+  // Another program writes the file.
+  fs.writeFileSync(path.join(folder, 'text.graph'), '# theirs\n[x]\nmodule=Generator\n');
+  await page.getByRole('button', { name: 'Save' }).click();
+  await page.getByText('was changed by another program').waitFor();
+  assert.match(fs.readFileSync(path.join(folder, 'text.graph'), 'utf8'), /^# theirs/);
+  await page.getByRole('button', { name: 'Take theirs' }).click();
+  await node(page, 'x').waitFor();
+  await page.getByLabel('Language / Sprache').selectOption('de');
+  await page.getByRole('button', { name: 'Speichern' }).waitFor();
+  await page.getByRole('tab', { name: /Fehler/ }).click();
+  await page.getByText(/hat keine Verbindungen/).waitFor();
+  await picture(page, '6-german');
+  assert.deepEqual(errors, []);
+});
+
+for (const width of [360, 800])
+  test(`the page fits ${width} pixels`, async () => {
+    fs.writeFileSync(
+      path.join(folder, `w${width}.graph`),
+      '[tone]\nmodule=Generator\nduration=1\n[spectrum]\nmodule=Spectrum\n[levels]\nmodule=Statistics\n[lines]\ntone.Signal=spectrum.Signal\ntone.Signal=levels.Signal\n',
+    );
+    const { page, errors } = await open(`w${width}.graph`, { viewport: { width, height: 780 }, colorScheme: width === 360 ? 'dark' : 'light' });
+    await node(page, 'tone').waitFor();
+    await picture(page, `${width}-drawing`);
+    await node(page, 'tone').click();
+    if (width === 360) await page.getByRole('tab', { name: 'Settings' }).click();
+    await page.getByLabel('frequency', { exact: true }).waitFor();
+    await picture(page, `${width}-settings`);
+    assert.deepEqual(await barriers(page), []);
+    await page.getByRole('button', { name: 'Show signal tone.Signal' }).click();
+    await page.getByRole('button', { name: 'Run', exact: true }).click();
+    await page.locator('article canvas').waitFor();
+    await picture(page, `${width}-signals`);
+    assert.deepEqual(await barriers(page), []);
+    const wider = await page.evaluate(() => document.documentElement.scrollWidth > window.innerWidth);
+    assert.equal(wider, false);
+    assert.deepEqual(errors, []);
+  });

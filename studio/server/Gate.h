@@ -1,0 +1,56 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace studio {
+
+// What of a request decides whether it is answered. Header fields that are missing are empty.
+struct Visitor {
+    std::string_view method;
+    std::string_view target;
+    std::string_view host;
+    std::string_view origin;
+    std::string_view cookie;
+    bool wantsSocket = false;
+};
+
+// Decides who may use the server: a browser on an address of this machine that was given the token, and only
+// the server's own page in it. Any thread.
+class Gate {
+ public:
+    enum class Answer {
+        Serve,
+        GiveCookie,   // the token was in the address: keep it in a cookie and show the address without it
+        NoSuchHost,   // 421: another name leads here, as with DNS rebinding
+        OtherOrigin,  // 403: the page of somebody else asks
+        NoToken,      // 401
+        NoMethod      // 405
+    };
+
+    // `hostName` is one more name or address under which the server may be asked; empty: none.
+    Gate(std::string secretToken, int serverPort, std::string hostName = {});
+
+    Answer Judge(const Visitor& visitor) const;
+    // The value of the header Set-Cookie for GiveCookie.
+    std::string Cookie() const;
+    const std::string& Token() const { return token; }
+
+    // 32 random bytes of the system as hexadecimal digits.
+    static std::string MakeToken();
+    // In a time that depends on the lengths alone.
+    static bool Equals(std::string_view a, std::string_view b);
+
+ private:
+    bool IsOwnHost(std::string_view host) const;
+    bool HasCookie(std::string_view cookies) const;
+
+    std::string token;
+    std::string cookieName;
+    std::string extraHost;
+};
+
+// The value of `name` in the query of an address; empty when it has none. Nothing is decoded.
+std::string_view QueryValue(std::string_view target, std::string_view name);
+
+}  // namespace studio

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "sigweave/platform/PipedProgram.h"
+#include "sigweave/platform/Thread.h"
+
+namespace studio {
+
+// The process of one run (see RunChild) as the server sees it. Of each picture the newest is kept until it is
+// taken, however long that takes.
+class RunProcess {
+ public:
+    // Called on a thread of its own.
+    struct Handlers {
+        std::function<void(std::string text)> onText;
+        std::function<void()> onPictures;     // there are some; once until they are taken
+        std::function<void(int code)> onEnd;  // the last call
+    };
+    using Pictures = std::map<int, std::shared_ptr<const std::string>>;  // by key
+
+    // Null, with the number in `errno`, when the process cannot be started. `order` is the first line.
+    static std::unique_ptr<RunProcess> Start(const std::string& program, const std::string& order,
+                                             Handlers handlers);
+
+    // --- One thread
+
+    // A line; false when the run does not listen any more.
+    bool Send(const std::string& line);
+    void Kill() { program->Kill(); }
+    Pictures TakePictures();
+
+ private:
+    RunProcess() = default;
+    void Read();
+    void Take(char kind, std::string content);
+
+    Handlers handlers;
+    std::unique_ptr<tc::PipedProgram> program;
+    std::mutex mutex;  // of the pictures
+    Pictures pictures;
+    std::unique_ptr<tc::Thread> reader;  // the last member: it ends first
+ public:
+    ~RunProcess();
+};
+
+}  // namespace studio

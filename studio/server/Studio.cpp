@@ -1,0 +1,491 @@
+#include "studio/server/Studio.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include "host/FormSession.h"
+#include "host/SettingEdit.h"
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/Bilingual.h"
+#include "sigweave/services/StringResources.h"
+#include "sigweave/ui/TCPropertyDialog.h"
+#include "studio/server/GraphPicture.h"
+
+namespace studio {
+namespace {
+
+using tc::Bilingual;
+using namespace std::chrono_literals;
+
+constexpr auto FROZEN_AFTER = 1s;
+constexpr std::size_t MOST_NAMES = 1000;
+
+constexpr Bilingual STALE("the graph has changed meanwhile", "der Graph hat sich inzwischen geändert");
+constexpr Bilingual READ_ONLY("this studio was started with --watch, for looking alone",
+                              "dieses Studio wurde mit --watch gestartet, nur zum Zusehen");
+constexpr Bilingual RUNS_ALREADY("the graph is running already", "der Graph läuft schon");
+constexpr Bilingual NO_RUN("nothing is running", "es läuft nichts");
+constexpr Bilingual NO_START("the run could not be started: %1", "der Lauf ließ sich nicht starten: %1");
+constexpr Bilingual RUN_DIED(
+    "the process of the run ended without a report (code %1): a module has probably crashed",
+    "der Prozess des Laufs endete ohne Bericht (Code %1): vermutlich ist ein Modul abgestürzt");
+constexpr Bilingual TOO_SLOW(
+    "the connection was closed because this page took nothing for a second",
+    "die Verbindung wurde geschlossen, weil diese Seite eine Sekunde lang nichts annahm");
+constexpr Bilingual NO_FORM("there is nothing to be set at '%1'", "an '%1' gibt es nichts einzustellen");
+
+using Json = nlohmann::ordered_json;
+
+Json Refuse(const std::string& reason) {
+    return {{"ok", false}, {"text", reason}};
+}
+
+bool ChangesSomething(Command::Kind kind) {
+    constexpr Command::Kind LOOKS[] = {Command::Hello, Command::Form, Command::Try, Command::Watch,
+                                       Command::Got};
+    return std::ranges::find(LOOKS, kind) == std::end(LOOKS);
+}
+
+bool IsSame(const Wish& a, const Wish& b) {
+    return a.port == b.port && a.kind == b.kind && a.seconds == b.seconds && a.samples == b.samples &&
+           a.triggers == b.triggers && a.level == b.level;
+}
+
+// "SoundFile" becomes "soundfile".
+std::string NameFor(const std::string& module) {
+    std::string name = module;
+    for (char& c : name)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+    return name;
+}
+
+// A dialog for the settings as they are in the text, and what belongs to it.
+struct OpenForm {
+    host::ModulePointer module;
+    TCPropertyDialog description;
+    std::unique_ptr<TCDialog> shown;
+    std::unique_ptr<host::FormSession> session;
+};
+
+bool OpenFormOf(const host::GraphFile& file, const std::string& instance,
+                const host::ModuleCatalogue& catalogue, OpenForm& form, std::string& error) {
+    const host::InstanceEntry* const entry = host::FindInstance(file, instance);
+    if (entry == nullptr) {
+        std::string ignored;
+        host::EditSettings(file, instance, {}, ignored, error);
+        return false;
+    }
+    const host::CatalogueEntry* const module = catalogue.Find(entry->module);
+    if (module == nullptr) {
+        error = catalogue.WhyUnusable(entry->module);
+        return false;
+    }
+    form.module = catalogue.Create(*module, 1, error);
+    if (form.module == nullptr) return false;
+    auto* const settable = dynamic_cast<TCBaseModuleEx*>(form.module.get());
+    for (const host::Setting& setting : entry->settings) {
+        TCString refusal;  // which the check of the graph reports
+        if (settable != nullptr) settable->SetParameter(setting.name.c_str(), setting.value.c_str(), refusal);
+    }
+    if (form.module->BuildPropertyDialog(form.description) == 0) {
+        error = NO_FORM.With({instance});
+        return false;
+    }
+    form.shown = std::make_unique<TCDialog>(form.description);
+    form.session = std::make_unique<host::FormSession>(*form.shown);
+    return true;
+}
+
+// Which parameters may be changed while the graph runs, and how their texts may look.
+Json ParametersOf(TCBaseModule& module) {
+    Json parameters = Json::object();
+    const auto* const settable = dynamic_cast<TCBaseModuleEx*>(&module);
+    if (settable == nullptr) return parameters;
+    for (const TCModuleParameter& parameter : settable->GetParameters())
+        parameters[parameter.name] = {{"live", parameter.live},
+                                      {"allowed", std::string(parameter.DescribeAllowed())}};
+    return parameters;
+}
+
+}  // namespace
+
+Studio::Studio(const StudioOptions& studioOptions, Worker& studioWorker)
+    : options(studioOptions), worker(studioWorker), catalogue(studioOptions.folders) {}
+
+Studio::~Studio() = default;
+
+bool Studio::Open(std::string& error) {
+    if (!document.Open(options.graph, error)) return false;
+    Check();
+    return true;
+}
+
+// --- Viewers
+
+void Studio::Opened(WebServer::Viewer viewer) {
+    viewers[viewer];
+}
+
+void Studio::Closed(WebServer::Viewer viewer, bool wasTooSlow) {
+    const auto found = viewers.find(viewer);
+    if (found == viewers.end()) return;
+    if (wasTooSlow && !found->second.name.empty() && tooSlow.size() < MOST_NAMES)
+        tooSlow.insert(found->second.name);
+    Watch(viewer, found->second, {});
+    viewers.erase(viewer);
+}
+
+void Studio::Received(WebServer::Viewer viewer, const std::string& message) {
+    const auto found = viewers.find(viewer);
+    if (found == viewers.end()) return;
+    Command command;
+    std::string error;
+    if (!ReadCommand(message, command, error)) return Send(viewer, {{"refused", error}});
+    if (ChangesSomething(command.kind) && !options.mayChange) {
+        Json answer = Refuse(READ_ONLY.Text());
+        answer["answer"] = command.id;
+        return Send(viewer, answer);
+    }
+    Do(viewer, found->second, command);
+}
+
+void Studio::Do(WebServer::Viewer viewer, Looking& looking, const Command& command) {
+    Json answer = {{"ok", true}};
+    const std::int64_t before = document.Version();
+    switch (command.kind) {
+        case Command::Hello:
+            return Greet(viewer, looking, command);
+        case Command::Got:
+            looking.isUnderWay = looking.isUnderWay && command.number != looking.frame;
+            return SendFrame(viewer, looking);
+        case Command::Watch:
+            return Watch(viewer, looking, command.wishes);
+        case Command::Text:
+            answer = ChangeText(viewer, command);
+            break;
+        case Command::Change:
+            answer = Change(command);
+            break;
+        case Command::Undo:
+            document.Undo();
+            break;
+        case Command::Redo:
+            document.Redo();
+            break;
+        case Command::Run:
+            answer = Run(command);
+            break;
+        case Command::Stop:
+            answer = StopRun();
+            break;
+        case Command::Save:
+            answer = Save(command);
+            break;
+        case Command::Reload: {
+            std::string error;
+            if (!document.Reload(error)) answer = Refuse(error);
+            toldOutside = false;
+            break;
+        }
+        case Command::Form:
+            answer = ShowForm(command.name);
+            break;
+        case Command::Set:
+            answer = SetInForm(command);
+            break;
+        case Command::Try: {
+            const std::string reason =
+                WhyNotWired(document.Path(), document.Text(), command.name, command.other, catalogue, window);
+            if (!reason.empty()) answer = Refuse(reason);
+            break;
+        }
+        case Command::Language:
+            SetLanguage(command.name);
+            break;
+    }
+    if (document.Version() != before) {
+        Check();
+        TellState();
+    }
+    answer["answer"] = command.id;
+    answer["version"] = document.Version();
+    Send(viewer, answer);
+}
+
+void Studio::Greet(WebServer::Viewer viewer, Looking& looking, const Command& command) {
+    looking.greeted = true;
+    looking.name = command.name;
+    Json hello = {{"hello", 1},
+                  {"modules", DescribeCatalogue(catalogue)},
+                  {"language", TCGetResourceLanguage() == 1 ? "de" : "en"},
+                  {"readOnly", !options.mayChange}};
+    if (tooSlow.erase(command.name) > 0) hello["dropped"] = TOO_SLOW.Text();
+    Send(viewer, hello);
+    Send(viewer, checked);
+    Send(viewer, {{"run", {{"running", run != nullptr}, {"stopping", isStopping}, {"number", runNumber}}}});
+    if (!lastFigures.is_null()) Send(viewer, lastFigures);
+    if (!lastReport.is_null()) Send(viewer, lastReport);
+}
+
+// One for all viewers, as the document is.
+void Studio::SetLanguage(const std::string& code) {
+    TCSetLoadStrResLanguage(code == "de" ? 1 : 0);
+    Check();
+    SendAll({{"language", code == "de" ? "de" : "en"}, {"modules", DescribeCatalogue(catalogue)}});
+    TellState();
+}
+
+void Studio::Send(WebServer::Viewer viewer, const Json& json) const {
+    server->Send(viewer, std::make_shared<const std::string>(
+                             json.dump(-1, ' ', false, Json::error_handler_t::replace)));
+}
+
+void Studio::SendAll(const Json& json) const {
+    const auto text =
+        std::make_shared<const std::string>(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+    for (const auto& [viewer, looking] : viewers)
+        if (looking.greeted) server->Send(viewer, text);
+}
+
+void Studio::Tick() {
+    for (auto& [viewer, looking] : viewers)
+        if (looking.isUnderWay && Clock::now() - looking.since > FROZEN_AFTER) {
+            if (!looking.name.empty() && tooSlow.size() < MOST_NAMES) tooSlow.insert(looking.name);
+            looking.isUnderWay = false;
+            looking.waiting.clear();
+            server->Close(viewer);
+        }
+    if (++ticks % 4 != 0 || toldOutside || !document.HasChangedOutside()) return;
+    toldOutside = true;
+    SendAll({{"outside", true}});
+}
+
+// --- The document
+
+void Studio::Check() {
+    checked = CheckText(document.Path(), document.Text(), catalogue, window);
+    checked["state"] = document.Version();
+    checked["path"] = document.Path();
+    checked["text"] = document.Text();
+    checked["changed"] = document.IsChanged();
+    checked["canUndo"] = document.CanUndo();
+    checked["canRedo"] = document.CanRedo();
+}
+
+void Studio::TellState() {
+    SendAll(checked);
+}
+
+Json Studio::ChangeText(WebServer::Viewer viewer, const Command& command) {
+    if (command.version != document.Version()) return Refuse(STALE.Text());
+    document.Change(command.text, "typing " + std::to_string(viewer));
+    return {{"ok", true}};
+}
+
+bool Studio::PrepareEdit(Edit& edit, bool force, const std::string& text, std::string& error, Json& answer) {
+    host::Mistakes ignored;
+    if (edit.kind == Edit::Place || edit.kind == Edit::Copy) {
+        std::string& name = edit.kind == Edit::Place ? edit.name : edit.other;
+        if (name.empty())
+            name = FreeName(host::GraphFile::Parse("", text, ignored),
+                            edit.kind == Edit::Place ? NameFor(edit.other) : edit.name);
+        for (Position& position : edit.positions) position.instance = name;
+        answer["name"] = name;
+    }
+    if (edit.kind == Edit::Connect && !force)
+        error = WhyNotWired(document.Path(), text, edit.name, edit.other, catalogue, window);
+    return error.empty();
+}
+
+// All of it or nothing.
+Json Studio::Change(const Command& command) {
+    std::string text = document.Text();
+    std::string error;
+    Json answer = {{"ok", true}};
+    for (Edit edit : command.edits)
+        if (!PrepareEdit(edit, command.force, text, error, answer) || !EditGraph(edit, text, error))
+            return Refuse(error);
+    document.Change(text);
+    return answer;
+}
+
+Json Studio::Save(const Command& command) {
+    std::string error;
+    const GraphDocument::Saving saving =
+        command.name.empty() ? document.Save(command.force, error) : document.SaveAs(command.name, error);
+    if (saving != GraphDocument::Saving::Done) {
+        Json answer = Refuse(error);
+        answer["outside"] = saving == GraphDocument::Saving::ChangedOutside;
+        return answer;
+    }
+    toldOutside = false;
+    Check();
+    TellState();
+    return {{"ok", true}};
+}
+
+Json Studio::ShowForm(const std::string& instance) {
+    host::Mistakes ignored;
+    const host::GraphFile file = host::GraphFile::Parse(document.Path(), document.Text(), ignored);
+    OpenForm form;
+    std::string error;
+    if (!OpenFormOf(file, instance, catalogue, form, error)) return Refuse(error);
+    Json answer = Json::parse(form.session->Describe(), nullptr, false);
+    answer["ok"] = true;
+    answer["name"] = instance;
+    answer["parameters"] = ParametersOf(*form.module);
+    return answer;
+}
+
+// The text is the line {"set": ...} or {"press": ...} of a form. What it changes goes into the graph's text
+// at once; values that do not fit together are reported there.
+Json Studio::SetInForm(const Command& command) {
+    host::Mistakes ignored;
+    const host::GraphFile file = host::GraphFile::Parse(document.Path(), document.Text(), ignored);
+    OpenForm form;
+    std::string error;
+    if (!OpenFormOf(file, command.name, catalogue, form, error)) return Refuse(error);
+    const Json said = Json::parse(form.session->Answer(command.text), nullptr, false);
+    if (!said.value("ok", false)) return said;
+    auto* const settable = dynamic_cast<TCBaseModuleEx*>(form.module.get());
+    host::SettingValues changed;
+    if (settable != nullptr)
+        for (const TCModuleParameter& parameter : settable->GetParameters())
+            if (form.shown->IsChanged(parameter.name))
+                changed.emplace_back(parameter.name, form.shown->GetText(parameter.name));
+    std::string text = document.Text();
+    if (!host::EditSettings(file, command.name, changed, text, error)) return Refuse(error);
+    document.Change(text);
+    return ShowForm(command.name);
+}
+
+// --- The run
+
+Json Studio::Run(const Command& command) {
+    if (run != nullptr) return Refuse(RUNS_ALREADY.Text());
+    const Json order = {{"path", document.Path()},      {"text", document.Text()},
+                        {"folders", options.folders},   {"language", TCGetResourceLanguage()},
+                        {"realtime", command.realtime}, {"watch", WatchOrder()}};
+    const std::int64_t number = ++runNumber;
+    const auto onWorker = [this, number](std::function<void()> work) {
+        worker.Post([this, number, work = std::move(work)] {
+            if (number == runNumber && run != nullptr) work();
+        });
+    };
+    RunProcess::Handlers handlers;
+    handlers.onText = [this, onWorker](std::string text) {
+        onWorker([this, text = std::move(text)] { RunSaid(text); });
+    };
+    handlers.onPictures = [this, onWorker] { onWorker([this] { TakePictures(); }); };
+    handlers.onEnd = [this, onWorker](int code) { onWorker([this, code] { RunEnded(code); }); };
+    errno = 0;
+    run = RunProcess::Start(options.program, order.dump(-1, ' ', false, Json::error_handler_t::replace),
+                            std::move(handlers));
+    if (run == nullptr) return Refuse(NO_START.With({std::generic_category().message(errno)}));
+    lastFigures = nullptr;
+    lastReport = nullptr;
+    isStopping = false;
+    TellRun();
+    return {{"ok", true}};
+}
+
+// The second time at once.
+Json Studio::StopRun() {
+    if (run == nullptr) return Refuse(NO_RUN.Text());
+    if (isStopping)
+        run->Kill();
+    else
+        run->Send(R"({"stop":true})");
+    isStopping = true;
+    TellRun();
+    return {{"ok", true}};
+}
+
+void Studio::TellRun() {
+    SendAll({{"run", {{"running", run != nullptr}, {"stopping", isStopping}, {"number", runNumber}}}});
+}
+
+void Studio::RunSaid(const std::string& text) {
+    Json said = Json::parse(text, nullptr, false);
+    if (!said.is_object()) return;
+    if (said.contains("figures")) lastFigures = said;
+    if (said.contains("report")) lastReport = said;
+    SendAll(said);
+}
+
+void Studio::RunEnded(int code) {
+    TakePictures();
+    run.reset();
+    if (lastReport.is_null()) {
+        lastReport = {{"report", nullptr}, {"verdict", RUN_DIED.With({std::to_string(code)})}};
+        SendAll(lastReport);
+    }
+    isStopping = false;
+    TellRun();
+}
+
+// --- Looking
+
+Json Studio::WatchOrder() const {
+    Json order = Json::array();
+    for (const auto& [key, wish] : asked)
+        order.push_back({{"key", key},
+                         {"port", wish.port},
+                         {"kind", wish.kind == Wish::Samples ? "samples" : "envelope"},
+                         {"seconds", wish.seconds},
+                         {"samples", wish.samples},
+                         {"triggers", wish.triggers},
+                         {"level", wish.level}});
+    return order;
+}
+
+// Wishes that agree are one trace of the run.
+void Studio::Watch(WebServer::Viewer viewer, Looking& looking, const std::vector<Wish>& wishes) {
+    const Json before = WatchOrder();
+    looking.keys.clear();
+    Json told = Json::array();
+    for (const Wish& wish : wishes) {
+        auto found = std::ranges::find_if(asked, [&](const Asked& one) { return IsSame(one.wish, wish); });
+        if (found == asked.end()) found = asked.insert(asked.end(), {++lastKey, wish});
+        looking.keys[found->key].insert(wish.trace);
+        told.push_back({{"trace", wish.trace}, {"key", found->key}});
+    }
+    std::erase_if(asked, [this](const Asked& one) {
+        return std::ranges::none_of(viewers,
+                                    [&](const auto& each) { return each.second.keys.contains(one.key); });
+    });
+    std::erase_if(looking.waiting, [&](const auto& each) { return !looking.keys.contains(each.first); });
+    if (!wishes.empty()) Send(viewer, {{"watching", std::move(told)}});
+    if (const Json now = WatchOrder(); run != nullptr && now != before)
+        run->Send(Json({{"watch", now}}).dump());
+}
+
+void Studio::TakePictures() {
+    const RunProcess::Pictures pictures = run->TakePictures();
+    for (auto& [viewer, looking] : viewers) {
+        for (const auto& [key, picture] : pictures) {
+            if (!looking.keys.contains(key)) continue;
+            auto& slot = looking.waiting[key];
+            looking.dropped += slot != nullptr;
+            slot = picture;
+        }
+        SendFrame(viewer, looking);
+    }
+}
+
+// The next pictures go when the viewer has confirmed the last ones: whoever is slow sees fewer, but never old
+// ones.
+void Studio::SendFrame(WebServer::Viewer viewer, Looking& looking) {
+    if (looking.isUnderWay || looking.waiting.empty()) return;
+    std::vector<WebServer::Message> pictures;
+    for (auto& [key, picture] : looking.waiting) pictures.push_back(std::move(picture));
+    looking.waiting.clear();
+    server->SendBinary(viewer, std::move(pictures));
+    Send(viewer, {{"frame", ++looking.frame}, {"dropped", looking.dropped}});
+    looking.isUnderWay = true;
+    looking.since = Clock::now();
+}
+
+}  // namespace studio
