@@ -18,12 +18,18 @@
 namespace host::console {
 namespace {
 
+using messages::Collection;
 using tc::Bilingual;
 
 constexpr const char* CLEAR_LINE = "\r\033[K";
 
 std::mutex mutex;
-std::atomic<bool> isSilent{false};
+std::atomic<bool> silenced{false};
+
+// The whole program, or this thread, whose messages are collected.
+bool IsSilent() {
+    return silenced || Collection::Current() != nullptr;
+}
 std::string progress;
 std::map<std::string, std::string> instances;
 std::function<std::string()> currentSpeaker;
@@ -73,6 +79,15 @@ void Write(const std::string& text) {
     WriteTo(StandardStream::Error, text);
 }
 
+// In the graph; empty when the module is not of it.
+std::string FindInstance(const std::string& moduleName) {
+    const Collection* const own = Collection::Current();
+    const std::lock_guard lock(mutex);
+    const std::map<std::string, std::string>& names = own != nullptr ? own->instances : instances;
+    const auto found = names.find(moduleName);
+    return found != names.end() ? found->second : std::string();
+}
+
 }  // namespace
 
 void Say(const std::string& line) {
@@ -80,7 +95,7 @@ void Say(const std::string& line) {
 }
 
 void Tell(const std::string& lines) {
-    if (lines.empty() || isSilent) return;
+    if (lines.empty() || IsSilent()) return;
     const std::lock_guard lock(mutex);
     const std::string text = ForTerminal(lines);
     Write(progress.empty() ? text : CLEAR_LINE + text + progress);
@@ -111,31 +126,36 @@ bool Print(const std::string& original) {
 }
 
 void NameInstance(const std::string& moduleName, const std::string& instance) {
+    if (Collection* own = Collection::Current()) {
+        own->instances[moduleName] = instance;
+        return;
+    }
     const std::lock_guard lock(mutex);
     instances[moduleName] = instance;
 }
 
 void SetSpeaker(std::function<std::string()> speaker) {
-    currentSpeaker = std::move(speaker);
+    Collection* const own = Collection::Current();
+    (own != nullptr ? own->speaker : currentSpeaker) = std::move(speaker);
 }
 
 std::string Speaker() {
-    return currentSpeaker ? currentSpeaker() : std::string();
+    const Collection* const own = Collection::Current();
+    const std::function<std::string()>& speaker = own != nullptr ? own->speaker : currentSpeaker;
+    return speaker ? speaker() : std::string();
 }
 
 std::string FullName(const std::string& moduleName) {
-    const std::lock_guard lock(mutex);
-    const auto found = instances.find(moduleName);
-    return found != instances.end() ? found->second + " (" + moduleName + ")" : moduleName;
+    const std::string instance = FindInstance(moduleName);
+    return instance.empty() ? moduleName : instance + " (" + moduleName + ")";
 }
 
 namespace {
 
 // The instance's name in the graph, else the module's.
 std::string InstanceName(const std::string& moduleName) {
-    const std::lock_guard lock(mutex);
-    const auto found = instances.find(moduleName);
-    return found != instances.end() ? found->second : moduleName;
+    const std::string instance = FindInstance(moduleName);
+    return instance.empty() ? moduleName : instance;
 }
 
 Severity SeverityOf(const Bilingual* word) {
@@ -155,11 +175,11 @@ void FromModule(const Bilingual* severity, TCLogFile::LOG_LEVEL level, const cha
 }
 
 void BeSilent() {
-    isSilent = true;
+    silenced = true;
 }
 
 bool CanAsk() {
-    return !isSilent && TCIsTerminal(StandardStream::Input) && TCIsTerminal(StandardStream::Error);
+    return !IsSilent() && TCIsTerminal(StandardStream::Input) && TCIsTerminal(StandardStream::Error);
 }
 
 bool Ask(const std::string& question) {

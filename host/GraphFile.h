@@ -66,6 +66,12 @@ class GraphFile {
     // An argument INSTANCE.PARAMETER=VALUE of the command line: replaces what the file says.
     void Set(const std::string& argument, Mistakes& mistakes);
 
+    // For programs that build graphs. What they add has no place; the order is that of the file.
+    InstanceEntry* FindInstance(const std::string& name);
+    std::vector<InstanceEntry>& EditInstances() { return instances; }
+    std::vector<LineEntry>& EditLines() { return lines; }
+    void AcceptDifferences(bool accept) { acceptsDifferences = accept; }
+
     const std::string& GetPath() const { return path; }
     GraphForm GetForm() const { return form; }
     const GraphWording& GetWording() const { return GraphWording::Of(form); }
@@ -80,7 +86,6 @@ class GraphFile {
     friend class GraphBuilder;
 
     void Fill(std::string_view text, Mistakes& mistakes);
-    InstanceEntry* FindInstance(const std::string& name);
 
     std::string path;
     GraphForm form = GraphForm::Text;

@@ -1,5 +1,6 @@
 #include "host/HostWindow.h"
 
+#include <mutex>
 #include <utility>
 
 #include "host/Console.h"
@@ -14,6 +15,9 @@ namespace host {
 namespace {
 
 using tc::Bilingual;
+
+std::mutex windowsLock;
+std::vector<HostWindow*> windows;  // that live, the youngest last
 
 void ShowError(const TCErrorRecord& record) {
     console::FromModule(&console::ERROR_WORD, TCLogFile::ERROR, record.module, record.text);
@@ -50,11 +54,15 @@ int ConsoleDevice::SetMapMode(int mode) {
 }
 
 HostWindow::HostWindow() {
+    const std::lock_guard lock(windowsLock);
+    windows.push_back(this);
     TCSetMainWindow(this);
 }
 
 HostWindow::~HostWindow() {
-    TCSetMainWindow(nullptr);
+    const std::lock_guard lock(windowsLock);
+    std::erase(windows, this);
+    TCSetMainWindow(windows.empty() ? nullptr : windows.back());
 }
 
 std::vector<std::string> HostWindow::TakeRefusals() {

@@ -27,7 +27,8 @@ class ConsoleDevice final : public CDC {
 // instance's name, and decides whether a line may join two ports of different types.
 class HostWindow final : public CWnd {
  public:
-    // Installs itself as the main window for as long as it lives.
+    // Installs itself as the main window for as long as it lives; of several, the youngest is the main
+    // window.
     HostWindow();
     ~HostWindow() override;
 

@@ -13,9 +13,8 @@ constexpr std::ptrdiff_t MOST_KEPT = 1000;  // of each severity
 constexpr std::size_t LONGEST_TEXT = 10000;
 
 std::mutex mutex;
-std::vector<Message> kept;
-std::map<std::tuple<Severity, std::string, std::string>, std::size_t> positions;
-std::int64_t leftOut = 0;
+messages::List processList;
+thread_local messages::Collection* collection = nullptr;
 
 }  // namespace
 
@@ -24,9 +23,10 @@ const char* ToText(Severity severity) {
     return WORDS[static_cast<int>(severity)];
 }
 
-void messages::Add(Message message) {
+namespace messages {
+
+void List::Add(Message message) {
     if (message.text.size() > LONGEST_TEXT) message.text.replace(LONGEST_TEXT, std::string::npos, " ...");
-    const std::lock_guard lock(mutex);
     const std::tuple key(message.severity, message.instance, message.text);
     const auto known = positions.find(key);
     if (known != positions.end()) {
@@ -35,15 +35,40 @@ void messages::Add(Message message) {
         positions.emplace(key, kept.size());
         kept.push_back(std::move(message));
     } else {
-        leftOut += message.times;
+        more += message.times;
     }
 }
 
-std::vector<Message> messages::Take(std::int64_t& more) {
-    const std::lock_guard lock(mutex);
-    more = std::exchange(leftOut, 0);
+std::vector<Message> List::Take(std::int64_t& leftOut) {
+    leftOut = std::exchange(more, 0);
     positions.clear();
     return std::exchange(kept, {});
 }
+
+Collection::Collection() {
+    collection = this;
+}
+
+Collection::~Collection() {
+    collection = nullptr;
+}
+
+Collection* Collection::Current() {
+    return collection;
+}
+
+void Add(Message message) {
+    if (collection != nullptr) return collection->list.Add(std::move(message));
+    const std::lock_guard lock(mutex);
+    processList.Add(std::move(message));
+}
+
+std::vector<Message> Take(std::int64_t& leftOut) {
+    if (collection != nullptr) return collection->list.Take(leftOut);
+    const std::lock_guard lock(mutex);
+    return processList.Take(leftOut);
+}
+
+}  // namespace messages
 
 }  // namespace host

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "host/Mistakes.h"
@@ -30,6 +33,37 @@ namespace messages {
 void Add(Message message);
 // Those since the last call, in the order in which they came first, and how many more there were.
 std::vector<Message> Take(std::int64_t& leftOut);
+
+// As above, of one program or of one thread.
+class List {
+ public:
+    void Add(Message message);
+    std::vector<Message> Take(std::int64_t& leftOut);
+
+ private:
+    std::vector<Message> kept;
+    std::map<std::tuple<Severity, std::string, std::string>, std::size_t> positions;
+    std::int64_t more = 0;
+};
+
+// While it lives, messages that come on the thread that made it go here, and the console prints nothing of
+// what that thread says: for programs that run several graphs, each on a thread of its own. One for each
+// thread.
+class Collection {
+ public:
+    Collection();
+    ~Collection();
+    Collection(const Collection&) = delete;
+    Collection& operator=(const Collection&) = delete;
+
+    // Of the calling thread; null when it has none.
+    static Collection* Current();
+
+    List list;
+    // What the console must know to name the instances of that graph.
+    std::map<std::string, std::string> instances;
+    std::function<std::string()> speaker;
+};
 
 }  // namespace messages
 }  // namespace host

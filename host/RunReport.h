@@ -37,6 +37,14 @@ struct LineReport {
     int deepestQueue = 0;
 };
 
+// What a module answered that ended the run, or made its end fail.
+struct FailureReport {
+    std::string instance;
+    int code = 0;
+    std::string port;    // instance.Port, when the module's error is about one; else empty
+    std::string reason;  // in words
+};
+
 // What came of a run.
 struct RunReport {
     Verdict verdict = Verdict::Complete;
@@ -48,6 +56,7 @@ struct RunReport {
     std::vector<Message> messages;  // of modules and the host
     std::int64_t messagesLeftOut = 0;
     std::vector<Mistake> mistakes;
+    std::vector<FailureReport> failures;  // in their order; told in the explanation
 };
 
 // How far a run has got; -1 is "not known".

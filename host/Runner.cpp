@@ -258,9 +258,19 @@ void Runner::Fail(int module, int code, const std::string& thrown, const Bilingu
                      .With({std::to_string(code)});
     const std::string text = failure.With({Name(module), Module(module).GetModuleName(), reason});
     if (options.onError) options.onError(text);
+    report.failures.push_back({Name(module), code, FailedPort(module), reason});
     report.explanation +=
         (report.verdict == Verdict::Failed ? Bilingual("; then ", "; dann ").Text() : "") + text;
     report.verdict = Verdict::Failed;
+}
+
+std::string Runner::FailedPort(int module) const {
+    const TCPortHelper* const helper = Module(module).GetPortHelper();
+    if (helper == nullptr || helper->GetErrorRecord().code >= 0) return "";
+    const TCPortError& error = helper->GetErrorRecord();
+    const int count = error.kind == INPUT ? Module(module).GetNoInput() : Module(module).GetNoOutput();
+    if (error.portIndex < 0 || error.portIndex >= count) return "";
+    return PortText(module, error.kind, error.portIndex);
 }
 
 void Runner::JudgeStall(const Scheduler& scheduler) {

@@ -50,6 +50,7 @@ class Runner {
     std::set<std::pair<int, int>> WiredOutputs() const;
     void TellState(const std::string& instance, const tc::Bilingual& state) const;
     void Fail(int module, int code, const std::string& thrown, const tc::Bilingual& failure);
+    std::string FailedPort(int module) const;
     void JudgeStall(const Scheduler& scheduler);
     std::string DescribeLeftovers(const Scheduler& scheduler, int position) const;
     void ReportCounts(const Scheduler& scheduler);

@@ -3,16 +3,25 @@
 #include <fftw3.h>
 
 #include <cmath>
+#include <mutex>
 #include <new>
+
+namespace {
+
+std::mutex planning;  // the library's planner serves one thread at a time
+
+}  // namespace
 
 struct FourierTransform::Plan {
     explicit Plan(int length)
         : values(fftw_alloc_real(static_cast<std::size_t>(length))),
           bins(fftw_alloc_complex(static_cast<std::size_t>(length / 2 + 1))) {
+        const std::lock_guard lock(planning);
         if (values == nullptr || bins == nullptr) throw std::bad_alloc();
         plan = fftw_plan_dft_r2c_1d(length, values, bins, FFTW_ESTIMATE | FFTW_PRESERVE_INPUT);
     }
     ~Plan() {
+        const std::lock_guard lock(planning);
         fftw_destroy_plan(plan);
         fftw_free(bins);
         fftw_free(values);

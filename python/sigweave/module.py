@@ -1,0 +1,195 @@
+"""Modules that are written in Python.
+
+    import numpy as np
+    import sigweave
+
+
+    class Clip(sigweave.Module):
+        \"\"\"Cuts off values beyond a limit\"\"\"
+
+        limit = sigweave.Number(1.0, unit="V", minimum=0.0, help="the largest value")
+
+        def execute(self, signal):
+            return np.clip(signal, -self.limit, self.limit)
+
+In a file `clip.py` in a folder of the module path it is listed, set, checked and run like any other module, under
+the name of its class.
+"""
+
+from __future__ import annotations
+
+from dataclasses import dataclass, replace
+from typing import Any, ClassVar, Generic, TypeVar, overload
+
+import numpy as np
+import numpy.typing as npt
+
+Value = TypeVar("Value")
+
+
+class _Parameter(Generic[Value]):
+    """A declared parameter; read as an attribute of the module, it is the value of the setting."""
+
+    kind = ""
+
+    def __init__(
+        self,
+        default: Value | None,
+        *,
+        unit: str = "",
+        help: str = "",
+        minimum: float = -1.7976931348623157e308,
+        maximum: float = 1.7976931348623157e308,
+        choices: tuple[str, ...] = (),
+    ) -> None:
+        self.default, self.unit, self.help = default, unit, help
+        self.minimum, self.maximum, self.choices = minimum, maximum, choices
+        self.name = ""
+
+    def __set_name__(self, owner: type, name: str) -> None:
+        self.name = name
+
+    @overload
+    def __get__(self, module: None, owner: type) -> _Parameter[Value]: ...
+    @overload
+    def __get__(self, module: Module, owner: type) -> Value: ...
+    def __get__(self, module: Module | None, owner: type) -> Any:
+        return self if module is None else module._values.get(self.name, self.default)
+
+    def __set__(self, module: Module, value: Value) -> None:
+        raise AttributeError(f"{self.name} is a setting, which the graph gives; keep values of your own elsewhere")
+
+    def _text(self) -> str | None:
+        from sigweave._values import text_of
+
+        return None if self.default is None else text_of(self.default)
+
+    def _declared(self) -> tuple[str, str, str | None, str, str, float, float, str]:
+        choices = "|".join(self.choices)
+        return self.name, self.kind, self._text(), self.unit, self.help, self.minimum, self.maximum, choices
+
+
+class Number(_Parameter[float]):
+    """A finite number, in `unit` when there is one. Without a default it must be given."""
+
+    kind = "NUMBER"
+
+    def __init__(self, default: float | None = None, **declared: Any) -> None:
+        super().__init__(default, **declared)
+
+
+class Integer(_Parameter[int]):
+    """An integer of 32 bits."""
+
+    kind = "INTEGER"
+
+    def __init__(self, default: int | None = None, **declared: Any) -> None:
+        super().__init__(default, **declared)
+
+
+class Text(_Parameter[str]):
+    """A text."""
+
+    kind = "TEXT"
+
+    def __init__(self, default: str | None = None, **declared: Any) -> None:
+        super().__init__(default, **declared)
+
+
+class File(_Parameter[str]):
+    """The path of a file that is read."""
+
+    kind = "FILE"
+
+    def __init__(self, default: str | None = None, **declared: Any) -> None:
+        super().__init__(default, **declared)
+
+
+class Switch(_Parameter[bool]):
+    """yes or no."""
+
+    kind = "SWITCH"
+
+    def __init__(self, default: bool | None = None, **declared: Any) -> None:
+        super().__init__(default, **declared)
+
+
+class Choice(_Parameter[str]):
+    """One of some words; without a default the first."""
+
+    kind = "CHOICE"
+
+    def __init__(self, *choices: str, default: str | None = None, **declared: Any) -> None:
+        super().__init__(choices[0] if default is None else default, choices=choices, **declared)
+
+
+@dataclass(frozen=True)
+class Info:
+    """What a block says of itself."""
+
+    name: str = ""
+    unit: str = ""  # as it is stored: "V * 1e-003"; "mV" is understood too
+    rate: float = 0.0  # values a second
+    low: float = 0.0  # the range that the values keep
+    high: float = 0.0
+
+    def replace(self, **changes: Any) -> Info:
+        """The same with other fields."""
+        return replace(self, **changes)
+
+
+class Module:
+    """The base of modules in Python: one signal in, one out. The first line of the docstring describes it.
+
+    An exception in one of these ends the run; its traceback goes to the log, its last line to the user.
+    """
+
+    info: Info  # of the block that execute gets
+    start: float  # of that block, in seconds since 1970
+    _values: dict[str, Any]
+    _abstract: ClassVar[bool] = True
+
+    def __init__(self) -> None:
+        self._values = {}
+        self.info, self.start = Info(), 0.0
+
+    def __init_subclass__(cls, **kwargs: Any) -> None:
+        super().__init_subclass__(**kwargs)
+        cls._abstract = cls.execute is Module.execute
+
+    def begin(self) -> None:
+        """A run begins; all settings are there."""
+
+    def execute(self, signal: npt.NDArray[np.float64]) -> Any:
+        """One step: the values of a block, read-only and yours to keep, to the values of the block that is sent on
+        (None: none is). The block keeps its name, time, unit and range; with fewer or more values its rate becomes
+        less or more."""
+        raise NotImplementedError
+
+    def describe(self, info: Info) -> Info:
+        """What the blocks that are sent say of themselves, from what those that come say: for another unit, say.
+        Asked again whenever that changes."""
+        return info
+
+    def end(self) -> None:
+        """A run ends, also one that failed."""
+
+    def result(self, quantity: str, value: float, unit: str = "") -> None:
+        """Adds a figure to the table and the report of the run, in `end` or before."""
+        self._results.append((quantity, float(value), unit))
+
+    @property
+    def _results(self) -> list[tuple[str, float, str]]:
+        results: list[tuple[str, float, str]] = self.__dict__.setdefault("_found", [])
+        return results
+
+    @classmethod
+    def _parameters(cls) -> list[tuple[str, str, str | None, str, str, float, float, str]]:
+        found: dict[str, _Parameter[Any]] = {}
+        for base in reversed(cls.__mro__):
+            found.update({k: v for k, v in vars(base).items() if isinstance(v, _Parameter)})
+        return [one._declared() for one in found.values()]
+
+    @classmethod
+    def _description(cls) -> str:
+        return (cls.__doc__ or "").strip().partition("\n")[0]

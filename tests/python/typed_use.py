@@ -1,0 +1,35 @@
+"""A typical use, for the type checker; never run."""
+
+from typing import Any
+
+import numpy as np
+import numpy.typing as npt
+
+import sigweave
+
+
+class Clip(sigweave.Module):
+    """Cuts off values beyond a limit"""
+
+    limit = sigweave.Number(1.0, unit="V", minimum=0.0)
+
+    def execute(self, signal: npt.NDArray[np.float64]) -> Any:
+        limit: float = self.limit
+        return np.clip(signal, -limit, limit)
+
+
+def evaluate(path: str) -> float:
+    report = sigweave.run(path, set={"lp.corner": 3000}, keep=["lp.Signal"], progress=True)
+    for result in report.results:
+        unit: str = result.unit
+        print(unit)
+    for block in sigweave.stream(path, "lp.Signal", capacity=4):
+        values: npt.NDArray[Any] = block.values
+        print(values.max(), block.state)
+    graph = sigweave.Graph(path)
+    graph["lp"].corner = 3.5
+    graph.save()
+    mistakes: list[str] = [mistake.remedy for mistake in graph.check()]
+    recording = sigweave.open("x.xml")
+    time: npt.NDArray[np.float64] = recording["mic"].time()
+    return float(time[0]) + report.results.value("rms") + len(mistakes)
