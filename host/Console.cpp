@@ -26,13 +26,14 @@ constexpr const char* CLEAR_LINE = "\r\033[K";
 std::mutex mutex;
 std::atomic<bool> silenced{false};
 
+std::string progress;
+std::map<std::string, std::string> instances;
+std::function<std::string()> currentSpeaker;
+
 // The whole program, or this thread, whose messages are collected.
 bool IsSilent() {
     return silenced || Collection::Current() != nullptr;
 }
-std::string progress;
-std::map<std::string, std::string> instances;
-std::function<std::string()> currentSpeaker;
 
 // False when not all of it was written.
 bool WriteTo(StandardStream stream, const std::string& text) {
