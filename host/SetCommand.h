@@ -17,7 +17,7 @@ struct SetOptions {
 };
 
 // Writes settings of one instance into its graph file, when the graph has no mistake through them that it did
-// not have before; else tells what is wrong and leaves the file as it is. Answers the exit code.
+// not have before; else says what is wrong and leaves the file as it is. Answers the exit code.
 int SetInGraph(const SetOptions& set, const CommandOptions& options);
 
 // The same for settings that were read already. What is wrong goes to `mistakes`, as `check` would tell it.
