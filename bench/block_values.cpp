@@ -2,27 +2,11 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <vector>
 
+#include "bench/Arrays.h"
 #include "sigweave/signal/TCIOStream.h"
 
 namespace {
-
-// Three arrays on cache lines, as the values in blocks are, that begin at different places of a page: luck in
-// either would decide the comparison.
-class Arrays {
- public:
-    explicit Arrays(std::size_t size) : step((size / 512 + 1) * 512 + 136), memory(3 * step + 8, 1.0) {
-        while (reinterpret_cast<std::uintptr_t>(memory.data() + offset) % 64 != 0) ++offset;
-    }
-    double* operator[](std::size_t index) { return memory.data() + offset + index * step; }
-
- private:
-    std::size_t step;  // a multiple of 8
-    std::size_t offset = 0;
-    std::vector<double> memory;
-};
 
 void BM_BlockValues_Stream(benchmark::State& state) {
     const int count = static_cast<int>(state.range(0));

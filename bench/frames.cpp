@@ -5,36 +5,26 @@
 #include <algorithm>
 #include <cstdint>
 #include <random>
-#include <vector>
 
+#include "bench/Arrays.h"
 #include "sigweave/signal/TCIOStream.h"
 
 namespace {
 
 constexpr int FRAME_OVERHEAD = 4096;
 
-// Arrays on cache lines, as the values in blocks are, that begin at different places of a page: luck in
-// either would decide the comparison.
-class Arrays {
- public:
-    explicit Arrays(std::int64_t size) : step((static_cast<std::size_t>(size) / 512 + 1) * 512 + 136) {
-        std::mt19937_64 random(42);
-        std::uniform_real_distribution<double> uniform(-10, 10);
-        memory.resize(3 * step + FRAME_OVERHEAD);
-        for (double& value : memory) value = uniform(random);
-        while (reinterpret_cast<std::uintptr_t>(memory.data() + offset) % 64 != 0) ++offset;
-    }
-    double* operator[](std::size_t index) { return memory.data() + offset + index * step; }
-
- private:
-    std::size_t step;  // a multiple of 8
-    std::size_t offset = 0;
-    std::vector<double> memory;
-};
+// Of random values.
+Arrays MakeArrays(std::int64_t size) {
+    Arrays arrays(static_cast<std::size_t>(size), FRAME_OVERHEAD);
+    std::mt19937_64 random(42);
+    std::uniform_real_distribution<double> uniform(-10, 10);
+    for (double& value : arrays.All()) value = uniform(random);
+    return arrays;
+}
 
 // The block waits at `source`, from where it is shared as often as it is packed.
 void BM_Frames_PackUnpack(benchmark::State& state) {
-    Arrays arrays(state.range(0));
+    Arrays arrays = MakeArrays(state.range(0));
     TCIOStream writer, source, packing, unpacking, target;
     writer.AddOutputStream(source.SetInputStream(3));
     packing.SetInputStream(3);
@@ -51,7 +41,7 @@ void BM_Frames_PackUnpack(benchmark::State& state) {
 }
 
 void BM_Frames_TwoCopies(benchmark::State& state) {
-    Arrays arrays(state.range(0));
+    Arrays arrays = MakeArrays(state.range(0));
     for (auto _ : state) {
         std::copy_n(arrays[0], state.range(0), arrays[2]);
         benchmark::ClobberMemory();

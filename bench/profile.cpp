@@ -32,7 +32,7 @@ std::vector<Name> Names(int count = NAMES) {
     return names;
 }
 
-// Where the hives lie, while the object lives.
+// Where the hives are while the object lives.
 class Folder {
  public:
     Folder() : own(tc::OwnedFolder::MakeTemporary("bench-profile-", failed)) {

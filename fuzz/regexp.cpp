@@ -19,7 +19,7 @@ void CheckTime() {
     last = now;
 }
 
-// The matches and what lies between them are the text, however it was found.
+// The matches and what is between them are the text, however it was found.
 void CheckResults(const TCRegExp& expression, const std::string& text) {
     const TCArray<TCRegExp::MatchResult>& results = expression.GetMatchResults();
     std::size_t at = 0;

@@ -18,7 +18,7 @@ struct SetOptions {
 };
 
 // Writes settings of one instance into its graph file, when the graph has no mistake through them that it did
-// not have before; else tells what is wrong and leaves the file as it is. Without settings, a person is
+// not have before; else says what is wrong and leaves the file as it is. Without settings, a person is
 // asked for them. Answers the exit code.
 int SetInGraph(const SetOptions& set, const CommandOptions& options);
 

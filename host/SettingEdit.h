@@ -14,7 +14,7 @@ using SettingValues = std::vector<std::pair<std::string, std::string>>;  // name
 const InstanceEntry* FindInstance(const GraphFile& file, const std::string& name);
 
 // Changes settings in the text of a graph file in the form of parameter text: the value in each one's line is
-// rewritten, a new one gets a line behind the last of its instance, and everything else stays as it is, byte
+// rewritten, a new one gets a line after the last of its instance, and everything else stays as it is, byte
 // for byte.
 //
 // `file` is what the text was read as. False, with the reason in `error` and the text unchanged, for an

@@ -24,7 +24,7 @@ class SampleQueue {
     // False when the temporary file cannot be made or written.
     bool Add(const double* values, std::size_t count);
     std::int64_t Waiting() const { return waiting; }
-    // So many must be waiting.
+    // At least that many must be waiting.
     void Take(double* values, std::size_t count);
     double Take();
     // True once the temporary file could not be read; what was taken since is NaN.

@@ -78,7 +78,7 @@ void Statistics::Figures::Add(const double* values, int count) {
 }
 
 // n * sum of squares - square of the sum, the difference taken in double precision twice over: with a large
-// offset nearly all digits cancel. Reckoned with values scaled to about 1, whose products cannot overflow.
+// offset nearly all digits cancel. Computed with values scaled to about 1, whose products cannot overflow.
 double Statistics::Figures::StandardDeviation() const {
     const tc::Wide squareTotal = squares.Total();
     if (std::isinf(squareTotal.high)) return squareTotal.high;

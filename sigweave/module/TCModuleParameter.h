@@ -42,7 +42,7 @@ struct TC_API TCModuleParameter {
     const char* suggestions = "";  // values to offer, between '|', each an allowed one; others may be typed
     Scale scale = LINEAR;
     double step = 0.0;            // of INTEGER and NUMBER, in the unit; 0: none
-    int digits = -1;              // digits to show behind the point; -1: as many as the value has
+    int digits = -1;              // digits to show after the point; -1: as many as the value has
     bool live = false;            // it may change in a run (see TCBaseModuleEx::SetLive)
     const char* fileFilter = "";  // of FILE and OUTPUT_FILE: "*.wav|*.flac"; empty: all files
     bool secret = false;          // no table, message, log or report shows its value

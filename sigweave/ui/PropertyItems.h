@@ -66,7 +66,7 @@ TC_API TCPropertyDialogInfo& TCPropertyReadOnly(TCPropertyDialog& dialog, const 
                                                 std::function<CString()> value);
 TC_API TCPropertyDialogInfo& TCPropertyLabel(TCPropertyDialog& dialog, const char* key,
                                              const TCTranslatedString& text);
-// What is added behind it belongs to it; see TCPropertyDialog::EndGroup.
+// What is added after it belongs to it; see TCPropertyDialog::EndGroup.
 TC_API TCPropertyDialogInfo& TCPropertyGroup(TCPropertyDialog& dialog, const char* key,
                                              const TCTranslatedString& label);
 TC_API TCPropertyDialogInfo& TCPropertyPage(TCPropertyDialog& dialog, const char* key,

@@ -33,7 +33,7 @@ bool ReadWhole(std::string_view text, Number& value) {
     return true;
 }
 
-// A number of exactly so many digits, after `before`, taken from the front of the text.
+// A number of exactly that many digits, after `before`, taken from the front of the text.
 bool TakeDigits(std::string_view& text, std::string_view before, std::size_t digits, int& value) {
     if (!text.starts_with(before)) return false;
     const std::string_view number = text.substr(before.size(), digits);

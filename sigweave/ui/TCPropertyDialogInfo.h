@@ -21,7 +21,7 @@ struct TCPropertyColumn;
 //     INT, DOUBLE, SLIDER   a number with a point, as 2.5
 //     BOOL                  yes, no
 //     COMBO, RADIO          one of the choices
-//     DATE_TIME             2026-03-01 12:00:00.250, in UTC; what is behind the minutes may be missing
+//     DATE_TIME             2026-03-01 12:00:00.250, in UTC; what follows the minutes may be missing
 //     FONT                  the face, the points and the styles, as Tahoma 10 bold italic
 //     COLOUR                #rrggbb
 //     LIST                  see TC_ListEditCtrl

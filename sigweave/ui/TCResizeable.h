@@ -12,7 +12,7 @@
 //     layout.Add(OK, {210, 170, 290, 190}, {.moveX = 100, .moveY = 100});
 //     layout.Get(OK, {400, 300});  // 310, 270, 390, 290
 //
-// Places are always reckoned from the first ones, so nothing drifts; edges that met go on meeting when their
+// Places are always computed from the first ones, so nothing drifts; edges that met go on meeting when their
 // shares do.
 class TC_API TCResizeable {
  public:

@@ -18,7 +18,7 @@ class TC_API TC_ListEditCtrl {
     // A column of that key, or -1.
     int FindColumn(const CString& key) const;
 
-    // `cells` is a cell a column. Before the row of that number; behind the last one for any other number.
+    // `cells` is a cell a column. Before the row of that number; after the last one for any other number.
     bool Add(const CStringArray& cells, CString& refusal, int before = -1);
     bool Edit(int row, int column, const CString& text, CString& refusal);
     // False, and nothing changed, for rows that are not there.

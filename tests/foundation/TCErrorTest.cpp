@@ -57,7 +57,7 @@ TEST(TCError, KeepsTheFirstCallback) {
         +[](const char* module, const char* text) { heard = std::string(module) + ":" + text; };
     const auto second = +[](const char*, const char*) { FAIL(); };
     static const int empty =
-        TCError_SetErrorMessageCallback(0);  // asked once, for it stays when tests are repeated
+        TCError_SetErrorMessageCallback(0);  // asked once: it stays when tests are repeated
     EXPECT_EQ(empty, 1);
     EXPECT_EQ(TCError_SetErrorMessageCallback(reinterpret_cast<long>(first)), 1);
     EXPECT_EQ(TCError_SetErrorMessageCallback(reinterpret_cast<long>(second)), 0);

@@ -76,7 +76,7 @@ TEST(TC_Metric, ConvertsAndRoundsHalfAwayFromZero) {
     EXPECT_EQ(size.cy, -3);
 }
 
-TEST(TCLogFont, ReckonsInPointsOfTheScreen) {
+TEST(TCLogFont, CountsInPointsOfTheScreen) {
     TCLogFont font;
     EXPECT_EQ(font.lfHeight, -13);
     EXPECT_EQ(font.lfWeight, 400);

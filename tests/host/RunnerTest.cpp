@@ -45,6 +45,15 @@ class Bench {
 
     RunReport Run(host::RunOptions options = {}) { return host::Runner(modules, lines, options).Run(); }
 
+    // From its first step on.
+    RunReport RunInterrupted() {
+        host::Interruption interruption;
+        interruption.Raise();
+        host::RunOptions options;
+        options.interruption = &interruption;
+        return Run(options);
+    }
+
  private:
     int Index(const std::string& name) const {
         for (std::size_t index = 0; index < modules.size(); ++index)
@@ -182,11 +191,7 @@ TEST(Runner, AnInterruptedSourceEndsItsSignalAndEverythingIsProcessed) {
     bench.Add<TestSource>("source", "blocks=0\n");
     bench.Add<TestJoin>("sum");
     bench.Wire("source", "sum");
-    host::Interruption interruption;
-    interruption.Raise();
-    host::RunOptions options;
-    options.interruption = &interruption;
-    const RunReport report = bench.Run(options);
+    const RunReport report = bench.RunInterrupted();
     EXPECT_EQ(report.verdict, Verdict::Interrupted);
     EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
     EXPECT_EQ(report.modules[0].blocksOut, report.modules[1].blocksIn);
@@ -195,15 +200,11 @@ TEST(Runner, AnInterruptedSourceEndsItsSignalAndEverythingIsProcessed) {
 TEST(Runner, ASourceThatWasEndedByForceDoesNotComeBack) {
     Bench bench;
     bench.Add<TestDeaf>("a");
-    bench.Add<TestDeaf>("b", "rate=2\n");  // ends first, for it goes twice as often; blocks still come to it
+    bench.Add<TestDeaf>("b", "rate=2\n");  // ends first because it steps twice as often; blocks still arrive
     bench.Add<TestJoin>("sum");
     bench.Wire("a", "b");
     bench.Wire("b", "sum");
-    host::Interruption interruption;
-    interruption.Raise();
-    host::RunOptions options;
-    options.interruption = &interruption;
-    const RunReport report = bench.Run(options);
+    const RunReport report = bench.RunInterrupted();
     EXPECT_EQ(report.verdict, Verdict::Interrupted);
     EXPECT_THAT(report.explanation, HasSubstr(" at b.Signal")) << "which came when it had ended";
     EXPECT_EQ(report.modules[2].blocksIn, report.modules[1].blocksOut);

@@ -47,7 +47,7 @@ TEST(ModuleSignals, UnitsAreSymbolsAndFactors) {
     EXPECT_EQ(unit, TCSI_Unit());
 }
 
-TEST(ModuleSignals, StatesSayWhereABlockStands) {
+TEST(ModuleSignals, StatesSayWhereABlockIs) {
     for (const auto& [state, begins, ends] : {std::tuple(START, true, false),
                                               {BUSY, false, false},
                                               {STOP, false, true},

@@ -34,7 +34,7 @@ TestSignal In(const std::string& unit) {
     return signal;
 }
 
-TEST_F(Math, ReckonsValuesAndUnits) {
+TEST_F(Math, ComputesValuesAndUnits) {
     const struct {
         const char *settings, *unitA, *unitB;
         std::vector<double> values;

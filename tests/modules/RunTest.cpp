@@ -160,7 +160,7 @@ TEST(Run, FiltersASweep) {
 
 // With the amplitudes U and I and the angle phi: U I / 2 cos(phi) in the mean, and U I / 2 to either side of
 // it.
-TEST(Run, ReckonsThePowerOfALoad) {
+TEST(Run, ComputesThePowerOfALoad) {
     Outcome run = RunExample("power.graph", "");
     ASSERT_EQ(run.exitCode, 0) << run.messages;
     EXPECT_NEAR(run.results["mean"], 812.5, 1e-9);

@@ -137,7 +137,7 @@ TEST(TCSerializeOldStream, WritesTheStoredTokens) {
     EXPECT_TRUE(Token::Serialize(ones, 0).IsEmpty() && Token::Serialize(numbers, -1).IsEmpty());
 }
 
-TEST(TCSerializeOldStream, MetadataComesBackAndLeavesTheBlankBehindTheName) {
+TEST(TCSerializeOldStream, MetadataComesBackAndLeavesTheBlankAfterTheName) {
     const TCString text = Token::Serialize(COMPLETE, Sample()) + Token::Serialize(7);
     const char* p = text;
     TCBLOCKSTATUS state = INVALID;

@@ -117,7 +117,7 @@ TEST_F(Profile, SeesOnlyEntriesOfUpTo255Bytes) {
     EXPECT_EQ(LoadUserProfileString("S", "long").GetLength(), 255);
 }
 
-TEST_F(Profile, PutsSectionsDirectlyBehindThePath) {
+TEST_F(Profile, PutsSectionsRightAfterThePath) {
     EXPECT_STREQ(GetRegistryPath(), "Software\\Varnholt\\SIGWEAVE\\");
     SaveUserProfileInt("Filter", "a", 1);
     EXPECT_STREQ(ChangeRegistryPath("Software\\Varnholt\\SIGWEAVE\\Fil"), "Software\\Varnholt\\SIGWEAVE\\");

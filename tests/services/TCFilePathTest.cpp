@@ -185,7 +185,7 @@ TEST_F(PathTokens, StandForFolders) {
     EXPECT_EQ(std::string(path), Home(""));
 }
 
-TEST_F(PathTokens, MakeFoldersWhenTheFlagStandsBehindTheName) {
+TEST_F(PathTokens, MakeFoldersWhenTheFlagFollowsTheName) {
     Expect("%CSIDL_STARTUP%", Home("/config/autostart"), 1);
     EXPECT_FALSE(fs::exists(home / "config/autostart"));
     Expect("%CSIDL_FLAG_CREATE|CSIDL_STARTUP%\\x", "\\x", 0);

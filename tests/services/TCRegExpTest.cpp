@@ -45,7 +45,7 @@ std::string FindAll(TCRegExp& expression, const TCString& text, unsigned long fl
     return all;
 }
 
-TEST(TCRegExp, StoresEveryMatchWithWhatStandsAroundIt) {
+TEST(TCRegExp, StoresEveryMatchWithWhatIsAroundIt) {
     const struct {
         const char* pattern;
         TCRegExp::FindType type;

@@ -88,7 +88,7 @@ TEST(TCTypeInfo, ArchiveForm) {
     EXPECT_EQ(Record(loaded), Record(Speed()));
 }
 
-TEST(TCTypeInfo, TextFormsGoOnBehindAZeroByteInTheName) {
+TEST(TCTypeInfo, TextFormsGoOnAfterAZeroByteInTheName) {
     std::ostringstream text;
     CArchive storing(text);
     TCTypeInfo ti;
