@@ -4,7 +4,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -92,7 +94,7 @@ constexpr Faulty FAULTY[] = {
     {"faulty/LoopOnNotANumber", "not-a-number", "no end within 8 s"},
     {"faulty/CrashOnRareOrder", "random-calls", "SIGSEGV"},
     {"faulty/SwallowsEveryBlock", "run", "it makes no block, no result and no file"},
-    {"faulty/PrintsToStandardOutput", "standard-output", "look at me"},
+    {"faulty/PrintsToStandardOutput", "standard-output", "in 'run': look at me"},
 };
 
 std::string NameOf(const testing::TestParamInfo<Faulty>& info) {
@@ -130,11 +132,77 @@ TEST(CheckModule, RepeatsTheRandomCallsOfASeed) {
 }
 
 TEST(CheckModule, RandomCallsBringAllThatAHostMayDo) {
+    std::set<std::string> calls;
+    std::string inOrder;
+    for (const char* seed : {"1", "2", "3", "4", "5"}) {
+        const Answer listed =
+            Check(TEST_LIBRARIES "/faulty/Witness.so --report json --reproduce " + std::string(seed));
+        EXPECT_EQ(listed.code, 0) << listed.text;
+        for (const std::string call : listed.report["calls"])
+            calls.insert(call.substr(call.find(": ") == call.npos ? 0 : call.find(": ")));
+        for (const std::string call : listed.report["calls"]) inOrder += call + "; ";
+        EXPECT_THAT(listed.report["calls"],
+                    testing::Contains(std::string("seed ") + seed + ", step 61: the end"));
+    }
+    EXPECT_THAT(inOrder, HasSubstr("a line drawn and removed; ValidatePortType; AddLine; DelLine; "));
+    EXPECT_THAT(calls, testing::IsSupersetOf({"SetParameter",
+                                              "ApplySettings",
+                                              "SetSettings",
+                                              "GetMessageA",
+                                              "ValidatePortType",
+                                              "AddLine",
+                                              "DelLine",
+                                              "SetInputStream",
+                                              "AddOutputStream",
+                                              "DeleteStreams",
+                                              "ComputeValidationData",
+                                              "Init",
+                                              "Fetch",
+                                              "Execute",
+                                              "Interrupt",
+                                              "Done",
+                                              "queries",
+                                              "TCModuleLibrary_Create",
+                                              ": a parameter",
+                                              ": the settings",
+                                              ": a block",
+                                              ": a step",
+                                              ": all steps",
+                                              ": all lines",
+                                              ": no lines",
+                                              ": a line drawn and removed",
+                                              ": the beginning of a run",
+                                              ": the end of the run",
+                                              ": an interruption",
+                                              ": questions",
+                                              ": a message",
+                                              ": another module",
+                                              ": the number of inputs"}));
     const Answer answer = Check(TEST_LIBRARIES "/faulty/Witness.so --report json", "WITNESS=1");
     const std::vector<Json> failed = ChecksOf(answer, "failed");
     ASSERT_EQ(failed.size(), 1u) << answer.text;
     EXPECT_EQ(failed[0]["check"], "random-calls");
     EXPECT_THAT(failed[0]["reason"], HasSubstr("it has seen everything"));
+}
+
+TEST(CheckModule, SaysWhatItLookedAt) {
+    const Answer answer = Check(TEST_LIBRARIES "/faulty/Witness.so --report json --time-limit 100");
+    const std::pair<const char*, const char*> rows[] = {
+        {"ids", "1, all different"},
+        {"creation", "Minds how it is called"},
+        {"ports", "1 inputs, 1 outputs"},
+        {"parameters", "3, each with its limits"},
+        {"run", "2 of 2 types, 22 blocks made; with label=signal, log=output.csv"},
+        {"equal-runs", "three runs on each of 2 types"},
+        {"empty-blocks", "taken on 2 of 2 types"},
+        {"huge-blocks", "taken on 2 of 2 types"},
+        {"not-a-number", "taken on 2 of 2 types"},
+        {"random-calls", "100 sequences of 60 steps, seeds 1 to 100"},
+        {"standard-output", "left alone"}};
+    std::map<std::string, std::string> reasons;
+    for (const Json& check : ChecksOf(answer, "passed")) reasons[check["check"]] = check["reason"];
+    for (const auto& [name, reason] : rows) EXPECT_EQ(reasons[name], reason) << answer.text;
+    EXPECT_EQ(answer.code, 0);
 }
 
 TEST(CheckModule, TellsPlainlyWhatIsNotThere) {
@@ -179,7 +247,6 @@ const std::vector<std::string> OF_A_SOURCE = {"empty-blocks", "huge-blocks", "no
 
 const Good GOOD[] = {
     {SIGWEAVE_EXAMPLE_DIR "/gain", "", {}},
-    {TEST_LIBRARIES "/faulty/Witness", "", {}},
     {SIGWEAVE_MODULE_DIR "/align", "", {}},
     {SIGWEAVE_MODULE_DIR "/bus-join", "", {"parameters"}},
     {SIGWEAVE_MODULE_DIR "/bus-select", "", {}},

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCBaseModuleEx.h"
@@ -29,6 +30,7 @@ enum Sight : unsigned {
     NO_NAME,
     WRONG_STATE,
     LONG_SIGNAL,
+    OUTPUT_TYPE,
     SIGHTS
 };
 
@@ -43,8 +45,11 @@ void Demand(bool isFulfilled, const char* what) {
     if (!isFulfilled) throw std::logic_error(std::string("out of order: ") + what);
 }
 
+// Two of them must be given, and the name of the file has an ending.
 constexpr TCModuleParameter PARAMETERS[] = {
-    {.name = "level", .kind = TCModuleParameter::INTEGER, .defaultValue = "1", .minimum = 0, .maximum = 9}};
+    {.name = "level", .kind = TCModuleParameter::INTEGER, .defaultValue = "1", .minimum = 0, .maximum = 9},
+    {.name = "label", .kind = TCModuleParameter::TEXT, .defaultValue = nullptr},
+    {.name = "log", .kind = TCModuleParameter::OUTPUT_FILE, .defaultValue = nullptr}};
 
 class Witness final : public TCBaseModuleEx {
  public:
@@ -61,10 +66,12 @@ class Witness final : public TCBaseModuleEx {
     const char* GetDescription() const override { return "Minds how it is called"; }
     const char* GetBaseName() const override { return "Witness"; }
 
-    bool OnSettingsChanged(TCString&) override {
+    bool OnSettingsChanged(TCString& error) override {
         Demand(!hasBegun, "settings in a run");
         See(CHANGED_SETTING, ParamInt("level") == 9);
-        return true;
+        if (std::string_view(ParamText("log")).ends_with(".csv")) return true;
+        error = "log: must end in .csv";
+        return false;
     }
     const char* GetInputName(int port) override {
         See(NO_SUCH_PORT, port < 0);
@@ -73,6 +80,7 @@ class Witness final : public TCBaseModuleEx {
     int ValidatePortType(PORTTYPE kind, int port, const char* type, int items) override {
         const int fits = TCBaseModuleEx::ValidatePortType(kind, port, type, items);
         isValidated = fits != 0;
+        See(OUTPUT_TYPE, kind == OUTPUT);
         return fits;
     }
     void AddLine(PORTTYPE kind, int port) override {
@@ -140,7 +148,7 @@ class Witness final : public TCBaseModuleEx {
         See(NO_VALUES, count == 0);
         See(MANY_VALUES, count == 4096);
         See(NOT_A_NUMBER, any([](double value) { return std::isnan(value); }));
-        See(LARGEST_NUMBER, any([](double value) { return value > 1e308; }));
+        See(LARGEST_NUMBER, any([](double value) { return value > 1e308 && std::isfinite(value); }));
         See(WRONG_RATE, !(ti.GetSamplerate() > 0.0));
         See(NO_NAME, *ti.GetSignalname() == '\0');
         See(WRONG_STATE, begins == isOpen);
