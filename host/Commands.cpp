@@ -11,6 +11,7 @@
 #include "host/FileWait.h"
 #include "host/Graph.h"
 #include "host/IdleSinks.h"
+#include "host/LiveChanges.h"
 #include "host/Messages.h"
 #include "host/ModuleListing.h"
 #include "host/PresetCommand.h"
@@ -73,6 +74,8 @@ struct OpenGraph {
         for (const std::string& setting : options.settings) file.Set(setting, mistakes);
         graph = std::make_unique<Graph>(file, catalogue, window, mistakes, filesOfHost);
         if (reportTakesOutput) graph->RefuseStandardOutput();
+        if (!options.changes.empty()) changes = ReadChanges(options.changes, mistakes);
+        if (mistakes.IsEmpty()) CheckChanges(changes, graph->Modules(), graph->Lines(), mistakes);
         TellProblems(catalogue, !mistakes.IsEmpty());
         if (mistakes.IsEmpty())
             TellWarnings(graph->Warnings());
@@ -87,11 +90,13 @@ struct OpenGraph {
     HostWindow window;
     ModuleCatalogue catalogue;
     std::unique_ptr<Graph> graph;
+    std::vector<LiveChange> changes;  // to be made in the run
 };
 
-RunReport RunWithSignals(const Graph& graph, bool realtime) {
+RunReport RunWithSignals(const Graph& graph, bool realtime, LiveChanges* changes) {
     RunOptions options;
     options.realtime = realtime;
+    options.changes = changes;
     options.interruption = &interruption;
     options.onState = runlog::StateOf;
     options.onWarning = console::Warning;
@@ -131,7 +136,15 @@ std::vector<FileUse> FilesOf(const CommandOptions& options) {
             {Bilingual("the report", "der Bericht").Text(),
              options.reportFile,
              TCModuleFile::WRITES,
-             {"--report-file " + options.reportFile}}};
+             {"--report-file " + options.reportFile}},
+            {Bilingual("the changes of this run", "die Änderungen dieses Laufs").Text(),
+             options.writeChanges,
+             TCModuleFile::WRITES,
+             {"--write-changes " + options.writeChanges}},
+            {Bilingual("the changes to make", "die verlangten Änderungen").Text(),
+             options.changes,
+             TCModuleFile::READS,
+             {"--changes " + options.changes}}};
 }
 
 // The report and messages go their own way; what modules print is lost or goes elsewhere.
@@ -158,13 +171,13 @@ bool HasClash(const Mistakes& mistakes, const std::vector<FileUse>& files) {
                                [&](const FileUse& file) { return mistakes.HasAny(file.place.source); });
 }
 
-// The file for the JSON report, open from the start: if it cannot be written, the user learns it before a
-// long run.
+// The file for the JSON report or the changes, open from the start: if it cannot be written, the user learns
+// it before a long run.
 class ReportFile {
  public:
     // Answers why not; empty when it is open, or none was asked for.
-    std::string Open(const CommandOptions& options) {
-        path = options.reportFile;
+    std::string Open(const std::string& name) {
+        path = name;
         if (path.empty()) return "";
         errno = 0;
         file = tc::ReplacedFile::Open(path);
@@ -188,8 +201,11 @@ class ReportFile {
 
 // What came of a graph without mistakes.
 RunReport RunLogged(const OpenGraph& open, const CommandOptions& options) {
+    LiveChanges changes;
+    for (const LiveChange& change : open.changes) changes.Add(change);
     open.graph->MakeFolders();
-    RunReport report = RunWithSignals(*open.graph, options.realtime);
+    RunReport report =
+        RunWithSignals(*open.graph, options.realtime, options.changes.empty() ? nullptr : &changes);
     TellLostStreams();
     if (IsOver(report.verdict)) TellWarnings(FindIdleSinks(report, open.graph->Lines()));
     return report;
@@ -219,7 +235,8 @@ bool Deliver(const RunReport& report, const CommandOptions& options, bool output
         return Print(WriteJson(report, options.graph));
     }
     if (!hasRun) return true;
-    const std::string text = WriteTable(report) + WriteWarnings(report, Warnings::All) + verdict + "\n";
+    const std::string text =
+        WriteTable(report) + WriteChangesMade(report) + WriteWarnings(report, Warnings::All) + verdict + "\n";
     if (!outputIsTaken) return Print(text);
     console::Tell(text);
     return true;
@@ -250,6 +267,7 @@ ModuleCatalogue OpenCatalogue(const CommandOptions& options) {
 int RunGraph(const CommandOptions& options) {
     const std::vector<FileUse> files = FilesOf(options);
     ReportFile file;
+    ReportFile changes;
     RunReport report;
     runlog::Hold();
     const OpenGraph open(options, options.json, files);
@@ -257,8 +275,10 @@ int RunGraph(const CommandOptions& options) {
     const bool clashes = HasClash(open.mistakes, files);
     if (clashes)
         report = ReportMistakes(open.mistakes);
-    else if (const std::string problem = file.Open(options); !problem.empty())
+    else if (const std::string problem = file.Open(options.reportFile); !problem.empty())
         report = RefuseRun("--report-file " + options.reportFile, problem);
+    else if (const std::string cannot = changes.Open(options.writeChanges); !cannot.empty())
+        report = RefuseRun("--write-changes " + options.writeChanges, cannot);
     else if (const std::string reason = runlog::Open(options.log); !reason.empty())
         report = RefuseRun("--log " + options.log.pattern, reason);
     else
@@ -267,7 +287,8 @@ int RunGraph(const CommandOptions& options) {
     runlog::Close();
     AddMessages(report);
     const bool printed = Deliver(report, options, outputIsTaken);
-    const bool kept = file.Write(WriteJson(report, options.graph));
+    const bool kept = file.Write(WriteJson(report, options.graph)) &
+                      (report.verdict == Verdict::Mistakes || changes.Write(WriteChanges(report.changes)));
     const int code = StrictCode(options, ExitCodeOf(report.verdict), CountWarnings(report));
     return printed && kept ? code : std::max<int>(code, EXIT_INCOMPLETE);
 }
