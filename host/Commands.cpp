@@ -8,6 +8,7 @@
 #include "host/Console.h"
 #include "host/Conversion.h"
 #include "host/FileWait.h"
+#include "host/LiveChanges.h"
 #include "host/Messages.h"
 #include "host/ModuleListing.h"
 #include "host/OpenGraph.h"
@@ -78,9 +79,20 @@ void TellFindings(OpenGraph& open, bool reportTakesOutput) {
         Bilingual("nothing of %1 was run", "von %1 wurde nichts ausgeführt").With({open.file.GetPath()}));
 }
 
-RunReport RunWithSignals(const OpenGraph& open, bool realtime, std::vector<Message>& warnings) {
+// Changes of live parameters that are to be made in the run; what is wrong with them goes to the mistakes.
+std::vector<LiveChange> PlanChanges(OpenGraph& open, const CommandOptions& options) {
+    std::vector<LiveChange> changes;
+    if (!options.changes.empty()) changes = ReadChanges(options.changes, open.mistakes);
+    if (open.mistakes.IsEmpty())
+        CheckChanges(changes, open.graph.Modules(), open.graph.Lines(), open.mistakes);
+    return changes;
+}
+
+RunReport RunWithSignals(const OpenGraph& open, bool realtime, LiveChanges* changes,
+                         std::vector<Message>& warnings) {
     RunOptions options;
     options.realtime = realtime;
+    options.changes = changes;
     options.interruption = &interruption;
     options.onState = runlog::StateOf;
     options.onWarning = console::Warning;
@@ -113,7 +125,15 @@ std::vector<FileUse> FilesOf(const CommandOptions& options) {
             {Bilingual("the report", "der Bericht").Text(),
              options.reportFile,
              TCModuleFile::WRITES,
-             {"--report-file " + options.reportFile}}};
+             {"--report-file " + options.reportFile}},
+            {Bilingual("the changes of this run", "die Änderungen dieses Laufs").Text(),
+             options.writeChanges,
+             TCModuleFile::WRITES,
+             {"--write-changes " + options.writeChanges}},
+            {Bilingual("the changes to make", "die verlangten Änderungen").Text(),
+             options.changes,
+             TCModuleFile::READS,
+             {"--changes " + options.changes}}};
 }
 
 // The report and messages go their own way; what modules print is lost or goes elsewhere.
@@ -140,13 +160,13 @@ bool HasClash(const Mistakes& mistakes, const std::vector<FileUse>& files) {
                                [&](const FileUse& file) { return mistakes.HasAny(file.place.source); });
 }
 
-// The file for the JSON report, open from the start: if it cannot be written, the user learns it before a
-// long run.
+// The file for the JSON report or the changes, open from the start: if it cannot be written, the user learns
+// it before a long run.
 class ReportFile {
  public:
     // True also when none was asked for.
-    bool Open(const CommandOptions& options, std::string& error) {
-        path = options.reportFile;
+    bool Open(const std::string& name, std::string& error) {
+        path = name;
         if (path.empty()) return true;
         errno = 0;
         file = tc::ReplacedFile::Open(path);
@@ -170,9 +190,13 @@ class ReportFile {
 };
 
 // What came of a graph without mistakes.
-RunReport RunLogged(const OpenGraph& open, const CommandOptions& options) {
+RunReport RunLogged(const OpenGraph& open, const std::vector<LiveChange>& planned,
+                    const CommandOptions& options) {
+    LiveChanges changes;
+    for (const LiveChange& change : planned) changes.Add(change);
     std::vector<Message> warnings;
-    RunReport report = RunWithSignals(open, options.realtime, warnings);
+    RunReport report =
+        RunWithSignals(open, options.realtime, options.changes.empty() ? nullptr : &changes, warnings);
     TellLostStreams();
     TellWarnings(warnings);
     return report;
@@ -202,7 +226,8 @@ bool Deliver(const RunReport& report, const CommandOptions& options, bool output
         return Print(WriteJson(report, options.graph));
     }
     if (!hasRun) return true;
-    const std::string text = WriteTable(report) + WriteWarnings(report, Warnings::All) + verdict + "\n";
+    const std::string text =
+        WriteTable(report) + WriteChangesMade(report) + WriteWarnings(report, Warnings::All) + verdict + "\n";
     if (!outputIsTaken) return Print(text);
     console::Tell(text);
     return true;
@@ -229,32 +254,38 @@ ModuleCatalogue OpenCatalogue(const CommandOptions& options) {
 int RunGraph(const CommandOptions& options) {
     const std::vector<FileUse> files = FilesOf(options);
     ReportFile file;
+    ReportFile changes;
     RunReport report;
     std::string error;
     runlog::Hold();
     OpenGraph open(SourceOf(options, files));
+    const std::vector<LiveChange> planned = PlanChanges(open, options);
     TellFindings(open, options.json);
     const bool outputIsTaken = open.mistakes.IsEmpty() && open.graph.WritesToStandardOutput();
     const bool clashes = HasClash(open.mistakes, files);
     if (clashes)
         report = ReportMistakes(open.mistakes);
-    else if (!file.Open(options, error))
+    else if (!file.Open(options.reportFile, error))
         report = RefuseRun("--report-file " + options.reportFile, error);
+    else if (!changes.Open(options.writeChanges, error))
+        report = RefuseRun("--write-changes " + options.writeChanges, error);
     else if (!runlog::Open(options.log, error))
         report = RefuseRun("--log " + options.log.pattern, error);
     else
-        report = open.mistakes.IsEmpty() ? RunLogged(open, options) : ReportMistakes(open.mistakes);
+        report = open.mistakes.IsEmpty() ? RunLogged(open, planned, options) : ReportMistakes(open.mistakes);
     if (report.verdict != Verdict::Mistakes) runlog::StateOf("", WriteVerdict(report, options.graph));
     runlog::Close();
     AddMessages(report);
     const bool printed = Deliver(report, options, outputIsTaken);
-    const bool kept = file.Write(WriteJson(report, options.graph));
+    const bool kept = file.Write(WriteJson(report, options.graph)) &
+                      (report.verdict == Verdict::Mistakes || changes.Write(WriteChanges(report.changes)));
     const int code = StrictCode(options, ExitCodeOf(report.verdict), CountWarnings(report));
     return printed && kept ? code : std::max<int>(code, EXIT_INCOMPLETE);
 }
 
 int CheckGraph(const CommandOptions& options) {
     OpenGraph open(SourceOf(options));
+    PlanChanges(open, options);
     TellFindings(open, false);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
     RunReport report;
