@@ -72,7 +72,7 @@ void CsvWriter::GetFiles(TCArray<TCModuleFile>& files) const {
 
 void CsvWriter::CheckStart(TCStartCheck& check) {
     tc::CheckDoubleInputs(*portHelper, check);
-    const std::string reason = CsvFile::WhyRefused(std::string(ParamStr("file")), ParamBool("overwrite"));
+    const std::string reason = CsvFile::WhyRefused(ParamText("file"), ParamBool("overwrite"));
     if (!reason.empty()) check.Refuse("file: " + reason);
 }
 

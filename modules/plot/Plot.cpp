@@ -91,7 +91,7 @@ Plot::Plot(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
 }
 
 bool Plot::OnSettingsChanged(TCString& error) {
-    const std::string file(ParamStr("file"));
+    const std::string& file = ParamText("file");
     const bool known = EndsWith(file, ".svg") || EndsWith(file, ".png");
     if (!known)
         error = tc::NotValid(
@@ -111,7 +111,7 @@ void Plot::CheckStart(TCStartCheck& check) {
     tc::CheckRates(*portHelper, check);
     const std::string room = WhyNoRoom();
     if (!room.empty()) check.Refuse(room);
-    const std::string unwritable = tc::WhyNotWritable(std::string(ParamStr("file")), FileWriting::Beside);
+    const std::string unwritable = tc::WhyNotWritable(ParamText("file"), FileWriting::Beside);
     if (!unwritable.empty()) check.Refuse("file: " + unwritable);
     if (!tc::HasGnuplot())
         check.Refuse(
@@ -220,7 +220,7 @@ int Plot::Draw() {
                        "es kam nichts zu zeichnen an, daher gibt es kein Bild"));
         return 0;
     }
-    const std::string file(ParamStr("file"));
+    const std::string& file = ParamText("file");
     tc::PictureOptions options;
     options.png = EndsWith(file, ".png");
     options.overlay = ParamChoice<LAYOUTS>("layout") == Layout::OVERLAY;
@@ -228,7 +228,7 @@ int Plot::Draw() {
     options.width = ParamInt("width");
     options.height = ParamInt("height");
     options.decibels = ParamDbl("decibels");
-    options.title = std::string(ParamStr("title"));
+    options.title = ParamText("title");
     std::string error;
     return tc::RunGnuplot(tc::PictureScript(signals, options), file, error) ? 0
                                                                             : Fail(tc::MODULE_FAILED, error);

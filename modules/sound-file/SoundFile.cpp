@@ -66,8 +66,8 @@ bool SoundFile::OnSettingsChanged(TCString& error) {
     TCSI_Unit unit;
     double newStart = 0.0;
     if (!Open(probe, reason)) reason = "file: " + reason;
-    tc::ParseStart(std::string(ParamStr("start")), newStart, reason);
-    tc::ParseUnit(std::string(ParamStr("unit")), unit, reason);
+    tc::ParseStart(ParamText("start"), newStart, reason);
+    tc::ParseUnit(ParamText("unit"), unit, reason);
     error = reason.c_str();
     if (!reason.empty()) return false;
     const std::int64_t newBlockSize = ParamInt("block");
@@ -105,7 +105,7 @@ TCForetoldSignal SoundFile::ForetellOutput(int output, std::span<const TCForetol
 }
 
 bool SoundFile::Open(SoundReader& opened, std::string& error) const {
-    return opened.Open(std::string(ParamStr("file")), error);
+    return opened.Open(ParamText("file"), error);
 }
 
 void SoundFile::DeclarePorts(int number) {

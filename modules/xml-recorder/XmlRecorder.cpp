@@ -62,7 +62,7 @@ void XmlRecorder::OnInputsDeclared(int) {
 
 std::string XmlRecorder::FileOf(int input) const {
     const int inputs = portHelper->GetPortCnt(INPUT);
-    return tc::RecordFile(std::string(ParamStr("file")), input + 1, inputs == 1);
+    return tc::RecordFile(ParamText("file"), input + 1, inputs == 1);
 }
 
 void XmlRecorder::GetFiles(TCArray<TCModuleFile>& files) const {
