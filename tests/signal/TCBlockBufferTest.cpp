@@ -289,6 +289,7 @@ TEST(BlockBuffer, EndsWithACodeWhereABlockCannotBeReadOrWritten) {
     Bench pointers(Helper::TYPE_POINTER, MATRIX);
     pointers.source.WritePtr(NUMBERS, 1);
     EXPECT_EQ(pointers.buffer.ReadBlock(0, true), Helper::NOT_CREATED);
+    EXPECT_EQ(pointers.helper.GetErrorRecord().otherIndex, -1);
     EXPECT_EQ(pointers.helper.BlocksOnStream(INPUT, 0), 1);
     EXPECT_EQ(pointers.buffer.GetSize(), 0);
     pointers.buffer.NewBlock(MATRIX, 4);  // without columns
