@@ -43,6 +43,7 @@ TEST_F(FormatTime, WritesEachTokenOfATime) {
     EXPECT_EQ(Text("%HH %H %PP %h", MARCH + 6 * HOUR), "01 1 PM 13");
     EXPECT_EQ(Text("%HH %PP, %HH %PP", MARCH + 5 * HOUR), "12 PM, 12 PM");
     EXPECT_EQ(Text("%HH %PP %hh", MARCH - 7 * HOUR), "12 AM 00");
+    EXPECT_EQ(Text("%h|%m|%s|%H|%hh|%mm|%ss|%Ms", 1709593200e3), "0|0|0|12|00|00|00|000") << "midnight";
 }
 
 TEST_F(FormatTime, LeavesWhatIsNoToken) {

@@ -107,6 +107,7 @@ TEST_F(LogFile, NamesTypesInAColumn) {
     Open(log);
     const char* names[] = {"Input", nullptr, "Calculation"};
     log.SetLogTypeNames(names, 3);
+    log.SetLogTypeNames(nullptr, 3);
     EXPECT_TRUE(log.AddLogTypeName(8 + 3, "Out"));
     EXPECT_TRUE(log.AddLogTypeName(8, "Output")) << "begins with the name that is there";
     EXPECT_FALSE(log.AddLogTypeName(4, "Calculus"));

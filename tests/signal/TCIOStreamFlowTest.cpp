@@ -19,6 +19,8 @@ using testing::ElementsAre;
 TEST(StreamFlow, MovesAndCopies) {
     StreamLines source, target(2);
     EXPECT_EQ(target.writer.MoveBlocks(source.Input(), START), 0);
+    EXPECT_EQ(target.writer.ForwardBlock(source.Input()), 0);
+    EXPECT_EQ(target.writer.WriteCopy(nullptr), 0);
     const TCTypeInfo from = State(BUSY, "from"), own = State(COMPLETE, "own");
     for (int i = 1; i <= 4; ++i) {
         source.writer.SetTI(&from, false);

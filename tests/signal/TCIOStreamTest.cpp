@@ -77,6 +77,8 @@ TEST(TCIOStream, WhoReceivesAndWhatWaits) {
     EXPECT_EQ(plain.StartWriteSegments() + plain.WriteSegment("n", 1) + plain.WriteSegment("d", 1.0), 0);
     EXPECT_EQ(plain.WriteSegment("t", TCString()) + plain.WriteSegment("c", CString()), 0);
     EXPECT_EQ(plain.WriteSegment("b", TCArray<TCIOStream::Block*>()), 0);
+    const CString text = "text";
+    EXPECT_EQ(plain.WriteStrVec(&text, 1), 0);
     EXPECT_EQ(plain.WriteSegment("p", "") + plain.WriteDblVec(nullptr, 1) + plain.WritePtr(&plain, 1), 0);
     EXPECT_EQ(plain.precision(), 3);
     EXPECT_EQ(plain.SetInputStream(7)->precision(), 7);
@@ -186,6 +188,10 @@ TEST(TCIOStream, ManySegments) {
     lines.writer.EndWriteSegments();
     lines.Input().StartReadSegments();
     EXPECT_EQ(lines.Input().Segment(plain(3).c_str()), nullptr);
+    EXPECT_EQ(lines.writer.StartWriteSegments(), 1);
+    EXPECT_EQ(lines.writer.WriteSegment("10\r\nTen\r\n\r\nx", 1), 0);
+    EXPECT_EQ(lines.writer.WriteSegment("0000000010\r\nTen\r\n\r\nx", 1), -14) << "the same number";
+    EXPECT_TRUE(lines.writer.EndWriteSegments());
 }
 
 TEST(TCIOStream, ReusedBlockShowsOnlyItsCurrentUse) {
