@@ -3,7 +3,10 @@
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "sigweave/persistence/ArchiveBinary.h"
 #include "sigweave/persistence/ArchiveXml.h"
@@ -65,20 +68,27 @@ void BM_Archive_StoreXml(benchmark::State& state) {
 }
 BENCHMARK(BM_Archive_StoreXml)->Unit(benchmark::kMillisecond);
 
-// The same elements with the same texts, which are ready.
+xmlNode* AddItem(xmlNode* parent, const char* type, int number, const char* label, const char* value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%d", number);
+    xmlNode* const item = xmlNewChild(parent, nullptr, BAD_CAST type, nullptr);
+    xmlNewProp(item, BAD_CAST "number", BAD_CAST text);
+    xmlNewProp(item, BAD_CAST "label", BAD_CAST label);
+    return xmlAddChild(item, xmlNewText(BAD_CAST value));
+}
+
+// The same document from the same values.
 void BM_Archive_StoreLibxml2(benchmark::State& state) {
-    xmlDoc* const source =
-        xmlReadMemory(Document().data(), static_cast<int>(Document().size()), "", "UTF-8", 0);
     for (auto _ : state) {
         xmlDoc* const built = xmlNewDoc(BAD_CAST "1.0");
         xmlNode* const root = xmlNewNode(nullptr, BAD_CAST "archive");
         xmlDocSetRootElement(built, root);
-        for (xmlNode* node = xmlDocGetRootElement(source)->children; node != nullptr; node = node->next) {
-            if (node->type != XML_ELEMENT_NODE) continue;
-            xmlNode* const made = xmlNewChild(root, nullptr, node->name, nullptr);
-            for (xmlAttr* attribute = node->properties; attribute != nullptr; attribute = attribute->next)
-                xmlNewProp(made, attribute->name, attribute->children->content);
-            if (node->children != nullptr) xmlAddChild(made, xmlNewText(node->children->content));
+        char value[32];
+        for (int i = 0; i < ITEMS; ++i) {
+            std::snprintf(value, sizeof value, i % 3 == 0 ? "%.0f" : "%.17g", i % 3 == 0 ? i : 0.1);
+            if (i % 3 == 0) AddItem(root, "integer", i, "count", value);
+            if (i % 3 == 1) AddItem(root, "double", i, "gain", value);
+            if (i % 3 == 2) AddItem(root, "string", i, "name", "a name");
         }
         xmlChar* text = nullptr;
         int size = 0;
@@ -87,7 +97,6 @@ void BM_Archive_StoreLibxml2(benchmark::State& state) {
         xmlFree(text);
         xmlFreeDoc(built);
     }
-    xmlFreeDoc(source);
     state.SetItemsProcessed(state.iterations() * ITEMS);
 }
 BENCHMARK(BM_Archive_StoreLibxml2)->Unit(benchmark::kMillisecond);
@@ -103,15 +112,34 @@ void BM_Archive_LoadXml(benchmark::State& state) {
 }
 BENCHMARK(BM_Archive_LoadXml)->Unit(benchmark::kMillisecond);
 
-// Reads the document and walks over its elements, without reading their values.
+struct Value {
+    int number = 0;
+    std::string label;
+    std::string text;
+    double value = 0.0;
+};
+
+std::string TextOf(xmlChar* taken) {
+    std::string text = reinterpret_cast<const char*>(taken);
+    xmlFree(taken);
+    return text;
+}
+
+// Reads the document and takes the values out of it.
 void BM_Archive_LoadLibxml2(benchmark::State& state) {
     for (auto _ : state) {
         xmlDoc* const read = xmlReadMemory(Document().data(), static_cast<int>(Document().size()), "",
                                            "UTF-8", XML_PARSE_NONET);
-        int found = 0;
-        for (xmlNode* node = xmlDocGetRootElement(read)->children; node != nullptr; node = node->next)
-            found += node->type == XML_ELEMENT_NODE ? 1 : 0;
-        if (found != ITEMS) state.SkipWithError("not read");
+        std::vector<Value> values;
+        for (xmlNode* node = xmlDocGetRootElement(read)->children; node != nullptr; node = node->next) {
+            if (node->type != XML_ELEMENT_NODE) continue;
+            Value& value = values.emplace_back();
+            value.number = std::atoi(TextOf(xmlGetProp(node, BAD_CAST "number")).c_str());
+            value.label = TextOf(xmlGetProp(node, BAD_CAST "label"));
+            value.text = TextOf(xmlNodeGetContent(node));
+            if (node->name[0] != 's') value.value = std::strtod(value.text.c_str(), nullptr);
+        }
+        if (values.size() != ITEMS) state.SkipWithError("not read");
         xmlFreeDoc(read);
     }
     state.SetItemsProcessed(state.iterations() * ITEMS);
