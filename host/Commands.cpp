@@ -43,16 +43,15 @@ void TellMistake(const std::string& text) {
 }
 
 void TellMistakes(const Mistakes& mistakes, const std::string& outcome) {
-    const std::vector<Mistake> all = mistakes.InOrder();
-    const std::size_t told = std::min(all.size(), MOST_MISTAKES_TOLD);
-    for (std::size_t index = 0; index < told; ++index)
-        TellMistake(ToText(all[index].place) + ": " + all[index].text);
-    if (told < all.size())
+    const std::vector<Mistake> told = mistakes.InOrder(MOST_MISTAKES_TOLD);
+    const std::size_t count = mistakes.GetCount();
+    for (const Mistake& mistake : told) TellMistake(ToText(mistake.place) + ": " + mistake.text);
+    if (told.size() < count)
         console::Say(
-            Bilingual("... and %1 more", "... und %1 weitere").With({std::to_string(all.size() - told)}));
+            Bilingual("... and %1 more", "... und %1 weitere").With({std::to_string(count - told.size())}));
     static constexpr Bilingual ONE("%1 mistake; %2", "%1 Fehler; %2");
     static constexpr Bilingual SEVERAL("%1 mistakes; %2", "%1 Fehler; %2");
-    console::Say((all.size() == 1 ? ONE : SEVERAL).With({std::to_string(all.size()), outcome}));
+    console::Say((count == 1 ? ONE : SEVERAL).With({std::to_string(count), outcome}));
 }
 
 using console::Print;

@@ -37,9 +37,14 @@ bool ReadBytes(const std::string& path, std::string& text, std::string& error) {
                                                       .Text();
         return false;
     }
-    text.resize(MAX_SIZE + 1);
-    file.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(file.gcount()));
+    constexpr std::size_t AT_FIRST = 1 << 16;
+    std::size_t got = 0;
+    while (file && got <= MAX_SIZE) {
+        text.resize(std::min(std::max(AT_FIRST, 2 * got), MAX_SIZE + 1));
+        file.read(text.data() + got, static_cast<std::streamsize>(text.size() - got));
+        got += static_cast<std::size_t>(file.gcount());
+    }
+    text.resize(got);
     if (!file.bad()) return true;
     error = Bilingual("cannot be read", "ist nicht lesbar").Text();
     return false;

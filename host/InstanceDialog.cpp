@@ -1,5 +1,6 @@
 #include "host/InstanceDialog.h"
 
+#include "host/Guard.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -48,7 +49,10 @@ std::string InstanceDialog::WhyNotOpened(const GraphFile& file) {
     settable = dynamic_cast<TCBaseModuleEx*>(module.get());
     if (settable != nullptr) ReadSettings(entry);
     description.title = (options.instance + " (" + entry.module + ")").c_str();
-    if (module->BuildPropertyDialog(description) == 0) return NO_DIALOG.With({module->GetModuleId()});
+    int answer = 0;
+    const std::string thrown = WhatItThrows([&] { answer = module->BuildPropertyDialog(description); });
+    if (!thrown.empty()) return options.instance + ": " + thrown;
+    if (answer == 0) return NO_DIALOG.With({module->GetModuleId()});
     for (const auto& [parameter, value] : wrong) ShowAsWritten(parameter);
     if (settable != nullptr) description.apply = [this](CString& refusal) { return WriteChanges(refusal); };
     return "";

@@ -149,7 +149,7 @@ std::string WriteChanges(const std::vector<LiveChange>& changes) {
     std::string text = "# BLOCK INSTANCE.PARAMETER=VALUE\n";
     for (const LiveChange& change : changes)
         text += std::to_string(change.block) + " " +
-                WriteTextSetting(change.instance + "." + change.parameter, change.value);
+                WriteTextSetting(change.instance + "." + change.parameter, change.value) + "\n";
     return text;
 }
 

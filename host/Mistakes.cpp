@@ -23,11 +23,16 @@ bool Mistakes::HasAny(const std::string& source) const {
     return std::ranges::any_of(mistakes, [&](const Mistake& each) { return each.place.source == source; });
 }
 
-std::vector<Mistake> Mistakes::InOrder() const {
-    const auto isBefore = [](const Mistake& a, const Mistake& b) { return a.place.line < b.place.line; };
-    std::vector<Mistake> sorted = mistakes;
+std::vector<Mistake> Mistakes::InOrder(std::size_t most) const {
+    const auto isBefore = [](const Mistake* a, const Mistake* b) { return a->place.line < b->place.line; };
+    std::vector<const Mistake*> sorted;
+    sorted.reserve(mistakes.size());
+    for (const Mistake& mistake : mistakes) sorted.push_back(&mistake);
     if (!std::ranges::is_sorted(sorted, isBefore)) std::ranges::stable_sort(sorted, isBefore);
-    return sorted;
+    std::vector<Mistake> first;
+    first.reserve(std::min(most, sorted.size()));
+    for (std::size_t i = 0; i < std::min(most, sorted.size()); ++i) first.push_back(*sorted[i]);
+    return first;
 }
 
 }  // namespace host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,9 @@ class Mistakes {
     bool IsEmpty() const { return mistakes.empty(); }
     // Whether there is one at this place.
     bool HasAny(const std::string& source) const;
-    // In the order of the lines; those without a line come first.
-    std::vector<Mistake> InOrder() const;
+    std::size_t GetCount() const { return mistakes.size(); }
+    // In the order of the lines; those without a line come first. The first ones, if a number is given.
+    std::vector<Mistake> InOrder(std::size_t most = static_cast<std::size_t>(-1)) const;
 
  private:
     std::vector<Mistake> mistakes;

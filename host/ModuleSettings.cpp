@@ -56,8 +56,9 @@ void ModuleSettings::Apply(const Setting& setting) {
                                  .With({setting.name}));
     const bool isUnknown = module->FindParameter(setting.name.c_str()) == nullptr;
     if (isUnknown && ++unknown > MOST_EXPLAINED)
-        return Tell(setting, Bilingual("%1: there is no such parameter", "%1: diesen Parameter gibt es nicht")
-                                 .With({setting.name}));
+        return mistakes.Add(PlaceOf(setting), Bilingual("%1.%2: there is no such parameter",
+                                                        "%1.%2: diesen Parameter gibt es nicht")
+                                                  .With({entry.name, setting.name}));
     std::string value = setting.value;
     if (IsFile(module->FindParameter(setting.name.c_str())) && !ResolvePath(setting, value)) return;
     TCString error;

@@ -7,6 +7,7 @@
 #include "host/Commands.h"
 #include "host/Console.h"
 #include "host/GraphText.h"
+#include "host/SetCommand.h"
 #include "sigweave/module/SettingsArchive.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/persistence/ArchiveXml.h"
@@ -92,6 +93,64 @@ int PrintSettings(const TCBaseModuleEx& module) {
         if (!isUsual && !parameter.secret) lines += WriteTextSetting(parameter.name, value) + "\n";
     }
     return console::Print(lines) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+}
+
+// The instance, or where none is named the only one of the module; null, with the reason.
+const InstanceEntry* FindTarget(const GraphFile& file, const std::string& id, const std::string& instance,
+                                std::string& error) {
+    const InstanceEntry* found = nullptr;
+    int count = 0;
+    for (const InstanceEntry& entry : file.GetInstances()) {
+        const bool isMeant = instance.empty() ? entry.module == id : entry.name == instance;
+        if (isMeant) found = &entry;
+        count += isMeant ? 1 : 0;
+    }
+    if (count == 1 && found->module == id) return found;
+    if (count == 1)
+        error = Bilingual("'%1' is of the module '%2', not '%3'", "'%1' ist vom Modul '%2', nicht '%3'")
+                    .With({found->name, found->module, id});
+    else if (instance.empty())
+        error = Bilingual("the graph has %1 instances of '%2'; name one with --instance",
+                          "der Graph hat %1 Instanzen von '%2'; nennen Sie eine mit --instance")
+                    .With({std::to_string(count), id});
+    else
+        error =
+            Bilingual("the graph has no instance '%1'", "der Graph hat keine Instanz '%1'").With({instance});
+    return nullptr;
+}
+
+// All that the preset says: what is as by default gets a line only where the graph has another value.
+SettingValues ValuesFor(const TCBaseModuleEx& module, const InstanceEntry& target) {
+    SettingValues values;
+    for (const TCModuleParameter& parameter : module.GetParameters()) {
+        const std::string value(module.GetParameter(parameter.name));
+        const auto old = std::ranges::find(target.settings, std::string(parameter.name), &Setting::name);
+        const bool isUsual =
+            parameter.defaultValue != nullptr ? value == parameter.defaultValue : value.empty();
+        const bool isNeeded = old != target.settings.end() ? old->value != value : !isUsual;
+        const bool isGiven = parameter.defaultValue != nullptr || !value.empty();
+        if (isNeeded && isGiven && !parameter.secret) values.emplace_back(parameter.name, value);
+    }
+    return values;
+}
+
+int WriteInto(const TCBaseModuleEx& module, const std::string& id, const PresetOptions& options,
+              const ModuleCatalogue& catalogue) {
+    Mistakes mistakes;
+    Mistakes ofFile;
+    const GraphFile file = GraphFile::Read(options.graph, ofFile);
+    std::string error;
+    const InstanceEntry* const target = FindTarget(file, id, options.instance, error);
+    if (target == nullptr) {
+        for (const Mistake& mistake : ofFile.InOrder()) mistakes.Add(mistake.place, mistake.text);
+        mistakes.Add({options.graph}, error);
+    } else if (WriteSettings(options.graph, target->name, ValuesFor(module, *target), catalogue, mistakes)) {
+        return EXIT_COMPLETE;
+    }
+    for (const Mistake& mistake : mistakes.InOrder())
+        console::Error(ToText(mistake.place) + ": " + mistake.text);
+    console::Say(NOT_CHANGED.With({options.graph}));
+    return EXIT_WRONG_INPUT;
 }
 
 int Refuse(const std::string& text, int code = EXIT_WRONG_INPUT) {
@@ -182,7 +241,8 @@ int RunPresetCommand(const ModuleCatalogue& catalogue, const PresetOptions& opti
     const bool done = options.action == Action::Save ? Store(*module, entry->id, path, error)
                                                      : LoadInto(*module, entry->id, path, error);
     if (!done) return Refuse(error, EXIT_INCOMPLETE);
-    return options.action == Action::Save ? EXIT_COMPLETE : PrintSettings(*module);
+    if (options.action == Action::Save) return EXIT_COMPLETE;
+    return options.graph.empty() ? PrintSettings(*module) : WriteInto(*module, entry->id, options, catalogue);
 }
 
 }  // namespace host

@@ -231,7 +231,17 @@ void TerminalForm::ShowPage() {
     const CString title = shown.GetDescription().title.Get();
     speak.say((title.empty() ? "" : title + ": ") +
               PAGE.With({pages[page].title, std::to_string(page + 1), std::to_string(pages.size())}));
-    for (const int index : pages[page].items) speak.say(Line(index));
+    const TCPropertyDialog& dialog = shown.GetDescription();
+    CString group;
+    for (const int index : pages[page].items) {
+        const Info& item = *dialog.Get(index);
+        const Info* const parent = item.parent.empty() ? nullptr : dialog.Find(item.parent);
+        const bool isGrouped = parent != nullptr && parent != SectionOf(item);
+        const CString own = isGrouped ? NameOf(*parent) : std::string();
+        if (own != group && !own.empty()) speak.say(own + ":");
+        group = own;
+        speak.say(Line(index));
+    }
 }
 
 std::string TerminalForm::Line(int index) const {

@@ -107,15 +107,28 @@ CLI::App* AddProfile(CLI::App& app, host::ProfileOptions& options) {
     return profile;
 }
 
+void AddPresetTarget(CLI::App& command, host::PresetOptions& options) {
+    CLI::Option* graph =
+        command.add_option("--graph", options.graph,
+                           "Writes them into this graph file, as 'sigweave set' does, and prints nothing");
+    graph->type_name("FILE");
+    command
+        .add_option("--instance", options.instance,
+                    "The instance in that graph; default: the only one of the module")
+        ->type_name("NAME")
+        ->needs(graph);
+}
+
 CLI::App* AddPreset(CLI::App& app, host::CommandOptions& common, host::PresetOptions& options) {
     using Action = host::PresetOptions::Action;
     const struct {
         const char* name;
         const char* help;
         Action action;
-    } rows[] = {{"save", "Keeps settings of a module under a name, replacing older ones", Action::Save},
-                {"load", "Prints such settings as lines of a graph file", Action::Load},
-                {"list", "Lists what was kept, of one module or all", Action::List}};
+    } rows[] = {
+        {"save", "Keeps settings of a module under a name, replacing older ones", Action::Save},
+        {"load", "Prints such settings as lines of a graph file, or writes them into one", Action::Load},
+        {"list", "Lists what was kept, of one module or all", Action::List}};
     CLI::App* preset = app.add_subcommand("preset", "Keeps settings of modules under names");
     preset->require_subcommand(1);
     for (const auto& row : rows) {
@@ -128,6 +141,7 @@ CLI::App* AddPreset(CLI::App& app, host::CommandOptions& common, host::PresetOpt
         if (row.action == Action::Save)
             command->add_option("SETTINGS", options.settings, "PARAMETER=VALUE; all others as by default")
                 ->type_name("");
+        if (row.action == Action::Load) AddPresetTarget(*command, options);
         AddModulePath(*command, common);
     }
     return preset;

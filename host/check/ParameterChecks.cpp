@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <set>
+#include <sstream>
+#include <vector>
 
 #include "host/Guard.h"
 #include "host/check/Checks.h"
@@ -53,6 +56,39 @@ void CheckLimits(const TCModuleParameter& parameter) {
         Fail(Bilingual("%1: '%2' is no unit", "%1: '%2' ist keine Einheit").With({Which(parameter), text}),
              Bilingual("write SI symbols, as m s^-2; what is not an SI unit belongs in the help",
                        "schreiben Sie SI-Zeichen, wie m s^-2; was keine SI-Einheit ist, gehört in die Hilfe")
+                 .Text());
+}
+
+// The words of a list between '|'.
+std::vector<std::string> WordsOf(const char* texts) {
+    std::vector<std::string> words;
+    std::istringstream all(Text(texts));
+    for (std::string word; std::getline(all, word, '|');) words.push_back(word);
+    return words;
+}
+
+// What a form needs: suggestions that are allowed, and conditions that can hold.
+void CheckForm(const TCModuleParameter& parameter, const TCBaseModuleEx& module) {
+    for (const std::string& value : WordsOf(parameter.suggestions))
+        if (!parameter.Allows(value.c_str()))
+            Fail(Bilingual("%1: the suggestion '%2' is not allowed; allowed is %3",
+                           "%1: der Vorschlag '%2' ist nicht erlaubt; erlaubt ist %3")
+                     .With({Which(parameter), value, std::string(parameter.DescribeAllowed())}),
+                 Bilingual("suggest what the limits allow", "schlagen Sie vor, was die Grenzen erlauben")
+                     .Text());
+    const std::string other = Text(parameter.enabledWhen.parameter);
+    if (other.empty()) return;
+    const TCModuleParameter* const condition = module.FindParameter(other.c_str());
+    const bool hasWords = condition != nullptr && (condition->kind == TCModuleParameter::CHOICE ||
+                                                   condition->kind == TCModuleParameter::SWITCH);
+    const std::vector<std::string> values = WordsOf(parameter.enabledWhen.values);
+    const auto isOne = [&](const std::string& value) { return condition->FindChoice(value.c_str()) >= 0; };
+    if (!hasWords || values.empty() || !std::ranges::all_of(values, isOne))
+        Fail(Bilingual("%1: counts only while '%2' is '%3', which it cannot be",
+                       "%1: zählt nur, solange '%2' '%3' ist, was es nicht sein kann")
+                 .With({Which(parameter), other, Text(parameter.enabledWhen.values)}),
+             Bilingual("name a choice or a switch in `enabledWhen`, and some of its words",
+                       "nennen Sie in `enabledWhen` eine Auswahl oder einen Schalter und dessen Wörter")
                  .Text());
 }
 
@@ -155,6 +191,7 @@ Finding CheckParameters(CheckSubject& subject) {
     for (const TCModuleParameter& parameter : stand->Extended()->GetParameters()) {
         CheckName(parameter, names);
         CheckLimits(parameter);
+        CheckForm(parameter, *stand->Extended());
     }
     Refusals refusals(*stand->Extended(), subject);
     for (const TCModuleParameter& parameter : stand->Extended()->GetParameters()) {

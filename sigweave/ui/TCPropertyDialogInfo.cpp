@@ -139,6 +139,14 @@ Info& Info::Secret() {
     return *this;
 }
 
+Info& Info::AsList(const CArray<TCPropertyColumn>& listColumns) {
+    kind = LIST;
+    columns = listColumns;
+    checksAlone = false;
+    allowed = nullptr;
+    return *this;
+}
+
 Info& Info::Check(std::function<CString(const CString&)> furtherCheck) {
     check = std::move(furtherCheck);
     return *this;

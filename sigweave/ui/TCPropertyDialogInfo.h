@@ -107,6 +107,9 @@ struct TC_API TCPropertyDialogInfo {
     TCPropertyDialogInfo& ShownWhen(const char* other, const CStringArray& values);
     TCPropertyDialogInfo& Rebuilds();
     TCPropertyDialogInfo& Secret();
+    // Shows a text of rows, as tc::WritePropertyRows writes it, as a list; its own check comes behind the
+    // list's.
+    TCPropertyDialogInfo& AsList(const CArray<TCPropertyColumn>& listColumns);
     TCPropertyDialogInfo& Check(std::function<CString(const CString&)> check);
 
     bool HasValue() const { return get != nullptr; }

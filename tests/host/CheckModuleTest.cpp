@@ -81,6 +81,8 @@ constexpr Faulty FAULTY[] = {
     {"faulty/DuplicateId", "ids", "twice"},
     {"faulty/MalformedType", "ports", "FLOAT["},
     {"faulty/DefaultOutsideLimits", "parameters", "200"},
+    {"faulty/SuggestionOutsideLimits", "parameters", "'101' is not allowed"},
+    {"faulty/UnknownCondition", "parameters", "'mode' is 'on', which it cannot be"},
     {"faulty/ChangedParameter", "parameters", "'100' comes back as '50'"},
     {"faulty/ThrowsInExecute", "run", "nobody catches this"},
     {"faulty/ExitsInExecute", "run", "exit code 0"},

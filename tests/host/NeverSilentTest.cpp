@@ -317,6 +317,15 @@ TEST_F(NeverSilent, PresetsKeepSettingsAsTheyWereTyped) {
     }
     EXPECT_EQ(Run("preset list", MODULES).out, "Filter low 2\n");
     EXPECT_EQ(Run("preset load Filter 'low 2'", MODULES).out, "type=highpass\ncorner=3 kHz\n");
+    const std::string graph =
+        "# kept\n[f]\nmodule=Filter\norder = 6\ncorner=1\n[g]\nmodule=Filter\ncorner=2\n";
+    Write("a.graph", graph);
+    EXPECT_THAT(Run("preset load Filter 'low 2' --graph a.graph", MODULES).err, HasSubstr("2 instances"));
+    EXPECT_EQ(ReadAll(folder / "a.graph"), graph);
+    EXPECT_EQ(Run("preset load Filter 'low 2' --graph a.graph --instance f", MODULES).code, 0);
+    EXPECT_EQ(
+        ReadAll(folder / "a.graph"),
+        "# kept\n[f]\nmodule=Filter\norder = 4\ncorner=3 kHz\ntype=highpass\n[g]\nmodule=Filter\ncorner=2\n");
     std::string stored = ReadAll(folder / "data/sigweave/presets/Filter/low 2.xml");
     fs::create_directories(folder / "data/sigweave/presets/Generator");
     Write("data/sigweave/presets/Generator/a.xml", stored);

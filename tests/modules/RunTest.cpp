@@ -190,6 +190,17 @@ TEST(Run, RectifiesASine) {
     }
 }
 
+TEST(Run, AmplifiesInStages) {
+    const std::string modules = "--module-path " SIGWEAVE_EXAMPLE_MODULES ":" SIGWEAVE_MODULE_DIR;
+    Outcome run = RunExample("stages.graph", modules);
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_NEAR(run.results["max"], 5.0, 1e-12);
+    EXPECT_NEAR(run.results["rms"], 5.0 / std::numbers::sqrt2, 1e-12);
+    run = RunExample("stages.graph", modules + " --set 'amplifier.stages=first'");
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_NE(run.messages.find("amplifier.stages: expected rows"), std::string::npos) << run.messages;
+}
+
 // Names and texts to the letter; numbers but for the last digits, which the system's sine may round
 // otherwise.
 TEST(Run, ReportsAsTheExampleSays) {

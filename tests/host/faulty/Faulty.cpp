@@ -18,6 +18,8 @@ enum class Fault {
     DuplicateId,
     MalformedType,
     DefaultOutsideLimits,
+    SuggestionOutsideLimits,
+    UnknownCondition,
     ChangedParameter,
     ThrowsInExecute,
     ExitsInExecute,
@@ -41,11 +43,14 @@ constexpr bool Is(Fault fault) {
     return BUILT == fault;
 }
 
-constexpr TCModuleParameter PARAMETERS[] = {{.name = "factor",
-                                             .kind = TCModuleParameter::NUMBER,
-                                             .defaultValue = Is(Fault::DefaultOutsideLimits) ? "200" : "2",
-                                             .minimum = -100.0,
-                                             .maximum = 100.0}};
+constexpr TCModuleParameter PARAMETERS[] = {
+    {.name = "factor",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = Is(Fault::DefaultOutsideLimits) ? "200" : "2",
+     .minimum = -100.0,
+     .maximum = 100.0,
+     .enabledWhen = {Is(Fault::UnknownCondition) ? "mode" : "", "on"},
+     .suggestions = Is(Fault::SuggestionOutsideLimits) ? "1|101" : ""}};
 
 volatile bool forever = true;
 
