@@ -17,6 +17,7 @@
 
 class TCBaseModule;
 class TCIOStream;
+class TCRunFacts;
 
 namespace host {
 
@@ -30,6 +31,7 @@ struct RunOptions {
     const Interruption* interruption = nullptr;  // ends the run early; may be null
     tc::Clock* clock = nullptr;                  // null: the machine's
     RunGauge* gauge = nullptr;                   // through which others look on; may be null
+    TCRunFacts* facts = nullptr;                 // for modules that ask; may be null
     // What the run says, on its thread; each may be empty. An instance's name is empty for the whole run.
     std::function<void(const RunProgress&)> onProgress;  // some times a second
     std::function<void(const std::string& instance, const std::string& state)> onState;

@@ -11,6 +11,7 @@
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCModuleParameter.h"
+#include "sigweave/module/TCRunFacts.h"
 #include "sigweave/module/TCStartCheck.h"
 #include "sigweave/platform/Export.h"
 #include "sigweave/platform/Framework.h"
@@ -100,6 +101,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // 35: what is known before a run of the signal that an output will send, given what is known of the
     // inputs'. Exact, or not known: the base knows nothing. [control]
     virtual TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs);
+
+    // Right before Init: what the host knows of the run that begins, for a module that asks, and the name of
+    // the module in the graph. Not every host offers it. [run]
+    virtual void OfferRunFacts(TCRunFacts& facts, const char* instance);
 
     // What a host reads of a parameter: its declaration itself.
     using Info = TCModuleParameter;

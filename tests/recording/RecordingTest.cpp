@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <numeric>
@@ -275,6 +276,47 @@ TEST(Recording, HasEveryBlockThatWasWritten) {
     EXPECT_THAT(other.GetError(), HasSubstr("it is being written"));
 }
 
+// Of a program that is started by a shell; `code` is its exit code.
+std::string OutputOf(const std::string& command, int& code) {
+    code = std::system((command + " >told 2>&1").c_str()) >> 8;
+    return ReadAll("told");
+}
+
+// A program of a hundred lines, written by the description of the format alone.
+TEST(Recording, IsReadByTheProgramInItsDescription) {
+    const Sample sample;
+    int code = 0;
+    const std::string told =
+        OutputOf("PYTHONIOENCODING=utf-8 /usr/bin/env python3 " READ_RECORDING " sample.mcap", code);
+    if (code == 127) GTEST_SKIP() << "needs python3";
+    EXPECT_EQ(code, 0) << told;
+    EXPECT_THAT(told,
+                HasSubstr("signal 2 caf\xC3\xA9 b'sigweave.frame' {'port': 'Signal 2', 'unit': '', 'rate': "
+                          "'1000'}\n"));
+    EXPECT_THAT(told,
+                HasSubstr("block 2 3 1700000000001000000 (b'caf\\xc3\\xa9', 1700000000001.0, 1000.0, 1.0, "
+                          "[0, 0, 0, 0, 0, 0, 0], 0.0, 1.0, 1) [(b'', [3], ['4020800000000000', "
+                          "'c020000000000000', '0000000000000000'])]\n"))
+        << "8.25, -8 and 0";
+    EXPECT_EQ(std::ranges::count(told, '\n'), 2 + std::ssize(sample.blocks));
+}
+
+TEST(Recording, IsListedByTheReaderOfOtherPrograms) {
+    const Sample sample;
+    int code = 0;
+    const char* const modules = std::getenv("SIGWEAVE_MCAP_MODULES");
+    if (modules == nullptr)
+        GTEST_SKIP() << "needs SIGWEAVE_MCAP_MODULES, a folder in which npm installed @mcap/core";
+    const std::string file = std::filesystem::absolute("sample.mcap").string();
+    const std::string told =
+        OutputOf("(cd '" + std::string(modules) + "' && node " LIST_MCAP " '" + file + "')", code);
+    EXPECT_EQ(code, 0) << told;
+    EXPECT_EQ(told,
+              "1 sine  1000 8 1700000000000000000 1700000000003500000\n"
+              "2 caf\xC3\xA9  1000 4 1700000000000000000 1700000000001500000\n"
+              "done\n");
+}
+
 // With some thirty index records, so that the way to a block is one of several steps.
 TEST(Recording, FindsAnyBlockAndSampleByTheIndex) {
     constexpr int SAMPLES = 4096;
@@ -304,7 +346,7 @@ TEST(Recording, FindsAnyBlockAndSampleByTheIndex) {
     }
     EXPECT_TRUE(reader.Seek(1, 10) && reader.Next() == 1 && reader.GetSignal() == 1);
     EXPECT_EQ(reader.Next(), 1);
-    EXPECT_EQ(reader.GetBlockNumber(), 901) << "the other signal goes on where it was";
+    EXPECT_EQ(reader.GetBlockNumber(), 902) << "the tenth of the other signal follows the 901st";
     EXPECT_FALSE(reader.Seek(0, BLOCKS + 1));
     EXPECT_FALSE(reader.SeekSample(0, std::int64_t{BLOCKS} * SAMPLES));
 }
