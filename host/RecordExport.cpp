@@ -155,6 +155,15 @@ std::string WhyNoWave(const ExportSignal& signal) {
         .With({tc::ShortestText(signal.rate)});
 }
 
+// Its version 5, which every reader knows, counts bytes in 32 bits.
+[[maybe_unused]] std::string WhyNoMat(const ExportSignal& signal) {
+    constexpr std::int64_t MOST = (std::int64_t{1} << 31) / 8 - 1024;
+    if (signal.samples <= MOST) return WhyNoRate(signal);
+    return Bilingual("has %1 samples, and a MAT file takes at most %2",
+                     "hat %1 Werte, und eine MAT-Datei fasst höchstens %2")
+        .With({std::to_string(signal.samples), std::to_string(MOST)});
+}
+
 struct Format {
     const char* word;
     const char* ending;
@@ -163,6 +172,12 @@ struct Format {
                          std::string& error);
 };
 constexpr Format FORMATS[] = {{"csv", ".csv", WhyNoRate, OpenCsv},
+#ifdef SIGWEAVE_HDF5
+                              {"hdf5", ".h5", WhyNoRate, OpenHdf5},
+#endif
+#ifdef SIGWEAVE_MATIO
+                              {"mat", ".mat", WhyNoMat, OpenMat},
+#endif
                               {"sigmf", ".sigmf-data", WhyNoRate, OpenSigMf},
                               {"wav", ".wav", WhyNoWave, OpenWave}};
 
@@ -241,7 +256,8 @@ class Export {
             return Bilingual("has blocks that are not samples of one signal",
                              "hat Blöcke, die nicht die Werte eines Signals sind")
                 .Text();
-        facts = {known.name, known.unit, block.GetTI()->GetSamplerate(), block.GetTI()->GetTimestamp()};
+        facts = {known.name, known.unit, block.GetTI()->GetSamplerate(), block.GetTI()->GetTimestamp(),
+                 known.samples};
         return format.whyNot(facts);
     }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -28,6 +29,7 @@ struct ExportSignal {
     std::string unit;
     double rate = 0.0;   // samples per second
     double start = 0.0;  // milliseconds since 1970
+    std::int64_t samples = 0;
 };
 
 // A file that takes samples one after the other. It has its name when `Close` succeeded; else nothing is left
@@ -43,5 +45,10 @@ using OpenedExport = std::unique_ptr<ExportFile>;
 // WAV with 64-bit floating-point samples, RF64 beyond 4 GB. Null with the reason in `error`.
 OpenedExport OpenWave(const std::string& path, bool mayReplace, const ExportSignal& signal,
                       std::string& error);
+// Where the program was built with the libraries of these formats.
+OpenedExport OpenHdf5(const std::string& path, bool mayReplace, const ExportSignal& signal,
+                      std::string& error);
+OpenedExport OpenMat(const std::string& path, bool mayReplace, const ExportSignal& signal,
+                     std::string& error);
 
 }  // namespace host

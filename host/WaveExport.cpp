@@ -53,13 +53,13 @@ OpenedExport OpenWave(const std::string& path, bool mayReplace, const ExportSign
     SF_INFO info{};
     info.samplerate = static_cast<int>(signal.rate);
     info.channels = 1;
-    info.format = SF_FORMAT_RF64 | SF_FORMAT_DOUBLE;
+    constexpr std::int64_t MOST_IN_WAV = (std::int64_t{4} << 30) / 8 - 4096;
+    info.format = (signal.samples <= MOST_IN_WAV ? SF_FORMAT_WAV : SF_FORMAT_RF64) | SF_FORMAT_DOUBLE;
     SNDFILE* const wave = sf_open_fd(fileno(file->Get()), SFM_WRITE, &info, SF_FALSE);
     if (wave == nullptr) {
         error = tc::WhyNotWritten(path, sf_strerror(nullptr));
         return nullptr;
     }
-    sf_command(wave, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
     sf_command(wave, SFC_SET_CLIPPING, nullptr, SF_FALSE);
     sf_set_string(wave, SF_STR_TITLE, signal.name.c_str());
     const std::string comment = "unit=" + signal.unit + "; start=" + tc::ShortestText(signal.start) +

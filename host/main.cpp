@@ -301,12 +301,12 @@ CLI::App* AddExport(CLI::App& app, host::ExportOptions& options) {
     CLI::App* const command =
         app.add_subcommand("export", "Writes the signals of a recording in a format of other programs");
     command->add_option("RECORDING", options.recording, "The recording")->required()->type_name("");
-    command
-        ->add_option("--to", options.format,
-                     "csv; sigmf: samples and a JSON file; wav: 64-bit floating point")
+    std::string words;
+    for (const std::string& word : host::ExportFormats()) words += (words.empty() ? "" : "|") + word;
+    command->add_option("--to", options.format, "The format; docs/recordings.md says what each keeps")
         ->required()
         ->check(CLI::Validator(CLI::IsMember(host::ExportFormats())).description(""))
-        ->type_name("csv|sigmf|wav");
+        ->type_name(words);
     command
         ->add_option("--output", options.target,
                      "The file to write; several signals have their number before its ending. Default: the "

@@ -297,6 +297,29 @@ TEST(RecordCommands, CompareRecordingsOfBothKinds) {
     EXPECT_EQ(Host("diff bits.mcap bits.xml"), 0) << ReadText("told");
 }
 
+// What h5py and scipy.io find in take-2.h5 and take-2.mat, where the program and they are there.
+void ExpectReadByPython(const std::vector<double>& wanted) {
+    static constexpr std::pair<const char*, const char*> READERS[] = {
+        {"hdf5",
+         "import h5py; s = h5py.File('take-2.h5')['samples']; a = s.attrs; f = lambda x: x.decode() if "
+         "hasattr(x, 'decode') else x; print(f(a['name']), f(a['unit']), a['sample_rate'], a['start_time'])"},
+        {"mat",
+         "import scipy.io; m = scipy.io.loadmat('take-2.mat'); s = m['samples'][:, 0]; print(m['name'][0], "
+         "m['unit'][0], m['sample_rate'][0, 0], m['start_time'][0, 0])"}};
+    for (const auto& [format, program] : READERS) {
+        if (Host("export --help") != 0 ||
+            ReadText("told").find("|" + std::string(format) + "|") == std::string::npos)
+            continue;
+        ASSERT_EQ(Host(std::string("export take.mcap --to ") + format), 0) << ReadText("told");
+        std::ofstream("read.py") << program << "\nimport sys; sys.stdout.flush(); s[:].tofile('samples')\n";
+        const int code = std::system("/usr/bin/python3 read.py >told 2>&1");
+        if (code != 0 && ReadText("told").find("No module named") != std::string::npos) continue;
+        EXPECT_EQ(ReadText("told"), "noise V 8000.0 1772366400.5\n") << format;
+        EXPECT_EQ(ReadText("samples"),
+                  std::string(reinterpret_cast<const char*>(wanted.data()), wanted.size() * sizeof(double)));
+    }
+}
+
 TEST(RecordCommands, ExportSamplesWithWhatTheyMean) {
     std::ofstream("take.graph") << TakeGraph("[lines]\n");
     ASSERT_EQ(Host("run take.graph"), 0) << ReadText("told");
@@ -334,6 +357,7 @@ TEST(RecordCommands, ExportSamplesWithWhatTheyMean) {
     EXPECT_EQ(meta["global"]["sigweave:unit"], "V");
     EXPECT_EQ(meta["captures"][0]["core:datetime"], "2026-03-01T12:00:00.500Z");
     EXPECT_EQ(Host("export take.mcap --to wav"), 1) << "files that are there stay";
+    ExpectReadByPython(wanted);
     Record(FreshFile("texts.mcap"), "UBYTE[][]{Text}", 1, WriteTexts);
     EXPECT_EQ(Host("export texts.mcap --to wav"), 2);
     EXPECT_THAT(ReadText("told"), HasSubstr("is left out: it has blocks that are not samples of one signal"));
