@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include "host/Console.h"
 #include "host/Conversion.h"
@@ -16,10 +18,13 @@
 #include "host/ProgressLine.h"
 #include "host/RecordDiff.h"
 #include "host/Report.h"
+#include "host/Rerun.h"
 #include "host/SetCommand.h"
+#include "sigweave/platform/OwnedFolder.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/platform/ReplacedFile.h"
 #include "sigweave/platform/StandardStreams.h"
+#include "sigweave/recording/RecordingReader.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
 
@@ -329,6 +334,59 @@ int DiffRecords(const CommandOptions& options) {
     else
         written = Print(Bilingual("%1 and %2 are equal\n", "%1 und %2 sind gleich\n").With({a, b}));
     return written ? static_cast<int>(found.verdict) : static_cast<int>(RecordVerdict::Unreadable);
+}
+
+int RerunRecording(const CommandOptions& options) {
+    const std::string recording = std::filesystem::absolute(options.records[0]).string();
+    tc::RecordingReader reader;
+    if (!reader.Open(recording.c_str())) {
+        console::Error(reader.GetError());
+        return EXIT_WRONG_INPUT;
+    }
+    Mistakes mistakes;
+    const std::string recorded = reader.GetFact("graph");
+    const GraphFile graph = options.graph.empty() ? GraphFile::Parse(options.records[0], recorded, mistakes)
+                                                  : GraphFile::Read(options.graph, mistakes);
+    if (!mistakes.IsEmpty()) {
+        TellMistakes(mistakes, Bilingual("nothing was run", "nichts wurde ausgeführt").Text());
+        return EXIT_WRONG_INPUT;
+    }
+    std::error_code failed;
+    const auto folder = tc::OwnedFolder::MakeTemporary("sigweave-rerun-", failed);
+    if (folder == nullptr) {
+        console::Error(
+            Bilingual("there can be no temporary folder: %1", "es gibt keinen temporären Ordner: %1")
+                .With({failed.message()}));
+        return EXIT_INCOMPLETE;
+    }
+    const std::string again = (folder->Path() / "again.mcap").string();
+    const RerunGraph made = MakeRerunGraph(graph, reader.GetFact("recorder"), recording, again);
+    CommandOptions run = options;
+    run.graph = (folder->Path() / "rerun.graph").string();
+    if (made.error.empty()) std::ofstream(run.graph, std::ios::binary) << made.text;
+    if (!made.error.empty()) {
+        console::Error(made.error);
+        return EXIT_WRONG_INPUT;
+    }
+    OpenGraph open(SourceOf(run));
+    TellFindings(open, false);
+    if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
+    std::vector<Message> warnings;
+    const RunReport report = RunWithSignals(open, false, nullptr, warnings);
+    TellWarnings(warnings);
+    if (report.verdict != Verdict::Complete) {
+        console::Error(WriteVerdict(report, options.records[0]));
+        return EXIT_INCOMPLETE;
+    }
+    if (!made.ranAnew.empty())
+        console::Tell(Bilingual("these sources were not recorded and ran anew: %1\n",
+                                "diese Quellen wurden nicht aufgezeichnet und liefen neu: %1\n")
+                          .With({made.ranAnew}));
+    const RecordComparison found = CompareRecords(options.records[0], again);
+    if (found.verdict == RecordVerdict::Equal)
+        return Print(Bilingual("identical\n", "identisch\n").Text()) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
+    Print(found.text + "\n");
+    return EXIT_INCOMPLETE;
 }
 
 int UsePresets(const CommandOptions& options, const PresetOptions& presets) {

@@ -31,6 +31,9 @@ int RunGraph(const CommandOptions& options);
 int CheckGraph(const CommandOptions& options);
 // Writes the graph in its other form, parameter text or XML, to the target.
 int ConvertGraph(const CommandOptions& options);
+// Runs the graph of a recording, or another one, with the recorded sources, and compares. 0: identical; 1:
+// not, or the run was not complete; 2: the recording or the graph cannot be used.
+int RerunRecording(const CommandOptions& options);
 // 0 when two recordings are equal, 1 when they differ, 2 when one cannot be read.
 int DiffRecords(const CommandOptions& options);
 int ShowModules(const CommandOptions& options);

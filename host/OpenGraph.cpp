@@ -2,6 +2,7 @@
 
 #include "host/Console.h"
 #include "host/IdleSinks.h"
+#include "host/RunFacts.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host {
@@ -47,7 +48,10 @@ std::optional<OutputWatch> OpenGraph::WatchOutput(const std::string& name, const
 
 RunReport OpenGraph::Run(const RunOptions& options, std::vector<Message>& warnings) const {
     graph.MakeFolders();
-    Runner runner(graph.Modules(), graph.Lines(), options);
+    RunFacts facts(file, graph.Modules());
+    RunOptions withFacts = options;
+    withFacts.facts = &facts;
+    Runner runner(graph.Modules(), graph.Lines(), withFacts);
     const SpeakerOf speaker(runner);
     RunReport report = runner.Run();
     if (report.verdict == Verdict::Complete || report.verdict == Verdict::Interrupted)

@@ -4,12 +4,13 @@
 #include <bit>
 #include <cmath>
 #include <cstdio>
+#include <vector>
 
+#include "host/AnyRecording.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/foundation/StringConversion.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
-#include "sigweave/signal/forms/StreamRecord.h"
 
 namespace host {
 namespace {
@@ -175,45 +176,89 @@ class Comparer {
     std::string text;
 };
 
-RecordComparison Unreadable(const tc::StreamRecordReader& reader) {
-    return {RecordVerdict::Unreadable, reader.GetError()};
+RecordComparison Unreadable(const AnyRecording& recording) {
+    return {RecordVerdict::Unreadable, recording.GetError()};
 }
 
-std::string TypeText(const tc::StreamRecordReader& reader) {
-    const int items = reader.GetItemCount();
+RecordComparison Different(const std::string& text) {
+    return {RecordVerdict::Different, text};
+}
+
+std::string TypeText(const AnyRecording& recording, int signal) {
+    const int items = recording.CountItems(signal);
     if (items <= 0) return SomeOrNone(false);
     const char* const unit =
         items == 1 ? Bilingual("item", "Element").Text() : Bilingual("items", "Elemente").Text();
-    return reader.GetTypeString() + " (" + std::to_string(items) + " " + unit + ")";
+    return recording.TypeString(signal) + " (" + std::to_string(items) + " " + unit + ")";
 }
+
+// Two recordings, side by side.
+class Pair {
+ public:
+    Pair(const std::string& firstPath, const std::string& secondPath) : paths{firstPath, secondPath} {}
+
+    RecordComparison Compare() {
+        if (!a.Open(paths[0])) return Unreadable(a);
+        if (!b.Open(paths[1])) return Unreadable(b);
+        const int signals = a.CountSignals();
+        if (signals != b.CountSignals())
+            return Different(Bilingual("number of signals: %1 and %2", "Zahl der Signale: %1 und %2")
+                                 .With({std::to_string(signals), std::to_string(b.CountSignals())}));
+        isNamed = signals > 1;
+        for (int signal = 0; signal < signals; ++signal)
+            if (TypeText(a, signal) != TypeText(b, signal))
+                return Different(Of(signal) +
+                                 Bilingual("type of the port: %1 and %2", "Typ des Anschlusses: %1 und %2")
+                                     .With({TypeText(a, signal), TypeText(b, signal)}));
+        std::vector<std::int64_t> met(static_cast<std::size_t>(signals));
+        for (;;) {
+            const int readA = a.Next();
+            if (readA < 0) return Unreadable(a);
+            if (readA == 0) return CompareEnds(met);
+            const int signal = a.GetSignal();
+            const std::int64_t number = a.GetBlockNumber();
+            const int readB = b.Find(signal, number);
+            if (readB < 0) return Unreadable(b);
+            if (readB == 0) return OnlyIn(0, signal, number);
+            Comparer comparer(Where(signal, number));
+            if (!comparer.Compare(a.GetBlock(), b.GetBlock())) return Different(comparer.GetText());
+            met[static_cast<std::size_t>(signal)] = number;
+        }
+    }
+
+ private:
+    std::string Of(int signal) const {
+        if (!isNamed) return "";
+        return Bilingual("signal '%1', ", "Signal '%1', ").With({a.SignalName(signal)});
+    }
+    std::string Where(int signal, std::int64_t number) const {
+        return Of(signal) + Bilingual("block %1", "Block %1").With({std::to_string(number)});
+    }
+    RecordComparison OnlyIn(int which, int signal, std::int64_t number) const {
+        return Different(Bilingual("%1 is only in %2", "%1 gibt es nur in %2")
+                             .With({Where(signal, number), paths[which]}));
+    }
+
+    RecordComparison CompareEnds(const std::vector<std::int64_t>& met) {
+        for (int signal = 0; signal < a.CountSignals(); ++signal) {
+            const std::int64_t next = met[static_cast<std::size_t>(signal)] + 1;
+            const int read = b.Find(signal, next);
+            if (read < 0) return Unreadable(b);
+            if (read > 0) return OnlyIn(1, signal, next);
+        }
+        return {};
+    }
+
+    std::string paths[2];
+    AnyRecording a;
+    AnyRecording b;
+    bool isNamed = false;
+};
 
 }  // namespace
 
 RecordComparison CompareRecords(const std::string& pathA, const std::string& pathB) {
-    tc::StreamRecordReader a;
-    tc::StreamRecordReader b;
-    if (!a.Open(pathA.c_str())) return Unreadable(a);
-    if (!b.Open(pathB.c_str())) return Unreadable(b);
-    if (TypeText(a) != TypeText(b))
-        return {RecordVerdict::Different,
-                Bilingual("type of the port: %1 and %2", "Typ des Anschlusses: %1 und %2")
-                    .With({TypeText(a), TypeText(b)})};
-    for (;;) {
-        const int readA = a.Next();
-        const int readB = b.Next();
-        if (readA < 0) return Unreadable(a);
-        if (readB < 0) return Unreadable(b);
-        if (readA == 0 && readB == 0) return {};
-        const std::string where =
-            Bilingual("block %1", "Block %1")
-                .With({std::to_string(readA > 0 ? a.GetBlockNumber() : b.GetBlockNumber())});
-        if (readA != readB)
-            return {RecordVerdict::Different, Bilingual("%1 is only in %2", "%1 gibt es nur in %2")
-                                                  .With({where, readA > 0 ? pathA : pathB})};
-        Comparer comparer(where);
-        if (!comparer.Compare(a.GetBlock(), b.GetBlock()))
-            return {RecordVerdict::Different, comparer.GetText()};
-    }
+    return Pair(pathA, pathB).Compare();
 }
 
 }  // namespace host

@@ -13,10 +13,10 @@ struct RecordComparison {
     std::string text;
 };
 
-// Compares two recordings by what they mean: type, metadata, segments, and every value bit by bit. How a
-// document is laid out and spelled does not count, nor does the part of a channel's name that every run makes
-// anew. Reads them side by side, one block at a time, up to the first difference. Everything is counted
-// from 1.
+// Compares two recordings, of either kind, by what they mean: type, metadata, segments, and every value bit
+// by bit. How a document is laid out and spelled does not count, nor the facts of a run and the order of
+// different signals, nor does the part of a channel's name that every run makes anew. Reads them side by
+// side, one block at a time, up to the first difference. Everything is counted from 1.
 RecordComparison CompareRecords(const std::string& a, const std::string& b);
 
 }  // namespace host

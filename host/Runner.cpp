@@ -143,6 +143,7 @@ bool Runner::Begin() {
             module.ComputeValidationData(CALLED_FROM_RUN);
             module.GetMessageA(TCPortHelper::MESSAGE_RUNNING, 1);
             module.GetMessageA(TCPortHelper::MESSAGE_FIRST_IN_CYCLE, 1);
+            OfferFacts(index);
             code = module.Init();
         });
         if (code >= 0 && thrown.empty()) {
@@ -155,6 +156,12 @@ bool Runner::Begin() {
         return false;
     }
     return true;
+}
+
+void Runner::OfferFacts(int index) {
+    auto* const extended = dynamic_cast<TCBaseModuleEx*>(&Module(index));
+    if (options.facts != nullptr && extended != nullptr)
+        extended->OfferRunFacts(*options.facts, Name(index).c_str());
 }
 
 Scheduler::Line Runner::MakeLine(std::size_t index) const {

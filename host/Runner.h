@@ -45,6 +45,7 @@ class Runner {
  private:
     void Join();
     bool Begin();
+    void OfferFacts(int index);
     void Step();
     void Finish();
     bool WasInterrupted() const;

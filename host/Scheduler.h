@@ -19,6 +19,7 @@
 
 class TCBaseModule;
 class TCBaseModuleEx;
+class TCRunFacts;
 
 namespace host {
 
@@ -45,6 +46,7 @@ struct RunOptions {
     const Interruption* interruption = nullptr;  // ends the run early; may be null
     tc::Clock* clock = nullptr;                  // null: the machine's
     RunGauge* gauge = nullptr;                   // through which others look on; may be null
+    TCRunFacts* facts = nullptr;                 // for modules that ask; may be null
     LiveChanges* changes = nullptr;              // of live parameters, by others; may be null
     // Modules are stepped as they are without watches, and the report is the same. But an output without a
     // line has a receiver then: its module does not skip the work for it, and a block that could not be sent

@@ -15,6 +15,8 @@
 #include "host/NewModule.h"
 #include "host/PresetCommand.h"
 #include "host/ProfileCommand.h"
+#include "host/RecordExport.h"
+#include "host/RecordInfo.h"
 #include "host/SetCommand.h"
 #include "host/StudioCommand.h"
 #include "sigweave/platform/StandardStreams.h"
@@ -46,10 +48,13 @@ constexpr const char* EXAMPLE = R"(Example:
   sigweave studio voice.graph                    builds, runs and shows it in the browser
   sigweave profile list                          shows the user's settings profile
   sigweave diff a.xml b.xml                      compares two recordings
+  sigweave info take.mcap --check                shows what a recording holds, and whether it is whole
+  sigweave export take.mcap --to wav             writes its signals for other programs
+  sigweave rerun take.mcap                       runs its graph again, and compares
   sigweave check-module Gain.so                  runs all checks on a module library
 
 Exit codes: 0 complete, 1 failed or incomplete, 2 command line or graph wrong, 130 interrupted; of diff
-0 equal, 1 different, 2 unreadable; of check-module 0 nothing failed, 1 a check failed, 2 unreadable.)";
+0 equal, 1 different, 2 unreadable; of info 0 whole, 1 damaged, 2 no recording; of check-module 0 nothing failed, 1 a check failed, 2 unreadable.)";
 
 void AddModulePath(CLI::App& command, host::CommandOptions& options) {
     command
@@ -308,6 +313,47 @@ CLI::App* AddDiff(CLI::App& app, host::CommandOptions& options) {
     return diff;
 }
 
+CLI::App* AddInfo(CLI::App& app, host::InfoOptions& options) {
+    CLI::App* const info = app.add_subcommand("info", "Shows what a recording of Recorder holds");
+    info->add_option("RECORDING", options.file, "The recording")->required()->type_name("");
+    info->add_flag("--check", options.check, "Reads every block, and reports where something is lost")
+        ->disable_flag_override();
+    info->add_option("--fact", options.fact, "Prints only this one of the facts of its run")
+        ->type_name("NAME");
+    return info;
+}
+
+CLI::App* AddExport(CLI::App& app, host::ExportOptions& options) {
+    CLI::App* const command =
+        app.add_subcommand("export", "Writes the signals of a recording in a format of other programs");
+    command->add_option("RECORDING", options.recording, "The recording")->required()->type_name("");
+    std::string words;
+    for (const std::string& word : host::ExportFormats()) words += (words.empty() ? "" : "|") + word;
+    command->add_option("--to", options.format, "The format; docs/recordings.md says what each keeps")
+        ->required()
+        ->check(CLI::Validator(CLI::IsMember(host::ExportFormats())).description(""))
+        ->type_name(words);
+    command
+        ->add_option("--output", options.target,
+                     "The file to write; several signals have their number before its ending. Default: the "
+                     "recording's name with the ending of the format")
+        ->check(CLI::Validator(WhyNoFile, ""))
+        ->type_name("FILE");
+    command->add_flag("--overwrite", options.overwrite, "Replaces files that are there")
+        ->disable_flag_override();
+    return command;
+}
+
+CLI::App* AddRerun(CLI::App& app, host::CommandOptions& options) {
+    CLI::App* const rerun = app.add_subcommand(
+        "rerun", "Runs the graph of a recording again with the recorded sources, and compares the results");
+    rerun->add_option("RECORDING", options.records[0], "The recording")->required()->type_name("");
+    rerun->add_option("--graph", options.graph, "Another graph, with a Recorder of the same name")
+        ->type_name("GRAPH");
+    AddModulePath(*rerun, options);
+    return rerun;
+}
+
 void AddModules(CLI::App& app, host::CommandOptions& options) {
     CLI::App* const modules =
         app.add_subcommand("modules", "Lists the modules, or shows one with its ports and parameters");
@@ -356,8 +402,9 @@ CLI::App* AddStudio(CLI::App& app) {
 
 // If not, suggests similar names.
 bool BeginsWithCommand(const std::vector<std::string>& arguments) {
-    const CStringArray commands = {"run",     "check",      "check-module", "convert", "diff", "form",
-                                   "modules", "new-module", "preset",       "profile", "set",  "studio"};
+    const CStringArray commands = {"run",    "check",   "check-module", "convert", "diff",
+                                   "export", "form",    "info",         "modules", "new-module",
+                                   "preset", "profile", "rerun",        "set",     "studio"};
     const std::pair<const char*, CStringArray> actions[] = {{"preset", {"save", "load", "list"}},
                                                             {"profile", {"list", "get", "set", "delete"}}};
     if (!IsCommand(arguments[0], commands)) return false;
@@ -400,6 +447,11 @@ int main(int argc, char** argv) {
     const CLI::App* check = AddCheck(app, options);
     const CLI::App* convert = AddConvert(app, options);
     const CLI::App* diff = AddDiff(app, options);
+    host::ExportOptions exportOptions;
+    const CLI::App* exporting = AddExport(app, exportOptions);
+    host::InfoOptions infoOptions;
+    const CLI::App* info = AddInfo(app, infoOptions);
+    const CLI::App* rerun = AddRerun(app, options);
     host::SetOptions setOptions;
     const CLI::App* set = AddSet(app, setOptions, options);
     const CLI::App* form = AddForm(app, setOptions, options);
@@ -429,6 +481,9 @@ int main(int argc, char** argv) {
     if (*studio) return host::BeginStudio(studio->remaining());
     if (*preset) return host::UsePresets(options, presetOptions);
     if (*diff) return host::DiffRecords(options);
+    if (*exporting) return host::ExportRecording(exportOptions);
+    if (*info) return host::ShowRecording(infoOptions);
+    if (*rerun) return host::RerunRecording(options);
     if (*form) return host::ShowForm(setOptions, options);
     if (*set) return host::SetInGraph(setOptions, options);
     if (*convert) return host::ConvertGraph(options);

@@ -25,6 +25,7 @@
 #include "sigweave/module/TCModuleParameter.h"
 #include "sigweave/module/TCPortHelper.h"
 #include "sigweave/module/TCPortHelperImpl.h"
+#include "sigweave/module/TCRunFacts.h"
 #include "sigweave/module/TCStartCheck.h"
 #include "sigweave/module/TCTranslated.h"
 #include "sigweave/module/TCValidateActualPortType.h"

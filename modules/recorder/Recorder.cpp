@@ -68,6 +68,13 @@ void Recorder::CheckStart(TCStartCheck& check) {
     if (!reason.empty()) check.Refuse(reason);
 }
 
+void Recorder::OfferRunFacts(TCRunFacts& offered, const char* instance) {
+    facts = {{"recorder", instance}};
+    const TCArray<TCRunFact>& all = offered.Get();
+    for (int i = 0; i < all.GetSize(); ++i)
+        facts.emplace_back(std::string(all[i].name), TCString::TCString2BinCString(all[i].value));
+}
+
 int Recorder::Init() {
     TCStartCheck check;
     begun = false;
@@ -92,7 +99,7 @@ bool Recorder::Begin() {
         writer.AddSignal(std::string(portHelper->GetPortName(INPUT, track.input)), type, items);
     }
     const double sync = ParamDbl("sync");
-    return writer.Begin({}) && (sync == 0.0 || writer.SyncEvery(sync));
+    return writer.Begin(facts) && (sync == 0.0 || writer.SyncEvery(sync));
 }
 
 int Recorder::Execute() {
@@ -111,6 +118,7 @@ int Recorder::Done() {
                   static_cast<double>(writer.GetBlockCount(signal)), TCSI_Unit());
     }
     const bool isClosed = writer.Close();
+    facts.clear();
     const int code = TCBaseModuleEx::Done();
     return isClosed ? code : Fail(tc::MODULE_FAILED, writer.GetError());
 }

@@ -29,6 +29,7 @@ class Recorder final : public TCBaseModuleEx {
     void OnInputsDeclared(int count) override;
     void GetFiles(TCArray<TCModuleFile>& files) const override;
     void CheckStart(TCStartCheck& check) override;
+    void OfferRunFacts(TCRunFacts& offered, const char* instance) override;
     int Init() override;
     int Fetch() override;
     int Execute() override;
@@ -43,6 +44,7 @@ class Recorder final : public TCBaseModuleEx {
     bool Begin();
 
     std::vector<Track> tracks;  // of the inputs that are connected; by the number of their signal
+    tc::RecordingFacts facts;
     tc::RecordingWriter writer;
     bool begun = false;
 };

@@ -218,6 +218,8 @@ TCForetoldSignal TCBaseModuleEx::ForetellOutput(int, std::span<const TCForetoldS
     return {};
 }
 
+void TCBaseModuleEx::OfferRunFacts(TCRunFacts&, const char*) {}
+
 bool TCBaseModuleEx::IsGiven(const char* name) const {
     const int index = FindIndex(name);
     if (index < 0 || !parameterValues[index].isThere) return false;

@@ -11,6 +11,7 @@
 #include "sigweave/foundation/TCString.h"
 #include "sigweave/module/TCBaseModule.h"
 #include "sigweave/module/TCModuleParameter.h"
+#include "sigweave/module/TCRunFacts.h"
 #include "sigweave/module/TCStartCheck.h"
 #include "sigweave/platform/Export.h"
 #include "sigweave/platform/Framework.h"
@@ -106,6 +107,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // have changed, and the values are taken back. For what follows from the values, as coefficients; a
     // module that only reads them (LiveDbl) need not override it. [run]
     virtual bool OnLiveChanged(TCString& error);
+
+    // 37: right before Init: what the host knows of the run that begins, for a module that asks, and the name
+    // of the module in the graph. Not every host offers it. [run]
+    virtual void OfferRunFacts(TCRunFacts& facts, const char* instance);
 
     // What a host reads of a parameter: its declaration itself.
     using Info = TCModuleParameter;

@@ -61,6 +61,8 @@ const Case CASES[] = {
     {"RecordingAnew", WrittenBy("module=XmlRecorder\nfile=made.xml\noverwrite=yes"),
      "echo '<Stream><Port><Type Items=\"1\">DOUBLE[]{X}</Type></Port></Stream>' >made.xml", "run test.graph",
      "cat made.xml", Left::READABLE_RECORDING},
+    {"PackedRecording", WrittenBy("module=Recorder\nfile=made.mcap"), "rm -f made.mcap", "run test.graph",
+     HOST + " info --check made.mcap | head -n 1", Left::SOME},
     {"Report", MEASURED, ":", "run test.graph --report json", "cat out", Left::SOME},
     {"Waiting", WAITING, ":", "run test.graph", "cat out", Left::SOME},
     // The log's entries about itself are all that may be missing without a word.

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <filesystem>
 #include <random>
+#include <regex>
 
 #include "sigweave/services/Profile.h"
 #include "tests/faults/FaultBench.h"
@@ -18,6 +19,7 @@ using testing::MatchesRegex;
 
 constexpr int KILLED = 137;
 constexpr int BLOCKS = 400;
+constexpr int PACKED_BLOCKS = 8000;
 
 const std::string GRAPH =
     "[noise]\nmodule=Generator\nform=noise\nblock=256\nrate=1000\nduration=102.4\nstart=2026-03-01T12:00:"
@@ -80,6 +82,48 @@ TEST(Kill, LeavesWhatWasRecorded) {
         EXPECT_TRUE(code == KILLED || blocks == BLOCKS) << blocks;
         if (blocks > 0) ExpectPlayable(blocks);
         partial += blocks > 0 && blocks < BLOCKS;
+    }
+    RecordProperty("recordings_that_break_off", partial);
+}
+
+// How many blocks sigweave info finds, by its first line.
+int CountPacked(int& code) {
+    code = Shell(SIGWEAVE_HOST " info --check take.mcap");
+    std::smatch match;
+    const std::string told = ReadAll("out");
+    const std::regex ends("^take.mcap: ends (?:with|after) block ([0-9,]+)");
+    EXPECT_TRUE(std::regex_search(told, match, ends)) << told << ReadAll("err");
+    EXPECT_THAT(told, testing::Not(testing::HasSubstr("damaged:")));
+    std::string number = match.empty() ? "-1" : match[1].str();
+    std::erase(number, ',');
+    return std::stoi(number);
+}
+
+TEST(Kill, LeavesEveryBlockOfAPackedRecording) {
+    WriteAll("packed.graph",
+             "[noise]\nmodule=Generator\nform=noise\nblock=1024\nrate=1000\nduration=8192\n"
+             "start=2026-03-01T12:00:00Z\n[record]\nmodule=Recorder\nfile=take.mcap\noverwrite=yes\n"
+             "[lines]\nnoise.Signal=record.Signal\n");
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_EQ(Shell(SIGWEAVE_HOST " run packed.graph"), 0) << ReadAll("err");
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    fs::rename("take.mcap", "whole.mcap");
+    int partial = 0;
+    for (int kills = FaultCount(8); kills > 0; --kills) {
+        fs::remove(ProgramFolder() / "take.mcap");
+        const int code = RunAndKill(SIGWEAVE_HOST " run packed.graph", seconds);
+        ASSERT_THAT(code, AnyOf(0, KILLED)) << ReadAll("err");
+        if (!fs::exists("take.mcap")) continue;
+        int checked = 0;
+        const int blocks = CountPacked(checked);
+        const bool isClosed = ReadAll("out").find("and was closed") != std::string::npos;
+        EXPECT_EQ(checked, isClosed ? 0 : 1) << ReadAll("out");
+        EXPECT_TRUE(code == KILLED || (isClosed && blocks == PACKED_BLOCKS)) << blocks;
+        partial += blocks > 0 && blocks < PACKED_BLOCKS;
+        if (blocks == PACKED_BLOCKS) continue;
+        EXPECT_EQ(Shell(SIGWEAVE_HOST " diff whole.mcap take.mcap"), 1);
+        EXPECT_THAT(ReadAll("out"),
+                    testing::HasSubstr("block " + std::to_string(blocks + 1) + " is only in whole.mcap"));
     }
     RecordProperty("recordings_that_break_off", partial);
 }

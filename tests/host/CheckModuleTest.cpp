@@ -258,6 +258,7 @@ const Good GOOD[] = {
     {SIGWEAVE_MODULE_DIR "/math", "", {}},
     {SIGWEAVE_MODULE_DIR "/plot", "", {}},
     {SIGWEAVE_MODULE_DIR "/reblock", "", {}},
+    {SIGWEAVE_MODULE_DIR "/recorder", "", {}},
     {SIGWEAVE_MODULE_DIR "/spectrum", "", {}},
     {SIGWEAVE_MODULE_DIR "/statistics", "", {"parameters"}},
     {SIGWEAVE_MODULE_DIR "/xml-player", "--set file=" SIGWEAVE_EXAMPLES "/steps.xml", OF_A_SOURCE},

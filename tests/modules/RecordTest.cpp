@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sndfile.h>
 
 #include <bit>
 #include <cstring>
@@ -6,6 +7,7 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 #include "sigweave/recording/RecordingReader.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
@@ -230,6 +232,136 @@ TEST(Record, OneFileHoldsAllInputs) {
         EXPECT_EQ(warnings.find("5 bytes at its end are no block") != std::string::npos,
                   bytes.ends_with("12345"));
     }
+}
+
+// The exit code of the host; what it says goes to the file "told".
+int Host(const std::string& arguments) {
+    return std::system(("LC_ALL=C.UTF-8 " SIGWEAVE_HOST " " + arguments + " >told 2>&1").c_str()) >> 8;
+}
+
+std::string TakeGraph(const std::string& more) {
+    return "[noise]\nmodule=Generator\nform=noise\nrate=8000\nblock=100\nduration=0.1\nunit=V\n"
+           "start=2026-03-01T12:00:00.5Z\n[smooth]\nmodule=Filter\ntype=lowpass\ncorner=1000\n"
+           "[take]\nmodule=Recorder\nfile=" +
+           FreshFile("take.mcap") + "\noverwrite=yes\n" + more +
+           "noise.Signal=smooth.Signal\nnoise.Signal=take.Signal 1\nsmooth.Signal=take.Signal 2\n";
+}
+
+TEST(RecordCommands, RunTheGraphOfARecordingAgain) {
+    const std::string table = FreshFile("table.csv");
+    std::ofstream("take.graph") << TakeGraph(
+        "[table]\nmodule=CsvWriter\nfile=table.csv\n[lines]\nsmooth.Signal=table.Signal\n");
+    ASSERT_EQ(Host("run take.graph"), 0) << ReadText("told");
+    std::filesystem::remove(std::filesystem::absolute(table));
+    EXPECT_EQ(Host("rerun take.mcap"), 0) << ReadText("told");
+    EXPECT_EQ(ReadText("told"), "identical\n");
+    EXPECT_FALSE(std::filesystem::exists(table)) << "what does not lead to the recorder is not run";
+    std::string other = ReadText("take.graph");
+    other.replace(other.find("corner=1000"), 11, "corner=1001");
+    std::ofstream("other.graph") << other;
+    EXPECT_EQ(Host("rerun take.mcap --graph other.graph"), 1);
+    EXPECT_THAT(ReadText("told"), testing::ContainsRegex("^signal 'noise', block 1, segment 1, element 1: "
+                                                         "-?[0-9.e-]+ and -?[0-9.e-]+\n$"));
+}
+
+TEST(RecordCommands, ShowAndCheckARecording) {
+    std::ofstream("take.graph") << TakeGraph("[lines]\n");
+    ASSERT_EQ(Host("run take.graph --set take.sync=1"), 0) << ReadText("told");
+    EXPECT_EQ(Host("info --check take.mcap"), 0) << ReadText("told");
+    EXPECT_THAT(ReadText("told"),
+                testing::AllOf(HasSubstr("take.mcap: ends with block 16, and was closed\n"),
+                               HasSubstr("every block is whole"), HasSubstr("settings.smooth"),
+                               HasSubstr("clock.largest_error")));
+    EXPECT_EQ(Host("info take.mcap --fact settings.take"), 0);
+    EXPECT_THAT(ReadText("told"), HasSubstr("sync=1\n"));
+    EXPECT_EQ(Host("info take.mcap --fact none"), 1);
+    const std::string bytes = ReadText("take.mcap");
+    std::string flipped = bytes;
+    flipped[bytes.find("SWBK") + 300] ^= 2;
+    std::ofstream("take.mcap", std::ios::binary) << flipped;
+    EXPECT_EQ(Host("info --check take.mcap"), 1);
+    EXPECT_THAT(ReadText("told"), testing::AllOf(HasSubstr("damaged:\n  block 1 of 'noise'"),
+                                                 HasSubstr("    whole from byte ")));
+    std::ofstream("take.mcap", std::ios::binary) << bytes.substr(0, bytes.size() - 60);
+    EXPECT_EQ(Host("info take.mcap"), 1);
+    EXPECT_THAT(ReadText("told"),
+                testing::ContainsRegex("ends after block 16; [0-9,]+ bytes behind it are no"));
+    EXPECT_EQ(Host("info take.graph"), 2);
+    EXPECT_EQ(Host("diff take.graph take.mcap"), 2);
+}
+
+TEST(RecordCommands, CompareRecordingsOfBothKinds) {
+    Record(FreshFile("bits.xml"), KINDS[0].type, 2, WriteDoubles);
+    Record(FreshFile("bits.mcap"), KINDS[0].type, 2, WriteDoubles);
+    EXPECT_EQ(Host("diff bits.xml bits.mcap"), 0) << ReadText("told");
+    EXPECT_EQ(Host("diff bits.mcap bits.xml"), 0) << ReadText("told");
+}
+
+// What h5py and scipy.io find in take-2.h5 and take-2.mat, where the program and they are there.
+void ExpectReadByPython(const std::vector<double>& wanted) {
+    static constexpr std::pair<const char*, const char*> READERS[] = {
+        {"hdf5",
+         "import h5py; s = h5py.File('take-2.h5')['samples']; a = s.attrs; f = lambda x: x.decode() if "
+         "hasattr(x, 'decode') else x; print(f(a['name']), f(a['unit']), a['sample_rate'], a['start_time'])"},
+        {"mat",
+         "import scipy.io; m = scipy.io.loadmat('take-2.mat'); s = m['samples'][:, 0]; print(m['name'][0], "
+         "m['unit'][0], m['sample_rate'][0, 0], m['start_time'][0, 0])"}};
+    for (const auto& [format, program] : READERS) {
+        if (Host("export --help") != 0 ||
+            ReadText("told").find("|" + std::string(format) + "|") == std::string::npos)
+            continue;
+        ASSERT_EQ(Host(std::string("export take.mcap --to ") + format), 0) << ReadText("told");
+        std::ofstream("read.py") << program << "\nimport sys; sys.stdout.flush(); s[:].tofile('samples')\n";
+        const int code = std::system("/usr/bin/python3 read.py >told 2>&1");
+        if (code != 0 && ReadText("told").find("No module named") != std::string::npos) continue;
+        EXPECT_EQ(ReadText("told"), "noise V 8000.0 1772366400.5\n") << format;
+        EXPECT_EQ(ReadText("samples"),
+                  std::string(reinterpret_cast<const char*>(wanted.data()), wanted.size() * sizeof(double)));
+    }
+}
+
+TEST(RecordCommands, ExportSamplesWithWhatTheyMean) {
+    std::ofstream("take.graph") << TakeGraph("[lines]\n");
+    ASSERT_EQ(Host("run take.graph"), 0) << ReadText("told");
+    tc::RecordingReader reader;
+    ASSERT_TRUE(reader.Open("take.mcap") && reader.Seek(1, 1));
+    std::vector<double> wanted;
+    while (reader.Next() == 1) {
+        const double* const values = reader.GetBlock().Segment(0)->GetDoubles();
+        if (reader.GetSignal() == 1) wanted.insert(wanted.end(), values, values + 100);
+    }
+    ASSERT_EQ(wanted.size(), 800u);
+    for (const char* format : {"wav", "csv", "sigmf"})
+        ASSERT_EQ(Host(std::string("export take.mcap --overwrite --to ") + format), 0) << ReadText("told");
+    SF_INFO info{};
+    SNDFILE* const wave = sf_open("take-2.wav", SFM_READ, &info);
+    ASSERT_NE(wave, nullptr);
+    EXPECT_EQ(info.samplerate, 8000);
+    EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_DOUBLE);
+    EXPECT_STREQ(sf_get_string(wave, SF_STR_TITLE), "noise");
+    EXPECT_STREQ(sf_get_string(wave, SF_STR_COMMENT),
+                 "unit=V; start=1772366400500 ms since 1970-01-01 00:00 UTC");
+    std::vector<double> samples(801);
+    EXPECT_EQ(sf_read_double(wave, samples.data(), 801), 800);
+    sf_close(wave);
+    samples.pop_back();
+    EXPECT_EQ(samples, wanted);
+    EXPECT_TRUE(ReadText("take-2.csv").starts_with("time,noise\ns,V\nsamplerate,8000\n0,"))
+        << ReadText("take-2.csv");
+    const std::string data = ReadText("take-2.sigmf-data");
+    EXPECT_EQ(data,
+              std::string(reinterpret_cast<const char*>(wanted.data()), wanted.size() * sizeof(double)));
+    const auto meta = nlohmann::json::parse(ReadText("take-2.sigmf-meta"));
+    EXPECT_EQ(meta["global"]["core:datatype"], "rf64_le");
+    EXPECT_EQ(meta["global"]["core:sample_rate"], 8000.0);
+    EXPECT_EQ(meta["global"]["sigweave:unit"], "V");
+    EXPECT_EQ(meta["captures"][0]["core:datetime"], "2026-03-01T12:00:00.500Z");
+    EXPECT_EQ(Host("export take.mcap --to wav"), 1) << "files that are there stay";
+    ExpectReadByPython(wanted);
+    Record(FreshFile("texts.mcap"), "UBYTE[][]{Text}", 1, WriteTexts);
+    EXPECT_EQ(Host("export texts.mcap --to wav"), 2);
+    EXPECT_THAT(ReadText("told"), HasSubstr("is left out: it has blocks that are not samples of one signal"));
+    EXPECT_FALSE(std::filesystem::exists("texts.wav"));
 }
 
 TEST(Record, ADamagedRecordingIsPlayedUpToThere) {

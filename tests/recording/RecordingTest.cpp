@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <numeric>
@@ -151,8 +152,9 @@ TEST(Recording, ComesBackWithItsSignalsAndFacts) {
 
 TEST(Recording, HasItsWholeBlocksWhereverItIsCut) {
     const Sample sample;
-    for (std::size_t size = 8; size < sample.bytes.size(); ++size) {
-        WriteAll("cut.mcap", sample.bytes.substr(0, size));
+    WriteAll("cut.mcap", sample.bytes);
+    for (std::size_t size = sample.bytes.size() - 1; size >= 8; --size) {
+        std::filesystem::resize_file("cut.mcap", size);
         const auto left = static_cast<std::int64_t>(size);
         for (const Opening opening : {Opening::BY_INDEX, Opening::BY_SCAN}) {
             const Content content = Read("cut.mcap", opening);
@@ -170,10 +172,13 @@ TEST(Recording, HasItsWholeBlocksWhereverItIsCut) {
 TEST(Recording, LosesNoOtherBlockByAFlippedBit) {
     const Sample sample;
     std::mt19937 random(7);
-    for (std::size_t at = 0; at < sample.bytes.size(); ++at) {
-        std::string bytes = sample.bytes;
-        bytes[at] = static_cast<char>(bytes[at] ^ (1 << random() % 8));
-        WriteAll("flipped.mcap", bytes);
+    WriteAll("flipped.mcap", sample.bytes);
+    std::fstream file("flipped.mcap", std::ios::in | std::ios::out | std::ios::binary);
+    const auto put = [&file](std::size_t at, int byte) {
+        file.seekp(static_cast<std::streamoff>(at)).put(static_cast<char>(byte)).flush();
+    };
+    for (std::size_t at = 0; at < sample.bytes.size(); put(at, sample.bytes[at]), ++at) {
+        put(at, sample.bytes[at] ^ (1 << random() % 8));
         const auto place = static_cast<std::int64_t>(at);
         for (const Opening opening : {Opening::BY_INDEX, Opening::BY_SCAN}) {
             const Content content = Read("flipped.mcap", opening);
@@ -275,6 +280,47 @@ TEST(Recording, HasEveryBlockThatWasWritten) {
     EXPECT_THAT(other.GetError(), HasSubstr("it is being written"));
 }
 
+// Of a program that is started by a shell; `code` is its exit code.
+std::string OutputOf(const std::string& command, int& code) {
+    code = std::system((command + " >told 2>&1").c_str()) >> 8;
+    return ReadAll("told");
+}
+
+// A program of a hundred lines, written by the description of the format alone.
+TEST(Recording, IsReadByTheProgramInItsDescription) {
+    const Sample sample;
+    int code = 0;
+    const std::string told =
+        OutputOf("PYTHONIOENCODING=utf-8 /usr/bin/env python3 " READ_RECORDING " sample.mcap", code);
+    if (code == 127) GTEST_SKIP() << "needs python3";
+    EXPECT_EQ(code, 0) << told;
+    EXPECT_THAT(told,
+                HasSubstr("signal 2 caf\xC3\xA9 b'sigweave.frame' {'port': 'Signal 2', 'unit': '', 'rate': "
+                          "'1000'}\n"));
+    EXPECT_THAT(told,
+                HasSubstr("block 2 3 1700000000001000000 (b'caf\\xc3\\xa9', 1700000000001.0, 1000.0, 1.0, "
+                          "[0, 0, 0, 0, 0, 0, 0], 0.0, 1.0, 1) [(b'', [3], ['4020800000000000', "
+                          "'c020000000000000', '0000000000000000'])]\n"))
+        << "8.25, -8 and 0";
+    EXPECT_EQ(std::ranges::count(told, '\n'), 2 + std::ssize(sample.blocks));
+}
+
+TEST(Recording, IsListedByTheReaderOfOtherPrograms) {
+    const Sample sample;
+    int code = 0;
+    const char* const modules = std::getenv("SIGWEAVE_MCAP_MODULES");
+    if (modules == nullptr)
+        GTEST_SKIP() << "needs SIGWEAVE_MCAP_MODULES, a folder in which npm installed @mcap/core";
+    const std::string file = std::filesystem::absolute("sample.mcap").string();
+    const std::string told =
+        OutputOf("(cd '" + std::string(modules) + "' && node " LIST_MCAP " '" + file + "')", code);
+    EXPECT_EQ(code, 0) << told;
+    EXPECT_EQ(told,
+              "1 sine  1000 8 1700000000000000000 1700000000003500000\n"
+              "2 caf\xC3\xA9  1000 4 1700000000000000000 1700000000001500000\n"
+              "done\n");
+}
+
 // With some thirty index records, so that the way to a block is one of several steps.
 TEST(Recording, FindsAnyBlockAndSampleByTheIndex) {
     constexpr int SAMPLES = 4096;
@@ -304,7 +350,7 @@ TEST(Recording, FindsAnyBlockAndSampleByTheIndex) {
     }
     EXPECT_TRUE(reader.Seek(1, 10) && reader.Next() == 1 && reader.GetSignal() == 1);
     EXPECT_EQ(reader.Next(), 1);
-    EXPECT_EQ(reader.GetBlockNumber(), 901) << "the other signal goes on where it was";
+    EXPECT_EQ(reader.GetBlockNumber(), 902) << "the tenth of the other signal follows the 901st";
     EXPECT_FALSE(reader.Seek(0, BLOCKS + 1));
     EXPECT_FALSE(reader.SeekSample(0, std::int64_t{BLOCKS} * SAMPLES));
 }

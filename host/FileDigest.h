@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace host {
+
+struct FileDigest {
+    std::int64_t bytes = 0;
+    std::string sha256;  // 64 hexadecimal digits
+};
+
+// False for a file that cannot be read, and for what is no ordinary file.
+bool ComputeDigest(const std::string& path, FileDigest& digest);
+
+}  // namespace host

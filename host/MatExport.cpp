@@ -1,0 +1,79 @@
+// The only file that knows libmatio.
+#include <matio.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "host/RecordExport.h"
+#include "sigweave/platform/ReplacedFile.h"
+#include "sigweave/services/Bilingual.h"
+#include "sigweave/services/FileMessages.h"
+
+namespace host {
+namespace {
+
+constexpr tc::Bilingual FAILED("the MAT library could not write it",
+                               "die MAT-Bibliothek konnte nicht schreiben");
+
+// The variables samples, a column, and name, unit, sample_rate and start_time. The format wants the length of
+// an array before its elements, so all of them are in memory until the end.
+class MatFile final : public ExportFile {
+ public:
+    MatFile(std::unique_ptr<tc::ReplacedFile> target, const std::string& name, const ExportSignal& its)
+        : file(std::move(target)), path(name), signal(its) {}
+
+    std::string Write(std::span<const double> values) override {
+        samples.insert(samples.end(), values.begin(), values.end());
+        return "";
+    }
+    std::string Close() override {
+        mat_t* const mat = Mat_CreateVer(file->PartName().c_str(), nullptr, MAT_FT_MAT5);
+        const bool isWritten = mat != nullptr && PutNumbers(mat, "samples", samples.data(), samples.size()) &&
+                               PutText(mat, "name", signal.name) && PutText(mat, "unit", signal.unit) &&
+                               PutNumbers(mat, "sample_rate", &signal.rate, 1) && PutStart(mat);
+        if (mat != nullptr && Mat_Close(mat) != 0) return tc::WhyNotWritten(path, FAILED.Text());
+        errno = 0;
+        if (!isWritten) return tc::WhyNotWritten(path, FAILED.Text());
+        return file->Commit() ? "" : tc::WhyNotWritten(path, std::generic_category().message(errno));
+    }
+
+ private:
+    static bool Put(mat_t* mat, matvar_t* variable) {
+        const bool isWritten = variable != nullptr && Mat_VarWrite(mat, variable, MAT_COMPRESSION_NONE) == 0;
+        Mat_VarFree(variable);
+        return isWritten;
+    }
+    static bool PutNumbers(mat_t* mat, const char* name, const double* values, std::size_t count) {
+        std::size_t shape[] = {count, 1};
+        return Put(mat, Mat_VarCreate(name, MAT_C_DOUBLE, MAT_T_DOUBLE, 2, shape, const_cast<double*>(values),
+                                      MAT_F_DONT_COPY_DATA));
+    }
+    static bool PutText(mat_t* mat, const char* name, const std::string& text) {
+        std::size_t shape[] = {1, text.size()};
+        return Put(mat,
+                   Mat_VarCreate(name, MAT_C_CHAR, MAT_T_UTF8, 2, shape, const_cast<char*>(text.data()), 0));
+    }
+    bool PutStart(mat_t* mat) const {
+        const double seconds = signal.start / 1000.0;
+        return PutNumbers(mat, "start_time", &seconds, 1);
+    }
+
+    std::unique_ptr<tc::ReplacedFile> file;
+    std::string path;
+    ExportSignal signal;
+    std::vector<double> samples;
+};
+
+}  // namespace
+
+OpenedExport OpenMat(const std::string& path, bool mayReplace, const ExportSignal& signal,
+                     std::string& error) {
+    errno = 0;
+    std::unique_ptr<tc::ReplacedFile> file =
+        tc::ReplacedFile::Open(path, {.exclusive = false, .mayReplace = mayReplace});
+    if (file != nullptr) return std::make_unique<MatFile>(std::move(file), path, signal);
+    error = tc::WhyNotWritten(path, std::generic_category().message(errno));
+    return nullptr;
+}
+
+}  // namespace host

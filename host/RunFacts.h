@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/GraphFile.h"
+#include "host/Runner.h"
+#include "sigweave/module/TCRunFacts.h"
+
+namespace host {
+
+// What this host tells modules of a run: the graph as parameter text with whole paths, the settings of each
+// module, program and machine, the error of its clock, and the digest of each file that is read. Values of
+// secret parameters are left out. The graph file and the modules must outlive it.
+class RunFacts final : public TCRunFacts {
+ public:
+    RunFacts(const GraphFile& graphFile, std::vector<RunModule> runModules)
+        : file(graphFile), modules(std::move(runModules)) {}
+
+    const TCArray<TCRunFact>& Get() override;
+
+ private:
+    void Add(const std::string& name, const std::string& value);
+    std::string GraphText() const;
+    void AddModules();
+    void AddFiles();
+
+    const GraphFile& file;
+    std::vector<RunModule> modules;
+    TCArray<TCRunFact> facts;
+};
+
+}  // namespace host
