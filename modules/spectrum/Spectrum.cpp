@@ -13,6 +13,13 @@
 namespace {
 
 using tc::Bilingual;
+using Scale = Spectrum::Scale;
+
+constexpr Bilingual SEGMENTS("Segments", "Abschnitte");
+
+constexpr tc::Choice<Scale> SCALES[] = {{"none", Scale::NONE},       {"amplitude", Scale::AMPLITUDE},
+                                        {"rms", Scale::RMS},         {"power", Scale::POWER},
+                                        {"density", Scale::DENSITY}, {"root_density", Scale::ROOT_DENSITY}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "length",
@@ -20,13 +27,26 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "8192",
      .help = {"samples per segment", "Abtastwerte je Abschnitt"},
      .minimum = 2.0,
-     .maximum = 16777216.0},
+     .maximum = 16777216.0,
+     .label = {"Length", "Länge"},
+     .group = SEGMENTS},
     {.name = "window",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "hann",
      .help = {"weights of a segment, each in its periodic form",
               "Gewichte eines Abschnitts, jeweils in periodischer Form"},
-     .choices = "hann|rectangular|hamming|blackman"},
+     .choices = "hann|rectangular|hamming|blackman|flattop|kaiser",
+     .label = {"Window", "Fenster"},
+     .group = SEGMENTS},
+    {.name = "beta",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "8.6",
+     .help = {"of a Kaiser window: the greater, the wider its main lobe and the lower its side lobes",
+              "eines Kaiser-Fensters: je größer, desto breiter die Hauptkeule und niedriger die Nebenkeulen"},
+     .minimum = 0.0,
+     .maximum = 100.0,
+     .group = SEGMENTS,
+     .enabledWhen = {"window", "kaiser"}},
     {.name = "overlap",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
@@ -34,31 +54,53 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "Anteil eines Abschnitts, den der nächste wiederholt"},
      .minimum = 0.0,
      .maximum = 0.99,
+     .label = {"Overlap", "Überlappung"},
+     .group = SEGMENTS,
      .enabledWhen = {"average", "power"}},
     {.name = "average",
      .kind = TCModuleParameter::CHOICE,
-     .defaultValue = "first",
+     .defaultValue = "power",
      .help = {"the first segment only, or the root of the mean power of all",
               "nur der erste Abschnitt, oder die Wurzel der mittleren Leistung aller"},
-     .choices = "first|power"},
+     .choices = "first|power",
+     .label = {"Average", "Mittelung"},
+     .group = SEGMENTS},
     {.name = "scale",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "none",
-     .help = {"of the output: |X[k]| as it is, or as the amplitude of a sine",
-              "der Ausgabe: |X[k]| unverändert, oder als Amplitude eines Sinus"},
-     .choices = "none|amplitude"},
+     .help = {"of the output: |X[k]|, amplitude, rms or power of a sine, power per Hz, or the root of that",
+              "der Ausgabe: |X[k]|, Amplitude, Effektivwert oder Leistung eines Sinus, Leistung je Hz oder "
+              "deren Wurzel"},
+     .choices = tc::CHOICE_WORDS<SCALES>,
+     .label = {"Scale", "Skalierung"}},
 };
 
-// a0 - a1 cos(x) + a2 cos(2x), in the order of the choices.
-constexpr double WINDOW_COEFFICIENTS[][3] = {
-    {0.5, 0.5, 0.0}, {1.0, 0.0, 0.0}, {0.54, 0.46, 0.0}, {0.42, 0.5, 0.08}};
+// a0 - a1 cos(x) + a2 cos(2x) - a3 cos(3x) + a4 cos(4x), in the order of the choices. There are several
+// windows called flat top; this one is by D'Antona and Ferrero.
+constexpr double WINDOW_COEFFICIENTS[][5] = {{0.5, 0.5},
+                                             {1.0},
+                                             {0.54, 0.46},
+                                             {0.42, 0.5, 0.08},
+                                             {0.21557895, 0.41663158, 0.277263158, 0.083578947, 0.006947368}};
 
-std::vector<double> MakeWindow(int choice, int length) {
+std::vector<double> MakeKaiserWindow(double beta, int length) {
+    std::vector<double> window(static_cast<std::size_t>(length));
+    for (std::size_t i = 0; i < window.size(); ++i) {
+        const double place = 2.0 * static_cast<double>(i) / length - 1.0;
+        window[i] =
+            std::cyl_bessel_i(0.0, beta * std::sqrt(1.0 - place * place)) / std::cyl_bessel_i(0.0, beta);
+    }
+    return window;
+}
+
+std::vector<double> MakeWindow(int choice, double beta, int length) {
+    if (choice == static_cast<int>(std::size(WINDOW_COEFFICIENTS))) return MakeKaiserWindow(beta, length);
     const double* a = WINDOW_COEFFICIENTS[choice];
     std::vector<double> window(static_cast<std::size_t>(length));
     for (std::size_t i = 0; i < window.size(); ++i) {
         const double x = 2.0 * std::numbers::pi * static_cast<double>(i) / length;
-        window[i] = a[0] - a[1] * std::cos(x) + a[2] * std::cos(2.0 * x);
+        window[i] = a[0] - a[1] * std::cos(x) + a[2] * std::cos(2.0 * x) - a[3] * std::cos(3.0 * x) +
+                    a[4] * std::cos(4.0 * x);
     }
     return window;
 }
@@ -66,6 +108,15 @@ std::vector<double> MakeWindow(int choice, int length) {
 TCSI_Unit Hertz() {
     TCSI_Unit unit;
     unit.SetExponent(TCSI_Unit::SECOND, -1);
+    return unit;
+}
+
+// Roots of units cannot be held: the root of a density has none.
+TCSI_Unit ScaledUnit(Scale scale, TCSI_Unit unit) {
+    if (scale == Scale::ROOT_DENSITY) return {};
+    const TCSI_Unit own = unit;
+    if (scale == Scale::POWER || scale == Scale::DENSITY) unit.multiply(own);
+    if (scale == Scale::DENSITY) unit.divide(Hertz());
     return unit;
 }
 
@@ -88,6 +139,7 @@ TCForetoldSignal Spectrum::ForetellOutput(int output, std::span<const TCForetold
     if (signal.name && signal.name->IsEmpty())
         signal.name = portHelper->GetPortName(INPUT, static_cast<unsigned>(output));
     if (signal.samplerate) signal.samplerate = ParamInt("length") / *signal.samplerate;  // bins per Hz
+    if (signal.unit) signal.unit = ScaledUnit(ParamChoice<SCALES>("scale"), *signal.unit);
     return signal;
 }
 
@@ -95,13 +147,14 @@ int Spectrum::Init() {
     ClearResults();
     const int length = ParamInt("length");
     firstOnly = ParamChoice("average") == 0;
-    scaled = ParamChoice("scale") == 1;
+    scale = ParamChoice<SCALES>("scale");
     hop =
         std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(length * (1.0 - ParamDbl("overlap")))));
     if (transform == nullptr || transform->Length() != length)
         transform = std::make_unique<FourierTransform>(length);
-    window = MakeWindow(ParamChoice("window"), length);
+    window = MakeWindow(ParamChoice("window"), ParamDbl("beta"), length);
     windowSum = std::accumulate(window.begin(), window.end(), 0.0);
+    windowPower = std::inner_product(window.begin(), window.end(), window.begin(), 0.0);
     scratch.resize(static_cast<std::size_t>(transform->Bins()));
     signals.assign(static_cast<std::size_t>(GetNoInput()), Signal{});
     return TCBaseModuleEx::Init();
@@ -225,8 +278,9 @@ int Spectrum::Write(unsigned output) {
     ti.SetSamplerate(static_cast<double>(window.size()) / rate);
     ti.SetState(COMPLETE);
     for (std::size_t k = 0; k < scratch.size(); ++k) {
-        scratch[k] = signal.magnitudes[k] * (scaled ? AmplitudeFactor(k) : 1.0);
+        scratch[k] = Scaled(k, signal.magnitudes[k], rate);
     }
+    ti.SetUnit(ScaledUnit(scale, ti.GetUnit()));
     ti.SetRangeMin(0.0);
     ti.SetRangeMax(*std::max_element(scratch.begin(), scratch.end()));
     portHelper->SetTypeInfo(output, ti);
@@ -244,12 +298,37 @@ void Spectrum::Report(unsigned input, const Signal& signal) {
     AddResult(name.c_str(), "peak_frequency", frequency, Hertz());
     AddResult(name.c_str(), "peak_magnitude", *peak, unit);
     AddResult(name.c_str(), "peak_amplitude", *peak * AmplitudeFactor(bin), unit);
+    if (scale != Scale::NONE && scale != Scale::AMPLITUDE)
+        AddResult(name.c_str(), "peak_value", Scaled(bin, *peak, signal.measured.GetSamplerate()),
+                  ScaledUnit(scale, unit));
+}
+
+// What is sent for the magnitude |X[k]|.
+double Spectrum::Scaled(std::size_t bin, double magnitude, double rate) const {
+    const double amplitude = magnitude * AmplitudeFactor(bin);
+    // Of a sine its power is half the square of its amplitude, of a constant all of it.
+    const double power = amplitude * amplitude * (IsMirrored(bin) ? 0.5 : 1.0);
+    const double density = power * (windowSum / windowPower) * (windowSum / rate);
+    switch (scale) {
+        case Scale::NONE:
+            return magnitude;
+        case Scale::AMPLITUDE:
+            return amplitude;
+        case Scale::RMS:
+            return std::sqrt(power);
+        case Scale::POWER:
+            return power;
+        case Scale::DENSITY:
+            return density;
+        case Scale::ROOT_DENSITY:
+            return std::sqrt(density);
+    }
+    return magnitude;
 }
 
 // A sine's power is split between a bin and its mirror image; 0 Hz and half the rate have none.
 double Spectrum::AmplitudeFactor(std::size_t bin) const {
-    const bool mirrored = bin > 0 && 2 * bin < window.size();
-    return (mirrored ? 2.0 : 1.0) / windowSum;
+    return (IsMirrored(bin) ? 2.0 : 1.0) / windowSum;
 }
 
 TC_MODULE_LIBRARY(Spectrum);
