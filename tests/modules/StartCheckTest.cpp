@@ -172,11 +172,13 @@ TEST(StartCheck, ForetellsWhatComesOut) {
     } rows[] = {{"align", "Align", "", "", 8, "A"},
                 {"filter", "Filter", "corner=1", "", 8, "A"},
                 {"reblock", "Reblock", "size=5", "", 8, "A"},
+                {"integrate", "Integrate", "times=2", "", 8, "s^2 A"},
                 {"level", "Level", "interval=0.5", "", 2, ""},
                 {"peaks", "Peaks", "", "", 8, "A"},
                 {"resample", "Resample", "rate=2 kHz", "", 2000, "A"},
                 {"spectrum", "Spectrum", "length=100", "Signal 2", 12.5, "A"},  // bins for each hertz
                 {"spectrum", "Spectrum", "length=100\nscale=density", "Signal 2", 12.5, "A^2 s"},
+                {"transfer", "Transfer", "length=64", "Signal 2", 8, ""},
                 {"trigger", "Trigger", "", "", 8, "A"},
                 {"weighting", "Weighting", "", "", 8, "A"},
                 {"math", "Math", "operation=product", nullptr, 4, "W"},
