@@ -4,6 +4,8 @@
 #include <complex>
 #include <numbers>
 
+#include "modules/filter/SectionDesign.h"
+
 namespace tc {
 
 namespace {
@@ -12,33 +14,6 @@ using Real = long double;
 using Complex = std::complex<Real>;
 
 constexpr Real PI = std::numbers::pi_v<Real>;
-
-// Weights of an analogue section's outputs, as functions of s: the input, its band pass s / q and its low
-// pass 1 / q, where q = s^2 + damping s + 1.
-struct Taps {
-    Real direct;
-    Real band;
-    Real low;
-};
-
-// The analogue section with the poles of q at the radius, in units of twice the samplerate.
-Section MakeSection(Real radius, Real damping, const Taps& taps) {
-    const Real scale = 1 / (1 + radius * (radius + damping));
-    const Real drive = 2 * radius * scale;
-    return {static_cast<double>(drive),          static_cast<double>((radius + damping) * drive),
-            static_cast<double>(radius * drive), static_cast<double>(taps.direct),
-            static_cast<double>(taps.band / 2),  static_cast<double>(taps.low / 2)};
-}
-
-// One real pole: the second integrator alone.
-Section MakeFirstOrder(Real radius, const Taps& taps) {
-    return {0.0,
-            0.0,
-            static_cast<double>(2 * radius / (1 + radius)),
-            static_cast<double>(taps.direct),
-            0.0,
-            static_cast<double>(taps.low / 2)};
-}
 
 // The poles of the prototype in the upper half plane, the best damped first; of an odd order the real one
 // comes before them.

@@ -47,3 +47,8 @@ void FourierTransform::Run(double* magnitudes) {
     fftw_execute(plan->plan);
     for (int k = 0; k < Bins(); ++k) magnitudes[k] = std::hypot(plan->bins[k][0], plan->bins[k][1]);
 }
+
+void FourierTransform::Run(std::complex<double>* bins) {
+    fftw_execute(plan->plan);
+    for (int k = 0; k < Bins(); ++k) bins[k] = {plan->bins[k][0], plan->bins[k][1]};
+}

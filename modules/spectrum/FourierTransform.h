@@ -1,5 +1,6 @@
 #pragma once
 
+#include <complex>
 #include <memory>
 
 // The discrete Fourier transform of real values, planned once for one length and run many times. The plan is
@@ -15,6 +16,8 @@ class FourierTransform {
     double* Input();
     // Transforms the input and writes the unscaled magnitude |X[k]| of each of the `Bins()` bins.
     void Run(double* magnitudes);
+    // The same, but writes the unscaled X[k] itself.
+    void Run(std::complex<double>* bins);
 
  private:
     struct Plan;

@@ -1,11 +1,10 @@
 #include "modules/spectrum/Spectrum.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <numbers>
 #include <numeric>
 
+#include "modules/spectrum/Window.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
@@ -13,21 +12,16 @@
 namespace {
 
 using tc::Bilingual;
+using Scale = Spectrum::Scale;
 
-// Groups of parameters.
 constexpr Bilingual SEGMENTS("Segments", "Abschnitte");
-constexpr Bilingual RESULT("Result", "Ergebnis");
 
-enum class Window { HANN, RECTANGULAR, HAMMING, BLACKMAN };
+constexpr tc::Choice<Scale> SCALES[] = {{"none", Scale::NONE},       {"amplitude", Scale::AMPLITUDE},
+                                        {"rms", Scale::RMS},         {"power", Scale::POWER},
+                                        {"density", Scale::DENSITY}, {"root_density", Scale::ROOT_DENSITY}};
+
 enum class Average { FIRST, POWER };
-enum class Scale { NONE, AMPLITUDE };
-
-constexpr tc::Choice<Window> WINDOWS[] = {{"hann", Window::HANN},
-                                          {"rectangular", Window::RECTANGULAR},
-                                          {"hamming", Window::HAMMING},
-                                          {"blackman", Window::BLACKMAN}};
 constexpr tc::Choice<Average> AVERAGES[] = {{"first", Average::FIRST}, {"power", Average::POWER}};
-constexpr tc::Choice<Scale> SCALES[] = {{"none", Scale::NONE}, {"amplitude", Scale::AMPLITUDE}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "length",
@@ -43,9 +37,18 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .defaultValue = "hann",
      .help = {"weights of a segment, each in its periodic form",
               "Gewichte eines Abschnitts, jeweils in periodischer Form"},
-     .choices = tc::CHOICE_WORDS<WINDOWS>,
+     .choices = tc::CHOICE_WORDS<tc::WINDOWS>,
      .label = {"Window", "Fenster"},
      .group = SEGMENTS},
+    {.name = "beta",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "8.6",
+     .help = {"of a Kaiser window: the greater, the wider its main lobe and the lower its side lobes",
+              "eines Kaiser-Fensters: je größer, desto breiter die Hauptkeule und niedriger die Nebenkeulen"},
+     .minimum = 0.0,
+     .maximum = 100.0,
+     .group = SEGMENTS,
+     .enabledWhen = {"window", "kaiser"}},
     {.name = "overlap",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
@@ -58,50 +61,34 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .enabledWhen = {"average", "power"}},
     {.name = "average",
      .kind = TCModuleParameter::CHOICE,
-     .defaultValue = "first",
+     .defaultValue = "power",
      .help = {"the first segment only, or the root of the mean power of all",
               "nur der erste Abschnitt, oder die Wurzel der mittleren Leistung aller"},
      .choices = tc::CHOICE_WORDS<AVERAGES>,
      .label = {"Averaging", "Mittelung"},
-     .group = RESULT},
+     .group = SEGMENTS},
     {.name = "scale",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "none",
-     .help = {"of the output: |X[k]| as it is, or as the amplitude of a sine",
-              "der Ausgabe: |X[k]| unverändert, oder als Amplitude eines Sinus"},
+     .help = {"of the output: |X[k]|, amplitude, rms or power of a sine, power per Hz, or the root of that",
+              "der Ausgabe: |X[k]|, Amplitude, Effektivwert oder Leistung eines Sinus, Leistung je Hz oder "
+              "deren Wurzel"},
      .choices = tc::CHOICE_WORDS<SCALES>,
-     .label = {"Scaling", "Skalierung"},
-     .group = RESULT},
+     .label = {"Scaling", "Skalierung"}},
 };
-
-// a0 - a1 cos(x) + a2 cos(2x).
-constexpr std::array<double, 3> WindowCoefficients(Window window) {
-    switch (window) {
-        case Window::HANN:
-            return {0.5, 0.5, 0.0};
-        case Window::RECTANGULAR:
-            return {1.0, 0.0, 0.0};
-        case Window::HAMMING:
-            return {0.54, 0.46, 0.0};
-        case Window::BLACKMAN:
-            break;
-    }
-    return {0.42, 0.5, 0.08};
-}
-
-std::vector<double> MakeWindow(Window kind, int length) {
-    const std::array<double, 3> a = WindowCoefficients(kind);
-    std::vector<double> window(static_cast<std::size_t>(length));
-    for (std::size_t i = 0; i < window.size(); ++i) {
-        const double x = 2.0 * std::numbers::pi * static_cast<double>(i) / length;
-        window[i] = a[0] - a[1] * std::cos(x) + a[2] * std::cos(2.0 * x);
-    }
-    return window;
-}
 
 TCSI_Unit Hertz() {
     TCSI_Unit unit;
     unit.SetExponent(TCSI_Unit::SECOND, -1);
+    return unit;
+}
+
+// Roots of units cannot be held: the root of a density has none.
+TCSI_Unit ScaledUnit(Scale scale, TCSI_Unit unit) {
+    if (scale == Scale::ROOT_DENSITY) return {};
+    const TCSI_Unit own = unit;
+    if (scale == Scale::POWER || scale == Scale::DENSITY) unit.multiply(own);
+    if (scale == Scale::DENSITY) unit.divide(Hertz());
     return unit;
 }
 
@@ -124,6 +111,7 @@ TCForetoldSignal Spectrum::ForetellOutput(int output, std::span<const TCForetold
     if (signal.name && signal.name->IsEmpty())
         signal.name = portHelper->GetPortName(INPUT, static_cast<unsigned>(output));
     if (signal.samplerate) signal.samplerate = ParamInt("length") / *signal.samplerate;  // bins per Hz
+    if (signal.unit) signal.unit = ScaledUnit(ParamChoice<SCALES>("scale"), *signal.unit);
     return signal;
 }
 
@@ -131,13 +119,14 @@ int Spectrum::Init() {
     ClearResults();
     const int length = ParamInt("length");
     firstOnly = ParamChoice<AVERAGES>("average") == Average::FIRST;
-    scaled = ParamChoice<SCALES>("scale") == Scale::AMPLITUDE;
+    scale = ParamChoice<SCALES>("scale");
     hop =
         std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(length * (1.0 - ParamDbl("overlap")))));
     if (transform == nullptr || transform->Length() != length)
         transform = std::make_unique<FourierTransform>(length);
-    window = MakeWindow(ParamChoice<WINDOWS>("window"), length);
+    window = tc::MakeWindow(ParamChoice<tc::WINDOWS>("window"), ParamDbl("beta"), length);
     windowSum = std::accumulate(window.begin(), window.end(), 0.0);
+    windowPower = std::inner_product(window.begin(), window.end(), window.begin(), 0.0);
     scratch.resize(static_cast<std::size_t>(transform->Bins()));
     signals.assign(static_cast<std::size_t>(GetNoInput()), Signal{});
     return TCBaseModuleEx::Init();
@@ -255,8 +244,9 @@ int Spectrum::Write(unsigned output) {
     ti.SetSamplerate(static_cast<double>(window.size()) / rate);
     ti.SetState(COMPLETE);
     for (std::size_t k = 0; k < scratch.size(); ++k) {
-        scratch[k] = signal.magnitudes[k] * (scaled ? AmplitudeFactor(k) : 1.0);
+        scratch[k] = Scaled(k, signal.magnitudes[k], rate);
     }
+    ti.SetUnit(ScaledUnit(scale, ti.GetUnit()));
     ti.SetRangeMin(0.0);
     ti.SetRangeMax(*std::max_element(scratch.begin(), scratch.end()));
     portHelper->SetTypeInfo(output, ti);
@@ -274,12 +264,37 @@ void Spectrum::Report(unsigned input, const Signal& signal) {
     AddResult(name.c_str(), "peak_frequency", frequency, Hertz());
     AddResult(name.c_str(), "peak_magnitude", *peak, unit);
     AddResult(name.c_str(), "peak_amplitude", *peak * AmplitudeFactor(bin), unit);
+    if (scale != Scale::NONE && scale != Scale::AMPLITUDE)
+        AddResult(name.c_str(), "peak_value", Scaled(bin, *peak, signal.measured.GetSamplerate()),
+                  ScaledUnit(scale, unit));
+}
+
+// What is sent for the magnitude |X[k]|.
+double Spectrum::Scaled(std::size_t bin, double magnitude, double rate) const {
+    const double amplitude = magnitude * AmplitudeFactor(bin);
+    // Of a sine its power is half the square of its amplitude, of a constant all of it.
+    const double power = amplitude * amplitude * (IsMirrored(bin) ? 0.5 : 1.0);
+    const double density = power * (windowSum / windowPower) * (windowSum / rate);
+    switch (scale) {
+        case Scale::NONE:
+            return magnitude;
+        case Scale::AMPLITUDE:
+            return amplitude;
+        case Scale::RMS:
+            return std::sqrt(power);
+        case Scale::POWER:
+            return power;
+        case Scale::DENSITY:
+            return density;
+        case Scale::ROOT_DENSITY:
+            return std::sqrt(density);
+    }
+    return magnitude;
 }
 
 // A sine's power is split between a bin and its mirror image; 0 Hz and half the rate have none.
 double Spectrum::AmplitudeFactor(std::size_t bin) const {
-    const bool mirrored = bin > 0 && 2 * bin < window.size();
-    return (mirrored ? 2.0 : 1.0) / windowSum;
+    return (IsMirrored(bin) ? 2.0 : 1.0) / windowSum;
 }
 
 TC_MODULE_LIBRARY(Spectrum);

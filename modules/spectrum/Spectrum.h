@@ -12,20 +12,24 @@
 //
 // A signal is cut into segments of `length` samples, which overlap by the given share. From each segment its
 // mean is removed, then it is weighted with the window and transformed. Either the first segment counts, or
-// the root of the mean square of all of them ("power"). A segment with a value that is no finite number is
-// left out, with a warning. A signal that is shorter than one segment has no spectrum, also with a warning:
-// stretching it with zeros would change its figures.
+// the root of the mean square of all of them ("power", the default). A segment with a value that is no finite
+// number is left out, with a warning. A signal that is shorter than one segment has no spectrum, also with a
+// warning: stretching it with zeros would change its figures.
 //
 // The output is one COMPLETE block of length / 2 + 1 values for each signal: |X[k]| without any scaling, or
-// with `scale` set to "amplitude" the amplitude of a sine at the middle of that bin. Bin k is at k *
+// by `scale` the amplitude, root mean square or power of a sine at the middle of that bin, the power per Hz,
+// or the root of that, which has no unit. Bin k is at k *
 // rate / length; the block's samplerate is length / rate, the number of bins per Hz, so that an axis can be
 // drawn; its timestamp is that of the first sample used.
 //
-// Results, for the last signal of each input: peak_bin, peak_frequency, peak_magnitude (|X[k]|) and
-// peak_amplitude.
+// Results, for the last signal of each input: peak_bin, peak_frequency, peak_magnitude (|X[k]|),
+// peak_amplitude, and peak_value, what was sent of that bin, for the other scales.
 class Spectrum final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Spectrum";
+
+    // Of the output, in the order of the choices.
+    enum class Scale { NONE, AMPLITUDE, RMS, POWER, DENSITY, ROOT_DENSITY };
 
     explicit Spectrum(int instance);
 
@@ -66,13 +70,16 @@ class Spectrum final : public TCBaseModuleEx {
     int Write(unsigned output);
     void Report(unsigned input, const Signal& signal);
     double AmplitudeFactor(std::size_t bin) const;
+    double Scaled(std::size_t bin, double magnitude, double rate) const;
+    bool IsMirrored(std::size_t bin) const { return bin > 0 && 2 * bin < window.size(); }
 
     bool firstOnly = true;
-    bool scaled = false;
+    Scale scale = Scale::NONE;
     std::size_t hop = 1;
     std::unique_ptr<FourierTransform> transform;
     std::vector<double> window;
     double windowSum = 0.0;
+    double windowPower = 0.0;  // sum of squares
     std::vector<double> scratch;
     std::vector<Signal> signals;
 };

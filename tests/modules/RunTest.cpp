@@ -25,7 +25,8 @@ constexpr const char* RECORDING = "/usr/share/sounds/alsa/Front_Center.wav";  //
 struct Outcome {
     int exitCode = -1;
     std::string verdict;
-    // By quantity, and by the name of the signal and the quantity; blocks by the instance that made them.
+    // By quantity, and by the name of the signal or the instance and the quantity; blocks by the instance
+    // that made them.
     std::map<std::string, double> results;
     std::map<std::string, int> blocks;
     std::string messages;
@@ -51,7 +52,9 @@ Outcome RunExample(const std::string& graph, const std::string& arguments) {
         for (const auto& result : module["results"]) {
             const std::string quantity = result["quantity"];
             const std::string signal = result["signal"];
-            outcome.results[quantity] = outcome.results[signal + " " + quantity] = result["value"];
+            const std::string instance = module["instance"];
+            outcome.results[quantity] = outcome.results[signal + " " + quantity] =
+                outcome.results[instance + " " + quantity] = result["value"];
         }
     }
     return outcome;
@@ -159,8 +162,8 @@ TEST(Run, FiltersASweep) {
 }
 
 // By NumPy: v' = w (A v + B x) with A = [[-sqrt 2, -1], [1, 0]] and B = [1, 0], its second component, by the
-// trapezoidal rule (linalg.solve at each sample), where w follows from the corner as tan(pi corner / 48000). For
-// block b of 480 samples that is value b - 1 of the slow sine, for the first one the setting.
+// trapezoidal rule (linalg.solve at each sample), where w follows from the corner as tan(pi corner / 48000).
+// For block b of 480 samples that is value b - 1 of the slow sine, for the first one the setting.
 TEST(Run, ASlowSineMovesAFiltersCorner) {
     Outcome run = RunExample("wobble.graph", "");
     ASSERT_EQ(run.exitCode, 0) << run.messages;
@@ -168,6 +171,45 @@ TEST(Run, ASlowSineMovesAFiltersCorner) {
     EXPECT_NEAR(run.results["max"], 0.9641631389051998, 1e-12);
     EXPECT_NEAR(run.results["min"], -0.9641589240313033, 1e-12);
     EXPECT_EQ(run.results["driving values"], 199.0);
+}
+
+// By NumPy and SciPy: the spectrum of the whole recording times the formula of the A weighting, its
+// exponential average by lfilter, and sosfilt(butter(4, edges, "bandpass", fs=48000, output="sos")) of each
+// band.
+TEST(Run, MeasuresSoundLevels) {
+    if (!fs::exists(RECORDING)) GTEST_SKIP() << RECORDING << " is not there";
+    const std::string picture = FreshFile("sound-level.svg");
+    Outcome run = RunExample("sound-level.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_NEAR(run.results["Leq_dB"], 70.3857, 0.02);
+    EXPECT_NEAR(run.results["Lmax_dB"], 76.1382, 0.05) << "by a filter without delay";
+    const std::pair<const char*, double> bands[] = {
+        {"band_200_Hz_dB", 68.8773}, {"band_250_Hz_dB", 71.4569},  {"band_500_Hz_dB", 57.8176},
+        {"band_800_Hz_dB", 64.5906}, {"band_1600_Hz_dB", 58.7762}, {"band_8000_Hz_dB", 60.1706}};
+    for (const auto& [band, level] : bands)
+        EXPECT_NEAR(run.results[std::string("thirds ") + band], level, 0.02) << band;
+    EXPECT_NE(ReadText(picture).find("</svg>"), std::string::npos);
+}
+
+// What scipy.signal.find_peaks answers of its own recording, of which python3 makes a file.
+TEST(Run, FindsHeartBeats) {
+    std::ofstream("heart.py") << "import numpy, wave\n"
+                                 "from scipy import misc\n"
+                                 "file = wave.open('heart.wav', 'wb')\n"
+                                 "file.setnchannels(1), file.setsampwidth(2), file.setframerate(360)\n"
+                                 "steps = numpy.round(misc.electrocardiogram() / 0.005)\n"
+                                 "file.writeframes(steps.astype('<i2').tobytes())\n";
+    if (std::system("/usr/bin/python3 heart.py 2>heart.err") != 0)
+        GTEST_SKIP() << "python3 with SciPy and its electrocardiogram is not there: "
+                     << ReadText("heart.err");
+    Outcome run = RunExample("heart.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["peaks"], 479.0);
+    EXPECT_NEAR(run.results["interval_mean"], 0.6261390051139004, 1e-12);
+    EXPECT_NEAR(run.results["interval_min"], 0.25, 1e-12);
+    EXPECT_NEAR(run.results["interval_max"], 7.972222222222222, 1e-12);
+    EXPECT_NEAR(run.results["interval_stddev"], 0.4796729, 1e-5) << "one beat is one of two equal peaks";
+    EXPECT_NEAR(run.results["prominence_mean"], 2.0875678496868475, 1e-12);
 }
 
 // With the amplitudes U and I and the angle phi: U I / 2 cos(phi) in the mean, and U I / 2 to either side of

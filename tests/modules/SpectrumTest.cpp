@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <numbers>
 
@@ -100,8 +101,66 @@ TEST_F(Spectrum, PowerIsTheRootOfTheMeanSquareOfAllSegments) {
     EXPECT_NEAR(bench.Samples(0)[16], 128.0 * std::sqrt((4.0 + 0.25) / 9.0), 1e-9);
     Measure("length=256\nwindow=rectangular\naverage=power", samples);
     EXPECT_NEAR(bench.Samples(0)[16], 128.0 * std::sqrt((2.0 + 0.25) / 5.0), 1e-9);
-    Measure("length=256\nwindow=rectangular", samples);
+    Measure("length=256\nwindow=rectangular\naverage=first", samples);
     EXPECT_NEAR(bench.Samples(0)[16], 128.0, 1e-9);
+}
+
+// A sine of amplitude 3, samplerate and length 1000: its mean square is 4.5, and a window of the noise
+// bandwidth 1.5 bins, or 3.770246447 (Hann, flat top), spreads that over so many Hz.
+TEST_F(Spectrum, ScalesAsItSays) {
+    const struct {
+        const char *window, *scale;
+        double peak;
+        const char* unit;
+    } rows[] = {{"hann", "amplitude", 3.0, "m"},
+                {"hann", "rms", std::sqrt(4.5), "m"},
+                {"flattop", "power", 4.5, "m^2"},
+                {"rectangular", "density", 4.5, "m^2 s"},
+                {"hann", "density", 3.0, "m^2 s"},
+                {"flattop", "density", 1.193555929, "m^2 s"},
+                {"hann", "root_density", std::sqrt(3.0), ""}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.window) + " " + row.scale);
+        Measure(std::string("length=1000\nwindow=") + row.window + "\nscale=" + row.scale,
+                Cosines(1000, 1000, {{50, 3.0}}, 2.0), {"test", 1000.0, "m"});
+        EXPECT_NEAR(bench.Samples(0)[50], row.peak, 1e-9);
+        EXPECT_NEAR(bench.Result("peak_amplitude"), 3.0, 1e-12);
+        EXPECT_EQ(std::isnan(bench.Result("peak_value")), std::string("amplitude") == row.scale);
+        TCString unit;
+        EXPECT_STREQ(bench.Blocks(0)[0].GetUnit().ToString(unit), row.unit);
+    }
+}
+
+// Made with scipy.signal.welch of SciPy 1.10.1: 256 samples a segment, 128 overlap, at 48 kHz. The bins 1, 7
+// and 128, which is half the rate.
+TEST_F(Spectrum, AgreesWithWelchOfSciPy) {
+    const struct {
+        const char *window, *scale;
+        double bins[3];
+    } rows[] = {
+        {"hann", "density", {1.1476873261215892e-05, 1.6301580589928953e-05, 7.140624248313941e-06}},
+        {"hann", "power", {0.00322787060471697, 0.004584819540917518, 0.0020083005698382957}},
+        {"rectangular", "density", {1.6078769275185942e-05, 1.7078488075526865e-05, 4.151074931478915e-06}},
+        {"hamming", "power", {0.003136452218138344, 0.004183784357125007, 0.0017275315476187514}},
+        {"blackman", "density", {1.0809638752718522e-05, 1.5849400371158617e-05, 7.708278907501025e-06}},
+        {"flattop", "density", {1.0057967040951968e-05, 1.402902075088957e-05, 8.219134684967537e-06}},
+        {"flattop", "power", {0.007110190219622298, 0.009917412308840922, 0.005810280627573361}},
+        {"kaiser", "density", {1.0835886101621312e-05, 1.5847772664784865e-05, 7.701458955364135e-06}},
+        {"kaiser", "power", {0.0034973694818937638, 0.005114996222183973, 0.0024857078843342445}}};
+    std::vector<double> samples(3000);
+    std::uint32_t state = 1;
+    for (double& sample : samples) {
+        state = state * 1664525U + 1013904223U;
+        sample = state / 2147483648.0 - 1.0;
+    }
+    for (const auto& row : rows) {
+        Measure(std::string("length=256\noverlap=0.5\nwindow=") + row.window + "\nscale=" + row.scale,
+                samples, {"test", 48000.0});
+        const std::size_t places[] = {1, 7, 128};
+        for (std::size_t i = 0; i < 3; ++i)
+            EXPECT_NEAR(bench.Samples(0)[places[i]] / row.bins[i], 1.0, 1e-12)
+                << row.window << row.scale << i;
+    }
 }
 
 TEST_F(Spectrum, LeavesOutSegmentsThatAreNotFinite) {

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "sigweave/platform/Framework.h"
+#include "sigweave/signal/TCSI_Unit.h"
+#include "sigweave/signal/UnitText.h"
+
+namespace tc {
+
+// A setting that is compared with a signal whose unit is known only later, as "20 uPa" or "0.5".
+struct SignalQuantity {
+    double number = 0.0;
+    std::optional<UnitMeaning> unit;  // none: the text has none
+};
+
+// Reads a number with or without a unit. False for anything else, for a unit with an offset, as °C, and for
+// an empty text.
+bool ReadSignalQuantity(const std::string& text, SignalQuantity& quantity);
+
+// The number in a unit, factor included; without a unit of its own the quantity counts in that one. False
+// when it has another dimension.
+bool ConvertTo(const TCSI_Unit& unit, const SignalQuantity& quantity, double& number);
+
+// What a wrong setting should be: a number and a unit, as in the example.
+CString QuantityExpected(const char* example);
+// The same for a signal whose unit is known: "Pa, as the signal has"; or "Pa/s" with `per` set to "/s".
+CString QuantityExpected(const TCSI_Unit& unit, const char* per = "");
+
+}  // namespace tc
