@@ -151,8 +151,8 @@ bool Scheduler::StepTimed(Node& node) {
 
 bool Scheduler::Step(Node& node) {
     if (node.gate != nullptr && !MayStep(node)) return true;
-    if (options.changes != nullptr && options.changes->IsAny()) MakeChanges(node);
     if (!HasWork(node)) return code == 0;
+    if (options.changes != nullptr && options.changes->IsAny()) MakeChanges(node);
     if (node.pace != nullptr && !interruptSeen)
         node.pace->Wait(options.interruption != nullptr ? options.interruption->Handle() : nullptr);
     code = node.module->Execute();

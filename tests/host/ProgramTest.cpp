@@ -40,7 +40,7 @@ TEST_F(Program, JsonReportIsOneExactDocumentOnStandardOutput) {
     std::vector<std::string> keys;
     for (const auto& [key, value] : document.items()) keys.push_back(key);
     EXPECT_THAT(keys, testing::ElementsAre("graph", "verdict", "reason", "seconds", "warnings", "messages",
-                                           "messages_left_out", "mistakes", "modules", "lines"));
+                                           "messages_left_out", "mistakes", "modules", "lines", "changes"));
     EXPECT_EQ(document["verdict"], "complete");
     EXPECT_EQ(document["lines"][1].dump(),
               R"({"from":"p.Signal","to":"s.Signal","blocks":10,"deepest_queue":1})");
