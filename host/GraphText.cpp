@@ -292,14 +292,14 @@ class Writer {
     }
 
     void WriteView() {
-        std::string section;
+        const std::string* section = nullptr;
         for (const ViewEntry& entry : graph.GetView()) {
-            if (entry.section != section) {
+            if (section == nullptr || *section != entry.section) {
                 Separate();
                 Write(comments.Before(entry.place));
                 text += "[" + std::string(VIEW_PREFIX) + entry.section + "]\n";
             }
-            section = entry.section;
+            section = &entry.section;
             text += Parameter(entry.name, entry.value);
         }
     }

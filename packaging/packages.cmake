@@ -75,5 +75,14 @@ filter signals, measure levels and spectra, draw pictures, write tables, and
 record and play every bit."
   DEPENDS "libsigweave0 (>= ${PROJECT_VERSION})"
   RECOMMENDS "gnuplot-nox | gnuplot")
+if(TARGET sigweave-studio)
+  sigweave_package(studio sigweave-studio
+    SECTION science
+    SUMMARY "modular measurement and signal processing: graphs in the browser"
+    DESCRIPTION "Serves a page on which graphs for sigweave are drawn, set, run and watched:
+'sigweave studio' prints its address. Works without a connection to others."
+    DEPENDS "sigweave (= ${PROJECT_VERSION})"
+    RECOMMENDS "sigweave-modules")
+endif()
 
 include(CPack)

@@ -65,7 +65,7 @@ class Document {
     bool Place(const Edit& edit, std::string& error) {
         if (!IsFree(edit.name, error)) return false;
         InsertSection({"[" + edit.name + "]", host::WriteTextSetting("module", edit.other)});
-        return Move(edit.positions);
+        return Move(edit.positions, error);
     }
 
     bool Copy(const Edit& edit, std::string& error) {
@@ -75,7 +75,7 @@ class Document {
         for (std::size_t i = LineOf(original->place) + 1; i <= LastLineOf(*original); ++i)
             section.push_back(lines[i].text);
         InsertSection(section);
-        return Move(edit.positions);
+        return Move(edit.positions, error);
     }
 
     bool Remove(const std::vector<std::string>& names, std::string& error) {
@@ -139,7 +139,7 @@ class Document {
 
     // After other changes too: the lines that are known are those of before, so new ones are added at the
     // end.
-    bool Move(const std::vector<Position>& positions) {
+    bool Move(const std::vector<Position>& positions, std::string& error) {
         if (positions.empty()) return true;
         const Document now(Text());
         lines = now.lines;
@@ -152,6 +152,8 @@ class Document {
         for (const host::ViewEntry& view : now.file.GetView())
             if (view.section == POSITIONS) at = std::max(at, now.LineOf(view.place));
         for (const Position& position : positions) {
+            if (now.Find(position.instance, error) == nullptr) return false;
+            if (!CanBeName(position.instance)) continue;  // it is placed automatically
             const std::string written = host::WriteTextSetting(position.instance, ToText(position));
             const auto& known = now.file.GetView();
             const auto old = std::ranges::find_if(known, [&](const host::ViewEntry& view) {
@@ -169,6 +171,11 @@ class Document {
     static bool Refuse(const std::string& reason, std::string& error) {
         error = reason;
         return false;
+    }
+
+    // Of an entry NAME=VALUE.
+    static bool CanBeName(const std::string& name) {
+        return name.find('=') == name.npos && name.find_first_of("#;[") != 0;
     }
 
     static std::size_t LineOf(const host::Place& place) { return static_cast<std::size_t>(place.line - 1); }
@@ -288,7 +295,7 @@ bool Apply(const Edit& edit, std::string& text, std::string& error) {
             done = document.Disconnect(edit.name, edit.other, error);
             break;
         case Edit::Move:
-            done = document.Move(edit.positions);
+            done = document.Move(edit.positions, error);
             break;
         case Edit::Set: {
             Mistakes ignored;

@@ -173,7 +173,10 @@ int Child::Run(const Json& order) {
 void Child::Listen() {
     for (std::string line; std::getline(std::cin, line);) {
         const Json parsed = Json::parse(line, nullptr, false);
-        if (parsed.is_object()) Obey(parsed);
+        try {
+            if (parsed.is_object()) Obey(parsed);
+        } catch (const Json::exception&) {  // not what the server sends
+        }
     }
     interruption.Raise();
 }

@@ -50,6 +50,12 @@ bool RunProcess::Send(const std::string& line) {
     return program->Write(line + "\n");
 }
 
+void RunProcess::End(std::chrono::milliseconds patience) {
+    program->CloseInput();
+    std::unique_lock lock(mutex);
+    if (!ends.wait_for(lock, patience, [this] { return hasEnded; })) program->Kill();
+}
+
 void RunProcess::Read() {
     std::string bytes;
     std::string piece(1 << 18, '\0');
@@ -65,7 +71,13 @@ void RunProcess::Read() {
         }
         bytes.erase(0, at);
     }
-    handlers.onEnd(program->Wait());
+    const int code = program->Wait();
+    {
+        const std::lock_guard lock(mutex);
+        hasEnded = true;
+        ends.notify_all();
+    }
+    handlers.onEnd(code);
 }
 
 void RunProcess::Take(char kind, std::string content) {

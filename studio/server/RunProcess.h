@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
@@ -33,6 +35,8 @@ class RunProcess {
     // A line; false when the run does not listen any more.
     bool Send(const std::string& line);
     void Kill() { program->Kill(); }
+    // Lets the run end its signals and finish its files; kills it when that takes longer. The last call.
+    void End(std::chrono::milliseconds patience);
     Pictures TakePictures();
 
  private:
@@ -42,8 +46,10 @@ class RunProcess {
 
     Handlers handlers;
     std::unique_ptr<tc::PipedProgram> program;
-    std::mutex mutex;  // of the pictures
+    std::mutex mutex;  // of the next
     Pictures pictures;
+    bool hasEnded = false;
+    std::condition_variable ends;
     std::unique_ptr<tc::Thread> reader;  // the last member: it ends first
  public:
     ~RunProcess();

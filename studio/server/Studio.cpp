@@ -20,6 +20,7 @@ using tc::Bilingual;
 using namespace std::chrono_literals;
 
 constexpr auto FROZEN_AFTER = 1s;
+constexpr auto END_PATIENCE = 10s;
 constexpr std::size_t MOST_NAMES = 1000;
 
 constexpr Bilingual STALE("the graph has changed meanwhile", "der Graph hat sich inzwischen geändert");
@@ -252,10 +253,9 @@ void Studio::SendAll(const Json& json) const {
 void Studio::Tick() {
     for (auto& [viewer, looking] : viewers)
         if (looking.isUnderWay && Clock::now() - looking.since > FROZEN_AFTER) {
-            if (!looking.name.empty() && tooSlow.size() < MOST_NAMES) tooSlow.insert(looking.name);
             looking.isUnderWay = false;
             looking.waiting.clear();
-            server->Close(viewer);
+            server->Drop(viewer);
         }
     if (++ticks % 4 != 0 || toldOutside || !document.HasChangedOutside()) return;
     toldOutside = true;
@@ -389,6 +389,10 @@ Json Studio::Run(const Command& command) {
     isStopping = false;
     TellRun();
     return {{"ok", true}};
+}
+
+void Studio::EndRun() {
+    if (run != nullptr) run->End(END_PATIENCE);
 }
 
 // The second time at once.

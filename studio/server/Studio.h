@@ -41,6 +41,8 @@ class Studio {
     void Closed(WebServer::Viewer viewer, bool tooSlow);
     // From time to time.
     void Tick();
+    // Asks a run that goes on to end, and waits for it for some seconds. The last call.
+    void EndRun();
 
  private:
     using Json = nlohmann::ordered_json;

@@ -137,6 +137,12 @@ class Session : public std::enable_shared_from_this<Session> {
         if (queue.size() == 1) Write();
     }
 
+    // It takes nothing: what waits for it is given up.
+    void Drop() {
+        tooSlow = true;
+        End();
+    }
+
     void Close() {
         if (std::exchange(isClosing, true)) return;
         if (queue.empty()) SayGoodbye();
@@ -176,12 +182,6 @@ class Session : public std::enable_shared_from_this<Session> {
 
     void SayGoodbye() {
         socket.async_close(websocket::close_code::going_away, [self = shared_from_this()](error_code) {});
-    }
-
-    // It takes nothing: what waits for it is given up.
-    void Drop() {
-        tooSlow = true;
-        End();
     }
 
     void End() {
@@ -377,11 +377,11 @@ void WebServer::SendBinary(Viewer viewer, std::vector<Message> pictures) {
     });
 }
 
-void WebServer::Close(Viewer viewer) {
+void WebServer::Drop(Viewer viewer) {
     asio::post(impl->io, [this, viewer] {
         const auto found = impl->viewers.find(viewer);
         if (found == impl->viewers.end()) return;
-        if (const auto session = found->second.lock()) session->Close();
+        if (const auto session = found->second.lock()) session->Drop();
     });
 }
 

@@ -57,7 +57,8 @@ class WebServer {
     // Each in the order of the calls; pictures are binary. Nothing happens when the viewer has gone.
     void Send(Viewer viewer, Message text);
     void SendBinary(Viewer viewer, std::vector<Message> pictures);
-    void Close(Viewer viewer);
+    // Of one that does not answer: at once, as too slow.
+    void Drop(Viewer viewer);
 
     struct Impl;  // for the source alone
 

@@ -112,6 +112,7 @@ int Serve(const Arguments& arguments) {
         if (tc::WaitForHandle(interrupted.GetHandle(), 0.0) == tc::WAIT_SIGNALLED) worker.Stop();
     });
     server->Stop();
+    studio.EndRun();
     return host::EXIT_COMPLETE;
 }
 

@@ -61,6 +61,8 @@ TEST(GraphEdit, RewritesItsOwnLinesAlone) {
         {"the first instance", Make(Edit::Place, "tone", "Generator"), "", "[tone]\nmodule=Generator\n"},
         {"a position makes a section at the end", Placed(Make(Edit::Move, ""), "tone", 10, -20), graph,
          graph + "\n[studio.positions]\ntone=10,-20\n"},
+        {"a name that cannot be an entry is placed automatically", Placed(Make(Edit::Move, ""), "a=b", 1, 2),
+         "[a=b]\nmodule=X\n[studio.positions]\n", "[a=b]\nmodule=X\n[studio.positions]\n"},
         {"a position that is there is changed in its line", Placed(Make(Edit::Move, ""), "a", 3, 4),
          "[a]\nmodule=X\n[studio.positions]\n# left\na = 1,2\nb=5,6\n",
          "[a]\nmodule=X\n[studio.positions]\n# left\na=3,4\nb=5,6\n"},
@@ -110,6 +112,7 @@ TEST(GraphEdit, ChangesNothingWhenItCannot) {
         {Make(Edit::Connect, "tone", "levels.Signal"), "cannot be written in a graph file"},
         {Make(Edit::Connect, "tone.Sig=nal", "levels.Signal"), "cannot be written in a graph file"},
         {Make(Edit::Disconnect, "tone.Signal", "levels.Other"), "there is no line from"},
+        {Placed(Make(Edit::Move, ""), "tone\n[evil]", 1, 2), "there is no instance"},
     };
     for (const auto& row : rows) {
         std::string text = GRAPH;

@@ -70,7 +70,8 @@ class StudioRun : public testing::Test {
         return {
             {"path", (folder / "a.graph").string()},
             {"text",
-             "[tone]\nmodule=Generator\nfrequency=50\nrate=8000\nduration=" + duration +
+             "[tone]\nmodule=Generator\nfrequency=50\nrate=8000\nstart=2026-03-01T12:00:00Z\nduration=" +
+                 duration +
                  "\n[low]\nmodule=Filter\ncorner=100\n[levels]\nmodule=Statistics\n"
                  "[record]\nmodule=XmlRecorder\nfile=" +
                  record +
@@ -125,7 +126,15 @@ TEST_F(StudioRun, TellsTheMistakesOfAGraphThatCannotRun) {
     ASSERT_TRUE(run.WaitForEnd());
     const json report = run.Find("report")["report"];
     EXPECT_EQ(report["verdict"], "mistakes");
-    EXPECT_EQ(report["mistakes"][0]["line"], 2);
+    EXPECT_EQ(report["mistakes"].back()["line"], 2);
+}
+
+TEST_F(StudioRun, FinishesItsFilesWhenTheStudioEnds) {
+    Watched run(Order("1000000", "r.xml"));
+    ASSERT_TRUE(run.WaitFor([&] { return !run.texts.empty(); }));
+    run.process->End(30s);
+    EXPECT_EQ(run.Find("report")["report"]["verdict"], "interrupted");
+    EXPECT_TRUE(ReadAll(folder / "r.xml").ends_with(">\n"));
 }
 
 TEST_F(StudioRun, IsKilledWithoutAWord) {

@@ -203,8 +203,8 @@ TEST_F(Server, GivesUpAViewerThatTakesNothingAndServesTheOthers) {
     const WebServer::Viewer first = last;
     const auto other = Open(failed);
     ASSERT_TRUE(WaitFor([this] { return viewers.size() == 2; }));
-    const auto large = std::make_shared<const std::string>(4 << 20, 'a');
-    for (int i = 0; i < 10; ++i) server->Send(first, large);
+    const auto large = std::make_shared<const std::string>(1 << 16, 'a');
+    for (int i = 0; i < 600; ++i) server->Send(first, large);
     server->Send(last, std::make_shared<const std::string>("quick"));
     beast::flat_buffer buffer;
     other->read(buffer);

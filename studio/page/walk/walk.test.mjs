@@ -93,7 +93,7 @@ test('a new user draws, runs, watches and saves a graph', async () => {
   await page.getByLabel('Connect filter.Signal to').selectOption('statistics.Signal');
   await page.waitForFunction(() => document.querySelectorAll('.svelte-flow__edge').length === 2);
   await setField(page, 'corner', '1 kHz');
-  await page.waitForFunction(() => document.querySelector('.cm-content')?.textContent.includes('corner=1000'));
+  await page.waitForFunction(() => document.querySelector('.cm-content')?.textContent.includes('corner=1 kHz'));
   await picture(page, '2-wired');
   assert.deepEqual(await barriers(page), []);
 
@@ -113,7 +113,7 @@ test('a new user draws, runs, watches and saves a graph', async () => {
   await page.getByRole('button', { name: 'Save' }).click();
   await page.getByText('Saved.').waitFor();
   const text = fs.readFileSync(path.join(folder, 'first.graph'), 'utf8');
-  assert.match(text, /\[filter\]\nmodule=Filter\ncorner=1000\n/);
+  assert.match(text, /\[filter\]\nmodule=Filter\ncorner=1 kHz\n/);
   assert.match(text, /generator\.Signal=filter\.Signal\nfilter\.Signal=statistics\.Signal\n/);
   const said = execFileSync(process.env.STUDIO_HOST, ['--language', 'en', 'run', 'first.graph'], { cwd: folder, encoding: 'utf8' });
   assert.match(said, /rms +0\.7071/);
