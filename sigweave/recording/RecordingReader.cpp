@@ -288,11 +288,12 @@ void RecordingReader::Impl::Learn(const Found& found) {
 }
 
 std::int64_t RecordingReader::Impl::SamplesOf(const Found& found, std::int64_t place) {
-    for (const std::int64_t within : {std::min(SHAPE_WITHIN, found.head.frameSize), found.head.frameSize}) {
+    for (const std::int64_t most : {SHAPE_WITHIN, LONG_VIEW}) {
+        const std::int64_t within = std::min(most, found.head.frameSize);
         const char* const frame = window.View(place + FRAME_AT, within, size);
         if (frame == nullptr) return 0;
         const std::int64_t count = CountFirstElements({frame, static_cast<std::size_t>(within)});
-        if (count >= 0 || within == found.head.frameSize) return std::max<std::int64_t>(count, 0);
+        if (count >= 0) return count;
     }
     return 0;
 }
@@ -667,14 +668,17 @@ bool RecordingReader::SeekSample(int signal, std::int64_t wanted) {
 
 // Of signals whose own is lost, by their first block.
 void RecordingReader::FindTypes() {
-    for (std::size_t i = 0; i < impl->signals.size(); ++i) {
-        if (impl->signals[i].items > 0 || !Seek(static_cast<int>(i), 1)) continue;
-        int step = 0;
-        while ((step = impl->Step(true)) < 0) continue;
-        if (step == 0 || impl->signal != static_cast<int>(i)) continue;
+    auto unknown = std::ranges::count_if(
+        impl->signals, [](const RecordingSignal& signal) { return signal.items == 0 && signal.blocks > 0; });
+    if (unknown > 0) Rewind();
+    for (int step = 0; unknown > 0 && (step = impl->Step(true)) != 0;) {
+        if (step < 0) continue;
+        RecordingSignal& signal = impl->signals[static_cast<std::size_t>(impl->signal)];
+        if (signal.items > 0) continue;
         BlockType type = TypeOf(*impl->block);
-        impl->signals[i].type = std::move(type.text);
-        impl->signals[i].items = type.items;
+        signal.type = std::move(type.text);
+        signal.items = type.items;
+        --unknown;
     }
 }
 

@@ -228,6 +228,24 @@ TEST(Recording, SaysWhatIsLostAndWhere) {
     EXPECT_THAT(reader.GetError(), HasSubstr("1 blocks of 'sine' are missing"));
 }
 
+// Without the Schemas and an index, by the first blocks; without the Channel, by the number of the signal.
+TEST(Recording, KnowsTypesWhoseDefinitionIsLost) {
+    const Sample sample;
+    std::string bytes = sample.bytes.substr(0, static_cast<std::size_t>(sample.blocks.back().end));
+    const std::size_t schema = bytes.find("sigweave.block");
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(schema), sample.blocks[0].begin - schema, '\0');
+    WriteAll("lost.mcap", bytes);
+    RecordingReader reader;
+    ASSERT_TRUE(reader.Open("lost.mcap")) << reader.GetError();
+    ASSERT_EQ(reader.GetSignals().size(), 2u);
+    for (const tc::RecordingSignal& signal : reader.GetSignals()) {
+        EXPECT_EQ(signal.type, "TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}");
+        EXPECT_EQ(signal.items, 2);
+        EXPECT_EQ(signal.name, signal.channel == 1 ? "signal 1" : "caf\xC3\xA9");
+    }
+    EXPECT_EQ(ReadOn(reader), sample.blocks);
+}
+
 TEST(Recording, IsRefusedWhenItIsNone) {
     const std::pair<std::string, const char*> rows[] = {
         {"", "is not a recording"},
