@@ -118,7 +118,8 @@ int Integrate::Pass(unsigned input) {
         return Fail(tc::MODULE_FAILED, error);
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
-    TCTypeInfo metadata = channel.track.Metadata();
+    TCTypeInfo& metadata = outgoing;
+    metadata = channel.track.Metadata();
     buffer.assign(values, values + count);
     for (Integrator& integrator : channel.integrators) {
         if (ParamDbl("highpass") > 0.0) integrator.highpass.Run(buffer.data(), buffer.data(), count);

@@ -57,4 +57,5 @@ class Integrate final : public TCBaseModuleEx {
 
     std::vector<Channel> channels;
     std::vector<double> buffer;
+    TCTypeInfo outgoing;  // of the block that is sent; kept, so that a long name costs no memory each time
 };

@@ -132,7 +132,8 @@ int Level::Send(unsigned input) {
     const bool ends = channel.track.Ends();
     if (levels.empty() && !ends) return 0;
     for (double& level : levels) level = tc::DecibelsOfPower(level * channel.scale);
-    TCTypeInfo metadata = channel.track.Metadata();
+    TCTypeInfo& metadata = outgoing;
+    metadata = channel.track.Metadata();
     const double rate = metadata.GetSamplerate();
     const double interval = SamplesPerInterval(rate);
     const double sample = static_cast<double>(channel.sent + 1) * interval - 1.0;

@@ -55,4 +55,5 @@ class Level final : public TCBaseModuleEx {
 
     std::vector<Channel> channels;
     std::vector<double> levels;
+    TCTypeInfo outgoing;  // of the block that is sent; kept, so that a long name costs no memory each time
 };

@@ -204,7 +204,8 @@ int Octave::Send(unsigned input) {
     if (waiting == 0) return 0;
     const std::size_t count = ends ? waiting : waiting - 1;
     if (count == 0) return 0;
-    TCTypeInfo metadata = channel.track.Metadata();
+    TCTypeInfo& metadata = outgoing;
+    metadata = channel.track.Metadata();
     const double rate = metadata.GetSamplerate();
     const double interval = SamplesPerInterval(rate);
     metadata.SetTimestamp(channel.begin + 1000.0 * static_cast<double>(channel.sent) * interval / rate);

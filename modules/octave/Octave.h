@@ -58,4 +58,5 @@ class Octave final : public TCBaseModuleEx {
     bool inDecibels = true;
     std::vector<Channel> channels;
     std::vector<double> values;
+    TCTypeInfo outgoing;  // of the block that is sent; kept, so that a long name costs no memory each time
 };

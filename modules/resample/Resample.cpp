@@ -95,18 +95,19 @@ int Resample::Take(unsigned input) {
     Channel& channel = channels[input];
     CString error;
     if (!channel.track.Follow(*portHelper, input, error)) return Fail(tc::MODULE_FAILED, error);
-    TCTypeInfo metadata = channel.track.Metadata();
-    const CString name = tc::SignalName(*portHelper, input, metadata);
+    TCTypeInfo& metadata = outgoing;
+    metadata = channel.track.Metadata();
+    const auto name = [&] { return tc::SignalName(*portHelper, input, metadata); };
     const double rate = ParamDbl("rate");
     if (channel.track.Begins()) {
-        error = WhyNotConvertible(metadata.GetSamplerate(), rate, name);
+        error = WhyNotConvertible(metadata.GetSamplerate(), rate, name());
         if (!error.empty()) return Fail(tc::MODULE_FAILED, error);
         if (!channel.converter.Begin(metadata.GetSamplerate(), rate, ParamChoice<QUALITIES>("quality"),
                                      error))
             return Fail(tc::MODULE_FAILED,
                         {"rate: '%1' cannot be made of the samplerate %2 of '%3': %4",
                          "rate: '%1' ist aus der Abtastrate %2 von '%3' nicht zu gewinnen: %4"},
-                        {tc::ShortestText(rate), tc::ShortestText(metadata.GetSamplerate()), name, error});
+                        {tc::ShortestText(rate), tc::ShortestText(metadata.GetSamplerate()), name(), error});
         channel.begin = metadata.GetTimestamp();
         channel.sent = 0;
         channel.first = true;
@@ -116,11 +117,11 @@ int Resample::Take(unsigned input) {
     const double* values = portHelper->AccessDblData(input, count);
     if (!channel.converter.Run(values, count, ends, buffer, error))
         return Fail(tc::MODULE_FAILED, {"'%1' cannot be resampled: %2", "'%1' ist nicht umzutasten: %2"},
-                    {name, error});
+                    {name(), error});
     if (ends && channel.converter.LeftOut() > 0)
         Warn({"%1: values that are not finite, counted as 0: %2",
               "%1: Werte, die nicht endlich sind und als 0 zählen: %2"},
-             {name, std::to_string(channel.converter.LeftOut())});
+             {name(), std::to_string(channel.converter.LeftOut())});
     if (buffer.empty() && !ends) return 0;
     metadata.SetTimestamp(channel.begin + 1000.0 * static_cast<double>(channel.sent) / rate);
     metadata.SetSamplerate(rate);

@@ -319,7 +319,8 @@ void Trigger::AddHistory(Channel& channel, std::vector<double>& to) {
 
 int Trigger::Send(unsigned output, bool last) {
     Channel& channel = channels[output];
-    TCTypeInfo metadata = channel.track.Metadata();
+    TCTypeInfo& metadata = outgoing;
+    metadata = channel.track.Metadata();
     metadata.SetTimestamp(channel.first.GetTimestamp() +
                           1000.0 * static_cast<double>(channel.sent) / metadata.GetSamplerate());
     metadata.SetState(tc::BlockState(std::exchange(channel.opens, false), last));

@@ -75,4 +75,5 @@ class Trigger final : public TCBaseModuleEx {
     int Send(unsigned output, bool last);
 
     std::vector<Channel> channels;
+    TCTypeInfo outgoing;  // of the block that is sent; kept, so that a long name costs no memory each time
 };

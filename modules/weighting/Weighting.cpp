@@ -59,7 +59,8 @@ int Weighting::Pass(unsigned input) {
     Channel& channel = channels[input];
     CString error;
     if (!channel.track.Follow(*portHelper, input, error)) return Fail(tc::MODULE_FAILED, error);
-    TCTypeInfo metadata = channel.track.Metadata();
+    TCTypeInfo& metadata = outgoing;
+    metadata = channel.track.Metadata();
     if (channel.track.Begins()) {
         if (channel.rate != metadata.GetSamplerate())
             channel.cascade = tc::SectionCascade(tc::DesignWeighting(curve, metadata.GetSamplerate()));

@@ -46,4 +46,5 @@ class Weighting final : public TCBaseModuleEx {
     tc::WeightingCurve curve = tc::WeightingCurve::A;
     std::vector<Channel> channels;
     std::vector<double> buffer;
+    TCTypeInfo outgoing;  // of the block that is sent; kept, so that a long name costs no memory each time
 };
