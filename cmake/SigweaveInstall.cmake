@@ -58,4 +58,16 @@ get_target_property(names modules MANUALLY_ADDED_DEPENDENCIES)
 install(TARGETS ${names} LIBRARY DESTINATION ${SIGWEAVE_INSTALL_MODULES} COMPONENT modules)
 sigweave_find_library_from(lib/sigweave/modules ${SIGWEAVE_INSTALL_MODULES} ${names})
 
+# The package for Python, where Debian's Python looks for it below /usr, and what runs modules in Python.
+if(SIGWEAVE_HAS_PYTHON)
+  set(SIGWEAVE_INSTALL_PYTHON lib/python3/dist-packages CACHE STRING "Where the Python package is installed")
+  file(GLOB PYTHON_FILES ${PROJECT_SOURCE_DIR}/python/sigweave/*.py ${PROJECT_SOURCE_DIR}/python/sigweave/*.pyi
+       ${PROJECT_SOURCE_DIR}/python/sigweave/py.typed)
+  install(FILES ${PYTHON_FILES} DESTINATION ${SIGWEAVE_INSTALL_PYTHON}/sigweave COMPONENT python)
+  install(TARGETS sigweave-python LIBRARY DESTINATION ${SIGWEAVE_INSTALL_PYTHON}/sigweave COMPONENT python)
+  install(TARGETS sigweave-python-loader LIBRARY DESTINATION lib/sigweave/python COMPONENT python)
+  sigweave_find_library_from(python/sigweave ${SIGWEAVE_INSTALL_PYTHON}/sigweave sigweave-python)
+  sigweave_find_library_from(lib/sigweave/python lib/sigweave/python sigweave-python-loader)
+endif()
+
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)

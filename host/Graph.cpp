@@ -43,6 +43,7 @@ constexpr MessageKind MESSAGE_KINDS[] = {
     {TCModuleMessage::Types::Notice, &console::NOTE_WORD, TCLogFile::NOTICE},
     {TCModuleMessage::Types::Info, &console::NOTE_WORD, TCLogFile::TRACE},
     {TCModuleMessage::Types::Debug, nullptr, TCLogFile::DATA},
+    {TCModuleMessage::Types::Detail, nullptr, TCLogFile::ERROR},
 };
 
 void Sink(const char* module, TCModuleMessage::Types type, const char* text) {

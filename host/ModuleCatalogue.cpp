@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "host/Guard.h"
 #include "host/ModuleLibrary.h"
@@ -21,12 +23,21 @@ std::string DefaultFolder() {
         .string();
 }
 
+// A file in Python is run when it is opened, so one that says nothing of modules is left alone: it may be any
+// script.
+bool MayHaveModules(const std::filesystem::path& file) {
+    if (file.extension() != ".py") return file.extension() == ".so";
+    std::ifstream script(file);
+    const std::string text{std::istreambuf_iterator<char>(script), {}};
+    return text.find("sigweave") != std::string::npos && text.find("Module") != std::string::npos;
+}
+
 std::vector<std::string> LibraryFiles(const std::string& folder, std::error_code& failed) {
     std::vector<std::string> files;
     for (std::filesystem::directory_iterator entry(folder, failed), end; !failed && entry != end;
          entry.increment(failed)) {
         std::error_code broken;
-        if (entry->path().extension() != ".so" || entry->is_directory(broken)) continue;
+        if (entry->is_directory(broken) || !MayHaveModules(entry->path())) continue;
         const auto file = std::filesystem::canonical(entry->path(), broken);
         files.push_back((broken ? entry->path() : file).string());
     }
@@ -89,7 +100,7 @@ void ModuleCatalogue::Load(const std::string& file) {
 
 void ModuleCatalogue::AddEntries(const ModuleLibrary& library) {
     for (std::size_t kind = 0; kind < library.GetIds().size(); ++kind)
-        AddEntry({library.GetIds()[kind], &library, static_cast<int>(kind)});
+        AddEntry({library.GetIds()[kind], &library, library.FirstKind() + static_cast<int>(kind)});
 }
 
 void ModuleCatalogue::AddEntry(const CatalogueEntry& entry) {

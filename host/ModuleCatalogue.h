@@ -31,7 +31,8 @@ struct CatalogueEntry {
 // file and leaves the others alone. Must outlive every module that it created.
 class ModuleCatalogue {
  public:
-    // Every file in `folders` whose name ends in ".so", in the order of the folders and then of the names.
+    // Every file in `folders` whose name ends in ".so" or in ".py", in the order of the folders
+    // and then of the names.
     explicit ModuleCatalogue(const std::vector<std::string>& folders);
     ~ModuleCatalogue();
     ModuleCatalogue(const ModuleCatalogue&) = delete;

@@ -1,9 +1,11 @@
 #include "host/ModuleLibrary.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/platform/ModuleHandle.h"
+#include "sigweave/platform/Process.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host {
@@ -51,6 +53,18 @@ const char* FindRemedy(const std::string& reason) {
     return Bilingual("build it again on this machine", "bauen Sie sie auf diesem Rechner neu").Text();
 }
 
+// Answers the number of the file's first kind; negative, with the reason in `error`, when it has none.
+using PythonLoad = int (*)(const char* file, int* count, char* error, int size);
+
+std::string pythonLoader;
+
+std::string PythonLoader() {
+    if (!pythonLoader.empty()) return pythonLoader;
+    return (std::filesystem::path(TCGetProgramFolder()) / "../lib/sigweave/python/loader.so")
+        .lexically_normal()
+        .string();
+}
+
 template <class Function>
 bool Find(HINSTANCE handle, const char* name, Function& function, std::string& missing) {
     function = reinterpret_cast<Function>(GetProcAddress(handle, name));
@@ -60,11 +74,47 @@ bool Find(HINSTANCE handle, const char* name, Function& function, std::string& m
 
 }  // namespace
 
+void ModuleLibrary::SetPythonLoader(const std::string& loaderFile) {
+    pythonLoader = loaderFile;
+}
+
+std::unique_ptr<ModuleLibrary> ModuleLibrary::OpenPython(const std::string& file, std::string& error,
+                                                         Step& step) {
+    step = Step::Load;
+    const std::string loader = PythonLoader();
+    std::string reason;
+    HINSTANCE const handle = TCLoadModuleLibrary(loader, reason);
+    if (handle == nullptr) {
+        error = Bilingual(
+                    "is a module in Python, for which the package sigweave of Python is needed (%1); install "
+                    "python3-sigweave",
+                    "ist ein Modul in Python und braucht das Python-Paket sigweave (%1); installieren "
+                    "Sie python3-sigweave")
+                    .With({reason});
+        return nullptr;
+    }
+    std::unique_ptr<ModuleLibrary> library(new ModuleLibrary(file, handle));
+    PythonLoad load = nullptr;
+    std::string missing;
+    if (!library->FindEntryPoints(error) || !Find(handle, "SigweavePython_Load", load, missing))
+        return nullptr;
+    char text[2000] = "";
+    int count = 0;
+    library->first = load(file.c_str(), &count, text, sizeof text);
+    error = text;
+    if (library->first < 0) return nullptr;
+    for (int kind = 0; kind < count; ++kind) library->ids.emplace_back(library->id(library->first + kind));
+    step = Step::Done;
+    return library;
+}
+
 std::unique_ptr<ModuleLibrary> ModuleLibrary::Open(const std::string& file, std::string& error,
                                                    Step* failed) {
     Step step = Step::Load;
     std::unique_ptr<ModuleLibrary> library;
-    if (HINSTANCE handle = TCLoadModuleLibrary(file, error); handle == nullptr) {
+    if (file.ends_with(".py")) {
+        library = OpenPython(file, error, step);
+    } else if (HINSTANCE handle = TCLoadModuleLibrary(file, error); handle == nullptr) {
         if (error.starts_with(file + ": ")) error.erase(0, file.size() + 2);
         error = Bilingual("cannot be loaded (%1); %2", "lässt sich nicht laden (%1); %2")
                     .With({error, FindRemedy(error)});

@@ -24,8 +24,14 @@ class ModuleLibrary {
 
     const std::string& GetFile() const { return file; }
     HINSTANCE GetHandle() const { return handle; }
-    // The ids of its kinds, by their number.
+    // The ids of its kinds, in the order of their numbers, which begin with the first.
     const std::vector<std::string>& GetIds() const { return ids; }
+    int FirstKind() const { return first; }
+
+    // Modules in Python: a file NAME.py is opened through a library that brings the interpreter, and is
+    // loaded only then. By default that is beside the modules that came with the program; a program that is
+    // elsewhere names it, before it opens any.
+    static void SetPythonLoader(const std::string& loaderFile);
 
     using CreateFunction = TCBaseModule* (*)(int kind, int instance);
     using DeleteFunction = void (*)(int kind, TCBaseModule* module);
@@ -40,12 +46,14 @@ class ModuleLibrary {
     bool FindEntryPoints(std::string& error);
     std::string WhyVersionsDiffer() const;
     bool ReadIds(std::string& error);
+    static std::unique_ptr<ModuleLibrary> OpenPython(const std::string& file, std::string& error, Step& step);
 
     std::string file;
     HINSTANCE handle;
     int (*count)() = nullptr;
     const char* (*id)(int kind) = nullptr;
     std::vector<std::string> ids;
+    int first = 0;
 };
 
 }  // namespace host

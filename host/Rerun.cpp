@@ -11,6 +11,10 @@
 namespace host {
 namespace {
 
+std::string Line(const std::string& name, const std::string& value) {
+    return WriteTextSetting(name, value) + "\n";
+}
+
 using tc::Bilingual;
 
 constexpr const char* PLAYER = "recorded signals";  // an instance
@@ -65,16 +69,16 @@ class Maker {
                 continue;
             }
             if (IsSource(instance.name)) made.ranAnew += (made.ranAnew.empty() ? "" : ", ") + instance.name;
-            made.text += "[" + instance.name + "]\n" + WriteSettingLine("module", instance.module);
+            made.text += "[" + instance.name + "]\n" + Line("module", instance.module);
             if (instance.name == recorder)
-                made.text += WriteSettingLine("file", target);
+                made.text += Line("file", target);
             else
                 for (const Setting& setting : instance.settings)
-                    made.text += WriteSettingLine(setting.name, setting.value);
+                    made.text += Line(setting.name, setting.value);
         }
         if (plays)
-            made.text += std::string("[") + PLAYER + "]\n" + WriteSettingLine("module", "Player") +
-                         WriteSettingLine("file", recordingPath);
+            made.text += std::string("[") + PLAYER + "]\n" + Line("module", "Player") +
+                         Line("file", recordingPath);
         made.text += "[lines]\n";
         if (graph.AcceptsDifferences()) made.text += "accept=yes\n";
         for (const LineEntry& line : graph.GetLines()) {
@@ -82,7 +86,7 @@ class Maker {
             const std::string from = IsPlayed(line.from.instance)
                                          ? std::string(PLAYER) + "." + recorded.at(Name(line.from))
                                          : Name(line.from);
-            made.text += WriteSettingLine(from, Name(line.to));
+            made.text += Line(from, Name(line.to));
         }
         return made;
     }

@@ -81,7 +81,7 @@ void RunFacts::AddModules() {
         for (const TCModuleParameter& parameter : module->GetParameters())
             if (!parameter.secret)
                 settings +=
-                    WriteSettingLine(parameter.name, std::string(module->GetParameter(parameter.name)));
+                    WriteTextSetting(parameter.name, std::string(module->GetParameter(parameter.name))) + "\n";
         Add("settings." + entry.instance, settings);
     }
 }

@@ -85,4 +85,16 @@ if(TARGET sigweave-studio)
     RECOMMENDS "sigweave-modules")
 endif()
 
+if(SIGWEAVE_HAS_PYTHON)
+  # Built for one version of Python, which the names of its files say.
+  sigweave_package(python python3-sigweave
+    SECTION python
+    SUMMARY "modular measurement and signal processing: Python package"
+    DESCRIPTION "Builds, checks and runs graphs of signal-processing modules from Python, with
+their signals and recordings as NumPy arrays, and runs modules that are written
+in Python."
+    DEPENDS "libsigweave0 (= ${PROJECT_VERSION}), python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}), python3-numpy"
+    RECOMMENDS "sigweave-modules, python3-pandas, python3-xarray")
+endif()
+
 include(CPack)

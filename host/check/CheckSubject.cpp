@@ -83,7 +83,7 @@ void CheckSubject::EnterFreshFolder() {
 
 int CheckSubject::Kind() {
     const std::vector<std::string>& ids = Library().GetIds();
-    return static_cast<int>(std::find(ids.begin(), ids.end(), id) - ids.begin());
+    return Library().FirstKind() + static_cast<int>(std::find(ids.begin(), ids.end(), id) - ids.begin());
 }
 
 ModulePointer CheckSubject::Create(int instance) {

@@ -217,13 +217,15 @@ bool ModuleChecker::Look(std::string& error) {
         const auto library = ModuleLibrary::Open(options.library, reason, &step);
         if (step == ModuleLibrary::Step::Load) child.Tell(UNREADABLE, reason);
         if (library == nullptr) return;
-        for (std::size_t kind = 0; kind < library->GetIds().size(); ++kind) {
-            child.Tell(MODULE_ID, library->GetIds()[kind]);
-            TCBaseModule* const module = library->create(static_cast<int>(kind), 0);
+        int kind = library->FirstKind();
+        for (const std::string& id : library->GetIds()) {
+            child.Tell(MODULE_ID, id);
+            TCBaseModule* const module = library->create(kind, 0);
             if (const auto* extended = dynamic_cast<TCBaseModuleEx*>(module))
                 for (const TCModuleParameter& parameter : extended->GetParameters())
                     child.Tell(PARAMETER, Text(parameter.name));
-            if (module != nullptr) library->destroy(static_cast<int>(kind), module);
+            if (module != nullptr) library->destroy(kind, module);
+            ++kind;
         }
     };
     RunInChild(look, [&](char tale, std::string_view text) {

@@ -146,7 +146,7 @@ class PortList {
 }  // namespace
 
 Finding CheckCreation(CheckSubject& subject) {
-    const int kinds = static_cast<int>(subject.Library().GetIds().size());
+    const int kinds = subject.Library().FirstKind() + static_cast<int>(subject.Library().GetIds().size());
     for (const int outside : {-1, kinds}) {
         subject.Call("TCModuleLibrary_Create");
         if (subject.Library().create(outside, 0) == nullptr) continue;

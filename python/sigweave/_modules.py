@@ -28,6 +28,9 @@ def default_folder() -> str:
     return str(next((place for place in _PLACES if place.is_dir()), _PLACES[-1]))
 
 
+_core.set_python_loader(str(Path(default_folder()).parent / "python" / "loader.so"))
+
+
 def folders_of(module_path: ModulePath) -> list[str]:
     """The folders of a module path: of None those of SIGWEAVE_MODULE_PATH, else the modules that came along. In a
     text the folders are separated by colons, and an empty one means the modules that came along."""

@@ -161,8 +161,8 @@ class Module:
         """A run begins; all settings are there."""
 
     def execute(self, signal: npt.NDArray[np.float64]) -> Any:
-        """One step: the values of a block, read-only and yours to keep, to the values of the block that is sent on
-        (None: none is). The block keeps its name, time, unit and range; with fewer or more values its rate becomes
+        """One step: the values of a block, a copy of your own, to the values of the block that is sent on (None: none
+        is). The block keeps its name, time, unit and range; with fewer or more values its rate becomes
         less or more."""
         raise NotImplementedError
 

@@ -11,6 +11,7 @@
 #include "host/GraphText.h"
 #include "host/GraphXml.h"
 #include "host/Language.h"
+#include "host/ModuleLibrary.h"
 #include "host/ModuleListing.h"
 #include "host/ProgressLine.h"
 #include "host/Report.h"
@@ -489,7 +490,7 @@ PYBIND11_MODULE(_core, core) {
     BindBlock(core);
     BindSession(core);
     BindGraph(core);
-    core.def("split_path", &host::ModuleCatalogue::SplitPath);
+    core.def("set_python_loader", &host::ModuleLibrary::SetPythonLoader);
     core.def("list_modules", &ListModules);
     core.def("write_file", &WriteFile);
     core.def("read_recording", &ReadRecording);

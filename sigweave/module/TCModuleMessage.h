@@ -15,7 +15,8 @@ class TC_API TCModuleMessage {
         Warning = 8,
         Notice = 16,
         Info = 32,
-        Debug = 64
+        Debug = 64,
+        Detail = 128  // of an error that is reported in one line elsewhere: for logs alone
     };
 
     using Sink = void (*)(const char* module, Types type, const char* message);

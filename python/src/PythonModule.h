@@ -1,0 +1,92 @@
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/signal/TCTypeInfo.h"
+
+namespace python {
+
+// While it lives, the calling thread has the interpreter. Any thread.
+class Interpreter {
+ public:
+    Interpreter() {
+        thread_local const KnownThread known;
+        state = PyGILState_Ensure();
+    }
+    ~Interpreter() { PyGILState_Release(state); }
+    Interpreter(const Interpreter&) = delete;
+    Interpreter& operator=(const Interpreter&) = delete;
+
+ private:
+    // What Python knows of a thread stays until the thread ends: to make it anew for each block takes longer
+    // than a step does.
+    class KnownThread {
+     public:
+        KnownThread() {
+            if (PyGILState_GetThisThreadState() != nullptr) return;
+            PyGILState_Ensure();
+            own = PyEval_SaveThread();
+        }
+        ~KnownThread() {
+            if (own == nullptr) return;
+            PyEval_RestoreThread(own);
+            PyGILState_Release(PyGILState_UNLOCKED);
+        }
+        KnownThread(const KnownThread&) = delete;
+        KnownThread& operator=(const KnownThread&) = delete;
+
+     private:
+        PyThreadState* own = nullptr;
+    };
+
+    PyGILState_STATE state;
+};
+
+// A class of a file in Python. It stays for good, for the interpreter does too.
+struct ModuleClass {
+    std::string id;
+    std::string description;
+    std::deque<std::string> texts;  // of the parameters
+    std::vector<TCModuleParameter> parameters;
+    PyObject* type = nullptr;
+};
+
+// One line about the error that Python has raised, and `trace`, its traceback. The error is over then.
+std::string Explain(pybind11::error_already_set& error, std::string& trace);
+
+// A module whose steps are done by an instance of a class in Python. Same threads as every module.
+class PythonModule final : public TCBaseModuleEx {
+ public:
+    PythonModule(int instance, const ModuleClass& moduleClass);
+    ~PythonModule();
+
+    const char* GetModuleId() const override { return kind.id.c_str(); }
+    const char* GetDescription() const override { return kind.description.c_str(); }
+    int Init() override;
+    int Execute() override;
+    int Done() override;
+
+ private:
+    template <class Work>
+    int Guard(Work work);
+    pybind11::dict Settings() const;
+    int Step(const TCTypeInfo& arrived);
+    int Send(const pybind11::object& values, const TCTypeInfo& arrived, int taken);
+    void Describe(const TCTypeInfo& arrived);
+    void TakeResults();
+
+    const ModuleClass& kind;
+    pybind11::object module;  // only touched by who has the interpreter
+    pybind11::object execute;
+    TCTypeInfo described;  // what arrived when the module was asked last
+    TCTypeInfo said;       // and what it said
+    bool isDescribed = false;
+    bool begins = false;  // a signal whose first block is still to be sent
+};
+
+}  // namespace python

@@ -1,0 +1,145 @@
+"""Modules that are written in Python, in the program and in Python itself."""
+
+import math
+import os
+import subprocess
+import sys
+from pathlib import Path
+
+import numpy as np
+import pytest
+from conftest import PROGRAM
+
+import sigweave
+
+EXAMPLES = Path(__file__).resolve().parents[2] / "examples" / "python"
+HEAD = "import numpy as np\nimport sigweave\n\n\nclass Mine(sigweave.Module):\n    '''Mine'''\n\n"
+
+
+@pytest.fixture
+def mine(chord, tmp_path):
+    """The chord through a module with that body; what the run reports."""
+
+    def make(body):
+        (tmp_path / "mine.py").write_text(HEAD + "".join(f"    {line}\n" for line in body.splitlines()))
+        chord._module_path = [str(tmp_path), ""]
+        chord.add("Mine", "mine")
+        chord.connect("lp.Signal", "mine.Signal")
+        return chord
+
+    return make
+
+
+def program(*arguments, path):
+    return subprocess.run(
+        [PROGRAM, *arguments, "--module-path", f"{path}:"], capture_output=True, text=True, timeout=120
+    )
+
+
+def test_is_listed_set_checked_and_run_like_others(chord):
+    listed = program("modules", path=EXAMPLES)
+    assert "Cuts off values beyond a limit" in listed.stdout and listed.returncode == 0
+    shown = program("modules", "Clip", path=EXAMPLES).stdout
+    assert "limit" in shown and "a number of at least 0 (in V)" in shown and "clip.py" in shown
+    chord._module_path = [str(EXAMPLES), ""]
+    chord.add("Clip", "clip", limit="500 mV")
+    chord.add("Statistics", "peaks")
+    chord.connect("lp.Signal", "clip.Signal")
+    chord.connect("clip.Signal", "peaks.Signal")
+    chord.save("a.graph")
+    ran = program("run", "a.graph", path=EXAMPLES)
+    assert (ran.returncode, ran.stderr) == (0, "")
+    assert "peaks" in ran.stdout and " 0.5  V" in ran.stdout
+    kept = chord.run(keep=["clip.Signal", "lp.Signal"])
+    np.testing.assert_array_equal(kept["clip.Signal"], np.clip(kept["lp.Signal"], -0.5, 0.5))
+    assert (kept["clip.Signal"].unit, kept["clip.Signal"].start) == ("V", kept["lp.Signal"].start)
+    assert [mistake.line for mistake in sigweave.Graph.parse(chord.text.replace("500 mV", "-1"), module_path=chord._module_path).check()] == [
+        chord.text.splitlines().index("limit=500 mV") + 1
+    ]
+
+
+def test_metadata_and_results_follow(mine):
+    graph = mine(
+        "def begin(self):\n    self.seen = []\n"
+        "def describe(self, info):\n    return info.replace(unit='V^2', name='power', high=9.0)\n"
+        "def execute(self, signal):\n    self.seen.append((self.start, self.info.unit, len(signal)))\n"
+        "    return signal[::4] ** 2\n"
+        "def end(self):\n    self.result('blocks', len(self.seen))\n    self.result('first', self.seen[0][0], 's')\n"
+    )
+    report = graph.run(keep=["mine.Signal", "lp.Signal"])
+    power, voltage = report["mine.Signal"], report["lp.Signal"]
+    np.testing.assert_array_equal(power, np.asarray(voltage)[::4] ** 2)
+    assert (power.name, power.unit, power.rate, power.range[1]) == ("power", "V²", 12000.0, 9.0)
+    assert power.gaps == [] and power.start == voltage.start
+    assert report.results.value("blocks", "mine") == 48 and report.results.value("first") == voltage.start
+
+
+def test_may_hold_blocks_back(mine):
+    graph = mine(
+        "def begin(self):\n    self.parts = []\n"
+        "def execute(self, signal):\n    self.parts.append(signal)\n"
+        "    if len(self.parts) < 4:\n        return None\n"
+        "    whole, self.parts = np.concatenate(self.parts), []\n    return whole\n"
+    )
+    kept = graph.run(keep=["mine.Signal", "lp.Signal"])
+    np.testing.assert_array_equal(kept["mine.Signal"], kept["lp.Signal"])
+    assert list(kept["mine.Signal"].blocks[:, 4]) == [0] + [1] * 10 + [2]
+
+
+@pytest.mark.parametrize(
+    "body, words",
+    [
+        ("def execute(self, signal):\n    return 1 / 0", "ZeroDivisionError: division by zero (mine.py, line 9)"),
+        ("def execute(self, signal):\n    return 'much'", "must return numbers"),
+        ("def execute(self, signal):\n    return signal.reshape(2, -1)", "one dimension"),
+        ("def execute(self, signal):\n    return []", "at least one value"),
+        ("def begin(self):\n    self.x = {}['no']\ndef execute(self, signal):\n    return signal", "KeyError: 'no'"),
+        ("def describe(self, info):\n    return info.replace(unit='Flup')\ndef execute(self, signal):\n    return signal", "Flup"),
+    ],
+)
+def test_an_exception_ends_the_run_in_one_line_with_its_traceback_in_the_log(mine, body, words):
+    graph = mine(body)
+    with pytest.raises(sigweave.RunError) as caught:
+        graph.run()
+    assert words in str(caught.value) and "\n" not in str(caught.value)
+    assert caught.value.instance == "mine" and caught.value.code < 0
+    graph.save("a.graph")
+    ran = program("run", "a.graph", "--log", "run.log", path=os.getcwd())
+    assert ran.returncode == 1 and "Traceback" not in ran.stdout + ran.stderr and words in ran.stdout + ran.stderr
+    if "Error" in words:
+        assert "Traceback" in Path("run.log").read_text()
+
+
+@pytest.mark.parametrize(
+    "text, words",
+    [
+        ("# sigweave.Module\ndef broken(:\n", "SyntaxError"),
+        ("from sigweave import Module\nimport no_such_package\n", "no_such_package"),
+        ("# of sigweave, but no Module\n", "derive a class from sigweave.Module"),
+        (HEAD + "    n = sigweave.Number(-1, minimum=0)\n    def execute(self, s): return s\n", "n: '-1"),
+    ],
+)
+def test_a_file_that_cannot_be_used_is_named_and_leaves_others_alone(tmp_path, text, words):
+    (tmp_path / "bad.py").write_text(text)
+    listed = program("modules", path=tmp_path)
+    assert "bad.py" in listed.stderr and words in listed.stderr and "Statistics" in listed.stdout
+    assert "Statistics" in sigweave.modules([tmp_path, ""])
+
+
+def test_passes_the_checks_for_modules():
+    checked = subprocess.run([PROGRAM, "check-module", EXAMPLES / "clip.py"], capture_output=True, text=True, timeout=280)
+    assert checked.returncode == 0, checked.stdout
+
+
+def test_the_example_ends_in_a_picture(tmp_path):
+    done = subprocess.run(
+        [sys.executable, EXAMPLES / "harmonics.py", "picture.svg"], capture_output=True, text=True, timeout=120
+    )
+    assert done.returncode == 0, done.stderr
+    assert "<svg" in (tmp_path / "picture.svg").read_text()
+    # A sine of amplitude 2 that is cut at 1 reaches it at 30 degrees: the Fourier coefficients of that.
+    a = math.pi / 6
+    first = 4 / math.pi * (2 * (a / 2 - math.sin(2 * a) / 4) + math.cos(a))
+    printed = dict(line.split(": ") for line in done.stdout.splitlines() if ": " in line)
+    assert float(printed["1 kHz"].split()[0]) == pytest.approx(first, abs=5e-3)  # sampled
+    assert printed["1 kHz"].endswith(" V")
