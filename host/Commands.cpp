@@ -9,6 +9,7 @@
 #include "host/Console.h"
 #include "host/Conversion.h"
 #include "host/FileWait.h"
+#include "host/LiveChanges.h"
 #include "host/Messages.h"
 #include "host/ModuleListing.h"
 #include "host/OpenGraph.h"
@@ -69,9 +70,12 @@ GraphSource SourceOf(const CommandOptions& options, const std::vector<FileUse>& 
             filesOfHost};
 }
 
-// What is wrong with the graph, or what to look out for.
-void TellFindings(OpenGraph& open, bool reportTakesOutput) {
-    if (reportTakesOutput) open.graph.RefuseStandardOutput();
+// What is wrong with the graph and with the changes that are to be made in the run, or what to look out for.
+void TellFindings(OpenGraph& open, const CommandOptions& options, std::vector<LiveChange>& changes) {
+    if (options.json) open.graph.RefuseStandardOutput();
+    if (!options.changes.empty()) changes = ReadChanges(options.changes, open.mistakes);
+    if (open.mistakes.IsEmpty())
+        CheckChanges(changes, open.graph.Modules(), open.graph.Lines(), open.mistakes);
     TellProblems(open.catalogue, !open.mistakes.IsEmpty());
     if (open.mistakes.IsEmpty()) return TellWarnings(open.graph.Warnings());
     TellMistakes(
@@ -79,9 +83,11 @@ void TellFindings(OpenGraph& open, bool reportTakesOutput) {
         Bilingual("nothing of %1 was run", "von %1 wurde nichts ausgeführt").With({open.file.GetPath()}));
 }
 
-RunReport RunWithSignals(const OpenGraph& open, bool realtime, std::vector<Message>& warnings) {
+RunReport RunWithSignals(const OpenGraph& open, bool realtime, LiveChanges* changes,
+                         std::vector<Message>& warnings) {
     RunOptions options;
     options.realtime = realtime;
+    options.changes = changes;
     options.interruption = &interruption;
     options.onState = runlog::StateOf;
     options.onWarning = console::Warning;
@@ -114,7 +120,15 @@ std::vector<FileUse> FilesOf(const CommandOptions& options) {
             {Bilingual("the report", "der Bericht").Text(),
              options.reportFile,
              TCModuleFile::WRITES,
-             {"--report-file " + options.reportFile}}};
+             {"--report-file " + options.reportFile}},
+            {Bilingual("the changes of this run", "die Änderungen dieses Laufs").Text(),
+             options.writeChanges,
+             TCModuleFile::WRITES,
+             {"--write-changes " + options.writeChanges}},
+            {Bilingual("the changes to make", "die verlangten Änderungen").Text(),
+             options.changes,
+             TCModuleFile::READS,
+             {"--changes " + options.changes}}};
 }
 
 // The report and messages go their own way; what modules print is lost or goes elsewhere.
@@ -141,13 +155,13 @@ bool HasClash(const Mistakes& mistakes, const std::vector<FileUse>& files) {
                                [&](const FileUse& file) { return mistakes.HasAny(file.place.source); });
 }
 
-// The file for the JSON report, open from the start: if it cannot be written, the user learns it before a
-// long run.
+// The file for the JSON report or the changes, open from the start: if it cannot be written, the user learns
+// it before a long run.
 class ReportFile {
  public:
     // Answers why not; empty when it is open, or none was asked for.
-    std::string Open(const CommandOptions& options) {
-        path = options.reportFile;
+    std::string Open(const std::string& name) {
+        path = name;
         if (path.empty()) return "";
         errno = 0;
         file = tc::ReplacedFile::Open(path);
@@ -170,9 +184,13 @@ class ReportFile {
 };
 
 // What came of a graph without mistakes.
-RunReport RunLogged(const OpenGraph& open, const CommandOptions& options) {
+RunReport RunLogged(const OpenGraph& open, const CommandOptions& options,
+                    const std::vector<LiveChange>& planned) {
+    LiveChanges changes;
+    for (const LiveChange& change : planned) changes.Add(change);
     std::vector<Message> warnings;
-    RunReport report = RunWithSignals(open, options.realtime, warnings);
+    RunReport report =
+        RunWithSignals(open, options.realtime, options.changes.empty() ? nullptr : &changes, warnings);
     TellLostStreams();
     TellWarnings(warnings);
     return report;
@@ -202,7 +220,8 @@ bool Deliver(const RunReport& report, const CommandOptions& options, bool output
         return Print(WriteJson(report, options.graph));
     }
     if (!hasRun) return true;
-    const std::string text = WriteTable(report) + WriteWarnings(report, Warnings::All) + verdict + "\n";
+    const std::string text =
+        WriteTable(report) + WriteChangesMade(report) + WriteWarnings(report, Warnings::All) + verdict + "\n";
     if (!outputIsTaken) return Print(text);
     console::Tell(text);
     return true;
@@ -229,32 +248,38 @@ ModuleCatalogue OpenCatalogue(const CommandOptions& options) {
 int RunGraph(const CommandOptions& options) {
     const std::vector<FileUse> files = FilesOf(options);
     ReportFile file;
+    ReportFile changes;
     RunReport report;
     runlog::Hold();
     OpenGraph open(SourceOf(options, files));
-    TellFindings(open, options.json);
+    std::vector<LiveChange> planned;
+    TellFindings(open, options, planned);
     const bool outputIsTaken = open.mistakes.IsEmpty() && open.graph.WritesToStandardOutput();
     const bool clashes = HasClash(open.mistakes, files);
     if (clashes)
         report = ReportMistakes(open.mistakes);
-    else if (const std::string problem = file.Open(options); !problem.empty())
+    else if (const std::string problem = file.Open(options.reportFile); !problem.empty())
         report = RefuseRun("--report-file " + options.reportFile, problem);
+    else if (const std::string cannot = changes.Open(options.writeChanges); !cannot.empty())
+        report = RefuseRun("--write-changes " + options.writeChanges, cannot);
     else if (const std::string reason = runlog::Open(options.log); !reason.empty())
         report = RefuseRun("--log " + options.log.pattern, reason);
     else
-        report = open.mistakes.IsEmpty() ? RunLogged(open, options) : ReportMistakes(open.mistakes);
+        report = open.mistakes.IsEmpty() ? RunLogged(open, options, planned) : ReportMistakes(open.mistakes);
     if (report.verdict != Verdict::Mistakes) runlog::StateOf("", WriteVerdict(report, options.graph));
     runlog::Close();
     AddMessages(report);
     const bool printed = Deliver(report, options, outputIsTaken);
-    const bool kept = file.Write(WriteJson(report, options.graph));
+    const bool kept = file.Write(WriteJson(report, options.graph)) &
+                      (report.verdict == Verdict::Mistakes || changes.Write(WriteChanges(report.changes)));
     const int code = StrictCode(options, ExitCodeOf(report.verdict), CountWarnings(report));
     return printed && kept ? code : std::max<int>(code, EXIT_INCOMPLETE);
 }
 
 int CheckGraph(const CommandOptions& options) {
     OpenGraph open(SourceOf(options));
-    TellFindings(open, false);
+    std::vector<LiveChange> planned;
+    TellFindings(open, options, planned);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
     RunReport report;
     AddMessages(report);

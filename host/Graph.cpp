@@ -10,11 +10,14 @@
 #include "host/RunLog.h"
 #include "host/Topology.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/module/TCExtPar.h"
 #include "sigweave/module/TCModuleMessage.h"
+#include "sigweave/module/TCValidateActualPortType.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/NearNames.h"
 #include "sigweave/services/PathTokens.h"
 #include "sigweave/services/StringResources.h"
+#include "sigweave/signal/UnitText.h"
 
 namespace host {
 namespace {
@@ -190,7 +193,8 @@ void Graph::PrepareDynamicPorts() {
     std::vector<int> wired(instances.size());
     for (const LineEntry& entry : file.GetLines()) {
         const auto found = indexes.find(entry.to.instance);
-        if (found != indexes.end()) ++wired[static_cast<std::size_t>(found->second)];
+        if (found != indexes.end() && !LeadsToParameter(At(found->second), entry.to.port))
+            ++wired[static_cast<std::size_t>(found->second)];
     }
     for (std::size_t index = 0; index < instances.size(); ++index) {
         Instance& instance = instances[index];
@@ -218,6 +222,33 @@ int Graph::FindPort(const Ports& ports, const std::string& name) {
     if (found == ports.indexes.end() && name == ONLY_PORT) found = ports.indexes.find(FIRST_PORT);
     if (found == ports.indexes.end() && name == FIRST_PORT) found = ports.indexes.find(ONLY_PORT);
     return found != ports.indexes.end() ? found->second : -1;
+}
+
+// An input of that name counts more.
+bool Graph::LeadsToParameter(Instance& instance, const std::string& port) {
+    return instance.extended != nullptr && instance.extended->FindParameter(port.c_str()) != nullptr &&
+           FindPort(ReadPorts(*instance.module, INPUT), port) < 0;
+}
+
+// Of a line to a parameter.
+bool Graph::ResolveDriver(const LineEntry& entry, RunLine& line) {
+    TCBaseModuleEx& module = *At(line.to).extended;
+    const std::string name = entry.to.instance + "." + entry.to.port;
+    std::string drivable;
+    line.input = -1;
+    for (int i = 0; i < static_cast<int>(module.GetParameters().size()); ++i) {
+        if (entry.to.port == module.GetInfo(i).name) line.parameter = i;
+        if (module.GetInfoExtern(i).isDrivable)
+            drivable += (drivable.empty() ? "" : ", ") + std::string(module.GetInfo(i).name);
+    }
+    if (module.GetInfoExtern(line.parameter).isDrivable) return CheckInputFree(line, entry);
+    static constexpr Bilingual NONE("no signal can drive the parameter '%1', nor another one of the module",
+                                    "den Parameter '%1' kann kein Signal steuern, auch keinen anderen des "
+                                    "Moduls");
+    static constexpr Bilingual OTHERS("no signal can drive the parameter '%1'; drivable are %2",
+                                      "den Parameter '%1' kann kein Signal steuern; steuerbar sind %2");
+    mistakes.Add(entry.place, (drivable.empty() ? NONE : OTHERS).With({name, drivable}));
+    return false;
 }
 
 void Graph::ResolveLines() {
@@ -250,6 +281,8 @@ bool Graph::ResolveLine(const LineEntry& entry, RunLine& line) {
         return false;
     }
     line.output = FindPort(OUTPUT, entry.from, line.from, entry.place);
+    if (At(line.to).module != nullptr && LeadsToParameter(At(line.to), entry.to.port))
+        return ResolveDriver(entry, line) && line.output >= 0;
     line.input = FindPort(INPUT, entry.to, line.to, entry.place);
     return line.output >= 0 && line.input >= 0 && CheckInputFree(line, entry);
 }
@@ -282,7 +315,8 @@ std::optional<OutputWatch> Graph::WatchOutput(const PortName& name, const Place&
 }
 
 bool Graph::CheckInputFree(const RunLine& line, const LineEntry& entry) {
-    const auto [known, isNew] = lineOfInput.emplace(std::pair(line.to, line.input), entry.place.line);
+    const int place = line.parameter < 0 ? line.input : -1 - line.parameter;
+    const auto [known, isNew] = lineOfInput.emplace(std::pair(line.to, place), entry.place.line);
     if (!isNew)
         mistakes.Add(entry.place,
                      Bilingual("the input '%1.%2' is wired already, in line %3; an input takes one line",
@@ -336,6 +370,7 @@ void Graph::ValidateType(std::size_t index) {
     const char* type = nullptr;
     int count = 0;
     from.GetPortType(OUTPUT, line.output, type, count);
+    if (line.parameter >= 0) return ValidateDriver(entry, type, count);
     window.BeginLine(LineText(entry));
     const bool fits = to.ValidatePortType(INPUT, line.input, type, count) != 0;
     to.AddLine(INPUT, line.input);
@@ -355,13 +390,47 @@ void Graph::ValidateType(std::size_t index) {
     for (const std::string& refusal : refusals) mistakes.Add(entry.place, LineText(entry) + ": " + refusal);
 }
 
+// A parameter takes numbers with a time.
+void Graph::ValidateDriver(const LineEntry& entry, const char* type, int count) {
+    constexpr const char* TOKENS[] = {"DOUBLE[]", "DOUBLE[1]", "DOUBLE", "SWORD[]", "SWORD[1]", "SWORD"};
+    TCValidateActualPortType items;
+    TCString first, token, declarator, meaning;
+    if (type != nullptr) items.FillValidation(count, type);
+    const bool isNumber = type != nullptr && count == 2 && items.GetInternalToken(0, first, declarator) &&
+                          items.GetInternalToken(1, token, meaning) && first == "TYPEINFO" &&
+                          std::ranges::find(TOKENS, std::string(token)) != std::end(TOKENS);
+    if (isNumber && meaning != "FREQ_DOMAIN") return;
+    mistakes.Add(entry.place,
+                 LineText(entry) + ": " +
+                     Bilingual("the output's type %1 drives no parameter; wire one that brings numbers over "
+                               "time, as TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}",
+                               "der Typ %1 des Ausgangs steuert keinen Parameter; verbinden Sie einen, der "
+                               "Zahlen über der Zeit bringt, wie TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}")
+                         .With({type != nullptr ? type : "?"}));
+}
+
+// What is known of the signal that drives a parameter.
+void Graph::CheckDriver(std::size_t index, const TCForetoldSignal& signal) {
+    const RunLine& line = lines[index];
+    TCExtPar driven(*At(line.to).extended, line.parameter, "");
+    if (!signal.unit || driven.Fits(*signal.unit)) return;
+    const LineEntry& entry = *lineEntries[index];
+    mistakes.Add(entry.place, LineText(entry) + ": " +
+                                  Bilingual("the signal's unit %1 does not fit; expected %2",
+                                            "die Einheit %1 des Signals passt nicht; erwartet wird %2")
+                                      .With({tc::DisplayUnit(*signal.unit),
+                                             *At(line.to).extended->GetInfo(line.parameter).unit != '\0'
+                                                 ? At(line.to).extended->GetInfo(line.parameter).unit
+                                                 : Bilingual("none", "keine").Text()}));
+}
+
 // An input that a faulty line was meant for counts as wired: the mistake is reported at that line.
 void Graph::CheckInputs() {
     std::set<std::pair<int, int>> wired;
     std::set<int> reached;
     for (const LineEntry& entry : file.GetLines()) {
         const auto found = indexes.find(entry.to.instance);
-        if (found == indexes.end()) continue;
+        if (found == indexes.end() || LeadsToParameter(At(found->second), entry.to.port)) continue;
         const Ports& inputs = At(found->second).inputs;
         const int input = FindPort(inputs, entry.to.port);
         const CStringArray near =
@@ -410,6 +479,7 @@ void Graph::CheckStarts(const std::vector<int>& order) {
     for (std::size_t index = 0; index < lines.size(); ++index) {
         const RunLine& line = lines[index];
         linesFrom[static_cast<std::size_t>(line.from)].push_back(index);
+        if (line.parameter >= 0) continue;
         places[static_cast<std::size_t>(line.to)].emplace(
             At(line.to).inputs.names[static_cast<std::size_t>(line.input)], lineEntries[index]->place);
     }
@@ -419,9 +489,14 @@ void Graph::CheckStarts(const std::vector<int>& order) {
         if (instance.extended == nullptr || !instance.settled) continue;
         CheckStart(instance, inputs[at], places[at]);
         const std::vector<TCForetoldSignal> outputs = Foretell(instance, inputs[at]);
-        for (const std::size_t line : linesFrom[at])
-            inputs[static_cast<std::size_t>(lines[line].to)][static_cast<std::size_t>(lines[line].input)] =
-                outputs[static_cast<std::size_t>(lines[line].output)];
+        for (const std::size_t line : linesFrom[at]) {
+            const TCForetoldSignal& made = outputs[static_cast<std::size_t>(lines[line].output)];
+            if (lines[line].parameter >= 0)
+                CheckDriver(line, made);
+            else
+                inputs[static_cast<std::size_t>(lines[line].to)]
+                      [static_cast<std::size_t>(lines[line].input)] = made;
+        }
     }
 }
 

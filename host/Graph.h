@@ -71,6 +71,10 @@ class Graph {
     bool ResolveLine(const LineEntry& entry, RunLine& line);
     int FindInstance(const PortName& name, const Place& place);
     int FindPort(PORTTYPE kind, const PortName& name, int instance, const Place& place);
+    bool LeadsToParameter(Instance& instance, const std::string& port);
+    bool ResolveDriver(const LineEntry& entry, RunLine& line);
+    void ValidateDriver(const LineEntry& entry, const char* type, int count);
+    void CheckDriver(std::size_t index, const TCForetoldSignal& signal);
     bool CheckInputFree(const RunLine& line, const LineEntry& entry);
     std::vector<int> Sort();
     void ValidateTypes(const std::vector<int>& order);

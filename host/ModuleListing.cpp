@@ -24,6 +24,8 @@ constexpr Bilingual PAIRED_OUTPUTS("outputs (one for each input):\n", "Ausgänge
 constexpr Bilingual GROWING_OUTPUTS("outputs (there may be more when the required parameters are given):\n",
                                     "Ausgänge (mit den erforderlichen Parametern können es mehr sein):\n");
 
+constexpr Bilingual LIVE("(live) ", "(im Lauf änderbar) ");
+
 using Rows = std::vector<std::vector<std::string>>;
 
 std::string TypeText(TCBaseModule& module, PORTTYPE kind, int port) {
@@ -75,7 +77,7 @@ Json WordsOf(const char* texts) {
 }
 
 // Limits, steps and conditions are there only where the parameter has them.
-Json DeclarationOf(const TCModuleParameter& parameter) {
+Json DeclarationOf(const TCModuleParameter& parameter, bool isDrivable) {
     Json one = {{"name", Text(parameter.name)},
                 {"label", parameter.label.Text()},
                 {"group", parameter.group.Text()},
@@ -85,6 +87,7 @@ Json DeclarationOf(const TCModuleParameter& parameter) {
                 {"unit", Text(parameter.unit)},
                 {"scale", SCALES[parameter.scale]},
                 {"live", parameter.live},
+                {"drivable", isDrivable},
                 {"secret", parameter.secret},
                 {"choices", WordsOf(parameter.choices)},
                 {"suggestions", WordsOf(parameter.suggestions)},
@@ -111,7 +114,8 @@ std::string Parameters(const TCBaseModuleEx& module) {
     Rows rows;
     for (const TCModuleParameter& parameter : module.GetParameters())
         rows.push_back({parameter.name, DefaultText(parameter), parameter.unit,
-                        std::string(parameter.DescribeAllowed()), parameter.help.Text()});
+                        std::string(parameter.DescribeAllowed()),
+                        (parameter.live ? LIVE.Text() : std::string()) + parameter.help.Text()});
     if (rows.empty()) return NONE.Text();
     rows.insert(rows.begin(),
                 {Bilingual("name", "Name").Text(), Bilingual("default", "Vorgabe").Text(),
@@ -154,8 +158,8 @@ bool DeclareModule(const ModuleCatalogue& catalogue, const CatalogueEntry& entry
     const bool anyNumber = module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, 1) >= 0;
     Json parameters = Json::array();
     if (extended != nullptr)
-        for (const TCModuleParameter& parameter : extended->GetParameters())
-            parameters.push_back(DeclarationOf(parameter));
+        for (int i = 0; i < static_cast<int>(extended->GetParameters().size()); ++i)
+            parameters.push_back(DeclarationOf(extended->GetInfo(i), extended->GetInfoExtern(i).isDrivable));
     const Json document = {{"id", entry.id},
                            {"description", Text(module->GetDescription())},
                            {"library", ModuleCatalogue::FileOf(entry)},

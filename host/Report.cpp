@@ -53,6 +53,16 @@ Json LinesOf(const RunReport& report) {
     return lines;
 }
 
+Json ChangesOf(const RunReport& report) {
+    Json changes = Json::array();
+    for (const LiveChange& change : report.changes)
+        changes.push_back({{"instance", change.instance},
+                           {"parameter", change.parameter},
+                           {"value", change.value},
+                           {"block", change.block}});
+    return changes;
+}
+
 // The warnings, or all others.
 Json MessagesOf(const RunReport& report, bool warnings) {
     Json messages = Json::array();
@@ -124,6 +134,14 @@ std::int64_t CountWarnings(const RunReport& report) {
     return count;
 }
 
+std::string WriteChangesMade(const RunReport& report) {
+    std::string text;
+    for (const LiveChange& change : report.changes)
+        text += Bilingual("changed: %1.%2=%3 from block %4 on\n", "geändert: %1.%2=%3 ab Block %4\n")
+                    .With({change.instance, change.parameter, change.value, std::to_string(change.block)});
+    return text;
+}
+
 std::string WriteVerdict(const RunReport& report, const std::string& graph) {
     std::string text = std::string(VERDICTS[static_cast<int>(report.verdict)].Text()) + ": " + graph + ", ";
     if (report.signalSeconds >= 0.0)
@@ -143,7 +161,8 @@ std::string WriteJson(const RunReport& report, const std::string& graph) {
                            {"messages_left_out", report.messagesLeftOut},
                            {"mistakes", MistakesOf(report)},
                            {"modules", ModulesOf(report)},
-                           {"lines", LinesOf(report)}};
+                           {"lines", LinesOf(report)},
+                           {"changes", ChangesOf(report)}};
     return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

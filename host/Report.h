@@ -18,6 +18,9 @@ std::string WriteWarnings(const RunReport& report, Warnings which);
 // How many there were, each as often as it came.
 std::int64_t CountWarnings(const RunReport& report);
 
+// The changes of live parameters, one a line; empty when there are none.
+std::string WriteChangesMade(const RunReport& report);
+
 // One line: the verdict, and the reason for it. `graph` is the file's name.
 std::string WriteVerdict(const RunReport& report, const std::string& graph);
 

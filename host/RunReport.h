@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/LiveChanges.h"
 #include "host/Messages.h"
 #include "host/Mistakes.h"
 
@@ -45,7 +46,8 @@ struct RunReport {
     double signalSeconds = -1.0;  // the longest signal of a source; -1 when not known
     std::vector<ModuleReport> modules;
     std::vector<LineReport> lines;
-    std::vector<Message> messages;  // of modules and the host
+    std::vector<LiveChange> changes;  // that hold, in the order of the run
+    std::vector<Message> messages;    // of modules and the host
     std::int64_t messagesLeftOut = 0;
     std::vector<Mistake> mistakes;
 };

@@ -48,7 +48,13 @@ const char* ToText(Verdict verdict) {
 }
 
 Runner::Runner(std::vector<RunModule> runModules, std::vector<RunLine> runLines, RunOptions runOptions)
-    : modules(std::move(runModules)), lines(std::move(runLines)), options(std::move(runOptions)) {
+    : modules(std::move(runModules)),
+      lines(std::move(runLines)),
+      modulesOfGraph(modules.size()),
+      linesOfGraph(lines.size()),
+      gates(InsertGates(modules, lines)),
+      options(std::move(runOptions)) {
+    for (const auto& gate : gates) gate->onWarning = options.onWarning;
     std::vector<std::pair<int, int>> edges;
     for (const RunLine& line : lines) edges.emplace_back(line.from, line.to);
     order = SortTopologically(static_cast<int>(modules.size()), edges).order;
@@ -61,8 +67,12 @@ RunReport Runner::Run() {
     if (report.verdict == Verdict::Complete && Begin()) Step();
     Finish();
     ReportResults();
+    ReportDriven();
     for (const RunModule& entry : modules) entry.module->DeleteStreams();
+    for (const auto& gate : gates) gate->DeleteStreams();
     Calls(-1);
+    report.modules.resize(modulesOfGraph);
+    report.lines.resize(linesOfGraph);
     report.seconds = (clock.Milliseconds() - begin) / 1000.0;
     return std::move(report);
 }
@@ -75,7 +85,8 @@ std::string Runner::Speaker() const {
 
 void Runner::Calls(int module) {
     called = module;
-    if (options.gauge != nullptr) options.gauge->Calls(module);
+    const bool isOfGraph = module < static_cast<int>(modulesOfGraph);
+    if (options.gauge != nullptr) options.gauge->Calls(isOfGraph ? module : -1);
 }
 
 bool Runner::WasInterrupted() const {
@@ -88,7 +99,8 @@ void Runner::TellState(const std::string& instance, const Bilingual& state) cons
 
 void Runner::Join() {
     for (const RunLine& line : lines) {
-        TCIOStream* receiver = Module(line.to).SetInputStream(line.input, 0, TEXT_DIGITS);
+        const int port = line.gatePort >= 0 ? line.gatePort : line.input;
+        TCIOStream* receiver = Receiver(line).SetInputStream(port, 0, TEXT_DIGITS);
         if (receiver != nullptr)
             Module(line.from).AddOutputStream(line.output, receiver);
         else
@@ -98,8 +110,8 @@ void Runner::Join() {
                      .Text(),
                  WIRING);
         streams.push_back(receiver);
-        report.lines.push_back(
-            {PortText(line.from, OUTPUT, line.output), PortText(line.to, INPUT, line.input)});
+        report.lines.push_back({PortText(line.from, OUTPUT, line.output),
+                                Name(line.to) + "." + Text(Receiver(line).GetInputName(port))});
     }
     for (const OutputWatch& watch : options.watches) {
         watchStreams.push_back(nullptr);
@@ -109,6 +121,11 @@ void Runner::Join() {
     }
     for (const RunModule& entry : modules)
         report.modules.push_back({entry.instance, Text(entry.module->GetModuleId()), 0, 0, {}});
+}
+
+TCBaseModule& Runner::Receiver(const RunLine& line) const {
+    ParameterGate* const gate = modules[static_cast<std::size_t>(line.to)].gate;
+    return line.gatePort >= 0 && gate != nullptr ? *gate : Module(line.to);
 }
 
 std::string Runner::PortText(int module, int kind, int port) const {
@@ -129,7 +146,8 @@ bool Runner::Begin() {
             code = module.Init();
         });
         if (code >= 0 && thrown.empty()) {
-            TellState(Name(index), Bilingual("started", "gestartet"));
+            if (index < static_cast<int>(modulesOfGraph))
+                TellState(Name(index), Bilingual("started", "gestartet"));
             continue;
         }
         Fail(index, code, thrown, STARTING);
@@ -151,6 +169,7 @@ Scheduler::Line Runner::MakeLine(std::size_t index) const {
     made.receiver = streams[index];
     made.elementSize = size;
     made.isTimed = isTimed;
+    made.gatePort = line.gatePort;
     return made;
 }
 
@@ -197,6 +216,7 @@ Scheduler Runner::MakeScheduler() const {
         node.name = &Name(index);
         node.source = source;
         node.makesUnseen = unseen;
+        node.gate = modules[static_cast<std::size_t>(index)].gate;
         if (source && options.realtime)
             node.pace =
                 std::make_unique<SourcePace>(options.clock != nullptr ? *options.clock : tc::MachineClock());
@@ -231,6 +251,8 @@ void Runner::Step() {
         JudgeStall(scheduler);
     }
     report.signalSeconds = scheduler.SignalSeconds();
+    report.changes = scheduler.Changes();
+    ReportRestOfChanges();
     ReportCounts(scheduler);
 }
 
@@ -246,7 +268,7 @@ void Runner::Finish() {
         });
         if (code < 0 || !thrown.empty())
             Fail(index, code, thrown, FINISHING);
-        else
+        else if (index < static_cast<int>(modulesOfGraph))
             TellState(Name(index), Bilingual("finished", "beendet"));
     }
 }
@@ -327,8 +349,30 @@ void Runner::ReportPace(const SourcePace& pace, ModuleReport& module) const {
     module.results.push_back({SIGNAL, "interval deviation", intervals.StandardDeviation(), "ms"});
 }
 
+// A change that came after the last block had no effect.
+void Runner::ReportRestOfChanges() {
+    if (options.changes == nullptr) return;
+    for (const LiveChange& change : options.changes->TakeRest())
+        if (options.onWarning)
+            options.onWarning(Bilingual("%1.%2=%3 had no effect: the run ended before its block",
+                                        "%1.%2=%3 blieb ohne Wirkung: der Lauf endete vor seinem Block")
+                                  .With({change.instance, change.parameter, change.value}));
+}
+
+void Runner::ReportDriven() {
+    for (const auto& gate : gates)
+        for (ModuleReport& module : report.modules)
+            for (const TCExtPar& driven : gate->Parameters())
+                if (module.instance == gate->GetInstanceName()) {
+                    module.results.push_back(
+                        {driven.GetName(), "driving values", static_cast<double>(driven.GetTaken()), ""});
+                    module.results.push_back(
+                        {driven.GetName(), "refused values", static_cast<double>(driven.GetRefused()), ""});
+                }
+}
+
 void Runner::ReportResults() {
-    for (std::size_t index = 0; index < modules.size(); ++index) {
+    for (std::size_t index = 0; index < modulesOfGraph; ++index) {
         const auto* extended = dynamic_cast<const TCBaseModuleEx*>(modules[index].module);
         if (extended == nullptr) continue;
         for (const TCModuleResult& result : extended->GetResults())

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "host/Guard.h"
+#include "host/LiveChanges.h"
+#include "host/ParameterGate.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -46,6 +48,18 @@ Extent ExtentOf(const TCIOStream::Block& block) {
     return extent;
 }
 
+// That of a source is no step of its own.
+bool IsGate(const Scheduler::Node& node) {
+    return node.gate != nullptr && !node.source;
+}
+
+// Where the next block of a driven source begins.
+void NoteEnd(Scheduler::Node& node, const TCIOStream::Block& block, double length) {
+    const TCTypeInfo* const info = block.GetTI();
+    if (info == nullptr || !std::isfinite(info->GetTimestamp())) return;
+    node.next = std::max(node.next, info->GetTimestamp() + std::max(length, 0.0));
+}
+
 // A bus is as long as its longest channel.
 Extent ExtentWithChannels(const TCIOStream::Block& block) {
     Extent extent = ExtentOf(block);
@@ -82,7 +96,9 @@ Scheduler::Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<L
     for (int index = 0; index < static_cast<int>(lines.size()); ++index) {
         LineAt(index).to = wiring.LineAt(index).to;
         LineAt(index).first = wiring.LineAt(index).first;
+        linesOfGraph += IsGate(At(wiring.LineAt(index).from)) ? 0 : 1;
     }
+    for (const Node& node : nodes) modulesOfGraph += IsGate(node) ? 0 : 1;
 }
 
 Scheduler::End Scheduler::Run() {
@@ -90,7 +106,9 @@ Scheduler::End Scheduler::Run() {
     nextProgress = begin + PROGRESS_INTERVAL;
     bool goesOn = true;
     thrown = WhatItThrows([&] {
-        while (goesOn && (position = policy.Choose()) >= 0) goesOn = StepNext();
+        do
+            while (goesOn && (position = policy.Choose()) >= 0) goesOn = StepNext();
+        while (goesOn && EndLines());
     });
     return goesOn && thrown.empty() ? End::NothingToDo : End::Failed;
 }
@@ -102,7 +120,7 @@ bool Scheduler::StepNext() {
     }
     Node& node = At(position);
     if (options.gauge != nullptr) {
-        options.gauge->Calls(node.number);
+        options.gauge->Calls(IsGate(node) ? -1 : node.number);
         if (options.gauge->IsAsked()) AnswerGauge();
     }
     return observes ? StepObserved(node) : Step(node);
@@ -132,6 +150,8 @@ bool Scheduler::StepTimed(Node& node) {
 }
 
 bool Scheduler::Step(Node& node) {
+    if (node.gate != nullptr && !MayStep(node)) return true;
+    if (options.changes != nullptr && options.changes->IsAny()) MakeChanges(node);
     if (!HasWork(node)) return code == 0;
     if (node.pace != nullptr && !interruptSeen)
         node.pace->Wait(options.interruption != nullptr ? options.interruption->Handle() : nullptr);
@@ -140,6 +160,7 @@ bool Scheduler::Step(Node& node) {
     ++node.steps;
     const int taken = CountTaken(node);
     const int made = CountMade(node);
+    node.hasStepped = (node.source ? made : taken) == 0;
     if (node.source) {
         AfterSourceStep(node, made);
     } else if (taken == 0 && made == 0) {
@@ -163,6 +184,79 @@ bool Scheduler::HasWork(Node& node) {
     node.ended = true;
     TellState(*node.name, Bilingual("has given all its blocks", "hat alle Blöcke abgegeben").Text());
     return false;
+}
+
+// A source whose parameters are driven waits for their values. True for a gate itself.
+bool Scheduler::MayStep(Node& node) {
+    if (!node.source) return true;
+    if (node.ended) node.gate->DropDrivers();
+    const bool mayStep = !node.ended && node.gate->Decide(node.next);
+    CountTaken(node);
+    if (!mayStep) policy.HasNoWork(position);
+    return mayStep;
+}
+
+// Nothing steps any more: lines to gates whose sources have all ended bring no more blocks. One gate at a
+// time, the first in the order of the steps, for what it lets through may still come to others. True when
+// something may go on.
+bool Scheduler::EndLines() {
+    return std::ranges::any_of(nodes, [this](Node& node) { return node.gate != nullptr && EndLines(node); });
+}
+
+bool Scheduler::EndLines(Node& node) {
+    bool goesOn = false;
+    for (const int index : node.inputs) {
+        const int port = LineAt(index).gatePort;
+        const bool isKnown = port < 0 || node.gate->HasEnded(port);
+        if (isKnown || !std::ranges::all_of(wiring.SourcesOf(wiring.LineAt(index).from),
+                                            [this](int source) { return At(source).ended; }))
+            continue;
+        node.gate->EndLine(port);
+        goesOn = true;
+    }
+    if (node.source && node.ended) {
+        node.gate->DropDrivers();
+        return CountTaken(node) > 0;
+    }
+    if (goesOn) policy.MayHaveWork(static_cast<int>(&node - nodes.data()));
+    return goesOn;
+}
+
+// The run's number of a block is that of this one; see LiveChanges.
+void Scheduler::MakeChanges(Node& node) {
+    if (node.hasStepped || IsGate(node)) return;
+    options.changes->Make(
+        *node.name, (node.source ? node.made : node.taken) + 1,
+        [&](const LiveChange& change) { return MakeChange(node, change); },
+        [this](const ChangeOutcome& outcome) {
+            const LiveChange& change = outcome.change;
+            if (!outcome.refusal.empty()) {
+                if (options.onWarning) options.onWarning(outcome.refusal);
+                return;
+            }
+            changes.push_back(change);
+            TellState(change.instance,
+                      Bilingual("%1=%2 from block %3 on", "%1=%2 ab Block %3")
+                          .With({change.parameter, change.value, std::to_string(change.block)}));
+        });
+}
+
+// Why not; empty when done.
+std::string Scheduler::MakeChange(Node& node, const LiveChange& change) {
+    for (const Node& other : nodes)
+        if (const TCExtPar* const driven = other.gate != nullptr && *other.name == change.instance
+                                               ? other.gate->FindDriven(change.parameter)
+                                               : nullptr)
+            return Bilingual("%1.%2: %3 drives it; remove that line to set it",
+                             "%1.%2: wird von %3 gesteuert; entfernen Sie die Verbindung, um es zu setzen")
+                .With({change.instance, change.parameter, driven->GetPort()});
+    auto* const module = dynamic_cast<TCBaseModuleEx*>(node.module);
+    TCString reason;
+    if (module == nullptr)
+        return Bilingual("%1: its module has no parameters", "%1: das Modul hat keine Parameter")
+            .With({change.instance});
+    if (module->SetLive(change.parameter.c_str(), change.value.c_str(), reason)) return "";
+    return change.instance + "." + std::string(reason);
 }
 
 int Scheduler::CountTaken(Node& node) {
@@ -232,6 +326,7 @@ void Scheduler::MeasureSignal(Node& node) {
         for (int block = depth - line.unmeasured; block < depth; ++block) {
             const Extent extent = ExtentWithChannels(*line.receiver->GetWaitingBlock(block));
             bytes += static_cast<double>(extent.values) * line.elementSize;
+            if (node.gate != nullptr) NoteEnd(node, *line.receiver->GetWaitingBlock(block), extent.length);
             if (extent.length < 0.0 || !line.isTimed) continue;
             line.signal += lastLength = extent.length;
             tells = true;
@@ -273,12 +368,13 @@ void Scheduler::AnswerGauge() {
     const double now = clock.Milliseconds();
     options.gauge->Answer([&](RunFigures& figures) {
         figures.seconds = (now - begin) / 1000.0;
-        figures.modules.resize(nodes.size());
+        figures.modules.resize(modulesOfGraph);
         for (const Node& node : nodes)
-            figures.modules[static_cast<std::size_t>(node.number)] = {node.steps, node.taken, node.made,
-                                                                      node.seconds};
-        figures.lines.resize(lines.size());
-        for (int index = 0; index < static_cast<int>(lines.size()); ++index) {
+            if (!IsGate(node))
+                figures.modules[static_cast<std::size_t>(node.number)] = {node.steps, node.taken, node.made,
+                                                                          node.seconds};
+        figures.lines.resize(linesOfGraph);
+        for (int index = 0; index < static_cast<int>(linesOfGraph); ++index) {
             Line& line = LineAt(index);
             const int depth = policy.DepthOf(index);
             const double passed = timesSteps ? (now - askedAt) / 1000.0 : 0.0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -17,8 +18,12 @@
 #include "sigweave/signal/TCIOStream.h"
 
 class TCBaseModule;
+class TCBaseModuleEx;
 
 namespace host {
+
+class LiveChanges;
+class ParameterGate;
 
 // An output whose blocks somebody looks at while a run goes on.
 struct OutputWatch {
@@ -40,6 +45,7 @@ struct RunOptions {
     const Interruption* interruption = nullptr;  // ends the run early; may be null
     tc::Clock* clock = nullptr;                  // null: the machine's
     RunGauge* gauge = nullptr;                   // through which others look on; may be null
+    LiveChanges* changes = nullptr;              // of live parameters, by others; may be null
     // Modules are stepped as they are without watches, and the report is the same. But an output without a
     // line has a receiver then: its module does not skip the work for it, and a block that could not be sent
     // into a line is refused.
@@ -76,6 +82,7 @@ class Scheduler {
         int unmeasured = 0;   // blocks of the last step, of a source
         double signal = 0.0;  // ms, of a source
         int askedDepth = 0;   // at the last question
+        int gatePort = -1;    // of a line to a gate
     };
 
     struct Watch {
@@ -105,6 +112,9 @@ class Scheduler {
         double lastSign = -1.0;            // when it began to make nothing; -1: it makes blocks
         std::unique_ptr<SourcePace> pace;  // of a source in a run in real time
         std::vector<Watch> watches;
+        ParameterGate* gate = nullptr;  // that this is, or that a source has
+        double next = -HUGE_VAL;        // ms, when the next block of such a source begins, once it is known
+        bool hasStepped = false;        // since its last block: too late for changes to that block
     };
 
     enum class End { NothingToDo, Failed };
@@ -129,6 +139,8 @@ class Scheduler {
     int Position() const { return position; }
     int FailedCode() const { return code; }
     const std::string& Thrown() const { return thrown; }
+    // Of live parameters, that hold.
+    const std::vector<LiveChange>& Changes() const { return changes; }
 
  private:
     Node& At(int index) { return nodes[static_cast<std::size_t>(index)]; }
@@ -145,6 +157,11 @@ class Scheduler {
     void AfterIdleStep(Node& node);
     void AfterSourceStep(Node& node, int made);
     void MeasureSignal(Node& node);
+    bool MayStep(Node& node);
+    bool EndLines();
+    bool EndLines(Node& node);
+    void MakeChanges(Node& node);
+    std::string MakeChange(Node& node, const LiveChange& change);
     void Interrupt();
     void EndSource(Node& node);
     void AnswerGauge();
@@ -160,10 +177,13 @@ class Scheduler {
     int position = -1;
     int code = 0;
     std::string thrown;
+    std::vector<LiveChange> changes;
     bool interruptSeen = false;
     bool interrupted = false;
-    bool timesSteps = false;  // somebody has asked
-    bool observes = false;    // steps are timed, or outputs are watched
+    bool timesSteps = false;         // somebody has asked
+    bool observes = false;           // steps are timed, or outputs are watched
+    std::size_t modulesOfGraph = 0;  // without gates, and without the lines from them
+    std::size_t linesOfGraph = 0;
     double signalSeconds = -1.0;
     double lastLength = 1.0;  // ms, of the last block that had one
     double bytes = 0.0;

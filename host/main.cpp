@@ -254,6 +254,15 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
                     "Also writes the JSON report to this file, which is replaced as a whole")
         ->check(CLI::Validator(WhyNoFile, ""))
         ->type_name("FILE");
+    run->add_option(
+           "--changes", options.changes,
+           "Changes live parameters in the run, as lines BLOCK INSTANCE.PARAMETER=VALUE of this file say")
+        ->check(CLI::Validator(WhyNoFile, ""))
+        ->type_name("FILE");
+    run->add_option("--write-changes", options.writeChanges,
+                    "Writes the changes of the run to this file, for --changes of another one")
+        ->check(CLI::Validator(WhyNoFile, ""))
+        ->type_name("FILE");
     AddStrict(*run, options);
     AddRunOptions(*run, options);
     return run;

@@ -300,17 +300,20 @@ TCString TCBaseModuleEx::GetParameter(const char* name) const {
 
 bool TCBaseModuleEx::SetParameter(const char* name, const char* value, TCString& error) {
     const int index = FindIndex(name);
-    if (index < 0) {
-        error = DescribeUnknown(TCString(name), parameters);
-        return false;
-    }
-    const TCString newValue(value);
-    if (!parameters[index].Allows(newValue)) {
-        error = parameters[index].DescribeRefusal(newValue);
-        return false;
-    }
-    parameterValues[index] = ReadValue(parameters[index], newValue);
+    if (!CheckValue(index, name, value, error)) return false;
+    parameterValues[index] = ReadValue(parameters[index], TCString(value));
     return true;
+}
+
+bool TCBaseModuleEx::CheckValue(int index, const char* name, const char* value, TCString& error) const {
+    const TCString newValue(value);
+    if (index < 0)
+        error = DescribeUnknown(TCString(name), parameters);
+    else if (!parameters[index].Allows(newValue))
+        error = parameters[index].DescribeRefusal(newValue);
+    else
+        return true;
+    return false;
 }
 
 bool TCBaseModuleEx::OnLiveChanged(TCString&) {
@@ -319,13 +322,16 @@ bool TCBaseModuleEx::OnLiveChanged(TCString&) {
 
 bool TCBaseModuleEx::SetLive(const char* name, const char* value, TCString& error) {
     VerifyOrder("SetLive", true);
-    const int index = FindIndex(name);
-    if (index >= 0 && !parameters[index].live) {
-        error = DescribeFixed(parameters[index].name, parameters);
-        return false;
-    }
+    if (!IsLiveValue(name, value, error)) return false;
     Assign(valuesInTrial, parameterValues);
     return SetParameter(name, value, error) && MakeLive(error);
+}
+
+bool TCBaseModuleEx::IsLiveValue(const char* name, const char* value, TCString& error) const {
+    const int index = FindIndex(name);
+    if (index < 0 || parameters[index].live) return CheckValue(index, name, value, error);
+    error = DescribeFixed(parameters[index].name, parameters);
+    return false;
 }
 
 bool TCBaseModuleEx::SetLive(std::span<const LiveValue> values, TCString& error) {

@@ -149,6 +149,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // were. Numbers are set without an allocation. [run]
     bool SetLive(const char* name, const char* value, TCString& error);
     bool SetLive(std::span<const LiveValue> values, TCString& error);
+    // Whether SetLive would allow the value as far as the declaration says. [any]
+    bool IsLiveValue(const char* name, const char* value, TCString& error) const;
     // The present value of an INTEGER, a NUMBER or a SWITCH (0 or 1); 0 for others.
     double GetNumber(int index) const;
 
@@ -242,6 +244,7 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     TC_LOCAL const char* ValueText(int index) const;
     TC_LOCAL const CString& TextOf(int index) const;
     TC_LOCAL static void Assign(Values& to, const Values& from);
+    TC_LOCAL bool CheckValue(int index, const char* name, const char* value, TCString& error) const;
     TC_LOCAL bool CheckLive(const LiveValue& value, TCString& error) const;
     TC_LOCAL void Drive(const LiveValue& value);
     TC_LOCAL bool MakeLive(TCString& error);

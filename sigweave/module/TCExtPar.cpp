@@ -33,6 +33,11 @@ bool TCExtPar::Take(double value, const TCSI_Unit& from) {
     return false;
 }
 
+bool TCExtPar::Fits(const TCSI_Unit& from) {
+    double value = 0.0;
+    return Convert(value, from);
+}
+
 // The unit seldom changes, so what it means is kept.
 bool TCExtPar::Convert(double& value, const TCSI_Unit& from) {
     if (from != unit) {

@@ -30,6 +30,8 @@ class TC_API TCExtPar {
     // Why the first one was; empty when none was.
     const CString& GetFirstRefusal() const { return firstRefusal; }
 
+    // Whether values of that unit can be taken.
+    bool Fits(const TCSI_Unit& unit);
     // A value in the given unit; one of no unit and factor 1 counts in the parameter's own. False when the
     // unit does not fit, or the value is not allowed: it is counted, and the value before goes on.
     bool Take(double value, const TCSI_Unit& unit);

@@ -3,7 +3,13 @@
 // many, SIGWEAVE_RANDOM_SEED the first.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstdio>
 #include <cstdlib>
+#include <map>
+#include <random>
+#include <sstream>
+#include <thread>
 
 #include "host/Graph.h"
 #include "tests/host/RandomGraph.h"
@@ -21,13 +27,15 @@ long FromEnvironment(const char* name, long otherwise) {
 
 class RandomGraphs : public testing::Test {
  protected:
-    host::RunReport Run(const RandomGraph& random, int queueLimit, bool watched = false) {
+    host::RunReport Run(const RandomGraph& random, int queueLimit, bool watched = false,
+                        host::LiveChanges* changes = nullptr) {
         host::Mistakes mistakes;
         const host::GraphFile file = host::GraphFile::Parse("random.graph", random.text, mistakes);
         const host::Graph graph(file, catalogue, window, mistakes);
         for (const host::Mistake& mistake : mistakes.InOrder()) ADD_FAILURE() << mistake.text;
         host::RunOptions options;
         options.queueLimit = queueLimit;
+        options.changes = changes;
         std::int64_t seen = 0;
         const std::vector<host::RunModule> modules = graph.Modules();
         for (int module = 0; watched && module < static_cast<int>(modules.size()); ++module)
@@ -82,6 +90,114 @@ TEST_F(RandomGraphs, Complete) {
     }
     RecordProperty("graphs", static_cast<int>(done));
     EXPECT_GE(done, std::min(count, 20L)) << "too slow to say anything";
+}
+
+// To the last bit, whatever the order of the instances.
+std::map<std::string, std::string> ExactResults(const host::RunReport& report) {
+    std::map<std::string, std::string> results;
+    for (const host::ModuleReport& module : report.modules)
+        for (const host::ResultReport& result : module.results) {
+            char value[40];
+            std::snprintf(value, sizeof value, "%a", result.value);
+            results[module.instance] += result.signal + " " + result.quantity + " " + value + "\n";
+        }
+    return results;
+}
+
+// The same sections and lines in the opposite order, or the same.
+std::string Ordered(const std::vector<std::string>& sections, std::vector<std::string> lines, bool reversed) {
+    std::vector<std::string> all = sections;
+    if (reversed) std::ranges::reverse(all), std::ranges::reverse(lines);
+    std::string text;
+    for (const std::string& section : all) text += section;
+    text += "[lines]\n";
+    for (const std::string& line : lines) text += line + "\n";
+    return text;
+}
+
+// Signals of many lengths drive what can be driven in a random graph, also each other.
+TEST_F(RandomGraphs, DrivenParametersDependOnTheBlocksAlone) {
+    int changed = 0;
+    const long count = 60;
+    for (long seed = 1; seed <= count && !HasFailure(); ++seed) {
+        const RandomGraph random = MakeRandomGraph(static_cast<std::uint64_t>(seed));
+        std::mt19937_64 chance(static_cast<std::uint64_t>(seed));
+        const auto any = [&](int most) { return std::to_string(1 + chance() % static_cast<unsigned>(most)); };
+        std::istringstream text(random.text);
+        std::vector<std::string> sections, lines;
+        std::map<std::string, std::string> drivable = {
+            {"Filter", "corner"}, {"Math", "scale"}, {"Generator", "amplitude"}};
+        std::vector<std::string> drivers;
+        std::string instance;
+        bool inLines = false;
+        for (std::string line; std::getline(text, line);) {
+            if (line == "[lines]") inLines = true;
+            if (inLines && line != "[lines]") lines.push_back(line);
+            if (inLines) continue;
+            if (line.starts_with('[')) {
+                sections.emplace_back();
+                instance = line.substr(1, line.size() - 2);
+            }
+            sections.back() += line + "\n";
+            const auto found = line.starts_with("module=") ? drivable.find(line.substr(7)) : drivable.end();
+            if (found == drivable.end() || chance() % 3 == 0) continue;
+            const std::string driver = "d" + std::to_string(drivers.size());
+            drivers.push_back("[" + driver + "]\nmodule=Generator\nfrequency=" + any(9) +
+                              "\nphase=" + any(360) + "\nrate=" + any(999) + "\nblock=" + any(40) +
+                              "\nduration=" + any(4) + "\namplitude=150\noffset=" + any(400) +
+                              "\nstart=2026-01-01\n");
+            lines.push_back(driver + ".Signal=" + instance + "." + found->second);
+            if (drivers.size() % 4 == 0) lines.push_back("d0.Signal=" + driver + ".frequency");
+        }
+        const std::map<std::string, std::string> still = ExactResults(Run(random, 16));
+        sections.insert(sections.begin() + static_cast<long>(chance() % sections.size()), drivers.begin(),
+                        drivers.end());
+        std::map<std::string, std::string> first;
+        for (const bool reversed : {false, true})
+            for (const int queueLimit : {16, 1, 5}) {
+                const RandomGraph driven{Ordered(sections, lines, reversed), 0, 0};
+                SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + driven.text);
+                const host::RunReport report = Run(driven, queueLimit);
+                EXPECT_EQ(report.verdict, host::Verdict::Complete) << report.explanation;
+                if (first.empty()) first = ExactResults(report);
+                EXPECT_EQ(ExactResults(report), first) << queueLimit << reversed;
+            }
+        changed +=
+            std::ranges::any_of(still, [&](const auto& each) { return first[each.first] != each.second; });
+    }
+    EXPECT_GT(changed, count / 2) << "the drivers drive";
+}
+
+// Changes that come at any time are made again at the same blocks, with the same results.
+TEST_F(RandomGraphs, ChangesCanBeMadeAgain) {
+    std::int64_t made = 0;
+    for (long seed = 1; seed <= 40 && !HasFailure(); ++seed) {
+        const RandomGraph random = MakeRandomGraph(static_cast<std::uint64_t>(seed));
+        SCOPED_TRACE(random.text);
+        host::LiveChanges changes;
+        std::atomic<bool> over{false};
+        std::thread other([&] {
+            for (int i = 0; !over && i < 100000; ++i) {
+                const std::string name = "m" + std::to_string(1 + i % random.modules);
+                changes.Add({name,
+                             i % 3 == 0   ? "amplitude"
+                             : i % 3 == 1 ? "corner"
+                                          : "scale",
+                             std::to_string(1 + i % 900)});
+                std::this_thread::yield();
+            }
+        });
+        const host::RunReport report = Run(random, 16, false, &changes);
+        over = true;
+        other.join();
+        host::LiveChanges again;
+        for (const host::LiveChange& change : report.changes) again.Add(change);
+        const host::RunReport second = Run(random, 16, false, &again);
+        EXPECT_EQ(ExactResults(second), ExactResults(report));
+        EXPECT_EQ(host::WriteChanges(second.changes), host::WriteChanges(report.changes));
+        made += static_cast<std::int64_t>(report.changes.size());
+    }
+    EXPECT_GT(made, 100);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "host/Report.h"
 #include "host/Runner.h"
 #include "host/Topology.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/platform/Thread.h"
 #include "tests/host/TestModules.h"
 #include "tests/support/HandMovedClock.h"
@@ -41,6 +42,10 @@ class Bench {
         EXPECT_EQ(target.ValidatePortType(INPUT, input, type, count), 1);
         target.AddLine(INPUT, input);
         lines.push_back(line);
+    }
+
+    void Drive(const std::string& from, const std::string& to, int parameter) {
+        lines.push_back({Index(from), 0, Index(to), -1, parameter});
     }
 
     RunReport Run(host::RunOptions options = {}) { return host::Runner(modules, lines, options).Run(); }
@@ -312,6 +317,177 @@ TEST(Topology, SortsFindsCyclesAndTakesLongChains) {
     const host::Topology topology = host::SortTopologically(100001, chain);
     EXPECT_EQ(topology.order.front(), 100000);
     EXPECT_TRUE(topology.cycles.empty());
+}
+
+constexpr TCModuleParameter LEVEL[] = {
+    {.name = "level", .kind = TCModuleParameter::NUMBER, .defaultValue = "-1", .maximum = 100, .live = true}};
+
+// Notes at which block of which input its level was which.
+class TestLevel final : public TCBaseModuleEx {
+ public:
+    explicit TestLevel(int instance) : TCBaseModuleEx(instance, LEVEL) {
+        UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
+    }
+    const char* GetModuleId() const override { return "TestLevel"; }
+    const char* GetDescription() const override { return "Notes its level"; }
+    int Execute() override {
+        for (unsigned port = 0; port < static_cast<unsigned>(GetNoInput()); ++port) {
+            if (portHelper->TakeBlock(port) <= 0) continue;
+            noted +=
+                std::string(1, static_cast<char>('a' + port)) + std::to_string(static_cast<int>(level)) + " ";
+        }
+        return 0;
+    }
+
+    const double& level = LiveDbl("level");
+    std::string noted;
+};
+
+// Makes blocks of 4 s with its level.
+class TestLevelSource final : public TCBaseModuleEx {
+ public:
+    explicit TestLevelSource(int instance) : TCBaseModuleEx(instance, LEVEL) {
+        DeclareSource();
+        portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+    }
+    const char* GetModuleId() const override { return "TestLevelSource"; }
+    const char* GetDescription() const override { return "Makes its level"; }
+    int Execute() override {
+        TCTypeInfo info;
+        info.SetState(tc::BlockState(made == 0, made == 4));
+        info.SetSamplerate(1.0);
+        info.SetTimestamp(1.6e12 + 4000.0 * made);
+        portHelper->SetTypeInfo(0, info);
+        noted += std::to_string(static_cast<int>(level)) + " ";
+        if (++made == 5) portHelper->SetReadyFlag(false);
+        const double values[] = {level, level, level, level};
+        return portHelper->WriteDblData(0, 4, values);
+    }
+
+    const double& level = LiveDbl("level");
+    std::string noted;
+    int made = 0;
+};
+
+TEST(DrivenParameter, TheLastBlockThatHasEndedHolds) {
+    const struct {
+        const char* driver;  // block k holds k
+        const char* a;       // begins at multiples of 4 s
+        const char* b;
+        std::string noted;
+    } rows[] = {
+        {"blocks=20\nsize=2", "blocks=5", nullptr, "a-1 a1 a3 a5 a7 "},
+        {"blocks=3\nsize=2", "blocks=5", nullptr, "a-1 a1 a2 a2 a2 "},  // it ends first
+        {"blocks=5\nsize=4", "blocks=5", nullptr, "a-1 a0 a1 a2 a3 "},
+        {"blocks=2\nsize=10", "blocks=6", nullptr, "a-1 a-1 a-1 a0 a0 a1 "},
+        {"blocks=300\nsize=1\nrate=20", "blocks=3", nullptr, "a-1 a79 a100 "},  // those above are refused
+        {"blocks=20\nsize=2", "blocks=3", "blocks=2\nsize=6", "a-1 b-1 a1 b2 a3 "},
+        {"blocks=20\nsize=2", "blocks=1", "blocks=4", "a-1 b-1 b1 b3 b5 "},
+    };
+    for (const auto& row : rows)
+        for (const int queueLimit : {1, 3, 16}) {
+            Bench bench;
+            TestLevel& level = bench.Add<TestLevel>("level", "", row.b != nullptr ? 2 : 1);
+            bench.Add<TestSource>("driver", std::string(row.driver) + "\n");
+            bench.Add<TestSource>("a", std::string(row.a) + "\n");
+            bench.Wire("a", "level", 0);
+            if (row.b != nullptr) bench.Add<TestSource>("b", std::string(row.b) + "\n");
+            if (row.b != nullptr) bench.Wire("b", "level", 1);
+            bench.Drive("driver", "level", 0);
+            host::RunOptions options;
+            options.queueLimit = queueLimit;
+            const RunReport report = bench.Run(options);
+            EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
+            EXPECT_EQ(level.noted, row.noted) << row.driver << " " << queueLimit;
+            EXPECT_EQ(report.modules.size(), row.b != nullptr ? 4U : 3U);
+            EXPECT_EQ(report.lines.back().to, "level.level");
+        }
+}
+
+TEST(DrivenParameter, ASourceWaitsForItsDriver) {
+    for (const auto& [driver, noted] :
+         {std::pair("blocks=100\nsize=2\n", "-1 1 3 5 7 "), {"blocks=3\nsize=2\n", "-1 1 2 2 2 "}}) {
+        Bench bench;
+        TestLevelSource& source = bench.Add<TestLevelSource>("source");
+        bench.Add<TestSource>("driver", driver);
+        bench.Add<TestJoin>("sum");
+        bench.Wire("source", "sum");
+        bench.Drive("driver", "source", 0);
+        const RunReport report = bench.Run();
+        EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
+        EXPECT_EQ(source.noted, noted);
+    }
+}
+
+TEST(DrivenParameter, WhatIsRefusedIsToldOnceAndCounted) {
+    Bench bench;
+    std::vector<std::string> warnings;
+    TestLevel& level = bench.Add<TestLevel>("level");
+    bench.Add<TestSource>("driver", "blocks=110\nsize=1\n");
+    bench.Add<TestSource>("a", "blocks=30\n");
+    bench.Wire("a", "level", 0);
+    bench.Drive("driver", "level", 0);
+    host::RunOptions options;
+    options.onWarning = [&](const std::string& text) { warnings.push_back(text); };
+    const RunReport report = bench.Run(options);
+    EXPECT_THAT(level.noted, testing::EndsWith("a95 a99 a100 a100 a100 a100 "));
+    EXPECT_THAT(warnings,
+                ElementsAre("level.level: '101' is not valid; expected a number of at most 100; the "
+                            "value comes from driver.Signal, and the one before goes on"));
+    EXPECT_EQ(ResultOf(report, "driving values"), 110.0);
+    EXPECT_EQ(ResultOf(report, "refused values"), 9.0);
+}
+
+TEST(LiveChanges, HoldFromTheirBlockAndAreReported) {
+    Bench bench;
+    std::vector<std::string> told;
+    TestLevel& level = bench.Add<TestLevel>("level");
+    TestLevelSource& source = bench.Add<TestLevelSource>("source");
+    bench.Wire("source", "level", 0);
+    host::LiveChanges changes;
+    changes.Add({"level", "level", "9", 4});
+    changes.Add({"level", "level", "7", 2});
+    changes.Add({"level", "level", "8", 2});
+    changes.Add({"level", "level", "101", 3});
+    changes.Add({"level", "lever", "1", 3});
+    changes.Add({"source", "level", "50 %", 3});
+    changes.Add({"source", "level", "3"});
+    changes.Add({"source", "level", "5", 6});
+    host::RunOptions options;
+    options.changes = &changes;
+    options.onWarning = [&](const std::string& text) { told.push_back(text); };
+    options.onState = [&](const std::string& instance, const std::string& state) {
+        if (state.find('=') != state.npos) told.push_back(instance + " " + state);
+    };
+    const RunReport report = bench.Run(options);
+    EXPECT_EQ(level.noted, "a-1 a8 a8 a9 a9 ");
+    EXPECT_EQ(source.noted, "3 3 0 0 0 ");
+    EXPECT_THAT(told, ElementsAre("source level=3 from block 1 on", "level level=7 from block 2 on",
+                                  "level level=8 from block 2 on", "source level=50 % from block 3 on",
+                                  "level.level: '101' is not valid; expected a number of at most 100",
+                                  "level.lever: there is no such parameter; did you mean 'level'?",
+                                  "level level=9 from block 4 on",
+                                  "source.level=5 had no effect: the run ended before its block"));
+    EXPECT_EQ(host::WriteChanges(report.changes),
+              "# BLOCK INSTANCE.PARAMETER=VALUE\n1 source.level=3\n2 level.level=7\n2 level.level=8\n"
+              "3 source.level=50 %\n4 level.level=9\n");
+    EXPECT_EQ(changes.TakeOutcomes().size(), 7U);
+    EXPECT_FALSE(changes.IsAny());
+}
+
+TEST(LiveChanges, AFileOfThemIsReadWithEveryMistake) {
+    host::Mistakes mistakes;
+    const std::vector<host::LiveChange> read = host::ParseChanges(
+        "c", "# a\n\n 12\ta.b = 2 kHz \r\n1 a.b=\" x\\n\"\n0 a.b=1\n3 a=1\n4 .b=1\n5a.b=1\n6 a.b.c=d=e\n",
+        mistakes);
+    ASSERT_EQ(read.size(), 3U);
+    EXPECT_EQ(read[0].value, "2 kHz");
+    EXPECT_EQ(read[1].value, " x\n");
+    EXPECT_EQ(read[2].parameter + "|" + read[2].value, "b.c|d=e");
+    EXPECT_EQ(host::ParseChanges("c", host::WriteChanges(read), mistakes)[1].value, " x\n");
+    std::string lines;
+    for (const host::Mistake& mistake : mistakes.InOrder()) lines += std::to_string(mistake.place.line) + " ";
+    EXPECT_EQ(lines, "5 6 7 8 ");
 }
 
 }  // namespace

@@ -158,6 +158,18 @@ TEST(Run, FiltersASweep) {
     EXPECT_NEAR(run.results["peak_magnitude"], 129.28878032206717, 1e-9);
 }
 
+// By NumPy: v' = w (A v + B x) with A = [[-sqrt 2, -1], [1, 0]] and B = [1, 0], its second component, by the
+// trapezoidal rule (linalg.solve at each sample), where w follows from the corner as tan(pi corner / 48000). For
+// block b of 480 samples that is value b - 1 of the slow sine, for the first one the setting.
+TEST(Run, ASlowSineMovesAFiltersCorner) {
+    Outcome run = RunExample("wobble.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_NEAR(run.results["rms"], 0.4811309473259305, 1e-12);
+    EXPECT_NEAR(run.results["max"], 0.9641631389051998, 1e-12);
+    EXPECT_NEAR(run.results["min"], -0.9641589240313033, 1e-12);
+    EXPECT_EQ(run.results["driving values"], 199.0);
+}
+
 // With the amplitudes U and I and the angle phi: U I / 2 cos(phi) in the mean, and U I / 2 to either side of
 // it.
 TEST(Run, ReckonsThePowerOfALoad) {
