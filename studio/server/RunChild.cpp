@@ -14,6 +14,7 @@
 
 #include "host/Console.h"
 #include "host/FileWait.h"
+#include "host/LiveChanges.h"
 #include "host/OpenGraph.h"
 #include "host/Report.h"
 #include "sigweave/platform/PipedProgram.h"
@@ -99,12 +100,14 @@ class Child {
     void Watch(const Json& wishes);
     void Look();
     void SendPictures();
+    void SendOutcomes();
     void SendFigures();
 
     Frames frames;
     std::unique_ptr<host::OpenGraph> open;
     host::RunGauge gauge;
     host::Interruption interruption;
+    host::LiveChanges changes;
     std::map<std::string, std::unique_ptr<Tap>> taps;  // by instance.Output; fixed before the run
     std::mutex mutex;                                  // of the next
     std::map<int, std::shared_ptr<Trace>> traces;      // by the server's key
@@ -145,6 +148,7 @@ int Child::Run(const Json& order) {
         host::RunOptions options;
         options.interruption = &interruption;
         options.gauge = &gauge;
+        options.changes = &changes;
         options.realtime = order.value("realtime", false);
         AddWatches(options);
         if (order.contains("watch")) Watch(order["watch"]);
@@ -184,6 +188,9 @@ void Child::Listen() {
 void Child::Obey(const Json& line) {
     if (line.contains("stop")) interruption.Raise();
     if (line.contains("watch")) Watch(line["watch"]);
+    if (line.contains("set"))
+        changes.Add({line["set"].value("instance", ""), line["set"].value("parameter", ""),
+                     line["set"].value("value", "")});
 }
 
 // The whole list each time; traces that stay keep what they have seen.
@@ -216,6 +223,7 @@ void Child::Look() {
     while (!ends.wait_for(lock, PICTURE_INTERVAL, [this] { return ended; })) {
         lock.unlock();
         SendPictures();
+        SendOutcomes();
         if (const auto time = std::chrono::steady_clock::now(); time >= nextFigures) {
             nextFigures = time + FIGURES_INTERVAL;
             SendFigures();
@@ -234,6 +242,17 @@ void Child::SendPictures() {
         Picture picture;
         if (trace->Take(picture)) frames.Send('P', Encode(picture, key, trace->GetWish().kind));
     }
+}
+
+// What became of changes of live parameters.
+void Child::SendOutcomes() {
+    for (const host::ChangeOutcome& outcome : changes.TakeOutcomes())
+        frames.Send({{"set",
+                      {{"instance", outcome.change.instance},
+                       {"parameter", outcome.change.parameter},
+                       {"value", outcome.change.value},
+                       {"block", outcome.change.block},
+                       {"refusal", outcome.refusal}}}});
 }
 
 void Child::SendFigures() {

@@ -351,14 +351,27 @@ Json Studio::SetInForm(const Command& command) {
     if (!said.value("ok", false)) return said;
     auto* const settable = dynamic_cast<TCBaseModuleEx*>(form.module.get());
     host::SettingValues changed;
-    if (settable != nullptr)
-        for (const TCModuleParameter& parameter : settable->GetParameters())
-            if (form.shown->IsChanged(parameter.name))
-                changed.emplace_back(parameter.name, form.shown->GetText(parameter.name));
+    if (settable == nullptr) return Refuse(NO_FORM.With({command.name}));
+    for (const TCModuleParameter& parameter : settable->GetParameters())
+        if (form.shown->IsChanged(parameter.name))
+            changed.emplace_back(parameter.name, form.shown->GetText(parameter.name));
     std::string text = document.Text();
     if (!host::EditSettings(file, command.name, changed, text, error)) return Refuse(error);
     document.Change(text);
+    ChangeRun(command.name, changed, *settable);
     return ShowForm(command.name);
+}
+
+// What may change in a run changes in the one that goes on too.
+void Studio::ChangeRun(const std::string& instance, const host::SettingValues& changed,
+                       const TCBaseModuleEx& module) {
+    if (run == nullptr) return;
+    for (const auto& [name, value] : changed) {
+        const TCModuleParameter* const parameter = module.FindParameter(name.c_str());
+        if (parameter == nullptr || !parameter->live) continue;
+        const Json line = {{"set", {{"instance", instance}, {"parameter", name}, {"value", value}}}};
+        run->Send(line.dump(-1, ' ', false, Json::error_handler_t::replace));
+    }
 }
 
 // --- The run

@@ -10,11 +10,14 @@
 
 #include "host/HostWindow.h"
 #include "host/ModuleCatalogue.h"
+#include "host/SettingEdit.h"
 #include "studio/server/Command.h"
 #include "studio/server/GraphDocument.h"
 #include "studio/server/RunProcess.h"
 #include "studio/server/WebServer.h"
 #include "studio/server/Worker.h"
+
+class TCBaseModuleEx;
 
 namespace studio {
 
@@ -65,6 +68,8 @@ class Studio {
     Json Save(const Command& command);
     Json ShowForm(const std::string& instance);
     Json SetInForm(const Command& command);
+    void ChangeRun(const std::string& instance, const host::SettingValues& changed,
+                   const TCBaseModuleEx& module);
     Json Run(const Command& command);
     Json StopRun();
     void Watch(WebServer::Viewer viewer, Looking& looking, const std::vector<Wish>& wishes);

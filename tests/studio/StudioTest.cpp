@@ -47,6 +47,15 @@ struct Watched {
     bool WaitForEnd() {
         return WaitFor([this] { return end >= 0; });
     }
+    json WaitForChange(const std::string& parameter) {
+        json change;
+        WaitFor([&] {
+            for (const json& text : texts)
+                if (text.contains("set") && text["set"]["parameter"] == parameter) change = text["set"];
+            return !change.is_null();
+        });
+        return change;
+    }
     json Find(const char* name) {
         const std::lock_guard lock(mutex);
         for (const json& text : texts)
@@ -119,6 +128,19 @@ TEST_F(StudioRun, CanBeLookedAtLaterAndEndedEarly) {
     run.process->Send(R"({"stop":true})");
     ASSERT_TRUE(run.WaitForEnd());
     EXPECT_EQ(run.Find("report")["report"]["verdict"], "interrupted");
+}
+
+TEST_F(StudioRun, ChangesLiveParametersAndTellsWhatBecameOfIt) {
+    json order = Order("1000000", "r.xml");
+    order["realtime"] = true;
+    Watched run(order);
+    ASSERT_TRUE(run.WaitFor([&] { return !run.texts.empty(); }));
+    run.process->Send(R"({"set":{"instance":"low","parameter":"corner","value":"200"}})");
+    EXPECT_EQ(run.WaitForChange("corner")["refusal"], "");
+    run.process->Send(R"({"set":{"instance":"low","parameter":"order","value":"2"}})");
+    EXPECT_NE(run.WaitForChange("order")["refusal"], "");
+    run.process->End(30s);
+    EXPECT_EQ(run.Find("report")["report"]["changes"].size(), 1u);
 }
 
 TEST_F(StudioRun, TellsTheMistakesOfAGraphThatCannotRun) {

@@ -120,6 +120,78 @@ test('a new user draws, runs, watches and saves a graph', async () => {
   assert.deepEqual(errors, []);
 });
 
+test('the corner moves while the graph runs', async () => {
+  fs.writeFileSync(
+    path.join(folder, 'live.graph'),
+    '[tone]\nmodule=Generator\nduration=1000\n[low]\nmodule=Filter\ncorner=5000\n[levels]\nmodule=Statistics\n[lines]\ntone.Signal=low.Signal\nlow.Signal=levels.Signal\n',
+  );
+  const { page, errors } = await open('live.graph');
+  await node(page, 'low').click();
+  await page.getByRole('button', { name: 'Show signal low.Signal' }).click();
+  await page.getByRole('checkbox', { name: 'In real time' }).check();
+  await page.getByRole('button', { name: 'Run', exact: true }).click();
+  await page.locator('article canvas').waitFor();
+  await setField(page, 'corner', '100 Hz');
+  await page.getByText(/^low\.corner is 100 Hz from block \d+ on\./).waitFor();
+  await page.waitForTimeout(500);
+  await picture(page, '7-live');
+  assert.deepEqual(await barriers(page), []);
+  await page.getByRole('button', { name: 'Stop', exact: true }).click();
+  await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
+  await page.getByRole('tab', { name: 'Report' }).click();
+  await page.getByText(/^interrupted/).waitFor();
+  assert.deepEqual(errors, []);
+});
+
+test('neither garbage nor frozen viewers disturb a run or those who watch it', async () => {
+  fs.writeFileSync(
+    path.join(folder, 'others.graph'),
+    '[tone]\nmodule=Generator\nduration=1000\n[levels]\nmodule=Statistics\n[lines]\ntone.Signal=levels.Signal\n',
+  );
+  const { page, errors } = await open('others.graph');
+  await node(page, 'tone').click();
+  await page.getByRole('button', { name: 'Show signal tone.Signal' }).click();
+  await page.getByRole('checkbox', { name: 'In real time' }).check();
+  await page.getByRole('button', { name: 'Run', exact: true }).click();
+  await page.locator('article canvas').waitFor();
+  const answer = await page.evaluate(
+    () =>
+      new Promise((resolve) => {
+        const pieces = ['{"do":"run"}', '{"do":"text","version":-1,"text":"x"}', '[[[[', '{"do":"stop","id":1e99}', '{"do":"watch","wishes":[{}]}',
+          '{"do":"change","edits":[{"kind":"remove","names":["nobody"]}]}', '{"do":"set","name":"tone","text":"{{"}', '\u0000', '{"do":"got","number":9}'];
+        const socket = new WebSocket(`ws://${location.host}/live`);
+        socket.onopen = () => {
+          for (let i = 0; i < 1000; ++i) socket.send(i % 10 === 9 ? new Uint8Array(100) : pieces[i % 9] ?? '');
+          socket.send('{"do":"form","name":"tone","id":77}');
+        };
+        socket.onmessage = ({ data }) => typeof data === 'string' && data.includes('"answer":77') && resolve(JSON.parse(data).ok);
+      }),
+  );
+  assert.equal(answer, true);
+  const closed = await page.evaluate(
+    () =>
+      new Promise((resolve) => {
+        let count = 0;
+        for (let i = 0; i < 20; ++i) {
+          const socket = new WebSocket(`ws://${location.host}/live`);
+          socket.onopen = () => {
+            socket.send('{"do":"hello","name":"frozen"}');
+            socket.send('{"do":"watch","wishes":[{"trace":1,"port":"tone.Signal"}]}');
+          };
+          socket.onclose = () => ++count === 20 && resolve(count);
+        }
+      }),
+  );
+  assert.equal(closed, 20);
+  const newest = () => page.locator('article .facts').innerText();
+  const before = await newest();
+  await page.waitForFunction((text) => document.querySelector('article .facts').innerText !== text, before);
+  await page.getByText(/^running, /).waitFor();
+  await page.getByRole('button', { name: 'Stop', exact: true }).click();
+  await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
+  assert.deepEqual(errors, []);
+});
+
 test('the text and the drawing are one document', async () => {
   fs.writeFileSync(path.join(folder, 'text.graph'), '# mine\n[a]\nmodule=Generator\n\n[b]\nmodule=Statistics\n\n[lines]\na.Signal=b.Signal\n');
   const { page, errors } = await open('text.graph');

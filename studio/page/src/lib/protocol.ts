@@ -53,6 +53,15 @@ export interface GraphState {
   warnings: Note[];
 }
 
+// What became of a change of a live parameter in a run.
+export interface LiveSetting {
+  instance: string;
+  parameter: string;
+  value: string;
+  block: number;
+  refusal: string;
+}
+
 export interface RunState {
   running: boolean;
   stopping: boolean;
@@ -85,6 +94,7 @@ export interface Report {
   warnings: { instance: string; text: string; times: number; line?: number }[];
   messages: { instance: string; text: string; times: number; severity?: string }[];
   mistakes: { file: string; line: number; text: string }[];
+  changes?: { instance: string; parameter: string; value: string; block: number }[];
   modules: { instance: string; module: string; blocks_in: number; blocks_out: number; results: Result[] }[];
   lines: { from: string; to: string; blocks: number; deepest_queue: number }[];
 }

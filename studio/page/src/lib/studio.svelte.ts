@@ -5,6 +5,7 @@ import {
   type Edit,
   type Figures,
   type GraphState,
+  type LiveSetting,
   type ModuleKind,
   type Picture,
   type Report,
@@ -209,12 +210,19 @@ export class Studio {
     if ('state' in message) this.takeGraph(message as unknown as GraphState);
     if ('run' in message) this.takeRun(message.run as RunState);
     if ('figures' in message) this.takeFigures(message.figures as Figures);
+    if ('set' in message) this.takeChange(message.set as LiveSetting);
     if ('outside' in message) this.outside = true;
     if ('verdict' in message) {
       this.report = message.report as Report | null;
       this.verdict = message.verdict as string;
     }
     if ('watching' in message) this.takeKeys(message.watching as { trace: number; key: number }[]);
+  }
+
+  private takeChange(change: LiveSetting): void {
+    const name = `${change.instance}.${change.parameter}`;
+    if (change.refusal) this.tell('error', change.refusal);
+    else this.tell('note', fill(this.words.changedLive, name, change.value, change.block));
   }
 
   private takeGraph(graph: GraphState): void {

@@ -72,7 +72,7 @@ const EN = {
   close: 'Close',
   xmlGraph: 'This graph is an XML document: it can be run and watched here, but not edited.',
   readOnly: 'for looking alone',
-  blocksPerSecond: '{0} blocks/s',
+  blocksPerSecond: '{0}/s',
   share: '{0} % of the time',
   queue: '{0} waiting',
   notifications: 'Messages',
@@ -83,6 +83,7 @@ const EN = {
   time: 'Time',
   index: 'Index',
   live: 'may change while running',
+  changedLive: '{0} is {1} from block {2} on.',
   required: 'required',
   position: 'Cursor',
 };
@@ -161,7 +162,7 @@ const DE: Words = {
   close: 'Schließen',
   xmlGraph: 'Dieser Graph ist ein XML-Dokument: er lässt sich hier ausführen und ansehen, aber nicht bearbeiten.',
   readOnly: 'nur zum Zusehen',
-  blocksPerSecond: '{0} Blöcke/s',
+  blocksPerSecond: '{0}/s',
   share: '{0} % der Zeit',
   queue: '{0} warten',
   notifications: 'Meldungen',
@@ -172,6 +173,7 @@ const DE: Words = {
   time: 'Zeit',
   index: 'Nummer',
   live: 'im Lauf änderbar',
+  changedLive: '{0} ist ab Block {2} {1}.',
   required: 'erforderlich',
   position: 'Cursor',
 };
