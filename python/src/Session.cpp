@@ -53,6 +53,8 @@ Session::~Session() {
 void Session::Close() {
     Interrupt();
     thread = nullptr;
+    const std::lock_guard lock(mutex);
+    waiting.clear();
 }
 
 void Session::Start() {
