@@ -67,6 +67,7 @@ if(SIGWEAVE_HAS_PYTHON)
   install(TARGETS sigweave-python LIBRARY DESTINATION ${SIGWEAVE_INSTALL_PYTHON}/sigweave COMPONENT python)
   install(TARGETS sigweave-python-loader LIBRARY DESTINATION lib/sigweave/python COMPONENT python)
   sigweave_find_library_from(python/sigweave ${SIGWEAVE_INSTALL_PYTHON}/sigweave sigweave-python)
+  set_property(TARGET sigweave-python APPEND PROPERTY INSTALL_RPATH "$ORIGIN/lib")  # in a wheel
   sigweave_find_library_from(lib/sigweave/python lib/sigweave/python sigweave-python-loader)
 endif()
 

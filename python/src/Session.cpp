@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <new>
 
 #include "host/Guard.h"
+#include "sigweave/services/Bilingual.h"
 
 namespace python {
 namespace {
+
+using tc::Bilingual;
 
 std::mutex opening;  // the modules of one graph at a time are made and checked
 
@@ -53,6 +57,8 @@ Session::~Session() {
 void Session::Close() {
     Interrupt();
     thread = nullptr;
+    const std::lock_guard lock(mutex);
+    waiting.clear();
 }
 
 void Session::Start() {
@@ -96,7 +102,13 @@ int Session::LineOf(const std::string& instance) const {
 void Session::Work() {
     const std::string thrown = host::WhatItThrows([this] { OpenAndRun(); });
     const std::lock_guard lock(mutex);
-    trouble = thrown;
+    trouble = isOutOfMemory ? Bilingual(
+                                  "there is no memory for the blocks of %1; keep fewer outputs, or shorter "
+                                  "signals",
+                                  "für die Blöcke von %1 ist kein Speicher da; behalten Sie weniger "
+                                  "Ausgänge oder kürzere Signale")
+                                  .With({request.outputs[0]})
+                            : thrown;
     isOver = true;
     changed.notify_all();
 }
@@ -151,13 +163,24 @@ host::RunOptions Session::OptionsFor(host::OpenGraph& open, std::vector<host::Ou
         host::OutputWatch& watch = watches[i];
         kept[i].SetSpectrum(
             HasMeaning(*all[static_cast<std::size_t>(watch.module)].module, watch.output, "{FREQ_DOMAIN}"));
-        if (request.capacity > 0)
-            watch.onBlock = [this, i](const TCIOStream::Block& block) { HandOn(i, block); };
-        else
-            watch.onBlock = [this, i](const TCIOStream::Block& block) { kept[i].Append(block); };
+        watch.onBlock = [this, i](const TCIOStream::Block& block) { Take(i, block); };
     }
     options.watches = std::move(watches);
     return options;
+}
+
+// Without memory for what is to be kept the run ends in an orderly way.
+void Session::Take(std::size_t output, const TCIOStream::Block& block) {
+    if (isOutOfMemory) return;
+    try {
+        if (request.capacity > 0)
+            HandOn(output, block);
+        else
+            kept[output].Append(block);
+    } catch (const std::bad_alloc&) {
+        isOutOfMemory = true;
+        interruption.Raise();
+    }
 }
 
 // The run waits while too many blocks do.

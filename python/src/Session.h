@@ -67,7 +67,7 @@ class Session {
     std::vector<Track>& Kept() { return kept; }
     int Modules() const { return modules; }
     int Lines() const { return lines; }
-    // Whether the graph has neither mistakes nor an opening that failed.
+    // What kept the run from being what it should be, beside what the report says; empty: nothing.
     const std::string& Trouble() const { return trouble; }
     // Of the instance in the graph file; 0: not known.
     int LineOf(const std::string& instance) const;
@@ -77,7 +77,7 @@ class Session {
     void OpenAndRun();
     void Check(host::OpenGraph& open);
     host::RunOptions OptionsFor(host::OpenGraph& open, std::vector<host::OutputWatch> watches);
-    void Keep(std::size_t output, const TCIOStream::Block& block);
+    void Take(std::size_t output, const TCIOStream::Block& block);
     void HandOn(std::size_t output, const TCIOStream::Block& block);
 
     const Request request;
@@ -96,6 +96,7 @@ class Session {
     std::vector<std::int64_t> counts;
     std::vector<std::pair<std::string, int>> places;
     std::string trouble;
+    bool isOutOfMemory = false;
     int modules = 0;
     int lines = 0;
     std::unique_ptr<tc::Thread> thread;  // the last member: it ends first

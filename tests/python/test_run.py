@@ -190,3 +190,14 @@ def test_the_interpreter_may_end_while_a_run_goes_on():
     code = "import sys; sys.path[:0] = %r\nimport conftest, sigweave\nlive = conftest.endless().stream('lp.Signal')\nnext(live)"
     done = subprocess.run([sys.executable, "-c", code % sys.path], timeout=60, capture_output=True)
     assert (done.returncode, done.stderr) == (0, b"")
+
+
+def test_what_does_not_fit_into_memory_ends_the_run_in_order():
+    code = (
+        "import sys; sys.path[:0] = %r\nimport resource, conftest, sigweave\n"
+        "graph = conftest.endless()\ngraph['tone'].block = 65536\nconftest.sigweave.modules()\n"
+        "resource.setrlimit(resource.RLIMIT_AS, (2 << 30, 2 << 30))\n"
+        "try:\n    graph.run(keep=['lp.Signal'])\nexcept RuntimeError as error:\n    print(error)"
+    )
+    done = subprocess.run([sys.executable, "-c", code % sys.path], timeout=120, capture_output=True, text=True)
+    assert (done.returncode, done.stderr) == (0, "") and "no memory for the blocks of lp.Signal" in done.stdout
