@@ -77,8 +77,8 @@ class Maker {
                     made.text += Line(setting.name, setting.value);
         }
         if (plays)
-            made.text += std::string("[") + PLAYER + "]\n" + Line("module", "Player") +
-                         Line("file", recordingPath);
+            made.text +=
+                std::string("[") + PLAYER + "]\n" + Line("module", "Player") + Line("file", recordingPath);
         made.text += "[lines]\n";
         if (graph.AcceptsDifferences()) made.text += "accept=yes\n";
         for (const LineEntry& line : graph.GetLines()) {

@@ -81,7 +81,8 @@ void RunFacts::AddModules() {
         for (const TCModuleParameter& parameter : module->GetParameters())
             if (!parameter.secret)
                 settings +=
-                    WriteTextSetting(parameter.name, std::string(module->GetParameter(parameter.name))) + "\n";
+                    WriteTextSetting(parameter.name, std::string(module->GetParameter(parameter.name))) +
+                    "\n";
         Add("settings." + entry.instance, settings);
     }
 }
