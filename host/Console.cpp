@@ -193,8 +193,8 @@ bool Ask(const std::string& question) {
 }
 
 bool ReadLine(const std::string& prompt, bool hidden, std::string& line) {
+    const tc::HiddenTyping typing(hidden);  // first, for who sees the prompt may type at once
     Write(ForTerminal(prompt));
-    const tc::HiddenTyping typing(hidden);
     const bool isRead = static_cast<bool>(std::getline(std::cin, line));
     if (isRead && line.ends_with('\r')) line.pop_back();
     if (hidden || !isRead) Write("\n");

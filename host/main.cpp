@@ -425,13 +425,18 @@ std::optional<int> Parse(CLI::App& app, std::vector<std::string> arguments) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// Before anything else.
+void PrepareProcess() {
     tc::KeepStandardStreams();
     std::setlocale(LC_CTYPE, "");   // texts are in the user's character set; numbers stay as they are
     std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is an error to report, not an end,
     std::signal(SIGXFSZ, SIG_IGN);  // and so is a file that gets larger than it may
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    PrepareProcess();
     std::vector<std::string> arguments(argv + 1, argv + argc);
     if (!host::ChooseLanguage(arguments)) return host::EXIT_WRONG_INPUT;
     CLI::App app("Runs graphs of signal-processing modules.", "sigweave");

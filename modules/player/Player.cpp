@@ -16,6 +16,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .kind = TCModuleParameter::FILE,
      .defaultValue = nullptr,
      .help = {"the recording to play", "die abzuspielende Aufzeichnung"},
+     .label = {"File", "Datei"},
      .fileFilter = "*.mcap"},
 };
 

@@ -11,11 +11,13 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .kind = TCModuleParameter::OUTPUT_FILE,
      .defaultValue = nullptr,
      .help = {"the recording to write, of all inputs", "die zu schreibende Aufzeichnung aller Eingänge"},
+     .label = {"File", "Datei"},
      .fileFilter = "*.mcap"},
     {.name = "overwrite",
      .kind = TCModuleParameter::SWITCH,
      .defaultValue = "no",
-     .help = {"replace an existing file", "eine vorhandene Datei ersetzen"}},
+     .help = {"replace an existing file", "eine vorhandene Datei ersetzen"},
+     .label = {"Overwrite", "Überschreiben"}},
     {.name = "sync",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "0",
@@ -24,7 +26,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "wie viel ein Stromausfall höchstens kosten darf; 0: was das System noch nicht auf die Platte "
               "geschrieben hat"},
      .minimum = 0.0,
-     .maximum = 3600.0},
+     .maximum = 3600.0,
+     .label = {"Sync interval", "Sicherungsabstand"}},
 };
 
 }  // namespace

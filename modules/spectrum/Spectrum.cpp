@@ -47,6 +47,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "eines Kaiser-Fensters: je größer, desto breiter die Hauptkeule und niedriger die Nebenkeulen"},
      .minimum = 0.0,
      .maximum = 100.0,
+     .label = {"Kaiser beta", "Kaiser-Beta"},
      .group = SEGMENTS,
      .enabledWhen = {"window", "kaiser"}},
     {.name = "overlap",

@@ -47,6 +47,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"of a Kaiser window", "eines Kaiser-Fensters"},
      .minimum = 0.0,
      .maximum = 100.0,
+     .label = {"Kaiser beta", "Kaiser-Beta"},
      .enabledWhen = {"window", "kaiser"}},
     {.name = "overlap",
      .kind = TCModuleParameter::NUMBER,

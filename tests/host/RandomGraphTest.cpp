@@ -180,6 +180,7 @@ TEST_F(RandomGraphs, ChangesCanBeMadeAgain) {
         SCOPED_TRACE(random.text);
         host::LiveChanges changes;
         std::atomic<bool> over{false};
+        std::atomic<int> added{0};
         std::thread other([&] {
             for (int i = 0; !over && i < 100000; ++i) {
                 const std::string name = "m" + std::to_string(1 + i % random.modules);
@@ -188,9 +189,11 @@ TEST_F(RandomGraphs, ChangesCanBeMadeAgain) {
                              : i % 3 == 1 ? "corner"
                                           : "scale",
                              std::to_string(1 + i % 900)});
+                ++added;
                 std::this_thread::yield();
             }
         });
+        while (added < 30) std::this_thread::yield();  // on a busy machine the run is over before
         const host::RunReport report = Run(random, 16, &changes);
         over = true;
         other.join();

@@ -75,8 +75,8 @@ test('a new user draws, runs, watches and saves a graph', async () => {
   await modules.getByRole('searchbox').fill('gener');
   await modules.getByRole('button', { name: /^Generator/ }).click();
   await node(page, 'generator').waitFor();
-  await setField(page, 'frequency', '50');
-  await setField(page, 'duration', '2');
+  await setField(page, 'Frequency', '50');
+  await setField(page, 'Duration', '2');
   for (const [query, name] of [['filter', 'filter'], ['stat', 'statistics']]) {
     await modules.getByRole('searchbox').fill(query);
     await modules.getByRole('button').first().click();
@@ -92,7 +92,7 @@ test('a new user draws, runs, watches and saves a graph', async () => {
   await page.keyboard.press('Enter');
   await page.getByLabel('Connect filter.Signal to').selectOption('statistics.Signal');
   await page.waitForFunction(() => document.querySelectorAll('.svelte-flow__edge').length === 2);
-  await setField(page, 'corner', '1 kHz');
+  await setField(page, 'Corner frequency', '1 kHz');
   await page.waitForFunction(() => document.querySelector('.cm-content')?.textContent.includes('corner=1 kHz'));
   await picture(page, '2-wired');
   assert.deepEqual(await barriers(page), []);
@@ -131,7 +131,7 @@ test('the corner moves while the graph runs', async () => {
   await page.getByRole('checkbox', { name: 'In real time' }).check();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
   await page.locator('article canvas').waitFor();
-  await setField(page, 'corner', '100 Hz');
+  await setField(page, 'Corner frequency', '100 Hz');
   await page.getByText(/^low\.corner is 100 Hz from block \d+ on\./).waitFor();
   await page.waitForTimeout(500);
   await picture(page, '7-live');
@@ -212,10 +212,10 @@ test('the text and the drawing are one document', async () => {
   await page.getByRole('button', { name: /Undo/ }).click();
   await page.waitForFunction(() => !document.querySelector('.cm-content')?.textContent.includes('Nothing'));
   await node(page, 'a').click();
-  await page.getByRole('textbox', { name: 'Name', exact: true }).fill('b');
+  await page.getByRole('textbox', { name: 'Instance name', exact: true }).fill('b');
   await page.keyboard.press('Enter');
   await page.getByText("there is an instance 'b' already").waitFor();
-  await page.getByRole('textbox', { name: 'Name', exact: true }).fill('tone');
+  await page.getByRole('textbox', { name: 'Instance name', exact: true }).fill('tone');
   await page.keyboard.press('Enter');
   await page.waitForFunction(() => document.querySelector('.cm-content')?.textContent.includes('tone.Signal=b.Signal'));
   assert.match(await page.locator('.cm-content').innerText(), /^# mine/);
@@ -245,7 +245,7 @@ for (const width of [360, 800])
     await picture(page, `${width}-drawing`);
     await node(page, 'tone').click();
     if (width === 360) await page.getByRole('tab', { name: 'Settings' }).click();
-    await page.getByLabel('frequency', { exact: true }).waitFor();
+    await page.getByLabel('Frequency', { exact: true }).waitFor();
     await picture(page, `${width}-settings`);
     assert.deepEqual(await barriers(page), []);
     await page.getByRole('button', { name: 'Show signal tone.Signal' }).click();
