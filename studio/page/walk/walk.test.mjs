@@ -22,6 +22,7 @@ before(async () => {
 after(async () => {
   await browser?.close();
   for (const studio of opened) await studio.stop();
+  fs.rmSync(folder, { recursive: true, force: true }); // made above, by its whole path
 });
 
 async function open(file, options) {
