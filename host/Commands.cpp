@@ -27,6 +27,7 @@
 #include "sigweave/recording/RecordingReader.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
+#include "sigweave/services/RunTime.h"
 
 namespace host {
 namespace {
@@ -371,6 +372,10 @@ int RerunRecording(const CommandOptions& options) {
     OpenGraph open(SourceOf(run));
     TellFindings(open, false);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
+    tc::RunTime start;
+    if (const double recordedStart = std::strtod(reader.GetFact("start").c_str(), nullptr);
+        recordedStart > 0.0)
+        start.Take(recordedStart);
     std::vector<Message> warnings;
     const RunReport report = RunWithSignals(open, false, nullptr, warnings);
     TellWarnings(warnings);

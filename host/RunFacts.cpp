@@ -9,7 +9,6 @@
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/platform/MachineFacts.h"
-#include "sigweave/services/SystemTime.h"
 
 namespace host {
 namespace {
@@ -35,7 +34,8 @@ const TCArray<TCRunFact>& RunFacts::Get() {
     AddModules();
     Add("program", "sigweave " SIGWEAVE_VERSION);
     Add("host", tc::MachineName());
-    Add("start", tc::ShortestText(TCSystemTime()));
+    start.Take();
+    Add("start", tc::ShortestText(start.Get()));
     tc::ClockError clock;
     if (tc::ReadClockError(clock)) {
         Add("clock.synchronised", clock.isSynchronised ? "yes" : "no");

@@ -6,6 +6,7 @@
 #include "host/GraphFile.h"
 #include "host/Runner.h"
 #include "sigweave/module/TCRunFacts.h"
+#include "sigweave/services/RunTime.h"
 
 namespace host {
 
@@ -28,6 +29,7 @@ class RunFacts final : public TCRunFacts {
     const GraphFile& file;
     std::vector<RunModule> modules;
     TCArray<TCRunFact> facts;
+    tc::RunTime start;  // that of the sources
 };
 
 }  // namespace host

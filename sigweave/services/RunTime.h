@@ -12,6 +12,9 @@ class TC_API RunTime {
  public:
     // Called in `Init`: takes the time that others hold, else the current one.
     void Take();
+    // Called by a host, before it starts a run that is to have the time of an earlier one: takes the time
+    // that others hold, else this one. [milliseconds since 1970-01-01 00:00 UTC]
+    void Take(double known);
     // Called in `Done`. The time ends with its last holder.
     void Release() { time.reset(); }
     // Milliseconds since 1970-01-01 00:00 UTC; 0 while it is not held.

@@ -264,6 +264,16 @@ TEST(RecordCommands, RunTheGraphOfARecordingAgain) {
                                                          "-?[0-9.e-]+ and -?[0-9.e-]+\n$"));
 }
 
+TEST(RecordCommands, RunSourcesThatWereNotRecordedAtTheTimeOfTheRecordedRun) {
+    std::ofstream("take.graph") << "[tone]\nmodule=Generator\n[smooth]\nmodule=Filter\ncorner=1000\n"
+                                   "[take]\nmodule=Recorder\nfile="
+                                << FreshFile("take.mcap")
+                                << "\n[lines]\ntone.Signal=smooth.Signal\nsmooth.Signal=take.Signal\n";
+    ASSERT_EQ(Host("run take.graph"), 0) << ReadText("told");
+    EXPECT_EQ(Host("rerun take.mcap"), 0);
+    EXPECT_EQ(ReadText("told"), "these sources were not recorded and ran anew: tone\nidentical\n");
+}
+
 TEST(RecordCommands, ShowAndCheckARecording) {
     std::ofstream("take.graph") << TakeGraph("[lines]\n");
     ASSERT_EQ(Host("run take.graph --set take.sync=1"), 0) << ReadText("told");
