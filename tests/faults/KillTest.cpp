@@ -107,7 +107,7 @@ TEST(Kill, LeavesEveryBlockOfAPackedRecording) {
     const auto begin = std::chrono::steady_clock::now();
     ASSERT_EQ(Shell(SIGWEAVE_HOST " run packed.graph"), 0) << ReadAll("err");
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    fs::rename("take.mcap", "whole.mcap");
+    fs::rename(ProgramFolder() / "take.mcap", ProgramFolder() / "whole.mcap");
     int partial = 0;
     for (int kills = FaultCount(8); kills > 0; --kills) {
         fs::remove(ProgramFolder() / "take.mcap");
