@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdio>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <string_view>
@@ -11,6 +12,7 @@
 #include "host/Guard.h"
 #include "host/Messages.h"
 #include "host/RunLog.h"
+#include "sigweave/platform/Event.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/platform/StandardStreams.h"
 #include "sigweave/services/Bilingual.h"
@@ -192,10 +194,13 @@ bool Ask(const std::string& question) {
            std::find(std::begin(YES), std::end(YES), answer) != std::end(YES);
 }
 
-bool ReadLine(const std::string& prompt, bool hidden, std::string& line) {
+bool ReadLine(const std::string& prompt, bool hidden, const Interruption& wish, std::string& line) {
     const tc::HiddenTyping typing(hidden);  // first, for who sees the prompt may type at once
     Write(ForTerminal(prompt));
-    const bool isRead = static_cast<bool>(std::getline(std::cin, line));
+    // A signal between a look at the wish and the read would leave the read waiting.
+    void* const awaited[] = {wish.Handle(), tc::StandardInputHandle()};
+    tc::WaitForAnyHandle(awaited, std::numeric_limits<double>::infinity());
+    const bool isRead = !wish.IsRaised() && std::getline(std::cin, line);
     if (isRead && line.ends_with('\r')) line.pop_back();
     if (hidden || !isRead) Write("\n");
     return isRead;

@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "host/Interruption.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/TCLogFile.h"
 
@@ -50,9 +51,9 @@ bool CanAsk();
 // False for every answer but yes, in English or German, and when nobody can answer.
 bool Ask(const std::string& question);
 
-// Asks for a line, without its end; what is typed for a hidden one does not appear. False when the input has
-// ended or a signal came.
-bool ReadLine(const std::string& prompt, bool hidden, std::string& line);
+// Asks for a line on a terminal, without its end; what is typed for a hidden one does not appear. False when
+// the input has ended or the wish for an end is raised, also if that was just before.
+bool ReadLine(const std::string& prompt, bool hidden, const Interruption& wish, std::string& line);
 
 // Draws the line anew, or with an empty text takes it away. Nothing happens when standard error is no
 // terminal.

@@ -24,7 +24,7 @@ Interruption interruption;
 
 Conversation Speak() {
     return {[](const std::string& prompt, bool hidden, std::string& line) {
-                return !interruption.IsRaised() && console::ReadLine(prompt, hidden, line);
+                return console::ReadLine(prompt, hidden, interruption, line);
             },
             [](const std::string& line) { console::Say(line); }};
 }

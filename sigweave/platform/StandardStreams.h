@@ -21,6 +21,9 @@ std::FILE* KeptStream(StandardStream stream);
 enum class StreamChange { None, Closed, Redirected };
 StreamChange WhatBecameOf(StandardStream stream);
 
+// For waits: signalled when standard input has something to read, or has ended. It is never closed.
+void* StandardInputHandle();
+
 // While it lives, what is typed does not appear on the terminal that standard input is; nothing where it is
 // none.
 class HiddenTyping {

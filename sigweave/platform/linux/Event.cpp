@@ -12,21 +12,13 @@
 #include <vector>
 
 #include "sigweave/platform/Clock.h"
+#include "sigweave/platform/linux/Handle.h"
 
 namespace tc {
 
 namespace {
 
 constexpr double LONGEST_WAIT = 1e12;  // ms, some thirty years: within every system's bounds
-
-// A handle is the descriptor plus one, so that none is null.
-void* ToHandle(int descriptor) {
-    return reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor) + 1);
-}
-
-int ToDescriptor(void* handle) {
-    return static_cast<int>(reinterpret_cast<std::intptr_t>(handle) - 1);
-}
 
 timespec ToTimespec(double milliseconds) {
     const double seconds = std::floor(milliseconds / 1000);

@@ -5,6 +5,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "sigweave/platform/linux/Handle.h"
+
 namespace tc {
 namespace {
 
@@ -55,6 +57,10 @@ StreamChange WhatBecameOf(StandardStream stream) {
     if (fstat(static_cast<int>(stream), &status) != 0) return StreamChange::Closed;
     const bool same = status.st_dev == kept.device && status.st_ino == kept.inode;
     return same ? StreamChange::None : StreamChange::Redirected;
+}
+
+void* StandardInputHandle() {
+    return ToHandle(STDIN_FILENO);
 }
 
 HiddenTyping::HiddenTyping(bool hides) {
