@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -115,6 +116,8 @@ struct Screen {
     int code = -1;
 };
 
+constexpr int PATIENCE = 60000;  // ms, with a program that says nothing
+
 // Runs the program in a pseudo terminal. Somebody types the next line whenever it has asked for one.
 Screen Converse(std::vector<std::string> arguments, const std::vector<std::string>& lines) {
     std::vector<char*> words;
@@ -129,13 +132,16 @@ Screen Converse(std::vector<std::string> arguments, const std::vector<std::strin
     Screen screen;
     char part[4096];
     std::size_t typed = 0;
-    for (ssize_t count = 0; (count = read(terminal, part, sizeof part)) > 0;) {
+    pollfd shown{terminal, POLLIN, 0};
+    while (poll(&shown, 1, PATIENCE) > 0) {
+        const ssize_t count = read(terminal, part, sizeof part);
+        if (count <= 0) break;
         screen.text.append(part, static_cast<std::size_t>(count));
         if (!screen.text.ends_with("> ") || typed == lines.size()) continue;
         const std::string& line = lines[typed++];
         if (write(terminal, line.data(), line.size()) < 0) break;
     }
-    close(terminal);
+    close(terminal);  // which ends a program that still reads from it
     int status = 0;
     waitpid(child, &status, 0);
     screen.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
