@@ -108,6 +108,14 @@ TEST_F(Dialog, ExchangesEveryKindBothWays) {
     for (const Row& row : ROWS) EXPECT_EQ(TCDialog(description).GetText(row.key), row.right);
 }
 
+// What a font is written as says all of its style.
+TEST(PropertyText, LeavesOutTheStyleThatAFontHad) {
+    TCLogFont font;
+    ASSERT_TRUE(tc::ReadPropertyFont("Tahoma 10 bold italic underline", font));
+    ASSERT_TRUE(tc::ReadPropertyFont("Tahoma 10", font));
+    EXPECT_EQ(tc::WritePropertyFont(font), "Tahoma 10");
+}
+
 TEST(PropertyText, RefusesTimesThatAreNone) {
     double time = 7;
     for (const char* wrong : {"", "2026-13-01", "2026-03-01 24:00", "2026-03-01 12", "2026-03-01 12:00:60",
@@ -116,6 +124,8 @@ TEST(PropertyText, RefusesTimesThatAreNone) {
     EXPECT_EQ(time, 7);
     EXPECT_TRUE(tc::ReadPropertyTime("1969-12-31T23:59:59.999Z", time));
     EXPECT_EQ(time, -1);
+    EXPECT_TRUE(tc::ReadPropertyTime("1970-01-02", time));
+    EXPECT_EQ(time, 86400000);
     EXPECT_EQ(tc::WritePropertyTime(-1), "1969-12-31 23:59:59.999");
     EXPECT_EQ(tc::WritePropertyTime(1e300), "");
 }

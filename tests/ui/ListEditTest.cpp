@@ -37,7 +37,9 @@ TEST_F(ListEdit, AddsMovesEditsAndRemoves) {
     EXPECT_THAT(list.GetRows(), ElementsAre(ElementsAre("high", "2000"), ElementsAre("middle", "100")));
     EXPECT_FALSE(list.Remove(2) || list.Move(0, 2) || list.Move(-1, 0));
     EXPECT_EQ(list.GetCell(1, 0), "middle");
-    EXPECT_EQ(list.GetCell(1, 2), "");
+    for (const auto& [row, column] : {std::pair(1, 2), {1, -1}, {2, 0}, {-1, 0}})
+        EXPECT_EQ(list.GetCell(row, column), "");
+    EXPECT_EQ(list.FindColumn("Corner"), -1);
 }
 
 TEST_F(ListEdit, RefusesWithoutAChange) {

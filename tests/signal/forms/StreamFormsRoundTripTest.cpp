@@ -387,4 +387,24 @@ TEST(StreamForms, WhatIsNoNumber) {
     }
 }
 
+// What no reader would take is not written either.
+TEST(StreamForms, BlocksInBlocksHaveAnEnd) {
+    for (const int levels : {32, 33, 255, 256}) {
+        Block block;
+        Block* inner = &block;
+        const int one = 1;
+        void* elements = nullptr;
+        for (int i = 1; i < levels; ++i) {
+            ASSERT_TRUE(inner->AddEmptySegment("", TCIOStream::BLOCK, 1, &one, elements));
+            inner = *static_cast<Block**>(elements);
+        }
+        StreamLines lines;
+        TCXML xml;
+        ASSERT_EQ(lines.writer.WriteCopy(&block), 1);
+        EXPECT_EQ(lines.Input().StreamToXML(xml, true, 0), levels <= 255);
+        EXPECT_EQ(lines.Input().SerializeBlock(nullptr) > 0, levels <= 32);
+        EXPECT_EQ(lines.Input().SerializeForOldStream(0).IsEmpty(), levels > 32);
+    }
+}
+
 }  // namespace
