@@ -91,6 +91,14 @@ TEST(ModuleSignals, SignalsThatDoNotFitAreNamed) {
         EXPECT_TRUE(*text == '\0' || error == CString("the input \"Signal 2\" has the samplerate ") + text +
                                                   "; allowed are numbers above 0");
     }
+    TCForetoldSignal foretold[3];  // of the second nothing is known
+    foretold[0].samplerate = foretold[2].samplerate = 0.0;
+    TCStartCheck rates;
+    rates.inputs = foretold;
+    tc::CheckRates(Lines(3).reader, rates);
+    EXPECT_STREQ(rates.mistakes,
+                 "Signal 1: the input \"Signal 1\" has the samplerate 0; allowed are numbers above 0\n"
+                 "Signal 3: the input \"Signal 3\" has the samplerate 0; allowed are numbers above 0");
     error.clear();
     now = before;
     EXPECT_TRUE(tc::CheckGoesOn(lines.reader, 1, before, now, error));
