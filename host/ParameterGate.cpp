@@ -179,8 +179,9 @@ int ParameterGate::Execute() {
         return 0;
     }
     if (!FindNext(time) || !TakeDriversUpTo(time)) return 0;
+    const int code = HandOn(time);  // first, so that the module sees for which block the values are
     Apply();
-    return HandOn(time);
+    return code;
 }
 
 int ParameterGate::HandOn(double time) {

@@ -14,6 +14,7 @@
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/FileMessages.h"
+#include "sigweave/services/NearNames.h"
 #include "sigweave/services/PathTokens.h"
 
 namespace host {
@@ -28,6 +29,14 @@ constexpr int SETTINGS_ITEM = 2;
 
 constexpr std::string_view ENDING = ".xml";
 constexpr std::size_t LONGEST_NAME = 100;
+
+constexpr Bilingual NO_PRESETS(
+    "there are no presets yet; 'sigweave preset save MODULE NAME PARAMETER=VALUE' keeps one",
+    "es gibt noch keine Vorlagen; 'sigweave preset save MODUL NAME PARAMETER=WERT' legt eine an");
+constexpr Bilingual NO_PRESETS_OF(
+    "there are no presets of the module '%1' yet; 'sigweave preset save %1 NAME PARAMETER=VALUE' keeps one",
+    "es gibt noch keine Vorlagen des Moduls '%1'; 'sigweave preset save %1 NAME PARAMETER=WERT' legt eine "
+    "an");
 
 // A name becomes that of a file.
 bool IsName(const std::string& name) {
@@ -82,6 +91,33 @@ bool LoadInto(TCBaseModuleEx& module, const std::string& id, const fs::path& pat
     if (fits && tc::SerializeSettings(archive, module, why)) return true;
     error = path.string() + ": " + std::string(why);
     return false;
+}
+
+// MODULE NAME, in order, of one module or, for an empty one, of all.
+std::vector<std::pair<std::string, std::string>> FindPresets(const fs::path& folder,
+                                                             const std::string& wanted) {
+    std::vector<std::pair<std::string, std::string>> found;
+    std::error_code failed;
+    fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied, failed);
+    for (; entry != fs::end(entry) && !failed; entry.increment(failed)) {
+        const std::string module = entry->path().parent_path().filename();
+        if (entry->path().extension() == ENDING && (wanted.empty() || module == wanted))
+            found.emplace_back(module, entry->path().stem().string());
+    }
+    std::ranges::sort(found);
+    return found;
+}
+
+// Empty when there is one of that name.
+std::string WhyNoPreset(const fs::path& folder, const std::string& module, const std::string& name) {
+    const auto all = FindPresets(folder, module);
+    if (all.empty()) return NO_PRESETS_OF.With({module});
+    CStringArray names;
+    for (const auto& [of, known] : all) names.push_back(known);
+    if (std::ranges::count(names, name) > 0) return "";
+    return Bilingual("there is no preset '%1' of the module '%2'; %3",
+                     "es gibt keine Vorlage '%1' des Moduls '%2'; %3")
+        .With({name, module, tc::SuggestNames(name, names)});
 }
 
 int PrintSettings(const TCBaseModuleEx& module) {
@@ -178,31 +214,12 @@ bool SetAll(TCBaseModuleEx& module, const std::vector<std::string>& settings) {
 }
 
 int ListPresets(const fs::path& folder, const std::string& wanted) {
-    std::vector<std::string> rows;
-    std::error_code failed;
-    for (const auto& entry : fs::recursive_directory_iterator(folder, failed)) {
-        const std::string module = entry.path().parent_path().filename();
-        if (entry.path().extension() != ENDING || (!wanted.empty() && module != wanted)) continue;
-        rows.push_back(module + " " + entry.path().stem().string() + "\n");
-    }
-    if (rows.empty()) {
-        const Bilingual none =
-            wanted.empty() ? Bilingual(
-                                 "there are no presets yet; 'sigweave preset save MODULE NAME "
-                                 "PARAMETER=VALUE' keeps one",
-                                 "es gibt noch keine Vorlagen; 'sigweave preset save MODUL NAME "
-                                 "PARAMETER=WERT' legt eine an")
-                           : Bilingual(
-                                 "there are no presets of the module '%1' yet; 'sigweave preset save %1 "
-                                 "NAME PARAMETER=VALUE' keeps one",
-                                 "es gibt noch keine Vorlagen des Moduls '%1'; 'sigweave preset save "
-                                 "%1 NAME PARAMETER=WERT' legt eine an");
-        console::Say(none.With({wanted}));
+    std::string text;
+    for (const auto& [module, name] : FindPresets(folder, wanted)) text += module + " " + name + "\n";
+    if (text.empty()) {
+        console::Say(wanted.empty() ? NO_PRESETS.Text() : NO_PRESETS_OF.With({wanted}));
         return EXIT_COMPLETE;
     }
-    std::ranges::sort(rows);
-    std::string text;
-    for (const std::string& row : rows) text += row;
     return console::Print(text) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }
 
@@ -236,6 +253,8 @@ int RunPresetCommand(const ModuleCatalogue& catalogue, const PresetOptions& opti
                                          : Bilingual("the module '%1' takes no settings",
                                                      "das Modul '%1' nimmt keine Einstellungen an")
                                                .With({entry->id}));
+    if (options.action == Action::Load) error = WhyNoPreset(folder, options.module, options.name);
+    if (!error.empty()) return Refuse(error);
     const fs::path path = folder / options.module / (options.name + std::string(ENDING));
     if (options.action == Action::Save && !SetAll(*module, options.settings)) return EXIT_WRONG_INPUT;
     const bool done = options.action == Action::Save ? Store(*module, entry->id, path, error)

@@ -190,7 +190,11 @@ void TerminalForm::Choose(const std::string& rest) {
     const CString key = item->key;
     CString text = shown.GetText(key);
     TCPropertyDialog description;
-    if (TCPropertyChooser(description, *item, text, folder) == 0) return speak.say(NO_CHOICE.With({key}));
+    if (TCPropertyChooser(description, *item, text, folder) == 0) {
+        const bool hasWords =
+            !item->choices.empty() || !item->suggestions.empty() || item->kind == Info::BOOL;
+        return hasWords ? Edit(*item) : speak.say(NO_CHOICE.With({key}));
+    }
     TCDialog chooser(description);
     TerminalForm form(chooser, speak, folder);
     if (form.Run() == TCDialog::OK) Set(key, text);

@@ -97,9 +97,11 @@ std::string Filter::WhyBadCorners(double rate, const std::string& signal) const 
 void Filter::CheckStart(TCStartCheck& check) {
     WarnWithoutEffect(check);
     tc::CheckRates(*portHelper, check);
+    foretoldRates.assign(check.inputs.size(), 0.0);
     for (unsigned input = 0; input < check.inputs.size(); ++input) {
         const double rate = check.inputs[input].samplerate.value_or(0.0);
         if (!(rate > 0.0)) continue;
+        foretoldRates[input] = rate;
         const std::string reason = WhyBadCorners(rate, tc::SignalName(*portHelper, input, check));
         if (!reason.empty()) check.Refuse(reason);
     }
@@ -169,21 +171,43 @@ std::vector<tc::Section> Filter::Sections(double rate) const {
                                  upper * perSample);
 }
 
+// Whether the block that waits at the input belongs to another signal than the one before.
+bool Filter::BeginsNext(unsigned input) const {
+    const TCBLOCKSTATUS state = portHelper->PeekStatus(input, false, nullptr);
+    return state != INVALID && (!channels[input].open || tc::BeginsSignal(state));
+}
+
+// As for WhyBadCorners, of the signal that comes next at the input; nothing where its rate is not known.
+std::string Filter::WhyBadCornersOfNext(unsigned input) const {
+    const Channel& channel = channels[input];
+    if (BeginsNext(input)) {
+        TCTypeInfo next;
+        portHelper->PeekTypeInfo(input, &next);
+        return next.GetSamplerate() > 0.0
+                   ? WhyBadCorners(next.GetSamplerate(), tc::SignalName(*portHelper, input, next))
+                   : std::string();
+    }
+    if (channel.open)
+        return WhyBadCorners(channel.rate, tc::SignalName(*portHelper, input, channel.metadata));
+    const double foretold = input < foretoldRates.size() ? foretoldRates[input] : 0.0;
+    return foretold > 0.0 ? WhyBadCorners(foretold, std::string(portHelper->GetPortName(INPUT, input)))
+                          : std::string();
+}
+
 bool Filter::OnLiveChanged(TCString& error) {
     std::string reason = WhyBadCorners(0.0, "");
     for (unsigned input = 0; input < channels.size() && reason.empty(); ++input)
-        if (channels[input].open)
-            reason = WhyBadCorners(channels[input].rate,
-                                   tc::SignalName(*portHelper, input, channels[input].metadata));
+        reason = WhyBadCornersOfNext(input);
     error = reason.c_str();
-    for (Channel& channel : channels) {
-        if (!reason.empty()) break;
-        if (channel.open)
+    if (!reason.empty()) return false;
+    for (unsigned input = 0; input < channels.size(); ++input) {
+        Channel& channel = channels[input];
+        if (channel.open && !BeginsNext(input))
             channel.cascade.Redesign(Sections(channel.rate));
         else
             channel.rate = std::numeric_limits<double>::quiet_NaN();  // designed when its signal begins
     }
-    return reason.empty();
+    return true;
 }
 
 int Filter::Pass(unsigned input) {

@@ -18,7 +18,8 @@
 //
 // The filter is designed when a signal begins, for its samplerate: a corner that this rate cannot have fails
 // the run, and so does a samplerate or unit that changes within a signal. A corner that changes in a run
-// changes the filter and keeps its states; one that a signal cannot have is refused. A value that is not
+// changes the filter and keeps its states; one that a signal cannot have is refused, also when the signal
+// is still to come and its rate is foretold or waits at the input. A value that is not
 // finite spoils everything after it in its signal, with a warning.
 class Filter final : public TCBaseModuleEx {
  public:
@@ -51,6 +52,8 @@ class Filter final : public TCBaseModuleEx {
 
     bool HasUpperCorner() const;
     std::string WhyBadCorners(double rate, const std::string& signal) const;
+    bool BeginsNext(unsigned input) const;
+    std::string WhyBadCornersOfNext(unsigned input) const;
     int Prepare(unsigned input);
     int Design(unsigned input);
     std::vector<tc::Section> Sections(double rate) const;
@@ -58,5 +61,6 @@ class Filter final : public TCBaseModuleEx {
     void Watch(unsigned input);
 
     std::vector<Channel> channels;
+    std::vector<double> foretoldRates;  // by input; 0: not known
     std::vector<double> buffer;
 };

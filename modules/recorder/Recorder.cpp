@@ -28,6 +28,12 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .minimum = 0.0,
      .maximum = 3600.0,
      .label = {"Sync interval", "Sicherungsabstand"}},
+    {.name = "on",
+     .kind = TCModuleParameter::SWITCH,
+     .defaultValue = "yes",
+     .help = {"while it is off, blocks are left out", "solange es aus ist, entfallen die Blöcke"},
+     .label = {"On", "Ein"},
+     .live = true},
 };
 
 }  // namespace
@@ -81,6 +87,7 @@ void Recorder::OfferRunFacts(TCRunFacts& offered, const char* instance) {
 int Recorder::Init() {
     TCStartCheck check;
     begun = false;
+    for (const Track& track : tracks) track.switched->Reset();
     CheckStart(check);
     if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
     if (!writer.Prepare(ParamText("file").c_str(), ParamBool("overwrite")))
@@ -107,8 +114,10 @@ bool Recorder::Begin() {
 
 int Recorder::Execute() {
     for (int signal = 0; signal < static_cast<int>(tracks.size()); ++signal) {
-        TCIOStream& stream = *tracks[static_cast<std::size_t>(signal)].stream;
-        if (stream.GetBlockCnt(nullptr) > 0 && !writer.Append(signal, stream))
+        const Track& track = tracks[static_cast<std::size_t>(signal)];
+        if (track.stream->GetBlockCnt(nullptr) == 0) continue;
+        TCIOStream* const from = track.switched->Take(*track.stream, on != 0);
+        if (from != nullptr && !writer.Append(signal, *from))
             return Fail(tc::MODULE_FAILED, writer.GetError());
     }
     return 0;

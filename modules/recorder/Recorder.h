@@ -1,14 +1,17 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "modules/common/SwitchedInput.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/recording/RecordingWriter.h"
 #include "sigweave/services/Bilingual.h"
 
 // Writes every block that arrives at its inputs to one recording, which Player plays again bit for bit.
-// Inputs are of any type but addresses. What was written survives the end of the program, however it comes;
+// While the recorder is off, which may change in a run, blocks are left out (see tc::SwitchedInput). Inputs
+// are of any type but addresses. What was written survives the end of the program, however it comes;
 // memory is that for one block. An old file stays when the run does not begin, as when another module fails
 // to start.
 class Recorder final : public TCBaseModuleEx {
@@ -39,6 +42,7 @@ class Recorder final : public TCBaseModuleEx {
     struct Track {
         TCIOStream* stream;  // the helper owns it
         unsigned input;
+        std::unique_ptr<tc::SwitchedInput> switched = std::make_unique<tc::SwitchedInput>();
     };
 
     bool Begin();
@@ -47,4 +51,5 @@ class Recorder final : public TCBaseModuleEx {
     tc::RecordingFacts facts;
     tc::RecordingWriter writer;
     bool begun = false;
+    const int& on = LiveInt("on");
 };

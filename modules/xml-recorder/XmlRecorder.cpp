@@ -30,13 +30,10 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .live = true},
 };
 
-constexpr int DIGITS = 9;  // of text forms, which a recording does not have
-
 }  // namespace
 
 XmlRecorder::XmlRecorder(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     UseAnyNumberOfInputs("", "");
-    remade.AddOutputStream(remadeQueue.SetInputStream(DIGITS));
 }
 
 TCIOStream* XmlRecorder::SetInputStream(int port, int unused, int precision) {
@@ -125,41 +122,12 @@ bool XmlRecorder::BeginTracks(std::string& error) {
 int XmlRecorder::Execute() {
     for (const auto& track : tracks) {
         if (track->stream->GetBlockCnt(nullptr) == 0) continue;
-        if (!(on != 0 ? Record(*track) : LeaveOut(*track)))
-            return Fail(tc::MODULE_FAILED, track->writer.GetError());
+        TCIOStream* const from = track->switched.Take(*track->stream, on != 0);
+        if (from == nullptr) continue;
+        ++track->blocks;
+        if (!track->writer.Append(*from)) return Fail(tc::MODULE_FAILED, track->writer.GetError());
     }
     return 0;
-}
-
-bool XmlRecorder::Record(Track& track) {
-    const TCTypeInfo* const next = track.stream->PeekTI();
-    const TCBLOCKSTATUS state = next != nullptr ? next->GetState() : INVALID;
-    const bool begins = next == nullptr || tc::BeginsSignal(state) || !track.gap;
-    if (next != nullptr) track.metadata = *next;
-    track.open = next != nullptr && !tc::EndsSignal(state);
-    track.gap = false;
-    if (begins) return Append(track, *track.stream);
-    remade.MoveBlocks(*track.stream, tc::BlockState(true, tc::EndsSignal(state)));
-    return Append(track, remadeQueue);
-}
-
-bool XmlRecorder::LeaveOut(Track& track) {
-    const TCTypeInfo* const next = track.stream->PeekTI();
-    const double end = next != nullptr ? next->GetTimestamp() : 0.0;
-    track.stream->RemoveContents(false);
-    track.gap = true;
-    if (!std::exchange(track.open, false)) return true;
-    track.metadata.SetTimestamp(end);
-    track.metadata.SetState(STOP);
-    remade.StartWriteSegments();
-    remade.SetTI(&track.metadata, false);
-    remade.EndWriteSegments();
-    return Append(track, remadeQueue);
-}
-
-bool XmlRecorder::Append(Track& track, TCIOStream& from) {
-    ++track.blocks;
-    return track.writer.Append(from);
 }
 
 int XmlRecorder::Done() {

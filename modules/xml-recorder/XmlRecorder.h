@@ -5,14 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "modules/common/SwitchedInput.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/forms/StreamRecord.h"
 
 // Writes every block that arrives to an XML document, one for each input, which XmlPlayer plays again bit for
-// bit. While the recorder is off, which may change in a run, blocks are left out: a signal that was being
-// recorded then ends with a block without values, and what is recorded later begins one. Inputs are of any
-// type but addresses. The file is a whole document after every block, however the run
+// bit. While the recorder is off, which may change in a run, blocks are left out (see tc::SwitchedInput).
+// Inputs are of any type but addresses. The file is a whole document after every block, however the run
 // ends; memory is that for one block. Old files stay when the run does not begin, as when another module
 // fails to start.
 class XmlRecorder final : public TCBaseModuleEx {
@@ -43,22 +43,15 @@ class XmlRecorder final : public TCBaseModuleEx {
         TCIOStream* stream = nullptr;
         tc::StreamRecordWriter writer;
         std::int64_t blocks = 0;
-        TCTypeInfo metadata;  // of the last block
-        bool open = false;    // its signal goes on
-        bool gap = false;     // blocks have been left out since
+        tc::SwitchedInput switched;
     };
 
     std::string FileOf(int input) const;
     std::string WhyRefused(unsigned input) const;
     bool BeginTracks(std::string& error);
-    bool Record(Track& track);
-    bool LeaveOut(Track& track);
-    bool Append(Track& track, TCIOStream& from);
 
     std::vector<TCIOStream*> streams;  // of the inputs that are connected; the helper owns them
     std::vector<std::unique_ptr<Track>> tracks;
     bool begun = false;
     const int& on = LiveInt("on");
-    TCIOStream remade;  // blocks with another state than they came with
-    TCIOStream remadeQueue;
 };

@@ -1,5 +1,6 @@
 #include "sigweave/module/TCExtPar.h"
 
+#include <algorithm>
 #include <array>
 
 #include "sigweave/foundation/NumberFormat.h"
@@ -64,11 +65,13 @@ void TCExtPar::Apply(std::span<TCExtPar> parameters) {
     std::array<TCBaseModuleEx::LiveValue, MOST> values;
     std::size_t count = 0;
     TCString error;
-    for (const TCExtPar& each : parameters)
-        if (each.hasPending && count < MOST) values[count++] = {each.parameter, each.pending};
+    for (const TCExtPar& each : parameters) {
+        if (each.hasPending && count < MOST) values[count] = {each.parameter, each.pending};
+        count += each.hasPending ? 1 : 0;
+    }
     if (count == 0) return;
-    const std::span<const TCBaseModuleEx::LiveValue> all(values.data(), count);
-    const bool together = parameters.front().module->SetLive(all, error);
+    const std::span<const TCBaseModuleEx::LiveValue> all(values.data(), std::min(count, MOST));
+    const bool together = count <= MOST && parameters.front().module->SetLive(all, error);
     for (TCExtPar& each : parameters) {
         const TCBaseModuleEx::LiveValue value{each.parameter, each.pending};
         if (each.hasPending && !together && !each.module->SetLive(std::span(&value, 1), error))

@@ -4,8 +4,9 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <unordered_set>
+#include <limits>
 
+#include "sigweave/persistence/ArchiveNumbers.h"
 #include "sigweave/persistence/ArchiveXml.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -85,11 +86,11 @@ class ItemReader {
 
     // After those that `items` has already; `numbers` are theirs.
     bool ReadItems(std::size_t begin, std::size_t end, int level, std::vector<ArchiveItem>& items,
-                   std::unordered_set<int>& numbers) {
+                   ArchiveNumbers& numbers) {
         for (std::size_t at = begin, next = begin; at < end; at = next) {
             ArchiveItem& item = items.emplace_back();
             if (!ReadItem(next, end, level, item)) return false;
-            if (!numbers.insert(item.number).second)
+            if (!numbers.Add(item.number))
                 return Fail(at, {"item %1 is there twice", "Element %1 gibt es zweimal"},
                             std::to_string(item.number));
         }
@@ -138,7 +139,7 @@ class ItemReader {
         if (level == MOST_ARCHIVE_LEVELS)
             return Fail(begin,
                         {"subsections are nested too deep", "Unterabschnitte sind zu tief verschachtelt"});
-        std::unordered_set<int> numbers;
+        ArchiveNumbers numbers;
         return ReadItems(value, value + length, level + 1, item.items, numbers);
     }
 
@@ -175,7 +176,9 @@ std::string WriteBinaryArchive(const ArchiveTree& archive) {
         const std::size_t head = out.size();
         out.append(RECORD_HEAD, '\0');
         WriteItem(out, item);
-        PutAt(out, head, static_cast<std::uint32_t>(out.size() - head - RECORD_HEAD));
+        const std::size_t length = out.size() - head - RECORD_HEAD;
+        if (length > std::numeric_limits<std::uint32_t>::max()) return {};
+        PutAt(out, head, static_cast<std::uint32_t>(length));
         const std::string_view all = out;
         PutAt(out, head + 4, Checksum(all.substr(head, 4)));
         PutAt(out, head + 8, Checksum(all.substr(head + RECORD_HEAD)));
@@ -187,7 +190,7 @@ bool ReadBinaryArchive(std::string_view bytes, ArchiveTree& archive, CString& er
     if (!ReadHeader(bytes, error)) return false;
     ItemReader reader(bytes, error);
     std::vector<ArchiveItem> items;
-    std::unordered_set<int> numbers;
+    ArchiveNumbers numbers;
     std::size_t at = HEADER;
     for (std::uint32_t rest = Get<std::uint32_t>(bytes, 12); rest > 0; --rest) {
         if (bytes.size() - at < RECORD_HEAD)

@@ -5,8 +5,10 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
-#include <unordered_set>
+#include <cstddef>
+#include <cstring>
 
+#include "sigweave/persistence/ArchiveNumbers.h"
 #include "sigweave/persistence/TCXML.h"
 #include "sigweave/persistence/XmlBuilder.h"
 #include "sigweave/persistence/XmlBytes.h"
@@ -26,10 +28,6 @@ constexpr int NO_LAYOUT = -1;
 // In the order of the types, from 1 on.
 constexpr const char* ELEMENTS[] = {"subsection", "integer", "double",
                                     "string",     "binary",  "stringUnquotedXML"};
-
-const char* ElementOf(Type type) {
-    return ELEMENTS[static_cast<int>(type) - 1];
-}
 
 template <class Number>
 std::string NumberText(Number number, int base = 10) {
@@ -85,9 +83,15 @@ std::string InnerXml(const xmlNode* element) {
     return writer.Text();
 }
 
+// Builds the nodes with as few allocations as the engine's own parser does, for they are most of the time:
+// names are the dictionary's, and a short text lies in its node.
 class Writer {
  public:
-    explicit Writer(xmlDoc* newTree) : tree(newTree) {}
+    explicit Writer(xmlDoc* newTree) : tree(newTree) {
+        if (tree->dict == nullptr) tree->dict = xmlDictCreate();
+        complete = tree->dict != nullptr;
+        for (std::size_t i = 0; complete && i < std::size(ELEMENTS); ++i) elements[i] = Name(ELEMENTS[i]);
+    }
 
     void WriteItems(xmlNode* parent, const std::vector<ArchiveItem>& items) {
         for (const ArchiveItem& item : items) WriteItem(parent, item);
@@ -96,9 +100,10 @@ class Writer {
 
  private:
     void WriteItem(xmlNode* parent, const ArchiveItem& item) {
-        xmlNode* const element =
-            xmlAddChild(parent, xmlNewDocNode(tree, nullptr, XmlChars(ElementOf(item.type)), nullptr));
-        complete = complete && element != nullptr;
+        if (!complete) return;
+        xmlChar* const name = elements[static_cast<std::size_t>(item.type) - 1];
+        xmlNode* const element = xmlAddChild(parent, xmlNewDocNodeEatName(tree, nullptr, name, nullptr));
+        complete = element != nullptr;
         if (!complete) return;
         Attribute(element, "number", NumberText(item.number));
         if (!item.label.empty()) Attribute(element, "label", item.label);
@@ -146,22 +151,45 @@ class Writer {
             complete = complete && xmlAddChild(element, xmlDocCopyNode(node, tree, 1)) != nullptr;
     }
 
-    void Attribute(xmlNode* element, const char* name, const std::string& value) {
-        std::string buffer;
-        const std::string stored(ToXmlText(value, buffer));
-        complete = complete && xmlNewProp(element, XmlChars(name), XmlChars(stored.c_str())) != nullptr;
+    void Attribute(xmlNode* element, const char* name, std::string_view value) {
+        xmlAttr* const attribute = xmlNewNsPropEatName(element, nullptr, Name(name), nullptr);
+        complete = complete && attribute != nullptr;
+        if (complete) Text(attribute, value);
     }
 
-    void Text(xmlNode* element, std::string_view text) {
+    template <class Holder>
+    void Text(Holder* holder, std::string_view text) {
         std::string buffer;
         const std::string_view stored = ToXmlText(text, buffer);
         complete = complete && stored.size() <= INT_MAX;
-        if (!complete || stored.empty()) return;
-        xmlNode* const node =
-            xmlNewDocTextLen(tree, XmlChars(stored.data()), static_cast<int>(stored.size()));
-        complete = node != nullptr && xmlAddChild(element, node) != nullptr;
+        if (!complete || (stored.empty() && holder->type == XML_ELEMENT_NODE)) return;
+        xmlNode* const node = NewText(stored);
+        complete = node != nullptr;
+        if (!complete) return;
+        node->parent = reinterpret_cast<xmlNode*>(holder);
+        holder->children = holder->last = node;
     }
 
+    // The engine knows a content that lies where a text has no attributes.
+    xmlNode* NewText(std::string_view text) {
+        constexpr std::size_t ROOM = sizeof(xmlNode::properties) + sizeof(xmlNode::nsDef);
+        static_assert(offsetof(xmlNode, nsDef) ==
+                      offsetof(xmlNode, properties) + sizeof(xmlNode::properties));
+        if (text.size() >= ROOM)
+            return xmlNewDocTextLen(tree, XmlChars(text.data()), static_cast<int>(text.size()));
+        xmlNode* const node = xmlNewDocText(tree, nullptr);
+        if (node == nullptr) return nullptr;
+        node->content = reinterpret_cast<xmlChar*>(&node->properties);
+        std::memcpy(node->content, text.data(), text.size());
+        node->content[text.size()] = 0;
+        return node;
+    }
+
+    xmlChar* Name(const char* name) {
+        return const_cast<xmlChar*>(xmlDictLookup(tree->dict, XmlChars(name), -1));
+    }
+
+    xmlChar* elements[std::size(ELEMENTS)] = {};  // the dictionary's
     xmlDoc* tree;
     bool complete = true;
 };
@@ -169,12 +197,12 @@ class Writer {
 class Reader {
  public:
     bool ReadItems(const xmlNode* parent, int level, std::vector<ArchiveItem>& items) {
-        std::unordered_set<int> numbers;
+        ArchiveNumbers numbers;
         for (const xmlNode* node = parent->children; node != nullptr; node = node->next) {
             if (node->type == XML_COMMENT_NODE || node->type == XML_PI_NODE) continue;
             ArchiveItem& item = items.emplace_back();
             if (!ReadItem(node, level, item)) return false;
-            if (!numbers.insert(item.number).second)
+            if (!numbers.Add(item.number))
                 return Fail(node, {"item %1 is there twice", "Element %1 gibt es zweimal"},
                             NumberText(item.number));
         }

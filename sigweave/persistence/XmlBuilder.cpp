@@ -198,6 +198,7 @@ bool XmlBuilder::Feed(std::string_view piece) {
 void XmlBuilder::Parse(std::string_view piece, bool last) {
     const XmlErrorReceiver receiver(Events::Error, context);
     xmlParseChunk(context, piece.data(), static_cast<int>(piece.size()), last ? 1 : 0);
+    if (!failed && !undecoded.empty()) Fail(XML_ERR_INVALID_ENCODING, std::exchange(undecoded, {}));
     // The engine gives up without a record when it cannot decode the text.
     if (!failed && !last && context->instate == XML_PARSER_EOF)
         Fail(XML_ERR_INVALID_ENCODING, "The text is not in its encoding");
@@ -264,7 +265,13 @@ void XmlBuilder::Note(const xmlError& record) {
     // A namespace whose name is no address is still a namespace.
     if (record.level < XML_ERR_ERROR || record.code == XML_WAR_NS_URI || failed) return;
     std::string reason(record.message != nullptr ? record.message : "");
-    Fail(record.code, reason.substr(0, reason.find('\n')));
+    reason.resize(std::min(reason.size(), reason.find('\n')));
+    // Reported while the engine moves its input, of which nothing can be read before that call has ended.
+    if (record.domain == XML_FROM_I18N || record.domain == XML_FROM_IO) {
+        if (undecoded.empty()) undecoded = std::move(reason);
+        return;
+    }
+    Fail(record.code, std::move(reason));
     error.line = record.line;
     error.column = record.int2;
 }

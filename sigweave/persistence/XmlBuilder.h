@@ -60,6 +60,7 @@ class XmlBuilder {
     bool keepWholeBlanks;
     bool keepsSomeBlanks = false;
     bool failed = false;
+    std::string undecoded;  // why a text could not be decoded, until the engine has its input in order
     int level = 0;
     std::string filePiece;
     std::string text;

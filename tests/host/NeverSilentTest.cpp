@@ -309,7 +309,8 @@ TEST_F(NeverSilent, PresetsKeepSettingsAsTheyWereTyped) {
         {"save Filter ../low corner=1", 2, "'../low' is no name for a preset"},
         {"save Filtr low", 2, "did you mean 'Filter'?"},
         {"lod Filter high", 2, "there is no command 'lod'; did you mean 'load'?"},
-        {"load Filter high", 1, "/high.xml"}};
+        {"load Filter low", 2, "there is no preset 'low' of the module 'Filter'; did you mean 'low 2'?"},
+        {"load Math high", 2, "there are no presets of the module 'Math' yet"}};
     for (const auto& [arguments, code, error] : rows) {
         const Answer answer = Run(std::string("preset ") + arguments, MODULES);
         EXPECT_EQ(answer.code, code) << arguments;

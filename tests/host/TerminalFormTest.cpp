@@ -73,11 +73,12 @@ TEST_F(TerminalForm, ShowsPagesAndTakesChangesBack) {
     EXPECT_THAT(said[10], HasSubstr("page 2 of 2"));
     EXPECT_EQ(count, 7);
     EXPECT_EQ(key, "s e");
-    EXPECT_EQ(Type({"4", "5", "9999999999", "bogus", "? 1", "quit"}), TCDialog::CANCEL);
+    EXPECT_EQ(Type({"4", "5", "9999999999", "bogus", "? 1", "choose 2", "", "quit"}), TCDialog::CANCEL);
     EXPECT_THAT(said[1], HasSubstr("pressed"));
     EXPECT_THAT(said[2], HasSubstr("there is no field 5"));
     EXPECT_THAT(said[4], HasSubstr("'bogus' is no command"));
     EXPECT_THAT(said[5], HasSubstr("now: 1 V"));
+    EXPECT_THAT(said[6], AllOf(HasSubstr("expected: yes or no"), HasSubstr("new value")));
 }
 
 TEST_F(TerminalForm, EditsListsTextsAndChoosers) {

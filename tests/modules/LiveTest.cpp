@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <numbers>
 
+#include "sigweave/recording/RecordingReader.h"
 #include "sigweave/signal/forms/StreamRecord.h"
 #include "tests/support/ModuleBench.h"
 
@@ -91,6 +92,36 @@ TEST(LiveFilter, RefusesWhatTheSignalCannotHaveAndIsNeverUnstable) {
     }
 }
 
+// The rate of a signal that is still to come is foretold, or waits at the input.
+TEST(LiveFilter, RefusesWhatASignalToComeCannotHave) {
+    ModuleBench bench("filter", "Filter");
+    bench.WireInputs({ModuleBench::TIME_DOMAIN, ModuleBench::TIME_DOMAIN});
+    bench.WireOutput(0);
+    bench.WireOutput(1);
+    ASSERT_TRUE(bench.Set("corner=100"));
+    TCForetoldSignal foretold[2];
+    foretold[1].samplerate = 1000.0;
+    TCStartCheck check;
+    check.inputs = foretold;
+    bench.Module().CheckStart(check);
+    ASSERT_TRUE(bench.Start()) << bench.Error();
+    TCString error;
+    EXPECT_FALSE(bench.Module().SetLive("corner", "500", error));
+    EXPECT_STREQ(error,
+                 "corner: '500' is not valid for 'Signal 2' at 1000 samples per second; expected more than 0 "
+                 "Hz and less than 500 Hz");
+    EXPECT_TRUE(bench.Module().SetLive("corner", "499", error)) << error;
+    TCTypeInfo slow;
+    slow.SetSignalname("slow");
+    slow.SetSamplerate(100.0);
+    slow.SetState(START);
+    bench.Write(0, slow, Noise(8));
+    EXPECT_FALSE(bench.Module().SetLive("corner", "50", error));
+    EXPECT_THAT(static_cast<const char*>(error), testing::HasSubstr("'slow' at 100 samples"));
+    EXPECT_TRUE(bench.Module().SetLive("corner", "49", error)) << error;
+    EXPECT_TRUE(bench.Pump()) << bench.Error();
+}
+
 TEST(LiveGenerator, ThePhaseGoesOn) {
     ModuleBench bench("generator", "Generator");
     bench.WireOutput(0);
@@ -168,28 +199,49 @@ TEST(LiveCsvWriter, LeavesRowsOutAndKeepsTheirTime) {
     EXPECT_EQ(ReadText(path), "time,x\ns,\nsamplerate,10\n0.2,2\n0.3,3\n0.6,6\n0.7,7\n");
 }
 
-TEST(LiveXmlRecorder, WhatIsRecordedAreWholeSignals) {
-    const std::string path = FreshFile("gap.xml");
-    ModuleBench bench("xml-recorder", "XmlRecorder");
-    bench.WireInputs({ModuleBench::TIME_DOMAIN});
-    ASSERT_TRUE(bench.Set("file=\"" + path + "\"") && bench.Start());
-    TCString error;
-    const std::string script = "y y n n y n y";  // of blocks 0 to 6 of one signal
-    for (int block = 0; block < 7; ++block) {
-        const bool isOn = script[static_cast<std::size_t>(2 * block)] == 'y';
-        EXPECT_TRUE(bench.Module().SetLive("on", isOn ? "yes" : "no", error)) << error;
-        ASSERT_TRUE(bench.Feed(0, {1.0 * block}, {"x", 10.0}, 1, block == 0, block == 6)) << bench.Error();
-    }
-    ASSERT_TRUE(bench.Finish());
-    tc::StreamRecordReader reader;
-    ASSERT_TRUE(reader.Open(path.c_str())) << reader.GetError();
+// The states and the first values of what is recorded.
+template <class Reader>
+std::string Recorded(const std::string& path) {
+    Reader reader;
+    EXPECT_TRUE(reader.Open(path.c_str())) << reader.GetError();
     std::string found;
     while (reader.Next() == 1) {
+        const TCTypeInfo& ti = *reader.GetBlock().GetTI();
         const TCIOStream::DataSegment* const values = reader.GetBlock().Segment(0);
-        found += std::to_string(reader.GetBlock().GetTI()->GetState()) + ":" +
-                 (values != nullptr ? std::to_string(static_cast<int>(values->GetDoubles()[0])) : "-") + " ";
+        found += std::to_string(ti.GetState()) + "@" + std::to_string(static_cast<int>(ti.GetTimestamp())) +
+                 (values != nullptr ? ":" + std::to_string(static_cast<int>(values->GetDoubles()[0])) : "") +
+                 " ";
     }
-    EXPECT_EQ(found, "0:0 1:1 2:- 0:4 2:- 3:6 ") << reader.GetError();  // START 0, BUSY 1, STOP 2, COMPLETE 3
+    return found;
 }
+
+class LiveRecorder : public testing::TestWithParam<const char*> {};
+
+TEST_P(LiveRecorder, RecordsWholeSignals) {
+    const bool isXml = GetParam() == std::string("XmlRecorder");
+    const std::string path = FreshFile(isXml ? "gap.xml" : "gap.mcap");
+    ModuleBench bench(isXml ? "xml-recorder" : "recorder", GetParam());
+    bench.WireInputs({ModuleBench::TIME_DOMAIN});
+    for (const char* const overwrite : {"no", "yes"}) {
+        ASSERT_TRUE(bench.Set("file=\"" + path + "\"\noverwrite=" + overwrite) && bench.Start());
+        TCString error;
+        const std::string script = "y y n n y n y n";  // of blocks 0 to 7 of one signal
+        for (int block = 0; block < 8; ++block) {
+            const bool isOn = script[static_cast<std::size_t>(2 * block)] == 'y';
+            EXPECT_TRUE(bench.Module().SetLive("on", isOn ? "yes" : "no", error)) << error;
+            TCTypeInfo ti;
+            ti.SetSamplerate(1000.0);
+            ti.SetTimestamp(block);
+            ti.SetState(block == 0 ? START : block == 6 ? STOP : BUSY);
+            ASSERT_TRUE(bench.Send(0, ti, {10.0 + block})) << bench.Error();
+        }
+        ASSERT_TRUE(bench.Finish());
+        // START 0, BUSY 1, STOP 2, COMPLETE 3
+        EXPECT_EQ(isXml ? Recorded<tc::StreamRecordReader>(path) : Recorded<tc::RecordingReader>(path),
+                  "0@0:10 1@1:11 2@2 0@4:14 2@5 3@6:16 ");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Live, LiveRecorder, testing::Values("Recorder", "XmlRecorder"));
 
 }  // namespace

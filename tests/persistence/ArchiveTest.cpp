@@ -238,6 +238,8 @@ TEST(Archive, AnXmlArchiveIsRefusedWithTheLine) {
         {"<date number='5'/>", "line 2: 'date' is no item of an archive"},
         {"<string>no number</string>", "line 2: <string> has no number"},
         {"<integer number='1'>1</integer><double number='1'>1</double>", "line 2: item 1 is there twice"},
+        {"<binary number='2'/><binary number='1'/><binary number='2'/>", "line 2: item 2 is there twice"},
+        {"<binary number='2'/><binary number='1'/><binary number='1'/>", "line 2: item 1 is there twice"},
         {"text", "line 1: 'text' is no item of an archive"},
     };
     for (const auto& row : ROWS) {

@@ -102,13 +102,17 @@ bool ModuleBench::Feed(int input, const std::vector<double>& samples, const Test
 }
 
 bool ModuleBench::Send(int input, const TCTypeInfo& ti, const std::vector<double>& samples) {
+    Write(input, ti, samples);
+    return Pump();
+}
+
+void ModuleBench::Write(int input, const TCTypeInfo& ti, const std::vector<double>& samples) {
     TCIOStream& stream = *inputs[Index(input)];
     stream.SetTI(&ti, false);
     if (samples.empty())
         stream.EndWriteSegments();
     else
         stream.WriteDblVec(samples.data(), static_cast<int>(samples.size()));
-    return Pump();
 }
 
 bool ModuleBench::Pump(int steps) {

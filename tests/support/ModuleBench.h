@@ -40,6 +40,8 @@ class ModuleBench {
               bool first = true, bool last = true);
     // Sends one block, which without samples has metadata only, and lets the module work.
     bool Send(int input, const TCTypeInfo& ti, const std::vector<double>& samples);
+    // The block waits until the module works.
+    void Write(int input, const TCTypeInfo& ti, const std::vector<double>& samples);
     // Lets the module work until it has nothing to do, at most this number of steps.
     bool Pump(int steps = 1 << 30);
     bool Finish();
