@@ -26,11 +26,13 @@ print(low.unit, low.rate, report.verdict)
 for block in sigweave.stream("tone.graph", "lp.Signal"):
     print(block.number, abs(block.values).max(), block.unit)
 
-g.add("XmlRecorder", "recorder", file="x.xml", overwrite=True)
-g.connect("lp.Signal", "recorder.Signal")
+g.add("Recorder", "recorder", file="x.mcap", overwrite=True)
+g.connect("lp.Signal", "recorder.Signal 1")
 g.run()
-recording = sigweave.open("x.xml")
-recording["sine"].between(0.2, 0.3)
-recording["sine"].blocks  # the table of its blocks: first value, count, start, rate, state
-recording.gaps, recording.missing
+recording = sigweave.open("x.mcap")
+sine = recording["sine"]  # stays in the file
+sine[4800:9600], sine[-1], len(sine)  # parts of it, by number
+sine.between(0.2, 0.3)  # by time, in seconds after the start
+sine.blocks  # the table of its blocks: first value, count, start, rate, state
+recording.gaps, recording.missing, recording.facts["graph"]
 print(recording)

@@ -6,27 +6,82 @@ import builtins
 import os
 from collections.abc import Iterator, Mapping
 from types import TracebackType
-from typing import Union
+from typing import TYPE_CHECKING, Any, Union
 
 from sigweave import _core
 from sigweave._errors import RecordingError
+from sigweave._recorded import RecordedSignal, signals_in
 from sigweave._signal import Gap, Signal
+from sigweave._tables import AnySignal, dataset_of, frame_of
+
+if TYPE_CHECKING:
+    import pandas
+    import xarray
 
 
-class Recording(Mapping[str, Signal]):
-    """The signals of a recording by their names. Made by `open`.
+class Recording(Mapping[str, Union[Signal, RecordedSignal]]):
+    """The signals of a recording by their names, the channels of a bus by theirs. Made by `open`.
 
-    Closing it is harmless while arrays of it live: they keep what they show.
+    Closing it is harmless while signals and arrays of it live: they keep what they show.
     """
 
     path: str
-    missing: str  # what the end of the file lacks, in words; empty: nothing
 
-    def __init__(self, path: str, signals: dict[str, Signal], missing: str, block_count: int) -> None:
-        self.path, self.missing, self.block_count = path, missing, block_count
+    def __init__(self, path: str) -> None:
+        self.path = path
+        self._packed: _core.PackedRecording | None = None
+        self._signals: dict[str, AnySignal] = {}
+        self._missing = ""
+        self._blocks = 0
+        self.refresh()
+
+    def refresh(self) -> None:
+        """Opens the file again, to see what was recorded meanwhile. What was taken from it before stays as it is.
+        Errors are those of `open`."""
+        with builtins.open(self.path, "rb") as file:
+            is_text = file.read(256).lstrip(b"\xef\xbb\xbf \t\r\n").startswith(b"<")
+        if is_text:
+            parts, self._missing, error, self._blocks = _core.read_recording(self.path)
+            signals: dict[str, AnySignal] = {part["name"]: Signal._of(part) for part in parts}
+        else:
+            self._packed, error = _core.open_packed(self.path)
+            signals = {**signals_in(self.path, self._packed)} if self._packed is not None else {}
+        if error:
+            raise RecordingError(error)
         self._signals = signals
 
-    def __getitem__(self, name: str) -> Signal:
+    @property
+    def missing(self) -> str:
+        """What the end of the file lacks, and what was found to be lost or damaged so far, in words; empty:
+        nothing."""
+        return self._missing if self._packed is None else self._packed.missing()
+
+    @property
+    def block_count(self) -> int:
+        """The blocks of all signals together."""
+        return self._blocks if self._packed is None else self._packed.block_count()
+
+    @property
+    def facts(self) -> dict[str, str]:
+        """What the recording says of its run: graph, settings, start, machine; empty for an XML recording."""
+        return {} if self._packed is None else self._packed.facts()
+
+    @property
+    def is_being_written(self) -> bool:
+        """Whether a program is still recording; False for an XML recording, whose `missing` says it."""
+        return self._packed is not None and self._packed.is_being_written()
+
+    def check(self) -> list[str]:
+        """Reads every block and compares it with its checksum: what is lost or damaged, in words. RecordingError
+        when it cannot be read any more."""
+        if self._packed is None:
+            return [self._missing] if self._missing else []
+        found, error = _core.check_packed(self.path)
+        if error:
+            raise RecordingError(error)
+        return found
+
+    def __getitem__(self, name: str) -> AnySignal:
         if name not in self._signals:
             raise KeyError(f"{self.path} has no signal '{name}'; it has: {', '.join(self._signals)}")
         return self._signals[name]
@@ -40,7 +95,16 @@ class Recording(Mapping[str, Signal]):
     @property
     def gaps(self) -> dict[str, list[Gap]]:
         """The gaps of the signals that have any."""
-        return {name: signal.gaps for name, signal in self._signals.items() if signal.gaps}
+        return {name: gaps for name, signal in self._signals.items() if (gaps := signal.gaps)}
+
+    def to_pandas(self) -> pandas.DataFrame:
+        """A column for each signal, over the moments of all in UTC; NaN where a signal has none. ValueError for
+        spectra, ImportError without pandas."""
+        return frame_of(self.items())
+
+    def to_xarray(self) -> xarray.Dataset:
+        """An array for each signal, with its axes. ImportError without xarray."""
+        return dataset_of(self.items())
 
     def close(self) -> None:
         """Forgets the signals. Harmless when repeated."""
@@ -59,16 +123,11 @@ class Recording(Mapping[str, Signal]):
 
 
 def open(path: Union[str, "os.PathLike[str]"]) -> Recording:
-    """Reads a recording (an XML document, as XmlRecorder writes it), also one that is still being written or was
-    broken off: what is there can be used, and `missing` says what is not.
+    """Opens a recording, packed (as Recorder writes it) or an XML document (XmlRecorder), also one that is still being
+    written or was broken off: what is there can be used, and `missing` says what is not.
 
-    FileNotFoundError, PermissionError: as Python's open. RecordingError: the file is no recording.
+    A packed recording stays in its file, of whatever size it is; an XML document is read as a whole.
+
+    FileNotFoundError, PermissionError, IsADirectoryError: as Python's open. RecordingError: the file is no recording.
     """
-    name = os.fspath(path)
-    with builtins.open(name, "rb"):
-        pass
-    parts, missing, error, blocks = _core.read_recording(name)
-    if error:
-        raise RecordingError(error)
-    return Recording(name, {part["name"]: Signal._of(part) for part in parts}, missing, blocks)
-
+    return Recording(os.fspath(path))

@@ -17,10 +17,12 @@ from sigweave import _core
 from sigweave._errors import Failure, GraphError, Interrupted, RunError, mistakes_of
 from sigweave._modules import ModulePath, folders_of
 from sigweave._signal import Gap, Signal, signals_of
+from sigweave._tables import dataset_of, frame_of
 from sigweave._values import text_of
 
 if TYPE_CHECKING:
     import pandas
+    import xarray
 
     from sigweave._graph import Graph
 
@@ -117,12 +119,23 @@ class Report(Mapping[str, Any]):
     @property
     def gaps(self) -> dict[str, list[Gap]]:
         """The gaps of the kept signals that have any, by the names of their outputs."""
-        found = {}
+        return {name: signal.gaps for name, signal in self._each() if signal.gaps}
+
+    def _each(self) -> Iterator[tuple[str, Signal]]:
         for name, kept in self.signals.items():
-            for channel, signal in kept.items() if isinstance(kept, dict) else [("", kept)]:
-                if signal.gaps:
-                    found[f"{name}.{channel}" if channel else name] = signal.gaps
-        return found
+            if not isinstance(kept, dict):
+                yield name, kept
+            else:
+                yield from ((f"{name}.{channel}", signal) for channel, signal in kept.items())
+
+    def to_pandas(self) -> pandas.DataFrame:
+        """A column for each kept signal, over the moments of all in UTC; NaN where a signal has none. ValueError for
+        spectra, ImportError without pandas. The figures are in `results.to_pandas()`."""
+        return frame_of(self._each())
+
+    def to_xarray(self) -> xarray.Dataset:
+        """An array for each kept signal, with its axes. ImportError without xarray."""
+        return dataset_of(self._each())
 
     def __getitem__(self, name: str) -> Any:
         if name not in self.signals:

@@ -50,6 +50,12 @@ class Signal(np.ndarray[Any, np.dtype[Any]]):
         signal._marks = part["marks"]
         return signal
 
+    @classmethod
+    def _empty(cls) -> Signal:
+        empty: Signal = np.zeros(0).view(cls)
+        empty.flags.writeable = False
+        return empty
+
     def _like(self, other: Signal, first: int, step: int) -> Signal:
         for field in ("name", "unit", "stored_unit", "range", "is_spectrum", "_marks"):
             setattr(self, field, getattr(other, field))
@@ -184,7 +190,5 @@ def signals_of(parts: list[dict[str, Any]]) -> Signal | dict[str, Signal]:
     if len(parts) == 1 and parts[0]["name"] == "":
         return Signal._of(parts[0])
     if not parts:
-        empty: Signal = np.zeros(0).view(Signal)
-        empty.flags.writeable = False
-        return empty
+        return Signal._empty()
     return {part["name"]: Signal._of(part) for part in parts}

@@ -13,12 +13,6 @@ namespace {
 
 constexpr std::size_t SMALLEST = 1 << 16;  // bytes
 
-std::string NameOf(const TCString& name) {
-    TCBusSerializeHelper::Parts parts;
-    return std::string(TCBusSerializeHelper::SplitSegmentName(name, parts) ? parts.segmentName
-                                                                           : std::string_view(name));
-}
-
 Kind KindOf(const TCIOStream::DataSegment* segment) {
     if (segment == nullptr || segment->GetElementCount() == 0) return Kind::Empty;
     if (segment->GetDoubles() != nullptr) return Kind::Doubles;
@@ -27,6 +21,12 @@ Kind KindOf(const TCIOStream::DataSegment* segment) {
 }
 
 }  // namespace
+
+std::string NameOf(const TCString& name) {
+    TCBusSerializeHelper::Parts parts;
+    return std::string(TCBusSerializeHelper::SplitSegmentName(name, parts) ? parts.segmentName
+                                                                           : std::string_view(name));
+}
 
 Info InfoOf(const TCTypeInfo* info) {
     Info made;

@@ -23,6 +23,8 @@ struct Info {
 };
 
 Info InfoOf(const TCTypeInfo* info);
+// Of a segment; of one of a bus, the name of its channel.
+std::string NameOf(const TCString& name);
 
 // Values in memory of their own, which grows in place where the system can do that.
 class Memory {

@@ -19,6 +19,11 @@ class InputFile {
     std::int64_t Size() const;
     // Reads up to `count` bytes; answers how many there were: fewer at the end of the file, -1 on failure.
     std::int64_t ReadAt(std::int64_t offset, char* buffer, std::size_t count) const;
+    // The first bytes as memory that cannot be written, of which the system reads what is looked at; null
+    // when it cannot, or when the file is shorter. It stays when this object goes. A file that somebody
+    // shortens while its bytes are looked at ends the process, so look only into files that never become
+    // shorter.
+    std::shared_ptr<const char> Map(std::int64_t bytes) const;
     // Whether somebody has it open as an OutputFile or an exclusive ReplacedFile.
     bool IsBeingWritten() const;
 

@@ -50,6 +50,7 @@ class Window {
     // The bytes, valid until the next call; null when the file does not have them.
     const char* View(std::int64_t offset, std::int64_t size, std::int64_t fileSize) {
         if (offset < 0 || size < 0 || offset > fileSize || size > fileSize - offset) return nullptr;
+        if (mapped != nullptr && offset + size <= mappedSize) return mapped + offset;
         if (offset >= begin && offset + size <= begin + count) return buffer.data() + (offset - begin);
         const bool goesOn = offset >= begin && offset <= begin + count + NEAR;
         const std::int64_t wanted =
@@ -63,12 +64,19 @@ class Window {
         return nullptr;
     }
     void Forget() { count = 0; }
+    // The first bytes of the file are there, and need not be read.
+    void Use(const char* bytes, std::int64_t size) {
+        mapped = bytes;
+        mappedSize = size;
+    }
 
  private:
     const InputFile* file;
     std::vector<char> buffer;
     std::int64_t begin = 0;
     std::int64_t count = 0;
+    const char* mapped = nullptr;
+    std::int64_t mappedSize = 0;
 };
 
 // What is at a place of the file.
@@ -159,6 +167,7 @@ struct RecordingReader::Impl {
     Window window;  // where the blocks are read
     Window probe;   // where else is looked
     std::int64_t size;
+    std::shared_ptr<const char> mapped;
     std::string path;
     std::int64_t beginning = 0;  // of the records after the magic
     std::vector<RecordingSignal> signals;
@@ -414,6 +423,7 @@ bool RecordingReader::Impl::LacksBlocks(std::string_view record) {
         const int position = SignalOf(entry.channel);
         Progress& met = progress[static_cast<std::size_t>(position)];
         const auto blocks = static_cast<std::int64_t>(entry.blocks);
+        if (blocks == met.number) met.samples = static_cast<std::int64_t>(entry.samples);
         if (blocks <= met.number) continue;
         Lose({RecordingDamage::MISSING, at, std::ssize(record), position, blocks, blocks - met.number});
         met = {blocks, static_cast<std::int64_t>(entry.samples)};
@@ -630,6 +640,19 @@ std::uint64_t RecordingReader::GetTime() const {
     return impl->time;
 }
 
+std::int64_t RecordingReader::GetSampleCount() const {
+    return impl->signal >= 0 ? impl->progress[static_cast<std::size_t>(impl->signal)].samples : 0;
+}
+
+std::shared_ptr<const char> RecordingReader::Map() {
+    if (impl->mapped != nullptr) return impl->mapped;
+    impl->mapped = impl->file->Map(impl->size);
+    if (impl->mapped == nullptr) return nullptr;
+    impl->window.Use(impl->mapped.get(), impl->size);
+    impl->probe.Use(impl->mapped.get(), impl->size);
+    return impl->mapped;
+}
+
 TCIOStream::Block& RecordingReader::GetBlock() {
     return *impl->block;
 }
@@ -680,6 +703,10 @@ void RecordingReader::FindTypes() {
         signal.items = type.items;
         --unknown;
     }
+}
+
+bool RecordingReader::IsShorter() const {
+    return impl->file->Size() < impl->size;
 }
 
 bool RecordingReader::Refresh() {

@@ -88,6 +88,9 @@ class TC_API RecordingReader {
     std::int64_t GetFrameOffset() const;
     std::int64_t GetFrameSize() const;
     std::uint64_t GetTime() const;
+    // After NextPlace, elements in the first arrays of the signal's blocks up to this one with it; where
+    // blocks are lost, those that the next index knows of are counted from there on.
+    std::int64_t GetSampleCount() const;
     // The block read last; it may be changed. Valid until the next read. Not after NextPlace.
     TCIOStream::Block& GetBlock();
     // Those that were met since Open or Rewind, in the order of the file.
@@ -102,8 +105,15 @@ class TC_API RecordingReader {
     // Takes a few reads where the file has its index.
     bool Seek(int signal, std::int64_t block);
     bool SeekSample(int signal, std::int64_t sample);
+    // The file as memory that cannot be written, as long as it was when it was opened; null when the system
+    // refuses that. From then on blocks are read there, which spares NextPlace and Seek the bytes of the
+    // blocks that they pass. It stays as long as a copy of the pointer does. A recording only ever grows;
+    // should somebody shorten it all the same, looking at bytes that are gone ends the process.
+    std::shared_ptr<const char> Map();
     // Looks how long the file is now. False when it has become shorter: then only Open helps.
     bool Refresh();
+    // Whether it has become shorter; what was mapped must not be looked at then.
+    bool IsShorter() const;
 
     const std::string& GetError() const { return error; }
 

@@ -134,7 +134,7 @@ def test_passes_the_checks_for_modules():
 def test_what_the_document_shows_runs():
     done = subprocess.run([sys.executable, EXAMPLES / "tour.py"], capture_output=True, text=True, timeout=120)
     assert done.returncode == 0, done.stderr
-    assert "V 48000.0 complete" in done.stdout and "<Recording x.xml: sine>" in done.stdout
+    assert "V 48000.0 complete" in done.stdout and "<Recording x.mcap: sine>" in done.stdout
 
 
 def test_the_example_ends_in_a_picture(tmp_path):

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <numeric>
@@ -371,6 +372,18 @@ TEST(Recording, FindsAnyBlockAndSampleByTheIndex) {
     EXPECT_EQ(reader.GetBlockNumber(), 902) << "the tenth of the other signal follows the 901st";
     EXPECT_FALSE(reader.Seek(0, BLOCKS + 1));
     EXPECT_FALSE(reader.SeekSample(0, std::int64_t{BLOCKS} * SAMPLES));
+
+    const auto file = reader.Map();  // blocks are found in memory now, which stays when the reader closes
+    ASSERT_NE(file, nullptr);
+    ASSERT_TRUE(reader.SeekSample(0, 777 * SAMPLES + 5));
+    ASSERT_EQ(reader.NextPlace(), 1);
+    EXPECT_EQ(reader.GetSampleCount(), 778 * SAMPLES);
+    EXPECT_FALSE(reader.IsShorter());
+    const std::int64_t end = reader.GetFrameOffset() + reader.GetFrameSize();
+    reader.Close();
+    double last = 0.0;
+    std::memcpy(&last, file.get() + end - sizeof last, sizeof last);
+    EXPECT_EQ(last, 778.0 * SAMPLES - 1) << "a frame ends with its values";
 }
 
 }  // namespace

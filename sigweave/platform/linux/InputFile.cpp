@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,6 +42,14 @@ std::int64_t InputFile::ReadAt(std::int64_t offset, char* buffer, std::size_t co
         done += static_cast<std::size_t>(read);
     }
     return static_cast<std::int64_t>(done);
+}
+
+std::shared_ptr<const char> InputFile::Map(std::int64_t bytes) const {
+    if (bytes <= 0 || bytes > Size()) return nullptr;
+    const auto size = static_cast<std::size_t>(bytes);
+    void* const mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, descriptor, 0);
+    if (mapped == MAP_FAILED) return nullptr;
+    return {static_cast<const char*>(mapped), [mapped, size](const char*) { munmap(mapped, size); }};
 }
 
 bool InputFile::IsBeingWritten() const {
