@@ -24,11 +24,6 @@ bool MayWait(const std::string& file) {
     return type == file_type::fifo || type == file_type::character || type == file_type::socket;
 }
 
-std::string FirstThatMayWait(const std::vector<std::string>& files) {
-    const auto found = std::ranges::find_if(files, MayWait);
-    return found != files.end() ? *found : std::string();
-}
-
 void Tell(const std::string& text) {
     console::Say(text);
     runlog::FromHost(TCLogFile::NOTICE, text);
@@ -40,6 +35,11 @@ void TellWait(const std::string& instance, const std::string& file) {
 }
 
 }  // namespace
+
+std::string FirstThatMayWait(const std::vector<std::string>& files) {
+    const auto found = std::ranges::find_if(files, MayWait);
+    return found != files.end() ? *found : std::string();
+}
 
 FileWait::FileWait(const std::string& instance, const std::vector<std::string>& files) {
     const std::string file = FirstThatMayWait(files);

@@ -53,6 +53,9 @@ class RunWait {
     std::unique_ptr<tc::Thread> thread;
 };
 
+// The first of the files that may keep the one who opens or reads it waiting; empty: none.
+std::string FirstThatMayWait(const std::vector<std::string>& files);
+
 // What the parameters of a module name to be read or written.
 std::vector<std::string> FilesOf(TCBaseModule& module);
 

@@ -1,5 +1,6 @@
 #include "studio/server/Command.h"
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -31,6 +32,9 @@ constexpr struct {
 } EDITS[] = {{"place", Edit::Place},   {"copy", Edit::Copy},       {"remove", Edit::Remove},
              {"rename", Edit::Rename}, {"connect", Edit::Connect}, {"disconnect", Edit::Disconnect},
              {"move", Edit::Move},     {"set", Edit::Set}};
+
+// In the order of Wish::Kind.
+constexpr const char* WISHES[] = {"envelope", "samples", "level", "spectrogram", "texts"};
 
 // Reads members of one object. What is there must be right; what is not there keeps its default.
 class Members {
@@ -145,8 +149,7 @@ bool ReadWish(const Json& json, Wish& wish) {
     members.Read("triggers", wish.triggers);
     members.Read("level", wish.level, -1e300, 1e300);
     wish.trace = static_cast<int>(trace);
-    wish.kind = kind == "samples" ? Wish::Samples : Wish::Envelope;
-    return members.AreRight() && (kind == "samples" || kind == "envelope");
+    return members.AreRight() && KindOf(kind, wish.kind);
 }
 
 bool ReadMembers(const Json& json, Command& command) {
@@ -169,6 +172,17 @@ bool ReadMembers(const Json& json, Command& command) {
 }
 
 }  // namespace
+
+const char* WordOf(Wish::Kind kind) {
+    return WISHES[kind];
+}
+
+bool KindOf(std::string_view word, Wish::Kind& kind) {
+    const auto* const found = std::ranges::find(WISHES, word);
+    if (found == std::end(WISHES)) return false;
+    kind = static_cast<Wish::Kind>(found - WISHES);
+    return true;
+}
 
 bool ReadCommand(std::string_view message, Command& command, std::string& error) {
     const auto notTooDeep = [](int depth, Json::parse_event_t, Json&) { return depth <= MOST_DEPTH; };

@@ -11,15 +11,19 @@ namespace studio {
 
 // What a viewer wants to see of one output.
 struct Wish {
-    enum Kind { Envelope, Samples };
+    enum Kind { Envelope, Samples, Level, Spectrogram, Texts };
     int trace = 0;     // the viewer's number for it
     std::string port;  // instance.Output
     Kind kind = Envelope;
-    double seconds = 1.0;      // of an envelope: the length of its window
-    std::int64_t samples = 0;  // of Samples: how many; else 0
+    double seconds = 1.0;      // the length of the window; of Level: of what each level is taken
+    std::int64_t samples = 0;  // of Samples and Texts: how many; else 0
     bool triggers = false;     // an envelope that begins where the signal rises through `level`
     double level = 0.0;
 };
+
+// The word of messages for a kind, and the kind of a word: false for others.
+const char* WordOf(Wish::Kind kind);
+bool KindOf(std::string_view word, Wish::Kind& kind);
 
 // One message of a viewer (docs/studio.md describes them).
 struct Command {

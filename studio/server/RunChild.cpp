@@ -102,6 +102,7 @@ class Child {
     void SendPictures();
     void SendOutcomes();
     void SendFigures();
+    void AddStuck(Json& json, int module);
 
     Frames frames;
     std::unique_ptr<host::OpenGraph> open;
@@ -113,6 +114,11 @@ class Child {
     std::map<int, std::shared_ptr<Trace>> traces;      // by the server's key
     std::condition_variable ends;
     bool ended = false;
+
+    // Of the thread that looks.
+    std::vector<std::string> waitedFiles;  // of each module the one that may keep it waiting; empty: none
+    int stuck = -1;                        // the module in which the run did not answer
+    std::chrono::steady_clock::time_point stuckSince;
 };
 
 void Child::Open(const Json& order) {
@@ -128,6 +134,7 @@ void Child::AddWatches(host::RunOptions& options) {
     const std::vector<host::RunModule> modules = open->graph.Modules();
     for (std::size_t index = 0; index < modules.size(); ++index) {
         TCBaseModule& module = *modules[index].module;
+        waitedFiles.push_back(host::FirstThatMayWait(host::FilesOf(module)));
         for (int output = 0; output < module.GetNoOutput(); ++output) {
             auto& tap = taps[modules[index].instance + "." + module.GetOutputName(output)];
             tap = std::make_unique<Tap>();
@@ -138,6 +145,7 @@ void Child::AddWatches(host::RunOptions& options) {
 }
 
 int Child::Run(const Json& order) {
+    Spectrogram::Prepare();
     Open(order);
     host::RunReport report;
     std::vector<host::Message> warnings;
@@ -204,7 +212,7 @@ void Child::Watch(const Json& wishes) {
         Wish wish;
         const int key = one.value("key", 0);
         wish.port = one.value("port", "");
-        wish.kind = one.value("kind", "") == "samples" ? Wish::Samples : Wish::Envelope;
+        KindOf(one.value("kind", ""), wish.kind);
         wish.seconds = one.value("seconds", 1.0);
         wish.samples = one.value("samples", 1024);
         wish.triggers = one.value("triggers", false);
@@ -255,10 +263,23 @@ void Child::SendOutcomes() {
                        {"refusal", outcome.refusal}}}});
 }
 
+// How long one call of a module has taken already, and for what it may be waiting.
+void Child::AddStuck(Json& json, int module) {
+    const auto now = std::chrono::steady_clock::now();
+    if (module != stuck) stuckSince = now;
+    stuck = module;
+    if (module < 0) return;
+    json["stuck"] = std::chrono::duration<double>(now - stuckSince).count();
+    const std::string& file = waitedFiles[static_cast<std::size_t>(module)];
+    if (!file.empty()) json["file"] = file;
+}
+
 void Child::SendFigures() {
     host::RunFigures figures;
     const bool answered = gauge.Ask(figures, FIGURES_PATIENCE);
-    Json json = {{"busy", gauge.Current()}};
+    const int busy = gauge.Current();
+    Json json = {{"busy", busy}};
+    AddStuck(json, answered ? -1 : busy);
     if (answered) {
         json["seconds"] = figures.seconds;
         for (const auto& module : figures.modules)

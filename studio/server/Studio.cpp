@@ -225,7 +225,7 @@ void Studio::Greet(WebServer::Viewer viewer, Looking& looking, const Command& co
     if (tooSlow.erase(command.name) > 0) hello["dropped"] = TOO_SLOW.Text();
     Send(viewer, hello);
     Send(viewer, checked);
-    Send(viewer, {{"run", {{"running", run != nullptr}, {"stopping", isStopping}, {"number", runNumber}}}});
+    Send(viewer, RunState());
     if (!lastFigures.is_null()) Send(viewer, lastFigures);
     if (!lastReport.is_null()) Send(viewer, lastReport);
 }
@@ -400,6 +400,7 @@ Json Studio::Run(const Command& command) {
     lastFigures = nullptr;
     lastReport = nullptr;
     isStopping = false;
+    isRealtime = command.realtime;
     TellRun();
     return {{"ok", true}};
 }
@@ -421,7 +422,15 @@ Json Studio::StopRun() {
 }
 
 void Studio::TellRun() {
-    SendAll({{"run", {{"running", run != nullptr}, {"stopping", isStopping}, {"number", runNumber}}}});
+    SendAll(RunState());
+}
+
+Json Studio::RunState() const {
+    return {{"run",
+             {{"running", run != nullptr},
+              {"stopping", isStopping},
+              {"number", runNumber},
+              {"realtime", isRealtime}}}};
 }
 
 void Studio::RunSaid(const std::string& text) {
@@ -450,7 +459,7 @@ Json Studio::WatchOrder() const {
     for (const auto& [key, wish] : asked)
         order.push_back({{"key", key},
                          {"port", wish.port},
-                         {"kind", wish.kind == Wish::Samples ? "samples" : "envelope"},
+                         {"kind", WordOf(wish.kind)},
                          {"seconds", wish.seconds},
                          {"samples", wish.samples},
                          {"triggers", wish.triggers},

@@ -80,6 +80,7 @@ class Studio {
     void Check();
     void TellState();
     void TellRun();
+    Json RunState() const;
     void SendFrame(WebServer::Viewer viewer, Looking& looking);
     void TakePictures();
     void RunSaid(const std::string& text);
@@ -108,6 +109,7 @@ class Studio {
     std::unique_ptr<RunProcess> run;
     std::int64_t runNumber = 0;
     bool isStopping = false;
+    bool isRealtime = false;
     Json lastFigures;
     Json lastReport;
     bool toldOutside = false;

@@ -88,6 +88,7 @@ TEST(Trace, KeepsTheNewestWindowAndItsPlaceInTheSignal) {
         EXPECT_EQ(picture.low[i], 9.0 + 3.0 * static_cast<double>(i));
         EXPECT_EQ(picture.high[i], std::min(picture.low[i] + 2.0, 3006.0));
     }
+    EXPECT_EQ(picture.window, 1000);
     EXPECT_EQ(picture.start, 1000.0);
     EXPECT_EQ(picture.name, "tone");
 }
@@ -137,6 +138,75 @@ TEST(Trace, ShowsSingleSamples) {
     signal.Send(trace, {3, 4, 5});
     const Picture picture = Take(trace);
     EXPECT_THAT(picture.low, ElementsAre(2, 3, 4, 5));
+    EXPECT_EQ(picture.first, 1);
+}
+
+TEST(Trace, ShowsLevelsOfWholeStretches) {
+    Wish wish = Window(0.004);
+    wish.kind = Wish::Level;
+    Signal signal(1000.0);  // 4 samples a level
+    Trace trace(wish);
+    signal.Send(trace, {3, -4});
+    EXPECT_DOUBLE_EQ(Take(trace).low.at(0), std::sqrt(12.5));
+    signal.Send(trace, {3, 4, 1, -1, 1, -1, 100});
+    const Picture picture = Take(trace);
+    EXPECT_THAT(picture.low, ElementsAre(std::sqrt(12.5), 1.0));
+    EXPECT_THAT(picture.high, ElementsAre(4.0, 1.0));
+    for (int i = 0; i < 1000; ++i) signal.Send(trace, {2});
+    EXPECT_EQ(Take(trace).low.size(), 99u);
+    EXPECT_EQ(Take(trace).first % 4, 0);
+}
+
+// A sine of amplitude 10 in the bin 8 of 64, which is 20 dB, then one of 1 in the bin 16.
+TEST(Trace, ShowsTheNewestColumnsOfASpectrogram) {
+    constexpr double TURN = 6.283185307179586;
+    Wish wish = Window(0.2 * 64);
+    wish.kind = Wish::Spectrogram;
+    Signal signal(1000.0);  // 64 samples a column
+    Trace trace(wish);
+    std::vector<double> block;
+    for (int i = 0; i < 64 * 150; ++i) block.push_back(10.0 * std::sin(TURN * 8 * i / 64));
+    signal.Send(trace, block);
+    const Picture before = Take(trace);
+    EXPECT_EQ(before.bins, 32u);
+    EXPECT_EQ(before.levels.size(), 32u * 150);
+    EXPECT_NEAR(before.top, 20.0, 1e-3);
+    EXPECT_EQ(before.levels[8], 255);
+    EXPECT_EQ(before.levels[20], 1);
+    for (int i = 0; i < 64 * 150; ++i) block[static_cast<std::size_t>(i)] = std::sin(TURN * 16 * i / 64);
+    signal.Send(trace, block);
+    signal.Send(trace, {0.0});  // of a column that is not whole
+    const Picture after = Take(trace);
+    EXPECT_EQ(after.first, 100 * 64);
+    ASSERT_EQ(after.levels.size(), 32u * 200);
+    EXPECT_EQ(after.levels[32 * 49 + 8], 255);
+    EXPECT_EQ(after.levels[32 * 50 + 16], 255 - 40);  // 20 dB lower
+    EXPECT_EQ(after.levels[32 * 199 + 16], 255 - 40);
+    EXPECT_EQ(Encode(after, 1, Wish::Spectrogram).size() % 4, 0u);
+}
+
+TEST(Trace, ShowsTheNewestTexts) {
+    Wish wish;
+    wish.kind = Wish::Texts;
+    wish.samples = 2;
+    TCIOStream writer;
+    TCIOStream reader;
+    writer.AddOutputStream(reader.SetInputStream(9));
+    TCTypeInfo info;
+    info.SetState(START);
+    Trace trace(wish);
+    for (const char* text : {"one", "two", "three"}) {
+        writer.SetTI(&info, false);
+        const TCString value(text);
+        writer.WriteStrVec(&value, 1);
+        trace.Add(*reader.GetWaitingBlock(0));
+        reader.RemoveContents(true);
+        info.SetState(BUSY);
+    }
+    const Picture picture = Take(trace);
+    ASSERT_EQ(picture.texts.size(), 2u);
+    EXPECT_EQ(picture.texts[1].text, "three");
+    EXPECT_EQ(picture.texts[1].at, 2);
     EXPECT_EQ(picture.first, 1);
 }
 

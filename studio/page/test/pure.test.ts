@@ -67,6 +67,8 @@ describe('numbers for people', () => {
     [50, '%', '50 %'],
     [0, 's', '0 s'],
     [0.001, 's', '1 ms'],
+    [0.99999999, 'V', '1 V'],
+    [1000.4, '%', '1000 %'],
     [12, '', '12'],
     [NaN, 'V', 'NaN V'],
   ])('%d %s is %s', (value, unit, text) => expect(quantityText(value, unit)).toBe(text));

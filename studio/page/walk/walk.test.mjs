@@ -3,53 +3,11 @@
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
-import { createRequire } from 'node:module';
-import os from 'node:os';
 import path from 'node:path';
-import { after, before, test } from 'node:test';
-import { openPage, startBrowser, startStudio } from './studio.mjs';
+import { test } from 'node:test';
+import { setField, walk } from './studio.mjs';
 
-const axe = fs.readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
-const pictures = process.env.STUDIO_PICTURES ?? fs.mkdtempSync(path.join(os.tmpdir(), 'studio-pictures-'));
-fs.mkdirSync(pictures, { recursive: true });
-const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'studio-walk-'));
-const opened = [];
-let browser;
-
-before(async () => {
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  for (const studio of opened) await studio.stop();
-  fs.rmSync(folder, { recursive: true, force: true }); // made above, by its whole path
-});
-
-async function open(file, options) {
-  const studio = await startStudio(folder, file);
-  opened.push(studio);
-  const { page, errors } = await openPage(browser, studio.address, options);
-  await page.getByRole('button', { name: 'Save' }).waitFor();
-  return { studio, page, errors };
-}
-
-async function picture(page, name) {
-  await page.waitForTimeout(300);
-  await page.screenshot({ path: path.join(pictures, `${name}.png`), animations: 'disabled' });
-}
-
-// Every finding of the rules for accessibility, in words.
-async function barriers(page) {
-  await page.evaluate(axe);
-  return page.evaluate(async () => {
-    const tags = ['wcag2a', 'wcag2aa', 'wcag21a', 'wcag21aa', 'wcag22aa'];
-    const { violations } = await window.axe.run(document, { runOnly: tags, resultTypes: ['violations'] });
-    return violations.map((found) => `${found.id}: ${found.nodes.map((node) => node.target.join(' ')).join('; ')}`);
-  });
-}
-
-const node = (page, name) => page.locator(`.svelte-flow__node[data-id="${name}"]`);
-const handle = (page, name, port, kind) => node(page, name).locator(`.svelte-flow__handle.${kind}[data-handleid="${port}"]`);
+const { folder, open, picture, barriers, node, handle } = walk();
 
 async function drag(page, from, to) {
   const start = await from.boundingBox();
@@ -59,12 +17,6 @@ async function drag(page, from, to) {
   await page.mouse.move(end.x - 30, end.y + 4, { steps: 6 });
   await page.mouse.move(end.x + end.width / 2, end.y + end.height / 2, { steps: 4 });
   await page.mouse.up();
-}
-
-async function setField(page, label, value) {
-  const field = page.getByLabel(new RegExp(`^\\s*${label}(\\s+\\(required\\))?\\s*$`));
-  await field.fill(value);
-  await field.press('Enter');
 }
 
 test('a new user draws, runs, watches and saves a graph', async () => {
@@ -100,7 +52,7 @@ test('a new user draws, runs, watches and saves a graph', async () => {
 
   await page.getByRole('button', { name: 'Show signal filter.Signal' }).click();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await   await page.locator('article[aria-label="filter.Signal"] canvas').waitFor();
+  await page.locator('article[aria-label="filter.Signal"] canvas').waitFor();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
   await picture(page, '3-watched');
   assert.deepEqual(await barriers(page), []);

@@ -16,7 +16,7 @@ export function numberText(value: number, digits = 6): string {
   if (!Number.isFinite(value)) return Number.isNaN(value) ? 'NaN' : value > 0 ? '∞' : '−∞';
   if (Number.isInteger(value) && Math.abs(value) < 1e15) return String(value).replace('-', '−');
   const text = value.toPrecision(digits);
-  const plain = text.includes('e') ? text.replace(/\.?0+e/, 'e') : text.replace(/\.?0+$/, '');
+  const plain = text.includes('e') ? text.replace(/\.?0+e/, 'e') : text.includes('.') ? text.replace(/\.?0+$/, '') : text;
   return plain.replace('-', '−');
 }
 
@@ -27,7 +27,7 @@ const SCALED = /^(s|V|A|Hz|Pa|W|N|m|g|F|Ω|T|J|K)$/;
 export function quantityText(value: number, unit: string, digits = 4): string {
   if (!SCALED.test(unit) || value === 0 || !Number.isFinite(value))
     return unit ? `${numberText(value, digits)} ${unit}` : numberText(value, digits);
-  const size = Math.abs(value) * (1 + 1e-12);
+  const size = Math.abs(Number(value.toPrecision(digits))) * (1 + 1e-12);
   const [factor, prefix] = PREFIXES.find(([each]) => size >= each) ?? PREFIXES[PREFIXES.length - 1]!;
   return `${numberText(value / factor, digits)} ${prefix}${unit}`;
 }

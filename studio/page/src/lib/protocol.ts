@@ -66,6 +66,7 @@ export interface RunState {
   running: boolean;
   stopping: boolean;
   number: number;
+  realtime?: boolean;
 }
 
 // steps, blocks in, blocks out, seconds in its steps
@@ -74,7 +75,9 @@ export type ModuleFigures = [number, number, number, number];
 export type LineFigures = [number, number, number, number];
 
 export interface Figures {
-  busy: number;
+  busy: number; // the module that is being called
+  stuck?: number; // seconds that this call has taken, when the run does not answer
+  file?: string; // what it may be waiting for
   seconds?: number;
   modules?: ModuleFigures[];
   lines?: LineFigures[];
@@ -153,18 +156,21 @@ export interface Position {
 export interface Wish {
   trace: number;
   port: string;
-  kind: 'envelope' | 'samples';
+  kind: PictureKind;
   seconds?: number;
   samples?: number;
   triggers?: boolean;
   level?: number;
 }
 
+export type PictureKind = 'envelope' | 'samples' | 'level' | 'spectrogram' | 'texts';
+
 // A picture of a signal, as docs/studio.md describes it.
 export interface Picture {
   key: number;
-  kind: 'envelope' | 'samples';
+  kind: PictureKind;
   columns: number;
+  window: number; // columns that there is room for
   first: number;
   perColumn: number;
   newest: number;
@@ -178,7 +184,15 @@ export interface Picture {
   base: number;
   low: Float32Array;
   high: Float32Array; // empty for samples
+  texts: [number, string][]; // of texts: the number of each in the signal, and the text
+  // Of a spectrogram: codes by column and bin, of which 255 is `top` dB and one less `step` dB less; 0: not known.
+  levels: Uint8Array;
+  bins: number;
+  top: number;
+  step: number;
 }
+
+const VALUES_A_COLUMN: Record<PictureKind, number> = { envelope: 2, samples: 1, level: 2, spectrogram: 0, texts: 0 };
 
 // Null for bytes that are no picture.
 export function decodePicture(bytes: ArrayBuffer): Picture | null {
@@ -188,12 +202,15 @@ export function decodePicture(bytes: ArrayBuffer): Picture | null {
   if (length % 4 !== 0 || begin > bytes.byteLength) return null;
   try {
     const header = JSON.parse(new TextDecoder().decode(new Uint8Array(bytes, 4, length))) as Picture;
-    const columns = header.columns;
-    const count = header.kind === 'samples' ? 1 : 2;
-    if (!Number.isInteger(columns) || columns < 0 || begin + 4 * columns * count !== bytes.byteLength) return null;
-    const low = new Float32Array(bytes, begin, columns);
-    const high = new Float32Array(bytes, begin + 4 * columns, count === 2 ? columns : 0);
-    return { ...header, low, high };
+    const { columns, texts = [], bins = 0 } = header;
+    const count = VALUES_A_COLUMN[header.kind];
+    if (count === undefined || !Number.isInteger(columns) || columns < 0 || !Number.isInteger(bins) || bins < 0) return null;
+    const codes = header.kind === 'spectrogram' ? columns * bins : 0;
+    if (begin + 4 * columns * count + codes !== bytes.byteLength) return null;
+    const low = new Float32Array(bytes, begin, count > 0 ? columns : 0);
+    const high = new Float32Array(bytes, begin + 4 * low.length, count === 2 ? columns : 0);
+    const levels = new Uint8Array(bytes, begin, codes);
+    return { ...header, low, high, levels, texts, bins };
   } catch {
     return null;
   }

@@ -1,6 +1,7 @@
 import { Link } from './link';
 import {
   decodePicture,
+  portText,
   type Answer,
   type Edit,
   type Figures,
@@ -14,14 +15,17 @@ import {
 } from './protocol';
 import { fill, wordsOf, type Language, type Words } from './texts';
 
+export type Mode = 'curve' | 'spectrum' | 'spectrogram' | 'level' | 'values' | 'texts';
+
 export interface View {
   id: number;
-  port: string; // instance.Output
-  mode: 'curve' | 'spectrum' | 'values';
+  ports: string[]; // instance.Output
+  mode: Mode;
   seconds: number;
   triggers: boolean;
   level: number;
   held: boolean;
+  cursors: boolean;
 }
 
 export interface Toast {
@@ -31,25 +35,31 @@ export interface Toast {
 }
 
 const SPECTRUM_SAMPLES = 4096;
-const SHOWN_VALUES = 64;
+const SHOWN_VALUES = 16;
+const SHOWN_TEXTS = 200;
+const LEVEL_SECONDS = 0.125; // as a sound level meter set to "fast"
+const SPECTROGRAM_COLUMNS = 10; // windows of a curve that it shows
 const TOAST_TIME = 6000;
+const MOST_WISHES = 64; // that the server takes
+export const MOST_SIGNALS = 8; // of a view
 
-export function wishOf(view: View): Wish {
-  if (view.mode !== 'curve')
-    return {
-      trace: view.id,
-      port: view.port,
-      kind: 'samples',
-      samples: view.mode === 'spectrum' ? SPECTRUM_SAMPLES : SHOWN_VALUES,
-    };
-  return {
-    trace: view.id,
-    port: view.port,
-    kind: 'envelope',
-    seconds: view.seconds,
-    triggers: view.triggers,
-    level: view.level,
+// Views that show their first signal alone.
+export function isSingle(mode: Mode): boolean {
+  return mode === 'spectrogram' || mode === 'texts';
+}
+
+// What the view wants of each of its signals.
+export function wishesOf(view: View): Wish[] {
+  const what: Record<Mode, Omit<Wish, 'trace' | 'port'>> = {
+    curve: { kind: 'envelope', seconds: view.seconds, triggers: view.triggers, level: view.level },
+    spectrum: { kind: 'samples', samples: SPECTRUM_SAMPLES },
+    spectrogram: { kind: 'spectrogram', seconds: view.seconds * SPECTROGRAM_COLUMNS },
+    level: { kind: 'level', seconds: LEVEL_SECONDS },
+    values: { kind: 'samples', samples: SHOWN_VALUES },
+    texts: { kind: 'texts', samples: SHOWN_TEXTS },
   };
+  const ports = isSingle(view.mode) ? view.ports.slice(0, 1) : view.ports;
+  return ports.map((port, index) => ({ trace: view.id * MOST_SIGNALS + index, port, ...what[view.mode] }));
 }
 
 // Everything that the page knows, and what it may ask for.
@@ -76,8 +86,8 @@ export class Studio {
 
   private readonly link: Link;
   private readonly name = crypto.randomUUID();
-  private keys = new Map<number, number[]>(); // views by the server's key
-  private listeners = new Map<number, (picture: Picture) => void>();
+  private keys = new Map<number, number[]>(); // traces by the server's key
+  private listeners = new Map<number, (index: number, picture: Picture) => void>(); // by view
   private lastPictures = new Map<number, Picture>();
   private lastToast = 0;
   private lastView = 0;
@@ -157,27 +167,44 @@ export class Studio {
 
   // --- Signals
 
+  // All outputs of the graph, as instance.Output.
+  outputs(): string[] {
+    return (this.graph?.instances ?? []).flatMap((each) => (each.outputs ?? []).map((port) => portText(each.name, port.name)));
+  }
+
+  isFull(): boolean {
+    return this.views.reduce((sum, view) => sum + view.ports.length, 0) >= MOST_WISHES;
+  }
+
   addView(port: string): void {
+    if (this.isFull()) return this.tell('error', fill(this.words.tooManySignals, MOST_WISHES));
     const id = ++this.lastView;
-    this.views.push({ id, port, mode: 'curve', seconds: 0.1, triggers: false, level: 0, held: false });
+    this.views.push({ id, ports: [port], mode: 'curve', seconds: 0.1, triggers: false, level: 0, held: false, cursors: false });
     this.watch();
   }
 
   removeView(id: number): void {
     this.views = this.views.filter((view) => view.id !== id);
-    this.lastPictures.delete(id);
+    this.forget(id);
     this.watch();
   }
 
-  watch(): void {
-    this.link.send({ do: 'watch', wishes: this.views.map(wishOf) });
+  // What came for the view is of no use any more.
+  forget(id: number): void {
+    for (let index = 0; index < MOST_SIGNALS; ++index) this.lastPictures.delete(id * MOST_SIGNALS + index);
   }
 
-  // Called with each picture of the view, and at once with the last one.
-  listen(id: number, listener: (picture: Picture) => void): () => void {
+  watch(): void {
+    this.link.send({ do: 'watch', wishes: this.views.flatMap(wishesOf) });
+  }
+
+  // Called with each picture of the view's signals, and at once with the last ones.
+  listen(id: number, listener: (index: number, picture: Picture) => void): () => void {
     this.listeners.set(id, listener);
-    const last = this.lastPictures.get(id);
-    if (last) listener(last);
+    for (let index = 0; index < MOST_SIGNALS; ++index) {
+      const last = this.lastPictures.get(id * MOST_SIGNALS + index);
+      if (last) listener(index, last);
+    }
     return () => this.listeners.delete(id);
   }
 
@@ -247,7 +274,8 @@ export class Studio {
     const passed = (figures.seconds ?? 0) - (before?.seconds ?? 0);
     if (before?.lines && figures.lines && passed > 0)
       this.rates = figures.lines.map((line, index) => (line[0] - (before.lines![index]?.[0] ?? 0)) / passed);
-    if (figures.lines) this.figures = figures;
+    const { busy, stuck, file } = figures;
+    this.figures = figures.lines || !before ? figures : { ...before, busy, stuck, file };
   }
 
   private takeKeys(watching: { trace: number; key: number }[]): void {
@@ -258,9 +286,9 @@ export class Studio {
   private show(bytes: ArrayBuffer): void {
     const picture = decodePicture(bytes);
     if (!picture) return;
-    for (const id of this.keys.get(picture.key) ?? []) {
-      this.lastPictures.set(id, picture);
-      this.listeners.get(id)?.(picture);
+    for (const trace of this.keys.get(picture.key) ?? []) {
+      this.lastPictures.set(trace, picture);
+      this.listeners.get(Math.floor(trace / MOST_SIGNALS))?.(trace % MOST_SIGNALS, picture);
     }
   }
 }

@@ -1,0 +1,191 @@
+import uPlot from 'uplot';
+import { quantityText } from './numbers';
+
+// Values at x0, x0 + dx, ...: of each the smallest and the largest of a column; the same array for single values.
+export interface Line {
+  x0: number;
+  dx: number;
+  low: ArrayLike<number>;
+  high: ArrayLike<number>;
+  base: number; // which is to be added to them
+  colour: string;
+}
+
+export interface Picture2D {
+  pixels: HTMLCanvasElement; // its rows from above
+  x: [number, number];
+  y: [number, number];
+}
+
+// All that a chart shows at once.
+export interface Shown {
+  lines: Line[];
+  image?: Picture2D;
+  x: [number, number];
+  xUnit: string;
+  yUnit: string;
+}
+
+export const LEFT = 76; // px, of the axis
+export const RIGHT = 12;
+const POINTS_FROM = 8; // px between samples
+
+// The range of the line's column nearest to x; null where there is none.
+export function valueAt(line: Line, x: number): [number, number] | null {
+  const index = Math.round((x - line.x0) / line.dx);
+  if (!(index >= 0 && index < line.low.length)) return null;
+  const low = line.low[index]! + line.base;
+  const high = line.high[index]! + line.base;
+  return low <= high && Number.isFinite(low) && Number.isFinite(high) ? [low, high] : null;
+}
+
+// From the smallest to the largest value of all lines.
+export function extent(lines: Line[]): [number, number] {
+  let least = Infinity;
+  let most = -Infinity;
+  for (const { low, high, base } of lines)
+    for (let i = 0; i < low.length; ++i) {
+      const bottom = low[i]! + base;
+      const top = high[i]! + base;
+      if (bottom < least && Number.isFinite(bottom) && bottom <= top) least = bottom;
+      if (top > most && Number.isFinite(top) && bottom <= top) most = top;
+    }
+  return least <= most ? [least, most] : [0, 1];
+}
+
+// Stays as it is while the values fit and fill half of it, so that the axis is calm.
+export function calmRange(before: [number, number] | null, [least, most]: [number, number]): [number, number] {
+  const fits = before && least >= before[0] && most <= before[1] && most - least >= (before[1] - before[0]) / 2.5;
+  if (before && fits) return before;
+  const room = most > least ? (most - least) * 0.08 : Math.abs(most) * 0.1 || 1;
+  return [least - room, most + room];
+}
+
+export function colourOf(name: string): string {
+  return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
+}
+
+// A chart whose axes are those of the library; lines are painted in one pass, straight from what came.
+export class Chart {
+  private plot: uPlot;
+  private shown: Shown;
+  private y: [number, number];
+
+  constructor(
+    place: HTMLElement,
+    private readonly height: number,
+    first: Shown,
+    private readonly onhover: (x: number | null) => void,
+    private readonly onselect?: (from: number, to: number) => void,
+  ) {
+    this.shown = first;
+    this.y = this.rangeOf(null);
+    const axis = { stroke: colourOf('--text-soft'), grid: { stroke: colourOf('--grid'), width: 1 }, ticks: { show: false } };
+    const none = { show: false };
+    this.plot = new uPlot(
+      {
+        width: place.clientWidth,
+        height,
+        padding: [8, RIGHT, 0, 0],
+        legend: none,
+        cursor: { y: false, points: none, drag: { x: onselect !== undefined, y: false, setScale: false } },
+        scales: { x: { time: false, range: () => this.shown.x }, y: { range: () => this.y } },
+        axes: [
+          { ...axis, size: 32, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.xUnit, 7)) },
+          { ...axis, size: LEFT, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.yUnit)) },
+        ],
+        series: [{}, { paths: () => null, points: none }],
+        hooks: {
+          draw: [() => this.paint()],
+          setCursor: [(plot) => this.onhover(plot.cursor.left! >= 0 ? plot.posToVal(plot.cursor.left!, 'x') : null)],
+          setSelect: [(plot) => this.select(plot)],
+        },
+      },
+      this.data(),
+      place,
+    );
+  }
+
+  show(shown: Shown): void {
+    this.shown = shown;
+    this.y = this.rangeOf(this.y);
+    this.plot.setData(this.data());
+  }
+
+  resize(width: number): void {
+    this.plot.setSize({ width, height: this.height });
+  }
+
+  destroy(): void {
+    this.plot.destroy();
+  }
+
+  private data(): uPlot.AlignedData {
+    return [this.shown.x, this.y];
+  }
+
+  private rangeOf(before: [number, number] | null): [number, number] {
+    return this.shown.image?.y ?? calmRange(before, extent(this.shown.lines));
+  }
+
+  private select(plot: uPlot): void {
+    const { left, width } = plot.select;
+    if (width < 2 || !this.onselect) return;
+    this.onselect(plot.posToVal(left, 'x'), plot.posToVal(left + width, 'x'));
+    plot.setSelect({ left: 0, top: 0, width: 0, height: 0 }, false);
+  }
+
+  private paint(): void {
+    const { ctx, bbox } = this.plot;
+    ctx.save();
+    ctx.beginPath();
+    ctx.rect(bbox.left, bbox.top, bbox.width, bbox.height);
+    ctx.clip();
+    if (this.shown.image) this.paintImage(this.shown.image);
+    ctx.lineWidth = devicePixelRatio;
+    ctx.lineJoin = 'round';
+    for (const line of this.shown.lines) this.paintLine(line);
+    ctx.restore();
+  }
+
+  private paintImage({ pixels, x, y }: Picture2D): void {
+    const { ctx } = this.plot;
+    const left = this.plot.valToPos(x[0], 'x', true);
+    const top = this.plot.valToPos(y[1], 'y', true);
+    ctx.imageSmoothingEnabled = false;
+    ctx.drawImage(pixels, left, top, this.plot.valToPos(x[1], 'x', true) - left, this.plot.valToPos(y[0], 'y', true) - top);
+  }
+
+  // From column to column, each from the end that is nearer to the column before.
+  private paintLine(line: Line): void {
+    const { ctx, bbox } = this.plot;
+    const [xLeast, xMost] = this.shown.x;
+    const [yLeast, yMost] = this.y;
+    const perX = bbox.width / (xMost - xLeast);
+    const perY = bbox.height / (yMost - yLeast);
+    const left = bbox.left + (line.x0 - xLeast) * perX;
+    const step = line.dx * perX;
+    const zero = bbox.top + (yMost - line.base) * perY;
+    const { low, high } = line;
+    ctx.strokeStyle = ctx.fillStyle = line.colour;
+    ctx.beginPath();
+    let before = NaN;
+    for (let i = 0, x = left; i < low.length; ++i, x += step) {
+      const bottom = zero - low[i]! * perY;
+      const top = zero - high[i]! * perY;
+      if (!(top <= bottom)) {
+        before = NaN; // a gap
+        continue;
+      }
+      const isNearTop = Math.abs(before - top) < Math.abs(before - bottom);
+      if (Number.isNaN(before)) ctx.moveTo(x, bottom);
+      else ctx.lineTo(x, isNearTop ? top : bottom);
+      before = isNearTop ? bottom : top;
+      if (top !== bottom) ctx.lineTo(x, before);
+    }
+    ctx.stroke();
+    if (step < POINTS_FROM * devicePixelRatio || low !== high) return;
+    const size = 3 * devicePixelRatio;
+    for (let i = 0, x = left; i < low.length; ++i, x += step) ctx.fillRect(x - size / 2, zero - low[i]! * perY - size / 2, size, size);
+  }
+}
