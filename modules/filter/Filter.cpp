@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "modules/common/EachInput.h"
 #include "modules/filter/Butterworth.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
@@ -115,15 +116,10 @@ int Filter::Init() {
 }
 
 int Filter::Execute() {
-    for (unsigned input = 0; input < channels.size(); ++input) {
-        int code = portHelper->TakeBlock(input);
-        if (code < 0) return code;
-        if (code == 0) continue;
-        code = Prepare(input);
-        if (code >= 0) code = Pass(input);
-        if (code < 0) return code;
-    }
-    return 0;
+    return tc::TakeFromEach(*portHelper, channels.size(), [&](unsigned input) {
+        const int code = Prepare(input);
+        return code >= 0 ? Pass(input) : code;
+    });
 }
 
 bool Filter::HasUpperCorner() const {
@@ -204,11 +200,7 @@ void Filter::Watch(unsigned input) {
     Channel& channel = channels[input];
     if (channel.told || channel.cascade.IsFinite()) return;
     channel.told = true;
-    Warn(Bilingual(
-             "%1: after a value that is not finite, or too large, the rest of the signal is without "
-             "a result",
-             "%1: ein Wert, der nicht endlich oder zu groß ist, lässt den Rest des Signals ohne Ergebnis"),
-         {tc::SignalName(*portHelper, input, channel.metadata)});
+    Warn(tc::RESULT_SPOILT, {tc::SignalName(*portHelper, input, channel.metadata)});
 }
 
 TC_MODULE_LIBRARY(Filter);
