@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "modules/common/EachInput.h"
-#include "modules/filter/Butterworth.h"
+#include "modules/filter/FilterDesign.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
