@@ -95,27 +95,21 @@ int Spectrum::Done() {
 void Spectrum::Begin(Signal& signal, const TCTypeInfo& ti) const {
     signal.metadata = ti;
     signal.open = true;
-    signal.segment.clear();
-    signal.segment.reserve(window.size());
-    signal.position = signal.used = signal.skipped = 0;
+    signal.segmenter.Begin(window.size(), hop);
+    signal.used = signal.skipped = 0;
     signal.first = -1;
     signal.power.assign(scratch.size(), 0.0);
 }
 
 int Spectrum::Consume(unsigned input, const double* values, int count) {
     Signal& signal = signals[input];
-    const double* end = values + count;
-    while (values != end && TakesMore(signal)) {
-        const std::size_t room = window.size() - signal.segment.size();
-        const double* part =
-            values + std::min<std::ptrdiff_t>(end - values, static_cast<std::ptrdiff_t>(room));
-        signal.segment.insert(signal.segment.end(), values, part);
-        values = part;
-        if (signal.segment.size() < window.size()) break;
+    while (count > 0 && TakesMore(signal)) {
+        const int part = signal.segmenter.Add(values, count);
+        values += part;
+        count -= part;
+        if (!signal.segmenter.IsFull()) break;
         UseSegment(signal);
-        signal.segment.erase(signal.segment.begin(),
-                             signal.segment.begin() + static_cast<std::ptrdiff_t>(hop));
-        signal.position += static_cast<std::int64_t>(hop);
+        signal.segmenter.Advance();
         if (firstOnly && signal.used > 0) return Write(input);
     }
     return 0;
@@ -136,18 +130,18 @@ void Spectrum::WarnOfLoss(unsigned input) {
         Warn(tc::SEGMENTS_LEFT_OUT, {name, std::to_string(signal.skipped)});
     } else if (signal.used == 0) {
         Warn(tc::NO_WHOLE_SEGMENT,
-             {name, std::to_string(signal.segment.size()), std::to_string(window.size())});
+             {name, std::to_string(signal.segmenter.Waiting()), std::to_string(window.size())});
     }
 }
 
 void Spectrum::UseSegment(Signal& signal) {
-    if (!transform->Place(signal.segment, window)) {
+    if (!transform->Place(signal.segmenter.Segment(), window)) {
         ++signal.skipped;
         return;
     }
     transform->Run(scratch.data());
     for (std::size_t k = 0; k < scratch.size(); ++k) signal.power[k] += scratch[k] * scratch[k];
-    if (signal.first < 0) signal.first = signal.position;
+    if (signal.first < 0) signal.first = signal.segmenter.Position();
     ++signal.used;
 }
 

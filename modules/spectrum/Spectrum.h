@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "modules/spectrum/FourierTransform.h"
+#include "modules/spectrum/Segmenter.h"
 #include "modules/spectrum/SpectralScale.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
@@ -48,9 +49,8 @@ class Spectrum final : public TCBaseModuleEx {
     struct Signal {
         TCTypeInfo metadata;  // of the signal's first block
         bool open = false;    // its end has not come yet
-        std::vector<double> segment;
-        std::int64_t position = 0;  // of the segment's first sample
-        std::int64_t first = -1;    // of the first segment used; -1: none yet
+        Segmenter segmenter;
+        std::int64_t first = -1;  // position of the first segment used; -1: none yet
         std::int64_t used = 0;
         std::int64_t skipped = 0;
         std::vector<double> power;       // sums of squared magnitudes
