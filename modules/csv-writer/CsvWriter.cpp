@@ -124,7 +124,7 @@ int CsvWriter::Take(unsigned input) {
                     {tc::InputName(*portHelper, input)});
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
     if (metadata != nullptr) column.metadata = *metadata;
-    if (tc::BeginsSignal(column.metadata.GetState())) NoteBegin(column);
+    if (column.spectrum || tc::BeginsSignal(column.metadata.GetState())) NoteBegin(column);
     column.begun = true;
     column.ended = column.metadata.GetState() == STOP;
     int count = 0;

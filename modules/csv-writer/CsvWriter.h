@@ -12,9 +12,9 @@
 // Writes the signals that are wired to it as text, one column each. Three header rows hold the names, the
 // units and the samplerates, of spectra the bin spacings; then comes one row for each sample. Where all
 // signals have one rate and one domain, a first column holds the time, or the frequency, counted from where
-// the first of them begins. Numbers have a point in every locale and as
-// many digits as read back to the same double ("nan", "inf" and "-inf" for what is no finite number); texts
-// that hold a separator, a quotation mark or a line end are in quotation marks.
+// the first of them begins; the frequency anew with each block, which is a spectrum. Numbers have a point in
+// every locale and as many digits as read back to the same double ("nan", "inf" and "-inf" for what is no
+// finite number); texts that hold a separator, a quotation mark or a line end are in quotation marks.
 //
 // While the writer is off, which may change in a run, rows are left out; the time of those that follow goes
 // on as if they were there.
@@ -47,7 +47,7 @@ class CsvWriter final : public TCBaseModuleEx {
  private:
     struct Column {
         SampleQueue samples;
-        std::deque<std::int64_t> begins;  // rows to come in which a signal begins, of the axis
+        std::deque<std::int64_t> begins;  // rows to come in which a signal or spectrum begins, of the axis
         TCTypeInfo metadata;              // of the last block
         bool spectrum = false;
         bool begun = false;

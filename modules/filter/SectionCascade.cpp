@@ -44,6 +44,14 @@ void SectionCascade::Reset() {
     untilSilenced = 0;
 }
 
+void SectionCascade::Settle(double value) {
+    Reset();
+    for (Stage& stage : stages) {
+        stage.s2 = stage.x = stage.held2 = value;
+        value *= stage.section.direct + 2 * stage.section.low;
+    }
+}
+
 void SectionCascade::Run(const double* input, double* output, int count) {
     while (count > 0) {
         if (untilSilenced == 0) Silence();

@@ -37,6 +37,8 @@ class SectionCascade {
     void Redesign(const std::vector<Section>& sections);
     // Back to zero states.
     void Reset();
+    // The states that remain where the input has been that value forever.
+    void Settle(double value);
     // `output` may be `input`.
     void Run(const double* input, double* output, int count);
     // False once a value that was not finite, or an overflow, has spoilt the states.

@@ -3,7 +3,8 @@
 #include <cmath>
 #include <limits>
 
-#include "modules/filter/Butterworth.h"
+#include "modules/common/EachInput.h"
+#include "modules/filter/FilterDesign.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
@@ -84,12 +85,7 @@ int Integrate::Init() {
 }
 
 int Integrate::Execute() {
-    for (unsigned input = 0; input < channels.size(); ++input) {
-        int code = portHelper->TakeBlock(input);
-        if (code > 0) code = Pass(input);
-        if (code < 0) return code;
-    }
-    return 0;
+    return tc::TakeFromEach(*portHelper, channels.size(), [&](unsigned input) { return Pass(input); });
 }
 
 bool Integrate::Begin(unsigned input, CString& error) {
@@ -127,10 +123,7 @@ int Integrate::Pass(unsigned input) {
     }
     if (!channel.told && count > 0 && !std::isfinite(buffer.back())) {
         channel.told = true;
-        Warn(
-            {"%1: after a value that is not finite, or too large, the rest of the signal is without a result",
-             "%1: ein Wert, der nicht endlich oder zu groß ist, lässt den Rest des Signals ohne Ergebnis"},
-            {tc::SignalName(*portHelper, input, metadata)});
+        Warn(tc::RESULT_SPOILT, {tc::SignalName(*portHelper, input, metadata)});
     }
     metadata.SetUnit(Integrated(metadata.GetUnit()));
     metadata.SetRangeMin(std::numeric_limits<double>::lowest());

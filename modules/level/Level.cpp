@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "modules/common/EachInput.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 
@@ -91,12 +92,7 @@ int Level::Init() {
 }
 
 int Level::Execute() {
-    for (unsigned input = 0; input < channels.size(); ++input) {
-        int code = portHelper->TakeBlock(input);
-        if (code > 0) code = Take(input);
-        if (code < 0) return code;
-    }
-    return 0;
+    return tc::TakeFromEach(*portHelper, channels.size(), [&](unsigned input) { return Take(input); });
 }
 
 int Level::Take(unsigned input) {
@@ -163,10 +159,7 @@ void Level::Report(unsigned input, const Channel& channel) {
     const auto add = [&](const char* quantity, double power) {
         AddResult(name.c_str(), quantity, tc::DecibelsOfPower(power * channel.scale), TCSI_Unit());
     };
-    if (meter.LeftOut() > 0)
-        Warn({"%1: values left out that are not finite: %2",
-              "%1: ausgelassene Werte, die nicht endlich sind: %2"},
-             {name, std::to_string(meter.LeftOut())});
+    if (meter.LeftOut() > 0) Warn(tc::VALUES_LEFT_OUT, {name, std::to_string(meter.LeftOut())});
     AddResult(name.c_str(), "reference", channel.reference.value, channel.reference.unit);
     if (meter.Samples() == 0) return;
     add("Leq_dB", meter.MeanPower());

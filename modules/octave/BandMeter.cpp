@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "modules/filter/Butterworth.h"
+#include "modules/filter/FilterDesign.h"
 #include "sigweave/foundation/NumberFormat.h"
 
 namespace tc {

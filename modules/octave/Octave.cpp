@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "modules/common/EachInput.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
@@ -149,12 +150,7 @@ int Octave::Init() {
 }
 
 int Octave::Execute() {
-    for (unsigned input = 0; input < channels.size(); ++input) {
-        int code = portHelper->TakeBlock(input);
-        if (code > 0) code = Take(input);
-        if (code < 0) return code;
-    }
-    return 0;
+    return tc::TakeFromEach(*portHelper, channels.size(), [&](unsigned input) { return Take(input); });
 }
 
 int Octave::Take(unsigned input) {
@@ -243,10 +239,7 @@ void Octave::Report(unsigned input, const Channel& channel) {
     const TCTypeInfo& metadata = channel.track.Metadata();
     const std::string name = tc::SignalName(*portHelper, input, metadata);
     const std::vector<tc::OctaveBand>& bands = meter.Bands();
-    if (meter.LeftOut() > 0)
-        Warn({"%1: values that are not finite, counted as 0: %2",
-              "%1: Werte, die nicht endlich sind und als 0 zählen: %2"},
-             {name, std::to_string(meter.LeftOut())});
+    if (meter.LeftOut() > 0) Warn(tc::COUNTED_AS_0, {name, std::to_string(meter.LeftOut())});
     if (meter.Samples() == 0) return;
     if (inDecibels) AddResult(name.c_str(), "reference", channel.reference.value, channel.reference.unit);
     for (std::size_t i = 0; i < bands.size(); ++i)

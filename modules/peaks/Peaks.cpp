@@ -45,18 +45,10 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .minimum = 0.0,
      .label = {"Width", "Breite"},
      .group = CONDITIONS},
-    {.name = "most_samples",
-     .kind = TCModuleParameter::INTEGER,
-     .defaultValue = "50000000",
-     .help = {"of a signal, which is kept until it ends; a longer one fails the run",
-              "eines Signals, das bis zu seinem Ende behalten wird; ein längeres bricht den Lauf ab"},
-     .minimum = 1.0,
-     .label = {"Longest signal", "Längstes Signal"}},
+    tc::MostSamples({}, ""),
 };
 
 constexpr const char* QUANTITIES[] = {"height", "prominence"};
-constexpr std::size_t BLOCK = 4096;
-constexpr int MOST_BLOCKS_AT_ONCE = 16;
 
 TCSI_Unit Seconds(int power) {
     TCSI_Unit unit;
@@ -125,14 +117,15 @@ int Peaks::Init() {
 }
 
 int Peaks::Fetch() {
-    const bool sending =
-        std::any_of(channels.begin(), channels.end(), [](const Channel& channel) { return channel.sending; });
+    const bool sending = std::any_of(channels.begin(), channels.end(),
+                                     [](const Channel& channel) { return channel.signal.IsSending(); });
     return sending ? 0 : TCBaseModuleEx::Fetch();
 }
 
 int Peaks::Execute() {
     for (unsigned input = 0; input < channels.size(); ++input) {
-        const int code = channels[input].sending ? Send(input) : Take(input);
+        const int code = channels[input].signal.IsSending() ? channels[input].signal.Send(*portHelper, input)
+                                                            : Take(input);
         if (code < 0) return code;
     }
     return 0;
@@ -143,22 +136,11 @@ int Peaks::Take(unsigned input) {
     Channel& channel = channels[input];
     CString error;
     if (!channel.track.Follow(*portHelper, input, error)) return Fail(tc::MODULE_FAILED, error);
-    if (channel.track.Begins()) {
-        channel.values.clear();
-        channel.first = channel.track.Metadata();
-    }
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
-    const auto most = static_cast<std::size_t>(ParamInt("most_samples"));
-    if (channel.values.size() + static_cast<std::size_t>(count) > most) {
-        return Fail(tc::MODULE_FAILED,
-                    {"most_samples: the signal '%1' has more than %2; cut it before, with Trigger, or allow "
-                     "more, at 8 bytes each",
-                     "most_samples: das Signal '%1' hat mehr als %2; schneiden Sie es vorher, mit Trigger, "
-                     "oder erlauben Sie mehr, zu je 8 Byte"},
-                    {tc::SignalName(*portHelper, input, channel.first), std::to_string(most)});
-    }
-    channel.values.insert(channel.values.end(), values, values + count);
+    if (!channel.signal.Add(channel.track, values, count, static_cast<std::size_t>(ParamInt("most_samples")),
+                            tc::SignalName(*portHelper, input, channel.track.Metadata()), error))
+        return Fail(tc::MODULE_FAILED, error);
     return channel.track.Ends() ? End(input) : 0;
 }
 
@@ -166,35 +148,20 @@ int Peaks::End(unsigned input) {
     Channel& channel = channels[input];
     tc::PeakLimits limits;
     CString error;
-    if (!FindLimits(channel.first.GetUnit(), channel.first.GetSamplerate(), limits, error))
+    const TCTypeInfo& first = channel.signal.First();
+    if (!FindLimits(first.GetUnit(), first.GetSamplerate(), limits, error))
         return Fail(tc::MODULE_FAILED, error);
-    channel.peaks = tc::FindPeaks(channel.values, limits);
-    std::fill(channel.values.begin(), channel.values.end(), 0.0);
-    for (const tc::Peak& peak : channel.peaks) channel.values[peak.position] = peak.prominence;
-    channel.greatest =
-        channel.values.empty() ? 0.0 : *std::max_element(channel.values.begin(), channel.values.end());
-    channel.measured = channel.sending = true;
-    channel.sent = 0;
-    return Send(input);
-}
-
-int Peaks::Send(unsigned output) {
-    Channel& channel = channels[output];
-    for (int blocks = 0; blocks < MOST_BLOCKS_AT_ONCE && channel.sending; ++blocks) {
-        const std::size_t count = std::min(BLOCK, channel.values.size() - channel.sent);
-        TCTypeInfo metadata = channel.first;
-        metadata.SetTimestamp(channel.first.GetTimestamp() +
-                              1000.0 * static_cast<double>(channel.sent) / metadata.GetSamplerate());
-        channel.sending = channel.sent + count < channel.values.size();
-        metadata.SetRangeMin(0.0);
-        metadata.SetRangeMax(channel.greatest);
-        metadata.SetState(tc::BlockState(channel.sent == 0, !channel.sending));
-        const double* values = channel.values.data() + channel.sent;
-        channel.sent += count;
-        const int code = tc::WriteSamples(*portHelper, output, metadata, values, count);
-        if (code < 0) return code;
+    std::vector<double>& values = channel.signal.Values();
+    channel.peaks = tc::FindPeaks(values, limits);
+    std::fill(values.begin(), values.end(), 0.0);
+    double greatest = 0.0;
+    for (const tc::Peak& peak : channel.peaks) {
+        values[peak.position] = peak.prominence;
+        greatest = std::max(greatest, peak.prominence);
     }
-    return 0;
+    channel.measured = true;
+    channel.signal.BeginSending(0.0, greatest);
+    return channel.signal.Send(*portHelper, input);
 }
 
 int Peaks::Done() {
@@ -205,16 +172,17 @@ int Peaks::Done() {
         if (channel.track.IsOpen())
             Warn({"%1: the signal did not end; no peaks were looked for in its %2 samples",
                   "%1: das Signal endete nicht; in seinen %2 Abtastwerten wurden keine Spitzen gesucht"},
-                 {tc::SignalName(*portHelper, input, channel.first), std::to_string(channel.values.size())});
+                 {tc::SignalName(*portHelper, input, channel.signal.First()),
+                  std::to_string(channel.signal.Values().size())});
     }
     channels.clear();
     return TCBaseModuleEx::Done();
 }
 
 void Peaks::Report(unsigned input, const Channel& channel) {
-    const CString name = tc::SignalName(*portHelper, input, channel.first);
-    const TCSI_Unit& unit = channel.first.GetUnit();
-    const double rate = channel.first.GetSamplerate();
+    const CString name = tc::SignalName(*portHelper, input, channel.signal.First());
+    const TCSI_Unit& unit = channel.signal.First().GetUnit();
+    const double rate = channel.signal.First().GetSamplerate();
     const std::vector<tc::Peak>& peaks = channel.peaks;
     const auto add = [&](const char* quantity, double value, const TCSI_Unit& of) {
         AddResult(name.c_str(), quantity, value, of);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "modules/common/SignalTrack.h"
+#include "modules/common/WholeSignal.h"
 #include "modules/peaks/PeakFinder.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
@@ -42,11 +43,7 @@ class Peaks final : public TCBaseModuleEx {
  private:
     struct Channel {
         SignalTrack track;
-        std::vector<double> values;  // of the signal; once it has ended, what is sent
-        TCTypeInfo first;            // the metadata of its first block
-        bool sending = false;
-        std::size_t sent = 0;
-        double greatest = 0.0;  // of `values`
+        WholeSignal signal;  // once it has ended, what is sent
         std::vector<tc::Peak> peaks;
         bool measured = false;
     };
@@ -54,7 +51,6 @@ class Peaks final : public TCBaseModuleEx {
     bool FindLimits(const TCSI_Unit& unit, double rate, tc::PeakLimits& limits, CString& error) const;
     int Take(unsigned input);
     int End(unsigned input);
-    int Send(unsigned output);
     void Report(unsigned input, const Channel& channel);
 
     std::vector<Channel> channels;

@@ -42,7 +42,9 @@ struct Layout {
           panels(static_cast<int>(all.size())),
           height(options.height),
           keyRows(KeyRows(all, options.width)) {
-        if (height == 0)
+        if (height > 0)
+            height = std::max(height, LeastHeight(panels));
+        else
             height = HEADLINE + panels * ((IsCompact() ? 160 : 330) + AbovePanel() - ABOVE_PANEL);
     }
     // Room for all names of the panel that has most.
@@ -129,11 +131,11 @@ std::string DateText(double milliseconds) {
 
 std::vector<Panel> ArrangePanels(const std::vector<PictureSignal>& signals, bool overlay) {
     std::vector<Panel> panels;
-    for (const bool spectrum : {false, true}) {
+    for (const auto kind : {PictureSignal::WAVE, PictureSignal::SPECTRUM, PictureSignal::SPECTROGRAM}) {
         bool begun = false;
         for (const PictureSignal& signal : signals) {
-            if (signal.spectrum != spectrum) continue;
-            if (!overlay || !begun) panels.emplace_back();
+            if (signal.kind != kind) continue;
+            if (!overlay || !begun || kind == PictureSignal::SPECTROGRAM) panels.emplace_back();
             panels.back().push_back(&signal);
             begun = true;
         }
@@ -141,16 +143,19 @@ std::vector<Panel> ArrangePanels(const std::vector<PictureSignal>& signals, bool
     return panels;
 }
 
-double Decibels(double value, double floor) {
-    return value > 0.0 ? std::max(20.0 * std::log10(value), floor) : floor;
+double Decibels(double value, double floor, const PictureOptions& options) {
+    return value > 0.0 ? std::max((options.ofPower ? 10.0 : 20.0) * std::log10(value), floor) : floor;
 }
 
 // The top of a spectrum's axis, at the next full 10 dB.
-double TopDecibels(const Panel& panel) {
+double TopDecibels(const Panel& panel, const PictureOptions& options) {
     double greatest = 0.0;
     for (const PictureSignal* signal : panel)
-        greatest = std::max(greatest, signal->envelope->Extremes().maximum);
-    return greatest > 0.0 ? 10.0 * std::ceil(2.0 * std::log10(greatest) + 1e-9) : 0.0;
+        greatest = std::max(greatest, signal->kind == PictureSignal::SPECTROGRAM
+                                          ? signal->heatmap->Greatest()
+                                          : signal->envelope->Extremes().maximum);
+    const double tens = (options.ofPower ? 1.0 : 2.0) * std::log10(greatest);
+    return greatest > 0.0 ? 10.0 * std::ceil(tens + 1e-9) : 0.0;
 }
 
 // The points of one curve. A stretch of several samples is drawn as a stroke from its one extreme to its
@@ -175,14 +180,14 @@ std::string WavePoints(const PictureSignal& signal) {
     return text;
 }
 
-std::string SpectrumPoints(const PictureSignal& signal, double floor) {
+std::string SpectrumPoints(const PictureSignal& signal, double floor, const PictureOptions& options) {
     const double perHertz = signal.metadata.GetSamplerate();
     const auto perStretch = static_cast<double>(signal.envelope->SamplesPerStretch());
     std::string text;
     double index = 0.0;
     for (const Envelope::Stretch& stretch : signal.envelope->Stretches()) {
         text += ShortestText(index++ * perStretch / perHertz) + " " +
-                ShortestText(Decibels(stretch.maximum, floor)) + "\n";
+                ShortestText(Decibels(stretch.maximum, floor, options)) + "\n";
     }
     return text;
 }
@@ -206,7 +211,7 @@ std::string NameInKey(const Panel& panel, const PictureSignal& signal) {
 
 // How a curve is drawn: those that share a colour differ in their dashes, and few samples are dots too.
 std::string Style(const PictureSignal& signal, std::size_t index) {
-    const bool few = !signal.spectrum && signal.envelope->Samples() <= FEW_SAMPLES;
+    const bool few = signal.kind == PictureSignal::WAVE && signal.envelope->Samples() <= FEW_SAMPLES;
     return std::string(few ? "linespoints pt 7 ps 0.4" : "lines") + " lw 1 dt " +
            std::to_string(1 + index / std::size(COLOURS)) + " lc rgb " +
            Quoted(COLOURS[index % std::size(COLOURS)]);
@@ -242,13 +247,16 @@ std::string Range(const char* axis, const std::string& from, const std::string& 
     return std::string("set ") + axis + "range [" + from + ":" + to + "]\n";
 }
 
+std::string LevelLabel(const std::string& unit) {
+    return unit.empty() ? "Level [dB]" : "Level [dB re 1 " + unit + "]";
+}
+
 std::string SpectrumAxes(const Panel& panel, const PictureOptions& options, bool compact) {
     const std::string unit = AxisUnit(panel);
     const double first = std::min(1.0 / panel.front()->metadata.GetSamplerate(), LONGEST / 2);
     const double last = LastPosition(panel);
-    const double top = TopDecibels(panel);
-    return HorizontalAxis("Frequency", "Hz", compact) + "set ylabel " +
-           Quoted(unit.empty() ? "Level [dB]" : "Level [dB re 1 " + unit + "]") + "\n" +
+    const double top = TopDecibels(panel, options);
+    return HorizontalAxis("Frequency", "Hz", compact) + "set ylabel " + Quoted(LevelLabel(unit)) + "\n" +
            Range("y", ShortestText(top - options.decibels), ShortestText(top)) + "unset offsets\nset ytics " +
            ShortestText(NiceStep(options.decibels, compact ? 4 : 7)) + "\n" +
            (options.logarithmic ? "set logscale x\n" : "unset logscale x\n") +
@@ -274,17 +282,122 @@ std::string WaveAxes(const Panel& panel, bool compact) {
            Range("x", "0", ShortestText(LastPosition(panel)));
 }
 
+// gnuplot wants two by two.
+constexpr std::size_t LEAST_CELLS = 2;
+
+double HertzPerBin(const PictureSignal& signal) {
+    return std::clamp(1.0 / signal.metadata.GetSamplerate(), NARROWEST, LONGEST / 1e9);
+}
+
+// The edges in Hz of what is drawn one above the other: as the bins are, or for a logarithmic axis each as
+// much higher than the one below it.
+std::vector<double> RowEdges(const PictureSignal& signal, bool logarithmic) {
+    constexpr std::size_t LOGARITHMIC_ROWS = 320;
+    const Heatmap& map = *signal.heatmap;
+    const double perBin = HertzPerBin(signal);
+    std::vector<double> edges;
+    for (std::size_t row = 0; row <= std::max(map.Rows(), LEAST_CELLS) && !logarithmic; ++row)
+        edges.push_back((static_cast<double>(row * map.BinsPerRow()) - 0.5) * perBin);
+    const double lowest = 0.5 * perBin * static_cast<double>(map.BinsPerRow());
+    const double highest = (static_cast<double>(std::max(map.Bins(), LEAST_CELLS)) - 0.5) * perBin;
+    for (std::size_t row = 0; row <= LOGARITHMIC_ROWS && logarithmic; ++row)
+        edges.push_back(lowest * std::pow(highest / lowest, static_cast<double>(row) / LOGARITHMIC_ROWS));
+    return edges;
+}
+
+// A line of numbers for each row, and in it one for each column. A row that is less than one of the map's
+// takes that one's, a row that is more the greatest of those that begin in it.
+std::string HeatmapCells(const PictureSignal& signal, const std::vector<double>& edges, double floor,
+                         const PictureOptions& options) {
+    const Heatmap& map = *signal.heatmap;
+    const double rowsPerHertz = 1.0 / HertzPerBin(signal) / static_cast<double>(map.BinsPerRow());
+    const auto last = static_cast<double>(map.Rows() - 1);
+    const auto rowAt = [&](double frequency) {
+        const double half = 0.5 / static_cast<double>(map.BinsPerRow());
+        return static_cast<std::size_t>(std::clamp(frequency * rowsPerHertz + half, 0.0, last));
+    };
+    std::string text;
+    for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
+        const std::size_t middle = rowAt((edges[i] + edges[i + 1]) / 2);
+        const std::size_t from = std::min(rowAt(edges[i]) + 1, middle);
+        const std::size_t to = options.logarithmic ? std::max(rowAt(edges[i + 1]), middle) : middle;
+        for (std::size_t column = 0; column < std::max(map.Columns(), LEAST_CELLS); ++column) {
+            double value = Heatmap::NOTHING;
+            for (std::size_t row = options.logarithmic ? from : middle; row <= to; ++row)
+                value = std::max(value, map.Cell(std::min(column, map.Columns() - 1), row));
+            text += value == Heatmap::NOTHING
+                        ? "nan "
+                        : ShortestText(std::round(100.0 * Decibels(value, floor, options)) / 100.0) + " ";
+        }
+        text.back() = '\n';
+    }
+    return text;
+}
+
+// Full decades, 2 and 5 times them, for an axis that gnuplot sees as one of logarithms.
+std::string LogarithmicTics(double from, double to) {
+    std::string tics;
+    for (double decade = std::floor(std::log10(from)); decade <= std::log10(to); ++decade)
+        for (const double digit : {1.0, 2.0, 5.0}) {
+            const double place = decade + std::log10(digit);
+            if (place < std::log10(from) || place > std::log10(to)) continue;
+            tics += (tics.empty() ? "" : ", ") + Quoted(ShortestText(digit * std::pow(10.0, decade))) + " " +
+                    ShortestText(place);
+        }
+    return "set ytics (" + tics + ")\n";
+}
+
+// Colours of the map "viridis", in which equal steps of a value look equal, also in grey.
+constexpr const char* PALETTE =
+    "set palette defined (0 '#440154', 1 '#482878', 2 '#3e4a89', 3 '#31688e', 4 '#26838f', 5 '#1f9d8a', "
+    "6 '#6cce5a', 7 '#b6de2b', 8 '#fee825')\n";
+
+// Time to the right, frequency upwards, the level as a colour. The first column is at the middle of the first
+// segment, half of one after the signal's beginning.
+std::string SpectrogramScript(const PictureSignal& signal, const PictureOptions& options, bool compact) {
+    const Heatmap& map = *signal.heatmap;
+    const Panel panel = {&signal};
+    const double top = TopDecibels(panel, options);
+    const double floor = top - options.decibels;
+    const std::vector<double> edges = RowEdges(signal, options.logarithmic);
+    const auto place = [&](double frequency) {
+        return options.logarithmic ? std::log10(frequency) : frequency;
+    };
+    const double bottom = place(edges.front());
+    const double height = (place(edges.back()) - bottom) / static_cast<double>(edges.size() - 1);
+    const double step = std::clamp(map.SecondsPerColumn(), NARROWEST, LONGEST / 1e9);
+    const double first = std::clamp(signal.metadata.GetSamplerate() / 2.0, NARROWEST, LONGEST / 1e9);
+    const double end = first + step * (static_cast<double>(map.Columns()) - 0.5);
+    const double highest = static_cast<double>(std::max(map.Bins(), LEAST_CELLS) - 1) * HertzPerBin(signal);
+    const double lowest = options.logarithmic ? bottom : 0.0;
+    std::string script = "$map << EOD\n" + HeatmapCells(signal, edges, floor, options) + "EOD\n" + PALETTE;
+    script += HorizontalAxis("Time", "s", compact) + "set ylabel " + Quoted("Frequency [Hz]") +
+              "\nunset logscale x\nunset offsets\nset cbrange [" + ShortestText(floor) + ":" +
+              ShortestText(top) + "]\nset cblabel " + Quoted(LevelLabel(AxisUnit(panel))) + "\nset cbtics " +
+              ShortestText(NiceStep(options.decibels, compact ? 4 : 7)) + "\n";
+    script += Range("x", "0", ShortestText(std::min(end, LONGEST))) +
+              Range("y", ShortestText(lowest), ShortestText(std::max(place(highest), lowest + NARROWEST)));
+    script += options.logarithmic ? LogarithmicTics(edges.front(), highest)
+                                  : "set ytics " + ShortestText(NiceStep(highest, compact ? 4 : 7)) + "\n";
+    script += "set title " + Quoted(signal.name) + "\nplot $map matrix using (" + ShortestText(first) +
+              "+$1*" + ShortestText(step) + "):(" + ShortestText(bottom + height / 2) + "+$2*" +
+              ShortestText(height) + "):3 with image notitle\n";
+    return script + "set ytics autofreq\n";
+}
+
 // The names are above the panel: that of a single curve as its title, those of several as its key.
 std::string PanelScript(const Panel& panel, const PictureOptions& options, bool compact) {
-    const bool spectrum = panel.front()->spectrum;
-    const double floor = TopDecibels(panel) - options.decibels;
+    if (panel.front()->kind == PictureSignal::SPECTROGRAM)
+        return SpectrogramScript(*panel.front(), options, compact);
+    const bool spectrum = panel.front()->kind == PictureSignal::SPECTRUM;
+    const double floor = TopDecibels(panel, options) - options.decibels;
     const bool single = panel.size() == 1;
     std::string script;
     std::string curves;
     for (std::size_t i = 0; i < panel.size(); ++i) {
         const std::string data = "$d" + std::to_string(i);
-        script += data + " << EOD\n" + (spectrum ? SpectrumPoints(*panel[i], floor) : WavePoints(*panel[i])) +
-                  "EOD\n";
+        script += data + " << EOD\n" +
+                  (spectrum ? SpectrumPoints(*panel[i], floor, options) : WavePoints(*panel[i])) + "EOD\n";
         curves += std::string(i == 0 ? "plot " : ", ") + data + " using 1:2 with " + Style(*panel[i], i) +
                   (single ? " notitle" : " title " + Quoted(NameInKey(panel, *panel[i])));
     }
@@ -295,14 +408,15 @@ std::string PanelScript(const Panel& panel, const PictureOptions& options, bool 
 // The time of a spectrum is not that at which its signal began, and neither is that of a signal that was
 // under way when the run began.
 std::string Headline(const std::vector<PictureSignal>& signals, const std::string& title) {
-    const auto first =
-        std::ranges::find_if(signals, [](const PictureSignal& signal) { return !signal.spectrum; });
+    const auto first = std::ranges::find_if(
+        signals, [](const PictureSignal& signal) { return signal.kind == PictureSignal::WAVE; });
     const bool isKnown = first != signals.end() && BeginsSignal(first->metadata.GetState());
     const std::string date = isKnown ? DateText(first->metadata.GetTimestamp()) : std::string();
     return title + (title.empty() || date.empty() ? "" : ", ") + (date.empty() ? "" : "start " + date);
 }
 
-std::string Header(const Layout& layout, const std::string& title, bool png) {
+// `right`: where the panels end, a part of the width.
+std::string Header(const Layout& layout, const std::string& title, bool png, const char* right) {
     const std::string size = std::to_string(layout.width) + "," + std::to_string(layout.height);
     return std::string("set encoding utf8\nset terminal ") + (png ? "pngcairo" : "svg") +
            " noenhanced size " + size +
@@ -310,8 +424,8 @@ std::string Header(const Layout& layout, const std::string& title, bool png) {
            "set border 3 lc rgb \"#606060\"\nset tics nomirror out scale 0.6 textcolor rgb \"#303030\"\n"
            "set title offset 0,-0.7\nset grid lc rgb \"#d8d8d8\" lt 1 lw 0.6\nset key horizontal samplen 1\n"
            "set lmargin at screen " +
-           ShortestText(std::min(0.3, 120.0 / layout.width)) +
-           "\nset rmargin at screen 0.97\nset multiplot title " + Quoted(title) + "\n";
+           ShortestText(std::min(0.3, 120.0 / layout.width)) + "\nset rmargin at screen " + right +
+           "\nset multiplot title " + Quoted(title) + "\n";
 }
 
 }  // namespace
@@ -319,7 +433,10 @@ std::string Header(const Layout& layout, const std::string& title, bool png) {
 std::string PictureScript(const std::vector<PictureSignal>& signals, const PictureOptions& options) {
     const std::vector<Panel> panels = ArrangePanels(signals, options.overlay);
     const Layout layout(options, panels);
-    std::string script = Header(layout, Headline(signals, options.title), options.png);
+    // Beside a spectrogram is its scale; all time axes end alike.
+    const bool anyScale = panels.back().front()->kind == PictureSignal::SPECTROGRAM;
+    std::string script =
+        Header(layout, Headline(signals, options.title), options.png, anyScale ? "0.86" : "0.97");
     for (std::size_t i = 0; i < panels.size(); ++i) {
         script += layout.Edges(static_cast<int>(i)) + PanelScript(panels[i], options, layout.IsCompact());
     }

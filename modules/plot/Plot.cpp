@@ -14,6 +14,8 @@ using tc::Bilingual;
 
 // More stretches than a picture has columns show nothing more.
 constexpr std::size_t MOST_STRETCHES = 4096;
+constexpr std::size_t MOST_COLUMNS = 1024;
+constexpr std::size_t MOST_ROWS = 512;
 
 // Groups of parameters.
 constexpr Bilingual PICTURE("Picture", "Bild");
@@ -22,6 +24,13 @@ constexpr Bilingual SPECTRA("Spectra", "Spektren");
 enum class Layout { STACKED, OVERLAY };
 
 constexpr tc::Choice<Layout> LAYOUTS[] = {{"stacked", Layout::STACKED}, {"overlay", Layout::OVERLAY}};
+
+enum class Spectra { AUTO, LAST, OVER_TIME };
+constexpr tc::Choice<Spectra> SPECTRA_DRAWN[] = {
+    {"auto", Spectra::AUTO}, {"last", Spectra::LAST}, {"over_time", Spectra::OVER_TIME}};
+
+enum class Quantity { FIELD, POWER };
+constexpr tc::Choice<Quantity> QUANTITIES[] = {{"field", Quantity::FIELD}, {"power", Quantity::POWER}};
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
@@ -77,6 +86,25 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"logarithmic frequency axis", "logarithmische Frequenzachse"},
      .label = {"Logarithmic frequency", "Logarithmische Frequenz"},
      .group = SPECTRA},
+    {.name = "spectra",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "auto",
+     .help = {"the last one as a curve, or all over time, in colour; auto: over time if a signal has several",
+              "das letzte als Kurve, oder alle über der Zeit, in Farbe; auto: über der Zeit, wenn ein Signal "
+              "mehrere hat"},
+     .choices = tc::CHOICE_WORDS<SPECTRA_DRAWN>,
+     .label = {"Spectra drawn", "Gezeichnete Spektren"},
+     .group = SPECTRA},
+    {.name = "quantity",
+     .kind = TCModuleParameter::CHOICE,
+     .defaultValue = "field",
+     .help =
+         {"what a spectrum's values are: amplitudes or root mean squares (20 lg), or powers (10 lg)",
+          "was die Werte eines Spektrums sind: Amplituden oder Effektivwerte (20 lg), oder Leistungen (10 "
+          "lg)"},
+     .choices = tc::CHOICE_WORDS<QUANTITIES>,
+     .label = {"Quantity", "Größe"},
+     .group = SPECTRA},
 };
 
 bool EndsWith(const std::string& text, const char* end) {
@@ -121,7 +149,7 @@ void Plot::CheckStart(TCStartCheck& check) {
     bool anySpectrum = false;
     for (unsigned input = 0; input < static_cast<unsigned>(GetNoInput()); ++input)
         anySpectrum = anySpectrum || IsSpectrum(input);
-    for (const char* parameter : {"decibels", "log_frequency"})
+    for (const char* parameter : {"decibels", "log_frequency", "spectra", "quantity"})
         if (!anySpectrum && IsGiven(parameter))
             check.Warn(Bilingual("%1: has no effect, because no spectrum is wired to it",
                                  "%1: hat keine Wirkung, weil mit dem Modul kein Spektrum verbunden ist")
@@ -140,17 +168,27 @@ int Plot::Init() {
     if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
     const std::string error = tc::WhyNotReplaceable(ParamText("file"));
     if (!error.empty()) return Fail(tc::MODULE_FAILED, error);
-    curves.assign(static_cast<std::size_t>(GetNoInput()), Curve{Envelope(MOST_STRETCHES), {}, false, false});
+    curves.assign(static_cast<std::size_t>(GetNoInput()),
+                  Curve{Envelope(MOST_STRETCHES), Heatmap(MOST_COLUMNS, MOST_ROWS), {}});
     for (unsigned input = 0; input < curves.size(); ++input) curves[input].spectrum = IsSpectrum(input);
     const int code = TCBaseModuleEx::Init();
     ready = code >= 0;
     return code;
 }
 
+// As many as there will be, as far as is known.
+int Plot::Panels() const {
+    const int signals = portHelper->GetPortCnt(INPUT);
+    if (ParamChoice<LAYOUTS>("layout") == Layout::STACKED) return signals;
+    if (ParamChoice<SPECTRA_DRAWN>("spectra") != Spectra::OVER_TIME) return std::min(signals, 2);
+    int spectra = 0;
+    for (int input = 0; input < signals; ++input) spectra += IsSpectrum(static_cast<unsigned>(input)) ? 1 : 0;
+    return spectra + (spectra < signals ? 1 : 0);
+}
+
 std::string Plot::WhyNoRoom() const {
     const int signals = portHelper->GetPortCnt(INPUT);
-    const bool stacked = ParamChoice<LAYOUTS>("layout") == Layout::STACKED;
-    const int least = tc::LeastHeight(stacked ? signals : std::min(signals, 2));
+    const int least = tc::LeastHeight(Panels());
     const int height = ParamInt("height");
     if (height == 0 || height >= least) return "";
     return tc::NotValid(
@@ -171,17 +209,42 @@ int Plot::Execute() {
 int Plot::Take(unsigned input) {
     Curve& curve = curves[input];
     const TCTypeInfo* metadata = portHelper->LastTypeInfo(input);
-    const bool anew = curve.spectrum && metadata != nullptr && tc::BeginsSignal(metadata->GetState());
-    if (anew) curve.envelope.Clear();
-    if ((anew || !curve.begun) && metadata != nullptr) curve.metadata = *metadata;
+    if ((curve.spectrum || !curve.begun) && metadata != nullptr) curve.metadata = *metadata;
     curve.begun = true;
     std::string error;
     ready = tc::CheckRate(*portHelper, input, curve.metadata, error);
     if (!ready) return Fail(tc::MODULE_FAILED, error);
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
-    curve.envelope.Add(values, static_cast<std::size_t>(count));
+    if (!curve.spectrum) {
+        curve.envelope.Add(values, static_cast<std::size_t>(count));
+    } else if (count > 0 && !TakeSpectrum(curve, values, count)) {
+        ready = false;
+        return Fail(
+            tc::MODULE_FAILED,
+            Bilingual("%1: a spectrum has %2 values, the first one %3; over time only spectra of one "
+                      "length can be drawn",
+                      "%1: ein Spektrum hat %2 Werte, das erste %3; über der Zeit lassen sich nur "
+                      "Spektren einer Länge zeichnen"),
+            {tc::InputName(*portHelper, input), std::to_string(count), std::to_string(curve.heatmap.Bins())});
+    }
     return 0;
+}
+
+// False when it cannot be drawn with the ones before. Where these need not be drawn, it is the first again.
+bool Plot::TakeSpectrum(Curve& curve, const double* values, int count) const {
+    const auto bins = static_cast<std::size_t>(count);
+    const Spectra drawn = ParamChoice<SPECTRA_DRAWN>("spectra");
+    curve.envelope.Clear();
+    curve.envelope.Add(values, bins);
+    if (drawn == Spectra::LAST) return true;
+    curve.inSignal = tc::BeginsSignal(curve.metadata.GetState()) ? 1 : curve.inSignal + 1;
+    curve.overTime = curve.overTime || drawn == Spectra::OVER_TIME || curve.inSignal > 1;
+    const double time = curve.metadata.GetTimestamp();
+    if (curve.heatmap.Add(values, bins, time)) return true;
+    if (curve.overTime) return false;
+    curve.heatmap = Heatmap(MOST_COLUMNS, MOST_ROWS);
+    return curve.heatmap.Add(values, bins, time);
 }
 
 int Plot::Done() {
@@ -195,16 +258,20 @@ std::vector<tc::PictureSignal> Plot::Signals() const {
     std::vector<tc::PictureSignal> signals;
     for (unsigned input = 0; input < curves.size(); ++input) {
         const Curve& curve = curves[input];
-        if (curve.envelope.Extremes().IsEmpty()) continue;
+        if (curve.overTime ? curve.heatmap.IsEmpty() : curve.envelope.Extremes().IsEmpty()) continue;
         signals.push_back({tc::SignalName(*portHelper, input, curve.metadata), curve.metadata,
-                           &curve.envelope, curve.spectrum});
+                           curve.overTime   ? tc::PictureSignal::SPECTROGRAM
+                           : curve.spectrum ? tc::PictureSignal::SPECTRUM
+                                            : tc::PictureSignal::WAVE,
+                           &curve.envelope, &curve.heatmap});
     }
     return signals;
 }
 
 void Plot::WarnOfGaps() {
     for (unsigned input = 0; input < curves.size(); ++input) {
-        const std::int64_t gaps = curves[input].envelope.NotFinite();
+        const std::int64_t gaps =
+            curves[input].overTime ? curves[input].heatmap.NotFinite() : curves[input].envelope.NotFinite();
         if (gaps == 0) continue;
         Warn(Bilingual("%1: %2 values that are not finite are not drawn",
                        "%1: %2 nicht endliche Werte sind nicht gezeichnet"),
@@ -228,6 +295,7 @@ int Plot::Draw() {
     options.width = ParamInt("width");
     options.height = ParamInt("height");
     options.decibels = ParamDbl("decibels");
+    options.ofPower = ParamChoice<QUANTITIES>("quantity") == Quantity::POWER;
     options.title = ParamText("title");
     std::string error;
     return tc::RunGnuplot(tc::PictureScript(signals, options), file, error) ? 0

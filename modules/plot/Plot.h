@@ -8,10 +8,11 @@
 #include "sigweave/services/Bilingual.h"
 
 // Draws the signals that are wired to it into an SVG or PNG picture, made by the program gnuplot at the end
-// of the run. Its inputs adopt the type of their line: of a frequency-domain signal the last spectrum is
-// drawn, in decibels of its unit, of every other the whole run as a waveform. Names, units, rates and the
+// of the run. Its inputs adopt the type of their line: of a frequency-domain signal, where each block
+// is a spectrum, the last one is drawn, in decibels of its unit, or all of them in colour over time, of every
+// other the whole run as a waveform. Names, units, rates and the
 // start time come from the blocks; a samplerate that is no number above 0 fails the run, without a picture.
-// Memory does not grow with the signals (see Envelope).
+// Memory does not grow with the signals (see Envelope, Heatmap).
 class Plot final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Plot";
@@ -34,14 +35,19 @@ class Plot final : public TCBaseModuleEx {
  private:
     struct Curve {
         Envelope envelope;
+        Heatmap heatmap;
         TCTypeInfo metadata;
         bool begun = false;
         bool spectrum = false;
+        std::int64_t inSignal = 0;  // spectra
+        bool overTime = false;      // all of them are drawn
     };
 
     std::string WhyNoRoom() const;
     bool IsSpectrum(unsigned input) const;
+    int Panels() const;
     int Take(unsigned input);
+    bool TakeSpectrum(Curve& curve, const double* values, int count) const;
     // Those that have anything to draw.
     std::vector<tc::PictureSignal> Signals() const;
     void WarnOfGaps();

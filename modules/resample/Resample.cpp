@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "modules/common/EachInput.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
@@ -83,12 +84,7 @@ int Resample::Init() {
 }
 
 int Resample::Execute() {
-    for (unsigned input = 0; input < channels.size(); ++input) {
-        int code = portHelper->TakeBlock(input);
-        if (code > 0) code = Take(input);
-        if (code < 0) return code;
-    }
-    return 0;
+    return tc::TakeFromEach(*portHelper, channels.size(), [&](unsigned input) { return Take(input); });
 }
 
 int Resample::Take(unsigned input) {
@@ -119,9 +115,7 @@ int Resample::Take(unsigned input) {
         return Fail(tc::MODULE_FAILED, {"'%1' cannot be resampled: %2", "'%1' ist nicht umzutasten: %2"},
                     {name(), error});
     if (ends && channel.converter.LeftOut() > 0)
-        Warn({"%1: values that are not finite, counted as 0: %2",
-              "%1: Werte, die nicht endlich sind und als 0 zählen: %2"},
-             {name(), std::to_string(channel.converter.LeftOut())});
+        Warn(tc::COUNTED_AS_0, {name(), std::to_string(channel.converter.LeftOut())});
     if (buffer.empty() && !ends) return 0;
     metadata.SetTimestamp(channel.begin + 1000.0 * static_cast<double>(channel.sent) / rate);
     metadata.SetSamplerate(rate);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <mutex>
 #include <new>
+#include <numeric>
 
 namespace {
 
@@ -41,6 +42,15 @@ FourierTransform::~FourierTransform() = default;
 
 double* FourierTransform::Input() {
     return plan->values;
+}
+
+bool FourierTransform::Place(std::span<const double> segment, std::span<const double> window) {
+    const long double sum = std::accumulate(segment.begin(), segment.end(), 0.0L);
+    const auto mean = static_cast<double>(sum / static_cast<long double>(segment.size()));
+    if (!std::isfinite(mean)) return false;
+    double* values = Input();
+    for (std::size_t i = 0; i < segment.size(); ++i) values[i] = (segment[i] - mean) * window[i];
+    return true;
 }
 
 void FourierTransform::Run(double* magnitudes) {

@@ -2,6 +2,7 @@
 
 #include <complex>
 #include <memory>
+#include <span>
 
 // The discrete Fourier transform of real values, planned once for one length and run many times. The plan is
 // the same on every machine, so results are too as far as the processor's arithmetic allows.
@@ -14,6 +15,9 @@ class FourierTransform {
     int Bins() const { return length / 2 + 1; }
     // `Length()` values for the caller to fill.
     double* Input();
+    // Fills them with a segment, less its mean, times the window, both of that length. False, with nothing
+    // done, when one of its values is not finite.
+    bool Place(std::span<const double> segment, std::span<const double> window);
     // Transforms the input and writes the unscaled magnitude |X[k]| of each of the `Bins()` bins.
     void Run(double* magnitudes);
     // The same, but writes the unscaled X[k] itself.

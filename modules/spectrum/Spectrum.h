@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "modules/spectrum/FourierTransform.h"
+#include "modules/spectrum/Segmenter.h"
+#include "modules/spectrum/SpectralScale.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -28,9 +30,6 @@ class Spectrum final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "Spectrum";
 
-    // Of the output, in the order of the choices.
-    enum class Scale { NONE, AMPLITUDE, RMS, POWER, DENSITY, ROOT_DENSITY };
-
     explicit Spectrum(int instance);
 
     const char* GetModuleId() const override { return ID; }
@@ -50,9 +49,8 @@ class Spectrum final : public TCBaseModuleEx {
     struct Signal {
         TCTypeInfo metadata;  // of the signal's first block
         bool open = false;    // its end has not come yet
-        std::vector<double> segment;
-        std::int64_t position = 0;  // of the segment's first sample
-        std::int64_t first = -1;    // of the first segment used; -1: none yet
+        Segmenter segmenter;
+        std::int64_t first = -1;  // position of the first segment used; -1: none yet
         std::int64_t used = 0;
         std::int64_t skipped = 0;
         std::vector<double> power;       // sums of squared magnitudes
@@ -66,20 +64,15 @@ class Spectrum final : public TCBaseModuleEx {
     int EndSignal(unsigned input);
     void WarnOfLoss(unsigned input);
     void UseSegment(Signal& signal);
-    bool FillTransform(const std::vector<double>& segment);
     int Write(unsigned output);
     void Report(unsigned input, const Signal& signal);
-    double AmplitudeFactor(std::size_t bin) const;
-    double Scaled(std::size_t bin, double magnitude, double rate) const;
-    bool IsMirrored(std::size_t bin) const { return bin > 0 && 2 * bin < window.size(); }
 
     bool firstOnly = true;
-    Scale scale = Scale::NONE;
+    tc::SpectrumScale scale = tc::SpectrumScale::NONE;
     std::size_t hop = 1;
     std::unique_ptr<FourierTransform> transform;
     std::vector<double> window;
-    double windowSum = 0.0;
-    double windowPower = 0.0;  // sum of squares
+    tc::SpectralScaling scaling;
     std::vector<double> scratch;
     std::vector<Signal> signals;
 };

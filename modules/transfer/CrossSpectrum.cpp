@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 
 CrossSpectrum::CrossSpectrum(std::vector<double> weights, std::size_t samplesPerHop, std::size_t signals)
     : window(std::move(weights)),
@@ -38,12 +37,7 @@ void CrossSpectrum::Advance(std::size_t count) {
 }
 
 bool CrossSpectrum::Transform(std::size_t signal) {
-    const std::vector<double>& segment = segments[signal];
-    const long double sum = std::accumulate(segment.begin(), segment.end(), 0.0L);
-    const auto mean = static_cast<double>(sum / static_cast<long double>(segment.size()));
-    if (!std::isfinite(mean)) return false;
-    double* values = transform.Input();
-    for (std::size_t i = 0; i < segment.size(); ++i) values[i] = (segment[i] - mean) * window[i];
+    if (!transform.Place(segments[signal], window)) return false;
     transform.Run(spectra[signal].data());
     return true;
 }

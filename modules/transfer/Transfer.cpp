@@ -7,7 +7,7 @@
 #include <numbers>
 #include <utility>
 
-#include "modules/spectrum/Window.h"
+#include "modules/spectrum/SegmentSettings.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
@@ -27,36 +27,10 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "H1 stimmt, wenn Rauschen hinter dem System dazukommt, H2, wenn es im ersten Signal steckt"},
      .choices = tc::CHOICE_WORDS<ESTIMATORS>,
      .label = {"Estimator", "Schätzer"}},
-    {.name = "length",
-     .kind = TCModuleParameter::INTEGER,
-     .defaultValue = "4096",
-     .help = {"samples per segment", "Abtastwerte je Abschnitt"},
-     .minimum = 2.0,
-     .maximum = 1048576.0,
-     .label = {"Length", "Länge"}},
-    {.name = "window",
-     .kind = TCModuleParameter::CHOICE,
-     .defaultValue = "hann",
-     .help = {"weights of a segment, each in its periodic form",
-              "Gewichte eines Abschnitts, jeweils in periodischer Form"},
-     .choices = tc::CHOICE_WORDS<tc::WINDOWS>,
-     .label = {"Window", "Fenster"}},
-    {.name = "beta",
-     .kind = TCModuleParameter::NUMBER,
-     .defaultValue = "8.6",
-     .help = {"of a Kaiser window", "eines Kaiser-Fensters"},
-     .minimum = 0.0,
-     .maximum = 100.0,
-     .label = {"Kaiser beta", "Kaiser-Beta"},
-     .enabledWhen = {"window", "kaiser"}},
-    {.name = "overlap",
-     .kind = TCModuleParameter::NUMBER,
-     .defaultValue = "0.5",
-     .help = {"share of a segment that the next one repeats",
-              "Anteil eines Abschnitts, den der nächste wiederholt"},
-     .minimum = 0.0,
-     .maximum = 0.99,
-     .label = {"Overlap", "Überlappung"}},
+    tc::SegmentLength("4096", 1048576.0),
+    tc::WINDOW_PARAMETER,
+    tc::BETA_PARAMETER,
+    tc::SegmentOverlap("0.5"),
 };
 
 constexpr const char* OUTPUTS[] = {"Magnitude", "Phase", "Coherence"};
@@ -126,8 +100,7 @@ int Transfer::Init() {
     const std::string wrongCount = WhyWrongCount();
     if (!wrongCount.empty()) return Fail(tc::MODULE_FAILED, wrongCount);
     const int length = ParamInt("length");
-    const auto hop =
-        std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(length * (1.0 - ParamDbl("overlap")))));
+    const std::size_t hop = tc::SegmentHop(length, ParamDbl("overlap"));
     inputs.clear();
     inputs.resize(static_cast<std::size_t>(GetNoInput()));
     open = false;
@@ -215,10 +188,7 @@ int Transfer::End() {
     open = false;
     ClearResults();
     const CString name = tc::SignalName(*portHelper, 0, Metadata(0));
-    if (spectrum->Skipped() > 0)
-        Warn({"%1: segments left out for values that are not finite: %2",
-              "%1: Abschnitte, die wegen nicht endlicher Werte ausgelassen wurden: %2"},
-             {name, std::to_string(spectrum->Skipped())});
+    if (spectrum->Skipped() > 0) Warn(tc::SEGMENTS_LEFT_OUT, {name, std::to_string(spectrum->Skipped())});
     if (spectrum->Segments() < FEWEST_SEGMENTS)
         Warn({"%1: segments averaged: %2; with fewer than 5 the coherence says little, and with one it is 1",
               "%1: gemittelte Abschnitte: %2; unter 5 sagt die Kohärenz wenig, und bei einem ist sie 1"},

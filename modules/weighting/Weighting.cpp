@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "modules/common/EachInput.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/ModuleSignals.h"
 
@@ -47,12 +48,7 @@ int Weighting::Init() {
 }
 
 int Weighting::Execute() {
-    for (unsigned input = 0; input < channels.size(); ++input) {
-        int code = portHelper->TakeBlock(input);
-        if (code > 0) code = Pass(input);
-        if (code < 0) return code;
-    }
-    return 0;
+    return tc::TakeFromEach(*portHelper, channels.size(), [&](unsigned input) { return Pass(input); });
 }
 
 int Weighting::Pass(unsigned input) {
@@ -76,10 +72,7 @@ int Weighting::Pass(unsigned input) {
     channel.cascade.Run(values, buffer.data(), count);
     if (!channel.told && !channel.cascade.IsFinite()) {
         channel.told = true;
-        Warn(
-            {"%1: after a value that is not finite, or too large, the rest of the signal is without a result",
-             "%1: ein Wert, der nicht endlich oder zu groß ist, lässt den Rest des Signals ohne Ergebnis"},
-            {tc::SignalName(*portHelper, input, metadata)});
+        Warn(tc::RESULT_SPOILT, {tc::SignalName(*portHelper, input, metadata)});
     }
     metadata.SetRangeMin(std::numeric_limits<double>::lowest());
     metadata.SetRangeMax(std::numeric_limits<double>::max());

@@ -264,6 +264,7 @@ const Good GOOD[] = {
     {SIGWEAVE_MODULE_DIR "/reblock", "", {}},
     {SIGWEAVE_MODULE_DIR "/recorder", "", {}},
     {SIGWEAVE_MODULE_DIR "/resample", "--set rate=300", {}},
+    {SIGWEAVE_MODULE_DIR "/spectrogram", "", {}},
     {SIGWEAVE_MODULE_DIR "/spectrum", "", {}},
     {SIGWEAVE_MODULE_DIR "/statistics", "", {"parameters"}},
     {SIGWEAVE_MODULE_DIR "/transfer", "", {}},

@@ -58,6 +58,10 @@ TEST_F(CsvWriter, CallsTheBinSpacingOfASpectrumByItsName) {
     const std::string plain = FreshFile("plain.csv");
     ASSERT_TRUE(bench.Set("time=no\nfile=\"" + plain + "\"") && bench.Run({7.0}, {"s", 0.125, "V"}));
     EXPECT_EQ(ReadText(plain), "s\nV\n8\n7\n");
+    const std::string slices = FreshFile("slices.csv");
+    ASSERT_TRUE(bench.Set("file=\"" + slices + "\"") && bench.Start() &&
+                bench.Feed(0, {7.0, 8.0, 9.0, 4.0, 5.0, 6.0}, {"s", 0.125, "V"}, 3) && bench.Finish());
+    EXPECT_THAT(ReadText(slices), testing::EndsWith("\n0,7\n8,8\n16,9\n0,4\n8,5\n16,6\n"));
 }
 
 TEST_F(CsvWriter, HasNoTimeWhereSignalsDiffer) {

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "modules/plot/Envelope.h"
+#include "modules/plot/Heatmap.h"
 #include "sigweave/persistence/TCXML.h"
 #include "tests/support/ModuleBench.h"
 
@@ -30,6 +31,37 @@ TEST(Envelope, KeepsASingleSpikeInBoundedMemory) {
         EXPECT_EQ(envelope.Stretches()[i].minimum, i == at ? -9.0 : 0.25) << i;
         EXPECT_EQ(envelope.Stretches()[i].maximum, 0.25) << i;
     }
+}
+
+TEST(Heatmap, KeepsASingleLineInBoundedMemory) {
+    Heatmap map(64, 50);
+    std::vector<double> values(129, 0.25);
+    for (int i = 0; i < 100000; ++i) {
+        values[100] = i == 61704 ? 9.0 : 0.25;
+        values[3] = i == 5 ? std::numeric_limits<double>::quiet_NaN() : 0.25;
+        ASSERT_TRUE(map.Add(values.data(), values.size(), 1e12 + 10.0 * i));
+    }
+    EXPECT_FALSE(map.Add(values.data(), 128, 2e12)) << "another length";
+    EXPECT_EQ(map.NotFinite(), 1);
+    EXPECT_EQ(map.BinsPerRow(), 3U);
+    EXPECT_EQ(map.Rows(), 43U);
+    ASSERT_LE(map.Columns(), 64U);
+    const auto at = static_cast<std::size_t>(617.04 / map.SecondsPerColumn());
+    for (std::size_t column = 0; column < map.Columns(); ++column)
+        for (std::size_t row = 0; row < map.Rows(); ++row)
+            ASSERT_EQ(map.Cell(column, row), column == at && row == 33 ? 9.0 : 0.25) << column << " " << row;
+}
+
+// Spectra may be missing, and have no times.
+TEST(Heatmap, LeavesGapsAndCountsWhereTimesDoNotGrow) {
+    Heatmap map(64, 50);
+    const double one = 1.0;
+    for (const double time : {0.0, 500.0, 2000.0}) ASSERT_TRUE(map.Add(&one, 1, time));
+    ASSERT_EQ(map.Columns(), 5U);
+    EXPECT_EQ(map.Cell(2, 0), Heatmap::NOTHING);
+    EXPECT_EQ(map.Cell(4, 0), 1.0);
+    for (int i = 0; i < 10; ++i) ASSERT_TRUE(map.Add(&one, 1, 0.0));
+    EXPECT_EQ(map.Columns(), 15U);
 }
 
 struct Plot : testing::Test {
@@ -60,6 +92,7 @@ struct Curve {
     const char* type;
     TestSignal signal;
     std::vector<double> samples;
+    int block = 1000;
 };
 
 // A script that is run in place of gnuplot.
@@ -84,7 +117,7 @@ std::string ScriptOf(const std::string& settings, const std::vector<Curve>& curv
     bench.WireInputs(types);
     bool well = bench.Set("file=\"" + FreshFile("script.svg") + "\"\n" + settings) && bench.Start();
     for (std::size_t i = 0; i < curves.size() && well; ++i)
-        well = bench.Feed(static_cast<int>(i), curves[i].samples, curves[i].signal);
+        well = bench.Feed(static_cast<int>(i), curves[i].samples, curves[i].signal, curves[i].block);
     EXPECT_TRUE(bench.Finish() && well) << bench.Error();
     return ReadText("script.txt");
 }
@@ -97,11 +130,26 @@ TEST_F(Plot, DrawsPointsAxesAndHeadline) {
     std::vector<double> many(10000);  // in strokes of 4, every second one downwards
     for (std::size_t i = 0; i < many.size(); ++i) many[i] = static_cast<double>(i);
     const Curve ramp{ModuleBench::TIME_DOMAIN, {"ramp", 8.0}, many};
+    // Slices of three bins 2 Hz apart; blocks are as far apart as three samples, 6 s.
+    const Curve map{ModuleBench::FREQ_DOMAIN, {"map", 0.5, "V"}, {0.1, 10.0, 1.0, 0.0, 0.01, 100.0}, 3};
     const struct {
         const char* settings;
         std::vector<Curve> curves;
         std::vector<const char*> lines;
     } rows[] = {
+        {"decibels=60",
+         {wave, map},
+         {"set rmargin at screen 0.86\n", "set title \"wave\"\n",
+          "$map << EOD\n-10 -10\n20 -10\n0 40\nEOD\nset palette defined (0 '#440154'",
+          "set cbrange [-10:50]\n", "set cblabel \"Level [dB re 1 V]\"\n", "set xlabel \"Time [s]\"",
+          "set ylabel \"Frequency [Hz]\"", "set xrange [0:9.25]\n", "set yrange [0:4]\n",
+          "matrix using (0.25+$1*6):(0+$2*2):3 with image notitle"}},
+        {"quantity=power\nlog_frequency=yes",
+         {map},
+         {"set cbrange [-90:30]\n", "set yrange [0:0.6020599913279624]\n",
+          "set ytics (\"1\" 0, \"2\" 0.3010299956639812)\n"}},
+        {"spectra=last", {map}, {"$d0 << EOD\n0 -70\n2 -40\n4 40\nEOD\n"}},
+        {"spectra=over_time\ndecibels=60", {spectrum}, {"$map << EOD\n-20 -20\n19.08 19.08\n-40 -40\nEOD\n"}},
         {"title=Bench\ndecibels=60",
          {wave, spectrum},
          {"set multiplot title \"Bench, start 2026-03-01 12:00:00.250 UTC\"\n",
@@ -219,6 +267,11 @@ TEST_F(Plot, RefusesWhatItCannotWriteOrDraw) {
         EXPECT_THAT(bench.Error(), HasSubstr("the input \"Signal 1\" has the samplerate "));
         EXPECT_TRUE(bench.Finish()) << "no picture of it is tried";
     }
+    EXPECT_FALSE(bench.Set("file=plot.svg\nspectra=over_time") && bench.Start() &&
+                 bench.Feed(1, {1.0, 2.0, 3.0, 4.0, 5.0}, {"map", 1.0}, 3));
+    EXPECT_THAT(bench.Error(),
+                HasSubstr("\"Signal 2\": a spectrum has 2 values, the first one 3; over time"));
+    EXPECT_TRUE(bench.Finish());
     ModuleBench integers("plot", "Plot");
     integers.WireInputs({"TYPEINFO{TypeInfo} SWORD[]{BIN}"});
     EXPECT_FALSE(integers.Set("file=plot.svg") && integers.Start());
@@ -228,13 +281,15 @@ TEST_F(Plot, RefusesWhatItCannotWriteOrDraw) {
 TEST_F(Plot, DrawsAsLittleAsOneSample) {
     const double huge = 1.7e308;
     const std::vector<double> rows[] = {{1.0}, {0.0}, {1.0, 2.0}, {huge}, {-huge, huge}, {5e-324, 1e-323}};
-    for (const std::vector<double>& samples : rows) {
-        const std::string file = FreshFile("little.svg");
-        ASSERT_TRUE(bench.Set("file=\"" + file + "\"\nlog_frequency=yes") && bench.Start());
-        ASSERT_TRUE(bench.Feed(0, samples) && bench.Feed(1, samples));
-        EXPECT_TRUE(bench.Finish()) << samples[0] << ": " << bench.Error();
-        EXPECT_TRUE(std::filesystem::exists(file));
-    }
+    for (const std::vector<double>& samples : rows)
+        for (const std::string settings :
+             {"log_frequency=yes", "spectra=over_time", "spectra=over_time\nlog_frequency=yes"}) {
+            const std::string file = FreshFile("little.svg");
+            ASSERT_TRUE(bench.Set("file=\"" + file + "\"\n" + settings) && bench.Start());
+            ASSERT_TRUE(bench.Feed(0, samples) && bench.Feed(1, samples));
+            EXPECT_TRUE(bench.Finish()) << samples[0] << ": " << bench.Error();
+            EXPECT_TRUE(std::filesystem::exists(file)) << settings;
+        }
 }
 
 TEST_F(Plot, SaysWhatGnuplotComplainedOfLast) {

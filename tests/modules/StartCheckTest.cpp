@@ -79,6 +79,15 @@ TEST(StartCheck, RefusesAndWarnsOfWhatTheInputsBring) {
          "corner: '4' is not valid for 'Signal' at 8 samples per second; expected more than 0 Hz and less "
          "than 4 Hz",
          "upper_corner: has no effect with type=lowpass, only with bandpass, bandstop"},
+        {"filter",
+         "Filter",
+         "type=notch\ncorner=1\ndesign=bessel\norder=2\nripple=2\nzero_phase=yes\ninitial=settled",
+         {Known("", 8, "")},
+         "",
+         "order: has no effect with type=notch, only with lowpass, highpass, bandpass, bandstop\n"
+         "design: has no effect with type=notch, only with lowpass, highpass, bandpass, bandstop\n"
+         "ripple: has no effect with design=bessel, only with chebyshev1\n"
+         "initial: has no effect with zero_phase=yes, only with no"},
         {"math", "Math", "", {Known("a", 8, "V"), Known("b", 8, "V * 1e-003")}, "", ""},
         {"math",
          "Math",

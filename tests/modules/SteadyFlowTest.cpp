@@ -40,6 +40,7 @@ TEST(SteadyFlow, AllocatesNothing) {
     } rows[] = {{"weighting", "Weighting", ""},
                 {"level", "Level", "interval=0.01"},
                 {"octave", "Octave", "interval=0.01"},
+                {"spectrogram", "Spectrogram", "length=512"},
                 {"integrate", "Integrate", "highpass=1\ntimes=2"},
                 {"trigger", "Trigger", "before=0.01\nafter=0.01\nhold_off=0.02"},
                 {"filter", "Filter", "corner=100"}};

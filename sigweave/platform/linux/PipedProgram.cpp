@@ -2,12 +2,13 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <mutex>
+
+#include "sigweave/platform/linux/ProgramStart.h"
 
 namespace tc {
 namespace {
@@ -32,28 +33,11 @@ bool MakePipe(int ends[2]) {
 
 int Spawn(const std::string& path, const std::vector<std::string>& arguments, int input, int report,
           pid_t& child) {
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_t attributes;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawnattr_init(&attributes);
-    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, STDERR_FILENO, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, report, REPORT);
-    sigset_t signals;
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&attributes, &signals);
-    sigfillset(&signals);
-    posix_spawnattr_setsigdefault(&attributes, &signals);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(&attributes, static_cast<short>(POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK |
-                                                             POSIX_SPAWN_SETSIGDEF));
-    std::vector<char*> words = {const_cast<char*>(path.c_str())};
-    for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
-    words.push_back(nullptr);
-    const int code = posix_spawn(&child, path.c_str(), &actions, &attributes, words.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    return code;
+    ProgramStart start;
+    start.Give(input, STDIN_FILENO);
+    start.Give(STDERR_FILENO, STDOUT_FILENO);
+    start.Give(report, REPORT);
+    return start.Run(path, arguments, child);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 #include "sigweave/platform/Program.h"
 
 #include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +10,8 @@
 #include <cstring>
 #include <filesystem>
 #include <string_view>
+
+#include "sigweave/platform/linux/ProgramStart.h"
 
 namespace tc {
 namespace {
@@ -69,44 +69,6 @@ std::string ReadAll(int pipeEnd) {
     }
 }
 
-// How a program is started; answers 0, or the error number.
-class Start {
- public:
-    Start(int input, int output, int complaint) {
-        posix_spawn_file_actions_init(&actions);
-        posix_spawnattr_init(&attributes);
-        posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, complaint, STDERR_FILENO);
-        sigset_t signals;
-        sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&attributes, &signals);
-        sigfillset(&signals);
-        posix_spawnattr_setsigdefault(&attributes, &signals);
-        posix_spawnattr_setpgroup(&attributes, 0);
-        posix_spawnattr_setflags(
-            &attributes,
-            static_cast<short>(POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
-    }
-    ~Start() {
-        posix_spawn_file_actions_destroy(&actions);
-        posix_spawnattr_destroy(&attributes);
-    }
-    Start(const Start&) = delete;
-    Start& operator=(const Start&) = delete;
-
-    int Run(const std::string& path, const std::vector<std::string>& arguments, pid_t& child) const {
-        std::vector<char*> words = {const_cast<char*>(path.c_str())};
-        for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
-        words.push_back(nullptr);
-        return posix_spawn(&child, path.c_str(), &actions, &attributes, words.data(), environ);
-    }
-
- private:
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_t attributes;
-};
-
 }  // namespace
 
 std::string FindProgram(const std::string& name) {
@@ -132,7 +94,11 @@ ProgramEnd RunProgram(const std::string& path, const std::vector<std::string>& a
         return end;
     }
     pid_t child = -1;
-    end.code = Start(given.Get(), output[1], complaint.Get()).Run(path, arguments, child);
+    ProgramStart start;
+    start.Give(given.Get(), STDIN_FILENO);
+    start.Give(output[1], STDOUT_FILENO);
+    start.Give(complaint.Get(), STDERR_FILENO);
+    end.code = start.Run(path, arguments, child);
     close(output[1]);
     end.started = end.code == 0;
     if (end.started) end.output = ReadAll(output[0]);
