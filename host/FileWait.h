@@ -55,6 +55,8 @@ class RunWait {
 
 // The first of the files that may keep the one who opens or reads it waiting; empty: none.
 std::string FirstThatMayWait(const std::vector<std::string>& files);
+// Whether it has a file that may keep it waiting.
+bool MayWaitForFile(TCBaseModule& module);
 
 // What the parameters of a module name to be read or written.
 std::vector<std::string> FilesOf(TCBaseModule& module);

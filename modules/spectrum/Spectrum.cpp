@@ -34,6 +34,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
 }  // namespace
 
 Spectrum::Spectrum(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

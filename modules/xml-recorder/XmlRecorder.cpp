@@ -33,6 +33,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
 }  // namespace
 
 XmlRecorder::XmlRecorder(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("", "");
 }
 
