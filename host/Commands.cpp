@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -93,10 +94,25 @@ std::vector<LiveChange> PlanChanges(OpenGraph& open, const CommandOptions& optio
     return changes;
 }
 
-RunReport RunWithSignals(const OpenGraph& open, bool realtime, LiveChanges* changes,
+// Of --threads: 0 is auto.
+int ThreadsOf(const std::string& text) {
+    int number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
+// Not a part of the report, which is the same on any number of threads.
+void TellNote(const std::string& text) {
+    console::Say(std::string(console::NOTE_WORD.Text()) + ": " + text);
+    runlog::FromHost(TCLogFile::NOTICE, text);
+}
+
+RunReport RunWithSignals(const OpenGraph& open, bool realtime, int threads, LiveChanges* changes,
                          std::vector<Message>& warnings) {
     RunOptions options;
     options.realtime = realtime;
+    options.threads = threads;
+    options.onNote = TellNote;
     options.changes = changes;
     options.interruption = &interruption;
     options.onState = runlog::StateOf;
@@ -200,8 +216,8 @@ RunReport RunLogged(const OpenGraph& open, const std::vector<LiveChange>& planne
     LiveChanges changes;
     for (const LiveChange& change : planned) changes.Add(change);
     std::vector<Message> warnings;
-    RunReport report =
-        RunWithSignals(open, options.realtime, options.changes.empty() ? nullptr : &changes, warnings);
+    RunReport report = RunWithSignals(open, options.realtime, ThreadsOf(options.threads),
+                                      options.changes.empty() ? nullptr : &changes, warnings);
     TellLostStreams();
     TellWarnings(warnings);
     return report;
@@ -377,7 +393,7 @@ int RerunRecording(const CommandOptions& options) {
         recordedStart > 0.0)
         start.Take(recordedStart);
     std::vector<Message> warnings;
-    const RunReport report = RunWithSignals(open, false, nullptr, warnings);
+    const RunReport report = RunWithSignals(open, false, 1, nullptr, warnings);
     TellWarnings(warnings);
     if (report.verdict != Verdict::Complete) {
         console::Error(WriteVerdict(report, options.records[0]));

@@ -23,6 +23,7 @@ struct CommandOptions {
     bool strict = false;     // warnings count as a failure
     LogOptions log;
     bool realtime = false;
+    std::string threads = "1";  // a number, or auto
     std::string changes;       // a file of changes to make in the run; empty: none
     std::string writeChanges;  // the file for those that were made
 };

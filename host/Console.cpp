@@ -12,6 +12,7 @@
 #include "host/Guard.h"
 #include "host/Messages.h"
 #include "host/RunLog.h"
+#include "host/parts/TextCapture.h"
 #include "sigweave/platform/Event.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/platform/StandardStreams.h"
@@ -171,6 +172,11 @@ Severity SeverityOf(const Bilingual* word) {
 void FromModule(const Bilingual* severity, TCLogFile::LOG_LEVEL level, const char* module, const char* text) {
     const std::string name = FullName(module != nullptr ? module : Bilingual("a module", "ein Modul").Text());
     const char* const told = text != nullptr ? text : Bilingual("(no text)", "(ohne Text)").Text();
+    if (std::vector<PartText>* const capture = TextCapture::Current()) {
+        const int number = severity != nullptr ? static_cast<int>(SeverityOf(severity)) : -1;
+        capture->push_back({PartText::Kind::Module, number, level, Text(module), told});
+        return;
+    }
     if (severity != nullptr) Say(std::string(severity->Text()) + ": " + name + ": " + told);
     runlog::FromModule(level, name, told);
     if (severity != nullptr)

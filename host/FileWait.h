@@ -53,6 +53,9 @@ class RunWait {
     std::unique_ptr<tc::Thread> thread;
 };
 
+// Whether it has a file that may keep it waiting.
+bool MayWaitForFile(TCBaseModule& module);
+
 // What the parameters of a module name to be read or written.
 std::vector<std::string> FilesOf(TCBaseModule& module);
 

@@ -79,6 +79,11 @@ void LiveChanges::Add(LiveChange change) {
     waiting.fetch_add(1, std::memory_order_relaxed);
 }
 
+bool LiveChanges::Concern(const std::string& instance) {
+    const std::lock_guard lock(mutex);
+    return changes.contains(instance);
+}
+
 std::vector<ChangeOutcome> LiveChanges::TakeOutcomes() {
     const std::lock_guard lock(mutex);
     return std::exchange(outcomes, {});

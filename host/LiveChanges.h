@@ -43,6 +43,8 @@ class LiveChanges {
     // For the present run or, before it, for the next. Changes of one instance are made in the order of their
     // blocks, those for one block in the order in which they were added.
     void Add(LiveChange change);
+    // Whether changes of that instance wait.
+    bool Concern(const std::string& instance);
     // What became of changes since the last call.
     std::vector<ChangeOutcome> TakeOutcomes();
 

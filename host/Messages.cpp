@@ -57,6 +57,14 @@ Collection* Collection::Current() {
     return collection;
 }
 
+Collection::Shared::Shared(Collection* shared) {
+    collection = shared;
+}
+
+Collection::Shared::~Shared() {
+    collection = nullptr;
+}
+
 void Add(Message message) {
     if (collection != nullptr) return collection->list.Add(std::move(message));
     const std::lock_guard lock(mutex);

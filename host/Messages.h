@@ -58,6 +58,14 @@ class Collection {
 
     // Of the calling thread; null when it has none.
     static Collection* Current();
+    // While it lives, a collection (null: none) is also that of the calling thread, while no other uses it.
+    class Shared {
+     public:
+        explicit Shared(Collection* shared);
+        ~Shared();
+        Shared(const Shared&) = delete;
+        Shared& operator=(const Shared&) = delete;
+    };
 
     List list;
     // What the console must know to name the instances of that graph.

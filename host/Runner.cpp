@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/FileWait.h"
 #include "host/Guard.h"
+#include "host/LiveChanges.h"
 #include "host/Topology.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
@@ -60,9 +62,93 @@ Runner::Runner(std::vector<RunModule> runModules, std::vector<RunLine> runLines,
     order = SortTopologically(static_cast<int>(modules.size()), edges).order;
 }
 
+// --- Parts
+
+// Before anything is joined: cut lines are joined otherwise.
+void Runner::Divide() {
+    if (options.threads <= 1) return;
+    const PartPlan plan = MakePartPlan(PlanModules(), PlanLines(), options.threads);
+    TellDivision(plan);
+    if (plan.count == 1) return;
+    std::vector<int> parts(modules.size());
+    for (std::size_t place = 0; place < order.size(); ++place)
+        parts[static_cast<std::size_t>(order[place])] = plan.PartOf(static_cast<int>(place));
+    parted = std::make_unique<PartedRun>(plan.count, std::move(parts), lines);
+}
+
+std::vector<PlannedModule> Runner::PlanModules() const {
+    std::vector<PlannedModule> planned;
+    for (const int index : order) {
+        const auto* const extended = dynamic_cast<const TCBaseModuleEx*>(&Module(index));
+        PlannedModule& module = planned.emplace_back();
+        module.name = Name(index);
+        module.isSource = Module(index).GetTypeOfModule() == 1;
+        if (extended != nullptr) module.placement = extended->GetPlacement();
+        module.pinned = WhyPinned(index);
+    }
+    return planned;
+}
+
+// Why the module must be where the sources are, besides what it declares; empty: nothing.
+std::string Runner::WhyPinned(int index) const {
+    const bool isDriven =
+        std::ranges::any_of(gates, [&](const auto& gate) { return Name(index) == gate->GetInstanceName(); });
+    if (isDriven) return Bilingual("signals drive its parameters", "Signale steuern seine Parameter").Text();
+    if (!options.watches.empty())
+        return Bilingual("outputs are watched", "Ausgänge werden beobachtet").Text();
+    if (options.changes != nullptr && options.changes->Concern(Name(index)))
+        return Bilingual("its parameters are changed in the run", "seine Parameter werden im Lauf geändert")
+            .Text();
+    if (MayWaitForFile(Module(index)))
+        return Bilingual("it may wait for a file that is a pipe or a device",
+                         "es wartet womöglich auf eine Datei, die eine Pipe oder ein Gerät ist")
+            .Text();
+    return "";
+}
+
+std::vector<PlannedLine> Runner::PlanLines() const {
+    std::vector<int> places(modules.size());
+    for (std::size_t place = 0; place < order.size(); ++place)
+        places[static_cast<std::size_t>(order[place])] = static_cast<int>(place);
+    std::vector<PlannedLine> planned;
+    for (const RunLine& line : lines) {
+        const char* type = nullptr;
+        int items = 0;
+        Module(line.from).GetPortType(OUTPUT, line.output, type, items);
+        planned.push_back({places[static_cast<std::size_t>(line.from)],
+                           places[static_cast<std::size_t>(line.to)],
+                           type != nullptr && std::strstr(type, "POINTER") != nullptr});
+    }
+    return planned;
+}
+
+void Runner::TellDivision(const PartPlan& plan) {
+    if (!options.onNote) return;
+    for (const UncutLine& uncut : plan.uncut) {
+        if (uncut.line >= static_cast<int>(linesOfGraph)) continue;
+        const RunLine& line = lines[static_cast<std::size_t>(uncut.line)];
+        const std::string to = line.gatePort >= 0
+                                   ? Name(line.to)
+                                   : Name(line.to) + "." + Text(Module(line.to).GetInputName(line.input));
+        options.onNote(Bilingual("%1=%2 stays on one thread: %3", "%1=%2 bleibt auf einem Thread: %3")
+                           .With({PortText(line.from, OUTPUT, line.output), to, uncut.reason}));
+    }
+    std::vector<std::string> names(static_cast<std::size_t>(plan.count));
+    for (std::size_t place = 0; place < order.size(); ++place)
+        if (order[place] < static_cast<int>(modulesOfGraph))
+            Append(names[static_cast<std::size_t>(plan.partOf[place])], Name(order[place]));
+    std::string text;
+    for (std::size_t part = 0; part < names.size(); ++part)
+        text += (part > 0 ? "; " : "") + std::to_string(part + 1) + ": " + names[part];
+    options.onNote(Bilingual("threads: %1", "Threads: %1").With({text}));
+}
+
+// --- The run
+
 RunReport Runner::Run() {
     tc::Clock& clock = options.clock != nullptr ? *options.clock : tc::MachineClock();
     const double begin = clock.Milliseconds();
+    Divide();
     Join();
     if (report.verdict == Verdict::Complete && Begin()) Step();
     Finish();
@@ -78,8 +164,8 @@ RunReport Runner::Run() {
 }
 
 std::string Runner::Speaker() const {
-    const int module =
-        stepping != nullptr ? order[static_cast<std::size_t>(std::max(stepping->Position(), 0))] : called;
+    const Scheduler* const stepping = Scheduler::Current();
+    const int module = stepping != nullptr ? stepping->SteppedModule() : called;
     return module >= 0 ? Name(module) : std::string();
 }
 
@@ -102,7 +188,7 @@ void Runner::Join() {
         const int port = line.gatePort >= 0 ? line.gatePort : line.input;
         TCIOStream* receiver = Receiver(line).SetInputStream(port, 0, TEXT_DIGITS);
         if (receiver != nullptr)
-            Module(line.from).AddOutputStream(line.output, receiver);
+            Join(static_cast<std::size_t>(&line - lines.data()), receiver);
         else
             Fail(line.to, 0,
                  Bilingual("it has no stream for an input that it declares",
@@ -121,6 +207,15 @@ void Runner::Join() {
     }
     for (const RunModule& entry : modules)
         report.modules.push_back({entry.instance, Text(entry.module->GetModuleId()), 0, 0, {}});
+}
+
+void Runner::Join(std::size_t index, TCIOStream* receiver) {
+    const RunLine& line = lines[index];
+    const int number = static_cast<int>(index);
+    CutOutput* const cut = parted != nullptr ? parted->CutOf(number) : nullptr;
+    if (cut == nullptr) return Module(line.from).AddOutputStream(line.output, receiver);
+    parted->SetReceiver(number, receiver);
+    if (parted->IsFirst(number)) Module(line.from).AddOutputStream(line.output, &cut->sink);
 }
 
 TCBaseModule& Runner::Receiver(const RunLine& line) const {
@@ -146,6 +241,7 @@ bool Runner::Begin() {
             OfferFacts(index);
             code = module.Init();
         });
+        if (parted != nullptr) parted->PassOn();
         if (code >= 0 && thrown.empty()) {
             if (index < static_cast<int>(modulesOfGraph))
                 TellState(Name(index), Bilingual("started", "gestartet"));
@@ -205,62 +301,135 @@ std::set<std::pair<int, int>> Runner::WiredOutputs() const {
     return wired;
 }
 
-Scheduler Runner::MakeScheduler() const {
+void Runner::AddNode(int index, SchedulerParts& made, std::vector<int>& positions) const {
+    TCBaseModule& module = Module(index);
+    const bool source = module.GetTypeOfModule() == 1;
+    positions[static_cast<std::size_t>(index)] = made.wiring.AddModule(source);
+    Scheduler::Node& node = made.nodes.emplace_back();
+    node.module = &module;
+    node.number = index;
+    node.name = &Name(index);
+    node.source = source;
+    node.gate = modules[static_cast<std::size_t>(index)].gate;
+    if (source && options.realtime)
+        node.pace =
+            std::make_unique<SourcePace>(options.clock != nullptr ? *options.clock : tc::MachineClock());
+}
+
+// A line that comes from another part leads from the node `feed`; the cut lines of an output are one, to the
+// node `exit`.
+void Runner::AddLine(std::size_t index, int part, const std::vector<int>& positions,
+                     std::set<std::pair<int, int>>& outputs, SchedulerParts& made) const {
+    const RunLine& line = lines[index];
+    const bool leaves = !IsIn(line.to, part);
+    if (!IsIn(line.from, part) && leaves) return;
+    if (leaves && !parted->IsFirst(static_cast<int>(index))) return;
+    Scheduler::Line added = MakeLine(index);
+    if (leaves) added.receiver = &parted->CutOf(static_cast<int>(index))->sink;
+    added.number = leaves || index >= linesOfGraph ? -1 : static_cast<int>(index);
+    const bool isFirst = outputs.erase({line.from, line.output}) > 0;
+    const auto at = [&](int module, int otherwise) {
+        return IsIn(module, part) ? positions[static_cast<std::size_t>(module)] : otherwise;
+    };
+    added.lineOfRun = leaves ? -1 : static_cast<int>(index);
+    made.wiring.AddLine(at(line.from, made.feed), at(line.to, made.exit), isFirst);
+    made.lines.push_back(added);
+}
+
+// Of one part, or with -1 of all.
+SchedulerParts Runner::MakeSchedulerParts(int part) const {
+    SchedulerParts made;
     std::vector<int> positions(modules.size());
-    std::vector<Scheduler::Node> nodes;
     std::set<std::pair<int, int>> outputs = WiredOutputs();
-    Wiring wiring;
-    for (const int index : order) {
-        TCBaseModule& module = Module(index);
-        const bool source = module.GetTypeOfModule() == 1;
-        bool unseen = false;
-        for (int output = 0; output < module.GetNoOutput(); ++output)
-            unseen = unseen || !outputs.contains({index, output});
-        positions[static_cast<std::size_t>(index)] = wiring.AddModule(source);
-        Scheduler::Node& node = nodes.emplace_back();
-        node.module = &module;
-        node.number = index;
-        node.name = &Name(index);
-        node.source = source;
-        node.makesUnseen = unseen;
-        node.gate = modules[static_cast<std::size_t>(index)].gate;
-        if (source && options.realtime)
-            node.pace =
-                std::make_unique<SourcePace>(options.clock != nullptr ? *options.clock : tc::MachineClock());
+    if (part >= 0) {
+        made.feed = made.wiring.AddModule(false);
+        made.nodes.emplace_back();
     }
-    std::vector<Scheduler::Line> wired;
-    for (std::size_t index = 0; index < lines.size(); ++index) {
-        const RunLine& line = lines[index];
-        wiring.AddLine(positions[static_cast<std::size_t>(line.from)],
-                       positions[static_cast<std::size_t>(line.to)],
-                       outputs.erase({line.from, line.output}) > 0);
-        wired.push_back(MakeLine(index));
+    for (std::size_t place = 0; place < order.size(); ++place) {
+        const int index = order[place];
+        if (!IsIn(index, part)) continue;
+        AddNode(index, made, positions);
+        made.nodes.back().place = static_cast<int>(place);
+        for (int output = 0; output < Module(index).GetNoOutput(); ++output)
+            made.nodes.back().makesUnseen =
+                made.nodes.back().makesUnseen || !outputs.contains({index, output});
     }
-    wiring.FindSources();
-    AddWatches(nodes);
-    return Scheduler(std::move(wiring), std::move(nodes), std::move(wired), options);
+    if (part >= 0) {
+        made.exit = made.wiring.AddModule(false);
+        made.nodes.emplace_back();
+    }
+    for (std::size_t index = 0; index < lines.size(); ++index) AddLine(index, part, positions, outputs, made);
+    made.wiring.FindSources();
+    AddWatches(made.nodes);
+    return made;
+}
+
+Runner::Outcome Runner::NewOutcome() const {
+    Outcome outcome;
+    outcome.nodes.resize(modules.size());
+    outcome.lines.resize(lines.size());
+    outcome.depths.resize(lines.size());
+    return outcome;
+}
+
+// What one scheduler knows.
+void Runner::Collect(const Scheduler& scheduler, Outcome& outcome) {
+    for (const Scheduler::Node& node : scheduler.Nodes())
+        if (node.module != nullptr) outcome.nodes[static_cast<std::size_t>(node.place)] = &node;
+    for (int index = 0; index < static_cast<int>(scheduler.Lines().size()); ++index) {
+        const Scheduler::Line& line = scheduler.Lines()[static_cast<std::size_t>(index)];
+        if (line.lineOfRun < 0) continue;
+        outcome.lines[static_cast<std::size_t>(line.lineOfRun)] = line;
+        outcome.depths[static_cast<std::size_t>(line.lineOfRun)] = scheduler.DepthOf(index);
+    }
 }
 
 void Runner::Step() {
-    Scheduler scheduler = MakeScheduler();
-    stepping = &scheduler;
     TellState("", Bilingual("running", "läuft"));
-    const Scheduler::End end = scheduler.Run();
-    stepping = nullptr;
-    Calls(-1);
-    if (scheduler.WasInterrupted()) report.verdict = Verdict::Interrupted;
-    if (end == Scheduler::End::Failed) {
-        Fail(order[static_cast<std::size_t>(scheduler.Position())], scheduler.FailedCode(),
-             scheduler.Thrown(), RUNNING);
-        if (WasInterrupted() && !scheduler.WasInterrupted())
-            report.verdict = Verdict::Interrupted;  // as above
-    } else {
-        JudgeStall(scheduler);
+    if (parted != nullptr) return StepParts();
+    SchedulerParts made = MakeSchedulerParts(-1);
+    Scheduler scheduler(std::move(made.wiring), std::move(made.nodes), std::move(made.lines), options);
+    Outcome outcome = NewOutcome();
+    outcome.end = scheduler.Run();
+    outcome.first = &scheduler;
+    if (outcome.end == Scheduler::End::Failed) {
+        outcome.failed = scheduler.LastStepped();
+        outcome.code = scheduler.FailedCode();
+        outcome.thrown = scheduler.Thrown();
     }
-    report.signalSeconds = scheduler.SignalSeconds();
-    report.changes = scheduler.Changes();
+    Collect(scheduler, outcome);
+    Judge(outcome);
+}
+
+void Runner::StepParts() {
+    parted->Run([this](int part) { return MakeSchedulerParts(part); }, options);
+    Outcome outcome = NewOutcome();
+    outcome.first = &parted->PartAt(0).GetScheduler();
+    for (int part = 0; part < parted->Count(); ++part) Collect(parted->PartAt(part).GetScheduler(), outcome);
+    if (const int failed = parted->FailedPart(); failed >= 0) {
+        const Part& part = parted->PartAt(failed);
+        outcome.end = Scheduler::End::Failed;
+        outcome.failed = part.GetScheduler().LastStepped();
+        outcome.code = part.GetScheduler().FailedCode();
+        outcome.thrown = part.OwnFailure().empty() ? part.GetScheduler().Thrown() : part.OwnFailure();
+    }
+    Judge(outcome);
+}
+
+void Runner::Judge(const Outcome& outcome) {
+    const Scheduler& first = *outcome.first;
+    Calls(-1);
+    if (first.WasInterrupted()) report.verdict = Verdict::Interrupted;
+    if (outcome.end == Scheduler::End::Failed) {
+        Fail(order[static_cast<std::size_t>(outcome.failed)], outcome.code, outcome.thrown, RUNNING);
+        if (WasInterrupted() && !first.WasInterrupted()) report.verdict = Verdict::Interrupted;  // as above
+    } else {
+        JudgeStall(outcome);
+    }
+    report.signalSeconds = first.SignalSeconds();
+    report.changes = first.Changes();
     ReportRestOfChanges();
-    ReportCounts(scheduler);
+    ReportCounts(outcome);
 }
 
 // Also after a failure: a module that holds a file must be able to close it.
@@ -273,6 +442,7 @@ void Runner::Finish() {
             code = Module(index).Done();
             Module(index).GetMessageA(TCPortHelper::MESSAGE_RUNNING, 0);
         });
+        if (parted != nullptr) parted->PassOn();
         if (code < 0 || !thrown.empty())
             Fail(index, code, thrown, FINISHING);
         else if (index < static_cast<int>(modulesOfGraph))
@@ -302,15 +472,15 @@ std::string Runner::FailedPort(int module) const {
     return PortText(module, error.kind, error.portIndex);
 }
 
-void Runner::JudgeStall(const Scheduler& scheduler) {
+void Runner::JudgeStall(const Outcome& outcome) {
     std::string text;
     const auto add = [&](const std::string& part) { text += (text.empty() ? "" : "; ") + part; };
     for (std::size_t position = 0; position < order.size(); ++position) {
-        if (scheduler.Nodes()[position].silent && !scheduler.Nodes()[position].ended)
+        if (outcome.nodes[position]->silent && !outcome.nodes[position]->ended)
             add(Bilingual("the source %1 says that it has work but makes no block",
                           "die Quelle %1 meldet Arbeit, erzeugt aber keinen Block")
                     .With({Name(order[position])}));
-        const std::string leftovers = DescribeLeftovers(scheduler, static_cast<int>(position));
+        const std::string leftovers = DescribeLeftovers(outcome, position);
         if (!leftovers.empty()) add(leftovers);
     }
     if (text.empty()) return;
@@ -318,13 +488,14 @@ void Runner::JudgeStall(const Scheduler& scheduler) {
     if (report.verdict == Verdict::Complete) report.verdict = Verdict::Stalled;
 }
 
-std::string Runner::DescribeLeftovers(const Scheduler& scheduler, int position) const {
+std::string Runner::DescribeLeftovers(const Outcome& outcome, std::size_t position) const {
     std::string starved;
     std::string left;
-    for (const int index : scheduler.GetWiring().ModuleAt(position).inputs) {
-        const Scheduler::Line& line = scheduler.Lines()[static_cast<std::size_t>(index)];
-        const int depth = scheduler.DepthOf(index);
-        const LineReport& names = report.lines[static_cast<std::size_t>(index)];
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        if (lines[index].to != order[position]) continue;
+        const Scheduler::Line& line = outcome.lines[index];
+        const int depth = outcome.depths[index];
+        const LineReport& names = report.lines[index];
         if (depth == 0)
             Append(starved, Bilingual("%1 (fed by %2 with %3)", "%1 (von %2 kamen %3)")
                                 .With({names.to, names.from, Blocks(line.blocks)}));
@@ -335,21 +506,21 @@ std::string Runner::DescribeLeftovers(const Scheduler& scheduler, int position) 
     if (starved.empty())
         return Bilingual("%1 did not take the blocks that wait for it: %2",
                          "%1 nahm die wartenden Blöcke nicht: %2")
-            .With({Name(order[static_cast<std::size_t>(position)]), left});
+            .With({Name(order[position]), left});
     return Bilingual("starved input: %1, while %2 are waiting", "unversorgter Eingang: %1; es warten %2")
         .With({starved, left});
 }
 
-void Runner::ReportCounts(const Scheduler& scheduler) {
+void Runner::ReportCounts(const Outcome& outcome) {
     for (std::size_t position = 0; position < order.size(); ++position) {
         ModuleReport& module = report.modules[static_cast<std::size_t>(order[position])];
-        module.blocksIn = scheduler.Nodes()[position].taken;
-        module.blocksOut = scheduler.Nodes()[position].made;
-        if (const SourcePace* pace = scheduler.Nodes()[position].pace.get()) ReportPace(*pace, module);
+        module.blocksIn = outcome.nodes[position]->taken;
+        module.blocksOut = outcome.nodes[position]->made;
+        if (const SourcePace* pace = outcome.nodes[position]->pace.get()) ReportPace(*pace, module);
     }
     for (std::size_t index = 0; index < lines.size(); ++index) {
-        report.lines[index].blocks = scheduler.Lines()[index].blocks;
-        report.lines[index].deepestQueue = scheduler.Lines()[index].deepest;
+        report.lines[index].blocks = outcome.lines[index].blocks;
+        report.lines[index].deepestQueue = outcome.lines[index].deepest;
     }
 }
 

@@ -9,6 +9,7 @@
 #include "host/ParameterGate.h"
 #include "host/RunReport.h"
 #include "host/Scheduler.h"
+#include "host/parts/PartedRun.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host {
@@ -43,14 +44,40 @@ class Runner {
     std::string Speaker() const;
 
  private:
+    // What the schedulers of a run know in the end.
+    struct Outcome {
+        Scheduler::End end = Scheduler::End::NothingToDo;
+        int failed = -1;  // place of the module
+        int code = 0;
+        std::string thrown;
+        const Scheduler* first = nullptr;           // with the sources
+        std::vector<const Scheduler::Node*> nodes;  // by place
+        std::vector<Scheduler::Line> lines;         // of the run
+        std::vector<int> depths;
+    };
+
+    void Divide();
+    std::vector<PlannedModule> PlanModules() const;
+    std::string WhyPinned(int index) const;
+    std::vector<PlannedLine> PlanLines() const;
+    void TellDivision(const PartPlan& plan);
     void Join();
+    void Join(std::size_t index, TCIOStream* receiver);
     bool Begin();
     void OfferFacts(int index);
     void Step();
     void Finish();
     bool WasInterrupted() const;
     void Calls(int module);
-    Scheduler MakeScheduler() const;
+    SchedulerParts MakeSchedulerParts(int part) const;
+    void AddNode(int index, SchedulerParts& made, std::vector<int>& positions) const;
+    void AddLine(std::size_t index, int part, const std::vector<int>& positions,
+                 std::set<std::pair<int, int>>& outputs, SchedulerParts& made) const;
+    bool IsIn(int module, int part) const { return part < 0 || parted->PartOf(module) == part; }
+    void StepParts();
+    static void Collect(const Scheduler& scheduler, Outcome& outcome);
+    void Judge(const Outcome& outcome);
+    Outcome NewOutcome() const;
     Scheduler::Line MakeLine(std::size_t index) const;
     void AddWatches(std::vector<Scheduler::Node>& nodes) const;
     int FirstLineOf(int module, int output) const;
@@ -58,9 +85,9 @@ class Runner {
     void TellState(const std::string& instance, const tc::Bilingual& state) const;
     void Fail(int module, int code, const std::string& thrown, const tc::Bilingual& failure);
     std::string FailedPort(int module) const;
-    void JudgeStall(const Scheduler& scheduler);
-    std::string DescribeLeftovers(const Scheduler& scheduler, int position) const;
-    void ReportCounts(const Scheduler& scheduler);
+    void JudgeStall(const Outcome& outcome);
+    std::string DescribeLeftovers(const Outcome& outcome, std::size_t position) const;
+    void ReportCounts(const Outcome& outcome);
     void ReportPace(const SourcePace& pace, ModuleReport& module) const;
     void ReportResults();
     void ReportDriven();
@@ -78,10 +105,10 @@ class Runner {
     std::vector<TCIOStream*> streams;                       // the receiving stream of each line
     std::vector<std::unique_ptr<TCIOStream>> watchStreams;  // of each watch; null: it looks at a line
     RunOptions options;
-    std::vector<int> order;  // of the steps; entries are indexes of modules
-    int initialised = 0;     // the first of `order`, this many
-    int called = -1;         // module, outside of the step loop
-    const Scheduler* stepping = nullptr;
+    std::unique_ptr<PartedRun> parted;  // null: all on one thread
+    std::vector<int> order;             // of the steps; entries are indexes of modules
+    int initialised = 0;                // the first of `order`, this many
+    int called = -1;                    // module, outside of the step loop
     RunReport report;
 };
 

@@ -48,9 +48,15 @@ Extent ExtentOf(const TCIOStream::Block& block) {
     return extent;
 }
 
+thread_local const Scheduler* current = nullptr;
+
 // That of a source is no step of its own.
 bool IsGate(const Scheduler::Node& node) {
     return node.gate != nullptr && !node.source;
+}
+
+bool IsOfGraph(const Scheduler::Node& node) {
+    return node.module != nullptr && !IsGate(node);
 }
 
 // Where the next block of a driven source begins.
@@ -81,11 +87,12 @@ Extent ExtentWithChannels(const TCIOStream::Block& block) {
 }  // namespace
 
 Scheduler::Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<Line> allLines,
-                     const RunOptions& runOptions)
+                     const RunOptions& runOptions, Outlet* stepOutlet)
     : wiring(std::move(runWiring)),
       nodes(std::move(allNodes)),
       lines(std::move(allLines)),
       options(runOptions),
+      outlet(stepOutlet),
       clock(runOptions.clock != nullptr ? *runOptions.clock : tc::MachineClock()),
       policy(wiring, runOptions.queueLimit) {
     for (int index = 0; index < static_cast<int>(nodes.size()); ++index) {
@@ -96,21 +103,46 @@ Scheduler::Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<L
     for (int index = 0; index < static_cast<int>(lines.size()); ++index) {
         LineAt(index).to = wiring.LineAt(index).to;
         LineAt(index).first = wiring.LineAt(index).first;
-        linesOfGraph += IsGate(At(wiring.LineAt(index).from)) ? 0 : 1;
+        linesOfGraph = std::max(linesOfGraph, static_cast<std::size_t>(LineAt(index).number + 1));
     }
-    for (const Node& node : nodes) modulesOfGraph += IsGate(node) ? 0 : 1;
+    for (const Node& node : nodes)
+        if (IsOfGraph(node))
+            modulesOfGraph = std::max(modulesOfGraph, static_cast<std::size_t>(node.number + 1));
 }
 
-Scheduler::End Scheduler::Run() {
-    begin = clock.Milliseconds();
-    nextProgress = begin + PROGRESS_INTERVAL;
+Scheduler::End Scheduler::RunBeyond(int place) {
+    if (!std::exchange(hasBegun, true)) {
+        begin = clock.Milliseconds();
+        nextProgress = begin + PROGRESS_INTERVAL;
+    }
+    const Scheduler* const before = std::exchange(current, this);
     bool goesOn = true;
+    bool isHeard = true;
     thrown = WhatItThrows([&] {
         do
-            while (goesOn && (position = policy.Choose()) >= 0) goesOn = StepNext();
-        while (goesOn && EndLines());
+            while (goesOn && isHeard && (position = policy.Choose()) >= 0 && At(position).place > place) {
+                goesOn = StepNext();
+                isHeard = !goesOn || outlet == nullptr || outlet->HasStepped(LastPlace());
+            }
+        while (goesOn && isHeard && place < 0 && EndLines());
     });
-    return goesOn && thrown.empty() ? End::NothingToDo : End::Failed;
+    current = before;
+    if (!goesOn || !thrown.empty()) return End::Failed;
+    return isHeard ? End::NothingToDo : End::Stopped;
+}
+
+const Scheduler* Scheduler::Current() {
+    return current;
+}
+
+int Scheduler::LastPlace() const {
+    const Node& node = nodes[static_cast<std::size_t>(position)];
+    return node.source ? -1 : node.place;
+}
+
+void Scheduler::HasTaken(int node) {
+    CountTaken(At(node));
+    policy.HasNoWork(node);
 }
 
 bool Scheduler::StepNext() {
@@ -370,16 +402,17 @@ void Scheduler::AnswerGauge() {
         figures.seconds = (now - begin) / 1000.0;
         figures.modules.resize(modulesOfGraph);
         for (const Node& node : nodes)
-            if (!IsGate(node))
+            if (IsOfGraph(node))
                 figures.modules[static_cast<std::size_t>(node.number)] = {node.steps, node.taken, node.made,
                                                                           node.seconds};
         figures.lines.resize(linesOfGraph);
-        for (int index = 0; index < static_cast<int>(linesOfGraph); ++index) {
+        for (int index = 0; index < static_cast<int>(lines.size()); ++index) {
             Line& line = LineAt(index);
+            if (line.number < 0) continue;
             const int depth = policy.DepthOf(index);
             const double passed = timesSteps ? (now - askedAt) / 1000.0 : 0.0;
             const double trend = passed > 0.0 ? (depth - line.askedDepth) / passed : 0.0;
-            figures.lines[static_cast<std::size_t>(index)] = {line.blocks, depth, line.deepest, trend};
+            figures.lines[static_cast<std::size_t>(line.number)] = {line.blocks, depth, line.deepest, trend};
             line.askedDepth = depth;
         }
     });

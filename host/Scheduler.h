@@ -39,6 +39,9 @@ struct OutputWatch {
 struct RunOptions {
     // How many blocks may wait in a line before that decides which source goes next (see FairTurns).
     int queueLimit = 16;
+    // On how many threads modules are called, at most; what comes out is the same (see parts/PartPlan.h).
+    int threads = 1;
+    std::function<void()> onHandOver;  // between two threads, on each of them; for tests
     // How long a source may say that it has work without making a block.
     std::chrono::milliseconds patience{10000};
     // Whether sources make their blocks no faster than at their sample rate.
@@ -57,6 +60,8 @@ struct RunOptions {
     std::function<void(const std::string& instance, const std::string& state)> onState;
     std::function<void(const std::string& text)> onWarning;
     std::function<void(const std::string& text)> onError;
+    // How the run is split on threads, and which lines are not cut and why.
+    std::function<void(const std::string& text)> onNote;
 };
 
 // The step loop of a run: steps the modules that the policy chooses, counts what they take and make, and
@@ -85,6 +90,8 @@ class Scheduler {
         double signal = 0.0;  // ms, of a source
         int askedDepth = 0;   // at the last question
         int gatePort = -1;    // of a line to a gate
+        int number = -1;      // in the graph; -1: none
+        int lineOfRun = -1;   // counted with those from gates; -1: it leaves a part
     };
 
     struct Watch {
@@ -99,6 +106,7 @@ class Scheduler {
         std::span<const int> inputs;  // of the wiring, as the next ones
         std::span<const int> outputs;
         int number = 0;  // in the graph
+        int place = 0;   // in the order of all steps of the run
         const std::string* name = nullptr;
         bool source = false;
         bool makesUnseen = false;  // has an output without a line
@@ -119,14 +127,43 @@ class Scheduler {
         std::vector<Watch> watches;
     };
 
-    enum class End { NothingToDo, Failed };
+    enum class End { NothingToDo, Failed, Stopped };
+
+    // Sees the steps of one part of a run (see parts/Part.h).
+    class Outlet {
+     public:
+        // After a step that did not fail: the place of its module, -1 of a source, before which every module
+        // that has work steps. False ends the steps: `Stopped`.
+        virtual bool HasStepped(int place) = 0;
+
+     protected:
+        ~Outlet() = default;
+    };
 
     // Nodes and lines are those of the wiring, in its order, which they learn here.
     Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<Line> allLines,
-              const RunOptions& runOptions);
+              const RunOptions& runOptions, Outlet* stepOutlet = nullptr);
 
     // Steps modules until none has work.
-    End Run();
+    End Run() { return RunBeyond(-1); }
+
+    // --- Of a part of a run
+
+    // Steps modules until none at a place beyond that one has work.
+    End RunBeyond(int place);
+    // The place of the last step, -1 of a source.
+    int LastPlace() const;
+    // The same, of a source too.
+    int LastStepped() const { return nodes[static_cast<std::size_t>(position)].place; }
+    // The number of the module in the graph; -1 before the first step.
+    int SteppedModule() const { return position < 0 ? -1 : nodes[static_cast<std::size_t>(position)].number; }
+    // The node, which is none to be stepped, has written blocks into its lines or taken them off.
+    void HasMade(int node) { CountMade(At(node)); }
+    void HasTaken(int node);
+    // A node that stands for what is in other parts, and is never stepped.
+    void NeverSteps(int node) { policy.HasNoWork(node); }
+    // The module that the calling thread steps; null: none.
+    static const Scheduler* Current();
 
     // After the run.
     const Wiring& GetWiring() const { return wiring; }
@@ -174,6 +211,7 @@ class Scheduler {
     std::vector<Node> nodes;
     std::vector<Line> lines;
     const RunOptions& options;
+    Outlet* const outlet;
     tc::Clock& clock;
     Policy policy;
     int position = -1;
@@ -186,6 +224,7 @@ class Scheduler {
     bool observes = false;           // steps are timed, or outputs are watched
     std::size_t modulesOfGraph = 0;  // without gates, and without the lines from them
     std::size_t linesOfGraph = 0;
+    bool hasBegun = false;
     double signalSeconds = -1.0;
     double lastLength = 1.0;  // ms, of the last block that had one
     double bytes = 0.0;

@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <clocale>
 #include <csignal>
 #include <iostream>
@@ -227,6 +228,18 @@ std::string WhyNoFile(const std::string& name) {
     return name.empty() ? Bilingual("a file name is missing", "ein Dateiname fehlt").Text() : "";
 }
 
+constexpr int MOST_THREADS = 256;
+
+std::string WhyNoThreads(const std::string& text) {
+    int number = 0;
+    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isNumber = failure == std::errc() && end == text.data() + text.size();
+    if (text == "auto" || (isNumber && number >= 1 && number <= MOST_THREADS)) return "";
+    return Bilingual("'%1' is no number of threads; allowed are 1 to %2 and auto",
+                     "'%1' ist keine Anzahl von Threads; erlaubt sind 1 bis %2 und auto")
+        .With({text, std::to_string(MOST_THREADS)});
+}
+
 void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
     const std::vector<std::string> levels(std::begin(host::runlog::LEVELS), std::end(host::runlog::LEVELS));
     constexpr int MOST_KILOBYTES = 2097151;  // 2 GB of bytes, the most that 32 bits can hold
@@ -283,6 +296,12 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
                     "Writes the changes of the run to this file, for --changes of another one")
         ->check(CLI::Validator(WhyNoFile, ""))
         ->type_name("FILE");
+    run->add_option(
+           "--threads", options.threads,
+           "Runs parts of the graph on this many threads, with the same results; auto: as many as pay; "
+           "default: 1")
+        ->check(CLI::Validator(WhyNoThreads, ""))
+        ->type_name("N|auto");
     AddStrict(*run, options);
     AddRunOptions(*run, options);
     return run;

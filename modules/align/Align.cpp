@@ -51,6 +51,7 @@ bool IsTime(double milliseconds) {
 }  // namespace
 
 Align::Align(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD_JOINS);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -8,6 +8,7 @@
 #include "sigweave/module/ModuleSignals.h"
 
 BusJoin::BusJoin(int instance) : TCBaseModuleEx(instance, {}) {
+    DeclarePlacement(ANY_THREAD_JOINS);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

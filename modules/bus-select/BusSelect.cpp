@@ -53,6 +53,7 @@ constexpr TCPortHelper::TYPE SINGLE_VALUES = TCPortHelper::TYPE_SWORD | TCPortHe
 }  // namespace
 
 BusSelect::BusSelect(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     DeclarePorts(1);
 }
 

@@ -63,6 +63,7 @@ std::string Cell(const std::string& text) {
 }  // namespace
 
 CsvWriter::CsvWriter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("", "");
 }
 

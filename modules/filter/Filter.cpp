@@ -73,6 +73,7 @@ void CheckCorner(const char* name, double corner, double least, double rate, con
 }  // namespace
 
 Filter::Filter(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

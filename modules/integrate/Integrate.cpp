@@ -36,6 +36,7 @@ constexpr int ORDER = 2;
 }  // namespace
 
 Integrate::Integrate(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -48,6 +48,7 @@ constexpr struct {
 }  // namespace
 
 Level::Level(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

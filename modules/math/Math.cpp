@@ -58,6 +58,7 @@ constexpr double START_TOLERANCE = 0.5;        // in samples
 }  // namespace
 
 Math::Math(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

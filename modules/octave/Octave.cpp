@@ -83,6 +83,7 @@ constexpr double SETTLED = 3.0;  // times 1 / bandwidth
 }  // namespace
 
 Octave::Octave(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -67,6 +67,7 @@ TCSI_Unit Seconds(int power) {
 }  // namespace
 
 Peaks::Peaks(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -26,6 +26,7 @@ constexpr int MOST_BLOCKS_AT_ONCE = 64;
 }  // namespace
 
 Reblock::Reblock(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -33,6 +33,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
 }  // namespace
 
 Recorder::Recorder(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("", "");
 }
 

@@ -96,6 +96,7 @@ TCSI_Unit ScaledUnit(Scale scale, TCSI_Unit unit) {
 }  // namespace
 
 Spectrum::Spectrum(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -7,6 +7,7 @@
 #include "sigweave/services/Bilingual.h"
 
 Statistics::Statistics(int instance) : TCBaseModuleEx(instance, {}) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -70,6 +70,7 @@ TCSI_Unit Quotient(TCSI_Unit unit, const TCSI_Unit& divisor) {
 }  // namespace
 
 Transfer::Transfer(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

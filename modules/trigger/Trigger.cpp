@@ -99,6 +99,7 @@ constexpr double MOST_HISTORY = 1e9;  // samples
 }  // namespace
 
 Trigger::Trigger(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

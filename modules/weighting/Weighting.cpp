@@ -25,6 +25,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
 }  // namespace
 
 Weighting::Weighting(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

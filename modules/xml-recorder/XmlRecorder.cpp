@@ -35,6 +35,7 @@ constexpr int DIGITS = 9;  // of text forms, which a recording does not have
 }  // namespace
 
 XmlRecorder::XmlRecorder(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("", "");
     remade.AddOutputStream(remadeQueue.SetInputStream(DIGITS));
 }

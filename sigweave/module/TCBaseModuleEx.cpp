@@ -18,6 +18,10 @@ using tc::Bilingual;
 
 constexpr int MOST_INPUTS = 65536;
 
+// Of `placementAndSource`.
+constexpr std::uint8_t SOURCE = 1;
+constexpr int PLACEMENT_AT = 1;
+
 #ifdef NDEBUG
 constexpr bool VERIFIES_ORDER = false;
 #else
@@ -131,7 +135,7 @@ void TCBaseModuleEx::Assign(Values& to, const Values& from) {
 }
 
 int TCBaseModuleEx::GetTypeOfModule() {
-    return source ? 1 : 0;
+    return (placementAndSource & SOURCE) != 0 ? 1 : 0;
 }
 
 long TCBaseModuleEx::GetMessageA(unsigned id, long param) {
@@ -201,7 +205,7 @@ void TCBaseModuleEx::VerifyOrder(const char* operation, bool inRun) const {
     const bool running = runThread != std::thread::id();
     if (running != inRun)
         ReportMistake(inRun ? OUTSIDE_OF_RUN : DURING_RUN, operation);
-    else if (running && runThread != std::this_thread::get_id())
+    else if (running && GetPlacement() == FIRST_THREAD && runThread != std::this_thread::get_id())
         ReportMistake(OTHER_THREAD, operation);
 }
 
@@ -515,8 +519,17 @@ int TCBaseModuleEx::ChoicePosition(const char* name, const char* words) const {
     return ValueAt(index, name, fits ? CHOICES : 0).integer;
 }
 
+void TCBaseModuleEx::DeclarePlacement(PLACEMENT placement) {
+    placementAndSource =
+        static_cast<std::uint8_t>((placementAndSource & SOURCE) | (placement << PLACEMENT_AT));
+}
+
+TCBaseModuleEx::PLACEMENT TCBaseModuleEx::GetPlacement() const {
+    return static_cast<PLACEMENT>(placementAndSource >> PLACEMENT_AT);
+}
+
 void TCBaseModuleEx::DeclareSource() {
-    source = true;
+    placementAndSource |= SOURCE;
     portHelper->BehaviourAsSource(TCPortHelper::SOURCE_REPORT_END);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstdint>
 #include <initializer_list>
 #include <span>
 #include <string_view>
@@ -112,6 +113,10 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // of the module in the graph. Not every host offers it. [run]
     virtual void OfferRunFacts(TCRunFacts& facts, const char* instance);
 
+    // Where a host may call the module (see DeclarePlacement). Never change, only append.
+    enum PLACEMENT : int { FIRST_THREAD = 0, ANY_THREAD = 1, ANY_THREAD_JOINS = 2 };
+    PLACEMENT GetPlacement() const;
+
     // What a host reads of a parameter: its declaration itself.
     using Info = TCModuleParameter;
     // How a parameter may be driven from outside while the module runs.
@@ -207,6 +212,15 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
 
     // The module makes blocks without being asked, until it clears its ready flag.
     void DeclareSource();
+    // In the constructor, for a host that runs a graph on several threads (docs/threads.md). Without it the
+    // module is called on the thread of the sources, as all modules that declare nothing. With it Fetch and
+    // Execute may be called on another thread than Init and Done, still one call at a time. The module
+    // promises that meanwhile it shares no state with other modules and the process that is not locked, and
+    // neither makes processes nor waits for somebody; it writes blocks in Execute only, and none that hold
+    // addresses. And when it has no more work,
+    //   ANY_THREAD        no block waits at its inputs
+    //   ANY_THREAD_JOINS  blocks may wait, but not at all of the inputs that have a line
+    void DeclarePlacement(PLACEMENT placement);
     bool IsInterrupted() const { return interrupted; }
     // For modules with as many inputs as the user wires; called in the constructor, after which there is one.
     // The host asks for another number through TCPortHelper::MESSAGE_DYN_PORTS before it draws lines; all
@@ -275,6 +289,8 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     TCString lastError;
     TCString inputToken;
     TCString inputDeclarator;
-    bool source = false;
+    // A source: 1; beyond it the placement. A byte, as the flag that it was in modules that are already
+    // built.
+    std::uint8_t placementAndSource = 0;
     bool interrupted = false;
 };

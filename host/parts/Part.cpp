@@ -1,0 +1,176 @@
+#include "host/parts/Part.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/Console.h"
+#include "host/parts/TextCapture.h"
+#include "sigweave/services/Bilingual.h"
+
+namespace host {
+namespace {
+
+using tc::Bilingual;
+
+constexpr const Bilingual* SEVERITIES[] = {&console::ERROR_WORD, &console::WARNING_WORD, &console::NOTE_WORD};
+
+}  // namespace
+
+Part::Part(int partNumber, SchedulerParts parts, const RunOptions& runOptions,
+           std::vector<std::unique_ptr<CutOutput>>& allCuts)
+    : number(partNumber),
+      feed(parts.feed),
+      exit(parts.exit),
+      original(runOptions),
+      options(MakeOptions(runOptions)),
+      cuts(allCuts) {
+    for (int cut = 0; cut < static_cast<int>(cuts.size()); ++cut)
+        if (cuts[static_cast<std::size_t>(cut)]->part == number) own.push_back(cut);
+    scheduler = std::make_unique<Scheduler>(std::move(parts.wiring), std::move(parts.nodes),
+                                            std::move(parts.lines), options, this);
+    if (feed >= 0) scheduler->NeverSteps(feed);
+    if (exit >= 0) scheduler->NeverSteps(exit);
+}
+
+// What concerns sources is the first part's; what is said goes to the last one.
+RunOptions Part::MakeOptions(const RunOptions& runOptions) {
+    RunOptions made = runOptions;
+    if (number > 0) {
+        made.interruption = nullptr;
+        made.gauge = nullptr;
+        made.changes = nullptr;
+        made.onProgress = nullptr;
+    }
+    const auto say = [this](PartText::Kind kind, const std::string& who, const std::string& text) {
+        PartText said;
+        said.kind = kind;
+        said.who = who;
+        said.text = text;
+        outgoing.texts.push_back(std::move(said));
+    };
+    made.onState = [say](const std::string& instance, const std::string& text) {
+        say(PartText::Kind::State, instance, text);
+    };
+    made.onWarning = [say](const std::string& text) { say(PartText::Kind::Warning, "", text); };
+    made.onError = [say](const std::string& text) { say(PartText::Kind::Error, "", text); };
+    return made;
+}
+
+void Part::Run() {
+    if (Step(-1)) {
+        outgoing.kind = PartDelivery::Kind::Ended;
+        place = -1;
+        HandOn();
+        state = State::Ended;
+    }
+}
+
+bool Part::Take(PartDelivery& delivery) {
+    if (!Step(delivery.place)) return false;
+    place = std::min(place, delivery.place);
+    for (PartText& text : delivery.texts) outgoing.texts.push_back(std::move(text));
+    if (delivery.kind == PartDelivery::Kind::Failed) {
+        Fail(delivery.failedPart);
+        return false;
+    }
+    if (!Unpack(delivery)) {
+        ownFailure = Bilingual("there is no memory for a block", "für einen Block fehlt der Speicher").Text();
+        Fail(number);
+        return false;
+    }
+    const bool isLast = delivery.kind == PartDelivery::Kind::Ended;
+    if (isLast) outgoing.kind = PartDelivery::Kind::Ended;
+    if (!outgoing.IsEmpty() && !HandOn()) {
+        state = State::Stopped;
+        return false;
+    }
+    if (isLast) state = State::Ended;
+    return !isLast;
+}
+
+// False when the part is over.
+bool Part::Step(int bound) {
+    const TextCapture capture(&outgoing.texts);
+    const Scheduler::End end = scheduler->RunBeyond(bound);
+    if (end == Scheduler::End::NothingToDo) return true;
+    state = State::Stopped;
+    if (end == Scheduler::End::Stopped && ownFailure.empty()) return false;
+    place = std::min(place, scheduler->LastPlace());
+    Fail(number);
+    return false;
+}
+
+bool Part::HasStepped(int stepPlace) {
+    place = std::min(place, stepPlace);
+    return Pack() && (outgoing.IsEmpty() || HandOn());
+}
+
+// What the step wrote for other parts.
+bool Part::Pack() {
+    bool any = false;
+    for (const int cut : own) {
+        CutOutput& output = *cuts[static_cast<std::size_t>(cut)];
+        while (output.sink.GetBlockCnt(nullptr) > 0) {
+            any = true;
+            if (output.Take(outgoing.Add(cut).frame)) continue;
+            ownFailure =
+                Bilingual("a block cannot be handed to another thread; --threads 1 needs not do that",
+                          "ein Block lässt sich keinem anderen Thread übergeben; mit --threads 1 "
+                          "muss er das nicht")
+                    .Text();
+            return false;
+        }
+    }
+    if (any) scheduler->HasTaken(exit);
+    return true;
+}
+
+// Blocks for this part go into its lines, those for later ones are handed on.
+bool Part::Unpack(PartDelivery& delivery) {
+    bool any = false;
+    for (std::size_t i = 0; i < delivery.PieceCount(); ++i) {
+        PartDelivery::Piece& piece = delivery.PieceAt(i);
+        const CutOutput& cut = *cuts[static_cast<std::size_t>(piece.cut)];
+        CutOutput::Feed* const here = cut.feeds[static_cast<std::size_t>(number)].get();
+        if (here != nullptr && !here->Give(piece.frame)) return false;
+        any = any || here != nullptr;
+        if (cut.lastPart > number) std::swap(outgoing.Add(piece.cut).frame, piece.frame);
+    }
+    if (any) scheduler->HasMade(feed);
+    return true;
+}
+
+// The last part has nobody to hand on to: it says what was said.
+bool Part::HandOn() {
+    if (next == nullptr) {
+        Say(outgoing.texts);
+        outgoing.Clear();
+        return true;
+    }
+    outgoing.place = std::exchange(place, INT_MAX);
+    outgoing.failedPart = failedPart;
+    const bool taken = next->Send(outgoing);
+    outgoing.Clear();
+    return taken;
+}
+
+void Part::Fail(int part) {
+    state = part == number ? State::Failed : State::Ended;
+    failedPart = part;
+    outgoing.kind = PartDelivery::Kind::Failed;
+    HandOn();
+}
+
+void Part::Say(std::vector<PartText>& texts) const {
+    const TextCapture none(nullptr);
+    for (const PartText& said : texts) {
+        if (said.kind == PartText::Kind::State && original.onState) original.onState(said.who, said.text);
+        if (said.kind == PartText::Kind::Warning && original.onWarning) original.onWarning(said.text);
+        if (said.kind == PartText::Kind::Error && original.onError) original.onError(said.text);
+        if (said.kind == PartText::Kind::Module)
+            console::FromModule(said.severity >= 0 ? SEVERITIES[said.severity] : nullptr, said.level,
+                                said.who.c_str(), said.text.c_str());
+    }
+}
+
+}  // namespace host

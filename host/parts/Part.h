@@ -1,0 +1,90 @@
+#pragma once
+
+#include <climits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/Scheduler.h"
+#include "host/parts/CutOutput.h"
+#include "host/parts/PartLink.h"
+
+namespace host {
+
+// What a scheduler is made of.
+struct SchedulerParts {
+    Wiring wiring;
+    std::vector<Scheduler::Node> nodes;
+    std::vector<Scheduler::Line> lines;
+    int feed = -1;  // the node from which cut lines come; -1: none
+    int exit = -1;  // the node to which they lead
+};
+
+// One part of a run: the modules of a graph that one thread steps. Why its steps, and those of all parts
+// together, are those of the uncut run:
+//
+// In the uncut run a module steps while no module at a larger place has work, and a source when no module has
+// any. All parts number the places alike. The first part makes its steps in the order of the uncut run,
+// because no later part has a source or leads back to it, and none holds up a source (see PartPlan.h). By
+// induction, a part that learns all steps of those before it, in their order, knows when each of its own is
+// due: before a step of others at a place p, all that have work beyond p. Several such steps without a block
+// for this or a later part may be told as one, with the smallest of their places: what steps before the first
+// of them, and then before the next, are the same modules in the same order. Each part hands on what concerns
+// the ones after it, with its own steps put in: so the last one sees everything in the order of the uncut
+// run. It also says what all of them said, in that order.
+//
+// When a module fails, the parts after it make the steps that come before and then none; parts before it may
+// have gone further by as much as the links hold. Each part is used by one thread at a time.
+class Part final : public Scheduler::Outlet {
+ public:
+    enum class State { Runs, Ended, Failed, Stopped };
+
+    // `allCuts` and `nextLink` (null for the last part) must outlive it; the link may be set later.
+    Part(int partNumber, SchedulerParts parts, const RunOptions& runOptions,
+         std::vector<std::unique_ptr<CutOutput>>& allCuts);
+
+    void SetNext(PartLink* link) { next = link; }
+
+    // Of the first part: all of its steps, and the end of the others.
+    void Run();
+    // Of a later part: does what is due before the delivery, and takes it. False when it was the last one, or
+    // when nothing more is wanted.
+    bool Take(PartDelivery& delivery);
+
+    // --- Afterwards
+
+    State GetState() const { return state; }
+    // Of the run, as this part knows it: the part whose module failed; -1: none has.
+    int FailedPart() const { return failedPart; }
+    // Why the part failed, when it was not a module that did; else empty.
+    const std::string& OwnFailure() const { return ownFailure; }
+    const Scheduler& GetScheduler() const { return *scheduler; }
+
+    bool HasStepped(int stepPlace) override;
+
+ private:
+    RunOptions MakeOptions(const RunOptions& runOptions);
+    bool Step(int bound);
+    bool Unpack(PartDelivery& delivery);
+    bool Pack();
+    bool HandOn();
+    void Fail(int part);
+    void Say(std::vector<PartText>& texts) const;
+
+    const int number;
+    const int feed;
+    const int exit;
+    const RunOptions& original;
+    const RunOptions options;
+    std::vector<std::unique_ptr<CutOutput>>& cuts;
+    std::vector<int> own;  // cuts whose output is here
+    std::unique_ptr<Scheduler> scheduler;
+    PartLink* next = nullptr;
+    PartDelivery outgoing;
+    int place = INT_MAX;  // the smallest since the last delivery
+    State state = State::Runs;
+    int failedPart = -1;
+    std::string ownFailure;
+};
+
+}  // namespace host

@@ -1,0 +1,203 @@
+#include "host/parts/PartPlan.h"
+
+#include <algorithm>
+#include <numeric>
+#include <set>
+
+#include "sigweave/services/Bilingual.h"
+
+namespace host {
+namespace {
+
+using tc::Bilingual;
+
+std::size_t Index(int number) {
+    return static_cast<std::size_t>(number);
+}
+
+class Planner {
+ public:
+    Planner(const std::vector<PlannedModule>& plannedModules, const std::vector<PlannedLine>& plannedLines)
+        : modules(plannedModules), lines(plannedLines), weights(modules.size(), 1) {
+        for (const PlannedLine& line : lines) weights[Index(line.to)] += 1;
+        joinsMayMove = MayJoinsMove();
+        for (const PlannedModule& module : modules) reasons.push_back(WhyPinned(module));
+    }
+
+    PartPlan Plan(int most) {
+        PartPlan best;
+        best.partOf.assign(modules.size(), 0);
+        int least = Largest(best.partOf);
+        const int total = least;
+        for (int limit = (total + most - 1) / most; most > 1 && limit < total; limit += Stride(total)) {
+            const std::vector<int> parts = Legal(Fill(limit, most));
+            const int largest = Largest(parts);
+            if (largest >= least) continue;
+            least = largest;
+            best.partOf = parts;
+        }
+        best.count = Number(best.partOf);
+        if (most > 1) best.uncut = Uncut();
+        return best;
+    }
+
+ private:
+    static int Stride(int total) { return std::max(1, total / 256); }
+
+    std::string WhyPinned(const PlannedModule& module) const {
+        if (!module.pinned.empty()) return module.pinned;
+        if (module.isSource) return Bilingual("it is a source", "es ist eine Quelle").Text();
+        if (module.placement == TCBaseModuleEx::FIRST_THREAD)
+            return Bilingual("its module does not declare that it may run on any thread",
+                             "das Modul erklärt nicht, dass es auf jedem Thread laufen darf")
+                .Text();
+        if (module.placement == TCBaseModuleEx::ANY_THREAD_JOINS && !joinsMayMove)
+            return Bilingual("what it leaves waiting decides which source goes next",
+                             "was bei ihm wartet, entscheidet, welche Quelle an der Reihe ist")
+                .Text();
+        return "";
+    }
+
+    // See the header: all have declared themselves, and each join gets everything from the same sources.
+    bool MayJoinsMove() const {
+        std::vector<std::set<int>> sources(modules.size());
+        std::vector<int> first(modules.size(), -1);
+        for (int place = 0; place < static_cast<int>(modules.size()); ++place) {
+            const PlannedModule& module = modules[Index(place)];
+            if (module.isSource ? !module.pinned.empty() : module.placement == TCBaseModuleEx::FIRST_THREAD)
+                return false;
+            if (module.isSource) sources[Index(place)].insert(place);
+        }
+        std::vector<PlannedLine> ordered = lines;
+        std::ranges::stable_sort(ordered, {}, &PlannedLine::from);
+        for (const PlannedLine& line : ordered)
+            sources[Index(line.to)].insert(sources[Index(line.from)].begin(),
+                                           sources[Index(line.from)].end());
+        return std::ranges::all_of(ordered, [&](const PlannedLine& line) {
+            return modules[Index(line.to)].placement != TCBaseModuleEx::ANY_THREAD_JOINS ||
+                   sources[Index(line.to)] == sources[Index(line.from)];
+        });
+    }
+
+    // What must be in the first part and all that leads there; the others in the order of their places, a new
+    // part when one has that weight.
+    std::vector<int> Fill(int limit, int most) const {
+        std::vector<int> parts(modules.size(), 1);
+        for (std::size_t place = 0; place < parts.size(); ++place)
+            if (!reasons[place].empty()) parts[place] = 0;
+        Lower(parts);
+        int part = 0;
+        int weight = 0;
+        for (std::size_t place = 0; place < parts.size(); ++place)
+            if (parts[place] == 0) weight += weights[place];
+        for (std::size_t place = 0; place < parts.size(); ++place) {
+            if (parts[place] == 0) continue;
+            if (weight + weights[place] > limit && part + 1 < most) {
+                ++part;
+                weight = 0;
+            }
+            parts[place] = part;
+            weight += weights[place];
+        }
+        return parts;
+    }
+
+    bool MayCut(const PlannedLine& line) const {
+        return !line.holdsAddresses && modules[Index(line.to)].placement == TCBaseModuleEx::ANY_THREAD;
+    }
+
+    // No line leads back.
+    void Lower(std::vector<int>& parts) const {
+        for (bool changed = true; changed;) {
+            changed = false;
+            for (const PlannedLine& line : lines) {
+                int& from = parts[Index(line.from)];
+                int& to = parts[Index(line.to)];
+                if (from <= to) continue;
+                from = to;
+                changed = true;
+            }
+        }
+    }
+
+    // Both ends of a line that may not be cut go to the earlier of their parts.
+    std::vector<int> Legal(std::vector<int> parts) const {
+        for (bool changed = true; changed;) {
+            changed = false;
+            Lower(parts);
+            for (const PlannedLine& line : lines) {
+                if (MayCut(line)) continue;
+                int& from = parts[Index(line.from)];
+                int& to = parts[Index(line.to)];
+                if (from == to) continue;
+                from = to = std::min(from, to);
+                changed = true;
+            }
+        }
+        return parts;
+    }
+
+    int Largest(const std::vector<int>& parts) const {
+        std::vector<int> sums(modules.size() + 1);
+        for (std::size_t place = 0; place < parts.size(); ++place)
+            sums[Index(parts[place])] += weights[place];
+        return *std::ranges::max_element(sums);
+    }
+
+    // Leaves no number out; the first part has the sources, always.
+    static int Number(std::vector<int>& parts) {
+        std::set<int> used(parts.begin(), parts.end());
+        for (int& part : parts) part = static_cast<int>(std::distance(used.begin(), used.find(part)));
+        return std::max(1, static_cast<int>(used.size()));
+    }
+
+    // Each line that no number of parts could cut.
+    std::vector<UncutLine> Uncut() const {
+        std::vector<int> parts(modules.size(), 1);
+        for (std::size_t place = 0; place < parts.size(); ++place)
+            if (!reasons[place].empty()) parts[place] = 0;
+        std::vector<int> pinning(modules.size(),
+                                 -1);  // the first module downstream that must be in the first part
+        for (std::size_t place = 0; place < parts.size(); ++place)
+            if (!reasons[place].empty() && !modules[place].isSource) pinning[place] = static_cast<int>(place);
+        std::vector<std::size_t> order(lines.size());
+        std::iota(order.begin(), order.end(), 0U);
+        std::ranges::stable_sort(order, [&](auto a, auto b) { return lines[a].from > lines[b].from; });
+        for (const std::size_t line : order) {
+            int& from = pinning[Index(lines[line].from)];
+            if (from < 0) from = pinning[Index(lines[line].to)];
+        }
+        std::vector<UncutLine> uncut;
+        for (int line = 0; line < static_cast<int>(lines.size()); ++line)
+            if (const std::string reason = WhyUncut(lines[Index(line)], pinning); !reason.empty())
+                uncut.push_back({line, reason});
+        return uncut;
+    }
+
+    std::string WhyUncut(const PlannedLine& line, const std::vector<int>& pinning) const {
+        if (const int pin = pinning[Index(line.to)]; pin >= 0)
+            return Bilingual("%1 runs with the sources: %2", "%1 läuft bei den Quellen: %2")
+                .With({modules[Index(pin)].name, reasons[Index(pin)]});
+        if (line.holdsAddresses)
+            return Bilingual("its blocks hold addresses", "seine Blöcke enthalten Adressen").Text();
+        if (modules[Index(line.to)].placement == TCBaseModuleEx::ANY_THREAD_JOINS)
+            return Bilingual("%1 may leave its blocks waiting", "%1 lässt seine Blöcke womöglich warten")
+                .With({modules[Index(line.to)].name});
+        return "";
+    }
+
+    const std::vector<PlannedModule>& modules;
+    const std::vector<PlannedLine>& lines;
+    std::vector<int> weights;
+    std::vector<std::string> reasons;  // why in the first part; empty: it need not be
+    bool joinsMayMove = false;
+};
+
+}  // namespace
+
+PartPlan MakePartPlan(const std::vector<PlannedModule>& modules, const std::vector<PlannedLine>& lines,
+                      int most) {
+    return Planner(modules, lines).Plan(std::max(most, 1));
+}
+
+}  // namespace host

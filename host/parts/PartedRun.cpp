@@ -1,0 +1,106 @@
+#include "host/parts/PartedRun.h"
+
+#include <algorithm>
+#include <system_error>
+
+#include "host/Messages.h"
+#include "host/Runner.h"
+
+namespace host {
+namespace {
+
+std::size_t Index(int number) {
+    return static_cast<std::size_t>(number);
+}
+
+void Serve(Part& part, RingLink& link) {
+    PartDelivery delivery;
+    do {
+        delivery.Clear();
+        link.Receive(delivery);
+    } while (part.Take(delivery));
+    link.Close();
+}
+
+}  // namespace
+
+PartedRun::PartedRun(int partCount, std::vector<int> modulesParts, const std::vector<RunLine>& runLines)
+    : count(partCount), partOf(std::move(modulesParts)), cutOf(runLines.size()) {
+    for (int number = 0; number < static_cast<int>(runLines.size()); ++number) {
+        const RunLine& line = runLines[Index(number)];
+        const int to = PartOf(line.to);
+        if (PartOf(line.from) == to) continue;
+        auto known = std::ranges::find_if(
+            cuts, [&](const auto& cut) { return cut->module == line.from && cut->output == line.output; });
+        if (known == cuts.end()) {
+            known = cuts.insert(cuts.end(), std::make_unique<CutOutput>());
+            (*known)->module = line.from;
+            (*known)->output = line.output;
+            (*known)->part = PartOf(line.from);
+            (*known)->feeds.resize(Index(count));
+            firstLines.push_back(number);
+        }
+        CutOutput& cut = **known;
+        cut.lastPart = std::max(cut.lastPart, to);
+        if (cut.feeds[Index(to)] == nullptr) cut.feeds[Index(to)] = std::make_unique<CutOutput::Feed>();
+        cut.feeds[Index(to)]->lines.push_back(number);
+        cutOf[Index(number)] = &cut;
+    }
+}
+
+bool PartedRun::IsFirst(int line) const {
+    return std::ranges::find(firstLines, line) != firstLines.end();
+}
+
+void PartedRun::SetReceiver(int line, TCIOStream* receiver) {
+    for (const auto& feed : CutOf(line)->feeds)
+        if (feed != nullptr && std::ranges::find(feed->lines, line) != feed->lines.end())
+            feed->receivers.push_back(receiver);
+}
+
+void PartedRun::PassOn() {
+    std::vector<char> frame;
+    for (const auto& cut : cuts)
+        while (cut->sink.GetBlockCnt(nullptr) > 0) {
+            if (!cut->Take(frame)) {
+                cut->sink.RemoveContents(false);
+                continue;
+            }
+            for (const auto& feed : cut->feeds)
+                if (feed != nullptr) feed->Give(frame);
+        }
+}
+
+// Null when the machine has no more threads.
+std::unique_ptr<tc::Thread> PartedRun::Start(int part) {
+    messages::Collection* const collection = messages::Collection::Current();
+    try {
+        return std::make_unique<tc::Thread>(("part " + std::to_string(part + 1)).c_str(),
+                                            [this, part, collection] {
+                                                const messages::Collection::Shared shared(collection);
+                                                Serve(*parts[Index(part)], *rings[Index(part - 1)]);
+                                            });
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
+}
+
+// The last thread is made first: a part without one is called by the part before it.
+void PartedRun::Run(const std::function<SchedulerParts(int part)>& make, const RunOptions& options) {
+    for (int part = 0; part < count; ++part)
+        parts.push_back(std::make_unique<Part>(part, make(part), options, cuts));
+    for (int part = 1; part < count; ++part) {
+        rings.push_back(std::make_unique<RingLink>());
+        rings.back()->onHandOver = options.onHandOver;
+        directs.push_back(std::make_unique<DirectLink>(*parts[Index(part)]));
+        parts[Index(part - 1)]->SetNext(rings.back().get());
+    }
+    std::vector<std::unique_ptr<tc::Thread>> threads;
+    for (int part = count - 1; part > 0; --part) {
+        threads.push_back(Start(part));
+        if (threads.back() == nullptr) parts[Index(part - 1)]->SetNext(directs[Index(part - 1)].get());
+    }
+    parts.front()->Run();
+}
+
+}  // namespace host
