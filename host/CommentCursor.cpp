@@ -8,10 +8,12 @@ namespace {
 
 std::vector<int> LinesOfEntries(const GraphFile& graph) {
     std::vector<int> lines;
-    for (const InstanceEntry& instance : graph.GetInstances()) {
+    const auto add = [&](const InstanceEntry& instance) {
         lines.insert(lines.end(), {instance.place.line, instance.modulePlace.line});
         for (const Setting& setting : instance.settings) lines.push_back(setting.place.line);
-    }
+    };
+    for (const InstanceEntry& instance : graph.GetInstances()) add(instance);
+    if (graph.GetEngine()) add(*graph.GetEngine());
     for (const LineEntry& line : graph.GetLines()) lines.push_back(line.place.line);
     for (const ViewEntry& entry : graph.GetView()) lines.push_back(entry.place.line);
     std::sort(lines.begin(), lines.end());

@@ -61,6 +61,10 @@ std::string FindDifference(const GraphFile& graph, const GraphFile& written) {
         std::string difference = FindDifference(instances[index], written.GetInstances()[index]);
         if (!difference.empty()) return difference;
     }
+    if (graph.GetEngine() && written.GetEngine()) {
+        std::string difference = FindDifference(*graph.GetEngine(), *written.GetEngine());
+        if (!difference.empty()) return difference;
+    }
     const auto& lines = graph.GetLines();
     for (std::size_t index = 0; index < lines.size(); ++index)
         if (index >= written.GetLines().size() || !IsSame(lines[index], written.GetLines()[index]))
@@ -69,7 +73,8 @@ std::string FindDifference(const GraphFile& graph, const GraphFile& written) {
     const bool sameView =
         std::ranges::equal(graph.GetView(), written.GetView(),
                            [](const ViewEntry& a, const ViewEntry& b) { return IsSame(a, b); });
-    const bool same = sameView && instances.size() == written.GetInstances().size() &&
+    const bool same = sameView && graph.GetEngine().has_value() == written.GetEngine().has_value() &&
+                      instances.size() == written.GetInstances().size() &&
                       lines.size() == written.GetLines().size() &&
                       graph.AcceptsDifferences() == written.AcceptsDifferences();
     return same ? "" : Bilingual("a part of it", "ein Teil davon").Text();

@@ -1,5 +1,8 @@
 #include "host/GraphBuilder.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "sigweave/services/Bilingual.h"
 
 namespace host {
@@ -88,6 +91,13 @@ void GraphBuilder::SetAccept(const std::string& value) {
             Bilingual("accept is '%1'; it must be yes or no", "accept ist '%1'; es muss yes oder no sein")
                 .With({value}));
     graph.acceptsDifferences = value == "yes";
+}
+
+void GraphBuilder::Finish() {
+    const auto found = std::ranges::find(graph.instances, ENGINE_SECTION, &InstanceEntry::name);
+    if (found == graph.instances.end() || !found->module.empty()) return;
+    graph.engine = std::move(*found);
+    graph.instances.erase(found);
 }
 
 }  // namespace host

@@ -10,6 +10,11 @@ namespace host {
 
 // The name of the section that holds the lines in parameter text; no instance can have it.
 inline constexpr const char* LINES_SECTION = "lines";
+// The name of the section that names the server which joins the places of a graph. An instance can have this
+// name too: then it has a module, and the section has none.
+inline constexpr const char* ENGINE_SECTION = "engine";
+// The setting of an instance that says where it runs, unless its module has a parameter of that name.
+inline constexpr const char* PLACE_SETTING = "place";
 // How the names of sections begin that say how the graph is shown: no instance can have such a name, for it
 // has a point.
 inline constexpr std::string_view VIEW_PREFIX = "studio.";
@@ -40,6 +45,8 @@ class GraphBuilder {
         graph.view.push_back({std::string(section), name, value, place});
     }
     void SetAccept(const std::string& value);
+    // When all is read.
+    void Finish();
     void AddComment(std::string_view text) { graph.comments.push_back({std::string(text), place}); }
 
  private:

@@ -109,6 +109,7 @@ void GraphFile::Fill(std::string_view text, Mistakes& mistakes) {
     form = LooksLikeXml(text) ? GraphForm::Xml : GraphForm::Text;
     GraphBuilder builder(*this, mistakes);
     form == GraphForm::Xml ? ReadGraphXml(std::string(text), builder) : ReadGraphText(text, builder);
+    builder.Finish();
 }
 
 InstanceEntry* GraphFile::FindInstance(const std::string& name) {

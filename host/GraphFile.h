@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -77,6 +78,8 @@ class GraphFile {
     const GraphWording& GetWording() const { return GraphWording::Of(form); }
     const std::vector<InstanceEntry>& GetInstances() const { return instances; }
     const std::vector<LineEntry>& GetLines() const { return lines; }
+    // The section of the server that joins the places of the graph; none in most graphs.
+    const std::optional<InstanceEntry>& GetEngine() const { return engine; }
     const std::vector<ViewEntry>& GetView() const { return view; }
     const std::vector<Comment>& GetComments() const { return comments; }
     // Whether lines between ports whose declarators differ are accepted without a question.
@@ -91,6 +94,7 @@ class GraphFile {
     GraphForm form = GraphForm::Text;
     std::vector<InstanceEntry> instances;
     std::vector<LineEntry> lines;
+    std::optional<InstanceEntry> engine;
     std::vector<ViewEntry> view;
     std::vector<Comment> comments;
     bool acceptsDifferences = false;

@@ -251,6 +251,7 @@ class Writer {
     explicit Writer(const GraphFile& graphFile) : graph(graphFile), comments(graphFile) {}
 
     std::string Write() {
+        if (graph.GetEngine()) Write(*graph.GetEngine());
         for (const InstanceEntry& instance : graph.GetInstances()) Write(instance);
         if (!graph.GetLines().empty() || graph.AcceptsDifferences()) WriteLines();
         WriteView();

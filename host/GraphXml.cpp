@@ -223,6 +223,7 @@ class Writer {
         if (!xml.LoadXML("<Graph/>")) return false;
         const TCXMLNode root = xml.SelectSingleNode("/*");
         if (graph.AcceptsDifferences()) Set(root, "accept", "yes");
+        if (graph.GetEngine()) Write(*graph.GetEngine(), root);
         for (const InstanceEntry& instance : graph.GetInstances()) Write(instance, root);
         for (const LineEntry& line : graph.GetLines()) {
             Write(comments.Before(line.place), root);

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "host/FileWait.h"
+#include "host/GraphBuilder.h"
 #include "host/GraphText.h"
 #include "host/Guard.h"
 #include "sigweave/module/TCBaseModuleEx.h"
@@ -39,10 +40,16 @@ ModuleSettings::ModuleSettings(const GraphFile& graph, const InstanceEntry& inst
     : file(graph), entry(instance), module(settable), mistakes(allMistakes) {}
 
 bool ModuleSettings::Apply() {
-    for (const Setting& setting : entry.settings) Apply(setting);
+    for (const Setting& setting : entry.settings)
+        if (!IsOfHost(setting)) Apply(setting);
     if (module == nullptr) return true;
     const bool given = FindMissing();
     return MakeEffective() && given;
+}
+
+bool ModuleSettings::IsOfHost(const Setting& setting) const {
+    return setting.name == PLACE_SETTING &&
+           (module == nullptr || module->FindParameter(PLACE_SETTING) == nullptr);
 }
 
 void ModuleSettings::Apply(const Setting& setting) {

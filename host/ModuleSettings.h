@@ -29,6 +29,7 @@ class ModuleSettings {
     std::vector<Mistake> Locate(const std::string& reasons, const std::map<std::string, Place>& inputs) const;
 
  private:
+    bool IsOfHost(const Setting& setting) const;
     void Apply(const Setting& setting);
     bool FindMissing();
     bool MakeEffective();

@@ -2,6 +2,7 @@
 
 #include "host/Console.h"
 #include "host/IdleSinks.h"
+#include "host/Places.h"
 #include "host/RunFacts.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -32,6 +33,7 @@ GraphFile OpenGraph::Read(const GraphSource& source) {
     GraphFile read = source.text ? GraphFile::Parse(source.path, *source.text, mistakes)
                                  : GraphFile::Read(source.path, mistakes);
     for (const std::string& setting : source.settings) read.Set(setting, mistakes);
+    ReadEngineSection(read, mistakes);
     return read;
 }
 
