@@ -13,8 +13,12 @@ from sigweave.module import Info, Module
 _count = 0
 
 
-def load(file: str) -> list[tuple[str, type[Module], str, list[Any]]]:
-    """The modules that the file defines: id, class, description, parameters."""
+Kind = tuple[str, type[Module], str, list[Any], list[str], list[str], bool]
+
+
+def load(file: str) -> list[Kind]:
+    """The modules that the file defines: id, class, description, parameters, names of inputs and outputs, and whether
+    it is a source."""
     global _count
     _count += 1  # a file that was changed is another one
     name = f"sigweave_modules_{Path(file).stem}_{_count}"
@@ -26,29 +30,62 @@ def load(file: str) -> list[tuple[str, type[Module], str, list[Any]]]:
     found = [
         one
         for one in vars(loaded).values()
-        if isinstance(one, type) and issubclass(one, Module) and one.__module__ == name and not one._abstract
+        if isinstance(one, type) and issubclass(one, Module) and one.__module__ == name and not one._is_abstract()
     ]
     if not found:
         raise ImportError(
             "the file defines no module; derive a class from sigweave.Module and give it execute(self, signal)"
         )
-    return [(one.__name__, one, one._description() or one.__name__, one._parameters()) for one in found]
+    return [_kind(one) for one in found]
+
+
+def _kind(kind: type[Module]) -> Kind:
+    is_source = kind.fetch is not Module.fetch
+    if is_source and kind.execute is not Module.execute:
+        raise TypeError(f"{kind.__name__} has both execute and fetch; a source has fetch alone, others have execute")
+    ports = {"inputs": [] if is_source else list(kind.inputs), "outputs": list(kind.outputs)}
+    for which, names in ports.items():
+        if isinstance(getattr(kind, which), str):
+            raise TypeError(f"{kind.__name__}.{which} is a text; write a tuple of names, as ('Signal',)")
+        if not all(isinstance(name, str) and name for name in names) or len(set(names)) < len(names):
+            raise TypeError(f"{kind.__name__}.{which} must be names that differ, as ('Voltage', 'Current')")
+    if not is_source and not ports["inputs"]:
+        raise TypeError(f"{kind.__name__} has no input; give it fetch(self) instead of execute, or name its inputs")
+    if is_source and not ports["outputs"]:
+        raise TypeError(f"{kind.__name__} is a source without an output; name its outputs")
+    description = kind._description() or kind.__name__
+    return kind.__name__, kind, description, kind._parameters(), ports["inputs"], ports["outputs"], is_source
 
 
 def make(kind: type[Module], values: dict[str, Any]) -> Module:
     """An instance of the module with its settings, at the begin of a run."""
     module = kind()
-    module.__dict__.setdefault("_values", {}).update(values)
+    module._set(values)
     module._results.clear()
     module.begin()
     return module
 
 
-def describe(module: Module, name: str, unit: str, rate: float, low: float, high: float) -> tuple[Any, ...]:
-    """What the module's blocks say of themselves: name, unit, rate, low, high."""
-    module.info = Info(name, unit, rate, low, high)
-    said = module.describe(module.info)
-    return said.name, said.unit, float(said.rate), float(said.low), float(said.high)
+def change(module: Module, values: dict[str, Any]) -> None:
+    """New values of live parameters; where the module refuses them, it has the old ones again."""
+    before = {name: getattr(module, name) for name in values}
+    module._set(values)
+    try:
+        module.changed()
+    except BaseException:
+        module._set(before)
+        raise
+
+
+def describe(module: Module, arrived: list[tuple[str, str, float, float, float]], outputs: int) -> list[tuple[Any, ...]]:
+    """What the module's blocks say of themselves, for each output: name, unit, rate, low, high."""
+    module.infos = tuple(Info(*fields) for fields in arrived)
+    module.info = module.infos[0] if module.infos else Info()
+    found = module.describe(*module.infos)
+    said = [found] * outputs if isinstance(found, Info) else list(found)
+    if len(said) != outputs or not all(isinstance(one, Info) for one in said):
+        raise TypeError(f"describe must return an Info, or a tuple of {outputs}, one for each output")
+    return [(one.name, one.unit, float(one.rate), float(one.low), float(one.high)) for one in said]
 
 
 def explain(error: BaseException) -> tuple[str, str]:

@@ -18,8 +18,10 @@ the name of its class.
 
 from __future__ import annotations
 
+from collections.abc import Sequence
 from dataclasses import dataclass, replace
-from typing import Any, ClassVar, Generic, TypeVar, overload
+from operator import attrgetter
+from typing import TYPE_CHECKING, Any, ClassVar, Generic, TypeVar, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -27,7 +29,23 @@ import numpy.typing as npt
 Value = TypeVar("Value")
 
 
-class _Parameter(Generic[Value]):
+def _refuse(name: str) -> Any:
+    def refuse(module: Module, value: Any) -> None:
+        raise AttributeError(f"{name} is a setting, which the graph gives; keep values of your own elsewhere")
+
+    return refuse
+
+
+if TYPE_CHECKING:
+
+    class _Property: ...
+
+else:
+    # Its value comes from the instance without a call of Python: modules read their settings in each step.
+    _Property = property
+
+
+class _Parameter(_Property, Generic[Value]):
     """A declared parameter; read as an attribute of the module, it is the value of the setting."""
 
     kind = ""
@@ -41,32 +59,34 @@ class _Parameter(Generic[Value]):
         minimum: float = -1.7976931348623157e308,
         maximum: float = 1.7976931348623157e308,
         choices: tuple[str, ...] = (),
+        live: bool = False,
     ) -> None:
         self.default, self.unit, self.help = default, unit, help
-        self.minimum, self.maximum, self.choices = minimum, maximum, choices
+        self.minimum, self.maximum, self.choices, self.live = minimum, maximum, choices, live
         self.name = ""
 
     def __set_name__(self, owner: type, name: str) -> None:
         self.name = name
+        if not TYPE_CHECKING:
+            super().__init__(attrgetter(f"_set_{name}"), _refuse(name))
 
-    @overload
-    def __get__(self, module: None, owner: type) -> _Parameter[Value]: ...
-    @overload
-    def __get__(self, module: Module, owner: type) -> Value: ...
-    def __get__(self, module: Module | None, owner: type) -> Any:
-        return self if module is None else module._values.get(self.name, self.default)
+    if TYPE_CHECKING:
 
-    def __set__(self, module: Module, value: Value) -> None:
-        raise AttributeError(f"{self.name} is a setting, which the graph gives; keep values of your own elsewhere")
+        @overload
+        def __get__(self, module: None, owner: type) -> _Parameter[Value]: ...
+        @overload
+        def __get__(self, module: Module, owner: type) -> Value: ...
+        def __get__(self, module: Module | None, owner: type) -> Any: ...
+        def __set__(self, module: Module, value: Value) -> None: ...
 
     def _text(self) -> str | None:
         from sigweave._values import text_of
 
         return None if self.default is None else text_of(self.default)
 
-    def _declared(self) -> tuple[str, str, str | None, str, str, float, float, str]:
-        choices = "|".join(self.choices)
-        return self.name, self.kind, self._text(), self.unit, self.help, self.minimum, self.maximum, choices
+    def _declared(self) -> tuple[str, str, str | None, str, str, float, float, str, bool]:
+        limits = self.minimum, self.maximum, "|".join(self.choices), self.live
+        return self.name, self.kind, self._text(), self.unit, self.help, *limits
 
 
 class Number(_Parameter[float]):
@@ -139,37 +159,50 @@ class Info:
 
 
 class Module:
-    """The base of modules in Python: one signal in, one out. The first line of the docstring describes it.
+    """The base of modules in Python. The first line of the docstring describes it.
+
+    One signal in, one out, unless it names its ports: `inputs = ("Voltage", "Current")`, `outputs = ()`. A class with
+    `fetch` instead of `execute` is a source, and has no inputs.
 
     An exception in one of these ends the run; its traceback goes to the log, its last line to the user.
     """
 
-    info: Info  # of the block that execute gets
-    start: float  # of that block, in seconds since 1970
-    _values: dict[str, Any]
-    _abstract: ClassVar[bool] = True
+    inputs: ClassVar[Sequence[str]] = ("Signal",)
+    outputs: ClassVar[Sequence[str]] = ("Signal",)
+    info: Info  # of the block that execute gets, at the first input
+    infos: tuple[Info, ...]  # at each input
+    start: float  # of that block, in seconds since 1970; a source may set it in begin
 
     def __init__(self) -> None:
-        self._values = {}
-        self.info, self.start = Info(), 0.0
+        self.info, self.infos, self.start = Info(), (), 0.0
 
-    def __init_subclass__(cls, **kwargs: Any) -> None:
-        super().__init_subclass__(**kwargs)
-        cls._abstract = cls.execute is Module.execute
+    @classmethod
+    def _is_abstract(cls) -> bool:
+        return cls.execute is Module.execute and cls.fetch is Module.fetch
 
     def begin(self) -> None:
         """A run begins; all settings are there."""
 
-    def execute(self, signal: npt.NDArray[np.float64]) -> Any:
-        """One step: the values of a block, a copy of your own, to the values of the block that is sent on (None: none
-        is). The block keeps its name, time, unit and range; with fewer or more values its rate becomes
-        less or more."""
+    def execute(self, *signals: Any, **none: Any) -> Any:
+        """One step: the values of a block of each input, copies of your own, to the values of the block that is sent on
+        (None: none is); with several outputs a tuple of them. Blocks of several inputs have the same number of
+        values. A block keeps the name, time, unit and range of that of the first input; with fewer or more values
+        its rate becomes less or more."""
         raise NotImplementedError
 
-    def describe(self, info: Info) -> Info:
-        """What the blocks that are sent say of themselves, from what those that come say: for another unit, say.
-        Asked again whenever that changes."""
-        return info
+    def fetch(self) -> Any:
+        """Of a source, the values of the next block; None ends its signal. With several outputs a tuple. Its rate, unit
+        and name are those of `describe`; its signal begins at `start`, or with the run."""
+        raise NotImplementedError
+
+    def describe(self, *infos: Any, **none: Any) -> Any:
+        """What the blocks that are sent say of themselves, from what those that come say, one `Info` for each input:
+        for another unit, say. One for all outputs, or a tuple. Asked again whenever that changes."""
+        return infos[0] if infos else Info()
+
+    def changed(self) -> None:
+        """Live parameters have new values, which hold from the next block on. An exception refuses them, and the module
+        has the old ones again."""
 
     def end(self) -> None:
         """A run ends, also one that failed."""
@@ -183,8 +216,11 @@ class Module:
         results: list[tuple[str, float, str]] = self.__dict__.setdefault("_found", [])
         return results
 
+    def _set(self, values: dict[str, Any]) -> None:
+        self.__dict__.update({f"_set_{name}": value for name, value in values.items()})
+
     @classmethod
-    def _parameters(cls) -> list[tuple[str, str, str | None, str, str, float, float, str]]:
+    def _parameters(cls) -> list[tuple[str, str, str | None, str, str, float, float, str, bool]]:
         found: dict[str, _Parameter[Any]] = {}
         for base in reversed(cls.__mro__):
             found.update({k: v for k, v in vars(base).items() if isinstance(v, _Parameter)})

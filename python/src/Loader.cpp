@@ -1,11 +1,8 @@
 // The library through which a host opens modules in Python: it brings the interpreter along where there is
 // none.
-#include <dlfcn.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
-#include <array>
-#include <bit>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -14,6 +11,7 @@
 
 #include "python/src/PythonModule.h"
 #include "sigweave/module/ModuleLibrary.h"
+#include "sigweave/platform/LoadedLibrary.h"
 
 namespace py = pybind11;
 
@@ -23,7 +21,7 @@ using python::Interpreter;
 using python::ModuleClass;
 
 using Declared = std::tuple<std::string, std::string, std::optional<std::string>, std::string, std::string,
-                            double, double, std::string>;
+                            double, double, std::string, bool>;
 
 struct LoadedFile {
     std::filesystem::file_time_type changed;
@@ -46,9 +44,7 @@ const ModuleClass* FindClass(int kind) {
 // Extensions of Python look for the interpreter among the symbols that all libraries of the process see. This
 // library is opened so that nobody sees its own, and so is what it is linked with.
 bool ShowInterpreter() {
-    Dl_info found;
-    return dladdr(reinterpret_cast<void*>(&Py_InitializeFromConfig), &found) != 0 &&
-           dlopen(found.dli_fname, RTLD_NOW | RTLD_GLOBAL | RTLD_NOLOAD) != nullptr;
+    return tc::ShowSymbols(tc::LibraryOf(reinterpret_cast<const void*>(&Py_InitializeFromConfig)));
 }
 
 // The system's interpreter, whatever comes first in the path: it has NumPy. It stays to the end of the
@@ -73,20 +69,11 @@ bool StartInterpreter(std::string& error) {
 
 // Where the package was built; where it is installed, Python finds it by itself.
 void FindPackage() {
-    Dl_info own;
-    if (dladdr(reinterpret_cast<void*>(&FindPackage), &own) == 0) return;
-    const std::filesystem::path package =
-        (std::filesystem::path(own.dli_fname).parent_path() / "../../../python").lexically_normal();
+    const std::filesystem::path own = tc::LibraryOf(reinterpret_cast<const void*>(&FindPackage));
+    const std::filesystem::path package = (own.parent_path() / "../../../python").lexically_normal();
     std::error_code ignored;
     if (std::filesystem::exists(package / "sigweave/__init__.py", ignored))
         py::module_::import("sys").attr("path").attr("append")(package.string());
-}
-
-// Messages are checked when a program is compiled, so only their bytes can be made of a text that a file
-// brings. It has no inserts that anybody would fill.
-tc::Bilingual OneText(const char* text) {
-    static_assert(std::is_trivially_copyable_v<tc::Bilingual>);
-    return std::bit_cast<tc::Bilingual>(std::array<const char*, 2>{text, text});
 }
 
 TCModuleParameter::Kind KindOf(const std::string& name) {
@@ -98,16 +85,17 @@ TCModuleParameter::Kind KindOf(const std::string& name) {
 }
 
 TCModuleParameter ParameterOf(const Declared& declared, std::deque<std::string>& texts) {
-    const auto& [name, kind, value, unit, help, minimum, maximum, choices] = declared;
+    const auto& [name, kind, value, unit, help, minimum, maximum, choices, live] = declared;
     const auto keep = [&](const std::string& text) { return texts.emplace_back(text).c_str(); };
     TCModuleParameter parameter{.name = keep(name),
                                 .kind = KindOf(kind),
                                 .defaultValue = value ? keep(*value) : nullptr,
                                 .unit = keep(unit),
-                                .help = OneText(keep(help)),
+                                .help = tc::Bilingual::OfOneText(keep(help)),
                                 .minimum = minimum,
                                 .maximum = maximum,
-                                .choices = keep(choices)};
+                                .choices = keep(choices),
+                                .live = live};
     if (value && !parameter.Allows(parameter.defaultValue))
         throw py::value_error("the default is not allowed: " +
                               std::string(parameter.DescribeRefusal(parameter.defaultValue)));
@@ -121,6 +109,9 @@ std::unique_ptr<ModuleClass> ClassOf(const py::tuple& found) {
     made->description = found[2].cast<std::string>();
     for (const py::handle& declared : found[3])
         made->parameters.push_back(ParameterOf(declared.cast<Declared>(), made->texts));
+    made->inputs = found[4].cast<std::vector<std::string>>();
+    made->outputs = found[5].cast<std::vector<std::string>>();
+    made->isSource = found[6].cast<bool>();
     return made;
 }
 

@@ -2,11 +2,13 @@
 
 #include <pybind11/pybind11.h>
 
+#include <cstdint>
 #include <deque>
 #include <string>
 #include <vector>
 
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/services/RunTime.h"
 #include "sigweave/signal/TCTypeInfo.h"
 
 namespace python {
@@ -53,6 +55,9 @@ struct ModuleClass {
     std::string description;
     std::deque<std::string> texts;  // of the parameters
     std::vector<TCModuleParameter> parameters;
+    std::vector<std::string> inputs;  // names of the ports
+    std::vector<std::string> outputs;
+    bool isSource = false;
     PyObject* type = nullptr;
 };
 
@@ -70,23 +75,55 @@ class PythonModule final : public TCBaseModuleEx {
     int Init() override;
     int Execute() override;
     int Done() override;
+    bool OnLiveChanged(TCString& error) override;
 
  private:
+    struct Input {
+        TCTypeInfo described;    // what had arrived when the module was asked last
+        pybind11::object array;  // for the values of a block; used again when the module did not keep it
+        const TCTypeInfo* arrived = nullptr;
+        const double* values = nullptr;
+        int count = 0;
+    };
+    struct Output {
+        TCTypeInfo said;            // what the module says of its blocks
+        TCTypeInfo sent;            // of the block that is sent
+        std::int64_t position = 0;  // values of a source that were sent
+        bool begins = false;        // a signal whose first block is still to be sent
+        bool isOpen = false;        // a signal whose last block is
+    };
+    struct Values {
+        const double* data = nullptr;
+        int count = 0;
+        pybind11::object keeper;
+    };
+
+    std::string Say(pybind11::error_already_set& error) const;
     template <class Work>
     int Guard(Work work);
-    pybind11::dict Settings() const;
-    int Step(const TCTypeInfo& arrived);
-    int Send(const pybind11::object& values, const TCTypeInfo& arrived, int taken);
-    void Describe(const TCTypeInfo& arrived);
+    pybind11::dict Settings(bool onlyLive) const;
+    int Take();
+    std::string WhyNotTogether() const;
+    int Step();
+    int Produce();
+    int EndSource();
+    void SetStart(double milliseconds);
+    pybind11::object Call();
+    PyObject* ArrayFor(Input& input) const;
+    Values ValuesOf(PyObject* result) const;
+    int SendAll(const pybind11::object& result, const TCTypeInfo& arrived, int taken);
+    int Send(std::size_t index, PyObject* result, const TCTypeInfo& arrived, int taken);
+    void Describe();
     void TakeResults();
 
     const ModuleClass& kind;
     pybind11::object module;  // only touched by who has the interpreter
     pybind11::object execute;
-    TCTypeInfo described;  // what arrived when the module was asked last
-    TCTypeInfo said;       // and what it said
+    std::vector<Input> inputs;
+    std::vector<Output> outputs;
     bool isDescribed = false;
-    bool begins = false;  // a signal whose first block is still to be sent
+    double start = -1.0;  // that the module has, in milliseconds
+    tc::RunTime runTime;
 };
 
 }  // namespace python

@@ -24,12 +24,19 @@ class Bilingual {
         if (Inserts(english) != Inserts(german)) throw "the two texts have different inserts";
     }
 
+    // Of a text that is not known before the program runs, as one that a user wrote: it is that text in both
+    // languages, must live as long as the message, and nobody has checked its inserts.
+    static constexpr Bilingual OfOneText(const char* text) { return {Unchecked(), text}; }
+
     // In the language in use (`TCGetResourceLanguage`). A missing insert is empty.
     TC_API std::string With(std::initializer_list<std::string_view> inserts) const;
     // Of a message without inserts.
     TC_API const char* Text() const;
 
  private:
+    struct Unchecked {};
+    constexpr Bilingual(Unchecked, const char* text) : english(text), german(text) {}
+
     static constexpr bool IsInsert(const char* text) {
         return text[0] == '%' && text[1] >= '1' && text[1] <= '9';
     }

@@ -1,7 +1,6 @@
 """Streams, and what views keep alive."""
 
 import gc
-import os
 import time
 
 import numpy as np
@@ -69,62 +68,3 @@ def test_failures_come_out_of_the_loop(chord, stalling):
         list(live)
     with pytest.raises(sigweave.GraphError):
         next(chord.stream("nobody.Signal"))
-
-
-def test_random_sequences_of_calls_neither_crash_nor_leak(chord):
-    """Graphs, runs, streams, blocks and views are made, used and dropped in any order."""
-    chooser = np.random.default_rng(7)
-    things, sums = [], []
-
-    def pick(kind):
-        found = [thing for thing in things if isinstance(thing, kind)]
-        return found[chooser.integers(len(found))] if found else None
-
-    def run():
-        things.append(chord.run(keep=["lp.Signal"], set={"low.duration": 0.01, "high.duration": 0.01}))
-
-    def view():
-        if (report := pick(sigweave.Report)) is not None:
-            signal = report["lp.Signal"][chooser.integers(200) :]
-            things.append(signal)
-            sums.append((signal, float(np.sum(signal))))
-
-    def start():
-        things.append(endless().stream("lp.Signal", "tone.Signal", capacity=int(chooser.integers(1, 5))))
-
-    def take():
-        live = pick(sigweave.Stream)
-        if live is not None and live.report is None:
-            try:
-                things.append(next(live))
-            except StopIteration:
-                pass
-
-    def values():
-        if (block := pick(sigweave.Block)) is not None:
-            sums.append((block.values, float(np.sum(block.values))))
-
-    def close():
-        if (live := pick(sigweave.Stream)) is not None:
-            live.close()
-
-    def drop():
-        if things:
-            things.pop(chooser.integers(len(things)))
-        if sums:
-            array, expected = sums.pop(chooser.integers(len(sums)))
-            assert float(np.sum(array)) == expected
-
-    calls = [run, view, view, start, take, take, take, values, values, close, drop, drop, drop, gc.collect]
-    begin = time.monotonic()
-    done = 0
-    seconds = float(os.environ.get("SIGWEAVE_PYTHON_SECONDS", "10"))
-    while done < 10000 and time.monotonic() - begin < seconds:
-        calls[chooser.integers(len(calls))]()
-        done += 1
-        while len(things) > 40:
-            drop()
-    print(done, "calls")
-    assert done >= 200, "too slow to say anything"
-    for array, expected in sums:
-        assert float(np.sum(array)) == expected

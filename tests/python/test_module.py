@@ -93,6 +93,8 @@ def test_may_hold_blocks_back(mine):
         ("def execute(self, signal):\n    return 'much'", "must return numbers"),
         ("def execute(self, signal):\n    return signal.reshape(2, -1)", "one dimension"),
         ("def execute(self, signal):\n    return []", "at least one value"),
+        ("outputs = 'A', 'B'\ndef execute(self, signal):\n    return signal", "a tuple of 2 arrays, one for each output: A, B"),
+        ("def describe(self, info):\n    return 'V'\ndef execute(self, signal):\n    return signal", "describe must return an Info"),
         ("def begin(self):\n    self.x = {}['no']\ndef execute(self, signal):\n    return signal", "KeyError: 'no'"),
         ("def describe(self, info):\n    return info.replace(unit='Flup')\ndef execute(self, signal):\n    return signal", "Flup"),
     ],
@@ -117,6 +119,11 @@ def test_an_exception_ends_the_run_in_one_line_with_its_traceback_in_the_log(min
         ("from sigweave import Module\nimport no_such_package\n", "no_such_package"),
         ("# of sigweave, but no Module\n", "derive a class from sigweave.Module"),
         (HEAD + "    n = sigweave.Number(-1, minimum=0)\n    def execute(self, s): return s\n", "n: '-1"),
+        (HEAD + "    inputs = 'AB'\n    def execute(self, s): return s\n", "Mine.inputs is a text"),
+        (HEAD + "    outputs = ('A', 'A')\n    def execute(self, s): return s\n", "names that differ"),
+        (HEAD + "    inputs = ()\n    def execute(self): return 1\n", "has no input; give it fetch"),
+        (HEAD + "    outputs = ()\n    def fetch(self): return 1\n", "a source without an output"),
+        (HEAD + "    def fetch(self): return 1\n    def execute(self, s): return s\n", "both execute and fetch"),
     ],
 )
 def test_a_file_that_cannot_be_used_is_named_and_leaves_others_alone(tmp_path, text, words):
@@ -126,8 +133,9 @@ def test_a_file_that_cannot_be_used_is_named_and_leaves_others_alone(tmp_path, t
     assert "Statistics" in sigweave.modules([tmp_path, ""])
 
 
-def test_passes_the_checks_for_modules():
-    checked = subprocess.run([PROGRAM, "check-module", EXAMPLES / "clip.py"], capture_output=True, text=True, timeout=280)
+@pytest.mark.parametrize("example", ["clip.py", "steps.py"])
+def test_passes_the_checks_for_modules(example):
+    checked = subprocess.run([PROGRAM, "check-module", EXAMPLES / example], capture_output=True, text=True, timeout=280)
     assert checked.returncode == 0, checked.stdout
 
 
@@ -149,3 +157,94 @@ def test_the_example_ends_in_a_picture(tmp_path):
     printed = dict(line.split(": ") for line in done.stdout.splitlines() if ": " in line)
     assert float(printed["1 kHz"].split()[0]) == pytest.approx(first, abs=5e-3)  # sampled
     assert printed["1 kHz"].endswith(" V")
+
+
+def test_sources_several_ports_and_sinks(tmp_path):
+    (tmp_path / "mine.py").write_text(
+        "import numpy as np\nimport sigweave\n\n\n"
+        "class Ramp(sigweave.Module):\n    '''Counts'''\n    step = sigweave.Number(1.0)\n"
+        "    def begin(self):\n        self.at = 0\n        self.start = 1772366400.0\n"
+        "    def describe(self):\n        return sigweave.Info(name='ramp', unit='V', rate=1000.0, high=1e3)\n"
+        "    def fetch(self):\n        if self.at == 5:\n            return None\n        self.at += 1\n"
+        "        return self.step * (np.arange(100.0) + 100 * (self.at - 1))\n\n\n"
+        "class Power(sigweave.Module):\n    '''Multiplies'''\n    inputs = ('Voltage', 'Current')\n    outputs = ('Power', 'Means')\n"
+        "    def describe(self, voltage, current):\n        return voltage.replace(name='P', unit='W'), current\n"
+        "    def execute(self, voltage, current):\n        return voltage * current, [current.mean()]\n\n\n"
+        "class Count(sigweave.Module):\n    '''Counts values'''\n    outputs = ()\n    seen = 0\n"
+        "    def execute(self, signal):\n        self.seen += len(signal)\n"
+        "    def end(self):\n        self.result('seen', self.seen)\n"
+    )
+    graph = sigweave.Graph(module_path=[str(tmp_path), ""])
+    graph.add("Ramp", "u")
+    graph.add("Ramp", "i", step=2)
+    graph.add("Power", "power")
+    graph.add("Count", "count")
+    for source, target in [("u.Signal", "power.Voltage"), ("i.Signal", "power.Current"), ("power.Power", "count.Signal")]:
+        graph.connect(source, target)
+    report = graph.run(keep=["u.Signal", "power.Power", "power.Means"])
+    k = np.arange(500.0)
+    ramp, power, means = (report[name] for name in report)
+    np.testing.assert_array_equal(ramp, k)
+    np.testing.assert_array_equal(power, 2 * k * k)
+    np.testing.assert_array_equal(means, [99, 299, 499, 699, 899])
+    assert (ramp.name, ramp.unit, ramp.rate, ramp.start) == ("ramp", "V", 1000.0, 1772366400.0)
+    assert (power.name, power.unit, means.unit, means.rate) == ("P", "W", "V", 10.0)
+    assert list(ramp.blocks[:, 4]) == [0, 1, 1, 1, 1, 2] and ramp.gaps == []
+    assert list(power.blocks[:, 4]) == [0, 1, 1, 1, 1, 2] and report.results.value("seen") == 500
+    graph.add("Reblock", "shorter", size=50)
+    graph.disconnect("i.Signal", "power.Current")
+    graph.connect("i.Signal", "shorter.Signal")
+    graph.connect("shorter.Signal", "power.Current")
+    with pytest.raises(sigweave.RunError, match="blocks of 'Voltage' have other lengths than those of 'Current'; put Reblock before both"):
+        graph.run()
+
+
+def test_an_endless_source_ends_with_an_interrupt(tmp_path):
+    (tmp_path / "mine.py").write_text(HEAD + "    def fetch(self):\n        return np.ones(64)\n")
+    graph = sigweave.Graph(module_path=[str(tmp_path), ""])
+    graph.add("Mine", "mine")
+    graph.add("Statistics", "levels")
+    graph.connect("mine.Signal", "levels.Signal")
+    with graph.stream("mine.Signal") as live:
+        assert np.all(next(live).values == 1)
+    body = "    def fetch(self):\n        return 1 / 0\n"
+    (tmp_path / "mine.py").write_text(HEAD + body)
+    graph = sigweave.Graph.parse(graph.text, module_path=[str(tmp_path), ""])
+    with pytest.raises(sigweave.RunError, match=r"ZeroDivisionError: division by zero \(mine.py, line 9\)"):
+        graph.run()
+
+
+def test_live_parameters_change_in_a_run(chord, tmp_path):
+    (tmp_path / "mine.py").write_text(
+        HEAD + "    gain = sigweave.Number(1.0, live=True)\n    told = 0\n"
+        "    def changed(self):\n        self.told += 1\n        if self.gain > 5:\n            raise ValueError('too loud')\n"
+        "    def execute(self, signal):\n        return signal * 0 + self.gain\n"
+        "    def end(self):\n        self.result('told', self.told)\n"
+    )
+    chord._module_path = [str(tmp_path), ""]
+    chord.add("Mine", "mine")
+    chord.add("Generator", "slow", form="dc", amplitude=3, rate=48, duration=1, block=1, start="2026-03-01T12:00:00Z")
+    chord.connect("lp.Signal", "mine.Signal")
+    chord.connect("slow.Signal", "mine.gain")
+    report = chord.run(keep=["mine.Signal"])
+    assert set(np.unique(report["mine.Signal"])) <= {1.0, 3.0} and report["mine.Signal"][-1] == 3
+    assert report.results.value("told") >= 1
+    chord["slow"].amplitude = 7
+    report = chord.run(keep=["mine.Signal"])
+    assert any("too loud" in text for text in report.warnings), report.messages
+    assert np.all(np.asarray(report["mine.Signal"]) == 1)
+
+
+def test_what_a_module_keeps_is_its_own(mine):
+    graph = mine(
+        "limit = sigweave.Number(2.0)\n"
+        "def begin(self):\n    self.kept = []\n"
+        "def execute(self, signal):\n    self.kept.append(signal)\n    signal += 0\n    return signal\n"
+        "def end(self):\n    self.result('sum', float(np.sum(np.concatenate(self.kept))))\n"
+        "    try:\n        self.limit = 3\n    except AttributeError as error:\n        assert 'is a setting' in str(error)\n"
+        "        self.result('limit', self.limit)\n"
+    )
+    report = graph.run(keep=["lp.Signal", "mine.Signal"])
+    assert report.results.value("sum") == pytest.approx(float(np.sum(report["lp.Signal"])), abs=1e-9)
+    assert report.results.value("limit") == 2
+    np.testing.assert_array_equal(report["mine.Signal"], report["lp.Signal"])

@@ -18,6 +18,28 @@ class Clip(sigweave.Module):
         return np.clip(signal, -limit, limit)
 
 
+class Power(sigweave.Module):
+    """The product of two signals, and its mean"""
+
+    inputs = ("Voltage", "Current")
+    outputs = ("Power", "Mean")
+    smooth = sigweave.Number(0.5, live=True)
+
+    def describe(self, voltage: sigweave.Info, current: sigweave.Info) -> sigweave.Info:
+        return voltage.replace(unit="W")
+
+    def execute(self, voltage: npt.NDArray[np.float64], current: npt.NDArray[np.float64]) -> Any:
+        power = voltage * current
+        return power, [power.mean() * self.smooth]
+
+
+class Ramp(sigweave.Module):
+    """A source"""
+
+    def fetch(self) -> npt.NDArray[np.float64]:
+        return np.arange(10.0)
+
+
 def evaluate(path: str) -> float:
     report = sigweave.run(path, set={"lp.corner": 3000}, keep=["lp.Signal"], progress=True)
     for result in report.results:

@@ -32,6 +32,7 @@ constexpr const char* LAYERS[] = {
     "modules/",
     "host/",
     "studio/server/",
+    "python/src/",
 };
 
 // The only includes that go up.
@@ -69,7 +70,7 @@ bool IsExcepted(const std::string& file, const std::string& header) {
 std::map<std::string, std::vector<std::string>> ReadIncludes() {
     std::map<std::string, std::vector<std::string>> includes;
     const std::regex directive("^#include [<\"]([^>\"]+)[>\"]");
-    for (const char* folder : {"sigweave", "modules", "host", "studio/server"})
+    for (const char* folder : {"sigweave", "modules", "host", "studio/server", "python/src"})
         for (const auto& entry : fs::recursive_directory_iterator(ROOT / folder)) {
             const std::string extension = entry.path().extension().string();
             if (extension != ".h" && extension != ".cpp") continue;
