@@ -90,6 +90,7 @@ int CsvWriter::Init() {
         columns[input].ended = !portHelper->IsWired(INPUT, input);
         const char* const type = portHelper->GetPortType(INPUT, input, nullptr);
         columns[input].spectrum = type != nullptr && std::strstr(type, "{FREQ_DOMAIN}") != nullptr;
+        columns[input].timeless = type != nullptr && std::strstr(type, "{VALUE_DOMAIN}") != nullptr;
     }
     CheckStart(check);
     if (!check.mistakes.IsEmpty()) return Fail(tc::MODULE_FAILED, check.mistakes);
@@ -169,6 +170,7 @@ CsvWriter::Column* CsvWriter::FindAxis() {
     Column* first = nullptr;
     for (Column& column : columns) {
         if (!column.begun) continue;
+        if (column.timeless) return nullptr;
         if (first == nullptr) first = &column;
         const double rate = column.metadata.GetSamplerate();
         const bool isAlike = rate == first->metadata.GetSamplerate() && column.spectrum == first->spectrum;

@@ -50,6 +50,7 @@ class CsvWriter final : public TCBaseModuleEx {
         std::deque<std::int64_t> begins;  // rows to come in which a signal or spectrum begins, of the axis
         TCTypeInfo metadata;              // of the last block
         bool spectrum = false;
+        bool timeless = false;  // values over values
         bool begun = false;
         bool ended = false;
         bool hasEmptyCells = false;

@@ -43,6 +43,7 @@ TEST(SteadyFlow, AllocatesNothing) {
                 {"spectrogram", "Spectrogram", "length=512"},
                 {"integrate", "Integrate", "highpass=1\ntimes=2"},
                 {"trigger", "Trigger", "before=0.01\nafter=0.01\nhold_off=0.02"},
+                {"delay", "Delay", "time=0.5"},
                 {"filter", "Filter", "corner=100"}};
     for (const auto& row : rows) {
         ModuleBench bench(row.library, row.id);
