@@ -35,6 +35,7 @@ struct Given {
 constexpr Given GIVEN[] = {{"Filter", "corner", "100"},
                            {"BusSelect", "expression", "a"},
                            {"SoundFile", "file", "a.wav"},
+                           {"TableFile", "file", "a.csv"},
                            {"XmlPlayer", "file", "a.xml"}};
 
 const char* DefaultFor(const std::string& module, const TCModuleParameter& parameter) {

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace tc {
+
+// Whether the times of a table follow each other evenly. Times are in seconds.
+class TimeAxis {
+ public:
+    enum class Step { EVEN, BACK, UNEVEN };
+
+    // By the times of the first rows, of which there are at least two, each of which may be wrong by
+    // `resolution`: the samplerate that fits them with the fewest digits, of it or of its inverse. False when
+    // they do not rise.
+    bool Learn(std::span<const double> times, double resolution);
+    // With a samplerate that is known.
+    void Learn(std::span<const double> times, double resolution, double known);
+
+    double Samplerate() const { return rate; }
+    // What would follow.
+    double Expected() const { return first + static_cast<double>(position) / rate; }
+
+    // The next time begins anew.
+    void Restart() { position = 0; }
+    // Looks at the next time, which counts when it is even: no more than half a period away from where it
+    // should be, and as far as the first rows were in doubt.
+    Step Check(double time) {
+        if (position == 0) first = time;
+        const double apart = time - Expected();
+        const double doubt = 0.5 / rate + worst * (1.0 + static_cast<double>(position) / learned);
+        const Step step = apart <= doubt && apart >= -doubt ? Step::EVEN
+                          : time <= last && position > 0    ? Step::BACK
+                                                            : Step::UNEVEN;
+        if (step != Step::EVEN) return step;
+        last = time;
+        ++position;
+        return step;
+    }
+    double Last() const { return last; }
+
+ private:
+    double rate = 1.0;
+    double worst = 0.0;    // how far the first rows were from even, within their resolution
+    double learned = 1.0;  // number of those
+    double first = 0.0;
+    double last = 0.0;
+    std::int64_t position = 0;
+};
+
+}  // namespace tc
