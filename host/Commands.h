@@ -24,8 +24,8 @@ struct CommandOptions {
     LogOptions log;
     bool realtime = false;
     std::string threads = "1";  // a number, or auto
-    std::string changes;       // a file of changes to make in the run; empty: none
-    std::string writeChanges;  // the file for those that were made
+    std::string changes;        // a file of changes to make in the run; empty: none
+    std::string writeChanges;   // the file for those that were made
 };
 
 int RunGraph(const CommandOptions& options);
