@@ -34,6 +34,8 @@ class PartedRun {
 
     // Steps all modules. `make` gives what the scheduler of a part is made of; `onHandOver` is for tests.
     void Run(const std::function<SchedulerParts(int part)>& make, const RunOptions& options);
+    // Steps those of one place.
+    void RunPlace(const std::function<SchedulerParts(int part)>& make, const RunOptions& options);
     const Part& PartAt(int part) const { return *parts[static_cast<std::size_t>(part)]; }
     // What the last part knows: the part that failed, -1: none.
     int FailedPart() const { return parts.back()->FailedPart(); }
@@ -47,6 +49,17 @@ class PartedRun {
 
      private:
         Part& part;
+    };
+
+    // To another place, when there is one: what was said is said here.
+    class PlaceLink final : public PartLink {
+     public:
+        PlaceLink(const Part& sendingPart, PartLink& link) : part(sendingPart), next(link) {}
+        bool Send(PartDelivery& delivery) override;
+
+     private:
+        const Part& part;
+        PartLink& next;
     };
 
     std::unique_ptr<tc::Thread> Start(int part);
