@@ -15,12 +15,14 @@
 #include "host/Messages.h"
 #include "host/ModuleListing.h"
 #include "host/OpenGraph.h"
+#include "host/Places.h"
 #include "host/PresetCommand.h"
 #include "host/ProgressLine.h"
 #include "host/RecordDiff.h"
 #include "host/Report.h"
 #include "host/Rerun.h"
 #include "host/SetCommand.h"
+#include "host/engine/EnginePlace.h"
 #include "sigweave/platform/OwnedFolder.h"
 #include "sigweave/platform/Process.h"
 #include "sigweave/platform/ReplacedFile.h"
@@ -94,6 +96,12 @@ std::vector<LiveChange> PlanChanges(OpenGraph& open, const CommandOptions& optio
     return changes;
 }
 
+// Of --place; none without.
+std::optional<PlacePlan> PlanPlace(OpenGraph& open, const CommandOptions& options) {
+    if (options.place.empty() || !open.mistakes.IsEmpty()) return std::nullopt;
+    return PlanPlaces(open, options.place);
+}
+
 // Of --threads: 0 is auto.
 int ThreadsOf(const std::string& text) {
     int number = 0;
@@ -107,11 +115,8 @@ void TellNote(const std::string& text) {
     runlog::FromHost(TCLogFile::NOTICE, text);
 }
 
-RunReport RunWithSignals(const OpenGraph& open, bool realtime, int threads, LiveChanges* changes,
+RunReport RunWithSignals(const OpenGraph& open, RunOptions options, LiveChanges* changes,
                          std::vector<Message>& warnings) {
-    RunOptions options;
-    options.realtime = realtime;
-    options.threads = threads;
     options.onNote = TellNote;
     options.changes = changes;
     options.interruption = &interruption;
@@ -212,12 +217,16 @@ class ReportFile {
 
 // What came of a graph without mistakes.
 RunReport RunLogged(const OpenGraph& open, const std::vector<LiveChange>& planned,
-                    const CommandOptions& options) {
+                    const CommandOptions& options, PlaceRun* place = nullptr) {
     LiveChanges changes;
     for (const LiveChange& change : planned) changes.Add(change);
     std::vector<Message> warnings;
-    RunReport report = RunWithSignals(open, options.realtime, ThreadsOf(options.threads),
-                                      options.changes.empty() ? nullptr : &changes, warnings);
+    RunOptions run;
+    run.realtime = options.realtime;
+    run.threads = ThreadsOf(options.threads);
+    run.place = place;
+    RunReport report =
+        RunWithSignals(open, std::move(run), options.changes.empty() ? nullptr : &changes, warnings);
     TellLostStreams();
     TellWarnings(warnings);
     return report;
@@ -236,6 +245,34 @@ RunReport RefuseRun(const std::string& option, const std::string& problem) {
     Mistakes mistakes;
     mistakes.Add({option}, problem);
     return ReportMistakes(mistakes);
+}
+
+// The part of the graph that runs here.
+RunReport RunPlace(const OpenGraph& open, const std::vector<LiveChange>& planned,
+                   const CommandOptions& options, const PlacePlan& plan) {
+#ifdef SIGWEAVE_ENGINE
+    const std::string place = "--place " + options.place;
+    if (plan.places.size() < 2) return RunLogged(open, planned, options);
+    Mistakes known;
+    std::string error;
+    TCOnInterrupt([] { interruption.Raise(); }, WaitingCalls::GoOn);
+    const auto joined = engine::JoinPlace(open, plan, ReadEngineSection(open.file, known),
+                                          {options.engine, options.newRun, &interruption}, error);
+    if (joined != nullptr) return RunLogged(open, planned, options, joined.get());
+    return RefuseRun(place,
+                     error.empty() ? Bilingual("it was interrupted", "es wurde abgebrochen").Text() : error);
+#else
+    (void)open, (void)planned, (void)plan;
+    return RefuseRun(
+        "--place " + options.place,
+        Bilingual(
+            "this program was built without libnats, which joins places; install libnats-dev and build it "
+            "again",
+            "dieses Programm wurde ohne libnats gebaut, das Orte verbindet; installieren Sie libnats-dev, "
+            "und "
+            "bauen Sie es neu")
+            .Text());
+#endif
 }
 
 // False when not all of it was written.
@@ -281,6 +318,7 @@ int RunGraph(const CommandOptions& options) {
     runlog::Hold();
     OpenGraph open(SourceOf(options, files));
     const std::vector<LiveChange> planned = PlanChanges(open, options);
+    const std::optional<PlacePlan> places = PlanPlace(open, options);
     TellFindings(open, options.json);
     const bool outputIsTaken = open.mistakes.IsEmpty() && open.graph.WritesToStandardOutput();
     const bool clashes = HasClash(open.mistakes, files);
@@ -293,7 +331,9 @@ int RunGraph(const CommandOptions& options) {
     else if (!runlog::Open(options.log, error))
         report = RefuseRun("--log " + options.log.pattern, error);
     else
-        report = open.mistakes.IsEmpty() ? RunLogged(open, planned, options) : ReportMistakes(open.mistakes);
+        report = !open.mistakes.IsEmpty() ? ReportMistakes(open.mistakes)
+                 : places                 ? RunPlace(open, planned, options, *places)
+                                          : RunLogged(open, planned, options);
     if (report.verdict != Verdict::Mistakes) runlog::StateOf("", WriteVerdict(report, options.graph));
     runlog::Close();
     AddMessages(report);
@@ -307,6 +347,7 @@ int RunGraph(const CommandOptions& options) {
 int CheckGraph(const CommandOptions& options) {
     OpenGraph open(SourceOf(options));
     PlanChanges(open, options);
+    PlanPlace(open, options);
     TellFindings(open, false);
     if (!open.mistakes.IsEmpty()) return EXIT_WRONG_INPUT;
     RunReport report;
@@ -393,7 +434,7 @@ int RerunRecording(const CommandOptions& options) {
         recordedStart > 0.0)
         start.Take(recordedStart);
     std::vector<Message> warnings;
-    const RunReport report = RunWithSignals(open, false, 1, nullptr, warnings);
+    const RunReport report = RunWithSignals(open, {}, nullptr, warnings);
     TellWarnings(warnings);
     if (report.verdict != Verdict::Complete) {
         console::Error(WriteVerdict(report, options.records[0]));

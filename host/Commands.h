@@ -24,6 +24,9 @@ struct CommandOptions {
     LogOptions log;
     bool realtime = false;
     std::string threads = "1";  // a number, or auto
+    std::string place;          // the only one to run; empty: all of the graph
+    std::string engine;         // the address of the server that joins the places; empty: the graph's
+    bool newRun = false;        // what the server has of an earlier run is forgotten
     std::string changes;        // a file of changes to make in the run; empty: none
     std::string writeChanges;   // the file for those that were made
 };

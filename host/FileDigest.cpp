@@ -9,6 +9,18 @@
 
 namespace host {
 
+namespace {
+
+void AppendHex(std::string& text, const unsigned char* bytes, unsigned count) {
+    constexpr char DIGITS[] = "0123456789abcdef";
+    for (unsigned i = 0; i < count; ++i) {
+        text += DIGITS[bytes[i] >> 4];
+        text += DIGITS[bytes[i] & 15];
+    }
+}
+
+}  // namespace
+
 bool ComputeDigest(const std::string& path, FileDigest& digest) {
     constexpr std::size_t PIECE = 1 << 20;
     std::error_code ignored;
@@ -26,12 +38,17 @@ bool ComputeDigest(const std::string& path, FileDigest& digest) {
     unsigned char bytes[EVP_MAX_MD_SIZE];
     unsigned count = 0;
     if (file.bad() || EVP_DigestFinal_ex(context.get(), bytes, &count) != 1) return false;
-    constexpr char DIGITS[] = "0123456789abcdef";
-    for (unsigned i = 0; i < count; ++i) {
-        digest.sha256 += DIGITS[bytes[i] >> 4];
-        digest.sha256 += DIGITS[bytes[i] & 15];
-    }
+    AppendHex(digest.sha256, bytes, count);
     return true;
+}
+
+std::string ComputeDigest(std::string_view text) {
+    unsigned char bytes[EVP_MAX_MD_SIZE];
+    unsigned count = 0;
+    std::string digest;
+    if (EVP_Digest(text.data(), text.size(), bytes, &count, EVP_sha256(), nullptr) == 1)
+        AppendHex(digest, bytes, count);
+    return digest;
 }
 
 }  // namespace host

@@ -32,6 +32,8 @@ class Graph {
     // In the order of the file.
     std::vector<RunModule> Modules() const;
     const std::vector<RunLine>& Lines() const { return lines; }
+    // Where a line is written, by its index among them.
+    const Place& PlaceOfLine(int line) const { return lineEntries[static_cast<std::size_t>(line)]->place; }
     // The folders that file settings want to be made (CSIDL_FLAG_CREATE): for a run, not for a check.
     void MakeFolders() const;
     // What works otherwise than its author may think, with its place; of a graph without mistakes.

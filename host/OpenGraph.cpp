@@ -1,5 +1,7 @@
 #include "host/OpenGraph.h"
 
+#include <algorithm>
+
 #include "host/Console.h"
 #include "host/IdleSinks.h"
 #include "host/Places.h"
@@ -21,6 +23,24 @@ class SpeakerOf {
     SpeakerOf(const SpeakerOf&) = delete;
     SpeakerOf& operator=(const SpeakerOf&) = delete;
 };
+
+// Only what ran here.
+void KeepPlace(const PlacePlan& plan, const std::vector<RunLine>& lines, RunReport& report,
+               std::vector<Message>& warnings) {
+    const auto isHere = [&](int module) { return plan.partOf[static_cast<std::size_t>(module)] == plan.own; };
+    std::vector<ModuleReport> modules;
+    for (std::size_t module = 0; module < report.modules.size(); ++module)
+        if (isHere(static_cast<int>(module))) modules.push_back(std::move(report.modules[module]));
+    std::vector<LineReport> kept;
+    for (std::size_t line = 0; line < report.lines.size(); ++line)
+        if (isHere(lines[line].to)) kept.push_back(std::move(report.lines[line]));
+    report.modules = std::move(modules);
+    report.lines = std::move(kept);
+    std::erase_if(warnings, [&](const Message& warning) {
+        return std::ranges::find(report.modules, warning.instance, &ModuleReport::instance) ==
+               report.modules.end();
+    });
+}
 
 }  // namespace
 
@@ -58,6 +78,7 @@ RunReport OpenGraph::Run(const RunOptions& options, std::vector<Message>& warnin
     RunReport report = runner.Run();
     if (report.verdict == Verdict::Complete || report.verdict == Verdict::Interrupted)
         for (Message& warning : FindIdleSinks(report, graph.Lines())) warnings.push_back(std::move(warning));
+    if (options.place != nullptr) KeepPlace(options.place->Plan(), graph.Lines(), report, warnings);
     return report;
 }
 

@@ -8,6 +8,7 @@
 #include "host/Guard.h"
 #include "host/LiveChanges.h"
 #include "host/Topology.h"
+#include "host/parts/PlaceRun.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -67,6 +68,7 @@ Runner::Runner(std::vector<RunModule> runModules, std::vector<RunLine> runLines,
 
 // Before anything is joined: cut lines are joined otherwise.
 void Runner::Divide() {
+    if (options.place != nullptr) return DivideIntoPlaces();
     const int most =
         options.threads > 0 ? options.threads : static_cast<int>(std::thread::hardware_concurrency());
     if (most <= 1) return;
@@ -77,6 +79,39 @@ void Runner::Divide() {
     for (std::size_t place = 0; place < order.size(); ++place)
         parts[static_cast<std::size_t>(order[place])] = plan.PartOf(static_cast<int>(place));
     parted = std::make_unique<PartedRun>(plan.count, std::move(parts), lines);
+}
+
+void Runner::DivideIntoPlaces() {
+    const PlacePlan& plan = options.place->Plan();
+    parted = std::make_unique<PartedRun>(static_cast<int>(plan.places.size()), PartsOf(plan), lines);
+}
+
+// By module of the run: gates are where the modules are.
+std::vector<int> Runner::PartsOf(const PlacePlan& plan) const {
+    std::vector<int> parts = plan.partOf;
+    for (std::size_t index = modulesOfGraph; index < modules.size(); ++index) {
+        const auto found = std::ranges::find(modules, modules[index].instance, &RunModule::instance);
+        parts.push_back(plan.partOf[static_cast<std::size_t>(found - modules.begin())]);
+    }
+    return parts;
+}
+
+std::vector<MisplacedPart> Runner::FindMisplaced(const PlacePlan& plan) const {
+    const std::vector<int> parts = PartsOf(plan);
+    std::vector<int> byPlace;
+    for (const int index : order) byPlace.push_back(parts[static_cast<std::size_t>(index)]);
+    std::vector<MisplacedPart> found = host::FindMisplaced(PlanModules(), PlanLines(), byPlace);
+    for (MisplacedPart& misplaced : found)
+        if (misplaced.module >= 0) misplaced.module = order[static_cast<std::size_t>(misplaced.module)];
+    std::erase_if(found, [&](const MisplacedPart& misplaced) {
+        return misplaced.module >= static_cast<int>(modulesOfGraph) ||
+               misplaced.line >= static_cast<int>(linesOfGraph);
+    });
+    return found;
+}
+
+bool Runner::IsHere(int module) const {
+    return options.place == nullptr || parted->PartOf(module) == options.place->Plan().own;
 }
 
 std::vector<PlannedModule> Runner::PlanModules() const {
@@ -153,7 +188,10 @@ RunReport Runner::Run() {
     const double begin = clock.Milliseconds();
     Divide();
     Join();
-    if (report.verdict == Verdict::Complete && Begin()) Step();
+    if (report.verdict == Verdict::Complete && Begin())
+        Step();
+    else if (options.place != nullptr)
+        options.place->GiveUp();
     Finish();
     ReportResults();
     ReportDriven();
@@ -189,8 +227,9 @@ void Runner::TellState(const std::string& instance, const Bilingual& state) cons
 void Runner::Join() {
     for (const RunLine& line : lines) {
         const int port = line.gatePort >= 0 ? line.gatePort : line.input;
-        TCIOStream* receiver = Receiver(line).SetInputStream(port, 0, TEXT_DIGITS);
-        if (receiver != nullptr)
+        TCIOStream* receiver =
+            IsHere(line.to) ? Receiver(line).SetInputStream(port, 0, TEXT_DIGITS) : nullptr;
+        if (receiver != nullptr || !IsHere(line.to))
             Join(static_cast<std::size_t>(&line - lines.data()), receiver);
         else
             Fail(line.to, 0,
@@ -216,9 +255,11 @@ void Runner::Join(std::size_t index, TCIOStream* receiver) {
     const RunLine& line = lines[index];
     const int number = static_cast<int>(index);
     CutOutput* const cut = parted != nullptr ? parted->CutOf(number) : nullptr;
+    if (cut == nullptr && !IsHere(line.from)) return;
     if (cut == nullptr) return Module(line.from).AddOutputStream(line.output, receiver);
-    parted->SetReceiver(number, receiver);
-    if (parted->IsFirst(number)) Module(line.from).AddOutputStream(line.output, &cut->sink);
+    if (receiver != nullptr) parted->SetReceiver(number, receiver);
+    if (parted->IsFirst(number) && IsHere(line.from))
+        Module(line.from).AddOutputStream(line.output, &cut->sink);
 }
 
 TCBaseModule& Runner::Receiver(const RunLine& line) const {
@@ -234,8 +275,9 @@ std::string Runner::PortText(int module, int kind, int port) const {
 bool Runner::Begin() {
     for (const int index : order) {
         TCBaseModule& module = Module(index);
-        Calls(index);
         ++initialised;
+        if (!IsHere(index)) continue;
+        Calls(index);
         int code = 0;
         const std::string thrown = WhatItThrows([&] {
             module.ComputeValidationData(CALLED_FROM_RUN);
@@ -244,7 +286,7 @@ bool Runner::Begin() {
             OfferFacts(index);
             code = module.Init();
         });
-        if (parted != nullptr) parted->PassOn();
+        if (parted != nullptr && options.place == nullptr) parted->PassOn();
         if (code >= 0 && thrown.empty()) {
             if (index < static_cast<int>(modulesOfGraph))
                 TellState(Name(index), Bilingual("started", "gestartet"));
@@ -389,6 +431,7 @@ void Runner::Collect(const Scheduler& scheduler, Outcome& outcome) {
 
 void Runner::Step() {
     TellState("", Bilingual("running", "läuft"));
+    if (options.place != nullptr) return StepPlace();
     if (parted != nullptr) return StepParts();
     SchedulerParts made = MakeSchedulerParts(-1);
     Scheduler scheduler(std::move(made.wiring), std::move(made.nodes), std::move(made.lines), options);
@@ -419,6 +462,43 @@ void Runner::StepParts() {
     Judge(outcome);
 }
 
+void Runner::StepPlace() {
+    const PlaceRun& place = *options.place;
+    const int own = place.Plan().own;
+    parted->RunPlace([this](int part) { return MakeSchedulerParts(part); }, options);
+    const Part& part = parted->PartAt(own);
+    Outcome outcome = NewOutcome();
+    outcome.first = &part.GetScheduler();
+    Collect(part.GetScheduler(), outcome);
+    if (part.GetState() == Part::State::Failed) {
+        outcome.end = Scheduler::End::Failed;
+        outcome.failed = part.GetScheduler().LastStepped();
+        outcome.code = part.GetScheduler().FailedCode();
+        outcome.thrown = part.OwnFailure().empty() ? part.GetScheduler().Thrown() : part.OwnFailure();
+    }
+    const bool isOver = part.GetState() == Part::State::Ended && part.FailedPart() < 0;
+    if (place.WasInterrupted()) report.verdict = Verdict::Interrupted;
+    if (isOver || outcome.end == Scheduler::End::Failed) Judge(outcome);
+    if (!isOver && outcome.end != Scheduler::End::Failed) JudgePlace(outcome, part);
+}
+
+// It was not a module here that ended the run.
+void Runner::JudgePlace(const Outcome& outcome, const Part& part) {
+    Calls(-1);
+    ReportCounts(outcome);
+    const PlaceRun& place = *options.place;
+    if (part.GetScheduler().WasInterrupted()) report.verdict = Verdict::Interrupted;
+    std::string text = place.GetError();
+    if (text.empty() && part.FailedPart() >= 0)
+        text = Bilingual("the place %1 failed; its own report says why",
+                         "der Ort %1 ist gescheitert; sein eigener Bericht sagt, warum")
+                   .With({place.Plan().places[static_cast<std::size_t>(part.FailedPart())]});
+    if (text.empty()) return;
+    if (options.onError) options.onError(text);
+    report.explanation = text;
+    report.verdict = Verdict::Failed;
+}
+
 void Runner::Judge(const Outcome& outcome) {
     const Scheduler& first = *outcome.first;
     Calls(-1);
@@ -439,13 +519,14 @@ void Runner::Judge(const Outcome& outcome) {
 void Runner::Finish() {
     for (int position = 0; position < initialised; ++position) {
         const int index = order[static_cast<std::size_t>(position)];
+        if (!IsHere(index)) continue;
         Calls(index);
         int code = 0;
         const std::string thrown = WhatItThrows([&] {
             code = Module(index).Done();
             Module(index).GetMessageA(TCPortHelper::MESSAGE_RUNNING, 0);
         });
-        if (parted != nullptr) parted->PassOn();
+        if (parted != nullptr && options.place == nullptr) parted->PassOn();
         if (code < 0 || !thrown.empty())
             Fail(index, code, thrown, FINISHING);
         else if (index < static_cast<int>(modulesOfGraph))
@@ -479,6 +560,7 @@ void Runner::JudgeStall(const Outcome& outcome) {
     std::string text;
     const auto add = [&](const std::string& part) { text += (text.empty() ? "" : "; ") + part; };
     for (std::size_t position = 0; position < order.size(); ++position) {
+        if (outcome.nodes[position] == nullptr) continue;
         if (outcome.nodes[position]->silent && !outcome.nodes[position]->ended)
             add(Bilingual("the source %1 says that it has work but makes no block",
                           "die Quelle %1 meldet Arbeit, erzeugt aber keinen Block")
@@ -516,6 +598,7 @@ std::string Runner::DescribeLeftovers(const Outcome& outcome, std::size_t positi
 
 void Runner::ReportCounts(const Outcome& outcome) {
     for (std::size_t position = 0; position < order.size(); ++position) {
+        if (outcome.nodes[position] == nullptr) continue;
         ModuleReport& module = report.modules[static_cast<std::size_t>(order[position])];
         module.blocksIn = outcome.nodes[position]->taken;
         module.blocksOut = outcome.nodes[position]->made;
@@ -565,7 +648,7 @@ void Runner::ReportDriven() {
 void Runner::ReportResults() {
     for (std::size_t index = 0; index < modulesOfGraph; ++index) {
         const auto* extended = dynamic_cast<const TCBaseModuleEx*>(modules[index].module);
-        if (extended == nullptr) continue;
+        if (extended == nullptr || !IsHere(static_cast<int>(index))) continue;
         for (const TCModuleResult& result : extended->GetResults())
             report.modules[index].results.push_back({std::string(result.signal), std::string(result.quantity),
                                                      result.value, std::string(result.unit)});

@@ -14,6 +14,8 @@
 
 namespace host {
 
+struct PlacePlan;
+
 struct RunModule {
     std::string instance;
     TCBaseModule* module;           // not owned; its settings are made and its ports declared
@@ -42,6 +44,9 @@ class Runner {
     RunReport Run();
     // The instance whose module is being called, for texts that come without a name; empty: none.
     std::string Speaker() const;
+    // What cannot run where the plan has it, so that the run would be another one. Modules and lines are
+    // those of the graph.
+    std::vector<MisplacedPart> FindMisplaced(const PlacePlan& plan) const;
 
  private:
     // What the schedulers of a run know in the end.
@@ -57,6 +62,9 @@ class Runner {
     };
 
     void Divide();
+    void DivideIntoPlaces();
+    std::vector<int> PartsOf(const PlacePlan& plan) const;
+    bool IsHere(int module) const;
     std::vector<PlannedModule> PlanModules() const;
     std::string WhyPinned(int index) const;
     std::vector<PlannedLine> PlanLines() const;
@@ -75,6 +83,8 @@ class Runner {
                  std::set<std::pair<int, int>>& outputs, SchedulerParts& made) const;
     bool IsIn(int module, int part) const { return part < 0 || parted->PartOf(module) == part; }
     void StepParts();
+    void StepPlace();
+    void JudgePlace(const Outcome& outcome, const Part& part);
     static void Collect(const Scheduler& scheduler, Outcome& outcome);
     void Judge(const Outcome& outcome);
     Outcome NewOutcome() const;

@@ -25,6 +25,7 @@ namespace host {
 
 class LiveChanges;
 class ParameterGate;
+class PlaceRun;
 
 // An output whose blocks somebody looks at while a run goes on.
 struct OutputWatch {
@@ -42,6 +43,7 @@ struct RunOptions {
     // On how many threads modules are called, at most; what comes out is the same (see parts/PartPlan.h). 0:
     // as many as the machine has cores, if the first blocks show that this pays.
     int threads = 1;
+    PlaceRun* place = nullptr;         // the only one whose modules are run; null: all are
     std::function<void()> onHandOver;  // between two threads, on each of them; for tests
     // How long a source may say that it has work without making a block.
     std::chrono::milliseconds patience{10000};

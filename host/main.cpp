@@ -279,6 +279,16 @@ void AddLanguage(CLI::App& app, std::string& language) {
         ->type_name("en|de");
 }
 
+CLI::Option* AddPlace(CLI::App& command, host::CommandOptions& options) {
+    return command
+        .add_option("--place", options.place,
+                    "Only the instances at this place of the graph; those of others run where this command "
+                    "is given with "
+                    "theirs")
+        ->check(CLI::Validator(WhyNoFile, ""))
+        ->type_name("NAME");
+}
+
 CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& format) {
     CLI::App* const run = app.add_subcommand("run", "Checks a graph and runs it");
     AddGraph(*run, options);
@@ -302,6 +312,17 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
            "default: 1")
         ->check(CLI::Validator(WhyNoThreads, ""))
         ->type_name("N|auto");
+    CLI::Option* const place = AddPlace(*run, options);
+    run->get_option("--threads")->excludes(place);
+    run->add_option(
+           "--engine", options.engine,
+           "The server that joins the places, as nats://HOST:4222; default: the environment's or the graph's")
+        ->type_name("URL")
+        ->needs(place);
+    run->add_flag("--new-run", options.newRun,
+                  "Forgets what the engine has of an earlier run of the same name")
+        ->disable_flag_override()
+        ->needs(place);
     AddStrict(*run, options);
     AddRunOptions(*run, options);
     return run;
@@ -310,6 +331,7 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
 CLI::App* AddCheck(CLI::App& app, host::CommandOptions& options) {
     CLI::App* const check = app.add_subcommand("check", "Reports every mistake in a graph; runs nothing");
     AddGraph(*check, options);
+    AddPlace(*check, options);
     AddStrict(*check, options);
     return check;
 }

@@ -75,7 +75,9 @@ bool Part::Take(PartDelivery& delivery) {
         return false;
     }
     if (!Unpack(delivery)) {
-        ownFailure = Bilingual("there is no memory for a block", "für einen Block fehlt der Speicher").Text();
+        ownFailure = Bilingual("a block is damaged, or there is no memory for it",
+                               "ein Block ist beschädigt, oder es fehlt der Speicher für ihn")
+                         .Text();
         Fail(number);
         return false;
     }

@@ -66,6 +66,8 @@ class Part final : public Scheduler::Outlet {
     const Scheduler& GetScheduler() const { return *scheduler; }
 
     bool HasStepped(int stepPlace) override;
+    // To whoever listens to the run.
+    void Say(std::vector<PartText>& texts) const;
 
  private:
     RunOptions MakeOptions(const RunOptions& runOptions);
@@ -77,7 +79,6 @@ class Part final : public Scheduler::Outlet {
     bool HandOn();
     void Fail(int part);
     void End();
-    void Say(std::vector<PartText>& texts) const;
 
     const int number;
     const int feed;

@@ -27,6 +27,24 @@ class Planner {
         for (const PlannedModule& module : modules) reasons.push_back(WhyPinned(module));
     }
 
+    std::vector<MisplacedPart> FindMisplaced(const std::vector<int>& parts) const {
+        std::vector<MisplacedPart> found;
+        for (int place = 0; place < static_cast<int>(parts.size()); ++place)
+            if (parts[Index(place)] > 0 && !reasons[Index(place)].empty())
+                found.push_back({place, -1, reasons[Index(place)]});
+        for (int number = 0; number < static_cast<int>(lines.size()); ++number) {
+            const PlannedLine& line = lines[Index(number)];
+            const int from = parts[Index(line.from)], to = parts[Index(line.to)];
+            if (from == to) continue;
+            const std::string reason = from > to ? Bilingual("it leads back to an earlier place",
+                                                             "sie führt zu einem früheren Ort zurück")
+                                                       .Text()
+                                                 : WhyNotCut(line);
+            if (!reason.empty()) found.push_back({-1, number, reason});
+        }
+        return found;
+    }
+
     PartPlan Plan(int most) {
         PartPlan best;
         best.partOf.assign(modules.size(), 0);
@@ -188,6 +206,10 @@ class Planner {
         if (const int pin = pinning[Index(line.to)]; pin >= 0)
             return Bilingual("%1 runs with the sources: %2", "%1 läuft bei den Quellen: %2")
                 .With({modules[Index(pin)].name, reasons[Index(pin)]});
+        return WhyNotCut(line);
+    }
+
+    std::string WhyNotCut(const PlannedLine& line) const {
         if (line.holdsAddresses)
             return Bilingual("its blocks hold addresses", "seine Blöcke enthalten Adressen").Text();
         if (modules[Index(line.to)].placement == TCBaseModuleEx::ANY_THREAD_JOINS)
@@ -211,6 +233,12 @@ class Planner {
 PartPlan MakePartPlan(const std::vector<PlannedModule>& modules, const std::vector<PlannedLine>& lines,
                       int most) {
     return Planner(modules, lines).Plan(std::max(most, 1));
+}
+
+std::vector<MisplacedPart> FindMisplaced(const std::vector<PlannedModule>& modules,
+                                         const std::vector<PlannedLine>& lines,
+                                         const std::vector<int>& parts) {
+    return Planner(modules, lines).FindMisplaced(parts);
 }
 
 }  // namespace host

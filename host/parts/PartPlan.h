@@ -59,4 +59,16 @@ struct PartPlan {
 PartPlan MakePartPlan(const std::vector<PlannedModule>& modules, const std::vector<PlannedLine>& lines,
                       int most);
 
+// Something that cannot be where a plan has it.
+struct MisplacedPart {
+    int module = -1;  // its place in the order of the steps; -1: it is a line
+    int line = -1;
+    std::string reason;
+};
+
+// What keeps these parts, by place, from making the steps of the uncut run; empty when nothing does.
+std::vector<MisplacedPart> FindMisplaced(const std::vector<PlannedModule>& modules,
+                                         const std::vector<PlannedLine>& lines,
+                                         const std::vector<int>& parts);
+
 }  // namespace host

@@ -5,6 +5,7 @@
 
 #include "host/Messages.h"
 #include "host/Runner.h"
+#include "host/parts/PlaceRun.h"
 
 namespace host {
 namespace {
@@ -143,6 +144,32 @@ void PartedRun::Run(const std::function<SchedulerParts(int part)>& make, const R
     if (!isMeasured) StartAll();
     parts.front()->Run();
     for (auto& thread : threads) thread = nullptr;  // waits for it
+}
+
+bool PartedRun::PlaceLink::Send(PartDelivery& delivery) {
+    part.Say(delivery.texts);
+    delivery.texts.clear();
+    return next.Send(delivery);
+}
+
+void PartedRun::RunPlace(const std::function<SchedulerParts(int part)>& make, const RunOptions& options) {
+    PlaceRun& place = *options.place;
+    const int own = place.Plan().own;
+    place.SetCutCount(static_cast<int>(cuts.size()));
+    parts.resize(Index(count));
+    parts[Index(own)] = std::make_unique<Part>(own, make(own), options, cuts);
+    Part& part = *parts[Index(own)];
+    std::unique_ptr<PlaceLink> link;
+    if (PartLink* const next = place.Next()) {
+        link = std::make_unique<PlaceLink>(part, *next);
+        part.SetNext(link.get());
+    }
+    if (own == 0) part.Run();
+    PartDelivery delivery;
+    while (own > 0 && place.Receive(delivery) == PlaceRun::Got::Delivery && part.Take(delivery))
+        delivery.Clear();
+    if (part.GetState() == Part::State::Runs || part.GetState() == Part::State::Stopped) place.GiveUp();
+    part.SetNext(nullptr);
 }
 
 }  // namespace host

@@ -36,6 +36,8 @@ class PartedRun {
     // If `options.threads` is 0, the first blocks run on the calling thread, and decide whether others are
     // made.
     void Run(const std::function<SchedulerParts(int part)>& make, const RunOptions& options);
+    // Steps those of one place.
+    void RunPlace(const std::function<SchedulerParts(int part)>& make, const RunOptions& options);
     // Whether threads were made.
     bool IsThreaded() const { return !threads.empty(); }
     const Part& PartAt(int part) const { return *parts[static_cast<std::size_t>(part)]; }
@@ -57,6 +59,17 @@ class PartedRun {
      private:
         PartedRun& run;
         const int part;
+    };
+
+    // To another place, when there is one: what was said is said here.
+    class PlaceLink final : public PartLink {
+     public:
+        PlaceLink(const Part& sendingPart, PartLink& link) : part(sendingPart), next(link) {}
+        bool Send(PartDelivery& delivery) override;
+
+     private:
+        const Part& part;
+        PartLink& next;
     };
 
     std::unique_ptr<tc::Thread> Start(int part);

@@ -1,0 +1,205 @@
+#include "host/engine/EnginePlace.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+
+#include "host/OpenGraph.h"
+#include "host/Places.h"
+#include "host/engine/Engine.h"
+#include "sigweave/services/Bilingual.h"
+
+namespace host::engine {
+namespace {
+
+using tc::Bilingual;
+
+// How a place ended, as the bytes of the last unit.
+constexpr std::string_view ENDED = "ended";
+constexpr std::string_view INTERRUPTED = "interrupted";
+constexpr std::string_view FAILED = "failed ";  // and the number of the place
+
+class EnginePlace final : public PlaceRun, public PartLink {
+ public:
+    EnginePlace(const PlacePlan& placePlan, const EngineRun& engineRun, std::unique_ptr<Engine> joined)
+        : PlaceRun(placePlan), run(engineRun), engine(std::move(joined)) {}
+
+    // `cutLines`: the most that lead from one place to another.
+    Outcome Begin(std::uint32_t cutLines, std::string& why) {
+        const std::vector<std::string>& places = Plan().places;
+        const auto own = static_cast<std::size_t>(Plan().own);
+        std::vector<std::string> ways;
+        for (std::size_t place = 1; place < places.size(); ++place)
+            ways.push_back(WayName(places[place - 1], places[place]));
+        std::vector<std::uint32_t> lines(cutLines);
+        for (std::uint32_t line = 0; line < cutLines; ++line) lines[line] = line;
+        Outcome outcome = Outcome::Done;
+        if (own + 1 < places.size()) {
+            outlet = std::make_unique<Outlet>(*engine, places[own + 1], lines, ways);
+            outcome = outlet->Begin(why);
+        }
+        if (own > 0 && outcome == Outcome::Done) {
+            inlet = std::make_unique<Inlet>(*engine, places[own - 1]);
+            outcome = inlet->Begin(why);
+        }
+        return outcome;
+    }
+
+    Got Receive(PartDelivery& delivery) override {
+        bool hasMore = true;
+        while (hasMore) {
+            const Outcome outcome = inlet->Next(unit, error);
+            if (outcome == Outcome::Interrupted) wasInterrupted = true;
+            if (outcome != Outcome::Done) return outcome == Outcome::Failed ? Got::Failed : Got::Interrupted;
+            if (!Take(delivery)) return Got::Failed;
+            hasMore = unit.hasMore;
+        }
+        return Got::Delivery;
+    }
+
+    PartLink* Next() override { return outlet != nullptr ? this : nullptr; }
+
+    // A delivery without blocks is told with the next one: places only get smaller.
+    bool Send(PartDelivery& delivery) override {
+        smallest = std::min(smallest, delivery.place);
+        const bool isEnd = delivery.kind != PartDelivery::Kind::Blocks;
+        const std::size_t count = delivery.PieceCount();
+        for (std::size_t i = 0; i < count; ++i) {
+            PartDelivery::Piece& piece = delivery.PieceAt(i);
+            sent.kind = Unit::Block;
+            sent.hasMore = isEnd || i + 1 < count;
+            sent.line = static_cast<std::uint32_t>(piece.cut);
+            sent.step = smallest;
+            sent.bytes.assign(piece.frame.data(), piece.frame.size());
+            if (!Send()) return false;
+        }
+        if (isEnd) return SendEnd(delivery.kind == PartDelivery::Kind::Failed ? delivery.failedPart : -1);
+        if (count > 0) smallest = INT_MAX;
+        return true;
+    }
+
+    void GiveUp() override {
+        if (outlet != nullptr && !hasEnded && error.empty()) SendEnd(Plan().own);
+    }
+
+    const std::string& GetError() const override { return error; }
+    bool WasInterrupted() const override { return wasInterrupted; }
+
+ private:
+    bool Send() {
+        const Outcome outcome = outlet->Send(sent, error);
+        wasInterrupted = wasInterrupted || outcome == Outcome::Interrupted;
+        return outcome == Outcome::Done;
+    }
+
+    bool SendEnd(int failedPart) {
+        hasEnded = true;
+        const bool isInterrupted =
+            wasInterrupted || (run.interruption != nullptr && run.interruption->IsRaised());
+        sent = {Unit::End, false, 0, smallest, std::string(isInterrupted ? INTERRUPTED : ENDED)};
+        if (failedPart >= 0 && !isInterrupted) sent.bytes = std::string(FAILED) + std::to_string(failedPart);
+        return Send() && outlet->Finish(error) == Outcome::Done;
+    }
+
+    // Nothing of a unit is believed that this place could not have been sent.
+    bool Take(PartDelivery& delivery) {
+        const bool isPlace = unit.step >= -1 && unit.step <= INT_MAX;
+        if (isPlace && unit.kind == Unit::Block && unit.line < static_cast<std::uint32_t>(CutCount())) {
+            delivery.Add(static_cast<int>(unit.line)).frame.assign(unit.bytes.begin(), unit.bytes.end());
+        } else if (!isPlace || unit.kind != Unit::End || !TakeEnd(delivery)) {
+            error = Bilingual(
+                        "what came from the place before, %1, is no block of this graph; begin a new run "
+                        "with --new-run "
+                        "at all places",
+                        "was vom Ort davor, %1, kam, ist kein Block dieses Graphen; beginnen Sie an allen "
+                        "Orten mit "
+                        "--new-run einen neuen Lauf")
+                        .With({Plan().places[static_cast<std::size_t>(Plan().own - 1)]});
+            return false;
+        }
+        delivery.place = static_cast<int>(unit.step);
+        return true;
+    }
+
+    bool TakeEnd(PartDelivery& delivery) {
+        if (unit.hasMore) return false;
+        delivery.kind = PartDelivery::Kind::Ended;
+        wasInterrupted = unit.bytes == INTERRUPTED;
+        if (!unit.bytes.starts_with(FAILED)) return wasInterrupted || unit.bytes == ENDED;
+        delivery.kind = PartDelivery::Kind::Failed;
+        const char* const end = unit.bytes.data() + unit.bytes.size();
+        const auto read = std::from_chars(unit.bytes.data() + FAILED.size(), end, delivery.failedPart);
+        return read.ec == std::errc() && read.ptr == end && delivery.failedPart >= 0 &&
+               delivery.failedPart < Plan().own;
+    }
+
+    const EngineRun run;
+    std::unique_ptr<Engine> engine;
+    std::unique_ptr<Outlet> outlet;
+    std::unique_ptr<Inlet> inlet;
+    Unit unit;
+    Unit sent;
+    int smallest = INT_MAX;  // place since the last delivery
+    bool hasEnded = false;
+    bool wasInterrupted = false;
+    std::string error;
+};
+
+void Destroy(PlaceRun* place) {
+    delete static_cast<EnginePlace*>(place);
+}
+
+std::string UrlOf(const PlaceRequest& request, const EngineSection& section) {
+    if (!request.url.empty()) return request.url;
+    const char* const variable = std::getenv("SIGWEAVE_ENGINE");
+    return variable != nullptr && *variable != '\0' ? variable : section.url;
+}
+
+std::string WhyNoEngine(const EngineRun& run) {
+    if (!run.address.url.empty()) return WhyNoUrl(run.address.url);
+    return Bilingual(
+               "nothing says which engine joins the places: write url=nats://HOST:4222 in [engine], or use "
+               "--engine or "
+               "SIGWEAVE_ENGINE",
+               "nichts sagt, welche Engine die Orte verbindet: schreiben Sie url=nats://HOST:4222 in "
+               "[engine], oder "
+               "benutzen Sie --engine oder SIGWEAVE_ENGINE")
+        .Text();
+}
+
+std::uint32_t CountCutLines(const OpenGraph& open, const PlacePlan& plan) {
+    const auto at = [&](int module) { return plan.partOf[static_cast<std::size_t>(module)]; };
+    return static_cast<std::uint32_t>(std::ranges::count_if(
+        open.graph.Lines(), [&](const RunLine& line) { return at(line.from) != at(line.to); }));
+}
+
+}  // namespace
+
+std::unique_ptr<PlaceRun, void (*)(PlaceRun*)> JoinPlace(const OpenGraph& open, const PlacePlan& plan,
+                                                         const EngineSection& section,
+                                                         const PlaceRequest& request, std::string& error) {
+    std::unique_ptr<PlaceRun, void (*)(PlaceRun*)> joined(nullptr, Destroy);
+    const std::string path = open.file.GetPath();
+    EngineRun run;
+    run.address.url = UrlOf(request, section);
+    run.name = section.name;
+    run.digest = DigestRun(open.file, section.name);
+    run.about = std::filesystem::path(path).filename().string() + ", sigweave " SIGWEAVE_VERSION;
+    run.place = plan.places[static_cast<std::size_t>(plan.own)];
+    run.graph = path;
+    run.keep = section.keep;
+    run.patience = section.patience;
+    run.anew = request.anew;
+    run.interruption = request.interruption;
+    error = WhyNoEngine(run);
+    if (!error.empty() || !AddSecrets(run.address, error)) return joined;
+    std::unique_ptr<Engine> engine = Engine::Join(run, error);
+    if (engine == nullptr) return joined;
+    auto place = std::make_unique<EnginePlace>(plan, run, std::move(engine));
+    if (place->Begin(CountCutLines(open, plan), error) == Outcome::Done) joined.reset(place.release());
+    return joined;
+}
+
+}  // namespace host::engine
