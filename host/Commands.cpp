@@ -93,13 +93,10 @@ std::vector<LiveChange> PlanChanges(OpenGraph& open, const CommandOptions& optio
     return changes;
 }
 
-RunReport RunWithSignals(const OpenGraph& open, bool realtime, LiveChanges* changes,
-                         std::vector<Message>& warnings) {
-    RunOptions options;
-    options.realtime = realtime;
-    options.changes = changes;
+RunReport RunWithSignals(const OpenGraph& open, RunOptions options, std::vector<Message>& warnings) {
     options.interruption = &interruption;
     options.onState = runlog::StateOf;
+    options.onWait = TellWait;
     options.onWarning = console::Warning;
     options.onError = [](const std::string& text) { runlog::FromHost(TCLogFile::ERROR, text); };
     if (TCIsTerminal(StandardStream::Error))
@@ -200,8 +197,11 @@ RunReport RunLogged(const OpenGraph& open, const std::vector<LiveChange>& planne
     LiveChanges changes;
     for (const LiveChange& change : planned) changes.Add(change);
     std::vector<Message> warnings;
-    RunReport report =
-        RunWithSignals(open, options.realtime, options.changes.empty() ? nullptr : &changes, warnings);
+    RunOptions runOptions;
+    runOptions.realtime = options.realtime;
+    runOptions.limit = options.limit;
+    if (!options.changes.empty()) runOptions.changes = &changes;
+    RunReport report = RunWithSignals(open, runOptions, warnings);
     TellLostStreams();
     TellWarnings(warnings);
     return report;
@@ -377,7 +377,7 @@ int RerunRecording(const CommandOptions& options) {
         recordedStart > 0.0)
         start.Take(recordedStart);
     std::vector<Message> warnings;
-    const RunReport report = RunWithSignals(open, false, nullptr, warnings);
+    const RunReport report = RunWithSignals(open, {}, warnings);
     TellWarnings(warnings);
     if (report.verdict != Verdict::Complete) {
         console::Error(WriteVerdict(report, options.records[0]));

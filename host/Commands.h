@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "host/RunLimit.h"
 #include "host/RunLog.h"
 
 namespace host {
@@ -23,6 +24,7 @@ struct CommandOptions {
     bool strict = false;     // warnings count as a failure
     LogOptions log;
     bool realtime = false;
+    RunLimit limit;
     std::string changes;       // a file of changes to make in the run; empty: none
     std::string writeChanges;  // the file for those that were made
 };

@@ -53,6 +53,9 @@ class RunWait {
     std::unique_ptr<tc::Thread> thread;
 };
 
+// Says that the instance waits for that.
+void TellWait(const std::string& instance, const std::string& what);
+
 // What the parameters of a module name to be read or written.
 std::vector<std::string> FilesOf(TCBaseModule& module);
 

@@ -63,6 +63,7 @@ class Runner {
     void ReportCounts(const Scheduler& scheduler);
     void ReportPace(const SourcePace& pace, ModuleReport& module) const;
     void ReportResults();
+    void JudgeGaps();
     void ReportDriven();
     void ReportRestOfChanges();
     TCBaseModule& Receiver(const RunLine& line) const;
