@@ -115,12 +115,11 @@ void TellNote(const std::string& text) {
     runlog::FromHost(TCLogFile::NOTICE, text);
 }
 
-RunReport RunWithSignals(const OpenGraph& open, RunOptions options, LiveChanges* changes,
-                         std::vector<Message>& warnings) {
+RunReport RunWithSignals(const OpenGraph& open, RunOptions options, std::vector<Message>& warnings) {
     options.onNote = TellNote;
-    options.changes = changes;
     options.interruption = &interruption;
     options.onState = runlog::StateOf;
+    options.onWait = TellWait;
     options.onWarning = console::Warning;
     options.onError = [](const std::string& text) { runlog::FromHost(TCLogFile::ERROR, text); };
     if (TCIsTerminal(StandardStream::Error))
@@ -221,12 +220,13 @@ RunReport RunLogged(const OpenGraph& open, const std::vector<LiveChange>& planne
     LiveChanges changes;
     for (const LiveChange& change : planned) changes.Add(change);
     std::vector<Message> warnings;
-    RunOptions run;
-    run.realtime = options.realtime;
-    run.threads = ThreadsOf(options.threads);
-    run.place = place;
-    RunReport report =
-        RunWithSignals(open, std::move(run), options.changes.empty() ? nullptr : &changes, warnings);
+    RunOptions runOptions;
+    runOptions.realtime = options.realtime;
+    runOptions.limit = options.limit;
+    runOptions.threads = ThreadsOf(options.threads);
+    runOptions.place = place;
+    if (!options.changes.empty()) runOptions.changes = &changes;
+    RunReport report = RunWithSignals(open, std::move(runOptions), warnings);
     TellLostStreams();
     TellWarnings(warnings);
     return report;
@@ -434,7 +434,7 @@ int RerunRecording(const CommandOptions& options) {
         recordedStart > 0.0)
         start.Take(recordedStart);
     std::vector<Message> warnings;
-    const RunReport report = RunWithSignals(open, {}, nullptr, warnings);
+    const RunReport report = RunWithSignals(open, {}, warnings);
     TellWarnings(warnings);
     if (report.verdict != Verdict::Complete) {
         console::Error(WriteVerdict(report, options.records[0]));

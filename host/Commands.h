@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "host/RunLimit.h"
 #include "host/RunLog.h"
 
 namespace host {
@@ -23,6 +24,7 @@ struct CommandOptions {
     bool strict = false;     // warnings count as a failure
     LogOptions log;
     bool realtime = false;
+    RunLimit limit;
     std::string threads = "1";  // a number, or auto
     std::string place;          // the only one to run; empty: all of the graph
     std::string engine;         // the address of the server that joins the places; empty: the graph's

@@ -6,6 +6,8 @@ namespace host {
 namespace {
 
 constexpr int MOST_IN_A_ROW = 16;
+constexpr double FARTHEST_AHEAD = 10000.0;  // ms
+constexpr int MOST_BLOCKS_AHEAD = 16;
 
 std::size_t Index(int number) {
     return static_cast<std::size_t>(number);
@@ -18,21 +20,54 @@ FairTurns::FairTurns(const Wiring& runWiring, int roomOfLines)
       room(roomOfLines),
       ready(static_cast<int>(runWiring.Modules().size())),
       far(runWiring.Modules().size()),
+      longest(runWiring.Modules().size()),
       letGo(runWiring.Modules().size()),
       lines(runWiring.Lines().size(), LineState{.room = roomOfLines}) {
     for (const Wiring::Module& module : wiring.Modules()) sources.push_back(module.source ? 1 : 0);
     for (int module = 0; module < static_cast<int>(far.size()); ++module) MayHaveWork(module);
-    visited.reserve(live.size());
+    for (std::vector<int>* list : {&visited, &idle, &able}) list->reserve(live.size() + 1);
     full.reserve(lines.size());
 }
 
 void FairTurns::Revive(int source) {
+    std::erase(idle, source);
     const auto place = std::lower_bound(live.begin(), live.end(), source);
     if (place == live.end() || *place != source) live.insert(place, source);
 }
 
 void FairTurns::End(int source) {
     std::erase(live, source);
+    std::erase(idle, source);
+}
+
+void FairTurns::HasNothingNow(int source) {
+    End(source);
+    idle.push_back(source);
+}
+
+bool FairTurns::Meet(int a, int b) const {
+    for (int module = 0; module < static_cast<int>(sources.size()); ++module)
+        if (wiring.Leads(a, module) && wiring.Leads(b, module)) return true;
+    return false;
+}
+
+// Of any that is neither able nor has ended.
+bool FairTurns::IsTooFarAhead(int source) const {
+    const auto isAhead = [&](int other) {
+        const double most = std::max(FARTHEST_AHEAD, MOST_BLOCKS_AHEAD * longest[Index(other)]);
+        return other != source && far[Index(source)] - far[Index(other)] > most && Meet(source, other);
+    };
+    const auto isHeldBack = [&](int other) { return std::ranges::find(able, other) == able.end(); };
+    return std::ranges::any_of(idle, isAhead) ||
+           std::ranges::any_of(live, [&](int other) { return isHeldBack(other) && isAhead(other); });
+}
+
+void FairTurns::FindAble() {
+    able.assign(live.begin(), live.end());
+    if (idle.empty()) return;
+    const auto pauses = [this](int source) { return IsTooFarAhead(source); };
+    for (auto found = able.begin(); (found = std::ranges::find_if(able, pauses)) != able.end();)
+        able.erase(found);
 }
 
 void FairTurns::MarkFull(int line) {
@@ -52,7 +87,8 @@ int FairTurns::LessFar(int a, int b) const {
 
 int FairTurns::ChooseSource() {
     int turn = -1;
-    for (const int source : live)
+    FindAble();
+    for (const int source : able)
         if (full.empty() || !IsPaused(source)) turn = LessFar(turn, source);
     if (turn < 0) return -1;
     return full.empty() ? TakeTurn(turn) : GiveTurn(turn);
@@ -65,12 +101,12 @@ bool FairTurns::Lacks(int line) const {
                                [&](int other) { return other != line && lines[Index(other)].depth > 0; });
 }
 
-// Whether a source still gives what the module may wait for.
+// Whether a source can give now what the module may wait for.
 bool FairTurns::CanGetBlocks(int module) const {
     return std::ranges::any_of(wiring.ModuleAt(module).inputs, [&](int line) {
         const int from = wiring.LineAt(line).from;
         return Lacks(line) &&
-               std::ranges::any_of(live, [&](int source) { return wiring.Leads(source, from); });
+               std::ranges::any_of(able, [&](int source) { return wiring.Leads(source, from); });
     });
 }
 
@@ -91,7 +127,7 @@ bool FairTurns::IsPaused(int source) const {
     return true;
 }
 
-// Of the live sources that lead to what the module lacks the least far; -1 when there is none, or when the
+// Of the able sources that lead to what the module lacks the least far; -1 when there is none, or when the
 // source itself is one of them.
 int FairTurns::HelperAt(int module, int source) const {
     int helper = -1;
@@ -99,7 +135,7 @@ int FairTurns::HelperAt(int module, int source) const {
         if (!Lacks(line)) continue;
         const int from = wiring.LineAt(line).from;
         if (wiring.Leads(source, from)) return -1;
-        for (const int other : live)
+        for (const int other : able)
             if (wiring.Leads(other, from)) helper = LessFar(helper, other);
     }
     return helper;

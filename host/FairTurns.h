@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <vector>
 
 #include "host/PositionSet.h"
@@ -10,14 +11,17 @@ namespace host {
 // Chooses which module steps next. Of the modules that have work it is the one furthest downstream; sources
 // come when no other module has any, by these two sentences:
 //
-//   It is the turn of the source whose signal has got least far; if it leads to a full line, the sources go
-//   first that lead to the inputs for which the module at the line's end waits, but not more than 16 times
-//   in a row, after which the line has room for more.
-//   A source pauses only while it leads to a full line whose module waits for nothing that any source still
-//   gives, and to no input that lacks blocks.
+//   Of the sources that have something now it is the turn of that whose signal has got least far; if it leads
+//   to a full line, the sources go first that lead to the inputs for which the module at the line's end
+//   waits, but not more than 16 times in a row, after which the line has room for more.
+//   A source pauses only while it leads to a full line whose module waits for nothing that any source can
+//   give now, and to no input that lacks blocks, or while it is too far ahead of a source that has nothing
+//   now and whose signal meets its own.
 //
 // A line is full while more blocks wait in it than it has room for, and an input lacks blocks while its line
-// is not full and blocks wait at another input of its module. docs/architecture.md shows what follows: a run
+// is not full and blocks wait at another input of its module. Too far are 10 s and 16 blocks of the source
+// that has nothing now; one that pauses for such a source counts as one itself. Signals meet where a module
+// gets both. docs/architecture.md shows what follows: a run
 // stalls only by a module that takes nothing, and memory is bounded where inputs are equally long. It knows
 // nothing of modules, streams and time, so that a test steps it by hand; another policy offers the same
 // operations. One thread. After the constructor nothing allocates.
@@ -26,10 +30,14 @@ class FairTurns {
     // The wiring must outlive it. At first all modules may have work, and all sources are at their beginning.
     FairTurns(const Wiring& runWiring, int roomOfLines);
 
-    // A block came, or the module says so. A source that had ended goes on.
+    // A block came, or the module says so. A source that had nothing now, or had ended, goes on.
     void MayHaveWork(int module) { IsSource(module) ? Revive(module) : ready.Add(module); }
     // Until a block comes; a source has ended.
     void HasNoWork(int module) { IsSource(module) ? End(module) : ready.Remove(module); }
+    // A source has nothing now and will have more; until MayHaveWork or HasNoWork.
+    void HasNothingNow(int source);
+    // Whether no module has work but sources.
+    bool IsTurnOfSources() const { return ready.Largest() < 0; }
     // How many blocks wait in the line now.
     void HasDepth(int line, int depth) {
         LineState& state = lines[static_cast<std::size_t>(line)];
@@ -38,7 +46,13 @@ class FairTurns {
     }
     int DepthOf(int line) const { return lines[static_cast<std::size_t>(line)].depth; }
     // How much longer the source's signal has become, in milliseconds.
-    void HasMade(int source, double milliseconds) { far[static_cast<std::size_t>(source)] += milliseconds; }
+    void HasMade(int source, double milliseconds) {
+        const auto index = static_cast<std::size_t>(source);
+        far[index] += milliseconds;
+        longest[index] = std::max(longest[index], milliseconds);
+    }
+    // What is missing there does not make it slow.
+    void HasGap(int source, double milliseconds) { far[static_cast<std::size_t>(source)] += milliseconds; }
 
     // Whether more waits in a line than it has room for although each other input of its module has blocks
     // too, or there is none: a module that takes every block it can get holds up nothing.
@@ -62,6 +76,9 @@ class FairTurns {
     void End(int source);
     void MarkFull(int line);
     int ChooseSource();
+    void FindAble();
+    bool IsTooFarAhead(int source) const;
+    bool Meet(int a, int b) const;
     bool Lacks(int line) const;
     bool CanGetBlocks(int module) const;
     bool IsPaused(int source) const;
@@ -74,12 +91,15 @@ class FairTurns {
 
     const Wiring& wiring;
     const int room;
-    std::vector<char> sources;  // of each module, whether it is one
-    PositionSet ready;          // without the sources
-    std::vector<int> live;      // sources that have more to give, in their order
-    std::vector<double> far;    // of each source, ms
-    std::vector<int> letGo;     // how often in a row each source let others go
-    std::vector<int> visited;   // sources, in one choice
+    std::vector<char> sources;    // of each module, whether it is one
+    PositionSet ready;            // without the sources
+    std::vector<int> live;        // sources that have something to give now, in their order
+    std::vector<int> idle;        // those that have nothing now
+    std::vector<int> able;        // those that live, without those that pause for idle ones
+    std::vector<double> far;      // of each source, ms
+    std::vector<double> longest;  // block of each source, ms
+    std::vector<int> letGo;       // how often in a row each source let others go
+    std::vector<int> visited;     // sources, in one choice
     std::vector<LineState> lines;
     std::vector<int> full;  // in no order
 };

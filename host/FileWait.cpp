@@ -19,7 +19,7 @@ constexpr int ANSWER_TIME = 1000;
 
 bool MayWait(const std::string& file) {
     std::error_code ignored;
-    const auto type = std::filesystem::status(file, ignored).type();
+    const auto type = std::filesystem::status(file == "-" ? "/dev/stdin" : file, ignored).type();
     using std::filesystem::file_type;
     return type == file_type::fifo || type == file_type::character || type == file_type::socket;
 }
@@ -29,16 +29,16 @@ void Tell(const std::string& text) {
     runlog::FromHost(TCLogFile::NOTICE, text);
 }
 
-void TellWait(const std::string& instance, const std::string& file) {
-    Tell(Bilingual("%1 waits for '%2'; Ctrl-C ends the wait", "%1 wartet auf '%2'; Strg-C beendet das Warten")
-             .With({instance.empty() ? "sigweave" : instance, file}));
-}
-
 }  // namespace
 
 std::string FirstThatMayWait(const std::vector<std::string>& files) {
     const auto found = std::ranges::find_if(files, MayWait);
     return found != files.end() ? *found : std::string();
+}
+
+void TellWait(const std::string& instance, const std::string& what) {
+    Tell(Bilingual("%1 waits for '%2'; Ctrl-C ends the wait", "%1 wartet auf '%2'; Strg-C beendet das Warten")
+             .With({instance.empty() ? "sigweave" : instance, what}));
 }
 
 FileWait::FileWait(const std::string& instance, const std::vector<std::string>& files) {

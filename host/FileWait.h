@@ -57,6 +57,8 @@ class RunWait {
 std::string FirstThatMayWait(const std::vector<std::string>& files);
 // Whether it has a file that may keep it waiting.
 bool MayWaitForFile(TCBaseModule& module);
+// Says that the instance waits for that.
+void TellWait(const std::string& instance, const std::string& what);
 
 // What the parameters of a module name to be read or written.
 std::vector<std::string> FilesOf(TCBaseModule& module);

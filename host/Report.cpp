@@ -17,11 +17,9 @@ using tc::Bilingual;
 constexpr int VALUE_COLUMN = 3;
 
 // For people, in the order of the verdicts.
-constexpr Bilingual VERDICTS[] = {{"complete", "vollständig"},
-                                  {"interrupted", "unterbrochen"},
-                                  {"stalled", "steckengeblieben"},
-                                  {"failed", "fehlgeschlagen"},
-                                  {"mistakes", "Fehler im Graphen"}};
+constexpr Bilingual VERDICTS[] = {{"complete", "vollständig"},       {"interrupted", "unterbrochen"},
+                                  {"stalled", "steckengeblieben"},   {"failed", "fehlgeschlagen"},
+                                  {"mistakes", "Fehler im Graphen"}, {"with gaps", "lückenhaft"}};
 
 using Json = nlohmann::ordered_json;
 
@@ -34,11 +32,15 @@ Json ModulesOf(const RunReport& report) {
                                {"quantity", result.quantity},
                                {"value", result.value},
                                {"unit", result.unit}});
-        modules.push_back({{"instance", module.instance},
-                           {"module", module.module},
-                           {"blocks_in", module.blocksIn},
-                           {"blocks_out", module.blocksOut},
-                           {"results", std::move(results)}});
+        Json entry = {{"instance", module.instance},
+                      {"module", module.module},
+                      {"blocks_in", module.blocksIn},
+                      {"blocks_out", module.blocksOut},
+                      {"results", std::move(results)}};
+        if (module.gaps.count > 0)
+            entry["gaps"] = {
+                {"count", module.gaps.count}, {"samples", module.gaps.samples}, {"first", module.gaps.first}};
+        modules.push_back(std::move(entry));
     }
     return modules;
 }
@@ -85,6 +87,23 @@ Json MistakesOf(const RunReport& report) {
     return mistakes;
 }
 
+// With separators between thousands.
+std::string CountText(long long count, char separator) {
+    std::string text = std::to_string(count);
+    for (int place = static_cast<int>(text.size()) - 3; place > 0; place -= 3)
+        text.insert(static_cast<std::size_t>(place), 1, separator);
+    return text;
+}
+
+// Of the day, in UTC, to hundredths of a second.
+std::string ClockText(double milliseconds) {
+    const double ofDay = std::fmod(std::floor(milliseconds / 10.0), 8640000.0);
+    const int hundredths = std::isfinite(ofDay) ? static_cast<int>(ofDay) : 0;
+    const int seconds = hundredths / 100;
+    return std::string(TCString::FormatS("%02d:%02d:%02d.%02d", seconds / 3600, seconds / 60 % 60,
+                                         seconds % 60, hundredths % 100));
+}
+
 // Counts are written in full.
 int DigitsOf(double value) {
     return value == std::floor(value) && std::fabs(value) < 1e15 ? 15 : 10;
@@ -103,10 +122,14 @@ std::string WriteTable(const RunReport& report) {
         {Bilingual("instance", "Instanz").Text(), Bilingual("signal", "Signal").Text(),
          Bilingual("quantity", "Größe").Text(), Bilingual("value", "Wert").Text(),
          Bilingual("unit", "Einheit").Text()}};
-    for (const ModuleReport& module : report.modules)
+    for (const ModuleReport& module : report.modules) {
         for (const ResultReport& result : module.results)
             rows.push_back({module.instance, result.signal, result.quantity,
                             NumberText(result.value, DigitsOf(result.value)), ShownUnit(result.unit)});
+        if (module.gaps.count == 0) continue;
+        rows.push_back({module.instance, "", "gaps", std::to_string(module.gaps.count), ""});
+        rows.push_back({module.instance, "", "lost samples", std::to_string(module.gaps.samples), ""});
+    }
     return rows.size() > 1 ? LayOut(rows, VALUE_COLUMN) : std::string();
 }
 
@@ -140,6 +163,15 @@ std::string WriteChangesMade(const RunReport& report) {
         text += Bilingual("changed: %1.%2=%3 from block %4 on\n", "geändert: %1.%2=%3 ab Block %4\n")
                     .With({change.instance, change.parameter, change.value, std::to_string(change.block)});
     return text;
+}
+
+std::string WriteGaps(const TCModuleGaps& gaps) {
+    static constexpr Bilingual ONE("1 gap, %2 samples, at %3", "1 Lücke, %2 Abtastwerte, um %3");
+    static constexpr Bilingual SEVERAL("%1 gaps, %2 samples, the first at %3",
+                                       "%1 Lücken, %2 Abtastwerte, die erste um %3");
+    const char separator = *Bilingual(",", ".").Text();
+    return (gaps.count == 1 ? ONE : SEVERAL)
+        .With({CountText(gaps.count, separator), CountText(gaps.samples, separator), ClockText(gaps.first)});
 }
 
 std::string WriteVerdict(const RunReport& report, const std::string& graph) {

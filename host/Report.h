@@ -21,6 +21,9 @@ std::int64_t CountWarnings(const RunReport& report);
 // The changes of live parameters, one a line; empty when there are none.
 std::string WriteChangesMade(const RunReport& report);
 
+// "3 gaps, 4,096 samples, the first at 12:00:03.21": in UTC.
+std::string WriteGaps(const TCModuleGaps& gaps);
+
 // One line: the verdict, and the reason for it. `graph` is the file's name.
 std::string WriteVerdict(const RunReport& report, const std::string& graph);
 

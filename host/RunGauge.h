@@ -6,6 +6,8 @@
 #include <mutex>
 #include <vector>
 
+#include "sigweave/platform/Event.h"
+
 namespace host {
 
 // How a run is going. In the order of the report: modules of the graph, lines of the graph.
@@ -44,6 +46,8 @@ class RunGauge {
 
     void Calls(int module) { current.store(module, std::memory_order_relaxed); }
     bool IsAsked() const { return asked.load(std::memory_order_relaxed); }
+    // For waits: signalled while somebody asks.
+    void* Handle() const { return asking.GetHandle(); }
     // `fill` writes the figures, which then are the answer.
     template <class Fill>
     void Answer(Fill&& fill) {
@@ -52,6 +56,7 @@ class RunGauge {
         fill(answer);
         ++answers;
         asked = false;
+        asking.Reset();
         answered.notify_all();
     }
 
@@ -60,6 +65,7 @@ class RunGauge {
     std::atomic<int> current{-1};
     std::mutex mutex;
     std::condition_variable answered;
+    tc::Event asking;
     RunFigures answer;
     std::uint64_t answers = 0;
     int waiting = 0;  // threads that asked

@@ -7,13 +7,16 @@
 #include "host/LiveChanges.h"
 #include "host/Messages.h"
 #include "host/Mistakes.h"
+#include "sigweave/module/TCBaseModuleEx.h"
 
 namespace host {
 
-// Mistakes: of the graph or of the command line, and nothing was run.
-enum class Verdict { Complete, Interrupted, Stalled, Failed, Mistakes };
+// Mistakes: of the graph or of the command line, and nothing was run. Gaps: all went well, but a source lost
+// something of its signals.
+enum class Verdict { Complete, Interrupted, Stalled, Failed, Mistakes, Gaps };
 
-// "complete", "interrupted", "stalled", "failed" or "mistakes", in every language: for the JSON report.
+// "complete", "interrupted", "stalled", "failed", "mistakes" or "gaps", in every language: for the JSON
+// report.
 const char* ToText(Verdict verdict);
 
 struct ResultReport {
@@ -29,6 +32,7 @@ struct ModuleReport {
     std::int64_t blocksIn = 0;   // taken off all inputs
     std::int64_t blocksOut = 0;  // written to wired outputs; one that goes to several inputs counts once
     std::vector<ResultReport> results;
+    TCModuleGaps gaps = {};  // of a source
 };
 
 struct LineReport {

@@ -7,6 +7,7 @@
 #include "host/FileWait.h"
 #include "host/Guard.h"
 #include "host/LiveChanges.h"
+#include "host/Report.h"
 #include "host/Topology.h"
 #include "host/parts/PlaceRun.h"
 #include "sigweave/module/TCBaseModuleEx.h"
@@ -47,7 +48,7 @@ std::string Blocks(std::int64_t count) {
 }  // namespace
 
 const char* ToText(Verdict verdict) {
-    constexpr const char* WORDS[] = {"complete", "interrupted", "stalled", "failed", "mistakes"};
+    constexpr const char* WORDS[] = {"complete", "interrupted", "stalled", "failed", "mistakes", "gaps"};
     return WORDS[static_cast<int>(verdict)];
 }
 
@@ -194,6 +195,7 @@ RunReport Runner::Run() {
         options.place->GiveUp();
     Finish();
     ReportResults();
+    JudgeGaps();
     ReportDriven();
     for (const RunModule& entry : modules) entry.module->DeleteStreams();
     for (const auto& gate : gates) gate->DeleteStreams();
@@ -649,9 +651,19 @@ void Runner::ReportResults() {
     for (std::size_t index = 0; index < modulesOfGraph; ++index) {
         const auto* extended = dynamic_cast<const TCBaseModuleEx*>(modules[index].module);
         if (extended == nullptr || !IsHere(static_cast<int>(index))) continue;
+        report.modules[index].gaps = extended->GetGaps();
         for (const TCModuleResult& result : extended->GetResults())
             report.modules[index].results.push_back({std::string(result.signal), std::string(result.quantity),
                                                      result.value, std::string(result.unit)});
+    }
+}
+
+void Runner::JudgeGaps() {
+    for (const ModuleReport& module : report.modules) {
+        if (module.gaps.count == 0) continue;
+        const std::string text = module.instance + ": " + WriteGaps(module.gaps);
+        report.explanation += (report.explanation.empty() ? "" : "; ") + text;
+        if (report.verdict == Verdict::Complete) report.verdict = Verdict::Gaps;
     }
 }
 

@@ -100,6 +100,7 @@ class Runner {
     void ReportCounts(const Outcome& outcome);
     void ReportPace(const SourcePace& pace, ModuleReport& module) const;
     void ReportResults();
+    void JudgeGaps();
     void ReportDriven();
     void ReportRestOfChanges();
     TCBaseModule& Receiver(const RunLine& line) const;

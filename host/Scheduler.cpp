@@ -5,6 +5,7 @@
 #include "host/Guard.h"
 #include "host/LiveChanges.h"
 #include "host/ParameterGate.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -15,6 +16,7 @@ using tc::Bilingual;
 
 constexpr int STEPS_AFTER_INTERRUPT = 100;
 constexpr double PROGRESS_INTERVAL = 100.0;  // ms
+constexpr double UNTOLD_WAIT = 1500.0;
 // In a row, of a module that may have made blocks for an output without a line. Beyond, it is taken for one
 // that has none: cutting a block as large as can be into the smallest pieces takes less.
 constexpr int MOST_IDLE_STEPS = 1 << 20;
@@ -36,19 +38,31 @@ double ShareDone(const std::vector<Scheduler::Node>& nodes) {
 struct Extent {
     double length = -1.0;  // ms; -1: the block has no time
     int values = 0;
+    int samples = 0;  // of a channel
 };
 
 Extent ExtentOf(const TCIOStream::Block& block) {
     const TCIOStream::DataSegment* values = block.Segment(0);
     const TCTypeInfo* info = block.GetTI();
     Extent extent;
-    if (values != nullptr) extent.values = values->GetElementCount();
+    if (values != nullptr) extent.values = extent.samples = values->GetElementCount();
     if (info != nullptr && info->GetSamplerate() > 0.0)
         extent.length = 1000.0 * extent.values / info->GetSamplerate();
     return extent;
 }
 
 thread_local const Scheduler* current = nullptr;
+
+// By how much the block of a source that may lose something begins later than its signal ended.
+double GapBefore(const Scheduler::Node& node, const TCIOStream::Block& block) {
+    const TCTypeInfo* const info = block.GetTI();
+    const bool isKnown = info != nullptr && std::isfinite(info->GetTimestamp()) && std::isfinite(node.next);
+    return isKnown ? std::max(0.0, info->GetTimestamp() - node.next) : 0.0;
+}
+
+bool EndsSignal(const TCIOStream::Block& block) {
+    return block.GetTI() != nullptr && tc::EndsSignal(block.GetTI()->GetState());
+}
 
 // That of a source is no step of its own.
 bool IsGate(const Scheduler::Node& node) {
@@ -70,15 +84,18 @@ void NoteEnd(Scheduler::Node& node, const TCIOStream::Block& block, double lengt
 Extent ExtentWithChannels(const TCIOStream::Block& block) {
     Extent extent = ExtentOf(block);
     if (block.GetTI() != nullptr) return extent;
-    extent.values = 0;
+    extent.values = extent.samples = 0;
     for (int index = 0; index < block.SegmentCnt(); ++index) {
         const TCIOStream::DataSegment& channel = *block.Segment(index);
         double length = 0.0;
+        int samples = 0;
         for (int i = 0; channel.GetBlocks() != nullptr && i < channel.GetElementCount(); ++i) {
             const Extent part = ExtentOf(*channel.GetBlocks()[i]);
             length += std::max(part.length, 0.0);
             extent.values += part.values;
+            samples += part.values;
         }
+        extent.samples = std::max(extent.samples, samples);
         if (length > 0.0) extent.length = std::max(extent.length, length);
     }
     return extent;
@@ -99,6 +116,9 @@ Scheduler::Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<L
         At(index).inputs = wiring.ModuleAt(index).inputs;
         At(index).outputs = wiring.ModuleAt(index).outputs;
         observes = observes || !At(index).watches.empty();
+        auto* const source = At(index).source ? dynamic_cast<TCBaseModuleEx*>(At(index).module) : nullptr;
+        if (source != nullptr) At(index).handle = source->GetWaitHandle(At(index).awaited);
+        if (At(index).handle != nullptr) At(index).pace = nullptr;  // it has one of its own
     }
     for (int index = 0; index < static_cast<int>(lines.size()); ++index) {
         LineAt(index).to = wiring.LineAt(index).to;
@@ -120,11 +140,12 @@ Scheduler::End Scheduler::RunBeyond(int place) {
     bool isHeard = true;
     thrown = WhatItThrows([&] {
         do
-            while (goesOn && isHeard && (position = policy.Choose()) >= 0 && At(position).place > place) {
+            while (goesOn && isHeard && (goesOn = AskWaiting()) && (position = policy.Choose()) >= 0 &&
+                   At(position).place > place) {
                 goesOn = StepNext();
                 isHeard = !goesOn || outlet == nullptr || outlet->HasStepped(LastPlace());
             }
-        while (goesOn && isHeard && place < 0 && EndLines());
+        while (goesOn && isHeard && place < 0 && (EndLines() || WaitForSources()));
     });
     current = before;
     if (!goesOn || !thrown.empty()) return End::Failed;
@@ -205,12 +226,81 @@ bool Scheduler::Step(Node& node) {
     return true;
 }
 
-// A module without work is asked again when a block arrives. Sources are held to have ended then; a live one
-// that has nothing now but will have, until its Fetch answers 2, would have to be asked again in time.
+// Sources that have nothing now are asked again when it is the turn of a source. False when one failed.
+bool Scheduler::AskWaiting() {
+    if (waiting == 0 || !policy.IsTurnOfSources()) return true;
+    for (position = 0; position < static_cast<int>(nodes.size()); ++position)
+        if (At(position).waits && HasWork(At(position)))
+            EndWait(At(position));
+        else if (code < 0)
+            return false;
+    return true;
+}
+
+// True when something may go on.
+bool Scheduler::WaitForSources() {
+    if (waiting == 0) return false;
+    const bool mayEnd = options.interruption != nullptr && !interruptSeen;
+    if (mayEnd && options.interruption->IsRaised()) {
+        Interrupt();
+        return true;
+    }
+    handles.clear();
+    for (const Node& node : nodes)
+        if (node.waits) handles.push_back(node.handle);
+    if (mayEnd) handles.push_back(options.interruption->Handle());
+    if (options.gauge != nullptr) handles.push_back(options.gauge->Handle());
+    if (waitBegan < 0.0) waitBegan = clock.Milliseconds();
+    if (options.gauge != nullptr) options.gauge->Calls(-1);
+    AfterWait(clock.WaitForAny(handles, WaitUntil()));
+    return true;
+}
+
+double Scheduler::WaitUntil() const {
+    double until = options.limit.milliseconds > 0.0 ? begin + options.limit.milliseconds : HUGE_VAL;
+    for (const Node& node : nodes)
+        if (node.waits && !node.waitTold) until = std::min(until, waitBegan + UNTOLD_WAIT);
+    return until;
+}
+
+void Scheduler::AfterWait(int signalled) {
+    if (options.gauge != nullptr && options.gauge->IsAsked()) AnswerGauge();
+    if (signalled >= 0 && signalled < waiting) return;
+    const double now = clock.Milliseconds();
+    if (now >= waitBegan + UNTOLD_WAIT) TellWaits();
+    if (options.limit.milliseconds <= 0.0 || now < begin + options.limit.milliseconds) return;
+    for (Node& node : nodes)
+        if (node.waits) AskToEnd(node);
+}
+
+void Scheduler::TellWaits() {
+    for (Node& node : nodes)
+        if (node.waits && !std::exchange(node.waitTold, true) && options.onWait)
+            options.onWait(*node.name, Text(node.awaited));
+}
+
+void Scheduler::BeginWait(Node& node) {
+    if (!std::exchange(node.waits, true)) ++waiting;
+    policy.HasNothingNow(static_cast<int>(&node - nodes.data()));
+}
+
+void Scheduler::EndWait(Node& node) {
+    if (std::exchange(node.waits, false)) --waiting;
+    waitBegan = -1.0;
+    policy.MayHaveWork(static_cast<int>(&node - nodes.data()));
+}
+
+// A module without work is asked again when a block arrives. Sources are held to have ended then, unless they
+// have a wait handle.
 bool Scheduler::HasWork(Node& node) {
     const int verdict = node.module->Fetch();
     code = std::min(verdict, 0);
     if (verdict == 0) return true;
+    if (verdict == 1 && node.handle != nullptr && node.stepsLeft < 0 && !node.ended) {
+        BeginWait(node);
+        return false;
+    }
+    if (node.waits) EndWait(node);
     policy.HasNoWork(position);
     if (!node.source) return false;
     node.ended = true;
@@ -335,6 +425,7 @@ void Scheduler::AfterSourceStep(Node& node, int made) {
     if (made > 0) {
         node.lastSign = -1.0;
         MeasureSignal(node);
+        CheckLimit(node);
     } else {
         const double now = clock.Milliseconds();
         if (node.lastSign < 0.0) node.lastSign = now;
@@ -349,24 +440,34 @@ void Scheduler::AfterSourceStep(Node& node, int made) {
 void Scheduler::MeasureSignal(Node& node) {
     double before = 0.0;
     double after = 0.0;
+    double gap = 0.0;
     bool tells = false;
+    SourceCount given;
     for (const int index : node.outputs) {
         Line& line = LineAt(index);
         if (!line.first) continue;
         before = std::max(before, line.signal);
         const int depth = policy.DepthOf(index);
+        SourceCount sent;
         for (int block = depth - line.unmeasured; block < depth; ++block) {
-            const Extent extent = ExtentWithChannels(*line.receiver->GetWaitingBlock(block));
+            const TCIOStream::Block& made = *line.receiver->GetWaitingBlock(block);
+            const Extent extent = ExtentWithChannels(made);
             bytes += static_cast<double>(extent.values) * line.elementSize;
-            if (node.gate != nullptr) NoteEnd(node, *line.receiver->GetWaitingBlock(block), extent.length);
+            sent.Add(extent.samples, EndsSignal(made));
+            if (node.handle != nullptr) gap = std::max(gap, GapBefore(node, made));
+            if (node.gate != nullptr || node.handle != nullptr) NoteEnd(node, made, extent.length);
             if (extent.length < 0.0 || !line.isTimed) continue;
             line.signal += lastLength = extent.length;
             tells = true;
         }
         line.unmeasured = 0;
         after = std::max(after, line.signal);
+        given.TakeLarger(sent);
     }
+    given.milliseconds = tells ? after - before : 0.0;
+    node.given.Join(given);
     policy.HasMade(position, tells ? after - before : lastLength);
+    if (gap > 0.0) policy.HasGap(position, gap);
     if (!tells) return;
     signalSeconds = std::max(signalSeconds, after / 1000.0);
     if (node.pace != nullptr) node.pace->HasMade(after);
@@ -380,17 +481,26 @@ void Scheduler::Interrupt() {
     for (Node& node : nodes) {
         if (!node.source || node.ended) continue;
         interrupted = true;
-        auto* module = dynamic_cast<TCBaseModuleEx*>(node.module);
-        if (module == nullptr) {
-            EndSource(node);
-            continue;
-        }
-        module->Interrupt();
-        node.stepsLeft = STEPS_AFTER_INTERRUPT;
+        AskToEnd(node);
     }
 }
 
+void Scheduler::AskToEnd(Node& node) {
+    auto* module = dynamic_cast<TCBaseModuleEx*>(node.module);
+    if (module == nullptr) return EndSource(node);
+    module->Interrupt();
+    node.stepsLeft = STEPS_AFTER_INTERRUPT;
+    if (node.waits) EndWait(node);
+}
+
+void Scheduler::CheckLimit(Node& node) {
+    if (node.stepsLeft >= 0 || !options.limit.IsAny()) return;
+    if (options.limit.HasAllSignals(node.given)) return EndSource(node);
+    if (options.limit.EndsWithNextBlock(node.given)) AskToEnd(node);
+}
+
 void Scheduler::EndSource(Node& node) {
+    if (node.waits) EndWait(node);
     node.ended = true;
     node.stepsLeft = 0;
     policy.HasNoWork(static_cast<int>(&node - nodes.data()));

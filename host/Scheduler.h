@@ -12,6 +12,7 @@
 #include "host/FairTurns.h"
 #include "host/Interruption.h"
 #include "host/RunGauge.h"
+#include "host/RunLimit.h"
 #include "host/RunReport.h"
 #include "host/SourcePace.h"
 #include "host/Wiring.h"
@@ -49,6 +50,7 @@ struct RunOptions {
     std::chrono::milliseconds patience{10000};
     // Whether sources make their blocks no faster than at their sample rate.
     bool realtime = false;
+    RunLimit limit;                              // of each source
     const Interruption* interruption = nullptr;  // ends the run early; may be null
     tc::Clock* clock = nullptr;                  // null: the machine's
     RunGauge* gauge = nullptr;                   // through which others look on; may be null
@@ -61,6 +63,8 @@ struct RunOptions {
     // What the run says, on its thread; each may be empty. An instance's name is empty for the whole run.
     std::function<void(const RunProgress&)> onProgress;  // some times a second
     std::function<void(const std::string& instance, const std::string& state)> onState;
+    // A source has had nothing to give for 1.5 s; once for each.
+    std::function<void(const std::string& instance, const std::string& what)> onWait;
     std::function<void(const std::string& text)> onWarning;
     std::function<void(const std::string& text)> onError;
     // How the run is split on threads, and which lines are not cut and why.
@@ -74,6 +78,9 @@ struct RunOptions {
 // A module has work when its Fetch answers 0. One whose step neither takes nor makes a block is left alone
 // until a block arrives, because what waits is not enough for it. But the blocks of an output without a line
 // cannot be seen: a module with such an output is asked again, as long as it has been known to end.
+//
+// A source with a wait handle whose Fetch answers 1 has nothing now. It is asked again before another source
+// steps, and when no module has work, the run waits for all such sources at once.
 //
 // The modules are wired and initialised. One thread.
 class Scheduler {
@@ -126,6 +133,11 @@ class Scheduler {
         std::unique_ptr<SourcePace> pace;  // of a source in a run in real time
         ParameterGate* gate = nullptr;     // that this is, or that a source has
         double next = -HUGE_VAL;  // ms, when the next block of such a source begins, once it is known
+        void* handle = nullptr;   // of a source that may wait
+        const char* awaited = "";
+        bool waits = false;
+        bool waitTold = false;
+        SourceCount given;        // of a source
         bool hasStepped = false;  // since its last block: too late for changes to that block
         std::vector<Watch> watches;
     };
@@ -191,6 +203,13 @@ class Scheduler {
     Line& LineAt(int index) { return lines[static_cast<std::size_t>(index)]; }
 
     bool StepNext();
+    bool AskWaiting();
+    bool WaitForSources();
+    double WaitUntil() const;
+    void AfterWait(int signalled);
+    void BeginWait(Node& node);
+    void EndWait(Node& node);
+    void TellWaits();
     bool StepObserved(Node& node);
     bool StepTimed(Node& node);
     static void ShowMade(const Watch& watch);
@@ -207,6 +226,8 @@ class Scheduler {
     void MakeChanges(Node& node);
     std::string MakeChange(Node& node, const LiveChange& change);
     void Interrupt();
+    void AskToEnd(Node& node);
+    void CheckLimit(Node& node);
     void EndSource(Node& node);
     void AnswerGauge();
     void TellProgress();
@@ -230,6 +251,9 @@ class Scheduler {
     std::size_t modulesOfGraph = 0;  // without gates, and without the lines from them
     std::size_t linesOfGraph = 0;
     bool hasBegun = false;
+    int waiting = 0;          // sources
+    double waitBegan = -1.0;  // since then nothing came; -1: something has
+    std::vector<void*> handles;
     double signalSeconds = -1.0;
     double lastLength = 1.0;  // ms, of the last block that had one
     double bytes = 0.0;

@@ -272,6 +272,19 @@ void AddRunOptions(CLI::App& command, host::CommandOptions& options) {
         ->disable_flag_override();
 }
 
+void AddLimit(CLI::App& command, host::RunLimit& limit) {
+    const auto read = [&limit](const std::string& text) {
+        std::string error;
+        return host::RunLimit::Read(text, limit, error) ? std::string() : error;
+    };
+    command
+        .add_option_function<std::string>(
+            "--for", [](const std::string&) {},
+            "Ends each source after this time, as 10s or 2min, or number, as 48000samples or 3signals")
+        ->check(CLI::Validator(read, ""))
+        ->type_name("LENGTH");
+}
+
 void AddLanguage(CLI::App& app, std::string& language) {
     app.add_option("--language", language,
                    "The language of messages; may also follow the command. Default: the profile's, else "
@@ -325,6 +338,7 @@ CLI::App* AddRun(CLI::App& app, host::CommandOptions& options, std::string& form
         ->needs(place);
     AddStrict(*run, options);
     AddRunOptions(*run, options);
+    AddLimit(*run, options.limit);
     return run;
 }
 

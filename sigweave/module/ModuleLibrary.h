@@ -28,7 +28,8 @@ TC_API int TCGetInterfaceVersionRequiredByModule();
 // provides less, or requires more, before it creates a module.
 //
 // 801: a parameter also has what a form needs; GetFiles, CheckStart and ForetellOutput were appended.
-inline constexpr int TC_INTERFACE_VERSION = 801;
+// 802: OnLiveChanged, OfferRunFacts and GetWaitHandle were appended.
+inline constexpr int TC_INTERFACE_VERSION = 802;
 
 // What a library that states nothing counts as providing and requiring, and the least that any counts as.
 inline constexpr int TC_INTERFACE_VERSION_PROVIDED = 800;

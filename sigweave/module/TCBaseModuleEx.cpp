@@ -143,6 +143,7 @@ long TCBaseModuleEx::GetMessageA(unsigned id, long param) {
         interrupted = false;
         lastError.Empty();
         ClearResults();
+        sourceGaps = {};
     }
     return TCBaseModule::GetMessageA(id, param);
 }
@@ -223,6 +224,10 @@ TCForetoldSignal TCBaseModuleEx::ForetellOutput(int, std::span<const TCForetoldS
 }
 
 void TCBaseModuleEx::OfferRunFacts(TCRunFacts&, const char*) {}
+
+void* TCBaseModuleEx::GetWaitHandle(const char*&) {
+    return nullptr;
+}
 
 bool TCBaseModuleEx::IsGiven(const char* name) const {
     const int index = FindIndex(name);
@@ -561,6 +566,11 @@ void TCBaseModuleEx::AddResult(const char* signal, const char* quantity, double 
     TCModuleResult result{signal, quantity, value, {}};
     unit.ToString(result.unit);
     results.Add(result);
+}
+
+void TCBaseModuleEx::AddGap(long long samples, double began) {
+    if (sourceGaps.count++ == 0) sourceGaps.first = began;
+    sourceGaps.samples += samples;
 }
 
 int TCBaseModuleEx::Fail(int code, const TCString& text) {

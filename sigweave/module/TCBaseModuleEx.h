@@ -27,6 +27,14 @@ struct TCModuleResult {
     TCString unit;  // as TCSI_Unit::ToString writes it
 };
 
+// What a source could not give because it was lost on the way: its signal ended before each gap and began
+// again after it.
+struct TCModuleGaps {
+    long long count = 0;
+    long long samples = 0;  // of each channel, in all gaps together; those of a gap of unknown length not
+    double first = 0.0;     // when the first gap began, in milliseconds since 1970-01-01 00:00 UTC
+};
+
 // A file that a module reads or writes.
 struct TCModuleFile {
     // Never change, only append.
@@ -116,6 +124,12 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // Where a host may call the module (see DeclarePlacement). Never change, only append.
     enum PLACEMENT : int { FIRST_THREAD = 0, ANY_THREAD = 1, ANY_THREAD_JOINS = 2 };
     PLACEMENT GetPlacement() const;
+    // 38: of a source that may have nothing now and more later: what wakes the host (see
+    // tc::WaitForAnyHandle), signalled while Fetch would answer anything but 1. Until its Fetch has answered
+    // 2, a 1 means "nothing now" then. `what` becomes the thing that is waited for, in words for the user.
+    // Both belong to the module and are valid from Init to Done; the handle is the same all that time. Null,
+    // the base's answer: the source never waits, and with its first 1 it has ended. [run]
+    virtual void* GetWaitHandle(const char*& what);
 
     // What a host reads of a parameter: its declaration itself.
     using Info = TCModuleParameter;
@@ -175,6 +189,9 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // as the module works and is emptied when a run begins, so copy what is to be kept.
     const TCArray<TCModuleResult>& GetResults() const { return results; }
 
+    // What was lost so far in this run, or the last one (see AddGap).
+    const TCModuleGaps& GetGaps() const { return sourceGaps; }
+
  protected:
     ~TCBaseModuleEx();
 
@@ -229,6 +246,9 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     void UseAnyNumberOfInputs(const char* token, const char* declarator);
     void AddResult(const char* signal, const char* quantity, double value, const TCSI_Unit& unit);
     void ClearResults() { results.RemoveAll(); }
+    // Counts a gap in what a source gives: samples of each channel (0: nobody knows), and when it began, in
+    // milliseconds since 1970-01-01 00:00 UTC. A host then does not call the run complete.
+    void AddGap(long long samples, double began);
     // For GetFiles: a file that is written by way of tc::ReplacedFile, and the names that it has meanwhile.
     static void AddReplacedFile(TCArray<TCModuleFile>& files, const char* path, const char* parameter);
     // Keeps the text for GetLastErrorText and answers the code: `return Fail(tc::MODULE_FAILED, FULL,
@@ -293,4 +313,5 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // built.
     std::uint8_t placementAndSource = 0;
     bool interrupted = false;
+    TCModuleGaps sourceGaps;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "sigweave/platform/Export.h"
 
@@ -25,6 +26,8 @@ class TC_API Clock {
     // Waits until it is that time, infinity included; false when the handle (see Event.h; null: none) is
     // signalled before.
     virtual bool WaitUntil(double milliseconds, void* stop) = 0;
+    // Waits until one of the handles is signalled (its position) or it is that time, infinity included (-1).
+    virtual int WaitForAny(std::span<void* const> handles, double milliseconds);
 };
 
 // The performance counter. It lives as long as the process.

@@ -257,4 +257,43 @@ TEST(PositionSet, FindsTheLargest) {
     EXPECT_EQ(set.Largest(), -1);
 }
 
+// How many steps a source of blocks of 10 ms makes beside one that has nothing now.
+int StepsBesideAnIdleOne(bool joined, int depthAtJoin, bool alsoElsewhere = false) {
+    Wiring wiring;
+    const int live = wiring.AddModule(true);
+    const int other = wiring.AddModule(true);
+    const int sink = wiring.AddModule(false);
+    const int join = wiring.AddModule(false);
+    const int line = wiring.AddLine(other, joined ? join : sink, true);
+    wiring.AddLine(live, join, true);
+    if (alsoElsewhere) {
+        const int third = wiring.AddModule(true);
+        const int second = wiring.AddModule(false);
+        wiring.AddLine(other, second, false);
+        wiring.AddLine(third, second, true);
+    }
+    wiring.FindSources();
+    FairTurns turns(wiring, ROOM);
+    turns.HasNothingNow(live);
+    if (alsoElsewhere) turns.HasDepth(3, 1), turns.HasNothingNow(4);
+    int steps = 0;
+    for (int module; steps < 5000 && (module = turns.Choose()) >= 0;) {
+        if (module != other) {
+            turns.HasNoWork(module);
+            continue;
+        }
+        turns.HasMade(other, 10.0);
+        turns.HasDepth(line, std::min(++steps, depthAtJoin));
+    }
+    return steps;
+}
+
+TEST(FairTurns, ASourceThatHasNothingNowHoldsUpOnlyThoseThatItMeets) {
+    EXPECT_EQ(StepsBesideAnIdleOne(false, 0), 5000) << "nothing to do with it";
+    EXPECT_EQ(StepsBesideAnIdleOne(true, 5000), 17) << "a full line";
+    EXPECT_EQ(StepsBesideAnIdleOne(true, 0), 1001) << "what the join keeps itself: 10 s";
+    EXPECT_EQ(StepsBesideAnIdleOne(true, 5000, true), 1001)
+        << "a full line, and blocks wait for it elsewhere";
+}
+
 }  // namespace

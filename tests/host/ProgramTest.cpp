@@ -385,7 +385,7 @@ TEST_F(Program, BrokenLibrariesAreToldAndLeaveTheOthersAlone) {
     EXPECT_EQ(good.code, 0) << "the graph needs none of the broken ones";
     for (const char* told : {"text.so: cannot be loaded (", "cut.so: cannot be loaded (file too short)",
                              "NoEntryPoints.so: does not export TCModuleLibrary_GetCount",
-                             "NewerVersion.so: needs interface version 900, and this program provides 801",
+                             "NewerVersion.so: needs interface version 900, and this program provides 802",
                              "OlderVersion.so: was built with older headers: it provides interface version "
                              "800, and this program needs 801",
                              "UnresolvedSymbol.so: cannot be loaded (undefined symbol: NowhereDefined)",

@@ -439,4 +439,139 @@ TEST(LiveChanges, AFileOfThemIsReadWithEveryMistake) {
     EXPECT_EQ(lines, "5 6 7 8 ");
 }
 
+// A source that has as many blocks as somebody gave it.
+class LiveSource final : public TCBaseModuleEx {
+ public:
+    explicit LiveSource(int instance) : TCBaseModuleEx(instance, {}) {
+        DeclareSource();
+        portHelper->SetPort(OUTPUT, 0, "Signal", "DOUBLE[]", "TIME_DOMAIN", true);
+    }
+    const char* GetModuleId() const override { return "LiveSource"; }
+    const char* GetDescription() const override { return "Waits"; }
+    void* GetWaitHandle(const char*& what) override {
+        what = "the moon";
+        return event.GetHandle();
+    }
+    void Give(int blocks, bool last) {
+        given += blocks;
+        ends = last;
+        event.Set();
+    }
+    int Fetch() override {
+        ++asked;
+        if (!ended && (made < given || IsInterrupted())) return 0;
+        if (!ended) event.Reset();
+        return ended ? TCBaseModuleEx::Fetch() : 1;
+    }
+    int Execute() override {
+        TCTypeInfo info;
+        info.SetSamplerate(10.0);
+        if (made == lostBefore) {
+            AddGap(4096, 1.6e12 + 43203210.0);
+            AddGap(4, 1.6e12 + 43204210.0);
+        }
+        const bool first = made == 0 || made == lostBefore;
+        ended = IsInterrupted() || (ends && made + 1 == given);
+        info.SetState(tc::BlockState(first, ended || made + 1 == lostBefore));
+        info.SetTimestamp(1.6e12 + 100.0 * made++);
+        portHelper->SetTypeInfo(0, info);
+        if (ended) portHelper->SetReadyFlag(false);
+        return portHelper->WriteDblVal(0, 1.0);
+    }
+
+    int asked = 0;
+    int made = 0;
+    int lostBefore = -1;  // the block
+
+ private:
+    tc::Event event;
+    int given = 0;
+    bool ends = false;
+    bool ended = false;
+};
+
+// A live source alone before a sink; what happens once it was told what the run waits for.
+RunReport RunLive(const std::function<void(LiveSource&, host::Interruption&)>& onWait,
+                  host::RunLimit limit = {}, int lostBefore = -1) {
+    Bench bench;
+    auto& live = bench.Add<LiveSource>("live");
+    live.lostBefore = lostBefore;
+    bench.Add<TestJoin>("sum");
+    bench.Wire("live", "sum");
+    HandMovedClock clock;
+    host::Interruption interruption;
+    host::RunOptions options;
+    options.clock = &clock;
+    options.interruption = &interruption;
+    options.limit = limit;
+    std::vector<std::string> waits;
+    options.onWait = [&](const std::string& instance, const std::string& what) {
+        waits.push_back(instance + " " + what);
+        onWait(live, interruption);
+    };
+    RunReport report = bench.Run(options);
+    EXPECT_THAT(waits, ElementsAre("live the moon")) << "once";
+    EXPECT_LT(live.asked, 3 * live.made + 10) << "it is not asked over and over";
+    return report;
+}
+
+TEST(Runner, WaitsForASourceThatHasNothingNow) {
+    const RunReport report = RunLive([](LiveSource& live, auto&) { live.Give(5, true); });
+    EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
+    EXPECT_EQ(ResultOf(report, "sum"), 5.0);
+    EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
+    EXPECT_DOUBLE_EQ(report.seconds, 1.5) << "of waiting";
+}
+
+TEST(Runner, AnInterruptEndsTheWaitForASource) {
+    const RunReport report = RunLive([](LiveSource& live, host::Interruption& interruption) {
+        live.Give(2, false);
+        interruption.Raise();
+    });
+    EXPECT_EQ(report.verdict, Verdict::Interrupted);
+    EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
+}
+
+TEST(Runner, ASourceThatGivesNothingEndsWithTheTimeOfTheRun) {
+    const RunReport report = RunLive([](auto&, auto&) {}, {.milliseconds = 10000.0});
+    EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
+    EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
+    EXPECT_DOUBLE_EQ(report.seconds, 10.0);
+}
+
+TEST(Runner, GapsAreCountedAndTheRunIsNotComplete) {
+    const RunReport report = RunLive([](LiveSource& live, auto&) { live.Give(5, true); }, {}, 3);
+    EXPECT_EQ(report.verdict, Verdict::Gaps);
+    EXPECT_EQ(report.explanation, "live: 2 gaps, 4,100 samples, the first at 00:26:43.21");
+    EXPECT_EQ(ResultOf(report, "stopped"), 2.0);
+    EXPECT_THAT(host::WriteTable(report), HasSubstr("lost samples          4100"));
+    EXPECT_THAT(host::WriteJson(report, ""), HasSubstr(R"("samples": 4100)"));
+}
+
+TEST(Runner, LimitsEndEverySourceAlike) {
+    const struct {
+        const char* text;
+        double made;
+    } rows[] = {{"24s", 6}, {"25 s", 7}, {"0.5min", 8}, {"40 samples", 10}, {"1signal", 12}, {"1 sample", 2}};
+    for (const auto& row : rows) {
+        Bench bench;
+        bench.Add<TestSource>("source", "blocks=12\n");  // of 4 s
+        bench.Add<TestJoin>("sum");
+        bench.Wire("source", "sum");
+        host::RunOptions options;
+        std::string error;
+        ASSERT_TRUE(host::RunLimit::Read(row.text, options.limit, error)) << error;
+        const RunReport report = bench.Run(options);
+        EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
+        EXPECT_EQ(ResultOf(report, "made"), row.made) << row.text;
+        EXPECT_EQ(ResultOf(report, "stopped"), 1.0) << row.text;
+    }
+    for (const char* const wrong : {"", "0s", "-1s", "3 V", "1.5 samples", "samples", "3 signal s", "inf"}) {
+        host::RunLimit limit;
+        std::string error;
+        EXPECT_FALSE(host::RunLimit::Read(wrong, limit, error)) << wrong;
+        EXPECT_THAT(error, HasSubstr("10s or 2min")) << wrong;
+    }
+}
+
 }  // namespace

@@ -50,14 +50,15 @@ TEST(TCBaseModule, VirtualOperationsKeepTheirSlots) {
     using M = TCBaseModule;
     using Ex = TCBaseModuleEx;
     using Checker = TCValidateActualPortType;
-    ExpectSlotsInOrder(
-        &M::GetModuleId, &M::GetTypeOfModule, &M::GetDescription, &M::GetFrameColor, &M::AddLine, &M::DelLine,
-        &M::OnLeftDblClk, &M::GetMessageA, &M::GetBaseAdr, &M::SetBaseAdr, &M::DelBaseAdr, &M::GetNoInput,
-        &M::GetNoOutput, &M::GetInputName, &M::GetOutputName, &M::GetPortType, &M::ValidatePortType, &M::Init,
-        &M::Fetch, &M::Execute, &M::Done, &M::SetInputStream, &M::AddOutputStream, &M::DeleteStreams,
-        &M::ComputeValidationData, &M::BuildPropertyDialog, &M::OnEndShowDialog, &M::GetBaseName,
-        &Ex::GetProgress, &Ex::Interrupt, &Ex::OnSettingsChanged, &Ex::GetLastErrorText,
-        &Ex::OnInputsDeclared, &Ex::GetFiles, &Ex::CheckStart, &Ex::ForetellOutput);
+    ExpectSlotsInOrder(&M::GetModuleId, &M::GetTypeOfModule, &M::GetDescription, &M::GetFrameColor,
+                       &M::AddLine, &M::DelLine, &M::OnLeftDblClk, &M::GetMessageA, &M::GetBaseAdr,
+                       &M::SetBaseAdr, &M::DelBaseAdr, &M::GetNoInput, &M::GetNoOutput, &M::GetInputName,
+                       &M::GetOutputName, &M::GetPortType, &M::ValidatePortType, &M::Init, &M::Fetch,
+                       &M::Execute, &M::Done, &M::SetInputStream, &M::AddOutputStream, &M::DeleteStreams,
+                       &M::ComputeValidationData, &M::BuildPropertyDialog, &M::OnEndShowDialog,
+                       &M::GetBaseName, &Ex::GetProgress, &Ex::Interrupt, &Ex::OnSettingsChanged,
+                       &Ex::GetLastErrorText, &Ex::OnInputsDeclared, &Ex::GetFiles, &Ex::CheckStart,
+                       &Ex::ForetellOutput, &Ex::OnLiveChanged, &Ex::OfferRunFacts, &Ex::GetWaitHandle);
     ExpectSlotsInOrder(&Checker::ValidateTokenSet, &Checker::ValidateDeclaratorSet, &Checker::ExtractToken,
                        &Checker::ExtractDeclarator);
     ExpectSlotsInOrder(&TCArray<int>::GetGrowBy);
@@ -209,8 +210,8 @@ TEST(ModuleLibrary, InterfaceVersionRisesWithEveryLayout) {
         sizeof(TCModuleResult),   sizeof(TCModuleFile),
         sizeof(TCForetoldSignal), sizeof(TCStartCheck),
         sizeof(TCTypeInfo),       sizeof(TCSI_Unit),
-        sizeof(TCString),         static_cast<std::size_t>(SlotOf(&TCBaseModuleEx::ForetellOutput))};
-    EXPECT_EQ(layouts, std::vector<std::size_t>({801, 168, 56, 288, 56, 40, 64, 48, 88, 16, 16, 35}))
+        sizeof(TCString),         static_cast<std::size_t>(SlotOf(&TCBaseModuleEx::GetWaitHandle))};
+    EXPECT_EQ(layouts, std::vector<std::size_t>({802, 168, 56, 312, 56, 40, 64, 48, 88, 16, 16, 38}))
         << "raise TC_INTERFACE_VERSION after a release that had the old layout, then enter the new one here";
 }
 

@@ -15,6 +15,11 @@ class HandMovedClock final : public tc::Clock {
         if (std::isfinite(milliseconds)) now = std::max(now, milliseconds);
         return true;
     }
+    int WaitForAny(std::span<void* const> handles, double milliseconds) override {
+        const int found = tc::WaitForAnyHandle(handles, std::isfinite(milliseconds) ? 0.0 : INFINITY);
+        if (found < 0 && std::isfinite(milliseconds)) now = std::max(now, milliseconds);
+        return found;
+    }
     void Move(double milliseconds) { now += milliseconds; }
 
  private:

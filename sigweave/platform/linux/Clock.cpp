@@ -4,8 +4,6 @@
 #include <sched.h>
 #include <time.h>
 
-#include <span>
-
 #include "sigweave/platform/Event.h"
 
 namespace tc {
@@ -31,6 +29,10 @@ std::int64_t PerformanceFrequency() {
 }
 
 Clock::~Clock() = default;
+
+int Clock::WaitForAny(std::span<void* const> handles, double milliseconds) {
+    return WaitForAnyHandle(handles, milliseconds - Milliseconds());
+}
 
 namespace {
 
