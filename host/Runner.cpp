@@ -451,6 +451,9 @@ void Runner::Step() {
 
 void Runner::StepParts() {
     parted->Run([this](int part) { return MakeSchedulerParts(part); }, options);
+    if (options.threads == 0 && !parted->IsThreaded() && options.onNote)
+        options.onNote(
+            Bilingual("threads: more than one would not pay", "Threads: mehr als einer lohnt nicht").Text());
     Outcome outcome = NewOutcome();
     outcome.first = &parted->PartAt(0).GetScheduler();
     for (int part = 0; part < parted->Count(); ++part) Collect(parted->PartAt(part).GetScheduler(), outcome);

@@ -176,6 +176,8 @@ bool Part::HandOn() {
         outgoing.Clear();
         return true;
     }
+    // While it waits for room it is in no module, which might be taken to wait for its file.
+    if (options.gauge != nullptr) options.gauge->Calls(-1);
     outgoing.place = std::exchange(place, INT_MAX);
     outgoing.failedPart = failedPart;
     const bool taken = next->Send(outgoing);

@@ -86,7 +86,6 @@ class PartedRun {
     std::vector<std::unique_ptr<RingLink>> rings;  // to each part but the first
     std::vector<std::unique_ptr<DirectLink>> directs;
     Threads threads;
-    tc::Clock* clock = nullptr;
     bool isMeasured = false;  // as long as it is not decided whether threads pay
     double measuredSince = 0.0;
 };

@@ -198,6 +198,38 @@ TEST_F(Program, TellsWhenThereCanBeNoLog) {
     EXPECT_EQ(RunGraph(GOOD, "--log x.log --log-split 2097152").code, 2);
 }
 
+TEST_F(Program, RunsOnSeveralThreads) {
+    const std::string graph =
+        "[noise]\nmodule=Generator\nform=noise\nduration=3\nrate=8000\nblock=100\nstart=2026-01-01\n"
+        "[low]\nmodule=Filter\norder=8\ncorner=99\n[levels]\nmodule=Statistics\n"
+        "[table]\nmodule=CsvWriter\nfile=/dev/stdout\n"
+        "[lines]\nnoise.Signal=low.Signal\nlow.Signal=levels.Signal\nnoise.Signal=table.Signal\n";
+    Write("test.graph", graph);
+    const auto run = [&](const std::string& threads) {
+        return Run("run test.graph --threads " + threads, SIGWEAVE_MODULE_DIR, "table");
+    };
+    // The last line has the time that the run took.
+    const auto told = [](const Answer& answer) {
+        return answer.err.substr(0, answer.err.find(" of signal"));
+    };
+    const Answer one = run("1");
+    EXPECT_EQ(one.code, 0);
+    const std::string table = ReadAll(folder / "table");
+    EXPECT_GT(table.size(), 100000U);
+    for (const char* threads : {"2", "auto"}) {
+        const Answer several = run(threads);
+        EXPECT_EQ(several.code, 0);
+        EXPECT_EQ(ReadAll(folder / "table"), table);
+        EXPECT_THAT(told(several), testing::EndsWith(told(one)));
+    }
+    EXPECT_THAT(run("2").err, HasSubstr("note: threads: 1: noise"));
+    EXPECT_THAT(Run("run test.graph --threads 2 --set table.file=/dev/null --set table.overwrite=yes",
+                    SIGWEAVE_MODULE_DIR)
+                    .err,
+                HasSubstr("note: noise.Signal=table.Signal stays on one thread: table runs with the "
+                          "sources: it may wait for a file"));
+}
+
 TEST_F(Program, PacesSourcesInRealTime) {
     const std::string two =
         std::string("[b]\nmodule=TestSource\nblocks=2\nsize=30\nrate=200\n[t]\nmodule=TestJoin\n") + GOOD +
@@ -301,6 +333,8 @@ TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
         {"run a --report text --report json", "--report may be given once only"},
         {"run a --realtime=7", "--realtime takes no value"},
         {"run a --log ''", "--log: a file name is missing"},
+        {"run a --threads 0", "--threads: '0' is no number of threads; allowed are 1 to 256 and auto"},
+        {"run a --threads 2x --language de", "'2x' ist keine Anzahl von Threads"},
         {"run --language de", "GRAPH fehlt\nWeitere Informationen gibt --help"},
         {"run a b --language de", "'b' wurde nicht erwartet\n"},
         {"run a --log b --log-split -1 --language de", "'-1' ist nicht erlaubt; erlaubt sind 0 bis 2097151"},
