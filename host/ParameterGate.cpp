@@ -6,6 +6,7 @@
 
 #include "host/Guard.h"
 #include "host/Runner.h"
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -69,6 +70,7 @@ void ParameterGate::GetPortType(PORTTYPE, int index, const char*& typeString, in
 }
 
 TCIOStream* ParameterGate::SetInputStream(int port, int, int precision) {
+    ports[static_cast<std::size_t>(port)].kept->SetInputStream(precision);
     return ports[static_cast<std::size_t>(port)].in->SetInputStream(precision);
 }
 
@@ -77,7 +79,24 @@ void ParameterGate::AddOutputStream(int port, TCIOStream* receiver) {
 }
 
 void ParameterGate::DeleteStreams() {
-    for (Port& port : ports) port.in->DeleteStreams(), port.out->DeleteStreams();
+    for (Port& port : ports)
+        for (const auto& stream : {port.kept.get(), port.in.get(), port.out.get()}) stream->DeleteStreams();
+}
+
+// A line holds no block behind the end of a signal. So whole signals are taken off it, however long they must
+// wait for their values; while there are very many, the source of the next one fails.
+void ParameterGate::Collect(Port& port) {
+    constexpr int MOST_KEPT = 4096;
+    const int waiting = port.in->GetBlockCnt(nullptr);
+    if (waiting == 0 || port.kept->GetBlockCnt(nullptr) > MOST_KEPT) return;
+    const TCTypeInfo* const last = port.in->GetWaitingBlock(waiting - 1)->GetTI();
+    if (last == nullptr || !tc::EndsSignal(last->GetState())) return;
+    port.kept->CopyBlockRefs(*port.in);
+    port.in->RemoveContents(true);
+}
+
+TCIOStream& ParameterGate::Front(const Port& port) {
+    return Holds(*port.kept) ? *port.kept : *port.in;
 }
 
 void ParameterGate::EndLine(int port) {
@@ -86,21 +105,21 @@ void ParameterGate::EndLine(int port) {
 
 // Of the first waiting block.
 double ParameterGate::BeginOf(const Port& port) {
-    const TCTypeInfo* const info = port.in->PeekTI();
+    const TCTypeInfo* const info = Front(port).PeekTI();
     const double time = info != nullptr ? info->GetTimestamp() : port.last;
     return std::isfinite(time) ? time : port.last;
 }
 
 double ParameterGate::EndOf(const Port& port) {
-    const TCTypeInfo* const info = port.in->PeekTI();
+    const TCTypeInfo* const info = Front(port).PeekTI();
     const double rate = info != nullptr ? info->GetSamplerate() : 0.0;
-    const double length = rate > 0.0 ? 1000.0 * port.in->GetBlockLen(0, 0) / rate : 0.0;
+    const double length = rate > 0.0 ? 1000.0 * Front(port).GetBlockLen(0, 0) / rate : 0.0;
     return BeginOf(port) + (std::isfinite(length) ? length : 0.0);
 }
 
 bool ParameterGate::AreSignalsOver() const {
     return std::ranges::all_of(
-        ports, [](const Port& port) { return port.driver >= 0 || (port.over && !Holds(*port.in)); });
+        ports, [](const Port& port) { return port.driver >= 0 || (port.over && !Holds(Front(port))); });
 }
 
 // When the signals go on: false while that is not known, or when they do not.
@@ -108,7 +127,7 @@ bool ParameterGate::FindNext(double& time) const {
     bool any = false;
     for (const Port& port : ports) {
         if (port.driver >= 0) continue;
-        const bool holds = Holds(*port.in);
+        const bool holds = Holds(Front(port));
         if (!holds && !port.over) return false;
         if (holds) time = any ? std::min(time, BeginOf(port)) : BeginOf(port);
         any = any || holds;
@@ -121,8 +140,8 @@ bool ParameterGate::TakeDriversUpTo(double time) {
     bool isCertain = true;
     for (Port& port : ports) {
         if (port.driver < 0) continue;
-        while (Holds(*port.in) && EndOf(port) <= time + TOLERANCE) TakeDriver(port);
-        isCertain = isCertain && (port.over || Holds(*port.in));
+        while (Holds(Front(port)) && EndOf(port) <= time + TOLERANCE) TakeDriver(port);
+        isCertain = isCertain && (port.over || Holds(Front(port)));
     }
     return isCertain;
 }
@@ -130,16 +149,17 @@ bool ParameterGate::TakeDriversUpTo(double time) {
 void ParameterGate::TakeDriver(Port& port) {
     TCExtPar& parameter = parameters[static_cast<std::size_t>(port.driver)];
     double value = 0.0;
-    const TCTypeInfo* const info = port.in->PeekTI();
+    const TCTypeInfo* const info = Front(port).PeekTI();
     port.last = EndOf(port);
-    const bool hasValue = LastValue(*port.in, value);
+    const bool hasValue = LastValue(Front(port), value);
     const bool isAllowed =
         !hasValue || parameter.Take(value, info != nullptr ? info->GetUnit() : TCSI_Unit());
     if (!isAllowed) Warn(parameter);
-    port.in->RemoveContents(false);
+    Front(port).RemoveContents(false);
 }
 
 bool ParameterGate::Decide(double time) {
+    for (Port& port : ports) Collect(port);
     if (time == NEVER) return true;
     if (!TakeDriversUpTo(time)) return false;
     Apply();
@@ -165,15 +185,17 @@ void ParameterGate::Warn(const TCExtPar& parameter) {
 
 void ParameterGate::DropDrivers() {
     for (Port& port : ports)
-        if (port.driver >= 0) port.in->RemoveContents(true);
+        if (port.driver >= 0) port.kept->RemoveContents(true), port.in->RemoveContents(true);
 }
 
 int ParameterGate::Fetch() {
-    return std::ranges::any_of(ports, [](const Port& port) { return Holds(*port.in); }) ? 0 : 1;
+    const auto holds = [](const Port& port) { return Holds(Front(port)); };
+    return std::ranges::any_of(ports, holds) ? 0 : 1;
 }
 
 int ParameterGate::Execute() {
     double time = 0.0;
+    for (Port& port : ports) Collect(port);
     if (AreSignalsOver()) {
         DropDrivers();
         return 0;
@@ -186,9 +208,9 @@ int ParameterGate::Execute() {
 
 int ParameterGate::HandOn(double time) {
     for (Port& port : ports) {
-        if (port.driver >= 0 || !Holds(*port.in) || BeginOf(port) > time + TOLERANCE) continue;
+        if (port.driver >= 0 || !Holds(Front(port)) || BeginOf(port) > time + TOLERANCE) continue;
         port.last = EndOf(port);
-        const int code = port.out->ForwardBlock(*port.in);
+        const int code = port.out->ForwardBlock(Front(port));
         if (code < 0) return code;
     }
     return 0;

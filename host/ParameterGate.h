@@ -74,9 +74,12 @@ class ParameterGate final : public TCBaseModule {
         bool over = false;
         double last = 0.0;  // the time of the block before
         std::unique_ptr<TCIOStream> in = std::make_unique<TCIOStream>();
+        std::unique_ptr<TCIOStream> kept = std::make_unique<TCIOStream>();  // whole signals that came before
         std::unique_ptr<TCIOStream> out = std::make_unique<TCIOStream>();
     };
 
+    static void Collect(Port& port);
+    static TCIOStream& Front(const Port& port);
     static double BeginOf(const Port& port);
     static double EndOf(const Port& port);
     bool FindNext(double& time) const;

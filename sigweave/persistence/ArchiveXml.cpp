@@ -90,7 +90,10 @@ class Writer {
     explicit Writer(xmlDoc* newTree) : tree(newTree) {
         if (tree->dict == nullptr) tree->dict = xmlDictCreate();
         complete = tree->dict != nullptr;
-        for (std::size_t i = 0; complete && i < std::size(ELEMENTS); ++i) elements[i] = Name(ELEMENTS[i]);
+        if (!complete) return;
+        for (std::size_t i = 0; i < std::size(ELEMENTS); ++i) elements[i] = Name(ELEMENTS[i]);
+        numberName = Name("number");
+        labelName = Name("label");
     }
 
     void WriteItems(xmlNode* parent, const std::vector<ArchiveItem>& items) {
@@ -105,8 +108,8 @@ class Writer {
         xmlNode* const element = xmlAddChild(parent, xmlNewDocNodeEatName(tree, nullptr, name, nullptr));
         complete = element != nullptr;
         if (!complete) return;
-        Attribute(element, "number", NumberText(item.number));
-        if (!item.label.empty()) Attribute(element, "label", item.label);
+        Attribute(element, numberName, NumberText(item.number));
+        if (!item.label.empty()) Attribute(element, labelName, item.label);
         switch (item.type) {
             case Type::Subsection:
                 return WriteItems(element, item.items);
@@ -127,12 +130,12 @@ class Writer {
     void Double(xmlNode* element, std::uint64_t bits) {
         const auto value = std::bit_cast<double>(bits);
         if (std::isfinite(value)) return Text(element, NumberText(value));
-        Attribute(element, "bits", NumberText(bits, 16));
+        Attribute(element, Name("bits"), NumberText(bits, 16));
     }
 
     void String(xmlNode* element, const std::string& text) {
         if (text.find('\0') == text.npos) return Text(element, text);
-        Attribute(element, "form", "hex");
+        Attribute(element, Name("form"), "hex");
         Text(element, HexText(text));
     }
 
@@ -144,15 +147,15 @@ class Writer {
         const xmlNode* const root = parsed != nullptr ? xmlDocGetRootElement(parsed->tree) : nullptr;
         std::string buffer;
         if (root == nullptr || InnerXml(root) != ToUtf8(text, buffer)) {
-            Attribute(element, "form", "text");
+            Attribute(element, Name("form"), "text");
             return Text(element, text);
         }
         for (xmlNode* node = root->children; node != nullptr; node = node->next)
             complete = complete && xmlAddChild(element, xmlDocCopyNode(node, tree, 1)) != nullptr;
     }
 
-    void Attribute(xmlNode* element, const char* name, std::string_view value) {
-        xmlAttr* const attribute = xmlNewNsPropEatName(element, nullptr, Name(name), nullptr);
+    void Attribute(xmlNode* element, xmlChar* name, std::string_view value) {
+        xmlAttr* const attribute = xmlNewNsPropEatName(element, nullptr, name, nullptr);
         complete = complete && attribute != nullptr;
         if (complete) Text(attribute, value);
     }
@@ -189,7 +192,9 @@ class Writer {
         return const_cast<xmlChar*>(xmlDictLookup(tree->dict, XmlChars(name), -1));
     }
 
-    xmlChar* elements[std::size(ELEMENTS)] = {};  // the dictionary's
+    xmlChar* elements[std::size(ELEMENTS)] = {};  // these are the dictionary's
+    xmlChar* numberName = nullptr;
+    xmlChar* labelName = nullptr;
     xmlDoc* tree;
     bool complete = true;
 };

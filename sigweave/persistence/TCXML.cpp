@@ -324,10 +324,10 @@ bool TCXML::GetNodeText(const TCXMLNode& node, TCString& text) {
 }
 
 bool TCXML::GetNodeXML(const TCXMLNode& node, TCString& xml) {
-    if (!node || tc::IsBeyondLimits(XmlAccess::Node(node), 0)) return Fail(tc::NO_XML);
+    if (!node) return Fail(tc::NO_XML);
     tc::XmlWriter writer;
     writer.Node(XmlAccess::Node(node), -1);
-    if (writer.Text().size() > INT_MAX) return Fail(tc::NO_XML);
+    if (writer.WentBeyondLimits() || writer.Text().size() > INT_MAX) return Fail(tc::NO_XML);
     xml.AllocCopy(writer.Text());
     return true;
 }

@@ -104,6 +104,15 @@ void XmlWriter::Node(const xmlNode* node, int level) {
 }
 
 void XmlWriter::Element(const xmlNode* element, int level) {
+    beyondLimits = beyondLimits || depth == MOST_LEVELS || HasTooManyAttributes(element);
+    if (beyondLimits) return;
+    ++depth;
+    StartTag(element);
+    if (element->children != nullptr) Inside(element, level);
+    --depth;
+}
+
+void XmlWriter::StartTag(const xmlNode* element) {
     Raw("<");
     Name(element->ns, element->name);
     for (const xmlNs* ns = element->nsDef; ns != nullptr; ns = ns->next) {
@@ -117,8 +126,10 @@ void XmlWriter::Element(const xmlNode* element, int level) {
         Raw(" ");
         Attribute(attribute);
     }
-    if (element->children == nullptr) return Raw("/>");
-    Raw(">");
+    Raw(element->children == nullptr ? "/>" : ">");
+}
+
+void XmlWriter::Inside(const xmlNode* element, int level) {
     Children(element, level);
     Raw("</");
     Name(element->ns, element->name);

@@ -29,9 +29,14 @@ class XmlWriter {
     // Hands the rest to the file. False when that, or an earlier write, failed.
     bool Flush();
     std::string& Text() { return buffer; }
+    // Whether elements were nested deeper, or had more attributes, than can be read again; the text is not
+    // whole then. For who writes into a string; before a file is touched, see IsBeyondLimits below.
+    bool WentBeyondLimits() const { return beyondLimits; }
 
  private:
     void Element(const xmlNode* element, int level);
+    void StartTag(const xmlNode* element);
+    void Inside(const xmlNode* element, int level);
     void Children(const xmlNode* element, int level);
     void Attribute(const xmlAttr* attribute);
     void Name(const xmlNs* ns, const xmlChar* name);
@@ -42,6 +47,8 @@ class XmlWriter {
     std::FILE* file;
     std::string buffer;
     bool complete = true;
+    int depth = 0;  // of elements that are open
+    bool beyondLimits = false;
 };
 
 // Whether the node or elements below it are nested deeper, or have more attributes, than can be read again;

@@ -264,6 +264,19 @@ TEST(RecordCommands, RunTheGraphOfARecordingAgain) {
                                                          "-?[0-9.e-]+ and -?[0-9.e-]+\n$"));
 }
 
+// The player is ahead of what drives the recorder, by whole signals.
+TEST(RecordCommands, RunARecorderAgainThatWasSwitched) {
+    std::ofstream("take.graph") << "[lfo]\nmodule=Generator\nform=square\nfrequency=4\namplitude=0.5\n"
+                                   "offset=0.5\nrate=100\nblock=5\nduration=2\nstart=2026-01-01\n[noise]\n"
+                                   "module=Generator\nform=noise\nrate=1000\nblock=50\nduration=2\n"
+                                   "start=2026-01-01\n[take]\nmodule=Recorder\nfile="
+                                << FreshFile("take.mcap")
+                                << "\n[lines]\nnoise.Signal=take.Signal\nlfo.Signal=take.on\n";
+    ASSERT_EQ(Host("run take.graph"), 0) << ReadText("told");
+    EXPECT_EQ(Host("rerun take.mcap"), 0);
+    EXPECT_EQ(ReadText("told"), "these sources were not recorded and ran anew: lfo\nidentical\n");
+}
+
 TEST(RecordCommands, RunSourcesThatWereNotRecordedAtTheTimeOfTheRecordedRun) {
     std::ofstream("take.graph") << "[tone]\nmodule=Generator\n[smooth]\nmodule=Filter\ncorner=1000\n"
                                    "[take]\nmodule=Recorder\nfile="
