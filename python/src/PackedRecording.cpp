@@ -144,7 +144,15 @@ void PackedRecording::AddParts(int signal, const std::vector<FrameArray>& found,
 RecordedPart& PackedRecording::PartFor(int signal, const FrameArray& array, std::string_view frame) {
     for (RecordedPart& part : parts)
         if (part.signal == signal && part.segment == array.name) return part;
-    const std::string channel = NameOf(TCString(std::string(array.name).c_str()));
+    const auto isInFrame = [this](const std::string& segment) {
+        return std::ranges::find(arrays, std::string_view(segment), &FrameArray::name) != arrays.end();
+    };
+    const std::string channel =
+        Distinct(NameOf(TCString(std::string(array.name).c_str())), [&](const std::string& tried) {
+            return std::ranges::any_of(parts, [&](const RecordedPart& part) {
+                return part.signal == signal && part.channel == tried && isInFrame(part.segment);
+            });
+        });
     for (RecordedPart& part : parts)
         if (part.signal == signal && part.channel == channel) return part;
     RecordedPart& made = parts.emplace_back();

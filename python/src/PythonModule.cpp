@@ -3,6 +3,7 @@
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
 
+#include <cmath>
 #include <cstring>
 
 #include "sigweave/module/ModuleSignals.h"
@@ -184,7 +185,8 @@ std::string PythonModule::WhyNotTogether() const {
                        "die Signale von '%1' und '%2' beginnen und enden nicht gemeinsam; setzen Sie Align "
                        "davor")
                 .With(names);
-        if (other.arrived->GetSamplerate() != first.arrived->GetSamplerate())
+        const double rates[] = {first.arrived->GetSamplerate(), other.arrived->GetSamplerate()};
+        if (rates[0] != rates[1] && !(std::isnan(rates[0]) && std::isnan(rates[1])))
             return Bilingual("'%1' and '%2' have different samplerates; put Resample before one of them",
                              "'%1' und '%2' haben verschiedene Abtastraten; setzen Sie Resample vor eines")
                 .With(names);

@@ -106,9 +106,15 @@ void Track::Append(const TCIOStream::Block& block) {
         Find("").Append(nullptr, info);
         return;
     }
+    std::vector<std::string> used;
     for (int index = 0; index < count; ++index) {
         const TCIOStream::DataSegment& segment = *block.Segment(index);
-        const std::string name = NameOf(segment.GetName());
+        std::string name = NameOf(segment.GetName());
+        if (count > 1) {
+            name = Distinct(
+                name, [&](const std::string& other) { return std::ranges::find(used, other) != used.end(); });
+            used.push_back(name);
+        }
         TCIOStream::Block* const* const nested = segment.GetBlocks();
         for (int i = 0; nested != nullptr && i < segment.GetElementCount(); ++i)
             if (nested[i] != nullptr) Find(name).Append(nested[i]->Segment(0), nested[i]->GetTI());

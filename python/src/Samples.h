@@ -26,6 +26,15 @@ Info InfoOf(const TCTypeInfo* info);
 // Of a segment; of one of a bus, the name of its channel.
 std::string NameOf(const TCString& name);
 
+// The name, or "name 2", "name 3" where `isUsed` says that of those before: channels of a bus may have the
+// same name.
+template <class IsUsed>
+std::string Distinct(const std::string& name, IsUsed isUsed) {
+    std::string tried = name;
+    for (int i = 2; isUsed(tried); ++i) tried = name + " " + std::to_string(i);
+    return tried;
+}
+
 // Values in memory of their own, which grows in place where the system can do that.
 class Memory {
  public:
