@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
 #include "modules/common/SignalTrack.h"
-#include "modules/trigger/Detector.h"
+#include "modules/trigger/PieceCutter.h"
+#include "modules/trigger/TriggerSettings.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
@@ -38,41 +38,15 @@ class Trigger final : public TCBaseModuleEx {
  private:
     struct Channel {
         SignalTrack track;
-        tc::Detector detector;
-        TCTypeInfo first;                // metadata of the signal's first block
-        const double* values = nullptr;  // of the block, what has not been looked at
-        int left = 0;
-        bool working = false;       // on the block
-        std::int64_t position = 0;  // in the signal, of `values`
-        std::int64_t allowed = 0;   // the next hit is not before this
-        std::vector<double> history;
-        std::size_t oldest = 0;     // in `history`, once it is full
-        std::vector<double> piece;  // what has not been sent of it
-        bool opens = false;         // nothing of the piece has been sent
-        std::int64_t sent = 0;      // where in the signal that begins
-        std::int64_t missing = 0;   // samples after the hit; 0: no piece is open
-        bool seen = false;          // by the detector: the first of `values`
-        // In samples.
-        std::size_t before = 0;
-        std::int64_t after = 1;
-        std::int64_t holdOff = 1;
-        // Results; times in samples of the last signal.
-        std::int64_t hits = 0;
-        std::int64_t cutShort = 0;
-        std::int64_t firstHit = 0;
-        std::int64_t lastHit = 0;
+        TCTypeInfo first;  // metadata of the signal's first block
+        tc::PieceCutter cutter;
     };
 
-    bool FindCondition(const TCSI_Unit& unit, double rate, tc::TriggerCondition& condition,
-                       CString& error) const;
+    tc::TriggerSettings Settings() const;
     bool Begin(Channel& channel, CString& error) const;
     int Take(unsigned input);
     int Work(unsigned input);
-    int Capture(unsigned input);
-    void Hit(Channel& channel);
-    static void PassBy(Channel& channel, int count);
-    static void AddHistory(Channel& channel, std::vector<double>& to);
-    int Send(unsigned output, bool last);
+    int Send(unsigned output);
 
     std::vector<Channel> channels;
     TCTypeInfo outgoing;  // of the block that is sent; kept, so that a long name costs no memory each time

@@ -252,6 +252,7 @@ const Good GOOD[] = {
     {SIGWEAVE_MODULE_DIR "/align", "", {}},
     {SIGWEAVE_MODULE_DIR "/bus-join", "", {"parameters"}},
     {SIGWEAVE_MODULE_DIR "/bus-select", "", {}},
+    {SIGWEAVE_MODULE_DIR "/bus-trigger", "", {}},
     {SIGWEAVE_MODULE_DIR "/csv-writer", "", {}},
     {SIGWEAVE_MODULE_DIR "/delay", "", {}},
     {SIGWEAVE_MODULE_DIR "/filter", "", {}},

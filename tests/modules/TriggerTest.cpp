@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "sigweave/signal/TCBusSerializeHelper.h"
 #include "tests/support/ModuleBench.h"
 
 namespace {
@@ -119,6 +120,94 @@ TEST_F(Trigger, RefusesWhatDoesNotFit) {
         ASSERT_TRUE(bench.Set(settings)) << bench.Error();
         EXPECT_FALSE(bench.Run({1.0}, {"test", 48000.0, "V"})) << settings;
         EXPECT_EQ(bench.Error(), message);
+    }
+}
+
+struct BusTrigger : testing::Test {
+    // A block of a bus with two channels, each with its own number of values and samplerate.
+    void Send(TCBLOCKSTATUS state, const std::vector<double>& volts, const std::vector<double>& amperes,
+              double second = 0.0, double rate = 1.0) {
+        const std::tuple<const char*, const std::vector<double>&, double> channels[] = {
+            {"volts", volts, 1.0}, {"amperes", amperes, rate}};
+        TCIOStream& bus = bench.Input(0);
+        bus.StartWriteSegments();
+        int index = 4;
+        for (const auto& [name, values, samplerate] : channels) {
+            TCTypeInfo ti;
+            ti.SetSignalname((std::string("of ") + name).c_str());
+            ti.SetSamplerate(samplerate);
+            ti.SetTimestamp(1e12 + 1000.0 * second);
+            ti.SetState(state);
+            const int extents[] = {static_cast<int>(values.size())};
+            const TCString segment = TCBusSerializeHelper::GenSegmentName(TCPortHelper::TYPE_DOUBLEARRAY, "",
+                                                                          0, index++, name, "test");
+            bus.WriteBusSegment(segment, TCIOStream::DOUBLE, 1, extents, values.data(), true, &ti);
+        }
+        bus.EndWriteSegments();
+    }
+    // All that comes out: of each channel "name:state@second=values".
+    std::string Take() {
+        std::string text;
+        TCIOStream& bus = bench.Stream(0);
+        while (bench.Module().Fetch() == 0) {
+            if (!bench.Pump(1)) return bench.Error();
+            while (bus.StartReadSegments(true) != 0)
+                for (int i = 0; i < bus.SegmentCnt(); ++i) {
+                    TCBusSerializeHelper name;
+                    name.ParseSegmentName(bus.SegmentName(i));
+                    TCTypeInfo ti;
+                    const TCIOStream::DataSegment* values = bus.ReadBusSegment(i, &ti);
+                    text += std::string(name.GetSegmentName()) + ":" +
+                            TCTypeInfo::BlockStateToString(ti.GetState()) + "@" +
+                            std::to_string(std::lround((ti.GetTimestamp() - 1e12) / 1000.0)) + "=";
+                    for (int k = 0; k < values->GetElementCount(); ++k)
+                        text += std::to_string(std::lround(values->GetDoubles()[k])) + " ";
+                }
+        }
+        return text;
+    }
+    bool Begin(const std::string& settings) {
+        bench.WireInputs({"STRUCT_BUS{BUS}"});
+        bench.WireOutput(0);
+        return bench.Set(settings) && bench.Start();
+    }
+    ModuleBench bench{"bus-trigger", "BusTrigger"};
+};
+
+TEST_F(BusTrigger, CutsAllChannelsAtTheHitsOfOne) {
+    ASSERT_TRUE(Begin("level=5\nbefore=1\nafter=2\nchannel=amperes")) << bench.Error();
+    Send(START, {1, 2, 3, 4, 5, 6}, {0, 0, 9, 0, 0, 9});
+    EXPECT_EQ(Take(),
+              "volts:COMPLETE@1=2 3 4 amperes:COMPLETE@1=0 9 0 "
+              "volts:START@4=5 6 amperes:START@4=0 9 ");
+    Send(STOP, {7, 8}, {0, 9}, 6.0);
+    EXPECT_EQ(Take(), "volts:STOP@6=7 amperes:STOP@6=0 volts:COMPLETE@6=7 8 amperes:COMPLETE@6=0 9 ");
+    ASSERT_TRUE(bench.Finish());
+    EXPECT_EQ(bench.Result("hits", "amperes"), 3.0);
+    EXPECT_EQ(bench.Result("cut_short", "amperes"), 1.0);
+    EXPECT_EQ(bench.Result("last_hit", "amperes"), 7.0);
+}
+
+TEST_F(BusTrigger, NeedsChannelsThatBelongTogether) {
+    const struct {
+        const char* settings;
+        std::vector<double> amperes;
+        double rate;
+        const char* message;
+    } rows[] = {
+        {"channel=ohms",
+         {1.0},
+         1.0,
+         "channel: the bus has none that is called 'ohms'; there are 'volts', 'amperes'"},
+        {"", {1.0, 2.0}, 1.0, "the channels \"volts\" and \"amperes\" have different numbers of values"},
+        {"", {1.0}, 2.0, "the channels \"volts\" and \"amperes\" have different numbers of values"},
+        {"level=1 V", {1.0}, 1.0, "level: '1 V' is not valid; expected a number without a unit"}};
+    for (const auto& row : rows) {
+        ASSERT_TRUE(Begin(row.settings)) << bench.Error();
+        Send(COMPLETE, {1.0}, row.amperes, 0.0, row.rate);
+        EXPECT_FALSE(bench.Pump());
+        EXPECT_THAT(bench.Error(), HasSubstr(row.message)) << row.settings;
+        bench.Finish();
     }
 }
 
