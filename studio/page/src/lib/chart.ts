@@ -91,7 +91,7 @@ export class Chart {
         cursor: { y: false, points: none, drag: { x: onselect !== undefined, y: false, setScale: false } },
         scales: { x: { time: false, range: () => this.shown.x }, y: { range: () => this.y } },
         axes: [
-          { ...axis, size: 32, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.xUnit, 7)) },
+          { ...axis, size: 32, space: 90, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.xUnit, 7)) },
           { ...axis, size: LEFT, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.yUnit)) },
         ],
         series: [{}, { paths: () => null, points: none }],
