@@ -19,7 +19,7 @@ test('signals are looked at together, measured, and in every form', async () => 
   const view = page.locator('article');
   await view.getByLabel('Add a signal to chirp.Signal').selectOption('low.Signal');
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await view.locator('canvas').waitFor();
+  await view.locator('.u-over canvas').waitFor();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
   await view.getByRole('checkbox', { name: 'Cursors' }).check();
   const second = view.getByRole('slider', { name: 'Cursor B' });
