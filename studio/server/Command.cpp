@@ -20,11 +20,16 @@ constexpr std::int64_t MOST_SAMPLES = 65536;
 constexpr struct {
     const char* word;
     Command::Kind kind;
-} KINDS[] = {{"hello", Command::Hello}, {"text", Command::Text}, {"change", Command::Change},
-             {"undo", Command::Undo},   {"redo", Command::Redo}, {"run", Command::Run},
-             {"stop", Command::Stop},   {"save", Command::Save}, {"reload", Command::Reload},
-             {"form", Command::Form},   {"set", Command::Set},   {"try", Command::Try},
-             {"watch", Command::Watch}, {"got", Command::Got},   {"language", Command::Language}};
+} KINDS[] = {{"hello", Command::Hello},       {"text", Command::Text},
+             {"change", Command::Change},     {"undo", Command::Undo},
+             {"redo", Command::Redo},         {"run", Command::Run},
+             {"stop", Command::Stop},         {"save", Command::Save},
+             {"reload", Command::Reload},     {"form", Command::Form},
+             {"set", Command::Set},           {"try", Command::Try},
+             {"watch", Command::Watch},       {"got", Command::Got},
+             {"language", Command::Language}, {"presets", Command::Presets},
+             {"keep", Command::Keep},         {"load", Command::Load},
+             {"files", Command::Files},       {"recording", Command::Recording}};
 
 constexpr struct {
     const char* word;
@@ -164,6 +169,8 @@ bool ReadMembers(const Json& json, Command& command) {
     members.Read("force", command.force);
     members.Read("realtime", command.realtime);
     members.Read("number", command.number, 0, INT64_MAX);
+    members.Read("first", command.first, 0, INT64_MAX / 4);
+    members.Read("count", command.count, 0, INT64_MAX / 4);
     members.ForEach("edits", MOST_ITEMS,
                     [&](const Json& item) { return ReadEdit(item, command.edits.emplace_back()); });
     members.ForEach("wishes", MOST_WISHES,

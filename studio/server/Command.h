@@ -42,20 +42,27 @@ struct Command {
         Try,
         Watch,
         Got,
-        Language
+        Language,
+        Presets,
+        Keep,
+        Load,
+        Files,
+        Recording
     };
     Kind kind = Hello;
     std::int64_t id = 0;        // comes back in the answer; 0: no answer is wanted
     std::int64_t version = -1;  // of the text that it is about
     std::string text;           // Text: the graph; Set: the line for the form
-    std::string name;    // Form, Set: the instance; Try: instance.Output; Save: the file; Hello: the viewer's
-                         // own name for itself; Language
-    std::string other;   // Try: instance.Input
+    std::string name;    // Form, Set, Presets, Keep, Load, Recording: the instance; Files: a folder; Try:
+                         // instance.Output; Save: the file; Hello: the viewer's own name for itself; Language
+    std::string other;   // Try: instance.Input; Keep, Load: the preset
     bool force = false;  // Save: over what another program wrote; Change: a line that does not fit too
     bool realtime = false;     // Run
     std::vector<Edit> edits;   // Change
     std::vector<Wish> wishes;  // Watch
-    std::int64_t number = 0;   // Got: of the picture
+    std::int64_t number = 0;   // Got: of the picture; Recording: of the signal, from 0 on
+    std::int64_t first = 0;    // Recording: the first sample
+    std::int64_t count = 0;    // Recording: samples; 0: all
 };
 
 // False, with the reason in `error`, for what is no such message. Every text, number and list in it is within

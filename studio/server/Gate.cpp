@@ -29,6 +29,31 @@ bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
     return std::ranges::equal(a, b, {}, lower, lower);
 }
 
+// As it is in the header Host: "192.168.0.7", "[fe80::1]".
+bool IsAddress(std::string_view name) {
+    if (name.starts_with('[')) return name.ends_with(']');
+    return name.find_first_not_of("0123456789.") == std::string_view::npos &&
+           std::ranges::count(name, '.') == 3;
+}
+
+constexpr std::string_view SIXTY_FOUR = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+std::string FromBase64(std::string_view text) {
+    std::string bytes;
+    unsigned bits = 0;
+    int count = 0;
+    for (const char c : text) {
+        const std::size_t value = SIXTY_FOUR.find(c);
+        if (value == std::string_view::npos) break;
+        bits = (bits << 6 | static_cast<unsigned>(value)) & 0xFFFFFFU;
+        count += 6;
+        if (count < 8) continue;
+        count -= 8;
+        bytes += static_cast<char>(bits >> count & 0xFFU);
+    }
+    return bytes;
+}
+
 }  // namespace
 
 std::string_view QueryValue(std::string_view target, std::string_view name) {
@@ -46,10 +71,10 @@ std::string_view QueryValue(std::string_view target, std::string_view name) {
 }
 
 // A browser sends a cookie to every port of a machine, so that each server needs a name of its own.
-Gate::Gate(std::string secretToken, int serverPort, std::string hostName)
+Gate::Gate(std::string secretToken, int serverPort, Access serverAccess)
     : token(std::move(secretToken)),
       cookieName("sigweave-" + std::to_string(serverPort)),
-      extraHost(std::move(hostName)) {}
+      access(std::move(serverAccess)) {}
 
 std::string Gate::MakeToken() {
     std::random_device device;  // the system's source
@@ -77,7 +102,9 @@ bool Gate::IsOwnHost(std::string_view host) const {
     if (name.empty()) return false;
     for (const std::string_view own : {"localhost", "127.0.0.1", "[::1]"})
         if (EqualsIgnoringCase(name, own)) return true;
-    return !extraHost.empty() && EqualsIgnoringCase(name, extraHost);
+    if (access.anyAddress && IsAddress(name)) return true;
+    return std::ranges::any_of(access.names,
+                               [&](const std::string& own) { return EqualsIgnoringCase(name, own); });
 }
 
 bool Gate::HasCookie(std::string_view cookies) const {
@@ -93,19 +120,35 @@ bool Gate::HasCookie(std::string_view cookies) const {
     return found;
 }
 
+// "Basic" and name:password in base 64, whatever the name.
+bool Gate::IsPassword(std::string_view authorization) const {
+    constexpr std::string_view SCHEME = "Basic ";
+    if (authorization.size() < SCHEME.size() ||
+        !EqualsIgnoringCase(authorization.substr(0, SCHEME.size()), SCHEME))
+        return false;
+    const std::string given = FromBase64(Trim(authorization.substr(SCHEME.size())));
+    const std::size_t colon = given.find(':');
+    return colon != given.npos && Equals(std::string_view(given).substr(colon + 1), access.password);
+}
+
 Gate::Answer Gate::Judge(const Visitor& visitor) const {
     if (!IsOwnHost(visitor.host)) return Answer::NoSuchHost;
-    const bool sameOrigin = EqualsIgnoringCase(visitor.origin, "http://" + std::string(visitor.host));
+    const bool sameOrigin = EqualsIgnoringCase(
+        visitor.origin, (access.isEncrypted ? "https://" : "http://") + std::string(visitor.host));
     if (!sameOrigin && (visitor.wantsSocket || !visitor.origin.empty())) return Answer::OtherOrigin;
     if (visitor.method != "GET" && visitor.method != "HEAD") return Answer::NoMethod;
     const std::string_view given = QueryValue(visitor.target, "token");
     if (!given.empty() && !visitor.wantsSocket)
         return Equals(given, token) ? Answer::GiveCookie : Answer::NoToken;
-    return HasCookie(visitor.cookie) ? Answer::Serve : Answer::NoToken;
+    if (HasCookie(visitor.cookie)) return Answer::Serve;
+    if (access.password.empty() || visitor.wantsSocket) return Answer::NoToken;
+    if (visitor.authorization.empty()) return Answer::NoPassword;
+    return IsPassword(visitor.authorization) ? Answer::GiveCookie : Answer::NotPassword;
 }
 
 std::string Gate::Cookie() const {
-    return cookieName + "=" + token + "; HttpOnly; SameSite=Strict; Path=/";
+    return cookieName + "=" + token + "; HttpOnly; SameSite=Strict; Path=/" +
+           (access.isEncrypted ? "; Secure" : "");
 }
 
 }  // namespace studio

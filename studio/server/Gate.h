@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace studio {
 
@@ -13,6 +14,15 @@ struct Visitor {
     std::string_view origin;
     std::string_view cookie;
     bool wantsSocket = false;
+    std::string_view authorization = {};
+};
+
+// What a server that others than this machine can reach asks for.
+struct Access {
+    std::vector<std::string> names = {};  // and addresses under which it may be asked too
+    bool anyAddress = false;              // and under every address: only names can be bound to another one
+    std::string password = {};            // that gives the cookie too; empty: there is none
+    bool isEncrypted = false;
 };
 
 // Decides who may use the server: a browser on an address of this machine that was given the token, and only
@@ -25,11 +35,12 @@ class Gate {
         NoSuchHost,   // 421: another name leads here, as with DNS rebinding
         OtherOrigin,  // 403: the page of somebody else asks
         NoToken,      // 401
+        NoPassword,   // 401, and the browser asks for one
+        NotPassword,  // the same, for a wrong one: the answer takes its time
         NoMethod      // 405
     };
 
-    // `hostName` is one more name or address under which the server may be asked; empty: none.
-    Gate(std::string secretToken, int serverPort, std::string hostName = {});
+    Gate(std::string secretToken, int serverPort, Access serverAccess = {});
 
     Answer Judge(const Visitor& visitor) const;
     // The value of the header Set-Cookie for GiveCookie.
@@ -44,10 +55,11 @@ class Gate {
  private:
     bool IsOwnHost(std::string_view host) const;
     bool HasCookie(std::string_view cookies) const;
+    bool IsPassword(std::string_view authorization) const;
 
     std::string token;
     std::string cookieName;
-    std::string extraHost;
+    Access access;
 };
 
 // The value of `name` in the query of an address; empty when it has none. Nothing is decoded.

@@ -83,28 +83,34 @@ void AddParameter(Json& json, const std::string& text) {
         json["parameter"] = text.substr(start.size(), colon - start.size());
 }
 
-Json DescribeInstances(const host::GraphFile& file, const host::Graph& graph) {
+// As the text has them.
+Json InstancesOf(const host::GraphFile& file) {
     std::map<std::string, Position> positions;
     for (const Position& position : PositionsOf(file)) positions[position.instance] = position;
     Json instances = Json::array();
-    const std::vector<host::RunModule> modules = graph.Modules();
-    for (std::size_t i = 0; i < modules.size(); ++i) {
-        const host::InstanceEntry& entry = file.GetInstances()[i];
+    for (const host::InstanceEntry& entry : file.GetInstances()) {
         Json settings = Json::array();
         for (const host::Setting& setting : entry.settings)
             settings.push_back(
                 {{"name", setting.name}, {"value", setting.value}, {"line", setting.place.line}});
         Json one = {{"name", entry.name}, {"module", entry.module}, {"line", entry.place.line}};
         one["settings"] = std::move(settings);
-        if (modules[i].module != nullptr) {
-            one["inputs"] = PortsOf(*modules[i].module, INPUT);
-            one["outputs"] = PortsOf(*modules[i].module, OUTPUT);
-            one["source"] = modules[i].module->GetTypeOfModule() == 1;
-            one["grows"] = TakesAnyNumber(*modules[i].module);
-        }
         if (const auto found = positions.find(entry.name); found != positions.end())
             one["at"] = {found->second.x, found->second.y};
         instances.push_back(std::move(one));
+    }
+    return instances;
+}
+
+Json DescribeInstances(const host::GraphFile& file, const host::Graph& graph) {
+    Json instances = InstancesOf(file);
+    const std::vector<host::RunModule> modules = graph.Modules();
+    for (std::size_t i = 0; i < modules.size(); ++i) {
+        if (modules[i].module == nullptr) continue;
+        instances[i]["inputs"] = PortsOf(*modules[i].module, INPUT);
+        instances[i]["outputs"] = PortsOf(*modules[i].module, OUTPUT);
+        instances[i]["source"] = modules[i].module->GetTypeOfModule() == 1;
+        instances[i]["grows"] = TakesAnyNumber(*modules[i].module);
     }
     return instances;
 }
@@ -118,11 +124,34 @@ Json DescribeWires(const host::GraphFile& file) {
     return wires;
 }
 
+Json DescribeMistakes(const host::GraphFile& file, const host::Mistakes& mistakes) {
+    const std::map<int, Subject> subjects = SubjectsOf(file);
+    Json told = Json::array();
+    for (const Mistake& mistake : mistakes.InOrder()) {
+        Json one = {{"text", mistake.text}};
+        AddSubject(one, subjects, mistake.place.line);
+        AddParameter(one, mistake.text);
+        told.push_back(std::move(one));
+    }
+    return told;
+}
+
 }  // namespace
 
-Json DescribeCatalogue(const host::ModuleCatalogue& catalogue) {
+Json ReadTextAlone(const std::string& path, const std::string& text) {
+    host::Mistakes mistakes;
+    const host::GraphFile file = host::GraphFile::Parse(path, text, mistakes);
+    return {{"form", file.GetForm() == host::GraphForm::Text ? "text" : "xml"},
+            {"instances", InstancesOf(file)},
+            {"wires", DescribeWires(file)},
+            {"mistakes", DescribeMistakes(file, mistakes)},
+            {"warnings", Json::array()}};
+}
+
+Json DescribeCatalogue(const host::ModuleCatalogue& catalogue, const std::string& wanted) {
     Json modules = Json::array();
     for (const auto& [id, entry] : catalogue.Entries()) {
+        if (!wanted.empty() && id != wanted) continue;
         std::string error;
         const host::ModulePointer module = catalogue.Create(entry, 0, error);
         if (module != nullptr) modules.push_back(DescribeModule(entry, *module));
@@ -136,13 +165,6 @@ Json CheckText(const std::string& path, const std::string& text, const host::Mod
     const host::GraphFile file = host::GraphFile::Parse(path, text, mistakes);
     const host::Graph graph(file, catalogue, window, mistakes);
     const std::map<int, Subject> subjects = SubjectsOf(file);
-    Json told = Json::array();
-    for (const Mistake& mistake : mistakes.InOrder()) {
-        Json one = {{"text", mistake.text}};
-        AddSubject(one, subjects, mistake.place.line);
-        AddParameter(one, mistake.text);
-        told.push_back(std::move(one));
-    }
     Json warnings = Json::array();
     for (const host::Message& warning : graph.Warnings()) {
         Json one = {{"text", warning.text}};
@@ -152,7 +174,7 @@ Json CheckText(const std::string& path, const std::string& text, const host::Mod
     return {{"form", file.GetForm() == host::GraphForm::Text ? "text" : "xml"},
             {"instances", DescribeInstances(file, graph)},
             {"wires", DescribeWires(file)},
-            {"mistakes", std::move(told)},
+            {"mistakes", DescribeMistakes(file, mistakes)},
             {"warnings", std::move(warnings)}};
 }
 

@@ -20,6 +20,7 @@
 #include "sigweave/platform/PipedProgram.h"
 #include "sigweave/platform/Thread.h"
 #include "sigweave/services/StringResources.h"
+#include "studio/server/Frames.h"
 #include "studio/server/Trace.h"
 
 namespace studio {
@@ -32,27 +33,6 @@ constexpr auto PICTURE_INTERVAL = 16ms;
 constexpr auto FIGURES_INTERVAL = 500ms;
 constexpr int FIGURES_PATIENCE = 200;  // ms
 constexpr std::size_t MOST_TRACES = 256;
-
-// The pipe to the server. Any thread; waits when the server does.
-class Frames {
- public:
-    explicit Frames(std::FILE* openPipe) : pipe(openPipe) {}
-    void Send(char kind, const std::string& content) {
-        const std::lock_guard lock(mutex);
-        const auto length = static_cast<std::uint32_t>(content.size());
-        char head[5];
-        for (unsigned i = 0; i < 4; ++i) head[i] = static_cast<char>(length >> (8 * i) & 0xFFU);
-        head[4] = kind;
-        std::fwrite(head, 1, sizeof head, pipe);
-        std::fwrite(content.data(), 1, content.size(), pipe);
-        std::fflush(pipe);
-    }
-    void Send(const Json& json) { Send('T', json.dump(-1, ' ', false, Json::error_handler_t::replace)); }
-
- private:
-    std::mutex mutex;
-    std::FILE* pipe;
-};
 
 // The traces of one output. The run's thread has a list of its own, and takes over a new one between blocks.
 class Tap {

@@ -29,10 +29,10 @@ int KeyOf(const std::string& picture) {
 
 }  // namespace
 
-std::unique_ptr<RunProcess> RunProcess::Start(const std::string& program, const std::string& order,
-                                              Handlers handlers) {
+std::unique_ptr<RunProcess> RunProcess::Start(const std::string& program, const std::string& part,
+                                              const std::string& order, Handlers handlers) {
     std::unique_ptr<RunProcess> process(new RunProcess);
-    process->program = tc::PipedProgram::Start(program, {"--run"});
+    process->program = tc::PipedProgram::Start(program, {part});
     if (process->program == nullptr) return nullptr;
     process->handlers = std::move(handlers);
     process->program->Write(order + "\n");

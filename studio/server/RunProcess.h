@@ -14,8 +14,8 @@
 
 namespace studio {
 
-// The process of one run (see RunChild) as the server sees it. Of each picture the newest is kept until it is
-// taken, however long that takes.
+// A process of the studio, as that of one run (see RunChild), as the server sees it. Of each picture the
+// newest is kept until it is taken, however long that takes.
 class RunProcess {
  public:
     // Called on a thread of its own.
@@ -26,9 +26,10 @@ class RunProcess {
     };
     using Pictures = std::map<int, std::shared_ptr<const std::string>>;  // by key
 
-    // Null, with the number in `errno`, when the process cannot be started. `order` is the first line.
-    static std::unique_ptr<RunProcess> Start(const std::string& program, const std::string& order,
-                                             Handlers handlers);
+    // Null, with the number in `errno`, when the process cannot be started. `part` is the argument that says
+    // which it is, `order` its first line.
+    static std::unique_ptr<RunProcess> Start(const std::string& program, const std::string& part,
+                                             const std::string& order, Handlers handlers);
 
     // --- One thread
 

@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <filesystem>
 #include <system_error>
 
-#include "host/FormSession.h"
 #include "host/SettingEdit.h"
-#include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/services/StringResources.h"
-#include "sigweave/ui/TCPropertyDialog.h"
-#include "studio/server/GraphPicture.h"
 
 namespace studio {
 namespace {
@@ -20,6 +17,10 @@ using tc::Bilingual;
 using namespace std::chrono_literals;
 
 constexpr auto FROZEN_AFTER = 1s;
+constexpr auto TICK_AT_MOST = 500ms;
+constexpr int SCAN_TIME = 300;  // ms
+constexpr int MOST_FILE_REQUESTS = 32;
+constexpr std::size_t MOST_SCANS = 4;
 constexpr auto END_PATIENCE = 10s;
 constexpr std::size_t MOST_NAMES = 1000;
 
@@ -32,10 +33,13 @@ constexpr Bilingual NO_START("the run could not be started: %1", "der Lauf ließ
 constexpr Bilingual RUN_DIED(
     "the process of the run ended without a report (code %1): a module has probably crashed",
     "der Prozess des Laufs endete ohne Bericht (Code %1): vermutlich ist ein Modul abgestürzt");
+constexpr Bilingual NO_RECORDING("'%1' has no setting 'file' with a recording",
+                                 "'%1' hat keine Einstellung 'file' mit einer Aufzeichnung");
+constexpr Bilingual TOO_BUSY("recordings are asked for too often; wait a moment",
+                             "Aufzeichnungen werden zu oft angefragt; warten Sie einen Moment");
 constexpr Bilingual TOO_SLOW(
     "the connection was closed because this page took nothing for a second",
     "die Verbindung wurde geschlossen, weil diese Seite eine Sekunde lang nichts annahm");
-constexpr Bilingual NO_FORM("there is nothing to be set at '%1'", "an '%1' gibt es nichts einzustellen");
 
 using Json = nlohmann::ordered_json;
 
@@ -44,8 +48,8 @@ Json Refuse(const std::string& reason) {
 }
 
 bool ChangesSomething(Command::Kind kind) {
-    constexpr Command::Kind LOOKS[] = {Command::Hello, Command::Form, Command::Try, Command::Watch,
-                                       Command::Got};
+    constexpr Command::Kind LOOKS[] = {Command::Hello, Command::Form,    Command::Try,      Command::Watch,
+                                       Command::Got,   Command::Presets, Command::Recording};
     return std::ranges::find(LOOKS, kind) == std::end(LOOKS);
 }
 
@@ -62,65 +66,28 @@ std::string NameFor(const std::string& module) {
     return name;
 }
 
-// A dialog for the settings as they are in the text, and what belongs to it.
-struct OpenForm {
-    host::ModulePointer module;
-    TCPropertyDialog description;
-    std::unique_ptr<TCDialog> shown;
-    std::unique_ptr<host::FormSession> session;
-};
-
-bool OpenFormOf(const host::GraphFile& file, const std::string& instance,
-                const host::ModuleCatalogue& catalogue, OpenForm& form, std::string& error) {
-    const host::InstanceEntry* const entry = host::FindInstance(file, instance);
-    if (entry == nullptr) {
-        std::string ignored;
-        host::EditSettings(file, instance, {}, ignored, error);
-        return false;
-    }
-    const host::CatalogueEntry* const module = catalogue.Find(entry->module);
-    if (module == nullptr) {
-        error = catalogue.WhyUnusable(entry->module);
-        return false;
-    }
-    form.module = catalogue.Create(*module, 1, error);
-    if (form.module == nullptr) return false;
-    auto* const settable = dynamic_cast<TCBaseModuleEx*>(form.module.get());
-    for (const host::Setting& setting : entry->settings) {
-        TCString refusal;  // which the check of the graph reports
-        if (settable != nullptr) settable->SetParameter(setting.name.c_str(), setting.value.c_str(), refusal);
-    }
-    if (form.module->BuildPropertyDialog(form.description) == 0) {
-        error = NO_FORM.With({instance});
-        return false;
-    }
-    form.shown = std::make_unique<TCDialog>(form.description);
-    form.session = std::make_unique<host::FormSession>(*form.shown);
-    return true;
-}
-
-// Which parameters may be changed while the graph runs, and how their texts may look.
-Json ParametersOf(TCBaseModule& module) {
-    Json parameters = Json::object();
-    const auto* const settable = dynamic_cast<TCBaseModuleEx*>(&module);
-    if (settable == nullptr) return parameters;
-    for (const TCModuleParameter& parameter : settable->GetParameters())
-        parameters[parameter.name] = {{"live", parameter.live},
-                                      {"allowed", std::string(parameter.DescribeAllowed())}};
-    return parameters;
-}
-
 }  // namespace
 
 Studio::Studio(const StudioOptions& studioOptions, Worker& studioWorker)
-    : options(studioOptions), worker(studioWorker), catalogue(studioOptions.folders) {}
+    : options(studioOptions),
+      worker(studioWorker),
+      checker(studioOptions.program, studioOptions.folders),
+      choice(studioOptions.choice) {}
 
-Studio::~Studio() = default;
+Studio::~Studio() {
+    files.Stop();
+}
 
 bool Studio::Open(std::string& error) {
     if (!document.Open(options.graph, error)) return false;
-    Check();
+    checker.Prepare();
     return true;
+}
+
+void Studio::Begin() {
+    lastTick = Clock::now();
+    filesThread = std::make_unique<tc::Thread>("recordings", [this] { files.Run(1h, [] {}); });
+    Check();
 }
 
 // --- Viewers
@@ -161,6 +128,8 @@ void Studio::Do(WebServer::Viewer viewer, Looking& looking, const Command& comma
         case Command::Got:
             looking.isUnderWay = looking.isUnderWay && command.number != looking.frame;
             return SendFrame(viewer, looking);
+        case Command::Recording:
+            return LookAtRecording(viewer, command);
         case Command::Watch:
             return Watch(viewer, looking, command.wishes);
         case Command::Text:
@@ -191,14 +160,25 @@ void Studio::Do(WebServer::Viewer viewer, Looking& looking, const Command& comma
             break;
         }
         case Command::Form:
-            answer = ShowForm(command.name);
+            answer = AskAbout(command, "form");
             break;
         case Command::Set:
-            answer = SetInForm(command);
+            answer = AskAbout(command, "set");
+            break;
+        case Command::Presets:
+            answer = AskAbout(command, "presets");
+            break;
+        case Command::Keep:
+            answer = AskAbout(command, "keep");
+            break;
+        case Command::Load:
+            answer = AskAbout(command, "load");
+            break;
+        case Command::Files:
+            answer = choice.List(command.name);
             break;
         case Command::Try: {
-            const std::string reason =
-                WhyNotWired(document.Path(), document.Text(), command.name, command.other, catalogue, window);
+            const std::string reason = WhyNotWired(command.name, command.other, document.Text());
             if (!reason.empty()) answer = Refuse(reason);
             break;
         }
@@ -219,7 +199,7 @@ void Studio::Greet(WebServer::Viewer viewer, Looking& looking, const Command& co
     looking.greeted = true;
     looking.name = command.name;
     Json hello = {{"hello", 1},
-                  {"modules", DescribeCatalogue(catalogue)},
+                  {"modules", checker.Catalogue()},
                   {"language", TCGetResourceLanguage() == 1 ? "de" : "en"},
                   {"readOnly", !options.mayChange}};
     if (tooSlow.erase(command.name) > 0) hello["dropped"] = TOO_SLOW.Text();
@@ -233,8 +213,9 @@ void Studio::Greet(WebServer::Viewer viewer, Looking& looking, const Command& co
 // One for all viewers, as the document is.
 void Studio::SetLanguage(const std::string& code) {
     TCSetLoadStrResLanguage(code == "de" ? 1 : 0);
+    checker.SetLanguage(code);
     Check();
-    SendAll({{"language", code == "de" ? "de" : "en"}, {"modules", DescribeCatalogue(catalogue)}});
+    SendAll({{"language", code == "de" ? "de" : "en"}, {"modules", checker.Catalogue()}});
     TellState();
 }
 
@@ -251,12 +232,17 @@ void Studio::SendAll(const Json& json) const {
 }
 
 void Studio::Tick() {
-    for (auto& [viewer, looking] : viewers)
+    // What viewers confirmed while a check took long was not read yet.
+    const auto late = Clock::now() - lastTick - TICK_AT_MOST;
+    lastTick = Clock::now();
+    for (auto& [viewer, looking] : viewers) {
+        if (late > 0s) looking.since += late;
         if (looking.isUnderWay && Clock::now() - looking.since > FROZEN_AFTER) {
             looking.isUnderWay = false;
             looking.waiting.clear();
             server->Drop(viewer);
         }
+    }
     if (++ticks % 4 != 0 || toldOutside || !document.HasChangedOutside()) return;
     toldOutside = true;
     SendAll({{"outside", true}});
@@ -265,9 +251,11 @@ void Studio::Tick() {
 // --- The document
 
 void Studio::Check() {
-    checked = CheckText(document.Path(), document.Text(), catalogue, window);
+    checked = checker.Check(document.Path(), document.Text());
     checked["state"] = document.Version();
     checked["path"] = document.Path();
+    std::error_code failed;
+    checked["folder"] = std::filesystem::weakly_canonical(document.Path(), failed).parent_path().string();
     checked["text"] = document.Text();
     checked["changed"] = document.IsChanged();
     checked["canUndo"] = document.CanUndo();
@@ -294,8 +282,7 @@ bool Studio::PrepareEdit(Edit& edit, bool force, const std::string& text, std::s
         for (Position& position : edit.positions) position.instance = name;
         answer["name"] = name;
     }
-    if (edit.kind == Edit::Connect && !force)
-        error = WhyNotWired(document.Path(), text, edit.name, edit.other, catalogue, window);
+    if (edit.kind == Edit::Connect && !force) error = WhyNotWired(edit.name, edit.other, text);
     return error.empty();
 }
 
@@ -326,52 +313,71 @@ Json Studio::Save(const Command& command) {
     return {{"ok", true}};
 }
 
-Json Studio::ShowForm(const std::string& instance) {
-    host::Mistakes ignored;
-    const host::GraphFile file = host::GraphFile::Parse(document.Path(), document.Text(), ignored);
-    OpenForm form;
-    std::string error;
-    if (!OpenFormOf(file, instance, catalogue, form, error)) return Refuse(error);
-    Json answer = Json::parse(form.session->Describe(), nullptr, false);
-    answer["ok"] = true;
-    answer["name"] = instance;
-    answer["parameters"] = ParametersOf(*form.module);
-    return answer;
+std::string Studio::WhyNotWired(const std::string& from, const std::string& to, const std::string& text) {
+    const auto said =
+        checker.Ask({{"ask", "wire"}, {"path", document.Path()}, {"text", text}, {"from", from}, {"to", to}});
+    return said ? said->value("reason", "") : checker.WhyNot();
 }
 
-// The text is the line {"set": ...} or {"press": ...} of a form. What it changes goes into the graph's text
-// at once; values that do not fit together are reported there.
-Json Studio::SetInForm(const Command& command) {
-    host::Mistakes ignored;
-    const host::GraphFile file = host::GraphFile::Parse(document.Path(), document.Text(), ignored);
-    OpenForm form;
-    std::string error;
-    if (!OpenFormOf(file, command.name, catalogue, form, error)) return Refuse(error);
-    const Json said = Json::parse(form.session->Answer(command.text), nullptr, false);
-    if (!said.value("ok", false)) return said;
-    auto* const settable = dynamic_cast<TCBaseModuleEx*>(form.module.get());
-    host::SettingValues changed;
-    if (settable == nullptr) return Refuse(NO_FORM.With({command.name}));
-    for (const TCModuleParameter& parameter : settable->GetParameters())
-        if (form.shown->IsChanged(parameter.name))
-            changed.emplace_back(parameter.name, form.shown->GetText(parameter.name));
-    std::string text = document.Text();
-    if (!host::EditSettings(file, command.name, changed, text, error)) return Refuse(error);
-    document.Change(text);
-    ChangeRun(command.name, changed, *settable);
-    return ShowForm(command.name);
+// What it changes goes into the graph's text at once.
+Json Studio::AskAbout(const Command& command, const char* ask) {
+    auto said = checker.Ask({{"ask", ask},
+                             {"path", document.Path()},
+                             {"text", document.Text()},
+                             {"name", command.name},
+                             {"line", command.text},
+                             {"preset", command.other}});
+    if (!said || !said->is_object()) return Refuse(checker.WhyNot());
+    if (!said->contains("changed")) return *std::move(said);
+    document.Change(said->value("text", document.Text()));
+    ChangeRun(command.name, (*said)["changed"]);
+    said->erase("changed");
+    said->erase("text");
+    return *std::move(said);
 }
 
 // What may change in a run changes in the one that goes on too.
-void Studio::ChangeRun(const std::string& instance, const host::SettingValues& changed,
-                       const TCBaseModuleEx& module) {
+void Studio::ChangeRun(const std::string& instance, const Json& changed) {
     if (run == nullptr) return;
-    for (const auto& [name, value] : changed) {
-        const TCModuleParameter* const parameter = module.FindParameter(name.c_str());
-        if (parameter == nullptr || !parameter->live) continue;
-        const Json line = {{"set", {{"instance", instance}, {"parameter", name}, {"value", value}}}};
+    for (const Json& each : changed) {
+        if (each.size() != 3 || each[2] != true) continue;
+        const Json line = {{"set", {{"instance", instance}, {"parameter", each[0]}, {"value", each[1]}}}};
         run->Send(line.dump(-1, ' ', false, Json::error_handler_t::replace));
     }
+}
+
+// --- Recordings
+
+// The answer comes from another thread, when it has read some more of the file.
+void Studio::LookAtRecording(WebServer::Viewer viewer, const Command& command) {
+    host::Mistakes ignored;
+    const host::GraphFile file = host::GraphFile::Parse(document.Path(), document.Text(), ignored);
+    const host::InstanceEntry* const entry = host::FindInstance(file, command.name);
+    std::string path;
+    for (const host::Setting& setting : entry != nullptr ? entry->settings : std::vector<host::Setting>())
+        if (setting.name == "file") path = setting.value;
+    const auto answer = [this, viewer, id = command.id](Json json) {
+        json["answer"] = id;
+        Send(viewer, json);
+    };
+    if (path.empty()) return answer(Refuse(NO_RECORDING.With({command.name})));
+    if (filesWaiting >= MOST_FILE_REQUESTS) return answer(Refuse(TOO_BUSY.Text()));
+    ++filesWaiting;
+    path = (std::filesystem::path(document.Path()).parent_path() / path).string();
+    files.Post([this, path, command, answer] {
+        auto found = std::ranges::find(scans, path, &RecordingScan::Path);
+        if (found == scans.end()) found = scans.emplace(scans.begin(), path);
+        scans.splice(scans.begin(), scans, found);
+        if (scans.size() > MOST_SCANS) scans.pop_back();
+        std::string error;
+        const Json shown =
+            found->ReadOn(SCAN_TIME, error)
+                ? found->Show(static_cast<int>(std::min<std::int64_t>(command.number, INT_MAX)),
+                              command.first, command.count)
+                : Refuse(error);
+        --filesWaiting;
+        worker.Post([answer, shown] { answer(shown); });
+    });
 }
 
 // --- The run
@@ -394,8 +400,8 @@ Json Studio::Run(const Command& command) {
     handlers.onPictures = [this, onWorker] { onWorker([this] { TakePictures(); }); };
     handlers.onEnd = [this, onWorker](int code) { onWorker([this, code] { RunEnded(code); }); };
     errno = 0;
-    run = RunProcess::Start(options.program, order.dump(-1, ' ', false, Json::error_handler_t::replace),
-                            std::move(handlers));
+    run = RunProcess::Start(options.program, "--run",
+                            order.dump(-1, ' ', false, Json::error_handler_t::replace), std::move(handlers));
     if (run == nullptr) return Refuse(NO_START.With({std::generic_category().message(errno)}));
     lastFigures = nullptr;
     lastReport = nullptr;

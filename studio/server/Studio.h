@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <list>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -8,22 +10,23 @@
 #include <string>
 #include <vector>
 
-#include "host/HostWindow.h"
-#include "host/ModuleCatalogue.h"
 #include "host/SettingEdit.h"
+#include "sigweave/platform/Thread.h"
+#include "studio/server/Checker.h"
 #include "studio/server/Command.h"
+#include "studio/server/Folders.h"
 #include "studio/server/GraphDocument.h"
+#include "studio/server/RecordingScan.h"
 #include "studio/server/RunProcess.h"
 #include "studio/server/WebServer.h"
 #include "studio/server/Worker.h"
-
-class TCBaseModuleEx;
 
 namespace studio {
 
 struct StudioOptions {
     std::string graph;
     std::vector<std::string> folders;  // with module libraries
+    std::vector<std::string> choice;   // folders that files may be chosen from
     std::string program;               // this one, for runs
     bool mayChange = true;             // false: viewers only look
 };
@@ -34,8 +37,9 @@ class Studio {
  public:
     Studio(const StudioOptions& studioOptions, Worker& studioWorker);
     ~Studio();
-    // False, with the reason, when the graph cannot be read.
+    // False, with the reason, when the graph cannot be read. It is checked by the first call of Begin.
     bool Open(std::string& error);
+    void Begin();
     // Which must outlive it. Before any of the next.
     void SetServer(WebServer& webServer) { server = &webServer; }
 
@@ -66,10 +70,9 @@ class Studio {
     Json Change(const Command& command);
     Json ChangeText(WebServer::Viewer viewer, const Command& command);
     Json Save(const Command& command);
-    Json ShowForm(const std::string& instance);
-    Json SetInForm(const Command& command);
-    void ChangeRun(const std::string& instance, const host::SettingValues& changed,
-                   const TCBaseModuleEx& module);
+    Json AskAbout(const Command& command, const char* ask);
+    void ChangeRun(const std::string& instance, const Json& changed);
+    void LookAtRecording(WebServer::Viewer viewer, const Command& command);
     Json Run(const Command& command);
     Json StopRun();
     void Watch(WebServer::Viewer viewer, Looking& looking, const std::vector<Wish>& wishes);
@@ -77,6 +80,7 @@ class Studio {
     void SetLanguage(const std::string& code);
     bool PrepareEdit(Edit& edit, bool force, const std::string& text, std::string& error, Json& answer);
 
+    std::string WhyNotWired(const std::string& from, const std::string& to, const std::string& text);
     void Check();
     void TellState();
     void TellRun();
@@ -92,8 +96,8 @@ class Studio {
     StudioOptions options;
     Worker& worker;
     WebServer* server = nullptr;
-    host::HostWindow window;
-    host::ModuleCatalogue catalogue;
+    Checker checker;
+    Folders choice;
     GraphDocument document;
     Json checked;  // the state of the document
     std::map<WebServer::Viewer, Looking> viewers;
@@ -113,7 +117,12 @@ class Studio {
     Json lastFigures;
     Json lastReport;
     bool toldOutside = false;
+    Worker files;                      // of the thread that reads recordings, which takes long
+    std::list<RecordingScan> scans;    // on that thread; the one asked for last is the first
+    std::atomic<int> filesWaiting{0};  // requests
+    std::unique_ptr<tc::Thread> filesThread;
     int ticks = 0;
+    Clock::time_point lastTick;
 };
 
 }  // namespace studio

@@ -1,9 +1,12 @@
 #include "studio/server/WebServer.h"
 
 #include <boost/asio.hpp>
+#include <boost/asio/ssl.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
+#include <boost/beast/ssl.hpp>
 #include <boost/beast/websocket.hpp>
+#include <boost/beast/websocket/ssl.hpp>
 #include <deque>
 #include <iostream>
 #include <map>
@@ -19,6 +22,8 @@ namespace http = beast::http;
 namespace websocket = beast::websocket;
 using boost::system::error_code;
 using tcp = asio::ip::tcp;
+using PlainStream = beast::tcp_stream;
+using CodedStream = beast::ssl_stream<beast::tcp_stream>;
 
 constexpr std::size_t MOST_HEADER = 8192;
 constexpr std::size_t MOST_BODY = 1024;           // nobody has to send any
@@ -33,9 +38,13 @@ std::string_view View(beast::string_view text) {
 }
 
 Visitor VisitorOf(const Request& request) {
-    return {View(request.method_string()),      View(request.target()),
-            View(request[http::field::host]),   View(request[http::field::origin]),
-            View(request[http::field::cookie]), websocket::is_upgrade(request)};
+    return {View(request.method_string()),
+            View(request.target()),
+            View(request[http::field::host]),
+            View(request[http::field::origin]),
+            View(request[http::field::cookie]),
+            websocket::is_upgrade(request),
+            View(request[http::field::authorization])};
 }
 
 // A style may be set by script, as editors do; scripts come from files of the page alone.
@@ -66,13 +75,22 @@ Refusal RefusalOf(Gate::Answer answer) {
             return {http::status::forbidden, "Only the server's own page may ask.\n"};
         case Gate::Answer::NoMethod:
             return {http::status::method_not_allowed, "Only GET and HEAD are answered.\n"};
+        case Gate::Answer::NoPassword:
+        case Gate::Answer::NotPassword:
+            return {http::status::unauthorized, "The password of the studio is needed.\n"};
         default:
             return {http::status::unauthorized,
                     "The token is missing or old: open the address that 'sigweave studio' printed.\n"};
     }
 }
 
-class Session;
+// One at a WebSocket. On the server's thread.
+struct Client {
+    virtual ~Client() = default;
+    virtual void Send(WebServer::Message message, bool isBinary) = 0;
+    virtual void Drop() = 0;
+    virtual void Close() = 0;
+};
 
 }  // namespace
 
@@ -85,13 +103,14 @@ struct WebServer::Impl {
           signal(io) {}
 
     void Accept();
-    void Add(Viewer viewer, const std::shared_ptr<Session>& session) { viewers[viewer] = session; }
+    void Add(Viewer viewer, const std::shared_ptr<Client>& session) { viewers[viewer] = session; }
 
     Options options;
     const PageFiles& files;
     Handlers handlers;
     std::optional<Gate> gate;
-    std::map<Viewer, std::weak_ptr<Session>> viewers;
+    std::optional<asio::ssl::context> tls;
+    std::map<Viewer, std::weak_ptr<Client>> viewers;
     Viewer lastViewer = 0;
     int connections = 0;
     bool stopping = false;
@@ -103,11 +122,12 @@ struct WebServer::Impl {
 namespace {
 
 // A viewer at a WebSocket. Everything on the server's thread.
-class Session : public std::enable_shared_from_this<Session> {
+template <class Stream>
+class Session final : public Client, public std::enable_shared_from_this<Session<Stream>> {
  public:
-    Session(WebServer::Impl& serverImpl, beast::tcp_stream&& stream)
+    Session(WebServer::Impl& serverImpl, Stream&& stream)
         : server(serverImpl), socket(std::move(stream)), watchdog(server.io) {}
-    ~Session() {
+    ~Session() override {
         --server.connections;
         if (viewer == 0) return;
         server.viewers.erase(viewer);
@@ -120,7 +140,7 @@ class Session : public std::enable_shared_from_this<Session> {
         socket.set_option(timeout);
         socket.read_message_max(server.options.mostReceived);
         socket.write_buffer_bytes(65536);
-        socket.async_accept(request, [self = shared_from_this()](error_code failed) {
+        socket.async_accept(request, [self = this->shared_from_this()](error_code failed) {
             if (failed) return;
             self->viewer = ++self->server.lastViewer;
             self->server.Add(self->viewer, self);
@@ -129,7 +149,7 @@ class Session : public std::enable_shared_from_this<Session> {
         });
     }
 
-    void Send(WebServer::Message message, bool isBinary) {
+    void Send(WebServer::Message message, bool isBinary) override {
         if (isClosing) return;
         waiting += message->size();
         queue.push_back({std::move(message), isBinary});
@@ -138,19 +158,19 @@ class Session : public std::enable_shared_from_this<Session> {
     }
 
     // It takes nothing: what waits for it is given up.
-    void Drop() {
+    void Drop() override {
         tooSlow = true;
         End();
     }
 
-    void Close() {
+    void Close() override {
         if (std::exchange(isClosing, true)) return;
         if (queue.empty()) SayGoodbye();
     }
 
  private:
     void Read() {
-        socket.async_read(buffer, [self = shared_from_this()](error_code failed, std::size_t) {
+        socket.async_read(buffer, [self = this->shared_from_this()](error_code failed, std::size_t) {
             if (failed) return self->End();
             if (self->socket.got_text())
                 self->server.handlers.received(self->viewer, beast::buffers_to_string(self->buffer.data()));
@@ -165,12 +185,12 @@ class Session : public std::enable_shared_from_this<Session> {
         using std::chrono::milliseconds;
         watchdog.expires_after(server.options.patience +
                                milliseconds(next.message->size() / BYTES_A_MILLISECOND));
-        watchdog.async_wait([weak = weak_from_this()](error_code cancelled) {
+        watchdog.async_wait([weak = this->weak_from_this()](error_code cancelled) {
             const auto self = weak.lock();
             if (!cancelled && self != nullptr) self->Drop();
         });
         socket.async_write(asio::buffer(*next.message),
-                           [self = shared_from_this()](error_code failed, std::size_t) {
+                           [self = this->shared_from_this()](error_code failed, std::size_t) {
                                self->watchdog.cancel();
                                if (failed) return self->End();
                                self->waiting -= self->queue.front().message->size();
@@ -181,7 +201,8 @@ class Session : public std::enable_shared_from_this<Session> {
     }
 
     void SayGoodbye() {
-        socket.async_close(websocket::close_code::going_away, [self = shared_from_this()](error_code) {});
+        socket.async_close(websocket::close_code::going_away,
+                           [self = this->shared_from_this()](error_code) {});
     }
 
     void End() {
@@ -195,7 +216,7 @@ class Session : public std::enable_shared_from_this<Session> {
     };
 
     WebServer::Impl& server;
-    websocket::stream<beast::tcp_stream> socket;
+    websocket::stream<Stream> socket;
     asio::steady_timer watchdog;
     beast::flat_buffer buffer;
     std::deque<Waiting> queue;  // the first is being written
@@ -206,25 +227,41 @@ class Session : public std::enable_shared_from_this<Session> {
 };
 
 // Requests for files, one after the other, until one asks for a WebSocket.
-class Connection : public std::enable_shared_from_this<Connection> {
+template <class Stream>
+class Connection : public std::enable_shared_from_this<Connection<Stream>> {
  public:
-    Connection(WebServer::Impl& serverImpl, tcp::socket&& accepted)
-        : server(serverImpl), stream(std::move(accepted)) {}
+    template <class... More>
+    explicit Connection(WebServer::Impl& serverImpl, tcp::socket&& accepted, More&... more)
+        : server(serverImpl), stream(std::move(accepted), more...), pause(serverImpl.io) {}
     ~Connection() {
         if (!handedOn) --server.connections;
     }
+
+    void Begin() {
+        if constexpr (std::is_same_v<Stream, PlainStream>) {
+            Read();
+        } else {
+            Lowest().expires_after(server.options.requestTime);
+            stream.async_handshake(asio::ssl::stream_base::server,
+                                   [self = this->shared_from_this()](error_code failed) {
+                                       if (!failed) self->Read();
+                                   });
+        }
+    }
+
+ private:
+    beast::tcp_stream& Lowest() { return beast::get_lowest_layer(stream); }
 
     void Read() {
         parser.emplace();
         parser->header_limit(MOST_HEADER);
         parser->body_limit(MOST_BODY);
-        stream.expires_after(server.options.requestTime);
+        Lowest().expires_after(server.options.requestTime);
         http::async_read(
             stream, buffer, *parser,
-            [self = shared_from_this()](error_code failed, std::size_t) { self->Handle(failed); });
+            [self = this->shared_from_this()](error_code failed, std::size_t) { self->Handle(failed); });
     }
 
- private:
     void Handle(error_code failed) {
         if (failed == http::error::header_limit || failed == http::error::body_limit)
             return Refuse({http::status::payload_too_large, "The request is too long.\n"}, false);
@@ -232,6 +269,8 @@ class Connection : public std::enable_shared_from_this<Connection> {
         const Request& request = parser->get();
         const Gate::Answer answer = server.gate->Judge(VisitorOf(request));
         if (answer == Gate::Answer::GiveCookie) return Welcome();
+        if (answer == Gate::Answer::NotPassword) return RefuseLater(RefusalOf(answer));
+        if (answer == Gate::Answer::NoPassword) return Refuse(RefusalOf(answer), request.keep_alive(), true);
         if (answer != Gate::Answer::Serve) return Refuse(RefusalOf(answer), request.keep_alive());
         if (websocket::is_upgrade(request)) return Upgrade();
         const PageFile* const file = server.files.Find(View(request.target()));
@@ -249,9 +288,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
     void Upgrade() {
         if (View(parser->get().target()) != SOCKET_PATH)
             return Refuse({http::status::not_found, "There is no such address.\n"}, false);
-        stream.expires_never();
+        Lowest().expires_never();
         handedOn = true;
-        std::make_shared<Session>(server, std::move(stream))->Begin(parser->get());
+        std::make_shared<Session<Stream>>(server, std::move(stream))->Begin(parser->get());
     }
 
     void Welcome() {
@@ -263,11 +302,20 @@ class Connection : public std::enable_shared_from_this<Connection> {
         Answer(std::move(response));
     }
 
-    void Refuse(const Refusal& refusal, bool goesOn) {
+    // Who guesses waits, and holds up nobody else.
+    void RefuseLater(const Refusal& refusal) {
+        pause.expires_after(server.options.refusalTime);
+        pause.async_wait(
+            [self = this->shared_from_this(), refusal](error_code) { self->Refuse(refusal, false, true); });
+    }
+
+    void Refuse(const Refusal& refusal, bool goesOn, bool asksForPassword = false) {
         Response response(refusal.status, 11);
         response.set(http::field::content_type, "text/plain; charset=utf-8");
         response.set(http::field::cache_control, "no-store");
         response.keep_alive(goesOn);
+        if (asksForPassword)
+            response.set(http::field::www_authenticate, "Basic realm=\"sigweave studio\", charset=\"UTF-8\"");
         response.body() = refusal.text;
         Answer(std::move(response));
     }
@@ -277,21 +325,43 @@ class Connection : public std::enable_shared_from_this<Connection> {
         response.prepare_payload();
         if (parser->get().method() == http::verb::head) response.body().clear();
         const auto kept = std::make_shared<Response>(std::move(response));
-        stream.expires_after(server.options.requestTime);
-        http::async_write(stream, *kept, [self = shared_from_this(), kept](error_code failed, std::size_t) {
-            if (failed) return;
-            if (!kept->need_eof() && !self->server.stopping) return self->Read();
-            error_code ignored;
-            self->stream.socket().shutdown(tcp::socket::shutdown_send, ignored);
-        });
+        Lowest().expires_after(server.options.requestTime);
+        http::async_write(stream, *kept,
+                          [self = this->shared_from_this(), kept](error_code failed, std::size_t) {
+                              if (failed) return;
+                              if (!kept->need_eof() && !self->server.stopping) return self->Read();
+                              error_code ignored;
+                              self->Lowest().socket().shutdown(tcp::socket::shutdown_send, ignored);
+                          });
     }
 
     WebServer::Impl& server;
-    beast::tcp_stream stream;
+    Stream stream;
+    asio::steady_timer pause;
     beast::flat_buffer buffer;
     std::optional<http::request_parser<http::string_body>> parser;
     bool handedOn = false;
 };
+
+}  // namespace
+
+namespace {
+
+asio::ssl::context MakeTls(const WebServer::Options& options) {
+    asio::ssl::context tls(asio::ssl::context::tls_server);
+    tls.set_options(asio::ssl::context::default_workarounds | asio::ssl::context::no_tlsv1 |
+                    asio::ssl::context::no_tlsv1_1);
+    const auto read = [](const std::string& file, auto&& load) {
+        error_code failed;
+        load(failed);
+        if (failed) throw std::runtime_error(file + ": " + failed.message());
+    };
+    read(options.certificate,
+         [&](error_code& failed) { tls.use_certificate_chain_file(options.certificate, failed); });
+    read(options.key,
+         [&](error_code& failed) { tls.use_private_key_file(options.key, asio::ssl::context::pem, failed); });
+    return tls;
+}
 
 }  // namespace
 
@@ -309,7 +379,10 @@ void WebServer::Impl::Accept() {
             error_code ignored;
             accepted.set_option(tcp::no_delay(true), ignored);
             accepted.set_option(asio::socket_base::send_buffer_size(1 << 18), ignored);
-            std::make_shared<Connection>(*this, std::move(accepted))->Read();
+            if (tls.has_value())
+                std::make_shared<Connection<CodedStream>>(*this, std::move(accepted), *tls)->Begin();
+            else
+                std::make_shared<Connection<PlainStream>>(*this, std::move(accepted))->Begin();
         }
         Accept();
     });
@@ -317,6 +390,7 @@ void WebServer::Impl::Accept() {
 
 WebServer::WebServer(const Options& serverOptions, const PageFiles& pageFiles, Handlers viewerHandlers)
     : impl(std::make_unique<Impl>(serverOptions, pageFiles, std::move(viewerHandlers))) {
+    if (!serverOptions.certificate.empty()) impl->tls.emplace(MakeTls(serverOptions));
     const tcp::endpoint wanted(asio::ip::make_address(serverOptions.address),
                                static_cast<unsigned short>(serverOptions.port));
     impl->acceptor.open(wanted.protocol());

@@ -24,6 +24,9 @@ class WebServer {
     struct Options {
         std::string address = "127.0.0.1";
         int port = 0;                                  // 0: one that is free
+        std::string certificate;                       // file of the chain, PEM; empty: not encrypted
+        std::string key;                               // file of its private key, PEM
+        std::chrono::milliseconds refusalTime{1000};   // that the answer to a wrong password takes
         std::size_t mostReceived = 5U << 20;           // bytes of a message; the viewer is closed beyond
         std::size_t mostWaiting = 32U << 20;           // bytes that wait for one viewer; closed beyond
         int mostConnections = 200;                     // more are closed at once
@@ -38,7 +41,8 @@ class WebServer {
         std::function<void(Viewer, bool tooSlow)> closed;
     };
 
-    // Opens the port. Throws std::runtime_error with the reason when that fails. `files` must outlive it.
+    // Reads the certificate and opens the port. Throws std::runtime_error with the reason when that fails.
+    // `files` must outlive it.
     WebServer(const Options& serverOptions, const PageFiles& pageFiles, Handlers viewerHandlers);
     ~WebServer();
     WebServer(const WebServer&) = delete;

@@ -4,6 +4,7 @@
 #include <clocale>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <thread>
 
@@ -18,6 +19,7 @@
 #include "sigweave/services/Bilingual.h"
 #include "studio/server/RunChild.h"
 #include "studio/server/Studio.h"
+#include "studio/server/Workshop.h"
 
 namespace {
 
@@ -33,7 +35,15 @@ struct Arguments {
     std::string page;
     int port = 0;
     bool watch = false;
-    bool isRun = false;  // a run of the studio, for itself alone
+    std::vector<std::string> folders;
+    std::string listen = "127.0.0.1";
+    std::vector<std::string> names;
+    std::string passwordFile;
+    std::string certificate;
+    std::string key;
+    bool insecure = false;
+    bool isRun = false;    // a run of the studio, for itself alone
+    bool isCheck = false;  // its workshop
 };
 
 tc::Event interrupted;
@@ -57,6 +67,87 @@ std::string NewGraph() {
     return name;
 }
 
+// The first line of a file that only its owner can read. Empty, with the reason, when it is none.
+std::string ReadPassword(const std::string& path, std::string& error) {
+    constexpr std::size_t SHORTEST = 12;
+    std::error_code failed;
+    const fs::perms mode = fs::status(path, failed).permissions();
+    std::ifstream file(path);
+    std::string line;
+    if (failed || !std::getline(file, line)) {
+        error = Bilingual("the file '%1' with the password cannot be read",
+                          "die Datei '%1' mit dem Passwort lässt sich nicht lesen")
+                    .With({path});
+        return {};
+    }
+    if (line.ends_with('\r')) line.pop_back();
+    if ((mode & (fs::perms::group_read | fs::perms::others_read)) != fs::perms::none)
+        error =
+            Bilingual("others can read the file '%1' with the password; run: chmod 600 '%1'",
+                      "andere können die Datei '%1' mit dem Passwort lesen; führen Sie aus: chmod 600 '%1'")
+                .With({path});
+    else if (line.size() < SHORTEST)
+        error = Bilingual("the password in '%1' is too short; it needs at least %2 characters",
+                          "das Passwort in '%1' ist zu kurz; es braucht mindestens %2 Zeichen")
+                    .With({path, std::to_string(SHORTEST)});
+    return error.empty() ? line : std::string();
+}
+
+bool IsOfThisMachine(const std::string& address) {
+    return address.starts_with("127.") || address == "::1";
+}
+
+bool IsEverywhere(const std::string& address) {
+    return address == "0.0.0.0" || address == "::";
+}
+
+// As it is in the header Host and in addresses of pages.
+std::string HostText(const std::string& address) {
+    return address.find(':') != address.npos ? "[" + address + "]" : address;
+}
+
+// Who may reach the server. False, with the reason, when others could who should not.
+bool OpenTo(const Arguments& arguments, studio::Access& access, std::string& error) {
+    access.isEncrypted = !arguments.certificate.empty();
+    if (access.isEncrypted != !arguments.key.empty()) {
+        error = Bilingual("a certificate needs its key: give both --certificate and --key",
+                          "ein Zertifikat braucht seinen Schlüssel: geben Sie --certificate und --key an")
+                    .Text();
+        return false;
+    }
+    if (!arguments.passwordFile.empty()) access.password = ReadPassword(arguments.passwordFile, error);
+    if (!error.empty()) return false;
+    access.names = arguments.names;
+    access.names.push_back(HostText(arguments.listen));
+    access.anyAddress = IsEverywhere(arguments.listen);
+    const bool isSafe = access.isEncrypted && !access.password.empty();
+    if (isSafe || IsOfThisMachine(arguments.listen)) return true;
+    if (!arguments.insecure) {
+        error = Bilingual(
+                    "others could read along and take over at %1: give --password-file, --certificate and "
+                    "--key, or listen on 127.0.0.1 and use ssh -L (with --insecure the studio starts anyway)",
+                    "an %1 könnten andere mitlesen und eingreifen: geben Sie --password-file, --certificate "
+                    "und --key an, oder bleiben Sie bei 127.0.0.1 und nehmen Sie ssh -L (mit --insecure "
+                    "startet das Studio trotzdem)")
+                    .With({arguments.listen});
+        return false;
+    }
+    host::console::Error(Bilingual("warning: whoever is on the way to %1 can read along and take over",
+                                   "Warnung: wer auf dem Weg zu %1 sitzt, kann mitlesen und eingreifen")
+                             .With({arguments.listen}));
+    return true;
+}
+
+std::string AddressOf(const Arguments& arguments, const studio::Access& access, int port,
+                      const std::string& token) {
+    const std::string name = !arguments.names.empty()         ? arguments.names.front()
+                             : IsEverywhere(arguments.listen) ? "localhost"
+                                                              : HostText(arguments.listen);
+    const std::string page =
+        (access.isEncrypted ? "https://" : "http://") + name + ":" + std::to_string(port) + "/";
+    return access.password.empty() ? page + "?token=" + token : page;
+}
+
 int Serve(const Arguments& arguments) {
     studio::PageFiles files;
     std::string error;
@@ -69,14 +160,30 @@ int Serve(const Arguments& arguments) {
     options.folders = host::ModuleCatalogue::FoldersOf(arguments.modulePath);
     options.program = (fs::path(TCGetProgramFolder()) / "sigweave-studio").string();
     options.mayChange = !arguments.watch;
+    options.choice = arguments.folders;
+    if (options.choice.empty()) options.choice.push_back(fs::absolute(options.graph).parent_path().string());
+    for (const std::string& folder : arguments.folders)
+        if (std::error_code failed; !fs::is_directory(folder, failed)) {
+            host::console::Error(
+                Bilingual("there is no folder '%1'", "es gibt keinen Ordner '%1'").With({folder}));
+            return host::EXIT_WRONG_INPUT;
+        }
     studio::Worker worker;
     studio::Studio studio(options, worker);
     if (!studio.Open(error)) {
         host::console::Error(error);
         return host::EXIT_WRONG_INPUT;
     }
+    studio::Access access;
+    if (!OpenTo(arguments, access, error)) {
+        host::console::Error(error);
+        return host::EXIT_WRONG_INPUT;
+    }
     studio::WebServer::Options serverOptions;
+    serverOptions.address = arguments.listen;
     serverOptions.port = arguments.port;
+    serverOptions.certificate = arguments.certificate;
+    serverOptions.key = arguments.key;
     studio::WebServer::Handlers handlers;
     handlers.opened = [&](auto viewer) { worker.Post([&studio, viewer] { studio.Opened(viewer); }); };
     handlers.received = [&](auto viewer, std::string text) {
@@ -89,23 +196,25 @@ int Serve(const Arguments& arguments) {
     try {
         server = std::make_unique<studio::WebServer>(serverOptions, files, std::move(handlers));
     } catch (const std::exception& failure) {
-        host::console::Error(
-            Bilingual("the port %1 cannot be opened: %2", "der Port %1 lässt sich nicht öffnen: %2")
-                .With({std::to_string(arguments.port), failure.what()}));
+        host::console::Error(Bilingual("the port %1 of %2 cannot be opened: %3",
+                                       "der Port %1 an %2 lässt sich nicht öffnen: %3")
+                                 .With({std::to_string(arguments.port), arguments.listen, failure.what()}));
         return host::EXIT_INCOMPLETE;
     }
     studio.SetServer(*server);
     const std::string token = studio::Gate::MakeToken();
-    server->SetGate(studio::Gate(token, server->Port()));
-    const std::string address = "http://127.0.0.1:" + std::to_string(server->Port()) + "/?token=" + token;
-    if (!host::console::Print(
-            Bilingual("%1\nOpen this address in a browser on this machine; Ctrl-C ends the studio.\n",
-                      "%1\nÖffnen Sie diese Adresse in einem Browser auf diesem Rechner; Strg-C "
-                      "beendet das Studio.\n")
-                .With({address})))
+    server->SetGate(studio::Gate(token, server->Port(), access));
+    const Bilingual here("%1\nOpen this address in a browser on this machine; Ctrl-C ends the studio.\n",
+                         "%1\nÖffnen Sie diese Adresse in einem Browser auf diesem Rechner; Strg-C "
+                         "beendet das Studio.\n");
+    const Bilingual anywhere("%1\nOpen this address in a browser; Ctrl-C ends the studio.\n",
+                             "%1\nÖffnen Sie diese Adresse in einem Browser; Strg-C beendet das Studio.\n");
+    const std::string address = AddressOf(arguments, access, server->Port(), token);
+    if (!host::console::Print((IsOfThisMachine(arguments.listen) ? here : anywhere).With({address})))
         return host::EXIT_INCOMPLETE;
     host::console::BeSilent();
     TCOnInterrupt([] { interrupted.Set(); }, WaitingCalls::GoOn);
+    worker.Post([&studio] { studio.Begin(); });
     const tc::Thread serving("serve", [&server] { server->Run(); });
     worker.Run(TICK, [&] {
         studio.Tick();
@@ -138,7 +247,24 @@ int main(int argc, char** argv) {
     app.add_option("--page", arguments.page, "The folder of the built page")->type_name("FOLDER");
     app.add_flag("--watch", arguments.watch, "For looking alone: the page can change and start nothing")
         ->disable_flag_override();
+    app.add_option("--listen", arguments.listen, "The address to listen on; default: 127.0.0.1")
+        ->type_name("ADDRESS");
+    app.add_option("--name", arguments.names, "A name under which the studio is reached; may be repeated")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    app.add_option("--password-file", arguments.passwordFile, "A file whose first line is the password")
+        ->type_name("FILE");
+    app.add_option("--certificate", arguments.certificate, "The certificate for TLS, as PEM")
+        ->type_name("FILE");
+    app.add_option("--key", arguments.key, "Its private key, as PEM")->type_name("FILE");
+    app.add_flag("--insecure", arguments.insecure, "Listen on other addresses without password or TLS")
+        ->disable_flag_override();
+    app.add_option("--folder", arguments.folders,
+                   "A folder that files may be chosen from; may be repeated; default: that of the graph")
+        ->type_name("FOLDER")
+        ->allow_extra_args(false);
     app.add_flag("--run", arguments.isRun)->group("");
+    app.add_flag("--check", arguments.isCheck)->group("");
     std::string language;
     app.add_option("--language", language, "The language of messages")->type_name("en|de");
     try {
@@ -147,5 +273,6 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? host::EXIT_COMPLETE : host::EXIT_WRONG_INPUT;
     }
+    if (arguments.isCheck) return studio::RunWorkshop();
     return arguments.isRun ? studio::RunChild() : Serve(arguments);
 }

@@ -9,7 +9,7 @@ using studio::Visitor;
 using Answer = Gate::Answer;
 
 TEST(Gate, LetsInOnlyTheOwnPageWithTheToken) {
-    const Gate gate("0123abcd", 8080, "lab.example");
+    const Gate gate("0123abcd", 8080, {.names = {"lab.example"}});
     constexpr const char* COOKIE = "theme=dark; sigweave-8080=0123abcd";
     const struct {
         Visitor visitor;  // method, target, host, origin, cookie, socket
@@ -51,6 +51,35 @@ TEST(Gate, LetsInOnlyTheOwnPageWithTheToken) {
     for (const auto& row : rows)
         EXPECT_EQ(gate.Judge(row.visitor), row.answer)
             << row.visitor.target << " | " << row.visitor.host << " | " << row.visitor.origin;
+}
+
+TEST(Gate, AsksForThePasswordOnce) {
+    const Gate gate("0123abcd", 8080, {.anyAddress = true, .password = "eight:words", .isEncrypted = true});
+    constexpr const char* HOST = "192.168.0.7:8080";
+    constexpr const char* COOKIE = "sigweave-8080=0123abcd";
+    const struct {
+        Visitor visitor;  // method, target, host, origin, cookie, socket, authorization
+        Answer answer;
+    } rows[] = {
+        {{"GET", "/", HOST, "", ""}, Answer::NoPassword},
+        {{"GET", "/", HOST, "", "", false, "Basic YW55Ym9keTplaWdodDp3b3Jkcw=="}, Answer::GiveCookie},
+        {{"GET", "/", HOST, "", "", false, "basic OmVpZ2h0OndvcmRz"}, Answer::GiveCookie},
+        {{"GET", "/", HOST, "", "", false, "Basic ZWlnaHQ6d29yZHM="}, Answer::NotPassword},  // "words"
+        {{"GET", "/", HOST, "", "", false, "Basic !!!!"}, Answer::NotPassword},
+        {{"GET", "/", HOST, "", "", false, "Bearer 0123abcd"}, Answer::NotPassword},
+        {{"GET", "/", HOST, "", COOKIE}, Answer::Serve},
+        {{"GET", "/live", HOST, "https://192.168.0.7:8080", COOKIE, true}, Answer::Serve},
+        {{"GET", "/live", HOST, "http://192.168.0.7:8080", COOKIE, true}, Answer::OtherOrigin},
+        {{"GET", "/live", HOST, "https://192.168.0.7:8080", "", true, "Basic OmVpZ2h0OndvcmRz"},
+         Answer::NoToken},
+        {{"GET", "/", "evil.example", "", COOKIE}, Answer::NoSuchHost},
+        {{"GET", "/", "1.2.3.4.evil", "", COOKIE}, Answer::NoSuchHost},
+        {{"GET", "/", "[fe80::1]:8080", "", COOKIE}, Answer::Serve},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(gate.Judge(row.visitor), row.answer)
+            << row.visitor.target << " | " << row.visitor.host << " | " << row.visitor.authorization;
+    EXPECT_TRUE(gate.Cookie().ends_with("; Secure"));
 }
 
 TEST(Gate, MakesTokensThatNobodyGuesses) {

@@ -31,7 +31,8 @@ struct Watched {
         handlers.onText = [this](std::string text) { Note([&] { texts.push_back(json::parse(text)); }); };
         handlers.onPictures = [this] { Note([this] { hasPictures = true; }); };
         handlers.onEnd = [this](int code) { Note([&] { end = code; }); };
-        process = studio::RunProcess::Start(SIGWEAVE_STUDIO_PROGRAM, order.dump(), std::move(handlers));
+        process =
+            studio::RunProcess::Start(SIGWEAVE_STUDIO_PROGRAM, "--run", order.dump(), std::move(handlers));
     }
     template <class Work>
     void Note(Work work) {

@@ -1,15 +1,20 @@
 #include <gmock/gmock.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
 
 #include <boost/asio.hpp>
+#include <boost/asio/ssl.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
+#include <boost/beast/websocket/ssl.hpp>
 #include <condition_variable>
 #include <mutex>
 #include <set>
 #include <thread>
 
 #include "studio/server/WebServer.h"
+#include "tests/support/OwnFolder.h"
 
 namespace {
 
@@ -41,7 +46,7 @@ class Server : public testing::Test {
         };
         server = std::make_unique<WebServer>(options, files, std::move(handlers));
         port = std::to_string(server->Port());
-        server->SetGate(studio::Gate("token", server->Port()));
+        server->SetGate(studio::Gate("token", server->Port(), access));
         cookie = "sigweave-" + port + "=token";
         serving = std::thread([this] { server->Run(); });
     }
@@ -102,6 +107,7 @@ class Server : public testing::Test {
     std::unique_ptr<WebServer> server;
     std::string port;
     std::string cookie;
+    studio::Access access;
     std::thread serving;
     std::mutex mutex;
     std::condition_variable changed;
@@ -221,6 +227,72 @@ TEST_F(Server, GivesUpAViewerForWhomTooMuchWaits) {
     ASSERT_TRUE(WaitFor([this] { return viewers.size() == 1; }));
     server->Send(last, std::make_shared<const std::string>((1 << 20) + 1, 'a'));
     EXPECT_TRUE(WaitFor([this] { return viewers.empty() && tooSlow == 1; }));
+}
+
+// A certificate for tests, of a key of its own.
+void MakeCertificate(const std::string& certificate, const std::string& key) {
+    EVP_PKEY* const pair = EVP_EC_gen("P-256");
+    X509* const made = X509_new();
+    ASN1_INTEGER_set(X509_get_serialNumber(made), 1);
+    X509_gmtime_adj(X509_getm_notBefore(made), 0);
+    X509_gmtime_adj(X509_getm_notAfter(made), 3600);
+    X509_set_pubkey(made, pair);
+    X509_NAME_add_entry_by_txt(X509_get_subject_name(made), "CN", MBSTRING_ASC,
+                               reinterpret_cast<const unsigned char*>("localhost"), -1, -1, 0);
+    X509_set_issuer_name(made, X509_get_subject_name(made));
+    X509_sign(made, pair, EVP_sha256());
+    std::FILE* const first = std::fopen(certificate.c_str(), "wb");
+    PEM_write_X509(first, made);
+    std::fclose(first);
+    std::FILE* const second = std::fopen(key.c_str(), "wb");
+    PEM_write_PrivateKey(second, pair, nullptr, nullptr, 0, nullptr, nullptr);
+    std::fclose(second);
+    X509_free(made);
+    EVP_PKEY_free(pair);
+}
+
+TEST_F(Server, SpeaksTlsAndAsksForThePassword) {
+    const auto own = MakeOwnFolder();
+    WebServer::Options options;
+    options.certificate = (own->Path() / "c.pem").string();
+    options.key = (own->Path() / "k.pem").string();
+    options.refusalTime = 10ms;
+    EXPECT_THROW(WebServer(options, files, {}), std::runtime_error);
+    MakeCertificate(options.certificate, options.key);
+    access = {.password = "eight words", .isEncrypted = true};
+    Start(options);
+    asio::ssl::context context(asio::ssl::context::tls_client);
+    const auto ask = [&](const std::string& more) {
+        asio::ssl::stream<tcp::socket> stream(Connect(), context);
+        stream.handshake(asio::ssl::stream_base::client);
+        asio::write(stream, asio::buffer("GET / HTTP/1.1\r\nHost: localhost\r\n" + more + "\r\n"));
+        beast::flat_buffer buffer;
+        http::response_parser<http::string_body> parser;
+        http::read(stream, buffer, parser);
+        std::ostringstream text;
+        text << parser.get();
+        return text.str();
+    };
+    EXPECT_THAT(ask(""), HasSubstr("WWW-Authenticate: Basic"));
+    EXPECT_THAT(ask("Authorization: Basic OmVpZ2h0IHdvcmQ=\r\n"), HasSubstr("401"));
+    EXPECT_THAT(ask("Authorization: Basic OmVpZ2h0IHdvcmRz\r\n"), HasSubstr("; Secure"));
+    EXPECT_THAT(ask("Cookie: " + cookie + "\r\n"), HasSubstr("<p>page</p>"));
+
+    websocket::stream<asio::ssl::stream<tcp::socket>> socket(Connect(), context);
+    socket.next_layer().handshake(asio::ssl::stream_base::client);
+    socket.set_option(websocket::stream_base::decorator([&](websocket::request_type& request) {
+        request.set(http::field::origin, "https://localhost");
+        request.set(http::field::cookie, cookie);
+    }));
+    socket.handshake("localhost", "/live");
+    socket.write(asio::buffer(std::string("hello")));
+    EXPECT_TRUE(WaitFor([this] { return received.size() == 1; }));
+    error_code failed;
+    tcp::socket plain = Connect();  // one that does not speak it
+    asio::write(plain, asio::buffer(std::string("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n")), failed);
+    std::string said;
+    asio::read(plain, asio::dynamic_buffer(said), failed);
+    EXPECT_THAT(said, Not(HasSubstr("HTTP")));
 }
 
 // Garbage, halves of requests, and connections that say nothing.

@@ -1,5 +1,6 @@
 import { describe, expect, it } from 'vitest';
 import { extent, valueAt } from '../src/lib/chart';
+import { coverOf } from '../src/lib/lineLayer';
 import { difference, readCursors } from '../src/lib/measure';
 import { decodePicture, findPort, type Figures, type GraphState } from '../src/lib/protocol';
 import { lineOf } from '../src/lib/shown';
@@ -111,4 +112,32 @@ describe('the reason why a module waits', () => {
     ['real time', 1, figures([0, 0]), { ...run, realtime: true }, 'in step with real time'],
     ['nothing when it does not run', 2, figures([3, 0]), { ...run, running: false }, ''],
   ])('is %s', (_, index, now, state, text) => expect(whyItWaits(index, graph, now, state, words)).toBe(text));
+});
+
+describe('a line in pixels', () => {
+  const line = (low: number[], high = low) => ({ x0: 0, dx: 1, low, high, base: 0, colour: '' });
+  const cover = (of: ReturnType<typeof line>, width: number) => {
+    const { top, bottom } = coverOf(of, [0, of.low.length], [0, 10], width, 10);
+    return Array.from(top, (value, index) => (value <= bottom[index]! ? [value, bottom[index]] : null));
+  };
+
+  it('shows one sample in thousands, and gaps', () => {
+    const low = new Array<number>(5000).fill(5);
+    low[1234] = 1;
+    low.fill(NaN, 4000);
+    const shown = cover(line(low), 50);
+    expect(shown[12]).toEqual([5, 9]);
+    expect(shown[11]).toEqual([5, 5]);
+    expect(shown[45]).toBeNull();
+  });
+
+  it('joins samples that are far apart by straight lines', () => {
+    const shown = cover(line([0, 10]), 8); // 4 px from one to the other
+    expect(shown.slice(0, 5)).toEqual([[7.5, 10], [5, 7.5], [2.5, 5], [0, 2.5], [0, 0]]);
+  });
+
+  it('joins columns that do not touch', () => {
+    const shown = cover(line([1, 6], [2, 7]), 2);
+    expect(shown).toEqual([[4, 9], [3, 4]]);
+  });
 });

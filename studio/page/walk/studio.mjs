@@ -12,7 +12,7 @@ const PAGE = process.env.STUDIO_PAGE;
 export const BROWSER = process.env.STUDIO_BROWSER ?? '/usr/bin/chromium';
 
 export async function startStudio(folder, ...args) {
-  const child = spawn(PROGRAM, ['--language', 'en', '--page', PAGE, ...args], { cwd: folder, stdio: ['ignore', 'pipe', 'inherit'] });
+  const child = spawn(PROGRAM, ['--language', 'en', '--page', PAGE, ...args], { cwd: folder, env: { ...process.env, XDG_DATA_HOME: folder }, stdio: ['ignore', 'pipe', 'inherit'] });
   const address = await new Promise((resolve, reject) => {
     let text = '';
     child.stdout.on('data', (bytes) => {

@@ -52,7 +52,7 @@ test('a new user draws, runs, watches and saves a graph', async () => {
 
   await page.getByRole('button', { name: 'Show signal filter.Signal' }).click();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await page.locator('article[aria-label="filter.Signal"] canvas').waitFor();
+  await page.locator('article[aria-label="filter.Signal"] .u-over canvas').waitFor();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
   await picture(page, '3-watched');
   assert.deepEqual(await barriers(page), []);
@@ -83,7 +83,7 @@ test('the corner moves while the graph runs', async () => {
   await page.getByRole('button', { name: 'Show signal low.Signal' }).click();
   await page.getByRole('checkbox', { name: 'In real time' }).check();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await page.locator('article canvas').waitFor();
+  await page.locator('article .u-over canvas').waitFor();
   await setField(page, 'Corner frequency', '100 Hz');
   await page.getByText(/^low\.corner is 100 Hz from block \d+ on\./).waitFor();
   await page.waitForTimeout(500);
@@ -106,7 +106,7 @@ test('neither garbage nor frozen viewers disturb a run or those who watch it', a
   await page.getByRole('button', { name: 'Show signal tone.Signal' }).click();
   await page.getByRole('checkbox', { name: 'In real time' }).check();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await page.locator('article canvas').waitFor();
+  await page.locator('article .u-over canvas').waitFor();
   const answer = await page.evaluate(
     () =>
       new Promise((resolve) => {
@@ -203,7 +203,7 @@ for (const width of [360, 800])
     assert.deepEqual(await barriers(page), []);
     await page.getByRole('button', { name: 'Show signal tone.Signal' }).click();
     await page.getByRole('button', { name: 'Run', exact: true }).click();
-    await page.locator('article canvas').waitFor();
+    await page.locator('article .u-over canvas').waitFor();
     await picture(page, `${width}-signals`);
     assert.deepEqual(await barriers(page), []);
     const wider = await page.evaluate(() => document.documentElement.scrollWidth > window.innerWidth);

@@ -19,7 +19,7 @@ test('signals are looked at together, measured, and in every form', async () => 
   const view = page.locator('article');
   await view.getByLabel('Add a signal to chirp.Signal').selectOption('low.Signal');
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await view.locator('canvas').waitFor();
+  await view.locator('.u-over canvas').waitFor();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
   await view.getByRole('checkbox', { name: 'Cursors' }).check();
   const second = view.getByRole('slider', { name: 'Cursor B' });
@@ -46,5 +46,79 @@ test('signals are looked at together, measured, and in every form', async () => 
     await picture(page, `8-${mode}`);
     assert.deepEqual(await barriers(page), []);
   }
+  assert.deepEqual(errors, []);
+});
+
+test('files, presets and lists are chosen, kept and edited in the form', async () => {
+  fs.mkdirSync(path.join(folder, 'sounds'));
+  for (const name of ['b.mcap', 'a.mcap', 'notes.txt']) fs.writeFileSync(path.join(folder, 'sounds', name), '');
+  fs.writeFileSync(
+    path.join(folder, 'forms2.graph'),
+    '[tone]\nmodule=Generator\nfrequency=60\n[old]\nmodule=Player\n[gains]\nmodule=Stages\nmode=stages\n[lines]\ntone.Signal=gains.Signal\n',
+  );
+  const { page, errors } = await open('forms2.graph', {}, '--module-path', `:${process.env.STUDIO_EXAMPLES}`);
+  const text = page.locator('.cm-content');
+  await node(page, 'old').click();
+  await page.getByRole('button', { name: 'Choose: File' }).click();
+  const dialog = page.getByRole('dialog');
+  await dialog.getByRole('button', { name: 'sounds/' }).click();
+  await dialog.getByRole('button', { name: 'b.mcap' }).waitFor();
+  await picture(page, '9-files');
+  assert.deepEqual(await barriers(page), []);
+  assert.equal(await dialog.getByText('notes.txt').count(), 0);
+  await dialog.getByRole('button', { name: 'a.mcap' }).click();
+  await text.getByText('file=sounds/a.mcap').waitFor();
+
+  await node(page, 'tone').click();
+  await page.getByText('Presets', { exact: true }).click();
+  await page.getByLabel('Name of the preset').fill('mains');
+  await page.getByRole('button', { name: 'Keep settings' }).click();
+  await page.getByText('The settings are kept as “mains”.').waitFor();
+  const frequency = page.getByLabel('Frequency', { exact: true });
+  await frequency.fill('1 kHz');
+  await frequency.press('Enter');
+  await text.getByText('frequency=1 kHz').waitFor();
+  await page.getByRole('button', { name: 'Load the preset mains' }).click();
+  await text.getByText('frequency=60').waitFor();
+
+  await node(page, 'gains').click();
+  await page.getByRole('button', { name: /^Add a row/ }).click();
+  await page.getByLabel('gain 1').fill('2.5');
+  await page.getByLabel('gain 1').press('Enter');
+  await text.getByText(/stages=.*2\.5/).waitFor();
+  await picture(page, '9-list');
+  assert.deepEqual(await barriers(page), []);
+  await page.getByRole('button', { name: 'Remove row 1' }).click();
+  await text.getByText(/stages=.*2\.5/).waitFor({ state: 'detached' });
+  assert.deepEqual(errors, []);
+});
+
+test('a recording is looked at down to single samples while it is written', async () => {
+  fs.writeFileSync(
+    path.join(folder, 'record.graph'),
+    '[tone]\nmodule=Generator\nrate=8000\nunit=V\nduration=1000\n[record]\nmodule=Recorder\nfile=r.mcap\n[lines]\ntone.Signal=record.Signal\n',
+  );
+  const { page, errors } = await open('record.graph');
+  await node(page, 'record').click();
+  await page.getByRole('checkbox', { name: 'In real time' }).check();
+  await page.getByRole('button', { name: 'Run', exact: true }).click();
+  await page.getByText(/^running, /).waitFor();
+  await page.getByRole('button', { name: 'Look at the recording' }).click();
+  const view = page.getByRole('article', { name: 'Recording record' });
+  await view.getByText(/samples on disk, being written/).waitFor();
+  const samples = async () => Number(/(\d+) samples on disk/.exec(await view.innerText())?.[1] ?? 0);
+  const before = await samples();
+  await page.waitForFunction((count) => Number(/(\d+) samples on disk/.exec(document.querySelector('article').innerText)?.[1]) > count, before);
+  for (let step = 0; step < 20 && !(await view.getByText('single samples').isVisible()); ++step) {
+    await view.getByRole('button', { name: 'Zoom in' }).click();
+    await page.waitForTimeout(50);
+  }
+  await view.getByText('single samples').waitFor();
+  await picture(page, '8-recording');
+  assert.deepEqual(await barriers(page), []);
+  await page.getByRole('button', { name: 'Stop', exact: true }).click();
+  await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
+  await view.getByRole('button', { name: 'All' }).click();
+  await view.getByText(/\d samples on disk$/).waitFor();
   assert.deepEqual(errors, []);
 });

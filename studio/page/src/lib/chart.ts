@@ -1,4 +1,5 @@
 import uPlot from 'uplot';
+import { LineLayer } from './lineLayer';
 import { quantityText } from './numbers';
 
 // Values at x0, x0 + dx, ...: of each the smallest and the largest of a column; the same array for single values.
@@ -28,7 +29,6 @@ export interface Shown {
 
 export const LEFT = 76; // px, of the axis
 export const RIGHT = 12;
-const POINTS_FROM = 8; // px between samples
 
 // The range of the line's column nearest to x; null where there is none.
 export function valueAt(line: Line, x: number): [number, number] | null {
@@ -68,6 +68,7 @@ export function colourOf(name: string): string {
 // A chart whose axes are those of the library; lines are painted in one pass, straight from what came.
 export class Chart {
   private plot: uPlot;
+  private layer: LineLayer | undefined;
   private shown: Shown;
   private y: [number, number];
 
@@ -91,7 +92,7 @@ export class Chart {
         cursor: { y: false, points: none, drag: { x: onselect !== undefined, y: false, setScale: false } },
         scales: { x: { time: false, range: () => this.shown.x }, y: { range: () => this.y } },
         axes: [
-          { ...axis, size: 32, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.xUnit, 7)) },
+          { ...axis, size: 32, space: 90, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.xUnit, 7)) },
           { ...axis, size: LEFT, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.yUnit)) },
         ],
         series: [{}, { paths: () => null, points: none }],
@@ -137,15 +138,16 @@ export class Chart {
 
   private paint(): void {
     const { ctx, bbox } = this.plot;
-    ctx.save();
-    ctx.beginPath();
-    ctx.rect(bbox.left, bbox.top, bbox.width, bbox.height);
-    ctx.clip();
-    if (this.shown.image) this.paintImage(this.shown.image);
-    ctx.lineWidth = devicePixelRatio;
-    ctx.lineJoin = 'round';
-    for (const line of this.shown.lines) this.paintLine(line);
-    ctx.restore();
+    if (this.shown.image) {
+      ctx.save();
+      ctx.beginPath();
+      ctx.rect(bbox.left, bbox.top, bbox.width, bbox.height);
+      ctx.clip();
+      this.paintImage(this.shown.image);
+      ctx.restore();
+    }
+    this.layer ??= new LineLayer(this.plot.over);
+    this.layer.paint(this.shown.lines, this.shown.x, this.y, Math.round(bbox.width), Math.round(bbox.height));
   }
 
   private paintImage({ pixels, x, y }: Picture2D): void {
@@ -154,38 +156,5 @@ export class Chart {
     const top = this.plot.valToPos(y[1], 'y', true);
     ctx.imageSmoothingEnabled = false;
     ctx.drawImage(pixels, left, top, this.plot.valToPos(x[1], 'x', true) - left, this.plot.valToPos(y[0], 'y', true) - top);
-  }
-
-  // From column to column, each from the end that is nearer to the column before.
-  private paintLine(line: Line): void {
-    const { ctx, bbox } = this.plot;
-    const [xLeast, xMost] = this.shown.x;
-    const [yLeast, yMost] = this.y;
-    const perX = bbox.width / (xMost - xLeast);
-    const perY = bbox.height / (yMost - yLeast);
-    const left = bbox.left + (line.x0 - xLeast) * perX;
-    const step = line.dx * perX;
-    const zero = bbox.top + (yMost - line.base) * perY;
-    const { low, high } = line;
-    ctx.strokeStyle = ctx.fillStyle = line.colour;
-    ctx.beginPath();
-    let before = NaN;
-    for (let i = 0, x = left; i < low.length; ++i, x += step) {
-      const bottom = zero - low[i]! * perY;
-      const top = zero - high[i]! * perY;
-      if (!(top <= bottom)) {
-        before = NaN; // a gap
-        continue;
-      }
-      const isNearTop = Math.abs(before - top) < Math.abs(before - bottom);
-      if (Number.isNaN(before)) ctx.moveTo(x, bottom);
-      else ctx.lineTo(x, isNearTop ? top : bottom);
-      before = isNearTop ? bottom : top;
-      if (top !== bottom) ctx.lineTo(x, before);
-    }
-    ctx.stroke();
-    if (step < POINTS_FROM * devicePixelRatio || low !== high) return;
-    const size = 3 * devicePixelRatio;
-    for (let i = 0, x = left; i < low.length; ++i, x += step) ctx.fillRect(x - size / 2, zero - low[i]! * perY - size / 2, size, size);
   }
 }

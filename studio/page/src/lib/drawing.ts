@@ -1,4 +1,4 @@
-import type { Edge, Node } from '@xyflow/svelte';
+import { Position, type Edge, type Node } from '@xyflow/svelte';
 import { arrange } from './layout';
 import { findPort, type GraphState, type Instance, type Port } from './protocol';
 
@@ -18,8 +18,26 @@ export const NODE_WIDTH = 196;
 const HEAD_HEIGHT = 46;
 const ROW_HEIGHT = 24;
 
+const BORDER = 1;
+const FOOT_HEIGHT = 23;
+const HANDLE = 11;
+
+// Where the handles of ports are drawn, so that the drawing need not measure what is out of sight.
+function handles(inputs: Port[], outputs: Port[]): NonNullable<ModuleNode['handles']> {
+  const place = (port: Port, row: number, type: 'target' | 'source') => ({
+    id: port.name,
+    type,
+    position: type === 'target' ? Position.Left : Position.Right,
+    x: (type === 'target' ? BORDER : NODE_WIDTH - BORDER) - HANDLE / 2,
+    y: BORDER + HEAD_HEIGHT + (row + 0.5) * ROW_HEIGHT - HANDLE / 2,
+    width: HANDLE,
+    height: HANDLE,
+  });
+  return [...inputs.map((port, row) => place(port, row, 'target')), ...outputs.map((port, row) => place(port, row, 'source'))];
+}
+
 export function nodeHeight(inputs: number, outputs: number): number {
-  return HEAD_HEIGHT + Math.max(inputs, outputs, 1) * ROW_HEIGHT + 23;
+  return HEAD_HEIGHT + Math.max(inputs, outputs, 1) * ROW_HEIGHT + FOOT_HEIGHT;
 }
 
 // A module that takes any number of inputs shows one more than are wired.
@@ -41,32 +59,38 @@ export function draw(graph: GraphState, selected: Set<string>, selectedWire: num
   for (const wire of graph.wires) wired.set(wire.to[0], (wired.get(wire.to[0]) ?? 0) + 1);
   const inputs = new Map(graph.instances.map((each) => [each.name, shownInputs(each, wired.get(each.name) ?? 0)]));
   const automatic = graph.instances.some((each) => !each.at) ? place(graph, inputs) : new Map();
+  const mistakes = byInstance(graph.mistakes);
+  const warnings = byInstance(graph.warnings);
   const nodes = graph.instances.map((instance, index): ModuleNode => {
     const own = inputs.get(instance.name)!;
     const outputs = instance.outputs ?? [];
     const [x, y] = instance.at ?? automatic.get(instance.name) ?? [0, 0];
-    const about = (notes: GraphState['mistakes']) =>
-      notes.filter((note) => note.instance === instance.name).map((note) => note.text);
     return {
       id: instance.name,
       type: 'module',
       position: { x, y },
       selected: selected.has(instance.name),
       ariaLabel: `${instance.name}, ${instance.module}`,
-      initialWidth: NODE_WIDTH,
-      initialHeight: nodeHeight(own.length, outputs.length),
+      measured: { width: NODE_WIDTH, height: nodeHeight(own.length, outputs.length) },
+      handles: handles(own, outputs),
       data: {
         name: instance.name,
         module: instance.module,
         inputs: own,
         outputs,
-        mistakes: about(graph.mistakes),
-        warnings: about(graph.warnings),
+        mistakes: mistakes.get(instance.name) ?? [],
+        warnings: warnings.get(instance.name) ?? [],
         index,
       },
     };
   });
   return { nodes, edges: drawEdges(graph, inputs, selectedWire, label) };
+}
+
+function byInstance(notes: GraphState['mistakes']): Map<string, string[]> {
+  const texts = new Map<string, string[]>();
+  for (const note of notes) if (note.instance) texts.set(note.instance, [...(texts.get(note.instance) ?? []), note.text]);
+  return texts;
 }
 
 function drawEdges(graph: GraphState, inputs: Map<string, Port[]>, selectedWire: number, label: (wire: number) => string): Edge[] {

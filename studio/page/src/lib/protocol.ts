@@ -43,6 +43,7 @@ export interface GraphState {
   state: number; // the version
   form: 'text' | 'xml';
   path: string;
+  folder: string; // that the file is in
   text: string;
   changed: boolean;
   canUndo: boolean;
@@ -119,6 +120,8 @@ export interface FormItem {
   choices?: string[];
   suggestions?: string[];
   required?: boolean;
+  filter?: string; // of files
+  columns?: { key: string; kind: string; label?: string; unit?: string; minimum?: number; maximum?: number; choices?: string[] }[];
   parent?: string;
 }
 
@@ -136,6 +139,7 @@ export interface Answer {
   version?: number;
   outside?: boolean;
   form?: Form;
+  presets?: string[];
   parameters?: Record<string, { live: boolean; allowed: string }>;
 }
 
@@ -164,6 +168,17 @@ export interface Wish {
 }
 
 export type PictureKind = 'envelope' | 'samples' | 'level' | 'spectrogram' | 'texts';
+
+// A window of a recording on disk.
+export interface RecordingPart {
+  whole: boolean; // all that is there was read
+  growing: boolean;
+  signals: { name: string; port: string; unit: string; rate: number; samples: number; start: number }[];
+  first: number; // sample
+  perColumn: number;
+  low: (number | null)[];
+  high: (number | null)[];
+}
 
 // A picture of a signal, as docs/studio.md describes it.
 export interface Picture {

@@ -78,6 +78,7 @@ export class Studio {
   selected = $state<string[]>([]); // names of instances
   selectedWire = $state(-1);
   views = $state<View[]>([]);
+  recordings = $state<string[]>([]); // instances whose recordings are looked at
   toasts = $state<Toast[]>([]);
   outside = $state(false);
   droppedPictures = $state(0);
@@ -143,6 +144,12 @@ export class Studio {
   press = (instance: string, key: string) =>
     this.link.ask({ do: 'set', name: instance, text: JSON.stringify({ press: key }) });
 
+  files = (path: string) => this.link.ask({ do: 'files', name: path });
+  presets = (instance: string) => this.link.ask({ do: 'presets', name: instance });
+  keepPreset = (instance: string, preset: string) => this.report_(this.link.ask({ do: 'keep', name: instance, other: preset }));
+  loadPreset = async (instance: string, preset: string) =>
+    (await this.report_(this.link.ask({ do: 'load', name: instance, other: preset }))).ok;
+
   async save(force = false, name = ''): Promise<boolean> {
     const answer = await this.link.ask({ do: 'save', force, name });
     if (answer.ok) {
@@ -196,6 +203,17 @@ export class Studio {
 
   watch(): void {
     this.link.send({ do: 'watch', wishes: this.views.flatMap(wishesOf) });
+  }
+
+  recording = (instance: string, signal: number, first: number, count: number) =>
+    this.link.ask({ do: 'recording', name: instance, number: signal, first, count });
+
+  openRecording(instance: string): void {
+    if (!this.recordings.includes(instance)) this.recordings.push(instance);
+  }
+
+  closeRecording(instance: string): void {
+    this.recordings = this.recordings.filter((each) => each !== instance);
   }
 
   // Called with each picture of the view's signals, and at once with the last ones.

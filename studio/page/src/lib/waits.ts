@@ -3,13 +3,13 @@ import { fill, type Words } from './texts';
 import { quantityText } from './numbers';
 
 const LONG = 0.5; // seconds of one call
-const NEARLY_ALL = 0.9;
 
 // Why the module does not go on just now, in words; empty when it does, or nobody knows.
 export function whyItWaits(index: number, graph: GraphState, figures: Figures | null, run: RunState, words: Words): string {
   if (!run.running || !figures) return '';
   const instance = graph.instances[index];
   if (!instance) return '';
+  if (run.realtime && instance.source && !figures.file) return words.waitsForTime;
   const isStuck = (figures.stuck ?? 0) >= LONG;
   if (isStuck && figures.busy === index)
     return figures.file ? fill(words.waitsForFile, figures.file) : fill(words.longCall, quantityText(figures.stuck!, 's', 2));
@@ -21,6 +21,5 @@ export function whyItWaits(index: number, graph: GraphState, figures: Figures | 
   const empty = depths.filter(({ depth }) => depth === 0);
   if (empty.length > 0 && empty.length < depths.length)
     return fill(words.waitsForInput, [...new Set(empty.map(({ port }) => port))].join(', '));
-  const share = (figures.modules?.[index]?.[3] ?? 0) / Math.max(figures.seconds ?? 0, 1e-9);
-  return run.realtime && instance.source && share < NEARLY_ALL ? words.waitsForTime : '';
+  return '';
 }

@@ -1,0 +1,154 @@
+// Measures the studio in a real browser and prints a table: `studio/bench BUILD` after a build. Names of figures as
+// arguments choose some of them.
+import fs from 'node:fs';
+import os from 'node:os';
+import path from 'node:path';
+import { performance } from 'node:perf_hooks';
+import { startBrowser, startStudio } from '../walk/studio.mjs';
+
+const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'studio-figures-'));
+const median = (values) => [...values].sort((a, b) => a - b)[Math.floor(values.length / 2)];
+const rows = [];
+const tell = (what, value, goal) => rows.push({ figure: what, value, goal });
+
+function write(name, text) {
+  fs.writeFileSync(path.join(folder, name), text);
+  return name;
+}
+
+function signals(count) {
+  let text = '';
+  for (let i = 0; i < count; ++i) text += `[tone ${i}]\nmodule=Generator\nrate=100000\nfrequency=${50 + i}\nduration=100000\n`;
+  text += '[levels]\nmodule=Statistics\n[lines]\n';
+  for (let i = 0; i < count; ++i) text += `tone ${i}.Signal=levels.Signal ${i + 1}\n`;
+  return text;
+}
+
+async function startTime() {
+  const file = write('start.graph', signals(3));
+  const times = [];
+  for (let i = 0; i < 9; ++i) {
+    const begin = performance.now();
+    const studio = await startStudio(folder, file);
+    times.push(performance.now() - begin);
+    await studio.stop();
+  }
+  tell('start of the server', `${median(times).toFixed(0)} ms`, '50 ms');
+}
+
+// Paintings of charts: each puts its pixels once.
+const COUNT_PAINTINGS = () => {
+  window.paintings = 0;
+  const put = CanvasRenderingContext2D.prototype.putImageData;
+  CanvasRenderingContext2D.prototype.putImageData = function (...args) {
+    ++window.paintings;
+    return put.apply(this, args);
+  };
+};
+
+async function openWith(browser, file, viewport, ...args) {
+  const studio = await startStudio(folder, file, ...args);
+  const context = await browser.newContext({ viewport });
+  const page = await context.newPage();
+  await page.addInitScript(COUNT_PAINTINGS);
+  const begin = performance.now();
+  await page.goto(studio.address);
+  return { studio, page, begin, close: async () => (await context.close(), await studio.stop()) };
+}
+
+async function pictures(browser) {
+  const { page, close } = await openWith(browser, write('16.graph', signals(16)), { width: 1600, height: 1400 });
+  await page.locator('.svelte-flow__node').first().waitFor();
+  await page.getByRole('checkbox', { name: 'In real time' }).check();
+  await page.getByRole('button', { name: 'Run', exact: true }).click();
+  await page.getByText(/^running, /).waitFor();
+  const first = await page.evaluate(
+    () =>
+      new Promise((resolve) => {
+        const before = window.paintings;
+        const begin = performance.now();
+        window.studioPage.addView('tone 0.Signal');
+        const look = () => (window.paintings > before ? resolve(performance.now() - begin) : requestAnimationFrame(look));
+        look();
+      }),
+  );
+  tell('first picture of a signal that is chosen', `${first.toFixed(0)} ms`, '300 ms');
+  await page.evaluate(() => {
+    const { studioPage } = window; // four views of four signals, all in sight
+    for (let i = 1; i < 4; ++i) studioPage.addView(`tone ${4 * i}.Signal`);
+    studioPage.views.forEach((view, index) => view.ports.push(...[1, 2, 3].map((more) => `tone ${4 * index + more}.Signal`)));
+    studioPage.watch();
+  });
+  await page.waitForTimeout(2000);
+  const devtools = await page.context().newCDPSession(page);
+  await devtools.send('Performance.enable', { timeDomain: 'threadTicks' });
+  const seconds = async () => (await devtools.send('Performance.getMetrics')).metrics.find(({ name }) => name === 'TaskDuration').value;
+  const [busyBefore, paintedBefore] = [await seconds(), await page.evaluate(() => window.paintings)];
+  const rate = await page.evaluate(
+    (time) =>
+      new Promise((resolve) => {
+        const before = window.paintings;
+        let frames = 0;
+        const count = () => (++frames, requestAnimationFrame(count));
+        requestAnimationFrame(count);
+        setTimeout(() => resolve([(1000 * (window.paintings - before)) / 4 / time, (1000 * frames) / time]), time);
+      }),
+    5000,
+  );
+  const painted = (await page.evaluate(() => window.paintings)) - paintedBefore;
+  tell('processor time of the page for a picture of each of them', `${((4000 * ((await seconds()) - busyBefore)) / painted).toFixed(1)} ms`, '16.7 ms');
+  tell('pictures a second of each of 16 traces', rate[0].toFixed(1), '60');
+  tell('frames a second of the browser meanwhile', rate[1].toFixed(1), '');
+  await close();
+}
+
+async function largeGraph(browser) {
+  let text = '';
+  for (let i = 0; i < 500; ++i) text += i % 5 === 0 ? `[m${i}]\nmodule=Generator\n` : `[m${i}]\nmodule=Filter\ncorner=100\n`;
+  text += '[lines]\n';
+  for (let i = 0; i < 500; ++i) if (i % 5 !== 0) text += `m${i - 1}.Signal=m${i}.Signal\n`;
+  const { page, begin, close } = await openWith(browser, write('500.graph', text), { width: 1600, height: 1000 });
+  await page.waitForFunction(() => window.studioPage?.graph?.instances.length === 500 && document.querySelectorAll('.svelte-flow__node').length > 0);
+  await page.evaluate(() => new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve))));
+  tell('graph of 500 modules drawn after the page is asked for', `${(performance.now() - begin).toFixed(0)} ms`, '1000 ms');
+  await page.waitForTimeout(1000);
+  const shown = await page.locator('.svelte-flow__node').count();
+  const drag = async (x, y) => {
+    await page.mouse.move(x, y);
+    await page.mouse.down();
+    await page.evaluate(() => {
+      window.frames2 = 0;
+      window.longest = 0;
+      let last = performance.now();
+      const count = () => {
+        const now = performance.now();
+        window.longest = Math.max(window.longest, now - last);
+        last = now;
+        ++window.frames2;
+        requestAnimationFrame(count);
+      };
+      requestAnimationFrame(count);
+    });
+    const start = performance.now();
+    for (let i = 0; performance.now() - start < 3000; ++i) await page.mouse.move(x + 200 * Math.sin(i / 20), y + 60 * Math.cos(i / 20));
+    const rate = await page.evaluate((time) => (1000 * window.frames2) / time, performance.now() - start);
+    await page.mouse.up();
+    return rate.toFixed(1);
+  };
+  const canvas = await page.locator('.svelte-flow').boundingBox();
+  tell(`pictures a second while it is dragged (${shown} modules in sight)`, await drag(canvas.x + 30, canvas.y + 20), '30');
+  const node = await page.locator('.svelte-flow__node').first().boundingBox();
+  tell('pictures a second while a module is dragged', await drag(node.x + 20, node.y + 8), '30');
+  await close();
+}
+
+const FIGURES = { startTime, pictures, largeGraph };
+const wanted = process.argv.slice(2);
+const load = os.loadavg()[0].toFixed(1);
+const browser = await startBrowser();
+for (const [name, measure] of Object.entries(FIGURES))
+  if (wanted.length === 0 || wanted.includes(name)) await measure(browser);
+await browser.close();
+fs.rmSync(folder, { recursive: true, force: true }); // made above, by its whole path
+console.log(`${os.cpus().length} processors, load ${load} before, ${os.loadavg()[0].toFixed(1)} after`);
+for (const { figure, value, goal } of rows) console.log(`| ${figure} | ${value} | ${goal} |`);

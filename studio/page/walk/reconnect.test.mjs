@@ -1,0 +1,81 @@
+// Viewers that come, look and vanish without a word, and a browser that is killed: the run goes on and the server's
+// memory stays. STUDIO_RECONNECTS=10000 node --test walk/reconnect.test.mjs is the long form.
+import assert from 'node:assert/strict';
+import { randomBytes } from 'node:crypto';
+import fs from 'node:fs';
+import net from 'node:net';
+import path from 'node:path';
+import { test } from 'node:test';
+import { setTimeout as sleep } from 'node:timers/promises';
+import { chromium } from 'playwright-core';
+import { BROWSER, walk } from './studio.mjs';
+
+const { folder, open, node } = walk();
+const COUNT = Number(process.env.STUDIO_RECONNECTS ?? 600);
+
+function frame(text) {
+  const bytes = Buffer.from(text);
+  const mask = randomBytes(4);
+  const head = Buffer.from([0x81, 0x80 | bytes.length, ...mask]);
+  return Buffer.concat([head, bytes.map((byte, index) => byte ^ mask[index % 4])]);
+}
+
+// Resolves when something has come; the socket is reset then. Every third one goes before it is greeted.
+function visit(port, cookie, number) {
+  return new Promise((resolve, reject) => {
+    const socket = net.connect(port, '127.0.0.1');
+    const host = `127.0.0.1:${port}`;
+    socket.on('error', reject);
+    socket.write(
+      `GET /live HTTP/1.1\r\nHost: ${host}\r\nOrigin: http://${host}\r\nCookie: ${cookie}\r\nConnection: Upgrade\r\n` +
+        'Upgrade: websocket\r\nSec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n',
+    );
+    let greeted = false;
+    socket.on('data', (bytes) => {
+      if (greeted || number % 3 === 0) {
+        socket.resetAndDestroy();
+        return resolve();
+      }
+      assert.match(bytes.toString('latin1'), /^HTTP\/1.1 101/);
+      greeted = true;
+      socket.write(frame(`{"do":"hello","name":"visitor ${number}"}`));
+      socket.write(frame('{"do":"watch","wishes":[{"trace":1,"port":"tone.Signal"}]}'));
+    });
+  });
+}
+
+const residentKilobytes = (pid) => Number(/VmRSS:\s+(\d+)/.exec(fs.readFileSync(`/proc/${pid}/status`, 'utf8'))[1]);
+
+test('viewers that vanish leave the run and the memory as they are', async () => {
+  fs.writeFileSync(path.join(folder, 'stay.graph'), '[tone]\nmodule=Generator\nduration=100000\n[levels]\nmodule=Statistics\n[lines]\ntone.Signal=levels.Signal\n');
+  const { studio, page } = await open('stay.graph');
+  await page.getByRole('checkbox', { name: 'In real time' }).check();
+  await page.getByRole('button', { name: 'Run', exact: true }).click();
+  await page.getByText(/^running, /).waitFor();
+
+  // Another browser looks on, and is killed.
+  const other = await chromium.launchServer({ executablePath: BROWSER, headless: true });
+  const second = await chromium.connect(other.wsEndpoint());
+  const looking = await second.newPage();
+  await looking.goto(studio.address);
+  await looking.locator('.svelte-flow__node[data-id="tone"]').click();
+  await looking.getByRole('button', { name: 'Show signal tone.Signal' }).click();
+  await looking.locator('article .u-over canvas').waitFor();
+  await other.kill();
+
+  const port = Number(new URL(studio.address).port);
+  const cookie = (await fetch(studio.address, { redirect: 'manual' })).headers.get('set-cookie').split(';')[0];
+  const visitAll = async (from, to) => {
+    for (let number = from; number < to; ++number) await visit(port, cookie, number);
+    await sleep(500);
+    return residentKilobytes(studio.child.pid);
+  };
+  const before = await visitAll(0, COUNT / 2);
+  const after = await visitAll(COUNT / 2, COUNT);
+  console.log(`# ${COUNT} connections: ${before} KB after the first half, ${after} KB in the end`);
+  assert.ok(after - before < 2048, `${before} KB, then ${after} KB`);
+  await page.getByText(/^running, /).waitFor();
+  await node(page, 'tone').click();
+  await page.getByRole('button', { name: 'Stop', exact: true }).click();
+  await page.getByText(/^interrupted/).waitFor();
+});
