@@ -74,6 +74,13 @@ bool FairTurns::CanGetBlocks(int module) const {
     });
 }
 
+bool FairTurns::IsHeldUp() const {
+    return std::ranges::any_of(full, [&](int line) {
+        return std::ranges::none_of(wiring.ModuleAt(wiring.LineAt(line).to).inputs,
+                                    [&](int input) { return Lacks(input); });
+    });
+}
+
 bool FairTurns::IsPaused(int source) const {
     const bool stuck = std::ranges::any_of(full, [&](int line) {
         return wiring.Leads(source, wiring.LineAt(line).from) && !CanGetBlocks(wiring.LineAt(line).to);

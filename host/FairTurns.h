@@ -40,6 +40,10 @@ class FairTurns {
     // How much longer the source's signal has become, in milliseconds.
     void HasMade(int source, double milliseconds) { far[static_cast<std::size_t>(source)] += milliseconds; }
 
+    // Whether more waits in a line than it has room for although each other input of its module has blocks
+    // too, or there is none: a module that takes every block it can get holds up nothing.
+    bool IsHeldUp() const;
+
     // The module to step; -1 when none has work but sources that pause, or none at all.
     int Choose() {
         const int module = ready.Largest();

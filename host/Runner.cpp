@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 
 #include "host/FileWait.h"
 #include "host/Guard.h"
@@ -68,8 +69,10 @@ Runner::Runner(std::vector<RunModule> runModules, std::vector<RunLine> runLines,
 // Before anything is joined: cut lines are joined otherwise.
 void Runner::Divide() {
     if (options.place != nullptr) return DivideIntoPlaces();
-    if (options.threads <= 1) return;
-    const PartPlan plan = MakePartPlan(PlanModules(), PlanLines(), options.threads);
+    const int most =
+        options.threads > 0 ? options.threads : static_cast<int>(std::thread::hardware_concurrency());
+    if (most <= 1) return;
+    const PartPlan plan = MakePartPlan(PlanModules(), PlanLines(), most);
     TellDivision(plan);
     if (plan.count == 1) return;
     std::vector<int> parts(modules.size());

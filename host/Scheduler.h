@@ -40,7 +40,8 @@ struct OutputWatch {
 struct RunOptions {
     // How many blocks may wait in a line before that decides which source goes next (see FairTurns).
     int queueLimit = 16;
-    // On how many threads modules are called, at most; what comes out is the same (see parts/PartPlan.h).
+    // On how many threads modules are called, at most; what comes out is the same (see parts/PartPlan.h). 0:
+    // as many as the machine has cores, if the first blocks show that this pays.
     int threads = 1;
     PlaceRun* place = nullptr;         // the only one whose modules are run; null: all are
     std::function<void()> onHandOver;  // between two threads, on each of them; for tests
@@ -164,6 +165,8 @@ class Scheduler {
     void HasTaken(int node);
     // A node that stands for what is in other parts, and is never stepped.
     void NeverSteps(int node) { policy.HasNoWork(node); }
+    // See FairTurns.
+    bool IsHeldUp() const { return policy.IsHeldUp(); }
     // The module that the calling thread steps; null: none.
     static const Scheduler* Current();
 

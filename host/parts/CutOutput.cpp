@@ -14,12 +14,18 @@ CutOutput::Feed::Feed() {
 // The receivers get the block as it is, whatever waits at them: the states were checked where it was written.
 bool CutOutput::Feed::Give(const char* frame, int size) {
     if (writer.DeSerializeBlock(frame, size) != 1) return false;
+    const bool all = Share(relay);
+    relay.RemoveContents(true);
+    return all;
+}
+
+bool CutOutput::Feed::Share(const TCIOStream& source) {
+    const int count = source.GetBlockCnt(nullptr);
     bool all = true;
     for (TCIOStream* receiver : receivers) {
         const int before = receiver->GetBlockCnt(nullptr);
-        all = receiver->CopyBlockRefs(relay) == before + 1 && all;
+        all = receiver->CopyBlockRefs(source) == before + count && all;
     }
-    relay.RemoveContents(true);
     return all;
 }
 

@@ -24,6 +24,8 @@ struct CutOutput {
             return Give(frame.data(), static_cast<int>(frame.size()));
         }
         bool Give(const char* frame, int size);
+        // All blocks that wait at the source, as they are: on one thread.
+        bool Share(const TCIOStream& source);
     };
 
     int module = 0;  // of the run

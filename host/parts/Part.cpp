@@ -57,17 +57,18 @@ RunOptions Part::MakeOptions(const RunOptions& runOptions) {
 }
 
 void Part::Run() {
-    if (Step(-1)) {
-        outgoing.kind = PartDelivery::Kind::Ended;
-        place = -1;
-        HandOn();
-        state = State::Ended;
-    }
+    if (!Step(-1)) return;
+    place = -1;
+    End();
 }
 
 bool Part::Take(PartDelivery& delivery) {
     if (!Step(delivery.place)) return false;
     place = std::min(place, delivery.place);
+    if (delivery.place < 0 && scheduler->IsHeldUp()) {
+        End();
+        return false;
+    }
     for (PartText& text : delivery.texts) outgoing.texts.push_back(std::move(text));
     if (delivery.kind == PartDelivery::Kind::Failed) {
         Fail(delivery.failedPart);
@@ -80,14 +81,19 @@ bool Part::Take(PartDelivery& delivery) {
         Fail(number);
         return false;
     }
-    const bool isLast = delivery.kind == PartDelivery::Kind::Ended;
-    if (isLast) outgoing.kind = PartDelivery::Kind::Ended;
-    if (!outgoing.IsEmpty() && !HandOn()) {
-        state = State::Stopped;
+    if (delivery.kind == PartDelivery::Kind::Ended) {
+        End();
         return false;
     }
-    if (isLast) state = State::Ended;
-    return !isLast;
+    if (outgoing.IsEmpty() || HandOn()) return true;
+    state = State::Stopped;
+    return false;
+}
+
+void Part::End() {
+    outgoing.kind = PartDelivery::Kind::Ended;
+    state = State::Ended;
+    HandOn();
 }
 
 // False when the part is over.
@@ -104,27 +110,47 @@ bool Part::Step(int bound) {
 
 bool Part::HasStepped(int stepPlace) {
     place = std::min(place, stepPlace);
-    return Pack() && (outgoing.IsEmpty() || HandOn());
+    if (!Pack()) return false;
+    const bool goesOn = outgoing.IsEmpty() || HandOn();
+    if (std::exchange(hasShared, false)) {
+        for (const int cut : own) cuts[static_cast<std::size_t>(cut)]->sink.RemoveContents(true);
+        scheduler->HasTaken(exit);
+    }
+    return goesOn;
 }
 
 // What the step wrote for other parts.
 bool Part::Pack() {
     bool any = false;
     for (const int cut : own) {
-        CutOutput& output = *cuts[static_cast<std::size_t>(cut)];
-        while (output.sink.GetBlockCnt(nullptr) > 0) {
-            any = true;
-            if (output.Take(outgoing.Add(cut).frame)) continue;
-            ownFailure =
-                Bilingual("a block cannot be handed to another thread; --threads 1 needs not do that",
-                          "ein Block lässt sich keinem anderen Thread übergeben; mit --threads 1 "
-                          "muss er das nicht")
-                    .Text();
+        if (cuts[static_cast<std::size_t>(cut)]->sink.GetBlockCnt(nullptr) == 0) continue;
+        any = any || packs;
+        if (!packs)
+            Share(cut);
+        else if (!PackEach(cut))
             return false;
-        }
     }
     if (any) scheduler->HasTaken(exit);
     return true;
+}
+
+bool Part::PackEach(int cut) {
+    CutOutput& output = *cuts[static_cast<std::size_t>(cut)];
+    while (output.sink.GetBlockCnt(nullptr) > 0) {
+        if (output.Take(outgoing.Add(cut).frame)) continue;
+        ownFailure = Bilingual("a block cannot be handed to another thread; with --threads 1 it need not be",
+                               "ein Block lässt sich keinem anderen Thread übergeben; mit --threads 1 muss "
+                               "er das nicht")
+                         .Text();
+        return false;
+    }
+    return true;
+}
+
+// A piece without a frame.
+void Part::Share(int cut) {
+    outgoing.Add(cut).frame.clear();
+    hasShared = true;
 }
 
 // Blocks for this part go into its lines, those for later ones are handed on.
@@ -132,9 +158,10 @@ bool Part::Unpack(PartDelivery& delivery) {
     bool any = false;
     for (std::size_t i = 0; i < delivery.PieceCount(); ++i) {
         PartDelivery::Piece& piece = delivery.PieceAt(i);
-        const CutOutput& cut = *cuts[static_cast<std::size_t>(piece.cut)];
+        CutOutput& cut = *cuts[static_cast<std::size_t>(piece.cut)];
         CutOutput::Feed* const here = cut.feeds[static_cast<std::size_t>(number)].get();
-        if (here != nullptr && !here->Give(piece.frame)) return false;
+        if (here != nullptr && !(piece.frame.empty() ? here->Share(cut.sink) : here->Give(piece.frame)))
+            return false;
         any = any || here != nullptr;
         if (cut.lastPart > number) std::swap(outgoing.Add(piece.cut).frame, piece.frame);
     }

@@ -33,8 +33,10 @@ struct SchedulerParts {
 // the ones after it, with its own steps put in: so the last one sees everything in the order of the uncut
 // run. It also says what all of them said, in that order.
 //
-// When a module fails, the parts after it make the steps that come before and then none; parts before it may
-// have gone further by as much as the links hold. Each part is used by one thread at a time.
+// Where a module does not take what it declared to take, the part ends as the sources of an uncut run pause:
+// the run has stalled. When a module fails, the parts after it make the steps that come before and then none;
+// parts before it may have gone further by as much as the links hold. Each part is used by one thread at a
+// time.
 class Part final : public Scheduler::Outlet {
  public:
     enum class State { Runs, Ended, Failed, Stopped };
@@ -44,6 +46,9 @@ class Part final : public Scheduler::Outlet {
          std::vector<std::unique_ptr<CutOutput>>& allCuts);
 
     void SetNext(PartLink* link) { next = link; }
+    // Whether blocks are packed. If all parts are called by one thread, they may be shared instead: the next
+    // part takes what waits in the output itself, before Send is back.
+    void SetPacking(bool packing) { packs = packing; }
 
     // Of the first part: all of its steps, and the end of the others.
     void Run();
@@ -69,8 +74,11 @@ class Part final : public Scheduler::Outlet {
     bool Step(int bound);
     bool Unpack(PartDelivery& delivery);
     bool Pack();
+    bool PackEach(int cut);
+    void Share(int cut);
     bool HandOn();
     void Fail(int part);
+    void End();
 
     const int number;
     const int feed;
@@ -81,6 +89,8 @@ class Part final : public Scheduler::Outlet {
     std::vector<int> own;  // cuts whose output is here
     std::unique_ptr<Scheduler> scheduler;
     PartLink* next = nullptr;
+    bool packs = true;
+    bool hasShared = false;  // blocks of the last step wait in outputs
     PartDelivery outgoing;
     int place = INT_MAX;  // the smallest since the last delivery
     State state = State::Runs;

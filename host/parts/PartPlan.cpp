@@ -1,6 +1,7 @@
 #include "host/parts/PartPlan.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <set>
 
@@ -20,7 +21,9 @@ class Planner {
     Planner(const std::vector<PlannedModule>& plannedModules, const std::vector<PlannedLine>& plannedLines)
         : modules(plannedModules), lines(plannedLines), weights(modules.size(), 1) {
         for (const PlannedLine& line : lines) weights[Index(line.to)] += 1;
+        std::ranges::stable_sort(ordered, std::greater<>(), &PlannedLine::from);
         joinsMayMove = MayJoinsMove();
+        Group();
         for (const PlannedModule& module : modules) reasons.push_back(WhyPinned(module));
     }
 
@@ -79,43 +82,66 @@ class Planner {
     // See the header: all have declared themselves, and each join gets everything from the same sources.
     bool MayJoinsMove() const {
         std::vector<std::set<int>> sources(modules.size());
-        std::vector<int> first(modules.size(), -1);
         for (int place = 0; place < static_cast<int>(modules.size()); ++place) {
             const PlannedModule& module = modules[Index(place)];
-            if (module.isSource ? !module.pinned.empty() : module.placement == TCBaseModuleEx::FIRST_THREAD)
-                return false;
+            if (!module.isSource && module.placement == TCBaseModuleEx::FIRST_THREAD) return false;
             if (module.isSource) sources[Index(place)].insert(place);
         }
-        std::vector<PlannedLine> ordered = lines;
-        std::ranges::stable_sort(ordered, {}, &PlannedLine::from);
-        for (const PlannedLine& line : ordered)
+        for (auto each = ordered.rbegin(); each != ordered.rend(); ++each) {
+            const PlannedLine& line = *each;
+            if (modules[Index(line.to)].isSource) return false;
             sources[Index(line.to)].insert(sources[Index(line.from)].begin(),
                                            sources[Index(line.from)].end());
+        }
         return std::ranges::all_of(ordered, [&](const PlannedLine& line) {
             return modules[Index(line.to)].placement != TCBaseModuleEx::ANY_THREAD_JOINS ||
                    sources[Index(line.to)] == sources[Index(line.from)];
         });
     }
 
-    // What must be in the first part and all that leads there; the others in the order of their places, a new
-    // part when one has that weight.
+    // Modules between which no line may be cut are one group, known by the first of them.
+    void Group() {
+        groups.resize(modules.size());
+        std::iota(groups.begin(), groups.end(), 0);
+        const auto first = [this](int place) {
+            while (groups[Index(place)] != place) place = groups[Index(place)];
+            return place;
+        };
+        for (const PlannedLine& line : lines) {
+            if (MayCut(line)) continue;
+            const auto [a, b] = std::minmax({first(line.from), first(line.to)});
+            groups[Index(b)] = a;
+        }
+        groupWeights.assign(modules.size(), 0);
+        for (int place = 0; place < static_cast<int>(groups.size()); ++place) {
+            groups[Index(place)] = first(place);
+            groupWeights[Index(groups[Index(place)])] += weights[Index(place)];
+        }
+    }
+
+    // What must be in the first part, with all that leads there; the other groups in the order of their
+    // places, a new part when one has that weight.
     std::vector<int> Fill(int limit, int most) const {
         std::vector<int> parts(modules.size(), 1);
         for (std::size_t place = 0; place < parts.size(); ++place)
             if (!reasons[place].empty()) parts[place] = 0;
-        Lower(parts);
+        parts = Legal(parts);
         int part = 0;
         int weight = 0;
         for (std::size_t place = 0; place < parts.size(); ++place)
             if (parts[place] == 0) weight += weights[place];
         for (std::size_t place = 0; place < parts.size(); ++place) {
             if (parts[place] == 0) continue;
-            if (weight + weights[place] > limit && part + 1 < most) {
+            if (groups[place] != static_cast<int>(place)) {
+                parts[place] = parts[Index(groups[place])];
+                continue;
+            }
+            if (weight + groupWeights[place] > limit && part + 1 < most) {
                 ++part;
                 weight = 0;
             }
             parts[place] = part;
-            weight += weights[place];
+            weight += groupWeights[place];
         }
         return parts;
     }
@@ -124,31 +150,23 @@ class Planner {
         return !line.holdsAddresses && modules[Index(line.to)].placement == TCBaseModuleEx::ANY_THREAD;
     }
 
-    // No line leads back.
+    // No line leads back: the last lines first, so that once is enough.
     void Lower(std::vector<int>& parts) const {
-        for (bool changed = true; changed;) {
-            changed = false;
-            for (const PlannedLine& line : lines) {
-                int& from = parts[Index(line.from)];
-                int& to = parts[Index(line.to)];
-                if (from <= to) continue;
-                from = to;
-                changed = true;
-            }
-        }
+        for (const PlannedLine& line : ordered)
+            parts[Index(line.from)] = std::min(parts[Index(line.from)], parts[Index(line.to)]);
     }
 
-    // Both ends of a line that may not be cut go to the earlier of their parts.
+    // A group goes to the earliest of its parts.
     std::vector<int> Legal(std::vector<int> parts) const {
         for (bool changed = true; changed;) {
             changed = false;
             Lower(parts);
-            for (const PlannedLine& line : lines) {
-                if (MayCut(line)) continue;
-                int& from = parts[Index(line.from)];
-                int& to = parts[Index(line.to)];
-                if (from == to) continue;
-                from = to = std::min(from, to);
+            std::vector<int> least(parts.size(), static_cast<int>(parts.size()));
+            for (std::size_t place = 0; place < parts.size(); ++place)
+                least[Index(groups[place])] = std::min(least[Index(groups[place])], parts[place]);
+            for (std::size_t place = 0; place < parts.size(); ++place) {
+                if (parts[place] == least[Index(groups[place])]) continue;
+                parts[place] = least[Index(groups[place])];
                 changed = true;
             }
         }
@@ -171,20 +189,12 @@ class Planner {
 
     // Each line that no number of parts could cut.
     std::vector<UncutLine> Uncut() const {
-        std::vector<int> parts(modules.size(), 1);
-        for (std::size_t place = 0; place < parts.size(); ++place)
-            if (!reasons[place].empty()) parts[place] = 0;
         std::vector<int> pinning(modules.size(),
                                  -1);  // the first module downstream that must be in the first part
-        for (std::size_t place = 0; place < parts.size(); ++place)
+        for (std::size_t place = 0; place < pinning.size(); ++place)
             if (!reasons[place].empty() && !modules[place].isSource) pinning[place] = static_cast<int>(place);
-        std::vector<std::size_t> order(lines.size());
-        std::iota(order.begin(), order.end(), 0U);
-        std::ranges::stable_sort(order, [&](auto a, auto b) { return lines[a].from > lines[b].from; });
-        for (const std::size_t line : order) {
-            int& from = pinning[Index(lines[line].from)];
-            if (from < 0) from = pinning[Index(lines[line].to)];
-        }
+        for (const PlannedLine& line : ordered)
+            if (pinning[Index(line.from)] < 0) pinning[Index(line.from)] = pinning[Index(line.to)];
         std::vector<UncutLine> uncut;
         for (int line = 0; line < static_cast<int>(lines.size()); ++line)
             if (const std::string reason = WhyUncut(lines[Index(line)], pinning); !reason.empty())
@@ -210,7 +220,10 @@ class Planner {
 
     const std::vector<PlannedModule>& modules;
     const std::vector<PlannedLine>& lines;
+    std::vector<PlannedLine> ordered = lines;  // the last first, by their beginnings
     std::vector<int> weights;
+    std::vector<int> groups;           // of each module, the first one of its group
+    std::vector<int> groupWeights;     // of that one
     std::vector<std::string> reasons;  // why in the first part; empty: it need not be
     bool joinsMayMove = false;
 };

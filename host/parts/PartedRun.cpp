@@ -10,6 +10,11 @@
 namespace host {
 namespace {
 
+// How long a run is measured, and the share of the whole time that the longest part may have, so that threads
+// pay: handing over and waiting take some time too.
+constexpr double MEASURED = 5.0;  // ms
+constexpr double MOST_OF_WHOLE = 0.85;
+
 std::size_t Index(int number) {
     return static_cast<std::size_t>(number);
 }
@@ -87,21 +92,58 @@ std::unique_ptr<tc::Thread> PartedRun::Start(int part) {
 }
 
 // The last thread is made first: a part without one is called by the part before it.
+void PartedRun::StartAll() {
+    for (int part = count - 1; part > 0; --part) {
+        auto thread = Start(part);
+        PartLink* link = directs[Index(part - 1)].get();
+        if (thread != nullptr) link = rings[Index(part - 1)].get();
+        parts[Index(part - 1)]->SetNext(link);
+        if (thread != nullptr) threads.push_back(std::move(thread));
+    }
+}
+
+bool PartedRun::DirectLink::Send(PartDelivery& delivery) {
+    Part& receiver = *run.parts[Index(part)];
+    if (!run.isMeasured) return receiver.Take(delivery);
+    const double before = run.clock->Milliseconds();
+    const bool goesOn = receiver.Take(delivery);
+    milliseconds += run.clock->Milliseconds() - before;
+    if (goesOn && part == 1 && before - run.measuredSince > MEASURED) run.Decide();
+    return goesOn;
+}
+
+// Called by the first part between two steps, when all others have taken what it made.
+void PartedRun::Decide() {
+    isMeasured = false;
+    if (Pays(clock->Milliseconds() - measuredSince)) return StartAll();
+    for (const auto& part : parts) part->SetPacking(false);
+}
+
+// Whether the part that needs most time leaves enough to the others.
+bool PartedRun::Pays(double whole) const {
+    double longest = whole - directs.front()->milliseconds;
+    for (std::size_t i = 0; i < directs.size(); ++i) {
+        const double after = i + 1 < directs.size() ? directs[i + 1]->milliseconds : 0.0;
+        longest = std::max(longest, directs[i]->milliseconds - after);
+    }
+    return longest < MOST_OF_WHOLE * whole;
+}
+
 void PartedRun::Run(const std::function<SchedulerParts(int part)>& make, const RunOptions& options) {
     for (int part = 0; part < count; ++part)
         parts.push_back(std::make_unique<Part>(part, make(part), options, cuts));
     for (int part = 1; part < count; ++part) {
         rings.push_back(std::make_unique<RingLink>());
         rings.back()->onHandOver = options.onHandOver;
-        directs.push_back(std::make_unique<DirectLink>(*parts[Index(part)]));
-        parts[Index(part - 1)]->SetNext(rings.back().get());
+        directs.push_back(std::make_unique<DirectLink>(*this, part));
+        parts[Index(part - 1)]->SetNext(directs.back().get());
     }
-    std::vector<std::unique_ptr<tc::Thread>> threads;
-    for (int part = count - 1; part > 0; --part) {
-        threads.push_back(Start(part));
-        if (threads.back() == nullptr) parts[Index(part - 1)]->SetNext(directs[Index(part - 1)].get());
-    }
+    clock = options.clock != nullptr ? options.clock : &tc::MachineClock();
+    measuredSince = clock->Milliseconds();
+    isMeasured = options.threads == 0;
+    if (!isMeasured) StartAll();
     parts.front()->Run();
+    for (auto& thread : threads) thread = nullptr;  // waits for it
 }
 
 bool PartedRun::PlaceLink::Send(PartDelivery& delivery) {

@@ -33,22 +33,32 @@ class PartedRun {
     void PassOn();
 
     // Steps all modules. `make` gives what the scheduler of a part is made of; `onHandOver` is for tests.
+    // If `options.threads` is 0, the first blocks run on the calling thread, and decide whether others are
+    // made.
     void Run(const std::function<SchedulerParts(int part)>& make, const RunOptions& options);
     // Steps those of one place.
     void RunPlace(const std::function<SchedulerParts(int part)>& make, const RunOptions& options);
+    // Whether threads were made.
+    bool IsThreaded() const { return !threads.empty(); }
     const Part& PartAt(int part) const { return *parts[static_cast<std::size_t>(part)]; }
     // What the last part knows: the part that failed, -1: none.
     int FailedPart() const { return parts.back()->FailedPart(); }
 
  private:
-    // Without a thread between two parts.
+    using Threads = std::vector<std::unique_ptr<tc::Thread>>;
+
+    // Without a thread between two parts. While the run is measured, it notes the time that the receiving
+    // part and those after it need.
     class DirectLink final : public PartLink {
      public:
-        explicit DirectLink(Part& receivingPart) : part(receivingPart) {}
-        bool Send(PartDelivery& delivery) override { return part.Take(delivery); }
+        DirectLink(PartedRun& wholeRun, int receivingPart) : run(wholeRun), part(receivingPart) {}
+        bool Send(PartDelivery& delivery) override;
+
+        double milliseconds = 0.0;
 
      private:
-        Part& part;
+        PartedRun& run;
+        const int part;
     };
 
     // To another place, when there is one: what was said is said here.
@@ -63,6 +73,9 @@ class PartedRun {
     };
 
     std::unique_ptr<tc::Thread> Start(int part);
+    void StartAll();
+    void Decide();
+    bool Pays(double whole) const;
 
     const int count;
     const std::vector<int> partOf;
@@ -72,6 +85,10 @@ class PartedRun {
     std::vector<std::unique_ptr<Part>> parts;
     std::vector<std::unique_ptr<RingLink>> rings;  // to each part but the first
     std::vector<std::unique_ptr<DirectLink>> directs;
+    Threads threads;
+    tc::Clock* clock = nullptr;
+    bool isMeasured = false;  // as long as it is not decided whether threads pay
+    double measuredSince = 0.0;
 };
 
 }  // namespace host

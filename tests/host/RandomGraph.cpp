@@ -21,11 +21,12 @@ struct Signal {
 
 class Maker {
  public:
-    explicit Maker(std::uint64_t seed) : random(seed) {}
+    explicit Maker(std::uint64_t seed, const std::string& folderOfFiles = "")
+        : random(seed), folder(folderOfFiles) {}
 
     RandomGraph Make() {
         MakeSources();
-        const int wanted = Between(2, 18);
+        const int wanted = folder.empty() ? Between(2, 18) : Between(3, 32);
         while (instances < wanted) AddModule();
         // A source always leads somewhere; other outputs may be left alone.
         for (std::size_t i = 0; i < signals.size(); ++i)
@@ -43,13 +44,14 @@ class Maker {
 
     void MakeSources() {
         const double rates[] = {8000.0, Chance(70) ? 8000.0 : 3000.0};
-        const double duration = Chance(50) ? Between(1, 300) / 1000.0 : Between(1, 4);
+        const double duration = Chance(50) || !folder.empty() ? Between(1, 300) / 1000.0 : Between(1, 4);
         const int block = BlockSize();
-        sources = static_cast<std::size_t>(Between(2, 5));
+        sources = static_cast<std::size_t>(Between(folder.empty() || Chance(60) ? 2 : 1, 5));
+        if (!folder.empty() && Chance(40)) sources = 1;
         for (std::size_t i = 0; i < sources; ++i) {
             Signal signal;
             signal.rate = rates[Between(0, 1)];
-            const double own = Chance(75) ? duration : Between(1, 2000) / 1000.0;
+            const double own = Chance(75) ? duration : Between(1, folder.empty() ? 2000 : 600) / 1000.0;
             const int size = Chance(60) ? block : BlockSize();
             const std::string instance = Add("Generator");
             signal.samples = std::max(1, static_cast<int>(std::lround(own * signal.rate)));
@@ -191,6 +193,7 @@ class Maker {
     }
 
     void AddSink(const std::vector<std::size_t>& inputs) {
+        if (!folder.empty() && Chance(50)) return AddFile(inputs);
         const bool isSpectrum = Chance(15);
         const std::string instance = Add(isSpectrum ? "Spectrum" : "Statistics");
         if (isSpectrum) sections += "length=64\n";
@@ -198,7 +201,19 @@ class Maker {
             Wire(inputs[i], instance, "Signal " + std::to_string(i + 1));
     }
 
+    void AddFile(std::vector<std::size_t> inputs) {
+        static constexpr const char* MODULES[][2] = {
+            {"Recorder", ".mcap"}, {"XmlRecorder", ".xml"}, {"CsvWriter", ".csv"}};
+        const auto& [module, ending] = MODULES[Between(0, 2)];
+        if (module != std::string("Recorder")) inputs.resize(1);
+        const std::string instance = Add(module);
+        sections += "file=" + folder + "/" + instance + ending + "\noverwrite=yes\n";
+        for (std::size_t i = 0; i < inputs.size(); ++i)
+            Wire(inputs[i], instance, "Signal " + std::to_string(i + 1));
+    }
+
     std::mt19937_64 random;
+    const std::string folder;
     std::string sections;
     std::string lines;
     int instances = 0;
@@ -212,4 +227,8 @@ class Maker {
 
 RandomGraph MakeRandomGraph(std::uint64_t seed) {
     return Maker(seed).Make();
+}
+
+RandomGraph MakeRandomGraphWithFiles(std::uint64_t seed, const std::string& folder) {
+    return Maker(seed, folder).Make();
 }

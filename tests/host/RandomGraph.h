@@ -13,3 +13,5 @@ struct RandomGraph {
 };
 
 RandomGraph MakeRandomGraph(std::uint64_t seed);
+// Others: of 1 to 5 sources, shorter signals and up to 40 modules, some of which write files into the folder.
+RandomGraph MakeRandomGraphWithFiles(std::uint64_t seed, const std::string& folder);

@@ -268,18 +268,22 @@ INSTANTIATE_TEST_SUITE_P(
                   "Statistics\nplace=b\n"
                   "[lines]\nn.Signal=l.Signal 1\nm.Signal=l.Signal 2\n",
                   "run.graph:8: m must be at the place of the sources, a: it is a source"},
-        Misplaced{
-            "BackAgain",
-            "[n]\nmodule=Generator\nplace=a\n[f]\nmodule=Filter\nplace=b\n[l]\nmodule=Statistics\nplace=a\n"
-            "[lines]\nn.Signal=f.Signal\nf.Signal=l.Signal\n",
-            "the places feed each other"},
-        Misplaced{
-            "ALineToAJoin",
-            "[n]\nmodule=Generator\nduration=1\nplace=a\n[m]\nmodule=Generator\nduration=1\nplace=a\n[s]"
-            "\nmodule=Math\n"
-            "place=b\n[l]\nmodule=Statistics\nplace=b\n[lines]\nn.Signal=s.Signal 1\nm.Signal=s.Signal 2\n"
-            "s.Signal=l.Signal\n",
-            "a"}),
+        Misplaced{"BackAgain",
+                  "[n]\nmodule=Generator\nplace=a\n[f]\nmodule=Reblock\nlength=64\nplace=b\n[l]\nmodule="
+                  "Statistics\n"
+                  "place=a\n[lines]\nn.Signal=f.Signal\nf.Signal=l.Signal\n",
+                  "the places feed each other"},
+        Misplaced{"AJoinOfSeveralSources",
+                  "[n]\nmodule=Generator\nplace=a\n[m]\nmodule=Generator\nplace=a\n[s]\nmodule=Align\nplace="
+                  "b\n[l]\n"
+                  "module=Statistics\nplace=b\n[lines]\nn.Signal=s.Signal 1\nm.Signal=s.Signal 2\n"
+                  "s.Signal 1=l.Signal 1\ns.Signal 2=l.Signal 2\n",
+                  "run.graph:11: s must be at the place of the sources, a: what it leaves waiting decides"},
+        Misplaced{"ALineToAJoin",
+                  "[n]\nmodule=Generator\nplace=a\n[s]\nmodule=Align\nplace=b\n[l]\nmodule=Statistics\nplace="
+                  "b\n[lines]\n"
+                  "n.Signal=s.Signal 1\nn.Signal=s.Signal 2\ns.Signal 1=l.Signal 1\ns.Signal 2=l.Signal 2\n",
+                  "run.graph:13: this line cannot lead to another place"}),
     [](const auto& each) { return each.param.what; });
 
 }  // namespace
