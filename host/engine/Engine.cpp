@@ -397,6 +397,7 @@ struct Flight {
     std::deque<Pending> pending;  // in the order of their numbers
     std::size_t bytes = 0;
     bool isFull = false;
+    bool hasRoom = false;  // it was full, and is no more: what was refused may be sent
     std::string refusal;
 
     void Land(std::uint64_t number);
@@ -409,7 +410,7 @@ void Flight::Land(std::uint64_t number) {
     if (found == pending.end()) return;
     bytes -= found->piece.size();
     pending.erase(found);
-    isFull = false;
+    hasRoom = std::exchange(isFull, false);
     refusal.clear();
     landed.notify_all();
 }
@@ -659,7 +660,8 @@ Outcome Outlet::Impl::WaitUntil(std::uint64_t after, std::size_t mostBytes, std:
     std::size_t before = flight->pending.size();
     lastRoom = Clock::now();
     while (!isDone()) {
-        flight->landed.wait_for(lock, POLL, isDone);
+        flight->landed.wait_for(lock, POLL,
+                                [&] { return isDone() || std::exchange(flight->hasRoom, false); });
         if (isDone()) break;
         const auto now = Clock::now();
         if (flight->pending.size() != std::exchange(before, flight->pending.size())) lastRoom = now;

@@ -106,7 +106,8 @@ class EnginePlace final : public PlaceRun, public PartLink {
     // Nothing of a unit is believed that this place could not have been sent.
     bool Take(PartDelivery& delivery) {
         const bool isPlace = unit.step >= -1 && unit.step <= INT_MAX;
-        if (isPlace && unit.kind == Unit::Block && unit.line < static_cast<std::uint32_t>(CutCount())) {
+        const bool isBlock = unit.kind == Unit::Block && !unit.bytes.empty();
+        if (isPlace && isBlock && unit.line < static_cast<std::uint32_t>(CutCount())) {
             delivery.Add(static_cast<int>(unit.line)).frame.assign(unit.bytes.begin(), unit.bytes.end());
         } else if (!isPlace || unit.kind != Unit::End || !TakeEnd(delivery)) {
             error = Bilingual(

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <random>
+#include <thread>
+
+// Passes connections on to a server on the loopback interface, and does to them what bad networks do: it
+// holds bytes back for up to half a second, and resets connections after part of what was to be passed on, in
+// the middle of messages. After a number of resets it is calm. Which and when follows from the seed and the
+// bytes.
+class RestlessProxy {
+ public:
+    RestlessProxy(int serverPort, std::uint32_t seed, int resets);
+    ~RestlessProxy();
+    RestlessProxy(const RestlessProxy&) = delete;
+    RestlessProxy& operator=(const RestlessProxy&) = delete;
+
+    int Port() const { return port; }
+    int ResetsDone() const { return done.load(); }
+
+ private:
+    void Serve();
+    void Pass(int client, std::uint32_t seed);
+    bool Forward(int from, int to, std::mt19937& random, std::int64_t& untilReset);
+
+    const int server;
+    const std::uint32_t firstSeed;
+    const int most;
+    int listener = -1;
+    int port = 0;
+    std::atomic<int> done{0};
+    std::atomic<bool> ends{false};
+    std::jthread serving;
+};
