@@ -23,8 +23,9 @@ constexpr tc::Choice<Format> FORMATS[] = {
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "device",
      .kind = TCModuleParameter::TEXT,
-     .defaultValue = "default",
-     .help = {"as 'sigweave devices' lists it", "wie 'sigweave devices' es nennt"},
+     .defaultValue = nullptr,
+     .help = {"as 'sigweave devices' lists it, often default",
+              "wie 'sigweave devices' es nennt, oft default"},
      .label = {"Device", "Gerät"},
      .group = DEVICE},
     {.name = "channels",
@@ -66,7 +67,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
     tc::START_PARAMETER,
 };
 
-constexpr int MOST_BLOCK_VALUES = 1 << 24;  // of all channels together
+constexpr int MOST_BLOCK_VALUES = 1 << 22;  // of all channels together
 constexpr double MILLISECONDS_PER_DAY = 864e5;
 
 }  // namespace

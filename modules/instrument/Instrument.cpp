@@ -31,13 +31,13 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .choices = tc::CHOICE_WORDS<WAYS>,
      .label = {"Connection", "Verbindung"},
      .group = CONNECTION},
-    {.name = "host",
+    {.name = "address",
      .kind = TCModuleParameter::TEXT,
-     .defaultValue = "127.0.0.1",
-     .help = {"name or address of the instrument", "Name oder Adresse des Messgeräts"},
-     .label = {"Host", "Adresse"},
-     .group = CONNECTION,
-     .enabledWhen = {"connection", "tcp"}},
+     .defaultValue = nullptr,
+     .help = {"of the instrument: a name or a number in the network, or a serial line, as /dev/ttyUSB0",
+              "des Messgeräts: Name oder Nummer im Netzwerk, oder eine serielle Leitung, wie /dev/ttyUSB0"},
+     .label = {"Address", "Adresse"},
+     .group = CONNECTION},
     {.name = "port",
      .kind = TCModuleParameter::INTEGER,
      .defaultValue = "5025",
@@ -47,13 +47,6 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .label = {"Port", "Port"},
      .group = CONNECTION,
      .enabledWhen = {"connection", "tcp"}},
-    {.name = "line",
-     .kind = TCModuleParameter::TEXT,
-     .defaultValue = "/dev/ttyUSB0",
-     .help = {"the serial line", "die serielle Leitung"},
-     .label = {"Line", "Leitung"},
-     .group = CONNECTION,
-     .enabledWhen = {"connection", "serial"}},
     {.name = "speed",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "9600",
@@ -178,9 +171,9 @@ double Instrument::Samplerate() const {
 }
 
 std::string Instrument::Name() const {
-    const std::string host(ParamText("host"));
-    return ParamChoice<WAYS>("connection") == Way::TCP ? host + ":" + std::string(ParamText("port"))
-                                                       : std::string(ParamText("line"));
+    const std::string address(ParamText("address"));
+    return ParamChoice<WAYS>("connection") == Way::TCP ? address + ":" + std::string(ParamText("port"))
+                                                       : address;
 }
 
 bool Instrument::OnSettingsChanged(TCString& error) {
@@ -227,8 +220,8 @@ void* Instrument::GetWaitHandle(const char*& what) {
 std::unique_ptr<tc::ByteInput> Instrument::Connect(std::string& error) const {
     errno = 0;
     auto connected = ParamChoice<WAYS>("connection") == Way::TCP
-                         ? tc::ByteInput::Connect(ParamText("host").c_str(), ParamInt("port"))
-                         : tc::ByteInput::Serial(ParamText("line").c_str(), std::stoi(ParamText("speed")));
+                         ? tc::ByteInput::Connect(ParamText("address").c_str(), ParamInt("port"))
+                         : tc::ByteInput::Serial(ParamText("address").c_str(), std::stoi(ParamText("speed")));
     if (connected == nullptr)
         error =
             Bilingual(

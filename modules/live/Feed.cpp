@@ -10,12 +10,14 @@ namespace {
 
 using tc::Bilingual;
 
-constexpr std::size_t BUFFER = 65536;  // bytes; no datagram is longer
-constexpr int MOST_READINGS = 64;      // in one turn
+constexpr std::size_t BUFFER = 65536;   // bytes; no datagram is longer
+constexpr double MOST_BYTES = 1 << 26;  // of a ring, unless its blocks are larger
+constexpr int MOST_READINGS = 64;       // in one turn
 
 std::size_t RingFrames(const FeedPlan& plan) {
-    return std::max(static_cast<std::size_t>(std::ceil(plan.rate * plan.seconds)), 4 * plan.block) +
-           2 * static_cast<std::size_t>(plan.packing.packetFrames);
+    const double most = MOST_BYTES / plan.packing.frameBytes;
+    const auto frames = static_cast<std::size_t>(std::ceil(std::min(plan.rate * plan.seconds, most)));
+    return std::max(frames, 4 * plan.block) + 2 * static_cast<std::size_t>(plan.packing.packetFrames);
 }
 
 }  // namespace

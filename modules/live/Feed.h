@@ -18,7 +18,7 @@ struct FeedPlan {
     Packing packing = {};
     double rate = 1.0;           // frames a second
     std::size_t block = 1024;    // frames
-    double seconds = 4.0;        // that the ring holds, and at least four blocks
+    double seconds = 4.0;        // that the ring holds, up to 64 MB, and at least four blocks
     tc::Clock* clock = nullptr;  // null: the machine's
     bool hasThread = true;       // else somebody calls Pump
 };

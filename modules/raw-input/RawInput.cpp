@@ -188,7 +188,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
     tc::START_PARAMETER,
 };
 
-constexpr int MOST_BLOCK_VALUES = 1 << 24;  // of all channels together
+constexpr int MOST_BLOCK_VALUES = 1 << 22;  // of all channels together
 
 }  // namespace
 
@@ -231,13 +231,14 @@ bool RawInput::OnSettingsChanged(TCString& error) {
             tc::NotValid(
                 "packet", "0", Bilingual("1 or more", "1 oder mehr").Text(),
                 Bilingual("with sequence numbers in a stream", "bei Folgenummern in einem Strom").Text()));
-    if (ParamInt("block") > MOST_BLOCK_VALUES / number)
-        tc::AddReason(
-            reason,
-            tc::NotValid("block", std::string(ParamText("block")),
-                         Bilingual("at most %1 samples", "eine Zahl bis %1 Abtastwerte")
-                             .With({std::to_string(MOST_BLOCK_VALUES / number)}),
-                         Bilingual("with %1 channels", "bei %1 Kanälen").With({std::to_string(number)})));
+    for (const char* const parameter : {"block", "packet"})
+        if (ParamInt(parameter) > MOST_BLOCK_VALUES / number)
+            tc::AddReason(
+                reason,
+                tc::NotValid(parameter, std::string(ParamText(parameter)),
+                             Bilingual("at most %1 samples", "eine Zahl bis %1 Abtastwerte")
+                                 .With({std::to_string(MOST_BLOCK_VALUES / number)}),
+                             Bilingual("with %1 channels", "bei %1 Kanälen").With({std::to_string(number)})));
     tc::ParseStart(ParamText("start"), newStart, reason);
     tc::ParseUnit(ParamText("unit"), unit, reason);
     error = reason.c_str();

@@ -121,13 +121,13 @@ class FakeInstrument {
         EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
         EXPECT_EQ(listen(listener, 1), 0);
         getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-        settings = "port=" + std::to_string(ntohs(address.sin_port)) + "\n";
+        settings = "address=127.0.0.1\nport=" + std::to_string(ntohs(address.sin_port)) + "\n";
     }
     void OpenTerminal() {
         line = posix_openpt(O_RDWR | O_NOCTTY);
         EXPECT_EQ(grantpt(line), 0);
         EXPECT_EQ(unlockpt(line), 0);
-        settings = std::string("connection=serial\nline=") + ptsname(line) + "\n";
+        settings = std::string("connection=serial\naddress=") + ptsname(line) + "\n";
         keptOpen = open(ptsname(line), O_RDWR | O_NOCTTY);  // else the end of the first user is an error
     }
     // False when the test is over.
@@ -251,7 +251,7 @@ TEST(Instrument, OneThatFailsIsNamedAndWhatItSaidIsSent) {
         EXPECT_EQ(bench.Blocks(0).back().GetState(), STOP);
     }
     ModuleBench bench("instrument", "Instrument");
-    ASSERT_TRUE(bench.Set("connection=serial\nline=/dev/there-is-none\n"));
+    ASSERT_TRUE(bench.Set("connection=serial\naddress=/dev/there-is-none\n"));
     bench.WireOutput(0);
     EXPECT_FALSE(bench.Start());
     EXPECT_THAT(bench.Error(),
