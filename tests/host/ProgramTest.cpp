@@ -391,7 +391,7 @@ TEST_F(Program, BrokenLibrariesAreToldAndLeaveTheOthersAlone) {
                              "NoEntryPoints.so: does not export TCModuleLibrary_GetCount",
                              "NewerVersion.so: needs interface version 900, and this program provides 802",
                              "OlderVersion.so: was built with older headers: it provides interface version "
-                             "800, and this program needs 801",
+                             "800, and this program needs 802",
                              "UnresolvedSymbol.so: cannot be loaded (undefined symbol: NowhereDefined)",
                              "missing: the module path names this folder"})
         EXPECT_THAT(good.err, HasSubstr(told));
