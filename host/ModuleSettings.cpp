@@ -81,6 +81,7 @@ void ModuleSettings::Tell(const Setting& setting, const std::string& text) {
 
 // Into one that starts at the graph file's folder, or at the current directory when it is an argument.
 bool ModuleSettings::ResolvePath(const Setting& setting, std::string& path) {
+    if (path == "-") return true;  // standard input, for modules that read it
     CStringArray notFound;
     tc::ResolvePathTokens(path, {.create = false}, &notFound);
     for (const std::string& name : notFound)

@@ -11,6 +11,7 @@
 #include "host/CommandLineMistake.h"
 #include "host/Commands.h"
 #include "host/Console.h"
+#include "host/DevicesCommand.h"
 #include "host/FormCommand.h"
 #include "host/Language.h"
 #include "host/NewModule.h"
@@ -420,6 +421,12 @@ void AddModules(CLI::App& app, host::CommandOptions& options) {
     AddModulePath(*modules, options);
 }
 
+CLI::App* AddDevices(CLI::App& app, host::CommandOptions& options) {
+    CLI::App* const command = app.add_subcommand("devices", "Lists the devices that give samples");
+    command->add_flag("--json", options.json, "Lists them as a JSON document")->disable_flag_override();
+    return command;
+}
+
 void AddInstance(CLI::App& command, host::SetOptions& set, host::CommandOptions& options) {
     command.add_option("GRAPH", set.graph, "The graph file")->required()->type_name("");
     command.add_option("INSTANCE", set.instance, "The instance whose settings they are")
@@ -457,9 +464,9 @@ CLI::App* AddStudio(CLI::App& app) {
 
 // If not, suggests similar names.
 bool BeginsWithCommand(const std::vector<std::string>& arguments) {
-    const CStringArray commands = {"run",    "check",   "check-module", "convert", "diff",
-                                   "export", "form",    "info",         "modules", "new-module",
-                                   "preset", "profile", "rerun",        "set",     "studio"};
+    const CStringArray commands = {"run",     "check", "check-module", "convert", "devices",    "diff",
+                                   "export",  "form",  "info",         "modules", "new-module", "preset",
+                                   "profile", "rerun", "set",          "studio"};
     const std::pair<const char*, CStringArray> actions[] = {{"preset", {"save", "load", "list"}},
                                                             {"profile", {"list", "get", "set", "delete"}}};
     if (!IsCommand(arguments[0], commands)) return false;
@@ -516,6 +523,7 @@ int main(int argc, char** argv) {
     const CLI::App* set = AddSet(app, setOptions, options);
     const CLI::App* form = AddForm(app, setOptions, options);
     AddModules(app, options);
+    const CLI::App* devices = AddDevices(app, options);
     host::NewModuleOptions newModuleOptions;
     const CLI::App* newModule = AddNewModule(app, newModuleOptions);
     host::check::CheckOptions checkOptions;
@@ -547,5 +555,6 @@ int main(int argc, char** argv) {
     if (*form) return host::ShowForm(setOptions, options);
     if (*set) return host::SetInGraph(setOptions, options);
     if (*convert) return host::ConvertGraph(options);
+    if (*devices) return host::ListDevices(options.json);
     return *check ? host::CheckGraph(options) : host::ShowModules(options);
 }

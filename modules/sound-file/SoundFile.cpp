@@ -1,6 +1,7 @@
 #include "modules/sound-file/SoundFile.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 #include "modules/common/SharedSettings.h"
@@ -20,7 +21,7 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
      .kind = TCModuleParameter::FILE,
      .defaultValue = nullptr,
-     .help = {"the file to read", "die zu lesende Datei"},
+     .help = {"the file to read; -: standard input", "die zu lesende Datei; -: die Standardeingabe"},
      .label = {"File", "Datei"},
      .group = SOUND},
     tc::BLOCK_PARAMETER,
@@ -62,10 +63,11 @@ SoundFile::SoundFile(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
 
 bool SoundFile::OnSettingsChanged(TCString& error) {
     std::string reason;
-    SoundReader probe;
+    SoundReader file;
     TCSI_Unit unit;
     double newStart = 0.0;
-    if (!Open(probe, reason)) reason = "file: " + reason;
+    if (!(IsStream() ? OpenInput(reason) : Open(file, reason))) reason = "file: " + reason;
+    const SoundReader& probe = IsStream() && input != nullptr ? input->reader : file;
     tc::ParseStart(ParamText("start"), newStart, reason);
     tc::ParseUnit(ParamText("unit"), unit, reason);
     error = reason.c_str();
@@ -95,7 +97,67 @@ bool SoundFile::OnSettingsChanged(TCString& error) {
         ti.SetRangeMax(high);
         ti.SetUnit(unit);
     }
+    if (IsStream()) DeclareStream(probe, unit);
     return true;
+}
+
+bool SoundFile::IsStream() const {
+    return ParamText("file") == "-";
+}
+
+bool SoundFile::OpenInput(std::string& error) {
+    if (input != nullptr) return true;
+    const std::string name = Bilingual("standard input", "die Standardeingabe").Text();
+    auto opened = std::make_shared<SoundInput>();
+    auto bytes = tc::ByteInput::StandardInput();
+    if (bytes == nullptr) {
+        error = Bilingual("%1 is closed", "%1 ist geschlossen").With({name});
+        return false;
+    }
+    if (!opened->reader.OpenStream(std::move(bytes), name, opened->cancel, error)) return false;
+    streamName = name;
+    input = std::move(opened);
+    return true;
+}
+
+void SoundFile::DeclareStream(const SoundReader& probe, const TCSI_Unit& unit) {
+    const char* const word = std::endian::native == std::endian::little ? "f64le" : "f64be";
+    const auto* const format =
+        std::ranges::find(live::FORMATS, std::string_view(word), &live::SampleFormat::word);
+    std::vector<live::Channel> declared;
+    for (const TCString& name : names)
+        declared.push_back(
+            {name, factor, offset, unit, std::pair(probe.RangeMinimum(), probe.RangeMaximum())});
+    stream.Declare(*portHelper, *format, std::move(declared), probe.Samplerate());
+}
+
+void* SoundFile::GetWaitHandle(const char*& what) {
+    what = streamName.c_str();
+    return IsStream() ? stream.Handle() : nullptr;
+}
+
+int SoundFile::Fetch() {
+    const int verdict = TCBaseModuleEx::Fetch();
+    return verdict != 0 || !IsStream() || IsInterrupted() || stream.HasWork() ? verdict : 1;
+}
+
+int SoundFile::BeginStream() {
+    if (input->isUsed)
+        return Fail(tc::MODULE_FAILED,
+                    Bilingual("standard input was read in the run before; start the program again",
+                              "die Standardeingabe wurde im vorigen Lauf gelesen; starten Sie "
+                              "das Programm neu"));
+    const int code = TCBaseModuleEx::Init();
+    if (code < 0) return code;
+    input->isUsed = true;
+    stream.Begin(std::make_unique<SoundDevice>(input), {.block = static_cast<std::size_t>(blockSize)}, start);
+    return code;
+}
+
+int SoundFile::SendStream() {
+    const live::Channels::Step step = stream.Send(*portHelper, IsInterrupted());
+    if (step.isOver) portHelper->SetReadyFlag(false);
+    return step.failure.empty() ? step.code : Fail(tc::MODULE_FAILED, step.failure);
 }
 
 TCForetoldSignal SoundFile::ForetellOutput(int output, std::span<const TCForetoldSignal>) {
@@ -123,6 +185,7 @@ void SoundFile::DeclarePorts(int number) {
 }
 
 int SoundFile::Init() {
+    if (IsStream()) return BeginStream();
     std::string error;
     if (!Open(reader, error)) return Fail(tc::MODULE_FAILED, error);
     if (reader.Channels() != channels || reader.Samplerate() != metadata.front().GetSamplerate()) {
@@ -141,6 +204,7 @@ int SoundFile::Init() {
 }
 
 int SoundFile::Execute() {
+    if (IsStream()) return SendStream();
     if (ended) return Finish();
     ReadPiece();
     ended = !hasAhead || IsInterrupted();
@@ -157,6 +221,7 @@ int SoundFile::Finish() {
 }
 
 int SoundFile::Done() {
+    if (IsStream()) stream.End();
     reader = SoundReader();
     runTime.Release();
     return TCBaseModuleEx::Done();

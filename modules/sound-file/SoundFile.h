@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "modules/live/Channels.h"
+#include "modules/sound-file/SoundDevice.h"
 #include "modules/sound-file/SoundReader.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
@@ -12,7 +14,8 @@
 // `factor`, plus `offset`.
 //
 // The ports follow from the file, so they are declared when the settings are known. A file that breaks off is
-// delivered as far as it goes, its signals are ended, and then the run fails.
+// delivered as far as it goes, its signals are ended, and then the run fails. The file "-" comes through
+// standard input, while it is recorded: its header is read when the settings are checked.
 class SoundFile final : public TCBaseModuleEx {
  public:
     static constexpr const char* ID = "SoundFile";
@@ -27,13 +30,20 @@ class SoundFile final : public TCBaseModuleEx {
     }
     bool OnSettingsChanged(TCString& error) override;
     TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
+    void* GetWaitHandle(const char*& what) override;
     int Init() override;
+    int Fetch() override;
     int Execute() override;
     int Done() override;
     double GetProgress() override;
 
  private:
+    bool IsStream() const;
     bool Open(SoundReader& opened, std::string& error) const;
+    bool OpenInput(std::string& error);
+    void DeclareStream(const SoundReader& probe, const TCSI_Unit& unit);
+    int BeginStream();
+    int SendStream();
     void DeclarePorts(int number);
     void ReadPiece();
     void ReadAhead();
@@ -42,6 +52,9 @@ class SoundFile final : public TCBaseModuleEx {
     int Finish();
 
     SoundReader reader;
+    std::shared_ptr<SoundInput> input;  // of a stream; kept, for it cannot be read again
+    live::Channels stream;
+    std::string streamName;
     int channels = 0;
     double factor = 1.0;
     double offset = 0.0;

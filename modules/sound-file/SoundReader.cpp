@@ -145,6 +145,85 @@ std::string WhyNotReadable(const std::string& path) {
     return {};
 }
 
+// What a recorder writes as the length when it does not know it yet, and more than anybody waits for.
+constexpr double ENDLESS = 0x7F000000;
+
+// A stream as the library wants to see it: of no end. It looks ahead and comes back within the header only.
+class Stream {
+ public:
+    Stream(std::unique_ptr<tc::ByteInput> source, tc::Event& wish) : input(std::move(source)), cancel(wish) {}
+
+    static SF_VIRTUAL_IO Operations() {
+        return {[](void*) { return LENGTH; },
+                [](sf_count_t offset, int whence, void* stream) {
+                    return static_cast<Stream*>(stream)->Seek(offset, whence);
+                },
+                [](void* to, sf_count_t count, void* stream) {
+                    return static_cast<Stream*>(stream)->Read(static_cast<char*>(to), count);
+                },
+                [](const void*, sf_count_t, void*) { return sf_count_t{0}; },
+                [](void* stream) { return static_cast<Stream*>(stream)->position; }};
+    }
+    bool HasSome() const { return received > 0; }
+    // Empty unless it broke off.
+    const std::string& Failure() const { return failure; }
+
+ private:
+    static constexpr sf_count_t LENGTH = sf_count_t{1} << 40;
+    static constexpr sf_count_t HEAD = 65536;
+
+    sf_count_t Seek(sf_count_t offset, int whence) {
+        position = offset + (whence == SEEK_SET ? 0 : whence == SEEK_CUR ? position : LENGTH);
+        return position;
+    }
+
+    sf_count_t Read(char* to, sf_count_t count) {
+        if (position > received + HEAD) return 0;
+        char skipped[512];
+        while (received < position)
+            if (Receive(skipped, std::min<sf_count_t>(position - received, sizeof skipped)) == 0) return 0;
+        const sf_count_t known = static_cast<sf_count_t>(head.size());
+        sf_count_t done = std::clamp<sf_count_t>(known - position, 0, count);
+        std::copy_n(head.data() + std::min(position, known), done, to);
+        if (position + done < received) return done;  // it is gone
+        while (done < count) {
+            const sf_count_t came = Receive(to + done, count - done);
+            if (came == 0) break;
+            done += came;
+        }
+        position += done;
+        return done;
+    }
+
+    // Waits; 0 at the end.
+    sf_count_t Receive(char* to, sf_count_t count) {
+        while (true) {
+            const auto size = static_cast<std::size_t>(count);
+            const tc::ByteInput::Reading reading = input->Read({reinterpret_cast<std::byte*>(to), size});
+            if (reading.outcome == tc::ByteInput::DATA)
+                return Keep(to, static_cast<sf_count_t>(reading.bytes));
+            if (reading.outcome == tc::ByteInput::FAILED) failure = std::strerror(reading.error);
+            if (reading.outcome != tc::ByteInput::NOTHING) return 0;
+            void* const handles[] = {cancel.GetHandle(), input->Handle()};
+            if (tc::WaitForAnyHandle(handles, INFINITY) == 0) return 0;
+        }
+    }
+
+    sf_count_t Keep(const char* bytes, sf_count_t count) {
+        const sf_count_t kept = std::clamp<sf_count_t>(HEAD - received, 0, count);
+        head.insert(head.end(), bytes, bytes + kept);
+        received += count;
+        return count;
+    }
+
+    std::unique_ptr<tc::ByteInput> input;
+    tc::Event& cancel;
+    std::vector<char> head;
+    sf_count_t position = 0;
+    sf_count_t received = 0;
+    std::string failure;
+};
+
 }  // namespace
 
 struct SoundReader::State {
@@ -153,6 +232,7 @@ struct SoundReader::State {
     };
 
     std::string path;
+    std::unique_ptr<Stream> stream;  // null: a file
     std::unique_ptr<SNDFILE, Closer> file;
     SF_INFO info{};
     const IntegerFormat* integers = nullptr;  // null: floating point
@@ -172,13 +252,33 @@ SoundReader& SoundReader::operator=(SoundReader&&) noexcept = default;
 bool SoundReader::Open(const std::string& path, std::string& error) {
     auto opened = std::make_unique<State>();
     opened->path = path;
-    std::string reason = WhyNotReadable(path);
-    if (reason.empty()) {
-        opened->file.reset(sf_open(path.c_str(), SFM_READ, &opened->info));
-        if (opened->file == nullptr)
-            reason = Bilingual("%1 is not a sound file; WAV, FLAC, Ogg, AIFF and the like can be read (%2)",
-                               "%1 ist keine Tondatei; lesbar sind WAV, FLAC, Ogg, AIFF und dergleichen (%2)")
-                         .With({path, sf_strerror(nullptr)});
+    error = WhyNotReadable(path);
+    if (!error.empty()) return false;
+    opened->file.reset(sf_open(path.c_str(), SFM_READ, &opened->info));
+    return Accept(std::move(opened), error);
+}
+
+bool SoundReader::OpenStream(std::unique_ptr<tc::ByteInput> input, const std::string& name, tc::Event& cancel,
+                             std::string& error) {
+    auto opened = std::make_unique<State>();
+    opened->path = name;
+    opened->stream = std::make_unique<Stream>(std::move(input), cancel);
+    SF_VIRTUAL_IO operations = Stream::Operations();
+    opened->file.reset(sf_open_virtual(&operations, SFM_READ, &opened->info, opened->stream.get()));
+    if (!opened->stream->HasSome()) {
+        error = Bilingual("%1 gave nothing", "%1 lieferte nichts").With({name});
+        return false;
+    }
+    return Accept(std::move(opened), error);
+}
+
+bool SoundReader::Accept(std::unique_ptr<State> opened, std::string& error) {
+    const std::string path = opened->path;
+    std::string reason;
+    if (opened->file == nullptr) {
+        reason = Bilingual("%1 is not a sound file; WAV, FLAC, Ogg, AIFF and the like can be read (%2)",
+                           "%1 ist keine Tondatei; lesbar sind WAV, FLAC, Ogg, AIFF und dergleichen (%2)")
+                     .With({path, sf_strerror(nullptr)});
     }
     if (reason.empty() && (opened->info.frames <= 0 || opened->info.samplerate <= 0))
         reason = Bilingual("%1 holds no samples; copy or record it again",
@@ -189,9 +289,17 @@ bool SoundReader::Open(const std::string& path, std::string& error) {
         return false;
     }
     opened->integers = FindIntegerFormat(opened->info.format);
-    opened->promised = PromisedFrames(Log(opened->file.get()), opened->info);
+    if (opened->stream == nullptr)
+        opened->promised = PromisedFrames(Log(opened->file.get()), opened->info);
+    else if (static_cast<double>(opened->info.frames) * opened->info.channels *
+                 static_cast<double>(StoredBytes(opened->info.format)) >=
+             ENDLESS)
+        opened->info.frames = SF_COUNT_MAX;
+    else
+        opened->promised = opened->info.frames;
     double peak = 1.0;
-    if (sf_command(opened->file.get(), SFC_GET_SIGNAL_MAX, &peak, sizeof(peak)) == SF_TRUE &&
+    if (opened->stream == nullptr &&
+        sf_command(opened->file.get(), SFC_GET_SIGNAL_MAX, &peak, sizeof(peak)) == SF_TRUE &&
         std::isfinite(peak)) {
         opened->peak = std::max(1.0, peak);
     }
@@ -240,11 +348,13 @@ std::int64_t SoundReader::State::ReadIntegers(double* values, std::int64_t count
 }
 
 std::string SoundReader::Shortage() const {
-    const std::string decoder =
+    std::string decoder =
         sf_error(state->file.get()) != SF_ERR_NO_ERROR ? sf_strerror(state->file.get()) : "";
+    if (state->stream != nullptr && !state->stream->Failure().empty()) decoder = state->stream->Failure();
     const std::string reason = decoder.empty() ? "" : ": " + decoder;
     const std::string held = std::to_string(state->done);
-    if (Frames() < 0 && (state->info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG) {
+    if (state->stream == nullptr && Frames() < 0 &&
+        (state->info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_OGG) {
         return Bilingual("%1 breaks off: it has no end mark and holds %2 samples%3",
                          "%1 bricht ab: die Endmarke fehlt, enthalten sind %2 Abtastwerte%3")
             .With({state->path, held, reason});

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "sigweave/platform/ByteInput.h"
+#include "sigweave/platform/Event.h"
+
 // A sound or measurement file (WAV, FLAC, Ogg, AIFF and others), read once from its start to its end. Values
 // are those that the file holds: of an integer format the integers themselves, not scaled to 1 (8-bit WAV
 // stores 0 to 255), of a floating-point or lossy format the numbers as they are, not clipped. Logarithmic and
@@ -19,6 +22,11 @@ class SoundReader {
     // False with the file's name and the reason in `error`: a file that is missing, empty, no sound file, or
     // holds no samples.
     bool Open(const std::string& path, std::string& error);
+
+    // The same of a stream that comes in pieces and cannot be read twice. Waits for its header, and in Read
+    // for samples, until the event is set; it must outlive the reader.
+    bool OpenStream(std::unique_ptr<tc::ByteInput> input, const std::string& name, tc::Event& cancel,
+                    std::string& error);
 
     bool IsOpen() const { return state != nullptr; }
     int Channels() const;
@@ -38,5 +46,6 @@ class SoundReader {
 
  private:
     struct State;
+    bool Accept(std::unique_ptr<State> opened, std::string& error);
     std::unique_ptr<State> state;
 };

@@ -124,6 +124,8 @@ TEST_P(ProgramWaits, IsToldAndEnds) {
 
 constexpr const char* SOUND = "[v]\nmodule=SoundFile\nfile=pipe\n";
 constexpr const char* RECORDING = "[v]\nmodule=XmlPlayer\nfile=pipe\n";
+constexpr const char* LIVE =
+    "[v]\nmodule=RawInput\nfrom=file\nfile=pipe\n[s]\nmodule=TestJoin\n[lines]\nv.Channel 1=s.Signal\n";
 constexpr const char* READER =
     "[v]\nmodule=TestReader\nfile=pipe\n[s]\nmodule=TestJoin\n[lines]\nv.Signal=s.Signal\n";
 
@@ -132,6 +134,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(WaitRow{"Graph", "", "check pipe", "sigweave waits for 'pipe'", "", false},
                     WaitRow{"SoundFile", SOUND, "run test.graph", "v waits for 'pipe'", "", false},
                     WaitRow{"Recording", RECORDING, "run test.graph", "v waits for 'pipe'", "", true},
+                    WaitRow{"LiveSource", LIVE, "run test.graph", "v waits for 'pipe'",
+                            "interrupted: test.graph", false},
                     WaitRow{"OpeningInARun", READER, "run test.graph", "v waits for 'pipe'",
                             "interrupted: test.graph", false},
                     WaitRow{"ReadingInARun", READER, "run test.graph", "v waits for 'pipe'",
@@ -421,7 +425,7 @@ TEST_F(Program, BrokenLibrariesAreToldAndLeaveTheOthersAlone) {
                              "NoEntryPoints.so: does not export TCModuleLibrary_GetCount",
                              "NewerVersion.so: needs interface version 900, and this program provides 802",
                              "OlderVersion.so: was built with older headers: it provides interface version "
-                             "800, and this program needs 801",
+                             "800, and this program needs 802",
                              "UnresolvedSymbol.so: cannot be loaded (undefined symbol: NowhereDefined)",
                              "missing: the module path names this folder"})
         EXPECT_THAT(good.err, HasSubstr(told));

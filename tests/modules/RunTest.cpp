@@ -34,12 +34,12 @@ struct Outcome {
 
 // Runs a copy of an example graph with the real program. Tests run side by side, so each has files of its
 // own.
-Outcome RunExample(const std::string& graph, const std::string& arguments) {
+Outcome RunExample(const std::string& graph, const std::string& arguments, const std::string& feeder = "") {
     for (const char* file : {graph.c_str(), "steps.xml"})
         fs::copy_file(fs::path(SIGWEAVE_EXAMPLES) / file, fs::path(file).filename(),
                       fs::copy_options::overwrite_existing);
     const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-    const std::string command = std::string("LC_ALL=de_DE.UTF-8 ") + SIGWEAVE_HOST + " run " +
+    const std::string command = feeder + "LC_ALL=de_DE.UTF-8 " + SIGWEAVE_HOST + " run " +
                                 fs::path(graph).filename().string() + " --report json " + arguments + " >" +
                                 name + ".json 2>" + name + ".txt";
     Outcome outcome;
@@ -108,6 +108,107 @@ TEST(Run, MeasuresARecordingRight) {
     EXPECT_NEAR(run.results["peak_amplitude"] / (peak / 1000.0), 1.0, 1e-12);
     EXPECT_GT(peak, std::max(Magnitude(samples, 4000, bin - 1), Magnitude(samples, 4000, bin + 1)));
     EXPECT_NE(ReadText(picture).find("</svg>"), std::string::npos);
+}
+
+TEST(Run, ASoundFileThroughStandardInputGivesTheSameFigures) {
+    const std::vector<double> samples = ReadSamples(RECORDING);
+    if (samples.empty()) GTEST_SKIP() << RECORDING << " is not there";
+    const std::string wave = ReadText(RECORDING);
+    std::string endless = wave;  // as recorders write it before they know the length
+    for (const std::size_t at : {std::size_t{4}, wave.find("data") + 4})
+        endless.replace(at, 4, "\xFF\xFF\xFF\x7F");
+    std::ofstream("endless.wav", std::ios::binary) << endless;
+    std::ofstream("cut.wav", std::ios::binary) << wave.substr(0, wave.size() - 2000);
+    SF_INFO info{};
+    info.samplerate = 48000;
+    info.channels = 1;
+    info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
+    SNDFILE* const flac = sf_open("voice.flac", SFM_WRITE, &info);
+    const std::vector<short> values(samples.begin(), samples.end());
+    sf_write_short(flac, values.data(), static_cast<sf_count_t>(values.size()));
+    sf_close(flac);
+    const std::string settings = "--set voice.file=- --set picture.file=piped.svg ";
+    Outcome file = RunExample("voice.graph", "--set picture.file=piped.svg");
+    for (const std::string& name :
+         {std::string(RECORDING), std::string("endless.wav"), std::string("voice.flac")}) {
+        FreshFile("piped.svg");
+        Outcome piped = RunExample("voice.graph", settings, "cat " + name + " | ");
+        EXPECT_EQ(piped.exitCode, 0) << name << piped.messages;
+        for (const char* const quantity : {"samples", "mean", "rms", "peak_frequency", "peak_magnitude"})
+            EXPECT_EQ(piped.results[quantity], file.results[quantity]) << name << quantity;
+    }
+    Outcome cut = RunExample("voice.graph", settings + "< cut.wav");
+    EXPECT_EQ(cut.verdict, "failed");
+    EXPECT_EQ(cut.results["samples"], 67545.0) << "what was there";
+    EXPECT_NE(cut.messages.find("versprochen sind 68545 Abtastwerte, enthalten 67545"), std::string::npos)
+        << cut.messages;
+    EXPECT_EQ(RunExample("voice.graph", settings + "< /dev/null").verdict, "mistakes");
+}
+
+TEST(Run, CapturesFromASoundDevice) {
+    // A device that reads a file, and one that has one rate and one format.
+    std::ofstream("asound.conf")
+        << "pcm.nothing { type null }\n"
+           "pcm.filein { type file\n slave.pcm nothing\n file /dev/null\n format raw\n infile "
+           "\"captured.raw\"\n"
+           " hint.description \"a file\" }\n"
+           "pcm.fixed { type share\n slave { pcm nothing\n rate 44100\n format S16_LE\n channels 2 }\n"
+           " bindings.0 0\n bindings.1 1 }\n";
+    std::ofstream raw("captured.raw", std::ios::binary);
+    for (int i = 0; i < 16000; ++i)
+        for (const int value : {i % 1000, -3})
+            raw.put(static_cast<char>(value)).put(static_cast<char>(value >> 8));
+    raw.close();
+    const std::string devices = "ALSA_CONFIG_PATH=$PWD/asound.conf ";
+    const std::string first = "--set microphone.device=filein ";
+    Outcome run =
+        RunExample("capture.graph", first + "--set microphone.block=8000 --for 8000samples", devices);
+    EXPECT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["Channel 1 max"], 999.0 * 0.5);
+    EXPECT_EQ(run.results["Channel 2 min"], -3.0);
+    EXPECT_GT(run.results["samples"], 8000.0);
+    EXPECT_GT(run.results["calibration age"], 0.0);
+    run = RunExample("capture.graph", "--set microphone.device=fixed", devices);
+    EXPECT_EQ(run.verdict, "mistakes");
+    EXPECT_NE(run.messages.find("microphone.rate: 8000 ist mit fixed nicht möglich; es hat 44100"),
+              std::string::npos)
+        << run.messages;
+    run = RunExample("capture.graph", "--set microphone.device=none", devices);
+    EXPECT_NE(run.messages.find("device: none kann nicht geöffnet werden"), std::string::npos)
+        << run.messages;
+    const std::string list = devices + SIGWEAVE_HOST " devices --json >devices.json";
+    ASSERT_EQ(std::system(list.c_str()), 0);
+    const nlohmann::json found = nlohmann::json::parse(ReadText("devices.json"));
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0]["name"], "filein");
+    EXPECT_EQ(found[0]["text"], "a file");
+    EXPECT_EQ(found[0]["formats"][0]["range"], nlohmann::json({-32768, 32767}));
+}
+
+TEST(Run, RawSamplesThroughAPipe) {
+    std::ofstream raw("samples.raw", std::ios::binary);
+    for (int i = 0; i < 48000; ++i) {
+        const auto left =
+            static_cast<short>(std::lround(1000.0 * std::sin(2.0 * std::numbers::pi * 440.0 * i / 48000)));
+        for (const short value : {left, static_cast<short>(-7)}) {
+            raw.put(static_cast<char>(value & 0xFF));
+            raw.put(static_cast<char>(value >> 8));
+        }
+    }
+    raw.close();
+    Outcome run = RunExample("pipe.graph", "", "cat samples.raw | ");
+    EXPECT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.verdict, "complete");
+    EXPECT_EQ(run.results["samples"], 48000.0);
+    EXPECT_EQ(run.results["peak_frequency"], 440.0);
+    EXPECT_NEAR(run.results["peak_amplitude"], 1000.0, 0.1);
+    EXPECT_EQ(run.results["Channel 2 mean"], -7.0);
+    run = RunExample("pipe.graph", "--for 0.5s < samples.raw");
+    EXPECT_EQ(run.verdict, "complete");
+    EXPECT_EQ(run.results["samples"], 24576.0) << "the block in which 24,000 lie";
+    run = RunExample("pipe.graph", "--set microphone.channels=7 < samples.raw");
+    EXPECT_EQ(run.verdict, "failed") << "192,000 bytes are no whole number of 14";
+    EXPECT_NE(run.messages.find("4 Bytes bleiben übrig"), std::string::npos) << run.messages;
 }
 
 TEST(Run, MeasuresWhatThereIsOfAFileThatBreaksOff) {
