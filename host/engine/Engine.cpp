@@ -316,8 +316,11 @@ Outcome Engine::Impl::MakeStream(std::string& error) {
     const Outcome asked =
         Ask([&] { return js_AddStream(nullptr, context.get(), &config, nullptr, &code); }, status, error);
     if (asked != Outcome::Done || status == NATS_OK) return asked;
-    error = Bilingual("the engine did not make room for the run: %1 (keep=%2 bytes)",
-                      "die Engine hat für den Lauf keinen Platz angelegt: %1 (keep=%2 Byte)")
+    error = Bilingual(
+                "the engine did not make room for the run: %1; it was asked for keep=%2 bytes, write less in "
+                "[engine]",
+                "die Engine hat für den Lauf keinen Platz angelegt: %1; verlangt waren keep=%2 Byte, "
+                "schreiben Sie weniger in [engine]")
                 .With({Reason(status), std::to_string(run.keep)});
     return Outcome::Failed;
 }
