@@ -35,6 +35,7 @@ constexpr Form FORMS[] = {
     {"*: At Most 1 required but received *",
      {"%1 may be given once only", "%1 darf nur einmal angegeben werden"}},
     {"* was given a disallowed flag override", {"--%1 takes no value", "--%1 nimmt keinen Wert an"}},
+    {"* excludes *", {"%1 and %2 exclude each other", "%1 und %2 schließen einander aus"}},
     {"* requires *", {"%1 needs %2 too", "%1 braucht auch %2"}},
     {"Could not convert: * = *", {"%1: '%2' cannot be read", "%1: '%2' ist nicht lesbar"}},
 };

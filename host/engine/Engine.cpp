@@ -6,6 +6,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <mutex>
@@ -68,6 +69,15 @@ std::string_view Data(natsMsg* message) {
 
 bool IsRefusal(natsStatus status) {
     return status == NATS_CONNECTION_AUTH_FAILED || status == NATS_NOT_PERMITTED;
+}
+
+// What a broken connection makes of a request.
+bool IsLoss(natsStatus status) {
+    constexpr natsStatus LOSSES[] = {
+        NATS_TIMEOUT,          NATS_CONNECTION_DISCONNECTED, NATS_CONNECTION_CLOSED,   NATS_NO_RESPONDERS,
+        NATS_IO_ERROR,         NATS_STALE_CONNECTION,        NATS_INSUFFICIENT_BUFFER, NATS_NO_SERVER,
+        NATS_NOT_YET_CONNECTED};
+    return std::ranges::find(LOSSES, status) != std::end(LOSSES);
 }
 
 std::string WhyNoConnection(const EngineRun& run, natsStatus status) {
@@ -246,9 +256,8 @@ template <class Request>
 Outcome Engine::Impl::Ask(Request request, natsStatus& status, std::string& error) {
     for (const auto begin = Clock::now();;) {
         status = request();
-        const bool isLost = status == NATS_TIMEOUT || status == NATS_CONNECTION_DISCONNECTED ||
-                            status == NATS_NO_RESPONDERS || status == NATS_CONNECTION_CLOSED ||
-                            status == NATS_INSUFFICIENT_BUFFER;
+        const bool isLost =
+            IsLoss(status) || (status != NATS_OK && status != NATS_NOT_FOUND && !IsConnected());
         if (!isLost) return Outcome::Done;
         if (!MayWait(error)) return Ended(error);
         if (Clock::now() - begin > run.patience) {
@@ -316,8 +325,11 @@ Outcome Engine::Impl::MakeStream(std::string& error) {
     const Outcome asked =
         Ask([&] { return js_AddStream(nullptr, context.get(), &config, nullptr, &code); }, status, error);
     if (asked != Outcome::Done || status == NATS_OK) return asked;
-    error = Bilingual("the engine did not make room for the run: %1 (keep=%2 bytes)",
-                      "die Engine hat für den Lauf keinen Platz angelegt: %1 (keep=%2 Byte)")
+    error = Bilingual(
+                "the engine did not make room for the run: %1; it was asked for keep=%2 bytes, write less in "
+                "[engine]",
+                "die Engine hat für den Lauf keinen Platz angelegt: %1; verlangt waren keep=%2 Byte, "
+                "schreiben Sie weniger in [engine]")
                 .With({Reason(status), std::to_string(run.keep)});
     return Outcome::Failed;
 }

@@ -162,6 +162,25 @@ TEST_F(EngineTest, RefusesWhoIsNotAllowedAndPrintsNoSecret) {
     EXPECT_NE(Engine::Join(run, error), nullptr) << error;
 }
 
+TEST_F(EngineTest, SaysThatACertificateIsRefused) {
+    const auto folder = MakeOwnFolder();
+    const std::string key = (folder->Path() / "key").string(), own = (folder->Path() / "own").string();
+    const std::string make =
+        "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=localhost -addext "
+        "subjectAltName=DNS:localhost -keyout '" +
+        key + "' -out '" + own + "' 2>/dev/null";
+    if (std::system(make.c_str()) != 0) GTEST_SKIP() << "there is no openssl";
+    server = std::make_unique<NatsServer>("--tls --tlscert " + own + " --tlskey " + key);
+    EngineRun run = RunAt("a");
+    run.address.url = "tls://localhost:" + std::to_string(server->Port());
+    std::string error;
+    EXPECT_EQ(Engine::Join(run, error), nullptr);
+    EXPECT_THAT(error,
+                AllOf(HasSubstr("certificate"), HasSubstr("is refused"), HasSubstr("SIGWEAVE_ENGINE_CA")));
+    run.address.authority = own;
+    EXPECT_NE(Engine::Join(run, error), nullptr) << error;
+}
+
 TEST(EngineAddress, TakesSecretsFromFilesOfTheOwnerAlone) {
     const auto folder = MakeOwnFolder();
     const std::string path = (folder->Path() / "secrets").string();

@@ -139,7 +139,7 @@ class Machines : public testing::Test {
     }
 
     // A new folder with the graph for each place and one for the whole, which is run once.
-    void Prepare(int number, const std::string& engine = "patience=60 s\n",
+    void Prepare(int number, const std::string& engine = "patience=60 s\nkeep=200 MB\n",
                  const std::string& graph = GRAPH) {
         constexpr int RUNS_OF_A_SERVER = 50;  // so that its store stays small
         if (number % RUNS_OF_A_SERVER == RUNS_OF_A_SERVER - 1) server = std::make_unique<NatsServer>();
@@ -269,7 +269,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "[lines]\nn.Signal=l.Signal 1\nm.Signal=l.Signal 2\n",
                   "run.graph:8: m must be at the place of the sources, a: it is a source"},
         Misplaced{"BackAgain",
-                  "[n]\nmodule=Generator\nplace=a\n[f]\nmodule=Reblock\nlength=64\nplace=b\n[l]\nmodule="
+                  "[n]\nmodule=Generator\nplace=a\n[f]\nmodule=Reblock\nsize=64\nplace=b\n[l]\nmodule="
                   "Statistics\n"
                   "place=a\n[lines]\nn.Signal=f.Signal\nf.Signal=l.Signal\n",
                   "the places feed each other"},

@@ -24,7 +24,7 @@ namespace {
 int ReadPort(const std::filesystem::path& folder, pid_t process) {
     std::ifstream file(folder / ("nats-server_" + std::to_string(process) + ".ports"));
     const std::string text(std::istreambuf_iterator<char>(file), {});
-    const std::string begin = "nats://127.0.0.1:";
+    const std::string begin = "://127.0.0.1:";
     const std::size_t at = text.find(begin);
     return at != std::string::npos && text.ends_with('}') ? std::stoi(text.substr(at + begin.size())) : -1;
 }
