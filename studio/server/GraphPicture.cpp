@@ -52,7 +52,7 @@ struct Subject {
     int wire = -1;  // the number of the line between ports
 };
 
-std::map<int, Subject> SubjectsOf(const host::GraphFile& file) {
+std::map<int, Subject> SubjectsOf(const host::GraphFile& file, const host::Graph& graph) {
     std::map<int, Subject> subjects;
     for (const host::InstanceEntry& entry : file.GetInstances()) {
         subjects[entry.place.line] = {entry.name, "", -1};
@@ -60,8 +60,9 @@ std::map<int, Subject> SubjectsOf(const host::GraphFile& file) {
         for (const host::Setting& setting : entry.settings)
             subjects[setting.place.line] = {entry.name, setting.name, -1};
     }
-    for (std::size_t i = 0; i < file.GetLines().size(); ++i)
-        subjects[file.GetLines()[i].place.line] = {"", "", static_cast<int>(i)};
+    const std::vector<host::LineEntry>& lines = graph.WrittenLines();
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        subjects[lines[i].place.line] = {"", "", static_cast<int>(i)};
     return subjects;
 }
 
@@ -109,9 +110,9 @@ Json DescribeInstances(const host::GraphFile& file, const host::Graph& graph) {
     return instances;
 }
 
-Json DescribeWires(const host::GraphFile& file) {
+Json DescribeWires(const host::Graph& graph) {
     Json wires = Json::array();
-    for (const host::LineEntry& line : file.GetLines())
+    for (const host::LineEntry& line : graph.WrittenLines())
         wires.push_back({{"from", {line.from.instance, line.from.port}},
                          {"to", {line.to.instance, line.to.port}},
                          {"line", line.place.line}});
@@ -135,7 +136,7 @@ Json CheckText(const std::string& path, const std::string& text, const host::Mod
     host::Mistakes mistakes;
     const host::GraphFile file = host::GraphFile::Parse(path, text, mistakes);
     const host::Graph graph(file, catalogue, window, mistakes);
-    const std::map<int, Subject> subjects = SubjectsOf(file);
+    const std::map<int, Subject> subjects = SubjectsOf(file, graph);
     Json told = Json::array();
     for (const Mistake& mistake : mistakes.InOrder()) {
         Json one = {{"text", mistake.text}};
@@ -151,7 +152,7 @@ Json CheckText(const std::string& path, const std::string& text, const host::Mod
     }
     return {{"form", file.GetForm() == host::GraphForm::Text ? "text" : "xml"},
             {"instances", DescribeInstances(file, graph)},
-            {"wires", DescribeWires(file)},
+            {"wires", DescribeWires(graph)},
             {"mistakes", std::move(told)},
             {"warnings", std::move(warnings)}};
 }
