@@ -7,6 +7,7 @@
 #include "host/Console.h"
 #include "host/GraphText.h"
 #include "host/Guard.h"
+#include "host/PortPattern.h"
 #include "host/RunLog.h"
 #include "host/Topology.h"
 #include "sigweave/module/TCBaseModuleEx.h"
@@ -25,6 +26,8 @@ namespace {
 using tc::Bilingual;
 
 enum MessageNumber : unsigned { MESSAGE_SINK = 27, MESSAGE_LANGUAGE = 41 };
+
+constexpr std::size_t MOST_EXPANDED = 100000;
 
 constexpr const char* ONLY_PORT = "Signal";
 constexpr const char* FIRST_PORT = "Signal 1";
@@ -67,7 +70,7 @@ bool IsStandardOutput(const std::string& path) {
 }
 
 std::string LineText(const LineEntry& entry) {
-    return entry.from.instance + "." + entry.from.port + "=" + entry.to.instance + "." + entry.to.port;
+    return PortText(entry.from) + "=" + PortText(entry.to);
 }
 
 }  // namespace
@@ -190,19 +193,124 @@ void Graph::CheckFiles(const std::vector<FileUse>& ofHost) {
 
 // --- Ports and lines
 
+// From the sources on, for the outputs that a wildcard finds decide how many inputs the next instance has.
 void Graph::PrepareDynamicPorts() {
-    std::vector<int> wired(instances.size());
-    for (const LineEntry& entry : file.GetLines()) {
-        const auto found = indexes.find(entry.to.instance);
-        if (found != indexes.end() && !LeadsToParameter(At(found->second), entry.to.port))
-            ++wired[static_cast<std::size_t>(found->second)];
+    const std::vector<LineEntry>& written = file.GetLines();
+    std::vector<std::pair<int, int>> edges;
+    std::vector<std::vector<std::size_t>> linesFrom(instances.size()), linesTo(instances.size());
+    expanded.resize(written.size());
+    for (std::size_t line = 0; line < written.size(); ++line) {
+        const int from = IndexOf(written[line].from.instance), to = IndexOf(written[line].to.instance);
+        const bool waits = from >= 0 && to >= 0 && HasWildcard(written[line].from.port);
+        if (!waits) expanded[line] = {written[line]};
+        if (to >= 0) linesTo[static_cast<std::size_t>(to)].push_back(line);
+        if (waits) linesFrom[static_cast<std::size_t>(from)].push_back(line);
+        if (from >= 0 && to >= 0 && from != to) edges.emplace_back(from, to);
     }
-    for (std::size_t index = 0; index < instances.size(); ++index) {
-        Instance& instance = instances[index];
-        if (instance.module == nullptr) continue;
-        instance.module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, std::max(wired[index], 1));
-        instance.inputs = ReadPorts(*instance.module, INPUT);
-        instance.outputs = ReadPorts(*instance.module, OUTPUT);
+    for (const int index : SortTopologically(static_cast<int>(instances.size()), edges).order) {
+        PreparePorts(index, linesTo[static_cast<std::size_t>(index)]);
+        for (const std::size_t line : linesFrom[static_cast<std::size_t>(index)]) ExpandLine(line);
+    }
+    for (int index = 0; index < static_cast<int>(instances.size()); ++index)
+        AssignInputs(index, linesTo[static_cast<std::size_t>(index)]);  // of lines within a cycle
+    for (const std::vector<LineEntry>& each : expanded)
+        entries.insert(entries.end(), each.begin(), each.end());
+}
+
+int Graph::IndexOf(const std::string& instance) const {
+    const auto found = indexes.find(instance);
+    return found != indexes.end() ? found->second : -1;
+}
+
+void Graph::PreparePorts(int index, const std::vector<std::size_t>& linesTo) {
+    Instance& instance = At(index);
+    if (instance.module == nullptr) return;
+    int wired = 0;
+    for (const std::size_t line : linesTo)
+        for (const LineEntry& entry : expanded[line])
+            if (entry.to.port.empty() || !LeadsToParameter(instance, entry.to.port)) ++wired;
+    instance.module->GetMessageA(TCPortHelper::MESSAGE_DYN_PORTS, std::max(wired, 1));
+    instance.inputs = ReadPorts(*instance.module, INPUT);
+    instance.outputs = ReadPorts(*instance.module, OUTPUT);
+    AssignInputs(index, linesTo);
+}
+
+// Buses, which hold the signals of other outputs again, are meant only where a pattern is their very name.
+std::vector<std::string> Graph::MatchingOutputs(Instance& instance, const std::string& pattern) {
+    std::vector<std::string> found;
+    for (std::size_t output = 0; output < instance.outputs.names.size(); ++output) {
+        const std::string& name = instance.outputs.names[output];
+        if (name == pattern) return {name};
+        const char* type = nullptr;
+        int count = 0;
+        instance.module->GetPortType(OUTPUT, static_cast<int>(output), type, count);
+        const bool isBus = type != nullptr && Text(type).find("STRUCT_BUS") != std::string::npos;
+        if (!isBus && MatchesPattern(name, pattern)) found.push_back(name);
+    }
+    return found;
+}
+
+void Graph::ExpandLine(std::size_t line) {
+    const LineEntry& written = file.GetLines()[line];
+    Instance& from = At(IndexOf(written.from.instance));
+    std::vector<std::string> names;
+    if (from.module != nullptr) names = MatchingOutputs(from, written.from.port);
+    if (allExpanded += names.size(); allExpanded > MOST_EXPANDED)
+        return mistakes.Add(written.place,
+                            Bilingual("the wildcards up to here stand for more than %1 lines; use fewer",
+                                      "die Platzhalter bis hier stehen für mehr als %1 Verbindungen; "
+                                      "verwenden Sie weniger")
+                                .With({std::to_string(MOST_EXPANDED)}));
+    const bool isCrowded = names.size() > 1 && !written.to.port.empty();
+    if (names.empty() || isCrowded) meant.insert(written.to.instance);
+    if (names.empty() && from.settled)
+        mistakes.Add(written.place, Bilingual("no output of '%1' matches '%2'; %3",
+                                              "zu '%2' passt kein Ausgang von '%1'; %3")
+                                        .With({written.from.instance, written.from.port,
+                                               tc::SuggestNames(written.from.port, from.outputs.names)}));
+    if (isCrowded)
+        return mistakes.Add(
+            written.place,
+            Bilingual(
+                "'%1' matches %2 outputs, and an input takes one line; write %1=%3 to wire each to an input "
+                "of its own",
+                "zu '%1' passen %2 Ausgänge, und ein Eingang nimmt nur eine Verbindung an; schreiben Sie "
+                "%1=%3, um jeden mit einem eigenen Eingang zu verbinden")
+                .With({PortText(written.from), std::to_string(names.size()), written.to.instance}));
+    for (const std::string& name : names)
+        expanded[line].push_back({{written.from.instance, name}, written.to, written.place});
+}
+
+// Lines that name no input get the free ones in their order.
+void Graph::AssignInputs(int index, const std::vector<std::size_t>& linesTo) {
+    Instance& instance = At(index);
+    const std::vector<std::string>& names = instance.inputs.names;
+    std::set<int> taken;
+    for (const std::size_t line : linesTo)
+        for (const LineEntry& entry : expanded[line])
+            if (!entry.to.port.empty()) taken.insert(FindPort(instance.inputs, entry.to.port));
+    int next = 0;
+    for (const std::size_t line : linesTo) {
+        std::vector<LineEntry>& lineEntriesOf = expanded[line];
+        const std::size_t count = lineEntriesOf.size();
+        for (LineEntry& entry : lineEntriesOf) {
+            if (!entry.to.port.empty()) continue;
+            while (taken.contains(next)) ++next;
+            if (next < static_cast<int>(names.size()))
+                entry.to.port = names[static_cast<std::size_t>(next++)];
+        }
+        std::erase_if(lineEntriesOf, [](const LineEntry& entry) { return entry.to.port.empty(); });
+        if (lineEntriesOf.size() == count) continue;
+        meant.insert(instance.entry->name);
+        if (instance.settled)
+            mistakes.Add(
+                file.GetLines()[line].place,
+                Bilingual(
+                    "'%1' matches %2 outputs, and '%3' has %4 free inputs for them; wire each by its name",
+                    "zu '%1' passen %2 Ausgänge, und '%3' hat dafür %4 freie Eingänge; verbinden Sie "
+                    "jeden mit seinem Namen")
+                    .With({PortText(file.GetLines()[line].from), std::to_string(count), instance.entry->name,
+                           std::to_string(lineEntriesOf.size())}));
     }
 }
 
@@ -260,7 +368,7 @@ void Graph::ResolveLines() {
         mistakes.Add({file.GetPath()}, Bilingual("has no lines, so no data would flow; %1",
                                                  "hat keine Verbindungen, so flössen keine Daten; %1")
                                            .With({file.GetWording().addLines.Text()}));
-    for (const LineEntry& entry : file.GetLines()) {
+    for (const LineEntry& entry : entries) {
         RunLine line{};
         if (!ResolveLine(entry, line)) continue;
         lines.push_back(line);
@@ -432,7 +540,7 @@ void Graph::CheckDriver(std::size_t index, const TCForetoldSignal& signal) {
 void Graph::CheckInputs() {
     std::set<std::pair<int, int>> wired;
     std::set<int> reached;
-    for (const LineEntry& entry : file.GetLines()) {
+    for (const LineEntry& entry : entries) {
         const auto found = indexes.find(entry.to.instance);
         if (found == indexes.end() || LeadsToParameter(At(found->second), entry.to.port)) continue;
         const Ports& inputs = At(found->second).inputs;
@@ -443,7 +551,8 @@ void Graph::CheckInputs() {
         reached.insert(found->second);
     }
     for (int index = 0; index < static_cast<int>(instances.size()); ++index)
-        if (At(index).module != nullptr) CheckInputs(index, wired, reached.contains(index));
+        if (At(index).module != nullptr && !meant.contains(At(index).entry->name))
+            CheckInputs(index, wired, reached.contains(index));
 }
 
 void Graph::CheckInputs(int at, const std::set<std::pair<int, int>>& wired, bool anyWired) {

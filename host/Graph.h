@@ -34,6 +34,8 @@ class Graph {
     const std::vector<RunLine>& Lines() const { return lines; }
     // Where a line is written, by its index among them.
     const Place& PlaceOfLine(int line) const { return lineEntries[static_cast<std::size_t>(line)]->place; }
+    // The lines of the file with those that have wildcards replaced by what they stand for.
+    const std::vector<LineEntry>& WrittenLines() const { return entries; }
     // The folders that file settings want to be made (CSIDL_FLAG_CREATE): for a run, not for a check.
     void MakeFolders() const;
     // What works otherwise than its author may think, with its place; of a graph without mistakes.
@@ -67,6 +69,11 @@ class Graph {
     static const Place& PlaceOf(const InstanceEntry& entry, const std::string& parameter);
     void CheckFiles(const std::vector<FileUse>& ofHost);
     void PrepareDynamicPorts();
+    void PreparePorts(int index, const std::vector<std::size_t>& linesTo);
+    void ExpandLine(std::size_t line);
+    static std::vector<std::string> MatchingOutputs(Instance& instance, const std::string& pattern);
+    void AssignInputs(int index, const std::vector<std::size_t>& linesTo);
+    int IndexOf(const std::string& instance) const;
     static Ports ReadPorts(TCBaseModule& module, PORTTYPE kind);
     static int FindPort(const Ports& ports, const std::string& name);
     void ResolveLines();
@@ -103,7 +110,11 @@ class Graph {
     HostWindow& window;
     Mistakes& mistakes;
     std::vector<Instance> instances;
-    std::map<std::string, int> indexes;  // of the instances, by name
+    std::map<std::string, int> indexes;            // of the instances, by name
+    std::vector<std::vector<LineEntry>> expanded;  // by line of the file: what it stands for
+    std::vector<LineEntry> entries;                // all of that
+    std::size_t allExpanded = 0;                   // lines that wildcards stood for
+    std::set<std::string> meant;  // instances that a line was meant for which stands for nothing
     std::vector<RunLine> lines;
     std::vector<Message> warnings;
     std::vector<const LineEntry*> lineEntries;       // one for each of `lines`

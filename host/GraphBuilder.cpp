@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/PortPattern.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host {
@@ -80,7 +81,10 @@ void GraphBuilder::AddSetting(const std::string& name, const std::string& value,
 
 bool GraphBuilder::AddLine(std::string_view from, std::string_view to) {
     LineEntry line{{}, {}, place};
-    if (!SplitPort(from, line.from) || !SplitPort(to, line.to)) return false;
+    if (!SplitPort(from, line.from)) return false;
+    const bool isWholeInstance = HasWildcard(line.from.port) && to.find('.') == std::string_view::npos;
+    if (isWholeInstance) line.to.instance = TrimBlanks(to);
+    if (isWholeInstance ? line.to.instance.empty() : !SplitPort(to, line.to)) return false;
     graph.lines.push_back(std::move(line));
     return true;
 }

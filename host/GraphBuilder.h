@@ -38,7 +38,8 @@ class GraphBuilder {
     // Of the instance begun last.
     void SetModule(const std::string& id);
     void AddSetting(const std::string& name, const std::string& value, bool quoted = false);
-    // Each instance.Port. False, without a message, when one of them is not.
+    // Each instance.Port; after a port with wildcards the second may be an instance alone. False, without a
+    // message, when one of them is not.
     bool AddLine(std::string_view from, std::string_view to);
     // What may be wrong with it concerns nobody but who shows the graph.
     void AddView(std::string_view section, const std::string& name, const std::string& value) {

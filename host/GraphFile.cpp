@@ -75,6 +75,10 @@ std::string WhyNoGraph(const std::string& text) {
 
 }  // namespace
 
+std::string PortText(const PortName& name) {
+    return name.port.empty() ? name.instance : name.instance + "." + name.port;
+}
+
 GraphFile GraphFile::Read(const std::string& path, Mistakes& mistakes) {
     std::string text;
     std::string error;

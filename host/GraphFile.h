@@ -32,11 +32,13 @@ struct InstanceEntry {
 
 struct PortName {
     std::string instance;
-    std::string port;
+    std::string port;  // empty: the free inputs, one after the other, of what a wildcard brings
 };
+// As lines have it: "instance.port", or "instance".
+std::string PortText(const PortName& name);
 
 struct LineEntry {
-    PortName from;
+    PortName from;  // the port may have wildcards (see PortPattern.h)
     PortName to;
     Place place;
 };

@@ -287,8 +287,7 @@ class Writer {
         if (graph.AcceptsDifferences()) text += "accept=yes\n";
         for (const LineEntry& line : graph.GetLines()) {
             Write(comments.Before(line.place));
-            text +=
-                Parameter(line.from.instance + "." + line.from.port, line.to.instance + "." + line.to.port);
+            text += Parameter(PortText(line.from), PortText(line.to));
         }
     }
 

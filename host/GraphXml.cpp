@@ -209,6 +209,10 @@ std::string Quote(const std::string& text) {
     return quoted;
 }
 
+std::string QuotePort(const PortName& name) {
+    return PortText({Quote(name.instance), name.port.empty() ? "" : Quote(name.port)});
+}
+
 // XML has no two hyphens in a comment, and none at its end.
 std::string CommentText(std::string text) {
     for (std::size_t at = 0; (at = text.find("--", at)) != std::string::npos; ++at) text.insert(at + 1, " ");
@@ -228,8 +232,8 @@ class Writer {
         for (const LineEntry& line : graph.GetLines()) {
             Write(comments.Before(line.place), root);
             const TCXMLNode node = Create(LINE, root);
-            Set(node, "from", Quote(line.from.instance) + "." + Quote(line.from.port));
-            Set(node, "to", Quote(line.to.instance) + "." + Quote(line.to.port));
+            Set(node, "from", QuotePort(line.from));
+            Set(node, "to", QuotePort(line.to));
         }
         for (const ViewEntry& entry : graph.GetView()) {
             const TCXMLNode node = Create(VIEW, root);

@@ -92,7 +92,7 @@ class Maker {
     }
 
  private:
-    static std::string Name(const PortName& port) { return port.instance + "." + port.port; }
+    static std::string Name(const PortName& port) { return PortText(port); }
 
     const GraphFile& graph;
     const std::string& recorder;

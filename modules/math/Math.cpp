@@ -26,6 +26,12 @@ constexpr TCModuleParameter PARAMETERS[] = {
               "der Eingänge; difference und quotient nehmen zwei"},
      .choices = tc::CHOICE_WORDS<OPERATIONS>,
      .label = {"Operation", "Operation"}},
+    {.name = "expression",
+     .kind = TCModuleParameter::TEXT,
+     .defaultValue = "",
+     .help = {"of the inputs a, b, c, d or x1, x2 ..., as a*b - 0.5*abs(c), in place of the operation",
+              "aus den Eingängen a, b, c, d oder x1, x2 ..., wie a*b - 0.5*abs(c), statt der Operation"},
+     .label = {"Expression", "Ausdruck"}},
     {.name = "scale",
      .kind = TCModuleParameter::NUMBER,
      .defaultValue = "1",
@@ -47,8 +53,8 @@ constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "name",
      .kind = TCModuleParameter::TEXT,
      .defaultValue = "",
-     .help = {"the result's name; empty: the operation, or of one input its own",
-              "Name des Ergebnisses; leer: die Operation, bei einem Eingang dessen Name"},
+     .help = {"the result's name; empty: the operation or the expression, or of one input its own",
+              "Name des Ergebnisses; leer: die Operation oder der Ausdruck, bei einem Eingang dessen Name"},
      .label = {"Name", "Name"}},
 };
 
@@ -70,15 +76,27 @@ void Math::OnInputsDeclared(int count) {
 bool Math::OnSettingsChanged(TCString& error) {
     std::string reason;
     TCSI_Unit unit;
-    if (tc::ParseUnit(std::string(ParamStr("scale_unit")), unit, reason, "scale_unit")) scaleUnit = unit;
+    Expression given;
+    tc::ParseUnit(std::string(ParamStr("scale_unit")), unit, reason, "scale_unit");
+    std::string why;
+    if (!ParamText("expression").empty() && !given.Parse(ParamText("expression"), why))
+        tc::AddReason(reason, why);
     error = reason.c_str();
-    return reason.empty();
+    if (!reason.empty()) return false;
+    scaleUnit = unit;
+    expression = given;
+    return true;
 }
 
 std::string Math::WhyWrongCount() const {
     const tc::Operation given = GivenOperation();
     const bool takesTwo = given == tc::Operation::DIFFERENCE || given == tc::Operation::QUOTIENT;
     const int count = portHelper->GetPortCnt(INPUT);
+    std::string error;
+    if (HasExpression()) {
+        expression.CheckInputs(static_cast<std::size_t>(count), error);
+        return error;
+    }
     if (!takesTwo || count == 2) return "";
     return tc::NotValid(
         "operation", std::string(ParamStr("operation")),
@@ -89,6 +107,10 @@ std::string Math::WhyWrongCount() const {
 void Math::CheckStart(TCStartCheck& check) {
     const std::string wrongCount = WhyWrongCount();
     if (!wrongCount.empty()) check.Refuse(wrongCount);
+    if (HasExpression() && IsGiven("operation"))
+        check.Warn(Bilingual("operation: has no effect beside an expression",
+                             "operation: wirkt nicht neben einem Ausdruck")
+                       .Text());
     tc::CheckRates(*portHelper, check);
     Mismatch rates;
     Mismatch units;
@@ -103,7 +125,8 @@ void Math::CheckStart(TCStartCheck& check) {
     for (const Mismatch& found : {rates, units}) {
         if (found.error.empty()) continue;
         const auto port = static_cast<unsigned>(found.input);
-        const bool isAboutInput = !found.error.starts_with("scale_unit:");
+        const bool isAboutInput =
+            !found.error.starts_with("scale_unit:") && !found.error.starts_with("expression:");
         check.Refuse((isAboutInput ? std::string(portHelper->GetPortName(INPUT, port)) + ": " : "") +
                      found.error);
     }
@@ -228,14 +251,35 @@ bool Math::ComputeUnit(std::string& error) {
     Mismatch found;
     std::vector<std::optional<TCSI_Unit>> units;
     for (std::size_t i = 0; i < inputs.size(); ++i) units.emplace_back(Metadata(i).GetUnit());
+    TCSI_Unit ignored;
+    if (HasExpression() && !expression.Prepare(units, ignored, error)) return false;
     if (const std::optional<TCSI_Unit> unit = ComputeUnit(units, found)) metadata.SetUnit(*unit);
     error = found.error;
     return error.empty();
 }
 
+std::optional<TCSI_Unit> Math::ComputeExpressionUnit(const std::vector<std::optional<TCSI_Unit>>& units,
+                                                     Mismatch& found) const {
+    std::optional<TCSI_Unit> known;
+    Expression probe = expression;
+    if (expression.InputsNeeded() > units.size() || !probe.FindUnit(units, known, found.error)) return {};
+    ScaleResult(known, found);
+    return known;
+}
+
+bool Math::ScaleResult(std::optional<TCSI_Unit>& unit, Mismatch& found) const {
+    if (!unit || !found.error.empty() || tc::ScaleUnit(*unit, scaleUnit, 1)) return true;
+    found.error =
+        Bilingual("scale_unit: no unit can hold the product of %1 and the inputs'",
+                  "scale_unit: keine Einheit fasst das Produkt aus %1 und den Einheiten der Eingänge")
+            .With({tc::UnitText(scaleUnit)});
+    return false;
+}
+
 // Nothing where too little is known.
 std::optional<TCSI_Unit> Math::ComputeUnit(const std::vector<std::optional<TCSI_Unit>>& units,
                                            Mismatch& found) const {
+    if (HasExpression()) return ComputeExpressionUnit(units, found);
     const tc::Operation given = GivenOperation();
     const bool keeps = KeepsUnit(given);
     const std::string word(ParamStr("operation"));
@@ -261,11 +305,7 @@ std::optional<TCSI_Unit> Math::ComputeUnit(const std::vector<std::optional<TCSI_
                     .With({word, PortText(i), tc::UnitText(other)});
         }
     }
-    if (known && found.error.empty() && !tc::ScaleUnit(*known, scaleUnit, 1))
-        found.error =
-            Bilingual("scale_unit: no unit can hold the product of %1 and the inputs'",
-                      "scale_unit: keine Einheit fasst das Produkt aus %1 und den Einheiten der Eingänge")
-                .With({tc::UnitText(scaleUnit)});
+    ScaleResult(known, found);
     return known;
 }
 
@@ -279,8 +319,9 @@ bool Math::KeepsUnit(tc::Operation kind) {
 
 void Math::DescribeResult() {
     const std::string given(ParamStr("name"));
-    const std::string own =
-        inputs.size() > 1 ? std::string(ParamStr("operation")) : tc::SignalName(*portHelper, 0, metadata);
+    const std::string own = HasExpression()     ? ParamText("expression")
+                            : inputs.size() > 1 ? ParamText("operation")
+                                                : tc::SignalName(*portHelper, 0, metadata);
     metadata.SetSignalnameString(given.empty() ? own : given);
     DescribeRange();
 }
@@ -293,6 +334,7 @@ bool Math::OnLiveChanged(TCString&) {
 void Math::DescribeRange() {
     tc::ValueRange range = RangeOf(0);
     for (std::size_t i = 1; i < inputs.size(); ++i) range = tc::Combine(operation, range, RangeOf(i));
+    if (HasExpression()) range = tc::AnyValue();
     range = tc::Combine(tc::Operation::PRODUCT, range, {scale, scale});
     range = tc::Combine(tc::Operation::SUM, range, {offset, offset});
     metadata.SetRangeMin(range.low);
@@ -309,9 +351,9 @@ void Math::ToCommonUnit(std::size_t index, double* values, std::size_t count) co
     if (KeepsUnit(operation)) tc::Convert(values, count, Metadata(index).GetUnit(), Metadata(0).GetUnit());
 }
 
-int Math::Write(std::int64_t count) {
+// Into the result; false when a queue is broken.
+bool Math::Combine(std::int64_t count) {
     const auto size = static_cast<std::size_t>(count);
-    result.resize(size);
     operand.resize(size);
     bool whole = inputs[0].signals.Take(result.data(), count);
     for (std::size_t i = 1; i < inputs.size(); ++i) {
@@ -319,7 +361,28 @@ int Math::Write(std::int64_t count) {
         ToCommonUnit(i, operand.data(), size);
         tc::Combine(operation, result.data(), operand.data(), size);
     }
-    if (!whole) return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED);
+    return whole;
+}
+
+bool Math::ComputeExpression(std::int64_t count) {
+    const auto size = static_cast<std::size_t>(count);
+    bool whole = true;
+    taken.resize(inputs.size());
+    takenAt.resize(inputs.size());
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        taken[i].resize(size);
+        takenAt[i] = taken[i].data();
+        whole = inputs[i].signals.Take(taken[i].data(), count) && whole;
+    }
+    expression.Compute(takenAt, result.data(), size);
+    return whole;
+}
+
+int Math::Write(std::int64_t count) {
+    const auto size = static_cast<std::size_t>(count);
+    result.resize(size);
+    if (!(HasExpression() ? ComputeExpression(count) : Combine(count)))
+        return Fail(tc::MODULE_FAILED, tc::QUEUE_FAILED);
     const double factor = scale;
     const double shift = offset;
     if (factor != 1.0 || shift != 0.0)

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "modules/math/Arithmetic.h"
+#include "modules/math/Expression.h"
 #include "modules/math/SignalQueue.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
@@ -15,6 +16,9 @@
 // The unit of the result is that of the first input for a sum or difference, whose other inputs must have the
 // same dimension (another decimal factor is converted), else the product or quotient of the units; in both
 // cases times that of `scale`. The offset is in the unit of the result. Division by zero follows IEEE 754.
+//
+// An `expression` takes the place of the operation (see Expression): any number of inputs, units that follow
+// from it, and a range that is not known.
 //
 // The first signal of each input meets the first of the others, the second the second, and so on. They must
 // have the same samplerate (to 1e-9) and begin at the same time (to half a sample): else the run fails, and
@@ -30,8 +34,9 @@ class Math final : public TCBaseModuleEx {
 
     const char* GetModuleId() const override { return ID; }
     const char* GetDescription() const override {
-        return tc::Bilingual("Adds, subtracts, multiplies, divides, scales",
-                             "Addiert, subtrahiert, multipliziert, dividiert, skaliert")
+        return tc::Bilingual("Adds, subtracts, multiplies, divides, scales, or computes an expression",
+                             "Addiert, subtrahiert, multipliziert, dividiert, skaliert oder berechnet einen "
+                             "Ausdruck")
             .Text();
     }
     void OnInputsDeclared(int count) override;
@@ -68,13 +73,19 @@ class Math final : public TCBaseModuleEx {
     bool CheckTimes(std::string& error) const;
     std::optional<TCSI_Unit> ComputeUnit(const std::vector<std::optional<TCSI_Unit>>& units,
                                          Mismatch& found) const;
+    std::optional<TCSI_Unit> ComputeExpressionUnit(const std::vector<std::optional<TCSI_Unit>>& units,
+                                                   Mismatch& found) const;
+    bool ScaleResult(std::optional<TCSI_Unit>& unit, Mismatch& found) const;
     bool ComputeUnit(std::string& error);
+    bool HasExpression() const { return !expression.IsEmpty(); }
     tc::Operation GivenOperation() const;
     static bool KeepsUnit(tc::Operation kind);
     void DescribeResult();
     void DescribeRange();
     tc::ValueRange RangeOf(std::size_t index) const;
     void ToCommonUnit(std::size_t index, double* values, std::size_t count) const;
+    bool Combine(std::int64_t count);
+    bool ComputeExpression(std::int64_t count);
     int Write(std::int64_t count);
     void Stamp();
     bool IsOver() const;
@@ -88,10 +99,13 @@ class Math final : public TCBaseModuleEx {
     const double& scale = LiveDbl("scale");
     const double& offset = LiveDbl("offset");
     TCSI_Unit scaleUnit;
+    Expression expression;  // empty: the operation
     std::vector<Input> inputs;
     bool open = false;          // the result has begun and not ended
     std::int64_t position = 0;  // in the result
     TCTypeInfo metadata;        // of the result
     std::vector<double> result;
     std::vector<double> operand;
+    std::vector<std::vector<double>> taken;  // of each input, for the expression
+    std::vector<const double*> takenAt;
 };

@@ -285,8 +285,7 @@ void BindGraph(py::module_& core) {
              [](const File& file) {
                  py::list made;
                  for (const host::LineEntry& line : file.GetLines())
-                     made.append(py::make_tuple(ToPython(line.from.instance + "." + line.from.port),
-                                                ToPython(line.to.instance + "." + line.to.port)));
+                     made.append(py::make_tuple(ToPython(PortText(line.from)), ToPython(PortText(line.to))));
                  return made;
              })
         .def(

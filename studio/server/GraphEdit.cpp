@@ -44,7 +44,7 @@ constexpr Bilingual NOT_EXPRESSIBLE("that cannot be written in a graph file",
                                     "schreiben");
 
 std::string Join(const host::PortName& port) {
-    return port.instance + "." + port.port;
+    return host::PortText(port);
 }
 
 std::string ToText(const Position& position) {

@@ -52,7 +52,10 @@ struct Subject {
     int wire = -1;  // the number of the line between ports
 };
 
-std::map<int, Subject> SubjectsOf(const host::GraphFile& file) {
+// Those of the file, or those that the graph makes of them.
+using Lines = std::vector<host::LineEntry>;
+
+std::map<int, Subject> SubjectsOf(const host::GraphFile& file, const Lines& lines) {
     std::map<int, Subject> subjects;
     for (const host::InstanceEntry& entry : file.GetInstances()) {
         subjects[entry.place.line] = {entry.name, "", -1};
@@ -60,8 +63,8 @@ std::map<int, Subject> SubjectsOf(const host::GraphFile& file) {
         for (const host::Setting& setting : entry.settings)
             subjects[setting.place.line] = {entry.name, setting.name, -1};
     }
-    for (std::size_t i = 0; i < file.GetLines().size(); ++i)
-        subjects[file.GetLines()[i].place.line] = {"", "", static_cast<int>(i)};
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        subjects[lines[i].place.line] = {"", "", static_cast<int>(i)};
     return subjects;
 }
 
@@ -115,17 +118,16 @@ Json DescribeInstances(const host::GraphFile& file, const host::Graph& graph) {
     return instances;
 }
 
-Json DescribeWires(const host::GraphFile& file) {
+Json DescribeWires(const Lines& lines) {
     Json wires = Json::array();
-    for (const host::LineEntry& line : file.GetLines())
+    for (const host::LineEntry& line : lines)
         wires.push_back({{"from", {line.from.instance, line.from.port}},
                          {"to", {line.to.instance, line.to.port}},
                          {"line", line.place.line}});
     return wires;
 }
 
-Json DescribeMistakes(const host::GraphFile& file, const host::Mistakes& mistakes) {
-    const std::map<int, Subject> subjects = SubjectsOf(file);
+Json DescribeMistakes(const host::Mistakes& mistakes, const std::map<int, Subject>& subjects) {
     Json told = Json::array();
     for (const Mistake& mistake : mistakes.InOrder()) {
         Json one = {{"text", mistake.text}};
@@ -143,8 +145,8 @@ Json ReadTextAlone(const std::string& path, const std::string& text) {
     const host::GraphFile file = host::GraphFile::Parse(path, text, mistakes);
     return {{"form", file.GetForm() == host::GraphForm::Text ? "text" : "xml"},
             {"instances", InstancesOf(file)},
-            {"wires", DescribeWires(file)},
-            {"mistakes", DescribeMistakes(file, mistakes)},
+            {"wires", DescribeWires(file.GetLines())},
+            {"mistakes", DescribeMistakes(mistakes, SubjectsOf(file, file.GetLines()))},
             {"warnings", Json::array()}};
 }
 
@@ -164,7 +166,7 @@ Json CheckText(const std::string& path, const std::string& text, const host::Mod
     host::Mistakes mistakes;
     const host::GraphFile file = host::GraphFile::Parse(path, text, mistakes);
     const host::Graph graph(file, catalogue, window, mistakes);
-    const std::map<int, Subject> subjects = SubjectsOf(file);
+    const std::map<int, Subject> subjects = SubjectsOf(file, graph.WrittenLines());
     Json warnings = Json::array();
     for (const host::Message& warning : graph.Warnings()) {
         Json one = {{"text", warning.text}};
@@ -173,8 +175,8 @@ Json CheckText(const std::string& path, const std::string& text, const host::Mod
     }
     return {{"form", file.GetForm() == host::GraphForm::Text ? "text" : "xml"},
             {"instances", DescribeInstances(file, graph)},
-            {"wires", DescribeWires(file)},
-            {"mistakes", DescribeMistakes(file, mistakes)},
+            {"wires", DescribeWires(graph.WrittenLines())},
+            {"mistakes", DescribeMistakes(mistakes, subjects)},
             {"warnings", std::move(warnings)}};
 }
 

@@ -32,10 +32,9 @@ struct Given {
     const char* parameter;
     const char* value;
 };
-constexpr Given GIVEN[] = {{"Filter", "corner", "100"},
-                           {"BusSelect", "expression", "a"},
-                           {"SoundFile", "file", "a.wav"},
-                           {"TableFile", "file", "a.csv"},
+constexpr Given GIVEN[] = {{"Filter", "corner", "100"},    {"BusSelect", "expression", "a"},
+                           {"Hdf5File", "file", "a.h5"},   {"MatFile", "file", "a.mat"},
+                           {"SoundFile", "file", "a.wav"}, {"TableFile", "file", "a.csv"},
                            {"XmlPlayer", "file", "a.xml"}};
 
 const char* DefaultFor(const std::string& module, const TCModuleParameter& parameter) {

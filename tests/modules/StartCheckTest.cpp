@@ -57,6 +57,12 @@ TEST(StartCheck, RefusesAndWarnsOfWhatTheInputsBring) {
         std::string mistakes, warnings;
     } rows[] = {
         {"align", "Align", "", {Known("a", 8, ""), Known("b", 8, "")}, "", ""},
+        {"math",
+         "Math",
+         "operation=product\nexpression=a - b",
+         {Known("a", 8, "V"), Known("b", 8, "A")},
+         "expression: 'a - b' is not valid at position 3; expected values of one dimension, not V and A",
+         "operation: has no effect beside an expression"},
         {"align",
          "Align",
          "fill=1\nmost_padding=9",

@@ -44,7 +44,8 @@ TEST(SteadyFlow, AllocatesNothing) {
                 {"integrate", "Integrate", "highpass=1\ntimes=2"},
                 {"trigger", "Trigger", "before=0.01\nafter=0.01\nhold_off=0.02"},
                 {"delay", "Delay", "time=0.5"},
-                {"filter", "Filter", "corner=100"}};
+                {"filter", "Filter", "corner=100"},
+                {"math", "Math", "expression=a*2 - sqrt(abs(a)) + where(a > 0.5, sin(a), 3)"}};
     for (const auto& row : rows) {
         ModuleBench bench(row.library, row.id);
         bench.WireInputs({ModuleBench::TIME_DOMAIN});
