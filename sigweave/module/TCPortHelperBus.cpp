@@ -1,6 +1,7 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <random>
 
 #include "sigweave/module/PortRecord.h"
@@ -199,8 +200,10 @@ int Count(const Impl& impl, unsigned input, Where where, CountChannel count) {
 }  // namespace
 
 const TCString& Impl::SymbolName() {
+    static std::mutex mutex;  // of the numbers: modules may write on several threads
     static std::minstd_rand random(static_cast<unsigned>(static_cast<std::uint64_t>(TCSystemTime())));
     if (symbolName.IsEmpty()) {
+        const std::lock_guard lock(mutex);
         const std::uint32_t product =
             static_cast<std::uint32_t>(random()) * static_cast<std::uint32_t>(random());
         symbolName.Format("%x", product);

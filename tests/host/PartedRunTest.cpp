@@ -10,6 +10,7 @@
 #include <sstream>
 #include <thread>
 
+#include "host/Console.h"
 #include "host/Graph.h"
 #include "host/Report.h"
 #include "host/parts/PartPlan.h"
@@ -237,7 +238,8 @@ class TestMover final : public TCBaseModuleEx {
         if (isDue && does == "throw") throw std::runtime_error("no wire");
         if (isDue && does == "hoard") return 0;
         if (isDue && does == "talk")
-            TCModuleMessage::Warning(GetModuleName(), "block %d of %d", seen, ParamInt("at"));
+            host::console::FromModule(&host::console::WARNING_WORD, TCLogFile::WARNING, GetModuleName(),
+                                      ("block " + std::to_string(seen)).c_str());
         ++seen;
         portHelper->ForwardBlock(0, 0);
         return 0;
@@ -301,6 +303,7 @@ TEST(PartedRun, FailsAsOnOneThread) {
         {{"a", "at=5\ndoes=talk\n"}, {"b", "at=7\ndoes=talk\n"}, {"d", "at=6\ndoes=talk\n"}},
     };
     int row = 0;
+    int talked = 0;
     for (const auto& settings : rows) {
         SCOPED_TRACE(row++);
         Chain one(settings, "blocks=300\n");
@@ -312,6 +315,7 @@ TEST(PartedRun, FailsAsOnOneThread) {
             EXPECT_EQ(report.explanation, expected.explanation) << threads;
             EXPECT_EQ(several.said, one.said) << threads;
             ASSERT_EQ(report.messages.size(), expected.messages.size()) << threads;
+            talked += static_cast<int>(report.messages.size());
             for (std::size_t i = 0; i < report.messages.size(); ++i)
                 EXPECT_EQ(report.messages[i].text, expected.messages[i].text) << threads;
             ASSERT_EQ(report.failures.size(), expected.failures.size());
@@ -322,6 +326,7 @@ TEST(PartedRun, FailsAsOnOneThread) {
             }
         }
     }
+    EXPECT_GT(talked, 100);
 }
 
 TEST(PartedRun, IsInterruptedAsOnOneThread) {
