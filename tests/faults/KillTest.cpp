@@ -36,7 +36,7 @@ int RunAndKill(const std::string& command, double longest) {
     static std::mt19937 random(1);
     const double moment = std::uniform_real_distribution(0.001, longest)(random);
     // In the foreground it outlives the command, whose files are closed then.
-    return Shell("timeout --foreground -s KILL " + std::to_string(moment) + " " + command);
+    return Shell("timeout --foreground --preserve-status -s KILL " + std::to_string(moment) + " " + command);
 }
 
 // The blocks of take.xml, which must be the first ones of whole.xml.
