@@ -35,7 +35,8 @@ const std::string PLAY =
 int RunAndKill(const std::string& command, double longest) {
     static std::mt19937 random(1);
     const double moment = std::uniform_real_distribution(0.001, longest)(random);
-    return Shell("timeout -s KILL " + std::to_string(moment) + " " + command);
+    // In the foreground it outlives the command, whose files are closed then.
+    return Shell("timeout --foreground --preserve-status -s KILL " + std::to_string(moment) + " " + command);
 }
 
 // The blocks of take.xml, which must be the first ones of whole.xml.
