@@ -257,10 +257,51 @@ std::string TextOf(const host::GraphFile& file, bool xml) {
     throw py::value_error(lost + " cannot be said in a graph file; give it a simpler name");
 }
 
+// What changes a graph.
+void BindChanges(py::class_<host::GraphFile>& graph) {
+    using File = host::GraphFile;
+    graph
+        .def(
+            "add",
+            [](File& file, const std::string& name, const std::string& module) {
+                if (file.FindInstance(name) != nullptr)
+                    throw py::value_error("there is an instance '" + name + "' already; choose another name");
+                file.EditInstances().push_back({name, module, {}, {}, {}});
+            })
+        .def("remove",
+             [](File& file, const std::string& name) {
+                 InstanceOf(file, name);
+                 std::erase_if(file.EditInstances(), [&](const auto& entry) { return entry.name == name; });
+                 std::erase_if(file.EditLines(), [&](const host::LineEntry& line) {
+                     return line.from.instance == name || line.to.instance == name;
+                 });
+             })
+        .def("set", [](File& file, const std::string& instance, const std::string& name,
+                       const std::string& value) { SetSetting(InstanceOf(file, instance), name, value); })
+        .def("unset",
+             [](File& file, const std::string& instance, const std::string& name) {
+                 std::erase_if(InstanceOf(file, instance).settings,
+                               [&](const host::Setting& setting) { return setting.name == name; });
+             })
+        .def("connect",
+             [](File& file, const std::string& from, const std::string& to) {
+                 file.EditLines().push_back({PortOf(from), PortOf(to), {}});
+             })
+        .def("disconnect", [](File& file, const std::string& from, const std::string& to) {
+            const host::PortName source = PortOf(from);
+            const host::PortName target = PortOf(to);
+            return std::erase_if(file.EditLines(), [&](const host::LineEntry& line) {
+                return line.from.instance == source.instance && line.from.port == source.port &&
+                       line.to.instance == target.instance && line.to.port == target.port;
+            });
+        });
+}
+
 void BindGraph(py::module_& core) {
     using File = host::GraphFile;
-    py::class_<File>(core, "GraphFile")
-        .def(py::init<>())
+    py::class_<File> graph(core, "GraphFile");
+    BindChanges(graph);
+    graph.def(py::init<>())
         .def_static("read",
                     [](const std::string& path, const std::optional<std::string>& text) {
                         host::Mistakes mistakes;
@@ -288,41 +329,6 @@ void BindGraph(py::module_& core) {
                      made.append(py::make_tuple(ToPython(line.from.instance + "." + line.from.port),
                                                 ToPython(line.to.instance + "." + line.to.port)));
                  return made;
-             })
-        .def(
-            "add",
-            [](File& file, const std::string& name, const std::string& module) {
-                if (file.FindInstance(name) != nullptr)
-                    throw py::value_error("there is an instance '" + name + "' already; choose another name");
-                file.EditInstances().push_back({name, module, {}, {}, {}});
-            })
-        .def("remove",
-             [](File& file, const std::string& name) {
-                 InstanceOf(file, name);
-                 std::erase_if(file.EditInstances(), [&](const auto& entry) { return entry.name == name; });
-                 std::erase_if(file.EditLines(), [&](const host::LineEntry& line) {
-                     return line.from.instance == name || line.to.instance == name;
-                 });
-             })
-        .def("set", [](File& file, const std::string& instance, const std::string& name,
-                       const std::string& value) { SetSetting(InstanceOf(file, instance), name, value); })
-        .def("unset",
-             [](File& file, const std::string& instance, const std::string& name) {
-                 std::erase_if(InstanceOf(file, instance).settings,
-                               [&](const host::Setting& setting) { return setting.name == name; });
-             })
-        .def("connect",
-             [](File& file, const std::string& from, const std::string& to) {
-                 file.EditLines().push_back({PortOf(from), PortOf(to), {}});
-             })
-        .def("disconnect",
-             [](File& file, const std::string& from, const std::string& to) {
-                 const host::PortName source = PortOf(from);
-                 const host::PortName target = PortOf(to);
-                 return std::erase_if(file.EditLines(), [&](const host::LineEntry& line) {
-                     return line.from.instance == source.instance && line.from.port == source.port &&
-                            line.to.instance == target.instance && line.to.port == target.port;
-                 });
              })
         .def("text", [](const File& file, bool xml) { return ToPython(TextOf(file, xml)); })
         .def_property("accepts_differences", &File::AcceptsDifferences,
