@@ -257,37 +257,10 @@ std::string TextOf(const host::GraphFile& file, bool xml) {
     throw py::value_error(lost + " cannot be said in a graph file; give it a simpler name");
 }
 
-void BindGraph(py::module_& core) {
+// What changes a graph.
+void BindChanges(py::class_<host::GraphFile>& graph) {
     using File = host::GraphFile;
-    py::class_<File>(core, "GraphFile")
-        .def(py::init<>())
-        .def_static("read",
-                    [](const std::string& path, const std::optional<std::string>& text) {
-                        host::Mistakes mistakes;
-                        File file = text ? File::Parse(path, *text, mistakes) : File::Read(path, mistakes);
-                        return py::make_tuple(std::move(file), MistakesOf(mistakes));
-                    })
-        .def("instances",
-             [](const File& file) {
-                 py::list made;
-                 for (const host::InstanceEntry& entry : file.GetInstances())
-                     made.append(py::make_tuple(ToPython(entry.name), ToPython(entry.module)));
-                 return made;
-             })
-        .def("settings",
-             [](File& file, const std::string& name) {
-                 py::dict made;
-                 for (const host::Setting& setting : InstanceOf(file, name).settings)
-                     made[ToPython(setting.name)] = ToPython(setting.value);
-                 return made;
-             })
-        .def("lines",
-             [](const File& file) {
-                 py::list made;
-                 for (const host::LineEntry& line : file.GetLines())
-                     made.append(py::make_tuple(ToPython(PortText(line.from)), ToPython(PortText(line.to))));
-                 return made;
-             })
+    graph
         .def(
             "add",
             [](File& file, const std::string& name, const std::string& module) {
@@ -314,14 +287,47 @@ void BindGraph(py::module_& core) {
              [](File& file, const std::string& from, const std::string& to) {
                  file.EditLines().push_back({PortOf(from), PortOf(to), {}});
              })
-        .def("disconnect",
-             [](File& file, const std::string& from, const std::string& to) {
-                 const host::PortName source = PortOf(from);
-                 const host::PortName target = PortOf(to);
-                 return std::erase_if(file.EditLines(), [&](const host::LineEntry& line) {
-                     return line.from.instance == source.instance && line.from.port == source.port &&
-                            line.to.instance == target.instance && line.to.port == target.port;
-                 });
+        .def("disconnect", [](File& file, const std::string& from, const std::string& to) {
+            const host::PortName source = PortOf(from);
+            const host::PortName target = PortOf(to);
+            return std::erase_if(file.EditLines(), [&](const host::LineEntry& line) {
+                return line.from.instance == source.instance && line.from.port == source.port &&
+                       line.to.instance == target.instance && line.to.port == target.port;
+            });
+        });
+}
+
+void BindGraph(py::module_& core) {
+    using File = host::GraphFile;
+    py::class_<File> graph(core, "GraphFile");
+    BindChanges(graph);
+    graph.def(py::init<>())
+        .def_static("read",
+                    [](const std::string& path, const std::optional<std::string>& text) {
+                        host::Mistakes mistakes;
+                        File file = text ? File::Parse(path, *text, mistakes) : File::Read(path, mistakes);
+                        return py::make_tuple(std::move(file), MistakesOf(mistakes));
+                    })
+        .def("instances",
+             [](const File& file) {
+                 py::list made;
+                 for (const host::InstanceEntry& entry : file.GetInstances())
+                     made.append(py::make_tuple(ToPython(entry.name), ToPython(entry.module)));
+                 return made;
+             })
+        .def("settings",
+             [](File& file, const std::string& name) {
+                 py::dict made;
+                 for (const host::Setting& setting : InstanceOf(file, name).settings)
+                     made[ToPython(setting.name)] = ToPython(setting.value);
+                 return made;
+             })
+        .def("lines",
+             [](const File& file) {
+                 py::list made;
+                 for (const host::LineEntry& line : file.GetLines())
+                     made.append(py::make_tuple(ToPython(PortText(line.from)), ToPython(PortText(line.to))));
+                 return made;
              })
         .def("text", [](const File& file, bool xml) { return ToPython(TextOf(file, xml)); })
         .def_property("accepts_differences", &File::AcceptsDifferences,
