@@ -11,7 +11,6 @@
 
 namespace {
 
-using tc::Bilingual;
 enum class Average { FIRST, POWER };
 constexpr tc::Choice<Average> AVERAGES[] = {{"first", Average::FIRST}, {"power", Average::POWER}};
 

@@ -289,7 +289,9 @@ TEST_F(NeverSilent, EveryModuleDeclaresItselfInOneShape) {
     const json& corner = filter["parameters"][2];
     EXPECT_EQ(corner["name"], "corner");
     EXPECT_TRUE(corner["required"] == true && !corner.contains("default") && !corner.contains("minimum"));
-    EXPECT_EQ(corner["help"], "wo ein Sinus 3 dB verliert; bei einem Band die untere Grenze");
+    EXPECT_EQ(corner["help"],
+              "wo ein Sinus 3 dB, die Welligkeit oder die Dämpfung verliert; bei einem Band die "
+              "untere Grenze, bei notch die Mitte");
     EXPECT_EQ(filter["parameters"][3]["enabled_when"].dump(),
               R"({"parameter":"type","values":["bandpass","bandstop"]})");
     EXPECT_EQ(Run("modules --json").code, 2) << "of which module?";

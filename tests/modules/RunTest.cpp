@@ -313,6 +313,50 @@ TEST(Run, FindsHeartBeats) {
     EXPECT_NEAR(run.results["prominence_mean"], 2.0875678496868475, 1e-12);
 }
 
+// By the formula, at the bins from 23 Hz to 10 kHz; 0 Hz has no noise, because the mean is removed.
+TEST(Run, MeasuresTheTransferFunctionOfAFilter) {
+    const std::string table = FreshFile("transfer.csv"), picture = FreshFile("transfer.svg");
+    Outcome run = RunExample("transfer.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    std::istringstream rows(ReadText(table));
+    std::string row;
+    for (int header = 0; header < 4; ++header) std::getline(rows, row);
+    int bins = 0;
+    for (double frequency = 0, magnitude = 0, coherence = 0; std::getline(rows, row) && frequency < 10000;
+         ++bins) {
+        ASSERT_EQ(std::sscanf(row.c_str(), "%lf,%lf,%lf", &frequency, &magnitude, &coherence), 3) << row;
+        const double ratio =
+            std::tan(std::numbers::pi * frequency / 48000) / std::tan(std::numbers::pi * 2000 / 48000);
+        EXPECT_NEAR(magnitude, 1 / std::sqrt(1 + std::pow(ratio, 8)), 0.002) << frequency;
+        EXPECT_GT(coherence, frequency < 6000 ? 0.99 : 0.0) << frequency;
+    }
+    EXPECT_GT(bins, 400);
+    EXPECT_NE(ReadText(picture).find("</svg>"), std::string::npos);
+}
+
+TEST(Run, DrawsASpectrogram) {
+    if (!fs::exists(RECORDING)) GTEST_SKIP() << RECORDING << " is not there";
+    const std::string picture = FreshFile("spectrogram.svg");
+    Outcome run = RunExample("spectrogram.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["slices"], 264.0) << "one for each 256 of 68545 samples, the first after 1024";
+    EXPECT_NE(ReadText(picture).find("data:image/png;base64,"), std::string::npos);
+}
+
+// As many as the recording was made of, as far apart.
+TEST(Run, CountsSteps) {
+    if (std::system(SIGWEAVE_EXAMPLES "/make-walk >walk.txt") != 0)
+        GTEST_SKIP() << "python3, which makes the recording, is not there";
+    double steps = 0, interval = 0;
+    std::istringstream(ReadText("walk.txt")) >> steps >> interval;
+    const std::string picture = FreshFile("walk.svg");
+    Outcome run = RunExample("walk.graph", "");
+    ASSERT_EQ(run.exitCode, 0) << run.messages;
+    EXPECT_EQ(run.results["peaks"], steps);
+    EXPECT_NEAR(run.results["interval_mean"], interval, 0.001);
+    EXPECT_NE(ReadText(picture).find("</svg>"), std::string::npos);
+}
+
 // With the amplitudes U and I and the angle phi: U I / 2 cos(phi) in the mean, and U I / 2 to either side of
 // it.
 TEST(Run, ComputesThePowerOfALoad) {
