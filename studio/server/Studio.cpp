@@ -66,6 +66,22 @@ std::string NameFor(const std::string& module) {
     return name;
 }
 
+// Of what the workshop is asked (see Workshop.h).
+const char* AskOf(Command::Kind kind) {
+    switch (kind) {
+        case Command::Set:
+            return "set";
+        case Command::Presets:
+            return "presets";
+        case Command::Keep:
+            return "keep";
+        case Command::Load:
+            return "load";
+        default:
+            return "form";
+    }
+}
+
 }  // namespace
 
 Studio::Studio(const StudioOptions& studioOptions, Worker& studioWorker)
@@ -116,22 +132,34 @@ void Studio::Received(WebServer::Viewer viewer, const std::string& message) {
         answer["answer"] = command.id;
         return Send(viewer, answer);
     }
-    Do(viewer, found->second, command);
+    if (!DoAtOnce(viewer, found->second, command)) Do(viewer, command);
 }
 
-void Studio::Do(WebServer::Viewer viewer, Looking& looking, const Command& command) {
+// What is answered in a way of its own.
+bool Studio::DoAtOnce(WebServer::Viewer viewer, Looking& looking, const Command& command) {
+    switch (command.kind) {
+        case Command::Hello:
+            Greet(viewer, looking, command);
+            return true;
+        case Command::Got:
+            looking.isUnderWay = looking.isUnderWay && command.number != looking.frame;
+            SendFrame(viewer, looking);
+            return true;
+        case Command::Recording:
+            LookAtRecording(viewer, command);
+            return true;
+        case Command::Watch:
+            Watch(viewer, looking, command.wishes);
+            return true;
+        default:
+            return false;
+    }
+}
+
+void Studio::Do(WebServer::Viewer viewer, const Command& command) {
     Json answer = {{"ok", true}};
     const std::int64_t before = document.Version();
     switch (command.kind) {
-        case Command::Hello:
-            return Greet(viewer, looking, command);
-        case Command::Got:
-            looking.isUnderWay = looking.isUnderWay && command.number != looking.frame;
-            return SendFrame(viewer, looking);
-        case Command::Recording:
-            return LookAtRecording(viewer, command);
-        case Command::Watch:
-            return Watch(viewer, looking, command.wishes);
         case Command::Text:
             answer = ChangeText(viewer, command);
             break;
@@ -160,19 +188,11 @@ void Studio::Do(WebServer::Viewer viewer, Looking& looking, const Command& comma
             break;
         }
         case Command::Form:
-            answer = AskAbout(command, "form");
-            break;
         case Command::Set:
-            answer = AskAbout(command, "set");
-            break;
         case Command::Presets:
-            answer = AskAbout(command, "presets");
-            break;
         case Command::Keep:
-            answer = AskAbout(command, "keep");
-            break;
         case Command::Load:
-            answer = AskAbout(command, "load");
+            answer = AskAbout(command);
             break;
         case Command::Files:
             answer = choice.List(command.name);
@@ -185,6 +205,8 @@ void Studio::Do(WebServer::Viewer viewer, Looking& looking, const Command& comma
         case Command::Language:
             SetLanguage(command.name);
             break;
+        default:
+            return;
     }
     if (document.Version() != before) {
         Check();
@@ -320,8 +342,8 @@ std::string Studio::WhyNotWired(const std::string& from, const std::string& to, 
 }
 
 // What it changes goes into the graph's text at once.
-Json Studio::AskAbout(const Command& command, const char* ask) {
-    auto said = checker.Ask({{"ask", ask},
+Json Studio::AskAbout(const Command& command) {
+    auto said = checker.Ask({{"ask", AskOf(command.kind)},
                              {"path", document.Path()},
                              {"text", document.Text()},
                              {"name", command.name},

@@ -66,11 +66,12 @@ class Studio {
         Clock::time_point since;            // when it was sent
     };
 
-    void Do(WebServer::Viewer viewer, Looking& looking, const Command& command);
+    bool DoAtOnce(WebServer::Viewer viewer, Looking& looking, const Command& command);
+    void Do(WebServer::Viewer viewer, const Command& command);
     Json Change(const Command& command);
     Json ChangeText(WebServer::Viewer viewer, const Command& command);
     Json Save(const Command& command);
-    Json AskAbout(const Command& command, const char* ask);
+    Json AskAbout(const Command& command);
     void ChangeRun(const std::string& instance, const Json& changed);
     void LookAtRecording(WebServer::Viewer viewer, const Command& command);
     Json Run(const Command& command);

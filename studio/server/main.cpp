@@ -148,14 +148,8 @@ std::string AddressOf(const Arguments& arguments, const studio::Access& access, 
     return access.password.empty() ? page + "?token=" + token : page;
 }
 
-int Serve(const Arguments& arguments) {
-    studio::PageFiles files;
-    std::string error;
-    if (!files.Read(arguments.page.empty() ? PageFolder() : arguments.page, error)) {
-        host::console::Error(error);
-        return host::EXIT_WRONG_INPUT;
-    }
-    studio::StudioOptions options;
+// False, with the reason, when a folder is not there.
+bool MakeOptions(const Arguments& arguments, studio::StudioOptions& options, std::string& error) {
     options.graph = arguments.graph.empty() ? NewGraph() : arguments.graph;
     options.folders = host::ModuleCatalogue::FoldersOf(arguments.modulePath);
     options.program = (fs::path(TCGetProgramFolder()) / "sigweave-studio").string();
@@ -163,27 +157,20 @@ int Serve(const Arguments& arguments) {
     options.choice = arguments.folders;
     if (options.choice.empty()) options.choice.push_back(fs::absolute(options.graph).parent_path().string());
     for (const std::string& folder : arguments.folders)
-        if (std::error_code failed; !fs::is_directory(folder, failed)) {
-            host::console::Error(
-                Bilingual("there is no folder '%1'", "es gibt keinen Ordner '%1'").With({folder}));
-            return host::EXIT_WRONG_INPUT;
-        }
-    studio::Worker worker;
-    studio::Studio studio(options, worker);
-    if (!studio.Open(error)) {
-        host::console::Error(error);
-        return host::EXIT_WRONG_INPUT;
-    }
-    studio::Access access;
-    if (!OpenTo(arguments, access, error)) {
-        host::console::Error(error);
-        return host::EXIT_WRONG_INPUT;
-    }
-    studio::WebServer::Options serverOptions;
-    serverOptions.address = arguments.listen;
-    serverOptions.port = arguments.port;
-    serverOptions.certificate = arguments.certificate;
-    serverOptions.key = arguments.key;
+        if (std::error_code failed; !fs::is_directory(folder, failed))
+            error = Bilingual("there is no folder '%1'", "es gibt keinen Ordner '%1'").With({folder});
+    return error.empty();
+}
+
+// Null, with the reason, when the port cannot be opened.
+std::unique_ptr<studio::WebServer> OpenServer(const Arguments& arguments, const studio::PageFiles& files,
+                                              studio::Studio& studio, studio::Worker& worker,
+                                              std::string& error) {
+    studio::WebServer::Options options;
+    options.address = arguments.listen;
+    options.port = arguments.port;
+    options.certificate = arguments.certificate;
+    options.key = arguments.key;
     studio::WebServer::Handlers handlers;
     handlers.opened = [&](auto viewer) { worker.Post([&studio, viewer] { studio.Opened(viewer); }); };
     handlers.received = [&](auto viewer, std::string text) {
@@ -192,25 +179,50 @@ int Serve(const Arguments& arguments) {
     handlers.closed = [&](auto viewer, bool slow) {
         worker.Post([&studio, viewer, slow] { studio.Closed(viewer, slow); });
     };
-    std::unique_ptr<studio::WebServer> server;
     try {
-        server = std::make_unique<studio::WebServer>(serverOptions, files, std::move(handlers));
+        return std::make_unique<studio::WebServer>(options, files, std::move(handlers));
     } catch (const std::exception& failure) {
-        host::console::Error(Bilingual("the port %1 of %2 cannot be opened: %3",
-                                       "der Port %1 an %2 lässt sich nicht öffnen: %3")
-                                 .With({std::to_string(arguments.port), arguments.listen, failure.what()}));
-        return host::EXIT_INCOMPLETE;
+        error = Bilingual("the port %1 of %2 cannot be opened: %3",
+                          "der Port %1 an %2 lässt sich nicht öffnen: %3")
+                    .With({std::to_string(arguments.port), arguments.listen, failure.what()});
+        return nullptr;
     }
-    studio.SetServer(*server);
-    const std::string token = studio::Gate::MakeToken();
-    server->SetGate(studio::Gate(token, server->Port(), access));
+}
+
+bool PrintAddress(const Arguments& arguments, const std::string& address) {
     const Bilingual here("%1\nOpen this address in a browser on this machine; Ctrl-C ends the studio.\n",
                          "%1\nÖffnen Sie diese Adresse in einem Browser auf diesem Rechner; Strg-C "
                          "beendet das Studio.\n");
     const Bilingual anywhere("%1\nOpen this address in a browser; Ctrl-C ends the studio.\n",
                              "%1\nÖffnen Sie diese Adresse in einem Browser; Strg-C beendet das Studio.\n");
-    const std::string address = AddressOf(arguments, access, server->Port(), token);
-    if (!host::console::Print((IsOfThisMachine(arguments.listen) ? here : anywhere).With({address})))
+    return host::console::Print((IsOfThisMachine(arguments.listen) ? here : anywhere).With({address}));
+}
+
+int Serve(const Arguments& arguments) {
+    studio::PageFiles files;
+    studio::StudioOptions options;
+    studio::Access access;
+    std::string error;
+    if (!files.Read(arguments.page.empty() ? PageFolder() : arguments.page, error) ||
+        !MakeOptions(arguments, options, error) || !OpenTo(arguments, access, error)) {
+        host::console::Error(error);
+        return host::EXIT_WRONG_INPUT;
+    }
+    studio::Worker worker;
+    studio::Studio studio(options, worker);
+    if (!studio.Open(error)) {
+        host::console::Error(error);
+        return host::EXIT_WRONG_INPUT;
+    }
+    const std::unique_ptr<studio::WebServer> server = OpenServer(arguments, files, studio, worker, error);
+    if (server == nullptr) {
+        host::console::Error(error);
+        return host::EXIT_INCOMPLETE;
+    }
+    studio.SetServer(*server);
+    const std::string token = studio::Gate::MakeToken();
+    server->SetGate(studio::Gate(token, server->Port(), access));
+    if (!PrintAddress(arguments, AddressOf(arguments, access, server->Port(), token)))
         return host::EXIT_INCOMPLETE;
     host::console::BeSilent();
     TCOnInterrupt([] { interrupted.Set(); }, WaitingCalls::GoOn);

@@ -1,9 +1,11 @@
 // Measures the studio in a real browser and prints a table: `studio/bench BUILD` after a build. Names of figures as
 // arguments choose some of them.
+import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import { performance } from 'node:perf_hooks';
+import { fileURLToPath } from 'node:url';
 import { startBrowser, startStudio } from '../walk/studio.mjs';
 
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'studio-figures-'));
@@ -56,6 +58,24 @@ async function openWith(browser, file, viewport, ...args) {
   return { studio, page, begin, close: async () => (await context.close(), await studio.stop()) };
 }
 
+async function paintingRate(page, charts) {
+  const devtools = await page.context().newCDPSession(page);
+  await devtools.send('Performance.enable', { timeDomain: 'threadTicks' });
+  const look = async () => ({
+    seconds: (await devtools.send('Performance.getMetrics')).metrics.find(({ name }) => name === 'TaskDuration').value,
+    paintings: await page.evaluate(() => window.paintings),
+    time: performance.now(),
+  });
+  const before = await look();
+  await page.waitForTimeout(5000);
+  const after = await look();
+  const painted = (after.paintings - before.paintings) / charts;
+  return {
+    rate: ((1000 * painted) / (after.time - before.time)).toFixed(1),
+    busy: `${((1000 * (after.seconds - before.seconds)) / painted).toFixed(1)} ms`,
+  };
+}
+
 async function pictures(browser) {
   const { page, close } = await openWith(browser, write('16.graph', signals(16)), { width: 1600, height: 1400 });
   await page.locator('.svelte-flow__node').first().waitFor();
@@ -80,25 +100,9 @@ async function pictures(browser) {
     studioPage.watch();
   });
   await page.waitForTimeout(2000);
-  const devtools = await page.context().newCDPSession(page);
-  await devtools.send('Performance.enable', { timeDomain: 'threadTicks' });
-  const seconds = async () => (await devtools.send('Performance.getMetrics')).metrics.find(({ name }) => name === 'TaskDuration').value;
-  const [busyBefore, paintedBefore] = [await seconds(), await page.evaluate(() => window.paintings)];
-  const rate = await page.evaluate(
-    (time) =>
-      new Promise((resolve) => {
-        const before = window.paintings;
-        let frames = 0;
-        const count = () => (++frames, requestAnimationFrame(count));
-        requestAnimationFrame(count);
-        setTimeout(() => resolve([(1000 * (window.paintings - before)) / 4 / time, (1000 * frames) / time]), time);
-      }),
-    5000,
-  );
-  const painted = (await page.evaluate(() => window.paintings)) - paintedBefore;
-  tell('processor time of the page for a picture of each of them', `${((4000 * ((await seconds()) - busyBefore)) / painted).toFixed(1)} ms`, '16.7 ms');
-  tell('pictures a second of each of 16 traces', rate[0].toFixed(1), '60');
-  tell('frames a second of the browser meanwhile', rate[1].toFixed(1), '');
+  const { rate, busy } = await paintingRate(page, 4);
+  tell('pictures a second of each of 16 traces', rate, '60');
+  tell('processor time of the page for a picture of each of them', busy, '16.7 ms');
   await close();
 }
 
@@ -142,7 +146,30 @@ async function largeGraph(browser) {
   await close();
 }
 
-const FIGURES = { startTime, pictures, largeGraph };
+// One trace here and in an animation of matplotlib, one after the other.
+async function oneTrace(browser) {
+  const { page, close } = await openWith(browser, write('1.graph', signals(1)), { width: 1600, height: 1000 });
+  await page.locator('.svelte-flow__node').first().waitFor();
+  await page.getByRole('checkbox', { name: 'In real time' }).check();
+  await page.getByRole('button', { name: 'Run', exact: true }).click();
+  await page.getByText(/^running, /).waitFor();
+  await page.evaluate(() => window.studioPage.addView('tone 0.Signal'));
+  await page.waitForTimeout(1000);
+  const { rate, busy } = await paintingRate(page, 1);
+  tell('pictures a second of one trace', rate, '60');
+  tell('processor time of the page for each', busy, '');
+  await close();
+  try {
+    const script = path.join(path.dirname(fileURLToPath(import.meta.url)), 'matplotlib_animation.py');
+    const [theirs, theirBusy] = execFileSync('python3', [script], { encoding: 'utf8' }).trim().split(' ');
+    tell('the same in an animation of matplotlib, as many as it can', theirs, '');
+    tell('processor time for each', `${theirBusy} ms`, '');
+  } catch {
+    tell('the same in an animation of matplotlib', 'not installed', '');
+  }
+}
+
+const FIGURES = { startTime, pictures, oneTrace, largeGraph };
 const wanted = process.argv.slice(2);
 const load = os.loadavg()[0].toFixed(1);
 const browser = await startBrowser();
