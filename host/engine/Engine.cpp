@@ -732,8 +732,8 @@ struct Inlet::Impl {
     Subscription presence;
     std::uint64_t nextSequence = 1;  // of the stream, from which on it is read again
     std::uint64_t reconnects = 0;
-    std::uint64_t readAgain = 0;  // from this piece on, that many times
-    int times = 0;
+    std::uint64_t readAgain = 0;  // from this piece on, since then
+    Clock::time_point firstAsked = Clock::now();
     int unacknowledged = 0;
     bool hasLost = false;  // the stream no longer has its first frames
     NatsMessage last;
@@ -910,9 +910,9 @@ Outcome Inlet::Impl::Take(NatsMessage message, std::string& error) {
 
 // What was lost on its way comes again. What the server itself has lost never does.
 Outcome Inlet::Impl::ReadAgain(std::string& error) {
-    constexpr int MOST = 10;
-    times = std::exchange(readAgain, order.First()) == order.First() ? times + 1 : 0;
-    if (times < MOST || !order.IsHolding()) return Subscribe(error);
+    const auto now = Clock::now();
+    if (std::exchange(readAgain, order.First()) != order.First()) firstAsked = now;
+    if (now - firstAsked <= engine.run.patience || !order.IsHolding()) return Subscribe(error);
     error = Bilingual(
                 "the engine %1 has lost message %2 of the run from %3 to %4, perhaps when its power failed; "
                 "begin a new "
