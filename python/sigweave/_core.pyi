@@ -49,6 +49,7 @@ class Session:
         outputs: list[str],
         realtime: bool,
         check: bool,
+        threads: int,
         capacity: int,
     ) -> None: ...
     def start(self) -> None: ...

@@ -28,6 +28,7 @@ if TYPE_CHECKING:
 
 Source = Union[str, "os.PathLike[str]", "Graph"]
 POLL = 100  # milliseconds between two looks for Ctrl-C
+MOST_THREADS = 256
 MANY_BLOCKS = 64  # held beyond those that wait; more is worth a word
 
 _sessions: weakref.WeakSet[_core.Session] = weakref.WeakSet()
@@ -168,6 +169,7 @@ def _open_session(
     module_path: ModulePath,
     realtime: bool = False,
     check: bool = False,
+    threads: int = 1,
     capacity: int = 0,
 ) -> tuple[_core.Session, str]:
     settings = [f"{name}={text_of(value)}" for name, value in (set or {}).items()]
@@ -176,7 +178,7 @@ def _open_session(
     else:
         path, text = graph._path, graph.text
         module_path = graph._module_path if module_path is None else module_path
-    session = _core.Session(path, text, settings, folders_of(module_path), outputs, realtime, check, capacity)
+    session = _core.Session(path, text, settings, folders_of(module_path), outputs, realtime, check, threads, capacity)
     _sessions.add(session)
     return session, path
 
@@ -213,7 +215,7 @@ def run(
     *,
     set: Mapping[str, Any] | None = None,
     keep: list[str] | tuple[str, ...] = (),
-    threads: int = 1,
+    threads: int | str = 1,
     realtime: bool = False,
     progress: bool | None = None,
     module_path: ModulePath = None,
@@ -223,7 +225,8 @@ def run(
     graph        the path of a graph file, or a `Graph`
     set          settings that replace those of the graph: {"low.corner": "3 kHz", "voice.block": 512}
     keep         outputs whose signals the report has, as INSTANCE.OUTPUT
-    threads      1; a graph is run by one thread, and other threads of Python go on meanwhile
+    threads      how many may run the graph, or "auto", as `sigweave run --threads`; where outputs are kept it is
+                 one, and the results are always the same. Other threads of Python go on meanwhile
     realtime     whether sources make their blocks no faster than at their rate
     progress     whether a line on standard error says how far the run is; None: on a terminal
     module_path  see `modules`
@@ -231,12 +234,13 @@ def run(
     GraphError: the graph, a setting or an output is wrong, and nothing was run. RunError: a module failed, or the
     run stalled. Interrupted: Ctrl-C or the stop button ended it in an orderly way; it has the report too.
     """
-    if threads != 1:
-        raise ValueError("a graph is run by one thread; run several graphs at once in threads of Python")
+    count = 0 if threads == "auto" else threads
+    if not isinstance(count, int) or isinstance(count, bool) or not (threads == "auto" or 1 <= count <= MOST_THREADS):
+        raise ValueError(f'threads is a number from 1 to {MOST_THREADS}, or "auto"')
     if isinstance(keep, str):
         raise TypeError("keep is a list of outputs; write keep=['%s']" % keep)
     outputs = list(keep)
-    session, path = _open_session(graph, set, outputs, module_path, realtime)
+    session, path = _open_session(graph, set, outputs, module_path, realtime, threads=count)
     line = _ProgressLine(progress)
     stopped = False
     session.start()

@@ -171,12 +171,13 @@ void BindSession(py::module_& core) {
     py::class_<Session, SessionPointer>(core, "Session")
         .def(py::init([](const std::string& path, const std::optional<std::string>& text,
                          const std::vector<std::string>& settings, const std::vector<std::string>& folders,
-                         const std::vector<std::string>& outputs, bool realtime, bool check, int capacity) {
+                         const std::vector<std::string>& outputs, bool realtime, bool check, int threads,
+                         int capacity) {
                  return SessionPointer(new Session(python::Request{
-                     {path, text, settings, folders, {}}, outputs, realtime, check, capacity}));
+                     {path, text, settings, folders, {}}, outputs, realtime, check, threads, capacity}));
              }),
              py::arg("path"), py::arg("text"), py::arg("settings"), py::arg("folders"), py::arg("outputs"),
-             py::arg("realtime"), py::arg("check"), py::arg("capacity"))
+             py::arg("realtime"), py::arg("check"), py::arg("threads"), py::arg("capacity"))
         .def("start", &Session::Start, Unlocked())
         .def("wait", &Session::Wait, py::arg("milliseconds"), Unlocked())
         .def("interrupt", &Session::Interrupt, Unlocked())

@@ -148,6 +148,7 @@ void Session::Check(host::OpenGraph& open) {
 host::RunOptions Session::OptionsFor(host::OpenGraph& open, std::vector<host::OutputWatch> watches) {
     host::RunOptions options;
     options.realtime = request.realtime;
+    options.threads = request.threads;
     options.interruption = &interruption;
     options.onProgress = [this](const host::RunProgress& now) {
         const std::lock_guard guard(mutex);

@@ -19,6 +19,7 @@ struct Request {
     std::vector<std::string> outputs;  // INSTANCE.OUTPUT that are kept or handed on
     bool realtime = false;
     bool checkOnly = false;
+    int threads = 1;   // at most; 0: as the first blocks show
     int capacity = 0;  // blocks that may wait for Next; 0: none is handed on, all are kept
 };
 

@@ -29,6 +29,12 @@ def test_filters_as_scipy_does(chord):
     assert report.results.value("rms") == pytest.approx(rms, rel=1e-12)
 
 
+def test_threads_change_no_result(chord):
+    results = chord.run().results
+    for threads in (2, "auto"):
+        assert chord.run(threads=threads).results == results
+
+
 def test_signals_know_their_unit_rate_and_start(chord):
     kept = chord.run(keep=["lp.Signal"])["lp.Signal"]
     assert (kept.unit, kept.rate, kept.start) == ("V", 48000.0, START)
@@ -141,7 +147,7 @@ def test_warnings_and_wrong_calls(chord):
     assert [text for text in report.warnings if "upper_corner" in text]
     with pytest.raises(KeyError, match="keep="):
         report["lp.Signal"]
-    for wrong, error in (({"threads": 2}, ValueError), ({"keep": "lp.Signal"}, TypeError)):
+    for wrong, error in (({"threads": 0}, ValueError), ({"threads": "two"}, ValueError), ({"keep": "lp.Signal"}, TypeError)):
         with pytest.raises(error):
             chord.run(**wrong)
     with pytest.raises(ValueError, match="finite"):
