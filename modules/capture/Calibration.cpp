@@ -1,9 +1,11 @@
 #include "modules/capture/Calibration.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <regex>
 #include <sstream>
+#include <string_view>
+#include <system_error>
 
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
@@ -13,22 +15,43 @@ namespace {
 
 using tc::Bilingual;
 
-constexpr std::size_t LONGEST_ENTRY = 200;  // characters
+constexpr std::string_view BLANKS = " \t";
+
+std::string_view Trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(BLANKS);
+    return first == text.npos ? std::string_view()
+                              : text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
+}
+
+template <class Number>
+bool TakeNumber(std::string_view& text, Number& number) {
+    text = Trimmed(text);
+    const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), number);
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    text = Trimmed(text);
+    return code == std::errc();
+}
+
+bool IsDate(std::string_view word) {
+    constexpr std::string_view FORM = "0000-00-00";
+    return word.size() == FORM.size() && std::ranges::equal(word, FORM, [](char c, char form) {
+               return form == '0' ? c >= '0' && c <= '9' : c == form;
+           });
+}
 
 // False when the entry is wrong.
-bool ReadEntry(const std::string& text, int channels, int& channel, Calibration& read) {
-    static const std::regex ENTRY(R"(\s*(\d{1,4})\s*:\s*([-+.\deE]+)\s*(.*?)\s*(\d{4}-\d{2}-\d{2})?\s*)");
-    std::smatch part;
-    if (text.size() > LONGEST_ENTRY || !std::regex_match(text, part, ENTRY)) return false;
-    channel = std::stoi(part[1]);
-    const std::string number = part[2];
-    const char* const end = number.data() + number.size();
-    const auto [stop, code] = std::from_chars(number.data(), end, read.factor);
+bool ReadEntry(std::string_view text, int channels, int& channel, Calibration& read) {
+    if (!TakeNumber(text, channel) || channel < 1 || channel > channels || !text.starts_with(':'))
+        return false;
+    text.remove_prefix(1);
+    if (!TakeNumber(text, read.factor)) return false;
+    std::string_view date = text.substr(text.find_last_of(BLANKS) + 1);
+    if (!IsDate(date)) date = {};
+    text = Trimmed(text.substr(0, text.size() - date.size()));
     std::string ignored;
     tc::UnitMeaning meaning;
-    if (code != std::errc() || stop != end || channel < 1 || channel > channels ||
-        !tc::ReadUnit(part[3].str(), meaning, ignored) || meaning.offset != 0.0 ||
-        !tc::ParseStart(part[4], read.date, ignored))
+    if (!tc::ReadUnit(std::string(text), meaning, ignored) || meaning.offset != 0.0 ||
+        !tc::ParseStart(std::string(date), read.date, ignored))
         return false;
     read.factor *= meaning.Factor();
     read.unit = meaning.unit;

@@ -173,6 +173,11 @@ TEST(Run, CapturesFromASoundDevice) {
     EXPECT_NE(run.messages.find("microphone.rate: 8000 ist mit fixed nicht möglich; es hat 44100"),
               std::string::npos)
         << run.messages;
+    for (const char* wrong :
+         {"3: 1 Pa", "0: 1 Pa", "1 1 Pa", "1: x", "1: 0 Pa", "1: inf Pa", "1: 1 °C", "1: 1 Pa 2026-02-30"}) {
+        run = RunExample("capture.graph", first + "--set 'microphone.calibration=" + wrong + "'", devices);
+        EXPECT_EQ(run.verdict, "mistakes") << wrong;
+    }
     run = RunExample("capture.graph", "--set microphone.device=none", devices);
     EXPECT_NE(run.messages.find("device: none kann nicht geöffnet werden"), std::string::npos)
         << run.messages;
