@@ -163,7 +163,8 @@ TEST(Run, CapturesFromASoundDevice) {
     const std::string first = "--set microphone.device=filein ";
     Outcome run =
         RunExample("capture.graph", first + "--set microphone.block=8000 --for 8000samples", devices);
-    EXPECT_EQ(run.exitCode, 0) << run.messages;
+    // Nothing paces this device: how much of what it gives is lost depends on the machine.
+    EXPECT_TRUE(run.verdict == "complete" || run.verdict == "gaps") << run.messages;
     EXPECT_EQ(run.results["Channel 1 max"], 999.0 * 0.5);
     EXPECT_EQ(run.results["Channel 2 min"], -3.0);
     EXPECT_GT(run.results["samples"], 8000.0);

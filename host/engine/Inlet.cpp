@@ -1,0 +1,294 @@
+#include <algorithm>
+#include <utility>
+
+#include "host/engine/EngineImpl.h"
+
+namespace host::engine {
+namespace {
+
+using tc::Bilingual;
+
+constexpr int NO_CONSUMER = 10014;
+constexpr std::int64_t SECOND = 1'000'000'000;  // nanoseconds, in configurations
+constexpr int TAKEN_AT_ONCE = 128;  // messages that the server sends before the first is acknowledged
+constexpr int ACKNOWLEDGE_EVERY = 32;
+
+}  // namespace
+
+struct Inlet::Impl {
+    Impl(Engine::Impl& ofRun, std::string source) : engine(ofRun), from(std::move(source)) {}
+
+    Engine::Impl& engine;
+    std::string from;
+    PieceOrder order;
+    Subscription messages;
+    Subscription presence;
+    std::uint64_t nextSequence = 1;  // of the stream, from which on it is read again
+    std::uint64_t reconnects = 0;
+    std::uint64_t readAgain = 0;  // from this piece on, since then
+    Clock::time_point firstAsked = Clock::now();
+    int unacknowledged = 0;
+    bool hasLost = false;  // the stream no longer has its first frames
+    NatsMessage last;
+    Clock::time_point lastHeard = Clock::now();
+    Clock::time_point lastMessage = Clock::now();
+
+    Outcome Subscribe(std::string& error);
+    Outcome MakeConsumer(std::string& error);
+    void Unsubscribe();
+    Outcome Receive(std::string& error);
+    Outcome Take(NatsMessage message, std::string& error);
+    Outcome ReadAgain(std::string& error);
+    Outcome BeIdle(std::string& error);
+    bool IsStuck();
+    void Acknowledge();
+    void HearPresence();
+    std::string WhyMissing() const;
+    std::string WhyGone() const;
+};
+
+Inlet::Inlet(Engine& engine, std::string from) : impl(new Impl(*engine.impl, std::move(from))) {}
+
+Inlet::~Inlet() {
+    impl->Unsubscribe();
+}
+
+// The subscription is destroyed only when nothing comes to it any more.
+void Inlet::Impl::Unsubscribe() {
+    constexpr std::int64_t WAIT = 1000;
+    last.reset();
+    if (messages == nullptr) return;
+    natsSubscription_DrainTimeout(messages.get(), WAIT);
+    natsSubscription_WaitForDrainCompletion(messages.get(), 1);
+    for (natsMsg* rest = nullptr; natsSubscription_NextMsg(&rest, messages.get(), 1) == NATS_OK;)
+        natsMsg_Destroy(rest);
+    natsSubscription_WaitForDrainCompletion(messages.get(), WAIT);
+    messages.reset();
+}
+
+Outcome Inlet::Impl::MakeConsumer(std::string& error) {
+    const std::string stream = engine.Stream();
+    const std::string name = WayName(from, engine.run.place);
+    const std::string filter = engine.Subject(engine.run.place, from, ">");
+    jsErrCode code = static_cast<jsErrCode>(0);
+    natsStatus status = NATS_OK;
+    natsInbox* inbox = nullptr;
+    if (natsInbox_Create(&inbox) != NATS_OK) return Outcome::Failed;
+    const Owned<char, natsInbox_Destroy> target(inbox);
+    jsConsumerConfig config;
+    jsConsumerConfig_Init(&config);
+    config.Durable = name.c_str();
+    config.DeliverSubject = target.get();
+    config.DeliverPolicy = nextSequence > 1 ? js_DeliverByStartSequence : js_DeliverAll;
+    config.OptStartSeq = nextSequence > 1 ? nextSequence : 0;
+    config.AckPolicy = js_AckAll;
+    config.AckWait = 30 * SECOND;
+    config.MaxAckPending = TAKEN_AT_ONCE;
+    config.FilterSubject = filter.c_str();
+    Outcome asked = engine.Ask(
+        [&] { return js_DeleteConsumer(engine.context.get(), stream.c_str(), name.c_str(), nullptr, &code); },
+        status, error);
+    if (asked != Outcome::Done) return asked;
+    asked = engine.Ask(
+        [&] {
+            return js_AddConsumer(nullptr, engine.context.get(), stream.c_str(), &config, nullptr, &code);
+        },
+        status, error);
+    if (asked != Outcome::Done || status == NATS_OK) return asked;
+    error = Reason(status);
+    return Outcome::Failed;
+}
+
+// From the first frame that was not taken yet.
+Outcome Inlet::Impl::Subscribe(std::string& error) {
+    const std::string stream = engine.Stream();
+    const std::string name = WayName(from, engine.run.place);
+    const std::string filter = engine.Subject(engine.run.place, from, ">");
+    Unsubscribe();
+    reconnects = engine.Reconnects();
+    const Outcome made = MakeConsumer(error);
+    if (made != Outcome::Done) return made;
+    jsSubOptions options;
+    jsSubOptions_Init(&options);
+    options.Stream = stream.c_str();
+    options.Consumer = name.c_str();
+    options.ManualAck = true;
+    natsSubscription* subscribed = nullptr;
+    jsErrCode code = static_cast<jsErrCode>(0);
+    natsStatus status = NATS_OK;
+    const Outcome asked = engine.Ask(
+        [&] {
+            return js_SubscribeSync(&subscribed, engine.context.get(), filter.c_str(), nullptr, &options,
+                                    &code);
+        },
+        status, error);
+    messages.reset(subscribed);
+    if (asked != Outcome::Done) return asked;
+    lastMessage = Clock::now();
+    unacknowledged = 0;
+    if (status == NATS_OK) {
+        natsSubscription_SetPendingLimits(messages.get(), -1, -1);
+        return Outcome::Done;
+    }
+    error = Reason(status);
+    return Outcome::Failed;
+}
+
+Outcome Inlet::Begin(std::string& error) {
+    Engine::Impl& engine = impl->engine;
+    jsStreamInfo* found = nullptr;
+    natsStatus status = NATS_OK;
+    jsErrCode code = static_cast<jsErrCode>(0);
+    const Outcome asked = engine.Ask(
+        [&] {
+            return js_GetStreamInfo(&found, engine.context.get(), engine.Stream().c_str(), nullptr, &code);
+        },
+        status, error);
+    const StreamInfo info(found);
+    if (asked != Outcome::Done) return asked;
+    impl->hasLost = status == NATS_OK && info->State.FirstSeq > 1;
+    natsSubscription* subscribed = nullptr;
+    if (natsConnection_SubscribeSync(&subscribed, engine.connection.get(), engine.Here(impl->from).c_str()) ==
+        NATS_OK)
+        impl->presence.reset(subscribed);
+    impl->lastHeard = Clock::now();
+    return impl->Subscribe(error);
+}
+
+Outcome Inlet::Next(Unit& unit, std::string& error) {
+    while (!impl->order.Take(unit)) {
+        const Outcome received = impl->Receive(error);
+        if (received != Outcome::Done) return received;
+    }
+    return Outcome::Done;
+}
+
+Outcome Inlet::Impl::Receive(std::string& error) {
+    if (reconnects != engine.Reconnects() && engine.IsConnected()) {
+        const Outcome subscribed = Subscribe(error);
+        if (subscribed != Outcome::Done) return subscribed;
+    }
+    natsMsg* found = nullptr;
+    natsStatus status = natsSubscription_NextMsg(&found, messages.get(), 1);
+    if (status == NATS_TIMEOUT) {
+        Acknowledge();
+        status = natsSubscription_NextMsg(&found, messages.get(), POLL / 1ms);
+    }
+    if (status == NATS_OK) return Take(NatsMessage(found), error);
+    return BeIdle(error);
+}
+
+Outcome Inlet::Impl::Take(NatsMessage message, std::string& error) {
+    jsMsgMetaData* found = nullptr;
+    if (natsMsg_GetMetaData(&found, message.get()) != NATS_OK) return Outcome::Done;  // none of the stream
+    const MetaData meta(found);
+    lastHeard = lastMessage = Clock::now();
+    const PieceOrder::Outcome put = order.Put(std::string(Data(message.get())));
+    if (!order.GetError().empty()) {
+        error = Bilingual("from %1: %2", "von %1: %2").With({from, order.GetError()});
+        return Outcome::Failed;
+    }
+    if (put == PieceOrder::Outcome::TooEarly) {
+        if (hasLost && order.First() == 1) {
+            error = WhyGone();
+            return Outcome::Failed;
+        }
+        return ReadAgain(error);
+    }
+    if (!order.IsHolding()) nextSequence = std::max(nextSequence, meta->Sequence.Stream + 1);
+    last = std::move(message);
+    if (++unacknowledged >= ACKNOWLEDGE_EVERY) Acknowledge();
+    return Outcome::Done;
+}
+
+// What was lost on its way comes again. What the server itself has lost never does.
+Outcome Inlet::Impl::ReadAgain(std::string& error) {
+    const auto now = Clock::now();
+    if (std::exchange(readAgain, order.First()) != order.First()) firstAsked = now;
+    if (now - firstAsked <= engine.run.patience || !order.IsHolding()) return Subscribe(error);
+    error = Bilingual(
+                "the engine %1 has lost message %2 of the run from %3 to %4, perhaps when its power failed; "
+                "begin a new "
+                "run with --new-run at all places, and keep replicas on several servers",
+                "die Engine %1 hat die Nachricht %2 des Laufs von %3 an %4 verloren, vielleicht bei einem "
+                "Stromausfall; "
+                "beginnen Sie an allen Orten mit --new-run einen neuen Lauf, und halten Sie Kopien auf "
+                "mehreren Servern")
+                .With({engine.run.address.url, std::to_string(order.First()), from, engine.run.place});
+    return Outcome::Failed;
+}
+
+// All up to the last one.
+void Inlet::Impl::Acknowledge() {
+    if (last == nullptr || unacknowledged == 0) return;
+    natsMsg_Ack(last.get(), nullptr);
+    last.reset();
+    unacknowledged = 0;
+}
+
+void Inlet::Impl::HearPresence() {
+    for (natsMsg* heard = nullptr;
+         presence != nullptr && natsSubscription_NextMsg(&heard, presence.get(), 1) == NATS_OK;) {
+        natsMsg_Destroy(heard);
+        lastHeard = Clock::now();
+    }
+}
+
+// The server has something for this reader and does not send it, or has forgotten the reader. (What is
+// missing although everything came is what the sender sends again.)
+bool Inlet::Impl::IsStuck() {
+    jsConsumerInfo* found = nullptr;
+    jsErrCode code = static_cast<jsErrCode>(0);
+    const natsStatus status = js_GetConsumerInfo(&found, engine.context.get(), engine.Stream().c_str(),
+                                                 WayName(from, engine.run.place).c_str(), nullptr, &code);
+    const ConsumerInfo info(found);
+    if (status != NATS_OK) return code == NO_CONSUMER || status == NATS_NOT_FOUND;
+    return info->NumPending > 0 || info->NumAckPending > 0 || !info->PushBound;
+}
+
+Outcome Inlet::Impl::BeIdle(std::string& error) {
+    if (!engine.MayWait(error)) return Engine::Impl::Ended(error);
+    const auto now = Clock::now();
+    HearPresence();
+    if (!engine.IsConnected()) {
+        lastHeard = now;
+        return Outcome::Done;
+    }
+    if (now - lastMessage > 1s) {
+        lastMessage = now;
+        if (hasLost && order.First() == 1 && order.IsHolding()) {
+            error = WhyGone();
+            return Outcome::Failed;
+        }
+        if (IsStuck()) return ReadAgain(error);
+    }
+    if (now - lastHeard <= engine.run.patience) return Outcome::Done;
+    error = WhyMissing();
+    return Outcome::Failed;
+}
+
+std::string Inlet::Impl::WhyMissing() const {
+    return Bilingual(
+               "place %1 is missing: nothing was heard of it for %2 s; start it with 'sigweave run %3 "
+               "--place %1', where it "
+               "goes on",
+               "der Ort %1 fehlt: seit %2 s war nichts von ihm zu hören; starten Sie ihn mit 'sigweave run "
+               "%3 --place %1', "
+               "er macht dann weiter")
+        .With({from, Seconds(engine.run.patience), engine.run.graph});
+}
+
+std::string Inlet::Impl::WhyGone() const {
+    return Bilingual(
+               "the engine no longer has the first blocks from %1, for the run has more than keep=%2 bytes: "
+               "%3 cannot begin "
+               "again; begin a new run with --new-run at all places, and raise keep= in [engine]",
+               "die Engine hat die ersten Blöcke von %1 nicht mehr, denn der Lauf hat mehr als keep=%2 Byte: "
+               "%3 kann nicht "
+               "von vorn beginnen; beginnen Sie an allen Orten mit --new-run einen neuen Lauf, und erhöhen "
+               "Sie keep= in "
+               "[engine]")
+        .With({from, std::to_string(engine.run.keep), engine.run.place});
+}
+
+}  // namespace host::engine

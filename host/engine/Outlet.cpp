@@ -1,0 +1,346 @@
+#include <algorithm>
+#include <deque>
+#include <limits>
+#include <map>
+#include <utility>
+
+#include "host/engine/EngineImpl.h"
+
+namespace host::engine {
+namespace {
+
+using tc::Bilingual;
+
+constexpr int NO_MESSAGE = 10037;
+constexpr int STORE_FAILED = 10077;  // its text says that the stream is full
+constexpr std::size_t BYTES_IN_FLIGHT = 8 << 20;
+constexpr auto RESEND_AFTER = 3s;
+constexpr auto LAST_WAIT = 2s;  // of a run that is to end, for what is under way
+
+struct Pending {
+    std::uint64_t number = 0;
+    std::string subject;
+    std::string piece;
+    bool mustBeSent = true;
+    Clock::time_point sent;
+};
+
+// What an outlet shares with the threads of the library, which may still call when it is gone.
+struct Flight {
+    std::mutex mutex;
+    std::condition_variable landed;
+    std::deque<Pending> pending;  // in the order of their numbers
+    std::size_t bytes = 0;
+    bool isFull = false;
+    bool hasRoom = false;  // it was full, and is no more: what was refused may be sent
+    std::string refusal;
+
+    void Land(std::uint64_t number);
+    void Repeat(std::uint64_t number, jsErrCode code, const std::string& text);
+};
+
+void Flight::Land(std::uint64_t number) {
+    const std::lock_guard lock(mutex);
+    const auto found = std::ranges::find(pending, number, &Pending::number);
+    if (found == pending.end()) return;
+    bytes -= found->piece.size();
+    pending.erase(found);
+    hasRoom = std::exchange(isFull, false);
+    refusal.clear();
+    landed.notify_all();
+}
+
+void Flight::Repeat(std::uint64_t number, jsErrCode code, const std::string& text) {
+    const std::lock_guard lock(mutex);
+    const auto found = std::ranges::find(pending, number, &Pending::number);
+    if (found == pending.end()) return;
+    found->mustBeSent = true;
+    isFull = code == STORE_FAILED && text.find("maximum") != std::string::npos;
+    refusal = text;
+    landed.notify_all();
+}
+
+std::mutex flightsMutex;
+std::map<std::uintptr_t, std::shared_ptr<Flight>> flights;  // by what the library gets
+
+std::uintptr_t Register(const std::shared_ptr<Flight>& flight) {
+    static std::uintptr_t last = 0;
+    const std::lock_guard lock(flightsMutex);
+    flights[++last] = flight;
+    return last;
+}
+
+void OnAcknowledged(jsCtx*, natsMsg* raw, jsPubAck*, jsPubAckErr* failure, void* closure) {
+    const NatsMessage message(raw);
+    std::shared_ptr<Flight> flight;
+    {
+        const std::lock_guard lock(flightsMutex);
+        const auto found = flights.find(reinterpret_cast<std::uintptr_t>(closure));
+        if (found != flights.end()) flight = found->second;
+    }
+    std::uint64_t number = 0, digest = 0;
+    if (flight == nullptr || !ReadPieceNumber(Data(raw), number, digest)) return;
+    if (failure == nullptr)
+        flight->Land(number);
+    else
+        flight->Repeat(number, failure->ErrCode,
+                       failure->ErrText != nullptr ? failure->ErrText : natsStatus_GetText(failure->Err));
+}
+
+}  // namespace
+
+struct Outlet::Impl {
+    Impl(Engine::Impl& ofRun, std::string target, std::vector<std::string> ways)
+        : engine(ofRun), to(std::move(target)), allWays(std::move(ways)) {}
+
+    Engine::Impl& engine;
+    std::string to;
+    std::vector<std::string> lines;
+    std::vector<std::string> allWays;
+    std::shared_ptr<Flight> flight = std::make_shared<Flight>();
+    std::uintptr_t id = Register(flight);
+    Context context;
+    PieceMaker pieces;
+    std::map<std::uint64_t, std::uint64_t> known;  // digests, by number, that the stream has
+    std::uint64_t skipped = 0;                     // the first pieces, which it surely has
+    std::uint64_t reconnects = 0;
+    Clock::time_point lastRoom = Clock::now();
+
+    Outcome FindKnown(const std::string& subject, std::string& error);
+    bool IsAsBefore(std::string& error) const;
+    void Publish(Pending& message);
+    void PublishAgain(Clock::time_point now);
+    Outcome WaitUntil(std::uint64_t after, std::size_t mostBytes, std::string& error);
+    bool MakeRoom();
+    std::string WhyHeld() const;
+    std::string SlowPlaces() const;
+};
+
+Outlet::Outlet(Engine& engine, std::string to, std::vector<std::uint32_t> lines,
+               std::vector<std::string> allWays)
+    : impl(new Impl(*engine.impl, std::move(to), std::move(allWays))) {
+    for (const std::uint32_t line : lines) impl->lines.push_back(std::to_string(line));
+    impl->lines.emplace_back("end");
+}
+
+Outlet::~Outlet() {
+    const std::lock_guard lock(flightsMutex);
+    flights.erase(impl->id);
+}
+
+Outcome Outlet::Begin(std::string& error) {
+    jsOptions options;
+    jsOptions_Init(&options);
+    options.Wait = REQUEST_WAIT;
+    options.PublishAsync.AckHandler = OnAcknowledged;
+    options.PublishAsync.AckHandlerClosure = reinterpret_cast<void*>(impl->id);
+    jsCtx* context = nullptr;
+    const natsStatus status = natsConnection_JetStream(&context, impl->engine.connection.get(), &options);
+    impl->context.reset(context);
+    if (status != NATS_OK) {
+        error = Reason(status);
+        return Outcome::Failed;
+    }
+    for (const std::string& line : impl->lines) {
+        const Outcome found =
+            impl->FindKnown(impl->engine.Subject(impl->to, impl->engine.run.place, line), error);
+        if (found != Outcome::Done) return found;
+    }
+    const std::uint64_t last = impl->known.empty() ? 0 : impl->known.rbegin()->first;
+    impl->skipped = last - std::min<std::uint64_t>(last, MOST_IN_FLIGHT);
+    impl->reconnects = impl->engine.Reconnects();
+    return Outcome::Done;
+}
+
+Outcome Outlet::Impl::FindKnown(const std::string& subject, std::string& error) {
+    natsMsg* found = nullptr;
+    natsStatus status = NATS_OK;
+    jsErrCode code = static_cast<jsErrCode>(0);
+    const Outcome asked = engine.Ask(
+        [&] {
+            return js_GetLastMsg(&found, context.get(), engine.Stream().c_str(), subject.c_str(), nullptr,
+                                 &code);
+        },
+        status, error);
+    const NatsMessage message(found);
+    if (asked != Outcome::Done) return asked;
+    if (status == NATS_NOT_FOUND || code == NO_MESSAGE) return Outcome::Done;
+    std::uint64_t number = 0, digest = 0;
+    if (status == NATS_OK && ReadPieceNumber(Data(found), number, digest)) {
+        known[number] = digest;
+        return Outcome::Done;
+    }
+    error =
+        Bilingual("the engine %1 has something in the run that is no block (%2); forget it with --new-run",
+                  "die Engine %1 hat etwas im Lauf, das kein Block ist (%2); verwerfen Sie ihn mit --new-run")
+            .With({engine.run.address.url, subject});
+    return Outcome::Failed;
+}
+
+bool Outlet::Impl::IsAsBefore(std::string& error) const {
+    const auto found = known.find(pieces.LastNumber());
+    if (found == known.end() || found->second == pieces.LastDigest()) return true;
+    error = Bilingual(
+                "%1 makes other blocks than before in this run: what it reads has changed; begin a new run "
+                "with --new-run at "
+                "all places",
+                "%1 erzeugt andere Blöcke als zuvor in diesem Lauf: was es liest, hat sich geändert; "
+                "beginnen Sie an allen "
+                "Orten mit --new-run einen neuen Lauf")
+                .With({engine.run.place});
+    return false;
+}
+
+void Outlet::Impl::Publish(Pending& message) {
+    const std::string messageId = WayName(engine.run.place, to) + "." + std::to_string(message.number);
+    constexpr std::int64_t GIVE_UP = 5000;  // the library's own wait for an acknowledgement
+    jsPubOptions options;
+    jsPubOptions_Init(&options);
+    options.MsgId = messageId.c_str();
+    options.MaxWait = GIVE_UP;
+    natsMsg* made = nullptr;
+    natsStatus status = natsMsg_Create(&made, message.subject.c_str(), nullptr, message.piece.data(),
+                                       static_cast<int>(message.piece.size()));
+    if (status == NATS_OK) status = js_PublishMsgAsync(context.get(), &made, &options);
+    natsMsg_Destroy(made);
+    message.mustBeSent = status != NATS_OK;
+    message.sent = Clock::now();
+}
+
+// What was refused, what the connection may have lost, and what nobody has answered for long. While the
+// stream is full only the first is tried.
+void Outlet::Impl::PublishAgain(Clock::time_point now) {
+    const std::uint64_t count = engine.Reconnects();
+    const bool isNew = count != std::exchange(reconnects, count);
+    if (!engine.IsConnected()) return;
+    const std::lock_guard lock(flight->mutex);
+    for (Pending& message : flight->pending) {
+        message.mustBeSent = message.mustBeSent || isNew || now - message.sent > RESEND_AFTER;
+        if (!message.mustBeSent) continue;
+        Publish(message);
+        if (flight->isFull) return;
+    }
+}
+
+// Removes from a full stream what all readers have taken; false when there is nothing.
+bool Outlet::Impl::MakeRoom() {
+    jsErrCode code = static_cast<jsErrCode>(0);
+    std::uint64_t taken = std::numeric_limits<std::uint64_t>::max();
+    for (const std::string& way : allWays) {
+        jsConsumerInfo* found = nullptr;
+        const natsStatus status =
+            js_GetConsumerInfo(&found, context.get(), engine.Stream().c_str(), way.c_str(), nullptr, &code);
+        const ConsumerInfo info(found);
+        if (status != NATS_OK) return false;
+        if (info->NumPending == 0 && info->NumAckPending == 0) continue;
+        taken = std::min(taken, info->AckFloor.Stream);
+    }
+    jsStreamInfo* found = nullptr;
+    if (js_GetStreamInfo(&found, context.get(), engine.Stream().c_str(), nullptr, &code) != NATS_OK)
+        return false;
+    const StreamInfo info(found);
+    const std::uint64_t first = info->State.FirstSeq, last = info->State.LastSeq;
+    constexpr std::uint64_t SHARE = 8;  // of the stream, at once
+    const std::uint64_t end = std::min({taken, last, first + (last - first) / SHARE});
+    if (end < first || taken < first) return false;
+    jsOptions options;
+    jsOptions_Init(&options);
+    options.Stream.Purge.Sequence = end + 1;
+    return js_PurgeStream(context.get(), engine.Stream().c_str(), &options, &code) == NATS_OK;
+}
+
+std::string Outlet::Impl::SlowPlaces() const {
+    std::string names;
+    for (const std::string& way : allWays) {
+        jsConsumerInfo* found = nullptr;
+        jsErrCode code = static_cast<jsErrCode>(0);
+        const natsStatus status =
+            js_GetConsumerInfo(&found, context.get(), engine.Stream().c_str(), way.c_str(), nullptr, &code);
+        const ConsumerInfo info(found);
+        if (status == NATS_OK && info->NumPending == 0) continue;
+        names += (names.empty() ? "" : ", ") + way.substr(way.find('-') + 1);
+    }
+    return names;
+}
+
+std::string Outlet::Impl::WhyHeld() const {
+    const std::string slow = SlowPlaces();
+    if (flight->isFull)
+        return Bilingual(
+                   "the run's stream has been full for %1 s (keep=%2 bytes), for these places do not take "
+                   "what is in it: %3; "
+                   "start them with 'sigweave run %4 --place ...', or raise keep= in [engine]",
+                   "der Strom des Laufs ist seit %1 s voll (keep=%2 Byte), denn diese Orte nehmen nichts ab: "
+                   "%3; starten Sie "
+                   "sie mit 'sigweave run %4 --place ...', oder erhöhen Sie keep= in [engine]")
+            .With({Seconds(engine.run.patience), std::to_string(engine.run.keep), slow.empty() ? to : slow,
+                   engine.run.graph});
+    return Bilingual(
+               "the engine %1 has acknowledged nothing for %2 s (%3); look at its log, and run this part "
+               "again: it goes on",
+               "die Engine %1 bestätigt seit %2 s nichts (%3); sehen Sie in ihr Protokoll, und starten Sie "
+               "diesen Teil neu: "
+               "er macht weiter")
+        .With({engine.run.address.url, Seconds(engine.run.patience),
+               flight->refusal.empty() ? "-" : flight->refusal});
+}
+
+// Until all messages up to that one are acknowledged, and at most that many bytes are in flight.
+Outcome Outlet::Impl::WaitUntil(std::uint64_t after, std::size_t mostBytes, std::string& error) {
+    std::unique_lock lock(flight->mutex);
+    const auto isDone = [&] {
+        return flight->pending.empty() ||
+               (flight->pending.front().number > after && flight->bytes <= mostBytes);
+    };
+    std::size_t before = flight->pending.size();
+    lastRoom = Clock::now();
+    while (!isDone()) {
+        flight->landed.wait_for(lock, POLL,
+                                [&] { return isDone() || std::exchange(flight->hasRoom, false); });
+        if (isDone()) break;
+        const auto now = Clock::now();
+        if (flight->pending.size() != std::exchange(before, flight->pending.size())) lastRoom = now;
+        const bool isFull = flight->isFull;
+        lock.unlock();
+        if (!engine.MayWait(error) && (!error.empty() || now - lastRoom > LAST_WAIT))
+            return Engine::Impl::Ended(error);
+        if (!engine.IsConnected()) lastRoom = engine.IsInterrupted() ? lastRoom : now;
+        if (isFull && MakeRoom()) lastRoom = now;
+        PublishAgain(now);
+        lock.lock();
+        if (now - lastRoom <= engine.run.patience) continue;
+        lock.unlock();
+        error = WhyHeld();
+        return Outcome::Failed;
+    }
+    return Outcome::Done;
+}
+
+Outcome Outlet::Send(const Unit& unit, std::string& error) {
+    const std::string line = unit.kind == Unit::End ? "end" : std::to_string(unit.line);
+    const std::string subject = impl->engine.Subject(impl->to, impl->engine.run.place, line);
+    impl->pieces.Begin(unit);
+    for (std::string piece; impl->pieces.Take(piece);) {
+        if (!impl->IsAsBefore(error)) return Outcome::Failed;
+        if (impl->pieces.LastNumber() <= impl->skipped) continue;
+        const std::uint64_t number = impl->pieces.LastNumber();
+        const Outcome waited =
+            impl->WaitUntil(number - std::min<std::uint64_t>(number, MOST_IN_FLIGHT),
+                            BYTES_IN_FLIGHT - std::min(piece.size(), BYTES_IN_FLIGHT), error);
+        if (waited != Outcome::Done) return waited;
+        const std::lock_guard lock(impl->flight->mutex);
+        impl->flight->bytes += piece.size();
+        Pending& message = impl->flight->pending.emplace_back();
+        message.number = number;
+        message.subject = subject;
+        message.piece = std::move(piece);
+        if (!impl->flight->isFull && impl->engine.IsConnected()) impl->Publish(message);
+    }
+    return Outcome::Done;
+}
+
+Outcome Outlet::Finish(std::string& error) {
+    return impl->WaitUntil(std::numeric_limits<std::uint64_t>::max(), 0, error);
+}
+
+}  // namespace host::engine
