@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
 #include <deque>
 #include <string>
 #include <vector>
@@ -39,7 +38,7 @@ class SoftwareDevice final : public live::Device {
         const World::Piece piece = world.pieces.front();
         world.pieces.pop_front();
         if (world.pieces.empty()) world.event.Reset();
-        std::memcpy(into.data(), piece.bytes.data(), std::min(into.size(), piece.bytes.size()));
+        std::copy_n(piece.bytes.data(), std::min(into.size(), piece.bytes.size()), into.data());
         return {piece.outcome, piece.bytes.size(), piece.lost};
     }
     std::string Why() const override { return "the plug was pulled"; }
