@@ -197,7 +197,7 @@ class SoundRig final : public Rig {
         const Answer answer = Answers().front();
         Answers().pop_front();
         EXPECT_LE(answer.bytes.size(), 4 * frames);
-        std::memcpy(to, answer.bytes.data(), answer.bytes.size());
+        if (!answer.bytes.empty()) std::memcpy(to, answer.bytes.data(), answer.bytes.size());
         return answer.code < 0 ? answer.code : static_cast<long>(answer.bytes.size() / 4);
     }
 };
