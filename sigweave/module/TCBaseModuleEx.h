@@ -124,6 +124,7 @@ class TC_API TCBaseModuleEx : public TCBaseModule {
     // Where a host may call the module (see DeclarePlacement). Never change, only append.
     enum PLACEMENT : int { FIRST_THREAD = 0, ANY_THREAD = 1, ANY_THREAD_JOINS = 2 };
     PLACEMENT GetPlacement() const;
+
     // 38: of a source that may have nothing now and more later: what wakes the host (see
     // tc::WaitForAnyHandle), signalled while Fetch would answer anything but 1. Until its Fetch has answered
     // 2, a 1 means "nothing now" then. `what` becomes the thing that is waited for, in words for the user.

@@ -1,7 +1,5 @@
 """Messages of the C++ side that no other test reads."""
 
-import os
-
 import numpy as np
 import pytest
 
@@ -61,7 +59,7 @@ def test_of_recordings_that_go_away(chord, tmp_path):
     chord.connect("lp.Signal", "recorder.Signal 1")
     chord.run()
     recording = sigweave.open("x.mcap")
-    os.rename("x.mcap", "y.mcap")
+    (tmp_path / "x.mcap").rename(tmp_path / "y.mcap")
     with pytest.raises(sigweave.RecordingError, match="x.mcap cannot be read: "):
         recording.check()
     with pytest.raises(FileNotFoundError, match="x.mcap"):
