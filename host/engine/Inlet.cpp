@@ -24,8 +24,8 @@ struct Inlet::Impl {
     Subscription messages;
     Subscription presence;
     std::uint64_t nextSequence = 1;  // of the stream, from which on it is read again
-    std::uint64_t reconnects = 0;
-    std::uint64_t readAgain = 0;  // from this piece on, since then
+    std::uint64_t wire = 0;          // the number of the connection that they are of
+    std::uint64_t readAgain = 0;     // from this piece on, since then
     Clock::time_point firstAsked = Clock::now();
     int unacknowledged = 0;
     bool hasLost = false;  // the stream no longer has its first frames
@@ -42,6 +42,7 @@ struct Inlet::Impl {
     Outcome BeIdle(std::string& error);
     bool IsStuck();
     void Acknowledge();
+    void ListenForPresence();
     void HearPresence();
     std::string WhyMissing() const;
     std::string WhyGone() const;
@@ -58,6 +59,7 @@ void Inlet::Impl::Unsubscribe() {
     constexpr std::int64_t WAIT = 1000;
     last.reset();
     if (messages == nullptr) return;
+    if (wire != engine.Number() || !engine.IsConnected()) return messages.reset();
     natsSubscription_DrainTimeout(messages.get(), WAIT);
     natsSubscription_WaitForDrainCompletion(messages.get(), 1);
     for (natsMsg* rest = nullptr; natsSubscription_NextMsg(&rest, messages.get(), 1) == NATS_OK;)
@@ -86,13 +88,11 @@ Outcome Inlet::Impl::MakeConsumer(std::string& error) {
     config.MaxAckPending = TAKEN_AT_ONCE;
     config.FilterSubject = filter.c_str();
     Outcome asked = engine.Ask(
-        [&] { return js_DeleteConsumer(engine.context.get(), stream.c_str(), name.c_str(), nullptr, &code); },
+        [&] { return js_DeleteConsumer(engine.JetStream(), stream.c_str(), name.c_str(), nullptr, &code); },
         status, error);
     if (asked != Outcome::Done) return asked;
     asked = engine.Ask(
-        [&] {
-            return js_AddConsumer(nullptr, engine.context.get(), stream.c_str(), &config, nullptr, &code);
-        },
+        [&] { return js_AddConsumer(nullptr, engine.JetStream(), stream.c_str(), &config, nullptr, &code); },
         status, error);
     if (asked != Outcome::Done || status == NATS_OK) return asked;
     error = Reason(status);
@@ -105,7 +105,7 @@ Outcome Inlet::Impl::Subscribe(std::string& error) {
     const std::string name = WayName(from, engine.run.place);
     const std::string filter = engine.Subject(engine.run.place, from, ">");
     Unsubscribe();
-    reconnects = engine.Reconnects();
+    if (std::exchange(wire, engine.Number()) != engine.Number()) ListenForPresence();
     const Outcome made = MakeConsumer(error);
     if (made != Outcome::Done) return made;
     jsSubOptions options;
@@ -118,7 +118,7 @@ Outcome Inlet::Impl::Subscribe(std::string& error) {
     natsStatus status = NATS_OK;
     const Outcome asked = engine.Ask(
         [&] {
-            return js_SubscribeSync(&subscribed, engine.context.get(), filter.c_str(), nullptr, &options,
+            return js_SubscribeSync(&subscribed, engine.JetStream(), filter.c_str(), nullptr, &options,
                                     &code);
         },
         status, error);
@@ -140,17 +140,11 @@ Outcome Inlet::Begin(std::string& error) {
     natsStatus status = NATS_OK;
     jsErrCode code = static_cast<jsErrCode>(0);
     const Outcome asked = engine.Ask(
-        [&] {
-            return js_GetStreamInfo(&found, engine.context.get(), engine.Stream().c_str(), nullptr, &code);
-        },
+        [&] { return js_GetStreamInfo(&found, engine.JetStream(), engine.Stream().c_str(), nullptr, &code); },
         status, error);
     const StreamInfo info(found);
     if (asked != Outcome::Done) return asked;
     impl->hasLost = status == NATS_OK && info->State.FirstSeq > 1;
-    natsSubscription* subscribed = nullptr;
-    if (natsConnection_SubscribeSync(&subscribed, engine.connection.get(), engine.Here(impl->from).c_str()) ==
-        NATS_OK)
-        impl->presence.reset(subscribed);
     impl->lastHeard = Clock::now();
     return impl->Subscribe(error);
 }
@@ -164,7 +158,7 @@ Outcome Inlet::Next(Unit& unit, std::string& error) {
 }
 
 Outcome Inlet::Impl::Receive(std::string& error) {
-    if (reconnects != engine.Reconnects() && engine.IsConnected()) {
+    if (wire != engine.Number()) {
         const Outcome subscribed = Subscribe(error);
         if (subscribed != Outcome::Done) return subscribed;
     }
@@ -226,6 +220,14 @@ void Inlet::Impl::Acknowledge() {
     unacknowledged = 0;
 }
 
+void Inlet::Impl::ListenForPresence() {
+    natsSubscription* subscribed = nullptr;
+    presence.reset();
+    if (natsConnection_SubscribeSync(&subscribed, engine.wire->connection.get(), engine.Here(from).c_str()) ==
+        NATS_OK)
+        presence.reset(subscribed);
+}
+
 void Inlet::Impl::HearPresence() {
     for (natsMsg* heard = nullptr;
          presence != nullptr && natsSubscription_NextMsg(&heard, presence.get(), 1) == NATS_OK;) {
@@ -239,7 +241,7 @@ void Inlet::Impl::HearPresence() {
 bool Inlet::Impl::IsStuck() {
     jsConsumerInfo* found = nullptr;
     jsErrCode code = static_cast<jsErrCode>(0);
-    const natsStatus status = js_GetConsumerInfo(&found, engine.context.get(), engine.Stream().c_str(),
+    const natsStatus status = js_GetConsumerInfo(&found, engine.JetStream(), engine.Stream().c_str(),
                                                  WayName(from, engine.run.place).c_str(), nullptr, &code);
     const ConsumerInfo info(found);
     if (status != NATS_OK) return code == NO_CONSUMER || status == NATS_NOT_FOUND;
@@ -250,8 +252,9 @@ Outcome Inlet::Impl::BeIdle(std::string& error) {
     if (!engine.MayWait(error)) return Engine::Impl::Ended(error);
     const auto now = Clock::now();
     HearPresence();
-    if (!engine.IsConnected()) {
+    if (!engine.IsUp()) {
         lastHeard = now;
+        if (!engine.IsConnected()) engine.Pause();
         return Outcome::Done;
     }
     if (now - lastMessage > 1s) {

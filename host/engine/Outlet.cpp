@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <condition_variable>
 #include <deque>
 #include <limits>
 #include <map>
+#include <mutex>
 #include <utility>
 
 #include "host/engine/EngineImpl.h"
@@ -99,15 +101,16 @@ struct Outlet::Impl {
     std::vector<std::string> allWays;
     std::shared_ptr<Flight> flight = std::make_shared<Flight>();
     std::uintptr_t id = Register(flight);
-    Context context;
+    Context context;         // for what is sent; requests use the engine's
+    std::uint64_t wire = 0;  // the number of the connection that it is of
     PieceMaker pieces;
     std::map<std::uint64_t, std::uint64_t> known;  // digests, by number, that the stream has
     std::uint64_t skipped = 0;                     // the first pieces, which it surely has
-    std::uint64_t reconnects = 0;
     Clock::time_point lastRoom = Clock::now();
 
     Outcome FindKnown(const std::string& subject, std::string& error);
     bool IsAsBefore(std::string& error) const;
+    void UseConnection();
     void Publish(Pending& message);
     void PublishAgain(Clock::time_point now);
     Outcome WaitUntil(std::uint64_t after, std::size_t mostBytes, std::string& error);
@@ -129,18 +132,6 @@ Outlet::~Outlet() {
 }
 
 Outcome Outlet::Begin(std::string& error) {
-    jsOptions options;
-    jsOptions_Init(&options);
-    options.Wait = REQUEST_WAIT;
-    options.PublishAsync.AckHandler = OnAcknowledged;
-    options.PublishAsync.AckHandlerClosure = reinterpret_cast<void*>(impl->id);
-    jsCtx* context = nullptr;
-    const natsStatus status = natsConnection_JetStream(&context, impl->engine.connection.get(), &options);
-    impl->context.reset(context);
-    if (status != NATS_OK) {
-        error = Reason(status);
-        return Outcome::Failed;
-    }
     for (const std::string& line : impl->lines) {
         const Outcome found =
             impl->FindKnown(impl->engine.Subject(impl->to, impl->engine.run.place, line), error);
@@ -148,7 +139,6 @@ Outcome Outlet::Begin(std::string& error) {
     }
     const std::uint64_t last = impl->known.empty() ? 0 : impl->known.rbegin()->first;
     impl->skipped = last - std::min<std::uint64_t>(last, MOST_IN_FLIGHT);
-    impl->reconnects = impl->engine.Reconnects();
     return Outcome::Done;
 }
 
@@ -158,8 +148,8 @@ Outcome Outlet::Impl::FindKnown(const std::string& subject, std::string& error) 
     jsErrCode code = static_cast<jsErrCode>(0);
     const Outcome asked = engine.Ask(
         [&] {
-            return js_GetLastMsg(&found, context.get(), engine.Stream().c_str(), subject.c_str(), nullptr,
-                                 &code);
+            return js_GetLastMsg(&found, engine.JetStream(), engine.Stream().c_str(), subject.c_str(),
+                                 nullptr, &code);
         },
         status, error);
     const NatsMessage message(found);
@@ -191,6 +181,21 @@ bool Outlet::Impl::IsAsBefore(std::string& error) const {
     return false;
 }
 
+// Another connection has lost what was under way on the one before it.
+void Outlet::Impl::UseConnection() {
+    if (wire == engine.Number()) return;
+    wire = engine.Number();
+    jsOptions options;
+    jsOptions_Init(&options);
+    options.PublishAsync.AckHandler = OnAcknowledged;
+    options.PublishAsync.AckHandlerClosure = reinterpret_cast<void*>(id);
+    jsCtx* made = nullptr;
+    natsConnection_JetStream(&made, engine.wire->connection.get(), &options);
+    context.reset(made);
+    const std::lock_guard lock(flight->mutex);
+    for (Pending& message : flight->pending) message.mustBeSent = true;
+}
+
 void Outlet::Impl::Publish(Pending& message) {
     const std::string messageId = WayName(engine.run.place, to) + "." + std::to_string(message.number);
     constexpr std::int64_t GIVE_UP = 5000;  // the library's own wait for an acknowledgement
@@ -204,18 +209,18 @@ void Outlet::Impl::Publish(Pending& message) {
     if (status == NATS_OK) status = js_PublishMsgAsync(context.get(), &made, &options);
     natsMsg_Destroy(made);
     message.mustBeSent = status != NATS_OK;
+    if (IsLoss(status)) engine.connection.Drop(wire);
     message.sent = Clock::now();
 }
 
 // What was refused, what the connection may have lost, and what nobody has answered for long. While the
 // stream is full only the first is tried.
 void Outlet::Impl::PublishAgain(Clock::time_point now) {
-    const std::uint64_t count = engine.Reconnects();
-    const bool isNew = count != std::exchange(reconnects, count);
     if (!engine.IsConnected()) return;
+    UseConnection();
     const std::lock_guard lock(flight->mutex);
     for (Pending& message : flight->pending) {
-        message.mustBeSent = message.mustBeSent || isNew || now - message.sent > RESEND_AFTER;
+        message.mustBeSent = message.mustBeSent || now - message.sent > RESEND_AFTER;
         if (!message.mustBeSent) continue;
         Publish(message);
         if (flight->isFull) return;
@@ -228,15 +233,15 @@ bool Outlet::Impl::MakeRoom() {
     std::uint64_t taken = std::numeric_limits<std::uint64_t>::max();
     for (const std::string& way : allWays) {
         jsConsumerInfo* found = nullptr;
-        const natsStatus status =
-            js_GetConsumerInfo(&found, context.get(), engine.Stream().c_str(), way.c_str(), nullptr, &code);
+        const natsStatus status = js_GetConsumerInfo(&found, engine.JetStream(), engine.Stream().c_str(),
+                                                     way.c_str(), nullptr, &code);
         const ConsumerInfo info(found);
         if (status != NATS_OK) return false;
         if (info->NumPending == 0 && info->NumAckPending == 0) continue;
         taken = std::min(taken, info->AckFloor.Stream);
     }
     jsStreamInfo* found = nullptr;
-    if (js_GetStreamInfo(&found, context.get(), engine.Stream().c_str(), nullptr, &code) != NATS_OK)
+    if (js_GetStreamInfo(&found, engine.JetStream(), engine.Stream().c_str(), nullptr, &code) != NATS_OK)
         return false;
     const StreamInfo info(found);
     const std::uint64_t first = info->State.FirstSeq, last = info->State.LastSeq;
@@ -246,7 +251,7 @@ bool Outlet::Impl::MakeRoom() {
     jsOptions options;
     jsOptions_Init(&options);
     options.Stream.Purge.Sequence = end + 1;
-    return js_PurgeStream(context.get(), engine.Stream().c_str(), &options, &code) == NATS_OK;
+    return js_PurgeStream(engine.JetStream(), engine.Stream().c_str(), &options, &code) == NATS_OK;
 }
 
 std::string Outlet::Impl::SlowPlaces() const {
@@ -254,8 +259,8 @@ std::string Outlet::Impl::SlowPlaces() const {
     for (const std::string& way : allWays) {
         jsConsumerInfo* found = nullptr;
         jsErrCode code = static_cast<jsErrCode>(0);
-        const natsStatus status =
-            js_GetConsumerInfo(&found, context.get(), engine.Stream().c_str(), way.c_str(), nullptr, &code);
+        const natsStatus status = js_GetConsumerInfo(&found, engine.JetStream(), engine.Stream().c_str(),
+                                                     way.c_str(), nullptr, &code);
         const ConsumerInfo info(found);
         if (status == NATS_OK && info->NumPending == 0) continue;
         names += (names.empty() ? "" : ", ") + way.substr(way.find('-') + 1);
@@ -304,7 +309,7 @@ Outcome Outlet::Impl::WaitUntil(std::uint64_t after, std::size_t mostBytes, std:
         lock.unlock();
         if (!engine.MayWait(error) && (!error.empty() || now - lastRoom > LAST_WAIT))
             return Engine::Impl::Ended(error);
-        if (!engine.IsConnected()) lastRoom = engine.IsInterrupted() ? lastRoom : now;
+        if (!engine.IsUp()) lastRoom = engine.IsInterrupted() ? lastRoom : now;
         if (isFull && MakeRoom()) lastRoom = now;
         PublishAgain(now);
         lock.lock();
@@ -328,6 +333,7 @@ Outcome Outlet::Send(const Unit& unit, std::string& error) {
             impl->WaitUntil(number - std::min<std::uint64_t>(number, MOST_IN_FLIGHT),
                             BYTES_IN_FLIGHT - std::min(piece.size(), BYTES_IN_FLIGHT), error);
         if (waited != Outcome::Done) return waited;
+        impl->UseConnection();
         const std::lock_guard lock(impl->flight->mutex);
         impl->flight->bytes += piece.size();
         Pending& message = impl->flight->pending.emplace_back();

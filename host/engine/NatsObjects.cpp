@@ -1,0 +1,28 @@
+#include "host/engine/NatsObjects.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace host::engine {
+
+std::string Reason(natsStatus status) {
+    natsStatus last = NATS_OK;
+    const char* const text = nats_GetLastError(&last);
+    return text != nullptr && *text != '\0' && last == status ? text : natsStatus_GetText(status);
+}
+
+std::string_view Data(natsMsg* message) {
+    const char* const data = natsMsg_GetData(message);
+    return data != nullptr ? std::string_view(data, static_cast<std::size_t>(natsMsg_GetDataLength(message)))
+                           : std::string_view();
+}
+
+bool IsLoss(natsStatus status) {
+    constexpr natsStatus LOSSES[] = {
+        NATS_TIMEOUT,          NATS_CONNECTION_DISCONNECTED, NATS_CONNECTION_CLOSED,   NATS_NO_RESPONDERS,
+        NATS_IO_ERROR,         NATS_STALE_CONNECTION,        NATS_INSUFFICIENT_BUFFER, NATS_NO_SERVER,
+        NATS_NOT_YET_CONNECTED};
+    return std::ranges::find(LOSSES, status) != std::end(LOSSES);
+}
+
+}  // namespace host::engine
