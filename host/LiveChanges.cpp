@@ -7,7 +7,7 @@
 #include "host/GraphBuilder.h"
 #include "host/GraphFile.h"
 #include "host/GraphText.h"
-#include "host/Runner.h"
+#include "host/SteppedGraph.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/persistence/TCProcessParameters.h"
 #include "sigweave/services/Bilingual.h"

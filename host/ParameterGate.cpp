@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "host/Guard.h"
-#include "host/Runner.h"
+#include "host/SteppedGraph.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"

@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "host/Messages.h"
-#include "host/Runner.h"
+#include "host/SteppedGraph.h"
 #include "host/parts/PlaceRun.h"
 
 namespace host {
