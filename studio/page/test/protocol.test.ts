@@ -109,7 +109,7 @@ describe('the reason why a module waits', () => {
     ['a file', 0, figures([0, 0], { busy: 0, stuck: 2, file: '/dev/ttyS0' }), run, 'waits for /dev/ttyS0'],
     ['its own work', 0, figures([0, 0], { busy: 0, stuck: 2 }), run, 'at work on one block for 2 s'],
     ['the one that is at work', 1, figures([0, 0], { busy: 0, stuck: 2 }), run, 'waits for a'],
-    ['real time', 1, figures([0, 0]), { ...run, realtime: true }, 'in step with real time'],
+    ['real time', 1, figures([0, 0]), { ...run, realtime: true }, 'waits for its time'],
     ['nothing when it does not run', 2, figures([3, 0]), { ...run, running: false }, ''],
   ])('is %s', (_, index, now, state, text) => expect(whyItWaits(index, graph, now, state, words)).toBe(text));
 });

@@ -1,6 +1,6 @@
 import { describe, expect, it } from 'vitest';
 import { arrange } from '../src/lib/layout';
-import { clockText, quantityText } from '../src/lib/numbers';
+import { clockText, columnTexts, placeText, quantityText } from '../src/lib/numbers';
 import { searchModules } from '../src/lib/search';
 import { amplitudeSpectrum } from '../src/lib/spectrum';
 
@@ -54,7 +54,7 @@ describe('the layout', () => {
   it('places 500 modules in a chain in a moment', () => {
     const nodes = Array.from({ length: 500 }, (_, index) => node(String(index)));
     const edges = nodes.slice(1).map((each, index) => ({ from: String(index), to: each.id }));
-    expect(arrange(nodes, edges).get('499')!.x).toBe(499 * 280);
+    expect(arrange(nodes, edges).get('499')!.x).toBe(499 * (200 + 110));
   });
 });
 
@@ -75,6 +75,23 @@ describe('numbers for people', () => {
 
   it('tells the time of a sample from the start and its position', () => {
     expect(clockText(Date.UTC(2026, 2, 1, 12), 3.21)).toBe('12:00:03.210');
+  });
+});
+
+describe('numbers below each other', () => {
+  it.each([
+    [[0.5, -0.0035, 0], 'V', ['500.0 mV', '−3.5 mV', '0.0 mV']],
+    [[1.25, 12], '%', ['1.25 %', '12.00 %']],
+    [[3, -12000], 'Hz', ['0.00 kHz', '−12.00 kHz']],
+    [[4, 5], '', ['4', '5']],
+    [[2e-20, 1], '', ['0.000', '1.000']],
+    [[1e300, NaN], '', ['1e+300', 'NaN']],
+  ])('%j %s are %j', (values, unit, texts) => expect(columnTexts(values, unit, 4)).toEqual(texts));
+
+  it('have places of one width, and the number of the sample without a rate', () => {
+    expect([0, 24000, 48001].map((sample) => placeText(sample, 48000))).toEqual(['0.00000 s', '0.50000 s', '1.00002 s']);
+    expect(placeText(7, 1)).toBe('7 s');
+    expect(placeText(7, 0)).toBe('7');
   });
 });
 

@@ -105,7 +105,7 @@ test('viewers that vanish leave the run and the memory as they are', async () =>
   await page.getByText(/^running, /).waitFor();
   await node(page, 'tone').click();
   await page.getByRole('button', { name: 'Stop', exact: true }).click();
-  await page.getByText(/^interrupted/).waitFor();
+  await page.locator('section .verdict').getByText(/^interrupted/).waitFor();
 });
 
 test('the output of a run is the same with 0, 3 and 50 viewers, one of them frozen', async () => {
@@ -122,7 +122,7 @@ test('the output of a run is the same with 0, 3 and 50 viewers, one of them froz
     const looking = Array.from({ length: viewers }, (_, number) => look(port, cookie, number, number === 1));
     await page.getByRole('checkbox', { name: 'In real time' }).check();
     await page.getByRole('button', { name: 'Run', exact: true }).click();
-    await page.getByText(/^complete/).waitFor();
+    await page.locator('section .verdict').getByText(/^complete/).waitFor();
     for (const { socket, frames } of looking) {
       assert.ok(frames > 0);
       socket.destroy();

@@ -1,4 +1,5 @@
 // A studio and a browser for the walks: both end with the test.
+import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import { createRequire } from 'node:module';
@@ -53,6 +54,23 @@ export async function openPage(browser, address, options = {}) {
   return { page, errors };
 }
 
+async function setLanguage(page, language) {
+  await page.getByLabel('Language / Sprache').selectOption(language);
+  await page.waitForFunction((wanted) => document.documentElement.lang === wanted, language);
+}
+
+// Buttons and fields that reach over the page's edge, where nothing scrolls, and the page if it scrolls sideways.
+const CUT_OFF = () => {
+  const found = [];
+  const isIn = (element) => element.closest('.svelte-flow, .scroll, .cm-editor') !== null;
+  for (const element of document.querySelectorAll('button, input, select, h2, h3, p, [role=img]')) {
+    const box = element.getBoundingClientRect();
+    if (box.width > 0 && !isIn(element) && (box.right > window.innerWidth + 1 || box.left < -1)) found.push(element.outerHTML.slice(0, 120));
+  }
+  if (document.documentElement.scrollWidth > window.innerWidth) found.push('the page scrolls sideways');
+  return found;
+};
+
 const axe = fs.readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 
 // A folder, a browser and studios that end with the tests of the file.
@@ -76,7 +94,7 @@ export function walk() {
     const studio = await startStudio(folder, file, ...args);
     opened.push(studio);
     const { page, errors } = await openPage(browser, studio.address, options);
-    await page.getByRole('button', { name: 'Save' }).waitFor();
+    await page.getByRole('button', { name: 'Save', exact: true }).waitFor();
     return { studio, page, errors };
   }
 
@@ -95,9 +113,24 @@ export function walk() {
     });
   }
 
+  // Takes pictures of what is shown at all widths, narrow ones dark and in German; finds barriers and what is cut off.
+  async function look(page, name) {
+    for (const width of [1600, 800, 360]) {
+      const isNarrow = width === 360;
+      await page.setViewportSize({ width, height: isNarrow ? 780 : 1000 });
+      await page.emulateMedia({ colorScheme: isNarrow ? 'dark' : 'light' });
+      await setLanguage(page, isNarrow ? 'de' : 'en');
+      await picture(page, `${name}-${width}`);
+      assert.deepEqual(await barriers(page), [], `${name} at ${width}`);
+      assert.deepEqual(await page.evaluate(CUT_OFF), [], `${name} at ${width}`);
+    }
+    await page.setViewportSize({ width: 1600, height: 1000 });
+    await setLanguage(page, 'en');
+  }
+
   const node = (page, name) => page.locator(`.svelte-flow__node[data-id="${name}"]`);
   const handle = (page, name, port, kind) => node(page, name).locator(`.svelte-flow__handle.${kind}[data-handleid="${port}"]`);
-  return { folder, open, picture, barriers, node, handle };
+  return { folder, open, picture, barriers, look, node, handle };
 }
 
 export async function setField(page, label, value) {

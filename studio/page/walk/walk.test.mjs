@@ -57,13 +57,13 @@ test('a new user draws, runs, watches and saves a graph', async () => {
   await picture(page, '3-watched');
   assert.deepEqual(await barriers(page), []);
   await page.getByRole('tab', { name: 'Report' }).click();
-  await page.getByText(/^complete/).waitFor();
+  await page.locator('section .verdict').getByText(/^complete/).waitFor();
   const rms = await page.getByRole('row', { name: /rms/ }).innerText();
   assert.match(rms, /0\.7071/);
   await picture(page, '4-report');
   assert.deepEqual(await barriers(page), []);
 
-  await page.getByRole('button', { name: 'Save' }).click();
+  await page.getByRole('button', { name: 'Save', exact: true }).click();
   await page.getByText('Saved.').waitFor();
   const text = fs.readFileSync(path.join(folder, 'first.graph'), 'utf8');
   assert.match(text, /\[filter\]\nmodule=Filter\ncorner=1 kHz\n/);
@@ -92,7 +92,7 @@ test('the corner moves while the graph runs', async () => {
   await page.getByRole('button', { name: 'Stop', exact: true }).click();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
   await page.getByRole('tab', { name: 'Report' }).click();
-  await page.getByText(/^interrupted/).waitFor();
+  await page.locator('section .verdict').getByText(/^interrupted/).waitFor();
   assert.deepEqual(errors, []);
 });
 
@@ -174,13 +174,13 @@ test('the text and the drawing are one document', async () => {
   assert.match(await page.locator('.cm-content').innerText(), /^# mine/);
   // Another program writes the file.
   fs.writeFileSync(path.join(folder, 'text.graph'), '# theirs\n[x]\nmodule=Generator\n');
-  await page.getByRole('button', { name: 'Save' }).click();
+  await page.getByRole('button', { name: 'Save', exact: true }).click();
   await page.getByText('was changed by another program').waitFor();
   assert.match(fs.readFileSync(path.join(folder, 'text.graph'), 'utf8'), /^# theirs/);
   await page.getByRole('button', { name: 'Take theirs' }).click();
   await node(page, 'x').waitFor();
   await page.getByLabel('Language / Sprache').selectOption('de');
-  await page.getByRole('button', { name: 'Speichern' }).waitFor();
+  await page.getByRole('button', { name: 'Speichern', exact: true }).waitFor();
   await page.getByRole('tab', { name: /Fehler/ }).click();
   await page.getByText(/hat keine Verbindungen/).waitFor();
   await picture(page, '6-german');

@@ -1,4 +1,5 @@
 import uPlot from 'uplot';
+import { colourOf, whenColoursChange } from './colours';
 import { LineLayer } from './lineLayer';
 import { quantityText } from './numbers';
 
@@ -9,7 +10,7 @@ export interface Line {
   low: ArrayLike<number>;
   high: ArrayLike<number>;
   base: number; // which is to be added to them
-  colour: string;
+  colour: string; // the variable of the page's style that has it
 }
 
 export interface Picture2D {
@@ -61,27 +62,25 @@ export function calmRange(before: [number, number] | null, [least, most]: [numbe
   return [least - room, most + room];
 }
 
-export function colourOf(name: string): string {
-  return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
-}
-
-// A chart whose axes are those of the library; lines are painted in one pass, straight from what came.
+// A chart as wide as its place, whose axes are those of the library; lines are painted in one pass, straight from what came.
 export class Chart {
   private plot: uPlot;
   private layer: LineLayer | undefined;
+  private readonly observer: ResizeObserver;
+  private readonly stopColours: () => void;
   private shown: Shown;
   private y: [number, number];
 
   constructor(
     place: HTMLElement,
-    private readonly height: number,
+    height: number,
     first: Shown,
     private readonly onhover: (x: number | null) => void,
     private readonly onselect?: (from: number, to: number) => void,
   ) {
     this.shown = first;
     this.y = this.rangeOf(null);
-    const axis = { stroke: colourOf('--text-soft'), grid: { stroke: colourOf('--grid'), width: 1 }, ticks: { show: false } };
+    const axis = { stroke: () => colourOf('--text-soft'), grid: { stroke: () => colourOf('--grid'), width: 1 }, ticks: { show: false } };
     const none = { show: false };
     this.plot = new uPlot(
       {
@@ -105,6 +104,9 @@ export class Chart {
       this.data(),
       place,
     );
+    this.observer = new ResizeObserver(() => this.plot.setSize({ width: place.clientWidth, height }));
+    this.observer.observe(place);
+    this.stopColours = whenColoursChange(() => this.plot.redraw(false, true));
   }
 
   show(shown: Shown): void {
@@ -113,11 +115,9 @@ export class Chart {
     this.plot.setData(this.data());
   }
 
-  resize(width: number): void {
-    this.plot.setSize({ width, height: this.height });
-  }
-
   destroy(): void {
+    this.observer.disconnect();
+    this.stopColours();
     this.plot.destroy();
   }
 

@@ -11,7 +11,7 @@ export interface LayoutEdge {
   to: string;
 }
 
-const COLUMN_GAP = 80;
+const COLUMN_GAP = 110;
 const ROW_GAP = 40;
 const SWEEPS = 4;
 

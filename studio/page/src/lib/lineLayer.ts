@@ -1,4 +1,5 @@
 import type { Line } from './chart';
+import { colourOf } from './colours';
 
 const POINTS_FROM = 8; // px between samples
 
@@ -91,7 +92,7 @@ export class LineLayer {
     const pixels = new Uint32Array(this.image.data.buffer);
     pixels.fill(0);
     for (const line of lines) {
-      const colour = pixelOf(line.colour);
+      const colour = pixelOf(colourOf(line.colour));
       fill(pixels, coverOf(line, x, y, width, height), colour, width, height);
       const step = (line.dx * width) / (x[1] - x[0]);
       if (step >= POINTS_FROM * devicePixelRatio && line.low === line.high) this.points(pixels, line, colour, x, y, width, height);

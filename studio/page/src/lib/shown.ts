@@ -1,4 +1,4 @@
-import { colourOf, type Line, type Shown } from './chart';
+import type { Line, Shown } from './chart';
 import type { Picture } from './protocol';
 import { amplitudeSpectrum } from './spectrum';
 
@@ -109,5 +109,5 @@ export function spectrogram(picture: Picture, pixels: HTMLCanvasElement): Shown 
 }
 
 export function coloursFrom(index: number, count: number): string[] {
-  return Array.from({ length: count }, (_, each) => colourOf(`--curve-${colourNumber(index + each)}`));
+  return Array.from({ length: count }, (_, each) => `--curve-${colourNumber(index + each)}`);
 }

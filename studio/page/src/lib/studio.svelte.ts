@@ -28,6 +28,14 @@ export interface View {
   cursors: boolean;
 }
 
+// The part of a recording that is looked at.
+export interface RecordingLook {
+  instance: string;
+  signal: number;
+  from: number; // sample
+  length: number; // samples; 0 is all
+}
+
 export interface Toast {
   id: number;
   kind: 'note' | 'error';
@@ -78,7 +86,7 @@ export class Studio {
   selected = $state<string[]>([]); // names of instances
   selectedWire = $state(-1);
   views = $state<View[]>([]);
-  recordings = $state<string[]>([]); // instances whose recordings are looked at
+  recordings = $state<RecordingLook[]>([]);
   toasts = $state<Toast[]>([]);
   outside = $state(false);
   droppedPictures = $state(0);
@@ -183,8 +191,12 @@ export class Studio {
     return this.views.reduce((sum, view) => sum + view.ports.length, 0) >= MOST_WISHES;
   }
 
+  tellFull(): void {
+    this.tell('error', fill(this.words.tooManySignals, MOST_WISHES));
+  }
+
   addView(port: string): void {
-    if (this.isFull()) return this.tell('error', fill(this.words.tooManySignals, MOST_WISHES));
+    if (this.isFull()) return this.tellFull();
     const id = ++this.lastView;
     this.views.push({ id, ports: [port], mode: 'curve', seconds: 0.1, triggers: false, level: 0, held: false, cursors: false });
     this.watch();
@@ -209,11 +221,11 @@ export class Studio {
     this.link.ask({ do: 'recording', name: instance, number: signal, first, count });
 
   openRecording(instance: string): void {
-    if (!this.recordings.includes(instance)) this.recordings.push(instance);
+    if (this.recordings.every((each) => each.instance !== instance)) this.recordings.push({ instance, signal: 0, from: 0, length: 0 });
   }
 
   closeRecording(instance: string): void {
-    this.recordings = this.recordings.filter((each) => each !== instance);
+    this.recordings = this.recordings.filter((each) => each.instance !== instance);
   }
 
   // Called with each picture of the view's signals, and at once with the last ones.
@@ -260,8 +272,13 @@ export class Studio {
     if ('verdict' in message) {
       this.report = message.report as Report | null;
       this.verdict = message.verdict as string;
+      if (this.run.running && this.hasFailed()) this.tell('error', this.verdict);
     }
     if ('watching' in message) this.takeKeys(message.watching as { trace: number; key: number }[]);
+  }
+
+  hasFailed(): boolean {
+    return this.verdict !== '' && this.report?.verdict !== 'complete' && this.report?.verdict !== 'interrupted';
   }
 
   private takeChange(change: LiveSetting): void {
