@@ -17,7 +17,10 @@ namespace {
 
 using tc::Bilingual;
 
+std::string defaultFolder;
+
 std::string DefaultFolder() {
+    if (!defaultFolder.empty()) return defaultFolder;
     return (std::filesystem::path(TCGetProgramFolder()) / "../lib/sigweave/modules")
         .lexically_normal()
         .string();
@@ -56,6 +59,10 @@ std::vector<std::string> ModuleCatalogue::SplitPath(const std::string& path) {
         begin = end + 1;
     }
     return parts;
+}
+
+void ModuleCatalogue::SetDefaultFolder(const std::string& folder) {
+    defaultFolder = folder;
 }
 
 std::vector<std::string> ModuleCatalogue::FoldersOf(const std::vector<std::string>& paths) {

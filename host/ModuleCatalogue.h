@@ -41,6 +41,9 @@ class ModuleCatalogue {
     // The folders of a module path: entries separated by colons, where an empty one means the folder of
     // the modules that came with the program.
     static std::vector<std::string> SplitPath(const std::string& path);
+    // The folder of the modules that came along; without this it is found from that of the program. A program
+    // that is elsewhere names it, before it opens any.
+    static void SetDefaultFolder(const std::string& folder);
     // Those of several module paths; of none: of SIGWEAVE_MODULE_PATH, and without that variable the modules
     // that came with the program.
     static std::vector<std::string> FoldersOf(const std::vector<std::string>& paths);

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 from typing import TYPE_CHECKING, Any, NamedTuple
 
 if TYPE_CHECKING:
@@ -10,7 +11,8 @@ if TYPE_CHECKING:
 
 def remedy_of(text: str) -> str:
     """The last part of a message, which says what to do; empty when it has only one part."""
-    return text.rpartition("; ")[2] if "; " in text else ""
+    parts = re.split(r"; (?![^()]*\))", text)
+    return parts[-1] if len(parts) > 1 else ""
 
 
 class Mistake(NamedTuple):
@@ -93,5 +95,15 @@ class Interrupted(KeyboardInterrupt):
         self.report = report
 
 
+def in_python(text: str) -> str:
+    """A text that names options of the program, with the arguments of this package instead."""
+    return text.replace("--module-path", "module_path").replace("--set voice.block=512", "{'voice.block': 512}")
+
+
+def _place(source: str) -> str:
+    setting = re.fullmatch(r"--set (.*?)=(.*)", source, re.DOTALL)
+    return f"set={{{setting[1]!r}: {setting[2]!r}}}" if setting else source
+
+
 def mistakes_of(found: list[dict[str, Any]]) -> list[Mistake]:
-    return [Mistake(one["source"], one["line"], one["text"]) for one in found]
+    return [Mistake(_place(one["source"]), one["line"], in_python(one["text"])) for one in found]

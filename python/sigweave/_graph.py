@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import difflib
+import html
 import os
 from collections.abc import Iterator, Mapping
 from typing import Any, Union
@@ -12,7 +13,13 @@ from sigweave._drawing import draw
 from sigweave._errors import GraphError, Mistake, mistakes_of
 from sigweave._modules import ModulePath, modules
 from sigweave._run import Report, Stream, _open_session, run, stream
-from sigweave._values import text_of
+from sigweave._tables import table_of
+from sigweave._values import path_of, text_of, texts
+
+
+NEEDED = "must be given"
+UNNAMED = "graph"  # where a graph that was not read from a file has its mistakes
+LINE = "a line goes from INSTANCE.OUTPUT to INSTANCE.INPUT, as 'tone.Signal', 'lp.Signal'"
 
 
 class Instance:
@@ -64,6 +71,8 @@ class Instance:
         self._graph._file.unset(self._name, name)
 
     def __getattr__(self, name: str) -> str | None:
+        if name.startswith("_"):  # of Python and of notebooks
+            raise AttributeError(f"'Instance' object has no attribute '{name}'")
         try:
             return self[name]
         except KeyError as error:
@@ -81,8 +90,31 @@ class Instance:
     def __dir__(self) -> list[str]:
         return list(self._declared() or {})
 
+    def __reduce__(self) -> Any:
+        return Instance, (self._graph, self._name)
+
+    def _ipython_key_completions_(self) -> list[str]:
+        return dir(self)
+
+    def _repr_html_(self) -> str:
+        """Its parameters, with what is set and what they mean."""
+        settings = self._shown()
+        rows = [
+            (name, settings.get(name, ""), one.get("default", NEEDED if one["required"] else ""), one["unit"], one["help"])
+            for name, one in (self._declared() or {}).items()
+        ]
+        return f"<p><b>{html.escape(self._name)}</b> {html.escape(self._module())}</p>" + table_of(
+            ("parameter", "set", "default", "unit", "help"), rows
+        )
+
+    def _shown(self) -> dict[str, str]:
+        """The settings, without secrets."""
+        declared = self._declared() or {}
+        settings = self._graph._file.settings(self._name)
+        return {k: "***" if declared.get(k, {}).get("secret") else v for k, v in settings.items()}
+
     def __repr__(self) -> str:
-        settings = "".join(f" {k}={v}" for k, v in self._graph._file.settings(self._name).items())
+        settings = "".join(f" {k}={v}" for k, v in self._shown().items())
         return f"<{self._name}: {self._module()}{settings}>"
 
 
@@ -101,7 +133,7 @@ class Graph(Mapping[str, Instance]):
     def __init__(
         self, path: Union[str, os.PathLike[str], None] = None, *, module_path: ModulePath = None
     ) -> None:
-        self._path = "graph" if path is None else os.fspath(path)
+        self._path = UNNAMED if path is None else path_of(path)
         self._module_path = module_path
         self._file = _core.GraphFile()
         if path is not None:
@@ -115,6 +147,7 @@ class Graph(Mapping[str, Instance]):
     @classmethod
     def parse(cls, text: str, *, module_path: ModulePath = None) -> Graph:
         """A graph from the text of a graph file. GraphError when it is not well formed."""
+        texts("parse takes the text of a graph; Graph(path) reads a file", text)
         graph = cls(module_path=module_path)
         graph._read(text)
         return graph
@@ -122,6 +155,7 @@ class Graph(Mapping[str, Instance]):
     def add(self, module: str, name: str, /, **settings: Any) -> Instance:
         """Adds an instance of a module with its settings. ValueError for a name that is there; AttributeError
         for a parameter that the module does not declare, and then nothing was added."""
+        texts("add takes the module and a name for it, as add('Filter', 'lp', corner='3 kHz')", module, name)
         self._file.add(name, module)
         instance = Instance(self, name)
         try:
@@ -135,10 +169,12 @@ class Graph(Mapping[str, Instance]):
     def connect(self, source: str, target: str) -> None:
         """Draws a line from INSTANCE.OUTPUT to INSTANCE.INPUT. ValueError for a text that is not of that form;
         whether the ports are there is found by `check`."""
+        texts(LINE, source, target)
         self._file.connect(source, target)
 
     def disconnect(self, source: str, target: str) -> None:
         """Takes a line away. KeyError when there is none."""
+        texts(LINE, source, target)
         if not self._file.disconnect(source, target):
             raise KeyError(f"there is no line from {source} to {target}")
 
@@ -172,9 +208,9 @@ class Graph(Mapping[str, Instance]):
     def save(self, path: Union[str, os.PathLike[str], None] = None) -> None:
         """Writes the graph file, whole or not at all: as XML when the name ends in .xml, else as text. Without a
         path to where it was read from. OSError when it cannot be written."""
-        if path is None and self._path == "graph":
+        if path is None and self._path == UNNAMED:
             raise ValueError("the graph was not read from a file; name one: save('a.graph')")
-        target = self._path if path is None else os.fspath(path)
+        target = self._path if path is None else path_of(path)
         _core.write_file(target, self._file.text(target.endswith(".xml")))
         self._path = target
 
@@ -196,6 +232,37 @@ class Graph(Mapping[str, Instance]):
         """Removes an instance with its lines."""
         self._file.remove(self[name]._name)
 
+    def __setitem__(self, name: str, value: Any) -> None:
+        raise TypeError(f"instances are added with add('Module', {name!r}), and set by g[{name!r}].parameter = value")
+
+    def copy(self) -> Graph:
+        """One of its own, with the same comments."""
+        return _restored(*self._state())
+
+    def _state(self) -> tuple[str, str, ModulePath]:
+        return self._path, self.text, self._module_path
+
+    def __reduce__(self) -> Any:
+        return _restored, self._state()
+
+    def __copy__(self) -> Graph:
+        return self.copy()
+
+    def __deepcopy__(self, memo: dict[int, Any]) -> Graph:
+        return self.copy()
+
+    def __eq__(self, other: object) -> bool:
+        return isinstance(other, Graph) and self._file_parts() == other._file_parts()
+
+    __hash__ = None  # type: ignore[assignment]  # it changes
+
+    def _file_parts(self) -> tuple[Any, ...]:
+        instances = self._file.instances()
+        return instances, [self._file.settings(name) for name, _ in instances], self.lines, self.accepts_differences
+
+    def _ipython_key_completions_(self) -> list[str]:
+        return list(self)
+
     def __iter__(self) -> Iterator[str]:
         return iter(name for name, _ in self._file.instances())
 
@@ -210,3 +277,9 @@ class Graph(Mapping[str, Instance]):
 
     def _repr_svg_(self) -> str:
         return draw(self._file.instances(), self.lines)
+
+
+def _restored(path: str, text: str, module_path: ModulePath) -> Graph:
+    graph = Graph.parse(text, module_path=module_path)
+    graph._path = path
+    return graph

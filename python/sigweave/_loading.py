@@ -3,14 +3,22 @@
 from __future__ import annotations
 
 import importlib.util
+import inspect
+import numbers
+import re
 import sys
+import sysconfig
 import traceback
 from pathlib import Path
 from typing import Any
 
+import numpy as np
+
 from sigweave.module import Info, Module
 
 _count = 0
+# What is in there is not the author's.
+LIBRARIES = (str(Path(__file__).parent), str(Path(np.__file__).parents[1]), sysconfig.get_path("stdlib"), "<frozen")
 
 
 Kind = tuple[str, type[Module], str, list[Any], list[str], list[str], bool]
@@ -53,8 +61,28 @@ def _kind(kind: type[Module]) -> Kind:
         raise TypeError(f"{kind.__name__} has no input; give it fetch(self) instead of execute, or name its inputs")
     if is_source and not ports["outputs"]:
         raise TypeError(f"{kind.__name__} is a source without an output; name its outputs")
+    _check_step(kind, "fetch" if is_source else "execute", ports["inputs"])
+    for name, *_ in kind._parameters():
+        if hasattr(Module, name) or name in Module.__annotations__:
+            raise TypeError(f"{kind.__name__}.{name} has another meaning in modules; give the parameter another name")
     description = kind._description() or kind.__name__
     return kind.__name__, kind, description, kind._parameters(), ports["inputs"], ports["outputs"], is_source
+
+
+def _check_step(kind: type[Module], step: str, inputs: list[str]) -> None:
+    """TypeError when it cannot be called with a signal for each input."""
+    found = inspect.getattr_static(kind, step)
+    if not inspect.isfunction(found):
+        return
+    try:
+        inspect.signature(found).bind(None, *inputs)
+    except TypeError:
+        names = ", ".join(["self", *(_argument(name) for name in inputs)])
+        raise TypeError(f"{kind.__name__}.{step} must take a signal for each input: {step}({names})") from None
+
+
+def _argument(port: str) -> str:
+    return re.sub(r"\W", "_", port.lower())
 
 
 def make(kind: type[Module], values: dict[str, Any]) -> Module:
@@ -82,16 +110,26 @@ def describe(module: Module, arrived: list[tuple[str, str, float, float, float]]
     module.infos = tuple(Info(*fields) for fields in arrived)
     module.info = module.infos[0] if module.infos else Info()
     found = module.describe(*module.infos)
-    said = [found] * outputs if isinstance(found, Info) else list(found)
-    if len(said) != outputs or not all(isinstance(one, Info) for one in said):
+    said = [found] * outputs if isinstance(found, Info) else found
+    if not isinstance(said, (tuple, list)) or len(said) != outputs or not all(isinstance(one, Info) for one in said):
         raise TypeError(f"describe must return an Info, or a tuple of {outputs}, one for each output")
-    return [(one.name, one.unit, float(one.rate), float(one.low), float(one.high)) for one in said]
+    return [_fields(one) for one in said]
+
+
+def _fields(info: Info) -> tuple[str, str, float, float, float]:
+    for name in ("name", "unit"):
+        if not isinstance(getattr(info, name), str):
+            raise TypeError(f"describe: the {name} of an Info is a text, not {getattr(info, name)!r}")
+    for name in ("rate", "low", "high"):
+        if not isinstance(getattr(info, name), numbers.Real):
+            raise TypeError(f"describe: {name} of an Info is a number, not {getattr(info, name)!r}")
+    return info.name, info.unit, float(info.rate), float(info.low), float(info.high)
 
 
 def explain(error: BaseException) -> tuple[str, str]:
     """One line, with the place in the module's file, and the traceback."""
     frames = traceback.extract_tb(error.__traceback__)
-    own = [frame for frame in frames if Path(frame.filename).name != "_loading.py" and "importlib" not in frame.filename]
+    own = [frame for frame in frames if not frame.filename.startswith(LIBRARIES)]
     place = f" ({Path(own[-1].filename).name}, line {own[-1].lineno})" if own else ""
     if isinstance(error, SyntaxError) and error.filename:
         place = f" ({Path(error.filename).name}, line {error.lineno})"

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 import threading
 import warnings
 from collections.abc import Iterator
@@ -14,6 +15,7 @@ from numpy.lib.mixins import NDArrayOperatorsMixin
 from sigweave import _core
 from sigweave._errors import RecordingError
 from sigweave._signal import Gap, Signal
+from sigweave._values import check_key, numbers
 
 if TYPE_CHECKING:
     import pandas
@@ -103,7 +105,22 @@ class RecordedSignal(NDArrayOperatorsMixin):
         signal._first = skip
         return signal
 
+    def __getattr__(self, name: str) -> Any:
+        if not name.startswith("_") and hasattr(np.ndarray, name):
+            raise AttributeError(f"the signal stays in its file and has no '{name}'; read what you need: signal[:].{name}")
+        raise AttributeError(f"'RecordedSignal' object has no attribute '{name}'")
+
+    def __reduce__(self) -> Any:
+        return _again, (os.path.abspath(self._path), self._part)
+
+    def __copy__(self) -> RecordedSignal:
+        return self
+
+    def __deepcopy__(self, memo: Any) -> RecordedSignal:
+        return self
+
     def __getitem__(self, key: Any) -> Any:
+        check_key(key)
         if isinstance(key, slice):
             begin, end, step = key.indices(len(self))
             if step == 1:
@@ -173,6 +190,7 @@ class RecordedSignal(NDArrayOperatorsMixin):
             raise ValueError("a spectrum has no time; take its rows by their number")
         if self.dtype == object:
             return self._decoded().between(begin, end)
+        begin, end = numbers(begin, end)
         first = self._recording.locate(self._part, begin)
         return self._read(first, self._recording.locate(self._part, end))
 
@@ -189,6 +207,12 @@ class RecordedSignal(NDArrayOperatorsMixin):
         unit = f" in {self.unit}" if self.unit else ""
         rate = f", {self.rate:g} {'per Hz' if self.is_spectrum else '/s'}" if self.rate else ""
         return f"<RecordedSignal {self.name}{unit}: {shape}{rate}>"
+
+
+def _again(path: str, part: int) -> RecordedSignal:
+    from sigweave._recording import open  # which makes these
+
+    return [one for one in open(path).values() if isinstance(one, RecordedSignal)][part]
 
 
 def signals_in(path: str, recording: _core.PackedRecording) -> dict[str, RecordedSignal]:

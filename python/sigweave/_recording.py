@@ -13,6 +13,7 @@ from sigweave._errors import RecordingError
 from sigweave._recorded import RecordedSignal, signals_in
 from sigweave._signal import Gap, Signal
 from sigweave._tables import AnySignal, dataset_of, frame_of
+from sigweave._values import path_of
 
 if TYPE_CHECKING:
     import pandas
@@ -33,6 +34,7 @@ class Recording(Mapping[str, Union[Signal, RecordedSignal]]):
         self._signals: dict[str, AnySignal] = {}
         self._missing = ""
         self._blocks = 0
+        self._is_closed = False
         self.refresh()
 
     def refresh(self) -> None:
@@ -48,7 +50,7 @@ class Recording(Mapping[str, Union[Signal, RecordedSignal]]):
             signals = {**signals_in(self.path, self._packed)} if self._packed is not None else {}
         if error:
             raise RecordingError(error)
-        self._signals = signals
+        self._signals, self._is_closed = signals, False
 
     @property
     def missing(self) -> str:
@@ -81,7 +83,15 @@ class Recording(Mapping[str, Union[Signal, RecordedSignal]]):
             raise RecordingError(error)
         return found
 
+    def __reduce__(self) -> Any:
+        return open, (os.path.abspath(self.path),)
+
+    def _ipython_key_completions_(self) -> list[str]:
+        return list(self)
+
     def __getitem__(self, name: str) -> AnySignal:
+        if self._is_closed:
+            raise KeyError(f"{self.path} was closed; refresh() opens it again")
         if name not in self._signals:
             raise KeyError(f"{self.path} has no signal '{name}'; it has: {', '.join(self._signals)}")
         return self._signals[name]
@@ -108,7 +118,7 @@ class Recording(Mapping[str, Union[Signal, RecordedSignal]]):
 
     def close(self) -> None:
         """Forgets the signals. Harmless when repeated."""
-        self._signals = {}
+        self._signals, self._is_closed = {}, True
 
     def __enter__(self) -> Recording:
         return self
@@ -119,7 +129,7 @@ class Recording(Mapping[str, Union[Signal, RecordedSignal]]):
         self.close()
 
     def __repr__(self) -> str:
-        return f"<Recording {self.path}: {', '.join(self._signals) or 'no signal'}>"
+        return f"<Recording {self.path}: {'closed' if self._is_closed else ', '.join(self._signals) or 'no signal'}>"
 
 
 def open(path: Union[str, "os.PathLike[str]"]) -> Recording:
@@ -130,4 +140,4 @@ def open(path: Union[str, "os.PathLike[str]"]) -> Recording:
 
     FileNotFoundError, PermissionError, IsADirectoryError: as Python's open. RecordingError: the file is no recording.
     """
-    return Recording(os.fspath(path))
+    return Recording(path_of(path))

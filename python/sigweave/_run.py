@@ -3,22 +3,25 @@
 from __future__ import annotations
 
 import atexit
+import difflib
 import html
 import json
 import os
 import sys
 import warnings
 import weakref
-from collections.abc import Iterator, Mapping
+from collections.abc import Iterable, Iterator, Mapping
 from types import TracebackType
 from typing import TYPE_CHECKING, Any, NamedTuple, Union
 
+import numpy as np
+
 from sigweave import _core
-from sigweave._errors import Failure, GraphError, Interrupted, RunError, mistakes_of
+from sigweave._errors import Error, Failure, GraphError, Interrupted, RunError, mistakes_of
 from sigweave._modules import ModulePath, folders_of
 from sigweave._signal import Gap, Signal, signals_of
-from sigweave._tables import dataset_of, frame_of
-from sigweave._values import text_of
+from sigweave._tables import dataset_of, frame_of, table_of
+from sigweave._values import path_of, text_of, texts
 
 if TYPE_CHECKING:
     import pandas
@@ -26,9 +29,10 @@ if TYPE_CHECKING:
 
     from sigweave._graph import Graph
 
-Source = Union[str, "os.PathLike[str]", "Graph"]
+Source = Union[str, bytes, "os.PathLike[str]", "Graph"]
 POLL = 100  # milliseconds between two looks for Ctrl-C
 MOST_THREADS = 256
+OUTPUTS = "outputs are named as texts, INSTANCE.OUTPUT"
 MANY_BLOCKS = 64  # held beyond those that wait; more is worth a word
 
 _sessions: weakref.WeakSet[_core.Session] = weakref.WeakSet()
@@ -56,17 +60,19 @@ class Results(list[Result]):
     def value(self, quantity: str, instance: str | None = None, signal: str | None = None) -> float:
         """The only figure of that quantity (of that instance and signal). KeyError when there is none, or
         several."""
-        found = [
-            one.value
-            for one in self
-            if one.quantity == quantity
-            and instance in (None, one.instance)
-            and signal in (None, one.signal)
-        ]
-        if len(found) != 1:
-            known = ", ".join(sorted({one.quantity for one in self}))
-            raise KeyError(f"{len(found)} results are called '{quantity}'; quantities are: {known}")
-        return found[0]
+        named = [one for one in self if one.quantity == quantity]
+        found = [one for one in named if instance in (None, one.instance) and signal in (None, one.signal)]
+        if len(found) == 1:
+            return found[0].value
+        if not named:
+            known = sorted({one.quantity for one in self})
+            near = difflib.get_close_matches(str(quantity), known)
+            hint = f"; did you mean {', '.join(near)}?" if near else ""
+            raise KeyError(f"no result is called '{quantity}'{hint}; quantities are: {', '.join(known) or 'none'}")
+        places = ", ".join(f"{one.instance} of {one.signal}" for one in found or named)
+        if not found:
+            raise KeyError(f"'{quantity}' is not a result of that instance and signal, but of: {places}")
+        raise KeyError(f"{len(found)} results are called '{quantity}'; choose by instance and signal: {places}")
 
     def to_pandas(self) -> pandas.DataFrame:
         """A table with the columns instance, signal, quantity, value and unit. ImportError without pandas."""
@@ -75,11 +81,7 @@ class Results(list[Result]):
         return pandas.DataFrame(self, columns=list(Result._fields))
 
     def _repr_html_(self) -> str:
-        head = "".join(f"<th>{field}</th>" for field in Result._fields)
-        rows = "".join(
-            "<tr>" + "".join(f"<td>{html.escape(str(cell))}</td>" for cell in one) + "</tr>" for one in self
-        )
-        return f"<table><tr>{head}</tr>{rows}</table>"
+        return table_of(Result._fields, [(*one[:3], f"{one.value:.10g}", one.unit) for one in self])
 
 
 class Message(NamedTuple):
@@ -153,6 +155,9 @@ class Report(Mapping[str, Any]):
     def __str__(self) -> str:
         return str(self._text)
 
+    def _ipython_key_completions_(self) -> list[str]:
+        return list(self)
+
     def __repr__(self) -> str:
         return f"<Report {self.verdict}: results {len(self.results)}, signals {list(self.signals)}>"
 
@@ -172,13 +177,22 @@ def _open_session(
     threads: int = 1,
     capacity: int = 0,
 ) -> tuple[_core.Session, str]:
+    from sigweave._graph import Graph  # which is run by what is here
+
+    texts(OUTPUTS, *outputs)
+    if not isinstance(set or {}, Mapping):
+        raise TypeError(f"set is a dict of settings, as set={{'lp.corner': '3 kHz'}}, not a {type(set).__name__}")
+    if realtime not in (True, False):
+        raise TypeError(f"realtime is True or False, not {realtime!r}")
     settings = [f"{name}={text_of(value)}" for name, value in (set or {}).items()]
-    if isinstance(graph, (str, os.PathLike)):
-        path, text = os.fspath(graph), None
-    else:
+    if isinstance(graph, (str, bytes, os.PathLike)):
+        path, text = path_of(graph), None
+    elif isinstance(graph, Graph):
         path, text = graph._path, graph.text
         module_path = graph._module_path if module_path is None else module_path
-    session = _core.Session(path, text, settings, folders_of(module_path), outputs, realtime, check, threads, capacity)
+    else:
+        raise TypeError(f"a graph is a Graph, or the path of a graph file, not a {type(graph).__name__}")
+    session = _core.Session(path, text, settings, folders_of(module_path), outputs, bool(realtime), check, threads, capacity)
     _sessions.add(session)
     return session, path
 
@@ -210,11 +224,19 @@ class _ProgressLine:
         self.width = len(text)
 
 
+def _count_of(threads: int | str) -> int:
+    if isinstance(threads, str) and threads == "auto":
+        return 0
+    if isinstance(threads, (int, np.integer)) and not isinstance(threads, bool) and 1 <= threads <= MOST_THREADS:
+        return int(threads)
+    raise ValueError(f'threads is a number from 1 to {MOST_THREADS}, or "auto"')
+
+
 def run(
     graph: Source,
     *,
     set: Mapping[str, Any] | None = None,
-    keep: list[str] | tuple[str, ...] = (),
+    keep: Iterable[str] = (),
     threads: int | str = 1,
     realtime: bool = False,
     progress: bool | None = None,
@@ -234,12 +256,10 @@ def run(
     GraphError: the graph, a setting or an output is wrong, and nothing was run. RunError: a module failed, or the
     run stalled. Interrupted: Ctrl-C or the stop button ended it in an orderly way; it has the report too.
     """
-    count = 0 if threads == "auto" else threads
-    if not isinstance(count, int) or isinstance(count, bool) or not (threads == "auto" or 1 <= count <= MOST_THREADS):
-        raise ValueError(f'threads is a number from 1 to {MOST_THREADS}, or "auto"')
-    if isinstance(keep, str):
-        raise TypeError("keep is a list of outputs; write keep=['%s']" % keep)
-    outputs = list(keep)
+    count = _count_of(threads)
+    if isinstance(keep, str) or not isinstance(keep, Iterable):
+        raise TypeError(f"{OUTPUTS}: keep={[str(keep or 'lp.Signal')]}")
+    outputs = list(dict.fromkeys(keep))
     session, path = _open_session(graph, set, outputs, module_path, realtime, threads=count)
     line = _ProgressLine(progress)
     stopped = False
@@ -282,7 +302,13 @@ class Stream:
 
     def __next__(self) -> _core.Block:
         while self.report is None:
-            block = self._session.next(POLL)
+            try:
+                block = self._session.next(POLL)
+            except KeyboardInterrupt:
+                self.close()
+                if self.report is None:
+                    raise
+                raise Interrupted(self.report) from None
             if block is False:
                 self.report = _report_of(self._session, self._path, self._outputs, keep=False)
             elif block is not None:
@@ -302,8 +328,18 @@ class Stream:
         )
 
     def close(self) -> None:
-        """Ends the run in an orderly way and waits for that. What was kept stays. Harmless when repeated."""
+        """Ends the run in an orderly way and waits for that; then `report` is there, but for a graph with mistakes. What was
+        kept stays. Harmless when repeated."""
         self._session.close()
+        if self.report is None:
+            try:
+                self.report = _report_of(self._session, self._path, self._outputs, keep=False)
+            except (Error, RuntimeError) as error:
+                self.report = getattr(error, "report", None)
+
+    def __repr__(self) -> str:
+        state = f"{self.held} blocks held" if self.report is None else self.report.verdict
+        return f"<Stream of {', '.join(self._outputs)}: {state}>"
 
     def __enter__(self) -> Stream:
         return self
@@ -331,7 +367,7 @@ def stream(
     """
     if not outputs:
         raise TypeError("name the outputs to follow, as in stream('a.graph', 'low.Signal')")
-    if capacity < 1:
+    if not isinstance(capacity, (int, np.integer)) or capacity < 1:
         raise ValueError("capacity is the number of blocks that may wait, at least 1")
-    session, path = _open_session(graph, set, list(outputs), module_path, realtime, capacity=capacity)
+    session, path = _open_session(graph, set, list(outputs), module_path, realtime, capacity=int(capacity))
     return Stream(session, path, list(outputs), capacity)

@@ -7,11 +7,14 @@ from typing import TYPE_CHECKING, Any, NamedTuple
 import numpy as np
 import numpy.typing as npt
 
+from sigweave._values import check_key, numbers
+
 if TYPE_CHECKING:
     import pandas
     import xarray
 
 FIRST, COUNT, START, RATE = range(4)  # columns of the table of blocks
+FIELDS = ("name", "unit", "stored_unit", "range", "is_spectrum", "_marks")
 CLOCK = 1e-6  # seconds; differences below are the rounding of timestamps
 
 
@@ -27,7 +30,8 @@ class Signal(np.ndarray[Any, np.dtype[Any]]):
     """The values of an output, read-only, with what the signal says of itself.
 
     One dimension: values in time. Two: spectra, or other blocks of equal length, a row each. A slice is a signal
-    too; what NumPy computes from it is an ordinary array.
+    too, and so is `copy()`, which may be written, `astype` and what pickle brings back; what NumPy computes from a signal is
+    an ordinary array.
     """
 
     name: str = ""  # that the signal has
@@ -56,8 +60,8 @@ class Signal(np.ndarray[Any, np.dtype[Any]]):
         empty.flags.writeable = False
         return empty
 
-    def _like(self, other: Signal, first: int, step: int) -> Signal:
-        for field in ("name", "unit", "stored_unit", "range", "is_spectrum", "_marks"):
+    def _like(self, other: Signal, first: int = 0, step: int = 1) -> Signal:
+        for field in FIELDS:
             setattr(self, field, getattr(other, field))
         self.rate = other.rate if other.is_spectrum else other.rate / step
         self._first = other._first + first * other._step
@@ -65,6 +69,7 @@ class Signal(np.ndarray[Any, np.dtype[Any]]):
         return self
 
     def __getitem__(self, key: Any) -> Any:
+        check_key(key)
         found = super().__getitem__(key)
         if not isinstance(found, Signal):
             return found
@@ -81,8 +86,27 @@ class Signal(np.ndarray[Any, np.dtype[Any]]):
             )
         return getattr(ufunc, method)(*plain, **kwargs)
 
+    def __array_function__(self, func: Any, types: Any, args: Any, kwargs: Any) -> Any:
+        found = super().__array_function__(func, types, args, kwargs)
+        return found.view(np.ndarray) if isinstance(found, Signal) else found
+
+    def copy(self, order: Any = "C") -> Signal:
+        """One of its own, which may be written."""
+        return np.array(self, order=order).view(Signal)._like(self)
+
+    def astype(self, dtype: Any, *args: Any, **kwargs: Any) -> Any:
+        """A copy with values of another type."""
+        return self.view(np.ndarray).astype(dtype, *args, **kwargs).view(Signal)._like(self)
+
+    def __copy__(self) -> Signal:
+        return self.copy()
+
+    def __deepcopy__(self, memo: Any, /) -> Signal:
+        return self.copy()
+
     def __reduce__(self) -> Any:
-        return np.array, (self.view(np.ndarray),)
+        said = {field: getattr(self, field) for field in (*FIELDS, "rate", "_first", "_step")}
+        return _restored, (np.array(self), said)
 
     @property
     def blocks(self) -> npt.NDArray[np.float64]:
@@ -144,7 +168,7 @@ class Signal(np.ndarray[Any, np.dtype[Any]]):
         """The values from `begin` up to and without `end`, in seconds after the start. ValueError for spectra."""
         if self.is_spectrum:
             raise ValueError("a spectrum has no time; take its rows by their number")
-        first, last = np.searchsorted(self.time(), [begin, end])
+        first, last = np.searchsorted(self.time(), numbers(begin, end))
         part: Signal = self[int(first) : int(last)]
         return part
 
@@ -162,7 +186,7 @@ class Signal(np.ndarray[Any, np.dtype[Any]]):
             return pandas.DataFrame(np.atleast_2d(values), columns=self.time() if self.is_spectrum else None)
         if self.rate > 0 and self.start > 0:
             offsets = pandas.to_timedelta(np.round(self.time() * 1e9).astype(np.int64))
-            index: Any = pandas.to_datetime(round(self.start * 1e9), utc=True) + offsets
+            index: Any = pandas.to_datetime(round(self.start * 1e6), unit="us", utc=True) + offsets
         else:
             index = self.time()
         return pandas.Series(values, index=index, name=self._label())
@@ -183,6 +207,13 @@ class Signal(np.ndarray[Any, np.dtype[Any]]):
         shape = " x ".join(str(extent) for extent in self.shape)
         rate = f", {self.rate:g} {'per Hz' if self.is_spectrum else '/s'}" if self.rate else ""
         return f"<Signal {self._label()}: {shape}{rate}>\n{self.view(np.ndarray)!r}"
+
+
+def _restored(values: npt.NDArray[Any], said: dict[str, Any]) -> Signal:
+    signal = values.view(Signal)
+    for field, value in said.items():
+        setattr(signal, field, value)
+    return signal
 
 
 def signals_of(parts: list[dict[str, Any]]) -> Signal | dict[str, Signal]:

@@ -1,8 +1,9 @@
-"""Several signals as one table."""
+"""Signals, and what notebooks show, as tables."""
 
 from __future__ import annotations
 
-from collections.abc import Iterable
+import html
+from collections.abc import Iterable, Sequence
 from typing import TYPE_CHECKING, Any, Union
 
 import numpy as np
@@ -15,6 +16,15 @@ if TYPE_CHECKING:
     import xarray
 
 AnySignal = Union[Signal, RecordedSignal]
+
+
+def table_of(head: Sequence[str], rows: Iterable[Sequence[Any]]) -> str:
+    """As HTML, for notebooks."""
+
+    def row(cells: Sequence[Any], tag: str) -> str:
+        return "<tr>" + "".join(f"<{tag}>{html.escape(str(cell))}</{tag}>" for cell in cells) + "</tr>"
+
+    return "<table>" + row(head, "th") + "".join(row(cells, "td") for cells in rows) + "</table>"
 
 
 def frame_of(signals: Iterable[tuple[str, AnySignal]]) -> pandas.DataFrame:

@@ -18,6 +18,7 @@ the name of its class.
 
 from __future__ import annotations
 
+import sys
 from collections.abc import Sequence
 from dataclasses import dataclass, replace
 from operator import attrgetter
@@ -27,6 +28,7 @@ import numpy as np
 import numpy.typing as npt
 
 Value = TypeVar("Value")
+LARGEST = sys.float_info.max
 
 
 def _refuse(name: str) -> Any:
@@ -56,8 +58,8 @@ class _Parameter(_Property, Generic[Value]):
         *,
         unit: str = "",
         help: str = "",
-        minimum: float = -1.7976931348623157e308,
-        maximum: float = 1.7976931348623157e308,
+        minimum: float = -LARGEST,
+        maximum: float = LARGEST,
         choices: tuple[str, ...] = (),
         live: bool = False,
     ) -> None:
@@ -94,44 +96,62 @@ class Number(_Parameter[float]):
 
     kind = "NUMBER"
 
-    def __init__(self, default: float | None = None, **declared: Any) -> None:
-        super().__init__(default, **declared)
+    def __init__(
+        self,
+        default: float | None = None,
+        *,
+        unit: str = "",
+        help: str = "",
+        minimum: float = -LARGEST,
+        maximum: float = LARGEST,
+        live: bool = False,
+    ) -> None:
+        super().__init__(default, unit=unit, help=help, minimum=minimum, maximum=maximum, live=live)
 
 
 class Integer(_Parameter[int]):
-    """An integer of 32 bits."""
+    """An integer of 32 bits. Without a default it must be given."""
 
     kind = "INTEGER"
 
-    def __init__(self, default: int | None = None, **declared: Any) -> None:
-        super().__init__(default, **declared)
+    def __init__(
+        self,
+        default: int | None = None,
+        *,
+        unit: str = "",
+        help: str = "",
+        minimum: float = -LARGEST,
+        maximum: float = LARGEST,
+        live: bool = False,
+    ) -> None:
+        super().__init__(default, unit=unit, help=help, minimum=minimum, maximum=maximum, live=live)
 
 
 class Text(_Parameter[str]):
-    """A text."""
+    """A text. Without a default it must be given."""
 
     kind = "TEXT"
 
-    def __init__(self, default: str | None = None, **declared: Any) -> None:
-        super().__init__(default, **declared)
+    def __init__(self, default: str | None = None, *, help: str = "", live: bool = False) -> None:
+        super().__init__(default, help=help, live=live)
 
 
 class File(_Parameter[str]):
-    """The path of a file that is read."""
+    """The path of a file that is read. Without a default it must be given."""
 
     kind = "FILE"
 
-    def __init__(self, default: str | None = None, **declared: Any) -> None:
-        super().__init__(default, **declared)
+    def __init__(self, default: str | None = None, *, help: str = "", live: bool = False) -> None:
+        super().__init__(default, help=help, live=live)
 
 
 class Switch(_Parameter[bool]):
-    """yes or no."""
+    """yes or no. Without a default it must be given."""
 
     kind = "SWITCH"
 
-    def __init__(self, default: bool | None = None, **declared: Any) -> None:
-        super().__init__(default, **declared)
+    def __init__(self, default: bool | None = None, *, help: str = "", live: bool = False) -> None:
+        super().__init__(default, help=help, live=live)
 
 
 class Choice(_Parameter[str]):
@@ -139,8 +159,10 @@ class Choice(_Parameter[str]):
 
     kind = "CHOICE"
 
-    def __init__(self, *choices: str, default: str | None = None, **declared: Any) -> None:
-        super().__init__(choices[0] if default is None else default, choices=choices, **declared)
+    def __init__(self, *choices: str, default: str | None = None, help: str = "", live: bool = False) -> None:
+        if not choices or not all(isinstance(one, str) for one in choices):
+            raise TypeError("a Choice is between words, as Choice('low', 'high')")
+        super().__init__(choices[0] if default is None else default, choices=choices, help=help, live=live)
 
 
 @dataclass(frozen=True)
@@ -209,6 +231,8 @@ class Module:
 
     def result(self, quantity: str, value: float, unit: str = "") -> None:
         """Adds a figure to the table and the report of the run, in `end` or before."""
+        if not isinstance(quantity, str) or not isinstance(unit, str):
+            raise TypeError("result takes a name, a number and a unit, as result('peak', 1.5, 'V')")
         self._results.append((quantity, float(value), unit))
 
     @property

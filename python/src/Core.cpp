@@ -11,6 +11,7 @@
 #include "host/GraphText.h"
 #include "host/GraphXml.h"
 #include "host/Language.h"
+#include "host/ModuleCatalogue.h"
 #include "host/ModuleLibrary.h"
 #include "host/ModuleListing.h"
 #include "host/ProgressLine.h"
@@ -45,7 +46,8 @@ const Samples& ChannelOf(const python::LiveBlock& block, const std::string& name
     std::string known;
     for (const python::Track::Part& part : block.track.parts)
         if (!part.samples->marks.empty()) known += (known.empty() ? "" : ", ") + part.name;
-    throw py::key_error("the block has no channel '" + name + "'; it has: " + known);
+    throw py::key_error("the block has no channel '" + name + "'; " +
+                        (known.empty() ? "its values are block.values" : "it has: " + known));
 }
 
 py::object View(const Samples& samples, const py::object& block) {
@@ -59,11 +61,41 @@ py::object View(const Samples& samples, const py::object& block) {
     return samples.dimensions == 2 ? ArrayOf(samples, 2, shape, block) : ArrayOf(samples, 1, &count, block);
 }
 
-void BindBlock(py::module_& core) {
+py::list ChannelsOf(const python::LiveBlock& block) {
+    py::list names;
+    for (const python::Track::Part& part : block.track.parts)
+        if (!part.samples->marks.empty() && !part.name.empty()) names.append(ToPython(part.name));
+    return names;
+}
+
+std::int64_t LengthOf(const python::LiveBlock& block) {
+    const Samples& samples = SamplesOf(block);
+    return samples.marks.empty() ? 0 : samples.marks[0].count;
+}
+
+std::string Represent(const python::LiveBlock& block) {
+    const python::Info& info = SamplesOf(block).info;
+    return "<Block " + std::to_string(block.number) + " of " + block.output + ": " +
+           std::to_string(LengthOf(block)) + " values" + (info.unit.empty() ? "" : " in " + info.unit) + ">";
+}
+
+py::object TimeOf(const python::LiveBlock& block) {
+    const Samples& samples = SamplesOf(block);
+    const bool isMatrix = samples.dimensions == 2 && !samples.marks.empty();
+    const py::object numbers = py::module_::import("numpy").attr("arange")(
+        isMatrix ? std::int64_t{samples.marks[0].columns} : LengthOf(block), py::arg("dtype") = "float64");
+    return samples.info.rate > 0.0 ? numbers / py::float_(samples.info.rate) : numbers;
+}
+
+using BlockClass = py::class_<python::LiveBlock, std::shared_ptr<python::LiveBlock>>;
+
+void BindValues(BlockClass& block) {
     using Block = python::LiveBlock;
-    py::class_<Block, std::shared_ptr<Block>>(core, "Block")
+    block
         .def_property_readonly(
-            "values", [](const py::object& self) { return View(SamplesOf(self.cast<const Block&>()), self); })
+            "values", [](const py::object& self) { return View(SamplesOf(self.cast<const Block&>()), self); },
+            "Its values, read-only and without a copy, which keep the block alive; of a bus those of the "
+            "first channel.\nOne dimension, or two for a matrix.")
         .def(
             "__array__",
             [](const py::object& self, const py::object& type) {
@@ -71,35 +103,56 @@ void BindBlock(py::module_& core) {
                 return type.is_none() ? values : values.attr("astype")(type);
             },
             py::arg("dtype") = py::none())
-        .def("__getitem__",
-             [](const py::object& self, const std::string& name) {
-                 return View(ChannelOf(self.cast<const Block&>(), name), self);
-             })
-        .def("__len__",
-             [](const Block& block) {
-                 const Samples& samples = SamplesOf(block);
-                 return samples.marks.empty() ? std::int64_t{0} : samples.marks[0].count;
-             })
-        .def_property_readonly("output", [](const Block& block) { return ToPython(block.output); })
-        .def_readonly("number", &Block::number)
-        .def_property_readonly("channels",
-                               [](const Block& block) {
-                                   py::list names;
-                                   for (const python::Track::Part& part : block.track.parts)
-                                       if (!part.samples->marks.empty() && !part.name.empty())
-                                           names.append(ToPython(part.name));
-                                   return names;
-                               })
-        .def_property_readonly("name",
-                               [](const Block& block) { return ToPython(SamplesOf(block).info.name); })
-        .def_property_readonly("unit",
-                               [](const Block& block) { return ToPython(SamplesOf(block).info.unit); })
-        .def_property_readonly("rate", [](const Block& block) { return SamplesOf(block).info.rate; })
-        .def_property_readonly("start", [](const Block& block) { return SamplesOf(block).info.start; })
-        .def_property_readonly("is_spectrum", [](const Block& block) { return SamplesOf(block).isSpectrum; })
-        .def_property_readonly("state", [](const Block& block) {
-            return TCTypeInfo::BlockStateToString(static_cast<TCBLOCKSTATUS>(SamplesOf(block).info.state));
-        });
+        .def(
+            "__getitem__",
+            [](const py::object& self, const py::object& name) {
+                if (!py::isinstance<py::str>(name))
+                    throw py::type_error(
+                        "block['name'] has the values of a channel; by number they are block.values[0]");
+                return View(ChannelOf(self.cast<const Block&>(), name.cast<std::string>()), self);
+            },
+            "The values of a channel. KeyError when the block has none of that name.")
+        .def("__len__", &LengthOf)
+        .def("time", &TimeOf,
+             "Seconds after its start, one for each value; of spectra the frequencies, in hertz. Without a "
+             "rate the numbers\nof the values.")
+        .def("_ipython_key_completions_", &ChannelsOf)
+        .def("__repr__", [](const Block& self) { return ToPython(Represent(self)); });
+}
+
+void BindBlock(py::module_& core) {
+    using Block = python::LiveBlock;
+    BlockClass block(core, "Block",
+                     "One block of a stream. It may go wherever an array may; `values` is a view of it.");
+    BindValues(block);
+    block
+        .def_property_readonly(
+            "output", [](const Block& self) { return ToPython(self.output); },
+            "INSTANCE.OUTPUT that it comes from.")
+        .def_readonly("number", &Block::number, "In its output, counted from 0.")
+        .def_property_readonly("channels", &ChannelsOf,
+                               "The names of a bus's channels; empty for other blocks.")
+        .def_property_readonly(
+            "name", [](const Block& self) { return ToPython(SamplesOf(self).info.name); },
+            "That its signal has.")
+        .def_property_readonly(
+            "unit", [](const Block& self) { return ToPython(SamplesOf(self).info.unit); },
+            "Of its values, as people write it: mV; empty: none.")
+        .def_property_readonly(
+            "rate", [](const Block& self) { return SamplesOf(self).info.rate; },
+            "Values a second, of spectra a hertz; 0: not known.")
+        .def_property_readonly(
+            "start", [](const Block& self) { return SamplesOf(self).info.start; },
+            "The moment of its first value, in seconds since 1970-01-01 00:00 UTC.")
+        .def_property_readonly(
+            "is_spectrum", [](const Block& self) { return SamplesOf(self).isSpectrum; },
+            "Whether its values lie over frequencies.")
+        .def_property_readonly(
+            "state",
+            [](const Block& self) {
+                return TCTypeInfo::BlockStateToString(static_cast<TCBLOCKSTATUS>(SamplesOf(self).info.state));
+            },
+            "START, BUSY, STOP, COMPLETE or INVALID.");
 }
 
 // --- Runs
@@ -377,6 +430,7 @@ PYBIND11_MODULE(_core, core) {
     BindSession(core);
     BindGraph(core);
     python::BindRecordings(core);
+    core.def("set_default_folder", &host::ModuleCatalogue::SetDefaultFolder);
     core.def("set_python_loader", &host::ModuleLibrary::SetPythonLoader);
     core.def("list_modules", &ListModules);
     core.def("write_file", &WriteFile);

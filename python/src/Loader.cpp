@@ -12,6 +12,7 @@
 #include "python/src/PythonModule.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/platform/LoadedLibrary.h"
+#include "sigweave/signal/UnitText.h"
 
 namespace py = pybind11;
 
@@ -96,6 +97,9 @@ TCModuleParameter ParameterOf(const Declared& declared, std::deque<std::string>&
                                 .maximum = maximum,
                                 .choices = keep(choices),
                                 .live = live};
+    tc::UnitMeaning meaning;
+    CString wrong;
+    if (!unit.empty() && !tc::ReadUnit(unit, meaning, wrong)) throw py::value_error(name + ": " + wrong);
     if (value && !parameter.Allows(parameter.defaultValue))
         throw py::value_error("the default is not allowed: " +
                               std::string(parameter.DescribeRefusal(parameter.defaultValue)));

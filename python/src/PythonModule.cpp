@@ -285,8 +285,11 @@ PythonModule::Values PythonModule::ValuesOf(PyObject* result) const {
         if (proxy->nd == 1 && proxy->descr == DoubleType().ptr() && (proxy->flags & PLAIN) == PLAIN)
             return {reinterpret_cast<const double*>(proxy->data), static_cast<int>(proxy->dimensions[0]), {}};
     }
-    const auto array = py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(result);
     const std::string step = kind.isSource ? "fetch" : "execute";
+    const auto given = py::array::ensure(result);
+    if (given && given.dtype().kind() == 'c')
+        throw py::type_error(step + " returned complex numbers; return their magnitude, or two outputs");
+    const auto array = py::array_t<double, py::array::c_style | py::array::forcecast>::ensure(given);
     if (!array) {
         PyErr_Clear();
         throw py::type_error(step + " must return numbers, as an array, or None");

@@ -119,7 +119,7 @@ void Session::OpenAndRun() {
     host::OpenGraph open(request.source);
     std::vector<host::OutputWatch> watches;
     for (const std::string& name : request.outputs)
-        if (const auto watch = open.WatchOutput(name, {"'" + name + "'"})) watches.push_back(*watch);
+        if (const auto watch = open.WatchOutput(name, {"output '" + name + "'"})) watches.push_back(*watch);
     lock.unlock();
     Check(open);
     std::vector<host::Message> idle;
@@ -143,6 +143,13 @@ void Session::Check(host::OpenGraph& open) {
     }
     report.verdict = host::Verdict::Mistakes;
     report.mistakes = open.mistakes.InOrder();
+    const bool isAnyUnknown = std::ranges::any_of(
+        open.file.GetInstances(),
+        [&](const host::InstanceEntry& entry) { return open.catalogue.Find(entry.module) == nullptr; });
+    if (!isAnyUnknown) return;
+    const host::Place place{"module path", 0};
+    for (const std::string& problem : open.catalogue.Problems())  // may be why
+        report.mistakes.push_back({place, problem});
 }
 
 host::RunOptions Session::OptionsFor(host::OpenGraph& open, std::vector<host::OutputWatch> watches) {

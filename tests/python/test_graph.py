@@ -1,5 +1,7 @@
 """Graphs that are built in Python."""
 
+import copy
+import pickle
 import subprocess
 import xml.etree.ElementTree as tree
 
@@ -72,6 +74,29 @@ def test_lines_and_instances_come_and_go(chord):
         sigweave.Graph.parse("[a]\nmodule=Math\n").save("no/such/folder/a.graph")
     with pytest.raises(sigweave.GraphError):
         sigweave.Graph.parse("[a\n")
+
+
+def test_is_copied_pickled_and_compared(chord):
+    copies = [chord.copy(), copy.copy(chord), copy.deepcopy(chord), pickle.loads(pickle.dumps(chord))]
+    assert all(one == chord and one.run().results == chord.run().results for one in copies)
+    copies[1]["lp"].corner = 4000
+    assert copies[1] != chord and chord["lp"].corner == copy.copy(chord["lp"]).corner == "3 kHz"
+
+
+def test_is_shown_in_notebooks(chord):
+    shown = chord["lp"]._repr_html_()
+    assert "<td>corner</td><td>3 kHz</td><td>must be given</td><td>Hz</td>" in shown and "lowpass" in shown
+    assert "<td>Filter</td>" in sigweave.modules()._repr_html_()
+    assert "<td>rms</td>" in chord.run()._repr_html_()
+    assert chord._ipython_key_completions_() == list(chord)
+
+
+def test_changed_modules_are_read_again(tmp_path):
+    text = "import sigweave\n\n\nclass Mine(sigweave.Module):\n    %s = sigweave.Number(1)\n\n    def execute(self, s):\n        return s\n"
+    graph = sigweave.Graph(module_path=[tmp_path, ""])
+    for name in ("gain", "offset"):
+        (tmp_path / "mine.py").write_text(text % name)
+        assert name in dir(graph.add("Mine", name))
 
 
 def test_is_drawn(chord):

@@ -1,6 +1,9 @@
 """Streams, and what views keep alive."""
 
 import gc
+import os
+import signal
+import threading
 import time
 
 import numpy as np
@@ -29,6 +32,9 @@ def test_the_run_waits_when_nobody_takes_blocks():
         time.sleep(0.2)
         assert live.held <= 3 + 2  # one in hand, one that the run holds
         assert len(first) == 256 and first.rate == 48000.0
+    assert live.report.verdict == "interrupted" and "of lp.Signal: interrupted" in repr(live)
+    assert repr(first) == "<Block 0 of lp.Signal: 256 values>"
+    np.testing.assert_array_equal(first.time(), np.arange(256) / 48000)
     with pytest.raises(ValueError):
         endless().stream("lp.Signal", capacity=0)
     with pytest.raises(TypeError, match="name the outputs"):
@@ -60,6 +66,19 @@ def test_says_that_kept_blocks_cost_memory():
     with endless().stream("lp.Signal") as live, pytest.warns(RuntimeWarning, match="memory grows"):
         kept = [next(live).values for _ in range(100)]
     assert len(kept) == 100
+
+
+def test_ctrl_c_in_the_loop_ends_the_run():
+    live = endless().stream("lp.Signal")
+    timer = threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT))
+    timer.start()
+    blocks = 0
+    with pytest.raises(KeyboardInterrupt):
+        for _ in live:
+            blocks += 1
+    timer.join()
+    live.close()
+    assert blocks > 0 and live.report.verdict == "interrupted"
 
 
 def test_failures_come_out_of_the_loop(chord, stalling):

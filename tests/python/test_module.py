@@ -2,6 +2,7 @@
 
 import math
 import os
+import re
 import subprocess
 import sys
 from pathlib import Path
@@ -91,6 +92,9 @@ def test_may_hold_blocks_back(mine):
     [
         ("def execute(self, signal):\n    return 1 / 0", "ZeroDivisionError: division by zero (mine.py, line 9)"),
         ("def execute(self, signal):\n    return 'much'", "must return numbers"),
+        ("def execute(self, signal):\n    return signal * 1j", "returned complex numbers; return their magnitude"),
+        ("def execute(self, signal):\n    self.result(1, 1)\n    return signal", "as result('peak', 1.5, 'V') (mine.py, line 9)"),
+        ("def describe(self, info):\n    return info.replace(rate='x')\ndef execute(self, signal):\n    return signal", "rate of an Info is a number, not 'x'"),
         ("def execute(self, signal):\n    return signal.reshape(2, -1)", "one dimension"),
         ("def execute(self, signal):\n    return []", "at least one value"),
         ("outputs = 'A', 'B'\ndef execute(self, signal):\n    return signal", "a tuple of 2 arrays, one for each output: A, B"),
@@ -119,6 +123,11 @@ def test_an_exception_ends_the_run_in_one_line_with_its_traceback_in_the_log(min
         ("from sigweave import Module\nimport no_such_package\n", "no_such_package"),
         ("# of sigweave, but no Module\n", "derive a class from sigweave.Module"),
         (HEAD + "    n = sigweave.Number(-1, minimum=0)\n    def execute(self, s): return s\n", "n: '-1"),
+        (HEAD + "    n = sigweave.Number(1, unit='Flup')\n    def execute(self, s): return s\n", "n: 'Flup' is no unit"),
+        (HEAD + "    n = sigweave.Number(1, mininum=0)\n    def execute(self, s): return s\n", "argument 'mininum' (bad.py, line 8)"),
+        (HEAD + "    n = sigweave.Choice()\n    def execute(self, s): return s\n", "a Choice is between words"),
+        (HEAD + "    start = sigweave.Number(1)\n    def execute(self, s): return s\n", "give the parameter another name"),
+        (HEAD + "    def execute(self): return 1\n", "Mine.execute must take a signal for each input: execute(self, signal)"),
         (HEAD + "    inputs = 'AB'\n    def execute(self, s): return s\n", "Mine.inputs is a text"),
         (HEAD + "    outputs = ('A', 'A')\n    def execute(self, s): return s\n", "names that differ"),
         (HEAD + "    inputs = ()\n    def execute(self): return 1\n", "has no input; give it fetch"),
@@ -130,7 +139,8 @@ def test_a_file_that_cannot_be_used_is_named_and_leaves_others_alone(tmp_path, t
     (tmp_path / "bad.py").write_text(text)
     listed = program("modules", path=tmp_path)
     assert "bad.py" in listed.stderr and words in listed.stderr and "Statistics" in listed.stdout
-    assert "Statistics" in sigweave.modules([tmp_path, ""])
+    with pytest.warns(RuntimeWarning, match=f"bad.py: .*{re.escape(words)}"):
+        assert "Statistics" in sigweave.modules([tmp_path, ""])
 
 
 @pytest.mark.parametrize("example", ["clip.py", "steps.py"])
@@ -233,6 +243,33 @@ def test_live_parameters_change_in_a_run(chord, tmp_path):
     report = chord.run(keep=["mine.Signal"])
     assert any("too loud" in text for text in report.warnings), report.messages
     assert np.all(np.asarray(report["mine.Signal"]) == 1)
+
+
+def test_a_long_step_holds_up_no_other_thread(tmp_path):
+    """In each step the interpreter is held until the other thread has written what was sent to it before."""
+    (tmp_path / "mine.py").write_text(
+        "import ctypes\nimport sys\nimport time\n\nimport numpy as np\nimport sigweave\n\n"
+        "libc = ctypes.PyDLL(None)  # its calls do not let go of the interpreter\n\n\n"
+        "class Mine(sigweave.Module):\n    steps = behind = 0\n"
+        "    def begin(self):\n        self.usual = sys.getswitchinterval()\n        sys.setswitchinterval(1000)\n"
+        "        self.file = open('table.csv.part', 'rb')\n"
+        "    def execute(self, signal):\n"
+        "        wanted, until = (self.steps - 1) * len(signal) * 6, time.monotonic() + 20\n"
+        "        self.steps += 1\n        written = libc.lseek(self.file.fileno(), 0, 2)\n        self.behind += written < wanted\n"
+        "        while written < wanted:\n            if time.monotonic() > until:\n"
+        "                raise TimeoutError(f'{written} bytes of {wanted} in step {self.steps}')\n"
+        "            written = libc.lseek(self.file.fileno(), 0, 2)\n        return signal\n"
+        "    def end(self):\n        self.file.close()\n        sys.setswitchinterval(self.usual)\n"
+        "        self.result('steps', self.steps)\n        self.result('behind', self.behind)\n"
+    )
+    graph = sigweave.Graph(module_path=[tmp_path, ""])
+    graph.add("Generator", "noise", form="noise", duration=10, block=16384)
+    graph.add("CsvWriter", "table", file="table.csv")
+    graph.add("Mine", "mine")
+    graph.connect("noise.Signal", "mine.Signal")
+    graph.connect("noise.Signal", "table.Signal")
+    results = graph.run(threads=2).results
+    assert results.value("steps") == 30 and results.value("behind") > 0
 
 
 def test_what_a_module_keeps_is_its_own(mine):

@@ -1,10 +1,13 @@
 """Packed recordings: arrays that stay in their file."""
 
+import copy
 import gc
 import os
+import pickle
 import re
 import signal as signals
 import subprocess
+import threading
 import time
 
 import numpy as np
@@ -74,6 +77,49 @@ def test_slices_are_those_of_the_array(recorded):
         np.testing.assert_array_equal(signal * 2 - np.abs(signal), plain * 2 - np.abs(plain))
         with pytest.raises(IndexError, match="48000 values"):
             signal[48000]
+        with pytest.raises(TypeError, match=r"between\(0.1, 0.2\) takes a part by time"):
+            signal[0.5:1]
+        with pytest.raises(TypeError, match="two numbers"):
+            signal.between(None, 1)
+        with pytest.raises(AttributeError, match=r"stays in its file and has no 'mean'; .* signal\[:\].mean"):
+            signal.mean()
+
+
+def test_threads_read_one_signal_at_once(recorded):
+    plain = np.asarray(recorded["high"])
+    recording = sigweave.open("x.mcap")
+    wrong = []
+
+    def read(seed):
+        chooser = np.random.default_rng(seed)
+        for _ in range(100):
+            begin, end = np.sort(chooser.integers(0, 48000, 2))
+            if not np.array_equal(recording["high"][begin:end], plain[begin:end]) or len(recording["high"].blocks) != 48:
+                wrong.append((begin, end))
+
+    threads = [threading.Thread(target=read, args=(seed,)) for seed in range(4)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert wrong == []
+
+
+def test_is_copied_and_pickled_as_its_file(recorded, monkeypatch, tmp_path):
+    recording = sigweave.open("x.mcap")
+    stored = pickle.dumps((recording, recording["high"]))
+    assert len(stored) < 1000
+    monkeypatch.chdir("/")
+    again, signal = pickle.loads(stored)
+    for one in (again["high"], signal, copy.copy(signal), copy.deepcopy(signal)):
+        np.testing.assert_array_equal(one, recorded["high"])
+    again.close()
+    with pytest.raises(KeyError, match=r"was closed; refresh\(\) opens it again"):
+        again["high"]
+    assert "closed" in repr(again)
+    (tmp_path / "x.mcap").unlink()
+    with pytest.raises(FileNotFoundError, match="x.mcap"):
+        pickle.loads(pickle.dumps(signal))
 
 
 def test_a_slice_within_a_block_is_a_view_that_keeps_the_file_mapped(recorded, tmp_path):
