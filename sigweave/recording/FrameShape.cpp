@@ -8,7 +8,6 @@ namespace tc::recording {
 
 // As docs/packed-frames.md describes it.
 std::int64_t CountFirstElements(std::string_view frame) {
-    constexpr std::size_t METADATA_SIZE = 59;  // with an empty name
     if (frame.size() < FRAME_HEAD + 1) return -1;
     std::size_t at = FRAME_HEAD;
     const auto take = [&](std::int32_t& value) {
@@ -19,7 +18,7 @@ std::int64_t CountFirstElements(std::string_view frame) {
     };
     std::int32_t rest = 0, segments = 0, nameLength = 0, type = 0, dimensions = 0;
     if (frame[at++] != 0) {
-        if (!take(rest) || rest < static_cast<std::int32_t>(METADATA_SIZE - sizeof rest)) return -1;
+        if (!take(rest) || rest < 0) return -1;
         at += static_cast<std::size_t>(rest);
     }
     if (!take(segments)) return -1;

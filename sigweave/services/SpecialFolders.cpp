@@ -1,6 +1,7 @@
 #include "sigweave/services/SpecialFolders.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -147,7 +148,15 @@ constexpr Row FOLDERS[] = {
     {"CSIDL_COMPUTERSNEARME", 0x3D, Nowhere, ""},
     {"CSIDL_FLAG_CREATE", 0x8000, Nowhere, ""},
 };
-static_assert(std::size(FOLDERS) == 58);
+
+// Each number once: 0x00 to 0x3D but for five that mean nothing, and the flag.
+constexpr std::uint64_t NUMBERS = [] {
+    std::uint64_t numbers = 0;
+    for (const Row& row : FOLDERS) numbers |= row.number < 64 ? std::uint64_t{1} << row.number : 0;
+    return numbers;
+}();
+static_assert(std::size(FOLDERS) == 58 && std::end(FOLDERS)[-1].number == 0x8000);
+static_assert(NUMBERS == 0x2FE3'FFFF'FFFF'7FFF);
 
 }  // namespace
 

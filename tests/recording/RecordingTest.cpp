@@ -10,8 +10,10 @@
 #include <random>
 #include <sstream>
 
+#include "sigweave/module/TCPortHelper.h"
 #include "sigweave/recording/RecordingReader.h"
 #include "sigweave/recording/RecordingWriter.h"
+#include "sigweave/signal/TCBusSerializeHelper.h"
 
 namespace {
 
@@ -33,27 +35,49 @@ struct Place {
     }
 };
 
+// Of three signals: the second's type is none that its blocks would suggest, and the third, of which no type
+// is known, stays without a block unless a test writes one.
 class Writing {
  public:
-    explicit Writing(const std::string& path, int signals = 2) : streams(static_cast<std::size_t>(signals)) {
+    explicit Writing(const std::string& path) {
+        static constexpr const char* TYPES[] = {"TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}",
+                                                "TYPEINFO{TypeInfo} DOUBLE[]{SPECTRUM}", nullptr};
         EXPECT_TRUE(writer.Prepare(path.c_str(), true)) << writer.GetError();
-        for (int i = 0; i < signals; ++i) {
-            writer.AddSignal("Signal " + std::to_string(i + 1), "TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}",
-                             2);
-            streams[static_cast<std::size_t>(i)].source.AddOutputStream(
-                streams[static_cast<std::size_t>(i)].line.SetInputStream(0));
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(writer.AddSignal("Signal " + std::to_string(i + 1), TYPES[i], 2), i);
+            streams[i].source.AddOutputStream(streams[i].line.SetInputStream(0));
         }
         EXPECT_TRUE(writer.Begin({{"graph", "[a]\nmodule=A\n"}})) << writer.GetError();
     }
-    void Append(int signal, const std::vector<double>& values) {
-        Stream& stream = streams[static_cast<std::size_t>(signal)];
+    void Append(int signal, const std::vector<double>& values, const std::string& name = "") {
+        Stream& stream = streams[signal];
         TCTypeInfo ti;
-        ti.SetSignalname(signal == 0 ? "sine" : "caf\xC3\xA9");
+        ti.SetSignalname(!name.empty() ? name.c_str() : signal == 0 ? "sine" : "caf\xC3\xA9");
         ti.SetTimestamp(1.7e12 + 0.5 * static_cast<double>(stream.blocks));
         ti.SetSamplerate(1000.0);
         ti.SetState(stream.blocks++ == 0 ? START : BUSY);
         stream.source.SetTI(&ti, false);
         stream.source.WriteDblVec(values.data(), static_cast<int>(values.size()));
+        EXPECT_TRUE(writer.Append(signal, stream.line)) << writer.GetError();
+    }
+    // Of two channels; the first has no metadata, and the second has two blocks with some.
+    void AppendBus(int signal, std::initializer_list<double> timestamps) {
+        Stream& stream = streams[signal];
+        const double value = 0.5;
+        const int extent = 1;
+        stream.source.StartWriteSegments();
+        const auto write = [&](int channel, const TCTypeInfo* ti) {
+            const TCString name = TCBusSerializeHelper::GenSegmentName(TCPortHelper::TYPE_DOUBLEARRAY,
+                                                                       nullptr, 0, channel, "channel", "");
+            stream.source.WriteBusSegment(name, TCIOStream::DOUBLE, 1, &extent, &value, true, ti);
+        };
+        write(0, nullptr);
+        for (const double timestamp : timestamps) {
+            TCTypeInfo ti;
+            ti.SetTimestamp(timestamp);
+            write(1, &ti);
+        }
+        stream.source.EndWriteSegments();
         EXPECT_TRUE(writer.Append(signal, stream.line)) << writer.GetError();
     }
     tc::RecordingWriter writer;
@@ -63,7 +87,7 @@ class Writing {
         TCIOStream source, line;
         int blocks = 0;
     };
-    std::vector<Stream> streams;
+    Stream streams[3];
 };
 
 std::string ReadAll(const std::string& path) {
@@ -113,7 +137,9 @@ struct Sample {
     Sample() {
         Writing writing("sample.mcap");
         for (int i = 0; i < 12; ++i) writing.Append(i % 3 == 2, {i + 0.25, -1.0 * i, 0.0});
+        EXPECT_EQ(writing.writer.GetBlockCount(1), 4);
         EXPECT_TRUE(writing.writer.Close());
+        EXPECT_TRUE(writing.writer.Close()) << "nothing is left to do";
         bytes = ReadAll("sample.mcap");
         blocks = Read("sample.mcap", Opening::BY_SCAN).blocks;
     }
@@ -134,11 +160,14 @@ TEST(Recording, ComesBackWithItsSignalsAndFacts) {
     ASSERT_TRUE(reader.Open("sample.mcap")) << reader.GetError();
     EXPECT_TRUE(reader.IsClosed());
     EXPECT_EQ(reader.GetFact("graph"), "[a]\nmodule=A\n");
-    ASSERT_EQ(reader.GetSignals().size(), 2u);
+    ASSERT_EQ(reader.GetSignals().size(), 3u);
+    const tc::RecordingSignal& third = reader.GetSignals()[2];
+    EXPECT_EQ(third.name + third.type, "Signal 3") << "nothing else is known of it";
+    EXPECT_EQ(third.items + third.blocks, 0);
     const tc::RecordingSignal& second = reader.GetSignals()[1];
     EXPECT_EQ(second.name, "caf\xC3\xA9");
     EXPECT_EQ(second.port, "Signal 2");
-    EXPECT_EQ(second.type, "TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}");
+    EXPECT_EQ(second.type, "TYPEINFO{TypeInfo} DOUBLE[]{SPECTRUM}");
     EXPECT_EQ(second.items, 2);
     EXPECT_EQ(second.rate, 1000.0);
     EXPECT_EQ(second.blocks, 4);
@@ -186,6 +215,7 @@ TEST(Recording, LosesNoOtherBlockByAFlippedBit) {
             ASSERT_TRUE(content.isOpen) << at;
             EXPECT_EQ(content.blocks, sample.Outside(place, place + 1)) << at;
             EXPECT_FALSE(content.isSound) << at;
+            EXPECT_TRUE(content.blocks == sample.blocks || !content.damages.empty()) << at;
         }
     }
 }
@@ -210,33 +240,71 @@ TEST(Recording, LosesNoOtherBlockByAHoleOfZeros) {
 
 TEST(Recording, SaysWhatIsLostAndWhere) {
     const Sample sample;
-    std::string bytes = sample.bytes;
+    const auto told = [](const std::string& bytes) {
+        WriteAll("lost.mcap", bytes);
+        RecordingReader reader;
+        EXPECT_TRUE(reader.Open("lost.mcap"));
+        ReadOn(reader);
+        std::vector<std::string> losses;
+        for (const tc::RecordingDamage& damage : reader.GetDamages())
+            losses.push_back(reader.Describe(damage));
+        EXPECT_TRUE(reader.Seek(1, 1));
+        EXPECT_EQ(reader.GetDamages().size(), losses.size()) << "what a search passes is not met again";
+        EXPECT_EQ(reader.GetError(), "lost.mcap: " + losses.back());
+        return losses;
+    };
+    const auto changed = [&](std::int64_t at) {
+        std::string bytes = sample.bytes;
+        bytes[static_cast<std::size_t>(at)] ^= 1;
+        return bytes;
+    };
+    const auto missing = [](const std::string& name, std::int64_t before, int last) {
+        return "1 blocks of '" + name + "' are missing before byte " + std::to_string(before) +
+               ", up to block " + std::to_string(last);
+    };
     const Place& third = sample.blocks[3];
-    bytes[static_cast<std::size_t>(third.begin) + 100] ^= 1;
-    WriteAll("third.mcap", bytes);
-    RecordingReader reader;
-    ASSERT_TRUE(reader.Open("third.mcap"));
-    for (int i = 0; i < 3; ++i) ASSERT_EQ(reader.Next(), 1);
-    EXPECT_EQ(reader.Next(), -1);
-    EXPECT_EQ(reader.GetError(),
-              "third.mcap: block 3 of 'sine', at byte " + std::to_string(third.begin) + ", is damaged");
-    EXPECT_EQ(ReadOn(reader).size(), 8u);
-    // A block that is taken out leaves no byte that would be wrong.
-    WriteAll("third.mcap", sample.bytes.substr(0, static_cast<std::size_t>(third.begin)) +
-                               sample.bytes.substr(static_cast<std::size_t>(third.end)));
-    ASSERT_TRUE(reader.Open("third.mcap"));
-    while (reader.Next() == 1) continue;
-    EXPECT_THAT(reader.GetError(), HasSubstr("1 blocks of 'sine' are missing"));
+    EXPECT_THAT(
+        told(changed(third.begin + 100)),
+        testing::ElementsAre("block 3 of 'sine', at byte " + std::to_string(third.begin) + ", is damaged"));
+    // After the last block only the index is looked for, with the head of its record in front of its mark.
+    const auto index = static_cast<std::int64_t>(sample.bytes.rfind("SWIX")) - 9;
+    for (const auto& [block, name, next] :
+         {std::tuple(third, "sine", third.end), std::tuple(sample.blocks.back(), "caf\xC3\xA9", index)})
+        EXPECT_THAT(told(changed(block.begin + 12)),
+                    testing::ElementsAre(std::to_string(next - block.begin) + " bytes from byte " +
+                                             std::to_string(block.begin) + " on are no block",
+                                         missing(name, next, static_cast<int>(block.number))));
+    // Blocks that are taken out leave no byte that would be wrong.
+    const Place& sixth = sample.blocks[7];
+    const std::int64_t length = third.end - third.begin;
+    ASSERT_EQ(sixth.end - sixth.begin, length);
+    std::string bytes = sample.bytes;
+    bytes.erase(static_cast<std::size_t>(sixth.begin), static_cast<std::size_t>(length));
+    bytes.erase(static_cast<std::size_t>(third.begin), static_cast<std::size_t>(length));
+    EXPECT_THAT(told(bytes), testing::ElementsAre(missing("sine", sample.blocks[4].begin - length, 3),
+                                                  missing("sine", sample.blocks[9].begin - 2 * length, 6)));
 }
 
-// Without the Schemas and an index, by the first blocks; without the Channel, by the number of the signal.
+// Without the Schemas by the index, or else by the first blocks; without the Channel, by the number of the
+// signal.
 TEST(Recording, KnowsTypesWhoseDefinitionIsLost) {
     const Sample sample;
-    std::string bytes = sample.bytes.substr(0, static_cast<std::size_t>(sample.blocks.back().end));
+    std::string bytes = sample.bytes;
     const std::size_t schema = bytes.find("sigweave.block");
     std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(schema), sample.blocks[0].begin - schema, '\0');
     WriteAll("lost.mcap", bytes);
     RecordingReader reader;
+    for (const Opening opening : {Opening::BY_INDEX, Opening::BY_SCAN}) {
+        ASSERT_TRUE(reader.Open("lost.mcap", opening)) << reader.GetError();
+        std::string told;
+        for (const tc::RecordingSignal& signal : reader.GetSignals())
+            told += signal.name + "|" + signal.port + "|" + signal.type + "\n";
+        EXPECT_EQ(told,
+                  "sine|Signal 1|TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}\n"
+                  "caf\xC3\xA9|Signal 2|TYPEINFO{TypeInfo} DOUBLE[]{SPECTRUM}\n"
+                  "Signal 3|Signal 3|\n");
+    }
+    WriteAll("lost.mcap", bytes.substr(0, static_cast<std::size_t>(sample.blocks.back().end)));
     ASSERT_TRUE(reader.Open("lost.mcap")) << reader.GetError();
     ASSERT_EQ(reader.GetSignals().size(), 2u);
     for (const tc::RecordingSignal& signal : reader.GetSignals()) {
@@ -264,24 +332,74 @@ TEST(Recording, IsRefusedWhenItIsNone) {
     EXPECT_THAT(reader.GetError(), HasSubstr("not an ordinary file"));
 }
 
-// Byte by byte, which no writer does, so that every moment of a write is there.
+// Of blocks with a long name, and of a bus, which has the metadata of the first block in it that has any.
+TEST(Recording, CountsTheSamplesOfAnyBlock) {
+    const std::string name(700, 'n');
+    {
+        Writing writing("names.mcap");
+        writing.Append(2, {1.0, 2.0, 3.0}, name);
+        writing.AppendBus(2, {1.6e12 + 0.25, 1.5e12});
+        EXPECT_TRUE(writing.writer.Close());
+    }
+    for (const Opening opening : {Opening::BY_INDEX, Opening::BY_SCAN}) {
+        RecordingReader reader;
+        ASSERT_TRUE(reader.Open("names.mcap", opening));
+        const tc::RecordingSignal& signal = reader.GetSignals()[2];
+        EXPECT_EQ(signal.name, name);
+        EXPECT_EQ(signal.type, "TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}") << "by its first block";
+        EXPECT_EQ(signal.samples, 3 + 1) << "the first channel has one block";
+        EXPECT_EQ(signal.endTime, 1600000000000250000u);
+    }
+}
+
+// Byte by byte, which no writer does, so that every moment of a write is there; each of them wrong at first,
+// as when the writer takes back what a full disk left of a block. The search for blocks after a damaged one
+// sees the same.
 TEST(Recording, IsReadWhileItIsWritten) {
     const Sample sample;
-    std::filesystem::remove("growing.mcap");
-    std::ofstream growing("growing.mcap", std::ios::binary);
-    growing << sample.bytes.substr(0, 60) << std::flush;
-    RecordingReader reader;
-    ASSERT_TRUE(reader.Open("growing.mcap")) << reader.GetError();
-    std::vector<Place> found;
-    for (std::size_t size = 60; size < sample.bytes.size();) {
-        growing << sample.bytes[size++] << std::flush;
-        ASSERT_TRUE(reader.Refresh());
-        std::ranges::copy(ReadOn(reader), std::back_inserter(found));
-        ASSERT_TRUE(reader.GetDamages().empty()) << size;
-        ASSERT_EQ(found.size(), sample.Outside(static_cast<std::int64_t>(size), INT64_MAX).size()) << size;
+    for (const bool isDamaged : {false, true}) {
+        std::string bytes = sample.bytes;
+        const Place& first = sample.blocks[0];
+        if (isDamaged) bytes[static_cast<std::size_t>(first.begin) + 12] ^= 1;
+        const std::vector<Place> whole = sample.Outside(first.begin, isDamaged ? first.end : first.begin);
+        WriteAll("growing.mcap", bytes.substr(0, 60));
+        std::fstream growing("growing.mcap", std::ios::in | std::ios::out | std::ios::binary);
+        RecordingReader reader;
+        ASSERT_TRUE(reader.Open("growing.mcap")) << reader.GetError();
+        std::vector<Place> found;
+        for (std::size_t at = 60; at < bytes.size(); ++at) {
+            for (const int written : {~bytes[at], +bytes[at]}) {
+                growing.seekp(static_cast<std::streamoff>(at)).put(static_cast<char>(written)).flush();
+                ASSERT_TRUE(reader.Refresh());
+                std::ranges::copy(ReadOn(reader), std::back_inserter(found));
+            }
+            ASSERT_TRUE(isDamaged || reader.GetDamages().empty()) << at;
+            ASSERT_EQ(std::ssize(found),
+                      std::ranges::count_if(
+                          whole, [&](const Place& block) { return block.end <= std::int64_t(at) + 1; }))
+                << at;
+        }
+        EXPECT_EQ(found, whole);
+        EXPECT_TRUE(reader.IsClosed());
     }
-    EXPECT_EQ(found, sample.blocks);
-    EXPECT_TRUE(reader.IsClosed());
+}
+
+TEST(Recording, RefusesWhatCannotBeWritten) {
+    tc::RecordingWriter unprepared;
+    EXPECT_EQ(unprepared.AddSignal("Signal", nullptr, 0), -1);
+    EXPECT_FALSE(unprepared.Begin({}) || unprepared.SyncEvery(1.0));
+    EXPECT_EQ(unprepared.GetBlockCount(0), 0);
+    Writing writing("refused.mcap");
+    TCIOStream source, line;
+    source.AddOutputStream(line.SetInputStream(0));
+    EXPECT_FALSE(writing.writer.Append(0, line));
+    EXPECT_THAT(writing.writer.GetError(), HasSubstr("no block is waiting"));
+    source.WritePtr(&source, 1);
+    EXPECT_FALSE(writing.writer.Append(0, line));
+    EXPECT_THAT(writing.writer.GetError(), HasSubstr("it holds addresses"));
+    EXPECT_EQ(line.GetBlockCnt(nullptr), 0) << "the block is taken all the same";
+    EXPECT_FALSE(writing.writer.SyncEvery(0.0));
+    EXPECT_TRUE(writing.writer.SyncEvery(1.0));
 }
 
 TEST(Recording, HasEveryBlockThatWasWritten) {
@@ -321,7 +439,8 @@ TEST(Recording, IsReadByTheProgramInItsDescription) {
                           "[0, 0, 0, 0, 0, 0, 0], 0.0, 1.0, 1) [(b'', [3], ['4020800000000000', "
                           "'c020000000000000', '0000000000000000'])]\n"))
         << "8.25, -8 and 0";
-    EXPECT_EQ(std::ranges::count(told, '\n'), 2 + std::ssize(sample.blocks));
+    EXPECT_THAT(told, HasSubstr("index 2 4 12 1700000000001500000\n"));
+    EXPECT_EQ(std::ranges::count(told, '\n'), 3 + std::ssize(sample.blocks) + 3);
 }
 
 TEST(Recording, IsListedByTheReaderOfOtherPrograms) {
@@ -337,7 +456,17 @@ TEST(Recording, IsListedByTheReaderOfOtherPrograms) {
     EXPECT_EQ(told,
               "1 sine  1000 8 1700000000000000000 1700000000003500000\n"
               "2 caf\xC3\xA9  1000 4 1700000000000000000 1700000000001500000\n"
+              "3 Signal 3 undefined undefined 0 undefined undefined\n"
               "done\n");
+}
+
+// By all of this process so far.
+std::int64_t BytesRead() {
+    std::string name;
+    std::int64_t bytes = 0;
+    std::ifstream("/proc/self/io") >> name >> bytes;
+    EXPECT_GT(bytes, 0) << name;
+    return bytes;
 }
 
 // With some thirty index records, so that the way to a block is one of several steps.
@@ -355,7 +484,14 @@ TEST(Recording, FindsAnyBlockAndSampleByTheIndex) {
         EXPECT_TRUE(writing.writer.Close());
     }
     RecordingReader reader;
-    ASSERT_TRUE(reader.Open("long.mcap"));
+    std::filesystem::copy_file("long.mcap", "cut.mcap", std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::resize_file("cut.mcap", std::filesystem::file_size("cut.mcap") - 30);
+    for (const char* const path : {"cut.mcap", "long.mcap"}) {
+        const std::int64_t before = BytesRead();
+        ASSERT_TRUE(reader.Open(path));
+        ASSERT_TRUE(reader.Seek(0, 900));
+        EXPECT_LT(BytesRead() - before, std::int64_t{BLOCKS} * SAMPLES * 2) << "a quarter of " << path;
+    }
     for (const int block : {1, 2, 31, 32, 33, 500, 999, 1000, 3}) {
         ASSERT_TRUE(reader.Seek(0, block)) << block;
         ASSERT_EQ(reader.Next(), 1) << block << reader.GetError();
@@ -372,6 +508,8 @@ TEST(Recording, FindsAnyBlockAndSampleByTheIndex) {
     EXPECT_EQ(reader.GetBlockNumber(), 902) << "the tenth of the other signal follows the 901st";
     EXPECT_FALSE(reader.Seek(0, BLOCKS + 1));
     EXPECT_FALSE(reader.SeekSample(0, std::int64_t{BLOCKS} * SAMPLES));
+    EXPECT_EQ(reader.GetBlockNumber(), 902) << "nothing has changed";
+    EXPECT_TRUE(reader.Next() == 1 && reader.GetBlockNumber() == 903);
 
     const auto file = reader.Map();  // blocks are found in memory now, which stays when the reader closes
     ASSERT_NE(file, nullptr);

@@ -2,7 +2,8 @@
 """Reads a recording by what docs/recordings.md and docs/packed-frames.md say, without a library of this tree.
 
 Prints for each signal its name, unit and rate, then each block: signal, number, time, metadata, and the elements of
-its arrays, doubles as the hexadecimal digits of their bits.
+its arrays, doubles as the hexadecimal digits of their bits; for each signal of an index how many blocks and samples are
+before it, and the time of the last one.
 """
 import struct
 import sys
@@ -62,9 +63,20 @@ def read_block(frame):
     return metadata, arrays
 
 
+def read_index(fields, at, definitions):
+    assert fields.take("4sI") == (b"SWIX", 1), "the index is of another version"
+    number = fields.take("Q")
+    before = [fields.take("Q") for _ in range(fields.take("I"))]
+    assert len(before) == (number & -number).bit_length() and all(offset < at for offset in before), "wrong offsets"
+    for _ in range(fields.take("I")):
+        signal, *counts = fields.take("HQQQ")
+        assert [fields.text(), fields.text()] == definitions[signal], "the index defines a signal otherwise"
+        print("index", signal, *counts)
+
+
 def read(data):
     assert data[:8] == b"\x89MCAP0\r\n", "no recording"
-    at = 8
+    at, definitions = 8, {}
     while data[at:at + 1] != b"\x0f":
         opcode, length = struct.unpack_from("<BQ", data, at)
         end = at + 9 + length
@@ -77,8 +89,13 @@ def read(data):
         else:
             last = end - 1 if opcode == 1 else end
             assert checksum(data[at:last - 8]) == int.from_bytes(data[last - 8:last], "little"), "a seal is wrong"
+        fields = Fields(data, at + 9)
+        if opcode in (3, 4):
+            definitions.setdefault(struct.unpack_from("<H", data, at + 9)[0], []).append(data[at + 9:end - 8])
+        if opcode == 0x80:
+            assert struct.unpack_from("<Q", data, end - 16)[0] == at, "the index does not name its own place"
+            read_index(fields, at, definitions)
         if opcode == 4:
-            fields = Fields(data, at + 9)
             channel, _ = fields.take("HH")
             topic, encoding, metadata = fields.text().decode(), fields.text(), fields.pairs()
             print("signal", channel, topic, encoding, metadata)

@@ -77,6 +77,7 @@ TEST_F(PrintText, WritesNumbersAsExactlyAsPrintf) {
                              999.9995,
                              1e15,
                              1e16,
+                             950000000000000.125,
                              123456789.125,
                              1e300,
                              DBL_MIN,

@@ -70,6 +70,9 @@ TEST(WaitTimeout, SleepsInStepsUntilItHasPassed) {
     EXPECT_EQ(timeout.GetTimeout(), 1e6);
     EXPECT_TRUE(timeout.Sleep(0));
     EXPECT_TRUE(timeout.Sleep(-7));
+    const double rest = timeout.GetRest();
+    EXPECT_TRUE(timeout.Sleep(-1));
+    EXPECT_GE(rest - timeout.GetRest(), 9.9) << "a step of the constructor's length";
 }
 
 TEST(WaitTimeout, EndsAtOnceWhenThereIsNoTime) {
