@@ -33,7 +33,7 @@ class SectionCascade {
     // Other sections, as many as there are. The integrators keep what they hold, as the capacitors of an
     // analogue filter do, so that the output goes on from where it was. By the trapezoidal rule no section
     // can raise the sum of the squares of what its two integrators hold: the output stays bounded however
-    // far and often the corners move. Sections that are as before change nothing, to the last bit.
+    // far and often the corners move. The same sections as before change nothing, to the last bit.
     void Redesign(const std::vector<Section>& sections);
     // Back to zero states.
     void Reset();
@@ -45,23 +45,36 @@ class SectionCascade {
     bool IsFinite() const;
 
  private:
-    struct Stage {
-        Section section;
-        double s1 = 0.0;
-        double s2 = 0.0;
-        // Of the last sample: the input, and what the integrators held.
-        double x = 0.0;
-        double held1 = 0.0;
-        double held2 = 0.0;
+    // A section's step of two samples: what each of the two inputs and of the two states before adds to the
+    // states after it (s1, s2) and to the two outputs.
+    struct PairStep {
+        double ofInputs[2][4];
+        double ofStates[2][4];
     };
+    // Samples are stepped over in pairs, counted from the beginning. A pair is under way from its first
+    // sample until the next pair's comes, for only then its end has been seen.
+    struct Stage {
+        explicit Stage(const Section& section);
+
+        Section section;
+        PairStep step;
+        double states[2] = {};  // before the pair that is under way
+        double inputs[2] = {};  // of it, as far as they have come
+        // Of the last sample before the pair: the input, and what the integrators held. They count where no
+        // pair is under way.
+        double x = 0.0;
+        double held[2] = {};
+    };
+    struct Kernel;
 
     void Silence();
     void RunAll(const double* input, double* output, int count);
+    // To the place after the last sample.
+    void EndPair(Stage& stage) const;
     static void Redesign(Stage& stage, const Section& section);
-    template <int COUNT>
-    static void RunStages(Stage* stages, const double* input, double* output, int count);
 
     std::vector<Stage> stages;
+    int underWay = 0;       // samples of the pair that have come: 0 to 2
     int untilSilenced = 0;  // samples
 };
 

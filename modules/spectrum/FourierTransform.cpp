@@ -2,6 +2,7 @@
 
 #include <fftw3.h>
 
+#include <algorithm>
 #include <cmath>
 #include <mutex>
 #include <new>
@@ -10,6 +11,32 @@
 namespace {
 
 std::mutex planning;  // the library's planner serves one thread at a time
+
+constexpr std::size_t LANES = 8;
+constexpr std::size_t PIECE = 32;  // samples of each lane
+
+// Short sums of doubles, several at once, which are added up with more digits.
+long double QuickSum(std::span<const double> values) {
+    long double sum = 0.0L;
+    for (; values.size() >= LANES * PIECE; values = values.subspan(LANES * PIECE)) {
+        double lanes[LANES] = {};
+        for (std::size_t i = 0; i < LANES * PIECE; i += LANES)
+            for (std::size_t lane = 0; lane < LANES; ++lane) lanes[lane] += values[i + lane];
+        sum = std::accumulate(lanes, lanes + LANES, sum);
+    }
+    return std::accumulate(values.begin(), values.end(), sum);
+}
+
+double Mean(std::span<const double> values) {
+    long double sum = QuickSum(values);
+    // Finite values may be too large for that.
+    if (!std::isfinite(sum)) sum = std::accumulate(values.begin(), values.end(), 0.0L);
+    return static_cast<double>(sum / static_cast<long double>(values.size()));
+}
+
+// Between these the square of a magnitude keeps its digits.
+constexpr double LEAST = 1e-140;
+constexpr double GREATEST = 1e140;
 
 }  // namespace
 
@@ -45,8 +72,7 @@ double* FourierTransform::Input() {
 }
 
 bool FourierTransform::Place(std::span<const double> segment, std::span<const double> window) {
-    const long double sum = std::accumulate(segment.begin(), segment.end(), 0.0L);
-    const auto mean = static_cast<double>(sum / static_cast<long double>(segment.size()));
+    const double mean = Mean(segment);
     if (!std::isfinite(mean)) return false;
     double* values = Input();
     for (std::size_t i = 0; i < segment.size(); ++i) values[i] = (segment[i] - mean) * window[i];
@@ -54,8 +80,18 @@ bool FourierTransform::Place(std::span<const double> segment, std::span<const do
 }
 
 void FourierTransform::Run(double* magnitudes) {
+    std::fill_n(magnitudes, Bins(), 0.0);
+    RunAndAdd(magnitudes);
+    for (int k = 0; k < Bins(); ++k) magnitudes[k] = std::sqrt(magnitudes[k]);
+    for (int k = 0; k < Bins(); ++k)
+        if (!(magnitudes[k] >= LEAST && magnitudes[k] <= GREATEST))
+            magnitudes[k] = std::hypot(plan->bins[k][0], plan->bins[k][1]);
+}
+
+void FourierTransform::RunAndAdd(double* powers) {
     fftw_execute(plan->plan);
-    for (int k = 0; k < Bins(); ++k) magnitudes[k] = std::hypot(plan->bins[k][0], plan->bins[k][1]);
+    const fftw_complex* bins = plan->bins;
+    for (int k = 0; k < Bins(); ++k) powers[k] += bins[k][0] * bins[k][0] + bins[k][1] * bins[k][1];
 }
 
 void FourierTransform::Run(std::complex<double>* bins) {

@@ -20,6 +20,8 @@ class FourierTransform {
     bool Place(std::span<const double> segment, std::span<const double> window);
     // Transforms the input and writes the unscaled magnitude |X[k]| of each of the `Bins()` bins.
     void Run(double* magnitudes);
+    // The same, but adds |X[k]|^2 to each of as many sums.
+    void RunAndAdd(double* powers);
     // The same, but writes the unscaled X[k] itself.
     void Run(std::complex<double>* bins);
 

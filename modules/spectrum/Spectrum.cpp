@@ -139,8 +139,7 @@ void Spectrum::UseSegment(Signal& signal) {
         ++signal.skipped;
         return;
     }
-    transform->Run(scratch.data());
-    for (std::size_t k = 0; k < scratch.size(); ++k) signal.power[k] += scratch[k] * scratch[k];
+    transform->RunAndAdd(signal.power.data());
     if (signal.first < 0) signal.first = signal.segmenter.Position();
     ++signal.used;
 }
