@@ -3,27 +3,21 @@
 #include <cstdint>
 #include <string>
 
+#include "sigweave/signal/TCIOStream.h"
+
 namespace host {
 
-// What a source has given so far.
-struct SourceCount {
+// What a source has sent into a line so far.
+struct LineCount {
     double milliseconds = 0.0;
-    std::int64_t samples = 0;       // of the output that has most
-    std::int64_t signals = 0;       // that have ended
-    double lastMilliseconds = 0.0;  // of the last step
-    std::int64_t lastSamples = 0;
-
-    // A block.
-    void Add(int values, bool endsSignal);
-    // Another output of the same step.
-    void TakeLarger(const SourceCount& other);
-    // What came in a step after all this.
-    void Join(const SourceCount& step);
+    std::int64_t samples = 0;  // of a channel
+    std::int64_t signals = 0;  // that have ended
+    bool isOpen = false;       // the last one has not
+    bool isFull = false;       // the line gets nothing more
 };
 
-// When each source ends, whatever it is: after a time, a number of samples or a number of signals. A source
-// ends its signal with the block in which it reaches the time or the number of samples, at the earliest with
-// its second one. At most one is limited; 0: not.
+// When each source ends, whatever it is: with the samples before a time, a number of samples or a number of
+// signals, in each of its lines. At most one is limited; 0: not.
 struct RunLimit {
     double milliseconds = 0.0;
     std::int64_t samples = 0;  // of each channel
@@ -34,8 +28,14 @@ struct RunLimit {
     static bool Read(const std::string& text, RunLimit& limit, std::string& error);
 
     bool IsAny() const { return milliseconds > 0.0 || samples > 0 || signals > 0; }
-    bool EndsWithNextBlock(const SourceCount& given) const;
-    bool HasAllSignals(const SourceCount& given) const { return signals > 0 && given.signals >= signals; }
+
+    // Counts a block that the source has just sent, and ends its signal in it where the limit is reached:
+    // with as many samples as there may be, or with the whole block where its values do not follow each other
+    // in time. It is the same block in all lines of the output, each of which counts for itself.
+    void Take(TCIOStream::Block& block, bool isTimed, LineCount& count) const;
 };
+
+// Drops all blocks that wait at the receiver from that one on.
+void DropBlocks(TCIOStream& receiver, int first);
 
 }  // namespace host

@@ -15,6 +15,9 @@ namespace {
 using tc::Bilingual;
 
 constexpr int STEPS_AFTER_INTERRUPT = 100;
+constexpr int STEPS_BEYOND_LIMIT = 1000;
+// ms: a source that has something to give may take longer than the time it is to give.
+constexpr double DELAY = 1000.0;
 constexpr double PROGRESS_INTERVAL = 100.0;  // ms
 constexpr double UNTOLD_WAIT = 1500.0;
 // In a row, of a module that may have made blocks for an output without a line. Beyond, it is taken for one
@@ -38,14 +41,13 @@ double ShareDone(const std::vector<Scheduler::Node>& nodes) {
 struct Extent {
     double length = -1.0;  // ms; -1: the block has no time
     int values = 0;
-    int samples = 0;  // of a channel
 };
 
 Extent ExtentOf(const TCIOStream::Block& block) {
     const TCIOStream::DataSegment* values = block.Segment(0);
     const TCTypeInfo* info = block.GetTI();
     Extent extent;
-    if (values != nullptr) extent.values = extent.samples = values->GetElementCount();
+    if (values != nullptr) extent.values = values->GetElementCount();
     if (info != nullptr && info->GetSamplerate() > 0.0)
         extent.length = 1000.0 * extent.values / info->GetSamplerate();
     return extent;
@@ -58,10 +60,6 @@ double GapBefore(const Scheduler::Node& node, const TCIOStream::Block& block) {
     const TCTypeInfo* const info = block.GetTI();
     const bool isKnown = info != nullptr && std::isfinite(info->GetTimestamp()) && std::isfinite(node.next);
     return isKnown ? std::max(0.0, info->GetTimestamp() - node.next) : 0.0;
-}
-
-bool EndsSignal(const TCIOStream::Block& block) {
-    return block.GetTI() != nullptr && tc::EndsSignal(block.GetTI()->GetState());
 }
 
 // That of a source is no step of its own.
@@ -84,18 +82,15 @@ void NoteEnd(Scheduler::Node& node, const TCIOStream::Block& block, double lengt
 Extent ExtentWithChannels(const TCIOStream::Block& block) {
     Extent extent = ExtentOf(block);
     if (block.GetTI() != nullptr) return extent;
-    extent.values = extent.samples = 0;
+    extent.values = 0;
     for (int index = 0; index < block.SegmentCnt(); ++index) {
         const TCIOStream::DataSegment& channel = *block.Segment(index);
         double length = 0.0;
-        int samples = 0;
         for (int i = 0; channel.GetBlocks() != nullptr && i < channel.GetElementCount(); ++i) {
             const Extent part = ExtentOf(*channel.GetBlocks()[i]);
             length += std::max(part.length, 0.0);
             extent.values += part.values;
-            samples += part.values;
         }
-        extent.samples = std::max(extent.samples, samples);
         if (length > 0.0) extent.length = std::max(extent.length, length);
     }
     return extent;
@@ -257,10 +252,19 @@ bool Scheduler::WaitForSources() {
 }
 
 double Scheduler::WaitUntil() const {
-    double until = options.limit.milliseconds > 0.0 ? begin + options.limit.milliseconds : HUGE_VAL;
-    for (const Node& node : nodes)
+    double until = HUGE_VAL;
+    for (const Node& node : nodes) {
+        if (node.waits) until = std::min(until, EndOf(node));
         if (node.waits && !node.waitTold) until = std::min(until, waitBegan + UNTOLD_WAIT);
+    }
     return until;
+}
+
+// When a source that has nothing now is asked to end, by the clock. One that gives something needs as long as
+// it gives, and the time that it takes on the way.
+double Scheduler::EndOf(const Node& node) const {
+    if (options.limit.milliseconds <= 0.0) return HUGE_VAL;
+    return begin + options.limit.milliseconds + (node.made > 0 ? DELAY : 0.0);
 }
 
 void Scheduler::AfterWait(int signalled) {
@@ -268,9 +272,8 @@ void Scheduler::AfterWait(int signalled) {
     if (signalled >= 0 && signalled < waiting) return;
     const double now = clock.Milliseconds();
     if (now >= waitBegan + UNTOLD_WAIT) TellWaits();
-    if (options.limit.milliseconds <= 0.0 || now < begin + options.limit.milliseconds) return;
     for (Node& node : nodes)
-        if (node.waits) AskToEnd(node);
+        if (node.waits && now >= EndOf(node)) AskToEnd(node);
 }
 
 void Scheduler::TellWaits() {
@@ -424,8 +427,9 @@ void Scheduler::AfterSourceStep(Node& node, int made) {
     if (node.stepsLeft > 0 && --node.stepsLeft == 0) EndSource(node);
     if (made > 0) {
         node.lastSign = -1.0;
+        const bool isOver = options.limit.IsAny() && KeepLimit(node);
         MeasureSignal(node);
-        CheckLimit(node);
+        if (isOver) EndSource(node);
     } else {
         const double now = clock.Milliseconds();
         if (node.lastSign < 0.0) node.lastSign = now;
@@ -442,18 +446,15 @@ void Scheduler::MeasureSignal(Node& node) {
     double after = 0.0;
     double gap = 0.0;
     bool tells = false;
-    SourceCount given;
     for (const int index : node.outputs) {
         Line& line = LineAt(index);
         if (!line.first) continue;
         before = std::max(before, line.signal);
         const int depth = policy.DepthOf(index);
-        SourceCount sent;
         for (int block = depth - line.unmeasured; block < depth; ++block) {
             const TCIOStream::Block& made = *line.receiver->GetWaitingBlock(block);
             const Extent extent = ExtentWithChannels(made);
             bytes += static_cast<double>(extent.values) * line.elementSize;
-            sent.Add(extent.samples, EndsSignal(made));
             if (node.handle != nullptr) gap = std::max(gap, GapBefore(node, made));
             if (node.gate != nullptr || node.handle != nullptr) NoteEnd(node, made, extent.length);
             if (extent.length < 0.0 || !line.isTimed) continue;
@@ -462,10 +463,7 @@ void Scheduler::MeasureSignal(Node& node) {
         }
         line.unmeasured = 0;
         after = std::max(after, line.signal);
-        given.TakeLarger(sent);
     }
-    given.milliseconds = tells ? after - before : 0.0;
-    node.given.Join(given);
     policy.HasMade(position, tells ? after - before : lastLength);
     if (gap > 0.0) policy.HasGap(position, gap);
     if (!tells) return;
@@ -493,10 +491,38 @@ void Scheduler::AskToEnd(Node& node) {
     if (node.waits) EndWait(node);
 }
 
-void Scheduler::CheckLimit(Node& node) {
-    if (node.stepsLeft >= 0 || !options.limit.IsAny()) return;
-    if (options.limit.HasAllSignals(node.given)) return EndSource(node);
-    if (options.limit.EndsWithNextBlock(node.given)) AskToEnd(node);
+// True when all lines of the source have what they may get. One of several outputs that is behind the others
+// is waited for, but not without end.
+bool Scheduler::KeepLimit(Node& node) {
+    bool isReached = false;
+    bool isOpen = false;
+    for (const int index : node.outputs) {
+        LimitLine(node, index);
+        if (!LineAt(index).first) LineAt(index).unmeasured = 0;
+        const LineCount& given = LineAt(index).given;
+        isReached = isReached || given.isFull;
+        isOpen = isOpen || (given.isOpen && !given.isFull);
+    }
+    if (isReached && isOpen && node.stepsLeft < 0 && ++node.stepsBeyond > STEPS_BEYOND_LIMIT) AskToEnd(node);
+    return isReached && !isOpen;
+}
+
+// The blocks of this step that are more than the line may get are dropped.
+void Scheduler::LimitLine(Node& node, int index) {
+    Line& line = LineAt(index);
+    const int depth = policy.DepthOf(index);
+    int kept = depth - line.unmeasured;
+    for (; kept < depth && !line.given.isFull; ++kept)
+        options.limit.Take(const_cast<TCIOStream::Block&>(*line.receiver->GetWaitingBlock(kept)),
+                           line.isTimed, line.given);
+    const int dropped = depth - kept;
+    if (dropped == 0) return;
+    DropBlocks(*line.receiver, kept);
+    policy.HasDepth(index, kept);
+    line.blocks -= dropped;
+    line.unmeasured -= dropped;
+    if (line.first) node.made -= dropped;
+    At(line.to).queued -= dropped;
 }
 
 void Scheduler::EndSource(Node& node) {

@@ -102,6 +102,7 @@ class Scheduler {
         int gatePort = -1;    // of a line to a gate
         int number = -1;      // in the graph; -1: none
         int lineOfRun = -1;   // counted with those from gates; -1: it leaves a part
+        LineCount given;      // of a source in a run with a limit
     };
 
     struct Watch {
@@ -137,7 +138,7 @@ class Scheduler {
         const char* awaited = "";
         bool waits = false;
         bool waitTold = false;
-        SourceCount given;        // of a source
+        int stepsBeyond = 0;      // of a source, since a line of it was full
         bool hasStepped = false;  // since its last block: too late for changes to that block
         std::vector<Watch> watches;
     };
@@ -206,6 +207,7 @@ class Scheduler {
     bool AskWaiting();
     bool WaitForSources();
     double WaitUntil() const;
+    double EndOf(const Node& node) const;
     void AfterWait(int signalled);
     void BeginWait(Node& node);
     void EndWait(Node& node);
@@ -227,7 +229,8 @@ class Scheduler {
     std::string MakeChange(Node& node, const LiveChange& change);
     void Interrupt();
     void AskToEnd(Node& node);
-    void CheckLimit(Node& node);
+    bool KeepLimit(Node& node);
+    void LimitLine(Node& node, int index);
     void EndSource(Node& node);
     void AnswerGauge();
     void TellProgress();

@@ -38,6 +38,13 @@ class SegmentIndex {
     // To be called when the block is used anew.
     void ForgetWritten() { written.clear(); }
 
+    // Of no index: for those who end a signal within a block that has been handed over. Keeps the first
+    // elements of a segment of one dimension; one that has no more stays as it is.
+    static void Shorten(TCIOStream::DataSegment& segment, int count) {
+        if (segment.dimensionCount != 1 || count < 0 || count >= segment.elementCount) return;
+        segment.dimensions[0] = segment.elementCount = count;
+    }
+
  private:
     using Places = std::vector<int>;
 

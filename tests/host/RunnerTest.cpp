@@ -552,18 +552,25 @@ TEST(Runner, LimitsEndEverySourceAlike) {
     const struct {
         const char* text;
         double made;
-    } rows[] = {{"24s", 6}, {"25 s", 7}, {"0.5min", 8}, {"40 samples", 10}, {"1signal", 12}, {"1 sample", 2}};
+        double sum;  // of the values: block k holds k
+        int burst = 1;
+    } rows[] = {{"24s", 6, 60},          {"25 s", 7, 66},      {"0.5min", 8, 98},  {"40 samples", 10, 180},
+                {"41 samples", 11, 190}, {"1signal", 12, 264}, {"1 sample", 1, 0}, {"5 samples", 5, 1, 5},
+                {"8.5s", 5, 6, 5},       {"1 h", 12, 264}};
     for (const auto& row : rows) {
         Bench bench;
-        bench.Add<TestSource>("source", "blocks=12\n");  // of 4 s
+        bench.Add<TestSource>("source", "blocks=12\nburst=" + std::to_string(row.burst));  // of 4 s
         bench.Add<TestJoin>("sum");
+        bench.Add<TestJoin>("same");
         bench.Wire("source", "sum");
+        bench.Wire("source", "same");
         host::RunOptions options;
         std::string error;
         ASSERT_TRUE(host::RunLimit::Read(row.text, options.limit, error)) << error;
         const RunReport report = bench.Run(options);
         EXPECT_EQ(report.verdict, Verdict::Complete) << report.explanation;
         EXPECT_EQ(ResultOf(report, "made"), row.made) << row.text;
+        EXPECT_EQ(ResultOf(report, "sum"), row.sum) << row.text;
         EXPECT_EQ(ResultOf(report, "stopped"), 1.0) << row.text;
     }
     for (const char* const wrong : {"", "0s", "-1s", "3 V", "1.5 samples", "samples", "3 signal s", "inf"}) {
