@@ -84,10 +84,23 @@ test('files, presets and lists are chosen, kept and edited in the form', async (
   await page.getByLabel('gain 1').fill('2.5');
   await page.getByLabel('gain 1').press('Enter');
   await text.getByText(/stages=.*2\.5/).waitFor();
-  await picture(page, '9-list');
-  assert.deepEqual(await barriers(page), []);
+  await look(page, '9-list', 'Einstellungen');
   await page.getByRole('button', { name: 'Remove row 1' }).click();
   await text.getByText(/stages=.*2\.5/).waitFor({ state: 'detached' });
+  // The same on a narrow page, in German.
+  await page.setViewportSize({ width: 360, height: 780 });
+  await page.getByLabel('Language / Sprache').selectOption('de');
+  await page.getByRole('tab', { name: 'Zeichnung' }).click();
+  await node(page, 'old').click();
+  await page.getByRole('tab', { name: 'Einstellungen' }).click();
+  await page.getByText('Vorlagen', { exact: true }).click();
+  await page.getByText('Noch keine Vorlagen dieses Moduls.').waitFor();
+  await picture(page, '9-presets-360');
+  assert.deepEqual(await barriers(page), []);
+  await page.getByRole('button', { name: 'Auswählen: Datei' }).click();
+  await dialog.getByRole('button', { name: 'b.mcap' }).waitFor();
+  await picture(page, '9-files-360');
+  assert.deepEqual(await barriers(page), []);
   assert.deepEqual(errors, []);
 });
 
