@@ -165,6 +165,7 @@ test('the text and the drawing are one document', async () => {
   fs.writeFileSync(path.join(folder, 'text.graph'), '# theirs\n[x]\nmodule=Generator\n');
   await page.getByRole('button', { name: 'Save', exact: true }).click();
   await page.getByText('was changed by another program').waitFor();
+  await picture(page, '5-outside');
   assert.match(fs.readFileSync(path.join(folder, 'text.graph'), 'utf8'), /^# theirs/);
   await page.getByRole('button', { name: 'Take theirs' }).click();
   await node(page, 'x').waitFor();

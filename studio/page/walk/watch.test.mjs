@@ -21,6 +21,18 @@ test('signals are looked at together, measured, and in every form', async () => 
   await page.getByRole('button', { name: 'Run', exact: true }).click();
   await view.locator('.u-over canvas').waitFor();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
+  const border = page.getByRole('separator', { name: 'Height of the drawing' });
+  await border.focus();
+  for (let press = 0; press < 3; ++press) await page.keyboard.press('ArrowUp');
+  assert.equal(await border.getAttribute('aria-valuenow'), '43');
+  const edge = await border.boundingBox();
+  await page.mouse.move(edge.x + 50, edge.y + edge.height / 2);
+  await page.mouse.down();
+  await page.mouse.move(edge.x + 50, edge.y - 1000, { steps: 3 });
+  await page.mouse.up();
+  assert.equal(await border.getAttribute('aria-valuenow'), '8');
+  await border.dblclick();
+  assert.equal(await border.getAttribute('aria-valuenow'), '58');
   await view.getByRole('checkbox', { name: 'Cursors' }).check();
   const second = view.getByRole('slider', { name: 'Cursor B' });
   await second.focus();
