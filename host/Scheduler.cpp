@@ -201,8 +201,7 @@ bool Scheduler::Step(Node& node) {
     if (node.gate != nullptr && !MayStep(node)) return true;
     if (!HasWork(node)) return code == 0;
     if (options.changes != nullptr && options.changes->IsAny()) MakeChanges(node);
-    if (node.pace != nullptr && !interruptSeen)
-        node.pace->Wait(options.interruption != nullptr ? options.interruption->Handle() : nullptr);
+    if (node.pace != nullptr && !interruptSeen) AwaitPace(node);
     code = node.module->Execute();
     if (code < 0) return false;
     ++node.steps;
@@ -219,6 +218,13 @@ bool Scheduler::Step(Node& node) {
             return HasWork(node) || code == 0;  // asked now, while all of the module is in the cache
     }
     return true;
+}
+
+// Which takes no time of the module.
+void Scheduler::AwaitPace(Node& node) {
+    const double before = timesSteps ? clock.Milliseconds() : 0.0;
+    node.pace->Wait(options.interruption != nullptr ? options.interruption->Handle() : nullptr);
+    if (timesSteps) node.seconds -= (clock.Milliseconds() - before) / 1000.0;
 }
 
 // Sources that have nothing now are asked again when it is the turn of a source. False when one failed.

@@ -216,6 +216,7 @@ class Scheduler {
     bool StepTimed(Node& node);
     static void ShowMade(const Watch& watch);
     bool Step(Node& node);
+    void AwaitPace(Node& node);
     bool HasWork(Node& node);
     int CountTaken(Node& node);
     int CountMade(Node& node);

@@ -247,6 +247,32 @@ TEST(Runner, WaitsForBlocksByTheClockThatItIsGiven) {
     EXPECT_DOUBLE_EQ(ResultOf(report, "interval maximum"), 150.0);
 }
 
+TEST(Runner, CountsNoWaitForRealTimeAsWorkOfASource) {
+    Bench bench;
+    HandMovedClock clock;  // which moves in waits alone
+    bench.Add<TestSource>("source", "blocks=0\nsize=1\nrate=1000\n");
+    bench.Add<TestPass>("pass");
+    bench.Wire("source", "pass");
+    host::RunGauge gauge;
+    host::Interruption interruption;
+    host::RunOptions options;
+    options.realtime = true;
+    options.clock = &clock;
+    options.gauge = &gauge;
+    options.interruption = &interruption;
+    host::RunFigures first;
+    host::RunFigures second;
+    {
+        tc::Thread viewer("viewer", [&] {
+            while (!gauge.Ask(first, 1000)) continue;
+            while (!gauge.Ask(second, 1000) || second.seconds <= first.seconds) continue;
+            interruption.Raise();
+        });
+        bench.Run(options);
+    }
+    EXPECT_EQ(second.modules[0].seconds, 0.0);
+}
+
 TEST(Runner, GivesUpOnASourceThatMakesNothing) {
     Bench bench;
     bench.Add<TestSource>("source", "blocks=0\n");  // wired to nothing, so its blocks go nowhere

@@ -5,19 +5,9 @@ import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 import { test } from 'node:test';
-import { setField, walk } from './studio.mjs';
+import { drag, setField, still, walk } from './studio.mjs';
 
 const { folder, open, picture, barriers, node, handle } = walk();
-
-async function drag(page, from, to) {
-  const start = await from.boundingBox();
-  const end = await to.boundingBox();
-  await page.mouse.move(start.x + start.width / 2, start.y + start.height / 2);
-  await page.mouse.down();
-  await page.mouse.move(end.x - 30, end.y + 4, { steps: 6 });
-  await page.mouse.move(end.x + end.width / 2, end.y + end.height / 2, { steps: 4 });
-  await page.mouse.up();
-}
 
 test('a new user draws, runs, watches and saves a graph', async () => {
   const { page, errors } = await open('first.graph');
@@ -37,7 +27,7 @@ test('a new user draws, runs, watches and saves a graph', async () => {
   }
   await modules.getByRole('searchbox').fill('');
 
-  await page.waitForTimeout(300);
+  await still(handle(page, 'filter', 'Signal', 'target'));
   await drag(page, handle(page, 'generator', 'Signal', 'source'), handle(page, 'filter', 'Signal', 'target'));
   await page.locator('.svelte-flow__edge').first().waitFor({ state: 'attached' });
   // The other line by keys alone.
@@ -86,7 +76,6 @@ test('the corner moves while the graph runs', async () => {
   await page.locator('article .u-over canvas').waitFor();
   await setField(page, 'Corner frequency', '100 Hz');
   await page.getByText(/^low\.corner is 100 Hz from block \d+ on\./).waitFor();
-  await page.waitForTimeout(500);
   await picture(page, '7-live');
   assert.deepEqual(await barriers(page), []);
   await page.getByRole('button', { name: 'Stop', exact: true }).click();
@@ -176,6 +165,7 @@ test('the text and the drawing are one document', async () => {
   fs.writeFileSync(path.join(folder, 'text.graph'), '# theirs\n[x]\nmodule=Generator\n');
   await page.getByRole('button', { name: 'Save', exact: true }).click();
   await page.getByText('was changed by another program').waitFor();
+  await picture(page, '5-outside');
   assert.match(fs.readFileSync(path.join(folder, 'text.graph'), 'utf8'), /^# theirs/);
   await page.getByRole('button', { name: 'Take theirs' }).click();
   await node(page, 'x').waitFor();

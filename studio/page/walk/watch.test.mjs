@@ -21,6 +21,18 @@ test('signals are looked at together, measured, and in every form', async () => 
   await page.getByRole('button', { name: 'Run', exact: true }).click();
   await view.locator('.u-over canvas').waitFor();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
+  const border = page.getByRole('separator', { name: 'Height of the drawing' });
+  await border.focus();
+  for (let press = 0; press < 3; ++press) await page.keyboard.press('ArrowUp');
+  assert.equal(await border.getAttribute('aria-valuenow'), '43');
+  const edge = await border.boundingBox();
+  await page.mouse.move(edge.x + 50, edge.y + edge.height / 2);
+  await page.mouse.down();
+  await page.mouse.move(edge.x + 50, edge.y - 1000, { steps: 3 });
+  await page.mouse.up();
+  assert.equal(await border.getAttribute('aria-valuenow'), '8');
+  await border.dblclick();
+  assert.equal(await border.getAttribute('aria-valuenow'), '58');
   await view.getByRole('checkbox', { name: 'Cursors' }).check();
   const second = view.getByRole('slider', { name: 'Cursor B' });
   await second.focus();
@@ -84,10 +96,23 @@ test('files, presets and lists are chosen, kept and edited in the form', async (
   await page.getByLabel('gain 1').fill('2.5');
   await page.getByLabel('gain 1').press('Enter');
   await text.getByText(/stages=.*2\.5/).waitFor();
-  await picture(page, '9-list');
-  assert.deepEqual(await barriers(page), []);
+  await look(page, '9-list', 'Einstellungen');
   await page.getByRole('button', { name: 'Remove row 1' }).click();
   await text.getByText(/stages=.*2\.5/).waitFor({ state: 'detached' });
+  // The same on a narrow page, in German.
+  await page.setViewportSize({ width: 360, height: 780 });
+  await page.getByLabel('Language / Sprache').selectOption('de');
+  await page.getByRole('tab', { name: 'Zeichnung' }).click();
+  await node(page, 'old').click();
+  await page.getByRole('tab', { name: 'Einstellungen' }).click();
+  await page.getByText('Vorlagen', { exact: true }).click();
+  await page.getByText('Noch keine Vorlagen dieses Moduls.').waitFor();
+  await picture(page, '9-presets-360');
+  assert.deepEqual(await barriers(page), []);
+  await page.getByRole('button', { name: 'Auswählen: Datei' }).click();
+  await dialog.getByRole('button', { name: 'b.mcap' }).waitFor();
+  await picture(page, '9-files-360');
+  assert.deepEqual(await barriers(page), []);
   assert.deepEqual(errors, []);
 });
 
