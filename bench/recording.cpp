@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -70,6 +71,28 @@ void BM_Recording_Write(benchmark::State& state) {
     const std::int64_t blocks = DOUBLES / state.range(0);
     for (auto _ : state)
         if (!Record(file, line, blocks)) state.SkipWithError("not recorded");
+    state.SetItemsProcessed(state.iterations() * DOUBLES);
+}
+
+// Eight signals whose blocks come together.
+void BM_Recording_WriteEight(benchmark::State& state) {
+    constexpr int SIGNALS = 8;
+    const File file("eight.mcap");
+    std::vector<std::unique_ptr<Line>> lines;
+    for (int i = 0; i < SIGNALS; ++i) lines.push_back(std::make_unique<Line>(state.range(0)));
+    std::vector<TCIOStream*> inputs(SIGNALS);
+    for (auto _ : state) {
+        tc::RecordingWriter writer;
+        bool isWritten = writer.Prepare(file.Path(), true);
+        for (int i = 0; i < SIGNALS; ++i) writer.AddSignal("Signal " + std::to_string(i + 1), TYPE, 1);
+        isWritten = isWritten && writer.Begin({});
+        for (std::int64_t step = 0; step < DOUBLES / SIGNALS / state.range(0) && isWritten; ++step) {
+            for (int i = 0; i < SIGNALS; ++i)
+                inputs[static_cast<std::size_t>(i)] = &lines[static_cast<std::size_t>(i)]->Next();
+            isWritten = writer.AppendEach(inputs);
+        }
+        if (!isWritten || !writer.Close()) state.SkipWithError("not recorded");
+    }
     state.SetItemsProcessed(state.iterations() * DOUBLES);
 }
 
@@ -217,6 +240,7 @@ void BM_Recording_FindInHuge(benchmark::State& state) {
 BENCHMARK(BM_Recording_OpenHuge);
 BENCHMARK(BM_Recording_FindInHuge);
 BENCHMARK(BM_Recording_Write)->Arg(1024)->Arg(8192)->Arg(65536)->UseRealTime();
+BENCHMARK(BM_Recording_WriteEight)->Arg(1024)->UseRealTime();
 BENCHMARK(BM_Recording_WriteXml)->Arg(1024)->UseRealTime();
 BENCHMARK(BM_Recording_Read)->Arg(1024)->Arg(65536)->UseRealTime();
 BENCHMARK(BM_Recording_Scan)->Arg(1024)->Arg(65536)->UseRealTime();

@@ -50,6 +50,7 @@ constexpr Bilingual NO_CHANNEL("channel: the bus has none that is called '%1'; t
 }  // namespace
 
 BusTrigger::BusTrigger(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     // The bus blocks themselves have no metadata; each of their channels has its own.
     portHelper->SetPort(INPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
     portHelper->SetPort(OUTPUT, 0, "Bus", "STRUCT_BUS", "BUS", false);
@@ -95,8 +96,9 @@ int BusTrigger::Fetch() {
 }
 
 int BusTrigger::Execute() {
-    const int code = cutter.IsWorking() ? 1 : Take();
-    return code > 0 ? Work() : code;
+    int code = cutter.IsWorking() ? Work() : 0;
+    if (code == 0 && !cutter.IsWorking() && (code = Take()) > 0) code = Work();
+    return std::min(code, 0);
 }
 
 int BusTrigger::Take() {
@@ -193,13 +195,17 @@ bool BusTrigger::Begin(CString& error) {
     return true;
 }
 
+// Until the end of a piece or of the block; 1 when it sent something.
 int BusTrigger::Work() {
+    int sent = 0;
     while (cutter.Work(ends)) {
         const int code = Send();
-        if (code < 0 || cutter.EndsPiece()) return std::min(code, 0);
+        if (code < 0) return code;
+        sent = 1;
+        if (cutter.EndsPiece()) return sent;
     }
     open = !ends;
-    return 0;
+    return sent;
 }
 
 int BusTrigger::Send() {

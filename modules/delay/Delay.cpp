@@ -71,6 +71,7 @@ constexpr int MOST_BLOCKS_AT_ONCE = 16;
 }  // namespace
 
 Delay::Delay(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -60,6 +60,7 @@ constexpr const char* OUTPUTS[] = {"Histogram", "Edges"};
 }  // namespace
 
 Histogram::Histogram(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 

@@ -115,6 +115,7 @@ bool EndsWith(const std::string& text, const char* end) {
 }  // namespace
 
 Plot::Plot(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("", "");
 }
 

@@ -114,14 +114,11 @@ bool Recorder::Begin() {
 }
 
 int Recorder::Execute() {
-    for (int signal = 0; signal < static_cast<int>(tracks.size()); ++signal) {
-        const Track& track = tracks[static_cast<std::size_t>(signal)];
-        if (track.stream->GetBlockCnt(nullptr) == 0) continue;
-        TCIOStream* const from = track.switched->Take(*track.stream, on != 0);
-        if (from != nullptr && !writer.Append(signal, *from))
-            return Fail(tc::MODULE_FAILED, writer.GetError());
-    }
-    return 0;
+    ready.clear();
+    for (const Track& track : tracks)
+        ready.push_back(track.stream->GetBlockCnt(nullptr) > 0 ? track.switched->Take(*track.stream, on != 0)
+                                                               : nullptr);
+    return writer.AppendEach(ready) ? 0 : Fail(tc::MODULE_FAILED, writer.GetError());
 }
 
 int Recorder::Done() {

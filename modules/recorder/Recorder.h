@@ -50,6 +50,7 @@ class Recorder final : public TCBaseModuleEx {
     std::vector<Track> tracks;  // of the inputs that are connected; by the number of their signal
     tc::RecordingFacts facts;
     tc::RecordingWriter writer;
+    std::vector<TCIOStream*> ready;  // of a step; null: nothing to record of that signal
     bool begun = false;
     const int& on = LiveInt("on");
 };

@@ -22,6 +22,7 @@ constexpr int MOST_SLICES_AT_ONCE = 16;
 }  // namespace
 
 Spectrogram::Spectrogram(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
+    DeclarePlacement(ANY_THREAD);
     UseAnyNumberOfInputs("DOUBLE[]", "TIME_DOMAIN");
 }
 
@@ -65,8 +66,9 @@ int Spectrogram::Fetch() {
 
 int Spectrogram::Execute() {
     for (unsigned input = 0; input < channels.size(); ++input) {
-        int code = channels[input].working ? 1 : Take(input);
-        if (code > 0) code = Work(input);
+        const Channel& channel = channels[input];
+        int code = channel.working ? Work(input) : 0;
+        if (code == 0 && !channel.working && (code = Take(input)) > 0) code = Work(input);
         if (code < 0) return code;
     }
     return 0;
@@ -89,23 +91,28 @@ int Spectrogram::Take(unsigned input) {
     return 1;
 }
 
+// Until the end of the block, or until that many slices are sent; answers how many.
 int Spectrogram::Work(unsigned input) {
     Channel& channel = channels[input];
-    for (int slices = 0; slices < MOST_SLICES_AT_ONCE; ++slices) {
+    int sent = 0;
+    while (sent < MOST_SLICES_AT_ONCE) {
         const int used = channel.segmenter.Add(channel.values, channel.left);
         channel.values += used;
         channel.left -= used;
         if (!channel.segmenter.IsFull()) {
             channel.working = false;
-            return channel.track.Ends() ? End(input) : 0;
+            const int code = channel.track.Ends() ? End(input) : 0;
+            return code < 0 ? code : sent + code;
         }
         const int code = UseSegment(input);
         if (code < 0) return code;
+        sent += code;
         channel.segmenter.Advance();
     }
-    return 0;
+    return sent;
 }
 
+// 1 when it sent the slice before.
 int Spectrogram::UseSegment(unsigned input) {
     Channel& channel = channels[input];
     if (!transform->Place(channel.segmenter.Segment(), window)) {
@@ -129,7 +136,7 @@ int Spectrogram::UseSegment(unsigned input) {
     return code;
 }
 
-// The slice that waits.
+// The slice that waits; 1 when it is sent.
 int Spectrogram::Send(unsigned output, bool last) {
     const Channel& channel = channels[output];
     TCTypeInfo& metadata = outgoing;
@@ -141,7 +148,9 @@ int Spectrogram::Send(unsigned output, bool last) {
     metadata.SetRangeMin(0.0);
     metadata.SetRangeMax(channel.greatest);
     metadata.SetState(tc::BlockState(channel.slices == 1, last));
-    return tc::WriteSamples(*portHelper, output, metadata, channel.waiting.data(), channel.waiting.size());
+    const int code =
+        tc::WriteSamples(*portHelper, output, metadata, channel.waiting.data(), channel.waiting.size());
+    return code < 0 ? code : 1;
 }
 
 int Spectrogram::End(unsigned input) {

@@ -66,8 +66,9 @@ int Trigger::Fetch() {
 
 int Trigger::Execute() {
     for (unsigned input = 0; input < channels.size(); ++input) {
-        int code = channels[input].cutter.IsWorking() ? 1 : Take(input);
-        if (code > 0) code = Work(input);
+        const tc::PieceCutter& cutter = channels[input].cutter;
+        int code = cutter.IsWorking() ? Work(input) : 0;
+        if (code == 0 && !cutter.IsWorking() && (code = Take(input)) > 0) code = Work(input);
         if (code < 0) return code;
     }
     return 0;
@@ -99,14 +100,17 @@ bool Trigger::Begin(Channel& channel, CString& error) const {
     return true;
 }
 
-// Until the end of a piece or of the block.
+// Until the end of a piece or of the block; 1 when it sent something.
 int Trigger::Work(unsigned input) {
     tc::PieceCutter& cutter = channels[input].cutter;
+    int sent = 0;
     while (cutter.Work(channels[input].track.Ends())) {
         const int code = Send(input);
-        if (code < 0 || cutter.EndsPiece()) return std::min(code, 0);
+        if (code < 0) return code;
+        sent = 1;
+        if (cutter.EndsPiece()) break;
     }
-    return 0;
+    return sent;
 }
 
 int Trigger::Send(unsigned output) {

@@ -39,6 +39,7 @@ constexpr Bilingual IS_WRITTEN("it is being written", "sie wird gerade geschrieb
 constexpr std::int64_t INDEX_STEP = 1 << 20;
 constexpr std::int64_t INDEX_SHARE = 64;  // of the file, at most, however many signals there are
 constexpr std::size_t MOST_SIGNALS = 65535;
+constexpr std::size_t MUCH_GATHERED = 1 << 18;  // bytes
 
 std::string Utf8(std::string_view text) {
     std::string buffer;
@@ -111,7 +112,8 @@ class Syncing {
 
 struct RecordingWriter::Impl {
     bool Write(std::string_view bytes);
-    bool WriteMessage(Signal& signal, std::uint16_t channel, TCIOStream& input, std::int64_t frameSize);
+    void Gather(std::uint16_t channel, TCIOStream& input, std::int64_t frameSize, std::uint64_t samples);
+    bool WriteGathered();
     void Define(Signal& signal, std::uint16_t id, const TCTypeInfo* ti);
     void PutIndexRecord();
 
@@ -120,9 +122,11 @@ struct RecordingWriter::Impl {
     std::unique_ptr<OutputFile> file;     // from then on
     std::unique_ptr<Syncing> syncing;
     std::vector<Signal> signals;
-    std::string pending;  // records before the next block
-    std::vector<char> message;
-    std::int64_t end = 0;  // of the file
+    std::string pending;            // records before the next block
+    std::vector<char> message;      // what is written next: those records and then blocks
+    std::size_t gatheredBytes = 0;  // in it
+    std::vector<std::pair<std::uint16_t, std::uint64_t>> gathered;  // channels and samples of those blocks
+    std::int64_t end = 0;                                           // of the file
     std::int64_t nextIndexAt = 0;
     Index index;
     std::uint64_t lastOfLevel[64] = {};  // offset of the last index record that 2^level divides
@@ -172,18 +176,34 @@ void RecordingWriter::Impl::PutIndexRecord() {
         end + std::max(INDEX_STEP, INDEX_SHARE * static_cast<std::int64_t>(pending.size() - before));
 }
 
-bool RecordingWriter::Impl::WriteMessage(Signal& signal, std::uint16_t channel, TCIOStream& input,
-                                         std::int64_t frameSize) {
-    const std::size_t before = pending.size();
-    const std::size_t size = before + static_cast<std::size_t>(FRAME_AT + frameSize + MESSAGE_END);
-    if (message.size() < size) message.resize(size);
-    pending.copy(message.data(), before);
+void RecordingWriter::Impl::Gather(std::uint16_t channel, TCIOStream& input, std::int64_t frameSize,
+                                   std::uint64_t samples) {
+    Signal& signal = signals[channel - 1U];
+    const std::size_t before = gathered.empty() ? pending.size() : gatheredBytes;
+    gatheredBytes = before + static_cast<std::size_t>(FRAME_AT + frameSize + MESSAGE_END);
+    if (message.size() < gatheredBytes) message.resize(gatheredBytes);
+    if (gathered.empty()) pending.copy(message.data(), before);
     char* const record = message.data() + before;
     input.SerializeBlock(record + FRAME_AT);
-    PutMessage(record, {channel, static_cast<std::uint32_t>(signal.blocks + 1), signal.logTime, frameSize});
-    if (!Write({message.data(), size})) return false;
-    pending.clear();
-    return true;
+    ++signal.blocks;
+    signal.samples += samples;
+    PutMessage(record, {channel, static_cast<std::uint32_t>(signal.blocks), signal.logTime, frameSize});
+    gathered.emplace_back(channel, samples);
+}
+
+// What cannot be written does not count; the records before it are tried again with the next block.
+bool RecordingWriter::Impl::WriteGathered() {
+    if (gathered.empty()) return true;
+    const bool isWritten = Write({message.data(), gatheredBytes});
+    for (const auto& [channel, samples] : gathered) {
+        if (isWritten) break;
+        --signals[channel - 1U].blocks;
+        signals[channel - 1U].samples -= samples;
+    }
+    gathered.clear();
+    gatheredBytes = 0;
+    if (isWritten) pending.clear();
+    return isWritten;
 }
 
 RecordingWriter::RecordingWriter() = default;
@@ -243,6 +263,22 @@ bool RecordingWriter::SyncEvery(double seconds) {
 }
 
 bool RecordingWriter::Append(int number, TCIOStream& input) {
+    return Gather(number, input) && WriteGathered();
+}
+
+bool RecordingWriter::AppendEach(std::span<TCIOStream* const> inputs) {
+    bool isGathered = true;
+    for (int number = 0; isGathered && number < static_cast<int>(inputs.size()); ++number)
+        if (TCIOStream* const input = inputs[static_cast<std::size_t>(number)])
+            isGathered = Gather(number, *input);
+    const std::string reason = error;
+    const bool isWritten = WriteGathered();
+    if (!isGathered) error = reason;
+    return isGathered && isWritten;
+}
+
+// Definitions and an index record come before a block, and say what is in the file.
+bool RecordingWriter::Gather(int number, TCIOStream& input) {
     const Block* const block = input.GetWaitingBlock(0);
     if (impl == nullptr || impl->file == nullptr || block == nullptr) return Fail(NO_BLOCK.Text());
     Signal& signal = impl->signals[static_cast<std::size_t>(number)];
@@ -255,12 +291,19 @@ bool RecordingWriter::Append(int number, TCIOStream& input) {
     const TCTypeInfo* const ti = MetadataOf(*block);
     if (ti != nullptr) ToLogTime(ti->GetTimestamp(), signal.logTime);
     const int samples = block->SegmentCnt() > 0 ? block->Segment(0)->GetElementCount() : 0;
+    const bool isIndexDue = impl->end + static_cast<std::int64_t>(impl->gatheredBytes) >= impl->nextIndexAt;
+    if ((signal.definition.empty() || isIndexDue || impl->gatheredBytes >= MUCH_GATHERED) && !WriteGathered())
+        return false;
     if (signal.definition.empty()) impl->Define(signal, channel, ti);
     if (impl->end >= impl->nextIndexAt) impl->PutIndexRecord();
+    impl->Gather(channel, input, frameSize, static_cast<std::uint64_t>(samples));
+    return true;
+}
+
+bool RecordingWriter::WriteGathered() {
+    if (impl == nullptr || impl->file == nullptr) return false;
     errno = 0;
-    if (!impl->WriteMessage(signal, channel, input, frameSize)) return FailToWrite();
-    ++signal.blocks;
-    signal.samples += static_cast<std::uint64_t>(samples);
+    if (!impl->WriteGathered()) return FailToWrite();
     if (impl->syncing == nullptr || impl->syncing->Failure() == 0) return true;
     errno = impl->syncing->Failure();
     return Fail(NOT_SYNCED.With({LastSystemErrorText()}));

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,7 +18,7 @@ using RecordingFacts = std::vector<std::pair<std::string, std::string>>;
 // Writes blocks of several streams to one recording (docs/recordings.md): a file that only ever grows, which
 // another process may read at any moment, and which has every block whose `Append` returned, whatever happens
 // to the program then. Blocks come back bit for bit; those that hold addresses are refused. Memory is that
-// for one block. Used by one thread.
+// for one block, or for several with 256 KB together. Used by one thread.
 //
 //   Prepare -> AddSignal... -> Begin -> Append... -> Close
 //
@@ -42,6 +43,10 @@ class TC_API RecordingWriter {
     bool SyncEvery(double seconds);
     // Takes the next block that waits at the input and writes it. A block that cannot be packed is taken too.
     bool Append(int signal, TCIOStream& input);
+    // The same for blocks that come together, by few writes: the next block of each input, which are numbered
+    // as the signals are; null: none of that signal. Ends with the first failure; what comes after it still
+    // waits.
+    bool AppendEach(std::span<TCIOStream* const> inputs);
     // Ends the file. A file that is not ended can be read as well.
     bool Close();
     // Of that signal, so far.
@@ -50,6 +55,8 @@ class TC_API RecordingWriter {
 
  private:
     struct TC_LOCAL Impl;
+    TC_LOCAL bool Gather(int signal, TCIOStream& input);
+    TC_LOCAL bool WriteGathered();
     TC_LOCAL bool FailToWrite();
     TC_LOCAL bool Fail(const std::string& reason);
 

@@ -128,6 +128,7 @@ std::map<std::string, std::string> FilesIn(const fs::path& folder) {
 
 // What must be the same, however many threads there are.
 struct Told {
+    Verdict verdict = Verdict::Mistakes;
     std::string report;  // as JSON, with the messages
     std::vector<std::string> said;
     std::map<std::string, std::string> files;
@@ -174,6 +175,7 @@ class RandomParts : public testing::Test {
         RunReport report = host::Runner(graph.Modules(), graph.Lines(), options).Run();
         report.messages = collection.list.Take(report.messagesLeftOut);
         report.seconds = 0.0;
+        told.verdict = report.verdict;
         told.report = host::WriteJson(report, "random.graph");
         told.files = FilesIn(folder->Path());
         return told;
@@ -209,6 +211,82 @@ TEST_F(RandomParts, GiveWhatOneThreadGives) {
     RecordProperty("graphs", static_cast<int>(done));
     EXPECT_GE(done, std::min(count, 5L)) << "too slow to say anything";
     EXPECT_GE(cut, done / 2) << "too few were cut to say anything";
+}
+
+// --- What modules declare
+
+struct Placements : RandomParts {
+    // Many blocks come to the module at once, and a recorder takes all that it makes.
+    std::string Graph(const std::string& module, const std::string& settings,
+                      const std::vector<std::string>& outputs) const {
+        const bool isOfBus = module.starts_with("Bus");
+        const std::string file = folder->Path().string() + "/";
+        std::string text =
+            "[source]\nmodule=Generator\nform=noise\nrate=8000\nduration=0.5\nblock=2048\nstart=2026-01-01\n"
+            "[cut]\nmodule=Reblock\nsize=64\n[m]\nmodule=" +
+            module + "\n" + settings;
+        if (settings.ends_with("=")) text += file + "own.svg\n";
+        if (isOfBus) text += "[join]\nmodule=BusJoin\n";
+        if (!outputs.empty()) text += "[take]\nmodule=Recorder\noverwrite=yes\nfile=" + file + "take.mcap\n";
+        text += "[lines]\nsource.Signal=cut.Signal\n";
+        text += isOfBus ? "cut.Signal=join.Signal\njoin.Bus=m.Bus\n"
+                        : "cut.Signal=m.Signal 1\ncut.Signal=m.Signal 2\n";
+        int number = 0;
+        for (const std::string& output : outputs) {
+            const std::string input = "=take.Signal " + std::to_string(++number) + "\n";
+            const std::string pick = "pick" + std::to_string(number);
+            // The names in a bus hold the number of the object that made it, which each run has anew.
+            if (output.starts_with("B")) {
+                text.insert(text.find("[lines]"),
+                            "[" + pick + "]\nmodule=BusSelect\nexpression=.\nsignals=1\n");
+                text += "m." + output + "=" + pick + ".Bus\n" + pick + ".Channel 1" + input;
+            } else {
+                text += "m." + output + input;
+            }
+        }
+        return text;
+    }
+};
+
+TEST_F(Placements, HoldWhereManyBlocksComeAtOnce) {
+    const std::vector<std::string> two = {"Signal 1", "Signal 2"};
+    const struct {
+        const char* module;
+        const char* settings;
+        std::vector<std::string> outputs;
+    } rows[] = {
+        {"BusSelect", "expression=.\nsignals=1\n", {"Bus", "Channel 1"}},
+        {"BusTrigger", "level=0.9\nbefore=0\nafter=0.002\n", {"Bus"}},
+        {"CsvWriter", "overwrite=yes\nfile=", {}},
+        {"Delay", "by=samples\nsamples=300\n", two},
+        {"Delay", "by=samples\nsamples=9000\n", two},
+        {"Filter", "corner=200\n", two},
+        {"Filter", "corner=200\nzero_phase=yes\n", two},
+        {"Histogram", "", {"Histogram 1", "Edges 1", "Histogram 2", "Edges 2"}},
+        {"Integrate", "", two},
+        {"Level", "interval=0.001\n", two},
+        {"Math", "operation=product\n", {"Signal"}},
+        {"Octave", "interval=0.01\n", {"Bands 1", "Bands 2"}},
+        {"Peaks", "height=0.5\n", two},
+        {"Plot", "file=", {}},
+        {"Reblock", "size=1\n", two},
+        {"Recorder", "overwrite=yes\nfile=", {}},
+        {"Spectrogram", "length=16\noverlap=0.75\n", two},
+        {"Spectrum", "length=64\n", two},
+        {"Statistics", "", {}},
+        {"Transfer", "length=64\n", {"Magnitude", "Phase", "Coherence"}},
+        {"Trigger", "level=0.9\nbefore=0\nafter=0.002\n", two},
+        {"Weighting", "", two},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.module) + ": " + row.settings);
+        const Told one = Run(Graph(row.module, row.settings, row.outputs), 1);
+        EXPECT_EQ(one.verdict, Verdict::Complete) << one.report;
+        const Told several = Run(Graph(row.module, row.settings, row.outputs), 3);
+        EXPECT_EQ(several.cut, 1);
+        EXPECT_EQ(several.report, one.report);
+        EXPECT_TRUE(several.files == one.files);
+    }
 }
 
 // --- What goes wrong

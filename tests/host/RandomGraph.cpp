@@ -96,6 +96,7 @@ class Maker {
     static bool SameRate(const Signal& a, const Signal& b) { return a.rate == b.rate; }
 
     void AddModule() {
+        if (!folder.empty() && Chance(20)) return AddMeasurement();
         switch (Between(0, 6)) {
             case 0:
                 return AddParallel("Filter", "corner=200\n", 0, Choose(4, [](auto&, auto&) { return true; }));
@@ -171,6 +172,36 @@ class Maker {
         made.blocks = 0;
         made.name = instance;
         AddSignal(made, instance + ".Signal");
+    }
+
+    // What it makes is as long as nobody knows beforehand: a recorder takes it.
+    void AddMeasurement() {
+        static constexpr struct {
+            const char* module;
+            const char* settings;
+            const char* outputs[2];
+        } ROWS[] = {{"Delay", "by=samples\nsamples=700\n", {"Signal"}},
+                    {"Delay", "time=0.1\nend=cut\n", {"Signal"}},
+                    {"Histogram", "", {"Histogram", "Edges"}},
+                    {"Level", "interval=0.001\n", {"Signal"}},
+                    {"Peaks", "height=0.5\n", {"Signal"}},
+                    {"Spectrogram", "length=16\noverlap=0.75\n", {"Signal"}},
+                    {"Trigger", "level=0.9\nbefore=0\nafter=0.002\n", {"Signal"}}};
+        const auto& [module, settings, outputs] = ROWS[Between(0, std::size(ROWS) - 1)];
+        const std::vector<std::size_t> inputs = Choose(3, [](auto&, auto&) { return true; });
+        const std::string instance = Add(module);
+        sections += settings;
+        const std::string recorder = Add("Recorder");
+        sections += "file=" + folder + "/" + recorder + ".mcap\noverwrite=yes\n";
+        int taken = 0;
+        for (std::size_t i = 0; i < inputs.size(); ++i) {
+            const std::string number = inputs.size() > 1 ? " " + std::to_string(i + 1) : "";
+            Wire(inputs[i], instance, "Signal" + number);
+            for (const char* output : outputs)
+                if (output != nullptr)
+                    lines += instance + "." + output + number + "=" + recorder + ".Signal " +
+                             std::to_string(++taken) + "\n";
+        }
     }
 
     // A join, and sometimes what takes it apart again.

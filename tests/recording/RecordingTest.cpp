@@ -1,7 +1,9 @@
 // Recordings as files: what is found again of one that is cut, damaged or still being written.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -17,6 +19,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using tc::RecordingReader;
 using testing::HasSubstr;
 using Opening = RecordingReader::Opening;
@@ -50,6 +53,10 @@ class Writing {
         EXPECT_TRUE(writer.Begin({{"graph", "[a]\nmodule=A\n"}})) << writer.GetError();
     }
     void Append(int signal, const std::vector<double>& values, const std::string& name = "") {
+        EXPECT_TRUE(writer.Append(signal, Wait(signal, values, name))) << writer.GetError();
+    }
+    // A block that waits to be recorded.
+    TCIOStream& Wait(int signal, const std::vector<double>& values, const std::string& name = "") {
         Stream& stream = streams[signal];
         TCTypeInfo ti;
         ti.SetSignalname(!name.empty() ? name.c_str() : signal == 0 ? "sine" : "caf\xC3\xA9");
@@ -58,7 +65,7 @@ class Writing {
         ti.SetState(stream.blocks++ == 0 ? START : BUSY);
         stream.source.SetTI(&ti, false);
         stream.source.WriteDblVec(values.data(), static_cast<int>(values.size()));
-        EXPECT_TRUE(writer.Append(signal, stream.line)) << writer.GetError();
+        return stream.line;
     }
     // Of two channels; the first has no metadata, and the second has two blocks with some.
     void AppendBus(int signal, std::initializer_list<double> timestamps) {
@@ -424,6 +431,52 @@ std::string OutputOf(const std::string& command, int& code) {
 }
 
 // A program of a hundred lines, written by the description of the format alone.
+// From none to all signals in a step, blocks of 800 bytes to 400 KB, several index records.
+TEST(Recording, IsTheSameWhereBlocksComeTogether) {
+    Writing one("one.mcap", 4), together("together.mcap", 4);
+    std::mt19937 random(7);
+    for (int step = 0; step < 60; ++step) {
+        std::vector<TCIOStream*> inputs;
+        for (int signal = 0; signal < 4; ++signal) {
+            inputs.push_back(nullptr);
+            if (random() % 3 == 0) continue;
+            const std::vector<double> values(random() % 10 == 0 ? 50000 : 100 + random() % 9000, step);
+            one.Append(signal, values);
+            inputs.back() = &together.Wait(signal, values);
+        }
+        ASSERT_TRUE(together.writer.AppendEach(inputs)) << together.writer.GetError();
+        ASSERT_EQ(fs::file_size("together.mcap"), fs::file_size("one.mcap")) << "all of it is there";
+    }
+    EXPECT_TRUE(one.writer.Close() && together.writer.Close());
+    EXPECT_GT(fs::file_size("one.mcap"), 4U << 20U);
+    EXPECT_TRUE(ReadAll("together.mcap") == ReadAll("one.mcap"));
+}
+
+TEST(Recording, CountsNothingOfWhatDoesNotFit) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    Writing writing("full.mcap");
+    writing.Append(0, {1.0, 2.0});
+    const auto before = static_cast<rlim_t>(fs::file_size("full.mcap"));
+    rlimit limit;
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit small = {before + 500, limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    TCIOStream* const large[] = {&writing.Wait(0, {3.0}), &writing.Wait(1, std::vector<double>(1000, 4.0))};
+    EXPECT_FALSE(writing.writer.AppendEach(large));
+    EXPECT_THAT(writing.writer.GetError(), HasSubstr("full.mcap"));
+    setrlimit(RLIMIT_FSIZE, &limit);
+    EXPECT_LE(fs::file_size("full.mcap"), before + 500);
+    EXPECT_EQ(writing.writer.GetBlockCount(1), 0);
+    writing.Append(1, {5.0});
+    const std::int64_t counted = writing.writer.GetBlockCount(0) + writing.writer.GetBlockCount(1);
+    EXPECT_TRUE(writing.writer.Close());
+    const Content content = Read("full.mcap", Opening::BY_SCAN);
+    EXPECT_TRUE(content.isSound);
+    EXPECT_EQ(static_cast<std::int64_t>(content.blocks.size()), counted);
+    EXPECT_EQ(content.blocks.back().value, 5.0);
+    EXPECT_EQ(content.blocks.back().number, 1);
+}
+
 TEST(Recording, IsReadByTheProgramInItsDescription) {
     const Sample sample;
     int code = 0;
