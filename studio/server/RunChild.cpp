@@ -29,7 +29,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 using namespace std::chrono_literals;
 
-constexpr auto PICTURE_INTERVAL = 16ms;
+constexpr auto PICTURE_INTERVAL = 16'667us;  // 60 a second
 constexpr auto FIGURES_INTERVAL = 500ms;
 constexpr int FIGURES_PATIENCE = 200;  // ms
 constexpr std::size_t MOST_TRACES = 256;
@@ -208,11 +208,14 @@ void Child::Watch(const Json& wishes) {
 void Child::Look() {
     auto nextFigures = std::chrono::steady_clock::now();
     std::unique_lock lock(mutex);
-    while (!ends.wait_for(lock, PICTURE_INTERVAL, [this] { return ended; })) {
+    auto nextPictures = nextFigures + PICTURE_INTERVAL;
+    while (!ends.wait_until(lock, nextPictures, [this] { return ended; })) {
         lock.unlock();
         SendPictures();
         SendOutcomes();
-        if (const auto time = std::chrono::steady_clock::now(); time >= nextFigures) {
+        const auto time = std::chrono::steady_clock::now();
+        nextPictures = std::max(nextPictures + PICTURE_INTERVAL, time + PICTURE_INTERVAL / 4);
+        if (time >= nextFigures) {
             nextFigures = time + FIGURES_INTERVAL;
             SendFigures();
         }

@@ -17,6 +17,7 @@ using tc::Bilingual;
 using namespace std::chrono_literals;
 
 constexpr auto FROZEN_AFTER = 1s;
+constexpr int FRAMES_UNDER_WAY = 2;  // so that the way to the viewer and back does not set the pace
 constexpr auto TICK_AT_MOST = 500ms;
 constexpr int SCAN_TIME = 300;  // ms
 constexpr int MOST_FILE_REQUESTS = 32;
@@ -142,7 +143,10 @@ bool Studio::DoAtOnce(WebServer::Viewer viewer, Looking& looking, const Command&
             Greet(viewer, looking, command);
             return true;
         case Command::Got:
-            looking.isUnderWay = looking.isUnderWay && command.number != looking.frame;
+            if (command.number > looking.confirmed && command.number <= looking.frame) {
+                looking.confirmed = command.number;
+                looking.since = Clock::now();
+            }
             SendFrame(viewer, looking);
             return true;
         case Command::Recording:
@@ -259,8 +263,8 @@ void Studio::Tick() {
     lastTick = Clock::now();
     for (auto& [viewer, looking] : viewers) {
         if (late > 0s) looking.since += late;
-        if (looking.isUnderWay && Clock::now() - looking.since > FROZEN_AFTER) {
-            looking.isUnderWay = false;
+        if (looking.confirmed < looking.frame && Clock::now() - looking.since > FROZEN_AFTER) {
+            looking.confirmed = looking.frame;
             looking.waiting.clear();
             server->Drop(viewer);
         }
@@ -529,17 +533,16 @@ void Studio::TakePictures() {
     }
 }
 
-// The next pictures go when the viewer has confirmed the last ones: whoever is slow sees fewer, but never old
-// ones.
+// The next pictures go when the viewer has confirmed the ones before the last: whoever is slow sees fewer,
+// but never old ones.
 void Studio::SendFrame(WebServer::Viewer viewer, Looking& looking) {
-    if (looking.isUnderWay || looking.waiting.empty()) return;
+    if (looking.frame - looking.confirmed >= FRAMES_UNDER_WAY || looking.waiting.empty()) return;
     std::vector<WebServer::Message> pictures;
     for (auto& [key, picture] : looking.waiting) pictures.push_back(std::move(picture));
     looking.waiting.clear();
     server->SendBinary(viewer, std::move(pictures));
+    if (looking.confirmed == looking.frame) looking.since = Clock::now();
     Send(viewer, {{"frame", ++looking.frame}, {"dropped", looking.dropped}});
-    looking.isUnderWay = true;
-    looking.since = Clock::now();
 }
 
 }  // namespace studio

@@ -62,8 +62,8 @@ class Studio {
         RunProcess::Pictures waiting;       // of each key the newest
         std::int64_t dropped = 0;           // pictures that it never saw
         std::int64_t frame = 0;             // the last one that was sent
-        bool isUnderWay = false;            // it has not confirmed that one
-        Clock::time_point since;            // when it was sent
+        std::int64_t confirmed = 0;         // the last one that it has
+        Clock::time_point since;            // when the first one was sent that it has not confirmed
     };
 
     bool DoAtOnce(WebServer::Viewer viewer, Looking& looking, const Command& command);

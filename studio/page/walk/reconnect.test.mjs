@@ -86,7 +86,7 @@ test('viewers that vanish leave the run and the memory as they are', async () =>
   await looking.goto(studio.address);
   await looking.locator('.svelte-flow__node[data-id="tone"]').click();
   await looking.getByRole('button', { name: 'Show signal tone.Signal' }).click();
-  await looking.locator('article .u-over canvas').waitFor();
+  await looking.locator('article canvas').waitFor();
   await other.kill();
 
   const port = Number(new URL(studio.address).port);

@@ -19,7 +19,7 @@ test('with a certificate and a password the page runs graphs over TLS', async ()
   await node(page, 'tone').click();
   await page.getByRole('button', { name: 'Show signal tone.Signal' }).click();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await page.locator('article .u-over canvas').waitFor();
+  await page.locator('article canvas').waitFor();
   // 'self' allows wss: here, and whoever lacks the password gets nothing, after a second.
   const stranger = await page.context().browser().newContext({ ignoreHTTPSErrors: true, httpCredentials: { username: 'me', password: 'a long passwort' } });
   assert.equal((await (await stranger.newPage()).goto(studio.address)).status(), 401);

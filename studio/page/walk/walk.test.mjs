@@ -42,7 +42,7 @@ test('a new user draws, runs, watches and saves a graph', async () => {
 
   await page.getByRole('button', { name: 'Show signal filter.Signal' }).click();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await page.locator('article[aria-label="filter.Signal"] .u-over canvas').waitFor();
+  await page.locator('article[aria-label="filter.Signal"] canvas').waitFor();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
   await picture(page, '3-watched');
   assert.deepEqual(await barriers(page), []);
@@ -73,7 +73,7 @@ test('the corner moves while the graph runs', async () => {
   await page.getByRole('button', { name: 'Show signal low.Signal' }).click();
   await page.getByRole('checkbox', { name: 'In real time' }).check();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await page.locator('article .u-over canvas').waitFor();
+  await page.locator('article canvas').waitFor();
   await setField(page, 'Corner frequency', '100 Hz');
   await page.getByText(/^low\.corner is 100 Hz from block \d+ on\./).waitFor();
   await picture(page, '7-live');
@@ -95,7 +95,7 @@ test('neither garbage nor frozen viewers disturb a run or those who watch it', a
   await page.getByRole('button', { name: 'Show signal tone.Signal' }).click();
   await page.getByRole('checkbox', { name: 'In real time' }).check();
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await page.locator('article .u-over canvas').waitFor();
+  await page.locator('article canvas').waitFor();
   const answer = await page.evaluate(
     () =>
       new Promise((resolve) => {
@@ -193,7 +193,7 @@ for (const width of [360, 800])
     assert.deepEqual(await barriers(page), []);
     await page.getByRole('button', { name: 'Show signal tone.Signal' }).click();
     await page.getByRole('button', { name: 'Run', exact: true }).click();
-    await page.locator('article .u-over canvas').waitFor();
+    await page.locator('article canvas').waitFor();
     await picture(page, `${width}-signals`);
     assert.deepEqual(await barriers(page), []);
     const wider = await page.evaluate(() => document.documentElement.scrollWidth > window.innerWidth);

@@ -19,7 +19,7 @@ test('signals are looked at together, measured, and in every form', async () => 
   const view = page.locator('article');
   await view.getByLabel('Add a signal to chirp.Signal').selectOption('low.Signal');
   await page.getByRole('button', { name: 'Run', exact: true }).click();
-  await view.locator('.u-over canvas').waitFor();
+  await view.locator('canvas').waitFor();
   await page.getByRole('button', { name: 'Run', exact: true }).waitFor();
   const border = page.getByRole('separator', { name: 'Height of the drawing' });
   await border.focus();

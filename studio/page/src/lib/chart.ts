@@ -65,7 +65,8 @@ export function calmRange(before: [number, number] | null, [least, most]: [numbe
 // A chart as wide as its place, whose axes are those of the library; lines are painted in one pass, straight from what came.
 export class Chart {
   private plot: uPlot;
-  private layer: LineLayer | undefined;
+  private readonly layer = new LineLayer();
+  private ticks: { x: number[]; y: number[] } = { x: [], y: [] };
   private readonly observer: ResizeObserver;
   private readonly stopColours: () => void;
   private shown: Shown;
@@ -80,8 +81,8 @@ export class Chart {
   ) {
     this.shown = first;
     this.y = this.rangeOf(null);
-    const axis = { stroke: () => colourOf('--text-soft'), grid: { stroke: () => colourOf('--grid'), width: 1 }, ticks: { show: false } };
     const none = { show: false };
+    const axis = { stroke: () => colourOf('--text-soft'), grid: none, ticks: none };
     this.plot = new uPlot(
       {
         width: place.clientWidth,
@@ -91,8 +92,8 @@ export class Chart {
         cursor: { y: false, points: none, drag: { x: onselect !== undefined, y: false, setScale: false } },
         scales: { x: { time: false, range: () => this.shown.x }, y: { range: () => this.y } },
         axes: [
-          { ...axis, size: 32, space: 90, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.xUnit, 7)) },
-          { ...axis, size: LEFT, values: (_, ticks) => ticks.map((tick) => quantityText(tick, this.shown.yUnit)) },
+          { ...axis, size: 32, space: 90, values: (_, ticks) => (this.ticks.x = ticks).map((tick) => quantityText(tick, this.shown.xUnit, 7)) },
+          { ...axis, size: LEFT, values: (_, ticks) => (this.ticks.y = ticks).map((tick) => quantityText(tick, this.shown.yUnit)) },
         ],
         series: [{}, { paths: () => null, points: none }],
         hooks: {
@@ -138,16 +139,19 @@ export class Chart {
 
   private paint(): void {
     const { ctx, bbox } = this.plot;
+    const [left, top, width, height] = [bbox.left, bbox.top, bbox.width, bbox.height].map(Math.round) as [number, number, number, number];
     if (this.shown.image) {
       ctx.save();
       ctx.beginPath();
-      ctx.rect(bbox.left, bbox.top, bbox.width, bbox.height);
+      ctx.rect(left, top, width, height);
       ctx.clip();
       this.paintImage(this.shown.image);
       ctx.restore();
+      return;
     }
-    this.layer ??= new LineLayer(this.plot.over);
-    this.layer.paint(this.shown.lines, this.shown.x, this.y, Math.round(bbox.width), Math.round(bbox.height));
+    const columns = this.ticks.x.map((tick) => Math.round(this.plot.valToPos(tick, 'x', true)) - left);
+    const rows = this.ticks.y.map((tick) => Math.round(this.plot.valToPos(tick, 'y', true)) - top);
+    this.layer.paint(ctx, { left, top, width, height }, { columns, rows }, this.shown.lines, this.shown.x, this.y);
   }
 
   private paintImage({ pixels, x, y }: Picture2D): void {
