@@ -109,13 +109,12 @@ int DigitsOf(double value) {
     return value == std::floor(value) && std::fabs(value) < 1e15 ? 15 : 10;
 }
 
-// What is no stored unit stays as it is.
+}  // namespace
+
 std::string ShownUnit(const std::string& stored) {
     TCSI_Unit unit;
     return unit.FromString(stored.c_str()) ? tc::DisplayUnit(unit) : stored;
 }
-
-}  // namespace
 
 std::string WriteTable(const RunReport& report) {
     std::vector<std::vector<std::string>> rows{

@@ -9,6 +9,9 @@ namespace host {
 // The results of a run as an aligned table, one line a figure; empty when there are none.
 std::string WriteTable(const RunReport& report);
 
+// A stored unit as people write it: "mV" for "V * 1e-003". What is no stored unit stays as it is.
+std::string ShownUnit(const std::string& stored);
+
 // "voice.graph:7: low.upper_corner: has no effect ..."
 std::string WriteMessage(const Message& message);
 

@@ -57,3 +57,8 @@ __all__ = [
     "run",
     "stream",
 ]
+
+for _name in __all__:  # messages and help() say where users find them
+    if isinstance(globals()[_name], type) and _name != "Block":
+        globals()[_name].__module__ = "sigweave"
+del _name

@@ -63,6 +63,9 @@ class GraphError(Error, ValueError):
         self.line = mistakes[0].line if mistakes else 0
         self.remedy = mistakes[0].remedy if mistakes else ""
 
+    def __reduce__(self) -> Any:
+        return GraphError, (self.mistakes,)
+
 
 class RunError(Error, RuntimeError):
     """A run failed or stalled. ``report`` has what came of it, with the signals up to there."""
@@ -76,6 +79,9 @@ class RunError(Error, RuntimeError):
             self.instance, self.code, self.port, _, self.line = failures[0]
         else:
             self.instance = ""
+
+    def __reduce__(self) -> Any:
+        return RunError, (self.args[0], self.report, self.failures)
 
 
 class RecordingError(Error, OSError):
@@ -93,6 +99,9 @@ class Interrupted(KeyboardInterrupt):
     def __init__(self, report: Report) -> None:
         super().__init__("the run was interrupted; the report has what came of it")
         self.report = report
+
+    def __reduce__(self) -> Any:
+        return Interrupted, (self.report,)
 
 
 def in_python(text: str) -> str:

@@ -20,7 +20,7 @@ from sigweave import _core
 from sigweave._errors import Error, Failure, GraphError, Interrupted, RunError, mistakes_of
 from sigweave._modules import ModulePath, folders_of
 from sigweave._signal import Gap, Signal, signals_of
-from sigweave._tables import dataset_of, frame_of, table_of
+from sigweave._tables import dataset_of, frame_of, table_of, text_of_table
 from sigweave._values import path_of, text_of, texts
 
 if TYPE_CHECKING:
@@ -51,7 +51,7 @@ class Result(NamedTuple):
     signal: str
     quantity: str
     value: float
-    unit: str
+    unit: str  # as people write it: "mV"
 
 
 class Results(list[Result]):
@@ -81,7 +81,13 @@ class Results(list[Result]):
         return pandas.DataFrame(self, columns=list(Result._fields))
 
     def _repr_html_(self) -> str:
-        return table_of(Result._fields, [(*one[:3], f"{one.value:.10g}", one.unit) for one in self])
+        return table_of(Result._fields, self._shown())
+
+    def __repr__(self) -> str:
+        return text_of_table(Result._fields, self._shown()) if self else "[]"
+
+    def _shown(self) -> list[tuple[str, ...]]:
+        return [(*one[:3], f"{one.value:.10g}", one.unit) for one in self]
 
 
 class Message(NamedTuple):

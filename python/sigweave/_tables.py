@@ -27,6 +27,13 @@ def table_of(head: Sequence[str], rows: Iterable[Sequence[Any]]) -> str:
     return "<table>" + row(head, "th") + "".join(row(cells, "td") for cells in rows) + "</table>"
 
 
+def text_of_table(head: Sequence[str], rows: Sequence[Sequence[str]]) -> str:
+    """For terminals, in columns."""
+    lines = [head, *rows]
+    widths = [max(len(line[i]) for line in lines) for i in range(len(head))]
+    return "\n".join("  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip() for line in lines)
+
+
 def frame_of(signals: Iterable[tuple[str, AnySignal]]) -> pandas.DataFrame:
     """A column for each signal, over the moments of all; NaN where a signal has none. ValueError for spectra and
     matrices, ImportError without pandas."""

@@ -91,40 +91,30 @@ class _Parameter(_Property, Generic[Value]):
         return self.name, self.kind, self._text(), self.unit, self.help, *limits
 
 
-class Number(_Parameter[float]):
+class _Ranged(_Parameter[Value]):
+    def __init__(
+        self,
+        default: Value | None = None,
+        *,
+        unit: str = "",
+        help: str = "",
+        minimum: float = -LARGEST,
+        maximum: float = LARGEST,
+        live: bool = False,
+    ) -> None:
+        super().__init__(default, unit=unit, help=help, minimum=minimum, maximum=maximum, live=live)
+
+
+class Number(_Ranged[float]):
     """A finite number, in `unit` when there is one. Without a default it must be given."""
 
     kind = "NUMBER"
 
-    def __init__(
-        self,
-        default: float | None = None,
-        *,
-        unit: str = "",
-        help: str = "",
-        minimum: float = -LARGEST,
-        maximum: float = LARGEST,
-        live: bool = False,
-    ) -> None:
-        super().__init__(default, unit=unit, help=help, minimum=minimum, maximum=maximum, live=live)
 
-
-class Integer(_Parameter[int]):
+class Integer(_Ranged[int]):
     """An integer of 32 bits. Without a default it must be given."""
 
     kind = "INTEGER"
-
-    def __init__(
-        self,
-        default: int | None = None,
-        *,
-        unit: str = "",
-        help: str = "",
-        minimum: float = -LARGEST,
-        maximum: float = LARGEST,
-        live: bool = False,
-    ) -> None:
-        super().__init__(default, unit=unit, help=help, minimum=minimum, maximum=maximum, live=live)
 
 
 class Text(_Parameter[str]):

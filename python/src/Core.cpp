@@ -196,7 +196,8 @@ py::dict ReportOf(Session& session, const std::string& graph) {
     for (const host::ModuleReport& module : report.modules)
         for (const host::ResultReport& result : module.results)
             results.append(py::make_tuple(ToPython(module.instance), ToPython(result.signal),
-                                          ToPython(result.quantity), result.value, ToPython(result.unit)));
+                                          ToPython(result.quantity), result.value,
+                                          ToPython(host::ShownUnit(result.unit))));
     made["results"] = results;
     py::list failures;
     for (const host::FailureReport& failure : report.failures)

@@ -194,9 +194,7 @@ void PackedRecording::AddPlaces(std::vector<bool>& isAfterLoss) {
     const auto position = static_cast<std::size_t>(signal);
     if (!ReadFrame(frame, arrays)) {
         isAfterLoss[position] = true;
-        Lose(path + ": " +
-             reader.Describe({tc::RecordingDamage::BLOCK, reader.GetFrameOffset(), reader.GetFrameSize(),
-                              signal, reader.GetBlockNumber(), 0}));
+        LoseBlock();
         return;
     }
     for (const FrameArray& array : arrays) {
@@ -292,6 +290,7 @@ void PackedRecording::FindFew(const RecordedPart& part, std::int64_t begin, std:
         if (step < 0 || reader.GetSignal() != part.signal) continue;
         if (!ReadFrame(Frame(reader.GetFrameOffset(), reader.GetFrameSize()), arrays) || arrays.empty() ||
             KindOf(arrays[0].type) != part.kind) {
+            LoseBlock();
             isAfterLoss = true;
             continue;
         }
@@ -404,6 +403,13 @@ TCTypeInfo PackedRecording::InfoAt(const Place& place) const {
 
 void PackedRecording::Lose(const std::string& what) {
     if (lost.size() < MOST_LOSSES && std::ranges::find(lost, what) == lost.end()) lost.push_back(what);
+}
+
+// The one that the reader is at.
+void PackedRecording::LoseBlock() {
+    Lose(path + ": " +
+         reader.Describe({tc::RecordingDamage::BLOCK, reader.GetFrameOffset(), reader.GetFrameSize(),
+                          reader.GetSignal(), reader.GetBlockNumber(), 0}));
 }
 
 std::int64_t PackedRecording::BlockCount() const {

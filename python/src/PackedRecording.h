@@ -99,6 +99,7 @@ class PackedRecording {
     std::int64_t LengthOf(RecordedPart& part);
     void FindFew(const RecordedPart& part, std::int64_t begin, std::int64_t end, RecordedSlice& slice);
     void Lose(const std::string& what);
+    void LoseBlock();
     std::string_view Frame(std::int64_t offset, std::int64_t size) const {
         return {file.get() + offset, static_cast<std::size_t>(size)};
     }

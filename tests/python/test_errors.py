@@ -1,5 +1,6 @@
 """What wrong calls say, and messages of the C++ side that no other test reads."""
 
+import pickle
 import subprocess
 import sys
 
@@ -43,6 +44,21 @@ from sigweave import _core
 def test_wrong_calls_say_what_to_write(chord, call, error, words):
     with pytest.raises(error, match=words):
         call(chord)
+
+
+def test_errors_come_whole_out_of_worker_processes(stalling):
+    def found(call):
+        with pytest.raises(sigweave.Error) as caught:
+            call()
+        return caught.value
+
+    stalled = found(lambda: stalling.run(keep=["lp.Signal"]))
+    for error in (found(lambda: stalling.run(keep=["lp"])), stalled, found(lambda: sigweave.open(__file__))):
+        again = pickle.loads(pickle.dumps(error))
+        assert type(again) is type(error) and str(again) == str(error) and again.remedy == error.remedy != str(error)
+    assert again.code == 0 and type(again).__module__ == "sigweave"
+    again = pickle.loads(pickle.dumps(sigweave.Interrupted(stalled.report)))
+    assert again.report.verdict == "stalled" and again.report["lp.Signal"].unit == "V"
 
 
 def test_of_modules_that_are_not_found(chord, tmp_path):

@@ -66,12 +66,14 @@ def test_metadata_and_results_follow(mine):
         "def execute(self, signal):\n    self.seen.append((self.start, self.info.unit, len(signal)))\n"
         "    return signal[::4] ** 2\n"
         "def end(self):\n    self.result('blocks', len(self.seen))\n    self.result('first', self.seen[0][0], 's')\n"
+        "    self.result('peak', 1500, 'mV')\n"
     )
     report = graph.run(keep=["mine.Signal", "lp.Signal"])
     power, voltage = report["mine.Signal"], report["lp.Signal"]
     np.testing.assert_array_equal(power, np.asarray(voltage)[::4] ** 2)
     assert (power.name, power.unit, power.rate, power.range[1]) == ("power", "V²", 12000.0, 9.0)
     assert power.gaps == [] and power.start == voltage.start
+    assert report.results[-1] == ("mine", "power", "peak", 1500.0, "mV")
     assert report.results.value("blocks", "mine") == 48 and report.results.value("first") == voltage.start
 
 

@@ -28,11 +28,11 @@ def recorded(chord):
     return {report[name].name: report[name] for name in report}
 
 
-def damaged(tmp_path):
-    """The same recording with one bit of a value of block 10 of `high` changed."""
+def damaged(tmp_path, position=1000):
+    """The same recording with one bit of block 10 of `high` changed, of a value if nothing else is said."""
     content = bytearray((tmp_path / "x.mcap").read_bytes())
     frames = [found.start() for found in re.finditer(b"SWBK", content)]
-    content[[at for at in frames if b"high" in content[at : at + 120]][9] + 1000] ^= 1
+    content[[at for at in frames if b"high" in content[at : at + 120]][9] + position] ^= 1
     (tmp_path / "y.mcap").write_bytes(content)
     return sigweave.open("y.mcap")
 
@@ -256,6 +256,17 @@ def test_what_is_damaged_is_left_out_and_said(recorded, tmp_path):
 
 
 @pytest.mark.filterwarnings("ignore::RuntimeWarning")
+@pytest.mark.parametrize("position", [0, 4, 8, 25, 80], ids=["mark", "version", "size", "length of metadata", "name"])
+def test_what_a_block_says_of_itself_may_be_damaged(recorded, tmp_path, position):
+    expected = np.asarray(recorded["high"])
+    for read in (lambda signal: signal[8990:9500], lambda signal: signal[:]):  # without and with the table of all blocks
+        signal = damaged(tmp_path, position)["high"]
+        with pytest.warns(RuntimeWarning, match="'high' are lost between [0-9]+ and [0-9]+: y.mcap: .*(block|byte)"):
+            part = read(signal)
+        begin = 8990 if len(part) < 600 else 0
+        np.testing.assert_array_equal(part, np.delete(expected, slice(9000, 10000))[begin : begin + len(part)])
+
+
 def test_no_damage_ends_the_process(recorded, tmp_path):
     whole = (tmp_path / "x.mcap").read_bytes()[:120000]
     chooser = np.random.default_rng(11)

@@ -29,6 +29,7 @@ def test_filters_as_scipy_does(chord):
     )
     rms = np.sqrt(np.mean(np.square(report["lp.Signal"])))
     assert report.results.value("rms") == pytest.approx(rms, rel=1e-12)
+    assert repr(report.results).splitlines()[:2] == ["instance  signal  quantity  value            unit", "levels    sum     samples   48000"]
 
 
 def test_threads_change_no_result(chord):

@@ -12,6 +12,7 @@ class Clip(sigweave.Module):
     """Cuts off values beyond a limit"""
 
     limit = sigweave.Number(1.0, unit="V", minimum=0.0)
+    other = sigweave.Number(1.0, mininum=0.0)  # type: ignore[call-arg]  # a wrong name is found
 
     def execute(self, signal: npt.NDArray[np.float64]) -> Any:
         limit: float = self.limit
