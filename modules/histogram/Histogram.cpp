@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "modules/common/EachInput.h"
 #include "modules/common/SignalQuantity.h"
@@ -163,6 +164,10 @@ int Histogram::End(unsigned input) {
         FindRange(channel.first.GetUnit(), from, to, error);
         if (!(to > from))  // what is given lies beyond all values
             (ParamText("to").empty() ? to : from) = ParamText("to").empty() ? from + 1.0 : to - 1.0;
+        if (!(to > from)) {  // so large that 1 makes no difference
+            from = std::nextafter(from, -std::numeric_limits<double>::infinity());
+            to = std::nextafter(to, std::numeric_limits<double>::infinity());
+        }
         if (!std::isfinite(to - from))
             return Fail(tc::MODULE_FAILED, TOO_FAR_APART,
                         {tc::SignalName(*portHelper, input, channel.first), tc::ShortestText(from),

@@ -149,6 +149,8 @@ TEST_F(Histogram, RefusesWhatDoesNotFit) {
     EXPECT_EQ(bench.Error(), "to: '900 mV' is not valid; expected more than 1");
     EXPECT_FALSE(Count("from=-1e308\nto=1e308", {1.0}));
     EXPECT_EQ(bench.Error(), "to: '1e308' is not valid; expected at most 1.7e308 more than from");
+    ASSERT_TRUE(Count("bins=1", {1e300, 1e300})) << "1 more is the same number";
+    EXPECT_GT(bench.Result("to"), bench.Result("from"));
     EXPECT_FALSE(Count("bins=3", {-1e308, 1e308}));
     EXPECT_THAT(bench.Error(), HasSubstr("there can be no bins from -1e+308 to 1e+308"));
     EXPECT_FALSE(Count("most_samples=2", {1.0, 2.0, 3.0}));
