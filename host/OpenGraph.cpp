@@ -70,7 +70,7 @@ std::optional<OutputWatch> OpenGraph::WatchOutput(const std::string& name, const
 
 RunReport OpenGraph::Run(const RunOptions& options, std::vector<Message>& warnings) const {
     graph.MakeFolders();
-    RunFacts facts(file, graph.Modules());
+    RunFacts facts(file, graph.WrittenLines(), graph.Modules());
     RunOptions withFacts = options;
     withFacts.facts = &facts;
     Runner runner(graph.Modules(), graph.Lines(), withFacts);

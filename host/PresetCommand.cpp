@@ -1,10 +1,12 @@
 #include "host/PresetCommand.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "host/Commands.h"
 #include "host/Console.h"
 #include "host/GraphText.h"
+#include "host/Guard.h"
 #include "host/Presets.h"
 #include "host/SetCommand.h"
 #include "sigweave/module/TCBaseModuleEx.h"
@@ -114,6 +116,35 @@ bool SetAll(TCBaseModuleEx& module, const std::vector<std::string>& settings) {
     return right;
 }
 
+// Whether that is what a line about a value that was given says. Others may come with the graph; so may
+// files, which start at its folder.
+bool IsAboutGiven(const TCBaseModuleEx& module, const std::vector<std::string>& settings,
+                  const std::string& reason) {
+    const std::string subject = reason.substr(0, reason.find(':'));
+    const TCModuleParameter* const parameter = module.FindParameter(subject.c_str());
+    if (parameter != nullptr &&
+        (parameter->kind == TCModuleParameter::FILE || parameter->kind == TCModuleParameter::OUTPUT_FILE))
+        return false;
+    return std::ranges::any_of(
+        settings, [&](const std::string& setting) { return setting.starts_with(subject + "="); });
+}
+
+// Whether the module takes the values, as far as they are given.
+bool DoValuesFit(TCBaseModuleEx& module, const std::vector<std::string>& settings) {
+    bool done = false;
+    TCString error;
+    const std::string thrown = WhatItThrows([&] { done = module.OnSettingsChanged(error); });
+    if (!thrown.empty()) console::Error(thrown);
+    bool fit = thrown.empty();
+    std::istringstream reasons(done ? std::string() : std::string(error));
+    for (std::string reason; std::getline(reasons, reason);) {
+        if (!IsAboutGiven(module, settings, reason)) continue;
+        console::Error(reason);
+        fit = false;
+    }
+    return fit;
+}
+
 int ListAll(const std::string& wanted) {
     const std::vector<PresetName> rows = ListPresets(wanted);
     if (rows.empty()) {
@@ -145,7 +176,9 @@ int RunPresetCommand(const ModuleCatalogue& catalogue, const PresetOptions& opti
                                                .With({entry->id}));
     if (options.action == Action::Load) error = WhyNoPreset(options.module, options.name);
     if (!error.empty()) return Refuse(error);
-    if (options.action == Action::Save && !SetAll(*module, options.settings)) return EXIT_WRONG_INPUT;
+    if (options.action == Action::Save &&
+        (!SetAll(*module, options.settings) || !DoValuesFit(*module, options.settings)))
+        return EXIT_WRONG_INPUT;
     const bool done = options.action == Action::Save ? StorePreset(*module, entry->id, options.name, error)
                                                      : LoadPreset(*module, entry->id, options.name, error);
     if (!done) return Refuse(error, EXIT_INCOMPLETE);

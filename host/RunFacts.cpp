@@ -53,9 +53,11 @@ void RunFacts::Add(const std::string& name, const std::string& value) {
     facts.Add(fact);
 }
 
-// Settings of files become whole paths, so that the graph means the same anywhere.
+// Settings of files become whole paths, and wildcards the ports that they found, so that the graph means the
+// same anywhere, also where its sources are not.
 std::string RunFacts::GraphText() const {
     GraphFile graph = file;
+    graph.EditLines() = lines;
     Mistakes ignored;
     for (const InstanceEntry& entry : file.GetInstances()) {
         const auto found = std::ranges::find(modules, entry.name, &RunModule::instance);

@@ -10,13 +10,16 @@
 
 namespace host {
 
-// What this host tells modules of a run: the graph as parameter text with whole paths, the settings of each
-// module, program and machine, the error of its clock, and the digest of each file that is read. Values of
-// secret parameters are left out. The graph file and the modules must outlive it.
+// What this host tells modules of a run: the graph as parameter text with whole paths and without wildcards,
+// the settings of each module, program and machine, the error of its clock, and the digest of each file that
+// is read. Values of secret parameters are left out. The graph file, its lines and the modules must outlive
+// it.
 class RunFacts final : public TCRunFacts {
  public:
-    RunFacts(const GraphFile& graphFile, std::vector<RunModule> runModules)
-        : file(graphFile), modules(std::move(runModules)) {}
+    // `graphLines` are those of the file with each wildcard replaced by what it stands for.
+    RunFacts(const GraphFile& graphFile, const std::vector<LineEntry>& graphLines,
+             std::vector<RunModule> runModules)
+        : file(graphFile), lines(graphLines), modules(std::move(runModules)) {}
 
     const TCArray<TCRunFact>& Get() override;
 
@@ -27,6 +30,7 @@ class RunFacts final : public TCRunFacts {
     void AddFiles();
 
     const GraphFile& file;
+    const std::vector<LineEntry>& lines;
     std::vector<RunModule> modules;
     TCArray<TCRunFact> facts;
     tc::RunTime start;  // that of the sources

@@ -57,25 +57,8 @@ BusTrigger::BusTrigger(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
     portHelper->SetObligatoryInput(0);
 }
 
-tc::TriggerSettings BusTrigger::Settings() const {
-    const auto text = [&](const char* name) {
-        return tc::TriggerSettings::Text{ParamText(name), IsEnabled(ParamIndex(name))};
-    };
-    return {.mode = ParamChoice<tc::TRIGGER_MODES>("mode"),
-            .level = text("level"),
-            .upperLevel = text("upper_level"),
-            .hysteresis = text("hysteresis"),
-            .slope = text("slope"),
-            .before = {ParamText("before"), ParamDbl("before")},
-            .after = ParamDbl("after"),
-            .holdOff = ParamDbl("hold_off")};
-}
-
 bool BusTrigger::OnSettingsChanged(TCString& error) {
-    CString reason;
-    tc::CheckTexts(Settings(), reason);
-    error = reason.c_str();
-    return reason.empty();
+    return tc::CheckTexts(tc::TriggerSettings(*this), error);
 }
 
 void BusTrigger::CheckStart(TCStartCheck& check) {
@@ -185,14 +168,7 @@ bool BusTrigger::FindTriggering(CString& error) {
 bool BusTrigger::Begin(CString& error) {
     for (std::size_t i = 0; i < channels.size(); ++i) channels[i].first = metadatas[i];
     if (channels.empty()) return true;
-    const TCTypeInfo& first = channels[triggering].first;
-    tc::TriggerCondition condition;
-    tc::PieceTiming timing;
-    if (!tc::FindCondition(Settings(), first.GetUnit(), first.GetSamplerate(), condition, error) ||
-        !tc::FindTiming(Settings(), first.GetSamplerate(), timing, error))
-        return false;
-    cutter.Begin(condition, timing, channels.size());
-    return true;
+    return tc::BeginCutting(*this, channels[triggering].first, channels.size(), cutter, error);
 }
 
 // Until the end of a piece or of the block; 1 when it sent something.
@@ -213,8 +189,7 @@ int BusTrigger::Send() {
         const Channel& channel = channels[i];
         const std::vector<double>& part = cutter.Part(i);
         outgoing = metadatas[i];
-        outgoing.SetTimestamp(channel.first.GetTimestamp() +
-                              1000.0 * static_cast<double>(cutter.PartPosition()) / outgoing.GetSamplerate());
+        outgoing.SetTimestamp(tc::PartTimestamp(cutter, channel.first));
         outgoing.SetState(tc::BlockState(cutter.BeginsPiece(), cutter.EndsPiece()));
         const int code = portHelper->WriteDblDataBusBlock(0, static_cast<int>(part.size()), part.data(),
                                                           channel.index, channel.name.c_str(), &outgoing);
@@ -228,17 +203,9 @@ int BusTrigger::Done() {
     if (held != nullptr) portHelper->ExchangeBinary(0, &held, false);
     held = nullptr;
     if (begun && triggering < channels.size()) {
-        TCSI_Unit second;
-        second.SetExponent(TCSI_Unit::SECOND, 1);
         const Channel& channel = channels[triggering];
-        const double rate = channel.first.GetSamplerate();
-        AddResult(channel.name.c_str(), "hits", static_cast<double>(cutter.Hits()), TCSI_Unit());
-        AddResult(channel.name.c_str(), "cut_short", static_cast<double>(cutter.CutShort()), TCSI_Unit());
-        if (cutter.Hits() > 0) {
-            AddResult(channel.name.c_str(), "first_hit", static_cast<double>(cutter.FirstHit()) / rate,
-                      second);
-            AddResult(channel.name.c_str(), "last_hit", static_cast<double>(cutter.LastHit()) / rate, second);
-        }
+        for (const auto& [quantity, value, unit] : tc::TriggerResults(cutter, channel.first.GetSamplerate()))
+            AddResult(channel.name.c_str(), quantity, value, unit);
     }
     channels.clear();
     return TCBaseModuleEx::Done();

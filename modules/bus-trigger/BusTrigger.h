@@ -43,7 +43,6 @@ class BusTrigger final : public TCBaseModuleEx {
         const double* values = nullptr;  // of the block
     };
 
-    tc::TriggerSettings Settings() const;
     int Take();
     bool Read(const TCIOStream::Block& block, bool& begins, CString& error);
     bool ReadChannel(const TCIOStream::DataSegment& segment, Channel& channel, int& count,

@@ -1,5 +1,6 @@
 #include "modules/common/SignalQuantity.h"
 
+#include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace tc {
@@ -49,6 +50,30 @@ CString QuantityExpected(const TCSI_Unit& unit, const char* per) {
     const CString text = DisplayUnit(shown);
     if (text.empty()) return Bilingual("a number without a unit", "eine Zahl ohne Einheit").Text();
     return Bilingual("%1, as the signal has", "%1, wie das Signal").With({text + per});
+}
+
+bool CheckQuantities(const TCBaseModuleEx& module, std::span<const char* const> names, TCString& error) {
+    CString reason;
+    for (const char* name : names) {
+        SignalQuantity quantity;
+        const CString text(module.GetParameter(name));
+        if (!text.empty() && !ReadSignalQuantity(text, quantity))
+            AddReason(reason, NotValid(name, text, QuantityExpected("0.5 mV")));
+    }
+    error = reason.c_str();
+    return reason.empty();
+}
+
+void ConvertQuantities(const TCBaseModuleEx& module, const TCSI_Unit& unit,
+                       std::initializer_list<QuantitySetting> settings, CString& error) {
+    for (const auto& [name, number] : settings) {
+        SignalQuantity quantity;
+        const CString text(module.GetParameter(name));
+        if (text.empty()) continue;
+        ReadSignalQuantity(text, quantity);
+        if (!ConvertTo(unit, quantity, *number))
+            AddReason(error, NotValid(name, text, QuantityExpected(unit)));
+    }
 }
 
 }  // namespace tc

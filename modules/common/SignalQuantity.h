@@ -1,8 +1,11 @@
 #pragma once
 
+#include <initializer_list>
 #include <optional>
+#include <span>
 #include <string>
 
+#include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/platform/Framework.h"
 #include "sigweave/signal/TCSI_Unit.h"
 #include "sigweave/signal/UnitText.h"
@@ -27,5 +30,19 @@ bool ConvertTo(const TCSI_Unit& unit, const SignalQuantity& quantity, double& nu
 CString QuantityExpected(const char* example);
 // The same for a signal whose unit is known: "Pa, as the signal has"; or "Pa/s" with `per` set to "/s".
 CString QuantityExpected(const TCSI_Unit& unit, const char* per = "");
+
+// A setting that holds a quantity, or nothing, and its number.
+struct QuantitySetting {
+    const char* name;
+    double* number;
+};
+
+// For OnSettingsChanged: false, with a line in `error` for each of these settings that is neither empty nor a
+// quantity.
+bool CheckQuantities(const TCBaseModuleEx& module, std::span<const char* const> names, TCString& error);
+// The numbers in the signal's unit; those of empty settings stay. Adds to `error` a line for each that has
+// another dimension.
+void ConvertQuantities(const TCBaseModuleEx& module, const TCSI_Unit& unit,
+                       std::initializer_list<QuantitySetting> settings, CString& error);
 
 }  // namespace tc

@@ -31,7 +31,8 @@ void Bins::Add(std::span<const double> values) {
 // The edges decide; the quotient may be off by a rounding.
 std::size_t Bins::Find(double value) const {
     const std::size_t last = counts.size() - 1;
-    std::size_t bin = std::min(static_cast<std::size_t>((value - edges.front()) * perValue), last);
+    const double place = (value - edges.front()) * perValue;
+    std::size_t bin = place < static_cast<double>(last) ? static_cast<std::size_t>(place) : last;
     if (value < edges[bin]) --bin;
     if (bin < last && value >= edges[bin + 1]) ++bin;
     return bin;

@@ -1,6 +1,8 @@
 #include "modules/histogram/Histogram.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 #include "modules/common/EachInput.h"
 #include "modules/common/SignalQuantity.h"
@@ -54,6 +56,10 @@ constexpr TCModuleParameter PARAMETERS[] = {
     tc::MostSamples({}, ""),
 };
 
+constexpr Bilingual TOO_FAR_APART(
+    "%1: there can be no bins from %2 to %3, since their distance is no number; give from and to",
+    "%1: von %2 bis %3 kann es keine Klassen geben, weil ihr Abstand keine Zahl ist; geben Sie from und to "
+    "an");
 constexpr const char* ENDS[] = {"from", "to"};
 constexpr const char* OUTPUTS[] = {"Histogram", "Edges"};
 
@@ -74,32 +80,22 @@ void Histogram::OnInputsDeclared(int count) {
 }
 
 bool Histogram::OnSettingsChanged(TCString& error) {
-    CString reason;
-    for (const char* name : ENDS) {
-        tc::SignalQuantity quantity;
-        const CString& text = ParamText(name);
-        if (!text.empty() && !tc::ReadSignalQuantity(text, quantity))
-            tc::AddReason(reason, tc::NotValid(name, text, tc::QuantityExpected("0.5 mV")));
-    }
-    error = reason.c_str();
-    return reason.empty();
+    return tc::CheckQuantities(*this, ENDS, error);
 }
 
 // The ends that are given; false, with the reasons, when they do not fit to the unit or to each other.
 bool Histogram::FindRange(const TCSI_Unit& unit, double& from, double& to, CString& error) const {
-    double* numbers[] = {&from, &to};
-    for (std::size_t i = 0; i < std::size(ENDS); ++i) {
-        tc::SignalQuantity quantity;
-        const CString& text = ParamText(ENDS[i]);
-        if (text.empty()) continue;
-        tc::ReadSignalQuantity(text, quantity);
-        if (!tc::ConvertTo(unit, quantity, *numbers[i]))
-            tc::AddReason(error, tc::NotValid(ENDS[i], text, tc::QuantityExpected(unit)));
-    }
+    tc::ConvertQuantities(*this, unit, {{"from", &from}, {"to", &to}}, error);
     if (IsGiven("from") && IsGiven("to") && error.empty() && !(to > from))
         tc::AddReason(error,
                       tc::NotValid("to", ParamText("to"),
                                    Bilingual("more than %1", "mehr als %1").With({ParamText("from")})));
+    if (IsGiven("from") && IsGiven("to") && error.empty() && !std::isfinite(to - from))
+        tc::AddReason(
+            error,
+            tc::NotValid(
+                "to", ParamText("to"),
+                Bilingual("at most 1.7e308 more than from", "höchstens 1.7e308 mehr als from").Text()));
     return error.empty();
 }
 
@@ -169,6 +165,14 @@ int Histogram::End(unsigned input) {
         FindRange(channel.first.GetUnit(), from, to, error);
         if (!(to > from))  // what is given lies beyond all values
             (ParamText("to").empty() ? to : from) = ParamText("to").empty() ? from + 1.0 : to - 1.0;
+        if (!(to > from)) {  // so large that 1 makes no difference
+            from = std::nextafter(from, -std::numeric_limits<double>::infinity());
+            to = std::nextafter(to, std::numeric_limits<double>::infinity());
+        }
+        if (!std::isfinite(to - from))
+            return Fail(tc::MODULE_FAILED, TOO_FAR_APART,
+                        {tc::SignalName(*portHelper, input, channel.first), tc::ShortestText(from),
+                         tc::ShortestText(to)});
         const int wanted = ParamInt("bins");
         std::vector<double> sorted;
         if (wanted == 0) sorted = values;

@@ -1,8 +1,10 @@
 #include "modules/peaks/PeakFinder.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace tc {
 
@@ -21,14 +23,47 @@ std::vector<Peak> FindMaxima(std::span<const double> values) {
     return peaks;
 }
 
-// The highest first; of equal ones the later.
+// Peaks by their height, the numbers of equal ones in the order in which the quicksort of NumPy's argsort
+// leaves them. That is deliberate: of equal peaks that are too near to each other SciPy keeps the one that
+// comes last in it, and users compare.
+void SortAsNumPyDoes(std::span<std::size_t> order, const std::vector<Peak>& peaks, int depth) {
+    constexpr std::size_t FEW = 16;
+    const auto isLower = [&](std::size_t a, std::size_t b) { return peaks[a].height < peaks[b].height; };
+    while (order.size() > FEW && depth-- > 0) {
+        const std::size_t last = order.size() - 1;
+        const std::size_t middle = last / 2;
+        if (isLower(order[middle], order[0])) std::swap(order[middle], order[0]);
+        if (isLower(order[last], order[middle])) std::swap(order[last], order[middle]);
+        if (isLower(order[middle], order[0])) std::swap(order[middle], order[0]);
+        const std::size_t pivot = order[middle];
+        std::swap(order[middle], order[last - 1]);
+        std::size_t low = 0;
+        std::size_t high = last - 1;
+        for (;;) {
+            do ++low;
+            while (isLower(order[low], pivot));
+            do --high;
+            while (isLower(pivot, order[high]));
+            if (low >= high) break;
+            std::swap(order[low], order[high]);
+        }
+        std::swap(order[low], order[last - 1]);
+        const auto lower = order.first(low);
+        const auto higher = order.subspan(low + 1);
+        const bool isLowerLess = lower.size() < higher.size();
+        SortAsNumPyDoes(isLowerLess ? lower : higher, peaks, depth);
+        order = isLowerLess ? higher : lower;
+    }
+    std::stable_sort(order.begin(), order.end(), isLower);
+}
+
+// The highest first.
 void ThinOut(std::vector<Peak>& peaks, double distance) {
     const double least = std::ceil(distance);
     if (least <= 1.0) return;
     std::vector<std::size_t> order(peaks.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
-    std::stable_sort(order.begin(), order.end(),
-                     [&](std::size_t a, std::size_t b) { return peaks[a].height < peaks[b].height; });
+    SortAsNumPyDoes(order, peaks, 2 * static_cast<int>(std::bit_width(order.size())));
     std::vector<bool> dropped(peaks.size());
     const auto isNear = [&](std::size_t a, std::size_t b) {
         return static_cast<double>(peaks[b].position - peaks[a].position) < least;

@@ -68,28 +68,13 @@ void Peaks::OnInputsDeclared(int) {
 }
 
 bool Peaks::OnSettingsChanged(TCString& error) {
-    CString reason;
-    for (const char* name : QUANTITIES) {
-        tc::SignalQuantity quantity;
-        const CString& text = ParamText(name);
-        if (!text.empty() && !tc::ReadSignalQuantity(text, quantity))
-            tc::AddReason(reason, tc::NotValid(name, text, tc::QuantityExpected("0.5 mV")));
-    }
-    error = reason.c_str();
-    return reason.empty();
+    return tc::CheckQuantities(*this, QUANTITIES, error);
 }
 
 // False, with the reasons, when a setting does not fit to the unit. Seconds become samples.
 bool Peaks::FindLimits(const TCSI_Unit& unit, double rate, tc::PeakLimits& limits, CString& error) const {
-    double* numbers[] = {&limits.height, &limits.prominence};
-    for (std::size_t i = 0; i < std::size(QUANTITIES); ++i) {
-        tc::SignalQuantity quantity;
-        const CString& text = ParamText(QUANTITIES[i]);
-        if (text.empty()) continue;
-        tc::ReadSignalQuantity(text, quantity);
-        if (!tc::ConvertTo(unit, quantity, *numbers[i]))
-            tc::AddReason(error, tc::NotValid(QUANTITIES[i], text, tc::QuantityExpected(unit)));
-    }
+    tc::ConvertQuantities(*this, unit, {{"height", &limits.height}, {"prominence", &limits.prominence}},
+                          error);
     // 0.3 s are 108 samples at 360 Hz, although the product is slightly more.
     limits.distance = std::max(1.0, ParamDbl("distance") * rate * (1.0 - 1e-12));
     limits.width = ParamDbl("width") * rate;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -18,17 +19,18 @@ class RateConverter {
 
     // A signal begins. False, with the reason, for rates that cannot be converted.
     bool Begin(double inputRate, double outputRate, ResampleQuality quality, std::string& error);
-    // Puts what can be made by now into `output`, replacing its content. `last`: the signal ends with these
+    // `output` is what can be made by now, and valid until the next call. `last`: the signal ends with these
     // samples; then all has been made, `round(samples * outputRate / inputRate)` samples in all. False, with
     // the reason, when the library fails.
-    bool Run(const double* values, int count, bool last, std::vector<double>& output, std::string& error);
+    bool Run(const double* values, int count, bool last, std::span<const double>& output, std::string& error);
     // Values that were not finite; they count as 0.
     std::int64_t LeftOut() const { return leftOut; }
 
  private:
     struct Converter;
 
-    bool Process(const double* values, std::size_t count, std::vector<double>& output, std::string& error);
+    void EndAtWhole();
+    bool Process(const double* values, std::size_t count, std::string& error);
 
     std::unique_ptr<Converter> converter;
     double ratio = 1.0;
@@ -36,4 +38,6 @@ class RateConverter {
     std::int64_t made = 0;
     std::int64_t leftOut = 0;
     std::vector<double> finite;
+    std::vector<double> buffer;  // only grows
+    std::size_t filled = 0;      // of it
 };

@@ -1,6 +1,7 @@
 #include "modules/resample/Resample.h"
 
 #include <limits>
+#include <span>
 
 #include "modules/common/EachInput.h"
 #include "sigweave/foundation/NumberFormat.h"
@@ -111,20 +112,21 @@ int Resample::Take(unsigned input) {
     const bool ends = channel.track.Ends();
     int count = 0;
     const double* values = portHelper->AccessDblData(input, count);
-    if (!channel.converter.Run(values, count, ends, buffer, error))
+    std::span<const double> output;
+    if (!channel.converter.Run(values, count, ends, output, error))
         return Fail(tc::MODULE_FAILED, {"'%1' cannot be resampled: %2", "'%1' ist nicht umzutasten: %2"},
                     {name(), error});
     if (ends && channel.converter.LeftOut() > 0)
         Warn(tc::COUNTED_AS_0, {name(), std::to_string(channel.converter.LeftOut())});
-    if (buffer.empty() && !ends) return 0;
+    if (output.empty() && !ends) return 0;
     metadata.SetTimestamp(channel.begin + 1000.0 * static_cast<double>(channel.sent) / rate);
     metadata.SetSamplerate(rate);
     metadata.SetRangeMin(std::numeric_limits<double>::lowest());
     metadata.SetRangeMax(std::numeric_limits<double>::max());
     metadata.SetState(tc::BlockState(channel.first, ends));
     channel.first = false;
-    channel.sent += static_cast<std::int64_t>(buffer.size());
-    return tc::WriteSamples(*portHelper, input, metadata, buffer.data(), buffer.size());
+    channel.sent += static_cast<std::int64_t>(output.size());
+    return tc::WriteSamples(*portHelper, input, metadata, output.data(), output.size());
 }
 
 TC_MODULE_LIBRARY(Resample);

@@ -41,6 +41,5 @@ class Resample final : public TCBaseModuleEx {
     int Take(unsigned input);
 
     std::vector<Channel> channels;
-    std::vector<double> buffer;
     TCTypeInfo outgoing;  // of the block that is sent; kept, so that a long name costs no memory each time
 };

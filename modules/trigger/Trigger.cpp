@@ -15,35 +15,21 @@ void Trigger::OnInputsDeclared(int) {
     tc::DeclareOutputs(*portHelper, "TIME_DOMAIN");
 }
 
-tc::TriggerSettings Trigger::Settings() const {
-    const auto text = [&](const char* name) {
-        return tc::TriggerSettings::Text{ParamText(name), IsEnabled(ParamIndex(name))};
-    };
-    return {.mode = ParamChoice<tc::TRIGGER_MODES>("mode"),
-            .level = text("level"),
-            .upperLevel = text("upper_level"),
-            .hysteresis = text("hysteresis"),
-            .slope = text("slope"),
-            .before = {ParamText("before"), ParamDbl("before")},
-            .after = ParamDbl("after"),
-            .holdOff = ParamDbl("hold_off")};
-}
-
 bool Trigger::OnSettingsChanged(TCString& error) {
-    CString reason;
-    tc::CheckTexts(Settings(), reason);
-    error = reason.c_str();
-    return reason.empty();
+    return tc::CheckTexts(tc::TriggerSettings(*this), error);
 }
 
 void Trigger::CheckStart(TCStartCheck& check) {
     WarnWithoutEffect(check);
     tc::CheckRates(*portHelper, check);
+    const tc::TriggerSettings settings(*this);
     for (const TCForetoldSignal& signal : check.inputs) {
         tc::TriggerCondition condition;
+        tc::PieceTiming timing;
         CString error;
-        if (signal.unit && !tc::FindCondition(Settings(), *signal.unit, 1.0, condition, error))
-            check.Refuse(error);
+        if (signal.unit) tc::FindCondition(settings, *signal.unit, 1.0, condition, error);
+        if (signal.samplerate) tc::FindTiming(settings, *signal.samplerate, timing, error);
+        if (!error.empty()) check.Refuse(error);
     }
 }
 
@@ -90,14 +76,7 @@ int Trigger::Take(unsigned input) {
 
 bool Trigger::Begin(Channel& channel, CString& error) const {
     channel.first = channel.track.Metadata();
-    const double rate = channel.first.GetSamplerate();
-    tc::TriggerCondition condition;
-    tc::PieceTiming timing;
-    if (!tc::FindCondition(Settings(), channel.first.GetUnit(), rate, condition, error) ||
-        !tc::FindTiming(Settings(), rate, timing, error))
-        return false;
-    channel.cutter.Begin(condition, timing, 1);
-    return true;
+    return tc::BeginCutting(*this, channel.first, 1, channel.cutter, error);
 }
 
 // Until the end of a piece or of the block; 1 when it sent something.
@@ -118,25 +97,19 @@ int Trigger::Send(unsigned output) {
     const tc::PieceCutter& cutter = channel.cutter;
     TCTypeInfo& metadata = outgoing;
     metadata = channel.track.Metadata();
-    metadata.SetTimestamp(channel.first.GetTimestamp() +
-                          1000.0 * static_cast<double>(cutter.PartPosition()) / metadata.GetSamplerate());
+    metadata.SetTimestamp(tc::PartTimestamp(cutter, channel.first));
     metadata.SetState(tc::BlockState(cutter.BeginsPiece(), cutter.EndsPiece()));
     return tc::WriteSamples(*portHelper, output, metadata, cutter.Part(0).data(), cutter.Part(0).size());
 }
 
 int Trigger::Done() {
     ClearResults();
-    TCSI_Unit second;
-    second.SetExponent(TCSI_Unit::SECOND, 1);
     for (unsigned input = 0; input < channels.size(); ++input) {
         const Channel& channel = channels[input];
-        const double rate = channel.first.GetSamplerate();
         const CString name = tc::SignalName(*portHelper, input, channel.first);
-        AddResult(name.c_str(), "hits", static_cast<double>(channel.cutter.Hits()), TCSI_Unit());
-        AddResult(name.c_str(), "cut_short", static_cast<double>(channel.cutter.CutShort()), TCSI_Unit());
-        if (channel.cutter.Hits() == 0) continue;
-        AddResult(name.c_str(), "first_hit", static_cast<double>(channel.cutter.FirstHit()) / rate, second);
-        AddResult(name.c_str(), "last_hit", static_cast<double>(channel.cutter.LastHit()) / rate, second);
+        for (const auto& [quantity, value, unit] :
+             tc::TriggerResults(channel.cutter, channel.first.GetSamplerate()))
+            AddResult(name.c_str(), quantity, value, unit);
     }
     channels.clear();
     return TCBaseModuleEx::Done();

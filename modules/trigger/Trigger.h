@@ -42,7 +42,6 @@ class Trigger final : public TCBaseModuleEx {
         tc::PieceCutter cutter;
     };
 
-    tc::TriggerSettings Settings() const;
     bool Begin(Channel& channel, CString& error) const;
     int Take(unsigned input);
     int Work(unsigned input);

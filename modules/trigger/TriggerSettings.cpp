@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "modules/common/SignalQuantity.h"
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/module/ModuleSignals.h"
 
 namespace tc {
@@ -18,9 +19,34 @@ struct Row {
     const TriggerSettings::Text& setting;
 };
 
+int IndexOf(const TCBaseModuleEx& module, const char* name) {
+    return static_cast<int>(module.FindParameter(name) - module.GetParameters().data());
+}
+
+TriggerSettings::Text TextOf(const TCBaseModuleEx& module, const char* name) {
+    return {CString(module.GetParameter(name)), module.IsEnabled(IndexOf(module, name))};
+}
+
+TriggerMode ModeOf(const TCBaseModuleEx& module) {
+    const TCString word = module.GetParameter("mode");
+    return std::ranges::find_if(TRIGGER_MODES, [&](const auto& mode) { return word == mode.word; })->value;
+}
+
 }  // namespace
 
-void CheckTexts(const TriggerSettings& settings, CString& reason) {
+TriggerSettings::TriggerSettings(const TCBaseModuleEx& module)
+    : mode(ModeOf(module)),
+      level(TextOf(module, "level")),
+      upperLevel(TextOf(module, "upper_level")),
+      hysteresis(TextOf(module, "hysteresis")),
+      slope(TextOf(module, "slope")),
+      beforeText(module.GetParameter("before")),
+      before(module.GetNumber(IndexOf(module, "before"))),
+      after(module.GetNumber(IndexOf(module, "after"))),
+      holdOff(module.GetNumber(IndexOf(module, "hold_off"))) {}
+
+bool CheckTexts(const TriggerSettings& settings, TCString& error) {
+    CString reason;
     const Row rows[] = {{"level", settings.level},
                         {"upper_level", settings.upperLevel},
                         {"hysteresis", settings.hysteresis},
@@ -37,9 +63,11 @@ void CheckTexts(const TriggerSettings& settings, CString& reason) {
                       NotValid(name, setting.text,
                                Bilingual("a number above or below 0", "eine Zahl über oder unter 0").Text()));
     }
+    error = reason.c_str();
+    return reason.empty();
 }
 
-bool FindCondition(const TriggerSettings& settings, const TCSI_Unit& unit, double rate,
+void FindCondition(const TriggerSettings& settings, const TCSI_Unit& unit, double rate,
                    TriggerCondition& condition, CString& error) {
     TCSI_Unit perSecond;
     perSecond.SetExponent(TCSI_Unit::SECOND, -1);
@@ -67,23 +95,47 @@ bool FindCondition(const TriggerSettings& settings, const TCSI_Unit& unit, doubl
             NotValid(
                 "upper_level", settings.upperLevel.text,
                 Bilingual("more than the level, %1", "mehr als der Pegel, %1").With({settings.level.text})));
-    return error.empty();
 }
 
-bool FindTiming(const TriggerSettings& settings, double rate, PieceTiming& timing, CString& error) {
-    const double before = std::round(settings.before.number * rate);
-    if (before > MOST_HISTORY) {
-        AddReason(
+void FindTiming(const TriggerSettings& settings, double rate, PieceTiming& timing, CString& error) {
+    const double before = std::round(settings.before * rate);
+    if (before > MOST_HISTORY)
+        return AddReason(
             error,
-            NotValid("before", settings.before.text,
-                     Bilingual("at most a billion samples", "höchstens eine Milliarde Abtastwerte").Text()));
-        return false;
-    }
+            NotValid("before", settings.beforeText,
+                     Bilingual("at most a billion samples", "höchstens eine Milliarde Abtastwerte").Text(),
+                     Bilingual("at %1 samples per second", "bei %1 Abtastwerten je Sekunde")
+                         .With({ShortestText(rate)})));
     timing.before = static_cast<std::size_t>(before);
     timing.after = static_cast<std::int64_t>(std::clamp(std::round(settings.after * rate), 1.0, 9e18));
     const double holdOff = std::clamp(std::round(settings.holdOff * rate), 1.0, 4e18);
     timing.holdOff = std::max(timing.after, static_cast<std::int64_t>(holdOff));
-    return true;
+}
+
+bool BeginCutting(const TCBaseModuleEx& module, const TCTypeInfo& first, std::size_t channels,
+                  PieceCutter& cutter, CString& error) {
+    const TriggerSettings settings(module);
+    TriggerCondition condition;
+    PieceTiming timing;
+    FindCondition(settings, first.GetUnit(), first.GetSamplerate(), condition, error);
+    FindTiming(settings, first.GetSamplerate(), timing, error);
+    if (error.empty()) cutter.Begin(condition, timing, channels);
+    return error.empty();
+}
+
+double PartTimestamp(const PieceCutter& cutter, const TCTypeInfo& first) {
+    return first.GetTimestamp() + 1000.0 * static_cast<double>(cutter.PartPosition()) / first.GetSamplerate();
+}
+
+std::vector<TriggerResult> TriggerResults(const PieceCutter& cutter, double rate) {
+    TCSI_Unit second;
+    second.SetExponent(TCSI_Unit::SECOND, 1);
+    std::vector<TriggerResult> results = {{"hits", static_cast<double>(cutter.Hits()), TCSI_Unit()},
+                                          {"cut_short", static_cast<double>(cutter.CutShort()), TCSI_Unit()}};
+    if (cutter.Hits() == 0) return results;
+    results.push_back({"first_hit", static_cast<double>(cutter.FirstHit()) / rate, second});
+    results.push_back({"last_hit", static_cast<double>(cutter.LastHit()) / rate, second});
+    return results;
 }
 
 }  // namespace tc

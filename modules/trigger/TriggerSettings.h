@@ -1,9 +1,13 @@
 #pragma once
 
+#include <vector>
+
 #include "modules/trigger/PieceCutter.h"
+#include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/module/TCModuleParameter.h"
 #include "sigweave/platform/Framework.h"
 #include "sigweave/signal/TCSI_Unit.h"
+#include "sigweave/signal/TCTypeInfo.h"
 
 // The parameters that say where a signal is to be cut, and what they mean.
 namespace tc {
@@ -90,30 +94,43 @@ inline constexpr TCModuleParameter TRIGGER_PARAMETERS[] = {
 
 // Their values, as a module has them.
 struct TriggerSettings {
+    explicit TriggerSettings(const TCBaseModuleEx& module);
+
     // A text, and whether it counts with the mode that is set.
     struct Text {
-        const CString& text;
+        CString text;
         bool counts;
     };
     TriggerMode mode;
     Text level, upperLevel, hysteresis, slope;
     // In seconds.
-    struct Time {
-        const CString& text;
-        double number;
-    };
-    Time before;
-    double after, holdOff;
+    CString beforeText;
+    double before, after, holdOff;
 };
 
-// Adds to `reason` a line for each text that is no quantity, or one that is never allowed.
-void CheckTexts(const TriggerSettings& settings, CString& reason);
+// For OnSettingsChanged: adds to `error` a line for each text that is no quantity, or one that is never
+// allowed; false when there is one.
+bool CheckTexts(const TriggerSettings& settings, TCString& error);
 
-// False, with the reasons, when a setting that counts does not fit to the unit, or a window is empty.
-bool FindCondition(const TriggerSettings& settings, const TCSI_Unit& unit, double rate,
+// Adds to `error` the reasons why a signal of that unit, and of that rate, cannot be cut: a setting that
+// counts and does not fit to the unit, an empty window, more history than can be kept.
+void FindCondition(const TriggerSettings& settings, const TCSI_Unit& unit, double rate,
                    TriggerCondition& condition, CString& error);
+void FindTiming(const TriggerSettings& settings, double rate, PieceTiming& timing, CString& error);
 
-// False, with the reason, for more history than can be kept.
-bool FindTiming(const TriggerSettings& settings, double rate, PieceTiming& timing, CString& error);
+// A signal with these metadata of its first block begins. False, with the reasons, as above.
+bool BeginCutting(const TCBaseModuleEx& module, const TCTypeInfo& first, std::size_t channels,
+                  PieceCutter& cutter, CString& error);
+
+// The timestamp of the part that the cutter has, in a signal that began with `first`.
+double PartTimestamp(const PieceCutter& cutter, const TCTypeInfo& first);
+
+// What the cutter has found, in a signal of that rate, as results for AddResult.
+struct TriggerResult {
+    const char* quantity;
+    double value;
+    TCSI_Unit unit;
+};
+std::vector<TriggerResult> TriggerResults(const PieceCutter& cutter, double rate);
 
 }  // namespace tc

@@ -304,9 +304,11 @@ TEST_F(NeverSilent, PresetsKeepSettingsAsTheyWereTyped) {
     EXPECT_EQ(none.out, "");
     EXPECT_THAT(none.err, HasSubstr("there are no presets yet; 'sigweave preset save MODULE NAME"));
     EXPECT_THAT(Run("preset list Filter", MODULES).err, HasSubstr("'sigweave preset save Filter NAME"));
+    EXPECT_EQ(Run("preset save Filter 'low 2' type=bandpass", MODULES).code, 0) << "corners of the graph";
     ASSERT_EQ(Run("preset save Filter 'low 2' 'corner=3 kHz' type=highpass", MODULES).code, 0);
     const std::tuple<const char*, int, const char*> rows[] = {
         {"save Filter 'low 2' corner=x type=lowpass", 2, "corner: 'x' is not valid; expected a number"},
+        {"save Filter 'low 2' corner=-1", 2, "corner: '-1' is not valid; expected more than 0 Hz"},
         {"save Filter 'low 2' corner", 2, "write PARAMETER=VALUE"},
         {"save Filter ../low corner=1", 2, "'../low' is no name for a preset"},
         {"save Filtr low", 2, "did you mean 'Filter'?"},

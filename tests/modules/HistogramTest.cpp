@@ -147,6 +147,12 @@ TEST_F(Histogram, RefusesWhatDoesNotFit) {
     EXPECT_EQ(bench.Error(), "from: '1 Pa' is not valid; expected V, as the signal has");
     EXPECT_FALSE(Count("from=1\nto=900 mV", {1.0}));
     EXPECT_EQ(bench.Error(), "to: '900 mV' is not valid; expected more than 1");
+    EXPECT_FALSE(Count("from=-1e308\nto=1e308", {1.0}));
+    EXPECT_EQ(bench.Error(), "to: '1e308' is not valid; expected at most 1.7e308 more than from");
+    ASSERT_TRUE(Count("bins=1", {1e300, 1e300})) << "1 more is the same number";
+    EXPECT_GT(bench.Result("to"), bench.Result("from"));
+    EXPECT_FALSE(Count("bins=3", {-1e308, 1e308}));
+    EXPECT_THAT(bench.Error(), HasSubstr("there can be no bins from -1e+308 to 1e+308"));
     EXPECT_FALSE(Count("most_samples=2", {1.0, 2.0, 3.0}));
     EXPECT_THAT(bench.Error(), HasSubstr("most_samples: the signal 'test' has more than 2"));
     EXPECT_TRUE(Count("most_samples=2\nbins=3\nfrom=0\nto=1", {1.0, 2.0, 3.0})) << "nothing is kept";

@@ -65,30 +65,19 @@ TEST_F(Peaks, AreThoseOfSciPy) {
 }
 
 constexpr const char* SCIPY = R"(
-import numpy
+import numpy, sys
 from scipy import misc, signal
+if numpy.lib.NumpyVersion(numpy.__version__) >= '1.25.0':
+    sys.exit('this NumPy has another sort, which decides between equal peaks')
 rng = numpy.random.default_rng(5)
 ecg = misc.electrocardiogram()
-cases = [(ecg, 360, 0.5, 1.0, 0.25, 0), (ecg, 360, None, 0.3, 0, 0.02), (ecg[:20000], 360, None, None, 0.1, 0),
+cases = [(ecg, 360, 0.5, 1.0, 0.25, 0), (numpy.round(40 * ecg), 360, 1, 20, 0.3, 0), (ecg, 360, None, 0.3, 0, 0.02), (ecg[:20000], 360, None, None, 0.1, 0),
          (numpy.cumsum(rng.normal(size=30000)), 1000, None, 2.0, 0, 0.004),
          (rng.normal(size=30000), 1000, 0.5, 1.5, 0.003, 0.001),
          (numpy.round(5 * numpy.sin(numpy.arange(5000) / 50) + rng.normal(size=5000)), 100, None, 2, 0, 0.03)]
-# Of equal peaks that are too near to each other NumPy's sort chooses one as it happens: here the later.
-select = signal._peak_finding_utils._select_by_peak_distance
-def find_peaks(values, height, prominence, distance, width):
-    peaks = signal.find_peaks(values, height=height)[0]
-    rank = numpy.argsort(numpy.argsort(values[peaks], kind='stable')).astype(float)
-    peaks = peaks[select(peaks, rank, distance)] if distance else peaks
-    bases = signal.peak_prominences(values, peaks)
-    widths = signal.peak_widths(values, peaks, prominence_data=bases)[0]
-    keep = (bases[0] >= (prominence or 0)) & (widths >= (width or 0))
-    return peaks[keep], {'prominences': bases[0][keep], 'widths': widths[keep]}
 for values, rate, height, prominence, distance, width in cases:
     samples = [distance * rate if distance else None, width * rate if width else None]
-    found = find_peaks(values, height, prominence, *samples)
-    official = signal.find_peaks(values, height=height, prominence=prominence, distance=samples[0], width=samples[1])
-    assert len(numpy.setxor1d(found[0], official[0])) <= 0.01 * len(official[0]) or distance == 0.1
-    assert distance or numpy.array_equal(found[0], official[0])
+    found = signal.find_peaks(values, height=height, prominence=prominence, distance=samples[0], width=samples[1])
     settings = [f'{n}={v}' for n, v in (('height', height), ('prominence', prominence), ('distance', distance),
                                         ('width', width)) if v]
     print(rate, len(values), len(found[0]), len(settings), *settings)
@@ -124,7 +113,7 @@ TEST_F(Peaks, OfRecordingsAreThoseOfSciPy) {
         EXPECT_NEAR(prominence > 0.0 ? bench.Result("prominence_mean") / prominence : 1.0, 1.0, 1e-12);
         EXPECT_NEAR(width > 0.0 ? bench.Result("width_mean") / width : 1.0, 1.0, 1e-12);
     }
-    EXPECT_EQ(cases, 6);
+    EXPECT_EQ(cases, 7);
 }
 
 TEST_F(Peaks, SayHowFarApartTheyAre) {

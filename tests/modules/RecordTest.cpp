@@ -287,6 +287,16 @@ TEST(RecordCommands, RunSourcesThatWereNotRecordedAtTheTimeOfTheRecordedRun) {
     EXPECT_EQ(ReadText("told"), "these sources were not recorded and ran anew: tone\nidentical\n");
 }
 
+TEST(RecordCommands, RunAgainWhatWildcardsWired) {
+    std::ofstream("take.graph") << "[noise]\nmodule=Generator\nform=noise\n[smooth]\nmodule=Filter\n"
+                                   "corner=1000\n[take]\nmodule=Recorder\nfile="
+                                << FreshFile("take.mcap")
+                                << "\n[lines]\nnoise.*=smooth\nnoise.*=take\nsmooth.Sig*=take\n";
+    ASSERT_EQ(Host("run take.graph"), 0) << ReadText("told");
+    EXPECT_EQ(Host("rerun take.mcap"), 0);
+    EXPECT_EQ(ReadText("told"), "identical\n");
+}
+
 TEST(RecordCommands, ShowAndCheckARecording) {
     std::ofstream("take.graph") << TakeGraph("[lines]\n");
     ASSERT_EQ(Host("run take.graph --set take.sync=1"), 0) << ReadText("told");

@@ -49,6 +49,15 @@ TEST_F(Resample, MakesTheSameToneAtAnyRate) {
     }
 }
 
+// A ratio that is no quotient of small numbers.
+TEST_F(Resample, KeepsTheTimeInALongSignal) {
+    const double to = 44100.1;
+    const double frequency = 0.3 * to;
+    const std::vector<double> output = Convert(48000, Tone(frequency, 48000, 1000000), to, 100000);
+    for (std::size_t i = output.size() - 2000; i < output.size() - 1000; ++i)
+        ASSERT_NEAR(output[i], std::sin(TURN * frequency * static_cast<double>(i) / to), 1e-6) << i;
+}
+
 TEST_F(Resample, StopsWhatTheNewRateCannotHave) {
     for (const double value : Convert(48000, Tone(15000, 48000, 48000), 24000))
         ASSERT_LT(std::fabs(value), 0.5);

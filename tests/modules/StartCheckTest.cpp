@@ -56,6 +56,12 @@ TEST(StartCheck, RefusesAndWarnsOfWhatTheInputsBring) {
         std::vector<TCForetoldSignal> inputs;
         std::string mistakes, warnings;
     } rows[] = {
+        {"trigger",
+         "Trigger",
+         "before=1e6",
+         {Known("a", 48000, "V")},
+         "before: '1e6' is not valid at 48000 samples per second; expected at most a billion samples",
+         ""},
         {"align", "Align", "", {Known("a", 8, ""), Known("b", 8, "")}, "", ""},
         {"math",
          "Math",

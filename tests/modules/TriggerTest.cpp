@@ -115,7 +115,8 @@ TEST_F(Trigger, RefusesWhatDoesNotFit) {
         {"mode=slope\nslope=1 V", "slope: '1 V' is not valid; expected V/s, as the signal has"},
         {"mode=enter\nlevel=2\nupper_level=2",
          "upper_level: '2' is not valid; expected more than the level, 2"},
-        {"before=1e6", "before: '1e6' is not valid; expected at most a billion samples"}};
+        {"before=1e6",
+         "before: '1e6' is not valid at 48000 samples per second; expected at most a billion samples"}};
     for (const auto& [settings, message] : rows) {
         ASSERT_TRUE(bench.Set(settings)) << bench.Error();
         EXPECT_FALSE(bench.Run({1.0}, {"test", 48000.0, "V"})) << settings;
