@@ -24,9 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 using host::RunReport;
 using host::Verdict;
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 // --- The plan
 
