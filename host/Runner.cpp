@@ -138,7 +138,7 @@ std::string Runner::WhyPinned(int index) const {
     if (options.changes != nullptr && options.changes->Concern(Name(index)))
         return Bilingual("its parameters are changed in the run", "seine Parameter werden im Lauf geändert")
             .Text();
-    if (MayWaitForFile(Module(index)))
+    if (!FirstThatMayWait(FilesOf(Module(index))).empty())
         return Bilingual("it may wait for a file that is a pipe or a device",
                          "es wartet womöglich auf eine Datei, die eine Pipe oder ein Gerät ist")
             .Text();
