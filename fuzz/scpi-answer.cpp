@@ -27,6 +27,8 @@ std::string Read(const live::SampleFormat* format, std::size_t count, std::span<
                       "what is wrong has a reason, nothing else");
         if (state == ScpiAnswer::WRONG) return found;
     }
+    if (answer.Take(values, error, true) == ScpiAnswer::COMPLETE)  // a block of open length
+        found.append(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(double));
     return found;
 }
 

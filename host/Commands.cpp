@@ -39,7 +39,12 @@ using tc::Bilingual;
 
 constexpr std::size_t MOST_MISTAKES_TOLD = 1000;
 
-Interruption interruption;
+// Made when it is first asked for, not before the standard streams are kept: it takes the number of one that
+// is closed.
+Interruption& Wish() {
+    static Interruption interruption;
+    return interruption;
+}
 
 void TellProblems(const ModuleCatalogue& catalogue, bool areErrors) {
     for (const std::string& problem : catalogue.Problems())
@@ -117,7 +122,7 @@ void TellNote(const std::string& text) {
 
 RunReport RunWithSignals(const OpenGraph& open, RunOptions options, std::vector<Message>& warnings) {
     options.onNote = TellNote;
-    options.interruption = &interruption;
+    options.interruption = &Wish();
     options.onState = runlog::StateOf;
     options.onWait = TellWait;
     options.onWarning = console::Warning;
@@ -128,8 +133,8 @@ RunReport RunWithSignals(const OpenGraph& open, RunOptions options, std::vector<
         };
     RunGauge gauge;
     options.gauge = &gauge;
-    const RunWait wait(gauge, open.graph.Modules(), interruption, [] { std::_Exit(EXIT_INTERRUPTED); });
-    TCOnInterrupt([] { interruption.Raise(); }, wait.MayBe() ? WaitingCalls::Fail : WaitingCalls::GoOn);
+    const RunWait wait(gauge, open.graph.Modules(), Wish(), [] { std::_Exit(EXIT_INTERRUPTED); });
+    TCOnInterrupt([] { Wish().Raise(); }, wait.MayBe() ? WaitingCalls::Fail : WaitingCalls::GoOn);
     RunReport report = open.Run(options, warnings);
     console::ShowProgress("");
     return report;
@@ -255,9 +260,10 @@ RunReport RunPlace(const OpenGraph& open, const std::vector<LiveChange>& planned
     if (plan.places.size() < 2) return RunLogged(open, planned, options);
     Mistakes known;
     std::string error;
-    TCOnInterrupt([] { interruption.Raise(); }, WaitingCalls::GoOn);
+    Wish();  // before a signal asks for it
+    TCOnInterrupt([] { Wish().Raise(); }, WaitingCalls::GoOn);
     const auto joined = engine::JoinPlace(open, plan, ReadEngineSection(open.file, known),
-                                          {options.engine, options.newRun, &interruption}, error);
+                                          {options.engine, options.newRun, &Wish()}, error);
     if (joined != nullptr) return RunLogged(open, planned, options, joined.get());
     return RefuseRun(place,
                      error.empty() ? Bilingual("it was interrupted", "es wurde abgebrochen").Text() : error);

@@ -7,6 +7,7 @@
 
 #include "host/Commands.h"
 #include "host/Console.h"
+#include "host/SerialPorts.h"
 #include "host/Table.h"
 #include "modules/capture/AlsaDevice.h"
 #include "sigweave/services/Bilingual.h"
@@ -39,6 +40,10 @@ Json ToJson(const CaptureFacts& device) {
             {"formats", std::move(formats)}};
 }
 
+Json ToJson(const SerialPort& port) {
+    return {{"kind", "serial"}, {"name", port.name}, {"text", port.text}};
+}
+
 template <class List, class ToText>
 std::string Join(const List& list, ToText&& toText) {
     std::string text;
@@ -65,30 +70,41 @@ std::vector<std::string> ToRow(const CaptureFacts& device) {
             Join(device.rates, [](unsigned rate) { return std::to_string(rate); }),
             Join(device.formats, [](const std::string& word) { return word; }),
             Join(ranges, [](const std::string& text) { return text; }),
-            ""};
+            "",
+            device.text};
+}
+
+// What a serial line measures is known to the instrument alone.
+std::vector<std::string> ToRow(const SerialPort& port) {
+    return {"serial", port.name, "", "", "", "", "", port.text};
 }
 
 }  // namespace
 
 int ListDevices(bool json) {
+    const std::vector<SerialPort> ports = ListSerialPorts();
     const std::vector<CaptureFacts> devices = live::ListCaptureDevices(TIME);
     if (json) {
         Json list = Json::array();
         for (const CaptureFacts& device : devices) list.push_back(ToJson(device));
+        for (const SerialPort& port : ports) list.push_back(ToJson(port));
         return console::Print(list.dump(2, ' ', false, Json::error_handler_t::replace) + "\n")
                    ? EXIT_COMPLETE
                    : EXIT_INCOMPLETE;
     }
-    if (devices.empty())
-        return console::Print(Bilingual("no sound device was found\n", "kein Audiogerät gefunden\n").Text())
+    if (devices.empty() && ports.empty())
+        return console::Print(Bilingual("no sound device and no serial line was found\n",
+                                        "weder Audiogerät noch serielle Leitung gefunden\n")
+                                  .Text())
                    ? EXIT_COMPLETE
                    : EXIT_INCOMPLETE;
     std::vector<std::vector<std::string>> rows{
         {Bilingual("kind", "Art").Text(), Bilingual("name", "Name").Text(),
          Bilingual("channels", "Kanäle").Text(), Bilingual("rates", "Raten").Text(),
          Bilingual("formats", "Formate").Text(), Bilingual("range", "Bereich").Text(),
-         Bilingual("unit", "Einheit").Text()}};
+         Bilingual("unit", "Einheit").Text(), Bilingual("text", "Text").Text()}};
     for (const CaptureFacts& device : devices) rows.push_back(ToRow(device));
+    for (const SerialPort& port : ports) rows.push_back(ToRow(port));
     return console::Print(LayOut(rows)) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
 }
 

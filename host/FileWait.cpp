@@ -84,10 +84,6 @@ void RunWait::Watch() {
     }
 }
 
-bool MayWaitForFile(TCBaseModule& module) {
-    return !FirstThatMayWait(FilesOf(module)).empty();
-}
-
 std::vector<std::string> FilesOf(TCBaseModule& module) {
     std::vector<std::string> files;
     auto* const extended = dynamic_cast<TCBaseModuleEx*>(&module);

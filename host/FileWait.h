@@ -55,8 +55,6 @@ class RunWait {
 
 // The first of the files that may keep the one who opens or reads it waiting; empty: none.
 std::string FirstThatMayWait(const std::vector<std::string>& files);
-// Whether it has a file that may keep it waiting.
-bool MayWaitForFile(TCBaseModule& module);
 // Says that the instance waits for that.
 void TellWait(const std::string& instance, const std::string& what);
 

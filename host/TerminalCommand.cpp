@@ -20,11 +20,16 @@ constexpr Bilingual NO_TERMINAL(
 constexpr Bilingual WRITTEN("%1: written: %2", "%1: geschrieben: %2");
 constexpr Bilingual HIDDEN("(hidden)", "(verborgen)");
 
-Interruption interruption;
+// Made when it is first asked for, not before the standard streams are kept: it takes the number of one that
+// is closed.
+Interruption& Wish() {
+    static Interruption interruption;
+    return interruption;
+}
 
 Conversation Speak() {
     return {[](const std::string& prompt, bool hidden, std::string& line) {
-                return console::ReadLine(prompt, hidden, interruption, line);
+                return console::ReadLine(prompt, hidden, Wish(), line);
             },
             [](const std::string& line) { console::Say(line); }};
 }
@@ -51,12 +56,13 @@ int ShowTerminalForm(const SetOptions& set, const CommandOptions& options) {
             console::Error(ToText(mistake.place) + ": " + mistake.text);
         return EXIT_WRONG_INPUT;
     }
-    TCOnInterrupt([] { interruption.Raise(); }, WaitingCalls::Fail);
+    Wish();  // before a signal asks for it
+    TCOnInterrupt([] { Wish().Raise(); }, WaitingCalls::Fail);
     TCDialog shown(instance.Description());
     TerminalForm form(shown, Speak(), std::filesystem::path(set.graph).parent_path().string());
     instance.End(form.Run());
     TellEnd(set, instance);
-    return interruption.IsRaised() && instance.Written().empty() ? EXIT_INTERRUPTED : EXIT_COMPLETE;
+    return Wish().IsRaised() && instance.Written().empty() ? EXIT_INTERRUPTED : EXIT_COMPLETE;
 }
 
 }  // namespace host

@@ -103,7 +103,7 @@ std::string RunDivision::WhyPinned(int module) const {
     if (options.changes != nullptr && options.changes->Concern(name))
         return Bilingual("its parameters are changed in the run", "seine Parameter werden im Lauf geändert")
             .Text();
-    if (MayWaitForFile(graph.Module(module)))
+    if (!FirstThatMayWait(FilesOf(graph.Module(module))).empty())
         return Bilingual("it may wait for a file that is a pipe or a device",
                          "es wartet womöglich auf eine Datei, die eine Pipe oder ein Gerät ist")
             .Text();

@@ -130,7 +130,7 @@ bool AlsaDevice::Ask(std::string& error) {
     snd_pcm_t* opened = nullptr;
     const int code = snd_pcm_open(&opened, plan.device.c_str(), SND_PCM_STREAM_CAPTURE, NOTHING_CONVERTED);
     if (code == -EBUSY) {
-        error = Bilingual("%1 is in use by another program; end that, or choose another device",
+        error = Bilingual("device: %1 is in use by another program; end that, or choose another device",
                           "device: %1 wird von einem anderen Programm benutzt; beenden Sie es, oder wählen "
                           "Sie ein anderes "
                           "Gerät")

@@ -14,7 +14,6 @@ using tc::Bilingual;
 
 // Groups of parameters.
 constexpr Bilingual DEVICE("Device", "Gerät");
-constexpr Bilingual CALIBRATION("Calibration", "Kalibrierung");
 
 enum class Format { S16LE, S24LE, S32LE, F32LE };
 constexpr tc::Choice<Format> FORMATS[] = {
@@ -63,19 +62,15 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .help = {"for each channel its factor, unit and the date, as 1: 0.0125 Pa 2026-03-01, 2: 0.0119 Pa",
               "für jeden Kanal Faktor, Einheit und Datum, wie 1: 0.0125 Pa 2026-03-01, 2: 0.0119 Pa"},
      .label = {"Calibration", "Kalibrierung"},
-     .group = CALIBRATION},
+     .group = tc::CALIBRATION_GROUP},
     tc::START_PARAMETER,
 };
 
-constexpr int MOST_BLOCK_VALUES = 1 << 22;  // of all channels together
 constexpr double MILLISECONDS_PER_DAY = 864e5;
 
 }  // namespace
 
-Capture::Capture(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
-    DeclareSource();
-    channels.Declare(*portHelper, live::FORMATS[0], {{"Channel 1"}}, 1.0);
-}
+Capture::Capture(int instance) : LiveSource(instance, PARAMETERS) {}
 
 live::CapturePlan Capture::Plan() const {
     const std::string word(ParamText("format"));
@@ -91,21 +86,16 @@ bool Capture::OnSettingsChanged(TCString& error) {
     std::vector<Calibration> read;
     const live::CapturePlan plan = Plan();
     ReadCalibration(std::string(ParamText("calibration")), plan.channels, read, reason);
-    if (ParamInt("block") > MOST_BLOCK_VALUES / plan.channels)
-        tc::AddReason(reason, tc::NotValid("block", std::string(ParamText("block")),
-                                           Bilingual("at most %1 samples", "eine Zahl bis %1 Abtastwerte")
-                                               .With({std::to_string(MOST_BLOCK_VALUES / plan.channels)})));
+    live::CheckBlock("block", ParamInt("block"), plan.channels, reason);
     tc::ParseStart(ParamText("start"), newStart, reason);
     error = reason.c_str();
     if (!reason.empty()) return false;
     start = newStart;
     calibrations = std::move(read);
     std::vector<live::Channel> declared;
-    for (int i = 0; i < plan.channels; ++i)
-        declared.push_back({TCString::FormatS("Channel %d", i + 1),
-                            calibrations[static_cast<std::size_t>(i)].factor, 0.0,
-                            calibrations[static_cast<std::size_t>(i)].unit});
-    channels.Declare(*portHelper, *plan.format, std::move(declared), plan.rate);
+    for (const Calibration& calibration : calibrations)
+        declared.push_back({"", calibration.factor, 0.0, calibration.unit});
+    Declare(*plan.format, std::move(declared), plan.rate, plan.device);
     return true;
 }
 
@@ -117,45 +107,14 @@ void Capture::CheckStart(TCStartCheck& check) {
     WarnWithoutEffect(check);
 }
 
-TCForetoldSignal Capture::ForetellOutput(int output, std::span<const TCForetoldSignal>) {
-    return channels.Foretell(output);
-}
-
-void* Capture::GetWaitHandle(const char*& what) {
-    what = ParamText("device").c_str();
-    return channels.Handle();
-}
-
 int Capture::Init() {
     std::string error;
     auto device = std::make_unique<live::AlsaDevice>(Plan());
     if (!device->Open(error)) return Fail(tc::MODULE_FAILED, error);
-    const int code = TCBaseModuleEx::Init();
-    if (code >= 0)
-        channels.Begin(std::move(device), {.block = static_cast<std::size_t>(ParamInt("block"))}, start);
-    return code;
-}
-
-int Capture::Fetch() {
-    const int verdict = TCBaseModuleEx::Fetch();
-    return verdict != 0 || IsInterrupted() || channels.HasWork() ? verdict : 1;
-}
-
-int Capture::Execute() {
-    const live::Channels::Step step = channels.Send(*portHelper, IsInterrupted());
-    if (step.hasGap) AddGap(step.lost, step.gapBegan);
-    if (step.isOver) portHelper->SetReadyFlag(false);
-    return step.failure.empty() ? step.code : Fail(tc::MODULE_FAILED, step.failure);
+    return Begin(std::move(device), {.block = static_cast<std::size_t>(ParamInt("block"))}, start);
 }
 
 int Capture::Done() {
-    channels.End();
-    std::vector<std::string> warnings;
-    for (const live::Channels::Figure& figure : channels.Figures(warnings)) {
-        TCSI_Unit unit;
-        unit.FromString(figure.unit);
-        AddResult(ParamText("device").c_str(), figure.quantity, figure.value, unit);
-    }
     TCSI_Unit day;
     day.FromString("s * 86400");
     for (std::size_t i = 0; i < calibrations.size(); ++i)
@@ -163,8 +122,7 @@ int Capture::Done() {
             AddResult(TCString::FormatS("Channel %d", static_cast<int>(i) + 1), "calibration age",
                       std::floor((tc::WallClockMilliseconds() - calibrations[i].date) / MILLISECONDS_PER_DAY),
                       day);
-    for (const std::string& warning : warnings) Warn("%1", {warning});
-    return TCBaseModuleEx::Done();
+    return LiveSource::Done();
 }
 
 TC_MODULE_LIBRARY(Capture);

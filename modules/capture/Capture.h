@@ -4,12 +4,11 @@
 
 #include "modules/capture/AlsaDevice.h"
 #include "modules/capture/Calibration.h"
-#include "modules/live/Channels.h"
-#include "sigweave/module/TCBaseModuleEx.h"
+#include "modules/live/LiveSource.h"
 #include "sigweave/services/Bilingual.h"
 
 // Takes samples from a sound device: one output for each channel, and all of them as one bus.
-class Capture final : public TCBaseModuleEx {
+class Capture final : public live::LiveSource {
  public:
     static constexpr const char* ID = "Capture";
 
@@ -23,17 +22,12 @@ class Capture final : public TCBaseModuleEx {
     }
     bool OnSettingsChanged(TCString& error) override;
     void CheckStart(TCStartCheck& check) override;
-    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
-    void* GetWaitHandle(const char*& what) override;
     int Init() override;
-    int Fetch() override;
-    int Execute() override;
     int Done() override;
 
  private:
     live::CapturePlan Plan() const;
 
-    live::Channels channels;
     std::vector<Calibration> calibrations;
     double start = 0.0;
 };

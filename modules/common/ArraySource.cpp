@@ -7,6 +7,7 @@
 
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 #include "sigweave/signal/UnitText.h"
 
 namespace tc {
@@ -76,6 +77,30 @@ void TakeFact(std::string_view name, const std::string& text, ArrayFacts& facts)
     if (fact == Fact::UNIT) facts.unit = text;
     if (fact == Fact::START && ParseStart(text, number, ignored) && number > 0.0) facts.start = number;
     if (fact == Fact::RATE && ReadQuantity(text, "Hz", number, ignored)) TakeFact(name, number, facts);
+}
+
+void AppendCharacter(unsigned code, std::string& text) {
+    if (code < 0x80) {
+        text += static_cast<char>(code);
+        return;
+    }
+    if (code < 0x800)
+        text += static_cast<char>(0xC0 | (code >> 6));
+    else
+        text.append({static_cast<char>(0xE0 | (code >> 12)), static_cast<char>(0x80 | ((code >> 6) & 0x3F))});
+    text += static_cast<char>(0x80 | (code & 0x3F));
+}
+
+std::string ChooseArray(const std::string& path, const char* parameter, const std::string& wanted,
+                        const CStringArray& names, const Bilingual& expected, std::string& error) {
+    const auto isThere = [&](const std::string& name) {
+        return std::ranges::find(names, name) != names.end();
+    };
+    std::string name = wanted;
+    if (name.empty()) name = names.size() == 1 ? names[0] : isThere("samples") ? "samples" : "";
+    if (!name.empty() && isThere(name)) return name;
+    error = NotValid(parameter, wanted, expected.With({path, SuggestNames(name, names)}));
+    return "";
 }
 
 bool FindShape(const std::vector<std::int64_t>& sizes, ArrayLayout layout, ArrayShape& shape,

@@ -30,6 +30,15 @@ bool IsFactName(std::string_view name);
 void TakeFact(std::string_view name, double number, ArrayFacts& facts);
 void TakeFact(std::string_view name, const std::string& text, ArrayFacts& facts);
 
+// Appends a character, of the first 65,535 of Unicode, in UTF-8.
+void AppendCharacter(unsigned code, std::string& text);
+
+// The array of that name in a file that has these; without a name the only one, or that called "samples".
+// Empty with a line in `error`, which begins with the parameter's name, when there is none. `expected`: what
+// can be read, with the file as %1 and a suggestion as %2.
+std::string ChooseArray(const std::string& path, const char* parameter, const std::string& wanted,
+                        const CStringArray& names, const Bilingual& expected, std::string& error);
+
 // An array that is open.
 class ArrayReader {
  public:
@@ -45,44 +54,6 @@ class ArrayReader {
 enum class ArrayLayout { LONGER, COLUMNS, ROWS };
 inline constexpr Choice<ArrayLayout> ARRAY_LAYOUTS[] = {
     {"auto", ArrayLayout::LONGER}, {"columns", ArrayLayout::COLUMNS}, {"rows", ArrayLayout::ROWS}};
-
-inline constexpr Bilingual ARRAY_GROUP("File", "Datei");
-inline constexpr TCModuleParameter ARRAY_LAYOUT_PARAMETER = {
-    .name = "channels",
-    .kind = TCModuleParameter::CHOICE,
-    .defaultValue = "auto",
-    .help = {"what a channel is in an array of two dimensions; auto: the longer direction",
-             "was in einem Feld mit zwei Dimensionen ein Kanal ist; auto: die längere Richtung"},
-    .choices = CHOICE_WORDS<ARRAY_LAYOUTS>,
-    .label = {"Channels", "Kanäle"},
-    .group = ARRAY_GROUP};
-inline constexpr TCModuleParameter ARRAY_UNIT_PARAMETER = {
-    .name = "unit",
-    .kind = TCModuleParameter::TEXT,
-    .defaultValue = "",
-    .help = {"of the values, as V or m/s^2; empty: that of the file",
-             "der Werte, wie V oder m/s^2; leer: die der Datei"},
-    .label = {"Unit", "Einheit"},
-    .group = ARRAY_GROUP};
-inline constexpr TCModuleParameter ARRAY_RATE_PARAMETER = {
-    .name = "rate",
-    .kind = TCModuleParameter::NUMBER,
-    .defaultValue = "0",
-    .unit = "Hz",
-    .help = {"samples per second; 0: that of the file", "Abtastwerte je Sekunde; 0: die Rate der Datei"},
-    .minimum = 0.0,
-    .label = {"Samplerate", "Abtastrate"},
-    .group = Bilingual("Time", "Zeit")};
-inline constexpr TCModuleParameter ARRAY_START_PARAMETER = {
-    .name = "start",
-    .kind = TCModuleParameter::TEXT,
-    .defaultValue = "",
-    .help =
-        {"UTC time of the first sample, as 2026-03-01T12:00:00Z; empty: that of the file, else of the run",
-         "Zeit des ersten Abtastwerts in UTC, wie 2026-03-01T12:00:00Z; leer: die der Datei, sonst des "
-         "Laufs"},
-    .label = {"Start time", "Startzeit"},
-    .group = Bilingual("Time", "Zeit")};
 
 // How the array lies: false, with a line in `error`, for other than one or two dimensions, or too many
 // channels.

@@ -28,6 +28,32 @@ inline constexpr TCModuleParameter START_PARAMETER = {
     .label = {"Start time", "Startzeit"},
     .group = TIME_GROUP};
 
+// How the stored numbers of a source become its values.
+inline constexpr Bilingual CALIBRATION_GROUP("Calibration", "Kalibrierung");
+inline constexpr TCModuleParameter FACTOR_PARAMETER = {
+    .name = "factor",
+    .kind = TCModuleParameter::NUMBER,
+    .defaultValue = "1",
+    .help = {"multiplies the values", "multipliziert die Werte"},
+    .label = {"Factor", "Faktor"},
+    .group = CALIBRATION_GROUP};
+inline constexpr TCModuleParameter OFFSET_PARAMETER = {
+    .name = "offset",
+    .kind = TCModuleParameter::NUMBER,
+    .defaultValue = "0",
+    .help = {"is added after the multiplication", "wird nach der Multiplikation addiert"},
+    .label = {"Offset", "Versatz"},
+    .group = CALIBRATION_GROUP};
+// To be read with ParseUnit.
+inline constexpr TCModuleParameter CALIBRATED_UNIT_PARAMETER = {
+    .name = "unit",
+    .kind = TCModuleParameter::TEXT,
+    .defaultValue = "",
+    .help = {"of the values that result: SI text, as V * 1e-003",
+             "der entstehenden Werte: SI-Text, wie V * 1e-003"},
+    .label = {"Unit", "Einheit"},
+    .group = CALIBRATION_GROUP};
+
 // Of a file that is read when the settings are checked, and again when the run begins.
 inline constexpr Bilingual HAS_CHANGED("%1 has changed since it was checked",
                                        "%1 hat sich seit der Prüfung geändert");

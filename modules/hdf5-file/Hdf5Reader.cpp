@@ -8,7 +8,6 @@
 #include "modules/common/InputPath.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
-#include "sigweave/services/NearNames.h"
 
 namespace {
 
@@ -16,7 +15,9 @@ using tc::Bilingual;
 
 constexpr std::size_t MOST_DATASETS = 10000;
 constexpr hsize_t MOST_ATTRIBUTE = 1 << 16;  // bytes
-constexpr hsize_t MOST_CHUNK = 1 << 26;      // elements
+constexpr hssize_t MOST_TEXT = 1 << 16;      // characters
+constexpr const char* MATLAB_CLASS = "MATLAB_class";
+constexpr hsize_t MOST_CHUNK = 1 << 26;  // elements
 
 // An identifier of the library, with the function that closes it.
 class Id {
@@ -70,6 +71,14 @@ std::string ReadText(hid_t attribute, hid_t type) {
     return text.substr(0, text.find('\0'));
 }
 
+// The text of an attribute; empty when there is none.
+std::string AttributeText(hid_t object, const char* name) {
+    if (H5Aexists(object, name) <= 0) return "";
+    const Id attribute(H5Aopen(object, name, H5P_DEFAULT), H5Aclose);
+    const Id type(H5Aget_type(attribute), H5Tclose);
+    return H5Tget_class(type) == H5T_STRING ? ReadText(attribute, type) : "";
+}
+
 herr_t TakeAttribute(hid_t object, const char* name, const H5A_info_t* info, void* facts) {
     if (!tc::IsFactName(name) || info->data_size > MOST_ATTRIBUTE) return 0;
     const Id attribute(H5Aopen(object, name, H5P_DEFAULT), H5Aclose);
@@ -85,14 +94,50 @@ herr_t TakeAttribute(hid_t object, const char* name, const H5A_info_t* info, voi
     return 0;
 }
 
+// A variable of MAT 7.3 that says something of the others.
+herr_t TakeVariable(hid_t file, const char* name, const H5L_info_t*, void* facts) {
+    if (!tc::IsFactName(name)) return 0;
+    const Id dataset(H5Dopen2(file, name, H5P_DEFAULT), H5Dclose);
+    if (dataset < 0 || !IsNumeric(dataset)) return 0;
+    const Id space(H5Dget_space(dataset), H5Sclose);
+    const hssize_t count = H5Sget_simple_extent_npoints(space);
+    if (count < 1 || count > MOST_TEXT) return 0;
+    std::vector<double> values(static_cast<std::size_t>(count));
+    if (H5Dread(dataset, H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, values.data()) < 0) return 0;
+    auto& known = *static_cast<tc::ArrayFacts*>(facts);
+    if (AttributeText(dataset, MATLAB_CLASS) != "char") {
+        if (count == 1) tc::TakeFact(name, values[0], known);
+        return 0;
+    }
+    std::string text;
+    for (const double code : values)
+        if (code >= 1.0 && code <= 65535.0) tc::AppendCharacter(static_cast<unsigned>(code), text);
+    tc::TakeFact(name, text, known);
+    return 0;
+}
+
+herr_t AddVariable(hid_t file, const char* name, const H5L_info_t* link, void* names) {
+    auto& found = *static_cast<CStringArray*>(names);
+    if (link->type != H5L_TYPE_HARD || found.size() >= MOST_DATASETS || tc::IsFactName(name)) return 0;
+    const Id object(H5Oopen(file, name, H5P_DEFAULT), H5Oclose);
+    if (object < 0 || H5Iget_type(object) != H5I_DATASET || !IsNumeric(object)) return 0;
+    const std::string kind = AttributeText(object, MATLAB_CLASS);
+    if (kind != "char" && kind != "cell" && H5Aexists(object, "MATLAB_empty") <= 0) found.push_back(name);
+    return 0;
+}
+
 class Reader final : public tc::ArrayReader {
  public:
-    Reader(const std::string& name, hid_t opened) : path(name), file(opened, H5Fclose) {}
+    Reader(const std::string& name, hid_t opened, bool isMat)
+        : path(name), file(opened, H5Fclose), isMatlab(isMat) {}
 
     bool IsOpen() const { return file >= 0; }
     CStringArray Datasets() const {
         CStringArray names;
-        H5Ovisit2(file, H5_INDEX_NAME, H5_ITER_INC, AddDataset, &names, H5O_INFO_BASIC);
+        if (isMatlab)
+            H5Literate(file, H5_INDEX_NAME, H5_ITER_INC, nullptr, AddVariable, &names);
+        else
+            H5Ovisit2(file, H5_INDEX_NAME, H5_ITER_INC, AddDataset, &names, H5O_INFO_BASIC);
         return names;
     }
     bool OpenDataset(const std::string& name, tc::ArrayLayout layout, std::string& error);
@@ -103,6 +148,10 @@ class Reader final : public tc::ArrayReader {
  private:
     // Those of the groups first, so that what is nearer counts.
     void ReadFacts(const std::string& name) {
+        if (isMatlab) {
+            H5Literate(file, H5_INDEX_NAME, H5_ITER_INC, nullptr, TakeVariable, &facts);
+            return;
+        }
         for (std::size_t at = 0; at != name.npos; at = name.find('/', at + 1)) {
             const Id object(H5Oopen(file, at == 0 ? "/" : name.substr(0, at).c_str(), H5P_DEFAULT), H5Oclose);
             if (object >= 0) H5Aiterate2(object, H5_INDEX_NAME, H5_ITER_INC, nullptr, TakeAttribute, &facts);
@@ -125,6 +174,7 @@ class Reader final : public tc::ArrayReader {
 
     std::string path;
     Id file;
+    bool isMatlab;
     std::unique_ptr<Id> dataset;
     tc::ArrayFacts facts;
     tc::ArrayShape shape;
@@ -141,9 +191,12 @@ bool Reader::OpenDataset(const std::string& name, tc::ArrayLayout layout, std::s
     for (int i = 0; i < rank; ++i) lengths.push_back(static_cast<std::int64_t>(sizes[i]));
     std::string reason =
         rank > 0 ? WhyRefused() : Bilingual("it cannot be read", "es ist nicht lesbar").Text();
+    if (isMatlab) std::ranges::reverse(lengths);
     if (reason.empty()) tc::FindShape(lengths, layout, shape, reason);
+    if (isMatlab) shape.areRows = rank == 2 && !shape.areRows;
     if (!reason.empty()) {
-        error = Bilingual("dataset: '%1' of %2: %3", "dataset: '%1' von %2: %3").With({name, path, reason});
+        error = Bilingual("%4: '%1' of %2: %3", "%4: '%1' von %2: %3")
+                    .With({name, path, reason, isMatlab ? "variable" : "dataset"});
         return false;
     }
     hasTwoDimensions = rank == 2;
@@ -178,15 +231,13 @@ bool Reader::Read(std::int64_t begin, std::int64_t count, double* values, std::i
     return true;
 }
 
-}  // namespace
-
-std::unique_ptr<tc::ArrayReader> OpenHdf5(const std::string& path, const std::string& wanted,
-                                          tc::ArrayLayout layout, std::string& error) {
+std::unique_ptr<tc::ArrayReader> Open(const std::string& path, const std::string& wanted,
+                                      tc::ArrayLayout layout, bool isMatlab, std::string& error) {
     H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);  // what is wrong is said in our own words
     H5PLset_loading_state(0);                     // a file loads no library
     error = tc::WhyNoInputFile(path);
     auto reader = std::make_unique<Reader>(
-        path, error.empty() ? H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT) : H5I_INVALID_HID);
+        path, error.empty() ? H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT) : H5I_INVALID_HID, isMatlab);
     if (error.empty() && !reader->IsOpen())
         error =
             Bilingual(
@@ -197,18 +248,23 @@ std::unique_ptr<tc::ArrayReader> OpenHdf5(const std::string& path, const std::st
         error = "file: " + error;
         return nullptr;
     }
-    const CStringArray names = reader->Datasets();
-    const auto isThere = [&](const std::string& name) {
-        return std::ranges::find(names, name) != names.end();
-    };
-    std::string name = wanted.starts_with('/') ? wanted.substr(1) : wanted;
-    if (name.empty()) name = names.size() == 1 ? names[0] : isThere("samples") ? "samples" : "";
-    if (!isThere(name)) {
-        error = tc::NotValid("dataset", wanted,
-                             Bilingual("a dataset of numbers with one or two dimensions in %1; %2",
-                                       "ein Datensatz von Zahlen mit einer oder zwei Dimensionen in %1; %2")
-                                 .With({path, tc::SuggestNames(name, names)}));
-        return nullptr;
-    }
-    return reader->OpenDataset(name, layout, error) ? std::move(reader) : nullptr;
+    constexpr Bilingual DATASET("a dataset of numbers with one or two dimensions in %1; %2",
+                                "ein Datensatz von Zahlen mit einer oder zwei Dimensionen in %1; %2");
+    constexpr Bilingual VARIABLE("an array of real numbers in %1; %2", "ein Feld reeller Zahlen in %1; %2");
+    const std::string name = tc::ChooseArray(path, isMatlab ? "variable" : "dataset",
+                                             wanted.starts_with('/') ? wanted.substr(1) : wanted,
+                                             reader->Datasets(), isMatlab ? VARIABLE : DATASET, error);
+    return !name.empty() && reader->OpenDataset(name, layout, error) ? std::move(reader) : nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<tc::ArrayReader> OpenHdf5(const std::string& path, const std::string& wanted,
+                                          tc::ArrayLayout layout, std::string& error) {
+    return Open(path, wanted, layout, false, error);
+}
+
+std::unique_ptr<tc::ArrayReader> OpenHdf5Mat(const std::string& path, const std::string& wanted,
+                                             tc::ArrayLayout layout, std::string& error) {
+    return Open(path, wanted, layout, true, error);
 }

@@ -11,3 +11,8 @@
 // "dataset".
 std::unique_ptr<tc::ArrayReader> OpenHdf5(const std::string& path, const std::string& dataset,
                                           tc::ArrayLayout layout, std::string& error);
+
+// The same of a MAT file of version 7.3, whose arrays are datasets of HDF5 with the dimensions in reverse
+// order: "variable" is the parameter, and the facts come from other variables, as fs or unit.
+std::unique_ptr<tc::ArrayReader> OpenHdf5Mat(const std::string& path, const std::string& variable,
+                                             tc::ArrayLayout layout, std::string& error);

@@ -303,6 +303,12 @@ int Instrument::EndSignals() {
 }
 
 int Instrument::Done() {
+    const double measured = inquirer != nullptr ? inquirer->MeasuredRate() : 0.0;
+    if (measured > 0.0) {
+        TCSI_Unit hertz;
+        hertz.FromString("Hz");
+        AddResult(name.c_str(), "measured rate", measured, hertz);
+    }
     inquirer.reset();
     return TCBaseModuleEx::Done();
 }

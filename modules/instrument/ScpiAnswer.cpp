@@ -47,14 +47,14 @@ void ScpiAnswer::Give(std::span<const std::byte> bytes) {
     held.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
 
-ScpiAnswer::State ScpiAnswer::Take(std::vector<double>& values, std::string& error) {
+ScpiAnswer::State ScpiAnswer::Take(std::vector<double>& values, std::string& error, bool isAll) {
     held.erase(0, std::min(held.find_first_not_of("\r\n"), held.size()));  // what ended the answer before
     values.clear();
     if (held.size() > LONGEST)
         return Refuse(Bilingual("the answer has more than %1 bytes", "die Antwort hat mehr als %1 Bytes")
                           .With({std::to_string(LONGEST)}),
                       error);
-    return format != nullptr ? TakeBlock(values, error) : TakeNumbers(values, error);
+    return format != nullptr ? TakeBlock(values, error, isAll) : TakeNumbers(values, error);
 }
 
 ScpiAnswer::State ScpiAnswer::Refuse(const std::string& reason, std::string& error) {
@@ -89,18 +89,19 @@ ScpiAnswer::State ScpiAnswer::TakeNumbers(std::vector<double>& values, std::stri
     return COMPLETE;
 }
 
-ScpiAnswer::State ScpiAnswer::TakeBlock(std::vector<double>& values, std::string& error) {
+ScpiAnswer::State ScpiAnswer::TakeBlock(std::vector<double>& values, std::string& error, bool isAll) {
     if (held.empty()) return INCOMPLETE;
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     const auto refuse = [&] {
         return Refuse(
-            Bilingual("the answer '%1' is no block of given length (#...); check the query",
-                      "die Antwort '%1' ist kein Block mit Längenangabe (#...); prüfen Sie die Abfrage")
+            Bilingual("the answer '%1' is no block of samples (#...); check the query",
+                      "die Antwort '%1' ist kein Block von Abtastwerten (#...); prüfen Sie die Abfrage")
                 .With({Shown(held)}),
             error);
     };
     if (held[0] != '#') return refuse();
     if (held.size() < 2) return INCOMPLETE;
+    if (held[1] == '0') return TakeEndless(values, error, isAll);
     if (held[1] < '1' || held[1] > '9') return refuse();
     const std::size_t header = 2 + static_cast<std::size_t>(held[1] - '0');
     if (!std::ranges::all_of(held.substr(2, header - 2), isDigit)) return refuse();
@@ -108,6 +109,27 @@ ScpiAnswer::State ScpiAnswer::TakeBlock(std::vector<double>& values, std::string
     const std::size_t size = std::stoul(held.substr(2, header - 2));
     if (size > LONGEST) return refuse();
     if (held.size() < header + size) return INCOMPLETE;
+    return TakeSamples(header, size, header + size, values, error);
+}
+
+// A line feed may also be part of a sample.
+ScpiAnswer::State ScpiAnswer::TakeEndless(std::vector<double>& values, std::string& error, bool isAll) {
+    constexpr std::size_t HEADER = 2;
+    const bool mayEnd = held.size() > HEADER && held.back() == '\n';
+    const std::size_t size = held.size() - HEADER - (mayEnd ? 1 : 0);
+    const bool isWhole = size % static_cast<std::size_t>(format->bytes) == 0;
+    if (isAll && mayEnd) return TakeSamples(HEADER, size, held.size(), values, error);
+    if (isAll)
+        return Refuse(Bilingual("the block of open length (#0) does not end with a line feed",
+                                "der Block offener Länge (#0) endet nicht mit einem Zeilenvorschub")
+                          .Text(),
+                      error);
+    return mayEnd && isWhole ? PERHAPS : INCOMPLETE;
+}
+
+// The answer takes the bytes up to `end`.
+ScpiAnswer::State ScpiAnswer::TakeSamples(std::size_t header, std::size_t size, std::size_t end,
+                                          std::vector<double>& values, std::string& error) {
     const auto sample = static_cast<std::size_t>(format->bytes);
     if (size % sample != 0)
         return Refuse(
@@ -119,6 +141,6 @@ ScpiAnswer::State ScpiAnswer::TakeBlock(std::vector<double>& values, std::string
     values.resize(size / sample);
     live::Decode(*format, reinterpret_cast<const std::byte*>(held.data()) + header, sample, values.size(),
                  1.0, 0.0, values.data());
-    held.erase(0, header + size);
+    held.erase(0, end);
     return COMPLETE;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace live {
@@ -49,14 +50,26 @@ void Feed::Stop() {
 void Feed::Run() {
     while (Pump()) {
         void* const handles[] = {stop.GetHandle(), ReadSize() == 0 ? ring.RoomHandle() : device->Handle()};
-        if (tc::WaitForAnyHandle(handles, INFINITY) == 0) return;
+        if (tc::WaitForAnyHandle(handles, std::max(0.0, GoneAt() - clock.Milliseconds())) == 0) return;
     }
 }
 
 bool Feed::Pump() {
     for (int i = 0; i < MOST_READINGS && !over; ++i)
         if (!ReadOnce()) break;
-    return !over;
+    if (over || clock.Milliseconds() < GoneAt()) return !over;
+    return EndWith(
+        Bilingual(
+            "nothing came to %1 for %2 s: its sender has gone; start it again, or set silence",
+            "an %1 kam %2 s lang nichts an: der Sender ist weg; starten Sie ihn neu, oder setzen Sie silence")
+            .With({device->Name(),
+                   tc::ShortestText(std::round((clock.Milliseconds() - lastCame) / 100.0) / 10.0)}));
+}
+
+// Who sends large pieces may pause for as long as three of them take.
+double Feed::GoneAt() const {
+    if (plan.silence <= 0.0 || position == 0) return INFINITY;
+    return lastCame + std::max(plan.silence, 3.0 * longestPiece);
 }
 
 // In bytes; 0: the device is to be held back. Part of a packet may be there already.
@@ -93,6 +106,9 @@ bool Feed::ReadOnce() {
 }
 
 void Feed::Accept(std::size_t bytes, std::int64_t lost, double now) {
+    const double frames = static_cast<double>(bytes) / plan.packing.frameBytes;
+    lastCame = now;
+    longestPiece = std::max(longestPiece, 1000.0 * frames / plan.rate);
     if (lost != 0) Lose(lost == UNKNOWN_LOSS ? Estimate(now, bytes) : lost);
     packets.Give({buffer.data(), bytes}, device->HasPackets());
     Packets::Piece piece;

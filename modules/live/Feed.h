@@ -19,6 +19,7 @@ struct FeedPlan {
     double rate = 1.0;           // frames a second
     std::size_t block = 1024;    // frames
     double seconds = 4.0;        // that the ring holds, up to 64 MB, and at least four blocks
+    double silence = 0.0;        // ms without anything, after which one that has begun is gone; 0: none
     tc::Clock* clock = nullptr;  // null: the machine's
     bool hasThread = true;       // else somebody calls Pump
 };
@@ -67,6 +68,7 @@ class Feed {
     void Put(const Packets::Piece& piece, double now);
     void Lose(std::int64_t frames);
     std::int64_t Estimate(double now, std::size_t bytes) const;
+    double GoneAt() const;
     bool EndWith(const std::string& reason);
 
     const FeedPlan plan;
@@ -81,6 +83,8 @@ class Feed {
     std::int64_t overrun = 0;
     bool isFull = false;  // until the ring has room again
     bool over = false;
+    double lastCame = 0.0;      // ms, by the clock
+    double longestPiece = 0.0;  // ms, of what came at once
     std::atomic<double> began{-1.0};
     std::string failure;
     tc::Event stop;

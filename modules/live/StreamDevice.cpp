@@ -37,13 +37,16 @@ bool StreamDevice::Open(std::string& error) {
     errno = 0;
     input = OpenInput();
     if (input != nullptr) return true;
-    const std::string reason = std::strerror(errno);
+    const std::string reason = place.kind == StreamPlace::TCP && errno == EADDRNOTAVAIL
+                                   ? Bilingual("nobody knows this name", "diesen Namen kennt niemand").Text()
+                                   : std::strerror(errno);
     constexpr Bilingual TCP(
         "nobody answers at %1 (%2); start the sender first, or check host and port",
         "an %1 antwortet niemand (%2); starten Sie zuerst den Sender, oder prüfen Sie Adresse "
         "und Port");
-    constexpr Bilingual OWN("%1 is no address of this machine that is free (%2); choose another port",
-                            "%1 ist keine freie Adresse dieses Rechners (%2); wählen Sie einen anderen Port");
+    constexpr Bilingual OWN("%1 is no address of this machine that is free (%2); choose another host or port",
+                            "%1 ist keine freie Adresse dieses Rechners (%2); wählen Sie eine andere Adresse "
+                            "oder einen anderen Port");
     constexpr Bilingual OTHER("%1 cannot be opened (%2); check the path",
                               "%1 kann nicht geöffnet werden (%2); prüfen Sie den Pfad");
     const bool isOwn = place.kind == StreamPlace::LISTEN || place.kind == StreamPlace::UDP;

@@ -9,9 +9,9 @@
 #include <cstring>
 
 #include "modules/common/InputPath.h"
+#include "modules/hdf5-file/Hdf5Reader.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "sigweave/services/Bilingual.h"
-#include "sigweave/services/NearNames.h"
 
 namespace {
 
@@ -90,17 +90,8 @@ std::string TextOf(const matvar_t& variable) {
     if (bytes == nullptr) return text;
     const bool isWide = variable.data_type == MAT_T_UTF16 || variable.data_type == MAT_T_UINT16;
     if (!isWide) return std::string(reinterpret_cast<const char*>(bytes), std::min(count, variable.nbytes));
-    for (std::size_t i = 0; i < count && 2 * i + 1 < variable.nbytes; ++i) {
-        const unsigned code = bytes[2 * i] | static_cast<unsigned>(bytes[2 * i + 1]) << 8;
-        if (code < 0x80)
-            text += static_cast<char>(code);
-        else if (code < 0x800)
-            text.append({static_cast<char>(0xC0 | (code >> 6)), static_cast<char>(0x80 | (code & 0x3F))});
-        else
-            text.append({static_cast<char>(0xE0 | (code >> 12)),
-                         static_cast<char>(0x80 | ((code >> 6) & 0x3F)),
-                         static_cast<char>(0x80 | (code & 0x3F))});
-    }
+    for (std::size_t i = 0; i < count && 2 * i + 1 < variable.nbytes; ++i)
+        tc::AppendCharacter(bytes[2 * i] | static_cast<unsigned>(bytes[2 * i + 1]) << 8, text);
     return text;
 }
 
@@ -215,6 +206,7 @@ std::unique_ptr<tc::ArrayReader> OpenMat(const std::string& path, const std::str
     H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);
     H5PLset_loading_state(0);  // a file loads no library
     error = tc::WhyNoInputFile(path);
+    if (error.empty() && H5Fis_hdf5(path.c_str()) > 0) return OpenHdf5Mat(path, wanted, layout, error);
     auto reader =
         std::make_unique<Reader>(path, error.empty() ? Mat_Open(path.c_str(), MAT_ACC_RDONLY) : nullptr);
     if (error.empty() && !reader->IsOpen())
@@ -228,18 +220,8 @@ std::unique_ptr<tc::ArrayReader> OpenMat(const std::string& path, const std::str
         error = "file: " + error;
         return nullptr;
     }
-    const CStringArray names = reader->Variables();
-    const auto isThere = [&](const std::string& name) {
-        return std::ranges::find(names, name) != names.end();
-    };
-    std::string name = wanted;
-    if (name.empty()) name = names.size() == 1 ? names[0] : isThere("samples") ? "samples" : "";
-    if (!isThere(name)) {
-        error =
-            tc::NotValid("variable", wanted,
-                         Bilingual("an array of real numbers in %1; %2", "ein Feld reeller Zahlen in %1; %2")
-                             .With({path, tc::SuggestNames(name, names)}));
-        return nullptr;
-    }
-    return reader->OpenVariable(name, layout, error) ? std::move(reader) : nullptr;
+    const std::string name = tc::ChooseArray(
+        path, "variable", wanted, reader->Variables(),
+        Bilingual("an array of real numbers in %1; %2", "ein Feld reeller Zahlen in %1; %2"), error);
+    return !name.empty() && reader->OpenVariable(name, layout, error) ? std::move(reader) : nullptr;
 }

@@ -14,7 +14,6 @@ using tc::Bilingual;
 // Groups of parameters.
 constexpr Bilingual PLACE("Where from", "Woher");
 constexpr Bilingual BYTES("Bytes", "Bytes");
-constexpr Bilingual CALIBRATION("Calibration", "Kalibrierung");
 
 constexpr tc::Choice<StreamPlace::Kind> PLACES[] = {
     {"stdin", StreamPlace::STANDARD_INPUT}, {"file", StreamPlace::FILE}, {"tcp", StreamPlace::TCP},
@@ -102,6 +101,20 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .label = {"Port", "Port"},
      .group = PLACE,
      .enabledWhen = {"from", "tcp|listen|udp"}},
+    {.name = "silence",
+     .kind = TCModuleParameter::NUMBER,
+     .defaultValue = "0.8",
+     .unit = "s",
+     .help = {"after which a sender of datagrams that has begun counts as gone, and the run fails; 0: it may "
+              "pause "
+              "as long as it likes",
+              "nach der ein Sender von Datagrammen, der begonnen hat, als weg gilt und der Lauf fehlschlägt; "
+              "0: er darf beliebig lange pausieren"},
+     .minimum = 0.0,
+     .maximum = 86400.0,
+     .label = {"Silence", "Stille"},
+     .group = PLACE,
+     .enabledWhen = {"from", "udp"}},
     {.name = "on_close",
      .kind = TCModuleParameter::CHOICE,
      .defaultValue = "end",
@@ -166,36 +179,15 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .group = BYTES,
      .enabledWhen = {"sequence", NUMBERED}},
     tc::BLOCK_PARAMETER,
-    {.name = "factor",
-     .kind = TCModuleParameter::NUMBER,
-     .defaultValue = "1",
-     .help = {"multiplies the values", "multipliziert die Werte"},
-     .label = {"Factor", "Faktor"},
-     .group = CALIBRATION},
-    {.name = "offset",
-     .kind = TCModuleParameter::NUMBER,
-     .defaultValue = "0",
-     .help = {"is added after the multiplication", "wird nach der Multiplikation addiert"},
-     .label = {"Offset", "Versatz"},
-     .group = CALIBRATION},
-    {.name = "unit",
-     .kind = TCModuleParameter::TEXT,
-     .defaultValue = "",
-     .help = {"of the values that result: SI text, as V * 1e-003",
-              "der entstehenden Werte: SI-Text, wie V * 1e-003"},
-     .label = {"Unit", "Einheit"},
-     .group = CALIBRATION},
+    tc::FACTOR_PARAMETER,
+    tc::OFFSET_PARAMETER,
+    tc::CALIBRATED_UNIT_PARAMETER,
     tc::START_PARAMETER,
 };
 
-constexpr int MOST_BLOCK_VALUES = 1 << 22;  // of all channels together
-
 }  // namespace
 
-RawInput::RawInput(int instance) : TCBaseModuleEx(instance, PARAMETERS) {
-    DeclareSource();
-    channels.Declare(*portHelper, live::FORMATS[0], {{"Channel 1"}}, 1.0);
-}
+RawInput::RawInput(int instance) : LiveSource(instance, PARAMETERS) {}
 
 StreamPlace RawInput::Place() const {
     return {.kind = ParamChoice<PLACES>("from"),
@@ -232,81 +224,50 @@ bool RawInput::OnSettingsChanged(TCString& error) {
                 "packet", "0", Bilingual("1 or more", "1 oder mehr").Text(),
                 Bilingual("with sequence numbers in a stream", "bei Folgenummern in einem Strom").Text()));
     for (const char* const parameter : {"block", "packet"})
-        if (ParamInt(parameter) > MOST_BLOCK_VALUES / number)
-            tc::AddReason(
-                reason,
-                tc::NotValid(parameter, std::string(ParamText(parameter)),
-                             Bilingual("at most %1 samples", "eine Zahl bis %1 Abtastwerte")
-                                 .With({std::to_string(MOST_BLOCK_VALUES / number)}),
-                             Bilingual("with %1 channels", "bei %1 Kanälen").With({std::to_string(number)})));
+        live::CheckBlock(parameter, ParamInt(parameter), number, reason);
     tc::ParseStart(ParamText("start"), newStart, reason);
     tc::ParseUnit(ParamText("unit"), unit, reason);
     error = reason.c_str();
     if (!reason.empty()) return false;
     start = newStart;
-    name = place.Name();
-    std::vector<live::Channel> declared;
-    for (int i = 0; i < number; ++i)
-        declared.push_back(
-            {TCString::FormatS("Channel %d", i + 1), ParamDbl("factor"), ParamDbl("offset"), unit});
-    channels.Declare(*portHelper, live::FORMATS[static_cast<int>(ParamChoice<FORMATS>("format"))],
-                     std::move(declared), ParamDbl("rate"));
+    const live::Channel channel{"", ParamDbl("factor"), ParamDbl("offset"), unit};
+    Declare(live::FORMATS[static_cast<int>(ParamChoice<FORMATS>("format"))],
+            std::vector<live::Channel>(static_cast<std::size_t>(number), channel), ParamDbl("rate"),
+            place.Name());
     return true;
 }
 
 void RawInput::CheckStart(TCStartCheck& check) {
     const StreamPlace place = Place();
     std::error_code ignored;
-    const bool needsFile = place.kind == StreamPlace::FILE || place.kind == StreamPlace::LOCAL;
-    if (needsFile && !std::filesystem::exists(place.path, ignored))
-        check.Refuse(Bilingual("file: %1 does not exist; check the path",
-                               "file: %1 gibt es nicht; prüfen Sie den Pfad")
-                         .With({place.path}));
+    const auto refuse = [&](const Bilingual& why) { check.Refuse(why.With({place.path})); };
+    if (place.kind == StreamPlace::FILE || place.kind == StreamPlace::LOCAL) {
+        const std::filesystem::file_status status = std::filesystem::status(place.path, ignored);
+        if (!std::filesystem::exists(status))
+            refuse(
+                {"file: %1 does not exist; check the path", "file: %1 gibt es nicht; prüfen Sie den Pfad"});
+        else if (std::filesystem::is_directory(status))
+            refuse({"file: %1 is a folder; name a file in it",
+                    "file: %1 ist ein Ordner; nennen Sie eine Datei darin"});
+        else if (std::filesystem::is_socket(status) != (place.kind == StreamPlace::LOCAL))
+            refuse(place.kind == StreamPlace::LOCAL
+                       ? Bilingual("file: %1 is no socket; set from=file",
+                                   "file: %1 ist kein Socket; setzen Sie from=file")
+                       : Bilingual("file: %1 is a socket; set from=unix",
+                                   "file: %1 ist ein Socket; setzen Sie from=unix"));
+    }
     WarnWithoutEffect(check);
-}
-
-TCForetoldSignal RawInput::ForetellOutput(int output, std::span<const TCForetoldSignal>) {
-    return channels.Foretell(output);
-}
-
-void* RawInput::GetWaitHandle(const char*& what) {
-    what = name.c_str();
-    return channels.Handle();
 }
 
 int RawInput::Init() {
     std::string error;
     auto device = std::make_unique<live::StreamDevice>(Place());
     if (!device->Open(error)) return Fail(tc::MODULE_FAILED, error);
-    const int code = TCBaseModuleEx::Init();
-    if (code >= 0)
-        channels.Begin(std::move(device),
-                       {.packing = Packing(), .block = static_cast<std::size_t>(ParamInt("block"))}, start);
-    return code;
-}
-
-int RawInput::Fetch() {
-    const int verdict = TCBaseModuleEx::Fetch();
-    return verdict != 0 || IsInterrupted() || channels.HasWork() ? verdict : 1;
-}
-
-int RawInput::Execute() {
-    const live::Channels::Step step = channels.Send(*portHelper, IsInterrupted());
-    if (step.hasGap) AddGap(step.lost, step.gapBegan);
-    if (step.isOver) portHelper->SetReadyFlag(false);
-    return step.failure.empty() ? step.code : Fail(tc::MODULE_FAILED, step.failure);
-}
-
-int RawInput::Done() {
-    channels.End();
-    std::vector<std::string> warnings;
-    for (const live::Channels::Figure& figure : channels.Figures(warnings)) {
-        TCSI_Unit unit;
-        unit.FromString(figure.unit);
-        AddResult(name.c_str(), figure.quantity, figure.value, unit);
-    }
-    for (const std::string& warning : warnings) Warn("%1", {warning});
-    return TCBaseModuleEx::Done();
+    return Begin(std::move(device),
+                 {.packing = Packing(),
+                  .block = static_cast<std::size_t>(ParamInt("block")),
+                  .silence = Place().kind == StreamPlace::UDP ? 1000.0 * ParamDbl("silence") : 0.0},
+                 start);
 }
 
 TC_MODULE_LIBRARY(RawInput);

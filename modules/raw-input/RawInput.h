@@ -1,14 +1,13 @@
 #pragma once
 
-#include "modules/live/Channels.h"
+#include "modules/live/LiveSource.h"
 #include "modules/live/StreamDevice.h"
-#include "sigweave/module/TCBaseModuleEx.h"
 #include "sigweave/services/Bilingual.h"
 
 // Takes samples as plain bytes from standard input, a file, a pipe or a socket while they come: one output
 // for each channel, and all of them as one bus. Blocks are stamped by their position. Where sequence numbers
 // say that samples are missing, the signals end and begin again.
-class RawInput final : public TCBaseModuleEx {
+class RawInput final : public live::LiveSource {
  public:
     static constexpr const char* ID = "RawInput";
 
@@ -24,18 +23,11 @@ class RawInput final : public TCBaseModuleEx {
     }
     bool OnSettingsChanged(TCString& error) override;
     void CheckStart(TCStartCheck& check) override;
-    TCForetoldSignal ForetellOutput(int output, std::span<const TCForetoldSignal> inputs) override;
-    void* GetWaitHandle(const char*& what) override;
     int Init() override;
-    int Fetch() override;
-    int Execute() override;
-    int Done() override;
 
  private:
     live::StreamPlace Place() const;
     live::Packing Packing() const;
 
-    live::Channels channels;
     double start = 0.0;
-    std::string name;
 };

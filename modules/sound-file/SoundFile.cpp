@@ -13,9 +13,7 @@ namespace {
 
 using tc::Bilingual;
 
-// Groups of parameters.
 constexpr Bilingual SOUND("File", "Datei");
-constexpr Bilingual CALIBRATION("Calibration", "Kalibrierung");
 
 constexpr TCModuleParameter PARAMETERS[] = {
     {.name = "file",
@@ -25,25 +23,9 @@ constexpr TCModuleParameter PARAMETERS[] = {
      .label = {"File", "Datei"},
      .group = SOUND},
     tc::BLOCK_PARAMETER,
-    {.name = "factor",
-     .kind = TCModuleParameter::NUMBER,
-     .defaultValue = "1",
-     .help = {"multiplies the file's values", "multipliziert die Werte der Datei"},
-     .label = {"Factor", "Faktor"},
-     .group = CALIBRATION},
-    {.name = "offset",
-     .kind = TCModuleParameter::NUMBER,
-     .defaultValue = "0",
-     .help = {"is added after the multiplication", "wird nach der Multiplikation addiert"},
-     .label = {"Offset", "Versatz"},
-     .group = CALIBRATION},
-    {.name = "unit",
-     .kind = TCModuleParameter::TEXT,
-     .defaultValue = "",
-     .help = {"of the values that result: SI text, as V * 1e-003",
-              "der entstehenden Werte: SI-Text, wie V * 1e-003"},
-     .label = {"Unit", "Einheit"},
-     .group = CALIBRATION},
+    tc::FACTOR_PARAMETER,
+    tc::OFFSET_PARAMETER,
+    tc::CALIBRATED_UNIT_PARAMETER,
     tc::START_PARAMETER,
 };
 

@@ -6,9 +6,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <sstream>
 
+#include "modules/common/InputPath.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace {
@@ -127,24 +127,6 @@ std::string Log(SNDFILE* file) {
     return log;
 }
 
-std::string WhyNotReadable(const std::string& path) {
-    std::error_code ignored;
-    const std::filesystem::file_status status = std::filesystem::status(path, ignored);
-    if (!std::filesystem::exists(status))
-        return Bilingual("%1 does not exist; check the path", "%1 gibt es nicht; prüfen Sie den Pfad")
-            .With({path});
-    if (std::filesystem::is_directory(status))
-        return Bilingual("%1 is a folder; name a file in it",
-                         "%1 ist ein Ordner; nennen Sie eine Datei darin")
-            .With({path});
-    if (std::filesystem::is_regular_file(status) && std::filesystem::file_size(path, ignored) == 0) {
-        return Bilingual("%1 is empty; copy or record it again",
-                         "%1 ist leer; kopieren Sie sie neu, oder nehmen Sie sie neu auf")
-            .With({path});
-    }
-    return {};
-}
-
 // What a recorder writes as the length when it does not know it yet, and more than anybody waits for.
 constexpr double ENDLESS = 0x7F000000;
 
@@ -252,7 +234,7 @@ SoundReader& SoundReader::operator=(SoundReader&&) noexcept = default;
 bool SoundReader::Open(const std::string& path, std::string& error) {
     auto opened = std::make_unique<State>();
     opened->path = path;
-    error = WhyNotReadable(path);
+    error = tc::WhyNoInput(path);
     if (!error.empty()) return false;
     opened->file.reset(sf_open(path.c_str(), SFM_READ, &opened->info));
     return Accept(std::move(opened), error);

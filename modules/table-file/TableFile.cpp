@@ -165,7 +165,10 @@ bool TableFile::CheckHead(TableReader& probe, std::string& error) const {
         return false;
     }
     std::vector<double> rows(static_cast<std::size_t>(CHECKED_ROWS * channels));
-    probe.Read(rows.data(), CHECKED_ROWS, CHECKED_ROWS);
+    for (std::int64_t left = CHECKED_ROWS; left > 0 && probe.LookAhead() != TableReader::Next::END;) {
+        const std::int64_t got = probe.Read(rows.data(), CHECKED_ROWS, left);
+        left = got > 0 ? left - got : 0;
+    }
     if (!probe.Failure().empty()) error = "file: " + probe.Failure();
     return error.empty();
 }
@@ -199,14 +202,22 @@ int TableFile::Execute() {
     count = reader.Read(values.data(), blockSize, blockSize);
     const TableReader::Next next = reader.LookAhead();
     isEnd = next == TableReader::Next::END || IsInterrupted();
-    const int code = WriteBlock(isEnd || next == TableReader::Next::SIGNAL);
+    const int code = WriteBlock(isEnd || next != TableReader::Next::ROW);
     position += count;
     inSignal += count;
-    if (next == TableReader::Next::SIGNAL) {
-        inSignal = 0;
-        std::ranges::fill(over, 0);
-    }
+    if (!isEnd && next != TableReader::Next::ROW) BeginAnew(next);
     return code;
+}
+
+void TableFile::BeginAnew(TableReader::Next next) {
+    inSignal = 0;
+    std::ranges::fill(over, 0);
+    if (next != TableReader::Next::GAP) return;
+    const double period = 1000.0 / reader.Samplerate(0);
+    const std::int64_t missing = reader.MissingRows();
+    AddGap(missing, begin + period * static_cast<double>(position));
+    position += missing;
+    begin += 1000.0 * reader.MissingSeconds() - period * static_cast<double>(missing);
 }
 
 // A column that has ended before the others sends nothing more.

@@ -11,8 +11,8 @@
 
 // Plays a table of numbers into the graph, plain or compressed with gzip: one output for each column of
 // values, named as in the table, and all of them as one bus. The samplerate is that of the column of times,
-// whose rows must be even, or `rate`. What is not set is found in the first rows; a table of CsvWriter needs
-// no setting.
+// whose rows must be even, or `rate`. Where rows are missing by their times the signals end and begin again.
+// What is not set is found in the first rows; a table of CsvWriter needs no setting.
 //
 // The ports follow from the file, so they are declared when the settings are known, and its first rows are
 // read for good then. Where a later row is wrong, what is before it is delivered, the signals are ended, and
@@ -40,6 +40,7 @@ class TableFile final : public TCBaseModuleEx {
     tc::TableSettings Settings() const;
     bool CheckHead(TableReader& probe, std::string& error) const;
     int WriteBlock(bool isLast);
+    void BeginAnew(TableReader::Next next);
     int Finish();
 
     TableReader reader;
@@ -49,7 +50,7 @@ class TableFile final : public TCBaseModuleEx {
     tc::RunTime runTime;
     double begin = 0.0;  // of this run
     std::int64_t blockSize = 0;
-    std::int64_t position = 0;  // of the next row
+    std::int64_t position = 0;  // of the next row, which counts those that are missing
     std::int64_t inSignal = 0;  // rows of the signal that were sent
     std::vector<char> over;     // whose channels have sent their last block
     std::int64_t count = 0;     // rows of the block

@@ -159,6 +159,23 @@ bool TableReader::ReadTime(const char* text, double& seconds, const char*& end) 
 }
 
 TableReader::Next TableReader::LookAhead() {
+    const Next next = FindRow();
+    return next == Next::ROW && IsGapNext() ? Next::GAP : next;
+}
+
+bool TableReader::IsGapNext() {
+    if (!checksTime) return false;
+    const std::size_t length = tc::RowLength(input.Lines());
+    if (length == std::string_view::npos) return false;
+    tc::SplitRow(tc::RowText(input.Lines().substr(0, length)), layout.separator, cells);
+    const auto column = static_cast<std::size_t>(layout.timeColumn);
+    const char* end = nullptr;
+    return column < cells.size() && ReadTime(cells[column].c_str(), nextTime, end) && *end == '\0' &&
+           axis.Look(nextTime) == tc::TimeAxis::Step::GAP;
+}
+
+// Leaves out what is no row.
+TableReader::Next TableReader::FindRow() {
     for (;;) {
         std::string_view lines = input.Lines();
         if (lines.empty() && !input.Fill()) {
@@ -186,7 +203,7 @@ std::int64_t TableReader::Read(double* values, std::int64_t stride, std::int64_t
         plan[static_cast<std::size_t>(layout.timeColumn)].kind = Kind::TIME;
     std::ranges::fill(held, -1);
     std::int64_t count = 0;
-    if (LookAhead() == Next::SIGNAL) {
+    if (const Next next = LookAhead(); next == Next::SIGNAL || next == Next::GAP) {
         axis.Restart();
         std::ranges::fill(ended, 0);
         anyEnded = false;
@@ -196,7 +213,7 @@ std::int64_t TableReader::Read(double* values, std::int64_t stride, std::int64_t
         if (ended[c] != 0) held[c] = 0;
     for (; count < most; ++count, ++read) {
         if (!anyEnded && ReadFastRow(count)) continue;
-        if (LookAhead() != Next::ROW || !ReadRow(count)) break;
+        if (FindRow() != Next::ROW || !ReadRow(count)) break;
     }
     for (std::int64_t& each : held)
         if (each < 0) each = count;
@@ -241,7 +258,7 @@ bool TableReader::ReadFastRow(std::int64_t row) {
     return true;
 }
 
-// The next row, whatever is in it; false where it is wrong, or begins a signal.
+// The next row, whatever is in it; false where it is wrong, or rows are missing before it.
 bool TableReader::ReadRow(std::int64_t row) {
     std::size_t length = tc::RowLength(input.Lines());
     while (length == std::string_view::npos && input.Fill()) length = tc::RowLength(input.Lines());
@@ -314,6 +331,7 @@ bool TableReader::TakeTime(std::size_t column) {
                 .With({ColumnName(layout, column), QuoteCell(column)}));
     const tc::TimeAxis::Step step = axis.Check(seconds);
     if (step == tc::TimeAxis::Step::EVEN) return true;
+    if (step == tc::TimeAxis::Step::GAP) return false;
     const std::string last = tc::ShortestText(axis.Last());
     if (step == tc::TimeAxis::Step::BACK)
         return FailAt(

@@ -27,9 +27,13 @@ class TableReader {
     // Of the first row, by its date, in milliseconds since 1970; 0 when the table has no dates.
     double Start() const { return start; }
 
-    // What follows: the end (or a failure), a row, a row with which all signals begin anew.
-    enum class Next { END, ROW, SIGNAL };
+    // What follows: the end (or a failure), a row, a row with which all signals begin anew, a row before
+    // which others are missing by its time, so that all signals begin anew too.
+    enum class Next { END, ROW, SIGNAL, GAP };
     Next LookAhead();
+    // Before a GAP.
+    std::int64_t MissingRows() const { return axis.Missing(nextTime); }
+    double MissingSeconds() const { return axis.MissingSeconds(nextTime); }
     // Reads up to `most` rows of one signal; the value of row i in channel c goes to values[c * stride + i].
     // Fewer than asked at the end of the signal or the file, and before a row that is wrong.
     std::int64_t Read(double* values, std::int64_t stride, std::int64_t most);
@@ -60,6 +64,8 @@ class TableReader {
     bool SkipLines(std::int64_t count);
     bool LearnTime(const std::vector<tc::TableRow>& rows, double rate, std::string& error);
     bool ReadTime(const char* text, double& seconds, const char*& end);
+    Next FindRow();
+    bool IsGapNext();
     bool ReadFastRow(std::int64_t row);
     bool ReadRow(std::int64_t row);
     bool TakeCell(std::size_t channel, std::int64_t row);
@@ -81,6 +87,7 @@ class TableReader {
     std::int64_t read = 0;  // rows
     tc::TimeAxis axis;
     bool checksTime = false;
+    double nextTime = 0.0;  // of a GAP
     double rate = 0.0;
     double start = 0.0;
     std::int64_t firstDay = 0;

@@ -26,6 +26,25 @@ int FewestDigits(double periods, double span, double doubt, Rate rate) {
     return digits;
 }
 
+constexpr double MANY = 10.0;         // periods: what begins anew after so many need not fit the times before
+constexpr double NEARLY_WHOLE = 0.1;  // periods
+
+// The longest part without a step that is too long to be one of the usual ones, rounded.
+std::span<const double> LongestRun(std::span<const double> times, double resolution) {
+    std::vector<double> steps;
+    for (std::size_t i = 1; i < times.size(); ++i) steps.push_back(times[i] - times[i - 1]);
+    std::vector<double> sorted = steps;
+    std::ranges::sort(sorted);
+    const double longest = 1.5 * sorted[sorted.size() / 2] + 2.0 * resolution;
+    std::span<const double> run;
+    for (std::size_t begin = 0, i = 0; i <= steps.size(); ++i) {
+        if (i < steps.size() && steps[i] < longest) continue;
+        if (i + 1 - begin > run.size()) run = times.subspan(begin, i + 1 - begin);
+        begin = i + 1;
+    }
+    return run.size() > 1 ? run : times;
+}
+
 // The step between times that are written exactly: all steps but gaps and steps back are the same. 0 when
 // they are not.
 double ExactStep(std::span<const double> times) {
@@ -43,7 +62,8 @@ double ExactStep(std::span<const double> times) {
 
 }  // namespace
 
-bool TimeAxis::Learn(std::span<const double> times, double resolution) {
+bool TimeAxis::Learn(std::span<const double> all, double resolution) {
+    const std::span<const double> times = ExactStep(all) > 0.0 ? all : LongestRun(all, resolution);
     double span = times.back() - times.front();
     double periods = static_cast<double>(times.size() - 1);
     double doubt = resolution;
@@ -73,6 +93,23 @@ void TimeAxis::Learn(std::span<const double> times, double resolution, double kn
         if (apart <= resolution) worst = std::max(worst, apart);
     }
     position = 0;
+}
+
+bool TimeAxis::IsGap(double apart) const {
+    const double periods = apart * rate;
+    const double whole = std::round(periods);
+    return periods >= MANY || (whole >= 1.0 && std::fabs(periods - whole) <= NEARLY_WHOLE + Doubt() * rate);
+}
+
+std::int64_t TimeAxis::Missing(double time) const {
+    constexpr double MOST = 1e15;
+    return std::llround(std::clamp((time - Expected()) * rate, 1.0, MOST));
+}
+
+double TimeAxis::MissingSeconds(double time) const {
+    const auto missing = static_cast<double>(Missing(time));
+    const double apart = time - Expected();
+    return std::fabs(apart * rate - missing) <= NEARLY_WHOLE + Doubt() * rate ? missing / rate : apart;
 }
 
 }  // namespace tc

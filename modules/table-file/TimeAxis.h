@@ -8,7 +8,8 @@ namespace tc {
 // Whether the times of a table follow each other evenly. Times are in seconds.
 class TimeAxis {
  public:
-    enum class Step { EVEN, BACK, UNEVEN };
+    // GAP: rows are missing before it; a whole number of them, or many.
+    enum class Step { EVEN, BACK, UNEVEN, GAP };
 
     // By the times of the first rows, of which there are at least two, each of which may be wrong by
     // `resolution`: the samplerate that fits them with the fewest digits, of it or of its inverse. False when
@@ -23,23 +24,33 @@ class TimeAxis {
 
     // The next time begins anew.
     void Restart() { position = 0; }
-    // Looks at the next time, which counts when it is even: no more than half a period away from where it
-    // should be, and as far as the first rows were in doubt.
-    Step Check(double time) {
-        if (position == 0) first = time;
+    // Looks at the next time: it is even when it is no more than half a period away from where it should be,
+    // and as far as the first rows were in doubt.
+    Step Look(double time) const {
+        if (position == 0) return Step::EVEN;
         const double apart = time - Expected();
-        const double doubt = 0.5 / rate + worst * (1.0 + static_cast<double>(position) / learned);
-        const Step step = apart <= doubt && apart >= -doubt ? Step::EVEN
-                          : time <= last && position > 0    ? Step::BACK
-                                                            : Step::UNEVEN;
+        const double doubt = 0.5 / rate + Doubt();
+        if (apart <= doubt && apart >= -doubt) return Step::EVEN;
+        return time <= last ? Step::BACK : IsGap(apart) ? Step::GAP : Step::UNEVEN;
+    }
+    // The same; an even one counts.
+    Step Check(double time) {
+        const Step step = Look(time);
         if (step != Step::EVEN) return step;
+        if (position == 0) first = time;
         last = time;
         ++position;
         return step;
     }
+    // The rows that are missing before a time of a GAP, and how long that is.
+    std::int64_t Missing(double time) const;
+    double MissingSeconds(double time) const;
     double Last() const { return last; }
 
  private:
+    double Doubt() const { return worst * (1.0 + static_cast<double>(position) / learned); }
+    bool IsGap(double apart) const;
+
     double rate = 1.0;
     double worst = 0.0;    // how far the first rows were from even, within their resolution
     double learned = 1.0;  // number of those

@@ -565,6 +565,18 @@ TEST(Runner, ASourceThatGivesNothingEndsWithTheTimeOfTheRun) {
     EXPECT_DOUBLE_EQ(report.seconds, 10.0);
 }
 
+// The clock alone ends it a second late, for samples come after their time.
+TEST(Runner, ALiveSourceEndsWithExactlyItsTime) {
+    RunReport report =
+        RunLive([](LiveSource& live, auto&) { live.Give(30, false); }, {.milliseconds = 2000.0});
+    EXPECT_EQ(ResultOf(report, "sum"), 20.0);
+    EXPECT_DOUBLE_EQ(report.seconds, 1.5);
+    report = RunLive([](LiveSource& live, auto&) { live.Give(5, false); }, {.milliseconds = 2000.0});
+    EXPECT_EQ(ResultOf(report, "sum"), 6.0) << "and the one in which it ends its signal";
+    EXPECT_EQ(ResultOf(report, "stopped"), 1.0);
+    EXPECT_DOUBLE_EQ(report.seconds, 3.0);
+}
+
 TEST(Runner, GapsAreCountedAndTheRunIsNotComplete) {
     const RunReport report = RunLive([](LiveSource& live, auto&) { live.Give(5, true); }, {}, 3);
     EXPECT_EQ(report.verdict, Verdict::Gaps);

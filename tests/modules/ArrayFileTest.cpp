@@ -90,6 +90,23 @@ with h5py.File('other.h5', 'w') as f:
     f['cube'] = numpy.zeros((2, 2, 2))
     f['empty'] = numpy.zeros(0)
     f['away'] = h5py.ExternalLink('take.h5', '/samples')
+# As version 7.3 has it: HDF5 after 512 bytes, dimensions in reverse order, texts as numbers.
+for name, text in ('v73.mat', numpy.bytes_), ('null.mat', None):
+    with h5py.File(name, 'w', userblock_size=512) as f:
+        for key, values, kind in (('wave', wave.T.astype('f8'), 'double'), ('rows', wave.astype('f4'), 'single'),
+                                  ('fs', numpy.array([[1000.]]), 'double'), ('imaginary', numpy.zeros((1, 2), 'f8,f8'), 'double'),
+                                  ('unit', numpy.array([[ord(c)] for c in 'kPa'], 'uint16'), 'char')):
+            data = f.create_dataset(key, data=values, chunks=True, compression='gzip')
+            if text:
+                data.attrs['MATLAB_class'] = text(kind)
+            else:
+                type = h5py.h5t.C_S1.copy()
+                type.set_size(len(kind))
+                space = h5py.h5s.create(h5py.h5s.SCALAR)
+                h5py.h5a.create(data.id, b'MATLAB_class', type, space).write(numpy.array(kind, 'S'), type)
+        f.create_group('s')['a'] = numpy.zeros((1, 5))
+    with open(name, 'r+b') as f:
+        f.write(b'MATLAB 7.3 MAT-file'.ljust(116) + bytes(8) + b'\x00\x02IM')
 for name, zip in ('other.mat', True), ('plain.mat', False):
     scipy.io.savemat(name, {'wave': wave, 'rows': wave.T.astype('float32'), 'fs': 1000, 'unit': 'kPa', 's': {'a': 1},
                             'imaginary': numpy.array([1j, 2])}, do_compression=zip)
@@ -110,7 +127,11 @@ TEST(ArrayFile, ReadsWhatOtherProgramsWrote) {
     } rows[] = {{0, "other.h5", "dataset=run 1/wave", "Channel 2", 1000, "m^-1 kg s^-2 * 1e+003"},
                 {0, "other.h5", "dataset=/rows\nunit=V\nrate=9", "Channel 2", 9, "V"},
                 {1, "other.mat", "variable=wave", "Channel 2", 1000, "m^-1 kg s^-2 * 1e+003"},
-                {1, "plain.mat", "variable=rows", "Channel 2", 1000, "m^-1 kg s^-2 * 1e+003"}};
+                {1, "plain.mat", "variable=rows", "Channel 2", 1000, "m^-1 kg s^-2 * 1e+003"},
+                {1, "v73.mat", "variable=wave", "Channel 2", 1000, "m^-1 kg s^-2 * 1e+003"},
+                {1, "v73.mat", "variable=wave\nchannels=columns", "Channel 2", 1000, "m^-1 kg s^-2 * 1e+003"},
+                {1, "null.mat", "variable=rows\nunit=V", "Channel 2", 1000, "V"},
+                {1, "null.mat", "variable=rows\nchannels=rows\nunit=V", "Channel 2", 1000, "V"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(std::string(row.file) + " " + row.settings);
         if (!IsBuilt(FORMS[row.form])) continue;
@@ -151,6 +172,8 @@ TEST(ArrayFile, SaysWhatItCannotRead) {
          "variable: 'waves' is not valid; expected an array of real numbers in other.mat; "
          "did you mean 'wave'?"},
         {1, "other.mat", "variable=imaginary", "variable: 'imaginary' is not valid"},
+        {1, "v73.mat", "variable=imaginary", "variable: 'imaginary' is not valid"},
+        {1, "v73.mat", "", "variable: '' is not valid; expected an array of real numbers in v73.mat"},
     };
     for (const auto& row : rows) {
         if (!IsBuilt(FORMS[row.form])) continue;

@@ -8,13 +8,16 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <cstring>
+#include <deque>
 #include <functional>
 #include <mutex>
 
-#include "modules/instrument/ScpiAnswer.h"
+#include "modules/instrument/Inquirer.h"
 #include "sigweave/platform/Event.h"
 #include "sigweave/platform/Thread.h"
 #include "sigweave/platform/linux/Handle.h"
+#include "tests/support/HandMovedClock.h"
 #include "tests/support/ModuleBench.h"
 
 namespace {
@@ -73,7 +76,8 @@ TEST(ScpiAnswer, WhatIsWrongIsNamed) {
                 {"1,\n", nullptr, "'1,' is no number"},
                 {"\x01\x02\n", nullptr, "'..' is no number"},
                 {"1.5\n", "f32be", "'1.5.' is no block"},
-                {"#0abc\n", "f32be", "is no block of given length"},
+                {"#0abc\n", "f32be", "3 bytes, which is no whole number of samples of 4"},
+                {"#0abcd", "f32be", "does not end with a line feed"},
                 {"#x", "f32be", "is no block"},
                 {"#2x4", "f32be", "is no block"},
                 {"#9999999999", "f32be", "is no block"},
@@ -83,9 +87,159 @@ TEST(ScpiAnswer, WhatIsWrongIsNamed) {
         std::vector<double> values;
         std::string error;
         answer.Give(Bytes(row.answer));
-        EXPECT_EQ(answer.Take(values, error), ScpiAnswer::WRONG) << row.answer;
+        EXPECT_EQ(answer.Take(values, error, true), ScpiAnswer::WRONG) << row.answer;
         EXPECT_THAT(error, HasSubstr(row.reason));
     }
+}
+
+// An instrument in the time of a test, which may cut its answers, need time for them and go away.
+class TimedInstrument final : public tc::ByteInput {
+ public:
+    struct World {
+        HandMovedClock clock = {};
+        std::function<std::string(int number)> answer = {};
+        double delay = 0.0;      // ms, of an answer
+        double between = 0.0;    // of its pieces
+        std::size_t piece = 64;  // bytes
+        double gone = INFINITY;  // when
+        int asked = 0;
+    };
+    explicit TimedInstrument(World& ofTest) : world(ofTest) {}
+
+    Reading Read(std::span<std::byte> into) override {
+        const double now = world.clock.Milliseconds();
+        if (!coming.empty() && coming.front().first <= now) {
+            const std::string piece = coming.front().second;
+            coming.pop_front();
+            std::memcpy(into.data(), piece.data(), piece.size());
+            return {DATA, piece.size()};
+        }
+        return {now >= world.gone ? END : NOTHING};
+    }
+    void* Handle() const override { return nullptr; }
+    int Write(std::span<const std::byte>) override {
+        const std::string answer = world.answer(world.asked++);
+        double when = world.clock.Milliseconds() + world.delay;
+        for (std::size_t at = 0; at < answer.size(); at += world.piece, when += world.between)
+            coming.emplace_back(when, answer.substr(at, world.piece));
+        return 0;
+    }
+    // When something happens next.
+    double Next() const { return coming.empty() ? world.gone : std::min(world.gone, coming.front().first); }
+
+ private:
+    World& world;
+    std::deque<std::pair<double, std::string>> coming;
+};
+
+constexpr double WALL = 1.7e12;
+
+// What live devices are asked for too (see LiveInputTest.cpp), for an instrument, in simulated time.
+class InstrumentInTime : public testing::Test {
+ protected:
+    void Run(double milliseconds, InquirerPlan plan) {
+        const double begin = world.clock.Milliseconds();
+        plan.name = "meter";
+        plan.query = "READ?";
+        plan.clock = &world.clock;
+        plan.hasThread = false;
+        plan.wallClock = [this, begin] { return WALL + wallSpeed * (world.clock.Milliseconds() - begin); };
+        auto made = std::make_unique<TimedInstrument>(world);
+        const TimedInstrument& device = *made;
+        Inquirer inquirer(std::move(made), plan);
+        double until = inquirer.Turn();
+        for (int idle = 0; until >= 0.0 && idle < 3; until = inquirer.Turn()) {
+            const double now = world.clock.Milliseconds();
+            const double next = std::min(until, device.Next());
+            if (next > begin + milliseconds) break;
+            idle = next > now ? 0 : idle + 1;
+            world.clock.Move(std::max(0.0, next - now));
+            if (takes) TakeAll(inquirer);
+        }
+        takes = true;
+        TakeAll(inquirer);
+        rate = inquirer.MeasuredRate();
+    }
+    void TakeAll(Inquirer& inquirer) {
+        for (Inquirer::Reading reading; inquirer.Take(reading, failure); readings.push_back(reading))
+            continue;
+    }
+    long long Lost() const {
+        long long sum = 0;
+        for (const Inquirer::Reading& reading : readings) sum += reading.lost;
+        return sum;
+    }
+
+    TimedInstrument::World world{.answer = [](int number) { return std::to_string(number) + "\n"; }};
+    double wallSpeed = 1.0;
+    bool takes = true;
+    std::vector<Inquirer::Reading> readings;
+    std::string failure;
+    double rate = 0.0;
+};
+
+TEST_F(InstrumentInTime, KeepsItsPaceForAnHourOfDrift) {
+    wallSpeed = 1.00005;
+    world.delay = 20.0;
+    world.piece = 1;
+    world.between = 1.0;
+    Run(3600e3, {.interval = 500.0});
+    ASSERT_EQ(readings.size(), 7200U);
+    EXPECT_EQ(Lost(), 0);
+    EXPECT_NEAR(rate, 2.0, 1e-5);
+    for (std::size_t i = 0; i < readings.size(); ++i) {
+        ASSERT_EQ(readings[i].values, std::vector<double>{static_cast<double>(i)});
+        ASSERT_NEAR(readings[i].arrived - WALL, 1.00005 * (500.0 * static_cast<double>(i) + 22.0), 5.0);
+    }
+    EXPECT_EQ(failure, "");
+}
+
+TEST_F(InstrumentInTime, WhatThereWasNoTimeForIsLost) {
+    world.delay = 350.0;
+    Run(100e3, {.interval = 100.0});
+    EXPECT_NEAR(rate, 1000.0 / 350.0, 1e-6) << "a wrong rate";
+    EXPECT_NEAR(static_cast<double>(Lost()) + static_cast<double>(readings.size()), 1000.0, 8.0);
+    EXPECT_GT(Lost(), 700);
+}
+
+TEST_F(InstrumentInTime, AStallIsOneGap) {
+    world.answer = [this](int number) {
+        world.delay = number == 10 ? 730.0 : 1.0;
+        return std::string("1\n");
+    };
+    Run(3e3, {.interval = 100.0});
+    EXPECT_EQ(Lost(), 6) << "of those of 1.1 to 1.7 s one was asked late";
+    EXPECT_EQ(readings.size(), 24U);
+    EXPECT_EQ(std::ranges::count_if(readings, [](const auto& reading) { return reading.lost > 0; }), 1);
+}
+
+TEST_F(InstrumentInTime, AFullRingCountsWhatItLoses) {
+    takes = false;
+    Run(5e6, {.interval = 1000.0});
+    EXPECT_EQ(readings.size(), 4096U);
+}
+
+// Also between two queries, and at once.
+TEST_F(InstrumentInTime, OneThatGoesAwayIsNamedAtOnce) {
+    world.gone = world.clock.Milliseconds() + 12.5e3;
+    Run(100e3, {.interval = 10e3});
+    EXPECT_EQ(readings.size(), 2U);
+    EXPECT_EQ(failure, "meter: it closed the connection");
+    EXPECT_NEAR(world.clock.Milliseconds(), world.gone, 1e-3);
+}
+
+TEST_F(InstrumentInTime, ABlockOfOpenLengthEndsWithALineFeedAfterWhichNothingComes) {
+    world.answer = [](int) { return std::string("#0\0\1\n\n\0\3\n", 9); };
+    world.between = 60.0;
+    for (world.piece = 1; world.piece <= 9; ++world.piece) {
+        readings.clear();
+        Run(2.9e3, {.patience = 1000.0, .blockFormat = FormatOf("s16be")});
+        ASSERT_EQ(readings.size(), 3U) << world.piece << failure;
+        EXPECT_THAT(readings[2].values, ElementsAre(1, 0x0A0A, 3));
+    }
+    world.answer = [](int) { return std::string("#0"); };
+    Run(5e3, {.patience = 200.0, .blockFormat = FormatOf("s16be")});
+    EXPECT_EQ(failure, "meter: the block of open length (#0) does not end with a line feed");
 }
 
 // Listens on a port of the loopback, or sits at the other end of a pseudo terminal, and answers line by line.
@@ -193,10 +347,10 @@ TEST(Instrument, LogsTheValuesOfANetworkAndOfASerialLine) {
             return "+" + std::to_string(asked++) + ",-2.5E+00\n";
         });
         ModuleBench bench("instrument", "Instrument");
-        ASSERT_TRUE(
-            bench.Set(fake.Settings() +
-                      "commands=\"*RST;:CONF:VOLT:DC\"\nquery=MEAS?\nvalues=2\nunit=\"V, A\"\ninterval=1 ms\n"
-                      "timeout=20\n"))
+        ASSERT_TRUE(bench.Set(
+            fake.Settings() +
+            "commands=\"*RST;:CONF:VOLT:DC\"\nquery=MEAS?\nvalues=2\nunit=\"V, A\"\ninterval=50 ms\n"
+            "timeout=20\n"))
             << bench.Error();
         bench.WireOutput(0);
         bench.WireOutput(1);
@@ -207,7 +361,7 @@ TEST(Instrument, LogsTheValuesOfANetworkAndOfASerialLine) {
         EXPECT_EQ(bench.Samples(0), expected);
         EXPECT_GE(expected.size(), 5U);
         EXPECT_EQ(bench.Samples(1), std::vector<double>(expected.size(), -2.5));
-        EXPECT_EQ(bench.States(0).substr(0, 10), "START BUSY");
+        EXPECT_EQ(bench.Blocks(0).front().GetState(), START);
         EXPECT_EQ(bench.Blocks(0).back().GetState(), STOP);
         EXPECT_EQ(fake.Heard().substr(0, 24), "*RST;:CONF:VOLT:DC\nMEAS?") << isSerial;
         for (std::size_t i = 1; i < expected.size(); ++i)

@@ -18,7 +18,7 @@
 #include <numeric>
 
 #include "modules/capture/AlsaDevice.h"
-#include "modules/live/Channels.h"
+#include "modules/live/LiveSource.h"
 #include "modules/live/StreamDevice.h"
 #include "sigweave/module/ModuleSignals.h"
 #include "tests/support/HandMovedClock.h"
@@ -301,33 +301,21 @@ constexpr double START = 1.7e12;
 constexpr std::size_t BLOCK = 100;
 
 // The module of a device: two channels of 16 bits.
-class Source final : public TCBaseModuleEx {
+class Source final : public live::LiveSource {
  public:
-    explicit Source() : TCBaseModuleEx(0, {}) {
-        DeclareSource();
-        channels.Declare(*portHelper, live::FORMATS[2], {{"left"}, {"right"}}, RATE);
-    }
+    Source() : LiveSource(0, {}) { Declare(live::FORMATS[2], std::vector<live::Channel>(2), RATE, "source"); }
     const char* GetModuleId() const override { return "Source"; }
     const char* GetDescription() const override { return ""; }
-    int Fetch() override {
-        const int verdict = TCBaseModuleEx::Fetch();
-        return verdict != 0 || IsInterrupted() || channels.HasWork() ? verdict : 1;
+    int Take(std::unique_ptr<live::Device> device, const live::FeedPlan& plan) {
+        return Begin(std::move(device), plan, START);
     }
-    int Execute() override {
-        const live::Channels::Step step = channels.Send(*portHelper, IsInterrupted());
-        if (step.hasGap) AddGap(step.lost, step.gapBegan);
-        if (step.isOver) portHelper->SetReadyFlag(false);
-        failure = step.failure;
-        return step.code;
-    }
-    live::Channels channels;
-    std::string failure;
+    live::Feed& Input() { return channels.Input(); }
 };
 
 class LiveDevice
     : public testing::TestWithParam<std::pair<const char*, std::function<std::unique_ptr<Rig>()>>> {
  protected:
-    void Begin(const live::Packing& packing = {}) {
+    void Begin(const live::Packing& packing = {}, double silence = 0.0) {
         rig = GetParam().second();
         std::unique_ptr<live::Device> device = rig->Make();
         std::string error;
@@ -335,17 +323,19 @@ class LiveDevice
         source.AddLine(OUTPUT, 0);
         source.AddOutputStream(0, stream.SetInputStream(3));
         source.GetMessageA(TCPortHelper::MESSAGE_RUNNING, 1);
-        ASSERT_EQ(source.Init(), 0);
-        source.channels.Begin(std::move(device),
-                              {.packing = packing, .block = BLOCK, .clock = &clock, .hasThread = false},
-                              START);
+        ASSERT_EQ(source.Take(std::move(device), {.packing = packing,
+                                                  .block = BLOCK,
+                                                  .silence = silence,
+                                                  .clock = &clock,
+                                                  .hasThread = false}),
+                  0);
     }
     void TearDown() override {
-        source.channels.End();
+        source.Done();
         source.DeleteStreams();
     }
 
-    live::Feed& Input() { return source.channels.Input(); }
+    live::Feed& Input() { return source.Input(); }
 
     // The bytes of frames: left counts, right is its opposite.
     static Bytes Frames(int first, int count) {
@@ -378,7 +368,7 @@ class LiveDevice
     }
     void Work() {
         while (source.Fetch() == 0) {
-            ASSERT_GE(source.Execute(), 0);
+            if (source.Execute() < 0) failure = source.GetLastErrorText();
             const double* values = nullptr;
             int rows = 0;
             int columns = 0;
@@ -416,6 +406,7 @@ class LiveDevice
     std::unique_ptr<Rig> rig;
     TCIOStream stream;
     Source source;
+    std::string failure;
     std::vector<double> samples;
     std::vector<TCTypeInfo> blocks;
 };
@@ -442,7 +433,7 @@ TEST_P(LiveDevice, BlocksAreWholeAndStampedByPositionHoweverThePiecesCome) {
     for (std::size_t i = 0; i < blocks.size(); ++i)
         EXPECT_DOUBLE_EQ(blocks[i].GetTimestamp(), START + 100.0 * static_cast<double>(i));
     EXPECT_EQ(source.GetGaps().count, 0);
-    EXPECT_THAT(source.failure, IsEmpty());
+    EXPECT_THAT(failure, IsEmpty());
 }
 
 TEST_P(LiveDevice, LostPacketsEndTheSignalAndCount) {
@@ -489,7 +480,22 @@ TEST_P(LiveDevice, OneThatVanishesIsNamedAndWhatCameIsSent) {
     ReadToEnd();
     EXPECT_EQ(samples, Count(0, 250));
     EXPECT_EQ(States(), "012");
-    EXPECT_THAT(source.failure, testing::Not(IsEmpty()));
+    EXPECT_THAT(failure, testing::Not(IsEmpty()));
+}
+
+TEST_P(LiveDevice, OneThatIsSilentForTooLongIsGone) {
+    Begin({}, 800.0);
+    clock.Move(5000.0);
+    EXPECT_TRUE(Input().Pump()) << "it has not begun";
+    SendFrames(0, 250);
+    clock.Move(799.0);
+    EXPECT_TRUE(Input().Pump());
+    clock.Move(1.0);
+    EXPECT_FALSE(Input().Pump());
+    Work();
+    EXPECT_EQ(samples, Count(0, 250));
+    EXPECT_EQ(States(), "012");
+    EXPECT_THAT(failure, HasSubstr(" for 0.8 s: its sender has gone"));
 }
 
 TEST_P(LiveDevice, AFullRingLosesNothingOfAPipeAndCountsWhatIsLostOfOthers) {

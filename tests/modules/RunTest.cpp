@@ -184,11 +184,40 @@ TEST(Run, CapturesFromASoundDevice) {
         << run.messages;
     const std::string list = devices + SIGWEAVE_HOST " devices --json >devices.json";
     ASSERT_EQ(std::system(list.c_str()), 0);
-    const nlohmann::json found = nlohmann::json::parse(ReadText("devices.json"));
+    nlohmann::json found = nlohmann::json::parse(ReadText("devices.json"));
+    std::erase_if(found.get_ref<nlohmann::json::array_t&>(),
+                  [](const nlohmann::json& device) { return device["kind"] != "sound"; });
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0]["name"], "filein");
     EXPECT_EQ(found[0]["text"], "a file");
     EXPECT_EQ(found[0]["formats"][0]["range"], nlohmann::json({-32768, 32767}));
+}
+
+TEST(Run, ACheckSeesThatAPlaceIsNone) {
+    fs::create_directory("folder");
+    std::ofstream("no-socket") << "text";
+    for (const char* const settings : {"--set microphone.from=file --set microphone.file=folder",
+                                       "--set microphone.from=unix --set microphone.file=no-socket",
+                                       "--set microphone.from=unix --set microphone.file=missing"}) {
+        const Outcome run = RunExample("pipe.graph", settings);
+        EXPECT_EQ(run.verdict, "mistakes") << settings;
+        EXPECT_NE(run.messages.find("microphone.file: "), std::string::npos) << run.messages;
+    }
+}
+
+// In a namespace in which the machine has one serial line and no sound device.
+TEST(Run, SerialLinesAreDevices) {
+    fs::create_directory("lines");
+    fs::create_symlink("../../devices/platform/uart/tty/ttyUART7", "lines/ttyUART7");
+    const std::string inside = "unshare -Urm sh -c 'mount --bind lines /sys/class/tty";
+    if (std::system((inside + "' 2>/dev/null").c_str()) != 0) GTEST_SKIP() << "no namespaces here";
+    std::ofstream("silent.conf") << "";
+    ASSERT_EQ(std::system((inside + " && ALSA_CONFIG_PATH=$PWD/silent.conf " SIGWEAVE_HOST
+                                    " devices --json >lines.json'")
+                              .c_str()),
+              0);
+    EXPECT_EQ(nlohmann::json::parse(ReadText("lines.json")),
+              nlohmann::json::parse(R"([{"kind": "serial", "name": "/dev/ttyUART7", "text": "ttyUART7"}])"));
 }
 
 TEST(Run, RawSamplesThroughAPipe) {
@@ -212,6 +241,8 @@ TEST(Run, RawSamplesThroughAPipe) {
     run = RunExample("pipe.graph", "--for 0.5s < samples.raw");
     EXPECT_EQ(run.verdict, "complete");
     EXPECT_EQ(run.results["samples"], 24000.0);
+    run = RunExample("pipe.graph", "<&-");
+    EXPECT_EQ(run.verdict, "failed") << "the program was started without standard input";
     run = RunExample("pipe.graph", "--set microphone.channels=7 < samples.raw");
     EXPECT_EQ(run.verdict, "failed") << "192,000 bytes are no whole number of 14";
     EXPECT_NE(run.messages.find("4 Bytes bleiben übrig"), std::string::npos) << run.messages;

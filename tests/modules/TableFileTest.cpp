@@ -119,8 +119,9 @@ TEST(TableFile, SaysWhatIsWrongAndWhere) {
         {"time,a\n0,1\n1,2\n2\n", "", "line 4: the row has 1 cells and the table 2 columns"},
         {"time,a\n0,1\n1,2\n2,3,4\n", "", "line 4: the row has 3 cells"},
         {"time,a\n0,1\n1,2\n2,\"3\n3,4\n", "", "line 4: a quotation mark is not closed"},
-        {"time,a\n0,1\n1,1\n2,1\n4,1\n5,1\n", "",
-         "line 5: the times are not even: '4' is after 2 s, expected is 3 s at 1 rows per second; set rate"},
+        {"time,a\n0,1\n1,1\n2,1\n3.6,1\n4,1\n", "",
+         "line 5: the times are not even: '3.6' is after 2 s, expected is 3 s at 1 rows per second; set "
+         "rate"},
         {"time,a\n0,1\n1,1\n0.5,1\n3,1\n", "", "line 4: the time does not rise: '0.5' is after 1 s; sort"},
         {"time,a\n0,1\n1,1\nsoon,1\n3,1\n", "",
          "line 4: column 'time': 'soon' is no time like that of the first"},
@@ -144,6 +145,38 @@ TEST(TableFile, SaysWhatIsWrongAndWhere) {
          {std::pair("missing.csv", "does not exist"), std::pair(".", "is a folder"),
           std::pair("/dev/null", "is a pipe or a device")})
         EXPECT_THAT(Table(name).Error(), HasSubstr(reason));
+}
+
+// Two rows are missing after the third, and the last ones begin anew at a time of their own.
+TEST(TableFile, EndsItsSignalsWhereRowsAreMissing) {
+    const struct {
+        const char *text, *settings;
+    } rows[] = {{"time,a\n0,1\n1,2\n2,3\n5,4\n6,5\n21.3,6\n22.3,7\n", "start=2026-03-01\n"},
+                {"time,a,b\ns,,\nsamplerate,1,1\n0,1,9\n1,2,\n2,3,\n5,4,\n6,5,\n21.3,6,\n22.3,7,\n",
+                 "start=2026-03-01\n"},
+                {"t;a\n01.03.2026 00:00:00;1\n01.03.2026 00:00:01;2\n01.03.2026 00:00:02;3\n"
+                 "01.03.2026 00:00:05;4\n01.03.2026 00:00:06;5\n"
+                 "01.03.2026 00:00:21,3;6\n01.03.2026 00:00:22,3;7\n",
+                 ""}};
+    const double start = 1772323200e3;  // date -u -d 2026-03-01 +%s
+    for (const auto& row : rows)
+        for (const int block : {1, 2, 3, 1000}) {
+            Table table(WriteTable(row.text), row.settings + ("block=" + std::to_string(block)));
+            ASSERT_TRUE(table.opened && table.Run()) << table.Error() << row.text;
+            EXPECT_EQ(table.Samples(0), (std::vector<double>{1, 2, 3, 4, 5, 6, 7}));
+            EXPECT_EQ(table.Module().GetGaps().count, 2) << row.text;
+            EXPECT_EQ(table.Module().GetGaps().samples, 2 + 14);
+            EXPECT_EQ(table.Module().GetGaps().first, start + 3000.0);
+            std::vector<double> begins;
+            int ends = 0;
+            for (const TCTypeInfo& ti : table.Blocks(0)) {
+                if (ti.GetState() == START || ti.GetState() == COMPLETE) begins.push_back(ti.GetTimestamp());
+                ends += ti.GetState() == STOP || ti.GetState() == COMPLETE ? 1 : 0;
+            }
+            EXPECT_EQ(begins, (std::vector<double>{start, start + 5000.0, start + 21300.0}))
+                << row.text << block;
+            EXPECT_EQ(ends, 3);
+        }
 }
 
 std::string ManyRows(int count) {
@@ -263,6 +296,16 @@ TEST(TimeAxis, FindsTheSimplestRate) {
         ASSERT_TRUE(axis.Learn(times, row.resolution));
         EXPECT_DOUBLE_EQ(axis.Samplerate(), row.rate);
         for (const double time : times) ASSERT_EQ(axis.Check(time), tc::TimeAxis::Step::EVEN) << row.rate;
+        const double later = times.back() + 501.0 / row.rate;
+        EXPECT_EQ(axis.Look(later), tc::TimeAxis::Step::GAP);
+        EXPECT_EQ(axis.Missing(later), 500);
+        // The same with a gap among the times.
+        for (std::size_t i = 0; i < times.size(); ++i)
+            times[i] =
+                std::round((5 + static_cast<double>(i < 600 ? i : i + 1237) / row.rate) / row.resolution) *
+                row.resolution;
+        ASSERT_TRUE(axis.Learn(times, row.resolution));
+        EXPECT_NEAR(axis.Samplerate() / row.rate, 1.0, 1e-3) << row.rate;
     }
 }
 
