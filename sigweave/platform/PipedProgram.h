@@ -11,7 +11,7 @@ namespace tc {
 
 // Another program that works while this one goes on. What is written here it reads at its standard input;
 // what it writes to REPORT_PATH is read here. Its standard output and error are this program's standard
-// error, so that nothing that its parts print gets among its reports.
+// error, so that nothing that its parts print gets among its reports. It gets nothing else that is open here.
 class PipedProgram {
  public:
     static constexpr const char* REPORT_PATH = "/dev/fd/3";

@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <condition_variable>
 #include <filesystem>
@@ -158,6 +160,20 @@ TEST_F(StudioRun, FinishesItsFilesWhenTheStudioEnds) {
     run.process->End(30s);
     EXPECT_EQ(run.Find("report")["report"]["verdict"], "interrupted");
     EXPECT_TRUE(ReadAll(folder / "r.xml").ends_with(">\n"));
+}
+
+// A browser whose connection the studio closes would never know of it while a run kept it open.
+TEST_F(StudioRun, GetsNothingThatIsOpenInTheStudio) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    Watched run(Order("1000000", "r.xml"));
+    ASSERT_TRUE(run.WaitFor([&] { return !run.texts.empty(); }));
+    close(ends[1]);
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 0) << "the end of what nobody has open any more";
+    close(ends[0]);
+    run.process->Kill();
+    EXPECT_TRUE(run.WaitForEnd());
 }
 
 TEST_F(StudioRun, IsKilledWithoutAWord) {

@@ -37,6 +37,7 @@ int Spawn(const std::string& path, const std::vector<std::string>& arguments, in
     start.Give(input, STDIN_FILENO);
     start.Give(STDERR_FILENO, STDOUT_FILENO);
     start.Give(report, REPORT);
+    start.CloseFrom(REPORT + 1);
     return start.Run(path, arguments, child);
 }
 

@@ -36,6 +36,10 @@ class ProgramStart {
     // may be handed on.
     void Give(int descriptor, int number) { posix_spawn_file_actions_adddup2(&actions, descriptor, number); }
 
+    // Nothing from that number on is handed over, such as connections that a library made without saying so;
+    // after what is given.
+    void CloseFrom(int number) { posix_spawn_file_actions_addclosefrom_np(&actions, number); }
+
     // Answers 0, or the error number.
     int Run(const std::string& path, const std::vector<std::string>& arguments, pid_t& child) const {
         std::vector<char*> words = {const_cast<char*>(path.c_str())};

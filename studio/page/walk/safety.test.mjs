@@ -158,6 +158,17 @@ test('a page that is closed leaves its run alone, and who was too slow is told w
   await next.getByRole('button', { name: 'Show signal tone.Signal' }).click();
   const view = next.locator('article');
   await view.getByText(/newest sample at/).waitFor();
+  // A page that does nothing for long is disconnected, comes back, says why and goes on.
+  await next.evaluate(() => {
+    const { link } = window.studioPage;
+    const before = link.socket;
+    link.receive = (data) => {
+      if (link.socket === before) return;
+      delete link.receive;
+      link.receive(data);
+    };
+  });
+  await next.locator('.toast.error').getByText(/slow|took/).waitFor();
   await view.getByRole('checkbox', { name: 'Hold' }).check();
   const newest = async () => /at ([\d.]+) s/.exec(await view.innerText())[1];
   const goOn = async () => {
