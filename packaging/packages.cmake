@@ -86,14 +86,15 @@ if(TARGET sigweave-studio)
 endif()
 
 if(SIGWEAVE_HAS_PYTHON)
-  # Built for one version of Python, which the names of its files say.
+  # Built for one version of Python, which the names of its files say; the next one would not find them.
+  math(EXPR next "${Python_VERSION_MINOR} + 1")
   sigweave_package(python python3-sigweave
     SECTION python
     SUMMARY "modular measurement and signal processing: Python package"
     DESCRIPTION "Builds, checks and runs graphs of signal-processing modules from Python, with
 their signals and recordings as NumPy arrays, and runs modules that are written
 in Python."
-    DEPENDS "libsigweave0 (= ${PROJECT_VERSION}), python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}), python3-numpy"
+    DEPENDS "libsigweave0 (= ${PROJECT_VERSION}), python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}), python3 (<< ${Python_VERSION_MAJOR}.${next}), python3-numpy"
     RECOMMENDS "sigweave-modules, python3-pandas, python3-xarray")
 endif()
 
