@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <sstream>
+#include <utility>
 
 #include "modules/common/SharedSettings.h"
 #include "sigweave/module/ModuleLibrary.h"
@@ -246,26 +247,26 @@ int Instrument::Init() {
                       .values = metadata.size()};
     if (AnswersBlocks())
         plan.blockFormat = std::ranges::find(live::FORMATS, format, &live::SampleFormat::word);
-    isOpen = hasSome = isOver = false;
+    isOpen = hasSome = isHeld = isOver = false;
     inquirer = std::make_unique<Inquirer>(std::move(connected), plan);
     return code;
 }
 
 int Instrument::Fetch() {
     const int verdict = TCBaseModuleEx::Fetch();
-    return verdict != 0 || IsInterrupted() || inquirer->HasSome() ? verdict : 1;
+    return verdict != 0 || IsInterrupted() || isHeld || inquirer->HasSome() ? verdict : 1;
 }
 
 int Instrument::Execute() {
     std::string failure;
-    if (!isOver && inquirer->Take(reading, failure)) {
-        int code = 0;
-        if (reading.lost > 0 && hasSome) {
+    if (!isOver && (isHeld || inquirer->Take(reading, failure))) {
+        if (!std::exchange(isHeld, false) && reading.lost > 0 && hasSome) {
             AddGap(reading.lost, arrived);
-            code = EndSignals();
+            isHeld = isOpen;
+            if (isHeld) return EndSignals();  // which must reach its receivers before the next one begins
         }
         isOver = IsInterrupted();
-        return code < 0 ? code : Send(reading);
+        return Send(reading);
     }
     if (isOpen) {  // a step of its own, so that it reaches its receivers also when the run fails then
         isOver = true;

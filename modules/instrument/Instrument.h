@@ -44,6 +44,7 @@ class Instrument final : public TCBaseModuleEx {
     Inquirer::Reading reading;
     bool isOpen = false;  // the signals have begun and not ended
     bool hasSome = false;
+    bool isHeld = false;  // the reading after a gap, until the signals have ended
     bool isOver = false;
     double arrived = 0.0;  // the last one
     std::string name;

@@ -369,6 +369,20 @@ TEST(Instrument, LogsTheValuesOfANetworkAndOfASerialLine) {
     }
 }
 
+TEST(Instrument, AGapEndsTheSignalsBeforeTheyBeginAgain) {
+    int asked = 0;
+    FakeInstrument fake(false, [&](const std::string&) {
+        if (++asked == 3) tc::MachineClock().WaitUntil(tc::MachineClock().Milliseconds() + 20.0, nullptr);
+        return std::string("7\n");
+    });
+    ModuleBench bench("instrument", "Instrument");
+    ASSERT_TRUE(bench.Set(fake.Settings() + "interval=1 ms\ntimeout=20\n")) << bench.Error();
+    bench.WireOutput(0);
+    ASSERT_TRUE(RunUntil(bench, 6)) << bench.Error();
+    EXPECT_GE(bench.Module().GetGaps().count, 1);
+    EXPECT_THAT(bench.States(0), HasSubstr("STOP START"));
+}
+
 TEST(Instrument, EachBlockOfSamplesIsASignal) {
     FakeInstrument fake(false, [](const std::string&) { return std::string("#16\0\1\0\2\xFF\xFD\n", 10); });
     ModuleBench bench("instrument", "Instrument");

@@ -68,8 +68,10 @@ WaitResult WaitForHandle(void* handle, double milliseconds) {
 }
 
 int WaitForAnyHandle(std::span<void* const> handles, double milliseconds) {
-    std::vector<pollfd> waited;
-    for (void* const handle : handles) waited.push_back({ToDescriptor(handle), POLLIN, 0});
+    pollfd few[8];  // waits of the steady flow allocate nothing
+    std::vector<pollfd> many(handles.size() > std::size(few) ? handles.size() : 0);
+    const std::span<pollfd> waited(many.empty() ? few : many.data(), handles.size());
+    for (std::size_t i = 0; i < handles.size(); ++i) waited[i] = {ToDescriptor(handles[i]), POLLIN, 0};
     const auto isNone = [](const pollfd& entry) { return entry.fd < 0; };
     if (std::ranges::any_of(waited, isNone) || WaitFor(waited, milliseconds) <= 0) return -1;
     const auto isSignalled = [](const pollfd& entry) { return (entry.revents & POLLIN) != 0; };
