@@ -222,9 +222,10 @@ bool Scheduler::Step(Node& node) {
 
 // Which takes no time of the module.
 void Scheduler::AwaitPace(Node& node) {
-    const double before = timesSteps ? clock.Milliseconds() : 0.0;
+    const bool isTimed = timesSteps;
+    const double before = isTimed ? clock.Milliseconds() : 0.0;
     node.pace->Wait(options.interruption != nullptr ? options.interruption->Handle() : nullptr);
-    if (timesSteps) node.seconds -= (clock.Milliseconds() - before) / 1000.0;
+    if (isTimed) node.seconds -= (clock.Milliseconds() - before) / 1000.0;
 }
 
 // Sources that have nothing now are asked again when it is the turn of a source. False when one failed.

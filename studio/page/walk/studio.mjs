@@ -44,6 +44,7 @@ export function startBrowser() {
 export async function openPage(browser, address, options = {}) {
   const context = await browser.newContext({ viewport: { width: 1600, height: 1000 }, reducedMotion: 'reduce', ...options });
   const page = await context.newPage();
+  page.setDefaultTimeout(60000);
   const errors = [];
   page.on('pageerror', (error) => errors.push(`page: ${error}`));
   page.on('console', (message) => {
