@@ -1,4 +1,7 @@
 import os
+import signal
+import threading
+import time
 
 import pytest
 
@@ -46,6 +49,19 @@ def stalling(chord):
     chord.connect("low.Signal", "bus.Signal 1")
     chord.connect("high.Signal", "bus.Signal 2")
     return chord
+
+
+def interrupt_when(is_so):
+    """Sends Ctrl-C as soon as that is so; the thread that does it."""
+
+    def wait():
+        while not is_so():
+            time.sleep(0.01)
+        os.kill(os.getpid(), signal.SIGINT)
+
+    thread = threading.Thread(target=wait, daemon=True)
+    thread.start()
+    return thread
 
 
 def endless():

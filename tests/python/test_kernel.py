@@ -27,7 +27,7 @@ class Kernel:
 
     def begin(self, code, until):
         """Runs a cell up to that output."""
-        self.client.execute(code)
+        self.client.execute(code, stop_on_error=False)  # else it may refuse the next one
         text = ""
         while until not in text:
             text += self.client.get_iopub_msg(timeout=SECONDS)["content"].get("text", "")

@@ -2,19 +2,18 @@
 
 import copy
 import json
-import os
 import pickle
-import signal
 import subprocess
 import sys
 import threading
 
 import numpy as np
 import pytest
-from conftest import PROGRAM, START, endless, needs_limits
+from conftest import PROGRAM, START, endless, interrupt_when, needs_limits
 from scipy import signal as scipy_signal
 
 import sigweave
+from sigweave import _run
 
 
 def test_filters_as_scipy_does(chord):
@@ -167,11 +166,11 @@ def test_warnings_and_what_was_not_kept(chord):
 
 
 def test_ctrl_c_ends_the_run_drained():
-    timer = threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT))
-    timer.start()
+    before = list(_run._sessions)
     with pytest.raises(KeyboardInterrupt) as caught:
+        thread = interrupt_when(lambda: any(one.progress()[0] > 0 for one in list(_run._sessions) if one not in before))
         endless().run(keep=["lp.Signal"])
-    timer.join()
+    thread.join()
     report = caught.value.report
     assert report.verdict == "interrupted"
     made, _, taken = (module for module in report.json["modules"])
