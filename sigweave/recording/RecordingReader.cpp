@@ -173,7 +173,6 @@ struct RecordingReader::Impl {
     std::vector<RecordingSignal> signals;
     std::map<std::uint16_t, int> signalOf;  // channel -> index
     RecordingFacts facts;
-    bool isOurs = false;
     bool isClosed = false;
     std::int64_t wholeEnd = 0;  // of the last whole record
     std::optional<Index> lastIndex;
@@ -277,9 +276,6 @@ void RecordingReader::Impl::Learn(const Found& found) {
     std::uint16_t channel = 0;
     std::string_view name;
     switch (found.opcode) {
-        case HEADER:
-            isOurs = true;
-            return;
         case METADATA:
             if (!fields.Text(name) || name != FACTS_NAME) return;
             facts.clear();
@@ -378,10 +374,10 @@ void RecordingReader::Impl::Scan() {
     }
 }
 
-// By anything of it that is whole; or it was cut off within its first record.
+// By a block or an index that is whole, or by its first record, within which it may end.
 bool RecordingReader::Impl::IsRecording() {
     const bool hasBlocks = std::ranges::any_of(signals, [](const auto& each) { return each.blocks > 0; });
-    if (isOurs || lastIndex || hasBlocks) return true;
+    if (lastIndex || hasBlocks) return true;
     std::string first(MAGIC);
     PutHeader(first);
     const std::int64_t seen = std::min(size, static_cast<std::int64_t>(first.size()));

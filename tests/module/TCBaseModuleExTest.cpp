@@ -2,12 +2,17 @@
 
 #include <cfloat>
 #include <cmath>
+#include <map>
 #include <stdexcept>
 #include <thread>
 #include <tuple>
 #include <utility>
 
+#include "sigweave/module/SettingsArchive.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "sigweave/persistence/ArchiveTree.h"
+#include "sigweave/persistence/ArchiveXml.h"
+#include "sigweave/persistence/TCXML.h"
 #include "sigweave/ui/TCPropertyDialog.h"
 #include "tests/support/Allocations.h"
 #include "tests/support/MessageLog.h"
@@ -115,6 +120,34 @@ TEST(TCBaseModuleEx, WrongValuesSayWhatIsAllowedAndChangeNothing) {
         EXPECT_STREQ(error, row.error);
     }
     EXPECT_STREQ(module.GetSettings(), before);
+}
+
+// The number of a setting is the FNV-1a hash of its name, without the highest bit.
+TEST(TCBaseModuleEx, SettingsGoThroughAnArchive) {
+    Recorder module;
+    TCString error;
+    for (const auto& [name, value] : {std::pair("block", "8"), {"window", "flat"}, {"pin", "2"}})
+        ASSERT_TRUE(module.SetParameter(name, value, error)) << error;
+    tc::ArchiveTree archive;
+    ASSERT_TRUE(tc::SerializeSettings(archive, module, error)) << error;
+    std::map<int, std::string> stored;
+    for (const tc::ArchiveItem& item : archive.Items()) stored[item.number] = item.label + "=" + item.text;
+    EXPECT_EQ(stored[1795997026], "block=8");
+    EXPECT_EQ(stored[561166301], "window=flat");
+    EXPECT_EQ(stored.size(), std::size(PARAMETERS) - 2) << "not the secret one, and none that was not given";
+    const auto load = [&](const std::string& items) {
+        TCXML document;
+        tc::ArchiveTree read;
+        EXPECT_TRUE(document.LoadXML(("<archive version='1'>" + items + "</archive>").c_str()));
+        EXPECT_TRUE(tc::ReadXmlArchive(document, read)) << document.GetError();
+        return tc::SerializeSettings(read, module, error);
+    };
+    EXPECT_TRUE(load("<string number='1795997026'>16</string>")) << error;
+    EXPECT_STREQ(module.GetParameter("block"), "16");
+    EXPECT_STREQ(module.GetParameter("window"), "flat") << "the archive says nothing of it";
+    EXPECT_FALSE(load("<string number='1795997026'>32</string><string number='561166301'>round</string>"));
+    EXPECT_STREQ(error, "window: 'round' is not valid; expected one of hann, hamming, flat");
+    EXPECT_STREQ(module.GetParameter("block"), "16") << "nothing has changed";
 }
 
 TEST(TCBaseModuleEx, ValuesAreReadOnceAndByKind) {

@@ -111,6 +111,7 @@ void WriteAll(const std::string& path, const std::string& bytes) {
 std::vector<Place> ReadOn(RecordingReader& reader) {
     std::vector<Place> found;
     for (int read = 0; (read = reader.Next()) != 0;) {
+        EXPECT_EQ(std::abs(read), 1);
         if (read < 0) continue;
         const TCIOStream::DataSegment* const values = reader.GetBlock().Segment(0);
         found.push_back({reader.GetFrameOffset() - 31, reader.GetFrameOffset() + reader.GetFrameSize() + 9,
@@ -166,6 +167,7 @@ TEST(Recording, ComesBackWithItsSignalsAndFacts) {
     RecordingReader reader;
     ASSERT_TRUE(reader.Open("sample.mcap")) << reader.GetError();
     EXPECT_TRUE(reader.IsClosed());
+    EXPECT_EQ(reader.GetFileSize(), std::ssize(sample.bytes));
     EXPECT_EQ(reader.GetFact("graph"), "[a]\nmodule=A\n");
     ASSERT_EQ(reader.GetSignals().size(), 3u);
     const tc::RecordingSignal& third = reader.GetSignals()[2];
@@ -281,6 +283,14 @@ TEST(Recording, SaysWhatIsLostAndWhere) {
                     testing::ElementsAre(std::to_string(next - block.begin) + " bytes from byte " +
                                              std::to_string(block.begin) + " on are no block",
                                          missing(name, next, static_cast<int>(block.number))));
+    // A record of the second signal's name, of which the first byte is left.
+    const Place& second = sample.blocks[1];
+    const std::int64_t gap = sample.blocks[2].begin - second.end;
+    std::string erased = sample.bytes;
+    erased.replace(static_cast<std::size_t>(second.end) + 1, static_cast<std::size_t>(gap) - 1,
+                   std::string(static_cast<std::size_t>(gap) - 1, '\0'));
+    EXPECT_THAT(told(erased), testing::ElementsAre(std::to_string(gap) + " bytes from byte " +
+                                                   std::to_string(second.end) + " on are no block"));
     // Blocks that are taken out leave no byte that would be wrong.
     const Place& sixth = sample.blocks[7];
     const std::int64_t length = third.end - third.begin;
@@ -345,6 +355,7 @@ TEST(Recording, CountsTheSamplesOfAnyBlock) {
     {
         Writing writing("names.mcap");
         writing.Append(2, {1.0, 2.0, 3.0}, name);
+        writing.AppendBus(1, {});
         writing.AppendBus(2, {1.6e12 + 0.25, 1.5e12});
         EXPECT_TRUE(writing.writer.Close());
     }
@@ -356,7 +367,31 @@ TEST(Recording, CountsTheSamplesOfAnyBlock) {
         EXPECT_EQ(signal.type, "TYPEINFO{TypeInfo} DOUBLE[]{TIME_DOMAIN}") << "by its first block";
         EXPECT_EQ(signal.samples, 3 + 1) << "the first channel has one block";
         EXPECT_EQ(signal.endTime, 1600000000000250000u);
+        EXPECT_EQ(reader.GetSignals()[1].endTime, 0u);
     }
+}
+
+// Pieces of 1 MiB are searched for the mark of the next block, and overlap by the length of one.
+TEST(Recording, FindsABlockWhoseMarkLiesAcrossABorder) {
+    constexpr std::int64_t PIECE = 1 << 20;
+    std::vector<double> values(130'000);
+    std::vector<Place> blocks;
+    for (std::int64_t distance = PIECE; distance != 0;
+         distance = PIECE - (blocks[2].begin - blocks[1].begin)) {
+        if (distance != PIECE) values.resize(values.size() + static_cast<std::size_t>(distance / 8));
+        Writing writing("border.mcap");
+        writing.Append(0, std::vector<double>(60'000));
+        writing.Append(0, values);
+        writing.Append(0, {1.0});
+        EXPECT_TRUE(writing.writer.Close());
+        blocks = Read("border.mcap", Opening::BY_SCAN).blocks;
+        ASSERT_EQ(blocks.size(), 3u);
+        ASSERT_LT(values.size(), 132'000u);
+    }
+    std::string bytes = ReadAll("border.mcap");
+    bytes[static_cast<std::size_t>(blocks[1].begin) + 12] ^= 1;
+    WriteAll("border.mcap", bytes);
+    EXPECT_THAT(Read("border.mcap", Opening::BY_SCAN).blocks, testing::ElementsAre(blocks[0], blocks[2]));
 }
 
 // Byte by byte, which no writer does, so that every moment of a write is there; each of them wrong at first,
@@ -400,13 +435,16 @@ TEST(Recording, RefusesWhatCannotBeWritten) {
     TCIOStream source, line;
     source.AddOutputStream(line.SetInputStream(0));
     EXPECT_FALSE(writing.writer.Append(0, line));
-    EXPECT_THAT(writing.writer.GetError(), HasSubstr("no block is waiting"));
+    EXPECT_THAT(writing.writer.GetError(), HasSubstr("refused.mcap: no block is waiting"));
+    const double value = 0.5;
     source.WritePtr(&source, 1);
+    source.WriteDblVec(&value, 1);
     EXPECT_FALSE(writing.writer.Append(0, line));
     EXPECT_THAT(writing.writer.GetError(), HasSubstr("it holds addresses"));
-    EXPECT_EQ(line.GetBlockCnt(nullptr), 0) << "the block is taken all the same";
     EXPECT_FALSE(writing.writer.SyncEvery(0.0));
     EXPECT_TRUE(writing.writer.SyncEvery(1.0));
+    EXPECT_TRUE(writing.writer.Append(0, line)) << "the next block waits, that one does not";
+    EXPECT_TRUE(writing.writer.Close());
 }
 
 TEST(Recording, HasEveryBlockThatWasWritten) {

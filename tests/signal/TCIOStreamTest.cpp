@@ -253,6 +253,9 @@ TEST(TCIOStream, MatricesAndPointersAreNotCopied) {
     lines.writer.WriteIntMat(nullptr, 0, 5);
     EXPECT_EQ(lines.Input().PeekIntData(0, ints, &rows, &cols), 0);
     EXPECT_EQ(cols, 5);
+    lines.writer.WriteDblMat(values, 2, 3);
+    EXPECT_EQ(lines.Input().ReadIntMat(nullptr, rows, cols), 0);
+    EXPECT_EQ(lines.Input().ReadDblMat(nullptr, rows, cols), 0);
 }
 
 // What one block copied and the next one only points at is not mixed up when the block is used again.

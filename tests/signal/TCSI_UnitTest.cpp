@@ -83,6 +83,10 @@ TEST(TCSI_Unit, RefusesOtherTexts) {
 TEST(TCSI_Unit, WritesUnits) {
     EXPECT_EQ(Text(Unit({})), "");
     EXPECT_EQ(Text(Unit({2, 0, -2})), "Gy");
+    CString symbols;
+    TCString sameSymbols;
+    EXPECT_STREQ(Unit({2, 0, -2}, 10).GetString(symbols), "Gy") << "without the factor";
+    EXPECT_STREQ(Unit({2, 0, -2}, 10).GetString(sameSymbols), "Gy");
     EXPECT_EQ(Text(Unit({0, 0, 0, 0, 0, 0, 1})), "cd");
     EXPECT_EQ(Text(Unit({0, 0, -1})), "Hz");
     EXPECT_EQ(Text(Unit({-1, 1, -2})), "P");

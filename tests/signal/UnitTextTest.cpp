@@ -241,6 +241,7 @@ TEST(UnitText, ReadsQuantitiesInTheUnitOfTheValue) {
         {"300 K", "°C", 26.85},
         {"120 rpm", "Hz", 2},
         {"2 min", "s", 120},
+        {"1 h", "min", 60},
         {"  7  ", "V", 7},
     };
     for (const auto& row : ROWS) {

@@ -114,12 +114,36 @@ TEST(PropertyText, LeavesOutTheStyleThatAFontHad) {
     ASSERT_TRUE(tc::ReadPropertyFont("Tahoma 10 bold italic underline", font));
     ASSERT_TRUE(tc::ReadPropertyFont("Tahoma 10", font));
     EXPECT_EQ(tc::WritePropertyFont(font), "Tahoma 10");
+    const CString longest(sizeof font.lfFaceName - 1, 'x');
+    for (const CString& right :
+         {CString("Tahoma 1 underline"), CString("Tahoma 1000 italic strikeout"), longest + " 7"}) {
+        EXPECT_TRUE(tc::ReadPropertyFont(right, font)) << right;
+        EXPECT_EQ(tc::WritePropertyFont(font), right);
+    }
+    for (const CString& wrong : {CString("Tahoma 0"), CString("Tahoma 1001"), CString("10"), longest + "x 7"})
+        EXPECT_FALSE(tc::ReadPropertyFont(wrong, font)) << wrong;
+}
+
+TEST(PropertyText, RefusesNumbersAndColoursThatAreNone) {
+    int number = 7;
+    double real = 7;
+    unsigned long colour = 7;
+    for (const char* wrong : {"", "+", "+-5", "5x", "5 5", "2147483648"})
+        EXPECT_FALSE(tc::ReadPropertyInt(wrong, number));
+    for (const char* wrong : {"", "+-5", "inf", "nan", "1e999", "0x10"})
+        EXPECT_FALSE(tc::ReadPropertyDouble(wrong, real));
+    for (const char* wrong : {"", "#12345", "0123456", "#12345x", "#1234567"})
+        EXPECT_FALSE(tc::ReadPropertyColour(wrong, colour)) << wrong;
+    EXPECT_TRUE(number == 7 && real == 7 && colour == 7) << "nothing has changed";
+    EXPECT_TRUE(tc::ReadPropertyInt(" +5\t", number) && number == 5);
+    EXPECT_TRUE(tc::ReadPropertyDouble("+2.5", real) && real == 2.5);
 }
 
 TEST(PropertyText, RefusesTimesThatAreNone) {
     double time = 7;
-    for (const char* wrong : {"", "2026-13-01", "2026-03-01 24:00", "2026-03-01 12", "2026-03-01 12:00:60",
-                              "2026-3-1", "2026-03-01 12:00:00.25", "2026-03-01x", "99999-01-01"})
+    for (const char* wrong :
+         {"", "2026-13-01", "2026-03-01 24:00", "2026-03-01 12", "2026-03-01 12:60", "2026-03-01 12:00:60",
+          "2026-3-1", "2026-03-01 12:00:00.25", "2026-03-01x", "99999-01-01"})
         EXPECT_FALSE(tc::ReadPropertyTime(wrong, time)) << wrong;
     EXPECT_EQ(time, 7);
     EXPECT_TRUE(tc::ReadPropertyTime("1969-12-31T23:59:59.999Z", time));
@@ -128,6 +152,10 @@ TEST(PropertyText, RefusesTimesThatAreNone) {
     EXPECT_EQ(time, 86400000);
     EXPECT_EQ(tc::WritePropertyTime(-1), "1969-12-31 23:59:59.999");
     EXPECT_EQ(tc::WritePropertyTime(1e300), "");
+    // The first and the last millisecond of years with four digits, by date(1).
+    EXPECT_EQ(tc::WritePropertyTime(-62167219200000), "0000-01-01 00:00:00.000");
+    EXPECT_EQ(tc::WritePropertyTime(253402300799999), "9999-12-31 23:59:59.999");
+    EXPECT_EQ(tc::WritePropertyTime(-62167219200001) + tc::WritePropertyTime(253402300800000), "");
 }
 
 // The second item is wrong from the start; it is named, and the first is not set either.

@@ -20,6 +20,8 @@ class ListEdit : public testing::Test {
         info.columns[1].key = "corner";
         info.columns[1].kind = TCPropertyDialogInfo::DOUBLE;
         info.columns[1].minimum = 0;
+        info.columns[1].maximum = 5000;
+        info.columns[1].unit = "Hz";
     }
 
     TCPropertyDialogInfo info;
@@ -49,12 +51,16 @@ TEST_F(ListEdit, RefusesWithoutAChange) {
     EXPECT_THAT(refusal, HasSubstr("row 3, name: 'low'"));
     EXPECT_FALSE(list.Edit(1, 0, "low", refusal));
     EXPECT_FALSE(list.Edit(0, 1, "-1", refusal));
-    EXPECT_THAT(refusal, HasSubstr("row 1, corner: '-1'"));
+    EXPECT_EQ(refusal, "bands: row 1, corner: '-1' is not valid; expected a number from 0 to 5000 (in Hz)");
     EXPECT_FALSE(list.Add({"", "5"}, refusal));
     EXPECT_FALSE(list.Add({"only one"}, refusal));
-    EXPECT_FALSE(list.Edit(2, 0, "x", refusal));
-    EXPECT_FALSE(list.Edit(0, 2, "x", refusal));
+    EXPECT_THAT(refusal, HasSubstr("row 3"));
+    for (const int row : {-1, 2}) EXPECT_FALSE(list.Edit(row, 0, "x", refusal));
+    EXPECT_EQ(refusal, "bands: there is no row 3; there are 2");
+    for (const int column : {-1, 2}) EXPECT_FALSE(list.Edit(0, column, "x", refusal));
+    EXPECT_EQ(refusal, "bands: there is no column 3; there are 2");
     EXPECT_FALSE(list.SetText("low\t10", refusal));
+    EXPECT_THAT(refusal, HasSubstr("bands: these are no rows of cells"));
     EXPECT_EQ(list.GetText(), "low\t10\nhigh\t1000\n");
 }
 

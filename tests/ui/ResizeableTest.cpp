@@ -21,6 +21,9 @@ TEST(Resizeable, GivesAddedRoomByShares) {
     ExpectRect(layout.Get(3, {400, 250}), 10, 220, 150, 240);
     ExpectRect(layout.Get(3, {100, 100}), 10, 170, 100, 190);
     ExpectRect(layout.Get(4, {400, 250}), 0, 0, 0, 0);
+    layout.Add(5, {100, 10, 200, 20}, {.moveX = -50});
+    const std::pair<int, int> lefts[] = {{301, 100}, {302, 99}, {303, 99}, {304, 98}, {305, 98}};
+    for (const auto& [width, left] : lefts) EXPECT_EQ(layout.Get(5, {width, 200}).left, left) << "halves up";
 }
 
 // Three columns that meet share one pixel after the other, and go on meeting.

@@ -349,6 +349,7 @@ TEST(StreamForms, DamagedRecordingsAreRefusedWithTheirReason) {
         {"Items=\"1\"", "Items=\"1x\"", type},
         {"Items=\"1\"", "Items=\"99\"", type},
         {" Items=\"1\"", "", type},
+        {"<Length>3</Length>", "", "block 1: Error Length is missing in Segment"},
         {"<Length>3", "<Length>4",
          "block 1: TCIOStream::DataSegment::XMLToStream: Error at SetData: a segment's Length or DataType is "
          "none or does not fit its values, or its name is not the only one"},

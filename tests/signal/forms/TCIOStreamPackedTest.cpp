@@ -167,6 +167,7 @@ TEST(StreamForms, OldFormIsWellFormedToItsEnd) {
     TCIOStream unconnected;
     std::size_t end;
     EXPECT_EQ(ReadOldForm(unconnected, "BUS 0 2 ", end), 0) << "no receiver";
+    EXPECT_EQ(ReadOldForm(to.writer, "BUT 0 0 ", end), -14);
     EXPECT_EQ(ReadOldForm(to.writer, "BUS 0 2 ", end), -14);
     std::string nested = "BUS 0 0 ";
     for (int level = 2; level <= 40; ++level) {

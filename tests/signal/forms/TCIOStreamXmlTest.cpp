@@ -176,6 +176,8 @@ TEST(StreamXml, SaysWhatIsWrong) {
         {"<Name/><DataType Value=\"4\"", "<Name>s</Name><DataType Value=\"1\"", setData},
         {"<Values><Integer>0xffffffff</Integer></Values>", "", "Error Values is missing in Segment"},
         {"<Integer>0xffffffff</Integer>", "", "Error Integer is missing in Values"},
+        {"0xffffffff", "0xffffffff 0x1", setData},
+        {"-1.#IND", "-1.#IND 1", setData},
         {"0xffffffff", "0x", "Error interpreting value in Integer"},
         {"0xffffffff", "1.5", "Error interpreting value in Integer"},
         {"<Double>-0x0.0000000000000p+0 -1.#IND</Double>", "", "Error Double is missing in Values"},
