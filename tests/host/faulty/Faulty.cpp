@@ -1,4 +1,4 @@
-// One module library for each way to be faulty; FAULT, one of the names below, says which one is built.
+// A module with every fault of Fault.h, each of which shows in the one library that is built for it.
 #include <unistd.h>
 
 #include <cmath>
@@ -10,47 +10,21 @@
 
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/module/TCBaseModuleEx.h"
+#include "tests/host/faulty/Fault.h"
 
 namespace {
 
-enum class Fault {
-    None,
-    DuplicateId,
-    MalformedType,
-    DefaultOutsideLimits,
-    SuggestionOutsideLimits,
-    UnknownCondition,
-    ChangedParameter,
-    ThrowsInExecute,
-    ExitsInExecute,
-    LoopsInExecute,
-    ClosesEverything,
-    NoSecondInit,
-    UnequalRuns,
-    LeakedModules,
-    CrashOnEmptyBlock,
-    AbortOnHugeBlock,
-    LoopOnNotANumber,
-    CrashOnRareOrder,
-    PrintsToStandardOutput,
-    SwallowsEveryBlock,
-    ForgetsItsInput
-};
-
-constexpr Fault BUILT = Fault::FAULT;
-
-constexpr bool Is(Fault fault) {
-    return BUILT == fault;
+bool Is(Fault fault) {
+    return builtFault == fault;
 }
 
-constexpr TCModuleParameter PARAMETERS[] = {
-    {.name = "factor",
-     .kind = TCModuleParameter::NUMBER,
-     .defaultValue = Is(Fault::DefaultOutsideLimits) ? "200" : "2",
-     .minimum = -100.0,
-     .maximum = 100.0,
-     .enabledWhen = {Is(Fault::UnknownCondition) ? "mode" : "", "on"},
-     .suggestions = Is(Fault::SuggestionOutsideLimits) ? "1|101" : ""}};
+const TCModuleParameter PARAMETERS[] = {{.name = "factor",
+                                         .kind = TCModuleParameter::NUMBER,
+                                         .defaultValue = Is(Fault::DefaultOutsideLimits) ? "200" : "2",
+                                         .minimum = -100.0,
+                                         .maximum = 100.0,
+                                         .enabledWhen = {Is(Fault::UnknownCondition) ? "mode" : "", "on"},
+                                         .suggestions = Is(Fault::SuggestionOutsideLimits) ? "1|101" : ""}};
 
 volatile bool forever = true;
 
