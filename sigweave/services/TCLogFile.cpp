@@ -176,7 +176,6 @@ bool TCLogFile::OpenCurrent() {
     while (!OpenFile(state.currentName)) {
         const int reason = errno;
         const TCString next = ExpandPattern();
-        errno = reason;
         if (reason != EWOULDBLOCK || next == state.currentName) return false;
         state.currentName = next;
     }

@@ -16,6 +16,8 @@ TEST(NearNames, FindsWhatWasMeant) {
         {"freq", "did you mean 'frequency'?"},
         {"freuqnecy", "did you mean 'frequency'?"},
         {"stat", "did you mean 'start'?"},
+        {"fxcto", "did you mean 'factor'?"},
+        {"xyzkte", "known are block, factor, frequency, offset, start, x"},
         {"y", "known are block, factor, frequency, offset, start, x"},
         {"", "known are block, factor, frequency, offset, start, x"},
     };

@@ -86,7 +86,7 @@ TEST_F(PrintText, WritesNumbersAsExactlyAsPrintf) {
                              std::numeric_limits<double>::infinity(),
                              std::numeric_limits<double>::quiet_NaN()};
     for (const char* format : {"%f", "%.0f", "%.1f", "%.2f", "%.3f", "%9.2f", "%-9.2f|", "%09.3f", "%.9f",
-                               "%.12f", "%g", "%.3g", "%e", "%.0e", "%G", "%a"})
+                               "%.12f", "%.250f", "%g", "%.3g", "%e", "%.0e", "%G", "%a"})
         for (const double value : values) Expect(format, value);
 }
 

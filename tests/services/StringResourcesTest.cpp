@@ -60,6 +60,7 @@ TEST(StringResources, LoadsFromAModuleLibrary) {
     EXPECT_EQ(LoadStrRes(7U, static_cast<HINSTANCE>(nullptr)), "Kanal");
     EXPECT_EQ(TCSetResourceModule(nullptr), module);
     TCFreeModuleLibrary(module);
+    TCSetLoadStrResLanguage(0);
 }
 
 }  // namespace

@@ -130,6 +130,9 @@ TEST_F(FormatTime, KeepsAParsedFormat) {
     EXPECT_EQ(format.GetSystem(), TCFormatTime::MINUTE);
     TCString text;
     EXPECT_STREQ(format.Format(text, MARCH, 0), "%at 08:09");
+    char buffer[16];
+    EXPECT_EQ(format.Format(buffer, sizeof buffer, MARCH, 0), 9);
+    EXPECT_STREQ(buffer, "%at 08:09");
     EXPECT_STREQ(format.GetFormatString(), "%%at %mm:%ss");
     format.SetFormatString(nullptr);
     EXPECT_TRUE(format.IsEmpty() && format.GetTokens().empty());

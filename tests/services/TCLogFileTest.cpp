@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -13,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "sigweave/services/SystemTime.h"
 #include "sigweave/services/TCLogFile.h"
 #include "tests/support/OwnFolder.h"
 
@@ -56,6 +59,7 @@ class LogFile : public testing::Test {
 
 TEST_F(LogFile, WritesItsLines) {
     TCLogFile log;
+    const double before = TCSystemTime() / 1000;
     EXPECT_FALSE(log.Log(0, TCLogFile::NOTICE, "early", "closed"));
     ASSERT_TRUE(log.Open(1, 0x7F, File().c_str(), true, false, 0));
     EXPECT_TRUE(log.Log(1, TCLogFile::ERROR, "Filter", "a\tb\r\n%s %d %5.2f", "text", -3, 1.5));
@@ -66,6 +70,7 @@ TEST_F(LogFile, WritesItsLines) {
                         reinterpret_cast<void*>(0x1f2aL), reinterpret_cast<void*>(0x7f0012345678L), 9));
     EXPECT_TRUE(log.Log(0, TCLogFile::WARNING, "Filter", "%d%%%%lpPtr", 7, 0x1f, 0x2a));
     EXPECT_TRUE(log.Close());
+    EXPECT_FALSE(log.IsLogEnabled(0, TCLogFile::NOTICE));
     EXPECT_FALSE(log.Log(0, TCLogFile::NOTICE, "late", "closed"));
     const std::vector<std::string> expected = {
         "Logging, Trace    , TCLogFile::Open, logType= 1, logLevel= 127, logFlush= 1, logAppend= 0, "
@@ -79,6 +84,17 @@ TEST_F(LogFile, WritesItsLines) {
         "Logging, Warning  , Filter, 7%1f0000002a",
         "Logging, Trace    , TCLogFile::Close"};
     EXPECT_EQ(Lines(), expected);
+    std::tm day{};
+    int microseconds = 0, thread = 0;
+    ASSERT_EQ(std::sscanf(Content().c_str(), "%d-%d-%d %d:%d:%d.%d, %d, ", &day.tm_year, &day.tm_mon,
+                          &day.tm_mday, &day.tm_hour, &day.tm_min, &day.tm_sec, &microseconds, &thread),
+              8);
+    EXPECT_EQ(thread, gettid());
+    day.tm_year -= 1900;
+    --day.tm_mon;
+    const double stamp = static_cast<double>(timegm(&day)) + microseconds * 1e-6;
+    EXPECT_GE(stamp, before - 1e-6);
+    EXPECT_LE(stamp, TCSystemTime() / 1000 + 1e-6);
 }
 
 TEST_F(LogFile, FiltersByTypeAndLevel) {
