@@ -8,9 +8,8 @@ import pytest
 import sigweave
 
 PROGRAM = os.environ["SIGWEAVE_PROGRAM"]
-needs_limits = pytest.mark.skipif(
-    "libasan" in os.environ.get("LD_PRELOAD", ""), reason="the sanitizer takes more address space than any limit"
-)
+IS_SANITIZED = "libasan" in os.environ.get("LD_PRELOAD", "")
+needs_limits = pytest.mark.skipif(IS_SANITIZED, reason="the sanitizer takes more address space than any limit")
 START = 1772366400.0  # 2026-03-01 12:00 UTC
 
 

@@ -12,7 +12,7 @@ import threading
 
 import numpy as np
 import pytest
-from conftest import endless
+from conftest import IS_SANITIZED, endless
 
 import sigweave
 
@@ -147,4 +147,4 @@ def test_random_sequences_of_calls_neither_crash_nor_leak(recorded):
     grown = memory() - settled
     print(SEQUENCES, "sequences; MB more than half-way:", round(grown, 1))
     # A recording or a run has some 100 kB, so that one lost in each sequence is more.
-    assert grown < 5 + 0.002 * SEQUENCES
+    assert grown < 5 + 0.002 * SEQUENCES or IS_SANITIZED  # which keeps what was freed
