@@ -10,6 +10,7 @@
 
 #include "host/Console.h"
 #include "host/Conversion.h"
+#include "host/EngineSection.h"
 #include "host/FileWait.h"
 #include "host/LiveChanges.h"
 #include "host/Messages.h"

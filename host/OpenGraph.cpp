@@ -3,9 +3,10 @@
 #include <algorithm>
 
 #include "host/Console.h"
+#include "host/EngineSection.h"
 #include "host/IdleSinks.h"
-#include "host/Places.h"
 #include "host/RunFacts.h"
+#include "host/parts/PlaceRun.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host {

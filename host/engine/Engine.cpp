@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "host/engine/EngineImpl.h"
+#include "host/engine/FramePieces.h"
 
 namespace host::engine {
 namespace {
@@ -21,7 +22,9 @@ std::string WhyNoConnection(const EngineRun& run, const EngineConnection::Failur
                    "_TOKEN oder "
                    "_CREDENTIALS nach Angabe ihres Verwalters")
             .With({run.address.url});
-    if (failure.IsOfCertificate() || failure.status == NATS_SECURE_CONNECTION_REQUIRED ||
+    // A server that wants this one's certificate only ends the connection.
+    const bool isEnded = failure.status == NATS_PROTOCOL_ERROR && run.address.url.starts_with("tls://");
+    if (failure.IsOfCertificate() || isEnded || failure.status == NATS_SECURE_CONNECTION_REQUIRED ||
         failure.status == NATS_SECURE_CONNECTION_WANTED)
         return Bilingual(
                    "the engine %1: its certificate or this one's is refused (%2); name the authority with "
@@ -66,7 +69,7 @@ bool Engine::Impl::MayWait(std::string& error) {
     if (IsInterrupted()) return false;
     if (IsUp()) return true;
     const EngineConnection::Failure failure = connection.LastFailure();
-    if (!failure.IsFinal() && Clock::now() - connection.LastHeard() <= run.patience) return true;
+    if (!failure.IsFinal() && connection.Silence() <= run.patience) return true;
     error = WhyNoConnection(run, failure);
     return false;
 }
@@ -104,6 +107,7 @@ Outcome Engine::Impl::MakeStream(std::string& error) {
     config.Storage = js_FileStorage;
     config.Discard = js_DiscardNew;
     config.MaxBytes = run.keep;
+    config.Replicas = run.replicas;
     config.MaxMsgSize = static_cast<std::int32_t>(LARGEST_PIECE + MOST_HEADERS);
     config.Duplicates = 2 * 60 * SECOND;
     jsErrCode code = static_cast<jsErrCode>(0);
@@ -111,12 +115,13 @@ Outcome Engine::Impl::MakeStream(std::string& error) {
     const Outcome asked =
         Ask([&] { return js_AddStream(nullptr, JetStream(), &config, nullptr, &code); }, status, error);
     if (asked != Outcome::Done || status == NATS_OK) return asked;
-    error = Bilingual(
-                "the engine did not make room for the run: %1; it was asked for keep=%2 bytes, write less in "
-                "[engine]",
-                "die Engine hat für den Lauf keinen Platz angelegt: %1; verlangt waren keep=%2 Byte, "
-                "schreiben Sie weniger in [engine]")
-                .With({Reason(status), std::to_string(run.keep)});
+    error =
+        Bilingual(
+            "the engine did not make room for the run: %1; it was asked for keep=%2 bytes and replicas=%3, "
+            "write less in [engine]",
+            "die Engine hat für den Lauf keinen Platz angelegt: %1; verlangt waren keep=%2 Byte und "
+            "replicas=%3, schreiben Sie weniger in [engine]")
+            .With({Reason(status), std::to_string(run.keep), std::to_string(run.replicas)});
     return Outcome::Failed;
 }
 

@@ -2,13 +2,12 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "host/Interruption.h"
 #include "host/engine/EngineAddress.h"
-#include "host/engine/FramePieces.h"
 
 namespace host::engine {
 
@@ -20,7 +19,11 @@ struct EngineRun {
     std::string place;                           // this one: letters, digits and _
     std::string graph;                           // its path, for the remedies
     std::int64_t keep = std::int64_t{10} << 30;  // bytes of the run's stream
-    bool anew = false;                           // an earlier run of that name is forgotten first
+    int replicas = 1;                            // of the stream
+    // Puts on disk what was made of the units that are done; false with a reason. When it is there, only
+    // units that are done are acknowledged, and after it; else all are that were taken.
+    std::function<bool(std::string&)> record;
+    bool anew = false;  // an earlier run of that name is forgotten first
     std::chrono::milliseconds patience{10000};
     const Interruption* interruption = nullptr;  // ends each wait; may be null
 };
@@ -37,39 +40,6 @@ class Engine {
     // none when it was interrupted.
     static std::unique_ptr<Engine> Join(const EngineRun& run, std::string& error);
     ~Engine();
-
-    struct Impl;
-    std::unique_ptr<Impl> impl;
-};
-
-// Sends from this place to another one. Every message is acknowledged by the stream, or sent again; a stream
-// that is full of what its readers have not taken holds the sender. A part that begins again does not send
-// what the stream has.
-class Outlet {
- public:
-    // `toPlaces` are all to which this run sends anything: a full stream is freed of what all of them took.
-    Outlet(Engine& engine, std::string to, std::vector<std::uint32_t> lines,
-           std::vector<std::string> allWays);
-    ~Outlet();
-
-    Outcome Begin(std::string& error);
-    Outcome Send(const Unit& unit, std::string& error);
-    // Waits until the stream has everything.
-    Outcome Finish(std::string& error);
-
-    struct Impl;
-    std::unique_ptr<Impl> impl;
-};
-
-// Receives what another place sends to this one, from the first unit on, in order and whole.
-class Inlet {
- public:
-    Inlet(Engine& engine, std::string from);
-    ~Inlet();
-
-    Outcome Begin(std::string& error);
-    // Waits for the next unit.
-    Outcome Next(Unit& unit, std::string& error);
 
     struct Impl;
     std::unique_ptr<Impl> impl;

@@ -133,6 +133,7 @@ struct EngineConnection::Shared {
     std::uint64_t attempt = 0;  // the one that counts; those before it were given up
     bool isTrying = false;
     Clock::time_point heard = Clock::now();
+    Clock::time_point looked = heard;  // when it was last seen whether anything was heard
     Failure failure;
 
     void Keep(const std::shared_ptr<Shared>& self);
@@ -140,6 +141,7 @@ struct EngineConnection::Shared {
     bool Connect(const std::shared_ptr<Shared>& self, std::chrono::milliseconds limit,
                  std::unique_lock<std::mutex>& lock);
     void Try(std::uint64_t number);
+    void Look();
     void Fail(natsStatus status) { failure = {status, natsStatus_GetText(status)}; }
 };
 
@@ -155,9 +157,16 @@ void EngineConnection::Shared::Try(std::uint64_t number) {
     if (tried != nullptr) {
         tried->number = ++made;
         wire = std::move(tried);
-        heard = Clock::now();
+        heard = looked = Clock::now();
     }
     changed.notify_all();
+}
+
+// Who was not running for long has heard nothing, whatever the server did.
+void EngineConnection::Shared::Look() {
+    const auto now = Clock::now();
+    if (now - looked > SILENCE) heard += now - looked;
+    looked = now;
 }
 
 // False when the attempt was given up.
@@ -165,7 +174,11 @@ bool EngineConnection::Shared::Connect(const std::shared_ptr<Shared>& self, std:
                                        std::unique_lock<std::mutex>& lock) {
     isTrying = true;
     std::thread([self, number = ++attempt] { self->Try(number); }).detach();
-    if (changed.wait_for(lock, limit, [this] { return ends || !isTrying; })) return true;
+    const auto isOver = [this] { return ends || !isTrying; };
+    for (auto left = limit; left > 0ms; left -= LONGEST_PAUSE) {
+        if (changed.wait_for(lock, LONGEST_PAUSE, isOver)) return true;
+        Look();
+    }
     ++attempt;
     Fail(NATS_TIMEOUT);
     return false;
@@ -181,10 +194,10 @@ void EngineConnection::Shared::Watch(std::unique_lock<std::mutex>& lock) {
     const bool isHeard = status == NATS_OK || CountReceived(connection) != before;
     const bool isWhole = IsWhole(connection);
     lock.lock();
-    const auto now = Clock::now();
     const auto isDropped = [&] { return dropped == watched->number; };
-    if (isHeard) heard = now;
-    if (isWhole && now - heard < SILENCE && !isDropped()) {
+    Look();
+    if (isHeard) heard = looked;
+    if (isWhole && looked - heard < SILENCE && !isDropped()) {
         changed.wait_for(lock, PRESENCE_EVERY, [&] { return ends || isDropped(); });
         return;
     }
@@ -200,7 +213,7 @@ void EngineConnection::Shared::Keep(const std::shared_ptr<Shared>& self) {
     std::minstd_rand random(std::random_device{}());
     std::unique_lock lock(mutex);
     std::chrono::milliseconds pause = FIRST_PAUSE, limit = FIRST_LIMIT;
-    while (!ends) {
+    for (; !ends; Look()) {
         if (wire != nullptr) {
             pause = FIRST_PAUSE;
             limit = FIRST_LIMIT;
@@ -247,9 +260,9 @@ void EngineConnection::WaitForOther(std::uint64_t number, std::chrono::milliseco
     shared->changed.wait_for(lock, longest, [&] { return shared->made != number; });
 }
 
-std::chrono::steady_clock::time_point EngineConnection::LastHeard() const {
+std::chrono::steady_clock::duration EngineConnection::Silence() const {
     const std::lock_guard lock(shared->mutex);
-    return shared->heard;
+    return shared->looked - shared->heard;
 }
 
 EngineConnection::Failure EngineConnection::LastFailure() const {

@@ -51,8 +51,8 @@ class EngineConnection {
     std::shared_ptr<Wire> Current() const;
     // Waits, at most that long, until there is another one than that.
     void WaitForOther(std::uint64_t number, std::chrono::milliseconds longest) const;
-    // When the server was last heard; at first, when the first attempt began.
-    std::chrono::steady_clock::time_point LastHeard() const;
+    // For how long nothing was heard of the server, without the time in which this process was stopped.
+    std::chrono::steady_clock::duration Silence() const;
     Failure LastFailure() const;
     // The caller has noticed that this one broke, or that it was written to in vain: another one is made.
     void Drop(std::uint64_t number);

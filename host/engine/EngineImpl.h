@@ -38,7 +38,7 @@ struct Engine::Impl {
         return wire != nullptr && natsConnection_Status(wire->connection.get()) == NATS_CONN_STATUS_CONNECTED;
     }
     // Connected with a server that answers.
-    bool IsUp() const { return IsConnected() && Clock::now() - connection.LastHeard() < QUIET; }
+    bool IsUp() const { return IsConnected() && connection.Silence() < QUIET; }
     // Of the connection that is used; what was made on another one is gone.
     std::uint64_t Number() const { return wire != nullptr ? wire->number : 0; }
     jsCtx* JetStream() const { return wire->context.get(); }
@@ -66,8 +66,8 @@ template <class Request>
 Outcome Engine::Impl::Ask(Request request, natsStatus& status, std::string& error) {
     for (const auto begin = Clock::now();;) {
         status = request();
-        const bool isLost =
-            IsLoss(status) || (status != NATS_OK && status != NATS_NOT_FOUND && !IsConnected());
+        const bool isLost = IsLoss(status) || IsElection(status) ||
+                            (status != NATS_OK && status != NATS_NOT_FOUND && !IsConnected());
         if (!isLost) return Outcome::Done;
         if (!MayWait(error)) return Ended(error);
         if (Clock::now() - begin > run.patience) {

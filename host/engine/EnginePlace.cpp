@@ -6,9 +6,12 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "host/EngineSection.h"
 #include "host/OpenGraph.h"
 #include "host/Places.h"
-#include "host/engine/Engine.h"
+#include "host/engine/Inlet.h"
+#include "host/engine/Outlet.h"
+#include "sigweave/recording/RecordingWriter.h"
 #include "sigweave/services/Bilingual.h"
 
 namespace host::engine {
@@ -48,6 +51,8 @@ class EnginePlace final : public PlaceRun, public PartLink {
     }
 
     Got Receive(PartDelivery& delivery) override {
+        inlet->SetDone(done);
+        const std::uint64_t before = unit.lastPiece;
         bool hasMore = true;
         while (hasMore) {
             const Outcome outcome = inlet->Next(unit, error);
@@ -56,6 +61,8 @@ class EnginePlace final : public PlaceRun, public PartLink {
             if (!Take(delivery)) return Got::Failed;
             hasMore = unit.hasMore;
         }
+        // Before a source's step all modules have made theirs; when the next delivery is asked for they have.
+        if (delivery.place < 0) done = before;
         return Got::Delivery;
     }
 
@@ -142,6 +149,7 @@ class EnginePlace final : public PlaceRun, public PartLink {
     std::unique_ptr<Inlet> inlet;
     Unit unit;
     Unit sent;
+    std::uint64_t done = 0;  // the last piece of which nothing is left to do
     int smallest = INT_MAX;  // place since the last delivery
     bool hasEnded = false;
     bool wasInterrupted = false;
@@ -192,6 +200,8 @@ std::unique_ptr<PlaceRun, void (*)(PlaceRun*)> JoinPlace(const OpenGraph& open, 
     run.graph = path;
     run.keep = section.keep;
     run.patience = section.patience;
+    run.replicas = section.replicas;
+    if (section.acknowledgesRecorded) run.record = tc::RecordingWriter::SyncAll;
     run.anew = request.anew;
     run.interruption = request.interruption;
     error = WhyNoEngine(run);

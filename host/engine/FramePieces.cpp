@@ -140,7 +140,7 @@ void PieceOrder::Add(std::string_view piece) {
         return;
     }
     if (!isOpen) {
-        current = {static_cast<Unit::Kind>(head.kind), head.hasMore == 1, head.line, head.step, {}};
+        current = {static_cast<Unit::Kind>(head.kind), head.hasMore == 1, head.line, head.step, {}, 0};
         size = head.size;
     }
     const bool isSame = current.kind == head.kind && current.line == head.line && size == head.size;
@@ -156,6 +156,7 @@ void PieceOrder::Add(std::string_view piece) {
     digest = head.digest;
     ++next;
     isOpen = current.bytes.size() < size;
+    current.lastPiece = head.number;
     if (!isOpen) whole.push_back(std::move(current));
 }
 

@@ -28,8 +28,9 @@ struct Unit {
     Kind kind = Block;
     bool hasMore = false;  // the next unit is to be taken together with it
     std::uint32_t line = 0;
-    std::int64_t step = 0;  // see docs/machines.md
-    std::string bytes;      // a packed frame; of an end how the place ended, as text
+    std::int64_t step = 0;        // see docs/machines.md
+    std::string bytes;            // a packed frame; of an end how the place ended, as text
+    std::uint64_t lastPiece = 0;  // its number, when the unit was received
 };
 
 // Cuts units into pieces.

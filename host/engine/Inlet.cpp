@@ -1,4 +1,7 @@
+#include "host/engine/Inlet.h"
+
 #include <algorithm>
+#include <deque>
 #include <utility>
 
 #include "host/engine/EngineImpl.h"
@@ -10,8 +13,14 @@ using tc::Bilingual;
 
 constexpr int NO_CONSUMER = 10014;
 constexpr std::int64_t SECOND = 1'000'000'000;  // nanoseconds, in configurations
-constexpr int TAKEN_AT_ONCE = 128;  // messages that the server sends before the first is acknowledged
-constexpr int ACKNOWLEDGE_EVERY = 32;
+constexpr std::size_t ACKNOWLEDGE_EVERY = 32;
+constexpr std::string_view ACKNOWLEDGE = "+ACK";
+
+// What acknowledges a message, and the number of its piece.
+struct Receipt {
+    std::uint64_t number = 0;
+    std::string subject;
+};
 
 }  // namespace
 
@@ -27,9 +36,9 @@ struct Inlet::Impl {
     std::uint64_t wire = 0;          // the number of the connection that they are of
     std::uint64_t readAgain = 0;     // from this piece on, since then
     Clock::time_point firstAsked = Clock::now();
-    int unacknowledged = 0;
-    bool hasLost = false;  // the stream no longer has its first frames
-    NatsMessage last;
+    std::deque<Receipt> receipts;  // of what is not acknowledged, in the stream's order
+    std::uint64_t done = 0;        // the last piece of which nothing is left to do
+    bool hasLost = false;          // the stream no longer has its first frames
     Clock::time_point lastHeard = Clock::now();
     Clock::time_point lastMessage = Clock::now();
 
@@ -41,11 +50,15 @@ struct Inlet::Impl {
     Outcome ReadAgain(std::string& error);
     Outcome BeIdle(std::string& error);
     bool IsStuck();
-    void Acknowledge();
+    // Messages that the server sends before the first is acknowledged.
+    std::size_t Window() const { return engine.run.record ? 1024 : 128; }
+    std::size_t CountDone() const;
+    Outcome Acknowledge(std::size_t least, std::string& error);
     void ListenForPresence();
     void HearPresence();
     std::string WhyMissing() const;
     std::string WhyGone() const;
+    std::string WhyTooLarge() const;
 };
 
 Inlet::Inlet(Engine& engine, std::string from) : impl(new Impl(*engine.impl, std::move(from))) {}
@@ -57,7 +70,7 @@ Inlet::~Inlet() {
 // The subscription is destroyed only when nothing comes to it any more.
 void Inlet::Impl::Unsubscribe() {
     constexpr std::int64_t WAIT = 1000;
-    last.reset();
+    receipts.clear();
     if (messages == nullptr) return;
     if (wire != engine.Number() || !engine.IsConnected()) return messages.reset();
     natsSubscription_DrainTimeout(messages.get(), WAIT);
@@ -85,7 +98,7 @@ Outcome Inlet::Impl::MakeConsumer(std::string& error) {
     config.OptStartSeq = nextSequence > 1 ? nextSequence : 0;
     config.AckPolicy = js_AckAll;
     config.AckWait = 30 * SECOND;
-    config.MaxAckPending = TAKEN_AT_ONCE;
+    config.MaxAckPending = static_cast<std::int64_t>(Window());
     config.FilterSubject = filter.c_str();
     Outcome asked = engine.Ask(
         [&] { return js_DeleteConsumer(engine.JetStream(), stream.c_str(), name.c_str(), nullptr, &code); },
@@ -125,7 +138,6 @@ Outcome Inlet::Impl::Subscribe(std::string& error) {
     messages.reset(subscribed);
     if (asked != Outcome::Done) return asked;
     lastMessage = Clock::now();
-    unacknowledged = 0;
     if (status == NATS_OK) {
         natsSubscription_SetPendingLimits(messages.get(), -1, -1);
         return Outcome::Done;
@@ -157,6 +169,10 @@ Outcome Inlet::Next(Unit& unit, std::string& error) {
     return Outcome::Done;
 }
 
+void Inlet::SetDone(std::uint64_t piece) {
+    impl->done = piece;
+}
+
 Outcome Inlet::Impl::Receive(std::string& error) {
     if (wire != engine.Number()) {
         const Outcome subscribed = Subscribe(error);
@@ -165,7 +181,7 @@ Outcome Inlet::Impl::Receive(std::string& error) {
     natsMsg* found = nullptr;
     natsStatus status = natsSubscription_NextMsg(&found, messages.get(), 1);
     if (status == NATS_TIMEOUT) {
-        Acknowledge();
+        if (Acknowledge(1, error) != Outcome::Done) return Outcome::Failed;
         status = natsSubscription_NextMsg(&found, messages.get(), POLL / 1ms);
     }
     if (status == NATS_OK) return Take(NatsMessage(found), error);
@@ -177,6 +193,8 @@ Outcome Inlet::Impl::Take(NatsMessage message, std::string& error) {
     if (natsMsg_GetMetaData(&found, message.get()) != NATS_OK) return Outcome::Done;  // none of the stream
     const MetaData meta(found);
     lastHeard = lastMessage = Clock::now();
+    std::uint64_t number = 0, digest = 0;
+    ReadPieceNumber(Data(message.get()), number, digest);
     const PieceOrder::Outcome put = order.Put(std::string(Data(message.get())));
     if (!order.GetError().empty()) {
         error = Bilingual("from %1: %2", "von %1: %2").With({from, order.GetError()});
@@ -190,9 +208,8 @@ Outcome Inlet::Impl::Take(NatsMessage message, std::string& error) {
         return ReadAgain(error);
     }
     if (!order.IsHolding()) nextSequence = std::max(nextSequence, meta->Sequence.Stream + 1);
-    last = std::move(message);
-    if (++unacknowledged >= ACKNOWLEDGE_EVERY) Acknowledge();
-    return Outcome::Done;
+    receipts.push_back({number, natsMsg_GetReply(message.get())});
+    return Acknowledge(ACKNOWLEDGE_EVERY, error);
 }
 
 // What was lost on its way comes again. What the server itself has lost never does.
@@ -212,12 +229,25 @@ Outcome Inlet::Impl::ReadAgain(std::string& error) {
     return Outcome::Failed;
 }
 
-// All up to the last one.
-void Inlet::Impl::Acknowledge() {
-    if (last == nullptr || unacknowledged == 0) return;
-    natsMsg_Ack(last.get(), nullptr);
-    last.reset();
-    unacknowledged = 0;
+// How many messages may be acknowledged.
+std::size_t Inlet::Impl::CountDone() const {
+    if (!engine.run.record) return receipts.size();
+    const auto first =
+        std::ranges::find_if(receipts, [this](const Receipt& receipt) { return receipt.number > done; });
+    return static_cast<std::size_t>(first - receipts.begin());
+}
+
+// All that may be, when it is at least that many: the server takes the last one's for those before it too.
+Outcome Inlet::Impl::Acknowledge(std::size_t least, std::string& error) {
+    if (receipts.size() < least) return Outcome::Done;
+    const std::size_t count = CountDone();
+    if (count < least) return Outcome::Done;
+    if (engine.run.record && !engine.run.record(error)) return Outcome::Failed;
+    const std::string& subject = receipts[count - 1].subject;
+    natsConnection_Publish(engine.wire->connection.get(), subject.c_str(), ACKNOWLEDGE.data(),
+                           static_cast<int>(ACKNOWLEDGE.size()));
+    receipts.erase(receipts.begin(), receipts.begin() + static_cast<std::ptrdiff_t>(count));
+    return Outcome::Done;
 }
 
 void Inlet::Impl::ListenForPresence() {
@@ -245,7 +275,8 @@ bool Inlet::Impl::IsStuck() {
                                                  WayName(from, engine.run.place).c_str(), nullptr, &code);
     const ConsumerInfo info(found);
     if (status != NATS_OK) return code == NO_CONSUMER || status == NATS_NOT_FOUND;
-    return info->NumPending > 0 || info->NumAckPending > 0 || !info->PushBound;
+    const auto unacknowledged = static_cast<std::int64_t>(receipts.size());
+    return info->NumPending > 0 || info->NumAckPending > unacknowledged || !info->PushBound;
 }
 
 Outcome Inlet::Impl::BeIdle(std::string& error) {
@@ -263,9 +294,16 @@ Outcome Inlet::Impl::BeIdle(std::string& error) {
             error = WhyGone();
             return Outcome::Failed;
         }
+        if (receipts.size() >= Window()) {
+            error = WhyTooLarge();
+            return Outcome::Failed;
+        }
         if (IsStuck()) return ReadAgain(error);
     }
-    if (now - lastHeard <= engine.run.patience) return Outcome::Done;
+    constexpr std::int64_t ANSWER_WAIT = 1000;
+    if (now - lastHeard <= engine.run.patience ||
+        natsConnection_FlushTimeout(engine.wire->connection.get(), ANSWER_WAIT) != NATS_OK)
+        return Outcome::Done;  // of a server that does not answer nothing can be heard
     error = WhyMissing();
     return Outcome::Failed;
 }
@@ -279,6 +317,17 @@ std::string Inlet::Impl::WhyMissing() const {
                "%3 --place %1', "
                "er macht dann weiter")
         .With({from, Seconds(engine.run.patience), engine.run.graph});
+}
+
+// What belongs together is more than the server sends before an acknowledgement.
+std::string Inlet::Impl::WhyTooLarge() const {
+    return Bilingual(
+               "the blocks from %1 are too large for acknowledge=recorded: a step makes more than %2 "
+               "messages; "
+               "write acknowledge=taken in [engine], or make smaller blocks",
+               "die Blöcke von %1 sind zu groß für acknowledge=recorded: ein Schritt macht mehr als %2 "
+               "Nachrichten; schreiben Sie acknowledge=taken in [engine], oder machen Sie kleinere Blöcke")
+        .With({from, std::to_string(Window())});
 }
 
 std::string Inlet::Impl::WhyGone() const {

@@ -25,4 +25,12 @@ bool IsLoss(natsStatus status) {
     return std::ranges::find(LOSSES, status) != std::end(LOSSES);
 }
 
+bool IsElection(natsStatus status) {
+    constexpr const char* WORDS[] = {"temporarily unavailable", "can not handle request"};
+    if (status == NATS_OK) return false;
+    const std::string reason = Reason(status);
+    return std::ranges::any_of(WORDS,
+                               [&](const char* word) { return reason.find(word) != std::string::npos; });
+}
+
 }  // namespace host::engine

@@ -31,5 +31,7 @@ std::string Reason(natsStatus status);
 std::string_view Data(natsMsg* message);
 // Whether a broken connection made that of a request.
 bool IsLoss(natsStatus status);
+// Whether the last call of this thread was refused because the servers of a cluster choose a new leader.
+bool IsElection(natsStatus status);
 
 }  // namespace host::engine

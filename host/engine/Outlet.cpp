@@ -1,3 +1,5 @@
+#include "host/engine/Outlet.h"
+
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
@@ -16,6 +18,7 @@ using tc::Bilingual;
 constexpr int NO_MESSAGE = 10037;
 constexpr int STORE_FAILED = 10077;  // its text says that the stream is full
 constexpr std::size_t BYTES_IN_FLIGHT = 8 << 20;
+constexpr std::int64_t SHARE_IN_FLIGHT = 8;
 constexpr auto RESEND_AFTER = 3s;
 constexpr auto LAST_WAIT = 2s;  // of a run that is to end, for what is under way
 
@@ -23,6 +26,7 @@ struct Pending {
     std::uint64_t number = 0;
     std::string subject;
     std::string piece;
+    std::uint64_t before = 0;  // bytes of all that were made before it
     bool mustBeSent = true;
     Clock::time_point sent;
 };
@@ -32,7 +36,7 @@ struct Flight {
     std::mutex mutex;
     std::condition_variable landed;
     std::deque<Pending> pending;  // in the order of their numbers
-    std::size_t bytes = 0;
+    std::uint64_t made = 0;       // bytes, of all so far
     bool isFull = false;
     bool hasRoom = false;  // it was full, and is no more: what was refused may be sent
     std::string refusal;
@@ -45,7 +49,6 @@ void Flight::Land(std::uint64_t number) {
     const std::lock_guard lock(mutex);
     const auto found = std::ranges::find(pending, number, &Pending::number);
     if (found == pending.end()) return;
-    bytes -= found->piece.size();
     pending.erase(found);
     hasRoom = std::exchange(isFull, false);
     refusal.clear();
@@ -114,6 +117,11 @@ struct Outlet::Impl {
     void Publish(Pending& message);
     void PublishAgain(Clock::time_point now);
     Outcome WaitUntil(std::uint64_t after, std::size_t mostBytes, std::string& error);
+    // From the first message that is not acknowledged on. Where a full stream refuses that one and takes
+    // later ones, these are only a part of what it can hold, or nothing could be freed for the first.
+    std::size_t MostBytes() const {
+        return std::min(BYTES_IN_FLIGHT, static_cast<std::size_t>(engine.run.keep / SHARE_IN_FLIGHT));
+    }
     bool MakeRoom();
     std::string WhyHeld() const;
     std::string SlowPlaces() const;
@@ -132,6 +140,15 @@ Outlet::~Outlet() {
 }
 
 Outcome Outlet::Begin(std::string& error) {
+    constexpr std::int64_t MOST_HEADERS = 4096;
+    const std::int64_t largest = natsConnection_GetMaxPayload(impl->engine.wire->connection.get());
+    if (largest < static_cast<std::int64_t>(LARGEST_PIECE) + MOST_HEADERS) {
+        error = Bilingual("the engine %1 takes messages of at most %2 bytes; set its max_payload to 1MB",
+                          "die Engine %1 nimmt Nachrichten von höchstens %2 Byte; setzen Sie ihr max_payload "
+                          "auf 1MB")
+                    .With({impl->engine.run.address.url, std::to_string(largest)});
+        return Outcome::Failed;
+    }
     for (const std::string& line : impl->lines) {
         const Outcome found =
             impl->FindKnown(impl->engine.Subject(impl->to, impl->engine.run.place, line), error);
@@ -290,12 +307,12 @@ std::string Outlet::Impl::WhyHeld() const {
                flight->refusal.empty() ? "-" : flight->refusal});
 }
 
-// Until all messages up to that one are acknowledged, and at most that many bytes are in flight.
+// Until all messages up to that one are acknowledged, and the rest has at most that many bytes.
 Outcome Outlet::Impl::WaitUntil(std::uint64_t after, std::size_t mostBytes, std::string& error) {
     std::unique_lock lock(flight->mutex);
     const auto isDone = [&] {
-        return flight->pending.empty() ||
-               (flight->pending.front().number > after && flight->bytes <= mostBytes);
+        return flight->pending.empty() || (flight->pending.front().number > after &&
+                                           flight->made - flight->pending.front().before <= mostBytes);
     };
     std::size_t before = flight->pending.size();
     lastRoom = Clock::now();
@@ -331,12 +348,12 @@ Outcome Outlet::Send(const Unit& unit, std::string& error) {
         const std::uint64_t number = impl->pieces.LastNumber();
         const Outcome waited =
             impl->WaitUntil(number - std::min<std::uint64_t>(number, MOST_IN_FLIGHT),
-                            BYTES_IN_FLIGHT - std::min(piece.size(), BYTES_IN_FLIGHT), error);
+                            impl->MostBytes() - std::min(piece.size(), impl->MostBytes()), error);
         if (waited != Outcome::Done) return waited;
         impl->UseConnection();
         const std::lock_guard lock(impl->flight->mutex);
-        impl->flight->bytes += piece.size();
         Pending& message = impl->flight->pending.emplace_back();
+        message.before = std::exchange(impl->flight->made, impl->flight->made + piece.size());
         message.number = number;
         message.subject = subject;
         message.piece = std::move(piece);

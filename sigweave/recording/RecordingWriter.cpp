@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <mutex>
 #include <string_view>
 
 #include "sigweave/foundation/NumberFormat.h"
@@ -206,6 +207,25 @@ bool RecordingWriter::Impl::WriteGathered() {
     return isWritten;
 }
 
+// Those that are between Begin and Close, for SyncAll.
+struct RecordingWriter::Begun {
+    std::mutex mutex;
+    std::vector<const Impl*> all;
+
+    static Begun& Get() {
+        static Begun* const begun = new Begun;  // recordings may end after static objects
+        return *begun;
+    }
+    void Add(const Impl* recording) {
+        const std::lock_guard lock(mutex);
+        all.push_back(recording);
+    }
+    void Remove(const Impl* recording) {
+        const std::lock_guard lock(mutex);
+        std::erase(all, recording);
+    }
+};
+
 RecordingWriter::RecordingWriter() = default;
 RecordingWriter::~RecordingWriter() {
     Close();
@@ -252,6 +272,7 @@ bool RecordingWriter::Begin(const RecordingFacts& facts) {
     if (impl->file == nullptr) return FailToWrite();
     impl->end = static_cast<std::int64_t>(text.size());
     impl->nextIndexAt = impl->end + INDEX_STEP;
+    Begun::Get().Add(impl.get());
     return true;
 }
 
@@ -259,6 +280,17 @@ bool RecordingWriter::SyncEvery(double seconds) {
     if (impl == nullptr || impl->file == nullptr || !(seconds > 0.0)) return false;
     impl->syncing = std::make_unique<Syncing>(*impl->file, seconds);
     impl->syncing->Wrote();
+    return true;
+}
+
+bool RecordingWriter::SyncAll(std::string& error) {
+    Begun& begun = Begun::Get();
+    const std::lock_guard lock(begun.mutex);
+    for (const Impl* recording : begun.all) {
+        if (recording->file->Flush()) continue;
+        error = recording->path + ": " + NOT_SYNCED.With({LastSystemErrorText()});
+        return false;
+    }
     return true;
 }
 
@@ -312,6 +344,7 @@ bool RecordingWriter::WriteGathered() {
 bool RecordingWriter::Close() {
     const std::unique_ptr<Impl> ended = std::move(impl);
     if (ended == nullptr || ended->file == nullptr) return true;
+    Begun::Get().Remove(ended.get());
     for (Signal& signal : ended->signals)
         if (signal.definition.empty())
             ended->Define(signal, static_cast<std::uint16_t>(&signal - ended->signals.data() + 1), nullptr);

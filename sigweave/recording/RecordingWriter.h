@@ -41,6 +41,9 @@ class TC_API RecordingWriter {
     // From now on what was written is on the disk after that many seconds at the latest. Between Begin and
     // Close; once. Failures are reported by the next operation.
     bool SyncEvery(double seconds);
+    // Puts on the disk what all recordings of this process have so far, and waits for it. False, with the
+    // reason and the file's name, when that fails for one. Any thread.
+    static bool SyncAll(std::string& error);
     // Takes the next block that waits at the input and writes it. A block that cannot be packed is taken too.
     bool Append(int signal, TCIOStream& input);
     // The same for blocks that come together, by few writes: the next block of each input, which are numbered
@@ -55,6 +58,7 @@ class TC_API RecordingWriter {
 
  private:
     struct TC_LOCAL Impl;
+    struct TC_LOCAL Begun;
     TC_LOCAL bool Gather(int signal, TCIOStream& input);
     TC_LOCAL bool WriteGathered();
     TC_LOCAL bool FailToWrite();

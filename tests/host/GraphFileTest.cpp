@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "host/EngineSection.h"
 #include "host/GraphFile.h"
 #include "host/Places.h"
 
@@ -82,6 +83,8 @@ TEST(GraphFile, TellsWhatIsWrongAboutPlaces) {
                                              "patience=0\n"
                                              "name=a b\n"
                                              "keeps=1\n"
+                                             "replicas=2\n"
+                                             "acknowledge=never\n"
                                              "[voice]\n"
                                              "module=SoundFile\n"
                                              "place=the hall\n",
@@ -90,14 +93,15 @@ TEST(GraphFile, TellsWhatIsWrongAboutPlaces) {
     std::vector<std::string> told;
     for (const host::Mistake& mistake : mistakes.InOrder())
         told.push_back(host::ToText(mistake.place) + ": " + mistake.text);
-    ASSERT_THAT(told,
-                testing::ElementsAre(HasSubstr("engine.url: the address must not hold a user"),
-                                     HasSubstr("engine.keep: 'much'"), HasSubstr("engine.patience: '0'"),
-                                     HasSubstr("engine.name: 'a b'"), HasSubstr("engine.keeps: "),
-                                     HasSubstr("voice.place: 'the hall'")));
+    ASSERT_THAT(told, testing::ElementsAre(HasSubstr("engine.url: the address must not hold a user"),
+                                           HasSubstr("engine.keep: 'much'"),
+                                           HasSubstr("engine.patience: '0'"), HasSubstr("engine.name: 'a b'"),
+                                           HasSubstr("engine.keeps: "), HasSubstr("engine.replicas: '2'"),
+                                           HasSubstr("engine.acknowledge: 'never'"),
+                                           HasSubstr("voice.place: 'the hall'")));
     EXPECT_THAT(told[0], testing::Not(HasSubstr("secret@")));
     EXPECT_THAT(told[4], HasSubstr("keep"));
-    EXPECT_THAT(told[5], HasSubstr("9"));
+    EXPECT_THAT(told[7], HasSubstr("11"));
 }
 
 TEST(GraphFile, KeepsHowItIsShownAndNothingElseOfIt) {

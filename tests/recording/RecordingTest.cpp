@@ -1,8 +1,12 @@
 // Recordings as files: what is found again of one that is cut, damaged or still being written.
 #include <gmock/gmock.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +20,17 @@
 #include "sigweave/recording/RecordingReader.h"
 #include "sigweave/recording/RecordingWriter.h"
 #include "sigweave/signal/TCBusSerializeHelper.h"
+
+namespace {
+std::atomic<int> syncs = 0, syncFailure = 0;
+}
+
+// In the place of the system's, also for the library.
+extern "C" __attribute__((visibility("default"))) int fdatasync(int file) {
+    ++syncs;
+    errno = syncFailure;
+    return syncFailure == 0 ? static_cast<int>(syscall(SYS_fdatasync, file)) : -1;
+}
 
 namespace {
 
@@ -613,6 +628,25 @@ TEST(Recording, FindsAnyBlockAndSampleByTheIndex) {
     double last = 0.0;
     std::memcpy(&last, file.get() + end - sizeof last, sizeof last);
     EXPECT_EQ(last, 778.0 * SAMPLES - 1) << "a frame ends with its values";
+}
+
+TEST(Recording, IsPutOnTheDiskWithAllOthersThatAreBegun) {
+    const std::string path = testing::TempDir() + "sync-all-";
+    std::string error;
+    auto first = std::make_unique<Writing>(path + "1.mcap"),
+         second = std::make_unique<Writing>(path + "2.mcap");
+    syncs = 0;
+    EXPECT_TRUE(tc::RecordingWriter::SyncAll(error)) << error;
+    EXPECT_EQ(syncs, 2);
+    first.reset();
+    syncFailure = EIO;
+    EXPECT_FALSE(tc::RecordingWriter::SyncAll(error));
+    syncFailure = 0;
+    EXPECT_THAT(error, HasSubstr(path + "2.mcap"));
+    second.reset();
+    syncs = 0;
+    EXPECT_TRUE(tc::RecordingWriter::SyncAll(error));
+    EXPECT_EQ(syncs, 0);
 }
 
 }  // namespace

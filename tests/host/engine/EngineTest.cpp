@@ -1,11 +1,19 @@
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <future>
+#include <thread>
+#include <vector>
 
-#include "host/engine/Engine.h"
+#include "host/engine/Inlet.h"
+#include "host/engine/Outlet.h"
 #include "tests/host/engine/NatsServer.h"
 
 namespace {
@@ -59,8 +67,8 @@ void Send(const EngineRun& run, int count, std::size_t size, std::string& error)
     if (outcome == Outcome::Done) outlet.Finish(error);
 }
 
-// How many units came as they were sent, before the end.
-int Receive(const EngineRun& run, std::size_t size, std::string& error) {
+// How many units came as they were sent, before the end. Each is done at once, or never.
+int Receive(const EngineRun& run, std::size_t size, std::string& error, bool areDone = true) {
     const auto engine = Engine::Join(run, error);
     if (engine == nullptr) return -1;
     Inlet inlet(*engine, "a");
@@ -69,6 +77,7 @@ int Receive(const EngineRun& run, std::size_t size, std::string& error) {
     for (int count = 0;; ++count) {
         if (inlet.Next(unit, error) != Outcome::Done) return -3;
         if (unit.kind == Unit::End) return count;
+        if (areDone) inlet.SetDone(unit.lastPiece);
         const Unit wanted = UnitOf(count, size);
         if (unit.line != wanted.line || unit.step != wanted.step || unit.bytes != wanted.bytes) return -4;
     }
@@ -122,6 +131,121 @@ TEST_F(EngineTest, HoldsTheSenderOfAFullStreamUntilWhatWasTakenMakesRoom) {
     EXPECT_THAT(received, AllOf(HasSubstr("no longer has the first blocks from a"), HasSubstr("--new-run")));
 }
 
+TEST_F(EngineTest, FreesOnlyWhatIsRecordedWhenThatIsAskedFor) {
+    EngineRun a = RunAt("a"), b = RunAt("b");
+    a.keep = b.keep = 4 << 20;
+    int records = 0;
+    b.record = [&](std::string&) { return ++records > 0; };
+    a.patience = b.patience = 2s;
+    std::string sent, received;
+    auto writer = std::async(std::launch::async, [&] { Send(a, 1000, 20000, sent); });
+    EXPECT_EQ(Receive(b, 20000, received, false), -3);
+    writer.get();
+    EXPECT_THAT(sent, HasSubstr("do not take what is in it: b"));
+    EXPECT_EQ(records, 0);
+    a.patience = b.patience = 60s;
+    writer = std::async(std::launch::async, [&] { Send(a, 1000, 20000, sent); });
+    EXPECT_EQ(Receive(b, 20000, received), 1000) << received;
+    writer.get();
+    EXPECT_GT(records, 10);
+    a.name = b.name = "other";
+    b.record = [](std::string& error) { return error = "the disk is broken", false; };
+    Send(a, 100, 20000, sent);
+    EXPECT_EQ(Receive(b, 20000, received), -3);
+    EXPECT_THAT(received, HasSubstr("the disk is broken"));
+}
+
+TEST_F(EngineTest, NamesAServerThatHangs) {
+    EngineRun run = RunAt("b");
+    run.patience = 1s;
+    std::string error;
+    const auto engine = Engine::Join(run, error);
+    ASSERT_NE(engine, nullptr) << error;
+    Inlet inlet(*engine, "a");
+    ASSERT_EQ(inlet.Begin(error), Outcome::Done) << error;
+    server->Hang();
+    const auto begin = std::chrono::steady_clock::now();
+    Unit unit;
+    EXPECT_EQ(inlet.Next(unit, error), Outcome::Failed);
+    EXPECT_THAT(error, HasSubstr("has not answered for 1 s"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 15s);
+}
+
+TEST_F(EngineTest, IsInterruptedAtOnceWhenNothingAnswers) {
+    server->Hang();
+    host::Interruption interruption;
+    EngineRun run = RunAt("b");
+    run.interruption = &interruption;
+    std::string error;
+    auto joining = std::async(std::launch::async, [&] { return Engine::Join(run, error) != nullptr; });
+    EXPECT_EQ(joining.wait_for(300ms), std::future_status::timeout);
+    interruption.Raise();
+    EXPECT_EQ(joining.wait_for(10s), std::future_status::ready);
+    EXPECT_FALSE(joining.get());
+    EXPECT_THAT(error, IsEmpty());
+}
+
+std::string UrlOf(int port) {
+    return "nats://127.0.0.1:" + std::to_string(port);
+}
+
+// One connection after the other gets the same answer, and no more.
+class NonsenseServer {
+ public:
+    explicit NonsenseServer(std::string text) : answer(std::move(text)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        bind(listener, reinterpret_cast<sockaddr*>(&address), size);
+        listen(listener, 16);
+        getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+        port = ntohs(address.sin_port);
+        serving = std::jthread([this](const std::stop_token& stop) { Serve(stop); });
+    }
+    ~NonsenseServer() {
+        serving.request_stop();
+        serving.join();
+        close(listener);
+    }
+    int Port() const { return port; }
+
+ private:
+    void Serve(const std::stop_token& stop) const {
+        while (!stop.stop_requested()) {
+            pollfd wait{listener, POLLIN, 0};
+            if (poll(&wait, 1, 20) <= 0) continue;
+            const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+            send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
+            std::this_thread::sleep_for(20ms);
+            close(client);
+        }
+    }
+
+    std::string answer;
+    int listener = -1;
+    int port = 0;
+    std::jthread serving;
+};
+
+TEST(EngineOfAnotherKind, IsNamed) {
+    const std::string greeting = "INFO {\"server_id\":\"x\",\"max_payload\":1048576,\"headers\":true}\r\n";
+    for (const std::string& answer :
+         {std::string(), std::string("HTTP/1.0 400 Bad Request\r\n\r\n"), std::string(64, '\0'),
+          std::string(3000, 'x'), std::string("INFO nothing\r\n"), greeting + "-ERR 'No'\r\n",
+          greeting + "PONG\r\nMSG a 1 -5\r\n", greeting + "PONG\r\nMSG a 1 99999999999\r\nabc\r\n"}) {
+        const NonsenseServer nonsense(answer);
+        EngineRun run;
+        run.address.url = UrlOf(nonsense.Port());
+        run.name = run.place = "a";
+        run.patience = 300ms;
+        std::string error;
+        EXPECT_EQ(Engine::Join(run, error), nullptr);
+        EXPECT_THAT(error, AllOf(HasSubstr(run.address.url), HasSubstr("start"))) << answer;
+    }
+}
+
 TEST_F(EngineTest, NamesWhatIsMissingWithTheRemedy) {
     std::string error;
     EngineRun run = RunAt("b");
@@ -142,6 +266,9 @@ TEST_F(EngineTest, NamesWhatIsMissingWithTheRemedy) {
                              HasSubstr("(test.graph, 1; here: other.graph, 1)")));
     run.anew = true;
     EXPECT_NE(Engine::Join(run, error), nullptr) << error;
+    run.replicas = 3;
+    EXPECT_EQ(Engine::Join(run, error), nullptr);
+    EXPECT_THAT(error, HasSubstr("replicas=3"));
     server->Kill();
     EXPECT_EQ(Engine::Join(run, error), nullptr);
     EXPECT_THAT(error, AllOf(HasSubstr("has not answered"), HasSubstr("start nats-server")));
@@ -162,6 +289,51 @@ TEST_F(EngineTest, RefusesWhoIsNotAllowedAndPrintsNoSecret) {
     EXPECT_NE(Engine::Join(run, error), nullptr) << error;
 }
 
+// That the system does not use.
+int FreePort() {
+    const NonsenseServer taken("");
+    return taken.Port();
+}
+
+// On request, for the servers take a while to find one another.
+TEST_F(EngineTest, GoesOnWhenAServerOfAClusterIsLost) {
+    if (std::getenv("SIGWEAVE_MACHINE_RUNS") == nullptr) GTEST_SKIP() << "set SIGWEAVE_MACHINE_RUNS";
+    const int ports[] = {FreePort(), FreePort(), FreePort()};
+    std::string routes, urls;
+    for (const int port : ports) routes += (routes.empty() ? "" : ",") + UrlOf(port);
+    std::vector<std::unique_ptr<NatsServer>> servers;
+    for (const int port : ports) {
+        servers.push_back(std::make_unique<NatsServer>("--name s" + std::to_string(port) +
+                                                       " --cluster_name c --cluster " + UrlOf(port) +
+                                                       " --routes " + routes));
+        urls += (urls.empty() ? "" : ",") + servers.back()->Url();
+    }
+    EngineRun a = RunAt("a"), b = RunAt("b");
+    a.address.url = b.address.url = urls;
+    a.replicas = b.replicas = 3;
+    std::string sent, received;
+    auto reader = std::async(std::launch::async, [&] { return Receive(b, 20000, received); });
+    auto writer = std::async(std::launch::async, [&] { Send(a, 20000, 20000, sent); });
+    for (const auto& each : servers) {
+        std::this_thread::sleep_for(4s);
+        each->Kill();
+        std::this_thread::sleep_for(1s);
+        each->Start();
+    }
+    writer.get();
+    EXPECT_THAT(sent, IsEmpty());
+    EXPECT_EQ(reader.get(), 20000) << received;
+}
+
+TEST_F(EngineTest, SaysThatTheServerTakesNoMessagesOfThatSize) {
+    const auto folder = MakeOwnFolder();
+    std::ofstream(folder->Path() / "conf") << "max_payload: 65536\n";
+    server = std::make_unique<NatsServer>("-c " + (folder->Path() / "conf").string());
+    std::string error;
+    Send(RunAt("a"), 1, 100, error);
+    EXPECT_THAT(error, AllOf(HasSubstr("65536 bytes"), HasSubstr("max_payload")));
+}
+
 TEST_F(EngineTest, SaysThatACertificateIsRefused) {
     const auto folder = MakeOwnFolder();
     const std::string key = (folder->Path() / "key").string(), own = (folder->Path() / "own").string();
@@ -178,6 +350,16 @@ TEST_F(EngineTest, SaysThatACertificateIsRefused) {
     EXPECT_THAT(error,
                 AllOf(HasSubstr("certificate"), HasSubstr("is refused"), HasSubstr("SIGWEAVE_ENGINE_CA")));
     run.address.authority = own;
+    EXPECT_NE(Engine::Join(run, error), nullptr) << error;
+    server = std::make_unique<NatsServer>("--tlsverify --tlscacert " + own + " --tlscert " + own +
+                                          " --tlskey " + key);
+    run.address.url = "tls://localhost:" + std::to_string(server->Port());
+    run.patience = 1s;
+    EXPECT_EQ(Engine::Join(run, error), nullptr);
+    EXPECT_THAT(error, AllOf(HasSubstr("certificate"), HasSubstr("is refused")));
+    run.patience = 60s;
+    run.address.certificate = own;
+    run.address.key = key;
     EXPECT_NE(Engine::Join(run, error), nullptr) << error;
 }
 

@@ -215,6 +215,43 @@ TEST_F(Machines, MakeTheSameWhenAPartOrTheServerIsKilled) {
     }
 }
 
+TEST_F(Machines, MakeTheSameWhenOnlyWhatIsRecordedIsAcknowledged) {
+    const std::string recorder =
+        "[recorder]\nmodule=Recorder\nfile=all.mcap\noverwrite=yes\nplace=c\n[lines]\n"
+        "band.Signal=recorder.Signal 1\n";
+    std::string graph = GRAPH;
+    graph.replace(graph.find("[lines]\n"), 8, recorder);
+    Prepare(0);
+    Prepare(0, "patience=60 s\nkeep=200 MB\nacknowledge=recorded\n", graph);
+    std::map<std::string, std::unique_ptr<Process>> running;
+    for (const std::string& place : PLACES) running[place] = Start(place, server->Port());
+    for (const std::string& place : PLACES)
+        EXPECT_EQ(running[place]->Wait(), 0) << place << ": " << Said(place);
+    ExpectWhole();
+}
+
+// Whatever a place says: on its console, in its report, and when it is refused.
+TEST_F(Machines, PrintNoSecret) {
+    server = std::make_unique<NatsServer>("--user alice --pass right-secret");
+    Prepare(0, "patience=1 s\n");
+    std::string said;
+    for (const char* password : {"wrong-secret", "right-secret"}) {
+        setenv("SIGWEAVE_ENGINE_USER", "alice", 1);
+        setenv("SIGWEAVE_ENGINE_PASSWORD", password, 1);
+        for (const char* command :
+             {"check run.graph --place b", "run run.graph --place b --report-file r.json",
+              "run run.graph --place b --report json"}) {
+            Process(own->Path() / "b", command, server->Port()).Wait();
+            said += Said("b");
+        }
+        said += ReadAll(own->Path() / "b/r.json");
+    }
+    unsetenv("SIGWEAVE_ENGINE_USER");
+    unsetenv("SIGWEAVE_ENGINE_PASSWORD");
+    EXPECT_THAT(said, AllOf(HasSubstr("refuses this user"), HasSubstr("place a is missing"),
+                            testing::Not(HasSubstr("-secret"))));
+}
+
 TEST_F(Machines, BeginOneAfterTheOtherAndAgain) {
     Prepare(0);
     for (const std::string& place : PLACES) EXPECT_EQ(Run(place), 0) << Said(place);

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <spawn.h>
@@ -15,6 +14,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -64,6 +64,10 @@ void NatsServer::Kill() {
     process = 0;
 }
 
+void NatsServer::Hang() {
+    kill(process, SIGSTOP);
+}
+
 // When it starts again its port may be in use for a moment, by a connection that was given it; then it is
 // tried again.
 void NatsServer::Start() {
@@ -81,7 +85,9 @@ void NatsServer::Start() {
         Kill();
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
-    FAIL() << "nats-server does not start: " << std::ifstream(folder->Path() / "log").rdbuf();
+    std::ostringstream log;
+    log << std::ifstream(folder->Path() / "log").rdbuf();
+    throw std::runtime_error("nats-server does not start: " + log.str());
 }
 
 void NatsServer::Begin() {

@@ -14,7 +14,7 @@ class NatsServer {
     // False where there is no such program.
     static bool IsThere();
 
-    // `arguments` come after those that say where.
+    // Throws, with the server's log, when it does not start. `arguments` come after those that say where.
     explicit NatsServer(std::string arguments = "");
     ~NatsServer();
     NatsServer(const NatsServer&) = delete;
@@ -24,6 +24,8 @@ class NatsServer {
     std::string Url() const { return "nats://127.0.0.1:" + std::to_string(port); }
     // At once, as by kill -9.
     void Kill();
+    // It goes on to exist, and answers nothing.
+    void Hang();
     // At the same port, with the same store.
     void Start();
     const std::filesystem::path& Folder() const { return folder->Path(); }

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "host/engine/Engine.h"
+#include "host/engine/FramePieces.h"
+
+namespace host::engine {
+
+// Receives what another place sends to this one, from the first unit on, in order and whole. Used by
+// the engine's thread.
+class Inlet {
+ public:
+    Inlet(Engine& engine, std::string from);
+    ~Inlet();
+
+    Outcome Begin(std::string& error);
+    // Waits for the next unit.
+    Outcome Next(Unit& unit, std::string& error);
+    // Nothing is left to do for the units up to that one, by its `lastPiece`.
+    void SetDone(std::uint64_t piece);
+
+    struct Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+}  // namespace host::engine
