@@ -46,7 +46,12 @@ struct Arguments {
     bool isCheck = false;  // its workshop
 };
 
-tc::Event interrupted;
+// Made when it is first asked for, not before the standard streams are kept: it takes the number of one that
+// is closed.
+tc::Event& Interrupted() {
+    static tc::Event interrupted;
+    return interrupted;
+}
 
 // Beside the program as it is built, else as it is installed.
 std::string PageFolder() {
@@ -225,12 +230,13 @@ int Serve(const Arguments& arguments) {
     if (!PrintAddress(arguments, AddressOf(arguments, access, server->Port(), token)))
         return host::EXIT_INCOMPLETE;
     host::console::BeSilent();
-    TCOnInterrupt([] { interrupted.Set(); }, WaitingCalls::GoOn);
+    Interrupted();  // before a signal asks for it
+    TCOnInterrupt([] { Interrupted().Set(); }, WaitingCalls::GoOn);
     worker.Post([&studio] { studio.Begin(); });
     const tc::Thread serving("serve", [&server] { server->Run(); });
     worker.Run(TICK, [&] {
         studio.Tick();
-        if (tc::WaitForHandle(interrupted.GetHandle(), 0.0) == tc::WAIT_SIGNALLED) worker.Stop();
+        if (tc::WaitForHandle(Interrupted().GetHandle(), 0.0) == tc::WAIT_SIGNALLED) worker.Stop();
     });
     server->Stop();
     studio.EndRun();
