@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <random>
 #include <utility>
@@ -17,6 +19,7 @@ constexpr std::int64_t CONNECT_WAIT = 2000, WRITE_WAIT = 5000, ANSWER_WAIT = 100
 constexpr auto PRESENCE_EVERY = 500ms;
 constexpr auto SILENCE = 5s;  // on a connection, after which another one is made
 constexpr auto FIRST_PAUSE = 50ms, LONGEST_PAUSE = 1000ms;
+constexpr auto LONGEST_END = 3s;   // of the program, for attempts that hang
 constexpr auto FIRST_LIMIT = 10s;  // of an attempt that hangs, after which another one is made
 
 void OnError(natsConnection*, natsSubscription*, natsStatus, void*) {}
@@ -93,6 +96,43 @@ std::uint64_t CountReceived(natsConnection* connection) {
     natsStatistics_Destroy(statistics);
     return messages;
 }
+
+// The attempts to connect that are under way, of which some may have been given up. The library's clean-up at
+// the end of the program must not meet one, so the end waits for them; beyond that it leaves all as it is.
+class Attempts {
+ public:
+    static Attempts& Get() {
+        static Attempts* const attempts = new Attempts;  // they may end after static objects
+        return *attempts;
+    }
+    void Begin() {
+        const std::lock_guard lock(mutex);
+        ++underWay;
+    }
+    // The last that the thread of an attempt does.
+    void End() {
+        nats_ReleaseThreadMemory();
+        const std::lock_guard lock(mutex);
+        --underWay;
+        changed.notify_all();
+    }
+
+ private:
+    Attempts() {
+        nats_Open(-1);  // so that its clean-up comes after this one
+        on_exit([](int code, void*) { Get().AtExit(code); }, nullptr);
+    }
+    void AtExit(int code) {
+        std::unique_lock lock(mutex);
+        if (changed.wait_for(lock, LONGEST_END, [this] { return underWay == 0; })) return;
+        std::fflush(nullptr);
+        std::_Exit(code);
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    int underWay = 0;
+};
 
 }  // namespace
 
@@ -173,7 +213,12 @@ void EngineConnection::Shared::Look() {
 bool EngineConnection::Shared::Connect(const std::shared_ptr<Shared>& self, std::chrono::milliseconds limit,
                                        std::unique_lock<std::mutex>& lock) {
     isTrying = true;
-    std::thread([self, number = ++attempt] { self->Try(number); }).detach();
+    Attempts::Get().Begin();
+    std::thread([trying = self, number = ++attempt]() mutable {
+        trying->Try(number);
+        trying.reset();
+        Attempts::Get().End();
+    }).detach();
     const auto isOver = [this] { return ends || !isTrying; };
     for (auto left = limit; left > 0ms; left -= LONGEST_PAUSE) {
         if (changed.wait_for(lock, LONGEST_PAUSE, isOver)) return true;
