@@ -30,13 +30,13 @@ bool RunGraph(const std::string& text, int threads) {
     return host::Runner(graph.Modules(), graph.Lines(), options).Run().verdict == host::Verdict::Complete;
 }
 
-// Twenty seconds of noise at 48 kHz in blocks of 4096, in a file that ends with the program.
+// A hundred seconds of noise at 48 kHz in blocks of 4096, in a file that ends with the program.
 class Recording {
  public:
     Recording()
         : path(std::filesystem::temp_directory_path() /
                ("bench-threads-" + std::to_string(getpid()) + ".mcap")),
-          isMade(RunGraph("[noise]\nmodule=Generator\nform=noise\nrate=48000\nduration=20\nblock=4096\n"
+          isMade(RunGraph("[noise]\nmodule=Generator\nform=noise\nrate=48000\nduration=100\nblock=4096\n"
                           "[take]\nmodule=Recorder\noverwrite=yes\nfile=" +
                               path.string() + "\n[lines]\nnoise.Signal=take.Signal\n",
                           1)) {}
