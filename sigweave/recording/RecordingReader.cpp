@@ -14,6 +14,7 @@
 #include "sigweave/platform/SystemError.h"
 #include "sigweave/recording/FrameShape.h"
 #include "sigweave/recording/RecordBytes.h"
+#include "sigweave/recording/RecordScan.h"
 #include "sigweave/services/Bilingual.h"
 #include "sigweave/signal/forms/BlockType.h"
 
@@ -36,63 +37,9 @@ constexpr Bilingual LOST_BLOCKS("%1 blocks of '%2' are missing before byte %3, u
                                 "%1 Blöcke von '%2' fehlen vor Byte %3, bis Block %4");
 constexpr Bilingual NO_NAME("signal %1", "Signal %1");
 
-constexpr std::int64_t LONG_VIEW = 1 << 20;
-constexpr std::int64_t SHORT_VIEW = 4096;
-constexpr std::int64_t NEAR = 64 << 10;
-constexpr std::int64_t LAST_INDEX_WITHIN = 64 << 20;
+// Where the head of a frame mostly ends, and where at the latest.
 constexpr std::int64_t SHAPE_WITHIN = 512;
-
-// A piece of the file in memory, which moves.
-class Window {
- public:
-    explicit Window(const InputFile& input) : file(&input) {}
-
-    // The bytes, valid until the next call; null when the file does not have them.
-    const char* View(std::int64_t offset, std::int64_t size, std::int64_t fileSize) {
-        if (offset < 0 || size < 0 || offset > fileSize || size > fileSize - offset) return nullptr;
-        if (mapped != nullptr && offset + size <= mappedSize) return mapped + offset;
-        if (offset >= begin && offset + size <= begin + count) return buffer.data() + (offset - begin);
-        const bool goesOn = offset >= begin && offset <= begin + count + NEAR;
-        const std::int64_t wanted =
-            std::min(std::max(size, goesOn ? LONG_VIEW : SHORT_VIEW), fileSize - offset);
-        if (static_cast<std::int64_t>(buffer.size()) < wanted)
-            buffer.resize(static_cast<std::size_t>(wanted));
-        begin = offset;
-        count = file->ReadAt(offset, buffer.data(), static_cast<std::size_t>(wanted));
-        if (count >= size) return buffer.data();
-        count = 0;
-        return nullptr;
-    }
-    void Forget() { count = 0; }
-    // The first bytes of the file are there, and need not be read.
-    void Use(const char* bytes, std::int64_t size) {
-        mapped = bytes;
-        mappedSize = size;
-    }
-
- private:
-    const InputFile* file;
-    std::vector<char> buffer;
-    std::int64_t begin = 0;
-    std::int64_t count = 0;
-    const char* mapped = nullptr;
-    std::int64_t mappedSize = 0;
-};
-
-// What is at a place of the file.
-struct Found {
-    enum Kind { NOTHING, END, BLOCK, RECORD, TAIL_RECORDS };
-    Kind kind = NOTHING;
-    std::int64_t size = 0;
-    MessageHead head;          // of BLOCK
-    Opcode opcode = HEADER;    // of RECORD
-    std::string_view content;  // without the seal; valid until the next look
-    std::string_view record;
-};
-
-bool IsSealed(unsigned char opcode) {
-    return opcode == HEADER || opcode == METADATA || opcode == SCHEMA || opcode == CHANNEL || opcode == INDEX;
-}
+constexpr std::int64_t MOST_SHAPE = 1 << 20;
 
 void ReadSchema(std::string_view fields, RecordingSignal& signal) {
     FieldReader reader(fields);
@@ -127,8 +74,7 @@ void ReadChannel(std::string_view fields, RecordingSignal& signal) {
 }  // namespace
 
 struct RecordingReader::Impl {
-    explicit Impl(std::unique_ptr<InputFile> input)
-        : file(std::move(input)), window(*file), probe(*file), size(file->Size()) {
+    explicit Impl(std::unique_ptr<InputFile> input) : scan(std::move(input)) {
         writer.AddOutputStream(queue.SetInputStream(0));
     }
     ~Impl() { queue.ExchangeBinary(&block, false); }
@@ -139,9 +85,6 @@ struct RecordingReader::Impl {
         std::int64_t samples = 0;
     };
 
-    Found Look(std::int64_t at, Window& view) const;
-    Found LookForRecord(std::int64_t at, Window& view) const;
-    std::int64_t FindBlock(std::int64_t from);
     std::int64_t FindWhole(std::int64_t from);
     bool LacksBlocks(std::string_view record);
     void Learn(const Found& found);
@@ -149,8 +92,6 @@ struct RecordingReader::Impl {
     int SignalOf(std::uint16_t channel);
     std::int64_t SamplesOf(const Found& found, std::int64_t at);
     void ReadBeginning();
-    bool ReadLastIndex(Index& index);
-    bool IndexAt(std::int64_t at, Index& index);
     void Adopt(const Index& index);
     void Scan();
     bool IsRecording();
@@ -163,11 +104,7 @@ struct RecordingReader::Impl {
     template <class Reached>
     bool FindIndexBefore(int channel, Reached reached, Index& index);
 
-    std::unique_ptr<InputFile> file;
-    Window window;  // where the blocks are read
-    Window probe;   // where else is looked
-    std::int64_t size;
-    std::shared_ptr<const char> mapped;
+    RecordScan scan;
     std::string path;
     std::int64_t beginning = 0;  // of the records after the magic
     std::vector<RecordingSignal> signals;
@@ -189,70 +126,6 @@ struct RecordingReader::Impl {
     TCIOStream queue;
     TCIOStream::Block* block = nullptr;
 };
-
-Found RecordingReader::Impl::Look(std::int64_t place, Window& view) const {
-    Found found;
-    const std::int64_t left = size - place;
-    if (left <= 0) {
-        found.kind = Found::END;
-        return found;
-    }
-    const auto tailSize = static_cast<std::int64_t>(TAIL.size());
-    const std::int64_t seen = std::min(left, FRAME_AT + FRAME_HEAD);
-    const char* bytes = view.View(place, seen, size);
-    if (bytes == nullptr) return found;
-    if (left >= tailSize && std::memcmp(bytes, TAIL.data(), TAIL.size()) == 0) {
-        found.kind = Found::TAIL_RECORDS;
-        found.size = tailSize;
-        return found;
-    }
-    if (!ReadMessageHead({bytes, static_cast<std::size_t>(seen)}, left, found.head))
-        return LookForRecord(place, view);
-    char head[FRAME_AT];
-    std::memcpy(head, bytes, sizeof head);
-    const char* const end = view.View(place + FRAME_AT + found.head.frameSize, MESSAGE_END, size);
-    if (end == nullptr || !IsMessage(head, end)) return found;
-    found.kind = Found::BLOCK;
-    found.size = FRAME_AT + found.head.frameSize + MESSAGE_END;
-    return found;
-}
-
-Found RecordingReader::Impl::LookForRecord(std::int64_t place, Window& view) const {
-    Found found;
-    const char* bytes = view.View(place, RECORD_HEAD, size);
-    if (bytes == nullptr || !IsSealed(static_cast<unsigned char>(*bytes))) return found;
-    std::uint64_t length = 0;
-    std::memcpy(&length, bytes + 1, sizeof length);
-    if (length > static_cast<std::uint64_t>(LARGEST_SEALED)) return found;
-    found.size = RECORD_HEAD + static_cast<std::int64_t>(length);
-    bytes = view.View(place, found.size, size);
-    if (bytes == nullptr) return found;
-    found.record = {bytes, static_cast<std::size_t>(found.size)};
-    if (!Unseal(found.record, found.content)) return found;
-    found.opcode = static_cast<Opcode>(*bytes);
-    found.kind = Found::RECORD;
-    return found;
-}
-
-// Where the next whole block begins, at any byte; -1 when there is none.
-std::int64_t RecordingReader::Impl::FindBlock(std::int64_t from) {
-    constexpr std::int64_t MARK = sizeof FRAME_MARK;
-    for (std::int64_t place = from + FRAME_AT; place + MARK <= size;) {
-        const std::int64_t seen = std::min(LONG_VIEW, size - place);
-        const char* const bytes = window.View(place, seen, size);
-        if (bytes == nullptr) return -1;
-        const char* const last = bytes + seen - MARK;
-        for (const char* next = bytes; next <= last; ++next) {
-            next = static_cast<const char*>(std::memchr(next, FRAME_MARK & 0xFF, last - next + 1));
-            if (next == nullptr) break;
-            if (std::memcmp(next, &FRAME_MARK, MARK) != 0) continue;
-            const std::int64_t candidate = place + (next - bytes) - FRAME_AT;
-            if (Look(candidate, probe).kind == Found::BLOCK) return candidate;
-        }
-        place += seen - MARK + 1;
-    }
-    return -1;
-}
 
 int RecordingReader::Impl::SignalOf(std::uint16_t channel) {
     const auto [place, isNew] = signalOf.try_emplace(channel, static_cast<int>(signals.size()));
@@ -293,9 +166,9 @@ void RecordingReader::Impl::Learn(const Found& found) {
 }
 
 std::int64_t RecordingReader::Impl::SamplesOf(const Found& found, std::int64_t place) {
-    for (const std::int64_t most : {SHAPE_WITHIN, LONG_VIEW}) {
+    for (const std::int64_t most : {SHAPE_WITHIN, MOST_SHAPE}) {
         const std::int64_t within = std::min(most, found.head.frameSize);
-        const char* const frame = window.View(place + FRAME_AT, within, size);
+        const char* const frame = scan.View(place + FRAME_AT, within);
         if (frame == nullptr) return 0;
         const std::int64_t count = CountFirstElements({frame, static_cast<std::size_t>(within)});
         if (count >= 0) return count;
@@ -305,49 +178,17 @@ std::int64_t RecordingReader::Impl::SamplesOf(const Found& found, std::int64_t p
 
 // Up to the first record that is none of the beginning.
 void RecordingReader::Impl::ReadBeginning() {
-    const char* const magic = window.View(0, static_cast<std::int64_t>(MAGIC.size()), size);
+    const char* const magic = scan.View(0, static_cast<std::int64_t>(MAGIC.size()));
     const bool isMcap = magic != nullptr && std::memcmp(magic, MAGIC.data(), MAGIC.size()) == 0;
     beginning = isMcap ? static_cast<std::int64_t>(MAGIC.size()) : 0;
     at = beginning;
     for (;;) {
-        const Found found = Look(at, window);
+        const Found found = scan.Look(at);
         if (found.kind != Found::RECORD) return;
         Learn(found);
         at += found.size;
         wholeEnd = at;
     }
-}
-
-bool RecordingReader::Impl::IndexAt(std::int64_t place, Index& index) {
-    if (place < static_cast<std::int64_t>(MAGIC.size())) return false;
-    const Found found = LookForRecord(place, probe);
-    return found.kind == Found::RECORD && found.opcode == INDEX &&
-           ReadIndex(found.record, static_cast<std::uint64_t>(place), index);
-}
-
-// The last one has its own offset at its end, in front of the tail of a file that was closed. Otherwise its
-// mark is looked for, backwards.
-bool RecordingReader::Impl::ReadLastIndex(Index& index) {
-    constexpr std::int64_t OFFSET_BEFORE = CHECKSUM_SIZE + 8;
-    const std::int64_t tailAt = size - static_cast<std::int64_t>(TAIL.size());
-    std::int64_t place = 0;
-    if (const char* const end = probe.View(tailAt - OFFSET_BEFORE, sizeof place, size)) {
-        std::memcpy(&place, end, sizeof place);
-        if (place < tailAt && IndexAt(place, index)) return true;
-    }
-    std::string mark(sizeof INDEX_MARK, '\0');
-    std::memcpy(mark.data(), &INDEX_MARK, sizeof INDEX_MARK);
-    for (std::int64_t end = size; end > 0 && end > size - LAST_INDEX_WITHIN; end -= LONG_VIEW) {
-        const std::int64_t begin = std::max<std::int64_t>(end - LONG_VIEW, 0);
-        const std::int64_t seen = std::min(end + static_cast<std::int64_t>(mark.size()) - 1, size) - begin;
-        const char* const bytes = window.View(begin, seen, size);
-        if (bytes == nullptr) return false;
-        const std::string_view piece(bytes, static_cast<std::size_t>(seen));
-        for (std::size_t found = piece.rfind(mark); found != std::string_view::npos;
-             found = found > 0 ? piece.rfind(mark, found - 1) : std::string_view::npos)
-            if (IndexAt(begin + static_cast<std::int64_t>(found) - RECORD_HEAD, index)) return true;
-    }
-    return false;
 }
 
 void RecordingReader::Impl::Adopt(const Index& index) {
@@ -380,14 +221,14 @@ bool RecordingReader::Impl::IsRecording() {
     if (lastIndex || hasBlocks) return true;
     std::string first(MAGIC);
     PutHeader(first);
-    const std::int64_t seen = std::min(size, static_cast<std::int64_t>(first.size()));
-    const char* const bytes = window.View(0, seen, size);
+    const std::int64_t seen = std::min(scan.Size(), static_cast<std::int64_t>(first.size()));
+    const char* const bytes = scan.View(0, seen);
     return beginning > 0 && bytes != nullptr && first.starts_with({bytes, static_cast<std::size_t>(seen)});
 }
 
 int RecordingReader::Impl::Step(bool decode) {
     for (;;) {
-        const Found found = Look(at, window);
+        const Found found = scan.Look(at);
         if (found.kind == Found::BLOCK) return Take(found, decode);
         if (found.kind == Found::END) return 0;
         if (found.kind == Found::NOTHING) {
@@ -398,14 +239,14 @@ int RecordingReader::Impl::Step(bool decode) {
         if (found.kind == Found::RECORD) Learn(found);
         if (found.kind == Found::RECORD && found.opcode == INDEX && LacksBlocks(found.record)) return -1;
         at += found.size;
-        isClosed = isClosed || (found.kind == Found::TAIL_RECORDS && at == size);
+        isClosed = isClosed || (found.kind == Found::TAIL_RECORDS && at == scan.Size());
         wholeEnd = std::max(wholeEnd, at);
     }
 }
 
 // The next whole block; after the last one, the last index record.
 std::int64_t RecordingReader::Impl::FindWhole(std::int64_t from) {
-    const std::int64_t found = FindBlock(from);
+    const std::int64_t found = scan.FindBlock(from);
     if (found >= 0 || !lastIndex) return found;
     const auto last = static_cast<std::int64_t>(lastIndex->offset);
     return last >= from ? last : -1;
@@ -453,7 +294,7 @@ int RecordingReader::Impl::Take(const Found& found, bool decode) {
 bool RecordingReader::Impl::Decode(const Found& found) {
     queue.ExchangeBinary(&block, false);
     if (found.head.frameSize > std::numeric_limits<int>::max()) return false;
-    const char* const frame = window.View(frameAt, frameSize, size);
+    const char* const frame = scan.View(frameAt, frameSize);
     return frame != nullptr && writer.DeSerializeBlock(frame, static_cast<int>(frameSize)) == 1 &&
            queue.ExchangeBinary(&block, true) == 1;
 }
@@ -483,7 +324,7 @@ bool RecordingReader::Impl::FindIndexBefore(int channel, Reached reached, Index&
         bool goesBack = false;
         for (std::size_t level = now.before.size(); level-- > 0 && !goesBack;) {
             Index each;
-            if (now.before[level] == 0 || !IndexAt(static_cast<std::int64_t>(now.before[level]), each) ||
+            if (now.before[level] == 0 || !scan.IndexAt(static_cast<std::int64_t>(now.before[level]), each) ||
                 each.number >= now.number)
                 continue;
             goesBack = isReached(each);
@@ -552,7 +393,7 @@ bool RecordingReader::Open(const char* path, Opening opening) {
     impl->path = path;
     impl->ReadBeginning();
     Index index;
-    if (impl->ReadLastIndex(index)) impl->lastIndex = index;
+    if (impl->scan.ReadLastIndex(index)) impl->lastIndex = index;
     if (impl->lastIndex && opening == Opening::BY_INDEX)
         impl->Adopt(*impl->lastIndex);
     else if (impl->lastIndex)
@@ -589,7 +430,7 @@ std::string RecordingReader::GetFact(const char* name) const {
 }
 
 std::int64_t RecordingReader::GetFileSize() const {
-    return impl->size;
+    return impl->scan.Size();
 }
 
 bool RecordingReader::IsClosed() const {
@@ -597,11 +438,11 @@ bool RecordingReader::IsClosed() const {
 }
 
 std::int64_t RecordingReader::GetBytesBehind() const {
-    return impl->size - impl->wholeEnd;
+    return impl->scan.Size() - impl->wholeEnd;
 }
 
 bool RecordingReader::IsBeingWritten() const {
-    return impl->file->IsBeingWritten();
+    return impl->scan.File().IsBeingWritten();
 }
 
 int RecordingReader::Next() {
@@ -641,12 +482,7 @@ std::int64_t RecordingReader::GetSampleCount() const {
 }
 
 std::shared_ptr<const char> RecordingReader::Map() {
-    if (impl->mapped != nullptr) return impl->mapped;
-    impl->mapped = impl->file->Map(impl->size);
-    if (impl->mapped == nullptr) return nullptr;
-    impl->window.Use(impl->mapped.get(), impl->size);
-    impl->probe.Use(impl->mapped.get(), impl->size);
-    return impl->mapped;
+    return impl->scan.Map();
 }
 
 TCIOStream::Block& RecordingReader::GetBlock() {
@@ -702,16 +538,11 @@ void RecordingReader::FindTypes() {
 }
 
 bool RecordingReader::IsShorter() const {
-    return impl->file->Size() < impl->size;
+    return impl->scan.File().Size() < impl->scan.Size();
 }
 
 bool RecordingReader::Refresh() {
-    const std::int64_t now = impl->file->Size();
-    if (now < impl->size) return false;
-    impl->size = now;
-    impl->window.Forget();
-    impl->probe.Forget();
-    return true;
+    return impl->scan.Refresh();
 }
 
 }  // namespace tc

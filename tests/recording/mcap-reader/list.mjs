@@ -1,10 +1,11 @@
-// Lists an MCAP file by the reader that other programs use: its channels, how many messages each has, and their times.
+// list.mjs FOLDER FILE: lists an MCAP file by the reader that other programs use, which is installed in the folder: its
+// channels, how many messages each has, and their times.
 import { readFileSync } from "node:fs";
 import { createRequire } from "node:module";
 
-const { McapStreamReader } = createRequire(process.cwd() + "/")("@mcap/core");
+const { McapStreamReader } = createRequire(process.argv[2] + "/")("@mcap/core");
 const reader = new McapStreamReader({ validateCrcs: true });
-reader.append(readFileSync(process.argv[2]));
+reader.append(readFileSync(process.argv[3]));
 const channels = new Map();
 for (let record; (record = reader.nextRecord()); ) {
   if (record.type === "Channel") channels.set(record.id, { topic: record.topic, metadata: record.metadata, times: [] });
