@@ -391,8 +391,8 @@ CLI::App* AddExport(CLI::App& app, host::ExportOptions& options) {
         ->type_name(words);
     command
         ->add_option("--output", options.target,
-                     "The file to write; several signals have their number before its ending. Default: the "
-                     "recording's name with the ending of the format")
+                     "The file to write, or a folder; several signals have their number before its ending. "
+                     "Default: the recording's name with the ending of the format")
         ->check(CLI::Validator(WhyNoFile, ""))
         ->type_name("FILE");
     command->add_flag("--overwrite", options.overwrite, "Replaces files that are there")

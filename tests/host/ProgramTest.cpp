@@ -397,7 +397,7 @@ TEST_F(Program, DiffAnswersByItsExitCode) {
     EXPECT_THAT(different.out, HasSubstr("a.xml and c.xml differ: "));
     const Answer unreadable = Run("diff a.xml missing.xml");
     EXPECT_EQ(unreadable.code, 2);
-    EXPECT_THAT(unreadable.err, HasSubstr("error: missing.xml: "));
+    EXPECT_THAT(unreadable.err, HasSubstr("error: missing.xml cannot be read: "));
 }
 
 TEST_F(Program, ListsModulesAndShowsOne) {
