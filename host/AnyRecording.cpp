@@ -1,15 +1,50 @@
 #include "host/AnyRecording.h"
 
-namespace host {
+#include <filesystem>
+#include <fstream>
 
-// What is neither is a damaged document, as far as its message goes.
+#include "sigweave/services/Bilingual.h"
+
+namespace host {
+namespace {
+
+// Whether it begins as an XML document does. What can be read once only counts as one.
+bool IsDocument(const std::string& file) {
+    std::error_code ignored;
+    const auto type = std::filesystem::status(file, ignored).type();
+    if (type == std::filesystem::file_type::directory || type == std::filesystem::file_type::not_found)
+        return false;
+    if (type != std::filesystem::file_type::regular) return true;
+    std::ifstream input(file, std::ios::binary);
+    constexpr int BYTE_ORDER_MARK = 0xEF;
+    char first = ' ';
+    if (input.peek() == BYTE_ORDER_MARK) input.ignore(3);
+    input >> first;
+    return first == '<';
+}
+
+}  // namespace
+
+std::string WhyNotPacked(const std::string& file, const std::string& reason) {
+    std::error_code ignored;
+    tc::StreamRecordReader reader;
+    if (!std::filesystem::is_regular_file(file, ignored) || !IsDocument(file) || !reader.Open(file.c_str()))
+        return reason;
+    return tc::Bilingual(
+               "%1 is an XML recording, and this command takes those of the module Recorder; XmlPlayer plays "
+               "it, also into a Recorder",
+               "%1 ist eine XML-Aufzeichnung, und dieser Befehl nimmt die des Moduls Recorder; XmlPlayer "
+               "spielt sie ab, auch in einen Recorder")
+        .With({file});
+}
+
 bool AnyRecording::Open(const std::string& file) {
     packed = nullptr;
     xml = std::make_unique<tc::StreamRecordReader>();
     if (xml->Open(file.c_str())) return true;
     auto reader = std::make_unique<tc::RecordingReader>();
     if (!reader->Open(file.c_str())) {
-        error = xml->GetError();
+        error = IsDocument(file) ? xml->GetError() : reader->GetError();
         return false;
     }
     xml = nullptr;

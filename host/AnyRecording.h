@@ -9,6 +9,9 @@
 
 namespace host {
 
+// Why a file is no packed recording: the reason given, unless it is one of the other kind.
+std::string WhyNotPacked(const std::string& file, const std::string& reason);
+
 // A recording of either kind: XML documents have one signal, which has no name of its own.
 class AnyRecording {
  public:

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/AnyRecording.h"
 #include "host/Console.h"
 #include "host/Conversion.h"
 #include "host/EngineSection.h"
@@ -401,17 +402,47 @@ int DiffRecords(const CommandOptions& options) {
     return written ? static_cast<int>(found.verdict) : static_cast<int>(RecordVerdict::Unreadable);
 }
 
+namespace {
+
+// False, with the reason, when not all of it is there.
+bool WriteText(const std::string& path, const std::string& text, std::string& error) {
+    errno = 0;
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file) error = tc::WhyNotWritten(path, errno);
+    return !file.fail();
+}
+
+constexpr Bilingual SET_TMPDIR("; the environment variable TMPDIR names another folder for temporary files",
+                               "; die Umgebungsvariable TMPDIR nennt einen anderen Ordner für temporäre "
+                               "Dateien");
+
+// The graph that is to run again, as it was recorded unless --graph names another one.
+GraphFile RerunGraphOf(const tc::RecordingReader& reader, const CommandOptions& options, Mistakes& mistakes) {
+    const std::string& recording = options.records[0];
+    if (!options.graph.empty()) return GraphFile::Read(options.graph, mistakes);
+    const std::string recorded = reader.GetFact("graph");
+    if (!recorded.empty()) return GraphFile::Parse(recording, recorded, mistakes);
+    mistakes.Add(
+        {recording},
+        Bilingual("does not hold the graph that recorded it; name one with --graph",
+                  "enthält den Graphen nicht, der sie aufgezeichnet hat; nennen Sie mit --graph einen")
+            .Text());
+    return {};
+}
+
+}  // namespace
+
 int RerunRecording(const CommandOptions& options) {
     const std::string recording = std::filesystem::absolute(options.records[0]).string();
     tc::RecordingReader reader;
-    if (!reader.Open(recording.c_str())) {
-        console::Error(reader.GetError());
+    if (!reader.Open(options.records[0].c_str())) {
+        console::Error(WhyNotPacked(options.records[0], reader.GetError()));
         return EXIT_WRONG_INPUT;
     }
     Mistakes mistakes;
-    const std::string recorded = reader.GetFact("graph");
-    const GraphFile graph = options.graph.empty() ? GraphFile::Parse(options.records[0], recorded, mistakes)
-                                                  : GraphFile::Read(options.graph, mistakes);
+    const GraphFile graph = RerunGraphOf(reader, options, mistakes);
     if (!mistakes.IsEmpty()) {
         TellMistakes(mistakes, Bilingual("nothing was run", "nichts wurde ausgeführt").Text());
         return EXIT_WRONG_INPUT;
@@ -421,17 +452,22 @@ int RerunRecording(const CommandOptions& options) {
     if (folder == nullptr) {
         console::Error(
             Bilingual("there can be no temporary folder: %1", "es gibt keinen temporären Ordner: %1")
-                .With({failed.message()}));
+                .With({failed.message()}) +
+            SET_TMPDIR.Text());
         return EXIT_INCOMPLETE;
     }
     const std::string again = (folder->Path() / "again.mcap").string();
     const RerunGraph made = MakeRerunGraph(graph, reader.GetFact("recorder"), recording, again);
-    CommandOptions run = options;
-    run.graph = (folder->Path() / "rerun.graph").string();
-    if (made.error.empty()) std::ofstream(run.graph, std::ios::binary) << made.text;
     if (!made.error.empty()) {
         console::Error(made.error);
         return EXIT_WRONG_INPUT;
+    }
+    CommandOptions run = options;
+    run.graph = (folder->Path() / "rerun.graph").string();
+    std::string error;
+    if (!WriteText(run.graph, made.text, error)) {
+        console::Error(error + SET_TMPDIR.Text());
+        return EXIT_INCOMPLETE;
     }
     OpenGraph open(SourceOf(run));
     TellFindings(open, false);
@@ -451,7 +487,8 @@ int RerunRecording(const CommandOptions& options) {
         console::Tell(Bilingual("these sources were not recorded and ran anew: %1\n",
                                 "diese Quellen wurden nicht aufgezeichnet und liefen neu: %1\n")
                           .With({made.ranAnew}));
-    const RecordComparison found = CompareRecords(options.records[0], again);
+    const RecordComparison found =
+        CompareRecords(options.records[0], again, Bilingual("the new run", "dem neuen Lauf").Text());
     if (found.verdict == RecordVerdict::Equal)
         return Print(Bilingual("identical\n", "identisch\n").Text()) ? EXIT_COMPLETE : EXIT_INCOMPLETE;
     Print(found.text + "\n");

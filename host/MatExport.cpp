@@ -1,7 +1,9 @@
 // The only file that knows libmatio.
 #include <matio.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <system_error>
 
 #include "host/RecordExport.h"
@@ -32,12 +34,41 @@ class MatFile final : public ExportFile {
                                PutText(mat, "name", signal.name) && PutText(mat, "unit", signal.unit) &&
                                PutNumbers(mat, "sample_rate", &signal.rate, 1) && PutStart(mat);
         if (mat != nullptr && Mat_Close(mat) != 0) return tc::WhyNotWritten(path, FAILED.Text());
+        if (!isWritten || !IsWhole()) return tc::WhyNotWritten(path, FAILED.Text());
         errno = 0;
-        if (!isWritten) return tc::WhyNotWritten(path, FAILED.Text());
         return file->Commit() ? "" : tc::WhyNotWritten(path, std::generic_category().message(errno));
     }
 
  private:
+    // The library does not notice a full disk, so what it wrote is read again.
+    bool IsWhole() const {
+        mat_t* const mat = Mat_Open(file->PartName().c_str(), MAT_ACC_RDONLY);
+        const double seconds = signal.start / 1000.0;
+        const bool isWhole = mat != nullptr && HasNumbers(mat, "samples", samples) &&
+                             HasNumbers(mat, "sample_rate", {&signal.rate, 1}) &&
+                             HasNumbers(mat, "start_time", {&seconds, 1});
+        if (mat != nullptr) Mat_Close(mat);
+        return isWhole;
+    }
+    static bool HasNumbers(mat_t* mat, const char* name, std::span<const double> values) {
+        constexpr std::size_t AT_ONCE = 1 << 16;
+        matvar_t* const found = Mat_VarReadInfo(mat, name);
+        bool isSame = found != nullptr;
+        std::vector<double> read;
+        for (std::size_t at = 0; isSame && at < values.size(); at += read.size()) {
+            const std::span<const double> wanted = values.subspan(at, std::min(AT_ONCE, values.size() - at));
+            read.resize(wanted.size());
+            // Unlike what is wanted, should nothing be read.
+            std::ranges::transform(wanted, read.begin(),
+                                   [](double value) { return value == 0.0 ? 1.0 : 0.0; });
+            isSame = Mat_VarReadDataLinear(mat, found, read.data(), static_cast<int>(at), 1,
+                                           static_cast<int>(read.size())) == 0 &&
+                     std::memcmp(read.data(), wanted.data(), wanted.size_bytes()) == 0;
+        }
+        Mat_VarFree(found);
+        return isSame;
+    }
+
     static bool Put(mat_t* mat, matvar_t* variable) {
         const bool isWritten = variable != nullptr && Mat_VarWrite(mat, variable, MAT_COMPRESSION_NONE) == 0;
         Mat_VarFree(variable);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/AnyRecording.h"
+#include "host/FileWait.h"
 #include "sigweave/foundation/NumberFormat.h"
 #include "sigweave/foundation/StringConversion.h"
 #include "sigweave/services/Bilingual.h"
@@ -195,7 +196,8 @@ std::string TypeText(const AnyRecording& recording, int signal) {
 // Two recordings, side by side.
 class Pair {
  public:
-    Pair(const std::string& firstPath, const std::string& secondPath) : paths{firstPath, secondPath} {}
+    Pair(const std::string& firstPath, const std::string& secondPath, const std::string& nameOfSecond)
+        : paths{firstPath, secondPath}, names{firstPath, nameOfSecond} {}
 
     RecordComparison Compare() {
         if (!a.Open(paths[0])) return Unreadable(a);
@@ -236,7 +238,7 @@ class Pair {
     }
     RecordComparison OnlyIn(int which, int signal, std::int64_t number) const {
         return Different(Bilingual("%1 is only in %2", "%1 gibt es nur in %2")
-                             .With({Where(signal, number), paths[which]}));
+                             .With({Where(signal, number), names[which]}));
     }
 
     RecordComparison CompareEnds(const std::vector<std::int64_t>& met) {
@@ -250,6 +252,7 @@ class Pair {
     }
 
     std::string paths[2];
+    std::string names[2];
     AnyRecording a;
     AnyRecording b;
     bool isNamed = false;
@@ -257,8 +260,10 @@ class Pair {
 
 }  // namespace
 
-RecordComparison CompareRecords(const std::string& pathA, const std::string& pathB) {
-    return Pair(pathA, pathB).Compare();
+RecordComparison CompareRecords(const std::string& pathA, const std::string& pathB,
+                                const std::string& nameOfB) {
+    const FileWait wait("", {pathA, pathB});
+    return Pair(pathA, pathB, nameOfB.empty() ? pathB : nameOfB).Compare();
 }
 
 }  // namespace host

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
+#include "host/AnyRecording.h"
 #include "host/Commands.h"
 #include "host/Console.h"
 #include "sigweave/foundation/NumberFormat.h"
@@ -167,19 +168,20 @@ std::string WhyNoWave(const ExportSignal& signal) {
 struct Format {
     const char* word;
     const char* ending;
+    const char* besides;  // that of a second file, the format then demands both; null: there is none
     std::string (*whyNot)(const ExportSignal& signal);
     OpenedExport (*open)(const std::string& path, bool mayReplace, const ExportSignal& signal,
                          std::string& error);
 };
-constexpr Format FORMATS[] = {{"csv", ".csv", WhyNoRate, OpenCsv},
+constexpr Format FORMATS[] = {{"csv", ".csv", nullptr, WhyNoRate, OpenCsv},
 #ifdef SIGWEAVE_HDF5
-                              {"hdf5", ".h5", WhyNoRate, OpenHdf5},
+                              {"hdf5", ".h5", nullptr, WhyNoRate, OpenHdf5},
 #endif
 #ifdef SIGWEAVE_MATIO
-                              {"mat", ".mat", WhyNoMat, OpenMat},
+                              {"mat", ".mat", nullptr, WhyNoMat, OpenMat},
 #endif
-                              {"sigmf", ".sigmf-data", WhyNoRate, OpenSigMf},
-                              {"wav", ".wav", WhyNoWave, OpenWave}};
+                              {"sigmf", ".sigmf-data", ".sigmf-meta", WhyNoRate, OpenSigMf},
+                              {"wav", ".wav", nullptr, WhyNoWave, OpenWave}};
 
 // Arrays of numbers in one dimension, and nothing else, are samples.
 bool HasSamples(const TCIOStream::Block& block) {
@@ -201,9 +203,10 @@ class Export {
 
     int Run() {
         if (!reader.Open(options.recording.c_str())) {
-            console::Error(reader.GetError());
+            console::Error(WhyNotPacked(options.recording, reader.GetError()));
             return EXIT_WRONG_INPUT;
         }
+        WarnOfTheEnd();
         Plan();
         if (jobs.empty()) {
             console::Error(
@@ -211,14 +214,13 @@ class Export {
                     .With({options.recording, format.word}));
             return EXIT_WRONG_INPUT;
         }
-        for (const Job& job : jobs) {
-            const std::string reason = Write(job);
+        std::string reason = WhyTaken();
+        for (std::size_t i = 0; reason.empty() && i < jobs.size(); ++i) {
+            reason = Write(jobs[i]);
             console::ShowProgress("");
-            if (reason.empty()) continue;
-            console::Error(reason);
-            return EXIT_INCOMPLETE;
         }
-        return isDamaged ? EXIT_INCOMPLETE : EXIT_COMPLETE;
+        if (!reason.empty()) console::Error(reason);
+        return reason.empty() && !isDamaged ? EXIT_COMPLETE : EXIT_INCOMPLETE;
     }
 
  private:
@@ -236,14 +238,69 @@ class Export {
                     Bilingual("'%1' is left out: it %2", "'%1' entfällt: es %2")
                         .With({reader.GetSignals()[static_cast<std::size_t>(signal)].name, reason}));
         }
-        const fs::path base = options.target.empty()
-                                  ? fs::path(options.recording).replace_extension(format.ending)
-                                  : fs::path(options.target);
+        const fs::path base = Base();
         for (Job& job : jobs) {
             const std::string number = jobs.size() > 1 ? "-" + std::to_string(job.signal + 1) : "";
             job.path =
                 (base.parent_path() / (base.stem().string() + number + base.extension().string())).string();
         }
+    }
+
+    // What is there of a recording that has no proper end is exported all the same.
+    void WarnOfTheEnd() const {
+        if (reader.IsClosed() && reader.GetBytesBehind() == 0) return;
+        static constexpr Bilingual GROWS("%1 is still being written; the files have what it has now",
+                                         "%1 wird noch geschrieben; die Dateien enthalten, was jetzt da ist");
+        static constexpr Bilingual BROKEN(
+            "%1 breaks off, as when its program is killed; the files have what is whole at its beginning",
+            "%1 bricht ab, wie nach dem gewaltsamen Ende seines Programms; die Dateien enthalten, was am "
+            "Anfang heil ist");
+        console::Warning((reader.IsBeingWritten() ? GROWS : BROKEN).With({options.recording}));
+    }
+
+    // What the files are called, but for their numbers. A folder takes files of the recording's name.
+    fs::path Base() const {
+        const fs::path own = fs::path(options.recording).replace_extension(format.ending);
+        if (options.target.empty()) return own;
+        fs::path target = options.target;
+        std::error_code ignored;
+        if (!target.has_filename() || fs::is_directory(target, ignored)) return target / own.filename();
+        if (format.besides != nullptr && target.extension() != format.ending) target += format.ending;
+        return target;
+    }
+
+    // Why nothing is written at all: a file is there that must stay. Empty when there is none.
+    std::string WhyTaken() const {
+        for (const Job& job : jobs) {
+            std::vector<fs::path> paths = {job.path};
+            if (format.besides != nullptr)
+                paths.push_back(fs::path(job.path).replace_extension(format.besides));
+            for (const fs::path& path : paths) {
+                std::error_code ignored;
+                if (fs::equivalent(path, options.recording, ignored))
+                    return Bilingual("%1 is the recording itself; name another file with --output",
+                                     "%1 ist die Aufzeichnung selbst; nennen Sie mit --output eine andere "
+                                     "Datei")
+                        .With({path.string()});
+                if (!options.overwrite && fs::is_regular_file(path, ignored))
+                    return Bilingual(
+                               "%1 is there already; nothing was written; --overwrite replaces it, and "
+                               "--output names another file",
+                               "%1 gibt es schon; nichts wurde geschrieben; --overwrite ersetzt sie, "
+                               "und --output nennt eine andere Datei")
+                        .With({path.string()});
+            }
+        }
+        return "";
+    }
+
+    // Which signal is in which file, for several may have one name.
+    void TellWritten(const Job& job, std::int64_t samples) const {
+        if (tc::IsStandardStream(job.path)) return;
+        const std::string& port = reader.GetSignals()[static_cast<std::size_t>(job.signal)].port;
+        console::Print(Bilingual("%1: '%2'%3, samples: %4\n", "%1: '%2'%3, Werte: %4\n")
+                           .With({job.path, job.facts.name, port.empty() ? "" : " (" + port + ")",
+                                  std::to_string(samples)}));
     }
 
     // Why not; empty when the signal can be exported, as far as its first block says.
@@ -267,6 +324,7 @@ class Export {
         if (file == nullptr) return error;
         reader.Seek(job.signal, 1);
         std::vector<double> samples;
+        std::int64_t count = 0;
         std::int64_t next = 1;
         for (int read = 0; next <= reader.GetSignals()[static_cast<std::size_t>(job.signal)].blocks;) {
             read = reader.Next();
@@ -285,11 +343,14 @@ class Export {
             }
             ++next;
             Take(reader.GetBlock(), samples);
+            count += std::ssize(samples);
             error = file->Write(samples);
             if (!error.empty()) return error;
             ShowProgress(job);
         }
-        return file->Close();
+        error = file->Close();
+        if (error.empty()) TellWritten(job, count);
+        return error;
     }
 
     static void Take(const TCIOStream::Block& block, std::vector<double>& samples) {

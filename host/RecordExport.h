@@ -11,7 +11,7 @@ namespace host {
 struct ExportOptions {
     std::string recording;
     std::string format;
-    std::string target;  // empty: the recording's name with the ending of the format
+    std::string target;  // a file or a folder; empty: the recording's name with the ending of the format
     bool overwrite = false;
 };
 
@@ -19,7 +19,8 @@ struct ExportOptions {
 std::vector<std::string> ExportFormats();
 
 // Writes the signals of a recording in a format of others, each to a file of its own. What the format cannot
-// hold is said before anything is written. 0: all was exported; 1: a file could not be written, or the
+// hold is said before anything is written, and nothing is where a file would be replaced against
+// `overwrite`, or the recording at all. 0: all was exported; 1: a file could not be written, or the
 // recording is damaged; 2: it is none, or has nothing that the format can hold.
 int ExportRecording(const ExportOptions& options);
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/AnyRecording.h"
 #include "host/Commands.h"
 #include "host/Console.h"
 #include "host/Table.h"
@@ -36,11 +37,12 @@ std::int64_t CountBlocks(const RecordingReader& reader) {
 
 std::string WriteSignals(const RecordingReader& reader) {
     std::vector<std::vector<std::string>> rows = {
-        {Bilingual("signal", "Signal").Text(), Bilingual("blocks", "Blöcke").Text(),
-         Bilingual("samples", "Werte").Text(), Bilingual("rate", "Rate").Text(),
-         Bilingual("unit", "Einheit").Text(), Bilingual("type", "Typ").Text()}};
+        {Bilingual("signal", "Signal").Text(), Bilingual("input", "Eingang").Text(),
+         Bilingual("blocks", "Blöcke").Text(), Bilingual("samples", "Werte").Text(),
+         Bilingual("rate", "Rate").Text(), Bilingual("unit", "Einheit").Text(),
+         Bilingual("type", "Typ").Text()}};
     for (const tc::RecordingSignal& signal : reader.GetSignals())
-        rows.push_back({signal.name, Grouped(signal.blocks), Grouped(signal.samples),
+        rows.push_back({signal.name, signal.port, Grouped(signal.blocks), Grouped(signal.samples),
                         signal.rate > 0.0 ? tc::ShortestText(signal.rate) : "", signal.unit, signal.type});
     return LayOut(rows, -1, "  ");
 }
@@ -123,7 +125,7 @@ int ShowRecording(const InfoOptions& options) {
     RecordingReader reader;
     using Opening = RecordingReader::Opening;
     if (!reader.Open(options.file.c_str(), options.check ? Opening::BY_SCAN : Opening::BY_INDEX)) {
-        console::Error(reader.GetError());
+        console::Error(WhyNotPacked(options.file, reader.GetError()));
         return EXIT_WRONG_INPUT;
     }
     if (!options.fact.empty()) return PrintFact(reader, options);

@@ -112,14 +112,17 @@ RerunGraph MakeRerunGraph(const GraphFile& graph, const std::string& recorder, c
         return made;
     }
     const auto& instances = graph.GetInstances();
-    const auto found = std::ranges::find(instances, recorder, &InstanceEntry::name);
-    if (found == instances.end() || found->module != "Recorder") {
+    // Where the recording has lost its name, the first one is meant.
+    const auto found = std::ranges::find_if(instances, [&](const InstanceEntry& each) {
+        return each.module == "Recorder" && (recorder.empty() || each.name == recorder);
+    });
+    if (found == instances.end()) {
         made.error = Bilingual("%1 has no Recorder '%2', which the recording names; give the graph one",
                                "%1 hat keinen Recorder '%2', den die Aufzeichnung nennt; ergänzen Sie ihn")
                          .With({graph.GetPath(), recorder});
         return made;
     }
-    return Maker(graph, recorder, reader).Make(recording, target);
+    return Maker(graph, found->name, reader).Make(recording, target);
 }
 
 }  // namespace host

@@ -12,6 +12,7 @@
 #include "python/src/PythonModule.h"
 #include "sigweave/module/ModuleLibrary.h"
 #include "sigweave/platform/LoadedLibrary.h"
+#include "sigweave/services/StringResources.h"
 #include "sigweave/signal/UnitText.h"
 
 namespace py = pybind11;
@@ -143,7 +144,14 @@ bool IsKnown(const std::string& file, LoadedFile& loaded) {
     return true;
 }
 
+// The package takes the user's language when it is imported; here it is the host's that counts.
+struct KeptLanguage {
+    int language = TCGetResourceLanguage();
+    ~KeptLanguage() { TCSetLoadStrResLanguage(language); }
+};
+
 std::string Load(const std::string& file, LoadedFile& loaded) {
+    const KeptLanguage kept;
     std::string error;
     if (!StartInterpreter(error)) return error;
     const Interpreter interpreter;

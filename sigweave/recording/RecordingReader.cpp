@@ -33,6 +33,8 @@ constexpr Bilingual NOT_READ("%1 cannot be read: %2", "%1 lässt sich nicht lese
 constexpr Bilingual LOST_BYTES("%1 bytes from byte %2 on are no block", "%1 Byte ab Byte %2 sind kein Block");
 constexpr Bilingual LOST_BLOCK("block %1 of '%2', at byte %3, is damaged",
                                "Block %1 von '%2' bei Byte %3 ist beschädigt");
+constexpr Bilingual LOST_ONE("block %4 of '%2' is missing before byte %3",
+                             "Block %4 von '%2' fehlt vor Byte %3");
 constexpr Bilingual LOST_BLOCKS("%1 blocks of '%2' are missing before byte %3, up to block %4",
                                 "%1 Blöcke von '%2' fehlen vor Byte %3, bis Block %4");
 constexpr Bilingual NO_NAME("signal %1", "Signal %1");
@@ -500,7 +502,8 @@ std::string RecordingReader::Describe(const RecordingDamage& damage) const {
     const std::string& name = impl->signals[static_cast<std::size_t>(damage.signal)].name;
     const std::string number = std::to_string(damage.block);
     if (damage.kind == RecordingDamage::BLOCK) return LOST_BLOCK.With({number, name, place});
-    return LOST_BLOCKS.With({std::to_string(damage.count), name, place, number});
+    const Bilingual& lost = damage.count == 1 ? LOST_ONE : LOST_BLOCKS;
+    return lost.With({std::to_string(damage.count), name, place, number});
 }
 
 void RecordingReader::Rewind() {

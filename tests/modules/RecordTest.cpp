@@ -319,8 +319,17 @@ TEST(RecordCommands, ShowAndCheckARecording) {
     EXPECT_EQ(Host("info take.mcap"), 1);
     EXPECT_THAT(ReadText("told"),
                 testing::ContainsRegex("ends after block 16; [0-9,]+ bytes behind it are no"));
+    EXPECT_EQ(Host("export take.mcap --to csv --overwrite"), 0);
+    EXPECT_THAT(ReadText("told"), HasSubstr("warning: take.mcap breaks off"));
+    std::ofstream("take.mcap", std::ios::binary) << std::string(2000, '\0') << bytes.substr(2000);
+    EXPECT_EQ(Host("rerun take.mcap"), 2);
+    EXPECT_THAT(ReadText("told"), HasSubstr("take.mcap: does not hold the graph that recorded it; "));
+    Record(FreshFile("bits.xml"), KINDS[0].type, 2, WriteDoubles);
+    EXPECT_EQ(Host("info bits.xml"), 2);
+    EXPECT_THAT(ReadText("told"), HasSubstr("bits.xml is an XML recording"));
     EXPECT_EQ(Host("info take.graph"), 2);
     EXPECT_EQ(Host("diff take.graph take.mcap"), 2);
+    EXPECT_EQ(ReadText("told"), "error: take.graph is not a recording\n");
 }
 
 TEST(RecordCommands, CompareRecordingsOfBothKinds) {
@@ -389,7 +398,20 @@ TEST(RecordCommands, ExportSamplesWithWhatTheyMean) {
     EXPECT_EQ(meta["global"]["core:sample_rate"], 8000.0);
     EXPECT_EQ(meta["global"]["sigweave:unit"], "V");
     EXPECT_EQ(meta["captures"][0]["core:datetime"], "2026-03-01T12:00:00.500Z");
-    EXPECT_EQ(Host("export take.mcap --to wav"), 1) << "files that are there stay";
+    EXPECT_EQ(ReadText("told"),
+              "take-1.sigmf-data: 'noise' (Signal 1), samples: 800\n"
+              "take-2.sigmf-data: 'noise' (Signal 2), samples: 800\n");
+    std::ofstream("old-2.wav") << "old";
+    EXPECT_EQ(Host("export take.mcap --to wav --output old.wav"), 1);
+    EXPECT_THAT(ReadText("told"), HasSubstr("old-2.wav is there already; nothing was written; --overwrite"));
+    EXPECT_FALSE(std::filesystem::exists("old-1.wav"));
+    std::filesystem::create_directory("exported");
+    EXPECT_EQ(Host("export take.mcap --to wav --overwrite --output exported"), 0);
+    EXPECT_TRUE(std::filesystem::exists("exported/take-2.wav"));
+    Record(FreshFile("one.mcap"), KINDS[0].type, 2, WriteDoubles);
+    EXPECT_EQ(Host("export one.mcap --to csv --overwrite --output ./one.mcap"), 1);
+    EXPECT_THAT(ReadText("told"), HasSubstr("./one.mcap is the recording itself"));
+    EXPECT_EQ(Host("info one.mcap"), 0);
     ExpectReadByPython(wanted);
     Record(FreshFile("texts.mcap"), "UBYTE[][]{Text}", 1, WriteTexts);
     EXPECT_EQ(Host("export texts.mcap --to wav"), 2);

@@ -51,6 +51,7 @@ def test_is_listed_set_checked_and_run_like_others(chord):
     ran = program("run", "a.graph", path=EXAMPLES)
     assert (ran.returncode, ran.stderr) == (0, "")
     assert "peaks" in ran.stdout and " 0.5  V" in ran.stdout
+    assert program("run", "a.graph", "--language", "de", path=EXAMPLES).stdout.startswith("Instanz")
     kept = chord.run(keep=["clip.Signal", "lp.Signal"])
     np.testing.assert_array_equal(kept["clip.Signal"], np.clip(kept["lp.Signal"], -0.5, 0.5))
     assert (kept["clip.Signal"].unit, kept["clip.Signal"].start) == ("V", kept["lp.Signal"].start)

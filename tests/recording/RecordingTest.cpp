@@ -283,8 +283,8 @@ TEST(Recording, SaysWhatIsLostAndWhere) {
         return bytes;
     };
     const auto missing = [](const std::string& name, std::int64_t before, int last) {
-        return "1 blocks of '" + name + "' are missing before byte " + std::to_string(before) +
-               ", up to block " + std::to_string(last);
+        return "block " + std::to_string(last) + " of '" + name + "' is missing before byte " +
+               std::to_string(before);
     };
     const Place& third = sample.blocks[3];
     EXPECT_THAT(
