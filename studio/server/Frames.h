@@ -9,7 +9,8 @@
 namespace studio {
 
 // The pipe of a process of the studio to its server: frames of the length in four bytes, a letter and the
-// content. Any thread; waits when the server does.
+// content: T a text, P a picture, E the end of pictures of the same time. Any thread; waits when the server
+// does.
 class Frames {
  public:
     explicit Frames(std::FILE* openPipe) : pipe(openPipe) {}

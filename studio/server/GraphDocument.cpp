@@ -19,6 +19,10 @@ using tc::Bilingual;
 
 constexpr Bilingual OUTSIDE("%1 was changed by another program",
                             "%1 wurde von einem anderen Programm geändert");
+constexpr Bilingual FOLDER(
+    "%1 is a folder; name a graph file, or one that is to be made, as in: sigweave studio %1/new.graph",
+    "%1 ist ein Ordner; nennen Sie eine Graphdatei oder eine, die entstehen soll, etwa: sigweave studio "
+    "%1/neu.graph");
 constexpr Bilingual BAD_NAME(
     "'%1' is no name for a file in this folder; write one without slashes",
     "'%1' ist kein Name für eine Datei in diesem Ordner; schreiben Sie einen ohne Schrägstrich");
@@ -32,6 +36,10 @@ bool GraphDocument::ReadFile(std::string& content, bool& found, std::string& err
     found = fs::exists(path, failed);
     content.clear();
     if (!found) return true;
+    if (fs::is_directory(path, failed)) {
+        error = FOLDER.With({path});
+        return false;
+    }
     if (!fs::is_regular_file(path, failed)) {
         error = Bilingual("%1 is no ordinary file", "%1 ist keine gewöhnliche Datei").With({path});
         return false;

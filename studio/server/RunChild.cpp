@@ -229,10 +229,14 @@ void Child::SendPictures() {
         const std::lock_guard lock(mutex);
         all = traces;
     }
+    bool some = false;
     for (const auto& [key, trace] : all) {
         Picture picture;
-        if (trace->Take(picture)) frames.Send('P', Encode(picture, key, trace->GetWish().kind));
+        if (!trace->Take(picture)) continue;
+        frames.Send('P', Encode(picture, key, trace->GetWish().kind));
+        some = true;
     }
+    if (some) frames.Send('E', "");
 }
 
 // What became of changes of live parameters.

@@ -82,18 +82,22 @@ void RunProcess::Read() {
 
 void RunProcess::Take(char kind, std::string content) {
     if (kind == 'T') return handlers.onText(std::move(content));
-    const int key = KeyOf(content);
-    bool first = false;
+    if (kind == 'P') {
+        const int key = KeyOf(content);
+        const std::lock_guard lock(mutex);
+        pictures[key] = std::make_shared<const std::string>(std::move(content));
+        return;
+    }
     {
         const std::lock_guard lock(mutex);
-        first = pictures.empty();
-        pictures[key] = std::make_shared<const std::string>(std::move(content));
+        if (pictures.empty() || std::exchange(isTold, true)) return;
     }
-    if (first) handlers.onPictures();
+    handlers.onPictures();
 }
 
 RunProcess::Pictures RunProcess::TakePictures() {
     const std::lock_guard lock(mutex);
+    isTold = false;
     return std::exchange(pictures, {});
 }
 

@@ -21,7 +21,7 @@ class RunProcess {
     // Called on a thread of its own.
     struct Handlers {
         std::function<void(std::string text)> onText;
-        std::function<void()> onPictures;     // there are some; once until they are taken
+        std::function<void()> onPictures;     // all of one time are there; once until they are taken
         std::function<void(int code)> onEnd;  // the last call
     };
     using Pictures = std::map<int, std::shared_ptr<const std::string>>;  // by key
@@ -49,6 +49,7 @@ class RunProcess {
     std::unique_ptr<tc::PipedProgram> program;
     std::mutex mutex;  // of the next
     Pictures pictures;
+    bool isTold = false;  // of them
     bool hasEnded = false;
     std::condition_variable ends;
     std::unique_ptr<tc::Thread> reader;  // the last member: it ends first

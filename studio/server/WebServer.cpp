@@ -87,7 +87,8 @@ Refusal RefusalOf(Gate::Answer answer) {
 // One at a WebSocket. On the server's thread.
 struct Client {
     virtual ~Client() = default;
-    virtual void Send(WebServer::Message message, bool isBinary) = 0;
+    // The parts are one message.
+    virtual void Send(std::vector<WebServer::Message> parts, bool isBinary) = 0;
     virtual void Drop() = 0;
     virtual void Close() = 0;
 };
@@ -149,10 +150,12 @@ class Session final : public Client, public std::enable_shared_from_this<Session
         });
     }
 
-    void Send(WebServer::Message message, bool isBinary) override {
+    void Send(std::vector<WebServer::Message> parts, bool isBinary) override {
         if (isClosing) return;
-        waiting += message->size();
-        queue.push_back({std::move(message), isBinary});
+        std::size_t size = 0;
+        for (const WebServer::Message& part : parts) size += part->size();
+        waiting += size;
+        queue.push_back({std::move(parts), size, isBinary});
         if (waiting > server.options.mostWaiting) return Drop();
         if (queue.size() == 1) Write();
     }
@@ -183,21 +186,21 @@ class Session final : public Client, public std::enable_shared_from_this<Session
         const Waiting& next = queue.front();
         socket.binary(next.isBinary);
         using std::chrono::milliseconds;
-        watchdog.expires_after(server.options.patience +
-                               milliseconds(next.message->size() / BYTES_A_MILLISECOND));
+        watchdog.expires_after(server.options.patience + milliseconds(next.size / BYTES_A_MILLISECOND));
         watchdog.async_wait([weak = this->weak_from_this()](error_code cancelled) {
             const auto self = weak.lock();
             if (!cancelled && self != nullptr) self->Drop();
         });
-        socket.async_write(asio::buffer(*next.message),
-                           [self = this->shared_from_this()](error_code failed, std::size_t) {
-                               self->watchdog.cancel();
-                               if (failed) return self->End();
-                               self->waiting -= self->queue.front().message->size();
-                               self->queue.pop_front();
-                               if (!self->queue.empty()) return self->Write();
-                               if (self->isClosing) self->SayGoodbye();
-                           });
+        std::vector<asio::const_buffer> bytes;
+        for (const WebServer::Message& part : next.parts) bytes.emplace_back(asio::buffer(*part));
+        socket.async_write(bytes, [self = this->shared_from_this()](error_code failed, std::size_t) {
+            self->watchdog.cancel();
+            if (failed) return self->End();
+            self->waiting -= self->queue.front().size;
+            self->queue.pop_front();
+            if (!self->queue.empty()) return self->Write();
+            if (self->isClosing) self->SayGoodbye();
+        });
     }
 
     void SayGoodbye() {
@@ -211,7 +214,8 @@ class Session final : public Client, public std::enable_shared_from_this<Session
     }
 
     struct Waiting {
-        WebServer::Message message;
+        std::vector<WebServer::Message> parts;
+        std::size_t size;  // bytes of all
         bool isBinary;
     };
 
@@ -438,7 +442,7 @@ void WebServer::Send(Viewer viewer, Message text) {
     asio::post(impl->io, [this, viewer, text = std::move(text)] {
         const auto found = impl->viewers.find(viewer);
         if (found == impl->viewers.end()) return;
-        if (const auto session = found->second.lock()) session->Send(text, false);
+        if (const auto session = found->second.lock()) session->Send({text}, false);
     });
 }
 
@@ -446,8 +450,7 @@ void WebServer::SendBinary(Viewer viewer, std::vector<Message> pictures) {
     asio::post(impl->io, [this, viewer, pictures = std::move(pictures)] {
         const auto found = impl->viewers.find(viewer);
         if (found == impl->viewers.end()) return;
-        if (const auto session = found->second.lock())
-            for (const Message& picture : pictures) session->Send(picture, true);
+        if (const auto session = found->second.lock()) session->Send(pictures, true);
     });
 }
 

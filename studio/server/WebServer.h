@@ -58,7 +58,8 @@ class WebServer {
 
     // Says goodbye to the viewers and ends `Run`, after a second at most.
     void Stop();
-    // Each in the order of the calls; pictures are binary. Nothing happens when the viewer has gone.
+    // Each in the order of the calls; pictures are one binary message, one after the other. Nothing happens
+    // when the viewer has gone.
     void Send(Viewer viewer, Message text);
     void SendBinary(Viewer viewer, std::vector<Message> pictures);
     // Of one that does not answer: at once, as too slow.

@@ -187,9 +187,12 @@ std::unique_ptr<studio::WebServer> OpenServer(const Arguments& arguments, const 
     try {
         return std::make_unique<studio::WebServer>(options, files, std::move(handlers));
     } catch (const std::exception& failure) {
-        error = Bilingual("the port %1 of %2 cannot be opened: %3",
-                          "der Port %1 an %2 lässt sich nicht öffnen: %3")
-                    .With({std::to_string(arguments.port), arguments.listen, failure.what()});
+        error =
+            Bilingual(
+                "the port %1 of %2 cannot be opened: %3; give another --port, or none for one that is free",
+                "der Port %1 an %2 lässt sich nicht öffnen: %3; geben Sie mit --port einen anderen an, oder "
+                "keinen, dann wird ein freier gesucht")
+                .With({std::to_string(arguments.port), arguments.listen, failure.what()});
         return nullptr;
     }
 }

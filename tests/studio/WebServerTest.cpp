@@ -169,7 +169,8 @@ TEST_F(Server, SpeaksWithEachViewerInOrder) {
     ASSERT_FALSE(failed) << failed.message();
     ASSERT_TRUE(WaitFor([this] { return viewers.size() == 1; }));
     for (int i = 0; i < 100; ++i) server->Send(last, std::make_shared<const std::string>(std::to_string(i)));
-    server->SendBinary(last, {std::make_shared<const std::string>("picture")});
+    server->SendBinary(
+        last, {std::make_shared<const std::string>("pict"), std::make_shared<const std::string>("ure")});
     for (int i = 0; i < 101; ++i) {
         beast::flat_buffer buffer;
         socket->read(buffer);

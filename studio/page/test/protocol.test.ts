@@ -1,8 +1,8 @@
 import { describe, expect, it } from 'vitest';
 import { extent, valueAt } from '../src/lib/chart';
-import { coverOf } from '../src/lib/lineLayer';
+import { coverOf } from '../src/lib/painting';
 import { difference, readCursors } from '../src/lib/measure';
-import { decodePicture, findPort, type Figures, type GraphState } from '../src/lib/protocol';
+import { decodePictures, findPort, type Figures, type GraphState } from '../src/lib/protocol';
 import { lineOf } from '../src/lib/shown';
 import { wordsOf } from '../src/lib/texts';
 import { whyItWaits } from '../src/lib/waits';
@@ -20,6 +20,8 @@ function encode(header: object, values: number[]): ArrayBuffer {
 
 const HEADER = { key: 3, kind: 'envelope', columns: 2, first: 100, perColumn: 10, rate: 1000, hasRate: true, base: 5 };
 
+const decodePicture = (bytes: ArrayBuffer) => decodePictures(bytes)[0];
+
 describe('a picture', () => {
   it('has its minima and maxima back, at the times of the middle of each column', () => {
     const picture = decodePicture(encode(HEADER, [-1, -2, 1, 2]))!;
@@ -28,6 +30,13 @@ describe('a picture', () => {
     expect(line.dx).toBeCloseTo(0.01, 12);
     expect([valueAt(line, 0.104), valueAt(line, 0.113), valueAt(line, 0.2)]).toEqual([[4, 6], [3, 7], null]);
     expect(extent([line])).toEqual([3, 7]);
+  });
+
+  it('follows another one in the same message', () => {
+    const [one, two] = [encode(HEADER, [-1, -2, 1, 2]), encode({ ...HEADER, key: 4, kind: 'samples' }, [7, 8])];
+    const both = new Uint8Array([...new Uint8Array(one), ...new Uint8Array(two)]).buffer;
+    expect(decodePictures(both).map(({ key, low }) => [key, ...low])).toEqual([[3, -1, -2], [4, 7, 8]]);
+    expect(decodePictures(both.slice(0, -4))).toEqual([]);
   });
 
   it('has a gap where a column has no finite value', () => {
@@ -46,15 +55,15 @@ describe('a picture', () => {
   it('of a spectrogram has a code for each bin of each column', () => {
     const header = { ...HEADER, kind: 'spectrogram', columns: 2, bins: 4, top: 10, step: 0.5 };
     expect(decodePicture(encode(header, [0, 0]))!.levels.length).toBe(8);
-    expect(decodePicture(encode({ ...header, bins: 5 }, [0, 0]))).toBeNull();
-    expect(decodePicture(encode({ ...header, kind: 'film' }, [0, 0]))).toBeNull();
+    expect(decodePicture(encode({ ...header, bins: 5 }, [0, 0]))).toBeUndefined();
+    expect(decodePicture(encode({ ...header, kind: 'film' }, [0, 0]))).toBeUndefined();
   });
 
   it('is refused when its values are not those of its header', () => {
-    expect(decodePicture(encode(HEADER, [1, 2, 3]))).toBeNull();
-    expect(decodePicture(encode({ ...HEADER, columns: -1 }, []))).toBeNull();
-    expect(decodePicture(new ArrayBuffer(2))).toBeNull();
-    expect(decodePicture(new Uint8Array([255, 255, 255, 255, 0]).buffer)).toBeNull();
+    expect(decodePicture(encode(HEADER, [1, 2, 3]))).toBeUndefined();
+    expect(decodePicture(encode({ ...HEADER, columns: -1 }, []))).toBeUndefined();
+    expect(decodePicture(new ArrayBuffer(2))).toBeUndefined();
+    expect(decodePicture(new Uint8Array([255, 255, 255, 255, 0]).buffer)).toBeUndefined();
   });
 });
 

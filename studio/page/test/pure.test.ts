@@ -1,7 +1,9 @@
 import { describe, expect, it } from 'vitest';
+import { copiesOf } from '../src/lib/copies';
 import { arrange } from '../src/lib/layout';
 import { clockText, columnTexts, placeText, quantityText } from '../src/lib/numbers';
-import { searchModules } from '../src/lib/search';
+import type { GraphState } from '../src/lib/protocol';
+import { groupModules, searchModules } from '../src/lib/search';
 import { amplitudeSpectrum } from '../src/lib/spectrum';
 
 describe('the spectrum', () => {
@@ -17,6 +19,22 @@ describe('the spectrum', () => {
   it('takes the newest power of two of samples', () => {
     const samples = [1e9, ...new Array<number>(8).fill(1)];
     expect(amplitudeSpectrum(samples, 8).amplitudes[0]).toBeCloseTo(1, 9);
+  });
+});
+
+describe('copies of several modules', () => {
+  it('have names that are free, a place below, and the lines between them alone', () => {
+    const instances = ['tone', 'tone 2', 'low', 'levels'].map((name) => ({ name, module: '', line: 1, settings: [], at: [0, 0] as [number, number] }));
+    const wire = (from: string, to: string) => ({ from: [from, 'Signal'], to: [to, 'Signal'], line: 1 });
+    const graph = { instances, wires: [wire('tone', 'low'), wire('low', 'levels')] } as unknown as GraphState;
+    const places = instances.map(({ name }, index) => ({ instance: name, x: 300 * index, y: 10, height: 90 }));
+    const { edits, made } = copiesOf(graph, ['tone', 'low'], places);
+    expect(made).toEqual(['tone 3', 'low 2']);
+    expect(edits).toEqual([
+      { kind: 'copy', name: 'tone', other: 'tone 3', positions: [{ instance: '', x: 0, y: 140 }] },
+      { kind: 'copy', name: 'low', other: 'low 2', positions: [{ instance: '', x: 600, y: 140 }] },
+      { kind: 'connect', name: 'tone 3.Signal', other: 'low 2.Signal' },
+    ]);
   });
 });
 
@@ -103,5 +121,15 @@ describe('the search for modules', () => {
     expect(searchModules(all, ' FILTERS  signals').map((each) => each.id)).toEqual(['Filter']);
     expect(searchModules(all, 'nothing')).toEqual([]);
     expect(searchModules(all, '')).toHaveLength(3);
+  });
+
+  it('has them in the order in which one needs them: sources, processing, results', () => {
+    const port = [{ name: 'Signal', type: '' }];
+    const grouped = groupModules([{ ...all[0]!, inputs: port }, { ...all[1]!, inputs: port, outputs: port }, { ...all[2]!, outputs: port }]);
+    expect(grouped.map(([group, modules]) => [group, ...modules.map((each) => each.id)])).toEqual([
+      ['sources', 'Spectrum'],
+      ['processing', 'Filter'],
+      ['results', 'BusJoin'],
+    ]);
   });
 });

@@ -94,6 +94,13 @@ test('a wrong line says why while it is drawn; copies, moves and changes are tak
 
   const text = page.locator('.cm-content');
   const edge = page.locator('.svelte-flow__edge');
+  await node(page, 'tone').click();
+  await node(page, 'join').click({ modifiers: ['ControlOrMeta'] });
+  await page.getByRole('heading', { name: '2 modules' }).waitFor();
+  await page.getByRole('button', { name: 'Duplicate' }).click();
+  await text.getByText('tone 2.Signal=join 2.Signal').waitFor();
+  await page.getByRole('button', { name: 'Undo' }).click();
+  await node(page, 'join 2').waitFor({ state: 'detached' });
   await edge.focus();
   await page.keyboard.press('Enter');
   await page.getByRole('button', { name: 'Show signal tone.Signal' }).waitFor();

@@ -1,6 +1,6 @@
 import uPlot from 'uplot';
-import { colourOf, whenColoursChange } from './colours';
-import { LineLayer } from './lineLayer';
+import { whenColoursChange } from './colours';
+import { Painting } from './painting';
 import { quantityText } from './numbers';
 
 // Values at x0, x0 + dx, ...: of each the smallest and the largest of a column; the same array for single values.
@@ -62,10 +62,23 @@ export function calmRange(before: [number, number] | null, [least, most]: [numbe
   return [least - room, most + room];
 }
 
-// A chart as wide as its place, whose axes are those of the library; lines are painted in one pass, straight from what came.
+const tickTexts = new Map<string, string>();
+
+// The same few in most pictures.
+function tickText(tick: number, unit: string, digits: number): string {
+  const key = `${tick} ${unit} ${digits}`;
+  let text = tickTexts.get(key);
+  if (text !== undefined) return text;
+  if (tickTexts.size >= 500) tickTexts.clear();
+  tickTexts.set(key, (text = quantityText(tick, unit, digits)));
+  return text;
+}
+
+// A chart as wide as its place. The library places axes, pointer and selection; what is seen is painted in one pass, straight from
+// what came, on a canvas that hides all below it, for which a browser without a graphics processor has least to do.
 export class Chart {
   private plot: uPlot;
-  private readonly layer = new LineLayer();
+  private readonly painting: Painting;
   private ticks: { x: number[]; y: number[] } = { x: [], y: [] };
   private readonly observer: ResizeObserver;
   private readonly stopColours: () => void;
@@ -82,7 +95,8 @@ export class Chart {
     this.shown = first;
     this.y = this.rangeOf(null);
     const none = { show: false };
-    const axis = { stroke: () => colourOf('--text-soft'), grid: none, ticks: none };
+    const axis = { grid: none, ticks: none };
+    this.painting = new Painting();
     this.plot = new uPlot(
       {
         width: place.clientWidth,
@@ -92,12 +106,13 @@ export class Chart {
         cursor: { y: false, points: none, drag: { x: onselect !== undefined, y: false, setScale: false } },
         scales: { x: { time: false, range: () => this.shown.x }, y: { range: () => this.y } },
         axes: [
-          { ...axis, size: 32, space: 90, values: (_, ticks) => (this.ticks.x = ticks).map((tick) => quantityText(tick, this.shown.xUnit, 7)) },
-          { ...axis, size: LEFT, values: (_, ticks) => (this.ticks.y = ticks).map((tick) => quantityText(tick, this.shown.yUnit)) },
+          { ...axis, size: 32, space: 90, values: (_, ticks) => ((this.ticks.x = ticks), []) },
+          { ...axis, size: LEFT, values: (_, ticks) => ((this.ticks.y = ticks), []) },
         ],
         series: [{}, { paths: () => null, points: none }],
         hooks: {
-          draw: [() => this.paint()],
+          init: [(plot) => this.replaceCanvas(plot)],
+          draw: [(plot) => this.paint(plot)],
           setCursor: [(plot) => this.onhover(plot.cursor.left! >= 0 ? plot.posToVal(plot.cursor.left!, 'x') : null)],
           setSelect: [(plot) => this.select(plot)],
         },
@@ -130,6 +145,12 @@ export class Chart {
     return this.shown.image?.y ?? calmRange(before, extent(this.shown.lines));
   }
 
+  // The library clears its own canvas for each picture, which would be work for the browser although nobody sees it.
+  private replaceCanvas({ ctx }: uPlot): void {
+    ctx.canvas.replaceWith(this.painting.canvas);
+    ctx.clearRect = () => {};
+  }
+
   private select(plot: uPlot): void {
     const { left, width } = plot.select;
     if (width < 2 || !this.onselect) return;
@@ -137,28 +158,15 @@ export class Chart {
     plot.setSelect({ left: 0, top: 0, width: 0, height: 0 }, false);
   }
 
-  private paint(): void {
-    const { ctx, bbox } = this.plot;
-    const [left, top, width, height] = [bbox.left, bbox.top, bbox.width, bbox.height].map(Math.round) as [number, number, number, number];
-    if (this.shown.image) {
-      ctx.save();
-      ctx.beginPath();
-      ctx.rect(left, top, width, height);
-      ctx.clip();
-      this.paintImage(this.shown.image);
-      ctx.restore();
-      return;
-    }
-    const columns = this.ticks.x.map((tick) => Math.round(this.plot.valToPos(tick, 'x', true)) - left);
-    const rows = this.ticks.y.map((tick) => Math.round(this.plot.valToPos(tick, 'y', true)) - top);
-    this.layer.paint(ctx, { left, top, width, height }, { columns, rows }, this.shown.lines, this.shown.x, this.y);
-  }
-
-  private paintImage({ pixels, x, y }: Picture2D): void {
-    const { ctx } = this.plot;
-    const left = this.plot.valToPos(x[0], 'x', true);
-    const top = this.plot.valToPos(y[1], 'y', true);
-    ctx.imageSmoothingEnabled = false;
-    ctx.drawImage(pixels, left, top, this.plot.valToPos(x[1], 'x', true) - left, this.plot.valToPos(y[0], 'y', true) - top);
+  private paint(plot: uPlot): void {
+    const [left, top, width, height] = [plot.bbox.left, plot.bbox.top, plot.bbox.width, plot.bbox.height].map(Math.round) as [number, number, number, number];
+    this.painting.paint({
+      ...this.shown,
+      y: this.y,
+      size: { width: Math.round(plot.width * devicePixelRatio), height: Math.round(plot.height * devicePixelRatio) },
+      area: { left, top, width, height },
+      columns: this.ticks.x.map((tick) => ({ at: Math.round(plot.valToPos(tick, 'x', true)), text: tickText(tick, this.shown.xUnit, 7) })),
+      rows: this.ticks.y.map((tick) => ({ at: Math.round(plot.valToPos(tick, 'y', true)), text: tickText(tick, this.shown.yUnit, 4) })),
+    });
   }
 }

@@ -1,7 +1,7 @@
 // When views paint and when they say in words what they show: each picture of the browser once, and words some times a second
 // for all views together, so that the page is laid out anew no more often.
 
-const WORDS_INTERVAL = 100; // ms: figures that change faster cannot be read
+const WORDS_INTERVAL = 200; // ms: figures that change faster cannot be read
 const painting = new Set<() => void>();
 const telling = new Set<() => void>();
 let frame = 0;

@@ -209,23 +209,37 @@ export interface Picture {
 
 const VALUES_A_COLUMN: Record<PictureKind, number> = { envelope: 2, samples: 1, level: 2, spectrogram: 0, texts: 0 };
 
-// Null for bytes that are no picture.
-export function decodePicture(bytes: ArrayBuffer): Picture | null {
-  if (bytes.byteLength < 4) return null;
-  const length = new DataView(bytes).getUint32(0, true);
-  const begin = 4 + length;
+const decoder = new TextDecoder();
+
+// The pictures of a message, which follow one another; none when it is no such message.
+export function decodePictures(bytes: ArrayBuffer): Picture[] {
+  const pictures: Picture[] = [];
+  for (let at = 0; at < bytes.byteLength; ) {
+    const found = decodePicture(bytes, at);
+    if (!found) return [];
+    pictures.push(found.picture);
+    at = found.end;
+  }
+  return pictures;
+}
+
+function decodePicture(bytes: ArrayBuffer, at: number): { picture: Picture; end: number } | null {
+  if (bytes.byteLength - at < 4) return null;
+  const length = new DataView(bytes).getUint32(at, true);
+  const begin = at + 4 + length;
   if (length % 4 !== 0 || begin > bytes.byteLength) return null;
   try {
-    const header = JSON.parse(new TextDecoder().decode(new Uint8Array(bytes, 4, length))) as Picture;
+    const header = JSON.parse(decoder.decode(new Uint8Array(bytes, at + 4, length))) as Picture;
     const { columns, texts = [], bins = 0 } = header;
     const count = VALUES_A_COLUMN[header.kind];
     if (count === undefined || !Number.isInteger(columns) || columns < 0 || !Number.isInteger(bins) || bins < 0) return null;
     const codes = header.kind === 'spectrogram' ? columns * bins : 0;
-    if (begin + 4 * columns * count + codes !== bytes.byteLength) return null;
+    const end = begin + 4 * columns * count + codes;
+    if (end > bytes.byteLength || end % 4 !== 0) return null;
     const low = new Float32Array(bytes, begin, count > 0 ? columns : 0);
     const high = new Float32Array(bytes, begin + 4 * low.length, count === 2 ? columns : 0);
     const levels = new Uint8Array(bytes, begin, codes);
-    return { ...header, low, high, levels, texts, bins };
+    return { picture: { ...header, low, high, levels, texts, bins }, end };
   } catch {
     return null;
   }

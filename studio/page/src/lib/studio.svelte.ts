@@ -1,6 +1,6 @@
 import { Link } from './link';
 import {
-  decodePicture,
+  decodePictures,
   portText,
   type Answer,
   type Edit,
@@ -319,12 +319,11 @@ export class Studio {
   }
 
   private show(bytes: ArrayBuffer): void {
-    const picture = decodePicture(bytes);
-    if (!picture) return;
-    for (const trace of this.keys.get(picture.key) ?? []) {
-      this.lastPictures.set(trace, picture);
-      this.listeners.get(Math.floor(trace / MOST_SIGNALS))?.(trace % MOST_SIGNALS, picture);
-    }
+    for (const picture of decodePictures(bytes))
+      for (const trace of this.keys.get(picture.key) ?? []) {
+        this.lastPictures.set(trace, picture);
+        this.listeners.get(Math.floor(trace / MOST_SIGNALS))?.(trace % MOST_SIGNALS, picture);
+      }
   }
 }
 

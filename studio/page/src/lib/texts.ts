@@ -3,6 +3,9 @@
 const EN = {
   modules: 'Modules',
   search: 'Search modules',
+  sources: 'Sources',
+  processing: 'Processing',
+  results: 'Results and files',
   noModule: 'No module matches.',
   drawing: 'Drawing',
   settings: 'Settings',
@@ -15,6 +18,7 @@ const EN = {
   undo: 'Undo',
   redo: 'Redo',
   run: 'Run',
+  cannotRun: 'The graph has mistakes ({0}) and does not run; this shows them.',
   stop: 'Stop',
   kill: 'Stop at once',
   running: 'running',
@@ -23,8 +27,13 @@ const EN = {
   notConnected: 'No connection to the studio; trying again …',
   changedMark: 'not saved',
   nothingSelected: 'Select a module in the drawing to see its settings and connections.',
+  severalSelected: '{0} modules',
   emptyTitle: 'An empty graph',
-  emptyText: 'Choose a source from the modules, such as Generator or SoundFile, then what it feeds.',
+  emptySteps:
+    'Choose a source from the modules, such as Generator or SoundFile, then what it feeds.\n' +
+    'Drag a line from an output to an input.\n' +
+    'Select a module: its settings appear, and “Show signal” opens what it gives.\n' +
+    'Run the graph, watch, and save it.',
   name: 'Instance name',
   module: 'Module',
   remove: 'Delete',
@@ -143,6 +152,9 @@ export type Words = typeof EN;
 const DE: Words = {
   modules: 'Module',
   search: 'Module suchen',
+  sources: 'Quellen',
+  processing: 'Verarbeitung',
+  results: 'Ergebnisse und Dateien',
   noModule: 'Kein Modul passt dazu.',
   drawing: 'Zeichnung',
   settings: 'Einstellungen',
@@ -155,6 +167,7 @@ const DE: Words = {
   undo: 'Rückgängig',
   redo: 'Wiederholen',
   run: 'Starten',
+  cannotRun: 'Der Graph hat Fehler ({0}) und läuft so nicht; hier sind sie zu sehen.',
   stop: 'Beenden',
   kill: 'Sofort abbrechen',
   running: 'läuft',
@@ -163,8 +176,13 @@ const DE: Words = {
   notConnected: 'Keine Verbindung zum Studio; neuer Versuch …',
   changedMark: 'nicht gespeichert',
   nothingSelected: 'Wählen Sie in der Zeichnung ein Modul, um Einstellungen und Verbindungen zu sehen.',
+  severalSelected: '{0} Module',
   emptyTitle: 'Ein leerer Graph',
-  emptyText: 'Wählen Sie unter den Modulen eine Quelle, etwa Generator oder SoundFile, dann das, was sie speist.',
+  emptySteps:
+    'Wählen Sie unter den Modulen eine Quelle, etwa Generator oder SoundFile, dann das, was sie speist.\n' +
+    'Ziehen Sie eine Verbindung von einem Ausgang zu einem Eingang.\n' +
+    'Wählen Sie ein Modul aus: Seine Einstellungen erscheinen, und „Signal anzeigen“ öffnet, was es liefert.\n' +
+    'Starten Sie den Graphen, sehen Sie zu, und speichern Sie ihn.',
   name: 'Name der Instanz',
   module: 'Modul',
   remove: 'Löschen',
