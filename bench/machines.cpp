@@ -1,10 +1,14 @@
 // How fast do blocks of 8 KiB go to another place, against the bare client library with the same server,
 // message size and file store: into the stream until all are acknowledged, and from sending one to having it?
+// And what does a message cost the servers of a cluster, in processor time?
 #include <benchmark/benchmark.h>
 #include <nats/nats.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "host/engine/Inlet.h"
 #include "host/engine/Outlet.h"
@@ -39,6 +43,7 @@ EngineRun RunAt(const char* place, bool anew) {
     run.name = "bench";
     run.digest = "1";
     run.place = place;
+    run.patience = std::chrono::seconds(60);
     run.keep = std::int64_t{1} << 30;
     run.anew = anew;
     return run;
@@ -64,6 +69,49 @@ void BM_Machines_Send(benchmark::State& state) {
     }
     if (!error.empty()) state.SkipWithError(error.c_str());
     state.SetItemsProcessed(state.iterations() * MESSAGES);
+}
+
+// Until the server has all of them.
+void SendAll(const EngineRun& run, std::string& error) {
+    const auto engine = Engine::Join(run, error);
+    if (engine == nullptr) return;
+    Outlet outlet(*engine, "b", {0}, {WayName("a", "b")});
+    outlet.Begin(error);
+    for (int i = 0; i < MESSAGES; ++i) outlet.Send(BlockOf(), error);
+    outlet.Finish(error);
+}
+
+// The processor time of all three servers of a cluster for a message of which they keep that many copies, and
+// of the one that has most to do.
+void BM_Machines_ServerTime(benchmark::State& state) {
+    if (std::getenv("SIGWEAVE_BENCH_BRIEF") != nullptr || !NatsServer::IsThere())
+        return state.SkipWithError("there is no cluster");
+    static NatsCluster cluster;
+    std::string error;
+    double busiest = 0.0;
+    for (auto _ : state) {
+        EngineRun run = RunAt("a", true);
+        run.address.url = cluster.Urls();
+        run.replicas = static_cast<int>(state.range(0));
+        Engine::Join(run, error);  // the choice of a leader does not count
+        std::vector<double> before;
+        for (int server = 0; server < cluster.Size(); ++server)
+            before.push_back(cluster.At(server).ProcessorSeconds());
+        run.anew = false;
+        SendAll(run, error);
+        double sum = 0.0, most = 0.0;
+        for (int server = 0; server < cluster.Size(); ++server) {
+            const double spent =
+                cluster.At(server).ProcessorSeconds() - before[static_cast<std::size_t>(server)];
+            sum += spent;
+            most = std::max(most, spent);
+        }
+        busiest += most;
+        state.SetIterationTime(sum);
+    }
+    if (!error.empty()) state.SkipWithError(error.c_str());
+    state.SetItemsProcessed(state.iterations() * MESSAGES);
+    state.counters["busiest us"] = 1e6 * busiest / static_cast<double>(state.iterations() * MESSAGES);
 }
 
 struct Bare {
@@ -151,6 +199,7 @@ void BM_Machines_DelayBare(benchmark::State& state) {
     natsSubscription_Destroy(subscription);
 }
 
+BENCHMARK(BM_Machines_ServerTime)->Arg(1)->Arg(3)->UseManualTime();
 BENCHMARK(BM_Machines_Send)->UseManualTime();
 BENCHMARK(BM_Machines_SendBare)->UseManualTime();
 BENCHMARK(BM_Machines_Delay)->UseRealTime();

@@ -9,6 +9,7 @@ namespace {
 
 using tc::Bilingual;
 
+constexpr int NO_PEERS = 10005;
 constexpr int NO_STREAM = 10059;
 constexpr std::int64_t SECOND = 1'000'000'000;  // nanoseconds, in configurations
 
@@ -112,9 +113,14 @@ Outcome Engine::Impl::MakeStream(std::string& error) {
     config.Duplicates = 2 * 60 * SECOND;
     jsErrCode code = static_cast<jsErrCode>(0);
     natsStatus status = NATS_OK;
-    const Outcome asked =
-        Ask([&] { return js_AddStream(nullptr, JetStream(), &config, nullptr, &code); }, status, error);
-    if (asked != Outcome::Done || status == NATS_OK) return asked;
+    // Servers of a cluster that have just been started do not know each other yet.
+    for (const auto begin = Clock::now();; Pause()) {
+        const Outcome asked =
+            Ask([&] { return js_AddStream(nullptr, JetStream(), &config, nullptr, &code); }, status, error);
+        if (asked != Outcome::Done || status == NATS_OK) return asked;
+        if (code != NO_PEERS || Clock::now() - begin > run.patience) break;
+        if (!MayWait(error)) return Ended(error);
+    }
     error =
         Bilingual(
             "the engine did not make room for the run: %1; it was asked for keep=%2 bytes and replicas=%3, "

@@ -42,8 +42,9 @@ struct Inlet::Impl {
     Clock::time_point lastHeard = Clock::now();
     Clock::time_point lastMessage = Clock::now();
 
+    Outcome Bind(natsStatus& status, std::string& error);
     Outcome Subscribe(std::string& error);
-    Outcome MakeConsumer(std::string& error);
+    Outcome MakeConsumer(natsStatus& status, std::string& error);
     void Unsubscribe();
     Outcome Receive(std::string& error);
     Outcome Take(NatsMessage message, std::string& error);
@@ -81,12 +82,11 @@ void Inlet::Impl::Unsubscribe() {
     messages.reset();
 }
 
-Outcome Inlet::Impl::MakeConsumer(std::string& error) {
+Outcome Inlet::Impl::MakeConsumer(natsStatus& status, std::string& error) {
     const std::string stream = engine.Stream();
     const std::string name = WayName(from, engine.run.place);
     const std::string filter = engine.Subject(engine.run.place, from, ">");
     jsErrCode code = static_cast<jsErrCode>(0);
-    natsStatus status = NATS_OK;
     natsInbox* inbox = nullptr;
     if (natsInbox_Create(&inbox) != NATS_OK) return Outcome::Failed;
     const Owned<char, natsInbox_Destroy> target(inbox);
@@ -100,27 +100,22 @@ Outcome Inlet::Impl::MakeConsumer(std::string& error) {
     config.AckWait = 30 * SECOND;
     config.MaxAckPending = static_cast<std::int64_t>(Window());
     config.FilterSubject = filter.c_str();
-    Outcome asked = engine.Ask(
+    const Outcome asked = engine.Ask(
         [&] { return js_DeleteConsumer(engine.JetStream(), stream.c_str(), name.c_str(), nullptr, &code); },
         status, error);
     if (asked != Outcome::Done) return asked;
-    asked = engine.Ask(
+    return engine.Ask(
         [&] { return js_AddConsumer(nullptr, engine.JetStream(), stream.c_str(), &config, nullptr, &code); },
         status, error);
-    if (asked != Outcome::Done || status == NATS_OK) return asked;
-    error = Reason(status);
-    return Outcome::Failed;
 }
 
-// From the first frame that was not taken yet.
-Outcome Inlet::Impl::Subscribe(std::string& error) {
+// One attempt; `status` is the library's answer.
+Outcome Inlet::Impl::Bind(natsStatus& status, std::string& error) {
+    const Outcome made = MakeConsumer(status, error);
+    if (made != Outcome::Done || status != NATS_OK) return made;
     const std::string stream = engine.Stream();
     const std::string name = WayName(from, engine.run.place);
     const std::string filter = engine.Subject(engine.run.place, from, ">");
-    Unsubscribe();
-    if (std::exchange(wire, engine.Number()) != engine.Number()) ListenForPresence();
-    const Outcome made = MakeConsumer(error);
-    if (made != Outcome::Done) return made;
     jsSubOptions options;
     jsSubOptions_Init(&options);
     options.Stream = stream.c_str();
@@ -128,7 +123,6 @@ Outcome Inlet::Impl::Subscribe(std::string& error) {
     options.ManualAck = true;
     natsSubscription* subscribed = nullptr;
     jsErrCode code = static_cast<jsErrCode>(0);
-    natsStatus status = NATS_OK;
     const Outcome asked = engine.Ask(
         [&] {
             return js_SubscribeSync(&subscribed, engine.JetStream(), filter.c_str(), nullptr, &options,
@@ -136,13 +130,34 @@ Outcome Inlet::Impl::Subscribe(std::string& error) {
         },
         status, error);
     messages.reset(subscribed);
-    if (asked != Outcome::Done) return asked;
-    lastMessage = Clock::now();
-    if (status == NATS_OK) {
-        natsSubscription_SetPendingLimits(messages.get(), -1, -1);
-        return Outcome::Done;
+    return asked;
+}
+
+// From the first frame that was not taken yet. A refusal is not the last word: servers that choose a new
+// leader may still know the reader of before, or not know the new one yet.
+Outcome Inlet::Impl::Subscribe(std::string& error) {
+    Unsubscribe();
+    if (std::exchange(wire, engine.Number()) != engine.Number()) ListenForPresence();
+    std::string refusal;
+    for (const auto begin = Clock::now(); Clock::now() - begin <= engine.run.patience; engine.Pause()) {
+        natsStatus status = NATS_OK;
+        const Outcome bound = Bind(status, error);
+        if (bound != Outcome::Done) return bound;
+        lastMessage = Clock::now();
+        if (status == NATS_OK) {
+            natsSubscription_SetPendingLimits(messages.get(), -1, -1);
+            return Outcome::Done;
+        }
+        refusal = Reason(status);
+        if (!engine.MayWait(error)) return Engine::Impl::Ended(error);
     }
-    error = Reason(status);
+    error =
+        Bilingual(
+            "the engine %1 does not let %2 read what %3 sends: %4; look at its log, and at the user's "
+            "permissions",
+            "die Engine %1 lässt %2 nicht lesen, was %3 sendet: %4; sehen Sie in ihr Protokoll, und prüfen "
+            "Sie die Rechte des Benutzers")
+            .With({engine.run.address.url, engine.run.place, from, refusal});
     return Outcome::Failed;
 }
 

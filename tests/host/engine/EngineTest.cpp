@@ -6,15 +6,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <future>
+#include <iostream>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "host/engine/Inlet.h"
 #include "host/engine/Outlet.h"
 #include "tests/host/engine/NatsServer.h"
+#include "tests/host/engine/RestlessProxy.h"
 
 namespace {
 
@@ -68,7 +73,8 @@ void Send(const EngineRun& run, int count, std::size_t size, std::string& error)
 }
 
 // How many units came as they were sent, before the end. Each is done at once, or never.
-int Receive(const EngineRun& run, std::size_t size, std::string& error, bool areDone = true) {
+int Receive(const EngineRun& run, std::size_t size, std::string& error, bool areDone = true,
+            std::atomic<int>* taken = nullptr) {
     const auto engine = Engine::Join(run, error);
     if (engine == nullptr) return -1;
     Inlet inlet(*engine, "a");
@@ -78,6 +84,7 @@ int Receive(const EngineRun& run, std::size_t size, std::string& error, bool are
         if (inlet.Next(unit, error) != Outcome::Done) return -3;
         if (unit.kind == Unit::End) return count;
         if (areDone) inlet.SetDone(unit.lastPiece);
+        if (taken != nullptr) *taken = count + 1;
         const Unit wanted = UnitOf(count, size);
         if (unit.line != wanted.line || unit.step != wanted.step || unit.bytes != wanted.bytes) return -4;
     }
@@ -289,36 +296,58 @@ TEST_F(EngineTest, RefusesWhoIsNotAllowedAndPrintsNoSecret) {
     EXPECT_NE(Engine::Join(run, error), nullptr) << error;
 }
 
-// That the system does not use.
-int FreePort() {
-    const NonsenseServer taken("");
-    return taken.Port();
+TEST_F(EngineTest, ReadsOnWhenTheServerDropsItForBeingSlow) {
+    const auto folder = MakeOwnFolder();
+    std::ofstream(folder->Path() / "conf") << "max_pending: 4MB\n";
+    server = std::make_unique<NatsServer>("-c " + (folder->Path() / "conf").string());
+    std::string error;
+    Send(RunAt("a"), 60, 200000, error);
+    EXPECT_THAT(error, IsEmpty());
+    RestlessProxy proxy(server->Port(), 1, 0);
+    proxy.HoldAfter(1 << 20);
+    EngineRun run = RunAt("b");
+    run.address.url = UrlOf(proxy.Port());
+    auto reader = std::async(std::launch::async, [&] { return Receive(run, 200000, error); });
+    const auto isDropped = [&] { return server->Log().find("Slow Consumer") != std::string::npos; };
+    for (int wait = 0; wait < 2000 && !isDropped(); ++wait) std::this_thread::sleep_for(10ms);
+    EXPECT_TRUE(isDropped()) << server->Log();
+    proxy.Release();
+    EXPECT_EQ(reader.get(), 60) << error;
 }
 
-// On request, for the servers take a while to find one another.
+// In seconds, until that many units were taken, or all.
+double LongestPause(const std::atomic<int>& taken, int goal, const std::future<int>& reader) {
+    using Clock = std::chrono::steady_clock;
+    int before = taken;
+    auto since = Clock::now();
+    std::chrono::duration<double> longest{0};
+    while (before < goal && reader.wait_for(5ms) != std::future_status::ready) {
+        longest = std::max<std::chrono::duration<double>>(longest, Clock::now() - since);
+        if (std::exchange(before, taken) != taken) since = Clock::now();
+    }
+    return longest.count();
+}
+
+// On request, for the servers take a while to find one another. Three times the leader is killed.
 TEST_F(EngineTest, GoesOnWhenAServerOfAClusterIsLost) {
     if (std::getenv("SIGWEAVE_MACHINE_RUNS") == nullptr) GTEST_SKIP() << "set SIGWEAVE_MACHINE_RUNS";
-    const int ports[] = {FreePort(), FreePort(), FreePort()};
-    std::string routes, urls;
-    for (const int port : ports) routes += (routes.empty() ? "" : ",") + UrlOf(port);
-    std::vector<std::unique_ptr<NatsServer>> servers;
-    for (const int port : ports) {
-        servers.push_back(std::make_unique<NatsServer>("--name s" + std::to_string(port) +
-                                                       " --cluster_name c --cluster " + UrlOf(port) +
-                                                       " --routes " + routes));
-        urls += (urls.empty() ? "" : ",") + servers.back()->Url();
-    }
+    NatsCluster cluster;
     EngineRun a = RunAt("a"), b = RunAt("b");
-    a.address.url = b.address.url = urls;
+    a.address.url = b.address.url = cluster.Urls();
     a.replicas = b.replicas = 3;
     std::string sent, received;
-    auto reader = std::async(std::launch::async, [&] { return Receive(b, 20000, received); });
+    std::atomic<int> taken{0};
+    auto reader = std::async(std::launch::async, [&] { return Receive(b, 20000, received, true, &taken); });
     auto writer = std::async(std::launch::async, [&] { Send(a, 20000, 20000, sent); });
-    for (const auto& each : servers) {
-        std::this_thread::sleep_for(4s);
-        each->Kill();
-        std::this_thread::sleep_for(1s);
-        each->Start();
+    for (int kill = 1; kill <= 3; ++kill) {
+        LongestPause(taken, kill * 4000, reader);
+        const int leader = cluster.LeaderOf("sigweave-test");
+        EXPECT_GE(leader, 0);
+        if (leader < 0) break;
+        cluster.At(leader).Kill();
+        std::cout << "the leader was killed: " << LongestPause(taken, taken + 2000, reader)
+                  << " s without a block\n";
+        cluster.At(leader).Start();
     }
     writer.get();
     EXPECT_THAT(sent, IsEmpty());

@@ -8,6 +8,7 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -17,6 +18,8 @@
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+#include "host/engine/NatsObjects.h"
 
 namespace {
 
@@ -40,6 +43,19 @@ bool Answers(int port) {
                          recv(probe, greeting, sizeof greeting, 0) > 0;
     close(probe);
     return answers;
+}
+
+// That the system does not use.
+int FreePort() {
+    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(probe, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size);
+    close(probe);
+    return ntohs(address.sin_port);
 }
 
 }  // namespace
@@ -85,9 +101,20 @@ void NatsServer::Start() {
         Kill();
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
+    throw std::runtime_error("nats-server does not start: " + Log());
+}
+
+std::string NatsServer::Log() const {
     std::ostringstream log;
     log << std::ifstream(folder->Path() / "log").rdbuf();
-    throw std::runtime_error("nats-server does not start: " + log.str());
+    return log.str();
+}
+
+double NatsServer::ProcessorSeconds() const {
+    clockid_t clock{};
+    timespec spent{};
+    if (clock_getcpuclockid(process, &clock) == 0) clock_gettime(clock, &spent);
+    return static_cast<double>(spent.tv_sec) + 1e-9 * static_cast<double>(spent.tv_nsec);
 }
 
 void NatsServer::Begin() {
@@ -110,4 +137,43 @@ void NatsServer::Begin() {
     dup2(output, 2);
     if (getppid() == parent) execvp("nats-server", arguments.data());
     _exit(127);
+}
+
+NatsCluster::NatsCluster() {
+    constexpr int SERVERS = 3;
+    std::vector<std::string> routes;
+    std::string all;
+    for (int server = 0; server < SERVERS; ++server) {
+        routes.push_back("nats://127.0.0.1:" + std::to_string(FreePort()));
+        all += (server > 0 ? "," : "") + routes.back();
+    }
+    for (int server = 0; server < SERVERS; ++server)
+        servers.push_back(std::make_unique<NatsServer>(
+            "--name s" + std::to_string(server) + " --cluster_name c --cluster " +
+            routes[static_cast<std::size_t>(server)] + " --routes " + all));
+}
+
+std::string NatsCluster::Urls() const {
+    std::string urls;
+    for (const auto& server : servers) urls += (urls.empty() ? "" : ",") + server->Url();
+    return urls;
+}
+
+int NatsCluster::LeaderOf(const std::string& stream) const {
+    using namespace host::engine;
+    for (const auto& server : servers) {
+        natsConnection* connected = nullptr;
+        jsCtx* context = nullptr;
+        jsStreamInfo* found = nullptr;
+        jsErrCode code{};
+        if (natsConnection_ConnectTo(&connected, server->Url().c_str()) != NATS_OK) continue;
+        const Connection connection(connected);
+        if (natsConnection_JetStream(&context, connected, nullptr) != NATS_OK) continue;
+        const Context jetStream(context);
+        if (js_GetStreamInfo(&found, context, stream.c_str(), nullptr, &code) != NATS_OK) continue;
+        const StreamInfo info(found);
+        const char* const leader = info->Cluster != nullptr ? info->Cluster->Leader : nullptr;
+        if (leader != nullptr && *leader == 's') return leader[1] - '0';
+    }
+    return -1;
 }

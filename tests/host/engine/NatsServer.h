@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/support/OwnFolder.h"
 
@@ -28,7 +29,10 @@ class NatsServer {
     void Hang();
     // At the same port, with the same store.
     void Start();
-    const std::filesystem::path& Folder() const { return folder->Path(); }
+    // What it has said so far.
+    std::string Log() const;
+    // That it has spent since it was started.
+    double ProcessorSeconds() const;
 
  private:
     void Begin();
@@ -37,4 +41,20 @@ class NatsServer {
     std::string more;
     int port = -1;
     pid_t process = 0;
+};
+
+// Three servers that agree on what they keep, named s0 to s2.
+class NatsCluster {
+ public:
+    NatsCluster();
+
+    // Of all of them.
+    std::string Urls() const;
+    int Size() const { return static_cast<int>(servers.size()); }
+    NatsServer& At(int server) { return *servers[static_cast<std::size_t>(server)]; }
+    // The one that decides what is in a stream; -1: none does.
+    int LeaderOf(const std::string& stream) const;
+
+ private:
+    std::vector<std::unique_ptr<NatsServer>> servers;
 };

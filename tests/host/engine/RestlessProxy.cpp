@@ -77,9 +77,15 @@ void RestlessProxy::Pass(int client, std::uint32_t seed) {
     std::mt19937 random(seed);
     const int upstream = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_in address = Loopback(server);
+    const int room = 65536;  // so that a server notices soon when nothing is read
+    setsockopt(upstream, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
     bool goesOn = connect(upstream, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     std::int64_t untilReset = Draw(random, SHORTEST, LONGEST);
     while (goesOn && !ends) {
+        if (untilHold.load() <= 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            continue;
+        }
         pollfd wait[] = {{client, POLLIN, 0}, {upstream, POLLIN, 0}};
         if (poll(wait, 2, 50) <= 0) continue;
         if (wait[0].revents != 0) goesOn = Forward(client, upstream, random, untilReset);
@@ -94,7 +100,8 @@ bool RestlessProxy::Forward(int from, int to, std::mt19937& random, std::int64_t
     char bytes[16384];
     ssize_t count = recv(from, bytes, sizeof bytes, 0);
     if (count <= 0) return false;
-    if (Draw(random, 1, DELAYS_ONE_IN) == 1)
+    untilHold -= count;
+    if (most > 0 && Draw(random, 1, DELAYS_ONE_IN) == 1)
         std::this_thread::sleep_for(std::chrono::milliseconds(Draw(random, 0, LONGEST_DELAY)));
     untilReset -= count;
     if (untilReset > 0 || done.load() >= most) return SendAll(to, bytes, count);
