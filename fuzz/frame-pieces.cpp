@@ -24,7 +24,13 @@ void PutAnything(const std::uint8_t* data, std::size_t size) {
         const std::string piece = rest.substr(0, wanted);
         sent += piece.size();
         order.Put(piece);
-        for (Unit unit; order.Take(unit);) taken += unit.bytes.size();
+        for (Unit unit; order.Take(unit);) {
+            taken += unit.bytes.size();
+            host::SourceTurn turn;
+            const std::string head = unit.bytes.substr(0, host::engine::TURN_SIZE);
+            if (host::engine::ReadTurn(unit.bytes, turn))
+                fuzz::Require(host::engine::WriteTurn(turn) == head, "a turn is read as it was written");
+        }
         data += size - (rest.size() - piece.size());
         size = rest.size() - piece.size();
     }
@@ -38,7 +44,10 @@ void PutUnits(const std::uint8_t* data, std::size_t size) {
     PieceMaker maker;
     for (std::size_t i = 0; i < std::min<std::size_t>(size, 8); ++i) {
         const bool isEnd = data[i] % 5 == 0;
-        units.push_back({isEnd ? Unit::End : Unit::Block, data[i] % 3 == 0, data[i], -1 + data[i] % 7,
+        units.push_back({isEnd              ? Unit::End
+                         : data[i] % 7 == 0 ? Unit::Turn
+                                            : Unit::Block,
+                         data[i] % 3 == 0, data[i], -1 + data[i] % 7,
                          std::string(std::size_t{data[i]} << (data[i] % 14), static_cast<char>(data[i]))});
     }
     for (const Unit& unit : units) {

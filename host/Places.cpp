@@ -1,6 +1,7 @@
 #include "host/Places.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 #include "host/FileDigest.h"
@@ -28,8 +29,9 @@ class PlacePlanner {
 
     std::optional<PlacePlan> Plan(const std::string& own) {
         ReadPlaces();
-        if (!open.mistakes.IsEmpty() || !CheckOwn(own) || !SortPlaces()) return std::nullopt;
-        for (const std::string& name : placeOf) plan.partOf.push_back(IndexOf(name));
+        if (!open.mistakes.IsEmpty() || !CheckOwn(own)) return std::nullopt;
+        if (plan.places.empty()) return plan;
+        if (!FindPlan()) return std::nullopt;
         plan.own = own.empty() ? 0 : IndexOf(own);
         TellMisplaced();
         return open.mistakes.IsEmpty() ? std::optional(plan) : std::nullopt;
@@ -67,34 +69,78 @@ class PlacePlanner {
 
     const std::string& PlaceAt(int module) const { return placeOf[static_cast<std::size_t>(module)]; }
 
-    // As lines lead; else as in the file, but with a source first.
-    bool SortPlaces() {
+    // The places with sources, in the order of the file.
+    std::vector<std::string> FindSourcePlaces() const {
+        std::vector<std::string> found;
         const std::vector<RunModule> modules = open.graph.Modules();
-        const auto source = std::ranges::find_if(
-            modules, [](const RunModule& module) { return module.module->GetTypeOfModule() == 1; });
-        if (source != modules.end()) {
-            const auto first =
-                std::ranges::find(plan.places, PlaceAt(static_cast<int>(source - modules.begin())));
-            std::rotate(plan.places.begin(), first, first + 1);
+        for (int module = 0; module < static_cast<int>(modules.size()); ++module)
+            if (modules[static_cast<std::size_t>(module)].module->GetTypeOfModule() == 1 &&
+                std::ranges::find(found, PlaceAt(module)) == found.end())
+                found.push_back(PlaceAt(module));
+        return found;
+    }
+
+    // The sources' place is the first one. With several, where signals of several sources come together is to
+    // be found: the plan with the fewest mistakes counts, of these the one with the fewest lines that pass
+    // that place, of these the first in the order of the file.
+    bool FindPlan() {
+        const std::vector<std::string> inFile = plan.places;
+        const std::vector<std::string> withSources = FindSourcePlaces();
+        const Runner runner(open.graph.Modules(), open.graph.Lines());
+        std::vector<std::string> candidates = inFile;
+        if (withSources.size() < 2)
+            candidates.assign(1, (withSources.empty() ? inFile : withSources).front());
+        std::optional<PlacePlan> best;
+        std::pair<std::size_t, std::ptrdiff_t> least;
+        for (const std::string& joining : candidates) {
+            plan.places = inFile;
+            if (!SortPlaces(joining, withSources)) continue;
+            std::vector<MisplacedPart> found = runner.FindMisplaced(plan);
+            const std::pair cost(found.size(), CountPassing());
+            if (best.has_value() && cost >= least) continue;
+            least = cost;
+            best = plan;
+            misplaced = std::move(found);
         }
+        if (!best.has_value()) TellCycle(candidates.front());
+        if (best.has_value()) plan = *best;
+        return best.has_value();
+    }
+
+    // The other places with sources, the joining one, and the others as lines lead, else as in the file.
+    // False when they feed each other.
+    bool SortPlaces(const std::string& joining, const std::vector<std::string>& withSources) {
+        std::ranges::stable_sort(plan.places, {}, [&](const std::string& place) {
+            return place == joining ? 1 : std::ranges::find(withSources, place) != withSources.end() ? 0 : 2;
+        });
+        plan.joining = IndexOf(joining);
         std::vector<std::pair<int, int>> edges;
-        for (const RunLine& line : open.graph.Lines())
-            if (PlaceAt(line.from) != PlaceAt(line.to))
-                edges.emplace_back(IndexOf(PlaceAt(line.from)), IndexOf(PlaceAt(line.to)));
         for (int place = 1; place < static_cast<int>(plan.places.size()); ++place)
-            edges.emplace_back(0, place);
-        const auto sorted = SortTopologically(static_cast<int>(plan.places.size()), edges);
-        if (!sorted.cycles.empty()) {
-            TellCycle();
-            return false;
+            edges.emplace_back(std::min(place - 1, plan.joining), place);
+        for (const RunLine& line : open.graph.Lines()) {
+            const int from = IndexOf(PlaceAt(line.from));
+            const int to = IndexOf(PlaceAt(line.to));
+            const bool decides = plan.joining == 0 || std::min(from, to) > plan.joining;
+            if (from != to && decides) edges.emplace_back(from, to);
         }
+        const auto sorted = SortTopologically(static_cast<int>(plan.places.size()), edges);
+        if (!sorted.cycles.empty()) return false;
         std::vector<std::string> names;
         for (const int place : sorted.order) names.push_back(plan.places[static_cast<std::size_t>(place)]);
         plan.places = std::move(names);
+        plan.partOf.clear();
+        for (const std::string& name : placeOf) plan.partOf.push_back(IndexOf(name));
         return true;
     }
 
-    void TellCycle() {
+    std::ptrdiff_t CountPassing() const {
+        const auto part = [this](int module) { return plan.partOf[static_cast<std::size_t>(module)]; };
+        return std::ranges::count_if(open.graph.Lines(), [&](const RunLine& line) {
+            return part(line.from) < plan.joining && part(line.to) > plan.joining;
+        });
+    }
+
+    void TellCycle(const std::string& first) {
         open.mistakes.Add(
             {open.file.GetPath()},
             Bilingual(
@@ -102,27 +148,31 @@ class PlacePlanner {
                 "place in one direction, and away from the one with the sources (%1)",
                 "die Orte speisen einander, so dass keiner beginnen könnte; Verbindungen müssen in einer "
                 "Richtung von Ort zu Ort führen, fort von dem mit den Quellen (%1)")
-                .With({plan.places.front()}));
+                .With({first}));
     }
 
     void TellMisplaced() {
-        const Runner runner(open.graph.Modules(), open.graph.Lines());
-        for (const MisplacedPart& misplaced : runner.FindMisplaced(plan)) {
-            if (misplaced.module >= 0) {
+        static constexpr Bilingual WITH_SOURCES("%1 must be at the place of the sources, %2: %3",
+                                                "%1 muss am Ort der Quellen sein, %2: %3");
+        static constexpr Bilingual WHERE_JOINED(
+            "%1 must be at %2, where signals of sources at several places come together: %3",
+            "%1 muss an dem Ort sein, an dem Signale von Quellen mehrerer Orte zusammenkommen, %2: %3");
+        const std::string& joining = plan.places[static_cast<std::size_t>(plan.joining)];
+        for (const MisplacedPart& each : misplaced) {
+            if (each.module >= 0) {
                 const InstanceEntry& instance =
-                    open.file.GetInstances()[static_cast<std::size_t>(misplaced.module)];
+                    open.file.GetInstances()[static_cast<std::size_t>(each.module)];
                 open.mistakes.Add(FindPlace(instance)->place,
-                                  Bilingual("%1 must be at the place of the sources, %2: %3",
-                                            "%1 muss am Ort der Quellen sein, %2: %3")
-                                      .With({instance.name, plan.places.front(), misplaced.reason}));
+                                  (plan.joining == 0 ? WITH_SOURCES : WHERE_JOINED)
+                                      .With({instance.name, joining, each.reason}));
             } else {
                 open.mistakes.Add(
-                    open.graph.PlaceOfLine(misplaced.line),
+                    open.graph.PlaceOfLine(each.line),
                     Bilingual(
                         "this line cannot lead to another place: %1; put both ends at one",
                         "diese Verbindung kann zu keinem anderen Ort führen: %1; setzen Sie beide Enden an "
                         "einen")
-                        .With({misplaced.reason}));
+                        .With({each.reason}));
             }
         }
     }
@@ -130,6 +180,7 @@ class PlacePlanner {
     OpenGraph& open;
     std::vector<std::string> placeOf;  // by instance
     PlacePlan plan;
+    std::vector<MisplacedPart> misplaced;
 };
 
 void Append(std::string& text, const std::string& item) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/parts/PlaceRun.h"
+
 namespace host {
 namespace {
 
@@ -85,23 +87,65 @@ void RunStreams::AddNode(int module, SchedulerParts& made, std::vector<int>& pos
             std::make_unique<SourcePace>(options.clock != nullptr ? *options.clock : tc::MachineClock());
 }
 
-// A line that comes from another part leads from the node `feed`; the cut lines of an output are one, to the
-// node `exit`.
+// Where the signals of sources meet: one of an earlier place.
+bool RunStreams::IsElsewhere(int module, int part) const {
+    return part > 0 && options.place != nullptr && part == options.place->Plan().joining &&
+           division.Parted()->PartOf(module) < part;
+}
+
+// In the order of the steps; those of sources elsewhere have no module.
+void RunStreams::AddNodes(int part, const std::set<std::pair<int, int>>& outputs, SchedulerParts& made,
+                          std::vector<int>& positions) const {
+    for (std::size_t place = 0; place < graph.order.size(); ++place) {
+        const int module = graph.order[place];
+        const bool isElsewhere = IsElsewhere(module, part) && graph.Module(module).GetTypeOfModule() == 1;
+        if (!division.IsIn(module, part) && !isElsewhere) continue;
+        AddNode(module, made, positions);
+        Scheduler::Node& node = made.nodes.back();
+        node.place = static_cast<int>(place);
+        if (isElsewhere) {
+            node.module = nullptr;
+            node.gate = nullptr;
+            node.pace = nullptr;
+            continue;
+        }
+        made.hasSources = made.hasSources || node.source;
+        for (int output = 0; output < graph.Module(module).GetNoOutput(); ++output)
+            node.makesUnseen = node.makesUnseen || !outputs.contains({module, output});
+    }
+}
+
+// What a source elsewhere leads to there comes from its node.
+void RunStreams::FindFeeds(int part, SchedulerParts& made, const std::vector<int>& positions) const {
+    made.feedOf.assign(graph.modules.size(), made.feed);
+    for (const int module : graph.order) {
+        if (!IsElsewhere(module, part)) continue;
+        const auto index = static_cast<std::size_t>(module);
+        if (graph.Module(module).GetTypeOfModule() == 1) made.feedOf[index] = positions[index];
+        for (const RunLine& line : graph.lines)
+            if (line.to == module && graph.Module(module).GetTypeOfModule() != 1)
+                made.feedOf[index] = made.feedOf[static_cast<std::size_t>(line.from)];
+    }
+}
+
+// A line that comes from another part leads from the node that stands for it; the cut lines of an output are
+// one, to the node `exit`. Where signals of sources meet, one from a source elsewhere to a later part is
+// there too, without blocks, so that it is known where that source leads to.
 void RunStreams::AddLine(int index, int part, const std::vector<int>& positions,
                          std::set<std::pair<int, int>>& outputs, SchedulerParts& made) const {
     const RunLine& line = graph.Line(index);
     const bool leaves = !division.IsIn(line.to, part);
-    if (!division.IsIn(line.from, part) && leaves) return;
-    if (leaves && !division.Parted()->IsFirst(index)) return;
+    const bool passes = leaves && IsElsewhere(line.from, part) && division.Parted()->PartOf(line.to) > part;
+    if (!division.IsIn(line.from, part) && leaves && !passes) return;
+    if (leaves && !passes && !division.Parted()->IsFirst(index)) return;
     Scheduler::Line added = MakeLine(index);
     if (leaves) added.receiver = &division.Parted()->CutOf(index)->sink;
     added.number = leaves || index >= graph.linesOfGraph ? -1 : index;
     const bool isFirst = outputs.erase({line.from, line.output}) > 0;
-    const auto at = [&](int module, int otherwise) {
-        return division.IsIn(module, part) ? positions[static_cast<std::size_t>(module)] : otherwise;
-    };
+    const auto from = static_cast<std::size_t>(line.from);
     added.lineOfRun = leaves ? -1 : index;
-    made.wiring.AddLine(at(line.from, made.feed), at(line.to, made.exit), isFirst);
+    made.wiring.AddLine(division.IsIn(line.from, part) ? positions[from] : made.feedOf[from],
+                        leaves ? made.exit : positions[static_cast<std::size_t>(line.to)], isFirst);
     made.lines.push_back(added);
 }
 
@@ -125,15 +169,9 @@ SchedulerParts RunStreams::MakeSchedulerParts(int part) const {
         made.feed = made.wiring.AddModule(false);
         made.nodes.emplace_back();
     }
-    for (std::size_t place = 0; place < graph.order.size(); ++place) {
-        const int module = graph.order[place];
-        if (!division.IsIn(module, part)) continue;
-        AddNode(module, made, positions);
-        Scheduler::Node& node = made.nodes.back();
-        node.place = static_cast<int>(place);
-        for (int output = 0; output < graph.Module(module).GetNoOutput(); ++output)
-            node.makesUnseen = node.makesUnseen || !outputs.contains({module, output});
-    }
+    AddNodes(part, outputs, made, positions);
+    made.hasSources = made.hasSources || part == 0;
+    FindFeeds(part, made, positions);
     if (part >= 0) {
         made.exit = made.wiring.AddModule(false);
         made.nodes.emplace_back();

@@ -32,7 +32,11 @@ class RunStreams {
     int FirstLineOf(int module, int output) const;
     std::set<std::pair<int, int>> WiredOutputs() const;
     Scheduler::Line MakeLine(int index) const;
+    bool IsElsewhere(int module, int part) const;
+    void AddNodes(int part, const std::set<std::pair<int, int>>& outputs, SchedulerParts& made,
+                  std::vector<int>& positions) const;
     void AddNode(int module, SchedulerParts& made, std::vector<int>& positions) const;
+    void FindFeeds(int part, SchedulerParts& made, const std::vector<int>& positions) const;
     void AddLine(int index, int part, const std::vector<int>& positions,
                  std::set<std::pair<int, int>>& outputs, SchedulerParts& made) const;
     void AddWatches(std::vector<Scheduler::Node>& nodes) const;

@@ -125,7 +125,7 @@ Scheduler::Scheduler(Wiring runWiring, std::vector<Node> allNodes, std::vector<L
             modulesOfGraph = std::max(modulesOfGraph, static_cast<std::size_t>(node.number + 1));
 }
 
-Scheduler::End Scheduler::RunBeyond(int place) {
+Scheduler::End Scheduler::RunSteps(int place, bool withSources) {
     if (!std::exchange(hasBegun, true)) {
         begin = clock.Milliseconds();
         nextProgress = begin + PROGRESS_INTERVAL;
@@ -133,17 +133,22 @@ Scheduler::End Scheduler::RunBeyond(int place) {
     const Scheduler* const before = std::exchange(current, this);
     bool goesOn = true;
     bool isHeard = true;
+    bool isElsewhere = false;
+    const auto mayStep = [&] { return goesOn && isHeard && !isElsewhere; };
     thrown = WhatItThrows([&] {
         do
-            while (goesOn && isHeard && (goesOn = AskWaiting()) && (position = policy.Choose()) >= 0 &&
-                   At(position).place > place) {
+            while (mayStep() && (withSources || !IsTurnOfSources()) && (goesOn = AskWaiting()) &&
+                   (position = policy.Choose()) >= 0 && At(position).place > place) {
+                isElsewhere = At(position).module == nullptr;
+                if (isElsewhere) break;
                 goesOn = StepNext();
                 isHeard = !goesOn || outlet == nullptr || outlet->HasStepped(LastPlace());
             }
-        while (goesOn && isHeard && place < 0 && (EndLines() || WaitForSources()));
+        while (mayStep() && withSources && place < 0 && (EndLines() || WaitForSources()));
     });
     current = before;
     if (!goesOn || !thrown.empty()) return End::Failed;
+    if (isElsewhere) return End::Elsewhere;
     return isHeard ? End::NothingToDo : End::Stopped;
 }
 
@@ -158,6 +163,15 @@ int Scheduler::LastPlace() const {
 
 void Scheduler::HasTaken(int node) {
     CountTaken(At(node));
+    policy.HasNoWork(node);
+}
+
+void Scheduler::HasTurned(int node, const SourceTurn& itsTurn) {
+    if (itsTurn.isTimed) lastLength = itsTurn.lastLength;
+    if (itsTurn.hasMade) policy.HasMade(node, itsTurn.isTimed ? itsTurn.milliseconds : lastLength);
+    if (itsTurn.gap > 0.0) policy.HasGap(node, itsTurn.gap);
+    if (!itsTurn.isOver) return;
+    At(node).ended = true;
     policy.HasNoWork(node);
 }
 
@@ -199,7 +213,9 @@ bool Scheduler::StepTimed(Node& node) {
 
 bool Scheduler::Step(Node& node) {
     if (node.gate != nullptr && !MayStep(node)) return true;
+    if (node.source) turn = SourceTurn();
     if (!HasWork(node)) return code == 0;
+    if (node.source) turn.source = node.place;
     if (options.changes != nullptr && options.changes->IsAny()) MakeChanges(node);
     if (node.pace != nullptr && !interruptSeen) AwaitPace(node);
     code = node.module->Execute();
@@ -236,6 +252,8 @@ bool Scheduler::AskWaiting() {
             EndWait(At(position));
         else if (code < 0)
             return false;
+        else if (turn.isOver && outlet != nullptr)
+            outlet->HasStepped(-1);
     return true;
 }
 
@@ -314,6 +332,7 @@ bool Scheduler::HasWork(Node& node) {
     policy.HasNoWork(position);
     if (!node.source) return false;
     node.ended = true;
+    turn = {.source = node.place, .isOver = true};
     TellState(*node.name, Bilingual("has given all its blocks", "hat alle Blöcke abgegeben").Text());
     return false;
 }
@@ -441,6 +460,7 @@ void Scheduler::AfterSourceStep(Node& node, int made) {
         const double now = clock.Milliseconds();
         if (node.lastSign < 0.0) node.lastSign = now;
         node.silent = now - node.lastSign > static_cast<double>(options.patience.count());
+        turn.isOver = turn.isOver || node.silent;
         if (node.silent) policy.HasNoWork(position);
     }
     if (options.onProgress) TellProgress();
@@ -471,6 +491,7 @@ void Scheduler::MeasureSignal(Node& node) {
         line.unmeasured = 0;
         after = std::max(after, line.signal);
     }
+    turn = {node.place, true, tells, turn.isOver, after - before, lastLength, gap};
     policy.HasMade(position, tells ? after - before : lastLength);
     if (gap > 0.0) policy.HasGap(position, gap);
     if (!tells) return;
@@ -484,7 +505,7 @@ void Scheduler::Interrupt() {
                             "unterbrochen; die Quellen beenden ihre Signale")
                       .Text());
     for (Node& node : nodes) {
-        if (!node.source || node.ended) continue;
+        if (!node.source || node.ended || node.module == nullptr) continue;
         interrupted = true;
         AskToEnd(node);
     }
@@ -536,6 +557,7 @@ void Scheduler::EndSource(Node& node) {
     if (node.waits) EndWait(node);
     node.ended = true;
     node.stepsLeft = 0;
+    turn.isOver = turn.isOver || turn.source == node.place;
     policy.HasNoWork(static_cast<int>(&node - nodes.data()));
 }
 

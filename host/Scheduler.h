@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/FairTurns.h"
@@ -16,6 +17,7 @@
 #include "host/RunReport.h"
 #include "host/SourcePace.h"
 #include "host/Wiring.h"
+#include "host/parts/SourceTurn.h"
 #include "sigweave/signal/TCIOStream.h"
 
 class TCBaseModule;
@@ -113,8 +115,8 @@ class Scheduler {
     };
 
     struct Node {
-        TCBaseModule* module = nullptr;
-        std::span<const int> inputs;  // of the wiring, as the next ones
+        TCBaseModule* module = nullptr;  // null: in another part
+        std::span<const int> inputs;     // of the wiring, as the next ones
         std::span<const int> outputs;
         int number = 0;  // in the graph
         int place = 0;   // in the order of all steps of the run
@@ -143,7 +145,8 @@ class Scheduler {
         std::vector<Watch> watches;
     };
 
-    enum class End { NothingToDo, Failed, Stopped };
+    // `Elsewhere`: it is the turn of a source of another part, at `Position`.
+    enum class End { NothingToDo, Failed, Stopped, Elsewhere };
 
     // Sees the steps of one part of a run (see parts/Part.h).
     class Outlet {
@@ -166,7 +169,9 @@ class Scheduler {
     // --- Of a part of a run
 
     // Steps modules until none at a place beyond that one has work.
-    End RunBeyond(int place);
+    End RunBeyond(int place) { return RunSteps(place, true); }
+    // The same without sources, of which it is one's turn.
+    End RunModulesBeyond(int place) { return RunSteps(place, false); }
     // The place of the last step, -1 of a source.
     int LastPlace() const;
     // The same, of a source too.
@@ -176,6 +181,12 @@ class Scheduler {
     // The node, which is none to be stepped, has written blocks into its lines or taken them off.
     void HasMade(int node) { CountMade(At(node)); }
     void HasTaken(int node);
+    // Whether no module has work but sources.
+    bool IsTurnOfSources() const { return policy.IsTurnOfSources(); }
+    // The last turn of a source, once; without one the source is -1. One that had nothing yet had no turn.
+    SourceTurn TakeTurn() { return std::exchange(turn, SourceTurn()); }
+    // The node, a source elsewhere, had its turn.
+    void HasTurned(int node, const SourceTurn& itsTurn);
     // A node that stands for what is in other parts, and is never stepped.
     void NeverSteps(int node) { policy.HasNoWork(node); }
     // See FairTurns.
@@ -203,6 +214,7 @@ class Scheduler {
     Node& At(int index) { return nodes[static_cast<std::size_t>(index)]; }
     Line& LineAt(int index) { return lines[static_cast<std::size_t>(index)]; }
 
+    End RunSteps(int place, bool withSources);
     bool StepNext();
     bool AskWaiting();
     bool WaitForSources();
@@ -247,6 +259,7 @@ class Scheduler {
     int position = -1;
     int code = 0;
     std::string thrown;
+    SourceTurn turn;
     std::vector<LiveChange> changes;
     bool interruptSeen = false;
     bool interrupted = false;

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <numeric>
 
 #include "host/EngineSection.h"
 #include "host/OpenGraph.h"
@@ -32,38 +33,47 @@ class EnginePlace final : public PlaceRun, public PartLink {
     // `cutLines`: the most that lead from one place to another.
     Outcome Begin(std::uint32_t cutLines, std::string& why) {
         const std::vector<std::string>& places = Plan().places;
-        const auto own = static_cast<std::size_t>(Plan().own);
+        const int own = Plan().own;
+        const int count = static_cast<int>(places.size());
         std::vector<std::string> ways;
-        for (std::size_t place = 1; place < places.size(); ++place)
-            ways.push_back(WayName(places[place - 1], places[place]));
-        std::vector<std::uint32_t> lines(cutLines);
-        for (std::uint32_t line = 0; line < cutLines; ++line) lines[line] = line;
+        for (int place = 0; place + 1 < count; ++place)
+            ways.push_back(WayName(PlaceAt(place), PlaceAt(ReceiverOf(place))));
+        bareTurn = cutLines;
+        std::vector<std::uint32_t> lines(cutLines + (own < Plan().joining ? 1 : 0));
+        std::iota(lines.begin(), lines.end(), 0U);
         Outcome outcome = Outcome::Done;
-        if (own + 1 < places.size()) {
-            outlet = std::make_unique<Outlet>(*engine, places[own + 1], lines, ways);
+        if (own + 1 < count) {
+            outlet = std::make_unique<Outlet>(*engine, PlaceAt(ReceiverOf(own)), lines, ways);
             outcome = outlet->Begin(why);
         }
-        if (own > 0 && outcome == Outcome::Done) {
-            inlet = std::make_unique<Inlet>(*engine, places[own - 1]);
-            outcome = inlet->Begin(why);
-        }
+        inlets.resize(places.size());
+        for (int place = 0; place < own && outcome == Outcome::Done; ++place)
+            if (ReceiverOf(place) == own) outcome = BeginInlet(place, why);
         return outcome;
     }
 
-    Got Receive(PartDelivery& delivery) override {
-        inlet->SetDone(done);
-        const std::uint64_t before = unit.lastPiece;
+    Got Receive(int from, PartDelivery& delivery) override {
+        Way& way = inlets[static_cast<std::size_t>(from)];
+        if (!JoinsPlaces()) way.inlet->SetDone(way.done);
+        const std::uint64_t before = delivery.before = way.last;
         bool hasMore = true;
         while (hasMore) {
-            const Outcome outcome = inlet->Next(unit, error);
+            const Outcome outcome = Next(from);
             if (outcome == Outcome::Interrupted) wasInterrupted = true;
             if (outcome != Outcome::Done) return outcome == Outcome::Failed ? Got::Failed : Got::Interrupted;
-            if (!Take(delivery)) return Got::Failed;
+            way.last = unit.lastPiece;
+            if (!Take(from, delivery)) return Got::Failed;
             hasMore = unit.hasMore;
         }
+        way.hasEnded = delivery.kind != PartDelivery::Kind::Blocks;
         // Before a source's step all modules have made theirs; when the next delivery is asked for they have.
-        if (delivery.place < 0) done = before;
+        if (delivery.place < 0) way.done = before;
         return Got::Delivery;
+    }
+
+    void SetDone(int from, std::uint64_t before) override {
+        const Way& way = inlets[static_cast<std::size_t>(from)];
+        way.inlet->SetDone(before == EVERYTHING ? way.last : before);
     }
 
     PartLink* Next() override { return outlet != nullptr ? this : nullptr; }
@@ -75,11 +85,18 @@ class EnginePlace final : public PlaceRun, public PartLink {
         const std::size_t count = delivery.PieceCount();
         for (std::size_t i = 0; i < count; ++i) {
             PartDelivery::Piece& piece = delivery.PieceAt(i);
-            sent.kind = Unit::Block;
-            sent.hasMore = isEnd || i + 1 < count;
+            const bool isLast = i + 1 == count;
+            const bool endsTurn = isLast && delivery.turn.source >= 0;
+            sent.kind = endsTurn ? Unit::Turn : Unit::Block;
+            sent.hasMore = isEnd || !isLast;
             sent.line = static_cast<std::uint32_t>(piece.cut);
             sent.step = smallest;
-            sent.bytes.assign(piece.frame.data(), piece.frame.size());
+            sent.bytes = endsTurn ? WriteTurn(delivery.turn) : "";
+            sent.bytes.append(piece.frame.data(), piece.frame.size());
+            if (!Send()) return false;
+        }
+        if (count == 0 && delivery.turn.source >= 0) {
+            sent = {Unit::Turn, isEnd, bareTurn, std::exchange(smallest, INT_MAX), WriteTurn(delivery.turn)};
             if (!Send()) return false;
         }
         if (isEnd) return SendEnd(delivery.kind == PartDelivery::Kind::Failed ? delivery.failedPart : -1);
@@ -95,6 +112,36 @@ class EnginePlace final : public PlaceRun, public PartLink {
     bool WasInterrupted() const override { return wasInterrupted; }
 
  private:
+    struct Way {
+        std::unique_ptr<Inlet> inlet;
+        std::uint64_t last = 0;  // piece that was received
+        std::uint64_t done = 0;  // the last piece of which nothing is left to do
+        bool hasEnded = false;
+    };
+
+    const std::string& PlaceAt(int place) const { return Plan().places[static_cast<std::size_t>(place)]; }
+    int ReceiverOf(int place) const { return std::max(place + 1, Plan().joining); }
+    bool JoinsPlaces() const { return Plan().joining > 0 && Plan().own == Plan().joining; }
+
+    Outcome BeginInlet(int place, std::string& why) {
+        Way& way = inlets[static_cast<std::size_t>(place)];
+        way.inlet = std::make_unique<Inlet>(*engine, PlaceAt(place), JoinsPlaces());
+        return way.inlet->Begin(why);
+    }
+
+    // The next unit of a place. Meanwhile none of the others may be missing.
+    Outcome Next(int from) {
+        Inlet& inlet = *inlets[static_cast<std::size_t>(from)].inlet;
+        for (;;) {
+            bool isThere = false;
+            const Outcome outcome = inlet.Look(unit, isThere, error);
+            if (outcome != Outcome::Done || isThere) return outcome;
+            for (const Way& other : inlets)
+                if (other.inlet != nullptr && !other.hasEnded && other.inlet->IsMissing(error))
+                    return Outcome::Failed;
+        }
+    }
+
     bool Send() {
         const Outcome outcome = outlet->Send(sent, error);
         wasInterrupted = wasInterrupted || outcome == Outcome::Interrupted;
@@ -111,12 +158,12 @@ class EnginePlace final : public PlaceRun, public PartLink {
     }
 
     // Nothing of a unit is believed that this place could not have been sent.
-    bool Take(PartDelivery& delivery) {
+    bool Take(int from, PartDelivery& delivery) {
         const bool isPlace = unit.step >= -1 && unit.step <= INT_MAX;
-        const bool isBlock = unit.kind == Unit::Block && !unit.bytes.empty();
-        if (isPlace && isBlock && unit.line < static_cast<std::uint32_t>(CutCount())) {
-            delivery.Add(static_cast<int>(unit.line)).frame.assign(unit.bytes.begin(), unit.bytes.end());
-        } else if (!isPlace || unit.kind != Unit::End || !TakeEnd(delivery)) {
+        const bool isTaken = unit.kind == Unit::Block  ? TakeFrame(unit.bytes, delivery)
+                             : unit.kind == Unit::Turn ? TakeTurn(from, delivery)
+                                                       : TakeEnd(from, delivery);
+        if (!isPlace || !isTaken) {
             error = Bilingual(
                         "what came from the place before, %1, is no block of this graph; begin a new run "
                         "with --new-run "
@@ -124,32 +171,49 @@ class EnginePlace final : public PlaceRun, public PartLink {
                         "was vom Ort davor, %1, kam, ist kein Block dieses Graphen; beginnen Sie an allen "
                         "Orten mit "
                         "--new-run einen neuen Lauf")
-                        .With({Plan().places[static_cast<std::size_t>(Plan().own - 1)]});
+                        .With({PlaceAt(from)});
             return false;
         }
         delivery.place = static_cast<int>(unit.step);
         return true;
     }
 
-    bool TakeEnd(PartDelivery& delivery) {
+    bool TakeFrame(std::string_view frame, PartDelivery& delivery) const {
+        if (frame.empty() || unit.line >= static_cast<std::uint32_t>(CutCount())) return false;
+        delivery.Add(static_cast<int>(unit.line)).frame.assign(frame.begin(), frame.end());
+        return true;
+    }
+
+    // Of a source that is there.
+    bool TakeTurn(int from, PartDelivery& delivery) const {
+        if (unit.hasMore || !ReadTurn(unit.bytes, delivery.turn)) return false;
+        const std::string_view frame = std::string_view(unit.bytes).substr(TURN_SIZE);
+        const bool isKnown = std::ranges::any_of(Sources(), [&](const Source& source) {
+            return source.part == from && source.place == delivery.turn.source;
+        });
+        return isKnown && (frame.empty() ? unit.line == bareTurn : TakeFrame(frame, delivery));
+    }
+
+    bool TakeEnd(int from, PartDelivery& delivery) {
         if (unit.hasMore) return false;
         delivery.kind = PartDelivery::Kind::Ended;
-        wasInterrupted = unit.bytes == INTERRUPTED;
-        if (!unit.bytes.starts_with(FAILED)) return wasInterrupted || unit.bytes == ENDED;
+        const bool isInterrupted = unit.bytes == INTERRUPTED;
+        wasInterrupted = wasInterrupted || isInterrupted;
+        if (!unit.bytes.starts_with(FAILED)) return isInterrupted || unit.bytes == ENDED;
         delivery.kind = PartDelivery::Kind::Failed;
         const char* const end = unit.bytes.data() + unit.bytes.size();
         const auto read = std::from_chars(unit.bytes.data() + FAILED.size(), end, delivery.failedPart);
         return read.ec == std::errc() && read.ptr == end && delivery.failedPart >= 0 &&
-               delivery.failedPart < Plan().own;
+               (JoinsPlaces() ? delivery.failedPart == from : delivery.failedPart < Plan().own);
     }
 
     const EngineRun run;
     std::unique_ptr<Engine> engine;
     std::unique_ptr<Outlet> outlet;
-    std::unique_ptr<Inlet> inlet;
+    std::vector<Way> inlets;     // by place
+    std::uint32_t bareTurn = 0;  // stands for the line of a turn without a frame
     Unit unit;
     Unit sent;
-    std::uint64_t done = 0;  // the last piece of which nothing is left to do
     int smallest = INT_MAX;  // place since the last delivery
     bool hasEnded = false;
     bool wasInterrupted = false;

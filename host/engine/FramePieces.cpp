@@ -38,7 +38,18 @@ struct Head {
 };
 static_assert(sizeof(Head) == PIECE_HEAD && offsetof(Head, offset) == PIECE_HEAD - 4);
 
-// The first piece of a frame holds its checksum, which stands for all of its bytes. Other units are short.
+constexpr std::uint32_t HAS_MADE = 1, IS_TIMED = 2, IS_OVER = 4;
+
+struct TurnBytes {
+    std::int32_t source = -1;
+    std::uint32_t flags = 0;
+    double milliseconds = 0.0;
+    double lastLength = 0.0;
+    double gap = 0.0;
+};
+static_assert(sizeof(TurnBytes) == TURN_SIZE);
+
+// The first piece of a frame holds its checksum, which stands for all of its bytes.
 std::uint64_t DigestOf(std::uint64_t before, const Head& head, std::string_view bytes) {
     std::uint64_t digest = Mix(before, head.number);
     digest = Mix(digest, std::uint64_t{head.kind} << 48 | std::uint64_t{head.hasMore} << 32 | head.line);
@@ -85,6 +96,27 @@ bool PieceMaker::Take(std::string& piece) {
     piece += bytes;
     offset += count;
     isEmpty = false;
+    return true;
+}
+
+std::string WriteTurn(const SourceTurn& turn) {
+    TurnBytes bytes;
+    bytes.source = turn.source;
+    bytes.flags = (turn.hasMade ? HAS_MADE : 0) | (turn.isTimed ? IS_TIMED : 0) | (turn.isOver ? IS_OVER : 0);
+    bytes.milliseconds = turn.milliseconds;
+    bytes.lastLength = turn.lastLength;
+    bytes.gap = turn.gap;
+    return {reinterpret_cast<const char*>(&bytes), sizeof bytes};
+}
+
+bool ReadTurn(std::string_view text, SourceTurn& turn) {
+    TurnBytes bytes;
+    if (text.size() < sizeof bytes) return false;
+    std::memcpy(&bytes, text.data(), sizeof bytes);
+    if (bytes.source < 0 || bytes.flags > (HAS_MADE | IS_TIMED | IS_OVER)) return false;
+    const auto has = [&](std::uint32_t flag) { return (bytes.flags & flag) != 0; };
+    turn = {bytes.source,       has(HAS_MADE),    has(IS_TIMED), has(IS_OVER),
+            bytes.milliseconds, bytes.lastLength, bytes.gap};
     return true;
 }
 
@@ -144,7 +176,7 @@ void PieceOrder::Add(std::string_view piece) {
         size = head.size;
     }
     const bool isSame = current.kind == head.kind && current.line == head.line && size == head.size;
-    const bool isKnown = (head.kind == Unit::Block || head.kind == Unit::End) && head.hasMore <= 1;
+    const bool isKnown = head.kind <= Unit::Turn && head.hasMore <= 1;
     if (!isKnown || !isSame || head.size > LARGEST_UNIT || head.offset != current.bytes.size() ||
         bytes.size() > size - current.bytes.size() || (bytes.empty() && size > 0)) {
         error =

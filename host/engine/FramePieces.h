@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "host/parts/SourceTurn.h"
+
 namespace host::engine {
 
 // What one place sends to another: units in their order, each cut into pieces that fit into messages. Numbers
@@ -14,6 +16,9 @@ namespace host::engine {
 //   0  mark "SWPC"   4  version   8  number of the piece, from 1   16  digest of all pieces up to this one
 //   24  what the unit is, 2 bytes   26  whether more belong to it, 2 bytes   28  line   32  step
 //   40  size of the whole unit   44  offset   48  bytes
+//
+// What a unit is: 0 a block's frame, 1 the end of what the place sends, 2 a turn of a source that is over
+// (see WriteTurn), and after it the last frame of the turn, if it has any.
 //
 // The digest is formed of the heads and, for blocks, of the checksums in their frames: two senders that made
 // the same blocks have the same digest at each number.
@@ -24,7 +29,7 @@ inline constexpr std::size_t LARGEST_PIECE = 512 << 10;  // with its head
 inline constexpr int MOST_IN_FLIGHT = 256;               // messages whose order may get lost
 
 struct Unit {
-    enum Kind : std::uint16_t { Block, End };
+    enum Kind : std::uint16_t { Block, End, Turn };
     Kind kind = Block;
     bool hasMore = false;  // the next unit is to be taken together with it
     std::uint32_t line = 0;
@@ -32,6 +37,13 @@ struct Unit {
     std::string bytes;            // a packed frame; of an end how the place ended, as text
     std::uint64_t lastPiece = 0;  // its number, when the unit was received
 };
+
+// The bytes of a turn, little-endian: 0 the source's place   4 1 if it has made a block, 2 if that is timed,
+// 4 if it is over, added up   8 milliseconds   16 lastLength   24 gap.
+inline constexpr std::size_t TURN_SIZE = 32;
+std::string WriteTurn(const SourceTurn& turn);
+// Of the first bytes; false when they are none.
+bool ReadTurn(std::string_view bytes, SourceTurn& turn);
 
 // Cuts units into pieces.
 class PieceMaker {

@@ -25,10 +25,12 @@ struct Receipt {
 }  // namespace
 
 struct Inlet::Impl {
-    Impl(Engine::Impl& ofRun, std::string source) : engine(ofRun), from(std::move(source)) {}
+    Impl(Engine::Impl& ofRun, std::string source, bool several)
+        : engine(ofRun), from(std::move(source)), isOneOfSeveral(several) {}
 
     Engine::Impl& engine;
     std::string from;
+    bool isOneOfSeveral;
     PieceOrder order;
     Subscription messages;
     Subscription presence;
@@ -57,12 +59,14 @@ struct Inlet::Impl {
     Outcome Acknowledge(std::size_t least, std::string& error);
     void ListenForPresence();
     void HearPresence();
+    bool IsMissing(std::string& error);
     std::string WhyMissing() const;
     std::string WhyGone() const;
     std::string WhyTooLarge() const;
 };
 
-Inlet::Inlet(Engine& engine, std::string from) : impl(new Impl(*engine.impl, std::move(from))) {}
+Inlet::Inlet(Engine& engine, std::string from, bool isOneOfSeveral)
+    : impl(new Impl(*engine.impl, std::move(from), isOneOfSeveral)) {}
 
 Inlet::~Inlet() {
     impl->Unsubscribe();
@@ -97,7 +101,8 @@ Outcome Inlet::Impl::MakeConsumer(natsStatus& status, std::string& error) {
     config.DeliverPolicy = nextSequence > 1 ? js_DeliverByStartSequence : js_DeliverAll;
     config.OptStartSeq = nextSequence > 1 ? nextSequence : 0;
     config.AckPolicy = js_AckAll;
-    config.AckWait = 30 * SECOND;
+    // What waits here unread must not come again and again. (What is lost is noticed without that.)
+    config.AckWait = isOneOfSeveral ? 86400 * SECOND : 30 * SECOND;
     config.MaxAckPending = static_cast<std::int64_t>(Window());
     config.FilterSubject = filter.c_str();
     const Outcome asked = engine.Ask(
@@ -137,7 +142,10 @@ Outcome Inlet::Impl::Bind(natsStatus& status, std::string& error) {
 // leader may still know the reader of before, or not know the new one yet.
 Outcome Inlet::Impl::Subscribe(std::string& error) {
     Unsubscribe();
-    if (std::exchange(wire, engine.Number()) != engine.Number()) ListenForPresence();
+    if (std::exchange(wire, engine.Number()) != engine.Number()) {
+        ListenForPresence();
+        lastHeard = Clock::now();
+    }
     std::string refusal;
     for (const auto begin = Clock::now(); Clock::now() - begin <= engine.run.patience; engine.Pause()) {
         natsStatus status = NATS_OK;
@@ -177,11 +185,26 @@ Outcome Inlet::Begin(std::string& error) {
 }
 
 Outcome Inlet::Next(Unit& unit, std::string& error) {
-    while (!impl->order.Take(unit)) {
-        const Outcome received = impl->Receive(error);
-        if (received != Outcome::Done) return received;
+    for (bool isThere = false; !isThere;) {
+        const Outcome looked = Look(unit, isThere, error);
+        if (looked != Outcome::Done) return looked;
     }
     return Outcome::Done;
+}
+
+Outcome Inlet::Look(Unit& unit, bool& isThere, std::string& error) {
+    isThere = impl->order.Take(unit);
+    if (isThere) return Outcome::Done;
+    const Outcome received = impl->Receive(error);
+    isThere = received == Outcome::Done && impl->order.Take(unit);
+    return received;
+}
+
+bool Inlet::IsMissing(std::string& error) {
+    int waiting = 0;
+    natsSubscription_GetPending(impl->messages.get(), &waiting, nullptr);
+    if (waiting > 0 || impl->wire != impl->engine.Number()) impl->lastHeard = Clock::now();
+    return impl->IsMissing(error);
 }
 
 void Inlet::SetDone(std::uint64_t piece) {
@@ -297,7 +320,6 @@ bool Inlet::Impl::IsStuck() {
 Outcome Inlet::Impl::BeIdle(std::string& error) {
     if (!engine.MayWait(error)) return Engine::Impl::Ended(error);
     const auto now = Clock::now();
-    HearPresence();
     if (!engine.IsUp()) {
         lastHeard = now;
         if (!engine.IsConnected()) engine.Pause();
@@ -315,12 +337,19 @@ Outcome Inlet::Impl::BeIdle(std::string& error) {
         }
         if (IsStuck()) return ReadAgain(error);
     }
+    return IsMissing(error) ? Outcome::Failed : Outcome::Done;
+}
+
+// Of a server that does not answer nothing can be heard.
+bool Inlet::Impl::IsMissing(std::string& error) {
     constexpr std::int64_t ANSWER_WAIT = 1000;
-    if (now - lastHeard <= engine.run.patience ||
+    HearPresence();
+    if (!engine.IsUp()) lastHeard = Clock::now();
+    if (Clock::now() - lastHeard <= engine.run.patience ||
         natsConnection_FlushTimeout(engine.wire->connection.get(), ANSWER_WAIT) != NATS_OK)
-        return Outcome::Done;  // of a server that does not answer nothing can be heard
+        return false;
     error = WhyMissing();
-    return Outcome::Failed;
+    return true;
 }
 
 std::string Inlet::Impl::WhyMissing() const {

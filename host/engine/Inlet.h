@@ -13,12 +13,18 @@ namespace host::engine {
 // the engine's thread.
 class Inlet {
  public:
-    Inlet(Engine& engine, std::string from);
+    // `isOneOfSeveral`: the others may be read for long before this one is read again.
+    Inlet(Engine& engine, std::string from, bool isOneOfSeveral = false);
     ~Inlet();
 
     Outcome Begin(std::string& error);
     // Waits for the next unit.
     Outcome Next(Unit& unit, std::string& error);
+    // The same, but waits for a moment only; `isThere` says whether there is one.
+    Outcome Look(Unit& unit, bool& isThere, std::string& error);
+    // While it is not read: whether nothing was heard of the other place for longer than the patience; the
+    // error then says so.
+    bool IsMissing(std::string& error);
     // Nothing is left to do for the units up to that one, by its `lastPiece`.
     void SetDone(std::uint64_t piece);
 

@@ -21,6 +21,8 @@ Part::Part(int partNumber, SchedulerParts parts, const RunOptions& runOptions,
     : number(partNumber),
       feed(parts.feed),
       exit(parts.exit),
+      feedOf(std::move(parts.feedOf)),
+      hasSources(parts.hasSources),
       original(runOptions),
       options(MakeOptions(runOptions)),
       cuts(allCuts) {
@@ -32,10 +34,10 @@ Part::Part(int partNumber, SchedulerParts parts, const RunOptions& runOptions,
     if (exit >= 0) scheduler->NeverSteps(exit);
 }
 
-// What concerns sources is the first part's; what is said goes to the last one.
+// What concerns sources is for the parts that have some; what is said goes to the last one.
 RunOptions Part::MakeOptions(const RunOptions& runOptions) {
     RunOptions made = runOptions;
-    if (number > 0) {
+    if (!hasSources) {
         made.interruption = nullptr;
         made.gauge = nullptr;
         made.changes = nullptr;
@@ -57,24 +59,71 @@ RunOptions Part::MakeOptions(const RunOptions& runOptions) {
 }
 
 void Part::Run() {
-    if (!Step(-1)) return;
+    if (!HasGone(Go(-1, true))) return;
     place = -1;
     End();
 }
 
+void Part::RunJoined(Stems& stems) {
+    for (;;) {
+        const Scheduler::End end = Go(-1, true);
+        if (end != Scheduler::End::Elsewhere && !HasGone(end)) return;
+        if (end != Scheduler::End::Elsewhere) break;
+        if (!TakeTurn(scheduler->Position(), stems)) return;
+    }
+    bool isOver = false;
+    const int failed = stems.Finish(isOver);
+    place = -1;
+    if (failed >= 0) return Fail(failed);
+    if (isOver) return End();
+    state = State::Stopped;
+}
+
+// False when the part is over.
+bool Part::TakeTurn(int node, Stems& stems) {
+    stems.TellDone();
+    const int source = scheduler->Nodes()[static_cast<std::size_t>(node)].place;
+    do {
+        if (!stems.Next(source, fromElsewhere)) {
+            state = State::Stopped;
+            ownFailure = stems.GetError();
+            if (!ownFailure.empty()) Fail(number);
+            return false;
+        }
+        if (fromElsewhere.kind == PartDelivery::Kind::Ended)
+            fromElsewhere.turn = {.source = source, .isOver = true};
+        else if (!TakeOfTurn(fromElsewhere, node))
+            return false;
+    } while (fromElsewhere.turn.source < 0);
+    scheduler->HasTurned(node, fromElsewhere.turn);
+    return true;
+}
+
+// Before the first delivery of a turn nothing of this part has work but sources.
+bool Part::TakeOfTurn(PartDelivery& delivery, int node) {
+    if (!HasGone(Go(delivery.place, false))) return false;
+    place = std::min(place, delivery.place);
+    return Accept(delivery, node);
+}
+
 bool Part::Take(PartDelivery& delivery) {
-    if (!Step(delivery.place)) return false;
+    if (!HasGone(Go(delivery.place, true))) return false;
     place = std::min(place, delivery.place);
     if (delivery.place < 0 && scheduler->IsHeldUp()) {
         End();
         return false;
     }
+    return Accept(delivery, feed);
+}
+
+// False when the part is over.
+bool Part::Accept(PartDelivery& delivery, int from) {
     for (PartText& text : delivery.texts) outgoing.texts.push_back(std::move(text));
     if (delivery.kind == PartDelivery::Kind::Failed) {
         Fail(delivery.failedPart);
         return false;
     }
-    if (!Unpack(delivery)) {
+    if (!Unpack(delivery, from)) {
         ownFailure = Bilingual("a block is damaged, or there is no memory for it",
                                "ein Block ist beschädigt, oder es fehlt der Speicher für ihn")
                          .Text();
@@ -96,10 +145,13 @@ void Part::End() {
     HandOn();
 }
 
-// False when the part is over.
-bool Part::Step(int bound) {
+Scheduler::End Part::Go(int bound, bool withSources) {
     const TextCapture capture(&outgoing.texts);
-    const Scheduler::End end = scheduler->RunBeyond(bound);
+    return withSources ? scheduler->RunBeyond(bound) : scheduler->RunModulesBeyond(bound);
+}
+
+// False when the part is over.
+bool Part::HasGone(Scheduler::End end) {
     if (end == Scheduler::End::NothingToDo) return true;
     state = State::Stopped;
     if (end == Scheduler::End::Stopped && ownFailure.empty()) return false;
@@ -110,13 +162,32 @@ bool Part::Step(int bound) {
 
 bool Part::HasStepped(int stepPlace) {
     place = std::min(place, stepPlace);
+    hasBegun = hasBegun || stepPlace < 0;
     if (!Pack()) return false;
+    if (stem != nullptr) return EndTurn();
     const bool goesOn = outgoing.IsEmpty() || HandOn();
     if (std::exchange(hasShared, false)) {
         for (const int cut : own) cuts[static_cast<std::size_t>(cut)]->sink.RemoveContents(true);
         scheduler->HasTaken(exit);
     }
     return goesOn;
+}
+
+// Of a stem, if its turn is over. Before the first one there is nobody to whom blocks belong.
+bool Part::EndTurn() {
+    if (!hasBegun && outgoing.PieceCount() > 0) {
+        ownFailure = Bilingual(
+                         "it makes blocks before its source does; put it at the place where signals of "
+                         "several sources meet",
+                         "es erzeugt Blöcke vor seiner Quelle; setzen Sie es an den Ort, an dem die "
+                         "Signale mehrerer Quellen zusammenkommen")
+                         .Text();
+        return false;
+    }
+    if (!outgoing.IsEmpty() && !HandOn()) return false;
+    if (!scheduler->IsTurnOfSources()) return true;
+    const SourceTurn turn = scheduler->TakeTurn();
+    return turn.source < 0 || stem->EndTurn(turn);
 }
 
 // What the step wrote for other parts.
@@ -154,18 +225,19 @@ void Part::Share(int cut) {
 }
 
 // Blocks for this part go into its lines, those for later ones are handed on.
-bool Part::Unpack(PartDelivery& delivery) {
+bool Part::Unpack(PartDelivery& delivery, int from) {
     bool any = false;
     for (std::size_t i = 0; i < delivery.PieceCount(); ++i) {
         PartDelivery::Piece& piece = delivery.PieceAt(i);
         CutOutput& cut = *cuts[static_cast<std::size_t>(piece.cut)];
+        if (feedOf[static_cast<std::size_t>(cut.module)] != from) return false;
         CutOutput::Feed* const here = cut.feeds[static_cast<std::size_t>(number)].get();
         if (here != nullptr && !(piece.frame.empty() ? here->Share(cut.sink) : here->Give(piece.frame)))
             return false;
         any = any || here != nullptr;
         if (cut.lastPart > number) std::swap(outgoing.Add(piece.cut).frame, piece.frame);
     }
-    if (any) scheduler->HasMade(feed);
+    if (any) scheduler->HasMade(from);
     return true;
 }
 

@@ -8,6 +8,8 @@
 #include "host/Scheduler.h"
 #include "host/parts/CutOutput.h"
 #include "host/parts/PartLink.h"
+#include "host/parts/StemLink.h"
+#include "host/parts/Stems.h"
 
 namespace host {
 
@@ -16,8 +18,10 @@ struct SchedulerParts {
     Wiring wiring;
     std::vector<Scheduler::Node> nodes;
     std::vector<Scheduler::Line> lines;
-    int feed = -1;  // the node from which cut lines come; -1: none
-    int exit = -1;  // the node to which they lead
+    int feed = -1;            // the node from which cut lines come; -1: none
+    int exit = -1;            // the node to which they lead
+    std::vector<int> feedOf;  // by module of the run: the node from which its blocks come
+    bool hasSources = false;  // so that interrupts, changes and the like are for it
 };
 
 // One part of a run: the modules of a graph that one thread steps. Why its steps, and those of all parts
@@ -32,6 +36,11 @@ struct SchedulerParts {
 // of them, and then before the next, are the same modules in the same order. Each part hands on what concerns
 // the ones after it, with its own steps put in: so the last one sees everything in the order of the uncut
 // run. It also says what all of them said, in that order.
+//
+// Sources may be at places of their own, before the first part of the row. What one of them leads to there,
+// its stem, runs by itself, and tells how each turn of the source ended (StemLink.h). Here it is a node
+// without a module, whose turns are taken as they come (RunJoined): docs/machines.md says why all
+// turns are then those of the uncut run.
 //
 // Where a module does not take what it declared to take, the part ends as the sources of an uncut run pause:
 // the run has stalled. When a module fails, the parts after it make the steps that come before and then none;
@@ -52,6 +61,10 @@ class Part final : public Scheduler::Outlet {
 
     // Of the first part: all of its steps, and the end of the others.
     void Run();
+    // Of a part with sources that sends their turns to the one where they meet: before `Run`.
+    void SetStem(StemLink* link) { stem = link; }
+    // Of the part where the signals of sources elsewhere meet: all of its steps.
+    void RunJoined(Stems& stems);
     // Of a later part: does what is due before the delivery, and takes it. False when it was the last one, or
     // when nothing more is wanted.
     bool Take(PartDelivery& delivery);
@@ -71,8 +84,13 @@ class Part final : public Scheduler::Outlet {
 
  private:
     RunOptions MakeOptions(const RunOptions& runOptions);
-    bool Step(int bound);
-    bool Unpack(PartDelivery& delivery);
+    Scheduler::End Go(int bound, bool withSources);
+    bool HasGone(Scheduler::End end);
+    bool Accept(PartDelivery& delivery, int from);
+    bool TakeTurn(int node, Stems& stems);
+    bool TakeOfTurn(PartDelivery& delivery, int node);
+    bool EndTurn();
+    bool Unpack(PartDelivery& delivery, int from);
     bool Pack();
     bool PackEach(int cut);
     void Share(int cut);
@@ -83,16 +101,21 @@ class Part final : public Scheduler::Outlet {
     const int number;
     const int feed;
     const int exit;
+    const std::vector<int> feedOf;
+    const bool hasSources;
     const RunOptions& original;
     const RunOptions options;
     std::vector<std::unique_ptr<CutOutput>>& cuts;
     std::vector<int> own;  // cuts whose output is here
     std::unique_ptr<Scheduler> scheduler;
     PartLink* next = nullptr;
+    StemLink* stem = nullptr;
+    bool hasBegun = false;  // a source has had a turn
     bool packs = true;
     bool hasShared = false;  // blocks of the last step wait in outputs
     PartDelivery outgoing;
-    int place = INT_MAX;  // the smallest since the last delivery
+    PartDelivery fromElsewhere;  // of a turn elsewhere
+    int place = INT_MAX;         // the smallest since the last delivery
     State state = State::Runs;
     int failedPart = -1;
     std::string ownFailure;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/parts/SourceTurn.h"
 #include "sigweave/services/TCLogFile.h"
 
 namespace host {
@@ -39,6 +40,8 @@ struct PartDelivery {
     int place = 0;
     int failedPart = -1;
     std::vector<PartText> texts;
+    SourceTurn turn;           // that ends with it, of a source before the place where signals meet
+    std::uint64_t before = 0;  // the link's own: the last of what came before it (see PlaceRun::SetDone)
 
     // Frames keep their storage when the delivery is used again, so that a steady flow allocates nothing.
     Piece& Add(int cut) {
@@ -53,12 +56,13 @@ struct PartDelivery {
         for (std::size_t i = 0; i < used; ++i) bytes += pieces[i].frame.size();
         return bytes;
     }
-    bool IsEmpty() const { return kind == Kind::Blocks && used == 0 && texts.empty(); }
+    bool IsEmpty() const { return kind == Kind::Blocks && used == 0 && texts.empty() && turn.source < 0; }
     void Clear() {
         kind = Kind::Blocks;
         used = 0;
         failedPart = -1;
         texts.clear();
+        turn = SourceTurn();
     }
 
  private:

@@ -22,24 +22,25 @@ class Planner {
         : modules(plannedModules), lines(plannedLines), weights(modules.size(), 1) {
         for (const PlannedLine& line : lines) weights[Index(line.to)] += 1;
         std::ranges::stable_sort(ordered, std::greater<>(), &PlannedLine::from);
+        FindSources();
         joinsMayMove = MayJoinsMove();
         Group();
-        for (const PlannedModule& module : modules) reasons.push_back(WhyPinned(module));
+        for (const PlannedModule& module : modules) reasons.push_back(WhyPinned(module, joinsMayMove));
     }
 
-    std::vector<MisplacedPart> FindMisplaced(const std::vector<int>& parts) const {
+    std::vector<MisplacedPart> FindMisplaced(const std::vector<int>& parts, int joining) const {
         std::vector<MisplacedPart> found;
-        for (int place = 0; place < static_cast<int>(parts.size()); ++place)
-            if (parts[Index(place)] > 0 && !reasons[Index(place)].empty())
-                found.push_back({place, -1, reasons[Index(place)]});
+        for (int place = 0; place < static_cast<int>(parts.size()); ++place) {
+            const int part = parts[Index(place)];
+            const std::string reason = part < joining   ? WhyNotInStem(place)
+                                       : part > joining ? reasons[Index(place)]
+                                                        : "";
+            if (!reason.empty()) found.push_back({place, -1, reason});
+        }
         for (int number = 0; number < static_cast<int>(lines.size()); ++number) {
             const PlannedLine& line = lines[Index(number)];
             const int from = parts[Index(line.from)], to = parts[Index(line.to)];
-            if (from == to) continue;
-            const std::string reason = from > to ? Bilingual("it leads back to an earlier place",
-                                                             "sie führt zu einem früheren Ort zurück")
-                                                       .Text()
-                                                 : WhyNotCut(line);
+            const std::string reason = from == to ? "" : WhyNotBetween(line, from, to, joining);
             if (!reason.empty()) found.push_back({-1, number, reason});
         }
         return found;
@@ -65,38 +66,75 @@ class Planner {
  private:
     static int Stride(int total) { return std::max(1, total / 256); }
 
-    std::string WhyPinned(const PlannedModule& module) const {
+    static std::string WhyPinned(const PlannedModule& module, bool mayJoin) {
         if (!module.pinned.empty()) return module.pinned;
         if (module.isSource) return Bilingual("it is a source", "es ist eine Quelle").Text();
         if (module.placement == TCBaseModuleEx::FIRST_THREAD)
             return Bilingual("its module does not declare that it may run on any thread",
                              "das Modul erklärt nicht, dass es auf jedem Thread laufen darf")
                 .Text();
-        if (module.placement == TCBaseModuleEx::ANY_THREAD_JOINS && !joinsMayMove)
+        if (module.placement == TCBaseModuleEx::ANY_THREAD_JOINS && !mayJoin)
             return Bilingual("what it leaves waiting decides which source goes next",
                              "was bei ihm wartet, entscheidet, welche Quelle an der Reihe ist")
                 .Text();
         return "";
     }
 
+    // Away from where the signals of sources meet.
+    std::string WhyNotInStem(int place) const {
+        const PlannedModule& module = modules[Index(place)];
+        if (module.isDriven) return module.pinned;
+        if (module.isSource) return "";
+        const std::size_t count = sources[Index(place)].size();
+        if (count > 1)
+            return Bilingual("signals of several sources come together in it",
+                             "Signale mehrerer Quellen kommen in ihm zusammen")
+                .Text();
+        if (count == 0) return Bilingual("no source leads to it", "keine Quelle führt zu ihm").Text();
+        return module.placement == TCBaseModuleEx::ANY_THREAD ? "" : WhyPinned(module, false);
+    }
+
+    std::string WhyNotBetween(const PlannedLine& line, int from, int to, int joining) const {
+        if (to < joining)
+            return Bilingual(
+                       "only its sources give signals to a place before the one where signals of several "
+                       "sources come together",
+                       "ein Ort vor dem, an dem Signale mehrerer Quellen zusammenkommen, bekommt Signale "
+                       "nur von seinen Quellen")
+                .Text();
+        if (from > to)
+            return Bilingual("it leads back to an earlier place", "sie führt zu einem früheren Ort zurück")
+                .Text();
+        const bool mayWait = modules[Index(line.to)].placement != TCBaseModuleEx::ANY_THREAD;
+        if (from < joining && mayWait && !line.holdsAddresses)
+            return Bilingual("%1 may leave its blocks waiting, unlike a Reblock between them at its place",
+                             "%1 lässt seine Blöcke womöglich warten, anders als ein Reblock dazwischen an "
+                             "seinem Ort")
+                .With({modules[Index(line.to)].name});
+        return WhyNotCut(line);
+    }
+
     // See the header: all have declared themselves, and each join gets everything from the same sources.
     bool MayJoinsMove() const {
-        std::vector<std::set<int>> sources(modules.size());
-        for (int place = 0; place < static_cast<int>(modules.size()); ++place) {
-            const PlannedModule& module = modules[Index(place)];
-            if (!module.isSource && module.placement == TCBaseModuleEx::FIRST_THREAD) return false;
-            if (module.isSource) sources[Index(place)].insert(place);
-        }
-        for (auto each = ordered.rbegin(); each != ordered.rend(); ++each) {
-            const PlannedLine& line = *each;
-            if (modules[Index(line.to)].isSource) return false;
-            sources[Index(line.to)].insert(sources[Index(line.from)].begin(),
-                                           sources[Index(line.from)].end());
-        }
+        const auto isUndeclared = [](const PlannedModule& module) {
+            return !module.isSource && module.placement == TCBaseModuleEx::FIRST_THREAD;
+        };
+        const auto isToSource = [this](const PlannedLine& line) { return modules[Index(line.to)].isSource; };
+        if (std::ranges::any_of(modules, isUndeclared) || std::ranges::any_of(ordered, isToSource))
+            return false;
         return std::ranges::all_of(ordered, [&](const PlannedLine& line) {
             return modules[Index(line.to)].placement != TCBaseModuleEx::ANY_THREAD_JOINS ||
                    sources[Index(line.to)] == sources[Index(line.from)];
         });
+    }
+
+    void FindSources() {
+        sources.resize(modules.size());
+        for (int place = 0; place < static_cast<int>(modules.size()); ++place)
+            if (modules[Index(place)].isSource) sources[Index(place)].insert(place);
+        for (auto each = ordered.rbegin(); each != ordered.rend(); ++each)
+            sources[Index(each->to)].insert(sources[Index(each->from)].begin(),
+                                            sources[Index(each->from)].end());
     }
 
     // Modules between which no line may be cut are one group, known by the first of them.
@@ -222,9 +260,10 @@ class Planner {
     const std::vector<PlannedLine>& lines;
     std::vector<PlannedLine> ordered = lines;  // the last first, by their beginnings
     std::vector<int> weights;
-    std::vector<int> groups;           // of each module, the first one of its group
-    std::vector<int> groupWeights;     // of that one
-    std::vector<std::string> reasons;  // why in the first part; empty: it need not be
+    std::vector<int> groups;             // of each module, the first one of its group
+    std::vector<int> groupWeights;       // of that one
+    std::vector<std::set<int>> sources;  // that lead to each module
+    std::vector<std::string> reasons;    // why in the first part; empty: it need not be
     bool joinsMayMove = false;
 };
 
@@ -236,9 +275,9 @@ PartPlan MakePartPlan(const std::vector<PlannedModule>& modules, const std::vect
 }
 
 std::vector<MisplacedPart> FindMisplaced(const std::vector<PlannedModule>& modules,
-                                         const std::vector<PlannedLine>& lines,
-                                         const std::vector<int>& parts) {
-    return Planner(modules, lines).FindMisplaced(parts);
+                                         const std::vector<PlannedLine>& lines, const std::vector<int>& parts,
+                                         int joining) {
+    return Planner(modules, lines).FindMisplaced(parts, joining);
 }
 
 }  // namespace host

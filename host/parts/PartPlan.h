@@ -30,6 +30,7 @@ struct PlannedModule {
     TCBaseModuleEx::PLACEMENT placement = TCBaseModuleEx::FIRST_THREAD;
     // Why it must be in the first part all the same; empty: it need not.
     std::string pinned;
+    bool isDriven = false;  // signals set its parameters
 };
 
 // From and to modules, by their places in the order of the steps.
@@ -66,9 +67,10 @@ struct MisplacedPart {
     std::string reason;
 };
 
-// What keeps these parts, by place, from making the steps of the uncut run; empty when nothing does.
+// What keeps these parts, by place, from making the steps of the uncut run; empty when nothing does. Those
+// before `joining` have sources and their stems: what a source leads to alone.
 std::vector<MisplacedPart> FindMisplaced(const std::vector<PlannedModule>& modules,
-                                         const std::vector<PlannedLine>& lines,
-                                         const std::vector<int>& parts);
+                                         const std::vector<PlannedLine>& lines, const std::vector<int>& parts,
+                                         int joining = 0);
 
 }  // namespace host

@@ -157,6 +157,28 @@ bool PartedRun::PlaceLink::Send(PartDelivery& delivery) {
     return next.Send(delivery);
 }
 
+// The sources of other places whose turns are taken here.
+void PartedRun::TellSources(const Part& part, PlaceRun& place) const {
+    std::vector<PlaceRun::Source> sources;
+    for (const Scheduler::Node& node : part.GetScheduler().Nodes())
+        if (node.source && node.module == nullptr) sources.push_back({node.place, PartOf(node.number)});
+    place.SetSources(std::move(sources));
+}
+
+void PartedRun::StepPlace(Part& part, PlaceRun& place) const {
+    const int own = place.Plan().own;
+    const int joining = place.Plan().joining;
+    if (own < joining || own == 0) return part.Run();
+    if (own == joining) {
+        TellSources(part, place);
+        Stems stems(place);
+        return part.RunJoined(stems);
+    }
+    PartDelivery delivery;
+    while (place.Receive(own - 1, delivery) == PlaceRun::Got::Delivery && part.Take(delivery))
+        delivery.Clear();
+}
+
 void PartedRun::RunPlace(const std::function<SchedulerParts(int part)>& make, const RunOptions& options) {
     PlaceRun& place = *options.place;
     const int own = place.Plan().own;
@@ -164,15 +186,15 @@ void PartedRun::RunPlace(const std::function<SchedulerParts(int part)>& make, co
     parts.resize(Index(count));
     parts[Index(own)] = std::make_unique<Part>(own, make(own), options, cuts);
     Part& part = *parts[Index(own)];
+    std::unique_ptr<StemLink> stem;
     std::unique_ptr<PlaceLink> link;
-    if (PartLink* const next = place.Next()) {
-        link = std::make_unique<PlaceLink>(part, *next);
-        part.SetNext(link.get());
-    }
-    if (own == 0) part.Run();
-    PartDelivery delivery;
-    while (own > 0 && place.Receive(delivery) == PlaceRun::Got::Delivery && part.Take(delivery))
-        delivery.Clear();
+    PartLink* next = place.Next();
+    if (next != nullptr && own < place.Plan().joining)
+        next = (stem = std::make_unique<StemLink>(*next)).get();
+    if (next != nullptr) link = std::make_unique<PlaceLink>(part, *next);
+    part.SetNext(link.get());
+    part.SetStem(stem.get());
+    StepPlace(part, place);
     if (part.GetState() == Part::State::Runs || part.GetState() == Part::State::Stopped) place.GiveUp();
     part.SetNext(nullptr);
 }

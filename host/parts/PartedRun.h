@@ -72,6 +72,8 @@ class PartedRun {
         PartLink& next;
     };
 
+    void StepPlace(Part& part, PlaceRun& place) const;
+    void TellSources(const Part& part, PlaceRun& place) const;
     std::unique_ptr<tc::Thread> Start(int part);
     void StartAll();
     void Decide();

@@ -45,7 +45,7 @@ std::vector<MisplacedPart> RunDivision::FindMisplaced(const PlacePlan& plan) con
     const std::vector<int> parts = PartsOf(plan);
     std::vector<int> byPlace;
     for (const int module : graph.order) byPlace.push_back(parts[static_cast<std::size_t>(module)]);
-    std::vector<MisplacedPart> found = host::FindMisplaced(PlanModules(), PlanLines(), byPlace);
+    std::vector<MisplacedPart> found = host::FindMisplaced(PlanModules(), PlanLines(), byPlace, plan.joining);
     for (MisplacedPart& misplaced : found)
         if (misplaced.module >= 0) misplaced.module = graph.order[static_cast<std::size_t>(misplaced.module)];
     std::erase_if(found, [&](const MisplacedPart& misplaced) {
@@ -73,6 +73,7 @@ std::vector<PlannedModule> RunDivision::PlanModules() const {
         module.name = graph.Name(index);
         module.isSource = graph.Module(index).GetTypeOfModule() == 1;
         if (extended != nullptr) module.placement = extended->GetPlacement();
+        module.isDriven = IsDriven(index);
         module.pinned = WhyPinned(index);
     }
     return planned;
@@ -92,12 +93,16 @@ std::vector<PlannedLine> RunDivision::PlanLines() const {
     return planned;
 }
 
+bool RunDivision::IsDriven(int module) const {
+    return std::ranges::any_of(
+        graph.gates, [&](const auto& gate) { return graph.Name(module) == gate->GetInstanceName(); });
+}
+
 // Why the module must be where the sources are, besides what it declares; empty: nothing.
 std::string RunDivision::WhyPinned(int module) const {
     const std::string& name = graph.Name(module);
-    const bool isDriven =
-        std::ranges::any_of(graph.gates, [&](const auto& gate) { return name == gate->GetInstanceName(); });
-    if (isDriven) return Bilingual("signals drive its parameters", "Signale steuern seine Parameter").Text();
+    if (IsDriven(module))
+        return Bilingual("signals drive its parameters", "Signale steuern seine Parameter").Text();
     if (!options.watches.empty())
         return Bilingual("outputs are watched", "Ausgänge werden beobachtet").Text();
     if (options.changes != nullptr && options.changes->Concern(name))

@@ -37,6 +37,7 @@ class RunDivision {
     std::vector<int> PartsOf(const PlacePlan& plan) const;
     std::vector<PlannedModule> PlanModules() const;
     std::vector<PlannedLine> PlanLines() const;
+    bool IsDriven(int module) const;
     std::string WhyPinned(int module) const;
     void TellUncut(const PartPlan& plan) const;
     void TellThreads(const PartPlan& plan) const;

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <random>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -15,6 +17,7 @@
 #include "host/Report.h"
 #include "host/parts/PartPlan.h"
 #include "sigweave/platform/OwnedFolder.h"
+#include "tests/host/MemoryPlace.h"
 #include "tests/host/RandomGraph.h"
 #include "tests/host/RunnerBench.h"
 #include "tests/host/TestModules.h"
@@ -209,6 +212,200 @@ TEST_F(RandomParts, GiveWhatOneThreadGives) {
     RecordProperty("graphs", static_cast<int>(done));
     EXPECT_GE(done, std::min(count, 5L)) << "too slow to say anything";
     EXPECT_GE(cut, done / 2) << "too few were cut to say anything";
+}
+
+// --- Random graphs in places, with sources at several of them
+
+// A filter before each input of a join, so that a line from another place leads to one that takes every
+// block.
+std::string PutBeforeJoins(const std::string& text) {
+    std::istringstream lines(text);
+    std::string sections, wires, name;
+    std::set<std::string> joins;
+    int added = 0;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t equals = line.find('=');
+        if (line.starts_with("[")) name = line.substr(1, line.size() - 2);
+        if (line == "module=Align" || line == "module=BusJoin") joins.insert(name);
+        std::string& part = name == "lines" ? wires : sections;
+        if (name == "lines" && equals != line.npos &&
+            joins.contains(line.substr(equals + 1, line.find('.', equals) - equals - 1))) {
+            const std::string filter = "p" + std::to_string(++added);
+            sections += "[" + filter + "]\nmodule=Filter\ncorner=200\n";
+            wires += line.substr(0, equals) + "=" + filter + ".Signal\n";
+            line = filter + ".Signal" + line.substr(equals);
+        }
+        part += line + "\n";
+    }
+    return sections + wires;
+}
+
+// Draws where modules are: sources at up to three places before the joining one, of what one leads to alone
+// some at its place, and of the ends some at one place behind.
+class PlaceDraw {
+ public:
+    PlaceDraw(std::uint64_t seed, const std::vector<host::RunModule>& modules,
+              const std::vector<host::RunLine>& runLines)
+        : random(seed), lines(runLines), sources(modules.size()) {
+        plan.joining = Between(1, 3);
+        for (int place = 0; place <= plan.joining + 1; ++place) plan.places.push_back(std::to_string(place));
+        for (const host::RunModule& module : modules) {
+            const auto& extended = dynamic_cast<const TCBaseModuleEx&>(*module.module);
+            takesAll.push_back(extended.GetPlacement() == ANY);
+            isSource.push_back(module.module->GetTypeOfModule() == 1);
+            plan.partOf.push_back(isSource.back() ? Between(0, plan.joining) : plan.joining);
+            if (isSource.back()) sources[takesAll.size() - 1] = {static_cast<int>(takesAll.size()) - 1};
+        }
+        Spread([this](const host::RunLine& line) {
+            const std::size_t before = sources[At(line.to)].size();
+            sources[At(line.to)].insert(sources[At(line.from)].begin(), sources[At(line.from)].end());
+            return sources[At(line.to)].size() > before;
+        });
+        for (std::size_t module = 0; module < modules.size(); ++module)
+            if (!isSource[module] && takesAll[module] && sources[module].size() == 1 && Between(0, 2) > 0)
+                plan.partOf[module] = plan.partOf[At(*sources[module].begin())];
+        Spread([this](const host::RunLine& line) { return Mend(line); });
+        for (std::size_t module = 0; module < modules.size(); ++module)
+            if (!isSource[module] && takesAll[module] && Between(0, 1) > 0 &&
+                plan.partOf[module] == plan.joining)
+                plan.partOf[module] = plan.joining + 1;
+        Spread([this](const host::RunLine& line) {
+            if (plan.partOf[At(line.from)] <= plan.partOf[At(line.to)]) return false;
+            plan.partOf[At(line.from)] = plan.partOf[At(line.to)];
+            return true;
+        });
+    }
+
+    bool HasStems() const {
+        return std::ranges::any_of(plan.partOf, [&](int p) { return p < plan.joining; });
+    }
+
+    host::PlacePlan plan;
+
+ private:
+    static std::size_t At(int index) { return static_cast<std::size_t>(index); }
+    int Between(int least, int most) { return least + static_cast<int>(random() % (most - least + 1U)); }
+    template <class Change>
+    void Spread(Change change) {
+        for (bool changed = true; changed;) {
+            changed = false;
+            for (const host::RunLine& line : lines) changed = change(line) || changed;
+        }
+    }
+    bool Mend(const host::RunLine& line) {
+        int& from = plan.partOf[At(line.from)];
+        int& to = plan.partOf[At(line.to)];
+        if (from == to) return false;
+        if (to < plan.joining) return to = plan.joining, true;
+        if (takesAll[At(line.to)]) return false;
+        return from = plan.joining, true;
+    }
+
+    std::mt19937_64 random;
+    const std::vector<host::RunLine>& lines;
+    std::vector<bool> takesAll, isSource;
+    std::vector<std::set<int>> sources;
+};
+
+// What each place reports; `run` makes the run of one.
+std::vector<RunReport> RunEach(const host::PlacePlan& plan,
+                               const std::function<RunReport(std::size_t own, host::RunOptions&)>& run) {
+    MemoryWays ways;
+    std::vector<RunReport> reports(plan.places.size());
+    std::vector<std::thread> threads;
+    for (std::size_t own = 0; own < reports.size(); ++own)
+        threads.emplace_back([&, own] {
+            host::messages::Collection collection;
+            host::PlacePlan here = plan;
+            here.own = static_cast<int>(own);
+            MemoryPlace place(here, ways, Dawdle);
+            host::RunOptions options;
+            options.place = &place;
+            reports[own] = run(own, options);
+        });
+    for (std::thread& thread : threads) thread.join();
+    return reports;
+}
+
+struct RandomPlaces : RandomParts {
+    struct Made {
+        std::unique_ptr<host::GraphFile> file;
+        std::unique_ptr<host::Graph> graph;
+    };
+
+    Made Make(const std::string& text) {
+        host::Mistakes mistakes;
+        Made made;
+        made.file = std::make_unique<host::GraphFile>(
+            host::GraphFile::Parse("random.graph", PutBeforeJoins(text), mistakes));
+        made.graph = std::make_unique<host::Graph>(*made.file, catalogue, window, mistakes);
+        for (const host::Mistake& mistake : mistakes.InOrder()) ADD_FAILURE() << mistake.text;
+        return made;
+    }
+
+    // One report of what each place says of what is there.
+    static RunReport RunPlaces(const std::vector<Made>& graphs, const host::PlacePlan& plan) {
+        std::vector<RunReport> reports = RunEach(plan, [&](std::size_t own, host::RunOptions& options) {
+            const host::Graph& graph = *graphs[own].graph;
+            return host::Runner(graph.Modules(), graph.Lines(), options).Run();
+        });
+        RunReport whole = reports[static_cast<std::size_t>(plan.joining)];
+        const auto at = [&](int module) -> RunReport& {
+            return reports[static_cast<std::size_t>(plan.partOf[static_cast<std::size_t>(module)])];
+        };
+        for (std::size_t i = 0; i < whole.modules.size(); ++i)
+            whole.modules[i] = at(static_cast<int>(i)).modules[i];
+        for (std::size_t i = 0; i < whole.lines.size(); ++i)
+            whole.lines[i] = at(graphs.front().graph->Lines()[i].to).lines[i];
+        for (const RunReport& report : reports)
+            if (report.verdict != Verdict::Complete) whole.explanation += report.explanation;
+        return whole;
+    }
+
+    host::HostWindow window;
+};
+
+TEST_F(RandomPlaces, GiveWhatOneGives) {
+    constexpr double MILLISECONDS = 3000.0;
+    const bool isLongForm = std::getenv("SIGWEAVE_PLACED_GRAPHS") != nullptr;
+    const long count = FromEnvironment("SIGWEAVE_PLACED_GRAPHS", 20);
+    const long first = FromEnvironment("SIGWEAVE_RANDOM_SEED", 1);
+    const double due = tc::MachineClock().Milliseconds() + MILLISECONDS;
+    long drawn = 0, cut = 0, full = 0;
+    for (; cut < count && !HasFailure(); ++drawn) {
+        if (!isLongForm && tc::MachineClock().Milliseconds() > due) break;
+        std::error_code failed;
+        const auto placed = tc::OwnedFolder::MakeTemporary("sigweave-places-", failed);
+        ASSERT_NE(placed, nullptr) << failed.message();
+        const auto seed = static_cast<std::uint64_t>(first + drawn);
+        const std::string text = MakeRandomGraphWithFiles(seed, placed->Path().string()).text;
+        SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + PutBeforeJoins(text));
+        std::vector<Made> graphs(1);
+        graphs[0] = Make(text);
+        if (HasFailure()) return;
+        const PlaceDraw draw(seed, graphs[0].graph->Modules(), graphs[0].graph->Lines());
+        const host::Runner runner(graphs[0].graph->Modules(), graphs[0].graph->Lines());
+        for (const auto& misplaced : runner.FindMisplaced(draw.plan)) ADD_FAILURE() << misplaced.reason;
+        if (!draw.HasStems()) continue;
+        while (graphs.size() < draw.plan.places.size()) graphs.push_back(Make(text));
+        RunReport several = RunPlaces(graphs, draw.plan);
+        ++cut;
+
+        const std::map<std::string, std::string> files = FilesIn(placed->Path());
+
+        graphs.push_back(Make(text));
+        host::messages::Collection collection;
+        const host::Graph& whole = *graphs.back().graph;
+        RunReport one = host::Runner(whole.Modules(), whole.Lines()).Run();
+        several.signalSeconds = one.signalSeconds;  // each place knows only of its own
+        several.seconds = one.seconds = 0.0;
+        full += std::ranges::any_of(one.lines, [](const auto& line) { return line.deepestQueue > 16; });
+        EXPECT_EQ(host::WriteJson(several, "x"), host::WriteJson(one, "x"));
+        EXPECT_TRUE(FilesIn(placed->Path()) == files);
+    }
+    RecordProperty("graphs", static_cast<int>(cut));
+    RecordProperty("full", static_cast<int>(full));
+    EXPECT_GE(cut, std::min(count, 4L)) << "too slow to say anything";
 }
 
 // --- What modules declare
@@ -447,6 +644,63 @@ TEST(PartedRun, StallsAsOnOneThread) {
     EXPECT_EQ(stopped.verdict, Verdict::Stalled);
     EXPECT_THAT(stopped.explanation, HasSubstr(oneOfMany.Run(1).explanation));
     EXPECT_LT(stopped.modules.front().blocksOut, 1000) << "memory is bounded";
+}
+
+// --- Sources at places of their own
+
+// At a: s1 -> m1, at b: s2 -> m2, and at c, where they could meet: m1 -> k1, m2 -> k2 -> end.
+struct Fork {
+    RunnerBench bench;
+
+    explicit Fork(const std::map<std::string, std::string>& settings) {
+        const auto of = [&](const char* name) { return settings.contains(name) ? settings.at(name) : ""; };
+        for (const char* source : {"s1", "s2"}) bench.Add<TestSource>(source, "blocks=60\n");
+        for (const char* mover : {"m1", "m2", "k1", "k2", "end"}) bench.Add<TestMover>(mover, of(mover));
+        for (const auto& [from, to] :
+             {std::pair("s1", "m1"), {"s2", "m2"}, {"m1", "k1"}, {"m2", "k2"}, {"k2", "end"}})
+            bench.Wire(from, to);
+    }
+};
+
+std::vector<RunReport> RunFork(const std::map<std::string, std::string>& settings,
+                               host::Interruption* interruptionOfA = nullptr) {
+    host::PlacePlan plan;
+    plan.places = {"a", "b", "c"};
+    plan.partOf = {0, 1, 0, 1, 2, 2, 2};
+    plan.joining = 2;
+    return RunEach(plan, [&](std::size_t own, host::RunOptions& options) {
+        if (own == 0) options.interruption = interruptionOfA;
+        return Fork(settings).bench.Run(options);
+    });
+}
+
+TEST(PlacedRun, NamesThePlaceWhoseModuleFailed) {
+    const std::vector<RunReport> reports = RunFork({{"m1", "at=3\ndoes=fail\n"}});
+    EXPECT_THAT(reports[0].explanation, HasSubstr("m1"));
+    EXPECT_EQ(reports[1].verdict, Verdict::Complete) << reports[1].explanation;
+    EXPECT_EQ(reports[2].verdict, Verdict::Failed);
+    EXPECT_THAT(reports[2].explanation, HasSubstr("the place a failed"));
+    EXPECT_EQ(reports[2].lines[2].blocks, 3);
+}
+
+TEST(PlacedRun, StallsAsInOneWhereSignalsMeet) {
+    const std::map<std::string, std::string> settings = {{"k2", "at=5\ndoes=hoard\n"}};
+    const RunReport one = Fork(settings).bench.Run();
+    const std::vector<RunReport> reports = RunFork(settings);
+    EXPECT_EQ(reports[2].verdict, Verdict::Stalled);
+    EXPECT_EQ(reports[2].explanation, one.explanation);
+    for (const std::size_t line : {2, 3}) EXPECT_EQ(reports[2].lines[line].blocks, one.lines[line].blocks);
+    EXPECT_EQ(reports[0].verdict, Verdict::Complete) << reports[0].explanation;
+}
+
+TEST(PlacedRun, GoesOnWithTheOthersWhenOneIsInterrupted) {
+    host::Interruption interruption;
+    interruption.Raise();
+    const std::vector<RunReport> reports = RunFork({}, &interruption);
+    EXPECT_EQ(reports[0].verdict, Verdict::Interrupted);
+    EXPECT_EQ(reports[2].lines[2].blocks, reports[0].modules[0].blocksOut);
+    EXPECT_LT(reports[2].lines[2].blocks, 60);
+    EXPECT_EQ(reports[2].lines[3].blocks, 60) << reports[2].explanation;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <random>
+#include <tuple>
 
 #include "host/engine/FramePieces.h"
 #include "tests/support/PackedFrame.h"
@@ -27,9 +28,14 @@ std::vector<std::string> PiecesOf(const std::vector<Unit>& units) {
     return pieces;
 }
 
-// 1 MB in three pieces, one of a few bytes, one without any, and an end.
-const std::vector<Unit> UNITS = {
-    BlockOf(3, 1 << 20, 'a'), BlockOf(0, 100, 'b'), BlockOf(1, 0, 'c'), {Unit::End, false, 0, 7, "complete"}};
+constexpr host::SourceTurn TURN = {7, true, false, true, 0.1, 62.5, 1e300};
+
+// 1 MB in three pieces, one of a few bytes, one without any, the end of a turn, and an end.
+const std::vector<Unit> UNITS = {BlockOf(3, 1 << 20, 'a'),
+                                 BlockOf(0, 100, 'b'),
+                                 BlockOf(1, 0, 'c'),
+                                 {Unit::End, false, 0, 7, "complete"},
+                                 {Unit::Turn, false, 2, -1, host::engine::WriteTurn(TURN) + "frame"}};
 
 void ExpectUnits(PieceOrder& order) {
     Unit unit;
@@ -47,16 +53,34 @@ void ExpectUnits(PieceOrder& order) {
 
 TEST(FramePieces, FitIntoMessagesAndComeTogetherInAnyOrder) {
     std::vector<std::string> pieces = PiecesOf(UNITS);
-    ASSERT_EQ(pieces.size(), 6u);
+    ASSERT_EQ(pieces.size(), 7u);
     for (const std::string& piece : pieces) EXPECT_LE(piece.size(), 512u << 10);
     std::mt19937 random(1);
     for (int trial = 0; trial < 100; ++trial) {
         std::vector<std::string> sent = pieces;
-        sent.insert(sent.end(), pieces.begin(), pieces.begin() + trial % 6);  // some of them twice
+        sent.insert(sent.end(), pieces.begin(), pieces.begin() + trial % 7);  // some of them twice
         std::shuffle(sent.begin(), sent.end(), random);
         PieceOrder order;
         for (const std::string& piece : sent) EXPECT_NE(order.Put(piece), PieceOrder::Outcome::TooEarly);
         ExpectUnits(order);
+    }
+}
+
+TEST(FramePieces, HoldTheTurnsOfSources) {
+    host::SourceTurn read;
+    const std::string& bytes = UNITS.back().bytes;
+    ASSERT_TRUE(host::engine::ReadTurn(bytes, read));
+    EXPECT_EQ(bytes.substr(host::engine::TURN_SIZE), "frame");
+    const auto all = [](const host::SourceTurn& turn) {
+        return std::tuple(turn.source, turn.hasMade, turn.isTimed, turn.isOver, turn.milliseconds,
+                          turn.lastLength, turn.gap);
+    };
+    EXPECT_EQ(all(read), all(TURN));
+    EXPECT_FALSE(host::engine::ReadTurn(bytes.substr(0, host::engine::TURN_SIZE - 1), read));
+    for (const std::size_t at : {3, 5}) {  // a source below 0, and an unknown flag
+        std::string changed = bytes;
+        changed[at] = '\xFF';
+        EXPECT_FALSE(host::engine::ReadTurn(changed, read));
     }
 }
 
@@ -76,7 +100,7 @@ TEST(FramePieces, ThatWereTakenAreKnownAndThoseFarAheadAreNotHeld) {
 
 // Any byte of any piece; the bytes of frames are what their own checksums are for.
 TEST(FramePieces, ThatWereChangedAreRefused) {
-    const std::vector<std::string> pieces = PiecesOf({UNITS[1], UNITS[3]});
+    const std::vector<std::string> pieces = PiecesOf({UNITS[1], UNITS[3], UNITS[4]});
     for (std::size_t piece = 0; piece < pieces.size(); ++piece)
         for (std::size_t at = 0; at < (piece == 0 ? host::engine::PIECE_HEAD + 24 : pieces[piece].size());
              ++at) {
@@ -91,7 +115,7 @@ TEST(FramePieces, ThatWereChangedAreRefused) {
             int taken = 0;
             while (order.Take(unit)) ++taken;
             // A changed number leaves a gap.
-            EXPECT_TRUE(!order.GetError().empty() || order.IsHolding() || isRefused || taken < 2)
+            EXPECT_TRUE(!order.GetError().empty() || order.IsHolding() || isRefused || taken < 3)
                 << "byte " << at << " of piece " << piece;
         }
 }
