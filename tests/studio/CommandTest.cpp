@@ -26,10 +26,11 @@ TEST(Command, IsReadWithAllItsParts) {
     EXPECT_EQ(command.edits[2].settings[0].second, "1");
     ASSERT_TRUE(ReadCommand(R"({"do":"watch","wishes":[
         {"trace":3,"port":"a.Signal","kind":"samples","samples":4096},
-        {"trace":4,"port":"a.Signal","seconds":0.5,"triggers":true,"level":-1e3}]})",
+        {"trace":4,"port":"a.Signal","seconds":0.5,"triggers":true,"level":-1e3},{}]})",
                             command, error));
     EXPECT_EQ(command.wishes[0].kind, Wish::Samples);
     EXPECT_EQ(command.wishes[1].level, -1000.0);
+    EXPECT_EQ(command.wishes[2].trace, 0);
     EXPECT_TRUE(command.edits.empty());
 }
 
