@@ -23,6 +23,10 @@ constexpr Bilingual FOLDER(
     "%1 is a folder; name a graph file, or one that is to be made, as in: sigweave studio %1/new.graph",
     "%1 ist ein Ordner; nennen Sie eine Graphdatei oder eine, die entstehen soll, etwa: sigweave studio "
     "%1/neu.graph");
+constexpr Bilingual NO_FOLDER(
+    "%1 cannot be made, for there is no folder %2; make it first, or name another one",
+    "%1 kann nicht entstehen, denn es gibt keinen Ordner %2; legen Sie ihn an, oder "
+    "nennen Sie einen anderen");
 constexpr Bilingual BAD_NAME(
     "'%1' is no name for a file in this folder; write one without slashes",
     "'%1' ist kein Name für eine Datei in diesem Ordner; schreiben Sie einen ohne Schrägstrich");
@@ -54,6 +58,11 @@ bool GraphDocument::ReadFile(std::string& content, bool& found, std::string& err
 bool GraphDocument::Open(const std::string& filePath, std::string& error) {
     path = filePath;
     if (!ReadFile(stored, exists, error)) return false;
+    const fs::path folder = fs::path(path).parent_path();
+    if (std::error_code failed; !exists && !folder.empty() && !fs::is_directory(folder, failed)) {
+        error = NO_FOLDER.With({path, folder.string()});
+        return false;
+    }
     text = stored;
     ++version;
     return true;

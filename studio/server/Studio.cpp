@@ -281,7 +281,8 @@ void Studio::Check() {
     checked["state"] = document.Version();
     checked["path"] = document.Path();
     std::error_code failed;
-    checked["folder"] = std::filesystem::weakly_canonical(document.Path(), failed).parent_path().string();
+    const std::filesystem::path path = std::filesystem::absolute(document.Path(), failed);
+    checked["folder"] = std::filesystem::weakly_canonical(path, failed).parent_path().string();
     checked["text"] = document.Text();
     checked["changed"] = document.IsChanged();
     checked["canUndo"] = document.CanUndo();

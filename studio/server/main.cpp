@@ -137,9 +137,9 @@ bool OpenTo(const Arguments& arguments, studio::Access& access, std::string& err
                     .With({arguments.listen});
         return false;
     }
-    host::console::Error(Bilingual("warning: whoever is on the way to %1 can read along and take over",
-                                   "Warnung: wer auf dem Weg zu %1 sitzt, kann mitlesen und eingreifen")
-                             .With({arguments.listen}));
+    host::console::Warning(Bilingual("whoever is on the way to %1 can read along and take over",
+                                     "wer auf dem Weg zu %1 sitzt, kann mitlesen und eingreifen")
+                               .With({arguments.listen}));
     return true;
 }
 
@@ -189,9 +189,10 @@ std::unique_ptr<studio::WebServer> OpenServer(const Arguments& arguments, const 
     } catch (const std::exception& failure) {
         error =
             Bilingual(
-                "the port %1 of %2 cannot be opened: %3; give another --port, or none for one that is free",
-                "der Port %1 an %2 lässt sich nicht öffnen: %3; geben Sie mit --port einen anderen an, oder "
-                "keinen, dann wird ein freier gesucht")
+                "the port %1 of %2 cannot be opened: %3; give another --port or none, and to --listen an "
+                "address of this machine",
+                "der Port %1 an %2 lässt sich nicht öffnen: %3; geben Sie einen anderen --port oder keinen "
+                "an, und bei --listen eine Adresse dieses Rechners")
                 .With({std::to_string(arguments.port), arguments.listen, failure.what()});
         return nullptr;
     }

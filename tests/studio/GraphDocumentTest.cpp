@@ -95,6 +95,14 @@ TEST_F(DocumentInFile, NoticesAFileThatCameOrWent) {
     EXPECT_TRUE(document.HasChangedOutside());
 }
 
+TEST_F(DocumentInFile, IsNoFolderAndInNoneThatIsMissing) {
+    const std::string folder = std::filesystem::path(path).parent_path().string();
+    EXPECT_FALSE(document.Open(folder, error));
+    EXPECT_EQ(error.find(folder + " is a folder"), 0u) << error;
+    EXPECT_FALSE(document.Open(folder + "/none/a.graph", error));
+    EXPECT_NE(error.find("no folder " + folder + "/none"), error.npos) << error;
+}
+
 TEST_F(DocumentInFile, IsSavedUnderAnotherNameInItsFolderAlone) {
     Write("x");
     ASSERT_TRUE(document.Open(path, error));

@@ -137,7 +137,7 @@ test('the output of a run is the same with 0, 3 and 50 viewers, one of them froz
 
 test('other addresses need a password that others cannot read, and encryption', () => {
   const start = (...args) =>
-    spawnSync(process.env.STUDIO_PROGRAM, ['--language', 'en', '--page', process.env.STUDIO_PAGE, '--listen', '0.0.0.0', ...args, 'x.graph'], {
+    spawnSync(process.env.STUDIO_PROGRAM, ['--language', 'en', '--page', process.env.STUDIO_PAGE, ...args, 'x.graph'], {
       cwd: folder,
       encoding: 'utf8',
       timeout: 30000,
@@ -153,11 +153,16 @@ test('other addresses need a password that others cannot read, and encryption', 
     [['--password-file', 'good', '--certificate', 'c'], /both --certificate and --key/],
     [['--folder', 'nowhere', '--password-file', 'good', '--certificate', 'c', '--key', 'k'], /no folder 'nowhere'/],
   ]) {
-    const { status, stderr } = start(...args);
+    const { status, stderr } = start('--listen', '0.0.0.0', ...args);
     assert.equal(status, 2, args.join(' '));
     assert.match(stderr, reason);
   }
-  const { status, stderr } = start('--password-file', 'good', '--certificate', 'none.pem', '--key', 'none.key');
-  assert.equal(status, 1);
-  assert.match(stderr, /none\.pem/);
+  for (const [args, reason] of [
+    [['--listen', '0.0.0.0', '--password-file', 'good', '--certificate', 'none.pem', '--key', 'none.key'], /none\.pem/],
+    [['--listen', '192.0.2.1', '--insecure'], /warning: whoever .*\n.* give another --port or none, and to --listen an address of this machine/],
+  ]) {
+    const { status, stderr } = start(...args);
+    assert.equal(status, 1);
+    assert.match(stderr, reason);
+  }
 });

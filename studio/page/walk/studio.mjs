@@ -125,6 +125,13 @@ const CUT_OFF = () => {
   return found;
 };
 
+// Whether all modules are within the drawing.
+const IN_SIGHT = () => {
+  const place = document.querySelector('.svelte-flow').getBoundingClientRect();
+  const isIn = ({ left, right, top, bottom }) => left >= place.left && right <= place.right && top >= place.top && bottom <= place.bottom;
+  return [...document.querySelectorAll('.svelte-flow__node')].every((node) => isIn(node.getBoundingClientRect()));
+};
+
 const axe = fs.readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 
 // A folder, a browser and studios that end with the tests of the file.
@@ -182,6 +189,7 @@ export function walk() {
     }
     await page.setViewportSize({ width: 1600, height: 1000 });
     await setLanguage(page, 'en');
+    await page.waitForFunction(IN_SIGHT);
   }
 
   const node = (page, name) => page.locator(`.svelte-flow__node[data-id="${name}"]`);

@@ -14,6 +14,10 @@ test('a new user draws, runs, watches and saves a graph', async () => {
   await picture(page, '1-empty');
   assert.deepEqual(await barriers(page), []);
 
+  await page.getByRole('button', { name: 'Save as …' }).click();
+  await page.getByRole('dialog').getByText(`${fs.realpathSync(folder)}/`).waitFor();
+  await page.keyboard.press('Escape');
+
   const modules = page.getByRole('region', { name: 'Modules' });
   await modules.getByRole('searchbox').fill('gener');
   await modules.getByRole('button', { name: /^Generator/ }).click();

@@ -129,13 +129,13 @@ export class Painting {
   private texts({ area, columns, rows }: Scene): void {
     const label = (text: string) => labelOf(text, colourOf('--text-soft'), colourOf('--panel'));
     const gap = Math.round(GAP * devicePixelRatio);
-    for (const { at, text } of columns) {
-      const made = label(text);
-      this.copy(made, at - (made.width >> 1), area.top + area.height + gap);
-    }
     for (const { at, text } of rows) {
       const made = label(text);
       this.copy(made, area.left - gap - made.width, at - (made.height >> 1));
+    }
+    for (const { at, text } of columns) {
+      const made = label(text);
+      this.copy(made, at - (made.width >> 1), area.top + area.height + gap);
     }
   }
 
@@ -206,15 +206,16 @@ function fill(pixels: Uint32Array, stride: number, area: Area, { top, bottom }: 
     if (!(upper < lower)) continue;
     const first = Math.floor(upper);
     const last = Math.ceil(lower) - 1;
-    for (let row = first, at = (area.top + first) * stride + area.left + column; row <= last; ++row, at += stride) {
-      const covered = Math.min(row + 1, lower) - Math.max(row, upper);
-      pixels[at] = covered >= 1 ? colour : over(pixels[at]!, colour, Math.round(256 * covered));
-    }
+    let at = (area.top + first) * stride + area.left + column;
+    pixels[at] = over(pixels[at]!, colour, Math.min(first + 1, lower) - upper);
+    for (let row = first + 1; row < last; ++row) pixels[(at += stride)] = colour;
+    if (last > first) pixels[at + stride] = over(pixels[at + stride]!, colour, lower - last);
   }
 }
 
-// The colour over another pixel, at a share of 256.
-function over(below: number, colour: number, share: number): number {
+// The colour where it covers that share of a pixel.
+function over(below: number, colour: number, covered: number): number {
+  const share = Math.round(256 * covered);
   const redAndBlue = (((below & 0xff00ff) * (256 - share) + (colour & 0xff00ff) * share) >>> 8) & 0xff00ff;
   const green = (((below & 0xff00) * (256 - share) + (colour & 0xff00) * share) >>> 8) & 0xff00;
   return (redAndBlue | green | OPAQUE) >>> 0;
