@@ -280,7 +280,9 @@ std::string Outlet::Impl::SlowPlaces() const {
                                                      way.c_str(), nullptr, &code);
         const ConsumerInfo info(found);
         if (status == NATS_OK && info->NumPending == 0) continue;
-        names += (names.empty() ? "" : ", ") + way.substr(way.find('-') + 1);
+        const std::string place = way.substr(way.find('-') + 1);
+        if ((", " + names + ",").find(", " + place + ",") != std::string::npos) continue;
+        names += (names.empty() ? "" : ", ") + place;
     }
     return names;
 }

@@ -240,6 +240,32 @@ std::string PutBeforeJoins(const std::string& text) {
     return sections + wires;
 }
 
+// Equally long signals of which some come to a join late, so that its lines fill up and sources help others.
+std::string MakeLateJoin(std::uint64_t seed, const std::string& folder) {
+    std::mt19937_64 random(seed);
+    const int count = 2 + static_cast<int>(random() % 3);
+    std::string text, lines;
+    for (int i = 1; i <= count; ++i) {
+        const std::string number = std::to_string(i);
+        std::string port = "s" + number + ".Signal=";
+        text += "[s" + number + "]\nmodule=Generator\nform=noise\nname=s" + number + "\nseed=" + number +
+                "\nrate=8000\nduration=0.512\nblock=" + std::to_string(16U << random() % 3) +
+                "\nstart=2026-01-01\n";
+        if (random() % 2 > 0) {
+            text +=
+                "[late" + number + "]\nmodule=Reblock\nsize=" + std::to_string(64U << random() % 6) + "\n";
+            lines += port + "late" + number + ".Signal\n";
+            port = "late" + number + ".Signal=";
+        }
+        text += "[cut" + number + "]\nmodule=Reblock\nsize=16\n";
+        lines += port + "cut" + number + ".Signal\ncut" + number + ".Signal=join.Signal " + number + "\n";
+        lines += "pick.Channel " + number + "=all.Signal " + number + "\n";
+    }
+    return text + "[join]\nmodule=BusJoin\n[pick]\nmodule=BusSelect\nexpression=.\nsignals=" +
+           std::to_string(count) + "\n[all]\nmodule=Recorder\noverwrite=yes\nfile=" + folder +
+           "/all.mcap\n[lines]\njoin.Bus=pick.Bus\n" + lines;
+}
+
 // Draws where modules are: sources at up to three places before the joining one, of what one leads to alone
 // some at its place, and of the ends some at one place behind.
 class PlaceDraw {
@@ -378,7 +404,9 @@ TEST_F(RandomPlaces, GiveWhatOneGives) {
         const auto placed = tc::OwnedFolder::MakeTemporary("sigweave-places-", failed);
         ASSERT_NE(placed, nullptr) << failed.message();
         const auto seed = static_cast<std::uint64_t>(first + drawn);
-        const std::string text = MakeRandomGraphWithFiles(seed, placed->Path().string()).text;
+        const std::string path = placed->Path().string();
+        const std::string text =
+            drawn % 4 == 3 ? MakeLateJoin(seed, path) : MakeRandomGraphWithFiles(seed, path).text;
         SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + PutBeforeJoins(text));
         std::vector<Made> graphs(1);
         graphs[0] = Make(text);
