@@ -65,6 +65,17 @@ TEST(GraphFile, HasASectionForTheServerThatJoinsItsPlaces) {
     EXPECT_EQ(section.url, "nats://host:4222");
     EXPECT_EQ(section.name, "b_c");
     EXPECT_EQ(section.keep, 1572864);
+    const std::pair<const char*, std::int64_t> sizes[] = {{"2000000", 2000000},
+                                                          {"2048 KB", 2097152},
+                                                          {"1048576 B", 1048576},
+                                                          {"1 GB", 1073741824},
+                                                          {"1 TB", 1099511627776}};
+    for (const auto& [size, bytes] : sizes)
+        EXPECT_EQ(host::ReadEngineSection(
+                      GraphFile::Parse("g", "[engine]\nkeep=" + std::string(size) + "\n", mistakes), mistakes)
+                      .keep,
+                  bytes)
+            << size;
     EXPECT_EQ(section.patience.count(), 500);
     ASSERT_EQ(graph.GetInstances().size(), 1u);
     ASSERT_NE(host::FindPlace(graph.GetInstances()[0]), nullptr);

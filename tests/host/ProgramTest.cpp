@@ -688,6 +688,15 @@ TEST_F(Program, WritesAModuleOnceAndUnderAGoodName) {
                 HasSubstr("\n  cmake -S Gain -B Gain/build -DCMAKE_PREFIX_PATH="));
 }
 
+TEST_F(Program, TellsHowToGetAStudioThatIsNotThere) {
+    fs::copy_file(SIGWEAVE_PROGRAM, folder / "sigweave");
+    const std::string command = "cd '" + folder.string() + "' && LC_ALL=C LD_LIBRARY_PATH='" +
+                                fs::path(SIGWEAVE_PROGRAM).parent_path().parent_path().string() +
+                                "/lib' ./sigweave studio 2>err; [ $? = 1 ]";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    EXPECT_THAT(ReadAll(folder / "err"), HasSubstr("install the package sigweave-studio"));
+}
+
 TEST_F(Program, WhatDoesNotFitTogetherIsToldWhereItWasSet) {
     Write("test.graph",
           "[a]\nmodule=TestSource\nblocks=3\n[s]\nmodule=TestJoin\n[lines]\na.Signal=s.Signal\n");

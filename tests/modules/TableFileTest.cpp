@@ -185,6 +185,16 @@ std::string ManyRows(int count) {
     return text;
 }
 
+TEST(TableFile, RefusesAFileThatHasChangedSinceItWasChecked) {
+    const std::string path = WriteTable("time,a\n0,1\n1,2\n");
+    Table table(path);
+    for (const char* text : {"time,a\n0,1\n0.5,2\n", "time,a,b\n0,1,1\n1,2,2\n"}) {
+        std::ofstream(path, std::ios::binary) << text;
+        EXPECT_FALSE(table.Start()) << text;
+        EXPECT_THAT(table.Error(), HasSubstr("has changed since it was checked"));
+    }
+}
+
 TEST(TableFile, DeliversWhatIsBeforeAMistake) {
     Table table(WriteTable(ManyRows(200000) + "200000,oops,1\n"), "block=1000");
     ASSERT_TRUE(table.opened);
