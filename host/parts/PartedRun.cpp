@@ -16,9 +16,10 @@ double Spent() {
     return 1000.0 * static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
-// How long a run is measured, and the share of the whole time that the longest part may have, so that threads
-// pay: handing over and waiting take some time too.
-constexpr double MEASURED = 10.0;  // ms
+// How long a run is measured, what handing over takes when the other thread must be woken, and the share of
+// the whole time that the longest part may have with it, so that threads pay.
+constexpr double MEASURED = 10.0;      // ms
+constexpr double HANDING_OVER = 0.01;  // ms, on either side
 constexpr double MOST_OF_WHOLE = 0.85;
 
 std::size_t Index(int number) {
@@ -114,6 +115,7 @@ bool PartedRun::DirectLink::Send(PartDelivery& delivery) {
     const double before = Spent();
     const bool goesOn = receiver.Take(delivery);
     milliseconds += Spent() - before;
+    ++deliveries;
     if (goesOn && part == 1 && before - run.measuredSince > MEASURED) run.Decide();
     return goesOn;
 }
@@ -127,12 +129,16 @@ void PartedRun::Decide() {
 
 // Whether the part that needs most time leaves enough to the others.
 bool PartedRun::Pays(double whole) const {
-    double longest = whole - directs.front()->milliseconds;
-    for (std::size_t i = 0; i < directs.size(); ++i) {
-        const double after = i + 1 < directs.size() ? directs[i + 1]->milliseconds : 0.0;
-        longest = std::max(longest, directs[i]->milliseconds - after);
+    double longest = 0.0;
+    double here = whole;  // of a part and all after it
+    double handedOver = 0.0;
+    for (const auto& link : directs) {
+        const double own = link->deliveries * HANDING_OVER;
+        longest = std::max(longest, here - link->milliseconds + handedOver + own);
+        here = link->milliseconds;
+        handedOver = own;
     }
-    return longest < MOST_OF_WHOLE * whole;
+    return std::max(longest, here + handedOver) < MOST_OF_WHOLE * whole;
 }
 
 void PartedRun::Run(const std::function<SchedulerParts(int part)>& make, const RunOptions& options) {

@@ -48,13 +48,14 @@ class PartedRun {
     using Threads = std::vector<std::unique_ptr<tc::Thread>>;
 
     // Without a thread between two parts. While the run is measured, it notes the time that the receiving
-    // part and those after it need.
+    // part and those after it need, and how often something is handed over.
     class DirectLink final : public PartLink {
      public:
         DirectLink(PartedRun& wholeRun, int receivingPart) : run(wholeRun), part(receivingPart) {}
         bool Send(PartDelivery& delivery) override;
 
         double milliseconds = 0.0;
+        int deliveries = 0;
 
      private:
         PartedRun& run;
