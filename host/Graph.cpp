@@ -106,6 +106,7 @@ void Graph::CreateModules() {
 
 void Graph::Create(Instance& instance, std::map<std::string, int>& used) {
     const InstanceEntry& entry = *instance.entry;
+    if (entry.module.empty() && TellMisnamedModule(entry)) return;
     if (entry.module.empty())
         return mistakes.Add(entry.place, Bilingual("the instance '%1' does not say which module it is; %2, "
                                                    "where 'sigweave modules' lists the ids",
@@ -124,6 +125,21 @@ void Graph::Create(Instance& instance, std::map<std::string, int>& used) {
                                                          "das Modul '%1' ist nicht verwendbar: %2")
                                                    .With({entry.module, error}));
     Greet(instance, *found);
+}
+
+// Where a setting seems to mean it. False when there is none.
+bool Graph::TellMisnamedModule(const InstanceEntry& entry) {
+    const auto found = std::ranges::find_if(entry.settings, [](const Setting& setting) {
+        return tc::AreSameButForCase(setting.name, "module") || tc::AreSameButForCase(setting.name, "modul");
+    });
+    if (found == entry.settings.end()) return false;
+    mistakes.Add(found->place,
+                 Bilingual("the instance '%1' does not say which module it is; write 'module' in "
+                           "place of '%2'",
+                           "die Instanz '%1' sagt nicht, welches Modul sie ist; schreiben Sie "
+                           "'module' statt '%2'")
+                     .With({entry.name, found->name}));
+    return true;
 }
 
 void Graph::Greet(Instance& instance, const CatalogueEntry& entry) {

@@ -64,6 +64,7 @@ class Graph {
 
     void CreateModules();
     void Create(Instance& instance, std::map<std::string, int>& used);
+    bool TellMisnamedModule(const InstanceEntry& entry);
     void Greet(Instance& instance, const CatalogueEntry& entry);
     void ApplySettings(Instance& instance);
     static const Place& PlaceOf(const InstanceEntry& entry, const std::string& parameter);
@@ -77,6 +78,7 @@ class Graph {
     static Ports ReadPorts(TCBaseModule& module, PORTTYPE kind);
     static int FindPort(const Ports& ports, const std::string& name);
     void ResolveLines();
+    bool IsReversed(const LineEntry& entry, const RunLine& line);
     bool ResolveLine(const LineEntry& entry, RunLine& line);
     int FindInstance(const PortName& name, const Place& place);
     int FindPort(PORTTYPE kind, const PortName& name, int instance, const Place& place);

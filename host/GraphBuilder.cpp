@@ -97,7 +97,24 @@ void GraphBuilder::SetAccept(const std::string& value) {
     graph.acceptsDifferences = value == "yes";
 }
 
+// Settings have no points in their names, lines have.
+void GraphBuilder::FindMisnamedLines() {
+    const auto isLine = [](const Setting& setting) { return setting.name.find('.') != std::string::npos; };
+    const auto found = std::ranges::find_if(graph.instances, [&](const InstanceEntry& entry) {
+        return entry.module.empty() && !entry.settings.empty() && std::ranges::all_of(entry.settings, isLine);
+    });
+    if (graph.form != GraphForm::Text || found == graph.instances.end()) return;
+    mistakes.Add(found->place,
+                 Bilingual("the section '%1' holds lines, and theirs is called [lines]; rename it",
+                           "der Abschnitt '%1' enthält Verbindungen, und ihrer heißt [lines]; "
+                           "benennen Sie ihn um")
+                     .With({found->name}));
+    CountLine();
+    graph.instances.erase(found);
+}
+
 void GraphBuilder::Finish() {
+    FindMisnamedLines();
     const auto found = std::ranges::find(graph.instances, ENGINE_SECTION, &InstanceEntry::name);
     if (found == graph.instances.end() || !found->module.empty()) return;
     graph.engine = std::move(*found);

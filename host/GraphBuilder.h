@@ -41,6 +41,8 @@ class GraphBuilder {
     // Each instance.Port; after a port with wildcards the second may be an instance alone. False, without a
     // message, when one of them is not.
     bool AddLine(std::string_view from, std::string_view to);
+    // One that is wrong: the graph has lines all the same.
+    void CountLine() { graph.hasLines = true; }
     // What may be wrong with it concerns nobody but who shows the graph.
     void AddView(std::string_view section, const std::string& name, const std::string& value) {
         graph.view.push_back({std::string(section), name, value, place});
@@ -51,6 +53,7 @@ class GraphBuilder {
     void AddComment(std::string_view text) { graph.comments.push_back({std::string(text), place}); }
 
  private:
+    void FindMisnamedLines();
     bool IsNewSetting(const std::string& name);
 
     GraphFile& graph;

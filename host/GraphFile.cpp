@@ -29,12 +29,14 @@ bool ReadBytes(const std::string& path, std::string& text, std::string& error) {
     const FileWait wait("", {path});
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        error = std::filesystem::exists(status) ? Bilingual("cannot be read; check its permissions",
-                                                            "ist nicht lesbar; prüfen Sie die Rechte")
-                                                      .Text()
-                                                : Bilingual("there is no such file; check the path",
-                                                            "diese Datei gibt es nicht; prüfen Sie den Pfad")
-                                                      .Text();
+        const bool isHidden = failed == std::errc::permission_denied;
+        error = std::filesystem::exists(status) || isHidden
+                    ? Bilingual("cannot be read; check its permissions",
+                                "ist nicht lesbar; prüfen Sie die Rechte")
+                          .Text()
+                    : Bilingual("there is no such file; check the path",
+                                "diese Datei gibt es nicht; prüfen Sie den Pfad")
+                          .Text();
         return false;
     }
     constexpr std::size_t AT_FIRST = 1 << 16;
@@ -61,6 +63,10 @@ std::string WhyNoGraph(const std::string& text) {
         return Bilingual(
                    "is larger than 16 MB, the most that a graph file may have; is it the right file?",
                    "ist größer als 16 MB, mehr darf eine Graphdatei nicht haben; ist es die richtige Datei?")
+            .Text();
+    if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"))
+        return Bilingual("is in UTF-16; save it in UTF-8, which editors offer as an encoding",
+                         "ist in UTF-16; speichern Sie sie in UTF-8, das Editoren als Kodierung anbieten")
             .Text();
     if (std::any_of(text.begin(), text.end(), IsBinary))
         return Bilingual("is a binary file, not a graph; a graph is plain text or XML, in UTF-8",

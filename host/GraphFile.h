@@ -80,6 +80,8 @@ class GraphFile {
     const GraphWording& GetWording() const { return GraphWording::Of(form); }
     const std::vector<InstanceEntry>& GetInstances() const { return instances; }
     const std::vector<LineEntry>& GetLines() const { return lines; }
+    // Also when each of them is wrong.
+    bool HasLines() const { return hasLines || !lines.empty(); }
     // The section of the server that joins the places of the graph; none in most graphs.
     const std::optional<InstanceEntry>& GetEngine() const { return engine; }
     const std::vector<ViewEntry>& GetView() const { return view; }
@@ -100,6 +102,7 @@ class GraphFile {
     std::vector<ViewEntry> view;
     std::vector<Comment> comments;
     bool acceptsDifferences = false;
+    bool hasLines = false;
 };
 
 }  // namespace host

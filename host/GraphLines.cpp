@@ -197,7 +197,7 @@ void Graph::ResolveLines() {
     if (instances.empty() && mistakes.IsEmpty())
         mistakes.Add({file.GetPath()}, Bilingual("names no modules; %1", "nennt keine Module; %1")
                                            .With({file.GetWording().addModules.Text()}));
-    if (file.GetLines().empty() && !file.GetInstances().empty())
+    if (!file.HasLines() && !file.GetInstances().empty())
         mistakes.Add({file.GetPath()}, Bilingual("has no lines, so no data would flow; %1",
                                                  "hat keine Verbindungen, so flössen keine Daten; %1")
                                            .With({file.GetWording().addLines.Text()}));
@@ -207,6 +207,13 @@ void Graph::ResolveLines() {
         lines.push_back(line);
         lineEntries.push_back(&entry);
     }
+}
+
+bool Graph::IsReversed(const LineEntry& entry, const RunLine& line) {
+    const Instance& from = At(line.from);
+    const Instance& to = At(line.to);
+    return FindPort(from.outputs, entry.from.port) < 0 && FindPort(from.inputs, entry.from.port) >= 0 &&
+           FindPort(to.inputs, entry.to.port) < 0 && FindPort(to.outputs, entry.to.port) >= 0;
 }
 
 bool Graph::ResolveLine(const LineEntry& entry, RunLine& line) {
@@ -220,6 +227,14 @@ bool Graph::ResolveLine(const LineEntry& entry, RunLine& line) {
                       "die Verbindung führt von '%1' zu sich selbst; Daten fließen nur vorwärts, zu einer "
                       "anderen Instanz")
                 .With({entry.from.instance}));
+        return false;
+    }
+    if (IsReversed(entry, line)) {
+        meant.insert(entry.from.instance);
+        mistakes.Add(entry.place,
+                     Bilingual("the line leads from an input to an output; write %1=%2",
+                               "die Verbindung führt von einem Eingang zu einem Ausgang; schreiben Sie %1=%2")
+                         .With({PortText(entry.to), PortText(entry.from)}));
         return false;
     }
     line.output = FindPort(OUTPUT, entry.from, line.from, entry.place);

@@ -166,22 +166,21 @@ class Reader {
 
     void ReadParameter(std::string_view line) {
         const std::optional<TextSetting> split = SplitTextSetting(line);
+        if (!split && section == Section::Lines) return RefuseLine(std::string(line));
         if (!split)
-            return builder.Tell(Bilingual("'%1' is neither name=value, [section] nor a # comment",
-                                          "'%1' ist weder Name=Wert noch [Abschnitt] noch ein #-Kommentar")
-                                    .With({line}));
+            return Refuse(Bilingual("'%1' is neither name=value, [section] nor a # comment",
+                                    "'%1' ist weder Name=Wert noch [Abschnitt] noch ein #-Kommentar")
+                              .With({line}));
         const std::string reason = WhyBadQuotes(split->value);
-        if (!reason.empty()) return builder.Tell(reason);
+        if (!reason.empty()) return Refuse(reason);
         if (split->name.empty())
-            return builder.Tell(
-                Bilingual("there is no name before the '='", "vor dem '=' steht kein Name").Text());
+            return Refuse(Bilingual("there is no name before the '='", "vor dem '=' steht kein Name").Text());
         const std::string text = std::string(split->name) + "=" + std::string(split->value) + "\n";
         if (syntax.ParseParamString(text.c_str()) != 1)
-            return builder.Tell(
-                Bilingual("%1; a backslash in quotation marks is written \\\\, the last one \\x5c",
-                          "%1; ein umgekehrter Schrägstrich in Anführungszeichen wird als \\\\ "
-                          "geschrieben, der letzte als \\x5c")
-                    .With({std::string(syntax.GetErrorText())}));
+            return Refuse(Bilingual("%1; a backslash in quotation marks is written \\\\, the last one \\x5c",
+                                    "%1; ein umgekehrter Schrägstrich in Anführungszeichen wird als \\\\ "
+                                    "geschrieben, der letzte als \\x5c")
+                              .With({std::string(syntax.GetErrorText())}));
         Take(std::string(syntax.GetParamName(0)), TCString::TCString2BinCString(syntax.GetParamValStr(0)),
              IsQuoted(split->value));
     }
@@ -207,12 +206,20 @@ class Reader {
 
     void TakeLine(const std::string& name, const std::string& value) {
         if (name == "accept") return builder.SetAccept(value);
-        if (!builder.AddLine(name, value))
-            builder.Tell(
-                Bilingual("'%1=%2' is not a line; write instance.Output=instance.Input",
-                          "'%1=%2' ist keine Verbindung; schreiben Sie Instanz.Ausgang=Instanz.Eingang")
-                    .With({name, value}) +
-                CommentHint(value));
+        if (!builder.AddLine(name, value)) RefuseLine(name + "=" + value);
+    }
+
+    void RefuseLine(const std::string& line) {
+        Refuse(Bilingual("'%1' is not a line; write instance.Output=instance.Input",
+                         "'%1' ist keine Verbindung; schreiben Sie Instanz.Ausgang=Instanz.Eingang")
+                   .With({line}) +
+               CommentHint(line));
+    }
+
+    // What was meant as a line counts as one, although it is wrong.
+    void Refuse(std::string mistake) {
+        if (section == Section::Lines) builder.CountLine();
+        builder.Tell(std::move(mistake));
     }
 
     GraphBuilder& builder;

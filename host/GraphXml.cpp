@@ -159,6 +159,7 @@ class Reader {
     }
 
     void ReadLine(const TCXMLNode& node) {
+        builder.CountLine();
         const Attributes attributes = ReadAttributes(node, {"from", "to"});
         ForEachChild(node, {}, [](const TCXMLNode&, const std::string&) {});
         Enter(node);

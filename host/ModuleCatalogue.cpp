@@ -131,6 +131,10 @@ std::string ModuleCatalogue::WhyUnusable(const std::string& id) const {
     for (const auto& [known, entry] : entries) ids.push_back(known);
     std::string searched;
     for (const std::string& folder : folders) searched += (searched.empty() ? "" : ", ") + folder;
+    static constexpr Bilingual OWN(
+        "; if it is one of your own, name the folder of its library with --module-path",
+        "; ist es ein eigenes, nennen Sie den Ordner seiner Bibliothek mit "
+        "--module-path");
     const std::string text = ids.empty()
                                  ? Bilingual(
                                        "there is no module '%1' in %2, nor any other; name the folder of its "
@@ -139,7 +143,8 @@ std::string ModuleCatalogue::WhyUnusable(const std::string& id) const {
                                        "Ordner seiner Bibliothek mit --module-path")
                                        .With({id, searched})
                                  : Bilingual("there is no module '%1'; %2", "es gibt kein Modul '%1'; %2")
-                                       .With({id, tc::SuggestNames(id, ids)});
+                                           .With({id, tc::SuggestNames(id, ids)}) +
+                                       (tc::NearestNames(id, ids).empty() ? OWN.Text() : "");
     const bool hasDefault = std::find(folders.begin(), folders.end(), DefaultFolder()) != folders.end();
     return hasDefault ? text
                       : Bilingual(

@@ -90,6 +90,12 @@ bool ModuleSettings::ResolvePath(const Setting& setting, std::string& path) {
                                 "%1: '%%2%' ist kein Ordner und keine Umgebungsvariable; setzen Sie die "
                                 "Variable, oder benennen Sie eine Datei mit zwei Prozentzeichen im Namen um")
                           .With({setting.name, name}));
+    if (path.starts_with("~/") && !std::filesystem::exists("~")) {
+        Tell(setting, Bilingual("%1: '~' is replaced by shells only; write %HOME%%2",
+                                "%1: '~' ersetzt nur die Shell; schreiben Sie %HOME%%2")
+                          .With({setting.name, path.substr(1)}));
+        return false;
+    }
     path = tc::NativePath(path.c_str());
     if (!setting.onCommandLine && !path.empty())
         path = (std::filesystem::path(file.GetPath()).parent_path() / path).lexically_normal().string();

@@ -261,7 +261,8 @@ int WriteNewModule(const NewModuleOptions& options) {
     const std::unique_ptr<tc::OwnedFolder> made = tc::OwnedFolder::Make(folder, failed);
     if (made == nullptr)
         return Refuse(
-            Bilingual("the folder %1 cannot be made: %2", "der Ordner %1 lässt sich nicht anlegen: %2")
+            Bilingual("the folder %1 cannot be made: %2; choose another place with --folder",
+                      "der Ordner %1 lässt sich nicht anlegen: %2; wählen Sie mit --folder einen anderen Ort")
                 .With({folder.string(), failed.message()}),
             EXIT_INCOMPLETE);
     std::vector<std::string> written;

@@ -97,7 +97,8 @@ bool Open(const LogOptions& options, std::string& error) {
         return true;
     }
     const std::string reason = ReasonOf(errno);
-    error = Bilingual("the log '%1' cannot be written: %2", "das Protokoll '%1' ist nicht beschreibbar: %2")
+    error = Bilingual("the log '%1' cannot be written: %2; name another place with --log",
+                      "das Protokoll '%1' ist nicht beschreibbar: %2; nennen Sie mit --log einen anderen Ort")
                 .With({options.pattern, reason});
     return false;
 }

@@ -197,8 +197,27 @@ CLI::App* AddCheckModule(CLI::App& app, host::check::CheckOptions& options) {
     return command;
 }
 
-std::string WriteMistake(const CLI::App*, const CLI::Error& error) {
-    return host::ExplainCommandLine(error.what()) +
+// An option that no command here has, with those that may be meant; empty when there is none. What comes
+// after it may be its value.
+std::string UnknownOption(const CLI::App& app) {
+    const std::vector<std::string> rest = app.remaining(true);
+    const auto found = std::ranges::find_if(
+        rest, [](const std::string& word) { return word.starts_with("--") && word.size() > 2; });
+    if (found == rest.end() || app.get_subcommands().empty()) return "";
+    const CLI::App* command = app.get_subcommands().front();
+    if (!command->get_subcommands().empty()) command = command->get_subcommands().front();
+    CStringArray names;
+    for (const CLI::Option* option : command->get_options())
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    const std::string option = found->substr(0, found->find('='));
+    return Bilingual("%1 has no option %2; %3", "%1 hat keine Option %2; %3")
+        .With({command->get_name(), option, tc::SuggestNames(option, names)});
+}
+
+std::string WriteMistake(const CLI::App* app, const CLI::Error& error) {
+    const bool isExtra = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+    const std::string unknown = isExtra ? UnknownOption(*app) : "";
+    return (unknown.empty() ? host::ExplainCommandLine(error.what()) : unknown) +
            Bilingual("\nRun with --help for more information.\n", "\nWeitere Informationen gibt --help.\n")
                .Text();
 }
@@ -227,6 +246,11 @@ void AddReportFormat(CLI::App& command, std::string& format) {
 
 std::string WhyNoFile(const std::string& name) {
     return name.empty() ? Bilingual("a file name is missing", "ein Dateiname fehlt").Text() : "";
+}
+
+std::string WhyNoPlace(const std::string& name) {
+    return name.empty() ? Bilingual("the name of a place is missing", "der Name eines Orts fehlt").Text()
+                        : "";
 }
 
 constexpr int MOST_THREADS = 256;
@@ -299,7 +323,7 @@ CLI::Option* AddPlace(CLI::App& command, host::CommandOptions& options) {
                     "Only the instances at this place of the graph; those of others run where this command "
                     "is given with "
                     "theirs")
-        ->check(CLI::Validator(WhyNoFile, ""))
+        ->check(CLI::Validator(WhyNoPlace, ""))
         ->type_name("NAME");
 }
 
@@ -462,8 +486,12 @@ CLI::App* AddStudio(CLI::App& app) {
     return command;
 }
 
-// If not, suggests similar names.
-bool BeginsWithCommand(const std::vector<std::string>& arguments) {
+// If not, suggests similar names. 'help run' becomes 'run --help'.
+bool BeginsWithCommand(std::vector<std::string>& arguments) {
+    if (arguments[0] == "help") {
+        std::rotate(arguments.begin(), arguments.begin() + 1, arguments.end());
+        arguments.back() = "--help";
+    }
     const CStringArray commands = {"run",     "check", "check-module", "convert", "devices",    "diff",
                                    "export",  "form",  "info",         "modules", "new-module", "preset",
                                    "profile", "rerun", "set",          "studio"};

@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "sigweave/services/Bilingual.h"
+#include "sigweave/services/NearNames.h"
 #include "sigweave/signal/SiSymbols.h"
 
 namespace tc {
@@ -160,6 +161,20 @@ constexpr Refusal REFUSALS[] = {
 // Texts whose gram is one, whatever "g" alone may be.
 constexpr Symbol WHOLE_TEXTS[] = {
     {"g/cm^3", {-3, 1}, 3}, {"g/l", {-3, 1}, 0}, {"g/mol", {0, 1, 0, 0, 0, -1}, -3}};
+
+// Units that differ from the text in case alone, as people name alternatives; empty: there are none.
+CString InOtherCase(std::string_view text) {
+    CString found;
+    const auto look = [&](const std::string& unit) {
+        if (AreSameButForCase(unit, text)) found += (found.empty() ? "'" : ", '") + unit + "'";
+    };
+    for (const Symbol& symbol : SYMBOLS) {
+        look(std::string(symbol.text));
+        if (!symbol.prefixes) continue;
+        for (const Prefix& prefix : PREFIXES) look(std::string(prefix.text) + std::string(symbol.text));
+    }
+    return found;
+}
 
 template <class Table>
 auto* Find(const Table& table, std::string_view text) {
@@ -354,7 +369,11 @@ class Parser {
     }
 
     bool FailUnknown(std::string_view text) {
-        error = Bilingual("'%1' is no unit", "'%1' ist keine Einheit").With({text});
+        const CString near = InOtherCase(text);
+        error = near.empty() ? Bilingual("'%1' is no unit", "'%1' ist keine Einheit").With({text})
+                             : Bilingual("'%1' is no unit; did you mean %2?",
+                                         "'%1' ist keine Einheit; meinten Sie %2?")
+                                   .With({text, near});
         return false;
     }
 

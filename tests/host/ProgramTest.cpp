@@ -321,6 +321,7 @@ TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
                                       "ELF\0\0",
                                       6));
     Write("huge.graph", std::string(50 << 20, 'x'));
+    Write("utf16.graph", std::string("\xFF\xFE[\0a\0", 6));
     Write("nolines.graph", "[a]\nmodule=TestSource\n");
     Write("noinstances.graph", "[lines]\n");
     const std::pair<const char*, const char*> rows[] = {
@@ -337,6 +338,12 @@ TEST_F(Program, BadGraphsAndArgumentsExitWithTwo) {
         {"run a --report text --report json", "--report may be given once only"},
         {"run a --realtime=7", "--realtime takes no value"},
         {"run a --log ''", "--log: a file name is missing"},
+        {"run a --place ''", "--place: the name of a place is missing"},
+        {"run a --reportfile x",
+         "run has no option --reportfile; did you mean '--report-file' or '--report'?\n"},
+        {"preset list --jason", "list has no option --jason; known are --help, --module-path\n"},
+        {"check utf16.graph", "is in UTF-16; save it in UTF-8"},
+        {"check-module .", "; name the library in that folder, as build/LowPass.so\n"},
         {"run a --threads 0", "--threads: '0' is no number of threads; allowed are 1 to 256 and auto"},
         {"run a --threads 2x --language de", "'2x' ist keine Anzahl von Threads"},
         {"run --language de", "GRAPH fehlt\nWeitere Informationen gibt --help"},
@@ -411,6 +418,7 @@ TEST_F(Program, ListsModulesAndShowsOne) {
     EXPECT_THAT(Run("modules TestJoin").out, HasSubstr("as many as are wired"));
     EXPECT_THAT(Run("--version").out, HasSubstr("sigweave 0."));
     EXPECT_THAT(Run("--help").out, AllOf(HasSubstr("[lines]"), HasSubstr("Exit codes")));
+    EXPECT_EQ(Run("help run").out, Run("run --help").out);
 }
 
 TEST_F(Program, BrokenLibrariesAreToldAndLeaveTheOthersAlone) {
