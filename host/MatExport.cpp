@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <system_error>
 
 #include "host/RecordExport.h"
@@ -48,7 +50,18 @@ class MatFile final : public ExportFile {
                              HasNumbers(mat, "sample_rate", {&signal.rate, 1}) &&
                              HasNumbers(mat, "start_time", {&seconds, 1});
         if (mat != nullptr) Mat_Close(mat);
-        return isWhole;
+        return isWhole && HasWholeElements();
+    }
+    // After a head of 128 bytes one after the other: a type, a length, and as many bytes.
+    bool HasWholeElements() const {
+        std::ifstream written(file->PartName(), std::ios::binary);
+        written.seekg(0, std::ios::end);
+        const std::streamoff size = written.tellg();
+        std::streamoff at = 128;
+        std::uint32_t tag[2] = {};
+        while (at < size && written.seekg(at).read(reinterpret_cast<char*>(tag), sizeof tag))
+            at += static_cast<std::streamoff>(sizeof tag) + tag[1];
+        return at == size;
     }
     static bool HasNumbers(mat_t* mat, const char* name, std::span<const double> values) {
         constexpr std::size_t AT_ONCE = 1 << 16;

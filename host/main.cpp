@@ -489,7 +489,7 @@ CLI::App* AddStudio(CLI::App& app) {
 // If not, suggests similar names. 'help run' becomes 'run --help'.
 bool BeginsWithCommand(std::vector<std::string>& arguments) {
     if (arguments[0] == "help") {
-        std::ranges::rotate(arguments, arguments.begin() + 1);
+        std::rotate(arguments.begin(), arguments.begin() + 1, arguments.end());
         arguments.back() = "--help";
     }
     const CStringArray commands = {"run",     "check", "check-module", "convert", "devices",    "diff",
