@@ -392,21 +392,22 @@ struct RandomPlaces : RandomParts {
 };
 
 TEST_F(RandomPlaces, GiveWhatOneGives) {
-    constexpr double MILLISECONDS = 3000.0;
+    constexpr double MILLISECONDS = 2000.0;
+    constexpr long FEWEST = 4;
     const bool isLongForm = std::getenv("SIGWEAVE_PLACED_GRAPHS") != nullptr;
     const long count = FromEnvironment("SIGWEAVE_PLACED_GRAPHS", 20);
     const long first = FromEnvironment("SIGWEAVE_RANDOM_SEED", 1);
     const double due = tc::MachineClock().Milliseconds() + MILLISECONDS;
     long drawn = 0, cut = 0, full = 0;
     for (; cut < count && !HasFailure(); ++drawn) {
-        if (!isLongForm && tc::MachineClock().Milliseconds() > due) break;
+        if (!isLongForm && cut >= FEWEST && full > 0 && tc::MachineClock().Milliseconds() > due) break;
         std::error_code failed;
         const auto placed = tc::OwnedFolder::MakeTemporary("sigweave-places-", failed);
         ASSERT_NE(placed, nullptr) << failed.message();
         const auto seed = static_cast<std::uint64_t>(first + drawn);
         const std::string path = placed->Path().string();
         const std::string text =
-            drawn % 4 == 3 ? MakeLateJoin(seed, path) : MakeRandomGraphWithFiles(seed, path).text;
+            drawn % 4 == 0 ? MakeLateJoin(seed, path) : MakeRandomGraphWithFiles(seed, path).text;
         SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + PutBeforeJoins(text));
         std::vector<Made> graphs(1);
         graphs[0] = Make(text);
@@ -433,7 +434,7 @@ TEST_F(RandomPlaces, GiveWhatOneGives) {
     }
     RecordProperty("graphs", static_cast<int>(cut));
     RecordProperty("full", static_cast<int>(full));
-    EXPECT_GE(cut, std::min(count, 4L)) << "too slow to say anything";
+    EXPECT_GT(full, 0) << "no line filled up";
 }
 
 // --- What modules declare
