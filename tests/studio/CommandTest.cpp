@@ -32,6 +32,12 @@ TEST(Command, IsReadWithAllItsParts) {
     EXPECT_EQ(command.wishes[1].level, -1000.0);
     EXPECT_EQ(command.wishes[2].trace, 0);
     EXPECT_TRUE(command.edits.empty());
+    ASSERT_TRUE(
+        ReadCommand(R"({"do":"recording","name":"r","number":3,"first":1000,"count":200})", command, error));
+    EXPECT_EQ(command.name, "r");
+    EXPECT_EQ(command.number, 3);
+    EXPECT_EQ(command.first, 1000);
+    EXPECT_EQ(command.count, 200);
 }
 
 TEST(Command, IsRefusedWhenAnyPartIsWrong) {
