@@ -14,7 +14,9 @@ function(sigweave_precompile target)
   if(SIGWEAVE_PRECOMPILE)
     target_precompile_headers(${target} PRIVATE <algorithm> <atomic> <chrono> <cmath> <cstring> <filesystem> <fstream>
       <functional> <map> <memory> <mutex> <optional> <ranges> <set> <span> <string> <string_view> <utility> <vector>)
-    # g++ 12 does not know the system's code again in such a header, and guesses about it as about the tree's own.
-    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow -Wno-array-bounds>)
+    # g++ 12 does not take the system's code in such a header for the system's, and guesses about what it could do.
+    set(guesses -Wno-array-bounds -Wno-dangling-pointer -Wno-free-nonheap-object -Wno-maybe-uninitialized
+        -Wno-stringop-overflow -Wno-stringop-overread -Wno-stringop-truncation -Wno-use-after-free)
+    target_compile_options(${target} PRIVATE "$<$<CXX_COMPILER_ID:GNU>:${guesses}>")
   endif()
 endfunction()
