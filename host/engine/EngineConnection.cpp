@@ -149,7 +149,8 @@ bool EngineConnection::Failure::IsOfCertificate() const {
 }
 
 bool EngineConnection::Failure::IsFinal() const {
-    constexpr natsStatus UNUSABLE[] = {NATS_INVALID_ARG, NATS_ADDRESS_MISSING};  // secrets, addresses
+    constexpr natsStatus UNUSABLE[] = {NATS_INVALID_ARG, NATS_ADDRESS_MISSING,  // secrets, addresses
+                                       NATS_SECURE_CONNECTION_WANTED};
     return IsOfUser() || IsOfCertificate() || std::ranges::find(UNUSABLE, status) != std::end(UNUSABLE);
 }
 

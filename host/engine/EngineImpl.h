@@ -27,7 +27,8 @@ struct Engine::Impl {
     Outcome Connect(std::string& error);
     Outcome OpenStream(std::string& error);
     Outcome MakeStream(std::string& error);
-    std::string WhyNotThisRun(const jsStreamConfig& config) const;
+    Outcome EmptyStream(const jsStreamInfo& info, std::string& error);
+    std::string WhyNotThisRun(const std::string& about) const;
     // Whether to wait on; `error` says why not, and stays empty after an interruption. Takes a new connection
     // when there is one.
     bool MayWait(std::string& error);
@@ -59,7 +60,8 @@ struct Engine::Impl {
 
     const EngineRun run;
     EngineConnection connection;
-    std::shared_ptr<Wire> wire;  // after `Connect` never null, but perhaps broken
+    std::shared_ptr<Wire> wire;      // after `Connect` never null, but perhaps broken
+    std::uint64_t firstMessage = 1;  // of the run, in the stream
 };
 
 template <class Request>

@@ -166,11 +166,9 @@ class EnginePlace final : public PlaceRun, public PartLink {
         if (!isPlace || !isTaken) {
             error = Bilingual(
                         "what came from the place before, %1, is no block of this graph; begin a new run "
-                        "with --new-run "
-                        "at all places",
-                        "was vom Ort davor, %1, kam, ist kein Block dieses Graphen; beginnen Sie an allen "
-                        "Orten mit "
-                        "--new-run einen neuen Lauf")
+                        "with --new-run at the place that is started first",
+                        "was vom Ort davor, %1, kam, ist kein Block dieses Graphen; beginnen Sie mit "
+                        "--new-run einen neuen Lauf, an dem Ort, der zuerst gestartet wird")
                         .With({PlaceAt(from)});
             return false;
         }

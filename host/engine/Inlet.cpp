@@ -179,7 +179,7 @@ Outcome Inlet::Begin(std::string& error) {
         status, error);
     const StreamInfo info(found);
     if (asked != Outcome::Done) return asked;
-    impl->hasLost = status == NATS_OK && info->State.FirstSeq > 1;
+    impl->hasLost = status == NATS_OK && info->State.FirstSeq > impl->engine.firstMessage;
     impl->lastHeard = Clock::now();
     return impl->Subscribe(error);
 }
@@ -258,10 +258,11 @@ Outcome Inlet::Impl::ReadAgain(std::string& error) {
     error = Bilingual(
                 "the engine %1 has lost message %2 of the run from %3 to %4, perhaps when its power failed; "
                 "begin a new "
-                "run with --new-run at all places, and keep replicas on several servers",
+                "run with --new-run at the place that is started first, and keep replicas on several servers",
                 "die Engine %1 hat die Nachricht %2 des Laufs von %3 an %4 verloren, vielleicht bei einem "
                 "Stromausfall; "
-                "beginnen Sie an allen Orten mit --new-run einen neuen Lauf, und halten Sie Kopien auf "
+                "beginnen Sie mit --new-run einen neuen Lauf, an dem Ort, der zuerst gestartet wird, und "
+                "halten Sie Kopien auf "
                 "mehreren Servern")
                 .With({engine.run.address.url, std::to_string(order.First()), from, engine.run.place});
     return Outcome::Failed;
@@ -378,10 +379,12 @@ std::string Inlet::Impl::WhyGone() const {
     return Bilingual(
                "the engine no longer has the first blocks from %1, for the run has more than keep=%2 bytes: "
                "%3 cannot begin "
-               "again; begin a new run with --new-run at all places, and raise keep= in [engine]",
+               "again; begin a new run with --new-run at the place that is started first, and raise keep= in "
+               "[engine]",
                "die Engine hat die ersten Blöcke von %1 nicht mehr, denn der Lauf hat mehr als keep=%2 Byte: "
                "%3 kann nicht "
-               "von vorn beginnen; beginnen Sie an allen Orten mit --new-run einen neuen Lauf, und erhöhen "
+               "von vorn beginnen; beginnen Sie mit --new-run einen neuen Lauf, an dem Ort, der zuerst "
+               "gestartet wird, und erhöhen "
                "Sie keep= in "
                "[engine]")
         .With({from, std::to_string(engine.run.keep), engine.run.place});

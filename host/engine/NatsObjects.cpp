@@ -8,7 +8,11 @@ namespace host::engine {
 std::string Reason(natsStatus status) {
     natsStatus last = NATS_OK;
     const char* const text = nats_GetLastError(&last);
-    return text != nullptr && *text != '\0' && last == status ? text : natsStatus_GetText(status);
+    if (text == nullptr || *text == '\0' || last != status) return natsStatus_GetText(status);
+    // "(conn.c:2088): No server available": the place in the library's source helps nobody here.
+    const std::string_view reason(text);
+    const std::size_t end = reason.starts_with("(") ? reason.find("): ") : std::string_view::npos;
+    return std::string(end == std::string_view::npos ? reason : reason.substr(end + 3));
 }
 
 std::string_view Data(natsMsg* message) {

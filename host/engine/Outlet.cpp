@@ -189,11 +189,9 @@ bool Outlet::Impl::IsAsBefore(std::string& error) const {
     if (found == known.end() || found->second == pieces.LastDigest()) return true;
     error = Bilingual(
                 "%1 makes other blocks than before in this run: what it reads has changed; begin a new run "
-                "with --new-run at "
-                "all places",
+                "with --new-run at the place that is started first",
                 "%1 erzeugt andere Blöcke als zuvor in diesem Lauf: was es liest, hat sich geändert; "
-                "beginnen Sie an allen "
-                "Orten mit --new-run einen neuen Lauf")
+                "beginnen Sie mit --new-run einen neuen Lauf, an dem Ort, der zuerst gestartet wird")
                 .With({engine.run.place});
     return false;
 }
@@ -214,7 +212,9 @@ void Outlet::Impl::UseConnection() {
 }
 
 void Outlet::Impl::Publish(Pending& message) {
-    const std::string messageId = WayName(engine.run.place, to) + "." + std::to_string(message.number);
+    // The server knows the messages of a run that was forgotten for two minutes more.
+    const std::string messageId = WayName(engine.run.place, to) + "." + std::to_string(engine.firstMessage) +
+                                  "." + std::to_string(message.number);
     constexpr std::int64_t GIVE_UP = 5000;  // the library's own wait for an acknowledgement
     jsPubOptions options;
     jsPubOptions_Init(&options);

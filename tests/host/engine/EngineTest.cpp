@@ -109,6 +109,14 @@ TEST_F(EngineTest, CutsLargeUnitsAndRefusesOthersThanBefore) {
     EXPECT_EQ(Receive(RunAt("b"), 3 << 20, error), 3) << error;
     Send(RunAt("a"), 3, 2 << 20, error);
     EXPECT_THAT(error, HasSubstr("other blocks than before"));
+    EngineRun anew = RunAt("a");
+    anew.anew = true;
+    for (int i = 0; i < 2; ++i) {
+        error.clear();
+        Send(anew, 4, 2 << 20, error);  // the second time the same, which the server knows
+        EXPECT_THAT(error, IsEmpty());
+        EXPECT_EQ(Receive(RunAt("b"), 2 << 20, error), 4) << error;
+    }
 }
 
 TEST_F(EngineTest, GoesOnWhenTheServerIsKilledAndStartedAgain) {
