@@ -118,9 +118,15 @@ std::string Seconds(std::chrono::milliseconds time) {
     return std::to_string((time.count() + 999) / 1000);
 }
 
+void Engine::Impl::TellWait(const std::string& what, Clock::time_point since) {
+    constexpr auto UNTOLD = 1500ms;
+    if (run.onWait && Clock::now() - since > UNTOLD && told.insert(what).second) run.onWait(what);
+}
+
 Outcome Engine::Impl::Connect(std::string& error) {
-    while (MayWait(error)) {
+    for (const auto begin = Clock::now(); MayWait(error);) {
         if (wire != nullptr) return Outcome::Done;
+        TellWait(run.address.url, begin);
         Pause();
     }
     return Ended(error);

@@ -26,6 +26,8 @@ struct EngineRun {
     bool anew = false;  // an earlier run of that name is forgotten first
     std::chrono::milliseconds patience{10000};
     const Interruption* interruption = nullptr;  // ends each wait; may be null
+    // Said once of what has been waited for since 1.5 s; may be empty.
+    std::function<void(const std::string& what)> onWait;
 };
 
 enum class Outcome { Done, Interrupted, Failed };

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "host/engine/Engine.h"
@@ -32,6 +33,7 @@ struct Engine::Impl {
     // Whether to wait on; `error` says why not, and stays empty after an interruption. Takes a new connection
     // when there is one.
     bool MayWait(std::string& error);
+    void TellWait(const std::string& what, Clock::time_point since);
     // Until something may be different.
     void Pause() const { connection.WaitForOther(Number(), POLL); }
     bool IsInterrupted() const { return run.interruption != nullptr && run.interruption->IsRaised(); }
@@ -61,6 +63,7 @@ struct Engine::Impl {
     const EngineRun run;
     EngineConnection connection;
     std::shared_ptr<Wire> wire;      // after `Connect` never null, but perhaps broken
+    std::set<std::string> told;      // that it is waited for
     std::uint64_t firstMessage = 1;  // of the run, in the stream
 };
 

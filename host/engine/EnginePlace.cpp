@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "host/EngineSection.h"
+#include "host/FileWait.h"
 #include "host/OpenGraph.h"
 #include "host/Places.h"
 #include "host/engine/Inlet.h"
@@ -266,6 +267,7 @@ std::unique_ptr<PlaceRun, void (*)(PlaceRun*)> JoinPlace(const OpenGraph& open, 
     if (section.acknowledgesRecorded) run.record = tc::RecordingWriter::SyncAll;
     run.anew = request.anew;
     run.interruption = request.interruption;
+    run.onWait = [](const std::string& what) { TellWait("", what); };
     error = WhyNoEngine(run);
     if (!error.empty() || !AddSecrets(run.address, error)) return joined;
     std::unique_ptr<Engine> engine = Engine::Join(run, error);

@@ -346,6 +346,7 @@ bool Inlet::Impl::IsMissing(std::string& error) {
     constexpr std::int64_t ANSWER_WAIT = 1000;
     HearPresence();
     if (!engine.IsUp()) lastHeard = Clock::now();
+    engine.TellWait(from, lastHeard);
     if (Clock::now() - lastHeard <= engine.run.patience ||
         natsConnection_FlushTimeout(engine.wire->connection.get(), ANSWER_WAIT) != NATS_OK)
         return false;
