@@ -130,7 +130,8 @@ void Graph::Create(Instance& instance, std::map<std::string, int>& used) {
 // Where a setting seems to mean it. False when there is none.
 bool Graph::TellMisnamedModule(const InstanceEntry& entry) {
     const auto found = std::ranges::find_if(entry.settings, [](const Setting& setting) {
-        return tc::AreSameButForCase(setting.name, "module") || tc::AreSameButForCase(setting.name, "modul");
+        const TCString name(setting.name.c_str());
+        return name.CompareNoCase("module") == 0 || name.CompareNoCase("modul") == 0;
     });
     if (found == entry.settings.end()) return false;
     mistakes.Add(found->place,

@@ -58,10 +58,6 @@ CString Joined(const CStringArray& names, const char* quote, const char* lastSep
 
 }  // namespace
 
-bool tc::AreSameButForCase(std::string_view a, std::string_view b) {
-    return Lowered(CString(a)) == Lowered(CString(b));
-}
-
 CStringArray tc::NearestNames(const CString& name, const CStringArray& candidates) {
     CArray<std::pair<int, CString>> near;
     for (const CString& candidate : candidates) {

@@ -1,14 +1,9 @@
 #pragma once
 
-#include <string_view>
-
 #include "sigweave/platform/Export.h"
 #include "sigweave/platform/Framework.h"
 
 namespace tc {
-
-// Whether two names are the same but for the case of their letters a to z.
-TC_API bool AreSameButForCase(std::string_view a, std::string_view b);
 
 // The candidates that a mistyped name may have meant, nearest first, at most three. Near is a name that
 // differs only in case, begins with what was typed, or differs by a few typing mistakes (one in three

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "sigweave/foundation/TCString.h"
 #include "sigweave/services/Bilingual.h"
-#include "sigweave/services/NearNames.h"
 #include "sigweave/signal/SiSymbols.h"
 
 namespace tc {
@@ -164,9 +164,10 @@ constexpr Symbol WHOLE_TEXTS[] = {
 
 // Units that differ from the text in case alone, as people name alternatives; empty: there are none.
 CString InOtherCase(std::string_view text) {
+    const TCString wanted(text.data(), static_cast<int>(text.size()));
     CString found;
     const auto look = [&](const std::string& unit) {
-        if (AreSameButForCase(unit, text)) found += (found.empty() ? "'" : ", '") + unit + "'";
+        if (wanted.CompareNoCase(unit.c_str()) == 0) found += (found.empty() ? "'" : ", '") + unit + "'";
     };
     for (const Symbol& symbol : SYMBOLS) {
         look(std::string(symbol.text));
